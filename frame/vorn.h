@@ -1,0 +1,662 @@
+/*
+ * vorn: kernels over compressed column vectors.
+ *
+ * A host process keeps table data in memory in compressed columns and hands the library a batch of rows at a
+ * time.  The library evaluates predicates on the compressed form and writes its results into memory of the host.
+ * It owns no data, no thread, no lock and no file.
+ *
+ *     vorn_enc_ctx enc, cst_enc;           how the column and the constant are stored
+ *     vorn_cv src, cst, res;               the column, the constant, the result
+ *     vorn_nfy(3, &ctx);                   once per process: choose the implementation
+ *     vorn_eq(&ctx, &res, &src, &cst, NULL);
+ *                                          one bit per row in res, their number in res.vorn_cv_popc
+ *
+ * Conventions, valid throughout:
+ *
+ *  1. Memory.  Every record and buffer belongs to the caller and must outlive the call.  The library frees nothing;
+ *     the one buffer that it asks for, a decompressed stream, comes from a callback and belongs to the host too.
+ *  2. Bit vectors are arrays of 64-bit words in the processor's order.  Row r is bit r & 63, counted from the least
+ *     significant bit, of word r >> 6.  A vector of n rows takes (n + 63) >> 6 words.  In a result every bit from n
+ *     to the end of the last word is zero.  Filters and masks may hold stray bits there.
+ *  3. Stored data is big-endian: packed codes, fixed values, cumulative arrays.  Records, bit vectors and dictionary
+ *     code constants are in the processor's order (little-endian).
+ *  4. Packed codes of width w are one bit string: code i occupies the bits i * w to i * w + w - 1, where bit 0 is the
+ *     most significant bit of byte 0.  A stream holds fewer than 2^32 bits.  It should be readable beyond its last
+ *     code: 8 bytes at the widths 5 and 7, otherwise 3 bytes up to width 6, 2 at 9 to 15, 1 at 17 to 20 and 24, none
+ *     at 8, 16, 32 and 64.  The generic kernels read nothing past the last code; specialised ones may use the slack.
+ *  5. A cumulative length array (CLA) of n items is n + 1 unsigned 32-bit big-endian numbers: entry 0 is 0 and entry
+ *     i + 1 is entry i plus the length of item i.
+ *  6. Results.  Entry points and kernels return one of the VORN_RESULT codes.  A wrong call is reported through
+ *     host_raise_internal_error of the host (frame/host.h); if the reporter returns, the call goes on with its next
+ *     step.  A limit that only a builder or a kernel can see is a fatal assertion.
+ *  7. Unwinding.  A reporter may throw or jump: no entry point holds a resource when it reports.
+ *  8. Threads.  vorn_nfy comes before all other calls.  After it any number of threads may call, each with its own
+ *     result and vorn_aux.  One thread at a time makes the first call on a block-compressed vector, and one thread
+ *     at a time scans a given run-length encoding context.
+ *  9. Alignment.  Addresses are checked against the alignment words of vorn_global_ctx in force at the call.
+ * 10. Names.  A field repeats the name of its record.  A name in _dydi is the generic implementation of a slot of
+ *     vorn_global_ctx.
+ */
+#ifndef VORN_H
+#define VORN_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#define VORN_API __attribute__((visibility("default")))
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* Result codes. */
+
+enum {
+  VORN_RESULT_DONE = 0,              /* done; a predicate selected at least one row */
+  VORN_RESULT_EMPTY = 1,             /* done; the result is empty */
+  VORN_RESULT_REFUSED = 2,           /* an operand or combination that the kernel does not handle */
+  VORN_RESULT_KEY_SPACE = 3,         /* the space of a group key is too large */
+  VORN_RESULT_PARTITION_FULL = 5,    /* make room in partition vorn_aux_full_part and resume */
+  VORN_RESULT_NO_OVERFLOW = 6,       /* no overflow room in the hash table; add some and resume */
+  VORN_RESULT_PROBE_FULL = 7,        /* probe output full; resume */
+  VORN_RESULT_TRANSPOSE_FULL = 8,    /* no room in the transpose output; resume */
+  VORN_RESULT_OUTPUT_FULL = 9,       /* no room in the gather or group-key output; resume */
+  VORN_RESULT_NO_IMPLEMENTATION = 10 /* the slot is empty, or the layout is not supported */
+};
+
+/* Opcodes and encodings. */
+
+/* Bits 0 to 4 of a dispatch index. */
+enum {
+  VORN_OPC_EQ = 0,
+  VORN_OPC_LT = 1,
+  VORN_OPC_GT = 2,
+  VORN_OPC_LE = 3,
+  VORN_OPC_GE = 4,
+  VORN_OPC_NE = 5,
+  VORN_OPC_GT_LT = 6,
+  VORN_OPC_GT_LE = 7,
+  VORN_OPC_GE_LT = 8,
+  VORN_OPC_GE_LE = 9,
+  VORN_OPC_DECODE = 10,
+  VORN_OPC_DECODE_UNPACK = 11,
+  VORN_OPC_DECODE_SYMBOL = 12,
+  VORN_OPC_SET = 13,
+  VORN_OPC_BURST = 14,
+  VORN_OPC_SUM = 15,
+  VORN_OPC_DISTINCT = 16,
+  VORN_OPC_XLATE = 17,
+  VORN_OPC_BLOOM = 18,
+  VORN_OPC_ADD = 19,
+  VORN_OPC_SUB = 20,
+  VORN_OPC_MUL = 21,
+  VORN_OPC_NONE = 22 /* no predicate: vorn_convert_rowz_pcode */
+};
+
+/* Bits 5 and 6 of a dispatch index, bits 0 and 1 of an encoding type code. */
+enum { VORN_ENC_FIXED = 0, VORN_ENC_DICT = 1, VORN_ENC_DYNP = 2, VORN_ENC_RLE = 3 };
+
+/* Slots of the dispatch table. */
+enum { VORN_DISPATCH_SLOTS = 8192 };
+
+/* Flag bits. */
+
+/* vorn_enc_ctx_flags */
+enum {
+  VORN_NATIVE = 0x1,            /* float or double in the processor's form, not the canonical one */
+  VORN_CONST = 0x4,             /* a constant operand; required of the operand of a comparison */
+  VORN_TZ = 0x8,                /* fixed, dynp: the length code of a row is a second sort key */
+  VORN_NULLS = 0x40,            /* dict: code 0 stands for NULL and matches no predicate */
+  VORN_HASH_VALUES = 0x80,      /* hash values */
+  VORN_DICT = 0x100,            /* dictionary codes */
+  VORN_RLE = 0x200,             /* the code stream has one entry per run */
+  VORN_DYNP = 0x400,            /* dynamic-packed values */
+  VORN_FIXED = 0x800,           /* fixed-width values */
+  VORN_LV_SEP = 0x1000,         /* length-value keys, lengths separate */
+  VORN_LV = 0x2000,             /* length-value keys */
+  VORN_LP_SEP = 0x4000,         /* length-pointer records, lengths separate */
+  VORN_LP = 0x8000,             /* length-pointer records */
+  VORN_STREAM = 0x10000,        /* the value stream is compressed in blocks */
+  VORN_HASHRID = 0x20000,       /* hash value with row identifier */
+  VORN_RIDVALUE = 0x40000,      /* row identifier as value */
+  VORN_AUTORID = 0x80000,       /* implicit row identifiers */
+  VORN_DLP = 0x100000,          /* dlp layout */
+  VORN_ROW = 0x200000,          /* row-major layout */
+  VORN_GD = 0x400000,           /* gd layout */
+  VORN_HASHGDRID = 0x800000,    /* hash value with gd row identifier */
+  VORN_UNIFORM_LENS = 0x1000000 /* fixed with tz: vorn_cv_lens is one byte, the length code of every row */
+};
+
+/* vorn_enc_ctx_num_type */
+enum { VORN_NUM_FLOAT = 1, VORN_NUM_DOUBLE = 2, VORN_NUM_DSB = 8 };
+
+/* vorn_enc_ctx_dict_layout */
+enum { VORN_DICT_ONE_LENGTH = 0, VORN_DICT_CLA = 1 };
+
+/* vorn_aux_flags */
+enum {
+  VORN_AUX_INVERT_FILTER = 0x01,   /* rejected together with a filter */
+  VORN_AUX_FORCE_SELECTIVE = 0x02, /* visit only the rows of the filter */
+  VORN_AUX_UNPACK_UB4 = 0x04,      /* elements of an unpacked code array have 4 bytes */
+  VORN_AUX_MULTIPLY = 0x10,        /* group key in multiply mode */
+  VORN_AUX_RID = 0x20,             /* take the row-identifier half of a pair */
+  VORN_AUX_SUM = 0x80              /* reduce to one sum */
+};
+
+/* vorn_aux_flags2 */
+enum { VORN_AUX_COPY_VALUES = 0x01 /* copy symbol bytes instead of writing pointers */ };
+
+/* vorn_ctx_flags */
+enum {
+  VORN_CTX_ACCUMULATE = 0x04,    /* keep vorn_ctx_call_counts and vorn_ctx_rates */
+  VORN_CTX_PRINT_LOAD = 0x08,    /* print the load report */
+  VORN_CTX_FORCE_GENERIC = 0x10, /* always run the generic kernel */
+  VORN_CTX_SELF_CHECK = 0x20,    /* run generic and loaded kernel and compare */
+  VORN_CTX_MAX_PADS = 0x80       /* read at load: use the maximum alignment and padding words */
+};
+
+/* vorn_ctx_init_flags */
+enum { VORN_INIT_SPECIALIZED = 0x1 /* ask for a specialised library */ };
+
+/* vorn_global_ctx_status */
+enum { VORN_STATUS_GENERIC = 2, VORN_STATUS_SPECIALIZED = 3 };
+
+/* vorn_global_ctx_flags */
+enum {
+  VORN_REQUIRES_QPAK_PACKED_DICT = 0x1,
+  VORN_REQUIRES_BYTE_ALIGNED_WIDTHS = 0x2,
+  VORN_REQUIRES_BYTE_ALIGNED_WIDTHS_OVER_2BYTES = 0x4,
+  VORN_REQUIRES_DECODE_BITWVEC = 0x8,
+  VORN_ALLOWS_QPAK_DATASTREAM = 0x10
+};
+
+/* vorn_hash_table: vorn_ht_type */
+enum {
+  VORN_HT_K2V8 = 0x1,
+  VORN_HT_K2V4 = 0x2,
+  VORN_HT_K4V8 = 0x4,
+  VORN_HT_K4V4 = 0x8,
+  VORN_HT_GD = 0x1000 /* with K4V8 or K4V4: the tag is the key's global dictionary code */
+};
+
+/* vorn_transpose_table: vorn_tt_flags */
+enum { VORN_TT_ROW = 0x2, VORN_TT_CLA = 0x8, VORN_TT_DLP = 0x10, VORN_TT_LP = 0x20 };
+
+/* Event code of vorn_nfy. */
+enum { VORN_NFY_LOAD = 3 };
+
+/* Records. */
+
+typedef struct vorn_cv vorn_cv;
+typedef struct vorn_enc_ctx vorn_enc_ctx;
+typedef struct vorn_aux vorn_aux;
+typedef struct vorn_ctx vorn_ctx;
+typedef struct vorn_lbiv_ictx vorn_lbiv_ictx;
+typedef struct vorn_lbiwv_ictx vorn_lbiwv_ictx;
+typedef struct vorn_qpak_ctx vorn_qpak_ctx;
+typedef struct vorn_hash_table vorn_hash_table;
+typedef struct vorn_partition_buffer vorn_partition_buffer;
+typedef struct vorn_transpose_table vorn_transpose_table;
+typedef struct vorn_global_ctx_t vorn_global_ctx_t;
+typedef union vorn_kernel vorn_kernel;
+
+/* Kernels and callbacks. */
+typedef uint32_t (*vorn_unary_fn)(vorn_cv *res, vorn_cv *src, vorn_aux *aux);
+typedef uint32_t (*vorn_binary_fn)(vorn_cv *res, vorn_cv *src, const vorn_cv *operand, vorn_aux *aux);
+typedef uint32_t (*vorn_ternary_fn)(vorn_cv *res, vorn_cv *src, const vorn_cv *lo, const vorn_cv *hi, vorn_aux *aux);
+typedef uint32_t (*vorn_burst_fn)(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, vorn_aux *aux);
+typedef uint64_t (*vorn_hashfn)(const void *data, uint64_t len, uint64_t seed);
+typedef void *(*vorn_alloc_fn)(void *env, void *heap, uint64_t size, const char *name, uint32_t align_hint,
+                               uint32_t pad_hint, uint64_t tag);
+typedef void *(*vorn_stack_alloc_fn)(void *env, uint64_t size, const char *name, uint64_t align, uint64_t padding,
+                                     void **token);
+typedef void (*vorn_stack_free_fn)(void *env, void *memory, void *token);
+typedef uint32_t (*vorn_decompress_fn)(vorn_qpak_ctx *qctx, const void *src, void *dst, uint32_t *outlen,
+                                       uint32_t dstlen);
+
+/* A slot of the dispatch table: null, or a kernel that is called through the member of its shape. */
+union vorn_kernel {
+  vorn_unary_fn unary;     /* decoders, bursts */
+  vorn_binary_fn binary;   /* comparisons with one constant, sets, translation, arithmetic */
+  vorn_ternary_fn ternary; /* range comparisons */
+};
+
+/* A column vector: source, constant, set operand or result. */
+struct vorn_cv {
+  void *vorn_cv_vals;                     /* source: value stream, aligned to VORN_DATASTREAM_ALIGN; constant: value */
+  void *vorn_cv_lens;                     /* dynp and tz: length codes of the rows, or the one of a constant */
+  void *vorn_cv_flgs;                     /* decode result: 16-bit value flags, 2 marks NULL */
+  vorn_enc_ctx *vorn_cv_encoding_context; /* how the stream is encoded */
+  uint64_t *vorn_cv_mask_bv;              /* source: row mask, ANDed into every result; may be null */
+  uint64_t *vorn_cv_bv;                   /* result: its bit vector; set operand: the membership map */
+  uint32_t vorn_cv_popc;                  /* result: ones in the bit vector, or number of results */
+  uint32_t vorn_cv_nrows;                 /* rows of the vector */
+  uint32_t vorn_cv_stream_len;            /* bytes of the decompressed stream (VORN_STREAM) */
+  void **vorn_cv_stream_slot;             /* where the decompressed stream is kept between calls; starts at null */
+  uint64_t vorn_cv_stream_tag;            /* last argument of the allocation callback */
+  uint64_t vorn_cv_autorid;               /* first row identifier when they are implicit */
+  uint64_t vorn_cv_size;                  /* output: capacity of vorn_cv_vals in bytes */
+};
+
+/* How a vector is encoded. */
+struct vorn_enc_ctx {
+  uint64_t vorn_enc_ctx_type;          /* type code: encoding, width code << 2, flag 0x80; the low byte dispatches */
+  uint64_t vorn_enc_ctx_minor_type;    /* run-length: type code of the burst kernel, else 0 */
+  const void *vorn_enc_ctx_dict_syms;  /* dictionary: symbol bytes */
+  const void *vorn_enc_ctx_dict_lens;  /* dictionary: the one 16-bit big-endian symbol length */
+  const void *vorn_enc_ctx_dict_cla;   /* dictionary: CLA of the symbols */
+  uint32_t vorn_enc_ctx_dict_nsyms;    /* dictionary: number of symbols */
+  uint32_t vorn_enc_ctx_dict_layout;   /* dictionary: VORN_DICT_ONE_LENGTH or VORN_DICT_CLA */
+  const void *vorn_enc_ctx_rle_lens;   /* run-length: lengths of the runs, 8 or 16 bits each */
+  uint8_t vorn_enc_ctx_rle_width;      /* run-length: 8 or 16 */
+  uint32_t vorn_enc_ctx_rle_nruns;     /* run-length: runs, which is the number of codes of the stream */
+  const void *vorn_enc_ctx_rle_cla;    /* run-length: CLA of the runs in rows; may be null */
+  vorn_burst_fn vorn_enc_ctx_burst_fn; /* run-length: expands one bit per run to rows */
+  uint64_t *vorn_enc_ctx_burst_res_bv; /* run-length: room for one bit per run; every scan needs it */
+  uint8_t vorn_enc_ctx_prefix_group;   /* prefix compression: values per group, 16 */
+  uint16_t vorn_enc_ctx_prefix_vlen;   /* prefix compression: bytes of a value, 1 to 8 */
+  uint32_t vorn_enc_ctx_prefix_nvals;  /* prefix compression: number of values */
+  uint8_t vorn_enc_ctx_xlate_type;     /* translate table: 1 sim, 2 off, 3 ind */
+  uint8_t vorn_enc_ctx_bloom_ind;      /* bloom: nonzero when the map has two levels */
+  uint32_t vorn_enc_ctx_bloom_mask;    /* bloom: mask of the hash */
+  uint32_t vorn_enc_ctx_ind_shift;     /* two-level tables: shift that gives the page */
+  uint32_t vorn_enc_ctx_ind_mask;      /* two-level tables: mask that gives the position in the page */
+  uint8_t vorn_enc_ctx_dlp_shift;      /* dlp: low bits of the offset field inside a partition */
+  void **vorn_enc_ctx_dlp_table;       /* dlp: base pointers of the partitions */
+  uint32_t vorn_enc_ctx_xlate_base;    /* off translate table: base subtracted from the key */
+  uint32_t vorn_enc_ctx_flags;         /* VORN_NATIVE to VORN_UNIFORM_LENS */
+  uint32_t vorn_enc_ctx_width;         /* bits of a code or value */
+  uint8_t vorn_enc_ctx_width_code;     /* vorn_convert_width of it */
+  uint8_t vorn_enc_ctx_unit;           /* 8 from the fixed builder */
+  uint16_t vorn_enc_ctx_row_a;         /* arguments of vorn_build_encoding_type_row */
+  uint64_t vorn_enc_ctx_row_b;
+  uint8_t vorn_enc_ctx_num_type; /* VORN_NUM_FLOAT, VORN_NUM_DOUBLE or VORN_NUM_DSB */
+};
+
+/* The auxiliary record of one call: filter, options, resume position.  Clear it before its first use. */
+struct vorn_aux {
+  const vorn_ctx *vorn_aux_ctx;     /* written by the entry point, for the kernel */
+  uint64_t *vorn_aux_filter_bv;     /* rows to keep, aligned to VORN_BITWVEC_ALIGN; may be null */
+  uint8_t vorn_aux_flags;           /* VORN_AUX_INVERT_FILTER to VORN_AUX_SUM */
+  uint8_t vorn_aux_flags2;          /* VORN_AUX_COPY_VALUES */
+  uint32_t vorn_aux_popc;           /* ones in the filter; for diagnostics */
+  uint32_t vorn_aux_full_part;      /* written: the partition that ran out of room */
+  uint32_t vorn_aux_start_slot;     /* row or slot to start at; written back by resumable kernels */
+  uint32_t vorn_aux_run_idx;        /* resume state over runs: the run */
+  uint32_t vorn_aux_run_end;        /* resume state over runs: the row behind it */
+  uint64_t vorn_aux_out_pos;        /* resume state: byte cursor into the key data */
+  uint64_t vorn_aux_out_pos2;       /* resume state: byte cursor into the payload data */
+  uint32_t *vorn_aux_ones_vec;      /* row numbers to process */
+  uint32_t vorn_aux_ones_vec_size;  /* entries of vorn_aux_ones_vec */
+  uint32_t vorn_aux_diag_code;      /* written: diagnostic code of the kernel, 0 for none */
+  uint32_t vorn_aux_start_row;      /* first row of a bloom or translate kernel */
+  uint8_t vorn_aux_op_bits[3];      /* written: what the call did, for the statistics */
+  void *vorn_aux_prefix_out;        /* output descriptors of a prefix decode; may be null */
+  vorn_enc_ctx *vorn_aux_xlate_enc; /* whose vorn_enc_ctx_xlate_base applies */
+  void *vorn_aux_xlate_tbl;         /* output codes of the c2d translate forms */
+  uint32_t vorn_aux_xlate_n;        /* multiplier of the group-key kernels */
+};
+
+/* The call context, first argument of every entry point.  Read-only to the library but for what it points to. */
+struct vorn_ctx {
+  void *vorn_ctx_env;                       /* host environment, a struct host_env of frame/host.h */
+  void *vorn_ctx_heap;                      /* second argument of the allocation callback */
+  uint64_t vorn_ctx_trace;                  /* trace control word, 0 for none */
+  vorn_alloc_fn vorn_ctx_alloc;             /* gives the buffer of a decompressed stream; must not return null */
+  vorn_stack_alloc_fn vorn_ctx_stack_alloc; /* scratch memory for the block decoder and for group keys */
+  vorn_stack_free_fn vorn_ctx_stack_free;   /* and its release */
+  uint32_t *vorn_ctx_call_counts;           /* one counter per dispatch index */
+  double *vorn_ctx_rates;                   /* running mean of Mrows per second per dispatch index */
+  uint32_t vorn_ctx_init_flags;             /* start-up: VORN_INIT_SPECIALIZED */
+  const char *vorn_ctx_lib_name;            /* start-up: library that replaces the choice; may be null */
+  uint32_t vorn_ctx_trace_level;            /* start-up: nonzero is handed to the trace-level hook */
+  vorn_decompress_fn vorn_ctx_decompress;   /* the block decoder */
+  void *vorn_ctx_stats;                     /* host statistics block; may be null */
+  uint8_t vorn_ctx_flags;                   /* VORN_CTX_ACCUMULATE to VORN_CTX_MAX_PADS */
+};
+
+/* Iterator over a bit vector that begins at any byte.  The caller provides the storage. */
+struct vorn_lbiv_ictx {
+  const uint64_t *vorn_lbiv_ictx_next; /* the 8-byte group behind the current word */
+  int32_t vorn_lbiv_ictx_nbits;        /* bits of the vector, fewer than 2^31 */
+  int32_t vorn_lbiv_ictx_base;         /* index of bit 0 of the current word; negative before the vector */
+  uint64_t vorn_lbiv_ictx_offset;      /* offset of the start in the first word, then 0 */
+  uint64_t vorn_lbiv_ictx_word;        /* bits of the current word that are not delivered yet */
+};
+
+/* Iterator over a bit vector of whole words.  The caller provides the storage. */
+struct vorn_lbiwv_ictx {
+  const uint64_t *vorn_lbiwv_ictx_next; /* the word behind the current one */
+  int32_t vorn_lbiwv_ictx_nbits;        /* bits of the vector, fewer than 2^31 */
+  int32_t vorn_lbiwv_ictx_base;         /* index of bit 0 of the current word, a multiple of 64 */
+  uint64_t vorn_lbiwv_ictx_offset;      /* offset of the start in the first word, then 0 */
+  uint64_t vorn_lbiwv_ictx_word;        /* bits of the current word that are not delivered yet */
+};
+
+/* What a block decoder is given.  A kernel builds one on its stack for one call. */
+struct vorn_qpak_ctx {
+  void *vorn_qpak_ctx_env;                       /* vorn_ctx_env */
+  void *vorn_qpak_ctx_heap;                      /* vorn_ctx_heap */
+  vorn_stack_alloc_fn vorn_qpak_ctx_stack_alloc; /* vorn_ctx_stack_alloc; may be null */
+  vorn_stack_free_fn vorn_qpak_ctx_stack_free;   /* vorn_ctx_stack_free */
+  uint32_t vorn_qpak_ctx_generic;                /* 1 under force_generic or self-check, else 0 */
+};
+
+/* A join hash table of 64-byte buckets, partitioned.  Arrays have one entry per partition. */
+struct vorn_hash_table {
+  uint32_t vorn_ht_unused_a;
+  uint32_t vorn_ht_type; /* VORN_HT_K2V8 to VORN_HT_K4V4, with VORN_HT_GD */
+  uint8_t vorn_ht_unused_b[9];
+  uint8_t vorn_ht_bucket_hi_bit; /* highest hash bit of the bucket number */
+  uint8_t vorn_ht_part_hi_bit;   /* highest hash bit of the partition number */
+  uint8_t vorn_ht_part_shift;    /* right shift that brings the partition bits down */
+  void **vorn_ht_tables;         /* bucket arrays */
+  void *vorn_ht_reserved;        /* stored, not read */
+  void **vorn_ht_ovfl_cur;       /* next free overflow bucket; advanced by the build */
+  void **vorn_ht_ovfl_end;       /* end of the overflow room */
+  uint64_t vorn_ht_unused_c[2];
+  uint8_t vorn_ht_part_low_bits; /* low hash bits in the partition index; stored by the host after the build */
+};
+
+/* The output areas of a partitioning.  Arrays have one entry per partition. */
+struct vorn_partition_buffer {
+  uint32_t vorn_pb_unused_a;
+  uint32_t vorn_pb_type;  /* output form; the low byte is read */
+  uint8_t vorn_pb_hi_bit; /* highest hash bit of the partition number */
+  uint8_t vorn_pb_shift;  /* right shift of the masked hash */
+  uint8_t vorn_pb_unused_b[18];
+  uint16_t vorn_pb_fixed_width; /* payload bytes of a fixed record; stored by the host after the build */
+  uint8_t vorn_pb_unused_c[2];
+  void *vorn_pb_reserved; /* stored, not read */
+  void **vorn_pb_cur;     /* where the next record goes; advanced by the kernels */
+  void **vorn_pb_end;     /* end of the area; null when the caller vouches for the room */
+};
+
+/* A partitioned store of values.  Arrays have one entry per partition. */
+struct vorn_transpose_table {
+  uint32_t vorn_tt_unused_a;
+  uint32_t vorn_tt_flags;    /* VORN_TT_ROW to VORN_TT_LP */
+  uint16_t vorn_tt_ncols;    /* columns of a row of the matrix, at most 255 */
+  uint16_t vorn_tt_width;    /* read by gather */
+  uint64_t vorn_tt_opaque_a; /* stored, not read, like the other opaque fields */
+  uint8_t vorn_tt_hi_bit;    /* read by gather */
+  uint8_t vorn_tt_row_bits;  /* read by gather */
+  uint64_t vorn_tt_unused_b;
+  void **vorn_tt_in_refs; /* start of the length-pointer entries */
+  void **vorn_tt_refs;    /* cursor into the length-pointer entries */
+  uint64_t vorn_tt_opaque_b;
+  void **vorn_tt_dlp; /* read by gather */
+  uint64_t vorn_tt_opaque_c;
+  uint64_t vorn_tt_opaque_d;
+  uint8_t vorn_tt_opaque_e;
+  void **vorn_tt_cla;     /* start of the offset array */
+  void **vorn_tt_offsets; /* cursor into the offset array */
+  uint64_t vorn_tt_opaque_f;
+  void **vorn_tt_data; /* start of the value bytes */
+  void **vorn_tt_pos;  /* next free value byte */
+  void **vorn_tt_end;  /* end of the value bytes */
+};
+
+/*
+ * The implementation in force.  A specialised library exports a record of the same layout under the name
+ * vorn_global_specialized_ctx; at load it is copied whole over this one.  Read-only after vorn_nfy.
+ * The slots bear the names of their generic implementations.
+ */
+struct vorn_global_ctx_t {
+  uint64_t vorn_global_ctx_magic;
+  const char *vorn_global_ctx_version;
+  uint32_t vorn_global_ctx_status; /* VORN_STATUS_GENERIC or VORN_STATUS_SPECIALIZED */
+  uint32_t vorn_global_ctx_flags;  /* VORN_REQUIRES_..., VORN_ALLOWS_... */
+  const char *vorn_global_ctx_lib_name;
+  uint64_t VORN_MAX_ALIGN;                     /* largest alignment */
+  uint64_t VORN_DATASTREAM_ALIGN;              /* of vorn_cv_vals of a source and other data streams */
+  uint64_t VORN_BITWVEC_ALIGN;                 /* of a filter */
+  uint64_t VORN_OUTPUT_BITWVEC_ALIGN;          /* of a result bit vector */
+  uint64_t VORN_JOIN_BITWVEC_ALIGN;            /* of the membership map of a set */
+  uint64_t vorn_global_ctx_qpak_in_align;      /* of the input of the block decoder */
+  uint64_t vorn_global_ctx_qpak_out_align;     /* of its output, without the generic flag */
+  uint64_t vorn_global_ctx_pad_output;         /* padding of a scratch result bit vector */
+  uint64_t vorn_global_ctx_pad_spare;          /* not read */
+  uint32_t vorn_global_ctx_end_cu;             /* printed by the load report */
+  const vorn_kernel *vorn_global_ctx_dispatch; /* the dispatch table in force */
+  void (*vorn_global_ctx_init_sharedlib)(vorn_ctx *ctx);
+  uint32_t (*vorn_global_ctx_set_trace_level)(uint32_t level, void *a, void *b);
+
+  void (*vorn_lbivpopcnt_dydi)(uint32_t *popc, const void *bv, uint64_t nbits);
+  void (*vorn_lbivnot_dydi)(void *dst, uint32_t *popc, const void *src, uint64_t nbits);
+  void (*vorn_lbivand_dydi)(void *dst, uint32_t *popc, const void *a, const void *b, uint64_t nbits);
+  void (*vorn_lbivor_dydi)(void *dst, uint32_t *popc, const void *a, const void *b, uint64_t nbits);
+  void (*vorn_lbivxor_dydi)(void *dst, uint32_t *popc, const void *a, const void *b, uint64_t nbits);
+  void (*vorn_lbivandnot_dydi)(void *dst, uint32_t *popc, const void *a, const void *b, uint64_t nbits);
+  void (*vorn_lbivand3_dydi)(void *dst, uint32_t *popc, const void *a, const void *b, const void *c, uint64_t nbits);
+  void (*vorn_lbivor3_dydi)(void *dst, uint32_t *popc, const void *a, const void *b, const void *c, uint64_t nbits);
+  void (*vorn_lbivxor3_dydi)(void *dst, uint32_t *popc, const void *a, const void *b, const void *c, uint64_t nbits);
+  void (*vorn_lbivset_range_dydi)(void *bv, uint64_t first, uint64_t last);
+  void (*vorn_lbivclr_range_dydi)(void *bv, uint64_t first, uint64_t last);
+  void (*vorn_lbiv_ictx_ini2_dydi)(vorn_lbiv_ictx *ictx, const void *bv, uint64_t nbits, uint8_t mode, uint64_t start);
+  uint64_t (*vorn_lbiviter_dydi)(vorn_lbiv_ictx *ictx);
+  uint64_t (*vorn_lbiviter_clr_dydi)(vorn_lbiv_ictx *ictx);
+  uint32_t (*vorn_lbivones_dydi)(vorn_lbiv_ictx *ictx, uint32_t *out, uint32_t max);
+  uint64_t (*vorn_lbivrun_dydi)(uint64_t a, uint64_t b);
+  uint64_t (*vorn_lbivruns_dydi)(uint64_t a, uint64_t b, uint64_t c, uint64_t d);
+
+  void (*vorn_lbiwvpopcnt_dydi)(uint32_t *popc, const uint64_t *bv, uint64_t nbits);
+  void (*vorn_lbiwvnot_dydi)(uint64_t *dst, uint32_t *popc, const uint64_t *src, uint64_t nbits);
+  void (*vorn_lbiwvand_dydi)(uint64_t *dst, uint32_t *popc, const uint64_t *a, const uint64_t *b, uint64_t nbits);
+  void (*vorn_lbiwvor_dydi)(uint64_t *dst, uint32_t *popc, const uint64_t *a, const uint64_t *b, uint64_t nbits);
+  void (*vorn_lbiwvxor_dydi)(uint64_t *dst, uint32_t *popc, const uint64_t *a, const uint64_t *b, uint64_t nbits);
+  void (*vorn_lbiwvandnot_dydi)(uint64_t *dst, uint32_t *popc, const uint64_t *a, const uint64_t *b, uint64_t nbits);
+  void (*vorn_lbiwvand3_dydi)(uint64_t *dst, uint32_t *popc, const uint64_t *a, const uint64_t *b, const uint64_t *c,
+                              uint64_t nbits);
+  void (*vorn_lbiwvor3_dydi)(uint64_t *dst, uint32_t *popc, const uint64_t *a, const uint64_t *b, const uint64_t *c,
+                             uint64_t nbits);
+  void (*vorn_lbiwvxor3_dydi)(uint64_t *dst, uint32_t *popc, const uint64_t *a, const uint64_t *b, const uint64_t *c,
+                              uint64_t nbits);
+  void (*vorn_lbiwvset_range_dydi)(uint64_t *bv, uint64_t first, uint64_t last);
+  void (*vorn_lbiwvclr_range_dydi)(uint64_t *bv, uint64_t first, uint64_t last);
+  void (*vorn_lbiwv_ictx_ini2_dydi)(vorn_lbiwv_ictx *ictx, const uint64_t *bv, uint64_t nbits, uint8_t mode,
+                                    uint64_t start);
+  uint64_t (*vorn_lbiwviter_dydi)(vorn_lbiwv_ictx *ictx);
+  uint64_t (*vorn_lbiwviter_clr_dydi)(vorn_lbiwv_ictx *ictx);
+  uint32_t (*vorn_lbiwvones_dydi)(vorn_lbiwv_ictx *ictx, uint32_t *out, uint32_t max);
+  uint64_t (*vorn_lbiwvrun_dydi)(uint64_t a, uint64_t b);
+  uint64_t (*vorn_lbiwvruns_dydi)(uint64_t a, uint64_t b, uint64_t c, uint64_t d);
+
+  uint32_t (*vorn_bloom_dydi)(vorn_cv *res, vorn_cv *src, vorn_cv *filter, vorn_aux *aux);
+  uint32_t (*vorn_spatial_pip_dydi)(vorn_cv *res, vorn_cv *xs, vorn_cv *ys, vorn_cv *px, vorn_cv *py, vorn_aux *aux);
+  uint32_t (*vorn_groupkey_dydi)(vorn_cv *res, uint32_t *nkeys, vorn_cv *cols, uint32_t ncols, vorn_cv *tmp,
+                                 vorn_aux *aux);
+  uint32_t (*vorn_gby_sum_dydi)(vorn_cv *res, vorn_cv *src, vorn_cv *grp, vorn_aux *aux);
+  uint32_t (*vorn_convert_dydi)(vorn_cv *res, vorn_cv *src, vorn_aux *aux);
+  uint32_t (*vorn_prefix_decode_dydi)(vorn_cv *res, vorn_cv *src, vorn_aux *aux);
+  uint32_t (*vorn_hash_dydi)(vorn_cv *res, vorn_cv *src, vorn_cv *seed, vorn_hashfn hashfn, vorn_aux *aux);
+  uint32_t (*vorn_ht_build_dydi)(vorn_hash_table *ht, vorn_cv *src, vorn_cv *values, int32_t part, vorn_hashfn hashfn,
+                                 vorn_aux *aux);
+  uint32_t (*vorn_ht_probe_dydi)(vorn_cv *res, vorn_cv *src, vorn_cv *left, vorn_hash_table *ht, vorn_hashfn hashfn,
+                                 vorn_aux *aux);
+  uint32_t (*vorn_partition_dydi)(vorn_partition_buffer *pb, vorn_cv *src, vorn_cv *payload, vorn_hashfn hashfn,
+                                  vorn_aux *aux);
+  uint32_t (*vorn_gather_dydi)(vorn_cv *res, vorn_cv *src, vorn_transpose_table *tbl, vorn_aux *aux);
+  uint32_t (*vorn_transpose_reference_dydi)(vorn_transpose_table *tbl, vorn_cv *src, uint32_t col, int32_t arr,
+                                            vorn_aux *aux);
+  uint32_t (*vorn_transpose_convert_dydi)(vorn_transpose_table *dst, vorn_transpose_table *src, int32_t dst_arr,
+                                          int32_t src_arr, uint32_t first, uint32_t last, vorn_aux *aux);
+  uint32_t (*vorn_qpak_decode_dydi)(vorn_qpak_ctx *qctx, const void *src, void *dst, uint32_t *outlen, uint32_t dstlen);
+
+  uint32_t (*vorn_thread_ctx_init_dydi)(void *a, void *b, void *c, void *d); /* may be null */
+  uint32_t (*vorn_thread_ctx_fini_dydi)(void *a, void *b, void *c, void *d); /* may be null */
+};
+
+/* Data. */
+
+extern VORN_API vorn_global_ctx_t vorn_global_ctx;
+
+/* The generic kernels and their names, by dispatch index: low byte of vorn_enc_ctx_type << 5 | opcode.  An empty slot
+ * is null and named "vorn_invalid_dispatch".  The generic table stays reachable after a load. */
+extern VORN_API const vorn_kernel vorn_dispatch_table[VORN_DISPATCH_SLOTS];
+extern VORN_API const char *const vorn_dispatch_func_names[VORN_DISPATCH_SLOTS];
+
+/* Population counts of the 256 byte values. */
+extern VORN_API const uint8_t vorn_byte_popc[256];
+
+/* Relative costs, for a host that plans scans and projections.  Indexed by the width in bits. */
+extern VORN_API const double vorn_scan_fixed[65];
+extern VORN_API const double vorn_scan_dict[33];
+extern VORN_API const double vorn_scan_dynp[65];
+extern VORN_API const double vorn_proj_fixed[65];
+extern VORN_API const double vorn_proj_dict[33];
+extern VORN_API const double vorn_proj_dynp;
+extern VORN_API const double vorn_burst_rle;
+
+/* Start-up and queries. */
+
+/* Notifies the library of an event of the host.  VORN_NFY_LOAD comes once, before any other call: it runs
+ * vorn_init_global_ctx and hands a nonzero vorn_ctx_trace_level to the trace-level hook.  Other events do nothing. */
+VORN_API void vorn_nfy(uint32_t event, vorn_ctx *ctx);
+
+/* Chooses the implementation.  With VORN_INIT_SPECIALIZED in vorn_ctx_init_flags it loads the library that
+ * vorn_ctx_lib_name names or, without a name, the best that the processor can run: svxlavx51219, svxlavx219,
+ * svxlavx19 or svxlsse4219; with neither, or without the flag, the generic kernels stay in force. */
+VORN_API void vorn_init_global_ctx(vorn_ctx *ctx);
+
+/* Loads one specialised library and copies its record over vorn_global_ctx.  Reports a missing library or symbol and
+ * returns with nothing changed; reports a wrong version, magic, status or alignment, and softly a wrong name, and,
+ * if the reporter returns, goes on with the load.  There is no way back and the library stays loaded. */
+VORN_API void vorn_load_global_ctx(vorn_ctx *ctx, const char *name);
+
+/* Callback for the host's trace settings: hands *level to the trace-level hook and returns its result. */
+VORN_API uint32_t vorn_set_trace_level_callback(void *a, uint32_t *level, void *c);
+
+/* Set-up and tear-down of a thread: the implementation's result, or VORN_RESULT_NO_IMPLEMENTATION without one. */
+VORN_API uint32_t vorn_thread_ctx_init(void *a, void *b, void *c, void *d);
+VORN_API uint32_t vorn_thread_ctx_fini(void *a, void *b, void *c, void *d);
+
+/* Requirements of the implementation in force: the bit of vorn_global_ctx_flags itself, zero for no. */
+VORN_API uint32_t vorn_is_qpak_packed_dict_required(void);
+VORN_API uint32_t vorn_is_byte_aligned_widths_required(void);
+VORN_API uint32_t vorn_is_byte_aligned_widths_required_over_2bytes(void);
+VORN_API uint32_t vorn_is_decode_bitwvec_required(void);
+VORN_API uint32_t vorn_is_qpak_datastream_allowed(void);
+
+/* VORN_DISPATCH_SLOTS. */
+VORN_API uint32_t vorn_dispatch_table_size(void);
+
+/* Shaped like a kernel; does nothing and returns VORN_RESULT_REFUSED. */
+VORN_API uint32_t vorn_null(vorn_cv *res, vorn_cv *src, const vorn_cv *operand, vorn_aux *aux);
+
+/* Names for diagnostics, static texts.  An opcode without a name is "E^R^R^O^R"; the others give null. */
+VORN_API const char *vorn_overload_opc_name(uint32_t opc, uint32_t enc);
+VORN_API const char *vorn_flag_name(uint32_t flag);
+VORN_API const char *vorn_enc_name(uint32_t enc);
+VORN_API const char *vorn_datawidth_name(uint32_t code);
+
+/* Prints name, call count and mean rate of every slot, or of those called, on standard output.  ctx must have both
+ * vorn_ctx_call_counts and vorn_ctx_rates. */
+VORN_API void vorn_stats_dump(const vorn_ctx *ctx, uint32_t only_called);
+
+/* Builders. */
+
+/* Stores its arguments and a popcount of 0; leaves vorn_cv_autorid and vorn_cv_size alone.  With null vals and a
+ * slot, vorn_cv_vals takes the slot's target. */
+VORN_API void vorn_build_vector(vorn_cv *cv, void *vals, void *lens, void *flgs, vorn_enc_ctx *enc, uint64_t *mask_bv,
+                                uint64_t *bv, uint32_t nrows, uint32_t stream_len, void **stream_slot,
+                                uint64_t stream_tag);
+VORN_API void vorn_add_vector_autorid(vorn_cv *cv, uint64_t first_rid);
+VORN_API void vorn_add_vector_size(vorn_cv *cv, uint64_t size);
+
+/* Each clears the whole context, sets the flag of its encoding and, for the first three, `flags` with it and the type
+ * code.  Widths are in bits.  dict: 1 to 20, 24, 32, 64.  fixed: 8, 16, or a multiple of 8 up to 64; the kernels of 32
+ * and 64 bits serve the narrower ones.  dynp: 16, 32, 64.  Any other width is a fatal assertion, or has no kernel. */
+VORN_API void vorn_build_encoding_type_dict(vorn_enc_ctx *enc, uint32_t width, const void *syms, const void *lens,
+                                            const void *cla, uint32_t nsyms, uint32_t layout, uint32_t flags);
+VORN_API void vorn_build_encoding_type_fixed(vorn_enc_ctx *enc, uint32_t width, uint32_t flags);
+VORN_API void vorn_build_encoding_type_dynp(vorn_enc_ctx *enc, uint32_t width, uint64_t ignored_a, uint64_t ignored_b,
+                                            uint32_t flags);
+VORN_API void vorn_build_encoding_type_lp_sep(vorn_enc_ctx *enc);
+VORN_API void vorn_build_encoding_type_lp(vorn_enc_ctx *enc);
+VORN_API void vorn_build_encoding_type_lv_sep(vorn_enc_ctx *enc);
+VORN_API void vorn_build_encoding_type_lv(vorn_enc_ctx *enc);
+VORN_API void vorn_build_encoding_type_gd(vorn_enc_ctx *enc);
+VORN_API void vorn_build_encoding_type_hashrid(vorn_enc_ctx *enc);
+VORN_API void vorn_build_encoding_type_hashgdrid(vorn_enc_ctx *enc);
+VORN_API void vorn_build_encoding_type_ridvalue(vorn_enc_ctx *enc);
+VORN_API void vorn_build_encoding_type_hash_values(vorn_enc_ctx *enc);
+VORN_API void vorn_build_encoding_type_autorid(vorn_enc_ctx *enc);
+VORN_API void vorn_build_encoding_type_dlp(vorn_enc_ctx *enc, uint8_t shift, void **table);
+VORN_API void vorn_build_encoding_type_row(vorn_enc_ctx *enc, uint16_t a, uint64_t b);
+
+/* Add to a built context.  rle: width 8 or 16, cla may be null, burst_res_bv holds one bit per run.  xlate: kind 1 to
+ * 3, width in bytes 1, 2 or 4, -1 for bits and -4 for nibbles.  imca: the type code of the translate group keys. */
+VORN_API void vorn_add_encoding_type_rle(vorn_enc_ctx *enc, const void *lens, const void *cla, uint8_t width,
+                                         uint32_t nruns, uint64_t *burst_res_bv);
+VORN_API void vorn_add_encoding_type_bloom(vorn_enc_ctx *enc, uint8_t ind, uint32_t mask, uint32_t shift,
+                                           uint32_t ind_mask);
+VORN_API void vorn_add_encoding_type_xlate(vorn_enc_ctx *enc, uint8_t kind, int32_t width, uint32_t c2d, uint32_t shift,
+                                           uint32_t mask);
+VORN_API void vorn_add_encoding_type_imca(vorn_enc_ctx *enc, int32_t width);
+
+/* Derive the type codes from the other fields; the builders above call them. */
+VORN_API void vorn_build_encoding_type(vorn_enc_ctx *enc);
+VORN_API void vorn_build_minor_encoding_type(vorn_enc_ctx *enc);
+
+/* Codes of widths and translate kinds.  A value without a code is a fatal assertion. */
+VORN_API uint8_t vorn_convert_width(uint32_t width);
+VORN_API uint8_t vorn_xlate_convert_width(int32_t width);
+VORN_API uint8_t vorn_xlate_convert_type(uint32_t kind);
+
+/* Build the CLA of src_len lengths in res, from bytes or from big-endian 16-bit numbers.  res_len, in entries, is at
+ * least src_len + 1; less is a fatal assertion. */
+VORN_API void vorn_build_cla_1_ub1(uint32_t *res, uint32_t res_len, const void *src, uint32_t src_len);
+VORN_API void vorn_build_cla_1_ub2(uint32_t *res, uint32_t res_len, const void *src, uint32_t src_len);
+
+/* Predicates. */
+
+/*
+ * Compares every row of src with a constant.
+ *
+ * src: vals (aligned), encoding context, nrows, mask_bv; a block-compressed one its stream fields.  cst: vals; an
+ * encoding context of the same vorn_enc_ctx_type with VORN_CONST.  A dictionary constant is a uint32_t code.
+ * res: bv of (nrows + 63) >> 6 words, aligned, and nrows, equal to that of src; bv and popc are written.
+ * aux: null, or a filter: only its rows are kept.  Without VORN_AUX_FORCE_SELECTIVE all rows are compared and the
+ * filter is ANDed in; with it only its rows are visited, which pays when they are few.
+ *
+ * A run-length source is compared once per run: it needs vorn_enc_ctx_burst_res_bv for one bit per run and
+ * vorn_enc_ctx_burst_fn to expand them.  Its mask holds one bit per run; its filter is dropped: vorn_aux_filter_bv is
+ * null after the call.
+ *
+ * Returns VORN_RESULT_DONE, VORN_RESULT_EMPTY or the result of the burst.  opc is VORN_OPC_EQ to VORN_OPC_NE.
+ */
+VORN_API uint32_t vorn_cmp(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, const vorn_cv *cst, vorn_aux *aux,
+                           uint32_t opc);
+
+/* vorn_cmp with the opcode of the name. */
+VORN_API uint32_t vorn_eq(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, const vorn_cv *cst, vorn_aux *aux);
+VORN_API uint32_t vorn_lt(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, const vorn_cv *cst, vorn_aux *aux);
+VORN_API uint32_t vorn_gt(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, const vorn_cv *cst, vorn_aux *aux);
+VORN_API uint32_t vorn_le(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, const vorn_cv *cst, vorn_aux *aux);
+VORN_API uint32_t vorn_ge(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, const vorn_cv *cst, vorn_aux *aux);
+VORN_API uint32_t vorn_ne(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, const vorn_cv *cst, vorn_aux *aux);
+
+/* The opcode of a predicate code of the sibling module rowz, VORN_OPC_NONE for a code that is none. */
+VORN_API uint32_t vorn_convert_rowz_pcode(uint8_t code);
+
+/* Bit vectors. */
+
+/* dst = a AND b over nbits >= 1 bits, zero behind them; dst may be a or b.  Writes the ones to *popc unless null. */
+VORN_API void vorn_lbiwvand_dydi(uint64_t *dst, uint32_t *popc, const uint64_t *a, const uint64_t *b, uint64_t nbits);
+
+/* Readies ictx to iterate over bv from bit start, which lies in a stored word.  mode 1: over clear bits. */
+VORN_API void vorn_lbiwv_ictx_ini2_dydi(vorn_lbiwv_ictx *ictx, const uint64_t *bv, uint64_t nbits, uint8_t mode,
+                                        uint64_t start);
+
+/* The next set bit, ascending; all ones in 64 bits at the end, and ever after. */
+VORN_API uint64_t vorn_lbiwviter_dydi(vorn_lbiwv_ictx *ictx);
+
+/* Writes up to max next set bits to out and returns how many; a later call resumes. */
+VORN_API uint32_t vorn_lbiwvones_dydi(vorn_lbiwv_ictx *ictx, uint32_t *out, uint32_t max);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* VORN_H */
