@@ -1,0 +1,71 @@
+# libvorn, shared and static, and the four specialised libraries, which are the kernels compiled again with the flags of
+# their instruction set behind one exported symbol.
+
+set(VORN_KERNEL_SOURCES
+  bitvec/byte_popc.cpp
+  bitvec/lbiwv.cpp
+  frame/implementation.cpp
+  generic/dict_compare.cpp
+  generic/dispatch_table.cpp
+  generic/placeholders.cpp)
+
+set(VORN_FRAME_SOURCES
+  frame/costs.cpp
+  frame/global_ctx.cpp
+  frame/names.cpp
+  frame/vorn.cpp
+  scan/cmp.cpp
+  scan/rowz.cpp)
+
+add_library(vorn_objects OBJECT ${VORN_FRAME_SOURCES} ${VORN_KERNEL_SOURCES})
+target_include_directories(vorn_objects PRIVATE ${PROJECT_SOURCE_DIR})
+
+# The installed headers are <vorn/vorn.h>; in the tree they are "frame/vorn.h".
+foreach(variant vorn vorn_static)
+  if(variant STREQUAL "vorn")
+    add_library(vorn SHARED $<TARGET_OBJECTS:vorn_objects>)
+    set_target_properties(vorn PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
+  else()
+    add_library(vorn_static STATIC $<TARGET_OBJECTS:vorn_objects>)
+    set_target_properties(vorn_static PROPERTIES OUTPUT_NAME vorn)
+  endif()
+  add_library(vorn::${variant} ALIAS ${variant})
+  target_include_directories(${variant} INTERFACE
+    $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
+    $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+endforeach()
+
+function(vorn_add_specialized name)
+  add_library(${name} MODULE ${VORN_KERNEL_SOURCES} isa/specialized_ctx.cpp)
+  target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
+  target_compile_definitions(${name} PRIVATE VORN_ISA_LIB_NAME="${name}")
+  target_compile_options(${name} PRIVATE ${ARGN})
+  target_link_options(${name} PRIVATE -Wl,--version-script=${PROJECT_SOURCE_DIR}/isa/specialized.map)
+  set_target_properties(${name} PROPERTIES PREFIX "" LINK_DEPENDS ${PROJECT_SOURCE_DIR}/isa/specialized.map)
+endfunction()
+
+set(VORN_V2 -msse3 -mssse3 -msse4.1 -msse4.2 -mpopcnt -mcx16 -msahf)
+set(VORN_V3 ${VORN_V2} -mavx -mavx2 -mbmi -mbmi2 -mf16c -mfma -mlzcnt -mmovbe)
+set(VORN_V4 ${VORN_V3} -mavx512f -mavx512bw -mavx512cd -mavx512dq -mavx512vl -mprefer-vector-width=512)
+
+vorn_add_specialized(svxlsse4219 ${VORN_V2})
+vorn_add_specialized(svxlavx19 ${VORN_V2} -mavx)
+vorn_add_specialized(svxlavx219 ${VORN_V3})
+vorn_add_specialized(svxlavx51219 ${VORN_V4})
+
+set(VORN_SPECIALIZED svxlsse4219 svxlavx19 svxlavx219 svxlavx51219)
+add_custom_target(vorn_specialized DEPENDS ${VORN_SPECIALIZED})
+
+# What a host installs: headers, libraries, and the files that find_package and pkg-config read.
+include(CMakePackageConfigHelpers)
+install(FILES frame/vorn.h frame/host.h frame/vorn_specialized.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vorn)
+install(TARGETS vorn vorn_static EXPORT vorn-targets)
+install(TARGETS ${VORN_SPECIALIZED} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/vorn)
+install(EXPORT vorn-targets NAMESPACE vorn:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/vorn)
+configure_package_config_file(cmake/vorn-config.cmake.in ${CMAKE_BINARY_DIR}/vorn-config.cmake
+  INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/vorn)
+write_basic_package_version_file(${CMAKE_BINARY_DIR}/vorn-config-version.cmake COMPATIBILITY SameMinorVersion)
+install(FILES ${CMAKE_BINARY_DIR}/vorn-config.cmake ${CMAKE_BINARY_DIR}/vorn-config-version.cmake
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/vorn)
+configure_file(cmake/vorn.pc.in ${CMAKE_BINARY_DIR}/vorn.pc @ONLY)
+install(FILES ${CMAKE_BINARY_DIR}/vorn.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -1,0 +1,20 @@
+// Fatal assertions of the library.  They guard what only a wrong program can break, so they stay in every build.
+#pragma once
+
+#undef NDEBUG // __assert_fail is declared only without it
+#include <cassert>
+
+namespace vorn {
+
+[[noreturn]] inline void fail_assertion(const char *expression, const char *source, unsigned line,
+                                        const char *function) {
+  __assert_fail(expression, source, line, function);
+}
+
+} // namespace vorn
+
+// The expression is printed as its own text.
+#define VORN_ASSERT(expression, source)                                                                                \
+  ((expression) ? void(0) : vorn::fail_assertion(#expression, source, __LINE__, __func__))
+// Marks a place that no legal call reaches.
+#define VORN_UNREACHABLE(source) vorn::fail_assertion("0", source, __LINE__, __func__)

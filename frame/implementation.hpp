@@ -1,0 +1,102 @@
+// The global record of an implementation: the generic one and the specialised libraries differ in status, name and the
+// code behind the slots.
+#pragma once
+
+#include <type_traits>
+
+#include "frame/vorn.h"
+#include "frame/vorn_specialized.h"
+
+extern "C" {
+void vorn_init_sharedlib_dydi(vorn_ctx *ctx);
+uint32_t vorn_set_trace_level_dydi(uint32_t level, void *a, void *b);
+uint32_t vorn_thread_ctx_init_dydi(void *a, void *b, void *c, void *d);
+uint32_t vorn_thread_ctx_fini_dydi(void *a, void *b, void *c, void *d);
+}
+
+namespace vorn {
+
+// Fills the slot of an operation that this build does not have, so that no slot is ever null.
+template <class Result, class... Arguments> Result no_implementation(Arguments...) {
+  if constexpr (!std::is_void_v<Result>)
+    return VORN_RESULT_NO_IMPLEMENTATION;
+}
+
+constexpr vorn_global_ctx_t implementation(uint32_t status, const char *lib_name) {
+  return {
+      .vorn_global_ctx_magic = VORN_GLOBAL_CTX_MAGIC,
+      .vorn_global_ctx_version = VORN_GLOBAL_CTX_VERSION,
+      .vorn_global_ctx_status = status,
+      .vorn_global_ctx_flags = 0,
+      .vorn_global_ctx_lib_name = lib_name,
+      .VORN_MAX_ALIGN = 8,
+      .VORN_DATASTREAM_ALIGN = 8,
+      .VORN_BITWVEC_ALIGN = 8,
+      .VORN_OUTPUT_BITWVEC_ALIGN = 8,
+      .VORN_JOIN_BITWVEC_ALIGN = 8,
+      .vorn_global_ctx_qpak_in_align = 8,
+      .vorn_global_ctx_qpak_out_align = 8,
+      .vorn_global_ctx_pad_output = 16,
+      .vorn_global_ctx_pad_spare = 0,
+      .vorn_global_ctx_end_cu = 16,
+      .vorn_global_ctx_dispatch = vorn_dispatch_table,
+      .vorn_global_ctx_init_sharedlib = vorn_init_sharedlib_dydi,
+      .vorn_global_ctx_set_trace_level = vorn_set_trace_level_dydi,
+
+      .vorn_lbivpopcnt_dydi = no_implementation,
+      .vorn_lbivnot_dydi = no_implementation,
+      .vorn_lbivand_dydi = no_implementation,
+      .vorn_lbivor_dydi = no_implementation,
+      .vorn_lbivxor_dydi = no_implementation,
+      .vorn_lbivandnot_dydi = no_implementation,
+      .vorn_lbivand3_dydi = no_implementation,
+      .vorn_lbivor3_dydi = no_implementation,
+      .vorn_lbivxor3_dydi = no_implementation,
+      .vorn_lbivset_range_dydi = no_implementation,
+      .vorn_lbivclr_range_dydi = no_implementation,
+      .vorn_lbiv_ictx_ini2_dydi = no_implementation,
+      .vorn_lbiviter_dydi = no_implementation,
+      .vorn_lbiviter_clr_dydi = no_implementation,
+      .vorn_lbivones_dydi = no_implementation,
+      .vorn_lbivrun_dydi = no_implementation,
+      .vorn_lbivruns_dydi = no_implementation,
+
+      .vorn_lbiwvpopcnt_dydi = no_implementation,
+      .vorn_lbiwvnot_dydi = no_implementation,
+      .vorn_lbiwvand_dydi = ::vorn_lbiwvand_dydi,
+      .vorn_lbiwvor_dydi = no_implementation,
+      .vorn_lbiwvxor_dydi = no_implementation,
+      .vorn_lbiwvandnot_dydi = no_implementation,
+      .vorn_lbiwvand3_dydi = no_implementation,
+      .vorn_lbiwvor3_dydi = no_implementation,
+      .vorn_lbiwvxor3_dydi = no_implementation,
+      .vorn_lbiwvset_range_dydi = no_implementation,
+      .vorn_lbiwvclr_range_dydi = no_implementation,
+      .vorn_lbiwv_ictx_ini2_dydi = ::vorn_lbiwv_ictx_ini2_dydi,
+      .vorn_lbiwviter_dydi = ::vorn_lbiwviter_dydi,
+      .vorn_lbiwviter_clr_dydi = no_implementation,
+      .vorn_lbiwvones_dydi = ::vorn_lbiwvones_dydi,
+      .vorn_lbiwvrun_dydi = no_implementation,
+      .vorn_lbiwvruns_dydi = no_implementation,
+
+      .vorn_bloom_dydi = no_implementation,
+      .vorn_spatial_pip_dydi = no_implementation,
+      .vorn_groupkey_dydi = no_implementation,
+      .vorn_gby_sum_dydi = no_implementation,
+      .vorn_convert_dydi = no_implementation,
+      .vorn_prefix_decode_dydi = no_implementation,
+      .vorn_hash_dydi = no_implementation,
+      .vorn_ht_build_dydi = no_implementation,
+      .vorn_ht_probe_dydi = no_implementation,
+      .vorn_partition_dydi = no_implementation,
+      .vorn_gather_dydi = no_implementation,
+      .vorn_transpose_reference_dydi = no_implementation,
+      .vorn_transpose_convert_dydi = no_implementation,
+      .vorn_qpak_decode_dydi = no_implementation,
+
+      .vorn_thread_ctx_init_dydi = ::vorn_thread_ctx_init_dydi,
+      .vorn_thread_ctx_fini_dydi = ::vorn_thread_ctx_fini_dydi,
+  };
+}
+
+} // namespace vorn

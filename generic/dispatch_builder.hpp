@@ -1,0 +1,65 @@
+// The dispatch table as a computation: every entry says its axes and its name, and compilation stops where the name
+// that the slot's bits spell differs from the entry's own, where two entries claim one slot, or where a count is off.
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <string_view>
+
+#include "frame/names.hpp"
+#include "frame/vorn.h"
+
+namespace vorn {
+
+struct dispatch_entry {
+  unsigned opcode;
+  unsigned encoding;
+  unsigned width_code;
+  unsigned flag;
+  vorn_kernel kernel;
+  const char *name;
+
+  constexpr uint32_t slot() const { return flag << 12 | width_code << 7 | encoding << 5 | opcode; }
+};
+
+struct dispatch {
+  std::array<vorn_kernel, VORN_DISPATCH_SLOTS> kernels = {};
+  std::array<const char *, VORN_DISPATCH_SLOTS> names = {};
+};
+
+// Does `name` say what the bits of the slot say?  Taken from the bits alone, not from the entry's axes.
+constexpr bool spells(uint32_t slot, std::string_view name) {
+  const auto drop = [&](std::string_view part) {
+    const bool found = name.starts_with(part);
+    name.remove_prefix(found ? part.size() : 0);
+    return found;
+  };
+  const uint32_t encoding = slot >> 5 & 3;
+  const bool flag = slot >> 12 & 1;
+  return drop("vorn_") && drop(opcode_names.at(slot & 31)) && drop("_") && drop(encoding_names.at(encoding)) &&
+         drop("_") && drop(width_names.at(slot >> 7 & 31)) && drop("bit") &&
+         name == (!flag ? "" : encoding == VORN_ENC_DICT ? "_null" : "_tz");
+}
+
+template <class... Families>
+consteval dispatch build_dispatch(size_t expected, const Families &...families) {
+  if ((families.size() + ...) != expected)
+    throw "the number of kernels is off";
+  dispatch table;
+  const auto place = [&](const dispatch_entry &entry) {
+    const uint32_t slot = entry.slot();
+    if (!spells(slot, entry.name))
+      throw "the name does not fit the slot";
+    if (table.names[slot] != nullptr)
+      throw "two kernels claim one slot";
+    table.kernels[slot] = entry.kernel;
+    table.names[slot] = entry.name;
+  };
+  (std::for_each(families.begin(), families.end(), place), ...);
+  for (const char *&name : table.names)
+    name = name == nullptr ? "vorn_invalid_dispatch" : name;
+  return table;
+}
+
+} // namespace vorn

@@ -1,0 +1,225 @@
+// What every predicate kernel does around its comparison: the target of a run-length source, the stream of a
+// block-compressed one, and the names that both report.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "frame/host.h"
+#include "tests/model/dict_predicate.hpp"
+#include "tests/support/implementation.hpp"
+#include "tests/support/slots.hpp"
+
+namespace {
+
+using vorn_test::slot;
+
+std::vector<slot> predicates() {
+  std::vector<slot> slots;
+  for (const slot &s : vorn_test::filled_slots(vorn_global_ctx.vorn_global_ctx_dispatch))
+    if (s.opcode() <= VORN_OPC_GE_LE)
+      slots.push_back(s);
+  return slots;
+}
+
+// What the callbacks of a call saw.  They are plain functions, so they write here.
+struct observed {
+  // burst
+  const vorn_ctx *ctx = nullptr;
+  vorn_cv *res = nullptr;
+  vorn_cv *src = nullptr;
+  vorn_aux aux = {};
+  uint32_t popc_at_burst = 0;
+  // allocation and decoder
+  void *env = nullptr;
+  void *heap = nullptr;
+  uint64_t size = 0;
+  std::string name;
+  uint32_t align_hint = 0, pad_hint = 0;
+  uint64_t tag = 0;
+  vorn_qpak_ctx qctx = {};
+  uint32_t outlen = 99;
+  uint32_t dstlen = 0;
+  int allocations = 0, decodes = 0;
+  uint32_t decoder_result = 0;
+  std::vector<uint8_t> buffer;
+};
+observed seen;
+
+uint32_t burst(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, vorn_aux *aux) {
+  seen.ctx = ctx;
+  seen.res = res;
+  seen.src = src;
+  seen.aux = *aux;
+  seen.popc_at_burst = res->vorn_cv_popc;
+  return 77;
+}
+
+void *allocate(void *env, void *heap, uint64_t size, const char *name, uint32_t align_hint, uint32_t pad_hint,
+               uint64_t tag) {
+  seen.env = env;
+  seen.heap = heap;
+  seen.size = size;
+  seen.name = name;
+  seen.align_hint = align_hint;
+  seen.pad_hint = pad_hint;
+  seen.tag = tag;
+  ++seen.allocations;
+  seen.buffer.assign(size, 0);
+  return seen.buffer.data();
+}
+
+// The "compressed" stream is the plain one with every bit flipped.
+uint32_t decompress(vorn_qpak_ctx *qctx, const void *src, void *dst, uint32_t *outlen, uint32_t dstlen) {
+  seen.qctx = *qctx;
+  seen.outlen = *outlen;
+  seen.dstlen = dstlen;
+  ++seen.decodes;
+  for (uint32_t i = 0; i < dstlen; ++i)
+    static_cast<uint8_t *>(dst)[i] = static_cast<uint8_t>(~static_cast<const uint8_t *>(src)[i]);
+  *outlen = dstlen;
+  return seen.decoder_result;
+}
+
+class predicate_contract_test : public vorn_test::implementation_test {
+protected:
+  void SetUp() override {
+    vorn_test::implementation_test::SetUp();
+    env.on_error = vorn_host::error_policy::resume;
+    ctx = env.context();
+    ctx.vorn_ctx_heap = &heap;
+    ctx.vorn_ctx_alloc = allocate;
+    ctx.vorn_ctx_decompress = decompress;
+    seen = {};
+  }
+
+  // 100 rows of the codes 0 and 1, alternating; the constants 1 and 1.
+  void build(const slot &s, uint32_t flags) {
+    const unsigned width = s.width();
+    stream.assign(100 * width / 8 + 16, 0);
+    for (uint32_t row = 0; row < 100; ++row)
+      vorn_model::put_code(stream.data(), width, row, row & 1);
+    vorn_build_encoding_type_dict(&enc, width, nullptr, nullptr, nullptr, 0, 0, flags | (s.flag() ? uint32_t{VORN_NULLS} : 0U));
+    res = src = cst = {};
+    vorn_build_vector(&res, nullptr, nullptr, nullptr, nullptr, nullptr, out, 100, 0, nullptr, 0);
+    vorn_build_vector(&src, stream.data(), nullptr, nullptr, &enc, nullptr, nullptr, 100, 0, nullptr, 0);
+    cst.vorn_cv_vals = &one;
+    aux = {};
+    aux.vorn_aux_ctx = &ctx;
+  }
+
+  uint32_t run(const slot &s) {
+    return vorn_test::run(vorn_global_ctx.vorn_global_ctx_dispatch[s.index], s, res, src, cst, cst, aux);
+  }
+
+  vorn_model::result expected(const slot &s, uint32_t nrows, const uint64_t *mask) const {
+    const vorn_model::predicate p = {s.opcode(), s.width(), s.flag(), 1, 1};
+    return vorn_model::evaluate(p, stream.data(), nrows, mask, nullptr, false);
+  }
+
+  int heap = 0;
+  uint32_t one = 1;
+  std::vector<uint8_t> stream;
+  uint64_t out[2] = {};
+  vorn_ctx ctx = {};
+  vorn_enc_ctx enc = {};
+  vorn_cv res = {}, src = {}, cst = {};
+  vorn_aux aux = {};
+};
+
+TEST_P(predicate_contract_test, runs_are_evaluated_once_and_handed_to_the_burst) {
+  for (const slot &s : predicates()) {
+    SCOPED_TRACE(s.name());
+    build(s, 0);
+    // 70 runs, of which the mask drops every third; their 700 rows are of no concern here.
+    uint64_t per_run[2] = {~uint64_t{0}, ~uint64_t{0}};
+    uint64_t mask[2] = {0xdb6db6db6db6db6d, ~uint64_t{0}};
+    std::vector<uint8_t> lens(70, 10);
+    vorn_add_encoding_type_rle(&enc, lens.data(), nullptr, 8, 70, per_run);
+    enc.vorn_enc_ctx_burst_fn = burst;
+    src.vorn_cv_mask_bv = mask;
+    src.vorn_cv_nrows = res.vorn_cv_nrows = 700;
+    out[0] = out[1] = 0x5555;
+    seen = {};
+    EXPECT_EQ(run(s), 77U);
+
+    const auto runs = expected(s, 70, mask);
+    EXPECT_EQ(std::vector<uint64_t>(per_run, per_run + 2), runs.words);
+    EXPECT_EQ(seen.popc_at_burst, runs.count);
+    EXPECT_EQ(seen.ctx, &ctx);
+    EXPECT_EQ(seen.res, &res);
+    EXPECT_EQ(seen.src, &src);
+    // The burst gets a record of its own: the per-run vector, its ones, and nothing else.
+    vorn_aux cleared = {};
+    cleared.vorn_aux_filter_bv = per_run;
+    cleared.vorn_aux_popc = runs.count;
+    EXPECT_EQ(std::memcmp(&seen.aux, &cleared, sizeof cleared), 0);
+    EXPECT_EQ(out[0], 0x5555U);
+    EXPECT_EQ(aux.vorn_aux_op_bits[1], 0);
+  }
+}
+
+TEST_P(predicate_contract_test, a_compressed_stream_is_decoded_once_and_kept_in_the_slot) {
+  const std::vector<slot> slots = predicates();
+  for (const bool selective : {false, true})
+    for (const slot &s : slots) {
+      SCOPED_TRACE(s.name());
+      build(s, VORN_STREAM);
+      std::vector<uint8_t> compressed = stream;
+      for (uint8_t &byte : compressed)
+        byte = static_cast<uint8_t>(~byte);
+      uint64_t all[2] = {~uint64_t{0}, ~uint64_t{0}};
+      void *kept = nullptr;
+      src.vorn_cv_vals = compressed.data();
+      src.vorn_cv_stream_len = static_cast<uint32_t>(stream.size());
+      src.vorn_cv_stream_slot = &kept;
+      src.vorn_cv_stream_tag = 0x123456789abcdef0;
+      aux.vorn_aux_filter_bv = selective ? all : nullptr;
+      aux.vorn_aux_flags = selective ? VORN_AUX_FORCE_SELECTIVE : 0;
+      ctx.vorn_ctx_flags = selective ? VORN_CTX_SELF_CHECK : 0;
+      seen = {};
+      run(s);
+      // The kernel of a range reports under the one-sided kernel of its first bound; a twin under its main kernel.
+      std::string reported = s.name();
+      if (s.range())
+        reported.erase(7, 3);
+      EXPECT_EQ(seen.name, reported + ": vec1_decomp");
+      EXPECT_EQ(seen.env, ctx.vorn_ctx_env);
+      EXPECT_EQ(seen.heap, &heap);
+      EXPECT_EQ(seen.size, stream.size());
+      EXPECT_EQ(seen.align_hint, 8U);
+      EXPECT_EQ(seen.pad_hint, 16U);
+      EXPECT_EQ(seen.tag, 0x123456789abcdef0U);
+      EXPECT_EQ(seen.qctx.vorn_qpak_ctx_env, ctx.vorn_ctx_env);
+      EXPECT_EQ(seen.qctx.vorn_qpak_ctx_heap, &heap);
+      EXPECT_EQ(seen.qctx.vorn_qpak_ctx_stack_alloc, ctx.vorn_ctx_stack_alloc);
+      EXPECT_EQ(seen.qctx.vorn_qpak_ctx_stack_free, ctx.vorn_ctx_stack_free);
+      EXPECT_EQ(seen.qctx.vorn_qpak_ctx_generic, selective ? 1U : 0U);
+      EXPECT_EQ(seen.outlen, 0U);
+      EXPECT_EQ(seen.dstlen, stream.size());
+      EXPECT_EQ(kept, seen.buffer.data());
+      const auto rows = expected(s, 100, nullptr);
+      EXPECT_EQ(std::vector<uint64_t>(out, out + 2), rows.words);
+
+      run(s);
+      EXPECT_EQ(seen.allocations, 1);
+      EXPECT_EQ(seen.decodes, 1);
+      EXPECT_EQ(std::vector<uint64_t>(out, out + 2), rows.words);
+      EXPECT_TRUE(env.errors().empty());
+
+      // A decoder that fails is reported, and the call goes on with what it left.
+      kept = nullptr;
+      seen.decoder_result = 5;
+      run(s);
+      ASSERT_EQ(env.errors().size(), 1U);
+      EXPECT_EQ(env.errors()[0].message, reported + ": vorn_qpak_decode failed");
+      EXPECT_TRUE(env.errors()[0].values.empty());
+      EXPECT_EQ(std::vector<uint64_t>(out, out + 2), rows.words);
+      env.clear_errors();
+    }
+}
+
+VORN_TEST_ALL_IMPLEMENTATIONS(predicate_contract_test);
+
+} // namespace

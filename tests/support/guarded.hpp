@@ -1,0 +1,52 @@
+// Memory that catches a read or write outside: buffers end right before a page that nobody may touch, and the bytes in
+// front of them are canaries.
+#pragma once
+
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdlib>
+
+namespace vorn_test {
+
+class guarded {
+public:
+  explicit guarded(size_t capacity) {
+    const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+    const size_t body = (capacity + canaries + page - 1) / page * page;
+    mapped_ = body + page;
+    void *memory = mmap(nullptr, mapped_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (memory == MAP_FAILED)
+      std::abort();
+    base_ = static_cast<uint8_t *>(memory);
+    end_ = base_ + body;
+    if (mprotect(end_, page, PROT_NONE) != 0)
+      std::abort();
+  }
+  ~guarded() { munmap(base_, mapped_); }
+  guarded(const guarded &) = delete;
+  guarded &operator=(const guarded &) = delete;
+
+  // The last `size` bytes before the unreadable page, with fresh canaries in front.
+  uint8_t *last(size_t size) {
+    std::fill_n(end_ - size - canaries, canaries, canary);
+    return end_ - size;
+  }
+  uint64_t *last_words(size_t count) { return reinterpret_cast<uint64_t *>(last(count * sizeof(uint64_t))); }
+
+  // Are the bytes in front of the last `size` still as they were?
+  bool intact(size_t size) const {
+    return std::all_of(end_ - size - canaries, end_ - size, [](uint8_t byte) { return byte == canary; });
+  }
+
+private:
+  static constexpr uint8_t canary = 0xc5;
+  static constexpr size_t canaries = 128;
+  size_t mapped_;
+  uint8_t *base_;
+  uint8_t *end_;
+};
+
+} // namespace vorn_test

@@ -1,0 +1,66 @@
+// Runs a suite once for the generic table and once for each specialised library that this processor can run.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <ostream>
+#include <string>
+
+#include "frame/vorn_specialized.h"
+#include "host/stand_in.hpp"
+
+namespace vorn_test {
+
+struct implementation {
+  const char *name;
+  uint32_t capability; // 0 for generic
+};
+
+inline std::ostream &operator<<(std::ostream &out, const implementation &which) { return out << which.name; }
+
+inline constexpr implementation implementations[] = {{"generic", 0},
+#define VORN_TEST_LIBRARY(capability, name) {name, capability},
+                                                     VORN_SPECIALIZED_LIBRARIES(VORN_TEST_LIBRARY)};
+
+inline bool runs_here(const implementation &which) {
+  uint32_t answer[3] = {};
+  return which.capability == 0 || (cpucap_query(which.capability, answer) == 0 && answer[0] == 0 && answer[2] == 1);
+}
+
+// The record as the process starts with it.
+inline const vorn_global_ctx_t initial_global_ctx = vorn_global_ctx;
+
+// Puts an implementation in force and proves that it is.  A load has no way back, so the initial record is restored.
+inline void put_in_force(const implementation &which, vorn_host::environment &env) {
+  vorn_global_ctx = initial_global_ctx;
+  vorn_ctx ctx = env.context();
+  if (which.capability != 0) {
+    ctx.vorn_ctx_init_flags = VORN_INIT_SPECIALIZED;
+    ctx.vorn_ctx_lib_name = which.name;
+  }
+  vorn_nfy(VORN_NFY_LOAD, &ctx);
+  ASSERT_STREQ(vorn_global_ctx.vorn_global_ctx_lib_name, which.name);
+  ASSERT_EQ(vorn_global_ctx.vorn_global_ctx_status,
+            which.capability == 0 ? uint32_t{VORN_STATUS_GENERIC} : uint32_t{VORN_STATUS_SPECIALIZED});
+  ASSERT_EQ(vorn_global_ctx.vorn_global_ctx_dispatch == vorn_dispatch_table, which.capability == 0);
+}
+
+class implementation_test : public testing::TestWithParam<implementation> {
+protected:
+  void SetUp() override {
+    if (!runs_here(GetParam()))
+      GTEST_SKIP() << GetParam().name << " needs instructions that this processor lacks";
+    ASSERT_NO_FATAL_FAILURE(put_in_force(GetParam(), env));
+  }
+  void TearDown() override { vorn_global_ctx = initial_global_ctx; }
+
+  vorn_host::environment env;
+};
+
+inline std::string implementation_name(const testing::TestParamInfo<implementation> &info) { return info.param.name; }
+
+#define VORN_TEST_ALL_IMPLEMENTATIONS(suite)                                                                           \
+  INSTANTIATE_TEST_SUITE_P(each, suite, testing::ValuesIn(vorn_test::implementations), vorn_test::implementation_name)
+
+} // namespace vorn_test
