@@ -17,14 +17,20 @@ set(VORN_FRAME_SOURCES
   scan/cmp.cpp
   scan/rowz.cpp)
 
+# The library raises nothing itself and has nothing to clean up when a reporter of the host unwinds through it, so unwind
+# tables are enough.  Without exceptions it needs no run-time library of C++.
+set(VORN_LIBRARY_OPTIONS -fno-exceptions -fno-rtti -fasynchronous-unwind-tables)
+
 add_library(vorn_objects OBJECT ${VORN_FRAME_SOURCES} ${VORN_KERNEL_SOURCES})
 target_include_directories(vorn_objects PRIVATE ${PROJECT_SOURCE_DIR})
+target_compile_options(vorn_objects PRIVATE ${VORN_LIBRARY_OPTIONS})
 
 # The installed headers are <vorn/vorn.h>; in the tree they are "frame/vorn.h".
 foreach(variant vorn vorn_static)
   if(variant STREQUAL "vorn")
     add_library(vorn SHARED $<TARGET_OBJECTS:vorn_objects>)
     set_target_properties(vorn PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
+    target_link_options(vorn PRIVATE -Wl,--as-needed)
   else()
     add_library(vorn_static STATIC $<TARGET_OBJECTS:vorn_objects>)
     set_target_properties(vorn_static PROPERTIES OUTPUT_NAME vorn)
@@ -39,8 +45,8 @@ function(vorn_add_specialized name)
   add_library(${name} MODULE ${VORN_KERNEL_SOURCES} isa/specialized_ctx.cpp)
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
   target_compile_definitions(${name} PRIVATE VORN_ISA_LIB_NAME="${name}")
-  target_compile_options(${name} PRIVATE ${ARGN})
-  target_link_options(${name} PRIVATE -Wl,--version-script=${PROJECT_SOURCE_DIR}/isa/specialized.map)
+  target_compile_options(${name} PRIVATE ${VORN_LIBRARY_OPTIONS} ${ARGN})
+  target_link_options(${name} PRIVATE -Wl,--as-needed -Wl,--version-script=${PROJECT_SOURCE_DIR}/isa/specialized.map)
   set_target_properties(${name} PROPERTIES PREFIX "" LINK_DEPENDS ${PROJECT_SOURCE_DIR}/isa/specialized.map)
 endfunction()
 

@@ -13,8 +13,8 @@ namespace vorn {
 
 } // namespace vorn
 
-// The expression is printed as its own text.
-#define VORN_ASSERT(expression, source)                                                                                \
-  ((expression) ? void(0) : vorn::fail_assertion(#expression, source, __LINE__, __func__))
+// The text is printed as the failed expression.  It is told apart from the condition, which may be wider than it reads.
+#define VORN_ASSERT(condition, text, source)                                                                           \
+  ((condition) ? void(0) : vorn::fail_assertion(text, source, __LINE__, __func__))
 // Marks a place that no legal call reaches.
 #define VORN_UNREACHABLE(source) vorn::fail_assertion("0", source, __LINE__, __func__)

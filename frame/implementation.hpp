@@ -17,7 +17,8 @@ uint32_t vorn_thread_ctx_fini_dydi(void *a, void *b, void *c, void *d);
 namespace vorn {
 
 // Fills the slot of an operation that this build does not have, so that no slot is ever null.
-template <class Result, class... Arguments> Result no_implementation(Arguments...) {
+template <class Result, class... Arguments>
+Result no_implementation(Arguments...) {
   if constexpr (!std::is_void_v<Result>)
     return VORN_RESULT_NO_IMPLEMENTATION;
 }

@@ -17,19 +17,22 @@ constexpr auto tagged(const char *text) { return std::tuple{uint32_t{HOST_TAG_TE
 constexpr auto tagged(const void *pointer) { return std::tuple{uint32_t{HOST_TAG_POINTER}, pointer}; }
 
 // Calls service(count, tag, value, tag, value, ...).
-template <class Service, class... Values> void with_tags(Service service, Values... values) {
+template <class Service, class... Values>
+void with_tags(Service service, Values... values) {
   std::apply([&](auto... flat) { service(uint32_t{sizeof...(Values)}, flat...); }, std::tuple_cat(tagged(values)...));
 }
 
 // Reports an internal error.  The reporter may unwind, so a caller holds nothing that would have to be released.
-template <class... Values> void raise(const vorn_ctx &ctx, const char *message, Values... values) {
+template <class... Values>
+void raise(const vorn_ctx &ctx, const char *message, Values... values) {
   const auto *env = static_cast<const host_env *>(ctx.vorn_ctx_env);
   with_tags(
       [&](auto... flat) { host_raise_internal_error(ctx.vorn_ctx_env, env->host_env_error_arg, message, flat...); },
       values...);
 }
 
-template <class... Values> void raise_soft(const vorn_ctx &ctx, const char *message, Values... values) {
+template <class... Values>
+void raise_soft(const vorn_ctx &ctx, const char *message, Values... values) {
   const auto *env = static_cast<const host_env *>(ctx.vorn_ctx_env);
   with_tags(
       [&](auto... flat) { host_soft_internal_error(ctx.vorn_ctx_env, env->host_env_error_arg, message, flat...); },

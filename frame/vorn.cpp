@@ -18,7 +18,8 @@ void build(vorn_enc_ctx *enc, uint32_t flags) {
 uint32_t big_endian_16(const uint8_t *bytes) { return static_cast<uint32_t>(bytes[0] << 8 | bytes[1]); }
 
 // Entry i + 1 is entry i plus length(i), stored big-endian, modulo 2^32.
-template <class Length> void build_cla(uint32_t *res, uint32_t src_len, Length length) {
+template <class Length>
+void build_cla(uint32_t *res, uint32_t src_len, Length length) {
   uint32_t end = 0;
   res[0] = 0;
   for (uint32_t i = 0; i < src_len; ++i) {
@@ -183,13 +184,13 @@ uint8_t vorn_xlate_convert_type(uint32_t kind) {
 }
 
 void vorn_build_cla_1_ub1(uint32_t *res, uint32_t res_len, const void *src, uint32_t src_len) {
-  VORN_ASSERT(res_len >= (src_len + 1), source);
+  VORN_ASSERT(res_len > src_len, "res_len >= (src_len + 1)", source);
   const auto *lens = static_cast<const uint8_t *>(src);
   build_cla(res, src_len, [&](uint64_t i) { return uint32_t{lens[i]}; });
 }
 
 void vorn_build_cla_1_ub2(uint32_t *res, uint32_t res_len, const void *src, uint32_t src_len) {
-  VORN_ASSERT(res_len >= (src_len + 1), source);
+  VORN_ASSERT(res_len > src_len, "res_len >= (src_len + 1)", source);
   const auto *lens = static_cast<const uint8_t *>(src);
   build_cla(res, src_len, [&](uint64_t i) { return big_endian_16(lens + 2 * i); });
 }

@@ -16,7 +16,8 @@ using lane = std::conditional_t<W <= 8, uint8_t,
                                 std::conditional_t<W <= 16, uint16_t, std::conditional_t<W <= 32, uint32_t, uint64_t>>>;
 
 // Unpacks the 64 codes of a block of 8 * W bytes and reads nothing else.
-template <unsigned W> inline void unpack64(const uint8_t *block, lane<W> *codes) {
+template <unsigned W>
+inline void unpack64(const uint8_t *block, lane<W> *codes) {
   if constexpr (W == 8 * sizeof(lane<W>)) {
     for (unsigned i = 0; i < 64; ++i)
       codes[i] = load_big<lane<W>>(block + i * sizeof(lane<W>));
@@ -47,7 +48,8 @@ template <unsigned W> inline void unpack64(const uint8_t *block, lane<W> *codes)
 }
 
 // One bit for each of 64 codes: is it in [low, low + span]?  code(i) gives code i.
-template <class Lane, class Code> inline uint64_t in_range64(Code code, uint64_t low, uint64_t span) {
+template <class Lane, class Code>
+inline uint64_t in_range64(Code code, uint64_t low, uint64_t span) {
   const auto hit = [&](unsigned i) {
     return static_cast<uint8_t>(static_cast<Lane>(code(i) - static_cast<Lane>(low)) <= static_cast<Lane>(span));
   };
@@ -73,7 +75,8 @@ template <class Lane, class Code> inline uint64_t in_range64(Code code, uint64_t
   return word;
 }
 
-template <class Lane, class Code> inline uint64_t match64(Code code, const interval &in) {
+template <class Lane, class Code>
+inline uint64_t match64(Code code, const interval &in) {
   uint64_t word = in_range64<Lane>(code, in.low, in.span);
   if (in.outside)
     word = ~word;
@@ -83,7 +86,8 @@ template <class Lane, class Code> inline uint64_t match64(Code code, const inter
 }
 
 // One bit for each of the 64 codes of a block.
-template <unsigned W> inline uint64_t match_block(const uint8_t *block, const interval &in) {
+template <unsigned W>
+inline uint64_t match_block(const uint8_t *block, const interval &in) {
   if constexpr (W == 64) {
     return match64<uint64_t>([&](unsigned i) { return load_big<uint64_t>(block + 8 * i); }, in);
   } else {
@@ -94,7 +98,8 @@ template <unsigned W> inline uint64_t match_block(const uint8_t *block, const in
 }
 
 // The code stream of nrows rows.  Nothing is read behind the last code.
-template <unsigned W> class dict {
+template <unsigned W>
+class dict {
 public:
   static constexpr uint64_t max = low_bits(W);
 

@@ -30,29 +30,35 @@ struct dispatch {
 
 // Does `name` say what the bits of the slot say?  Taken from the bits alone, not from the entry's axes.
 constexpr bool spells(uint32_t slot, std::string_view name) {
-  const auto drop = [&](std::string_view part) {
-    const bool found = name.starts_with(part);
-    name.remove_prefix(found ? part.size() : 0);
-    return found;
-  };
+  const uint32_t opcode = slot & 31;
   const uint32_t encoding = slot >> 5 & 3;
+  const uint32_t width_code = slot >> 7 & 31;
   const bool flag = slot >> 12 & 1;
-  return drop("vorn_") && drop(opcode_names.at(slot & 31)) && drop("_") && drop(encoding_names.at(encoding)) &&
-         drop("_") && drop(width_names.at(slot >> 7 & 31)) && drop("bit") &&
-         name == (!flag ? "" : encoding == VORN_ENC_DICT ? "_null" : "_tz");
+  const std::string_view flag_suffix = encoding == VORN_ENC_DICT ? "_null" : "_tz";
+  const std::string_view parts[] = {"vorn_", opcode_names.at(opcode),    "_",   encoding_names.at(encoding),
+                                    "_",     width_names.at(width_code), "bit", flag ? flag_suffix : ""};
+  for (const std::string_view part : parts) {
+    if (!name.starts_with(part))
+      return false;
+    name.remove_prefix(part.size());
+  }
+  return name.empty();
 }
+
+// Not constexpr and never defined: a call ends the compilation, which then shows the reason.
+void reject(const char *reason);
 
 template <class... Families>
 consteval dispatch build_dispatch(size_t expected, const Families &...families) {
   if ((families.size() + ...) != expected)
-    throw "the number of kernels is off";
+    reject("the number of kernels is off");
   dispatch table;
   const auto place = [&](const dispatch_entry &entry) {
     const uint32_t slot = entry.slot();
     if (!spells(slot, entry.name))
-      throw "the name does not fit the slot";
+      reject("the name does not fit the slot");
     if (table.names[slot] != nullptr)
-      throw "two kernels claim one slot";
+      reject("two kernels claim one slot");
     table.kernels[slot] = entry.kernel;
     table.names[slot] = entry.name;
   };

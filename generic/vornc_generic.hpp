@@ -11,7 +11,8 @@
 namespace vorn {
 
 // Stored data is big-endian and unaligned.
-template <class T> inline T load_big(const uint8_t *bytes) {
+template <class T>
+inline T load_big(const uint8_t *bytes) {
   T value;
   std::memcpy(&value, bytes, sizeof value);
   if constexpr (sizeof(T) == 2)

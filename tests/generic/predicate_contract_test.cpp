@@ -100,7 +100,8 @@ protected:
     stream.assign(100 * width / 8 + 16, 0);
     for (uint32_t row = 0; row < 100; ++row)
       vorn_model::put_code(stream.data(), width, row, row & 1);
-    vorn_build_encoding_type_dict(&enc, width, nullptr, nullptr, nullptr, 0, 0, flags | (s.flag() ? uint32_t{VORN_NULLS} : 0U));
+    vorn_build_encoding_type_dict(&enc, width, nullptr, nullptr, nullptr, 0, 0,
+                                  flags | (s.flag() ? uint32_t{VORN_NULLS} : 0U));
     res = src = cst = {};
     vorn_build_vector(&res, nullptr, nullptr, nullptr, nullptr, nullptr, out, 100, 0, nullptr, 0);
     vorn_build_vector(&src, stream.data(), nullptr, nullptr, &enc, nullptr, nullptr, 100, 0, nullptr, 0);

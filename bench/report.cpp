@@ -1,0 +1,58 @@
+#include "bench/report.hpp"
+
+#include <fmt/core.h>
+
+#include <algorithm>
+#include <map>
+#include <set>
+
+namespace vorn_bench {
+
+void reporter::ReportRuns(const std::vector<Run> &runs) {
+  benchmark::ConsoleReporter::ReportRuns(runs);
+  for (const Run &run : runs) {
+    const auto width = run.counters.find("width");
+    // "group/kernel/implementation"
+    const std::string name = run.run_name.function_name;
+    const size_t first = name.find('/');
+    const size_t last = name.rfind('/');
+    if (width == run.counters.end() || run.run_type != Run::RT_Iteration || first == last)
+      continue;
+    runs_.push_back({name.substr(0, first), static_cast<unsigned>(width->second.value), name.substr(last + 1),
+                     run.counters.at("Grows/s").value, run.counters.at("of_read").value});
+  }
+}
+
+void reporter::Finalize() {
+  std::set<std::string> groups;
+  for (const kernel_run &run : runs_)
+    groups.insert(run.group);
+  for (const std::string &group : groups) {
+    fmt::print("\n{}: slowest and median kernel of a width in Grows/s, and the median's share of a plain read\n",
+               group);
+    fmt::print("{:>5}", "width");
+    for (const std::string &implementation : implementations_)
+      fmt::print("  {:^24}", implementation);
+    fmt::print("\n");
+    std::map<unsigned, std::map<std::string, std::vector<kernel_run>>> table;
+    for (const kernel_run &run : runs_)
+      if (run.group == group)
+        table[run.width][run.implementation].push_back(run);
+    for (auto &[width, row] : table) {
+      fmt::print("{:>5}", width);
+      for (const std::string &implementation : implementations_) {
+        std::vector<kernel_run> &cell = row[implementation];
+        if (cell.empty()) {
+          fmt::print("  {:24}", "");
+          continue;
+        }
+        std::sort(cell.begin(), cell.end(), [](const auto &a, const auto &b) { return a.grows < b.grows; });
+        const kernel_run &median = cell[cell.size() / 2];
+        fmt::print("  {:>7.2f} {:>7.2f} {:>7.1f}%", cell[0].grows, median.grows, 100 * median.of_read);
+      }
+      fmt::print("\n");
+    }
+  }
+}
+
+} // namespace vorn_bench

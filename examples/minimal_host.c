@@ -1,0 +1,217 @@
+/* The services that the library asks of its host, each as short as it can honestly be. */
+#define _POSIX_C_SOURCE 200809L
+
+#include "minimal_host.h"
+
+#include <dlfcn.h>
+#include <stdarg.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <time.h>
+#include <unistd.h>
+
+/* The environment: where the library finds the print function, the argument of the error reporters and the trace. */
+
+static void print(void *env, const char *format, ...) {
+  (void) env;
+  va_list values;
+  va_start(values, format);
+  vprintf(format, values);
+  va_end(values);
+}
+
+static const struct host_env_fns functions = {print};
+static struct host_env environment = {&functions, NULL, NULL}; /* no trace control: nothing is ever traced */
+
+/* Errors.  A call that the library reports was wrong from the start, so this host ends; another may unwind. */
+
+static void print_error(const char *message, uint32_t nvalues, va_list values) {
+  fprintf(stderr, "%s", message);
+  for (uint32_t i = 0; i < nvalues; ++i)
+    switch (va_arg(values, uint32_t)) {
+    case HOST_TAG_INT:
+      fprintf(stderr, " %d", va_arg(values, int));
+      break;
+    case HOST_TAG_DOUBLE:
+      fprintf(stderr, " %g", va_arg(values, double));
+      break;
+    case HOST_TAG_POINTER:
+      fprintf(stderr, " %p", va_arg(values, void *));
+      break;
+    case HOST_TAG_TEXT:
+      fprintf(stderr, " %s", va_arg(values, const char *));
+      break;
+    default: /* of unknown width, so the values end here */
+      i = nvalues - 1;
+      break;
+    }
+  fputc('\n', stderr);
+}
+
+void host_raise_internal_error(void *env, void *error_arg, const char *message, uint32_t nvalues, ...) {
+  (void) env, (void) error_arg;
+  va_list values;
+  va_start(values, nvalues);
+  print_error(message, nvalues, values);
+  va_end(values);
+  exit(EXIT_FAILURE);
+}
+
+void host_soft_internal_error(void *env, void *error_arg, const char *message, uint32_t nvalues, ...) {
+  (void) env, (void) error_arg;
+  va_list values;
+  va_start(values, nvalues);
+  print_error(message, nvalues, values);
+  va_end(values);
+}
+
+/* Processor and libraries. */
+
+/* The features that a compiler can ask for stand for the level that they belong to. */
+static int supports(uint32_t code) {
+  __builtin_cpu_init();
+  switch (code) {
+  case 269:
+    return __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
+           __builtin_cpu_supports("avx512cd") && __builtin_cpu_supports("avx512dq") &&
+           __builtin_cpu_supports("avx512vl");
+  case 267:
+    return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi") && __builtin_cpu_supports("bmi2") &&
+           __builtin_cpu_supports("fma");
+  case 259:
+    return __builtin_cpu_supports("avx");
+  case 258:
+    return __builtin_cpu_supports("sse4.2") && __builtin_cpu_supports("popcnt");
+  default:
+    return -1;
+  }
+}
+
+uint32_t cpucap_query(uint32_t code, void *answer) {
+  const int present = supports(code);
+  const uint32_t words[3] = {0, 0, present == 1};
+  memcpy(answer, words, sizeof words);
+  return present < 0;
+}
+
+/* Libraries lie beside the program. */
+uint32_t svorn_dlopen(vorn_ctx *ctx, const char *name, void **handle) {
+  (void) ctx;
+  char path[4096];
+  const ssize_t length = readlink("/proc/self/exe", path, sizeof path - 1);
+  if (length < 0)
+    return 0;
+  path[length] = '\0';
+  char *const file = strrchr(path, '/') + 1;
+  const size_t room = sizeof path - (size_t) (file - path);
+  if (snprintf(file, room, "%s.so", name) >= (int) room)
+    return 0;
+  *handle = dlopen(path, RTLD_NOW | RTLD_LOCAL);
+  return *handle != NULL;
+}
+
+void *svorn_dlsym(vorn_ctx *ctx, void *handle, const char *symbol) {
+  (void) ctx;
+  return dlsym(handle, symbol);
+}
+
+/* Memory. */
+
+static void *allocate(uint64_t size, uint64_t align, uint64_t padding) {
+  void *memory = NULL;
+  if (posix_memalign(&memory, align < sizeof memory ? sizeof memory : align, size + padding) != 0) {
+    fputs("out of memory\n", stderr);
+    exit(EXIT_FAILURE);
+  }
+  return memory;
+}
+
+/* A decompressed stream lives as long as its column does; this host keeps it to the end of the process. */
+static void *allocate_stream(void *env, void *heap, uint64_t size, const char *name, uint32_t align_hint,
+                             uint32_t pad_hint, uint64_t tag) {
+  (void) env, (void) heap, (void) name, (void) tag;
+  return allocate(size, align_hint, pad_hint);
+}
+
+void *vornu_stack_alloc_align(void *env, uint64_t size, const char *name, uint64_t align, uint64_t padding,
+                              void **token) {
+  (void) env, (void) name;
+  *token = NULL;
+  return allocate(size, align, padding);
+}
+
+void vornu_stack_free_align(void *env, void *memory, void *token) {
+  (void) env, (void) token;
+  free(memory);
+}
+
+/* Compressed streams: this host stores none, so a stream to decode is a fault. */
+uint32_t qpak_decode(void *env, void *heap, const void *in, void *out, uint32_t *outlen, uint32_t outsize, uint64_t a,
+                     uint64_t b, uint64_t c) {
+  (void) env, (void) heap, (void) in, (void) out, (void) outlen, (void) outsize, (void) a, (void) b, (void) c;
+  return 1;
+}
+
+/* Time, and the comparison of the self-check. */
+
+uint64_t host_clock_time64(void) {
+  struct timespec now;
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return (uint64_t) now.tv_sec * 1000000 + (uint64_t) now.tv_nsec / 1000;
+}
+
+uint32_t vornt_compare_res(uint32_t zero, const uint64_t *a, const uint64_t *b, uint32_t nrows) {
+  (void) zero;
+  const uint32_t whole = nrows / 64;
+  if (memcmp(a, b, whole * sizeof *a) != 0)
+    return 0;
+  return nrows % 64 == 0 || (a[whole] ^ b[whole]) << (64 - nrows % 64) == 0;
+}
+
+/* The trace.  This host has no use for it: no level is ever on, and nothing passes. */
+
+uint64_t host_trace_eval_flags(struct host_trace_ctl *ctl, uint32_t component, uint32_t level, uint64_t flags,
+                               uint64_t trace_word) {
+  (void) ctl, (void) component, (void) level, (void) trace_word;
+  return flags;
+}
+
+uint64_t host_trace_eval_event(struct host_trace_ctl *ctl, uint32_t component, uint32_t level, uint64_t flags,
+                               uint64_t word) {
+  (void) ctl, (void) component, (void) level, (void) word;
+  return flags;
+}
+
+uint32_t host_trace_check_event(struct host_trace_ctl *ctl, const uint64_t *events, uint32_t event, uint32_t component,
+                                uint64_t *word, const char *entry, const char *file, uint32_t line, uint32_t zero) {
+  (void) ctl, (void) events, (void) event, (void) component, (void) word;
+  (void) entry, (void) file, (void) line, (void) zero;
+  return 0;
+}
+
+uint32_t host_trace_eval_filters(struct host_trace_ctl *ctl, void *env, uint32_t component, uint32_t zero,
+                                 uint32_t level, uint64_t flags, uint32_t one, const char *entry, const char *file,
+                                 uint32_t line) {
+  (void) ctl, (void) env, (void) component, (void) zero, (void) level, (void) flags, (void) one;
+  (void) entry, (void) file, (void) line;
+  return 0;
+}
+
+void host_trace_record(struct host_trace_ctl *ctl, uint32_t component, uint32_t zero, uint64_t flags, const char *entry,
+                       uint32_t one, const char *text, uint32_t nvalues, ...) {
+  (void) ctl, (void) component, (void) zero, (void) flags, (void) entry, (void) one, (void) text, (void) nvalues;
+}
+
+void host_trace_write(void *env, const char *format, uint32_t nvalues, ...) {
+  (void) env, (void) format, (void) nvalues;
+}
+
+vorn_ctx minimal_host_context(void) {
+  vorn_ctx ctx = {0};
+  ctx.vorn_ctx_env = &environment;
+  ctx.vorn_ctx_alloc = allocate_stream;
+  ctx.vorn_ctx_stack_alloc = vornu_stack_alloc_align;
+  ctx.vorn_ctx_stack_free = vornu_stack_free_align;
+  return ctx;
+}

@@ -1,0 +1,92 @@
+// What is behind an environment, and how the services find it and write to it.
+#pragma once
+
+#include "host/stand_in.hpp"
+
+#include <array>
+#include <cstdarg>
+#include <cstddef>
+#include <mutex>
+#include <unordered_map>
+
+namespace vorn_host {
+
+// Memory at an alignment, freed with the alignment that it was given.
+class aligned_memory {
+public:
+  aligned_memory(size_t bytes, size_t alignment)
+      : memory_(::operator new (bytes, std::align_val_t{alignment}), release{alignment}) {}
+  void *get() const { return memory_.get(); }
+
+private:
+  struct release {
+    size_t alignment;
+    void operator()(void *memory) const { ::operator delete (memory, std::align_val_t{alignment}); }
+  };
+  std::unique_ptr<void, release> memory_;
+};
+
+struct scratch_block {
+  std::string name;
+  aligned_memory memory;
+};
+
+// Services that are given the control block alone go back from it to its owner.
+struct owned_trace_control {
+  host_trace_ctl control;
+  environment *owner;
+};
+
+struct environment::state {
+  explicit state(environment &environment_itself) : owner(environment_itself) {}
+
+  environment &owner;
+  std::array<uint64_t, 4> trace_events{};
+  owned_trace_control trace_control{};
+  // An environment's usual error argument: an address that is nothing else, so that a mixed-up argument shows.
+  char error_argument = 0;
+  // Held by nobody else: a thread that was adopted sees by it whether the environment still exists.
+  std::shared_ptr<environment *> alive;
+
+  mutable std::mutex guard; // of everything below
+  std::vector<service_call> calls;
+  std::vector<internal_error> errors;
+  pointer_names names;
+  std::string printed;
+  std::string load_error;
+  std::vector<aligned_memory> allocations;
+  std::unordered_map<const void *, std::unique_ptr<scratch_block>> scratch;
+};
+
+inline environment &environment_of(void *env) { return *static_cast<environment *>(static_cast<host_env *>(env)); }
+
+// The environment that adopted this thread, null for none.
+environment *adopted_environment();
+
+// The owner of the control block; for a null one the environment that adopted the thread.
+inline environment *environment_of(host_trace_ctl *control) {
+  return control ? reinterpret_cast<owned_trace_control *>(control)->owner : adopted_environment();
+}
+
+// Keeps the call if the environment exists and records.
+void record(environment *env, service_call call);
+
+// Reports as host_raise_internal_error does, with values at hand.
+void raise_internal_error(environment &env, void *error_arg, const char *message, std::vector<value> values);
+
+// Appends `count` pairs of tag and value, the form in which the services take them.
+void append_tagged(std::vector<value> &values, uint32_t count, va_list &pairs);
+
+// The format with the values, matched by their own types: a conversion that does not suit its value prints the value
+// as a transcript does, and one without a value prints "<missing>".
+std::string format_values(const char *format, const value *values, size_t count);
+
+// One value as it stands in a transcript.
+std::string render(const value &item, pointer_names &names);
+
+inline std::string text_or_null(const char *text) { return text ? text : "(null)"; }
+
+// A number of a service's own arguments that is not a bit pattern.
+inline int32_t number(uint32_t argument) { return static_cast<int32_t>(argument); }
+
+} // namespace vorn_host

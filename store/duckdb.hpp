@@ -1,0 +1,101 @@
+// DuckDB through its C API: reads files for the loader and answers the same questions as the store.
+//
+// Thin owners of the handles; a failure is a store::error with DuckDB's message.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace store::duckdb {
+
+// One column of a chunk.  Valid as long as the chunk.
+class vector {
+public:
+  vector(const void *data, const uint64_t *validity) : values(data), valid_rows(validity) {}
+
+  bool is_null(uint64_t row) const { return valid_rows != nullptr && (valid_rows[row / 64] >> (row % 64) & 1) == 0; }
+
+  // T is the in-memory type of the column: int64_t of BIGINT and TIMESTAMP, int32_t of DATE, double of DOUBLE.
+  template <class T> T number(uint64_t row) const { return static_cast<const T *>(values)[row]; }
+  std::string_view text(uint64_t row) const;
+
+private:
+  const void *values;
+  const uint64_t *valid_rows; // null when no row is NULL
+};
+
+// Some thousand consecutive rows of a result.
+class chunk {
+public:
+  uint64_t rows() const;
+  vector column(uint64_t index) const;
+
+private:
+  friend class result;
+  struct closer {
+    void operator()(void *closed) const;
+  };
+  explicit chunk(void *opened) : handle(opened) {}
+  std::unique_ptr<void, closer> handle;
+};
+
+class result {
+public:
+  // The next rows, or nothing at the end.
+  std::optional<chunk> next();
+
+private:
+  friend class connection;
+  friend class statement;
+  struct state;
+  struct closer {
+    void operator()(state *s) const;
+  };
+  result();
+  std::unique_ptr<state, closer> owned;
+};
+
+// A query that was planned once and can be run many times.
+class statement {
+public:
+  result run();
+
+private:
+  friend class connection;
+  struct closer {
+    void operator()(void *closed) const;
+  };
+  explicit statement(void *opened) : handle(opened) {}
+  std::unique_ptr<void, closer> handle;
+};
+
+// A private in-memory database.
+class connection {
+public:
+  connection();
+
+  result query(const std::string &sql);
+  statement prepare(const std::string &sql);
+
+private:
+  struct database_closer {
+    void operator()(void *closed) const;
+  };
+  struct connection_closer {
+    void operator()(void *closed) const;
+  };
+  std::unique_ptr<void, database_closer> database;
+  std::unique_ptr<void, connection_closer> handle;
+};
+
+// The version of the library, such as "v1.5.6".
+std::string version();
+
+// A name and a text as SQL writes them.
+std::string quoted_name(std::string_view name);
+std::string quoted_text(std::string_view text);
+
+} // namespace store::duckdb

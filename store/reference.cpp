@@ -1,0 +1,35 @@
+#include "store/reference.hpp"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+namespace store {
+
+reference::reference(duckdb::connection &db, const table_file &file, std::span<const std::string> columns)
+    : database(db) {
+  std::vector<std::string> names;
+  for (const std::string &column : columns)
+    names.push_back(duckdb::quoted_name(column));
+  database.query(
+      fmt::format("CREATE OR REPLACE TABLE reference AS SELECT {} FROM {}", fmt::join(names, ", "), file.sql()));
+  database.query("SET threads TO 1");
+}
+
+duckdb::statement reference::counting(const std::string &condition_sql) const {
+  return database.prepare(fmt::format("SELECT count(*) FROM reference WHERE {}", condition_sql));
+}
+
+uint64_t reference::count(duckdb::statement &query) {
+  return static_cast<uint64_t>(query.run().next()->column(0).number<int64_t>(0));
+}
+
+std::vector<bool> reference::rows(const std::string &condition_sql) const {
+  auto answers = database.query(fmt::format("SELECT coalesce({}, false)::BIGINT FROM reference", condition_sql));
+  std::vector<bool> out;
+  while (auto chunk = answers.next())
+    for (uint64_t row = 0; row < chunk->rows(); ++row)
+      out.push_back(chunk->column(0).number<int64_t>(row) != 0);
+  return out;
+}
+
+} // namespace store

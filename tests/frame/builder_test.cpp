@@ -1,0 +1,374 @@
+// The builders of vectors, encoding contexts, type codes and cumulative length arrays.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "tests/frame/layout.h"
+#include "tests/support/guarded.hpp"
+
+namespace {
+
+template <class Record> Record filled_with(int byte) {
+  Record record;
+  std::memset(&record, byte, sizeof record);
+  return record;
+}
+
+// An address that is not read.
+template <class T = void> T *somewhere(uintptr_t address) { return reinterpret_cast<T *>(address); }
+
+std::string differing_fields(const vorn_enc_ctx &a, const vorn_enc_ctx &b) {
+  std::string names;
+#define COMPARE(record, field, offset, size)                                                                           \
+  if (std::memcmp(&a.field, &b.field, size) != 0)                                                                      \
+    names += #field " ";
+  LAYOUT_VORN_ENC_CTX(COMPARE)
+#undef COMPARE
+  return names;
+}
+
+// Runs the builder on a context that is full of ones, which it must clear.
+void expect_built(const std::function<void(vorn_enc_ctx *)> &build, const vorn_enc_ctx &expected) {
+  auto enc = filled_with<vorn_enc_ctx>(0xff);
+  build(&enc);
+  EXPECT_EQ(differing_fields(enc, expected), "");
+}
+
+uint64_t type_of_dict(uint32_t width, uint32_t flags) {
+  vorn_enc_ctx enc;
+  vorn_build_encoding_type_dict(&enc, width, nullptr, nullptr, nullptr, 0, 0, flags);
+  return enc.vorn_enc_ctx_type;
+}
+
+uint64_t type_of_fixed(uint32_t width, uint32_t flags) {
+  vorn_enc_ctx enc;
+  vorn_build_encoding_type_fixed(&enc, width, flags);
+  return enc.vorn_enc_ctx_type;
+}
+
+uint64_t type_of_dynp(uint32_t width, uint32_t flags) {
+  vorn_enc_ctx enc;
+  vorn_build_encoding_type_dynp(&enc, width, 1, 2, flags);
+  return enc.vorn_enc_ctx_type;
+}
+
+uint64_t minor_type(uint8_t rle_width, bool cla) {
+  vorn_enc_ctx enc;
+  vorn_build_encoding_type_dict(&enc, 5, nullptr, nullptr, nullptr, 0, 0, 0);
+  vorn_add_encoding_type_rle(&enc, nullptr, cla ? somewhere(64) : nullptr, rle_width, 1, nullptr);
+  return enc.vorn_enc_ctx_minor_type;
+}
+
+constexpr const char fatal_zero[] = ": vorn:[0-9]+: [^:]+: Assertion `0' failed";
+
+} // namespace
+
+TEST(build_vector, stores_its_arguments_and_leaves_the_rest) {
+  auto cv = filled_with<vorn_cv>(0xff);
+  void *stream = somewhere(0x700);
+  vorn_build_vector(&cv, somewhere(0x100), somewhere(0x200), somewhere(0x300), somewhere<vorn_enc_ctx>(0x400),
+                    somewhere<uint64_t>(0x500), somewhere<uint64_t>(0x600), 11, 12, &stream, UINT64_C(0x1300000014));
+  EXPECT_EQ(cv.vorn_cv_vals, somewhere(0x100)); // not the slot's, since there are values
+  EXPECT_EQ(cv.vorn_cv_lens, somewhere(0x200));
+  EXPECT_EQ(cv.vorn_cv_flgs, somewhere(0x300));
+  EXPECT_EQ(cv.vorn_cv_encoding_context, somewhere<vorn_enc_ctx>(0x400));
+  EXPECT_EQ(cv.vorn_cv_mask_bv, somewhere<uint64_t>(0x500));
+  EXPECT_EQ(cv.vorn_cv_bv, somewhere<uint64_t>(0x600));
+  EXPECT_EQ(cv.vorn_cv_popc, 0U);
+  EXPECT_EQ(cv.vorn_cv_nrows, 11U);
+  EXPECT_EQ(cv.vorn_cv_stream_len, 12U);
+  EXPECT_EQ(cv.vorn_cv_stream_slot, &stream);
+  EXPECT_EQ(cv.vorn_cv_stream_tag, UINT64_C(0x1300000014));
+  EXPECT_EQ(cv.vorn_cv_autorid, UINT64_MAX);
+  EXPECT_EQ(cv.vorn_cv_size, UINT64_MAX);
+
+  vorn_add_vector_autorid(&cv, UINT64_C(0x100000002));
+  EXPECT_EQ(cv.vorn_cv_autorid, UINT64_C(0x100000002));
+  EXPECT_EQ(cv.vorn_cv_size, UINT64_MAX);
+  vorn_add_vector_size(&cv, UINT64_C(0x300000004));
+  EXPECT_EQ(cv.vorn_cv_autorid, UINT64_C(0x100000002));
+  EXPECT_EQ(cv.vorn_cv_size, UINT64_C(0x300000004));
+}
+
+TEST(build_vector, without_values_takes_what_the_slot_holds) {
+  auto cv = filled_with<vorn_cv>(0xff);
+  void *stream = somewhere(0x700);
+  vorn_build_vector(&cv, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, 0, 0, &stream, 0);
+  EXPECT_EQ(cv.vorn_cv_vals, somewhere(0x700));
+  stream = nullptr;
+  vorn_build_vector(&cv, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, 0, 0, &stream, 0);
+  EXPECT_EQ(cv.vorn_cv_vals, nullptr);
+  EXPECT_EQ(cv.vorn_cv_stream_slot, &stream);
+  cv = filled_with<vorn_cv>(0xff);
+  vorn_build_vector(&cv, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, 0, 0, nullptr, 0);
+  EXPECT_EQ(cv.vorn_cv_vals, nullptr);
+}
+
+TEST(build_encoding, value_encodings_clear_the_context_and_set_their_fields) {
+  vorn_enc_ctx dict = {};
+  dict.vorn_enc_ctx_flags = 0x148;
+  dict.vorn_enc_ctx_type = 0xad;
+  dict.vorn_enc_ctx_width = 12;
+  dict.vorn_enc_ctx_width_code = 11;
+  dict.vorn_enc_ctx_dict_syms = somewhere(0x100);
+  dict.vorn_enc_ctx_dict_lens = somewhere(0x200);
+  dict.vorn_enc_ctx_dict_cla = somewhere(0x300);
+  dict.vorn_enc_ctx_dict_nsyms = 4000;
+  dict.vorn_enc_ctx_dict_layout = 1;
+  expect_built(
+      [](vorn_enc_ctx *enc) {
+        vorn_build_encoding_type_dict(enc, 12, somewhere(0x100), somewhere(0x200), somewhere(0x300), 4000, 1, 0x48);
+      },
+      dict);
+
+  vorn_enc_ctx fixed = {};
+  fixed.vorn_enc_ctx_flags = 0x808;
+  fixed.vorn_enc_ctx_type = 0xd4;
+  fixed.vorn_enc_ctx_width = 24; // as given, although the 32-bit kernels serve it
+  fixed.vorn_enc_ctx_width_code = 21;
+  fixed.vorn_enc_ctx_unit = 8;
+  expect_built([](vorn_enc_ctx *enc) { vorn_build_encoding_type_fixed(enc, 24, 0x8); }, fixed);
+
+  vorn_enc_ctx dynp = {};
+  dynp.vorn_enc_ctx_flags = 0x408;
+  dynp.vorn_enc_ctx_type = 0xd6;
+  dynp.vorn_enc_ctx_width = 32;
+  dynp.vorn_enc_ctx_width_code = 21;
+  expect_built([](vorn_enc_ctx *enc) { vorn_build_encoding_type_dynp(enc, 32, 77, 78, 0x8); }, dynp);
+}
+
+TEST(build_encoding, layouts_clear_the_context_and_set_one_flag) {
+  const std::pair<void (*)(vorn_enc_ctx *), uint32_t> layouts[] = {
+      {vorn_build_encoding_type_lp_sep, 0x4000},      {vorn_build_encoding_type_lp, 0x8000},
+      {vorn_build_encoding_type_lv_sep, 0x1000},      {vorn_build_encoding_type_lv, 0x2000},
+      {vorn_build_encoding_type_gd, 0x400000},        {vorn_build_encoding_type_hashrid, 0x20000},
+      {vorn_build_encoding_type_hashgdrid, 0x800000}, {vorn_build_encoding_type_ridvalue, 0x40000},
+      {vorn_build_encoding_type_hash_values, 0x80},   {vorn_build_encoding_type_autorid, 0x80000}};
+  for (const auto &[build, flags] : layouts) {
+    vorn_enc_ctx expected = {};
+    expected.vorn_enc_ctx_flags = flags;
+    expect_built(build, expected);
+  }
+
+  vorn_enc_ctx dlp = {};
+  dlp.vorn_enc_ctx_flags = 0x100000;
+  dlp.vorn_enc_ctx_dlp_shift = 0xab;
+  dlp.vorn_enc_ctx_dlp_table = somewhere<void *>(0x100);
+  expect_built([](vorn_enc_ctx *enc) { vorn_build_encoding_type_dlp(enc, 0xab, somewhere<void *>(0x100)); }, dlp);
+
+  vorn_enc_ctx row = {};
+  row.vorn_enc_ctx_flags = 0x200000;
+  row.vorn_enc_ctx_row_a = 0xabcd;
+  row.vorn_enc_ctx_row_b = UINT64_C(0x123456789a);
+  expect_built([](vorn_enc_ctx *enc) { vorn_build_encoding_type_row(enc, 0xabcd, UINT64_C(0x123456789a)); }, row);
+}
+
+TEST(build_encoding, additions_touch_their_fields_alone) {
+  vorn_enc_ctx base;
+  vorn_build_encoding_type_dict(&base, 7, somewhere(0x100), nullptr, nullptr, 100, 0, 0x40);
+
+  vorn_enc_ctx enc = base, expected = base;
+  vorn_add_encoding_type_rle(&enc, somewhere(0x200), somewhere(0x300), 16, 70000, somewhere<uint64_t>(0x400));
+  expected.vorn_enc_ctx_flags = 0x340;
+  expected.vorn_enc_ctx_rle_lens = somewhere(0x200);
+  expected.vorn_enc_ctx_rle_cla = somewhere(0x300);
+  expected.vorn_enc_ctx_rle_width = 16;
+  expected.vorn_enc_ctx_rle_nruns = 70000;
+  expected.vorn_enc_ctx_burst_res_bv = somewhere<uint64_t>(0x400);
+  expected.vorn_enc_ctx_minor_type = 63;
+  EXPECT_EQ(differing_fields(enc, expected), "");
+
+  enc = expected = base;
+  vorn_add_encoding_type_bloom(&enc, 2, 0xfffff, 12, 0xfff);
+  expected.vorn_enc_ctx_bloom_ind = 2;
+  expected.vorn_enc_ctx_bloom_mask = 0xfffff;
+  expected.vorn_enc_ctx_ind_shift = 12;
+  expected.vorn_enc_ctx_ind_mask = 0xfff;
+  EXPECT_EQ(differing_fields(enc, expected), "");
+
+  enc = expected = base;
+  enc.vorn_enc_ctx_type = UINT64_MAX;
+  vorn_add_encoding_type_xlate(&enc, 2, 2, 1, 9, 0x1ff);
+  expected.vorn_enc_ctx_xlate_type = 2;
+  expected.vorn_enc_ctx_ind_shift = 9;
+  expected.vorn_enc_ctx_ind_mask = 0x1ff;
+  expected.vorn_enc_ctx_type = 0x8d;
+  EXPECT_EQ(differing_fields(enc, expected), "");
+
+  enc = expected = base;
+  enc.vorn_enc_ctx_type = UINT64_MAX;
+  vorn_add_encoding_type_imca(&enc, 1);
+  expected.vorn_enc_ctx_type = 0x8b;
+  EXPECT_EQ(differing_fields(enc, expected), "");
+}
+
+TEST(type_code, bit_7_is_the_flag_of_the_encoding) {
+  EXPECT_EQ(type_of_dict(12, 0x8), 0x2dU);
+  EXPECT_EQ(type_of_dict(12, 0x40), 0xadU);
+  EXPECT_EQ(type_of_dict(12, 0x48), 0xadU);
+  EXPECT_EQ(type_of_fixed(32, 0x40), 0x54U);
+  EXPECT_EQ(type_of_fixed(32, 0x8), 0xd4U);
+  EXPECT_EQ(type_of_dynp(32, 0x40), 0x56U);
+  EXPECT_EQ(type_of_dynp(32, 0x48), 0xd6U);
+  EXPECT_EQ(type_of_dict(1, 0), 0x01U);
+  EXPECT_EQ(type_of_dict(64, 0x40), 0xd9U);
+  EXPECT_EQ(type_of_dynp(16, 0), 0x3eU);
+}
+
+TEST(type_code, dict_goes_before_dynp_and_fixed_is_the_rest) {
+  const struct {
+    uint32_t flags;
+    uint64_t type;
+  } cases[] = {{0x100, 0x4d},       {0x400, 0x4e},        {0x800, 0x4c},       {0, 0x4c},
+               {0x500 | 0x8, 0x4d}, {0x500 | 0x40, 0xcd}, {0xc00 | 0x8, 0xce}, {0x900 | 0x40, 0xcd},
+               {0x8, 0xcc},         {0x40, 0x4c},         {0x1ffffb7, 0x4d}};
+  for (const auto &[flags, type] : cases) {
+    auto enc = filled_with<vorn_enc_ctx>(0xff);
+    enc.vorn_enc_ctx_flags = flags;
+    enc.vorn_enc_ctx_width_code = 19;
+    vorn_build_encoding_type(&enc);
+    EXPECT_EQ(enc.vorn_enc_ctx_type, type) << std::hex << flags;
+    EXPECT_EQ(enc.vorn_enc_ctx_minor_type, UINT64_MAX);
+  }
+}
+
+TEST(type_code, fixed_widths_fall_into_classes) {
+  for (uint32_t width = 1; width <= 64; ++width) {
+    vorn_enc_ctx enc;
+    vorn_build_encoding_type_fixed(&enc, width, 0);
+    const uint32_t code = width <= 16 ? width - 1 : width <= 32 ? 21 : 22;
+    EXPECT_EQ(enc.vorn_enc_ctx_width_code, code) << width;
+    EXPECT_EQ(enc.vorn_enc_ctx_type, code * 4) << width;
+    EXPECT_EQ(enc.vorn_enc_ctx_width, width);
+  }
+}
+
+TEST(type_code, minor_types_select_the_burst_kernel) {
+  EXPECT_EQ(minor_type(8, false), 27U);
+  EXPECT_EQ(minor_type(8, true), 31U);
+  EXPECT_EQ(minor_type(16, false), 59U);
+  EXPECT_EQ(minor_type(16, true), 63U);
+
+  auto without_runs = filled_with<vorn_enc_ctx>(0xff);
+  without_runs.vorn_enc_ctx_flags = 0x1fffdff;
+  vorn_build_minor_encoding_type(&without_runs); // and the illegal width is not looked at
+  EXPECT_EQ(without_runs.vorn_enc_ctx_minor_type, 0U);
+}
+
+TEST(width_code, every_width_has_its_code_and_name) {
+  uint32_t code = 0;
+  for (const uint32_t width :
+       {1U, 2U, 3U, 4U, 5U, 6U, 7U, 8U, 9U, 10U, 11U, 12U, 13U, 14U, 15U, 16U, 17U, 18U, 19U, 20U, 24U, 32U, 64U}) {
+    EXPECT_EQ(vorn_convert_width(width), code);
+    EXPECT_STREQ(vorn_datawidth_name(code), std::to_string(width).c_str());
+    ++code;
+  }
+  EXPECT_EQ(vorn_datawidth_name(23), nullptr);
+  EXPECT_EQ(vorn_datawidth_name(31), nullptr);
+  EXPECT_EQ(vorn_datawidth_name(UINT32_MAX), nullptr);
+}
+
+TEST(xlate_code, every_kind_and_width) {
+  const std::pair<int32_t, uint32_t> widths[] = {{-1, 0}, {-4, 1}, {1, 2}, {2, 3}, {4, 4}};
+  for (const auto &[width, code] : widths) {
+    EXPECT_EQ(vorn_xlate_convert_width(width), code);
+    vorn_enc_ctx enc = {};
+    vorn_add_encoding_type_imca(&enc, width);
+    EXPECT_EQ(enc.vorn_enc_ctx_type, 0x83 + 4 * code);
+    for (const uint8_t kind : {uint8_t{1}, uint8_t{2}, uint8_t{3}})
+      for (const uint32_t c2d : {0U, 1U, 256U}) { // nonzero in any byte
+        vorn_add_encoding_type_xlate(&enc, kind, width, c2d, 0, 0);
+        EXPECT_EQ(enc.vorn_enc_ctx_type, kind - 1U + 4 * code + (c2d != 0 ? 0x80 : 0));
+      }
+  }
+  EXPECT_EQ(vorn_xlate_convert_type(1), 0);
+  EXPECT_EQ(vorn_xlate_convert_type(2), 1);
+  EXPECT_EQ(vorn_xlate_convert_type(3), 2);
+}
+
+TEST(cla, of_bytes_and_of_big_endian_numbers) {
+  const uint8_t lens[] = {0, 3, 255, 0, 1, 128};
+  std::array<uint32_t, 8> cla;
+  cla.fill(0xeeeeeeee);
+  vorn_build_cla_1_ub1(cla.data(), 8, lens, 6); // more room than needed, which stays as it was
+  const uint8_t of_bytes[28] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 3, 0, 0, 1, 2, 0, 0, 1, 2, 0, 0, 1, 3, 0, 0, 1, 0x83};
+  EXPECT_EQ(std::memcmp(cla.data(), of_bytes, sizeof of_bytes), 0);
+  EXPECT_EQ(cla[7], 0xeeeeeeeeU);
+
+  cla.fill(0xeeeeeeee);
+  alignas(2) const uint8_t pairs[] = {0xff, 0x00, 0x02, 0x12, 0x34, 0xff, 0xff};
+  vorn_build_cla_1_ub2(cla.data(), 4, pairs + 1, 3); // from an odd address
+  const uint8_t of_pairs[16] = {0, 0, 0, 0, 0, 0, 0, 2, 0, 0, 0x12, 0x36, 0, 1, 0x12, 0x35};
+  EXPECT_EQ(std::memcmp(cla.data(), of_pairs, sizeof of_pairs), 0);
+  EXPECT_EQ(cla[4], 0xeeeeeeeeU);
+}
+
+TEST(cla, of_nothing_is_one_zero) {
+  for (const auto build : {vorn_build_cla_1_ub1, vorn_build_cla_1_ub2}) {
+    uint32_t cla[2] = {0xeeeeeeee, 0xeeeeeeee};
+    build(cla, 1, nullptr, 0);
+    EXPECT_EQ(cla[0], 0U);
+    EXPECT_EQ(cla[1], 0xeeeeeeeeU);
+  }
+}
+
+TEST(cla, reads_and_writes_nothing_outside) {
+  vorn_test::guarded room_of_bytes(5), room_of_pairs(10), room_of_cla(24);
+  uint8_t *const bytes = room_of_bytes.last(5);
+  uint8_t *const pairs = room_of_pairs.last(10);
+  auto *const cla = reinterpret_cast<uint32_t *>(room_of_cla.last(24));
+  std::fill_n(bytes, 5, uint8_t{1});
+  std::fill_n(pairs, 10, uint8_t{1});
+  vorn_build_cla_1_ub1(cla, 6, bytes, 5);
+  EXPECT_EQ(cla[5], __builtin_bswap32(5));
+  vorn_build_cla_1_ub2(cla, 6, pairs, 5);
+  EXPECT_EQ(cla[5], __builtin_bswap32(5 * 0x101));
+  EXPECT_TRUE(room_of_cla.intact(24));
+}
+
+TEST(cla, wraps_at_32_bits) {
+  const uint32_t items = 65538;
+  const std::vector<uint8_t> lens(2 * items, 0xff);
+  std::vector<uint32_t> cla(items + 1, 1);
+  vorn_build_cla_1_ub2(cla.data(), items + 1, lens.data(), items);
+  EXPECT_EQ(cla[0], 0U);
+  EXPECT_EQ(cla[items - 1], __builtin_bswap32(0xffffffff)); // 65537 * 65535
+  EXPECT_EQ(cla[items], __builtin_bswap32(0xfffe));
+}
+
+TEST(builder_death_test, values_outside_the_code_tables) {
+  for (const uint32_t width : {0U, 21U, 23U, 25U, 31U, 33U, 63U, 65U, 0x101U, UINT32_MAX})
+    EXPECT_DEATH(vorn_convert_width(width), fatal_zero) << width;
+  for (const int32_t width : {0, -2, -3, -8, 3, 5, 8, 0x101})
+    EXPECT_DEATH(vorn_xlate_convert_width(width), fatal_zero) << width;
+  for (const uint32_t kind : {0U, 4U, 0x101U})
+    EXPECT_DEATH(vorn_xlate_convert_type(kind), fatal_zero) << kind;
+
+  EXPECT_DEATH(type_of_dict(22, 0), fatal_zero);
+  EXPECT_DEATH(type_of_dynp(48, 0), fatal_zero);
+  EXPECT_DEATH(type_of_fixed(0, 0), fatal_zero);
+  EXPECT_DEATH(type_of_fixed(65, 0), fatal_zero);
+  vorn_enc_ctx enc = {};
+  EXPECT_DEATH(vorn_add_encoding_type_xlate(&enc, 0, 1, 0, 0, 0), fatal_zero);
+  EXPECT_DEATH(vorn_add_encoding_type_xlate(&enc, 1, 8, 0, 0, 0), fatal_zero);
+  EXPECT_DEATH(vorn_add_encoding_type_imca(&enc, -2), fatal_zero);
+  for (const uint8_t width : {uint8_t{0}, uint8_t{7}, uint8_t{9}, uint8_t{15}, uint8_t{32}})
+    for (const bool cla : {false, true})
+      EXPECT_DEATH(minor_type(width, cla), fatal_zero) << int{width};
+}
+
+TEST(builder_death_test, cla_without_room) {
+  const uint8_t lens[8] = {};
+  uint32_t cla[8] = {};
+  const char *const too_short =
+      ": vorn:[0-9]+: vorn_build_cla_1_ub[12]: Assertion `res_len >= \\(src_len \\+ 1\\)' failed";
+  EXPECT_DEATH(vorn_build_cla_1_ub1(cla, 3, lens, 3), too_short);
+  EXPECT_DEATH(vorn_build_cla_1_ub2(cla, 3, lens, 3), too_short);
+  EXPECT_DEATH(vorn_build_cla_1_ub1(cla, 0, lens, 0), too_short);
+  EXPECT_DEATH(vorn_build_cla_1_ub2(cla, 0, lens, 0), too_short);
+}

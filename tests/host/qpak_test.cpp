@@ -1,0 +1,186 @@
+// The block codec: what it encodes comes back, and no input makes the decoder leave its buffers.
+#include "host.h"
+#include "host/qpak_encoder.hpp"
+#include "host/qpak_format.hpp"
+
+#include <algorithm>
+#include <cstring>
+#include <gtest/gtest.h>
+#include <random>
+#include <sys/mman.h>
+#include <unistd.h>
+
+using namespace vorn_host;
+using bytes = std::vector<uint8_t>;
+
+namespace {
+
+// A buffer between two unreadable pages, flush with the one before it or the one behind; the rest of its pages holds
+// canaries.
+class guarded {
+public:
+  guarded(size_t size, bool at_end) : size_(size) {
+    const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+    inner_ = (size + page) / page * page;
+    mapped_ = inner_ + 2 * page;
+    base_ = static_cast<uint8_t *>(mmap(nullptr, mapped_, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+    first_ = base_ + page;
+    mprotect(first_, inner_, PROT_READ | PROT_WRITE);
+    std::memset(first_, canary, inner_);
+    data_ = at_end ? first_ + inner_ - size : first_;
+  }
+  ~guarded() { munmap(base_, mapped_); }
+  guarded(const guarded &) = delete;
+  guarded &operator=(const guarded &) = delete;
+
+  uint8_t *data() const { return data_; }
+  bool holds(const bytes &expected) const { return std::equal(data_, data_ + size_, expected.begin(), expected.end()); }
+  bool intact() const {
+    const auto is_canary = [](uint8_t byte) { return byte == canary; };
+    return std::all_of(first_, data_, is_canary) && std::all_of(data_ + size_, first_ + inner_, is_canary);
+  }
+
+private:
+  static constexpr uint8_t canary = 0xc5;
+  size_t size_, inner_, mapped_;
+  uint8_t *base_, *first_, *data_;
+};
+
+uint32_t decode(const uint8_t *stream, uint8_t *out, size_t size, uint32_t &length) {
+  return qpak_decode(nullptr, nullptr, stream, out, &length, static_cast<uint32_t>(size), 0, 0, 0);
+}
+
+bytes random_bytes(std::mt19937_64 &random, size_t size, uint64_t symbols) {
+  bytes result(size);
+  for (uint8_t &byte : result)
+    byte = static_cast<uint8_t>(random() % symbols);
+  return result;
+}
+
+// A mix of two compressible blocks, one that is not, and a short one.
+bytes sample(std::mt19937_64 &random) {
+  bytes data = random_bytes(random, 2 * qpak::usual_block_size, 3);
+  for (const unsigned symbols : {256U, 4U}) {
+    const bytes more = random_bytes(random, symbols == 256 ? qpak::usual_block_size : 777, symbols);
+    data.insert(data.end(), more.begin(), more.end());
+  }
+  return data;
+}
+
+// Makes the checks of header and directory right again, so that what they cover is believed.
+void reseal(bytes &stream) {
+  const uint32_t raw_size = qpak::load_u32(&stream[qpak::raw_size_at]);
+  const uint32_t block_size = qpak::load_u32(&stream[qpak::block_size_at]);
+  qpak::store_u32(&stream[qpak::header_check_at], qpak::check_of(stream.data(), qpak::header_check_at, 0));
+  if (block_size == 0)
+    return;
+  const size_t directory = qpak::block_count(raw_size, block_size) * qpak::entry_size;
+  if (qpak::directory_at + directory <= stream.size())
+    qpak::store_u32(&stream[qpak::directory_check_at],
+                    qpak::check_of(stream.data() + qpak::directory_at, directory, 0));
+}
+
+// Decodes the damaged stream between guards: it fails, or it gives the data.
+void expect_harmless(const bytes &stream, const bytes &data, bool at_end, uint32_t &failures) {
+  const guarded in(stream.size(), true), out(data.size(), at_end);
+  std::copy(stream.begin(), stream.end(), in.data());
+  uint32_t length = 0;
+  const uint32_t status = decode(in.data(), out.data(), data.size(), length);
+  ASSERT_TRUE(out.intact());
+  if (status == 0)
+    ASSERT_TRUE(out.holds(data)) << "wrong data passed for right";
+  else
+    ++failures;
+}
+
+} // namespace
+
+TEST(Qpak, GivesBackWhatWasEncoded) {
+  std::mt19937_64 random(1);
+  for (const size_t size : {0U, 1U, 63U, 64U, 65U, 65535U, 65536U, 65537U, 1U << 20, (1U << 20) + 1})
+    for (const unsigned symbols : {1U, 5U, 256U})
+      for (const bool at_end : {false, true}) {
+        const bytes data = random_bytes(random, size, symbols);
+        const bytes stream = qpak_encode(data.data(), data.size());
+        const size_t blocks = (size + 65535) / 65536;
+        EXPECT_LE(stream.size(), qpak::directory_at + blocks * qpak::entry_size + size) << "grew by more than overhead";
+        if (symbols == 1 && size >= 65535) {
+          EXPECT_LT(stream.size(), size / 100);
+        }
+        const guarded in(stream.size() + 1, true), out(size, at_end);
+        std::copy(stream.begin(), stream.end(), in.data() + 1); // at any address
+        uint32_t length = 77;
+        ASSERT_EQ(decode(in.data() + 1, out.data(), size, length), 0u) << size << ' ' << symbols;
+        EXPECT_EQ(length, size);
+        EXPECT_TRUE(out.holds(data));
+        EXPECT_TRUE(out.intact());
+      }
+}
+
+TEST(Qpak, RefusesWrongMagicAndWrongSizes) {
+  const bytes data(1000, 7);
+  const bytes good = qpak_encode(data.data(), data.size());
+  const guarded out(1001, true);
+  uint32_t length = 0;
+  for (const size_t size : {size_t{0}, size_t{999}, size_t{1001}})
+    EXPECT_NE(decode(good.data(), out.data(), size, length), 0u);
+  EXPECT_EQ(length, 0u);
+
+  const auto refused = [&](size_t at, uint32_t number) {
+    bytes stream = good;
+    qpak::store_u32(&stream[at], number);
+    reseal(stream);
+    return decode(stream.data(), out.data(), data.size(), length) != 0;
+  };
+  const auto total = static_cast<uint32_t>(good.size());
+  EXPECT_TRUE(refused(qpak::magic_at, qpak::magic + 1));
+  for (const uint32_t wrong : {0u, total - 1, total + 1, 0xffffffffu})
+    EXPECT_TRUE(refused(qpak::total_size_at, wrong)) << wrong;
+  for (const uint32_t wrong : {0u, 1u, 999u, 0x40000001u, 0xffffffffu})
+    EXPECT_TRUE(refused(qpak::block_size_at, wrong)) << wrong;
+  for (const uint32_t wrong : {0u, 1000u | qpak::stored_raw, 0x7fffffffu, 0xffffffffu})
+    EXPECT_TRUE(refused(qpak::directory_at, wrong)) << wrong;
+  EXPECT_FALSE(refused(qpak::magic_at, qpak::magic)) << "resealing itself did harm";
+}
+
+TEST(Qpak, TruncatedStreamsAreRefused) {
+  std::mt19937_64 random(2);
+  const bytes data = sample(random);
+  const bytes good = qpak_encode(data.data(), data.size());
+  uint32_t failures = 0, tries = 0;
+  for (size_t kept = 0; kept < good.size(); kept += 1 + random() % 400, ++tries) {
+    if (std::all_of(good.begin() + static_cast<ptrdiff_t>(kept), good.end(), [](uint8_t byte) { return byte == 0; }))
+      break;
+    bytes stream(good.begin(), good.begin() + static_cast<ptrdiff_t>(kept));
+    stream.resize(good.size()); // zeros where the rest was
+    ASSERT_NO_FATAL_FAILURE(expect_harmless(stream, data, tries % 2, failures)) << kept;
+  }
+  EXPECT_EQ(failures, tries);
+}
+
+TEST(Qpak, DamageIsHarmless) {
+  constexpr uint64_t seed = 20240611;
+  SCOPED_TRACE(testing::Message() << "seed " << seed);
+  std::mt19937_64 random(seed);
+  const bytes data = sample(random);
+  const bytes good = qpak_encode(data.data(), data.size());
+  const size_t directory_end =
+      qpak::directory_at + qpak::entry_size * qpak::block_count(static_cast<uint32_t>(data.size()), 65536);
+  uint32_t failures = 0;
+  constexpr uint32_t rounds = 4000;
+  for (uint32_t round = 0; round < rounds; ++round) {
+    // A sealed stream with a larger total size would be a promise of bytes that are not there, so that field keeps
+    // its value then.
+    const bool sealed = round % 2;
+    const size_t first = sealed ? qpak::raw_size_at : 0;
+    bytes stream = good;
+    for (uint64_t change = 0; change < 1 + random() % 3; ++change) {
+      const size_t end = random() % 2 ? directory_end : stream.size();
+      stream[first + random() % (end - first)] ^= static_cast<uint8_t>(1 + random() % 255);
+    }
+    if (sealed)
+      reseal(stream);
+    ASSERT_NO_FATAL_FAILURE(expect_harmless(stream, data, round & 2, failures)) << "round " << round;
+  }
+  EXPECT_GT(failures, rounds * 9 / 10);
+}
