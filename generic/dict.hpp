@@ -88,8 +88,8 @@ inline uint64_t match64(Code code, const interval &in) {
 // One bit for each of the 64 codes of a block.
 template <unsigned W>
 inline uint64_t match_block(const uint8_t *block, const interval &in) {
-  if constexpr (W == 64) {
-    return match64<uint64_t>([&](unsigned i) { return load_big<uint64_t>(block + 8 * i); }, in);
+  if constexpr (W == 8 || W == 64) { // bytes lie ready, and words gain nothing from a detour over memory
+    return match64<lane<W>>([&](unsigned i) { return load_big<lane<W>>(block + i * sizeof(lane<W>)); }, in);
   } else {
     lane<W> codes[64];
     unpack64<W>(block, codes);

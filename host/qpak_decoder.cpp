@@ -32,15 +32,13 @@ bool decode_block(const uint8_t *stored, uint32_t stored_size, bool is_raw, uint
     std::memcpy(raw, stored, raw_size);
     return true;
   }
-  if (stored_size >= raw_size)
-    return false;
   const int decoded = LZ4_decompress_safe(reinterpret_cast<const char *>(stored), reinterpret_cast<char *>(raw),
                                           static_cast<int>(stored_size), static_cast<int>(raw_size));
   return decoded >= 0 && static_cast<uint32_t>(decoded) == raw_size;
 }
 
 bool decode(const uint8_t *stream, uint8_t *out, uint32_t outsize) {
-  header head;
+  header head = {};
   if (!read_header(stream, head) || head.raw_size != outsize)
     return false;
   const size_t blocks = block_count(head.raw_size, head.block_size);

@@ -27,7 +27,8 @@ std::string in_quotes(std::string_view text) {
   return result + '"';
 }
 
-template <typename... Arguments> std::string printf_string(const std::string &conversion, Arguments... arguments) {
+template <typename... Arguments>
+std::string printf_string(const std::string &conversion, Arguments... arguments) {
   std::string text(static_cast<size_t>(std::snprintf(nullptr, 0, conversion.c_str(), arguments...)), '\0');
   std::snprintf(text.data(), text.size() + 1, conversion.c_str(), arguments...);
   return text;

@@ -9,11 +9,13 @@ namespace store {
 
 inline constexpr std::size_t cache_line = 64;
 
-template <class T> struct cache_line_allocator {
+template <class T>
+struct cache_line_allocator {
   using value_type = T;
 
   cache_line_allocator() = default;
-  template <class U> cache_line_allocator(const cache_line_allocator<U> &) {}
+  template <class U>
+  cache_line_allocator(const cache_line_allocator<U> &) {}
 
   T *allocate(std::size_t count) {
     return static_cast<T *>(::operator new (count * sizeof(T), std::align_val_t{cache_line}));
@@ -23,6 +25,7 @@ template <class T> struct cache_line_allocator {
   friend bool operator==(const cache_line_allocator &, const cache_line_allocator &) { return true; }
 };
 
-template <class T> using aligned_vector = std::vector<T, cache_line_allocator<T>>;
+template <class T>
+using aligned_vector = std::vector<T, cache_line_allocator<T>>;
 
 } // namespace store

@@ -12,7 +12,8 @@ namespace {
 constexpr uint64_t largest = std::numeric_limits<uint32_t>::max();
 
 // Binary search in anything that has a size and an operator [].
-template <class Entries, class Key> dictionary::place search(const Entries &entries, const Key &key) {
+template <class Entries, class Key>
+dictionary::place search(const Entries &entries, const Key &key) {
   uint64_t low = 0;
   uint64_t high = entries.size();
   while (low < high) {
@@ -55,7 +56,8 @@ uint64_t dictionary::bytes() const {
   return size() * sizeof(int64_t);
 }
 
-template <class Key> void dictionary_encoder<Key>::add(view key) {
+template <class Key>
+void dictionary_encoder<Key>::add(view key) {
   auto found = numbers.find(key);
   if (found == numbers.end()) {
     if (numbers.size() == largest)
@@ -67,12 +69,14 @@ template <class Key> void dictionary_encoder<Key>::add(view key) {
     characters += key.size();
 }
 
-template <class Key> void dictionary_encoder<Key>::add_null() {
+template <class Key>
+void dictionary_encoder<Key>::add_null() {
   nulls = true;
   row_codes.push_back(0);
 }
 
-template <class Key> dictionary dictionary_encoder<Key>::finish() {
+template <class Key>
+dictionary dictionary_encoder<Key>::finish() {
   using entry = typename decltype(numbers)::value_type;
   std::vector<const entry *> order;
   order.reserve(numbers.size());

@@ -47,7 +47,8 @@ private:
 };
 
 // Takes the values of a column row by row and replaces them by codes.  Key is int64_t or std::string.
-template <class Key> class dictionary_encoder {
+template <class Key>
+class dictionary_encoder {
 public:
   using view = std::conditional_t<std::is_same_v<Key, std::string>, std::string_view, Key>;
 

@@ -19,7 +19,10 @@ public:
   bool is_null(uint64_t row) const { return valid_rows != nullptr && (valid_rows[row / 64] >> (row % 64) & 1) == 0; }
 
   // T is the in-memory type of the column: int64_t of BIGINT and TIMESTAMP, int32_t of DATE, double of DOUBLE.
-  template <class T> T number(uint64_t row) const { return static_cast<const T *>(values)[row]; }
+  template <class T>
+  T number(uint64_t row) const {
+    return static_cast<const T *>(values)[row];
+  }
   std::string_view text(uint64_t row) const;
 
 private:

@@ -12,7 +12,8 @@ namespace {
 
 constexpr size_t repetitions = 9;
 
-template <class Work> double median_milliseconds(Work work) {
+template <class Work>
+double median_milliseconds(Work work) {
   using clock = std::chrono::steady_clock;
   work();
   std::array<double, repetitions> times{};

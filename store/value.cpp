@@ -20,7 +20,8 @@ namespace {
 }
 
 // Reads a number that takes up the whole text.
-template <class T> std::optional<T> whole_number(std::string_view text) {
+template <class T>
+std::optional<T> whole_number(std::string_view text) {
   T number{};
   auto [end, failure] = std::from_chars(text.data(), text.data() + text.size(), number);
   if (failure != std::errc{} || end != text.data() + text.size())

@@ -13,14 +13,18 @@
 
 namespace {
 
-template <class Record> Record filled_with(int byte) {
+template <class Record>
+Record filled_with(int byte) {
   Record record;
   std::memset(&record, byte, sizeof record);
   return record;
 }
 
 // An address that is not read.
-template <class T = void> T *somewhere(uintptr_t address) { return reinterpret_cast<T *>(address); }
+template <class T = void>
+T *somewhere(uintptr_t address) {
+  return reinterpret_cast<T *>(address);
+}
 
 std::string differing_fields(const vorn_enc_ctx &a, const vorn_enc_ctx &b) {
   std::string names;

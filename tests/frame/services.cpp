@@ -9,7 +9,8 @@
 
 namespace {
 
-template <class Function> Function *of_the_stand_in_host(Function *, const char *name) {
+template <class Function>
+Function *of_the_stand_in_host(Function *, const char *name) {
   return reinterpret_cast<Function *>(dlsym(RTLD_NEXT, name));
 }
 

@@ -56,178 +56,176 @@ TEST(Errors, ReturnWhenToldToAndSoftOnesAlways) {
   EXPECT_EQ(env.transcript(), (lines{R"(host_soft_internal_error "soft")",
                                      R"~(host_raise_internal_error "f: bad \"x\"" -7 0.1 env "a\nb" "(null)")~"}));
   const auto errors = env.errors();
-    ASSERT_EQ(errors.size(), 2u);
-    EXPECT_EQ(errors[0].error_arg, env.host_env_error_arg);
-    EXPECT_NE(errors[0].error_arg, nullptr);
-    EXPECT_EQ(errors[1].values, every_tag(&env));
+  ASSERT_EQ(errors.size(), 2u);
+  EXPECT_EQ(errors[0].error_arg, env.host_env_error_arg);
+  EXPECT_NE(errors[0].error_arg, nullptr);
+  EXPECT_EQ(errors[1].values, every_tag(&env));
 }
 
 TEST(Trace, DefaultAnswersFollowTheLevelOfTheWord) {
-    environment env;
-    host_trace_ctl *ctl = env.host_env_trace;
-    ASSERT_EQ(ctl, &env.trace_control());
-    EXPECT_EQ(ctl->trace_on, 0u);
-    EXPECT_EQ(ctl->trace_ctl, 0u);
-    EXPECT_EQ(host_trace_eval_flags(ctl, component, 3, 0x400, 0x103), 0x402u);
-    EXPECT_EQ(host_trace_eval_flags(ctl, component, 4, 0x400, 0x103), 0x400u);
-    EXPECT_EQ(host_trace_eval_flags(ctl, component, 0, 0x400, 0), 0x400u);
-    EXPECT_EQ(host_trace_eval_flags(nullptr, component, 3, 0x400, 3), 0x404u) << "what is written without a block";
-    EXPECT_EQ(host_trace_eval_event(ctl, component, 2, 0x400, 2), 0x402u);
-    uint64_t word = 0;
-    EXPECT_NE(host_trace_check_event(ctl, ctl->trace_events, 1, component, &word, "e", "f", 1, 0), 0u);
-    EXPECT_EQ(host_trace_eval_event(ctl, component, 4, 0x400, word), 0x402u);
-    EXPECT_NE(host_trace_eval_filters(ctl, &env, component, 0, 2, 0x402, 1, "e", "f", 1), 0u);
-    env.detach_trace();
-    EXPECT_EQ(env.host_env_trace, nullptr);
+  environment env;
+  host_trace_ctl *ctl = env.host_env_trace;
+  ASSERT_EQ(ctl, &env.trace_control());
+  EXPECT_EQ(ctl->trace_on, 0u);
+  EXPECT_EQ(ctl->trace_ctl, 0u);
+  EXPECT_EQ(host_trace_eval_flags(ctl, component, 3, 0x400, 0x103), 0x402u);
+  EXPECT_EQ(host_trace_eval_flags(ctl, component, 4, 0x400, 0x103), 0x400u);
+  EXPECT_EQ(host_trace_eval_flags(ctl, component, 0, 0x400, 0), 0x400u);
+  EXPECT_EQ(host_trace_eval_flags(nullptr, component, 3, 0x400, 3), 0x404u) << "what is written without a block";
+  EXPECT_EQ(host_trace_eval_event(ctl, component, 2, 0x400, 2), 0x402u);
+  uint64_t word = 0;
+  EXPECT_NE(host_trace_check_event(ctl, ctl->trace_events, 1, component, &word, "e", "f", 1, 0), 0u);
+  EXPECT_EQ(host_trace_eval_event(ctl, component, 4, 0x400, word), 0x402u);
+  EXPECT_NE(host_trace_eval_filters(ctl, &env, component, 0, 2, 0x402, 1, "e", "f", 1), 0u);
+  env.detach_trace();
+  EXPECT_EQ(env.host_env_trace, nullptr);
 }
 
 TEST(Trace, ScriptedAnswersAndTranscript) {
-    environment env;
-    env.record = true;
-    env.trace.eval_flags = [](uint32_t, uint32_t level, uint64_t, uint64_t word) { return word << level; };
-    env.trace.eval_event = [](uint32_t, uint32_t level, uint64_t, uint64_t word) { return word + level; };
-    env.trace.check_event = [](const uint64_t *events, uint32_t, const trace_site &site) {
-      return site.line == 7 ? std::optional(events[0]) : std::nullopt;
-    };
-    env.trace.eval_filters = [](uint32_t level, uint64_t, const trace_site &site) {
-      return level == 2 && std::strcmp(site.entry, "vorn_cmp") == 0;
-    };
-    host_trace_ctl *ctl = env.host_env_trace;
-    ctl->trace_events[0] = 0x10;
-    uint64_t word = 5;
-    EXPECT_EQ(host_trace_eval_flags(ctl, component, 2, 0x400, 3), 12u);
-    EXPECT_EQ(host_trace_eval_event(ctl, component, 2, 0x400, 3), 5u);
-    EXPECT_EQ(host_trace_check_event(ctl, ctl->trace_events, 0x1160001, component, &word, "vorn_cmp", "c.cpp", 8, 0),
-              0u);
-    EXPECT_EQ(word, 5u);
-    EXPECT_NE(host_trace_check_event(ctl, ctl->trace_events, 0x1160001, component, &word, "vorn_cmp", "c.cpp", 7, 0),
-              0u);
-    EXPECT_EQ(word, 0x10u);
-    EXPECT_EQ(host_trace_eval_filters(ctl, &env, component, 0, 3, 2, 1, "vorn_cmp", "c.cpp", 9), 0u);
-    EXPECT_NE(host_trace_eval_filters(ctl, &env, component, 0, 2, uint64_t{1} << 62, 1, "vorn_cmp", "c.cpp", 9), 0u);
-    host_trace_record(ctl, component, 0, 0x402, "vorn_cmp", 1, "c.cpp:9\x01%s: %d\n", 2u, tag_text, "k", tag_int, 4);
-    host_trace_write(static_cast<host_env *>(&env), "src: %p\n", 1u, tag_pointer, &word);
-    EXPECT_EQ(env.transcript(true),
-              (lines{"host_trace_eval_flags 0x12050004 2 0x400 0x3", "host_trace_eval_event 0x12050004 2 0x400 0x3",
-                     R"(host_trace_check_event "vorn_cmp" 0x1160001 0x12050004 0 at c.cpp:8)",
-                     R"(host_trace_check_event "vorn_cmp" 0x1160001 0x12050004 1 at c.cpp:7)",
-                     R"(host_trace_eval_filters "vorn_cmp" 0x12050004 3 0x2 0 at c.cpp:9)",
-                     R"(host_trace_eval_filters "vorn_cmp" 0x12050004 2 0x4000000000000000 1 at c.cpp:9)",
-                     R"(host_trace_record "%s: %d\n" "vorn_cmp" 0x12050004 0x402 "k" 4 at c.cpp:9)",
-                     R"(host_trace_write "src: %p\n" @1)"}));
+  environment env;
+  env.record = true;
+  env.trace.eval_flags = [](uint32_t, uint32_t level, uint64_t, uint64_t word) { return word << level; };
+  env.trace.eval_event = [](uint32_t, uint32_t level, uint64_t, uint64_t word) { return word + level; };
+  env.trace.check_event = [](const uint64_t *events, uint32_t, const trace_site &site) {
+    return site.line == 7 ? std::optional(events[0]) : std::nullopt;
+  };
+  env.trace.eval_filters = [](uint32_t level, uint64_t, const trace_site &site) {
+    return level == 2 && std::strcmp(site.entry, "vorn_cmp") == 0;
+  };
+  host_trace_ctl *ctl = env.host_env_trace;
+  ctl->trace_events[0] = 0x10;
+  uint64_t word = 5;
+  EXPECT_EQ(host_trace_eval_flags(ctl, component, 2, 0x400, 3), 12u);
+  EXPECT_EQ(host_trace_eval_event(ctl, component, 2, 0x400, 3), 5u);
+  EXPECT_EQ(host_trace_check_event(ctl, ctl->trace_events, 0x1160001, component, &word, "vorn_cmp", "c.cpp", 8, 0), 0u);
+  EXPECT_EQ(word, 5u);
+  EXPECT_NE(host_trace_check_event(ctl, ctl->trace_events, 0x1160001, component, &word, "vorn_cmp", "c.cpp", 7, 0), 0u);
+  EXPECT_EQ(word, 0x10u);
+  EXPECT_EQ(host_trace_eval_filters(ctl, &env, component, 0, 3, 2, 1, "vorn_cmp", "c.cpp", 9), 0u);
+  EXPECT_NE(host_trace_eval_filters(ctl, &env, component, 0, 2, uint64_t{1} << 62, 1, "vorn_cmp", "c.cpp", 9), 0u);
+  host_trace_record(ctl, component, 0, 0x402, "vorn_cmp", 1, "c.cpp:9\x01%s: %d\n", 2u, tag_text, "k", tag_int, 4);
+  host_trace_write(static_cast<host_env *>(&env), "src: %p\n", 1u, tag_pointer, &word);
+  EXPECT_EQ(env.transcript(true),
+            (lines{"host_trace_eval_flags 0x12050004 2 0x400 0x3", "host_trace_eval_event 0x12050004 2 0x400 0x3",
+                   R"(host_trace_check_event "vorn_cmp" 0x1160001 0x12050004 0 at c.cpp:8)",
+                   R"(host_trace_check_event "vorn_cmp" 0x1160001 0x12050004 1 at c.cpp:7)",
+                   R"(host_trace_eval_filters "vorn_cmp" 0x12050004 3 0x2 0 at c.cpp:9)",
+                   R"(host_trace_eval_filters "vorn_cmp" 0x12050004 2 0x4000000000000000 1 at c.cpp:9)",
+                   R"(host_trace_record "%s: %d\n" "vorn_cmp" 0x12050004 0x402 "k" 4 at c.cpp:9)",
+                   R"(host_trace_write "src: %p\n" @1)"}));
 }
 
 TEST(Trace, LinesArePrintedWithTheirValues) {
-    environment env;
-    char *text = nullptr;
-    size_t length = 0;
-    env.print_trace = open_memstream(&text, &length);
-    host_trace_record(env.host_env_trace, component, 0, 0x402, "e", 1, "f.cpp:1\x01Runtime %.0f us (%5.1f%%)\n", 2u,
-                      tag_double, 12.4, tag_double, 0.25);
-    host_trace_write(static_cast<host_env *>(&env), "%-4s|%lld|%p|%d|%d\n", 4u, tag_text, "ab", tag_int, -1,
-                     tag_pointer, nullptr, tag_text, "no number");
-    std::fclose(env.print_trace);
-    EXPECT_STREQ(text, "Runtime 12 us (  0.2%)\nab  |-1|(nil)|\"no number\"|<missing>\n");
-    std::free(text);
+  environment env;
+  char *text = nullptr;
+  size_t length = 0;
+  env.print_trace = open_memstream(&text, &length);
+  host_trace_record(env.host_env_trace, component, 0, 0x402, "e", 1, "f.cpp:1\x01Runtime %.0f us (%5.1f%%)\n", 2u,
+                    tag_double, 12.4, tag_double, 0.25);
+  host_trace_write(static_cast<host_env *>(&env), "%-4s|%lld|%p|%d|%d\n", 4u, tag_text, "ab", tag_int, -1, tag_pointer,
+                   nullptr, tag_text, "no number");
+  std::fclose(env.print_trace);
+  EXPECT_STREQ(text, "Runtime 12 us (  0.2%)\nab  |-1|(nil)|\"no number\"|<missing>\n");
+  std::free(text);
 }
 
 TEST(Transcript, PointersAreNamedOrNumberedAndCallsWithoutEnvironmentGoToTheAdoptingOne) {
-    environment first, second;
-    first.record = second.record = true;
-    uint64_t a = 1, b = 1;
-    vornt_compare_res(0, &a, &a, 64);
-    first.adopt_thread();
-    host_trace_eval_flags(nullptr, component, 2, 0x400, 1);
-    first.name_pointer(&b, "res.bv");
-    vornt_compare_res(0, &b, &a, 64);
-    vornt_compare_res(0, nullptr, &a, 0);
-    EXPECT_EQ(first.transcript(), (lines{"host_trace_eval_flags 0x12050004 2 0x400 0x1",
-                                         "vornt_compare_res res.bv @1 64 1", "vornt_compare_res null @1 0 1"}));
-    EXPECT_EQ(second.transcript(), (lines{"vornt_compare_res @1 @1 64 1"}));
-    std::thread([&] { vornt_compare_res(0, &a, &b, 1); }).join();
-    first.clear_calls();
-    { environment third; }
-    vornt_compare_res(0, &a, &b, 1); // adopted by one that has gone
-    EXPECT_TRUE(first.calls().empty());
+  environment first, second;
+  first.record = second.record = true;
+  uint64_t a = 1, b = 1;
+  vornt_compare_res(0, &a, &a, 64);
+  first.adopt_thread();
+  host_trace_eval_flags(nullptr, component, 2, 0x400, 1);
+  first.name_pointer(&b, "res.bv");
+  vornt_compare_res(0, &b, &a, 64);
+  vornt_compare_res(0, nullptr, &a, 0);
+  EXPECT_EQ(first.transcript(), (lines{"host_trace_eval_flags 0x12050004 2 0x400 0x1",
+                                       "vornt_compare_res res.bv @1 64 1", "vornt_compare_res null @1 0 1"}));
+  EXPECT_EQ(second.transcript(), (lines{"vornt_compare_res @1 @1 64 1"}));
+  std::thread([&] { vornt_compare_res(0, &a, &b, 1); }).join();
+  first.clear_calls();
+  { environment third; }
+  vornt_compare_res(0, &a, &b, 1); // adopted by one that has gone
+  EXPECT_TRUE(first.calls().empty());
 }
 
 TEST(Context, AllocationsAreAlignedAndReadableBehind) {
-    environment env;
-    env.record = true;
-    vorn_ctx ctx = env.context();
-    EXPECT_EQ(ctx.vorn_ctx_decompress, nullptr);
-    for (const uint64_t size : {uint64_t{0}, uint64_t{1}, uint64_t{1000}}) {
-      auto *memory = static_cast<uint8_t *>(ctx.vorn_ctx_alloc(ctx.vorn_ctx_env, nullptr, size, "k: vec1", 128, 8, 5));
-      EXPECT_EQ(reinterpret_cast<uintptr_t>(memory) % 128, 0u);
-      for (uint64_t byte = size; byte < size + 64; ++byte)
-        EXPECT_EQ(memory[byte], 0);
-    }
-    EXPECT_EQ(env.transcript()[2], R"(vorn_ctx_alloc "k: vec1" null 0x3e8 128 8 0x5)");
+  environment env;
+  env.record = true;
+  vorn_ctx ctx = env.context();
+  EXPECT_EQ(ctx.vorn_ctx_decompress, nullptr);
+  for (const uint64_t size : {uint64_t{0}, uint64_t{1}, uint64_t{1000}}) {
+    auto *memory = static_cast<uint8_t *>(ctx.vorn_ctx_alloc(ctx.vorn_ctx_env, nullptr, size, "k: vec1", 128, 8, 5));
+    EXPECT_EQ(reinterpret_cast<uintptr_t>(memory) % 128, 0u);
+    for (uint64_t byte = size; byte < size + 64; ++byte)
+      EXPECT_EQ(memory[byte], 0);
+  }
+  EXPECT_EQ(env.transcript()[2], R"(vorn_ctx_alloc "k: vec1" null 0x3e8 128 8 0x5)");
 }
 
 TEST(Context, PrintsToTheCollectedTextOrToStandardOutput) {
-    environment env;
-    vorn_ctx ctx = env.context();
-    const host_env_fns *functions = static_cast<host_env *>(ctx.vorn_ctx_env)->host_env_fns;
-    functions->host_env_print(ctx.vorn_ctx_env, "max: %lld %s\n", 64ll, "x");
-    functions->host_env_print(ctx.vorn_ctx_env, "%d", 1);
-    EXPECT_EQ(env.printed(), "max: 64 x\n1");
-    env.capture_print = false;
-    testing::internal::CaptureStdout();
-    functions->host_env_print(ctx.vorn_ctx_env, "%d\n", 2);
-    std::fflush(stdout);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "2\n");
-    EXPECT_EQ(env.printed(), "max: 64 x\n1");
+  environment env;
+  vorn_ctx ctx = env.context();
+  const host_env_fns *functions = static_cast<host_env *>(ctx.vorn_ctx_env)->host_env_fns;
+  functions->host_env_print(ctx.vorn_ctx_env, "max: %lld %s\n", 64ll, "x");
+  functions->host_env_print(ctx.vorn_ctx_env, "%d", 1);
+  EXPECT_EQ(env.printed(), "max: 64 x\n1");
+  env.capture_print = false;
+  testing::internal::CaptureStdout();
+  functions->host_env_print(ctx.vorn_ctx_env, "%d\n", 2);
+  std::fflush(stdout);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "2\n");
+  EXPECT_EQ(env.printed(), "max: 64 x\n1");
 }
 
 TEST(Scratch, IsAlignedPaddedFilledAndCounted) {
-    environment env;
-    env.scratch_fill = 0xa5;
-    vorn_ctx ctx = env.context();
-    std::set<void *> tokens;
-    std::vector<std::pair<void *, void *>> blocks;
-    for (uint64_t align = 0; align <= 65536; align = align ? 2 * align : 1) {
-      void *token = nullptr;
-      auto *memory =
-          static_cast<uint8_t *>(ctx.vorn_ctx_stack_alloc(ctx.vorn_ctx_env, 13, "name", align, align + 3, &token));
-      EXPECT_EQ(reinterpret_cast<uintptr_t>(memory) % std::max<uint64_t>(align, 8), 0u) << align;
-      for (uint64_t byte = 0; byte < 13 + align + 3; ++byte)
-        ASSERT_EQ(memory[byte], 0xa5);
-      tokens.insert(token);
-      blocks.emplace_back(memory, token);
-    }
-    EXPECT_EQ(tokens.size(), blocks.size());
-    EXPECT_EQ(env.outstanding_scratch(), blocks.size());
+  environment env;
+  env.scratch_fill = 0xa5;
+  vorn_ctx ctx = env.context();
+  std::set<void *> tokens;
+  std::vector<std::pair<void *, void *>> blocks;
+  for (uint64_t align = 0; align <= 65536; align = align ? 2 * align : 1) {
+    void *token = nullptr;
+    auto *memory =
+        static_cast<uint8_t *>(ctx.vorn_ctx_stack_alloc(ctx.vorn_ctx_env, 13, "name", align, align + 3, &token));
+    EXPECT_EQ(reinterpret_cast<uintptr_t>(memory) % std::max<uint64_t>(align, 8), 0u) << align;
+    for (uint64_t byte = 0; byte < 13 + align + 3; ++byte)
+      ASSERT_EQ(memory[byte], 0xa5);
+    tokens.insert(token);
+    blocks.emplace_back(memory, token);
+  }
+  EXPECT_EQ(tokens.size(), blocks.size());
+  EXPECT_EQ(env.outstanding_scratch(), blocks.size());
 
-    EXPECT_THROW(vornu_stack_free_align(ctx.vorn_ctx_env, blocks[0].first, blocks[1].second), internal_error);
-    EXPECT_EQ(env.outstanding_scratch(), blocks.size()) << "freed under a foreign token";
-    for (const auto &[memory, token] : blocks)
-      ctx.vorn_ctx_stack_free(ctx.vorn_ctx_env, memory, token);
-    EXPECT_EQ(env.outstanding_scratch(), 0u);
-    EXPECT_THROW(vornu_stack_free_align(ctx.vorn_ctx_env, blocks[0].first, blocks[0].second), internal_error)
-        << "freed twice";
+  EXPECT_THROW(vornu_stack_free_align(ctx.vorn_ctx_env, blocks[0].first, blocks[1].second), internal_error);
+  EXPECT_EQ(env.outstanding_scratch(), blocks.size()) << "freed under a foreign token";
+  for (const auto &[memory, token] : blocks)
+    ctx.vorn_ctx_stack_free(ctx.vorn_ctx_env, memory, token);
+  EXPECT_EQ(env.outstanding_scratch(), 0u);
+  EXPECT_THROW(vornu_stack_free_align(ctx.vorn_ctx_env, blocks[0].first, blocks[0].second), internal_error)
+      << "freed twice";
 }
 
 TEST(Environment, ServicesRunOnManyThreads) {
-    environment env;
-    env.record = true;
-    env.on_error = error_policy::resume;
-    vorn_ctx ctx = env.context();
-    std::vector<std::thread> threads;
-    for (int thread = 0; thread < 4; ++thread)
-      threads.emplace_back([&] {
-        env.adopt_thread();
-        for (int round = 0; round < 200; ++round) {
-          void *token;
-          void *memory = vornu_stack_alloc_align(ctx.vorn_ctx_env, 64, "t", 64, 0, &token);
-          host_clock_time64();
-          host_raise_internal_error(ctx.vorn_ctx_env, nullptr, "m", 0u);
-          vornu_stack_free_align(ctx.vorn_ctx_env, memory, token);
-        }
-      });
-    for (std::thread &thread : threads)
-      thread.join();
-    EXPECT_EQ(env.calls().size(), 4u * 200 * 4);
-    EXPECT_EQ(env.errors().size(), 4u * 200);
-    EXPECT_EQ(env.outstanding_scratch(), 0u);
+  environment env;
+  env.record = true;
+  env.on_error = error_policy::resume;
+  vorn_ctx ctx = env.context();
+  std::vector<std::thread> threads;
+  for (int thread = 0; thread < 4; ++thread)
+    threads.emplace_back([&] {
+      env.adopt_thread();
+      for (int round = 0; round < 200; ++round) {
+        void *token;
+        void *memory = vornu_stack_alloc_align(ctx.vorn_ctx_env, 64, "t", 64, 0, &token);
+        host_clock_time64();
+        host_raise_internal_error(ctx.vorn_ctx_env, nullptr, "m", 0u);
+        vornu_stack_free_align(ctx.vorn_ctx_env, memory, token);
+      }
+    });
+  for (std::thread &thread : threads)
+    thread.join();
+  EXPECT_EQ(env.calls().size(), 4u * 200 * 4);
+  EXPECT_EQ(env.errors().size(), 4u * 200);
+  EXPECT_EQ(env.outstanding_scratch(), 0u);
 }

@@ -79,7 +79,7 @@ protected:
 
 TEST_F(Loading, FindsALibraryWhoseServicesAreThoseOfTheProcess) {
   env.record = true;
-  for (const char *name : {"host_tests_module__", "host_tests_module____lib_vorn"}) {
+  for (const char *name : {"host_module_beside", "host_module_installed"}) {
     ASSERT_TRUE(load(name)) << env.load_error();
     auto *time = reinterpret_cast<uint64_t (*)()>(svorn_dlsym(&ctx, handle, "module_time"));
     ASSERT_NE(time, nullptr) << env.load_error();
@@ -91,7 +91,7 @@ TEST_F(Loading, FindsALibraryWhoseServicesAreThoseOfTheProcess) {
   EXPECT_NE(env.load_error().find("no_such_symbol"), std::string::npos);
   EXPECT_EQ(svorn_dlsym(&ctx, nullptr, "host_clock_time64"), nullptr) << "found outside of any library";
   const auto transcript = env.transcript();
-  EXPECT_EQ(transcript.front(), R"(svorn_dlopen "host_tests_module__" 1)");
+  EXPECT_EQ(transcript.front(), R"(svorn_dlopen "host_module_beside" 1)");
   EXPECT_EQ(transcript.back(), R"(svorn_dlsym "host_clock_time64" 0)");
 }
 
@@ -100,11 +100,11 @@ TEST_F(Loading, FailsForMissingFilesAndNamesThatArePaths) {
   EXPECT_NE(env.load_error().find("svxlnothing.so"), std::string::npos);
   EXPECT_FALSE(load(""));
   const auto folder = std::filesystem::read_symlink("/proc/self/exe").parent_path();
-  EXPECT_FALSE(load((folder / "host_tests_module__").c_str()));
+  EXPECT_FALSE(load((folder / "host_module_beside").c_str()));
   set_library_folder(testing::TempDir());
-  EXPECT_FALSE(load("host_tests_module__")) << "looked outside of the given folder";
+  EXPECT_FALSE(load("host_module_beside")) << "looked outside of the given folder";
   set_library_folder(folder / "../lib/vorn");
-  EXPECT_TRUE(load("host_tests_module____lib_vorn")) << env.load_error();
+  EXPECT_TRUE(load("host_module_installed")) << env.load_error();
 }
 
 TEST(Compare, LooksAtTheFirstBitsAndNoOthers) {
