@@ -17,7 +17,11 @@ struct interval {
   bool outside; // the complement: ne, and the empty set
   bool nonzero; // ne with NULL: two points are cut out
 
-  constexpr bool contains(uint64_t x) const { return ((x - low <= span) != outside) && !(nonzero && x == 0); }
+  constexpr bool contains(uint64_t x) const {
+    const bool inside = x - low <= span;
+    const bool cut_out = nonzero & (x == 0);
+    return (inside != outside) & !cut_out; // no branch: the answer is the caller's selectivity
+  }
 };
 
 // The numbers from 0 to max that satisfy `opcode` with the constant c, or lo and hi of a range.  With nulls, 0 stands
