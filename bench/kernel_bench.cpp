@@ -4,6 +4,7 @@
 //   out_of_cache  a stream of 256 MB
 //   selectivity   65,536 rows of which 1, 50 or 99 percent match
 //   twin          65,536 rows of which a filter keeps 1, 10 or 50 percent
+//   runs_of       bursts over 65,536 rows in runs of about 4, 20 or 100, half of them selected
 //   call          whole calls of an entry point, for few rows
 //
 // Grows/s is 10^9 rows a second.  of_read compares with a plain read of the same bytes, timed in turn with the kernel
@@ -58,7 +59,7 @@ std::vector<implementation> implementations() {
   return found;
 }
 
-// Random bytes, which are uniformly distributed codes at every width.
+// Random bytes: uniformly distributed codes and values at every width.
 const std::vector<uint64_t> &random_words() {
   static const std::vector<uint64_t> words = [] {
     std::vector<uint64_t> filled(stream_bytes / 8 + 8);
@@ -101,36 +102,53 @@ double seconds(clock_type::time_point from, clock_type::time_point to) {
 struct slot_axes {
   uint32_t index;
   uint32_t opcode() const { return index & 31; }
-  bool nulls() const { return index >> 12; }
+  uint32_t encoding() const { return index >> 5 & 3; }
+  bool flag() const { return index >> 12; }
   unsigned width() const { return static_cast<unsigned>(std::stoul(vorn_datawidth_name(index >> 7 & 31))); }
-  bool range() const { return opcode() >= VORN_OPC_GT_LT; }
+  bool range() const { return opcode() >= VORN_OPC_GT_LT && opcode() <= VORN_OPC_GE_LE; }
   const char *name() const { return vorn_dispatch_func_names[index]; }
 };
 
-std::vector<slot_axes> dict_predicates() {
+// The predicates and sets, whatever the encoding.
+std::vector<slot_axes> scan_slots() {
   std::vector<slot_axes> slots;
   for (uint32_t index = 0; index < VORN_DISPATCH_SLOTS; ++index)
-    if (vorn_dispatch_table[index].binary != nullptr && (index & 31) <= VORN_OPC_GE_LE)
+    if (vorn_dispatch_table[index].binary != nullptr &&
+        ((index & 31) <= VORN_OPC_GE_LE || (index & 31) == VORN_OPC_SET))
       slots.push_back({index});
   return slots;
+}
+
+// Length codes of 4 bits that are legal, 0 to 7.
+const std::vector<uint64_t> &random_nibbles() {
+  static const std::vector<uint64_t> words = [] {
+    std::vector<uint64_t> filled = random_words();
+    for (uint64_t &word : filled)
+      word &= 0x7777777777777777U;
+    return filled;
+  }();
+  return words;
 }
 
 // One call of a kernel with everything that it needs.
 struct kernel_call {
   kernel_call(const vorn_kernel *table, slot_axes which, uint64_t rows, double selectivity)
-      : kernel(table[which.index]), range(which.range()), nrows(rows), out((rows + 63) / 64) {
+      : kernel(table[which.index]), range(which.range()), out((rows + 63) / 64) {
     const unsigned width = which.width();
-    // A width of 64 compares with a 32-bit constant: nearly all of its codes lie above.
-    const uint64_t top = width >= 32 ? UINT32_MAX : (uint64_t{1} << width) - 1;
-    bounds[0] = range ? static_cast<uint32_t>(top / 4) : static_cast<uint32_t>(static_cast<double>(top) * selectivity);
-    bounds[1] = static_cast<uint32_t>(top / 4 + top / 2);
-    vorn_build_encoding_type_dict(&enc, width, nullptr, nullptr, nullptr, 0, 0, which.nulls() ? VORN_NULLS : 0);
+    build_encoding(which);
+    build_constants(which, selectivity);
     const auto count = static_cast<uint32_t>(rows);
-    vorn_build_vector(&res, nullptr, nullptr, nullptr, nullptr, nullptr, out.data(), count, 0, nullptr, 0);
+    const auto &lengths = width == 64 ? random_nibbles() : random_words();
+    auto *lens = const_cast<uint64_t *>(lengths.data());
     auto *stream = const_cast<uint64_t *>(random_words().data());
-    vorn_build_vector(&src, stream, nullptr, nullptr, &enc, nullptr, nullptr, count, 0, nullptr, 0);
-    lo.vorn_cv_vals = &bounds[0];
-    hi.vorn_cv_vals = &bounds[1];
+    vorn_build_vector(&res, nullptr, nullptr, nullptr, nullptr, nullptr, out.data(), count, 0, nullptr, 0);
+    vorn_build_vector(&src, stream, lens, nullptr, &enc, nullptr, nullptr, count, 0, nullptr, 0);
+    vorn_build_vector(&lo, lo_value, &length_code, nullptr, &enc, nullptr, nullptr, 1, 0, nullptr, 0);
+    vorn_build_vector(&hi, hi_value, &length_code, nullptr, &enc, nullptr, nullptr, 1, 0, nullptr, 0);
+    if (which.opcode() == VORN_OPC_SET) {
+      members.assign(std::max<uint64_t>(1, (uint64_t{1} << width) / 64), 0xb5a9c3d2e17f0864U);
+      lo.vorn_cv_bv = members.data();
+    }
   }
 
   void run() {
@@ -140,11 +158,40 @@ struct kernel_call {
       kernel.binary(&res, &src, &lo, &aux);
   }
 
+  void build_encoding(slot_axes which) {
+    const unsigned width = which.width();
+    if (which.encoding() == VORN_ENC_DICT)
+      vorn_build_encoding_type_dict(&enc, width, nullptr, nullptr, nullptr, 0, 0, which.flag() ? VORN_NULLS : 0);
+    else if (which.encoding() == VORN_ENC_FIXED)
+      vorn_build_encoding_type_fixed(&enc, width, which.flag() ? VORN_TZ : 0);
+    else
+      vorn_build_encoding_type_dynp(&enc, width, 0, 0, which.flag() ? VORN_TZ : 0);
+  }
+
+  // One bound at the selectivity, or two at a quarter and three quarters of the numbers.
+  void build_constants(slot_axes which, double selectivity) {
+    const double low = which.range() ? 0.25 : selectivity;
+    const double high = 0.75;
+    if (which.encoding() == VORN_ENC_DICT) {
+      // A width of 64 compares with a 32-bit constant: nearly all of its codes lie above.
+      const unsigned width = std::min(which.width(), 32U);
+      const double top = static_cast<double>((uint64_t{1} << width) - 1);
+      const uint32_t codes[] = {static_cast<uint32_t>(top * low), static_cast<uint32_t>(top * high)};
+      std::memcpy(lo_value, &codes[0], sizeof codes[0]);
+      std::memcpy(hi_value, &codes[1], sizeof codes[1]);
+    } else {
+      lo_value[0] = static_cast<uint8_t>(255 * low); // most significant byte first
+      hi_value[0] = static_cast<uint8_t>(255 * high);
+    }
+  }
+
   vorn_kernel kernel;
   bool range;
-  uint64_t nrows;
   std::vector<uint64_t> out;
-  uint32_t bounds[2] = {};
+  std::vector<uint64_t> members;
+  alignas(8) uint8_t lo_value[8] = {};
+  alignas(8) uint8_t hi_value[8] = {};
+  uint8_t length_code = 1;
   vorn_enc_ctx enc = {};
   vorn_cv res = {}, src = {}, lo = {}, hi = {};
   vorn_aux aux = {};
@@ -186,8 +233,40 @@ void twin(benchmark::State &state, const vorn_kernel *table, slot_axes which, un
       benchmark::Counter(static_cast<double>(cached_rows) / 1e9, benchmark::Counter::kIsIterationInvariantRate);
 }
 
+// Runs of about one length, half of them selected.  The rate counts rows.
+void burst(benchmark::State &state, const vorn_kernel *table, slot_axes which, uint32_t run_length) {
+  const bool wide = which.width() > 8;
+  const bool indexed = which.width() % 8 == 0;
+  const auto nruns = static_cast<uint32_t>(cached_rows / run_length);
+  std::mt19937_64 random(9);
+  std::vector<uint8_t> lens(nruns * 2), cla(4 * (nruns + 1));
+  std::vector<uint64_t> selected((nruns + 63) / 64);
+  uint32_t rows = 0;
+  for (uint32_t run = 0; run < nruns; ++run) {
+    const auto length = static_cast<uint32_t>(run_length / 2 + random() % (run_length + 1));
+    lens[wide ? 2 * run + 1 : run] = static_cast<uint8_t>(length);
+    rows += length;
+    const uint32_t end = __builtin_bswap32(rows);
+    std::memcpy(&cla[4 * (run + 1)], &end, sizeof end);
+    selected[run / 64] |= (random() & 1) << run % 64;
+  }
+  vorn_enc_ctx enc;
+  vorn_build_encoding_type_dict(&enc, 8, nullptr, nullptr, nullptr, 0, 0, 0);
+  vorn_add_encoding_type_rle(&enc, lens.data(), indexed ? cla.data() : nullptr, wide ? 16 : 8, nruns, nullptr);
+  std::vector<uint64_t> out((rows + 63) / 64);
+  vorn_cv res = {}, src = {};
+  vorn_build_vector(&res, nullptr, nullptr, nullptr, nullptr, nullptr, out.data(), rows, 0, nullptr, 0);
+  vorn_build_vector(&src, nullptr, nullptr, nullptr, &enc, nullptr, nullptr, rows, 0, nullptr, 0);
+  vorn_aux aux = {};
+  aux.vorn_aux_filter_bv = selected.data();
+  for (auto _ : state)
+    table[which.index].unary(&res, &src, &aux);
+  state.counters["Grows/s"] =
+      benchmark::Counter(static_cast<double>(rows) / 1e9, benchmark::Counter::kIsIterationInvariantRate);
+}
+
 void small_call(benchmark::State &state, uint32_t rows) {
-  kernel_call call(vorn_dispatch_table, {0x20 | 7U << 7}, rows, 0.5);
+  kernel_call call(vorn_dispatch_table, {VORN_ENC_DICT << 5 | 7U << 7}, rows, 0.5);
   vorn_ctx ctx = environment().context();
   vorn_enc_ctx constant = call.enc;
   constant.vorn_enc_ctx_flags |= VORN_CONST;
@@ -201,7 +280,7 @@ void add_all(const std::vector<implementation> &found) {
   const auto name = [](const std::string &group, const slot_axes &slot, const std::string &implementation) {
     return group + "/" + slot.name() + "/" + implementation;
   };
-  for (const slot_axes &slot : dict_predicates())
+  for (const slot_axes &slot : scan_slots())
     for (const implementation &which : found) {
       RegisterBenchmark(name("in_cache", slot, which.name).c_str(), scan, which.table, slot, cached_rows, 0.5)
           ->UseManualTime();
@@ -209,7 +288,7 @@ void add_all(const std::vector<implementation> &found) {
       RegisterBenchmark(name("out_of_cache", slot, which.name).c_str(), scan, which.table, slot, rows, 0.5)
           ->UseManualTime()
           ->Unit(benchmark::kMillisecond);
-      if (slot.opcode() != VORN_OPC_LE || slot.nulls())
+      if (slot.opcode() != VORN_OPC_LE || slot.flag())
         continue;
       for (const unsigned per_cent : {1U, 50U, 99U})
         RegisterBenchmark(name("selectivity_" + std::to_string(per_cent), slot, which.name).c_str(), scan, which.table,
@@ -219,6 +298,13 @@ void add_all(const std::vector<implementation> &found) {
         RegisterBenchmark(name("twin_" + std::to_string(per_cent), slot, which.name).c_str(), twin, which.table, slot,
                           per_cent);
     }
+  for (const unsigned width : {7U, 8U, 15U, 16U})
+    for (const implementation &which : found)
+      for (const uint32_t run_length : {4U, 20U, 100U}) {
+        const slot_axes slot = {(width - 1) << 7 | VORN_ENC_RLE << 5 | VORN_OPC_BURST};
+        RegisterBenchmark(name("runs_of_" + std::to_string(run_length), slot, which.name).c_str(), burst, which.table,
+                          slot, run_length);
+      }
   RegisterBenchmark("call/vorn_eq/64_rows", small_call, 64U);
   RegisterBenchmark("call/vorn_eq/1000_rows", small_call, 1000U);
 }

@@ -6,20 +6,34 @@ set(VORN_KERNEL_SOURCES
   bitvec/lbiwv.cpp
   frame/implementation.cpp
   generic/dict_compare.cpp
+  generic/dict_set.cpp
   generic/dispatch_table.cpp
-  generic/placeholders.cpp)
+  generic/dynp_compare.cpp
+  generic/dynp_lengths.cpp
+  generic/fixed_compare.cpp
+  generic/placeholders.cpp
+  generic/qpak.cpp
+  generic/rle_burst.cpp
+  generic/rle_expand.cpp)
 
 set(VORN_FRAME_SOURCES
+  decode/qpak.cpp
+  decode/rle_burst.cpp
+  frame/call.cpp
   frame/costs.cpp
   frame/global_ctx.cpp
   frame/names.cpp
+  frame/trace.cpp
   frame/vorn.cpp
   scan/cmp.cpp
+  scan/in_set.cpp
+  scan/range_cmp.cpp
   scan/rowz.cpp)
 
 # The library raises nothing itself and has nothing to clean up when a reporter of the host unwinds through it, so unwind
 # tables are enough.  Without exceptions it needs no run-time library of C++.
-set(VORN_LIBRARY_OPTIONS -fno-exceptions -fno-rtti -fasynchronous-unwind-tables)
+# Trace records name sources by their place in the tree.
+set(VORN_LIBRARY_OPTIONS -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/= -fno-exceptions -fno-rtti -fasynchronous-unwind-tables)
 
 add_library(vorn_objects OBJECT ${VORN_FRAME_SOURCES} ${VORN_KERNEL_SOURCES})
 target_include_directories(vorn_objects PRIVATE ${PROJECT_SOURCE_DIR})

@@ -93,7 +93,7 @@ constexpr vorn_global_ctx_t implementation(uint32_t status, const char *lib_name
       .vorn_gather_dydi = no_implementation,
       .vorn_transpose_reference_dydi = no_implementation,
       .vorn_transpose_convert_dydi = no_implementation,
-      .vorn_qpak_decode_dydi = no_implementation,
+      .vorn_qpak_decode_dydi = ::vorn_qpak_decode_dydi,
 
       .vorn_thread_ctx_init_dydi = ::vorn_thread_ctx_init_dydi,
       .vorn_thread_ctx_fini_dydi = ::vorn_thread_ctx_fini_dydi,

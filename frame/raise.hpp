@@ -24,19 +24,20 @@ void with_tags(Service service, Values... values) {
 
 // Reports an internal error.  The reporter may unwind, so a caller holds nothing that would have to be released.
 template <class... Values>
+void raise(void *env, const char *message, Values... values) {
+  void *error_arg = static_cast<const host_env *>(env)->host_env_error_arg;
+  with_tags([&](auto... flat) { host_raise_internal_error(env, error_arg, message, flat...); }, values...);
+}
+
+template <class... Values>
 void raise(const vorn_ctx &ctx, const char *message, Values... values) {
-  const auto *env = static_cast<const host_env *>(ctx.vorn_ctx_env);
-  with_tags(
-      [&](auto... flat) { host_raise_internal_error(ctx.vorn_ctx_env, env->host_env_error_arg, message, flat...); },
-      values...);
+  raise(ctx.vorn_ctx_env, message, values...);
 }
 
 template <class... Values>
 void raise_soft(const vorn_ctx &ctx, const char *message, Values... values) {
-  const auto *env = static_cast<const host_env *>(ctx.vorn_ctx_env);
-  with_tags(
-      [&](auto... flat) { host_soft_internal_error(ctx.vorn_ctx_env, env->host_env_error_arg, message, flat...); },
-      values...);
+  void *error_arg = static_cast<const host_env *>(ctx.vorn_ctx_env)->host_env_error_arg;
+  with_tags([&](auto... flat) { host_soft_internal_error(ctx.vorn_ctx_env, error_arg, message, flat...); }, values...);
 }
 
 } // namespace vorn

@@ -499,6 +499,12 @@ extern VORN_API const char *const vorn_dispatch_func_names[VORN_DISPATCH_SLOTS];
 /* Population counts of the 256 byte values. */
 extern VORN_API const uint8_t vorn_byte_popc[256];
 
+/* Bytes that the values of one byte of dynamic-packed length codes take, by that byte, for the classes of 2, 4 and 8
+ * bytes. */
+extern VORN_API const uint8_t vorn_length_consumed_dynp_8bit_idx_maxwidth2[256];
+extern VORN_API const uint8_t vorn_length_consumed_dynp_8bit_idx_maxwidth4[256];
+extern VORN_API const uint8_t vorn_length_consumed_dynp_8bit_idx_maxwidth8[256];
+
 /* Relative costs, for a host that plans scans and projections.  Indexed by the width in bits. */
 extern VORN_API const double vorn_scan_fixed[65];
 extern VORN_API const double vorn_scan_dict[33];
@@ -615,13 +621,14 @@ VORN_API void vorn_build_cla_1_ub2(uint32_t *res, uint32_t res_len, const void *
  * Compares every row of src with a constant.
  *
  * src: vals (aligned), encoding context, nrows, mask_bv; a block-compressed one its stream fields.  cst: vals; an
- * encoding context of the same vorn_enc_ctx_type with VORN_CONST.  A dictionary constant is a uint32_t code.
+ * encoding context of the same vorn_enc_ctx_type with VORN_CONST.  A dictionary constant is a uint32_t code; a fixed or
+ * dynamic-packed one has the bytes of a value, most significant first, and with VORN_TZ its length code in lens.
  * res: bv of (nrows + 63) >> 6 words, aligned, and nrows, equal to that of src; bv and popc are written.
  * aux: null, or a filter: only its rows are kept.  Without VORN_AUX_FORCE_SELECTIVE all rows are compared and the
  * filter is ANDed in; with it only its rows are visited, which pays when they are few.
  *
- * A run-length source is compared once per run: it needs vorn_enc_ctx_burst_res_bv for one bit per run and
- * vorn_enc_ctx_burst_fn to expand them.  Its mask holds one bit per run; its filter is dropped: vorn_aux_filter_bv is
+ * A run-length source is compared once per run: it needs vorn_enc_ctx_burst_res_bv for one bit per run, which
+ * vorn_decode_rle_burst expands to rows.  Its mask holds one bit per run; its filter is dropped: vorn_aux_filter_bv is
  * null after the call.
  *
  * Returns VORN_RESULT_DONE, VORN_RESULT_EMPTY or the result of the burst.  opc is VORN_OPC_EQ to VORN_OPC_NE.
@@ -637,8 +644,53 @@ VORN_API uint32_t vorn_le(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, const
 VORN_API uint32_t vorn_ge(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, const vorn_cv *cst, vorn_aux *aux);
 VORN_API uint32_t vorn_ne(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, const vorn_cv *cst, vorn_aux *aux);
 
+/*
+ * Compares every row of src with two constants: a row matches when it lies between lo and hi, bounds included or not as
+ * the opcode says.  The rules are those of vorn_cmp, for both constants.  opc is VORN_OPC_GT_LT to VORN_OPC_GE_LE.
+ */
+VORN_API uint32_t vorn_range_cmp(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, const vorn_cv *lo, const vorn_cv *hi,
+                                 vorn_aux *aux, uint32_t opc);
+
+/* vorn_range_cmp with the opcode of the name: lo < x < hi, lo < x <= hi, lo <= x < hi, lo <= x <= hi. */
+VORN_API uint32_t vorn_gt_lt(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, const vorn_cv *lo, const vorn_cv *hi,
+                             vorn_aux *aux);
+VORN_API uint32_t vorn_gt_le(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, const vorn_cv *lo, const vorn_cv *hi,
+                             vorn_aux *aux);
+VORN_API uint32_t vorn_ge_lt(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, const vorn_cv *lo, const vorn_cv *hi,
+                             vorn_aux *aux);
+VORN_API uint32_t vorn_ge_le(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, const vorn_cv *lo, const vorn_cv *hi,
+                             vorn_aux *aux);
+
+/*
+ * Selects the rows whose dictionary code is a member of a set.  set: vorn_cv_bv alone is read, one bit per code,
+ * aligned to VORN_JOIN_BITWVEC_ALIGN; it covers every code that the column can contain.  Code 0 counts like any other.
+ * The mask of src is not applied: vorn_cv_mask_bv is null after the call.  Otherwise as vorn_cmp.
+ */
+VORN_API uint32_t vorn_in_set(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, const vorn_cv *set, vorn_aux *aux);
+
 /* The opcode of a predicate code of the sibling module rowz, VORN_OPC_NONE for a code that is none. */
 VORN_API uint32_t vorn_convert_rowz_pcode(uint8_t code);
+
+/* Decoders. */
+
+/*
+ * Expands one bit per run to one bit per row.  src: a run-length encoding context, run lengths and CLA aligned to
+ * VORN_DATASTREAM_ALIGN; the lengths add up to no more than vorn_cv_nrows of res.  aux, not null: vorn_aux_filter_bv is
+ * the per-run vector, distinct from vorn_cv_bv of res, which is written with vorn_cv_popc.  With a CLA the runs that
+ * are not selected cost nothing.  Predicates call it through vorn_enc_ctx_burst_fn.
+ */
+VORN_API uint32_t vorn_decode_rle_burst(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, vorn_aux *aux);
+
+/*
+ * Decodes a block-compressed stream of dstlen bytes; what a host normally puts into vorn_ctx_decompress.  Checks the
+ * alignments, fills in scratch allocators where the context has none, and runs the decoder in force; when one that is
+ * not the host's own fails, the host's has the last word.  0 on success.  *outlen is the decoder's to write.
+ */
+VORN_API uint32_t vorn_qpak_decode(vorn_qpak_ctx *qctx, const void *src, void *dst, uint32_t *outlen, uint32_t dstlen);
+
+/* The same without checks, by qpak_decode of the host. */
+VORN_API uint32_t vorn_qpak_decode_dydi(vorn_qpak_ctx *qctx, const void *src, void *dst, uint32_t *outlen,
+                                        uint32_t dstlen);
 
 /* Bit vectors. */
 

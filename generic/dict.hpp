@@ -1,19 +1,11 @@
 // Reader of dictionary codes: packed big-endian bit strings of W bits a row.
 #pragma once
 
-#include <bit>
-#include <type_traits>
 #include <utility>
 
-#include "generic/predicate.hpp"
 #include "generic/vornc_generic.hpp"
 
 namespace vorn {
-
-// The narrowest integer that holds a code.
-template <unsigned W>
-using lane = std::conditional_t<W <= 8, uint8_t,
-                                std::conditional_t<W <= 16, uint16_t, std::conditional_t<W <= 32, uint32_t, uint64_t>>>;
 
 // Unpacks the 64 codes of a block of 8 * W bytes and reads nothing else.
 template <unsigned W>
@@ -47,53 +39,16 @@ inline void unpack64(const uint8_t *block, lane<W> *codes) {
   }
 }
 
-// One bit for each of 64 codes: is it in [low, low + span]?  code(i) gives code i.
-template <class Lane, class Code>
-inline uint64_t in_range64(Code code, uint64_t low, uint64_t span) {
-  const auto hit = [&](unsigned i) {
-    return static_cast<uint8_t>(static_cast<Lane>(code(i) - static_cast<Lane>(low)) <= static_cast<Lane>(span));
-  };
-  uint64_t word = 0;
-  if constexpr (sizeof(Lane) == 8) {
-    // The baseline has no vector compare of 64-bit numbers; short chains of bits beat a detour over memory.
-    for (unsigned group = 0; group < 64; group += 8) {
-      unsigned byte = 0;
-      for (unsigned k = 8; k-- > 0;)
-        byte = 2 * byte + hit(group + k);
-      word |= uint64_t{byte} << group;
-    }
-  } else {
-    alignas(8) uint8_t hits[64]; // this loop becomes vector compares
-    for (unsigned i = 0; i < 64; ++i)
-      hits[i] = hit(i);
-    for (unsigned group = 0; group < 64; group += 8) {
-      uint64_t bytes;
-      std::memcpy(&bytes, hits + group, sizeof bytes);
-      word |= (bytes * 0x0102040810204080U >> 56) << group; // bit 0 of byte k moves to bit k of the top byte
-    }
-  }
-  return word;
-}
-
-template <class Lane, class Code>
-inline uint64_t match64(Code code, const interval &in) {
-  uint64_t word = in_range64<Lane>(code, in.low, in.span);
-  if (in.outside)
-    word = ~word;
-  if (in.nonzero)
-    word &= in_range64<Lane>(code, 1, UINT64_MAX - 1);
-  return word;
-}
-
-// One bit for each of the 64 codes of a block.
-template <unsigned W>
-inline uint64_t match_block(const uint8_t *block, const interval &in) {
+// One bit for each of the 64 codes of a block: what the question says of it.
+template <unsigned W, class Question>
+inline uint64_t match_block(const uint8_t *block, const Question &question) {
   if constexpr (W == 8 || W == 64) { // bytes lie ready, and words gain nothing from a detour over memory
-    return match64<lane<W>>([&](unsigned i) { return load_big<lane<W>>(block + i * sizeof(lane<W>)); }, in);
+    return question.template match64<lane<W>>(
+        [&](unsigned i) { return load_big<lane<W>>(block + i * sizeof(lane<W>)); });
   } else {
     lane<W> codes[64];
     unpack64<W>(block, codes);
-    return match64<lane<W>>([&](unsigned i) { return codes[i]; }, in);
+    return question.template match64<lane<W>>([&](unsigned i) { return codes[i]; });
   }
 }
 
@@ -101,9 +56,13 @@ inline uint64_t match_block(const uint8_t *block, const interval &in) {
 template <unsigned W>
 class dict {
 public:
-  static constexpr uint64_t max = low_bits(W);
+  using number = uint64_t;
+  static constexpr number max = low_bits(W);
 
-  dict(const uint8_t *stream, uint32_t nrows) : stream_(stream), nrows_(nrows) {}
+  dict(const uint8_t *stream, uint32_t nrows, const vorn_cv & /*src*/, const vorn_cv & /*operand*/)
+      : stream_(stream), nrows_(nrows) {}
+
+  static bool accepts(const vorn_cv & /*cst*/) { return true; }
 
   // The constant as the full pass sees it: at the widths 8 and 16 only as wide as a code.
   static uint64_t constant(const vorn_cv &cst) {
@@ -124,14 +83,15 @@ public:
   }
 
   // One bit for each of the rows 64 * word and following, 0 behind the last row.
-  uint64_t match(uint64_t word, const interval &in) const {
+  template <class Question>
+  uint64_t match(uint64_t word, const Question &question) const {
     const uint8_t *block = stream_ + word * (8 * W);
     const uint64_t rows = nrows_ - 64 * word;
     if (rows >= 64)
-      return match_block<W>(block, in);
+      return match_block<W>(block, question);
     uint8_t padded[8 * W] = {};
     std::memcpy(padded, block, (rows * W + 7) / 8);
-    return match_block<W>(padded, in) & low_bits(static_cast<unsigned>(rows));
+    return match_block<W>(padded, question) & low_bits(static_cast<unsigned>(rows));
   }
 
   uint64_t at(uint64_t row) const {

@@ -1,5 +1,5 @@
-// The dictionary predicates.  Each list calls its X once per kernel, with the width, the operation in both cases, for a
-// range the one-sided operation of its first bound, and last the suffix of the form: nothing, or _null.
+// The predicates over dictionary codes, plain and with NULL, and the widths of the dictionary families.
+#include "generic/predicates.kernels.hpp"
 
 #define VORN_DICT_WIDTHS(X, ...)                                                                                       \
   X(1, __VA_ARGS__)                                                                                                    \
@@ -27,18 +27,11 @@
 
 #define VORN_DICT_PREDICATE_WIDTHS(X, ...) VORN_DICT_WIDTHS(X, __VA_ARGS__) X(64, __VA_ARGS__)
 
-#define VORN_DICT_COMPARE_KERNELS(X) VORN_DICT_COMPARE_FORM(X, ) VORN_DICT_COMPARE_FORM(X, _null)
-#define VORN_DICT_COMPARE_FORM(X, suffix)                                                                              \
-  VORN_DICT_PREDICATE_WIDTHS(X, eq, EQ, suffix)                                                                        \
-  VORN_DICT_PREDICATE_WIDTHS(X, lt, LT, suffix)                                                                        \
-  VORN_DICT_PREDICATE_WIDTHS(X, gt, GT, suffix)                                                                        \
-  VORN_DICT_PREDICATE_WIDTHS(X, le, LE, suffix)                                                                        \
-  VORN_DICT_PREDICATE_WIDTHS(X, ge, GE, suffix)                                                                        \
-  VORN_DICT_PREDICATE_WIDTHS(X, ne, NE, suffix)
+#define VORN_DICT_FORMS(EACH, X)                                                                                       \
+  VORN_DICT_PREDICATE_WIDTHS(EACH, X, )                                                                                \
+  VORN_DICT_PREDICATE_WIDTHS(EACH, X, _null)
+#define VORN_DICT_COMPARES(w, X, suffix) VORN_COMPARES(X, dict, DICT, w, suffix)
+#define VORN_DICT_RANGES(w, X, suffix)   VORN_RANGES(X, dict, DICT, w, suffix)
 
-#define VORN_DICT_RANGE_KERNELS(X) VORN_DICT_RANGE_FORM(X, ) VORN_DICT_RANGE_FORM(X, _null)
-#define VORN_DICT_RANGE_FORM(X, suffix)                                                                                \
-  VORN_DICT_PREDICATE_WIDTHS(X, gt_lt, GT_LT, gt, suffix)                                                              \
-  VORN_DICT_PREDICATE_WIDTHS(X, gt_le, GT_LE, gt, suffix)                                                              \
-  VORN_DICT_PREDICATE_WIDTHS(X, ge_lt, GE_LT, ge, suffix)                                                              \
-  VORN_DICT_PREDICATE_WIDTHS(X, ge_le, GE_LE, ge, suffix)
+#define VORN_DICT_COMPARE_KERNELS(X) VORN_DICT_FORMS(VORN_DICT_COMPARES, X)
+#define VORN_DICT_RANGE_KERNELS(X)   VORN_DICT_FORMS(VORN_DICT_RANGES, X)

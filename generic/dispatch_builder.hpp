@@ -34,9 +34,14 @@ constexpr bool spells(uint32_t slot, std::string_view name) {
   const uint32_t encoding = slot >> 5 & 3;
   const uint32_t width_code = slot >> 7 & 31;
   const bool flag = slot >> 12 & 1;
+  // A burst tells by an even width code that there is no CLA, and stands one below the width of its lengths.
+  const bool burst = encoding == VORN_ENC_RLE && opcode == VORN_OPC_BURST;
+  const bool indexed = burst && width_code % 2 == 1;
+  const std::string_view width = width_names.at(burst && !indexed ? width_code + 1 : width_code);
   const std::string_view flag_suffix = encoding == VORN_ENC_DICT ? "_null" : "_tz";
-  const std::string_view parts[] = {"vorn_", opcode_names.at(opcode),    "_",   encoding_names.at(encoding),
-                                    "_",     width_names.at(width_code), "bit", flag ? flag_suffix : ""};
+  const std::string_view suffix = indexed ? "_cla" : flag ? flag_suffix : "";
+  const std::string_view parts[] = {
+      "vorn_", opcode_names.at(opcode), "_", encoding_names.at(encoding), "_", width, "bit", suffix};
   for (const std::string_view part : parts) {
     if (!name.starts_with(part))
       return false;

@@ -4,6 +4,7 @@
 #include <bit>
 #include <cstdint>
 #include <cstring>
+#include <type_traits>
 
 #include "frame/raise.hpp"
 #include "frame/vorn.h"
@@ -26,6 +27,22 @@ inline T load_big(const uint8_t *bytes) {
 }
 
 constexpr uint64_t low_bits(unsigned count) { return count >= 64 ? ~uint64_t{0} : (uint64_t{1} << count) - 1; }
+
+// A big-endian number of up to 8 bytes.
+inline uint64_t read_big(const uint8_t *bytes, unsigned size) {
+  uint64_t value = 0;
+  for (unsigned i = 0; i < size; ++i)
+    value = value << 8 | bytes[i];
+  return value;
+}
+
+// The narrowest integer of W bits or more.
+template <unsigned W>
+using lane = std::conditional_t<
+    W <= 8, uint8_t,
+    std::conditional_t<
+        W <= 16, uint16_t,
+        std::conditional_t<W <= 32, uint32_t, std::conditional_t<W <= 64, uint64_t, unsigned __int128>>>>;
 
 constexpr uint64_t words_of(uint64_t nbits) { return (nbits + 63) >> 6; }
 

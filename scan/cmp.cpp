@@ -3,42 +3,59 @@
 
 using namespace vorn;
 
+namespace {
+
+constexpr self_check_texts self_check = {"vorncmp: res_generic_bv", "vorn_cmp: vxl check popcount",
+                                         "vorn_cmp: vxl check result"};
+
+} // namespace
+
 extern "C" {
 
 uint32_t vorn_cmp(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, const vorn_cv *cst, vorn_aux *aux, uint32_t opc) {
+  constexpr const char *entry = "vorn_cmp";
+  const vorn_global_ctx_t &global = vorn_global_ctx;
   const vorn_enc_ctx &enc = *src->vorn_cv_encoding_context;
   const vorn_enc_ctx &cst_enc = *cst->vorn_cv_encoding_context;
-  // (decide timing)
-  if (over_runs(*src) && enc.vorn_enc_ctx_burst_res_bv == nullptr)
-    raise(*ctx, "vorn_cmp: src1 missing burst resvec");
+  timing timer(*ctx, VORN_SITE(entry));
+  prepare_runs(*ctx, *src, "vorn_cmp: src1 missing burst resvec");
   if (enc.vorn_enc_ctx_type != cst_enc.vorn_enc_ctx_type)
     raise(*ctx, "vorn_cmp: encoding does not match");
   if (!(cst_enc.vorn_enc_ctx_flags & VORN_CONST))
     raise(*ctx, "vorn_cmp: src2 is not constant");
-  check_aligned(*ctx, res->vorn_cv_bv, vorn_global_ctx.VORN_OUTPUT_BITWVEC_ALIGN, "vorn_cmp: res is not aligned");
-  check_aligned(*ctx, src->vorn_cv_vals, vorn_global_ctx.VORN_DATASTREAM_ALIGN, "vorn_cmp: src is not aligned");
+  check_aligned(*ctx, res->vorn_cv_bv, global.VORN_OUTPUT_BITWVEC_ALIGN, "vorn_cmp: res is not aligned");
+  check_aligned(*ctx, src->vorn_cv_vals, global.VORN_DATASTREAM_ALIGN, "vorn_cmp: src is not aligned");
   if (aux != nullptr) {
-    check_aligned(*ctx, aux->vorn_aux_filter_bv, vorn_global_ctx.VORN_BITWVEC_ALIGN, "vorn_cmp: aux bv is not aligned");
-    if (aux->vorn_aux_filter_bv != nullptr && (aux->vorn_aux_flags & VORN_AUX_INVERT_FILTER))
+    check_aligned(*ctx, aux->vorn_aux_filter_bv, global.VORN_BITWVEC_ALIGN, "vorn_cmp: aux bv is not aligned");
+    if (is_filtered_inversely(*aux))
       raise(*ctx, "vorn_cmp: invert filter not supported", static_cast<const void *>(aux));
-    if (over_runs(*src))
-      aux->vorn_aux_filter_bv = nullptr;
+    drop_filter_of_runs(*src, *aux);
   }
 
-  const uint32_t index = dispatch_index(enc, opc);
-  // (trace kernel, call and filter)
+  const uint32_t index = dispatch_index(enc.vorn_enc_ctx_type, opc);
+  VORN_TRACE_KERNEL(*ctx, entry, index, enc);
+  VORN_TRACE(*ctx, trace_call, entry,
+             "loaded_lib: %s loaded_status: %d, loaded_dispatch_table: %p\nnrows: %d src: %p res: %p aux: %p\n",
+             global.vorn_global_ctx_lib_name, global.vorn_global_ctx_status,
+             static_cast<const void *>(global.vorn_global_ctx_dispatch), src->vorn_cv_nrows,
+             static_cast<const void *>(src->vorn_cv_vals), static_cast<const void *>(res->vorn_cv_bv),
+             static_cast<const void *>(aux));
   vorn_aux local = {};
-  if (aux == nullptr)
+  if (aux != nullptr)
+    VORN_TRACE_FILTER(*ctx, entry, *aux);
+  else
     aux = &local;
+
   prepare(*aux, *ctx, operations::compare);
-  // (take the start time)
-  const uint32_t code = kernel_in_force(*ctx, index).binary(res, src, cst, aux);
-  // (trace the diagnostic code, count)
-  if (code == VORN_RESULT_REFUSED) {
-    const auto *lens = static_cast<const uint8_t *>(cst->vorn_cv_lens);
-    raise(*ctx, "vorn_cmp: invalid constant length", vorn_dispatch_func_names[index], lens == nullptr ? 0 : *lens);
-  }
-  // (timing step)
+  timer.start();
+  const uint32_t code = run_kernel(*ctx, index, *res, self_check, [&](const vorn_kernel &kernel, vorn_cv &result) {
+    return kernel.binary(&result, src, cst, aux);
+  });
+  VORN_TRACE_DIAGNOSTIC(*ctx, entry, *aux);
+  count(*ctx, *aux, operations::compare);
+  if (code == VORN_RESULT_REFUSED)
+    raise(*ctx, "vorn_cmp: invalid constant length", vorn_dispatch_func_names[index], length_code(*cst));
+  VORN_TIMING_STEP(*ctx, entry, timer, src->vorn_cv_nrows, index);
   return code;
 }
 

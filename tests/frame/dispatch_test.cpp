@@ -31,6 +31,8 @@ std::vector<width> dict_widths_without_64() {
 
 std::vector<width> fixed_widths() { return {{"8", 7}, {"16", 15}, {"32", 21}, {"64", 22}}; }
 
+std::vector<width> dynp_widths() { return {{"16", 15}, {"32", 21}, {"64", 22}}; }
+
 std::vector<std::string> predicates() {
   return {"eq", "lt", "gt", "le", "ge", "ne", "gt_lt", "gt_le", "ge_lt", "ge_le"};
 }
@@ -49,12 +51,19 @@ struct family {
 std::vector<family> families() {
   return {{0, predicates(), 1, "dict", 0, "", dict_widths()},
           {0, predicates(), 1, "dict", 1, "_null", dict_widths()},
+          {0, predicates(), 0, "fixed", 0, "", fixed_widths()},
+          {0, predicates(), 0, "fixed", 1, "_tz", fixed_widths()},
+          {0, predicates(), 2, "dynp", 0, "", dynp_widths()},
+          {0, predicates(), 2, "dynp", 1, "_tz", dynp_widths()},
+          {13, {"set"}, 1, "dict", 0, "", dict_widths_without_64()},
+          {14, {"burst"}, 3, "rle", 0, "", {{"8", 6}, {"16", 14}}},
+          {14, {"burst"}, 3, "rle", 0, "_cla", {{"8", 7}, {"16", 15}}},
           {15, {"sum"}, 0, "fixed", 0, "", fixed_widths()},
           {15, {"sum"}, 1, "dict", 0, "", dict_widths_without_64()},
           {16, {"distinct"}, 1, "dict", 0, "", dict_widths_without_64()}};
 }
 
-constexpr uint32_t filled_slots = 508;
+constexpr uint32_t filled_slots = 460 + 80 + 60 + 22 + 4 + 48;
 
 std::array<std::string, 8192> expected_names() {
   std::array<std::string, 8192> names;

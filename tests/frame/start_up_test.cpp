@@ -269,8 +269,7 @@ TEST(generic_record, slots_without_an_operation_say_so) {
                               record.vorn_hash_dydi(nullptr, nullptr, nullptr, nullptr, nullptr),
                               record.vorn_ht_build_dydi(nullptr, nullptr, nullptr, 0, nullptr, nullptr),
                               record.vorn_partition_dydi(nullptr, nullptr, nullptr, nullptr, nullptr),
-                              record.vorn_gather_dydi(nullptr, nullptr, nullptr, nullptr),
-                              record.vorn_qpak_decode_dydi(nullptr, nullptr, nullptr, nullptr, 0)};
+                              record.vorn_gather_dydi(nullptr, nullptr, nullptr, nullptr)};
   for (const uint32_t answer : answers)
     EXPECT_EQ(answer, 10U);
 }

@@ -1,46 +1,20 @@
 // Every dictionary predicate of every implementation against the model: row counts around words and blocks, masks and
 // filters, the selective twins, constants in and beyond the width, streams that end at an unreadable page.
-#include <gtest/gtest.h>
-
-#include <random>
-#include <set>
-
+#include "tests/generic/scan_test.hpp"
 #include "tests/model/dict_predicate.hpp"
-#include "tests/support/guarded.hpp"
-#include "tests/support/implementation.hpp"
-#include "tests/support/slots.hpp"
 
 namespace {
 
 using vorn_model::predicate;
+using vorn_test::scan_call;
 using vorn_test::slot;
 
-constexpr uint32_t row_counts[] = {0, 1, 7, 8, 9, 63, 64, 65, 127, 128, 1023, 1024, 1025};
-constexpr uint32_t most_rows = 1025;
-constexpr size_t most_words = (most_rows + 63) / 64;
-constexpr uint64_t seed = 20240917;
-
-enum class filter_kind { none, full_pass, selective };
-
 std::vector<slot> dict_predicates() {
-  std::vector<slot> slots;
-  for (const slot &s : vorn_test::filled_slots(vorn_global_ctx.vorn_global_ctx_dispatch))
-    if (s.opcode() <= VORN_OPC_GE_LE && s.encoding() == VORN_ENC_DICT)
-      slots.push_back(s);
-  return slots;
+  return vorn_test::slots_where([](const slot &s) { return s.predicate() && s.encoding() == VORN_ENC_DICT; });
 }
 
-class dict_predicates_test : public vorn_test::implementation_test {
+class dict_predicates_test : public vorn_test::scan_test {
 protected:
-  // Fills words with bits of the given density, stray bits behind the last row included.
-  void randomise(uint64_t *words, size_t count, unsigned per_mille) {
-    for (size_t i = 0; i < count; ++i) {
-      words[i] = 0;
-      for (unsigned b = 0; b < 64; ++b)
-        words[i] |= uint64_t{random() % 1000 < per_mille} << b;
-    }
-  }
-
   // A stream of few distinct codes, extremes among them, so that every predicate both hits and misses.
   uint8_t *make_stream(unsigned width, uint32_t nrows) {
     const size_t size = (uint64_t{nrows} * width + 7) / 8;
@@ -70,69 +44,32 @@ protected:
     }
   }
 
-  void check(const slot &s, uint32_t nrows, bool masked, filter_kind filtering) {
-    uint8_t *bytes = make_stream(s.width(), nrows);
-    predicate p = {s.opcode(), s.width(), s.flag(), make_constant(s.width(), bytes, nrows), 0};
-    p.hi = random() % 4 == 0 ? p.c : make_constant(s.width(), bytes, nrows);
-    const size_t nwords = (nrows + 63) / 64;
-    uint64_t *mask = masked ? masks.last_words(nwords) : nullptr;
-    uint64_t *filter = filtering != filter_kind::none ? filters.last_words(nwords) : nullptr;
-    const unsigned densities[] = {0, 20, 500, 1000};
-    if (masked)
-      randomise(mask, nwords, 800);
-    if (filter != nullptr)
-      randomise(filter, nwords, densities[random() % 4]);
-    uint64_t *out = output.last_words(nwords);
-    std::fill_n(out, nwords, uint64_t{0xabababababababab});
+  void check_slot(const slot &s, const scan_call &call) {
+    uint8_t *bytes = make_stream(s.width(), call.nrows);
+    predicate p = {s.opcode(), s.width(), s.flag(), make_constant(s.width(), bytes, call.nrows), 0};
+    p.hi = random() % 4 == 0 ? p.c : make_constant(s.width(), bytes, call.nrows);
 
     vorn_enc_ctx enc;
     vorn_build_encoding_type_dict(&enc, s.width(), nullptr, nullptr, nullptr, 0, 0, s.flag() ? VORN_NULLS : 0);
-    vorn_cv res = {}, src = {}, lo = {}, hi = {};
-    vorn_build_vector(&res, nullptr, nullptr, nullptr, nullptr, nullptr, out, nrows, 0, nullptr, 0);
-    vorn_build_vector(&src, bytes, nullptr, nullptr, &enc, mask, nullptr, nrows, 0, nullptr, 0);
+    vorn_cv src = {}, lo = {}, hi = {};
+    vorn_build_vector(&src, bytes, nullptr, nullptr, &enc, nullptr, nullptr, call.nrows, 0, nullptr, 0);
     vorn_build_vector(&lo, &p.c, nullptr, nullptr, &enc, nullptr, nullptr, 1, 0, nullptr, 0);
     vorn_build_vector(&hi, &p.hi, nullptr, nullptr, &enc, nullptr, nullptr, 1, 0, nullptr, 0);
-    vorn_aux aux = {};
-    aux.vorn_aux_filter_bv = filter;
-    aux.vorn_aux_flags = filtering == filter_kind::selective ? VORN_AUX_FORCE_SELECTIVE : 0;
-    aux.vorn_aux_op_bits[2] = 0x40;
-
-    const bool selective = filtering == filter_kind::selective;
-    const auto expected = vorn_model::evaluate(p, bytes, nrows, mask, filter, selective);
-    const uint32_t code = vorn_test::run(vorn_global_ctx.vorn_global_ctx_dispatch[s.index], s, res, src, lo, hi, aux);
-
-    const auto where = [&] {
-      return testing::Message() << s.name() << " rows " << nrows << " constants " << p.c << ", " << p.hi << " masked "
-                                << masked << " filter " << static_cast<int>(filtering) << " seed " << seed;
+    const auto matches = [&](uint32_t row) {
+      return vorn_model::matches(p, vorn_model::code_at(bytes, s.width(), row), call.selective());
     };
-    ASSERT_EQ(code, expected.count == 0 ? uint32_t{VORN_RESULT_EMPTY} : uint32_t{VORN_RESULT_DONE}) << where();
-    ASSERT_EQ(res.vorn_cv_popc, expected.count) << where();
-    ASSERT_EQ(std::vector<uint64_t>(out, out + nwords), expected.words) << where();
-    ASSERT_TRUE(output.intact(nwords * 8)) << where();
-    // The selective bit of comparisons, and nothing else.
-    ASSERT_EQ(aux.vorn_aux_op_bits[0], 0) << where();
-    ASSERT_EQ(aux.vorn_aux_op_bits[1], filter != nullptr ? 0x02 : 0) << where();
-    ASSERT_EQ(aux.vorn_aux_op_bits[2], 0x40) << where();
-    ASSERT_EQ(aux.vorn_aux_filter_bv, filter) << where();
+    check(s, call, src, lo, hi, matches, "constants " + std::to_string(p.c) + ", " + std::to_string(p.hi));
   }
 
-  std::mt19937_64 random{seed};
   vorn_test::guarded stream{most_rows * 8};
-  vorn_test::guarded masks{most_words * 8}, filters{most_words * 8}, output{most_words * 8};
 };
 
 TEST_P(dict_predicates_test, agree_with_the_model) {
   const auto slots = dict_predicates();
   ASSERT_EQ(slots.size(), 460U);
   for (const slot &s : slots)
-    for (const uint32_t nrows : row_counts)
-      for (const auto filtering : {filter_kind::none, filter_kind::full_pass, filter_kind::selective})
-        for (const bool masked : {false, true}) {
-          if (nrows == 0 && (masked || filtering == filter_kind::full_pass))
-            continue; // there is nothing to combine
-          for (int repetition = 0; repetition < 3; ++repetition)
-            ASSERT_NO_FATAL_FAILURE(check(s, nrows, masked, filtering));
-        }
+    for (int repetition = 0; repetition < 3; ++repetition)
+      ASSERT_NO_FATAL_FAILURE(for_each_call([&](const scan_call &call) { check_slot(s, call); }));
 }
 
 // All codes of a width that is small enough against all constants: no boundary is left to chance.

@@ -1,4 +1,4 @@
-// What every predicate kernel does around its comparison: the target of a run-length source, the stream of a
+// What every predicate and set kernel does around its comparison: the target of a run-length source, the stream of a
 // block-compressed one, and the names that both report.
 #include <gtest/gtest.h>
 
@@ -8,6 +8,7 @@
 
 #include "frame/host.h"
 #include "tests/model/dict_predicate.hpp"
+#include "tests/model/value_predicate.hpp"
 #include "tests/support/implementation.hpp"
 #include "tests/support/slots.hpp"
 
@@ -15,12 +16,8 @@ namespace {
 
 using vorn_test::slot;
 
-std::vector<slot> predicates() {
-  std::vector<slot> slots;
-  for (const slot &s : vorn_test::filled_slots(vorn_global_ctx.vorn_global_ctx_dispatch))
-    if (s.opcode() <= VORN_OPC_GE_LE)
-      slots.push_back(s);
-  return slots;
+std::vector<slot> kernels() {
+  return vorn_test::slots_where([](const slot &s) { return s.predicate() || s.opcode() == VORN_OPC_SET; });
 }
 
 // What the callbacks of a call saw.  They are plain functions, so they write here.
@@ -94,18 +91,38 @@ protected:
     seen = {};
   }
 
-  // 100 rows of the codes 0 and 1, alternating; the constants 1 and 1.
+  // 100 rows of the numbers 0 and 1, alternating, with one length code; the constants, or the set, are the number 1.
   void build(const slot &s, uint32_t flags) {
     const unsigned width = s.width();
     stream.assign(100 * width / 8 + 16, 0);
     for (uint32_t row = 0; row < 100; ++row)
-      vorn_model::put_code(stream.data(), width, row, row & 1);
-    vorn_build_encoding_type_dict(&enc, width, nullptr, nullptr, nullptr, 0, 0,
-                                  flags | (s.flag() ? uint32_t{VORN_NULLS} : 0U));
+      vorn_model::put_code(stream.data(), width, row, row & 1); // fixed values are codes of whole bytes
+    length_code = static_cast<uint8_t>(width / 8 - 1);
+    lens.assign(100, 0);
+    for (uint32_t row = 0; row < 100; ++row)
+      if (width >= 16 && s.encoding() != VORN_ENC_DICT)
+        vorn_model::put_length_code(lens.data(), vorn_model::length_code_bits(width), row, length_code);
+    switch (s.encoding()) {
+    case VORN_ENC_DICT:
+      vorn_build_encoding_type_dict(&enc, width, nullptr, nullptr, nullptr, 0, 0,
+                                    flags | (s.flag() ? uint32_t{VORN_NULLS} : 0U));
+      break;
+    case VORN_ENC_FIXED:
+      vorn_build_encoding_type_fixed(&enc, width, flags | (s.flag() ? uint32_t{VORN_TZ} : 0U));
+      break;
+    default:
+      vorn_build_encoding_type_dynp(&enc, width, 0, 0, flags | (s.flag() ? uint32_t{VORN_TZ} : 0U));
+      break;
+    }
     res = src = cst = {};
     vorn_build_vector(&res, nullptr, nullptr, nullptr, nullptr, nullptr, out, 100, 0, nullptr, 0);
-    vorn_build_vector(&src, stream.data(), nullptr, nullptr, &enc, nullptr, nullptr, 100, 0, nullptr, 0);
+    vorn_build_vector(&src, stream.data(), lens.data(), nullptr, &enc, nullptr, nullptr, 100, 0, nullptr, 0);
+    // The number 1 as a code in the processor's order, as a big-endian value, and as a set.
+    one = s.encoding() == VORN_ENC_DICT ? 1 : uint64_t{1} << (width - 8);
     cst.vorn_cv_vals = &one;
+    cst.vorn_cv_lens = &length_code;
+    cst.vorn_cv_bv = set;
+    cst.vorn_cv_encoding_context = &enc;
     aux = {};
     aux.vorn_aux_ctx = &ctx;
   }
@@ -114,14 +131,20 @@ protected:
     return vorn_test::run(vorn_global_ctx.vorn_global_ctx_dispatch[s.index], s, res, src, cst, cst, aux);
   }
 
-  vorn_model::result expected(const slot &s, uint32_t nrows, const uint64_t *mask) const {
-    const vorn_model::predicate p = {s.opcode(), s.width(), s.flag(), 1, 1};
-    return vorn_model::evaluate(p, stream.data(), nrows, mask, nullptr, false);
+  static vorn_model::result expected(const slot &s, uint32_t nrows, const uint64_t *mask) {
+    const bool of_a_set = s.opcode() == VORN_OPC_SET;
+    return vorn_model::select(nrows, of_a_set ? nullptr : mask, nullptr, [&](uint32_t row) {
+      const uint32_t number = row & 1;
+      const bool null = s.encoding() == VORN_ENC_DICT && s.flag() && number == 0;
+      return of_a_set ? number == 1 : vorn_model::satisfies(number, s.opcode(), 1U, 1U) && !null;
+    });
   }
 
   int heap = 0;
-  uint32_t one = 1;
-  std::vector<uint8_t> stream;
+  uint64_t one = 0;
+  uint64_t set[1] = {2};
+  uint8_t length_code = 0;
+  std::vector<uint8_t> stream, lens;
   uint64_t out[2] = {};
   vorn_ctx ctx = {};
   vorn_enc_ctx enc = {};
@@ -130,14 +153,14 @@ protected:
 };
 
 TEST_P(predicate_contract_test, runs_are_evaluated_once_and_handed_to_the_burst) {
-  for (const slot &s : predicates()) {
+  for (const slot &s : kernels()) {
     SCOPED_TRACE(s.name());
     build(s, 0);
     // 70 runs, of which the mask drops every third; their 700 rows are of no concern here.
     uint64_t per_run[2] = {~uint64_t{0}, ~uint64_t{0}};
     uint64_t mask[2] = {0xdb6db6db6db6db6d, ~uint64_t{0}};
-    std::vector<uint8_t> lens(70, 10);
-    vorn_add_encoding_type_rle(&enc, lens.data(), nullptr, 8, 70, per_run);
+    std::vector<uint8_t> run_lens(70, 10);
+    vorn_add_encoding_type_rle(&enc, run_lens.data(), nullptr, 8, 70, per_run);
     enc.vorn_enc_ctx_burst_fn = burst;
     src.vorn_cv_mask_bv = mask;
     src.vorn_cv_nrows = res.vorn_cv_nrows = 700;
@@ -162,7 +185,7 @@ TEST_P(predicate_contract_test, runs_are_evaluated_once_and_handed_to_the_burst)
 }
 
 TEST_P(predicate_contract_test, a_compressed_stream_is_decoded_once_and_kept_in_the_slot) {
-  const std::vector<slot> slots = predicates();
+  const std::vector<slot> slots = kernels();
   for (const bool selective : {false, true})
     for (const slot &s : slots) {
       SCOPED_TRACE(s.name());

@@ -1,0 +1,314 @@
+// Bursts: one bit per run becomes one bit per row.  The kernels of every implementation against a model, then the entry
+// point and the whole path of a predicate over runs.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <random>
+
+#include "tests/support/guarded.hpp"
+#include "tests/support/implementation.hpp"
+#include "tests/support/slots.hpp"
+
+namespace {
+
+using lines = std::vector<std::string>;
+using vorn_host::value;
+
+constexpr uint32_t burst_slot(uint32_t minor_type) { return minor_type << 5 | VORN_OPC_BURST; }
+
+// A run-length encoded vector whose arrays end at unreadable pages.
+struct runs {
+  runs(const std::vector<uint32_t> &lengths, unsigned width, bool indexed)
+      : lens_memory(lengths.size() * width / 8), cla_memory(4 * (lengths.size() + 1)),
+        nruns(static_cast<uint32_t>(lengths.size())) {
+    uint8_t *lens = lens_memory.last(lengths.size() * width / 8);
+    uint8_t *cla = cla_memory.last(4 * (lengths.size() + 1));
+    const auto store = [](uint8_t *at, uint32_t number, unsigned bytes) {
+      for (unsigned i = 0; i < bytes; ++i)
+        at[i] = static_cast<uint8_t>(number >> 8 * (bytes - 1 - i));
+    };
+    store(cla, 0, 4);
+    for (size_t i = 0; i < lengths.size(); ++i) {
+      // With a CLA the lengths are never looked at.
+      store(lens + i * width / 8, indexed ? 0xa5a5 : lengths[i], width / 8);
+      nrows += lengths[i];
+      store(cla + 4 * (i + 1), nrows, 4);
+    }
+    vorn_build_encoding_type_dict(&enc, 8, nullptr, nullptr, nullptr, 0, 0, 0);
+    vorn_add_encoding_type_rle(&enc, lens, indexed ? cla : nullptr, static_cast<uint8_t>(width), nruns, nullptr);
+  }
+  size_t words() const { return (nruns + 63) / 64; }
+
+  vorn_test::guarded lens_memory, cla_memory;
+  uint32_t nruns;
+  uint32_t nrows = 0;
+  vorn_enc_ctx enc = {};
+};
+
+class burst_kernels : public vorn_test::implementation_test {
+protected:
+  // Runs the kernel over the selection and compares with the rows taken one by one.
+  void check(const std::vector<uint32_t> &lengths, const std::vector<bool> &selected, unsigned width, bool indexed,
+             uint32_t spare_rows) {
+    runs source(lengths, width, indexed);
+    std::vector<uint64_t> per_run(source.words() + 1, ~uint64_t{0}); // stray bits behind the last run
+    const uint32_t nrows = source.nrows + spare_rows;
+    std::vector<uint64_t> expected((nrows + 63) / 64);
+    uint32_t count = 0, row = 0;
+    for (size_t run = 0; run < lengths.size(); ++run) {
+      if (!selected[run])
+        per_run[run / 64] &= ~(uint64_t{1} << run % 64);
+      for (uint32_t i = 0; i < lengths[run]; ++i, ++row)
+        if (selected[run]) {
+          expected[row / 64] |= uint64_t{1} << row % 64;
+          ++count;
+        }
+    }
+    vorn_test::guarded output(expected.size() * 8);
+    uint64_t *out = output.last_words(expected.size());
+    std::fill_n(out, expected.size(), uint64_t{0xabababababababab});
+    vorn_cv res = {}, src = {};
+    res.vorn_cv_bv = out;
+    res.vorn_cv_nrows = nrows;
+    src.vorn_cv_encoding_context = &source.enc;
+    vorn_aux aux = {};
+    aux.vorn_aux_filter_bv = per_run.data();
+    const auto minor = static_cast<uint32_t>(source.enc.vorn_enc_ctx_minor_type);
+    const uint32_t code = vorn_global_ctx.vorn_global_ctx_dispatch[burst_slot(minor)].unary(&res, &src, &aux);
+    const auto where = [&] {
+      return testing::Message() << width << " bits, indexed " << indexed << ", runs " << lengths.size() << ", rows "
+                                << nrows;
+    };
+    ASSERT_EQ(std::vector<uint64_t>(out, out + expected.size()), expected) << where();
+    ASSERT_EQ(res.vorn_cv_popc, count) << where();
+    ASSERT_EQ(code, count == 0 ? uint32_t{VORN_RESULT_EMPTY} : uint32_t{VORN_RESULT_DONE}) << where();
+    ASSERT_TRUE(output.intact(expected.size() * 8)) << where();
+    ASSERT_EQ(aux.vorn_aux_op_bits[1], 0) << "a burst has no filter of its own";
+  }
+
+  void check_all_forms(const std::vector<uint32_t> &lengths, const std::vector<bool> &selected) {
+    for (const unsigned width : {8U, 16U})
+      for (const bool indexed : {false, true})
+        for (const uint32_t spare : {0U, 70U})
+          ASSERT_NO_FATAL_FAILURE(check(lengths, selected, width, indexed, spare));
+  }
+};
+
+TEST_P(burst_kernels, expand_runs_at_every_border) {
+  // A run of every length at every offset in a word, selected alone and with both neighbours.
+  for (uint32_t before = 0; before < 66; ++before)
+    for (const uint32_t length : {0U, 1U, 2U, 62U, 63U, 64U, 65U, 127U, 128U, 200U}) {
+      ASSERT_NO_FATAL_FAILURE(check_all_forms({before, length, 3}, {false, true, false}));
+      ASSERT_NO_FATAL_FAILURE(check_all_forms({before, length, 3}, {true, true, true}));
+    }
+}
+
+TEST_P(burst_kernels, expand_random_runs) {
+  std::mt19937 random(11);
+  for (const size_t nruns : {0U, 1U, 2U, 63U, 64U, 65U, 300U})
+    for (const uint32_t longest : {1U, 5U, 40U, 255U})
+      for (const unsigned per_cent : {0U, 3U, 50U, 100U}) {
+        std::vector<uint32_t> lengths(nruns);
+        std::vector<bool> selected(nruns);
+        for (size_t run = 0; run < nruns; ++run) {
+          lengths[run] = static_cast<uint32_t>(random() % (longest + 1));
+          selected[run] = random() % 100 < per_cent;
+        }
+        ASSERT_NO_FATAL_FAILURE(check_all_forms(lengths, selected));
+      }
+}
+
+TEST_P(burst_kernels, read_long_lengths_most_significant_byte_first) {
+  for (const bool indexed : {false, true})
+    ASSERT_NO_FATAL_FAILURE(check({0x0100, 0xfffe, 0x0102}, {true, false, true}, 16, indexed, 0));
+}
+
+TEST_P(burst_kernels, stop_where_their_preconditions_do_not_hold) {
+  for (const uint32_t minor : {27U, 31U, 59U, 63U}) {
+    const vorn_test::slot slot = {burst_slot(minor)};
+    uint64_t words[1] = {};
+    vorn_enc_ctx enc = {};
+    enc.vorn_enc_ctx_flags = VORN_DICT;
+    vorn_cv res = {}, src = {};
+    res.vorn_cv_bv = words;
+    src.vorn_cv_encoding_context = &enc;
+    vorn_aux aux = {};
+    aux.vorn_aux_filter_bv = words;
+    const vorn_unary_fn kernel = vorn_global_ctx.vorn_global_ctx_dispatch[slot.index].unary;
+    const std::string prefix = std::string("generic/vornc_generic:[0-9]+: ") + slot.name() + ": Assertion `";
+    EXPECT_DEATH(kernel(&res, &src, &aux),
+                 prefix + R"(\(\(\(\(\(src\)->vorn_cv_encoding_context\)\)->vorn_enc_ctx_flags\) & \(VORN_RLE\)\)' )");
+    enc.vorn_enc_ctx_flags |= VORN_RLE;
+    EXPECT_DEATH(kernel(&res, &src, &aux), prefix + "vorn_bv_res != vorn_bv_aux' ");
+  }
+}
+
+VORN_TEST_ALL_IMPLEMENTATIONS(burst_kernels);
+
+class burst_entry : public testing::Test {
+protected:
+  void SetUp() override {
+    env.on_error = vorn_host::error_policy::resume;
+    env.record = true;
+    ctx = env.context();
+    vorn_build_encoding_type_dict(&enc, 8, nullptr, nullptr, nullptr, 0, 0, VORN_STREAM);
+    vorn_add_encoding_type_rle(&enc, lens, nullptr, 8, 4, nullptr);
+    res.vorn_cv_bv = out;
+    res.vorn_cv_nrows = src.vorn_cv_nrows = 20;
+    src.vorn_cv_encoding_context = &enc;
+    aux.vorn_aux_filter_bv = per_run;
+  }
+  void TearDown() override {
+    vorn_global_ctx = vorn_test::initial_global_ctx;
+    vorn_host::script_clock({});
+  }
+
+  vorn_host::environment env;
+  vorn_ctx ctx = {};
+  alignas(8) uint8_t lens[8] = {3, 4, 5, 8};
+  alignas(8) uint64_t out[1] = {};
+  alignas(8) uint64_t per_run[1] = {0xa};
+  vorn_enc_ctx enc = {};
+  vorn_cv res = {}, src = {};
+  vorn_aux aux = {};
+};
+
+TEST_F(burst_entry, expands_without_a_look_at_the_stream) {
+  const uint32_t flags = enc.vorn_enc_ctx_flags;
+  aux.vorn_aux_diag_code = 5;
+  aux.vorn_aux_op_bits[0] = aux.vorn_aux_op_bits[1] = aux.vorn_aux_op_bits[2] = 0xff;
+  std::vector<uint64_t> stats(80, 1), expected(80, 1);
+  ctx.vorn_ctx_stats = stats.data();
+  EXPECT_EQ(vorn_decode_rle_burst(&ctx, &res, &src, &aux), uint32_t{VORN_RESULT_DONE});
+  EXPECT_EQ(out[0], 0xff078U);
+  EXPECT_EQ(res.vorn_cv_popc, 12U);
+  EXPECT_EQ(enc.vorn_enc_ctx_flags, flags);
+  EXPECT_EQ(aux.vorn_aux_ctx, &ctx);
+  EXPECT_EQ(aux.vorn_aux_diag_code, 0U);
+  EXPECT_EQ(aux.vorn_aux_op_bits[0], 0xf7);
+  EXPECT_EQ(aux.vorn_aux_op_bits[1], 0xf7);
+  EXPECT_EQ(aux.vorn_aux_op_bits[2], 0xf7);
+  ++expected[48 + 2];
+  EXPECT_EQ(stats, expected);
+  EXPECT_EQ(env.transcript(), lines{});
+  per_run[0] = 0;
+  EXPECT_EQ(vorn_decode_rle_burst(&ctx, &res, &src, &aux), uint32_t{VORN_RESULT_EMPTY});
+  EXPECT_EQ(enc.vorn_enc_ctx_flags, flags);
+}
+
+// The stream bit reads as clear while the kernel runs, and is back behind it.
+uint32_t flags_in_kernel;
+uint32_t watching_kernel(vorn_cv *, vorn_cv *src, vorn_aux *aux) {
+  flags_in_kernel = src->vorn_cv_encoding_context->vorn_enc_ctx_flags;
+  aux->vorn_aux_diag_code = 3;
+  return 9;
+}
+
+TEST_F(burst_entry, runs_the_table_in_force_and_traces) {
+  std::vector<vorn_kernel> table(VORN_DISPATCH_SLOTS, vorn_kernel{.unary = watching_kernel});
+  vorn_global_ctx.vorn_global_ctx_dispatch = table.data();
+  env.trace_control().trace_on = 1;
+  ctx.vorn_ctx_trace = 4;
+  env.name_pointer(table.data(), "table");
+  vorn_host::script_clock({0, 15625});
+  src.vorn_cv_nrows = 1 << 20;
+  ctx.vorn_ctx_flags = VORN_CTX_SELF_CHECK; // this entry has none
+  EXPECT_EQ(vorn_decode_rle_burst(&ctx, &res, &src, &aux), 9U);
+  EXPECT_EQ(flags_in_kernel, uint32_t{VORN_DICT | VORN_RLE});
+  EXPECT_EQ(enc.vorn_enc_ctx_flags, uint32_t{VORN_DICT | VORN_RLE | VORN_STREAM});
+  const lines expected = {
+      R"(host_trace_eval_flags 0x12050004 4 0x400 0x4)",
+      R"(host_trace_eval_flags 0x12050004 2 0x400 0x4)",
+      R"(host_trace_record "%s force_generic: %d\n" "vorn_decode_rle_burst" 0x12050004 0x402 "vorn_burst_rle_8bit" 0)",
+      R"(host_trace_eval_flags 0x12050004 3 0x400 0x4)",
+      R"(host_trace_record "loaded_lib: %s loaded_status: %d, loaded_dispatch_table: %p\nnrows: %d\n" )"
+      R"("vorn_decode_rle_burst" 0x12050004 0x402 "generic" 2 table 1048576)",
+      R"(host_clock_time64 0x0)",
+      R"(host_trace_eval_flags 0x12050004 3 0x400 0x4)",
+      R"(host_trace_record "diag_code: %d\n" "vorn_decode_rle_burst" 0x12050004 0x402 3)",
+      R"(host_clock_time64 0x3d09)",
+      R"(host_trace_eval_flags 0x12050004 4 0x400 0x4)",
+      R"(host_trace_record "Runtime %.0f us (%.0f Mrows/sec)\n" "vorn_decode_rle_burst" 0x12050004 0x402 15625 64)"};
+  EXPECT_EQ(env.transcript(), expected);
+  ctx.vorn_ctx_flags = VORN_CTX_FORCE_GENERIC;
+  EXPECT_EQ(vorn_decode_rle_burst(&ctx, &res, &src, &aux), uint32_t{VORN_RESULT_DONE});
+}
+
+TEST_F(burst_entry, reports_every_wrong_argument) {
+  std::vector<vorn_kernel> table(VORN_DISPATCH_SLOTS, vorn_kernel{.unary = watching_kernel});
+  vorn_global_ctx.vorn_global_ctx_dispatch = table.data();
+  enc.vorn_enc_ctx_flags &= ~uint32_t{VORN_RLE};
+  const auto odd = [](const void *address) { return static_cast<const char *>(address) + 4; };
+  res.vorn_cv_bv = reinterpret_cast<uint64_t *>(reinterpret_cast<char *>(out) + 4);
+  enc.vorn_enc_ctx_rle_lens = odd(lens);
+  enc.vorn_enc_ctx_rle_cla = odd(out);
+  aux.vorn_aux_filter_bv = reinterpret_cast<uint64_t *>(reinterpret_cast<char *>(per_run) + 4);
+  vorn_decode_rle_burst(&ctx, &res, &src, &aux);
+  const std::pair<const char *, std::vector<value>> expected[] = {
+      {"vorn_decode_rle_burst: src is not RLE", {}},
+      {"vorn_decode_rle_burst: res is not aligned", {static_cast<const void *>(odd(out))}},
+      {"vorn_decode_rle_burst: rle vec is not aligned", {static_cast<const void *>(odd(lens))}},
+      {"vorn_decode_rle_burst: rle cla is not aligned", {static_cast<const void *>(odd(out))}},
+      {"vorn_decode_rle_burst: aux bv is not aligned", {static_cast<const void *>(odd(per_run))}}};
+  const auto errors = env.errors();
+  ASSERT_EQ(errors.size(), std::size(expected));
+  for (size_t i = 0; i < errors.size(); ++i) {
+    EXPECT_EQ(errors[i].message, expected[i].first);
+    EXPECT_EQ(errors[i].values, expected[i].second);
+  }
+}
+
+// From the entry of a predicate to rows, under every implementation, with the self-check and with the statistics of
+// both operations.
+class predicates_over_runs : public vorn_test::implementation_test {};
+
+TEST_P(predicates_over_runs, select_the_rows_of_their_runs) {
+  vorn_ctx ctx = env.context();
+  std::vector<uint64_t> stats(80);
+  ctx.vorn_ctx_stats = stats.data();
+  std::mt19937 random(5);
+  alignas(8) std::array<uint8_t, 304> codes{};
+  alignas(8) std::array<uint8_t, 304> lens{};
+  uint32_t nrows = 0;
+  for (size_t run = 0; run < 300; ++run) {
+    codes[run] = static_cast<uint8_t>(random() % 5);
+    lens[run] = static_cast<uint8_t>(random() % 60);
+    nrows += lens[run];
+  }
+  std::vector<uint64_t> per_run(5), out((nrows + 63) / 64), filter(out.size(), 1);
+  vorn_enc_ctx enc, cst_enc;
+  vorn_build_encoding_type_dict(&enc, 8, nullptr, nullptr, nullptr, 0, 0, 0);
+  vorn_build_encoding_type_dict(&cst_enc, 8, nullptr, nullptr, nullptr, 0, 0, VORN_CONST);
+  vorn_add_encoding_type_rle(&enc, lens.data(), nullptr, 8, 300, per_run.data());
+  uint32_t constant = 3;
+  vorn_cv res = {}, src = {}, cst = {};
+  vorn_build_vector(&res, nullptr, nullptr, nullptr, nullptr, nullptr, out.data(), nrows, 0, nullptr, 0);
+  vorn_build_vector(&src, codes.data(), nullptr, nullptr, &enc, nullptr, nullptr, nrows, 0, nullptr, 0);
+  vorn_build_vector(&cst, &constant, nullptr, nullptr, &cst_enc, nullptr, nullptr, 1, 0, nullptr, 0);
+  std::vector<uint64_t> expected(out.size());
+  uint32_t count = 0, row = 0;
+  for (size_t run = 0; run < 300; ++run)
+    for (uint32_t i = 0; i < lens[run]; ++i, ++row)
+      if (codes[run] >= 3) {
+        expected[row / 64] |= uint64_t{1} << row % 64;
+        ++count;
+      }
+  for (const uint8_t flags : std::initializer_list<uint8_t>{0, VORN_CTX_FORCE_GENERIC, VORN_CTX_SELF_CHECK}) {
+    ctx.vorn_ctx_flags = flags;
+    vorn_aux aux = {};
+    aux.vorn_aux_filter_bv = filter.data();
+    std::fill(stats.begin(), stats.end(), 0);
+    EXPECT_EQ(vorn_ge(&ctx, &res, &src, &cst, &aux), uint32_t{VORN_RESULT_DONE});
+    EXPECT_EQ(out, expected);
+    EXPECT_EQ(res.vorn_cv_popc, count);
+    EXPECT_EQ(aux.vorn_aux_filter_bv, nullptr);
+    EXPECT_EQ(enc.vorn_enc_ctx_burst_fn, vorn_decode_rle_burst);
+    EXPECT_EQ(stats[48 + 0], 1U);
+    EXPECT_EQ(stats[48 + 2], flags == VORN_CTX_SELF_CHECK ? 2U : 1U) << "each kernel run calls a burst";
+    EXPECT_EQ(stats[56 + 0] + stats[56 + 2], 0U);
+  }
+}
+
+VORN_TEST_ALL_IMPLEMENTATIONS(predicates_over_runs);
+
+} // namespace

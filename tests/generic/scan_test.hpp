@@ -1,0 +1,103 @@
+// One call of a scan kernel with mask and filter, compared with what the model selects: the base of the suites.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+
+#include "tests/model/predicate.hpp"
+#include "tests/support/guarded.hpp"
+#include "tests/support/implementation.hpp"
+#include "tests/support/slots.hpp"
+
+namespace vorn_test {
+
+enum class filter_kind { none, full_pass, selective };
+
+// How one call is made.
+struct scan_call {
+  uint32_t nrows;
+  bool masked;
+  filter_kind filtering;
+
+  bool selective() const { return filtering == filter_kind::selective; }
+};
+
+class scan_test : public implementation_test {
+protected:
+  static constexpr uint32_t most_rows = 1025;
+  static constexpr size_t most_words = (most_rows + 63) / 64;
+  static constexpr uint64_t seed = 20240917;
+
+  // Calls visit for row counts around words and blocks, with and without mask, with every kind of filter.
+  template <class Visit>
+  static void for_each_call(Visit visit) {
+    for (const uint32_t nrows : {0U, 1U, 7U, 8U, 9U, 63U, 64U, 65U, 127U, 128U, 1023U, 1024U, 1025U})
+      for (const auto filtering : {filter_kind::none, filter_kind::full_pass, filter_kind::selective})
+        for (const bool masked : {false, true})
+          if (nrows != 0 || (!masked && filtering == filter_kind::none)) { // otherwise there is nothing to combine
+            visit(scan_call{nrows, masked, filtering});
+            if (HasFatalFailure())
+              return;
+          }
+  }
+
+  // Fills words with bits of the given density, stray bits behind the last row included.
+  void randomise(uint64_t *words, size_t count, unsigned per_mille) {
+    for (size_t i = 0; i < count; ++i) {
+      words[i] = 0;
+      for (unsigned b = 0; b < 64; ++b)
+        words[i] |= uint64_t{random() % 1000 < per_mille} << b;
+    }
+  }
+
+  // Runs the kernel of a slot over src, whose rows match as matches(row) says, and compares all that it writes.
+  template <class Matches>
+  void check(const slot &s, const scan_call &call, vorn_cv src, const vorn_cv &lo, const vorn_cv &hi, Matches matches,
+             const std::string &what) {
+    const uint32_t nrows = call.nrows;
+    const size_t nwords = (nrows + 63) / 64;
+    const bool set = s.opcode() == VORN_OPC_SET;
+    uint64_t *mask = call.masked ? masks.last_words(nwords) : nullptr;
+    uint64_t *filter = call.filtering != filter_kind::none ? filters.last_words(nwords) : nullptr;
+    const unsigned densities[] = {0, 20, 500, 1000};
+    if (mask != nullptr)
+      randomise(mask, nwords, 800);
+    if (filter != nullptr)
+      randomise(filter, nwords, densities[random() % 4]);
+    uint64_t *out = output.last_words(nwords);
+    std::fill_n(out, nwords, uint64_t{0xabababababababab});
+
+    vorn_cv res = {};
+    vorn_build_vector(&res, nullptr, nullptr, nullptr, nullptr, nullptr, out, nrows, 0, nullptr, 0);
+    src.vorn_cv_mask_bv = mask;
+    vorn_aux aux = {};
+    aux.vorn_aux_filter_bv = filter;
+    aux.vorn_aux_flags = call.selective() ? VORN_AUX_FORCE_SELECTIVE : 0;
+    aux.vorn_aux_op_bits[2] = 0x40;
+
+    // Sets take no notice of a mask: their entry point removes it.
+    const auto expected = vorn_model::select(nrows, set ? nullptr : mask, filter, matches);
+    const uint32_t code = run(vorn_global_ctx.vorn_global_ctx_dispatch[s.index], s, res, src, lo, hi, aux);
+
+    const auto where = [&] {
+      return testing::Message() << s.name() << " rows " << nrows << " " << what << " masked " << call.masked
+                                << " filter " << static_cast<int>(call.filtering) << " seed " << seed;
+    };
+    ASSERT_EQ(code, expected.count == 0 ? uint32_t{VORN_RESULT_EMPTY} : uint32_t{VORN_RESULT_DONE}) << where();
+    ASSERT_EQ(res.vorn_cv_popc, expected.count) << where();
+    ASSERT_EQ(std::vector<uint64_t>(out, out + nwords), expected.words) << where();
+    ASSERT_TRUE(output.intact(nwords * 8)) << where();
+    // The selective bit of the operation, and nothing else.
+    ASSERT_EQ(aux.vorn_aux_op_bits[0], 0) << where();
+    ASSERT_EQ(aux.vorn_aux_op_bits[1], filter == nullptr ? 0 : set ? 0x10 : 0x02) << where();
+    ASSERT_EQ(aux.vorn_aux_op_bits[2], 0x40) << where();
+    ASSERT_EQ(aux.vorn_aux_filter_bv, filter) << where();
+  }
+
+  std::mt19937_64 random{seed};
+  guarded masks{most_words * 8}, filters{most_words * 8}, output{most_words * 8};
+};
+
+} // namespace vorn_test

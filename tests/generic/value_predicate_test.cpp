@@ -1,0 +1,255 @@
+// Every predicate over fixed and dynamic-packed values, of every implementation, against the model: all strides, the
+// second key, shared length codes; value streams, length streams and constants that end at an unreadable page.
+#include <cstring>
+
+#include "tests/generic/scan_test.hpp"
+#include "tests/model/value_predicate.hpp"
+
+namespace {
+
+using vorn_model::sort_pair;
+using vorn_test::filter_kind;
+using vorn_test::scan_call;
+using vorn_test::slot;
+
+std::vector<slot> slots_of(unsigned encoding) {
+  return vorn_test::slots_where([&](const slot &s) { return s.predicate() && s.encoding() == encoding; });
+}
+
+std::vector<unsigned> widths_of_class(unsigned width_class) {
+  switch (width_class) {
+  case 32:
+    return {24, 32};
+  case 64:
+    return {40, 48, 56, 64};
+  default:
+    return {width_class};
+  }
+}
+
+class value_predicates_test : public vorn_test::scan_test {
+protected:
+  // A number of `size` bytes out of few, extremes and neighbours among them, so that every predicate hits and misses.
+  uint64_t draw(unsigned size) {
+    const uint64_t top = UINT64_MAX >> (64 - 8 * size);
+    const uint64_t middle = 0x8070605040302010 >> (64 - 8 * size);
+    const uint64_t palette[] = {
+        0, 1, top, top - 1, middle, middle ^ 1, middle ^ (top ^ top >> 1), middle & ~uint64_t{0xff}};
+    return palette[random() % std::size(palette)];
+  }
+
+  static void store_big(uint8_t *bytes, uint64_t value, unsigned size) {
+    for (unsigned i = 0; i < size; ++i)
+      bytes[i] = static_cast<uint8_t>(value >> 8 * (size - 1 - i));
+  }
+
+  // A constant of `size` bytes near a row, and its length code; each ends with its memory.
+  sort_pair make_constant(vorn_cv &cst, vorn_enc_ctx &enc, vorn_test::guarded &value, vorn_test::guarded &code,
+                          unsigned size, const std::vector<sort_pair> &rows, unsigned codes) {
+    sort_pair key = {draw(size), static_cast<unsigned>(random() % codes)};
+    if (!rows.empty() && random() % 4 != 0)
+      key = rows[random() % rows.size()];
+    if (random() % 4 == 0)
+      key.second = static_cast<unsigned>(random() % codes);
+    cst = {};
+    cst.vorn_cv_encoding_context = &enc;
+    cst.vorn_cv_vals = value.last(size);
+    cst.vorn_cv_lens = code.last(1);
+    store_big(static_cast<uint8_t *>(cst.vorn_cv_vals), key.first, size);
+    *static_cast<uint8_t *>(cst.vorn_cv_lens) = static_cast<uint8_t>(key.second);
+    return key;
+  }
+
+  // Makes two constants and runs the kernel over rows whose sort keys are known.
+  void check_rows(const slot &s, const scan_call &call, const vorn_cv &src, vorn_enc_ctx &enc, unsigned size,
+                  std::vector<sort_pair> rows, unsigned codes, bool second_key) {
+    vorn_cv lo, hi;
+    sort_pair c = make_constant(lo, enc, lo_value, lo_code, size, rows, codes);
+    sort_pair d = make_constant(hi, enc, hi_value, hi_code, size, rows, codes);
+    if (!second_key) {
+      c.second = d.second = 0;
+      for (sort_pair &row : rows)
+        row.second = 0;
+    }
+    const auto matches = [&](uint32_t row) { return vorn_model::satisfies(rows[row], s.opcode(), c, d); };
+    const auto text = [](const sort_pair &key) { return std::to_string(key.first) + ":" + std::to_string(key.second); };
+    check(s, call, src, lo, hi, matches,
+          "width " + std::to_string(8 * size) + " constants " + text(c) + ", " + text(d));
+  }
+
+  void check_fixed(const slot &s, const scan_call &call, unsigned width, bool uniform) {
+    const unsigned size = width / 8;
+    const bool second_key = s.flag() && s.width() != 8;
+    const unsigned bits = second_key ? vorn_model::length_code_bits(s.width()) : 1;
+    vorn_enc_ctx enc;
+    vorn_build_encoding_type_fixed(&enc, width, (s.flag() ? VORN_TZ : 0) | (uniform ? VORN_UNIFORM_LENS : 0));
+    ASSERT_EQ(enc.vorn_enc_ctx_type << 5 | s.opcode(), s.index);
+
+    uint8_t *bytes = values.last(uint64_t{call.nrows} * size);
+    const size_t nlens = uniform ? 1 : (uint64_t{call.nrows} * bits + 7) / 8;
+    uint8_t *codes = lens.last(nlens);
+    std::fill_n(codes, nlens, uint8_t{0xff}); // stray bits behind the last code
+    std::vector<sort_pair> rows;
+    for (uint32_t row = 0; row < call.nrows; ++row) {
+      store_big(bytes + row * size, draw(size), size);
+      if (!uniform)
+        vorn_model::put_length_code(codes, bits, row, static_cast<unsigned>(random() & ((1U << bits) - 1)));
+      else if (row == 0)
+        *codes = static_cast<uint8_t>(random() % 9);
+      rows.emplace_back(vorn_model::value_at(bytes + row * size, size, size),
+                        uniform ? *codes : vorn_model::length_code_at(codes, bits, row));
+    }
+    vorn_cv src = {};
+    vorn_build_vector(&src, bytes, second_key ? codes : nullptr, nullptr, &enc, nullptr, nullptr, call.nrows, 0,
+                      nullptr, 0);
+    check_rows(s, call, src, enc, size, rows, uniform ? 9 : 1U << bits, second_key);
+  }
+
+  // Fills the streams with rows of up to `width / 8` bytes; returns their sort keys.
+  std::vector<sort_pair> make_dynp(vorn_cv &src, vorn_enc_ctx &enc, unsigned width, bool second_key, uint32_t nrows) {
+    const unsigned bits = vorn_model::length_code_bits(width);
+    const size_t nlens = (uint64_t{nrows} * bits + 7) / 8;
+    uint8_t *codes = lens.last(nlens);
+    std::fill_n(codes, nlens, uint8_t{0xff});
+    std::vector<uint8_t> stored;
+    const unsigned fewest = static_cast<unsigned>(random() % 2) * (width / 8 - 1); // now and then all rows are whole
+    for (uint32_t row = 0; row < nrows; ++row) {
+      const unsigned code = std::max(fewest, static_cast<unsigned>(random() % (width / 8)));
+      vorn_model::put_length_code(codes, bits, row, code);
+      uint8_t value[8];
+      store_big(value, draw(width / 8), width / 8);
+      stored.insert(stored.end(), value, value + code + 1);
+    }
+    uint8_t *bytes = values.last(stored.size());
+    std::copy(stored.begin(), stored.end(), bytes);
+    vorn_build_encoding_type_dynp(&enc, width, 0, 0, second_key ? VORN_TZ : 0);
+    vorn_build_vector(&src, bytes, codes, nullptr, &enc, nullptr, nullptr, nrows, 0, nullptr, 0);
+    return vorn_model::dynp_rows(bytes, codes, width, nrows);
+  }
+
+  vorn_test::guarded values{most_rows * 8}, lens{most_rows};
+  vorn_test::guarded lo_value{8}, hi_value{8}, lo_code{1}, hi_code{1};
+};
+
+TEST_P(value_predicates_test, fixed_agree_with_the_model) {
+  const auto slots = slots_of(VORN_ENC_FIXED);
+  ASSERT_EQ(slots.size(), 80U);
+  for (const slot &s : slots)
+    for (const unsigned width : widths_of_class(s.width()))
+      for (const bool uniform : {false, true}) {
+        if (uniform && !s.flag())
+          continue;
+        ASSERT_NO_FATAL_FAILURE(for_each_call([&](const scan_call &call) { check_fixed(s, call, width, uniform); }));
+      }
+}
+
+TEST_P(value_predicates_test, dynp_agree_with_the_model) {
+  const auto slots = slots_of(VORN_ENC_DYNP);
+  ASSERT_EQ(slots.size(), 60U);
+  for (const slot &s : slots)
+    for (int repetition = 0; repetition < 4; ++repetition)
+      ASSERT_NO_FATAL_FAILURE(for_each_call([&](const scan_call &call) {
+        vorn_cv src = {};
+        vorn_enc_ctx enc;
+        const auto rows = make_dynp(src, enc, s.width(), s.flag(), call.nrows);
+        ASSERT_EQ(enc.vorn_enc_ctx_type << 5 | s.opcode(), s.index);
+        check_rows(s, call, src, enc, s.width() / 8, rows, s.width() / 8 + 1, s.flag());
+      }));
+}
+
+// Each row alone in the filter: the twin finds it from every position in a length byte and after every skip.
+TEST_P(value_predicates_test, a_selective_dynp_scan_finds_every_row) {
+  for (const slot &s : slots_of(VORN_ENC_DYNP)) {
+    if (s.opcode() != VORN_OPC_EQ)
+      continue;
+    constexpr uint32_t nrows = 65;
+    vorn_cv src = {}, cst = {};
+    vorn_enc_ctx enc;
+    const auto rows = make_dynp(src, enc, s.width(), s.flag(), nrows);
+    for (uint32_t row = 0; row < nrows; ++row) {
+      uint8_t value[8];
+      store_big(value, rows[row].first, s.width() / 8);
+      auto code = static_cast<uint8_t>(rows[row].second);
+      uint64_t filter[2] = {}, out[2] = {};
+      filter[row / 64] = uint64_t{1} << row % 64;
+      cst.vorn_cv_vals = value;
+      cst.vorn_cv_lens = &code;
+      vorn_cv res = {};
+      res.vorn_cv_bv = out;
+      res.vorn_cv_nrows = nrows;
+      vorn_aux aux = {};
+      aux.vorn_aux_filter_bv = filter;
+      aux.vorn_aux_flags = VORN_AUX_FORCE_SELECTIVE;
+      EXPECT_EQ(vorn_test::run(vorn_global_ctx.vorn_global_ctx_dispatch[s.index], s, res, src, cst, cst, aux),
+                uint32_t{VORN_RESULT_DONE});
+      EXPECT_EQ(res.vorn_cv_popc, 1U) << s.name() << " row " << row;
+      EXPECT_EQ(std::memcmp(out, filter, sizeof out), 0) << s.name() << " row " << row;
+    }
+  }
+}
+
+// A bad length code of a constant is found before anything is done, a twin or a stream included.
+TEST_P(value_predicates_test, dynp_refuse_constants_that_are_too_long) {
+  for (const slot &s : slots_of(VORN_ENC_DYNP))
+    for (const unsigned too_long : {s.width() / 8 + 1, 255U})
+      for (const bool second : {false, true})
+        for (const bool selective : {false, true}) {
+          if (second && !s.range())
+            continue;
+          vorn_enc_ctx enc;
+          vorn_build_encoding_type_dynp(&enc, s.width(), 0, 0, VORN_STREAM);
+          uint64_t value = 0, out[2] = {7, 7}, filter[2] = {~uint64_t{0}, ~uint64_t{0}};
+          auto good = static_cast<uint8_t>(s.width() / 8), bad = static_cast<uint8_t>(too_long);
+          void *kept = nullptr;
+          vorn_cv res = {}, src = {}, lo = {}, hi = {};
+          vorn_build_vector(&res, nullptr, nullptr, nullptr, nullptr, nullptr, out, 100, 0, nullptr, 0);
+          vorn_build_vector(&src, nullptr, nullptr, nullptr, &enc, nullptr, nullptr, 100, 800, &kept, 0);
+          vorn_build_vector(&lo, &value, second ? &good : &bad, nullptr, &enc, nullptr, nullptr, 1, 0, nullptr, 0);
+          vorn_build_vector(&hi, &value, second ? &bad : &good, nullptr, &enc, nullptr, nullptr, 1, 0, nullptr, 0);
+          res.vorn_cv_popc = 1234;
+          vorn_aux aux = {};
+          aux.vorn_aux_filter_bv = filter;
+          aux.vorn_aux_flags = selective ? VORN_AUX_FORCE_SELECTIVE : 0;
+          EXPECT_EQ(vorn_test::run(vorn_global_ctx.vorn_global_ctx_dispatch[s.index], s, res, src, lo, hi, aux),
+                    uint32_t{VORN_RESULT_REFUSED})
+              << s.name();
+          EXPECT_EQ(res.vorn_cv_popc, 1234U) << s.name();
+          EXPECT_EQ(out[0], 7U) << s.name();
+          EXPECT_EQ(out[1], 7U) << s.name();
+          EXPECT_EQ(aux.vorn_aux_op_bits[1], 0) << s.name();
+          EXPECT_EQ(kept, nullptr) << s.name();
+        }
+}
+
+TEST_P(value_predicates_test, a_width_without_a_reading_is_a_fatal_assertion_at_the_first_row) {
+  testing::GTEST_FLAG(death_test_style) = "fast";
+  for (const slot &s : slots_of(VORN_ENC_FIXED)) {
+    if (!s.flag() || s.width() < 32 || (s.opcode() != VORN_OPC_EQ && s.opcode() != VORN_OPC_GE_LE))
+      continue;
+    uint8_t bytes[64] = {}, code = 0;
+    uint64_t out[1], filter[1] = {1}, nothing[1] = {0};
+    vorn_enc_ctx enc;
+    vorn_build_encoding_type_fixed(&enc, s.width(), VORN_TZ);
+    enc.vorn_enc_ctx_width = 16;
+    vorn_cv res = {}, src = {}, cst = {};
+    vorn_build_vector(&res, nullptr, nullptr, nullptr, nullptr, nullptr, out, 2, 0, nullptr, 0);
+    vorn_build_vector(&src, bytes, &code, nullptr, &enc, nullptr, nullptr, 2, 0, nullptr, 0);
+    vorn_build_vector(&cst, bytes, &code, nullptr, &enc, nullptr, nullptr, 1, 0, nullptr, 0);
+    const auto call = [&](uint64_t *rows) {
+      vorn_aux aux = {};
+      aux.vorn_aux_filter_bv = rows;
+      aux.vorn_aux_flags = VORN_AUX_FORCE_SELECTIVE;
+      return vorn_test::run(vorn_global_ctx.vorn_global_ctx_dispatch[s.index], s, res, src, cst, cst, aux);
+    };
+    const char *message = "generic/vornc_generic:.* Assertion `0' failed";
+    EXPECT_DEATH(call(nullptr), message) << s.name();
+    EXPECT_DEATH(call(filter), message) << s.name();
+    EXPECT_EQ(call(nothing), uint32_t{VORN_RESULT_EMPTY}) << s.name();
+    res.vorn_cv_nrows = src.vorn_cv_nrows = 0;
+    EXPECT_EQ(call(nullptr), uint32_t{VORN_RESULT_EMPTY}) << s.name();
+  }
+}
+
+VORN_TEST_ALL_IMPLEMENTATIONS(value_predicates_test);
+
+} // namespace
