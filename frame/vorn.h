@@ -622,7 +622,8 @@ VORN_API void vorn_build_cla_1_ub2(uint32_t *res, uint32_t res_len, const void *
  *
  * src: vals (aligned), encoding context, nrows, mask_bv; a block-compressed one its stream fields.  cst: vals; an
  * encoding context of the same vorn_enc_ctx_type with VORN_CONST.  A dictionary constant is a uint32_t code; a fixed or
- * dynamic-packed one has the bytes of a value, most significant first, and with VORN_TZ its length code in lens.
+ * dynamic-packed one has the bytes of a value, most significant first; a dynamic-packed one, and one with VORN_TZ, has
+ * its length code in lens.
  * res: bv of (nrows + 63) >> 6 words, aligned, and nrows, equal to that of src; bv and popc are written.
  * aux: null, or a filter: only its rows are kept.  Without VORN_AUX_FORCE_SELECTIVE all rows are compared and the
  * filter is ANDed in; with it only its rows are visited, which pays when they are few.

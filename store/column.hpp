@@ -1,26 +1,75 @@
-// An encoded column: a dictionary and one packed code per row, nothing else.
+// An encoded column: a dictionary or a bias, and batches of codes or values.
+//
+// Whatever the encoding, a value is stored as an unsigned number that orders as the value does, its ordinal: the code
+// of a dictionary, or the key less the smallest key of the column.
 #pragma once
 
 #include <cstdint>
 #include <string>
+#include <variant>
+#include <vector>
 
+#include "store/aligned.hpp"
 #include "store/dictionary.hpp"
-#include "store/packing.hpp"
 #include "store/value.hpp"
 
 namespace store {
 
+// Rows of a batch; the last one of a column may have fewer.  A multiple of 64, so that the result of a batch begins
+// with a word.
+inline constexpr uint32_t batch_rows = 65536;
+
+enum class encoding { dict, rle, fixed, dynp };
+std::string_view encoding_name(encoding form);
+
+// The smallest and the largest key of a column whose values are stored themselves.
+struct key_range {
+  int64_t low = 0;
+  int64_t high = 0;
+};
+
+// All streams begin on a cache line and are readable for another one behind their end.
+struct batch {
+  uint32_t rows = 0;
+  aligned_vector<uint8_t> stream; // codes of rows or runs, or values; perhaps compressed
+  uint32_t stream_bytes = 0;      // of the stream when it is not compressed
+  aligned_vector<uint8_t> lens;   // rle: lengths of the runs; dynp: length codes of the rows
+  aligned_vector<uint32_t> cla;   // rle: first rows of the runs, and the row behind the last
+  uint32_t runs = 0;              // rle
+
+  // Where the library keeps the decompressed stream.  The memory belongs to the environment of the context of the
+  // first scan, so every scan of a compressed column takes a context of that one.
+  mutable void *decompressed = nullptr;
+};
+
 struct column {
   std::string name;
   std::string sql_type;
-  value_kind kind;
-  bool has_nulls; // code 0 stands for NULL and the values' codes begin at 1
-  dictionary values;
-  packed_codes codes;
-  uint64_t plain_bytes; // what the values would take in a plain array
+  value_kind kind{};
+  uint64_t plain_bytes = 0; // what the values would take in a plain array
+  uint64_t rows = 0;
 
-  uint64_t encoded_bytes() const { return values.bytes() + codes.bytes(); }
-  uint32_t first_code() const { return has_nulls ? 1 : 0; }
+  encoding form = encoding::dict;
+  bool compressed = false;
+  bool has_nulls = false;      // dict, rle: code 0 stands for NULL and the values' codes begin at 1
+  uint32_t width = 1;          // bits of a code or value
+  uint8_t run_length_bits = 0; // rle: 8 or 16
+  std::variant<key_range, dictionary> values;
+  std::vector<batch> batches;
+
+  bool is_dictionary() const { return std::holds_alternative<dictionary>(values); }
+  uint64_t encoded_bytes() const;
+
+  // The ordinal of the smallest value, and of the largest; without values the second is no ordinal.
+  uint64_t first_ordinal() const { return has_nulls ? 1 : 0; }
+  uint64_t last_ordinal() const;
+
+  struct place {
+    uint64_t ordinal; // of the smallest value that may be in the column and is not below the one looked for
+    bool found;       // it is the value itself
+    bool above_all;   // there is none, and the ordinal means nothing
+  };
+  place find(const value &v) const;
 };
 
 } // namespace store

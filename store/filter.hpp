@@ -1,25 +1,39 @@
-// Evaluation of a comparison over an encoded column, a batch of rows at a time.
+// Evaluation of conditions over encoded columns, a batch of rows at a time.
 #pragma once
 
-#include <cstdint>
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
 
 #include "frame/vorn.h"
-#include "store/aligned.hpp"
 #include "store/column.hpp"
-#include "store/condition.hpp"
+#include "store/ordinal_test.hpp"
+#include "store/selection.hpp"
 
 namespace store {
 
-// The selected rows, one bit each, and their number.
-struct selection {
-  aligned_vector<uint64_t> words;
-  uint64_t count = 0;
+// The rows of `among` that satisfy a test; of all rows when it is null.  The memory of `out`, which is not `among`, is
+// reused.
+void filter(const vorn_ctx &ctx, const column &on, const ordinal_test &test, const selection *among, selection &out);
 
-  bool contains(uint64_t row) const { return (words[row / 64] >> (row % 64) & 1) != 0; }
-  friend bool operator==(const selection &, const selection &) = default;
+using column_map = std::map<std::string, column, std::less<>>;
+
+// Conditions bound to their columns.
+class query {
+public:
+  // The columns outlive this.  Throws store::error when a constant is not of its column's kind.
+  query(const conjunction &conditions, const column_map &columns);
+
+  // The rows on which all conditions hold.  The result of one is the filter of the next.
+  void run(const vorn_ctx &ctx, selection &out) const;
+
+private:
+  struct part {
+    const column *on;
+    ordinal_test test;
+  };
+  std::vector<part> parts; // those over runs first, since these take no filter
 };
-
-// Selects the rows of a column.  The memory of `out` is reused.
-void filter(const vorn_ctx &ctx, const column &on, code_comparison compared, selection &out);
 
 } // namespace store

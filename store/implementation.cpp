@@ -1,6 +1,7 @@
 #include "store/implementation.hpp"
 
 #include <algorithm>
+#include <cstdio>
 
 #include <fmt/format.h>
 
@@ -44,8 +45,10 @@ bool processor_runs(const instruction_set &isa) {
   return cpucap_query(isa.capability, answer) == 0 && answer[0] == 0 && answer[2] == 1;
 }
 
-kernels::kernels(std::optional<std::string_view> choice, const std::filesystem::path &folder)
+kernels::kernels(std::optional<std::string_view> choice, const std::filesystem::path &folder,
+                 const instrumentation &more)
     : context(environment.context()) {
+  context.vorn_ctx_decompress = vorn_qpak_decode;
   vorn_host::set_library_folder(folder);
   if (const instruction_set *isa = find(choice))
     load(*isa);
@@ -53,6 +56,49 @@ kernels::kernels(std::optional<std::string_view> choice, const std::filesystem::
     vorn_nfy(VORN_NFY_LOAD, &context);
   generic_context = context;
   generic_context.vorn_ctx_flags |= VORN_CTX_FORCE_GENERIC;
+  arm(more);
+}
+
+void kernels::arm(const instrumentation &more) {
+  if (more.self_check) {
+    if (!is_specialised())
+      throw error("there is nothing to check the generic kernels against; a self-check needs a specialised library");
+    context.vorn_ctx_flags |= VORN_CTX_SELF_CHECK;
+  }
+  if (!more.trace && !more.rates)
+    return;
+  // A call is timed when its timing line is wanted, be it printed or not.
+  constexpr uint32_t timing_level = 4;
+  environment.trace_control().trace_on = 1;
+  if (more.trace)
+    environment.print_trace = stderr;
+  else
+    environment.trace.eval_flags = [](uint32_t, uint32_t level, uint64_t flags, uint64_t) {
+      constexpr uint64_t record = 0x2;
+      return level == timing_level ? flags | record : flags;
+    };
+  for (vorn_ctx *ctx : {&context, &generic_context})
+    ctx->vorn_ctx_trace = timing_level;
+  if (more.rates) {
+    chosen_rates.attach_to(context);
+    generic_rates.attach_to(generic_context);
+  }
+}
+
+void kernels::slot_rates::attach_to(vorn_ctx &ctx) {
+  ctx.vorn_ctx_flags |= VORN_CTX_ACCUMULATE;
+  ctx.vorn_ctx_call_counts = calls.data();
+  ctx.vorn_ctx_rates = rates.data();
+}
+
+void kernels::print_rates() const {
+  constexpr uint32_t only_called = 1;
+  fmt::print("\nrates of generic\n");
+  vorn_stats_dump(&generic_context, only_called);
+  if (is_specialised()) {
+    fmt::print("\nrates of {}\n", name());
+    vorn_stats_dump(&context, only_called);
+  }
 }
 
 void kernels::load(const instruction_set &isa) {

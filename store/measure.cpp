@@ -1,48 +1,55 @@
 #include "store/measure.hpp"
 
 #include <algorithm>
-#include <array>
 #include <chrono>
 
-#include "store/filter.hpp"
+#include <fmt/format.h>
 
 namespace store {
 
 namespace {
 
-constexpr size_t repetitions = 9;
-
 template <class Work>
-double median_milliseconds(Work work) {
+double median_milliseconds(uint32_t repetitions, Work work) {
   using clock = std::chrono::steady_clock;
-  work();
-  std::array<double, repetitions> times{};
+  if (repetitions > 1)
+    work();
+  std::vector<double> times(repetitions);
   for (double &time : times) {
     const auto start = clock::now();
     work();
     time = std::chrono::duration<double, std::milli>(clock::now() - start).count();
   }
-  std::nth_element(times.begin(), times.begin() + repetitions / 2, times.end());
-  return times[repetitions / 2];
+  const auto middle = times.begin() + repetitions / 2;
+  std::nth_element(times.begin(), middle, times.end());
+  return *middle;
+}
+
+std::string sql_of(const conjunction &conditions, const column_map &columns) {
+  std::string out;
+  for (const condition &c : conditions)
+    out += fmt::format("{}{}", out.empty() ? "" : " AND ", to_sql(c, columns.at(c.column).kind));
+  return out;
 }
 
 } // namespace
 
-answer measure(const kernels &library, const column &on, const condition &c, const reference &checker) {
+answer measure(const kernels &library, const column_map &columns, const conjunction &conditions,
+               const reference &checker, uint32_t repetitions) {
   answer out{};
-  const code_comparison compared = to_codes(c, on);
+  const query asked(conditions, columns);
   const auto run = [&](const vorn_ctx &ctx, std::string engine) {
     selection selected;
-    const double time = median_milliseconds([&] { filter(ctx, on, compared, selected); });
+    const double time = median_milliseconds(repetitions, [&] { asked.run(ctx, selected); });
     out.measurements.push_back({std::move(engine), selected.count, time});
     return selected;
   };
   const selection generic = run(library.generic(), "generic");
   out.agree = !library.is_specialised() || run(library.chosen(), library.name()) == generic;
 
-  duckdb::statement query = checker.counting(to_sql(c, on.kind));
+  duckdb::statement counting = checker.counting(sql_of(conditions, columns));
   uint64_t count = 0;
-  const double time = median_milliseconds([&] { count = reference::count(query); });
+  const double time = median_milliseconds(repetitions, [&] { count = reference::count(counting); });
   out.measurements.push_back({"DuckDB " + duckdb::version(), count, time});
   out.agree = out.agree && count == generic.count;
   return out;

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "store/column.hpp"
 #include "store/condition.hpp"
+#include "store/filter.hpp"
 #include "store/implementation.hpp"
 #include "store/reference.hpp"
 
@@ -15,7 +15,7 @@ namespace store {
 struct measurement {
   std::string engine;
   uint64_t matches;
-  double milliseconds; // median of several runs after a first one that does not count
+  double milliseconds; // median of the runs
 };
 
 struct answer {
@@ -23,6 +23,8 @@ struct answer {
   bool agree; // all count the same, and the kernels select the same rows
 };
 
-answer measure(const kernels &library, const column &on, const condition &c, const reference &checker);
+// Each engine runs `repetitions` times, after a first run that does not count unless it is the only one.
+answer measure(const kernels &library, const column_map &columns, const conjunction &conditions,
+               const reference &checker, uint32_t repetitions);
 
 } // namespace store

@@ -14,8 +14,8 @@ uint32_t least_width(uint64_t count) {
   return needed <= 20 ? needed : needed <= 24 ? 24 : 32;
 }
 
-packed_codes::packed_codes(std::span<const uint32_t> codes, uint32_t width)
-    : bits_per_code(width), count(codes.size()), stream((codes.size() * width + 7) / 8 + cache_line) {
+aligned_vector<uint8_t> packed(std::span<const uint32_t> codes, uint32_t width) {
+  aligned_vector<uint8_t> stream((codes.size() * width + 7) / 8 + cache_line);
   // The bits that do not make up a byte yet wait at the low end of `pending`.
   uint64_t pending = 0;
   uint32_t waiting = 0;
@@ -28,15 +28,7 @@ packed_codes::packed_codes(std::span<const uint32_t> codes, uint32_t width)
   }
   if (waiting != 0)
     *out = static_cast<uint8_t>(pending << (8 - waiting));
-}
-
-uint32_t packed_codes::operator[](uint64_t row) const {
-  // A code lies within 5 bytes; the slack makes 8 readable everywhere.
-  const uint64_t bit = row * bits_per_code;
-  uint64_t window = 0;
-  for (uint64_t i = 0; i < 8; ++i)
-    window = window << 8 | stream[bit / 8 + i];
-  return static_cast<uint32_t>(window << (bit % 8) >> (64 - bits_per_code));
+  return stream;
 }
 
 } // namespace store

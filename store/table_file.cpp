@@ -21,30 +21,49 @@ std::string scan_of(const std::filesystem::path &path) {
   throw error(fmt::format("neither a .parquet nor a .csv file: {}", path.string()));
 }
 
-// Reads the one column of a result through `value_at`, which gives the key of a row that is not NULL.
-template <class Key, class ValueAt>
-column encode(duckdb::result rows, const table_file::column_info &info, const std::function<void(uint64_t)> &progress,
-              ValueAt value_at) {
-  dictionary_encoder<Key> encoder;
+bool stores_values(const encoding_choice &choice) {
+  return choice.form == encoding::fixed || choice.form == encoding::dynp;
+}
+
+// Reads the one column of a result.  `value_at` gives the key of a row that is not NULL.
+template <class ValueAt, class Take, class TakeNull>
+void for_rows(duckdb::result rows, const std::function<void(uint64_t)> &progress, ValueAt value_at, Take take,
+              TakeNull take_null) {
+  uint64_t done = 0;
   while (auto chunk = rows.next()) {
     const duckdb::vector values = chunk->column(0);
     for (uint64_t row = 0; row < chunk->rows(); ++row) {
       if (values.is_null(row))
-        encoder.add_null();
+        take_null();
       else
-        encoder.add(value_at(values, row));
+        take(value_at(values, row));
     }
-    progress(encoder.codes().size());
+    progress(done += chunk->rows());
   }
-  dictionary values = encoder.finish();
-  const uint32_t width = least_width(values.size() + (encoder.has_nulls() ? 1 : 0));
-  return {info.name,
-          info.sql_type,
-          info.traits->kind,
-          encoder.has_nulls(),
-          std::move(values),
-          packed_codes(encoder.codes(), width),
-          encoder.codes().size() * info.traits->plain_bytes + encoder.text_bytes()};
+}
+
+template <class Key, class ValueAt>
+void encode(column &out, const encoding_choice &choice, duckdb::result rows,
+            const std::function<void(uint64_t)> &progress, ValueAt value_at) {
+  if constexpr (std::is_same_v<Key, int64_t>)
+    if (stores_values(choice)) {
+      std::vector<int64_t> keys;
+      for_rows(
+          std::move(rows), progress, value_at, [&](int64_t key) { keys.push_back(key); },
+          [&] {
+            throw error(
+                fmt::format("column '{}' has NULLs, which {} does not store", out.name, encoding_name(*choice.form)));
+          });
+      store_keys(out, keys, *choice.form);
+      return;
+    }
+  dictionary_encoder<Key> encoder;
+  for_rows(
+      std::move(rows), progress, value_at, [&](const auto &key) { encoder.add(key); }, [&] { encoder.add_null(); });
+  out.values = encoder.finish();
+  out.has_nulls = encoder.has_nulls();
+  out.plain_bytes = encoder.text_bytes();
+  store_codes(out, encoder.codes(), choice.form);
 }
 
 } // namespace
@@ -73,27 +92,45 @@ const table_file::column_info &table_file::find(std::string_view name) const {
   throw error(fmt::format("no column '{}'; the columns are {}", name, fmt::join(names, ", ")));
 }
 
-column table_file::load(const column_info &info, const std::function<void(uint64_t)> &progress) const {
-  const value_kind kind = info.traits->kind;
+void table_file::check_encoding(const column_info &info, const encoding_choice &choice) {
+  if (info.traits->kind == value_kind::text && stores_values(choice))
+    throw error(
+        fmt::format("column '{}' is of type text, which {} does not store", info.name, encoding_name(*choice.form)));
+}
+
+column table_file::load(const column_info &info, const encoding_choice &choice,
+                        const std::function<void(uint64_t)> &progress) const {
+  check_encoding(info, choice);
+  column out;
+  out.name = info.name;
+  out.sql_type = info.sql_type;
+  out.kind = info.traits->kind;
   // A boolean is read as the number that is its key.
-  const auto read_as = sql_type_of(kind == value_kind::boolean ? value_kind::integer : kind);
+  const auto read_as = sql_type_of(out.kind == value_kind::boolean ? value_kind::integer : out.kind);
   auto rows = database.query(fmt::format("SELECT {}::{} FROM {}", duckdb::quoted_name(info.name), read_as, scan));
-  const auto load_numbers = [&](auto value_at) { return encode<int64_t>(std::move(rows), info, progress, value_at); };
+  const auto load_numbers = [&](auto value_at) { encode<int64_t>(out, choice, std::move(rows), progress, value_at); };
   using duckdb::vector;
-  switch (kind) {
+  switch (out.kind) {
   case value_kind::text:
-    return encode<std::string>(std::move(rows), info, progress,
-                               [](const vector &values, uint64_t row) { return values.text(row); });
+    encode<std::string>(out, choice, std::move(rows), progress,
+                        [](const vector &values, uint64_t row) { return values.text(row); });
+    break;
   case value_kind::real:
-    return load_numbers([](const vector &values, uint64_t row) { return real_key(values.number<double>(row)); });
+    load_numbers([](const vector &values, uint64_t row) { return real_key(values.number<double>(row)); });
+    break;
   case value_kind::date:
-    return load_numbers([](const vector &values, uint64_t row) { return int64_t{values.number<int32_t>(row)}; });
+    load_numbers([](const vector &values, uint64_t row) { return int64_t{values.number<int32_t>(row)}; });
+    break;
   case value_kind::boolean:
   case value_kind::integer:
   case value_kind::timestamp:
+    load_numbers([](const vector &values, uint64_t row) { return values.number<int64_t>(row); });
     break;
   }
-  return load_numbers([](const vector &values, uint64_t row) { return values.number<int64_t>(row); });
+  out.plain_bytes += out.rows * info.traits->plain_bytes;
+  if (choice.compressed)
+    compress(out);
+  return out;
 }
 
 } // namespace store

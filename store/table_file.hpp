@@ -11,6 +11,7 @@
 
 #include "store/column.hpp"
 #include "store/duckdb.hpp"
+#include "store/encoder.hpp"
 
 namespace store {
 
@@ -34,8 +35,13 @@ public:
   // Throws store::error when there is no such column or the store does not encode its type.
   const column_info &find(std::string_view name) const;
 
-  // Reads and encodes a column.  Reports the rows done so far now and then.
-  column load(const column_info &info, const std::function<void(uint64_t rows)> &progress) const;
+  // Can values of the column's kind be stored so?  Throws store::error when not.
+  static void check_encoding(const column_info &info, const encoding_choice &choice);
+
+  // Reads and encodes a column.  Reports the rows done so far now and then.  Throws store::error for NULLs in an
+  // encoding without them.
+  column load(const column_info &info, const encoding_choice &choice,
+              const std::function<void(uint64_t rows)> &progress) const;
 
 private:
   duckdb::connection &database;

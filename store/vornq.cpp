@@ -1,7 +1,7 @@
 // vornq: loads a table, evaluates conditions on its compressed columns, and checks every answer with DuckDB.
 //
-// Ends with 0 when all answers agree, 1 when one does not, and 2, with one line on standard error, when it cannot do
-// what it was asked to.
+// Ends with 0 when all answers agree, 1 when one does not or a self-check fails, and 2, with one line on standard
+// error, when it cannot do what it was asked to.
 #include <algorithm>
 #include <cstdio>
 #include <map>
@@ -27,9 +27,11 @@ enum status { agreed = 0, disagreed = 1, failed = 2 };
 struct options {
   std::string file;
   std::vector<std::string> conditions;
+  std::vector<std::string> encodings;
   std::string isa;
   std::string library_folder;
   bool list_columns = false;
+  instrumentation more;
 };
 
 // A number with its digits in groups of three.
@@ -40,16 +42,34 @@ std::string grouped(uint64_t number) {
   return digits;
 }
 
-using column_map = std::map<std::string, column, std::less<>>;
+using choice_map = std::map<std::string, encoding_choice, std::less<>>;
 
-column_map load(const table_file &file, const std::vector<std::string> &names) {
+// Reads "column=encoding".  The name of a column may contain the character too, that of an encoding does not.
+choice_map parse_choices(const std::vector<std::string> &texts) {
+  choice_map out;
+  for (const std::string &text : texts) {
+    const size_t middle = text.rfind('=');
+    if (middle == text.npos || middle == 0)
+      throw error(fmt::format("'{}' is not of the form column=encoding", text));
+    out[text.substr(0, middle)] = parse_encoding(text.substr(middle + 1));
+  }
+  return out;
+}
+
+column_map load(const table_file &file, const std::vector<std::string> &names, const choice_map &choices) {
   column_map loaded;
   progress_bar bar(names.size() * file.rows());
   for (const std::string &name : names) {
     const uint64_t before = loaded.size() * file.rows();
-    loaded.emplace(name, file.load(file.find(name), [&](uint64_t rows) { bar.show(name, before + rows); }));
+    const auto chosen = choices.find(name);
+    loaded.emplace(name, file.load(file.find(name), chosen == choices.end() ? encoding_choice{} : chosen->second,
+                                   [&](uint64_t rows) { bar.show(name, before + rows); }));
   }
   return loaded;
+}
+
+std::string encoding_text(const column &c) {
+  return fmt::format("{}{}", encoding_name(c.form), c.compressed ? "+qpak" : "");
 }
 
 void print_columns(const table_file &file, const column_map &loaded) {
@@ -67,22 +87,25 @@ void print_columns(const table_file &file, const column_map &loaded) {
                    ? ""
                    : fmt::format("{:.1f}", static_cast<double>(plain_bytes) / static_cast<double>(encoded_bytes)));
   };
-  fmt::print("{} rows\n{:<{}}  {:<{}}  {:>11}  {:>5}  {:>5}  {:>14}  {:>14}  {:>5}\n", grouped(file.rows()), "column",
-             name_width, "type", type_width, "distinct", "NULLs", "width", "encoded bytes", "plain bytes", "ratio");
+  fmt::print("{} rows\n{:<{}}  {:<{}}  {:<10}  {:>11}  {:>5}  {:>5}  {:>14}  {:>14}  {:>5}\n", grouped(file.rows()),
+             "column", name_width, "type", type_width, "encoding", "distinct", "NULLs", "width", "encoded bytes",
+             "plain bytes", "ratio");
   for (const auto &info : file.columns()) {
     fmt::print("{:<{}}  {:<{}}", info.name, name_width, info.sql_type, type_width);
     const auto found = loaded.find(info.name);
     if (found == loaded.end()) {
-      fmt::print("  {:>11}\n", "not encoded");
+      fmt::print("  {}\n", "not encoded");
       continue;
     }
     const column &c = found->second;
-    fmt::print("  {:>11}  {:>5}  {:>5}", grouped(c.values.size()), c.has_nulls ? "yes" : "no", c.codes.width());
+    const auto *entries = std::get_if<dictionary>(&c.values);
+    fmt::print("  {:<10}  {:>11}  {:>5}  {:>5}", encoding_text(c), entries ? grouped(entries->size()) : "-",
+               c.has_nulls ? "yes" : "no", c.width);
     print_bytes(c.encoded_bytes(), c.plain_bytes);
     encoded += c.encoded_bytes();
     plain += c.plain_bytes;
   }
-  fmt::print("{:<{}}", "total", name_width + type_width + 2 + 2 * 7 + 13);
+  fmt::print("{:<{}}", "total", name_width + type_width + 2 + 2 * 7 + 13 + 12);
   print_bytes(encoded, plain);
 }
 
@@ -95,20 +118,25 @@ void print_answer(const std::string &condition, uint64_t rows, const answer &a) 
 }
 
 status run(const options &chosen) {
-  std::vector<condition> conditions;
+  std::vector<conjunction> conditions;
   for (const std::string &text : chosen.conditions)
-    conditions.push_back(parse_condition(text));
+    conditions.push_back(parse_conditions(text));
+  const choice_map choices = parse_choices(chosen.encodings);
   const kernels library(chosen.isa.empty() ? std::nullopt : std::optional<std::string_view>(chosen.isa),
-                        chosen.library_folder);
+                        chosen.library_folder, chosen.more);
 
   duckdb::connection database;
   const table_file file(database, chosen.file);
+  // What can be found wrong is found before the load rather than after it.
+  for (const auto &[name, choice] : choices)
+    table_file::check_encoding(file.find(name), choice);
   std::vector<std::string> asked;
-  for (const condition &c : conditions) {
-    parse_value(file.find(c.column).traits->kind, c.value); // fails before the load rather than after it
-    if (std::find(asked.begin(), asked.end(), c.column) == asked.end())
-      asked.push_back(c.column);
-  }
+  for (const conjunction &all : conditions)
+    for (const condition &c : all) {
+      check_constants(c, file.find(c.column).traits->kind);
+      if (std::find(asked.begin(), asked.end(), c.column) == asked.end())
+        asked.push_back(c.column);
+    }
   // A query needs its own columns only.
   const bool list_columns = chosen.list_columns || conditions.empty();
   std::vector<std::string> wanted = asked;
@@ -118,7 +146,7 @@ status run(const options &chosen) {
       if (info.traits)
         wanted.push_back(info.name);
   }
-  const column_map loaded = load(file, wanted);
+  const column_map loaded = load(file, wanted, choices);
   if (list_columns)
     print_columns(file, loaded);
   if (conditions.empty())
@@ -126,13 +154,17 @@ status run(const options &chosen) {
 
   const reference checker(database, file, asked);
   fmt::print("{}kernels in force: {}; DuckDB on one thread\n", list_columns ? "\n" : "", library.name());
+  // One run is enough to trace.
+  const uint32_t repetitions = chosen.more.trace ? 1 : 9;
   status end = agreed;
   for (size_t i = 0; i < conditions.size(); ++i) {
-    const answer a = measure(library, loaded.at(conditions[i].column), conditions[i], checker);
+    const answer a = measure(library, loaded, conditions[i], checker, repetitions);
     print_answer(chosen.conditions[i], file.rows(), a);
     if (!a.agree)
       end = disagreed;
   }
+  if (chosen.more.rates)
+    library.print_rates();
   return end;
 }
 
@@ -142,8 +174,19 @@ status run(int argc, char **argv) {
   app.set_version_flag("--version", "vornq " VORN_VERSION);
   app.add_option("file", chosen.file, "A .parquet or .csv file")->required();
   app.add_option("--where", chosen.conditions,
-                 "A condition \"column operator value\" with one of = <> < <= > >=; can be given several times")
+                 "One or more conditions joined by \"and\"; can be given several times.  A condition is\n"
+                 "  column = value             or one of <> < <= > >=\n"
+                 "  column between low and high\n"
+                 "  column between [low, high) a square bracket includes its bound, a round one does not\n"
+                 "  column in [low, high)      the same, but two round brackets hold a list:\n"
+                 "  column in (value, ...)\n"
+                 "Put values that contain \"and\", commas or brackets in single quotes")
       ->type_name("CONDITION")
+      ->allow_extra_args(false);
+  app.add_option("--encode", chosen.encodings,
+                 "How to store a column: dict, rle, fixed or dynp, with +qpak to compress the stream in blocks;\n"
+                 "otherwise dict, or rle where equal values follow each other; can be given several times")
+      ->type_name("COLUMN=ENCODING")
       ->allow_extra_args(false);
   app.add_flag("--columns", chosen.list_columns,
                "List the columns with their encoded sizes; so does a call without a condition");
@@ -153,6 +196,12 @@ status run(int argc, char **argv) {
   app.add_option("--libraries", chosen.library_folder,
                  "The folder of the specialised libraries; otherwise that of this program")
       ->type_name("FOLDER");
+  app.add_flag("--self-check", chosen.more.self_check,
+               "Run every specialised kernel against the generic one; ends with status 1 when they differ");
+  app.add_flag("--trace", chosen.more.trace, "Print the library's trace lines on standard error");
+  app.add_flag("--stats", chosen.more.rates,
+               "Time every call of the library and print the mean rates at the end; a rate is inf when a call took\n"
+               "less than the microsecond of the clock");
   try {
     app.parse(argc, argv);
   } catch (const CLI::Success &asked) { // for help or the version
@@ -162,16 +211,23 @@ status run(int argc, char **argv) {
   return run(chosen);
 }
 
+// One line on standard error.  Messages of the parts may go on for lines; the first says what is wrong.
+status complain(std::string_view message, status end) {
+  const std::string_view line = message.substr(0, message.find('\n'));
+  std::fprintf(stderr, "vornq: %.*s\n", static_cast<int>(line.size()), line.data());
+  return end;
+}
+
 } // namespace
 
 int main(int argc, char **argv) {
   try {
     return run(argc, argv);
+  } catch (const vorn_host::internal_error &report) {
+    if (report.message.find("vxl check") == report.message.npos)
+      return complain(report.what(), failed);
+    return complain(fmt::format("self-check: kernels differ: {}", report.what()), disagreed);
   } catch (const std::exception &e) {
-    // Messages of the parts may go on for lines; the first says what is wrong.
-    const std::string_view message = e.what();
-    const std::string_view line = message.substr(0, message.find('\n'));
-    std::fprintf(stderr, "vornq: %.*s\n", static_cast<int>(line.size()), line.data());
-    return failed;
+    return complain(e.what(), failed);
   }
 }

@@ -1,4 +1,4 @@
-// Random conditions over random tables, every row compared with DuckDB's answer.
+// Random conditions over random tables in all encodings, every row compared with DuckDB's answer.
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -74,6 +74,13 @@ const column_maker makers[] = {
                           below(random, 1000));
      }},
     {"text", "VARCHAR", text},
+    // Some 40 equal values follow each other.
+    {"runs", "INTEGER",
+     [last = uint64_t{0}](generator &random, bool c) mutable {
+       if (c || below(random, 40) == 0)
+         last = below(random, 50);
+       return std::to_string(last);
+     }},
 };
 
 // A field of a CSV file, always in quotes: what stands without them is NULL.
@@ -110,19 +117,75 @@ void write_table(duckdb::connection &db, generator &random, uint64_t rows, uint6
 using query_test = vorn_test::implementation_test;
 VORN_TEST_ALL_IMPLEMENTATIONS(query_test);
 
+std::string random_constant(generator &random, const column_maker &maker) {
+  return duckdb::quoted_text(maker.draw(random, true));
+}
+
+// A condition of any form as a user may type it.
+std::string random_condition(generator &random) {
+  const column_maker &maker = makers[below(random, std::size(makers))];
+  const std::string name = duckdb::quoted_name(maker.name);
+  const auto constant = [&] { return random_constant(random, maker); };
+  switch (below(random, 4)) {
+  case 0:
+    return fmt::format("{} between {} and {}", name, constant(), constant());
+  case 1:
+    return fmt::format("{} between {}{}, {}{}", name, below(random, 2) == 0 ? '(' : '[', constant(), constant(),
+                       below(random, 2) == 0 ? ')' : ']');
+  case 2: {
+    std::string list = constant();
+    for (uint64_t more = below(random, 5); more > 0; --more)
+      list += ", " + constant();
+    return fmt::format("{} in ({})", name, list);
+  }
+  default:
+    constexpr const char *operators[] = {"=", "<>", "<", "<=", ">", ">="};
+    return fmt::format("{} {} {}", name, operators[below(random, 6)], constant());
+  }
+}
+
+encoding_choice random_encoding(generator &random, const table_file::column_info &info, bool has_nulls) {
+  const bool any = !has_nulls && info.traits->kind != value_kind::text;
+  constexpr encoding forms[] = {encoding::dict, encoding::rle, encoding::fixed, encoding::dynp};
+  return {forms[below(random, any ? 4 : 2)], below(random, 3) == 0};
+}
+
+selection expected_of(const reference &checker, const std::string &sql, uint64_t row_count) {
+  selection out;
+  out.resize(row_count);
+  const std::vector<bool> rows = checker.rows(sql);
+  EXPECT_EQ(rows.size(), row_count);
+  for (uint64_t row = 0; row < rows.size(); ++row)
+    if (rows[row]) {
+      out.words[row / 64] |= uint64_t{1} << (row % 64);
+      ++out.batch_counts[row / batch_rows];
+      ++out.count;
+    }
+  return out;
+}
+
 TEST_P(query_test, selects_the_rows_that_duckdb_selects) {
   struct table {
     const char *file;
     uint64_t rows;
     uint64_t null_percent;
   };
-  // 65536 rows are a batch; the short tables have columns whose codes are 1 bit wide or all NULL.
-  const table tables[] = {{"none.parquet", 0, 0},      {"one.parquet", 1, 0},        {"nulls.parquet", 65, 100},
-                          {"short.parquet", 63, 30},   {"plain.csv", 3000, 0},       {"sparse.csv", 5000, 20},
-                          {"batch.parquet", 65536, 0}, {"batches.parquet", 66001, 5}};
-  constexpr int conditions_per_column = 8;
+  // The short tables have columns whose codes are 1 bit wide or all NULL, the long ones fill a batch or more.
+  const table tables[] = {{"none.parquet", 0, 0},
+                          {"one.parquet", 1, 0},
+                          {"nulls.parquet", 65, 100},
+                          {"short.parquet", 63, 30},
+                          {"plain.csv", 3000, 0},
+                          {"sparse.csv", 5000, 20},
+                          {"batch.parquet", batch_rows, 0},
+                          {"batches.parquet", batch_rows + 465, 5},
+                          {"whole batches.parquet", 2 * batch_rows + 1, 0}};
+  // 1,008 conditions or conjunctions.
+  constexpr int loads = 4;
+  constexpr int questions_per_load = 28;
   const vorn_test::scratch_folder folder;
-  const vorn_ctx ctx = env.context();
+  vorn_ctx ctx = env.context();
+  ctx.vorn_ctx_decompress = vorn_qpak_decode;
   generator random(seed);
   for (const table &t : tables) {
     duckdb::connection db;
@@ -134,26 +197,30 @@ TEST_P(query_test, selects_the_rows_that_duckdb_selects) {
       names.emplace_back(maker.name);
     const reference checker(db, file, names);
 
-    for (const column_maker &maker : makers) {
-      const column on = file.load(file.find(maker.name), [](uint64_t) {});
-      for (int i = 0; i < conditions_per_column; ++i) {
-        constexpr comparison operators[] = {comparison::eq, comparison::ne, comparison::lt,
-                                            comparison::le, comparison::gt, comparison::ge};
-        const condition c{maker.name, operators[below(random, 6)], maker.draw(random, true)};
-        const std::string sql = to_sql(c, on.kind);
-        SCOPED_TRACE(fmt::format("{}: {} (seed {})", t.file, sql, seed));
-        selection selected;
-        filter(ctx, on, to_codes(c, on), selected);
-
-        selection expected;
-        expected.words.resize((t.rows + 63) / 64);
-        const std::vector<bool> rows = checker.rows(sql);
-        ASSERT_EQ(rows.size(), t.rows);
-        for (uint64_t row = 0; row < t.rows; ++row) {
-          expected.words[row / 64] |= uint64_t{rows[row]} << (row % 64);
-          expected.count += rows[row];
+    for (int load = 0; load < loads; ++load) {
+      column_map columns;
+      for (const std::string &name : names) {
+        const auto &info = file.find(name);
+        columns.emplace(name, file.load(info, random_encoding(random, info, t.null_percent != 0), [](uint64_t) {}));
+      }
+      for (int i = 0; i < questions_per_load; ++i) {
+        std::string asked = random_condition(random);
+        for (uint64_t more = below(random, 3); more > 0; --more)
+          asked += " and " + random_condition(random);
+        const conjunction conditions = parse_conditions(asked);
+        std::string sql;
+        std::string stored;
+        for (const condition &c : conditions) {
+          const column &on = columns.at(c.column);
+          sql += (sql.empty() ? "" : " AND ") + to_sql(c, on.kind);
+          stored += fmt::format(" {}{}", encoding_name(on.form), on.compressed ? "+qpak" : "");
         }
+        SCOPED_TRACE(fmt::format("{}: {} over{} (seed {})", t.file, asked, stored, seed));
+        selection selected;
+        query(conditions, columns).run(ctx, selected);
+        const selection expected = expected_of(checker, sql, t.rows);
         ASSERT_EQ(selected.count, expected.count);
+        ASSERT_EQ(selected.batch_counts, expected.batch_counts);
         ASSERT_EQ(selected.words, expected.words);
       }
     }
@@ -166,11 +233,12 @@ TEST(measure, notices_when_duckdb_counts_otherwise) {
   const table_file loaded(db, folder.write("loaded.csv", "n\n1\n2\n3\n"));
   const table_file other(db, folder.write("other.csv", "n\n1\n1\n3\n"));
   const kernels library("generic", "");
-  const column on = loaded.load(loaded.find("n"), [](uint64_t) {});
-  const std::string columns[] = {"n"};
-  const reference checker(db, other, columns);
-  EXPECT_TRUE(measure(library, on, parse_condition("n = 3"), checker).agree);
-  EXPECT_FALSE(measure(library, on, parse_condition("n = 2"), checker).agree);
+  column_map columns;
+  columns.emplace("n", loaded.load(loaded.find("n"), {}, [](uint64_t) {}));
+  const std::string names[] = {"n"};
+  const reference checker(db, other, names);
+  EXPECT_TRUE(measure(library, columns, parse_conditions("n = 3"), checker, 1).agree);
+  EXPECT_FALSE(measure(library, columns, parse_conditions("n = 2"), checker, 1).agree);
 }
 
 } // namespace

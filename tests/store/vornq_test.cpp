@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include <fmt/format.h>
+
 #include "store/implementation.hpp"
 #include "tests/store/scratch_folder.hpp"
 
@@ -56,6 +58,44 @@ TEST_F(vornq_test, answers_and_lists) {
   EXPECT_THAT(out, HasSubstr("vornq "));
 }
 
+TEST_F(vornq_test, stores_columns_as_it_is_told) {
+  std::string runs = "n,m\n";
+  for (int i = 0; i < 1000; ++i)
+    runs += fmt::format("{},{}\n", i / 100, i);
+  const std::string file = folder.write("runs.csv", runs);
+  const std::string question = "n between 2 and 5 and m in [250, 300)";
+  ASSERT_EQ(run({file, "--columns", "--where", question}), 0) << err;
+  EXPECT_THAT(out, testing::ContainsRegex("n +BIGINT +rle +10 "));
+  EXPECT_THAT(out, testing::ContainsRegex("m +BIGINT +dict +1,000 "));
+  EXPECT_THAT(out, HasSubstr(question));
+  EXPECT_THAT(out, testing::ContainsRegex("generic +1,000 +50 "));
+  for (const char *encoding : {"dict", "rle", "fixed", "dynp", "dict+qpak", "rle+qpak", "fixed+qpak", "dynp+qpak"}) {
+    SCOPED_TRACE(encoding);
+    ASSERT_EQ(run({file, "--columns", "--encode", fmt::format("n={}", encoding), "--encode",
+                   fmt::format("m={}", encoding), "--where", question}),
+              0)
+        << err;
+    EXPECT_THAT(out, HasSubstr(fmt::format("{} ", encoding)));
+    EXPECT_THAT(out, testing::ContainsRegex("generic +1,000 +50 "));
+  }
+}
+
+TEST_F(vornq_test, prints_what_the_library_tells) {
+  ASSERT_EQ(run({table, "--where", "people > 120", "--trace"}), 0) << err;
+  EXPECT_THAT(err, HasSubstr("vorn_gt_dict_2bit_null force_generic: 1"));
+  EXPECT_THAT(err, HasSubstr("Runtime "));
+  EXPECT_THAT(out, Not(HasSubstr("Runtime ")));
+
+  ASSERT_EQ(run({table, "--where", "people > 120", "--isa", "generic", "--stats"}), 0) << err;
+  EXPECT_EQ(err, "");
+  EXPECT_THAT(out, testing::ContainsRegex("rates of generic\nvorn_gt_dict_2bit_null +Call Freq: 10\t"));
+  EXPECT_EQ(std::count(out.begin(), out.end(), '\t'), 1) << "slots that were not called are left out";
+
+  EXPECT_EQ(run({table, "--where", "people > 100", "--isa", "generic", "--self-check"}), 2);
+  EXPECT_EQ(err, "vornq: there is nothing to check the generic kernels against; a self-check needs a specialised "
+                 "library\n");
+}
+
 TEST_F(vornq_test, runs_the_instruction_set_that_it_is_told) {
   ASSERT_EQ(run({table, "--where", "people > 100", "--isa", "generic"}), 0) << err;
   EXPECT_THAT(out, HasSubstr("kernels in force: generic"));
@@ -92,6 +132,14 @@ TEST_F(vornq_test, ends_with_one_line_and_status_2_when_it_cannot_do_what_it_was
       {{table, "--where", "town == Adorf"}, "unknown operator '=='"},
       {{table, "--where", "town LIKE Adorf"}, "no operator"},
       {{table, "--where", "town ="}, "no value"},
+      {{table, "--where", "people in [1, 2, 3]"}, "an interval of 3 bounds"},
+      {{table, "--where", "people in (1, few)"}, "cannot read 'few' as a value of type integer"},
+      {{table, "--where", "town = Adorf and city = Adorf"}, "no column 'city'"},
+      {{table, "--encode", "town"}, "'town' is not of the form column=encoding"},
+      {{table, "--encode", "town=zip"}, "unknown encoding 'zip'"},
+      {{table, "--encode", "city=dict"}, "no column 'city'"},
+      {{table, "--encode", "town=fixed"}, "column 'town' is of type text, which fixed does not store"},
+      {{table, "--encode", "people=dynp"}, "column 'people' has NULLs, which dynp does not store"},
       {{table, "--where", "people > many"}, "cannot read 'many' as a value of type integer"},
       {{table, "--where", "price > 1,5"}, "cannot read '1,5' as a value of type real"},
       {{times, "--where", "at > 10:00:00"}, "column 'at' has type TIME, which the store does not encode"},
@@ -107,7 +155,7 @@ TEST_F(vornq_test, ends_with_one_line_and_status_2_when_it_cannot_do_what_it_was
   }
 }
 
-// The two tests below need a processor that runs one of the libraries; sse42 is the least of them.
+// The tests below need a processor that runs one of the libraries; sse42 is the least of them.
 class vornq_library_test : public vornq_test {
 protected:
   void SetUp() override {
@@ -133,6 +181,16 @@ TEST_F(vornq_library_test, ends_with_status_1_when_answers_differ) {
   EXPECT_THAT(out, HasSubstr("the counts DISAGREE"));
   EXPECT_EQ(run({table, "--where", "people > 7000", "--isa", "sse42", "--libraries", WRONG_LIBRARIES}), 0)
       << "no row is the right answer here";
+}
+
+TEST_F(vornq_library_test, checks_itself) {
+  ASSERT_EQ(run({table, "--where", "people > 100", "--self-check"}), 0) << err;
+  EXPECT_THAT(out, HasSubstr("the counts agree"));
+
+  EXPECT_EQ(run({table, "--where", "people > 100", "--isa", "sse42", "--libraries", WRONG_LIBRARIES, "--self-check"}),
+            1);
+  EXPECT_THAT(err, testing::StartsWith("vornq: self-check: kernels differ: vorn_cmp: vxl check popcount"));
+  EXPECT_EQ(std::count(err.begin(), err.end(), '\n'), 1) << err;
 }
 
 } // namespace
