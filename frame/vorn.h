@@ -664,7 +664,8 @@ VORN_API uint32_t vorn_ge_le(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, co
 
 /*
  * Selects the rows whose dictionary code is a member of a set.  set: vorn_cv_bv alone is read, one bit per code,
- * aligned to VORN_JOIN_BITWVEC_ALIGN; it covers every code that the column can contain.  Code 0 counts like any other.
+ * aligned to VORN_JOIN_BITWVEC_ALIGN; it covers every code that the column can contain.  Code 0 counts like any other:
+ * there is no kernel for VORN_NULLS.
  * The mask of src is not applied: vorn_cv_mask_bv is null after the call.  Otherwise as vorn_cmp.
  */
 VORN_API uint32_t vorn_in_set(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, const vorn_cv *set, vorn_aux *aux);

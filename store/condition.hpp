@@ -39,11 +39,11 @@ std::string_view sql_name(comparison op);
 
 // What a condition asks of a value; the constants are without their quotes.
 struct comparison_test {
-  comparison op;
+  comparison op = comparison::eq;
   std::string value;
 };
 struct interval_test {
-  interval form;
+  interval form = interval::closed;
   std::string low;
   std::string high;
 };
