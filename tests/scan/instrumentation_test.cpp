@@ -114,6 +114,31 @@ TEST_F(instrumentation_test, a_range_tells_the_short_line_and_values_of_its_bits
   EXPECT_EQ(found, expected);
 }
 
+TEST_F(instrumentation_test, a_set_tells_the_short_line_and_its_filter) {
+  arm();
+  vorn_host::script_clock({0, 250});
+  enc.vorn_enc_ctx_flags |= VORN_STREAM;
+  void *kept = codes.data();
+  src.vorn_cv_stream_slot = &kept;
+  EXPECT_EQ(vorn_in_set(&ctx, &res, &src, &set, &aux), uint32_t{VORN_RESULT_DONE});
+  EXPECT_EQ(out[0], 0x2aU);
+  const lines expected = {
+      R"(host_trace_eval_flags 0x12050004 4 0x400 0x4)",
+      R"(host_trace_eval_flags 0x12050004 2 0x400 0x4)",
+      R"(host_trace_record "%s force_generic: %d qpak: %d\n" "vorn_in_set" 0x12050004 0x402 "vorn_set_dict_8bit" 0 1)",
+      R"(host_trace_eval_flags 0x12050004 3 0x400 0x4)",
+      R"(host_trace_record "loaded_lib: %s loaded_status: %d, loaded_dispatch_table: %p\nnrows: %d\n" )"
+      R"("vorn_in_set" 0x12050004 0x402 "generic" 2 table 64)",
+      R"(host_trace_eval_flags 0x12050004 3 0x400 0x4)",
+      R"(host_trace_record "filter_bv: %p popc: %d invert_filter: %d force_selective: %d\n" "vorn_in_set" )"
+      R"(0x12050004 0x402 filter 8 0 0)",
+      R"(host_clock_time64 0x0)",
+      R"(host_clock_time64 0xfa)",
+      R"(host_trace_eval_flags 0x12050004 4 0x400 0x4)",
+      R"(host_trace_record "Runtime %.0f us (%.0f Mrows/sec)\n" "vorn_in_set" 0x12050004 0x402 250 0.244140625)"};
+  EXPECT_EQ(taken(), expected);
+}
+
 TEST_F(instrumentation_test, the_gate_by_events_and_by_filters) {
   arm(UINT64_MAX);
   uint64_t *events = env.trace_control().trace_events;
@@ -258,6 +283,14 @@ uint32_t wrong_range(vorn_cv *res, vorn_cv *src, const vorn_cv *lo, const vorn_c
   return code;
 }
 
+constexpr uint32_t set_slot = 7 << 7 | VORN_ENC_DICT << 5 | VORN_OPC_SET;
+uint32_t wrong_set(vorn_cv *res, vorn_cv *src, const vorn_cv *set, vorn_aux *aux) {
+  const uint32_t code = vorn_dispatch_table[set_slot].binary(res, src, set, aux);
+  res->vorn_cv_bv[0] ^= 0x100;
+  ++res->vorn_cv_popc;
+  return code;
+}
+
 TEST_F(instrumentation_test, the_self_check_compares_count_and_bits) {
   ctx.vorn_ctx_flags = VORN_CTX_SELF_CHECK;
   eq();
@@ -272,8 +305,10 @@ TEST_F(instrumentation_test, the_self_check_compares_count_and_bits) {
   eq();
   put_in_force({.ternary = wrong_range});
   vorn_ge_le(&ctx, &res, &src, &lo, &hi, &aux);
+  put_in_force({.binary = wrong_set});
+  vorn_in_set(&ctx, &res, &src, &set, &aux);
   const auto errors = env.errors();
-  ASSERT_EQ(errors.size(), 4U);
+  ASSERT_EQ(errors.size(), 6U);
   EXPECT_EQ(errors[0].message, "vorn_cmp: vxl check popcount");
   EXPECT_EQ(errors[0].values, (std::vector<value>{std::string("vorn_eq_dict_8bit"), 1, 2}));
   EXPECT_EQ(errors[1].message, "vorn_cmp: vxl check result");
@@ -281,6 +316,9 @@ TEST_F(instrumentation_test, the_self_check_compares_count_and_bits) {
   EXPECT_EQ(errors[2].message, "vorn_range_cmp: vxl check popcount");
   EXPECT_EQ(errors[2].values, (std::vector<value>{std::string("vorn_ge_le_dict_8bit"), 3, 2}));
   EXPECT_EQ(errors[3].message, "vorn_range_cmp: vxl check result");
+  EXPECT_EQ(errors[4].message, "vorn_in_set: vxl check popcount");
+  EXPECT_EQ(errors[4].values, (std::vector<value>{std::string("vorn_set_dict_8bit"), 3, 4}));
+  EXPECT_EQ(errors[5].message, "vorn_in_set: vxl check result");
   EXPECT_EQ(env.outstanding_scratch(), 0U);
 
   // Forcing the generic kernel goes before the check.
