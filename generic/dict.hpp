@@ -90,7 +90,11 @@ public:
     if (rows >= 64)
       return match_block<W>(block, question);
     uint8_t padded[8 * W] = {};
-    std::memcpy(padded, block, (rows * W + 7) / 8);
+    const uint64_t bits = rows * W;
+    std::memcpy(padded, block, (bits + 7) / 8);
+    // Stray bits of the last byte would make a code that no row has, for which a set has no word.
+    if (bits % 8 != 0)
+      padded[bits / 8] = static_cast<uint8_t>(padded[bits / 8] & 0xff00U >> bits % 8);
     return match_block<W>(padded, question) & low_bits(static_cast<unsigned>(rows));
   }
 
