@@ -1,4 +1,4 @@
-// Memory that catches a read or write outside: buffers end right before a page that nobody may touch, and the bytes in
+// Memory that catches a read or write outside: buffers end right before memory that nobody may touch, and the bytes in
 // front of them are canaries.
 #pragma once
 
@@ -16,13 +16,13 @@ public:
   explicit guarded(size_t capacity) {
     const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
     const size_t body = (capacity + canaries + page - 1) / page * page;
-    mapped_ = body + page;
+    mapped_ = body + unreadable;
     void *memory = mmap(nullptr, mapped_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (memory == MAP_FAILED)
       std::abort();
     base_ = static_cast<uint8_t *>(memory);
     end_ = base_ + body;
-    if (mprotect(end_, page, PROT_NONE) != 0)
+    if (mprotect(end_, unreadable, PROT_NONE) != 0)
       std::abort();
   }
   ~guarded() { munmap(base_, mapped_); }
@@ -44,6 +44,7 @@ public:
 private:
   static constexpr uint8_t canary = 0xc5;
   static constexpr size_t canaries = 128;
+  static constexpr size_t unreadable = 1 << 20; // far reads fault as well: an index of 20 bits too large
   size_t mapped_;
   uint8_t *base_;
   uint8_t *end_;
