@@ -1,12 +1,10 @@
 // The entry point of the comparisons: its checks and their order, what it writes into aux, which table it runs.
 #include <gtest/gtest.h>
 
-#include <array>
 #include <string>
 #include <vector>
 
-#include "tests/support/implementation.hpp"
-#include "tests/support/slots.hpp"
+#include "tests/support/scan_call.hpp"
 
 namespace {
 
@@ -27,47 +25,13 @@ uint32_t recording_kernel(vorn_cv *res, vorn_cv *src, const vorn_cv *operand, vo
   return kernel_result;
 }
 
-class cmp_test : public testing::Test {
+class cmp_test : public testing::Test, public vorn_test::scan_call {
 protected:
   void SetUp() override {
-    env.on_error = vorn_host::error_policy::resume;
-    ctx = env.context();
-    vorn_build_encoding_type_dict(&enc, 8, nullptr, nullptr, nullptr, 0, 0, 0);
-    vorn_build_encoding_type_dict(&cst_enc, 8, nullptr, nullptr, nullptr, 0, 0, VORN_CONST);
-    vorn_build_vector(&res, nullptr, nullptr, nullptr, nullptr, nullptr, out.data(), 64, 0, nullptr, 0);
-    vorn_build_vector(&src, codes.data(), nullptr, nullptr, &enc, nullptr, nullptr, 64, 0, nullptr, 0);
-    vorn_build_vector(&cst, &constant, nullptr, nullptr, &cst_enc, nullptr, nullptr, 1, 0, nullptr, 0);
-    for (size_t i = 0; i < codes.size(); ++i)
-      codes[i] = static_cast<uint8_t>(i);
     kernel_calls.clear();
     kernel_result = 0;
   }
-  void TearDown() override { vorn_global_ctx = vorn_test::initial_global_ctx; }
-
-  // A specialised table whose every slot records.
-  void put_recording_table_in_force() {
-    table.assign(VORN_DISPATCH_SLOTS, vorn_kernel{.binary = nullptr});
-    for (uint32_t index = 0; index < VORN_DISPATCH_SLOTS; ++index)
-      table[index].binary = recording_kernel;
-    vorn_global_ctx.vorn_global_ctx_dispatch = table.data();
-  }
-
-  std::vector<std::string> messages() const {
-    std::vector<std::string> texts;
-    for (const auto &error : env.errors())
-      texts.push_back(error.message);
-    return texts;
-  }
-
-  vorn_host::environment env;
-  vorn_ctx ctx = {};
-  vorn_enc_ctx enc = {}, cst_enc = {};
-  vorn_cv res = {}, src = {}, cst = {};
-  alignas(64) std::array<uint64_t, 2> out = {};
-  alignas(64) std::array<uint8_t, 64> codes = {};
-  alignas(64) std::array<uint64_t, 2> filter = {0xff, 0};
-  uint32_t constant = 5;
-  std::vector<vorn_kernel> table;
+  void put_recording_table_in_force() { put_in_force({.binary = recording_kernel}); }
 };
 
 TEST_F(cmp_test, wrappers_select_their_opcode) {
@@ -79,7 +43,7 @@ TEST_F(cmp_test, wrappers_select_their_opcode) {
                                                    {vorn_ge, ~uint64_t{0x1f}},
                                                    {vorn_ne, ~uint64_t{0x20}}};
   for (const auto &[compare, bits] : expected) {
-    EXPECT_EQ(compare(&ctx, &res, &src, &cst, nullptr), uint32_t{VORN_RESULT_DONE});
+    EXPECT_EQ(compare(&ctx, &res, &src, &lo, nullptr), uint32_t{VORN_RESULT_DONE});
     EXPECT_EQ(out[0], bits);
   }
   EXPECT_TRUE(env.errors().empty());
@@ -88,20 +52,19 @@ TEST_F(cmp_test, wrappers_select_their_opcode) {
 TEST_F(cmp_test, every_check_reports_and_the_call_goes_on) {
   enc.vorn_enc_ctx_flags |= VORN_RLE;
   enc.vorn_enc_ctx_type |= uint64_t{1} << 40; // beyond the byte that dispatches
-  cst_enc.vorn_enc_ctx_flags = VORN_DICT;
+  lo_enc.vorn_enc_ctx_flags = VORN_DICT;
   auto *const misaligned_out = reinterpret_cast<uint64_t *>(reinterpret_cast<char *>(out.data()) + 4);
   auto *const misaligned_filter = reinterpret_cast<uint64_t *>(reinterpret_cast<char *>(filter.data()) + 2);
   res.vorn_cv_bv = misaligned_out;
   src.vorn_cv_vals = codes.data() + 1;
-  vorn_aux aux = {};
   aux.vorn_aux_filter_bv = misaligned_filter;
   aux.vorn_aux_flags = VORN_AUX_INVERT_FILTER;
   put_recording_table_in_force();
   kernel_result = VORN_RESULT_REFUSED;
   uint8_t lens[] = {9, 8};
-  cst.vorn_cv_lens = lens;
+  lo.vorn_cv_lens = lens;
 
-  EXPECT_EQ(vorn_cmp(&ctx, &res, &src, &cst, &aux, VORN_OPC_LT), uint32_t{VORN_RESULT_REFUSED});
+  EXPECT_EQ(vorn_cmp(&ctx, &res, &src, &lo, &aux, VORN_OPC_LT), uint32_t{VORN_RESULT_REFUSED});
   const std::pair<const char *, std::vector<value>> expected[] = {
       {"vorn_cmp: src1 missing burst resvec", {}},
       {"vorn_cmp: encoding does not match", {}},
@@ -126,11 +89,10 @@ TEST_F(cmp_test, an_unwinding_reporter_stops_at_the_first_check_and_leaves_all_a
   env.on_error = vorn_host::error_policy::unwind;
   put_recording_table_in_force();
   enc.vorn_enc_ctx_flags |= VORN_RLE;
-  cst_enc.vorn_enc_ctx_flags = 0;
-  vorn_aux aux = {};
+  lo_enc.vorn_enc_ctx_flags = 0;
   aux.vorn_aux_filter_bv = filter.data();
   aux.vorn_aux_diag_code = 3;
-  EXPECT_THROW(vorn_eq(&ctx, &res, &src, &cst, &aux), vorn_host::internal_error);
+  EXPECT_THROW(vorn_eq(&ctx, &res, &src, &lo, &aux), vorn_host::internal_error);
   EXPECT_EQ(messages(), std::vector<std::string>{"vorn_cmp: src1 missing burst resvec"});
   EXPECT_TRUE(kernel_calls.empty());
   EXPECT_EQ(aux.vorn_aux_filter_bv, filter.data());
@@ -142,12 +104,11 @@ TEST_F(cmp_test, alignment_is_that_of_the_record_in_force) {
   vorn_global_ctx.VORN_OUTPUT_BITWVEC_ALIGN = 64;
   vorn_global_ctx.VORN_DATASTREAM_ALIGN = 32;
   vorn_global_ctx.VORN_BITWVEC_ALIGN = 16;
-  vorn_aux aux = {};
   aux.vorn_aux_filter_bv = filter.data() + 1;
   res.vorn_cv_bv = out.data() + 1;
   src.vorn_cv_vals = codes.data() + 16;
   src.vorn_cv_nrows = res.vorn_cv_nrows = 16;
-  vorn_eq(&ctx, &res, &src, &cst, &aux);
+  vorn_eq(&ctx, &res, &src, &lo, &aux);
   EXPECT_EQ(messages(), (std::vector<std::string>{"vorn_cmp: res is not aligned", "vorn_cmp: src is not aligned",
                                                   "vorn_cmp: aux bv is not aligned"}));
   // An invert flag without a filter is no fault, and no filter is aligned.
@@ -155,23 +116,22 @@ TEST_F(cmp_test, alignment_is_that_of_the_record_in_force) {
   vorn_global_ctx.VORN_OUTPUT_BITWVEC_ALIGN = vorn_global_ctx.VORN_DATASTREAM_ALIGN = 8;
   aux = {};
   aux.vorn_aux_flags = VORN_AUX_INVERT_FILTER;
-  vorn_eq(&ctx, &res, &src, &cst, &aux);
+  vorn_eq(&ctx, &res, &src, &lo, &aux);
   EXPECT_TRUE(env.errors().empty());
 }
 
 TEST_F(cmp_test, aux_is_prepared_for_the_kernel) {
   put_recording_table_in_force();
-  vorn_aux aux = {};
   aux.vorn_aux_filter_bv = filter.data();
   aux.vorn_aux_popc = 8;
   for (uint8_t &bits : aux.vorn_aux_op_bits)
     bits = 0xff;
   aux.vorn_aux_diag_code = 17;
-  EXPECT_EQ(vorn_ge(&ctx, &res, &src, &cst, &aux), 0U);
+  EXPECT_EQ(vorn_ge(&ctx, &res, &src, &lo, &aux), 0U);
   ASSERT_EQ(kernel_calls.size(), 1U);
   EXPECT_EQ(kernel_calls[0].res, &res);
   EXPECT_EQ(kernel_calls[0].src, &src);
-  EXPECT_EQ(kernel_calls[0].operand, &cst);
+  EXPECT_EQ(kernel_calls[0].operand, &lo);
   EXPECT_EQ(kernel_calls[0].aux, &aux);
   EXPECT_EQ(aux.vorn_aux_ctx, &ctx);
   EXPECT_EQ(aux.vorn_aux_diag_code, 0U);
@@ -182,7 +142,7 @@ TEST_F(cmp_test, aux_is_prepared_for_the_kernel) {
   EXPECT_EQ(aux.vorn_aux_popc, 8U);
 
   // Without one the kernel gets a cleared record of the call's own.
-  vorn_ge(&ctx, &res, &src, &cst, nullptr);
+  vorn_ge(&ctx, &res, &src, &lo, nullptr);
   const vorn_aux &local = kernel_calls.at(1).aux_contents;
   EXPECT_EQ(local.vorn_aux_ctx, &ctx);
   EXPECT_EQ(local.vorn_aux_filter_bv, nullptr);
@@ -194,7 +154,7 @@ TEST_F(cmp_test, aux_is_prepared_for_the_kernel) {
 TEST_F(cmp_test, force_generic_runs_the_generic_table) {
   put_recording_table_in_force();
   ctx.vorn_ctx_flags = VORN_CTX_FORCE_GENERIC;
-  EXPECT_EQ(vorn_eq(&ctx, &res, &src, &cst, nullptr), uint32_t{VORN_RESULT_DONE});
+  EXPECT_EQ(vorn_eq(&ctx, &res, &src, &lo, nullptr), uint32_t{VORN_RESULT_DONE});
   EXPECT_TRUE(kernel_calls.empty());
   EXPECT_EQ(out[0], 0x20U);
 }
@@ -202,43 +162,9 @@ TEST_F(cmp_test, force_generic_runs_the_generic_table) {
 TEST_F(cmp_test, a_refusal_without_a_length_reports_zero) {
   put_recording_table_in_force();
   kernel_result = VORN_RESULT_REFUSED;
-  vorn_ne(&ctx, &res, &src, &cst, nullptr);
+  vorn_ne(&ctx, &res, &src, &lo, nullptr);
   ASSERT_EQ(env.errors().size(), 1U);
   EXPECT_EQ(env.errors()[0].values, (std::vector<value>{std::string("vorn_ne_dict_8bit"), int32_t{0}}));
-}
-
-// A run-length source from end to end with an expander of the test's own.
-uint32_t expand_runs(const vorn_ctx *, vorn_cv *res, vorn_cv *src, vorn_aux *aux) {
-  const auto *lens = static_cast<const uint8_t *>(src->vorn_cv_encoding_context->vorn_enc_ctx_rle_lens);
-  res->vorn_cv_bv[0] = 0;
-  res->vorn_cv_popc = 0;
-  uint32_t row = 0;
-  for (uint32_t r = 0; r < src->vorn_cv_encoding_context->vorn_enc_ctx_rle_nruns; ++r)
-    for (uint32_t i = 0; i < lens[r]; ++i, ++row)
-      if (aux->vorn_aux_filter_bv[0] >> r & 1) {
-        res->vorn_cv_bv[0] |= uint64_t{1} << row;
-        ++res->vorn_cv_popc;
-      }
-  return res->vorn_cv_popc == 0 ? VORN_RESULT_EMPTY : VORN_RESULT_DONE;
-}
-
-TEST_F(cmp_test, runs_are_compared_once_and_expanded) {
-  alignas(8) const uint8_t lens[] = {3, 0, 10, 2, 1};
-  uint64_t per_run[1] = {};
-  vorn_add_encoding_type_rle(&enc, lens, nullptr, 8, 5, per_run);
-  enc.vorn_enc_ctx_burst_fn = expand_runs;
-  src.vorn_cv_nrows = res.vorn_cv_nrows = 16;
-  constant = 2; // the codes of the runs are 0 to 4
-  vorn_aux aux = {};
-  aux.vorn_aux_filter_bv = filter.data();
-  aux.vorn_aux_flags = VORN_AUX_FORCE_SELECTIVE;
-  EXPECT_EQ(vorn_ge(&ctx, &res, &src, &cst, &aux), uint32_t{VORN_RESULT_DONE});
-  EXPECT_EQ(per_run[0], 0x1cU);
-  EXPECT_EQ(out[0], 0xfff8U);
-  EXPECT_EQ(res.vorn_cv_popc, 13U);
-  EXPECT_EQ(aux.vorn_aux_filter_bv, nullptr);
-  EXPECT_EQ(aux.vorn_aux_op_bits[1], 0);
-  EXPECT_TRUE(env.errors().empty());
 }
 
 } // namespace

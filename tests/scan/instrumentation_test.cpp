@@ -82,12 +82,15 @@ TEST_F(instrumentation_test, an_armed_comparison_tells_kernel_call_filter_and_ti
       R"(host_clock_time64 0x5dc)",
       R"(host_trace_eval_flags 0x12050004 4 0x400 0x4)",
       R"(host_trace_record "Runtime %.0f us (%.0f Mrows/sec)\n" "vorn_cmp" 0x12050004 0x402 500 0.1220703125)"};
-  EXPECT_EQ(taken(), expected);
-  // The place in the source stands in front of the format, and the gate is told the same place.
+  // The place in the source stands in front of the format of a record, and the gate is told the same place.
+  size_t records = 0;
   for (const auto &call : env.calls())
     if (call.service == "host_trace_record") {
       EXPECT_EQ(call.source.substr(0, 13), "scan/cmp.cpp:");
+      ++records;
     }
+  EXPECT_EQ(records, 4U);
+  EXPECT_EQ(taken(), expected);
 }
 
 TEST_F(instrumentation_test, a_range_tells_the_short_line_and_values_of_its_bits) {
