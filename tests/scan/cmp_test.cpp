@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/scan_call.hpp"
+#include "tests/support/entry_call.hpp"
 
 namespace {
 
@@ -25,7 +25,7 @@ uint32_t recording_kernel(vorn_cv *res, vorn_cv *src, const vorn_cv *operand, vo
   return kernel_result;
 }
 
-class cmp_test : public testing::Test, public vorn_test::scan_call {
+class cmp_test : public testing::Test, public vorn_test::entry_call {
 protected:
   void SetUp() override {
     kernel_calls.clear();

@@ -5,14 +5,14 @@
 #include <cmath>
 #include <cstring>
 
-#include "tests/support/scan_call.hpp"
+#include "tests/support/entry_call.hpp"
 
 namespace {
 
 using lines = std::vector<std::string>;
 using vorn_host::value;
 
-class instrumentation_test : public testing::Test, public vorn_test::scan_call {
+class instrumentation_test : public testing::Test, public vorn_test::entry_call {
 protected:
   void SetUp() override {
     env.record = true;
@@ -256,9 +256,9 @@ TEST_F(instrumentation_test, a_diagnostic_code_is_traced) {
   }});
   arm();
   for (const auto &[call, entry] :
-       {std::pair<uint32_t (*)(scan_call &), const char *>{
-            [](scan_call &c) { return vorn_ne(&c.ctx, &c.res, &c.src, &c.lo, nullptr); }, "vorn_cmp"},
-        {[](scan_call &c) { return vorn_in_set(&c.ctx, &c.res, &c.src, &c.set, nullptr); }, "vorn_in_set"}}) {
+       {std::pair<uint32_t (*)(entry_call &), const char *>{
+            [](entry_call &c) { return vorn_ne(&c.ctx, &c.res, &c.src, &c.lo, nullptr); }, "vorn_cmp"},
+        {[](entry_call &c) { return vorn_in_set(&c.ctx, &c.res, &c.src, &c.set, nullptr); }, "vorn_in_set"}}) {
     call(*this);
     const auto found = taken();
     EXPECT_EQ(std::count(found.begin(), found.end(),

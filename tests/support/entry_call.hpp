@@ -9,8 +9,8 @@
 
 namespace vorn_test {
 
-struct scan_call {
-  scan_call() {
+struct entry_call {
+  entry_call() {
     env.on_error = vorn_host::error_policy::resume;
     ctx = env.context();
     vorn_build_encoding_type_dict(&enc, 8, nullptr, nullptr, nullptr, 0, 0, 0);
@@ -30,9 +30,9 @@ struct scan_call {
     env.name_pointer(filter.data(), "filter");
     env.name_pointer(&aux, "aux");
   }
-  ~scan_call() { vorn_global_ctx = initial_global_ctx; }
-  scan_call(const scan_call &) = delete;
-  scan_call &operator=(const scan_call &) = delete;
+  ~entry_call() { vorn_global_ctx = initial_global_ctx; }
+  entry_call(const entry_call &) = delete;
+  entry_call &operator=(const entry_call &) = delete;
 
   // Replaces the kernels in force.
   void put_in_force(vorn_kernel kernel) {
