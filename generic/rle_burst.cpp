@@ -16,45 +16,43 @@ struct stretch {
   uint32_t rows;
 };
 
-// Where a run lies, by the sum of the lengths before it, taken for a block of runs at a time: a loop over the runs that
-// are skipped would end at a place that no branch predictor foresees.  Asked in ascending order.
+// Where the 64 runs of a word of the per-run vector lie, by the sums of their lengths.  Words are entered in order.
 template <class Length>
 class summed_runs {
 public:
   explicit summed_runs(const vorn_enc_ctx &enc)
       : lens_(enc.vorn_enc_ctx_rle_lens), nruns_(enc.vorn_enc_ctx_rle_nruns) {}
 
-  stretch at(uint32_t run) {
-    while (run - block_ >= size_)
-      next_block();
-    const uint32_t i = run - block_;
-    return {first_[i], first_[i + 1] - first_[i]};
+  // Sums all of them: a loop over the runs in between would end at a place that no branch predictor foresees.
+  void enter(uint32_t block) {
+    const uint32_t size = std::min(nruns_ - block, 64U);
+    uint32_t first = first_[64];
+    for (uint32_t i = 0; i < size; ++i) {
+      first_[i] = first;
+      first += lens_[uint64_t{block} + i];
+    }
+    first_[size] = first;
   }
+
+  stretch at(uint32_t /*block*/, uint32_t run) const { return {first_[run], first_[run + 1] - first_[run]}; }
 
 private:
-  void next_block() {
-    block_ += size_;
-    first_[0] = first_[size_];
-    size_ = std::min(nruns_ - block_, 64U);
-    for (uint32_t i = 0; i < size_; ++i)
-      first_[i + 1] = first_[i] + lens_[uint64_t{block_} + i];
-  }
-
   run_lengths<Length> lens_;
   uint32_t nruns_;
-  uint32_t block_ = 0;      // first run of the block
-  uint32_t size_ = 0;       // runs of the block
-  uint32_t first_[65] = {}; // first row of each of its runs and of the one behind, modulo 2^32
+  uint32_t first_[65] = {}; // first row of each run and of the one behind, modulo 2^32
 };
 
-// Where a run lies, by the CLA.
+// The same by the CLA.
 class indexed_runs {
 public:
   explicit indexed_runs(const vorn_enc_ctx &enc) : cla_(static_cast<const uint8_t *>(enc.vorn_enc_ctx_rle_cla)) {}
 
-  stretch at(uint32_t run) const {
-    const uint32_t first = load_big<uint32_t>(cla_ + 4 * uint64_t{run});
-    return {first, load_big<uint32_t>(cla_ + 4 * (uint64_t{run} + 1)) - first};
+  void enter(uint32_t /*block*/) {}
+
+  stretch at(uint32_t block, uint32_t run) const {
+    const uint8_t *entry = cla_ + 4 * (uint64_t{block} + run);
+    const uint32_t first = load_big<uint32_t>(entry);
+    return {first, load_big<uint32_t>(entry + 4) - first};
   }
 
 private:
@@ -62,43 +60,47 @@ private:
 };
 
 // Sets the rows of a run in a vector in which nothing is set behind it: only its first word may hold earlier runs.
+// Up to four words are written without a branch on their number, which no predictor foresees.
 void set_rows(uint64_t *out, stretch run) {
-  const unsigned offset = run.first % 64;
+  if (run.rows == 0) // the word of an empty run may lie behind the vector
+    return;
+  const uint32_t end = run.first % 64 + run.rows - 1;
   uint64_t *word = out + run.first / 64;
-  if (run.rows <= 64 - offset) {
-    if (run.rows != 0) // the word of an empty run may lie behind the vector
-      *word |= low_bits(run.rows) << offset;
+  uint64_t *const last = word + end / 64;
+  const uint64_t head = UINT64_MAX << run.first % 64;
+  const uint64_t tail = UINT64_MAX >> (63 - end % 64);
+  if (word == last) {
+    *word |= head & tail;
     return;
   }
-  *word++ |= UINT64_MAX << offset;
-  uint32_t rows = run.rows - (64 - offset);
-  for (; rows >= 64; rows -= 64)
-    *word++ = UINT64_MAX;
-  if (rows != 0)
-    *word = low_bits(rows);
+  *word |= head;
+  word[1] = UINT64_MAX;
+  word += word + 2 < last ? 2 : 1;
+  *word = UINT64_MAX;
+  while (++word < last)
+    *word = UINT64_MAX;
+  *last = tail;
 }
 
 template <class Runs>
 uint32_t burst(vorn_cv *res, vorn_cv *src, vorn_aux *aux) {
   const vorn_enc_ctx &enc = *src->vorn_cv_encoding_context;
+  const uint64_t *selected = aux->vorn_aux_filter_bv;
   uint64_t *out = res->vorn_cv_bv;
   std::fill_n(out, words_of(res->vorn_cv_nrows), 0);
 
   Runs runs(enc);
+  const uint32_t nruns = enc.vorn_enc_ctx_rle_nruns;
   uint32_t count = 0;
-  vorn_lbiwv_ictx selected;
-  vorn_lbiwv_ictx_ini2_dydi(&selected, aux->vorn_aux_filter_bv, enc.vorn_enc_ctx_rle_nruns, 0, 0);
-  constexpr uint32_t batch_size = 64;
-  uint32_t batch[batch_size];
-  uint32_t fetched;
-  do {
-    fetched = vorn_lbiwvones_dydi(&selected, batch, batch_size);
-    for (uint32_t i = 0; i < fetched; ++i) {
-      const stretch rows = runs.at(batch[i]);
+  for (uint32_t block = 0; block < nruns; block += 64) {
+    runs.enter(block);
+    uint64_t word = selected[block / 64] & low_bits(nruns - block);
+    for (; word != 0; word &= word - 1) {
+      const stretch rows = runs.at(block, static_cast<uint32_t>(std::countr_zero(word)));
       set_rows(out, rows);
       count += rows.rows;
     }
-  } while (fetched == batch_size);
+  }
   res->vorn_cv_popc = count;
   return count == 0 ? VORN_RESULT_EMPTY : VORN_RESULT_DONE;
 }
