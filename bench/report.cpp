@@ -12,6 +12,7 @@ void reporter::ReportRuns(const std::vector<Run> &runs) {
   benchmark::ConsoleReporter::ReportRuns(runs);
   for (const Run &run : runs) {
     const auto width = run.counters.find("width");
+    const auto of_read = run.counters.find("of_read");
     // "group/kernel/implementation"
     const std::string name = run.run_name.function_name;
     const size_t first = name.find('/');
@@ -23,11 +24,14 @@ void reporter::ReportRuns(const std::vector<Run> &runs) {
     std::string family = kernel.find("_fixed_") != std::string::npos  ? ", fixed"
                          : kernel.find("_dynp_") != std::string::npos ? ", dynamic-packed"
                          : kernel.starts_with("vorn_set_")            ? ", set"
+                         : kernel.starts_with("vorn_decode_unpack_")  ? ", unpack"
+                         : kernel.starts_with("vorn_decode_symbol_")  ? ", symbol decode"
+                         : kernel.starts_with("vorn_decode_")         ? ", decode"
                                                                       : "";
     if (kernel.ends_with("_tz"))
       family += " with the second key";
     runs_.push_back({name.substr(0, first) + family, static_cast<unsigned>(width->second.value), name.substr(last + 1),
-                     run.counters.at("Grows/s").value, run.counters.at("of_read").value});
+                     run.counters.at("Grows/s").value, of_read == run.counters.end() ? 0 : of_read->second.value});
   }
 }
 
@@ -36,8 +40,9 @@ void reporter::Finalize() {
   for (const kernel_run &run : runs_)
     groups.insert(run.group);
   for (const std::string &group : groups) {
-    fmt::print("\n{}: slowest and median kernel of a width in Grows/s, and the median's share of a plain read\n",
-               group);
+    fmt::print(
+        "\n{}: slowest and median kernel of a width in Grows/s, and the median's share of a plain read, where known\n",
+        group);
     fmt::print("{:>5}", "width");
     for (const std::string &implementation : implementations_)
       fmt::print("  {:^24}", implementation);
@@ -56,7 +61,8 @@ void reporter::Finalize() {
         }
         std::sort(cell.begin(), cell.end(), [](const auto &a, const auto &b) { return a.grows < b.grows; });
         const kernel_run &median = cell[cell.size() / 2];
-        fmt::print("  {:>7.2f} {:>7.2f} {:>7.1f}%", cell[0].grows, median.grows, 100 * median.of_read);
+        const std::string share = median.of_read > 0 ? fmt::format("{:.1f}%", 100 * median.of_read) : "";
+        fmt::print("  {:>7.2f} {:>7.2f} {:>8}", cell[0].grows, median.grows, share);
       }
       fmt::print("\n");
     }

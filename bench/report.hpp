@@ -14,7 +14,7 @@ struct kernel_run {
   unsigned width;
   std::string implementation;
   double grows;   // 10^9 rows a second
-  double of_read; // its time as a fraction of which a plain read of the same bytes would take
+  double of_read; // its time as a fraction of which a plain read of the same bytes would take, 0 if not measured
 };
 
 // Prints runs as they come, like the console, and the table at the end.

@@ -6,19 +6,27 @@ set(VORN_KERNEL_SOURCES
   bitvec/lbiwv.cpp
   frame/implementation.cpp
   generic/dict_compare.cpp
+  generic/dict_decode.cpp
   generic/dict_set.cpp
+  generic/dict_symbol.cpp
+  generic/dict_unpack.cpp
   generic/dispatch_table.cpp
   generic/dynp_compare.cpp
   generic/dynp_lengths.cpp
   generic/fixed_compare.cpp
   generic/placeholders.cpp
+  generic/prefix_decode.cpp
   generic/qpak.cpp
   generic/rle_burst.cpp
   generic/rle_expand.cpp)
 
 set(VORN_FRAME_SOURCES
+  decode/decode.cpp
+  decode/prefix.cpp
   decode/qpak.cpp
   decode/rle_burst.cpp
+  decode/symbol.cpp
+  decode/unpack.cpp
   frame/call.cpp
   frame/costs.cpp
   frame/global_ctx.cpp

@@ -28,8 +28,7 @@ extern "C" uint32_t vorn_decode_rle_burst(const vorn_ctx *ctx, vorn_cv *res, vor
   VORN_TRACE_ROWS(*ctx, entry, src->vorn_cv_nrows);
   prepare(*aux, *ctx, operations::rle_burst);
   timer.start();
-  const vorn_kernel *table = force_generic(*ctx) ? vorn_dispatch_table : global.vorn_global_ctx_dispatch;
-  const uint32_t code = table[index].unary(res, src, aux);
+  const uint32_t code = kernel_of(*ctx, index).unary(res, src, aux);
   VORN_TRACE_DIAGNOSTIC(*ctx, entry, *aux);
   enc.vorn_enc_ctx_flags = flags;
   count(*ctx, *aux, operations::rle_burst);

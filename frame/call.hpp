@@ -125,6 +125,11 @@ void begin_self_check(const vorn_ctx &ctx, const vorn_cv &res, const self_check_
 void end_self_check(const vorn_ctx &ctx, const vorn_cv &res, uint32_t index, const self_check_texts &texts,
                     self_check_scratch &scratch);
 
+// The kernel of an entry without a self-check.
+inline const vorn_kernel &kernel_of(const vorn_ctx &ctx, uint32_t index) {
+  return (force_generic(ctx) ? vorn_dispatch_table : vorn_global_ctx.vorn_global_ctx_dispatch)[index];
+}
+
 // The dispatch rule: the generic kernel when it is forced, both under the self-check, else the one in force.
 // invoke(kernel, res) calls a kernel.
 template <class Invoke>
@@ -158,6 +163,18 @@ uint32_t run_kernel(const vorn_ctx &ctx, uint32_t index, vorn_cv &res, const sel
              static_cast<const void *>((aux).vorn_aux_filter_bv), (aux).vorn_aux_popc,                                 \
              ((aux).vorn_aux_flags & VORN_AUX_INVERT_FILTER) ? 1 : 0,                                                  \
              ((aux).vorn_aux_flags & VORN_AUX_FORCE_SELECTIVE) ? 1 : 0)
+// done: what the entry calls the number of rows of its result.
+#define VORN_TRACE_DECODED_ROWS(ctx, entry, src, res, done)                                                            \
+  VORN_TRACE(ctx, vorn::trace_call, entry,                                                                             \
+             "loaded_lib: %s loaded_status: %d, loaded_dispatch_table: %p\nnrows: %d " done ": %d\n",                  \
+             vorn_global_ctx.vorn_global_ctx_lib_name, vorn_global_ctx.vorn_global_ctx_status,                         \
+             static_cast<const void *>(vorn_global_ctx.vorn_global_ctx_dispatch), (src).vorn_cv_nrows,                 \
+             (res).vorn_cv_nrows)
+#define VORN_TRACE_DECODE(ctx, entry, res, aux)                                                                        \
+  VORN_TRACE(                                                                                                          \
+      ctx, vorn::trace_call, entry, "vals: %p lens: %p flgs: %p\nfilterbv: %p start_slot: %d ones_vec: %p (%d)\n",     \
+      (res).vorn_cv_vals, (res).vorn_cv_lens, (res).vorn_cv_flgs, static_cast<const void *>((aux).vorn_aux_filter_bv), \
+      (aux).vorn_aux_start_slot, static_cast<const void *>((aux).vorn_aux_ones_vec), (aux).vorn_aux_ones_vec_size)
 #define VORN_TRACE_DIAGNOSTIC(ctx, entry, aux)                                                                         \
   do {                                                                                                                 \
     if ((aux).vorn_aux_diag_code != 0)                                                                                 \

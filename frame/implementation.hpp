@@ -85,7 +85,7 @@ constexpr vorn_global_ctx_t implementation(uint32_t status, const char *lib_name
       .vorn_groupkey_dydi = no_implementation,
       .vorn_gby_sum_dydi = no_implementation,
       .vorn_convert_dydi = no_implementation,
-      .vorn_prefix_decode_dydi = no_implementation,
+      .vorn_prefix_decode_dydi = ::vorn_prefix_decode_dydi,
       .vorn_hash_dydi = no_implementation,
       .vorn_ht_build_dydi = no_implementation,
       .vorn_ht_probe_dydi = no_implementation,

@@ -33,8 +33,11 @@ inline constexpr op_bit shared_bit = {0, 0x08};
 
 namespace operations {
 inline constexpr operation compare = {{0, 0x01}, {1, 0x02}, {2, 0x02}, 0, 0};
+inline constexpr operation decode = {{0, 0x02}, {1, 0x04}, {2, 0x04}, 1, 1};
 inline constexpr operation rle_burst = {{0, 0x04}, {1, 0x08}, {2, 0x08}, 2, 2};
 inline constexpr operation in_set = {{0, 0x10}, {1, 0x10}, {2, 0x10}, 3, 3};
+inline constexpr operation decode_unpack = {{0, 0x40}, {1, 0x40}, {2, 0x20}, 6, 4};
+inline constexpr operation decode_symbol = {{0, 0x80}, {1, 0x80}, {}, 7, 0};
 } // namespace operations
 
 // The counters of the host's statistics block: three arrays of 64-bit counters, back to back.

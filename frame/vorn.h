@@ -676,6 +676,68 @@ VORN_API uint32_t vorn_convert_rowz_pcode(uint8_t code);
 /* Decoders. */
 
 /*
+ * Decodes the dictionary codes of a list of rows to their values, without copying them.
+ *
+ * src: vals (aligned), encoding context with VORN_DICT, no VORN_NULLS.  aux: vorn_aux_ones_vec, n row numbers in any
+ * order, n in vorn_aux_ones_vec_size; over runs they number the runs.  They are not checked.
+ * res: vals, an array of n addresses into vorn_enc_ctx_dict_syms; lens, n uint16_t; flgs, n uint16_t, 2 for NULL, which
+ * is a value of length 0, else 0.  Entry i belongs to row i of the list.  When all values are NULL because their one
+ * length is 0, vals is not written.  vorn_cv_popc becomes n, vorn_aux_start_slot the last row.
+ *
+ * Returns VORN_RESULT_DONE, or VORN_RESULT_NO_IMPLEMENTATION for an unknown vorn_enc_ctx_dict_layout.
+ */
+VORN_API uint32_t vorn_decode(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, vorn_aux *aux);
+
+/* 1 for a vorn_enc_ctx_dict_layout that the decoders know, else 0. */
+VORN_API uint32_t vorn_decode_is_vorn_dict_type_supported(uint32_t layout);
+
+/*
+ * Unpacks dictionary codes to an array of integers in the processor's order, in batches.
+ *
+ * src: as for vorn_decode.  res: vals, room for vorn_cv_nrows elements; an element has 1 byte for codes of up to 8
+ * bits, 2 up to 16, else 4, or always 4 with VORN_AUX_UNPACK_UB4.  vorn_cv_popc becomes the number of elements written.
+ * aux, not null, says which rows:
+ *   - with a filter, its rows from vorn_aux_start_slot on;
+ *   - else with vorn_aux_ones_vec, the rows of that list, ascending over runs; all of them, whatever the room;
+ *   - else all rows from vorn_aux_start_slot on.
+ * vorn_aux_start_slot becomes the last row dealt with.  To go on, add 1 to it and leave vorn_aux_run_idx and
+ * vorn_aux_run_end, the run of that row and the row behind it, alone; a walk that starts at row 0 starts afresh.  The
+ * walk is over at the last row of src, or when nothing was written.
+ *
+ * Returns VORN_RESULT_DONE, or VORN_RESULT_EMPTY when nothing was written.
+ */
+VORN_API uint32_t vorn_decode_unpack(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, vorn_aux *aux);
+
+/* The same by the generic kernel and without the checks; vorn_aux_ctx must be set. */
+VORN_API uint32_t vorn_dispatch_decode_unpack(vorn_cv *res, vorn_cv *src, vorn_aux *aux);
+
+/*
+ * Decodes an array of vorn_cv_nrows codes, as vorn_decode_unpack writes it, to the outputs of vorn_decode.  src: an
+ * encoding context of the width 8, 16 or 32 with the dictionary; the elements have as many bits, or 32 with
+ * VORN_AUX_UNPACK_UB4.  flgs of res may be null.  vorn_cv_popc becomes vorn_cv_nrows of src.
+ *
+ * With VORN_AUX_COPY_VALUES, the width 32 and VORN_DICT_ONE_LENGTH the values themselves go back to back into
+ * vorn_cv_vals of res, and lens and flgs are not written.
+ */
+VORN_API uint32_t vorn_decode_symbol(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, vorn_aux *aux);
+
+/*
+ * Rebuilds prefix-compressed values of vorn_enc_ctx_prefix_vlen bytes into vals of res, back to back.
+ *
+ * src: lens, for each of vorn_cv_nrows groups the offset of its record in vals, 32 bits big-endian; the three prefix
+ * fields of the encoding context, which no builder fills.  A record is a byte p, a prefix of p bytes, and the rest of
+ * each of its 16 values; the last group may have fewer.
+ * aux may be null.  vorn_aux_prefix_out, unless null, is an array of 16 bytes per value: its address in vals of res,
+ * its length and 0 as uint16_t, and 4 bytes that are left as they are.
+ *
+ * Returns VORN_RESULT_DONE, or VORN_RESULT_NO_IMPLEMENTATION for other groups than of 16, or lengths than 1 to 8.
+ */
+VORN_API uint32_t vorn_prefix_decode(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, vorn_aux *aux);
+
+/* The same by the generic implementation alone. */
+VORN_API uint32_t vorn_prefix_decode_dydi(vorn_cv *res, vorn_cv *src, vorn_aux *aux);
+
+/*
  * Expands one bit per run to one bit per row.  src: a run-length encoding context, run lengths and CLA aligned to
  * VORN_DATASTREAM_ALIGN; the lengths add up to no more than vorn_cv_nrows of res.  aux, not null: vorn_aux_filter_bv is
  * the per-run vector, distinct from vorn_cv_bv of res, which is written with vorn_cv_popc.  With a CLA the runs that

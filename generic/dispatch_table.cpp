@@ -1,5 +1,6 @@
 // The generic dispatch table and the names of its slots, built at compile time from the families' lists.
 #include "generic/dict_compare.kernels.hpp"
+#include "generic/dict_decode.kernels.hpp"
 #include "generic/dict_set.kernels.hpp"
 #include "generic/dispatch_builder.hpp"
 #include "generic/dynp_compare.kernels.hpp"
@@ -25,6 +26,12 @@ VORN_DYNP_COMPARE_KERNELS(VORN_DECLARE_COMPARE)
 VORN_DYNP_RANGE_KERNELS(VORN_DECLARE_RANGE)
 VORN_DICT_SET_KERNELS(VORN_DECLARE_SET)
 VORN_PLACEHOLDER_KERNELS(VORN_DECLARE_PLACEHOLDER)
+#define VORN_DECLARE_DECODE(w) uint32_t vorn_decode_dict_##w##bit(vorn_cv *, vorn_cv *, vorn_aux *);
+VORN_DICT_DECODE_KERNELS(VORN_DECLARE_DECODE)
+#define VORN_DECLARE_UNPACK(w) uint32_t vorn_decode_unpack_dict_##w##bit(vorn_cv *, vorn_cv *, vorn_aux *);
+VORN_DICT_DECODE_KERNELS(VORN_DECLARE_UNPACK)
+#define VORN_DECLARE_SYMBOL(w) uint32_t vorn_decode_symbol_dict_##w##bit(vorn_cv *, vorn_cv *, vorn_aux *);
+VORN_DICT_SYMBOL_KERNELS(VORN_DECLARE_SYMBOL)
 #define VORN_DECLARE_BURST(suffix, w) uint32_t vorn_burst_rle_##suffix(vorn_cv *, vorn_cv *, vorn_aux *);
 VORN_BURST_KERNELS(VORN_DECLARE_BURST)
 }
@@ -41,6 +48,9 @@ namespace {
 #define VORN_PLACEHOLDER_ENTRY(op, OP, enc, ENC, w) VORN_ENTRY(OP, ENC, w, 0, binary, vorn_##op##_##enc##_##w##bit)
 
 #define VORN_BURST_ENTRY(suffix, w) VORN_ENTRY(BURST, RLE, w, 0, unary, vorn_burst_rle_##suffix)
+#define VORN_DECODE_ENTRY(w)        VORN_ENTRY(DECODE, DICT, w, 0, unary, vorn_decode_dict_##w##bit)
+#define VORN_UNPACK_ENTRY(w)        VORN_ENTRY(DECODE_UNPACK, DICT, w, 0, unary, vorn_decode_unpack_dict_##w##bit)
+#define VORN_SYMBOL_ENTRY(w)        VORN_ENTRY(DECODE_SYMBOL, DICT, w, 0, unary, vorn_decode_symbol_dict_##w##bit)
 
 constexpr auto dict_compares = std::to_array<dispatch_entry>({VORN_DICT_COMPARE_KERNELS(VORN_COMPARE_ENTRY)});
 constexpr auto dict_ranges = std::to_array<dispatch_entry>({VORN_DICT_RANGE_KERNELS(VORN_RANGE_ENTRY)});
@@ -51,6 +61,9 @@ constexpr auto dynp_ranges = std::to_array<dispatch_entry>({VORN_DYNP_RANGE_KERN
 constexpr auto dict_sets = std::to_array<dispatch_entry>({VORN_DICT_SET_KERNELS(VORN_SET_ENTRY)});
 constexpr auto placeholders = std::to_array<dispatch_entry>({VORN_PLACEHOLDER_KERNELS(VORN_PLACEHOLDER_ENTRY)});
 constexpr auto bursts = std::to_array<dispatch_entry>({VORN_BURST_KERNELS(VORN_BURST_ENTRY)});
+constexpr auto dict_decodes = std::to_array<dispatch_entry>({VORN_DICT_DECODE_KERNELS(VORN_DECODE_ENTRY)});
+constexpr auto dict_unpacks = std::to_array<dispatch_entry>({VORN_DICT_DECODE_KERNELS(VORN_UNPACK_ENTRY)});
+constexpr auto dict_symbols = std::to_array<dispatch_entry>({VORN_DICT_SYMBOL_KERNELS(VORN_SYMBOL_ENTRY)});
 
 static_assert(dict_compares.size() == 6 * 23 * 2);
 static_assert(dict_ranges.size() == 4 * 23 * 2);
@@ -59,6 +72,7 @@ static_assert(fixed_ranges.size() == 4 * 4 * 2);
 static_assert(dynp_compares.size() == 6 * 3 * 2);
 static_assert(dynp_ranges.size() == 4 * 3 * 2);
 static_assert(dict_sets.size() == 22);
+static_assert(dict_decodes.size() == 22 && dict_unpacks.size() == 22 && dict_symbols.size() == 3);
 static_assert(placeholders.size() == 4 + 22 + 22);
 
 consteval dispatch build() {
@@ -66,10 +80,11 @@ consteval dispatch build() {
                               80 +  // fixed predicates
                               60 +  // dynamic-packed predicates
                               22 +  // sets
+                              47 +  // decoders of dictionary codes
                               4 +   // bursts
                               48;   // placeholders
   return build_dispatch(expected, dict_compares, dict_ranges, fixed_compares, fixed_ranges, dynp_compares, dynp_ranges,
-                        dict_sets, bursts, placeholders);
+                        dict_sets, dict_decodes, dict_unpacks, dict_symbols, bursts, placeholders);
 }
 
 } // namespace

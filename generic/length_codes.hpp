@@ -2,9 +2,7 @@
 // with it.
 #pragma once
 
-#include <algorithm>
-
-#include "generic/dict.hpp"
+#include "generic/codes.hpp"
 
 namespace vorn {
 
@@ -42,10 +40,8 @@ public:
     const uint64_t rows = nrows_ - 64 * word;
     if (rows >= 64)
       return unpack64<bits>(block, codes);
-    uint8_t padded[8 * bits] = {};
-    std::memcpy(padded, block, (rows * bits + 7) / 8);
-    unpack64<bits>(padded, codes);
-    std::fill_n(codes + rows, 64 - rows, 0); // the last byte may hold stray bits
+    const last_block<bits> last(block, rows);
+    unpack64<bits>(last.bytes, codes);
   }
 
   uint8_t byte(uint64_t index) const { return bytes_[index]; }

@@ -1,0 +1,72 @@
+// Packed codes: big-endian bit strings of W bits a row.
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+#include <utility>
+
+#include "generic/vornc_generic.hpp"
+
+namespace vorn {
+
+// The code at an index.  Nothing is read but bytes of this code and of those before it.
+template <unsigned W>
+inline uint64_t code_at(const uint8_t *stream, uint64_t index) {
+  if constexpr (W == 8 * sizeof(lane<W>)) {
+    return load_big<lane<W>>(stream + index * sizeof(lane<W>));
+  } else {
+    const uint64_t end_bit = (index + 1) * W;
+    const uint64_t end = (end_bit + 7) / 8;
+    const uint32_t bits = end >= 4 ? load_big<uint32_t>(stream + end - 4)
+                                   : static_cast<uint32_t>(read_big(stream, static_cast<unsigned>(end)));
+    return bits >> (8 * end - end_bit) & low_bits(W);
+  }
+}
+
+// Unpacks the 64 codes of a block of 8 * W bytes and reads nothing else.  An element holds a code or is wider.
+template <unsigned W, class Element>
+inline void unpack64(const uint8_t *block, Element *codes) {
+  if constexpr (W == 8 * sizeof(lane<W>)) {
+    for (unsigned i = 0; i < 64; ++i)
+      codes[i] = load_big<lane<W>>(block + i * sizeof(lane<W>));
+  } else if constexpr (W < 8) {
+    // A group of 8 codes takes W bytes: one load that ends with the group, or at the first 8 bytes of the block.
+    for (unsigned group = 0; group < 8; ++group) {
+      const unsigned end = (group + 1) * W;
+      const unsigned at = end > 8 ? end - 8 : 0;
+      const uint64_t bits = load_big<uint64_t>(block + at) >> (8 * (at + 8 - end));
+      for (unsigned k = 0; k < 8; ++k)
+        codes[8 * group + k] = static_cast<Element>(bits >> (W * (7 - k)) & low_bits(W));
+    }
+  } else {
+    // A group takes more than 8 bytes: one load for each code, moved back where it would leave the group.
+    for (unsigned group = 0; group < 8; ++group) {
+      const uint8_t *bytes = block + group * W;
+      [&]<size_t... K>(std::index_sequence<K...>) {
+        const auto code = [&]<size_t k>(std::integral_constant<size_t, k>) {
+          constexpr unsigned bit = k * W;
+          constexpr unsigned at = bit / 8 < W - 8 ? bit / 8 : W - 8;
+          return static_cast<Element>(load_big<uint64_t>(bytes + at) >> (64 - W - (bit - 8 * at)) & low_bits(W));
+        };
+        ((codes[8 * group + K] = code(std::integral_constant<size_t, K>{})), ...);
+      }
+      (std::make_index_sequence<8>{});
+    }
+  }
+}
+
+// The block of the last codes of a stream, fewer than 64: a copy, so that nothing is read behind them.
+template <unsigned W>
+struct last_block {
+  uint8_t bytes[8 * W] = {};
+
+  last_block(const uint8_t *block, uint64_t ncodes) {
+    const uint64_t bits = ncodes * W;
+    std::memcpy(bytes, block, (bits + 7) / 8);
+    // Stray bits of the last byte would make a code that no row has, for which a set has no word.
+    if (bits % 8 != 0)
+      bytes[bits / 8] = static_cast<uint8_t>(bytes[bits / 8] & 0xff00U >> bits % 8);
+  }
+};
+
+} // namespace vorn
