@@ -5,6 +5,7 @@
 #include <cstring>
 #include <random>
 
+#include "tests/decode/run_lengths.hpp"
 #include "tests/support/guarded.hpp"
 #include "tests/support/implementation.hpp"
 #include "tests/support/slots.hpp"
@@ -19,27 +20,22 @@ constexpr uint32_t burst_slot(uint32_t minor_type) { return minor_type << 5 | VO
 // A run-length encoded vector whose arrays end at unreadable pages.
 struct runs {
   runs(const std::vector<uint32_t> &lengths, unsigned width, bool indexed)
-      : lens_memory(lengths.size() * width / 8), cla_memory(4 * (lengths.size() + 1)),
-        nruns(static_cast<uint32_t>(lengths.size())) {
-    uint8_t *lens = lens_memory.last(lengths.size() * width / 8);
-    uint8_t *cla = cla_memory.last(4 * (lengths.size() + 1));
-    const auto store = [](uint8_t *at, uint32_t number, unsigned bytes) {
-      for (unsigned i = 0; i < bytes; ++i)
-        at[i] = static_cast<uint8_t>(number >> 8 * (bytes - 1 - i));
-    };
-    store(cla, 0, 4);
-    for (size_t i = 0; i < lengths.size(); ++i) {
       // With a CLA the lengths are never looked at.
-      store(lens + i * width / 8, indexed ? 0xa5a5 : lengths[i], width / 8);
+      : lens(indexed ? std::vector<uint32_t>(lengths.size(), 0xa5a5) : lengths, width),
+        cla_memory(4 * (lengths.size() + 1)), nruns(static_cast<uint32_t>(lengths.size())) {
+    uint8_t *cla = cla_memory.last(4 * (lengths.size() + 1));
+    vorn_test::store_big(cla, 0, 4);
+    for (size_t i = 0; i < lengths.size(); ++i) {
       nrows += lengths[i];
-      store(cla + 4 * (i + 1), nrows, 4);
+      vorn_test::store_big(cla + 4 * (i + 1), nrows, 4);
     }
     vorn_build_encoding_type_dict(&enc, 8, nullptr, nullptr, nullptr, 0, 0, 0);
-    vorn_add_encoding_type_rle(&enc, lens, indexed ? cla : nullptr, static_cast<uint8_t>(width), nruns, nullptr);
+    vorn_add_encoding_type_rle(&enc, lens.data(), indexed ? cla : nullptr, static_cast<uint8_t>(width), nruns, nullptr);
   }
   size_t words() const { return (nruns + 63) / 64; }
 
-  vorn_test::guarded lens_memory, cla_memory;
+  vorn_test::run_length_array lens;
+  vorn_test::guarded cla_memory;
   uint32_t nruns;
   uint32_t nrows = 0;
   vorn_enc_ctx enc = {};

@@ -55,6 +55,8 @@ std::vector<family> families() {
           {0, predicates(), 0, "fixed", 1, "_tz", fixed_widths()},
           {0, predicates(), 2, "dynp", 0, "", dynp_widths()},
           {0, predicates(), 2, "dynp", 1, "_tz", dynp_widths()},
+          {10, {"decode", "decode_unpack"}, 1, "dict", 0, "", dict_widths_without_64()},
+          {12, {"decode_symbol"}, 1, "dict", 0, "", {{"8", 7}, {"16", 15}, {"32", 21}}},
           {13, {"set"}, 1, "dict", 0, "", dict_widths_without_64()},
           {14, {"burst"}, 3, "rle", 0, "", {{"8", 6}, {"16", 14}}},
           {14, {"burst"}, 3, "rle", 0, "_cla", {{"8", 7}, {"16", 15}}},
@@ -63,7 +65,7 @@ std::vector<family> families() {
           {16, {"distinct"}, 1, "dict", 0, "", dict_widths_without_64()}};
 }
 
-constexpr uint32_t filled_slots = 460 + 80 + 60 + 22 + 4 + 48;
+constexpr uint32_t filled_slots = 460 + 80 + 60 + 47 + 22 + 4 + 48;
 
 std::array<std::string, 8192> expected_names() {
   std::array<std::string, 8192> names;

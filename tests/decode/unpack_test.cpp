@@ -1,0 +1,297 @@
+// Unpacking: every kernel against the model, in every form, over plain codes and over runs, in walks that are cut at
+// every room; then the entry point.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <numeric>
+#include <random>
+
+#include "tests/decode/run_lengths.hpp"
+#include "tests/model/dict_predicate.hpp"
+#include "tests/model/unpack.hpp"
+#include "tests/support/guarded.hpp"
+#include "tests/support/implementation.hpp"
+#include "tests/support/slots.hpp"
+
+namespace {
+
+using vorn_model::unpack_form;
+using vorn_test::slot;
+
+constexpr uint64_t seed = 20241124;
+
+std::vector<slot> unpackers() {
+  return vorn_test::slots_where([](const slot &s) { return s.opcode() == VORN_OPC_DECODE_UNPACK; });
+}
+
+unsigned element_size(unsigned width, uint8_t flags) {
+  return (flags & VORN_AUX_UNPACK_UB4) || width > 16 ? 4 : width > 8 ? 2 : 1;
+}
+
+// A column of random codes; its arrays end at unreadable memory.
+class column {
+public:
+  // lens_width 0: no runs.
+  column(unsigned width, uint32_t nrows, unsigned lens_width, uint32_t longest, std::mt19937_64 &random)
+      : stream_(nrows * 4) {
+    longest = lens_width == 8 ? std::min(longest, 255U) : longest;
+    std::vector<uint32_t> lengths;
+    for (uint32_t left = nrows; left != 0; left -= lengths.back())
+      lengths.push_back(lens_width == 0 ? 1 : std::min<uint32_t>(left, static_cast<uint32_t>(1 + random() % longest)));
+    const auto ncodes = static_cast<uint32_t>(lengths.size());
+    const size_t size = (size_t{ncodes} * width + 7) / 8;
+    uint8_t *bytes = stream_.last(size);
+    std::fill_n(bytes, size, uint8_t{0xff}); // the padding bits behind the last code are ones
+    for (uint32_t i = 0; i < ncodes; ++i) {
+      const auto code = static_cast<uint32_t>(random() & ((uint64_t{1} << width) - 1));
+      vorn_model::put_code(bytes, width, i, code);
+      model.row_codes.insert(model.row_codes.end(), lengths[i], code);
+    }
+    vorn_build_encoding_type_dict(&enc, width, nullptr, nullptr, nullptr, 0, 0, 0);
+    if (lens_width != 0) {
+      lens_.emplace(lengths, lens_width);
+      vorn_add_encoding_type_rle(&enc, lens_->data(), nullptr, static_cast<uint8_t>(lens_width), ncodes, nullptr);
+      model.run_lengths = lengths;
+    }
+    vorn_build_vector(&src, bytes, nullptr, nullptr, &enc, nullptr, nullptr, nrows, 0, nullptr, 0);
+  }
+
+  vorn_model::unpack_source model;
+  vorn_enc_ctx enc = {};
+  vorn_cv src = {};
+
+private:
+  vorn_test::guarded stream_;
+  std::optional<vorn_test::run_length_array> lens_;
+};
+
+class unpack_kernels : public vorn_test::implementation_test {
+protected:
+  void SetUp() override {
+    implementation_test::SetUp();
+    kernels = unpackers();
+  }
+
+  // One call at the position, compared with the model; gives the model's answer.
+  vorn_model::unpack_result call(const slot &s, column &from, unpack_form form, const std::vector<uint32_t> &rows,
+                                 uint8_t flags, vorn_model::unpack_position at, uint32_t room) {
+    const auto expected = vorn_model::unpack(from.model, form, rows, at, room);
+    const unsigned size = element_size(s.width(), flags);
+    const size_t written = expected.codes.size();
+    const size_t capacity = form == unpack_form::list ? written : room;
+    uint8_t *out = output.last(capacity * size);
+    std::fill_n(out, capacity * size, uint8_t{0xab});
+    uint64_t *filter = filters.last_words((from.src.vorn_cv_nrows + 63) / 64);
+    std::vector<uint32_t> list = rows;
+    list.reserve(1); // a list is there even without rows
+    vorn_aux aux = {};
+    aux.vorn_aux_flags = flags;
+    aux.vorn_aux_start_slot = at.start_slot;
+    aux.vorn_aux_run_idx = at.run_idx;
+    aux.vorn_aux_run_end = at.run_end;
+    if (form == unpack_form::filter) {
+      std::fill_n(filter, (from.src.vorn_cv_nrows + 63) / 64, 0);
+      for (const uint32_t row : rows)
+        filter[row / 64] |= uint64_t{1} << row % 64;
+      if (from.src.vorn_cv_nrows % 64 != 0)
+        filter[from.src.vorn_cv_nrows / 64] |= ~uint64_t{0} << from.src.vorn_cv_nrows % 64; // stray bits
+      aux.vorn_aux_filter_bv = filter;
+      list.assign(1, 0); // a list beside a filter is not looked at
+    }
+    if (form != unpack_form::range) {
+      aux.vorn_aux_ones_vec = list.data();
+      aux.vorn_aux_ones_vec_size = static_cast<uint32_t>(list.size());
+    }
+    vorn_cv res = {};
+    vorn_build_vector(&res, out, nullptr, nullptr, nullptr, nullptr, nullptr, room, 0, nullptr, 0);
+    const vorn_cv src_before = from.src;
+    const uint32_t code = vorn_global_ctx.vorn_global_ctx_dispatch[s.index].unary(&res, &from.src, &aux);
+
+    const auto where = [&] {
+      return testing::Message() << s.name() << " flags " << int{flags} << " rows " << from.src.vorn_cv_nrows << " runs "
+                                << from.model.run_lengths.has_value() << " form " << static_cast<int>(form) << " from "
+                                << at.start_slot << " room " << room << " seed " << seed;
+    };
+    std::vector<uint32_t> codes(written);
+    for (size_t i = 0; i < written; ++i)
+      std::memcpy(&codes[i], out + i * size, size);
+    EXPECT_EQ(codes, expected.codes) << where();
+    EXPECT_EQ(code, written == 0 ? uint32_t{VORN_RESULT_EMPTY} : uint32_t{VORN_RESULT_DONE}) << where();
+    EXPECT_EQ(res.vorn_cv_popc, written) << where();
+    EXPECT_EQ(res.vorn_cv_vals, out) << where();
+    EXPECT_EQ(res.vorn_cv_nrows, room) << where();
+    const vorn_model::unpack_position reached = {aux.vorn_aux_start_slot, aux.vorn_aux_run_idx, aux.vorn_aux_run_end};
+    EXPECT_EQ(reached, expected.position)
+        << where() << ": " << reached.start_slot << ' ' << reached.run_idx << ' ' << reached.run_end << ", not "
+        << expected.position.start_slot << ' ' << expected.position.run_idx << ' ' << expected.position.run_end;
+    EXPECT_EQ(aux.vorn_aux_op_bits[1], expected.selective ? 0x40 : 0) << where();
+    EXPECT_EQ(std::memcmp(&src_before, &from.src, sizeof src_before), 0) << where();
+    EXPECT_TRUE(output.intact(capacity * size)) << where();
+    EXPECT_TRUE(std::all_of(out + written * size, out + capacity * size, [](uint8_t b) { return b == 0xab; }))
+        << where();
+    return expected;
+  }
+
+  // Walks over the whole column in batches; what they wrote is the whole selection.
+  void walk(const slot &s, column &from, unpack_form form, const std::vector<uint32_t> &rows, uint8_t flags,
+            uint32_t room) {
+    vorn_model::unpack_position at = {0, 77, 99}; // a walk from row 0 takes no cursor over
+    std::vector<uint32_t> all;
+    for (;;) {
+      const auto batch = call(s, from, form, rows, flags, at, room);
+      all.insert(all.end(), batch.codes.begin(), batch.codes.end());
+      at = batch.position;
+      ++at.start_slot;
+      if (batch.codes.empty() || at.start_slot == from.src.vorn_cv_nrows || HasFailure())
+        break;
+    }
+    if (room == 0)
+      return;
+    std::vector<uint32_t> expected;
+    if (form == unpack_form::range)
+      expected = from.model.row_codes;
+    else
+      for (const uint32_t row : rows)
+        expected.push_back(from.model.row_codes[row]);
+    EXPECT_EQ(all, expected) << s.name() << " room " << room;
+  }
+
+  std::vector<uint32_t> some_rows(uint32_t nrows, unsigned per_cent) {
+    std::vector<uint32_t> rows;
+    for (uint32_t row = 0; row < nrows; ++row)
+      if (random() % 100 < per_cent)
+        rows.push_back(row);
+    return rows;
+  }
+
+  // The three kinds of column at the given sizes.
+  template <class Visit>
+  void for_each_column(std::initializer_list<uint32_t> sizes, uint32_t longest, Visit visit) {
+    for (const slot &s : kernels)
+      for (const uint32_t nrows : sizes)
+        for (const unsigned lens_width : {0U, 8U, 16U}) {
+          column from(s.width(), nrows, lens_width, longest, random);
+          for (const uint8_t flags : {uint8_t{0}, uint8_t{VORN_AUX_UNPACK_UB4}}) {
+            visit(s, from, flags);
+            if (HasFailure())
+              return;
+          }
+        }
+  }
+
+  std::mt19937_64 random{seed};
+  std::vector<slot> kernels;
+  vorn_test::guarded output{8192}, filters{256};
+};
+
+TEST_P(unpack_kernels, walk_with_every_room) {
+  ASSERT_EQ(kernels.size(), 22U);
+  for_each_column({0, 1, 2, 7, 19}, 6, [&](const slot &s, column &from, uint8_t flags) {
+    const uint32_t nrows = from.src.vorn_cv_nrows;
+    for (uint32_t room = 0; room <= nrows + 1; ++room)
+      for (const unsigned per_cent : {0U, 40U, 100U})
+        walk(s, from, unpack_form::filter, some_rows(nrows, per_cent), flags, room);
+    for (uint32_t room = 0; room <= nrows + 1; ++room)
+      walk(s, from, unpack_form::range, {}, flags, room);
+  });
+}
+
+TEST_P(unpack_kernels, walk_over_blocks_of_rows) {
+  for_each_column({63, 64, 65, 1023, 1024, 1025}, 300, [&](const slot &s, column &from, uint8_t flags) {
+    const uint32_t nrows = from.src.vorn_cv_nrows;
+    for (const uint32_t room : {61U, 64U, 129U, 2000U}) {
+      walk(s, from, unpack_form::range, {}, flags, room);
+      walk(s, from, unpack_form::filter, some_rows(nrows, 70), flags, room);
+    }
+  });
+}
+
+TEST_P(unpack_kernels, stop_on_the_row_that_fills_the_room) {
+  for_each_column({1000}, 20, [&](const slot &s, column &from, uint8_t flags) {
+    for (const uint32_t ones : {255U, 256U, 257U}) {
+      std::vector<uint32_t> rows(ones);
+      for (uint32_t i = 0; i < ones; ++i)
+        rows[i] = 3 * i;
+      for (const uint32_t room : {255U, 256U, 257U, 512U})
+        walk(s, from, unpack_form::filter, rows, flags, room);
+    }
+  });
+}
+
+TEST_P(unpack_kernels, take_the_rows_of_a_list) {
+  for_each_column({1, 9, 500}, 30, [&](const slot &s, column &from, uint8_t flags) {
+    const uint32_t nrows = from.src.vorn_cv_nrows;
+    for (const unsigned per_cent : {5U, 60U, 100U}) {
+      std::vector<uint32_t> rows = some_rows(nrows, per_cent);
+      rows.push_back(nrows - 1);
+      if (!from.model.run_lengths) // rows of their own may come in any order and more than once
+        std::shuffle(rows.begin(), rows.end(), random);
+      else
+        rows.insert(rows.end() - 1, nrows - 1);
+      // The room is not looked at.
+      call(s, from, unpack_form::list, rows, flags, {}, 0);
+    }
+    if (!from.model.run_lengths) {
+      call(s, from, unpack_form::list, {}, flags, {5, 0, 0}, 0);
+    } else if (nrows > 100) {
+      // The second half goes on in the run of the first.
+      const auto first = call(s, from, unpack_form::list, {3, 40, 41}, flags, {}, 0);
+      call(s, from, unpack_form::list, {42, 60, nrows - 1}, flags, first.position, 0);
+    }
+  });
+}
+
+// One run of 1,000 rows: the walk never comes to a second length, which cannot be read.
+TEST_P(unpack_kernels, stay_in_a_run_without_a_look_at_its_length) {
+  for (const slot &s : kernels)
+    for (const unsigned lens_width : {8U, 16U}) {
+      column from(s.width(), 250, lens_width, 1, random);
+      std::fill(from.model.row_codes.begin(), from.model.row_codes.end(), from.model.row_codes[0]);
+      from.model.run_lengths = {250};
+      const vorn_test::run_length_array lens({250}, lens_width);
+      from.enc.vorn_enc_ctx_rle_lens = lens.data();
+      const auto first = call(s, from, unpack_form::range, {}, 0, {}, 10);
+      ASSERT_EQ(first.position, (vorn_model::unpack_position{9, 0, 250}));
+      from.enc.vorn_enc_ctx_rle_lens = nullptr;
+      call(s, from, unpack_form::filter, {12, 200}, 0, {10, 0, 250}, 10);
+      call(s, from, unpack_form::range, {}, 0, {10, 0, 250}, 10);
+    }
+}
+
+TEST_P(unpack_kernels, dispatch_without_a_frame) {
+  for (const slot &s : kernels) {
+    column from(s.width(), 100, 8, 5, random);
+    std::vector<uint32_t> out(100);
+    vorn_cv res = {};
+    vorn_build_vector(&res, out.data(), nullptr, nullptr, nullptr, nullptr, nullptr, 100, 0, nullptr, 0);
+    vorn_aux aux = {};
+    aux.vorn_aux_flags = VORN_AUX_UNPACK_UB4;
+    EXPECT_EQ(vorn_dispatch_decode_unpack(&res, &from.src, &aux), uint32_t{VORN_RESULT_DONE});
+    EXPECT_EQ(out, from.model.row_codes) << s.name();
+  }
+}
+
+// A list without rows has no last row, which over runs is reported, once and with the kernel's name.
+TEST_P(unpack_kernels, report_an_empty_list_over_runs) {
+  env.on_error = vorn_host::error_policy::resume;
+  const vorn_ctx ctx = env.context();
+  for (const slot &s : kernels) {
+    column from(s.width(), 10, 8, 5, random);
+    uint32_t list[1] = {7}, out[1] = {};
+    vorn_cv res = {};
+    vorn_build_vector(&res, out, nullptr, nullptr, nullptr, nullptr, nullptr, 1, 0, nullptr, 0);
+    vorn_aux aux = {};
+    aux.vorn_aux_ctx = &ctx;
+    aux.vorn_aux_ones_vec = list;
+    aux.vorn_aux_start_slot = 4;
+    vorn_global_ctx.vorn_global_ctx_dispatch[s.index].unary(&res, &from.src, &aux);
+    ASSERT_EQ(env.errors().back().message, std::string(s.name()) + ": [rle] ones_vec size is zero");
+    EXPECT_EQ(aux.vorn_aux_start_slot, 4U);
+    EXPECT_EQ(res.vorn_cv_popc, 0U);
+  }
+  EXPECT_EQ(env.errors().size(), kernels.size());
+}
+
+VORN_TEST_ALL_IMPLEMENTATIONS(unpack_kernels);
+
+} // namespace
