@@ -122,8 +122,9 @@ struct self_check_scratch {
 };
 void begin_self_check(const vorn_ctx &ctx, const vorn_cv &res, const self_check_texts &texts,
                       self_check_scratch &scratch);
-void end_self_check(const vorn_ctx &ctx, const vorn_cv &res, uint32_t index, const self_check_texts &texts,
-                    self_check_scratch &scratch);
+// A kernel that refused its operands wrote nothing that could be compared.
+void end_self_check(const vorn_ctx &ctx, const vorn_cv &res, uint32_t index, uint32_t code,
+                    const self_check_texts &texts, self_check_scratch &scratch);
 
 // The kernel of an entry without a self-check.
 inline const vorn_kernel &kernel_of(const vorn_ctx &ctx, uint32_t index) {
@@ -144,7 +145,7 @@ uint32_t run_kernel(const vorn_ctx &ctx, uint32_t index, vorn_cv &res, const sel
   begin_self_check(ctx, res, texts, scratch);
   invoke(generic, scratch.result);
   const uint32_t code = invoke(in_force, res);
-  end_self_check(ctx, res, index, texts, scratch);
+  end_self_check(ctx, res, index, code, texts, scratch);
   return code;
 }
 

@@ -22,7 +22,8 @@ void with_tags(Service service, Values... values) {
   std::apply([&](auto... flat) { service(uint32_t{sizeof...(Values)}, flat...); }, std::tuple_cat(tagged(values)...));
 }
 
-// Reports an internal error.  The reporter may unwind, so a caller holds nothing that would have to be released.
+// Reports an internal error.  The reporter may unwind, so a caller holds nothing that would have to be released; only
+// the self-check does, whose scratch vector then stays with the host.
 template <class... Values>
 void raise(void *env, const char *message, Values... values) {
   void *error_arg = static_cast<const host_env *>(env)->host_env_error_arg;

@@ -65,12 +65,11 @@ public:
   }
 
   number at(uint64_t row) {
-    constexpr unsigned per_byte = length_codes<W>::per_byte;
     for (; row >= base_ + per_byte; base_ += per_byte)
-      position_ += length_consumed<W>[lens_.byte(base_ / per_byte)];
+      position_ += length_consumed<W>[codes_of(base_)];
     // The codes before the row, moved to the end of a byte of their own whose other codes are 0 and count 1 each.
     const auto before = static_cast<unsigned>(row - base_);
-    const unsigned preceding = lens_.byte(base_ / per_byte) >> (8 - before * length_codes<W>::bits);
+    const unsigned preceding = codes_of(base_) >> (8 - before * length_codes<W>::bits);
     const uint64_t position = position_ + length_consumed<W>[preceding] - (per_byte - before);
 
     const unsigned code = lens_.at(row) & longest;
@@ -82,6 +81,11 @@ public:
   }
 
 private:
+  static constexpr unsigned per_byte = length_codes<W>::per_byte;
+
+  // The codes of a byte of them.  What is no code must not lead out of the buffers.
+  unsigned codes_of(uint64_t first_row) const { return lens_.byte(first_row / per_byte) & (W == 64 ? 0x77U : 0xffU); }
+
   static uint8_t code_of(const vorn_cv &cst) { return *static_cast<const uint8_t *>(cst.vorn_cv_lens); }
 
   // The value whose stored bytes are the last code + 1 of bits: zeros follow them.

@@ -1,8 +1,10 @@
 // The layer in front of the block decoder, and a predicate on a block-compressed column from end to end.
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 
 #include <random>
 
+#include "frame/host.h"
 #include "host/qpak_encoder.hpp"
 #include "tests/support/implementation.hpp"
 
@@ -17,6 +19,18 @@ uint32_t failing_decoder(vorn_qpak_ctx *qctx, const void *, void *, uint32_t *, 
   return 8;
 }
 
+// What the decoder of the host was asked, before it answers.
+struct host_call {
+  void *env, *heap;
+  const void *in;
+  void *out;
+  uint32_t *outlen;
+  uint32_t outsize;
+  uint64_t a, b, c;
+  bool operator==(const host_call &) const = default;
+};
+std::vector<host_call> host_calls;
+
 class qpak_test : public testing::Test {
 protected:
   void SetUp() override {
@@ -27,12 +41,14 @@ protected:
     ASSERT_LE(stream.size(), sizeof encoded);
     std::copy(stream.begin(), stream.end(), encoded);
     qctx.vorn_qpak_ctx_env = env.context().vorn_ctx_env;
+    qctx.vorn_qpak_ctx_heap = &heap;
     decoder_calls = 0;
+    host_calls.clear();
   }
   void TearDown() override { vorn_global_ctx = vorn_test::initial_global_ctx; }
 
   uint32_t decode(const void *src, void *dst) {
-    uint32_t outlen = 0;
+    outlen = 0;
     return vorn_qpak_decode(&qctx, src, dst, &outlen, static_cast<uint32_t>(plain.size()));
   }
 
@@ -41,6 +57,8 @@ protected:
   alignas(64) uint8_t encoded[6000] = {};
   alignas(64) uint8_t decoded[5064] = {};
   vorn_qpak_ctx qctx = {};
+  int heap = 0;
+  uint32_t outlen = 0;
 };
 
 TEST_F(qpak_test, decodes_and_fills_in_both_allocators) {
@@ -74,6 +92,39 @@ TEST_F(qpak_test, alignment_depends_on_the_generic_mark) {
     EXPECT_EQ(errors[i].message, expected[i].first);
     EXPECT_EQ(errors[i].values, std::vector<value>{expected[i].second});
   }
+}
+
+TEST_F(qpak_test, input_and_both_outputs_have_an_alignment_word_each) {
+  using lines = std::vector<std::string>;
+  const struct {
+    uint64_t vorn_global_ctx_t::*word;
+    lines specialized, generic;
+  } cases[] = {{&vorn_global_ctx_t::vorn_global_ctx_qpak_in_align,
+                {"vorn_qpak_decode: input is not aligned"},
+                {"vorn_qpak_decode: input is not aligned"}},
+               {&vorn_global_ctx_t::vorn_global_ctx_qpak_out_align, {"vorn_qpak_decode: output is not aligned"}, {}},
+               {&vorn_global_ctx_t::VORN_DATASTREAM_ALIGN, {}, {"vorn_qpak_decode generic: output is not aligned"}}};
+  for (const auto &wider : cases)
+    for (const uint32_t generic : {0U, 1U}) {
+      vorn_global_ctx = vorn_test::initial_global_ctx;
+      vorn_global_ctx.*wider.word = 16;
+      qctx.vorn_qpak_ctx_generic = generic;
+      env.clear_errors();
+      decode(encoded + 8, decoded + 8);
+      lines messages;
+      for (const auto &error : env.errors())
+        messages.push_back(error.message);
+      EXPECT_EQ(messages, generic == 0 ? wider.specialized : wider.generic);
+    }
+}
+
+TEST_F(qpak_test, the_host_is_asked_once_and_told_environment_and_heap) {
+  const host_call expected = {qctx.vorn_qpak_ctx_env, &heap, encoded, decoded, &outlen, 5000, 0, 0, 0};
+  EXPECT_EQ(decode(encoded, decoded), 0U);
+  EXPECT_TRUE(host_calls == std::vector{expected});
+  encoded[0] ^= 1;
+  EXPECT_NE(decode(encoded, decoded), 0U);
+  EXPECT_EQ(host_calls.size(), 2U) << "a failure of its own is not tried again";
 }
 
 TEST_F(qpak_test, only_the_failure_of_the_hosts_decoder_is_final) {
@@ -126,3 +177,11 @@ TEST_P(compressed_columns, are_decoded_by_the_first_predicate) {
 VORN_TEST_ALL_IMPLEMENTATIONS(compressed_columns);
 
 } // namespace
+
+// Goes before the one of the stand-in host, to which it hands on.
+uint32_t qpak_decode(void *env, void *heap, const void *in, void *out, uint32_t *outlen, uint32_t outsize, uint64_t a,
+                     uint64_t b, uint64_t c) {
+  host_calls.push_back({env, heap, in, out, outlen, outsize, a, b, c});
+  return reinterpret_cast<decltype(&qpak_decode)>(dlsym(RTLD_NEXT, "qpak_decode"))(env, heap, in, out, outlen, outsize,
+                                                                                   a, b, c);
+}

@@ -208,8 +208,14 @@ TEST_F(burst_entry, runs_the_table_in_force_and_traces) {
   env.name_pointer(table.data(), "table");
   vorn_host::script_clock({0, 15625});
   src.vorn_cv_nrows = 1 << 20;
-  ctx.vorn_ctx_flags = VORN_CTX_SELF_CHECK; // this entry has none
+  std::vector<uint32_t> counts(VORN_DISPATCH_SLOTS);
+  std::vector<double> rates(VORN_DISPATCH_SLOTS);
+  ctx.vorn_ctx_call_counts = counts.data();
+  ctx.vorn_ctx_rates = rates.data();
+  ctx.vorn_ctx_flags = VORN_CTX_SELF_CHECK | VORN_CTX_ACCUMULATE; // this entry has no self-check
   EXPECT_EQ(vorn_decode_rle_burst(&ctx, &res, &src, &aux), 9U);
+  EXPECT_EQ(counts[burst_slot(27)], 1U);
+  EXPECT_EQ(rates[burst_slot(27)], 64);
   EXPECT_EQ(flags_in_kernel, uint32_t{VORN_DICT | VORN_RLE});
   EXPECT_EQ(enc.vorn_enc_ctx_flags, uint32_t{VORN_DICT | VORN_RLE | VORN_STREAM});
   const lines expected = {
@@ -254,6 +260,40 @@ TEST_F(burst_entry, reports_every_wrong_argument) {
   }
 }
 
+TEST_F(burst_entry, every_array_has_its_alignment_word) {
+  alignas(64) uint64_t memory[4][2] = {{}, {}, {0x0304050800000000, 0x0304050800000000}, {}};
+  res.vorn_cv_bv = &memory[0][1];
+  aux.vorn_aux_filter_bv = &memory[1][1];
+  enc.vorn_enc_ctx_rle_lens = &memory[2][1];
+  const std::pair<uint64_t vorn_global_ctx_t::*, lines> expected[] = {
+      {&vorn_global_ctx_t::VORN_OUTPUT_BITWVEC_ALIGN, {"vorn_decode_rle_burst: res is not aligned"}},
+      {&vorn_global_ctx_t::VORN_DATASTREAM_ALIGN,
+       {"vorn_decode_rle_burst: rle vec is not aligned", "vorn_decode_rle_burst: rle cla is not aligned"}},
+      {&vorn_global_ctx_t::VORN_BITWVEC_ALIGN, {"vorn_decode_rle_burst: aux bv is not aligned"}}};
+  for (const auto &[word, messages] : expected) {
+    vorn_global_ctx = vorn_test::initial_global_ctx;
+    vorn_global_ctx.*word = 16;
+    enc.vorn_enc_ctx_rle_cla = &memory[3][1]; // the kernel of runs without one does not look at it
+    env.clear_errors();
+    vorn_decode_rle_burst(&ctx, &res, &src, &aux);
+    lines found;
+    for (const auto &error : env.errors())
+      found.push_back(error.message);
+    EXPECT_EQ(found, messages);
+  }
+}
+
+TEST_F(burst_entry, an_unwinding_reporter_leaves_all_as_it_was) {
+  env.on_error = vorn_host::error_policy::unwind;
+  res.vorn_cv_bv = reinterpret_cast<uint64_t *>(reinterpret_cast<char *>(out) + 4);
+  aux.vorn_aux_diag_code = 5;
+  const uint32_t flags = enc.vorn_enc_ctx_flags;
+  EXPECT_THROW(vorn_decode_rle_burst(&ctx, &res, &src, &aux), vorn_host::internal_error);
+  EXPECT_EQ(enc.vorn_enc_ctx_flags, flags);
+  EXPECT_EQ(aux.vorn_aux_diag_code, 5U);
+  EXPECT_EQ(aux.vorn_aux_ctx, nullptr);
+}
+
 // From the entry of a predicate to rows, under every implementation, with the self-check and with the statistics of
 // both operations.
 class predicates_over_runs : public vorn_test::implementation_test {};
@@ -291,6 +331,7 @@ TEST_P(predicates_over_runs, select_the_rows_of_their_runs) {
       }
   for (const uint8_t flags : std::initializer_list<uint8_t>{0, VORN_CTX_FORCE_GENERIC, VORN_CTX_SELF_CHECK}) {
     ctx.vorn_ctx_flags = flags;
+    enc.vorn_enc_ctx_burst_fn = [](const vorn_ctx *, vorn_cv *, vorn_cv *, vorn_aux *) { return 99U; }; // is replaced
     vorn_aux aux = {};
     aux.vorn_aux_filter_bv = filter.data();
     std::fill(stats.begin(), stats.end(), 0);

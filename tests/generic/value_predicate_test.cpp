@@ -1,5 +1,5 @@
 // Every predicate over fixed and dynamic-packed values, of every implementation, against the model: all strides, the
-// second key, shared length codes; value streams, length streams and constants that end at an unreadable page.
+// second key, shared length codes; streams and constants that begin or end at an unreadable page.
 #include <cstring>
 
 #include "tests/generic/scan_test.hpp"
@@ -38,12 +38,17 @@ protected:
     return palette[random() % std::size(palette)];
   }
 
+  // Room for a stream or a constant, at one of the two ends of its memory.
+  uint8_t *place(vorn_test::guarded &memory, size_t size) {
+    return random() % 2 == 0 ? memory.first() : memory.last(size);
+  }
+
   static void store_big(uint8_t *bytes, uint64_t value, unsigned size) {
     for (unsigned i = 0; i < size; ++i)
       bytes[i] = static_cast<uint8_t>(value >> 8 * (size - 1 - i));
   }
 
-  // A constant of `size` bytes near a row, and its length code; each ends with its memory.
+  // A constant of `size` bytes near a row, and its length code.
   sort_pair make_constant(vorn_cv &cst, vorn_enc_ctx &enc, vorn_test::guarded &value, vorn_test::guarded &code,
                           unsigned size, const std::vector<sort_pair> &rows, unsigned codes) {
     sort_pair key = {draw(size), static_cast<unsigned>(random() % codes)};
@@ -53,8 +58,8 @@ protected:
       key.second = static_cast<unsigned>(random() % codes);
     cst = {};
     cst.vorn_cv_encoding_context = &enc;
-    cst.vorn_cv_vals = value.last(size);
-    cst.vorn_cv_lens = code.last(1);
+    cst.vorn_cv_vals = place(value, size);
+    cst.vorn_cv_lens = place(code, 1);
     store_big(static_cast<uint8_t *>(cst.vorn_cv_vals), key.first, size);
     *static_cast<uint8_t *>(cst.vorn_cv_lens) = static_cast<uint8_t>(key.second);
     return key;
@@ -85,9 +90,9 @@ protected:
     vorn_build_encoding_type_fixed(&enc, width, (s.flag() ? VORN_TZ : 0) | (uniform ? VORN_UNIFORM_LENS : 0));
     ASSERT_EQ(enc.vorn_enc_ctx_type << 5 | s.opcode(), s.index);
 
-    uint8_t *bytes = values.last(uint64_t{call.nrows} * size);
+    uint8_t *bytes = place(values, uint64_t{call.nrows} * size);
     const size_t nlens = uniform ? 1 : (uint64_t{call.nrows} * bits + 7) / 8;
-    uint8_t *codes = lens.last(nlens);
+    uint8_t *codes = place(lens, nlens);
     std::fill_n(codes, nlens, uint8_t{0xff}); // stray bits behind the last code
     std::vector<sort_pair> rows;
     for (uint32_t row = 0; row < call.nrows; ++row) {
@@ -95,21 +100,21 @@ protected:
       if (!uniform)
         vorn_model::put_length_code(codes, bits, row, static_cast<unsigned>(random() & ((1U << bits) - 1)));
       else if (row == 0)
-        *codes = static_cast<uint8_t>(random() % 9);
+        *codes = static_cast<uint8_t>(random());
       rows.emplace_back(vorn_model::value_at(bytes + row * size, size, size),
                         uniform ? *codes : vorn_model::length_code_at(codes, bits, row));
     }
     vorn_cv src = {};
     vorn_build_vector(&src, bytes, second_key ? codes : nullptr, nullptr, &enc, nullptr, nullptr, call.nrows, 0,
                       nullptr, 0);
-    check_rows(s, call, src, enc, size, rows, uniform ? 9 : 1U << bits, second_key);
+    check_rows(s, call, src, enc, size, rows, uniform ? 256 : 1U << bits, second_key);
   }
 
   // Fills the streams with rows of up to `width / 8` bytes; returns their sort keys.
   std::vector<sort_pair> make_dynp(vorn_cv &src, vorn_enc_ctx &enc, unsigned width, bool second_key, uint32_t nrows) {
     const unsigned bits = vorn_model::length_code_bits(width);
     const size_t nlens = (uint64_t{nrows} * bits + 7) / 8;
-    uint8_t *codes = lens.last(nlens);
+    uint8_t *codes = place(lens, nlens);
     std::fill_n(codes, nlens, uint8_t{0xff});
     std::vector<uint8_t> stored;
     const unsigned fewest = static_cast<unsigned>(random() % 2) * (width / 8 - 1); // now and then all rows are whole
@@ -120,7 +125,7 @@ protected:
       store_big(value, draw(width / 8), width / 8);
       stored.insert(stored.end(), value, value + code + 1);
     }
-    uint8_t *bytes = values.last(stored.size());
+    uint8_t *bytes = place(values, stored.size());
     std::copy(stored.begin(), stored.end(), bytes);
     vorn_build_encoding_type_dynp(&enc, width, 0, 0, second_key ? VORN_TZ : 0);
     vorn_build_vector(&src, bytes, codes, nullptr, &enc, nullptr, nullptr, nrows, 0, nullptr, 0);
@@ -185,6 +190,33 @@ TEST_P(value_predicates_test, a_selective_dynp_scan_finds_every_row) {
       EXPECT_EQ(res.vorn_cv_popc, 1U) << s.name() << " row " << row;
       EXPECT_EQ(std::memcmp(out, filter, sizeof out), 0) << s.name() << " row " << row;
     }
+  }
+}
+
+// The highest code of the longest class is no code, and no row is longer for it.
+TEST_P(value_predicates_test, a_length_that_is_none_does_not_lead_behind_the_values) {
+  for (const slot &s : slots_of(VORN_ENC_DYNP)) {
+    if (s.width() != 64 || s.opcode() != VORN_OPC_GE)
+      continue;
+    uint8_t codes[33], zero[8] = {}, shortest = 0;
+    std::fill_n(codes, sizeof codes, uint8_t{0xff});
+    for (const uint32_t nrows : {65U, 66U})
+      for (const bool selective : {false, true}) {
+        uint8_t *bytes = values.last(nrows * 8);
+        std::fill_n(bytes, nrows * 8, uint8_t{1});
+        vorn_enc_ctx enc;
+        vorn_build_encoding_type_dynp(&enc, 64, 0, 0, s.flag() ? VORN_TZ : 0);
+        uint64_t out[2], filter[2] = {~uint64_t{0}, 3};
+        vorn_cv res = {}, src = {}, cst = {};
+        vorn_build_vector(&res, nullptr, nullptr, nullptr, nullptr, nullptr, out, nrows, 0, nullptr, 0);
+        vorn_build_vector(&src, bytes, codes, nullptr, &enc, nullptr, nullptr, nrows, 0, nullptr, 0);
+        vorn_build_vector(&cst, zero, &shortest, nullptr, &enc, nullptr, nullptr, 1, 0, nullptr, 0);
+        vorn_aux aux = {};
+        aux.vorn_aux_filter_bv = filter;
+        aux.vorn_aux_flags = selective ? VORN_AUX_FORCE_SELECTIVE : 0;
+        vorn_test::run(vorn_global_ctx.vorn_global_ctx_dispatch[s.index], s, res, src, cst, cst, aux);
+        EXPECT_EQ(res.vorn_cv_popc, nrows) << s.name();
+      }
   }
 }
 

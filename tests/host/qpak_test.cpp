@@ -175,7 +175,7 @@ TEST(Qpak, DamageIsHarmless) {
       qpak::directory_at + qpak::entry_size * qpak::block_count(static_cast<uint32_t>(data.size()), 65536);
   uint32_t failures = 0;
   uint32_t rounds = 0;
-  for (const auto end = std::chrono::steady_clock::now() + budget; std::chrono::steady_clock::now() < end; ++rounds) {
+  for (const auto stop = std::chrono::steady_clock::now() + budget; std::chrono::steady_clock::now() < stop; ++rounds) {
     // A sealed stream with a larger total size would be a promise of bytes that are not there, so that field keeps
     // its value then.
     const bool sealed = rounds % 2;

@@ -41,6 +41,8 @@ protected:
 };
 
 constexpr uint32_t eq_slot = 7 << 7 | VORN_ENC_DICT << 5 | VORN_OPC_EQ;
+constexpr uint32_t ge_le_slot = 7 << 7 | VORN_ENC_DICT << 5 | VORN_OPC_GE_LE;
+constexpr uint32_t set_slot = 7 << 7 | VORN_ENC_DICT << 5 | VORN_OPC_SET;
 
 TEST_F(instrumentation_test, nothing_armed_asks_no_service) {
   const auto expect_silence = [&](const char *what) {
@@ -56,6 +58,10 @@ TEST_F(instrumentation_test, nothing_armed_asks_no_service) {
   expect_silence("trace word, inactive control block");
   env.trace_control().trace_ctl = 0xfb;
   expect_silence("trace word, control bits without the active one");
+  env.trace_control().trace_ctl = 0x4;
+  eq();
+  EXPECT_NE(taken(), lines{}) << "the active bit alone arms";
+  env.trace_control().trace_ctl = 0;
   env.detach_trace();
   ctx.vorn_ctx_trace = 0;
   expect_silence("no control block, no trace word");
@@ -117,6 +123,17 @@ TEST_F(instrumentation_test, a_range_tells_the_short_line_and_values_of_its_bits
   EXPECT_EQ(found, expected);
 }
 
+TEST_F(instrumentation_test, a_range_tells_its_filter) {
+  arm();
+  aux.vorn_aux_flags = VORN_AUX_INVERT_FILTER; // reported, and the call goes on
+  vorn_ge_lt(&ctx, &res, &src, &lo, &hi, &aux);
+  const lines found = taken();
+  EXPECT_EQ(std::count(found.begin(), found.end(),
+                       R"(host_trace_record "filter_bv: %p popc: %d invert_filter: %d force_selective: %d\n" )"
+                       R"("vorn_range_cmp" 0x12050004 0x402 filter 8 1 0)"),
+            1);
+}
+
 TEST_F(instrumentation_test, a_set_tells_the_short_line_and_its_filter) {
   arm();
   vorn_host::script_clock({0, 250});
@@ -150,6 +167,9 @@ TEST_F(instrumentation_test, the_gate_by_events_and_by_filters) {
     return taken();
   };
   EXPECT_EQ(asked(), lines{}) << "events clear";
+  env.trace_control().trace_events = nullptr;
+  EXPECT_EQ(asked(), lines{}) << "no event words";
+  env.trace_control().trace_events = events;
   for (const unsigned missing : {0U, 1U, 2U, 3U}) {
     events[0] = 0x10;
     events[1] = events[2] = events[3] = 1;
@@ -160,14 +180,21 @@ TEST_F(instrumentation_test, the_gate_by_events_and_by_filters) {
   events[1] = events[2] = events[3] = 1;
   env.trace.check_event = [](auto...) { return std::nullopt; };
   EXPECT_EQ(asked().size(), 4U) << "asked at every point, never armed";
-  env.trace.check_event = [](auto...) { return std::optional<uint64_t>(0x55); };
+  env.trace.check_event = [&](const uint64_t *given, uint32_t event, const vorn_host::trace_site &site) {
+    EXPECT_EQ(given, events);
+    EXPECT_EQ(event, 0x1160001U);
+    EXPECT_EQ(site.component, 0x12050004U);
+    EXPECT_STREQ(site.entry, "vorn_cmp");
+    return std::optional<uint64_t>(0x55);
+  };
   env.trace.eval_event = [](uint32_t, uint32_t level, uint64_t flags, uint64_t word) {
     EXPECT_EQ(word, 0x55U);
     return level == 2 ? flags | 0x4 | uint64_t{1} << 62 : flags;
   };
   bool pass = false;
-  env.trace.eval_filters = [&](uint32_t level, uint64_t, const vorn_host::trace_site &site) {
+  env.trace.eval_filters = [&](uint32_t level, uint64_t flags, const vorn_host::trace_site &site) {
     EXPECT_EQ(level, 2U);
+    EXPECT_EQ(flags, 0x404U | uint64_t{1} << 62);
     EXPECT_STREQ(site.entry, "vorn_cmp");
     EXPECT_STREQ(site.file, "scan/cmp.cpp");
     return pass;
@@ -181,6 +208,18 @@ TEST_F(instrumentation_test, the_gate_by_events_and_by_filters) {
   EXPECT_EQ(records(), 0U);
   pass = true;
   EXPECT_EQ(records(), 1U);
+
+  // Event, filters and record are told the same place.
+  eq();
+  const auto calls = env.calls();
+  for (size_t at = 0; at < calls.size(); ++at)
+    if (calls[at].service == "host_trace_record") {
+      ASSERT_GE(at, 3U);
+      EXPECT_EQ(calls[at - 1].service, "host_trace_eval_filters");
+      EXPECT_EQ(calls[at - 1].source, calls[at].source);
+      EXPECT_EQ(calls[at - 3].service, "host_trace_check_event");
+      EXPECT_EQ(calls[at - 3].source, calls[at].source);
+    }
 }
 
 TEST_F(instrumentation_test, without_a_control_block_lines_are_written_and_nothing_is_timed) {
@@ -198,6 +237,11 @@ TEST_F(instrumentation_test, without_a_control_block_lines_are_written_and_nothi
       R"(host_trace_write "filter_bv: %p popc: %d invert_filter: %d force_selective: %d\n" filter 8 0 0)"};
   EXPECT_EQ(taken(), expected);
   EXPECT_EQ(counts[eq_slot], 0U);
+  // The flag of a record does not let a line through.
+  env.trace.eval_flags = [](uint32_t, uint32_t, uint64_t flags, uint64_t) { return flags | 0x2; };
+  eq();
+  for (const std::string &line : taken())
+    EXPECT_FALSE(line.starts_with("host_trace_write")) << line;
 }
 
 TEST_F(instrumentation_test, the_running_mean_is_kept_for_timed_calls_that_ask) {
@@ -222,6 +266,19 @@ TEST_F(instrumentation_test, the_running_mean_is_kept_for_timed_calls_that_ask) 
   vorn_host::script_clock({uint64_t{1} << 60, (uint64_t{1} << 60) + 1});
   eq();
   EXPECT_TRUE(std::isinf(rates[eq_slot]));
+}
+
+TEST_F(instrumentation_test, ranges_and_sets_keep_the_mean_of_their_slots) {
+  arm();
+  ctx.vorn_ctx_flags = VORN_CTX_ACCUMULATE;
+  vorn_host::script_clock({0, 1000, 0, 500});
+  vorn_ge_le(&ctx, &res, &src, &lo, &hi, &aux);
+  vorn_in_set(&ctx, &res, &src, &set, &aux);
+  const double first = 64.0 / 1048576 / 0.001;
+  EXPECT_EQ(counts[ge_le_slot], 1U);
+  EXPECT_DOUBLE_EQ(rates[ge_le_slot], first);
+  EXPECT_EQ(counts[set_slot], 1U);
+  EXPECT_DOUBLE_EQ(rates[set_slot], 2 * first);
 }
 
 TEST_F(instrumentation_test, statistics_count_what_the_bits_say) {
@@ -250,15 +307,27 @@ TEST_F(instrumentation_test, statistics_count_what_the_bits_say) {
 }
 
 TEST_F(instrumentation_test, a_diagnostic_code_is_traced) {
-  put_in_force({.binary = [](vorn_cv *, vorn_cv *, const vorn_cv *, vorn_aux *given) -> uint32_t {
+  const vorn_kernel binary = {.binary = [](vorn_cv *, vorn_cv *, const vorn_cv *, vorn_aux *given) -> uint32_t {
     given->vorn_aux_diag_code = 41;
     return 0;
-  }});
+  }};
+  const vorn_kernel ternary = {
+      .ternary = [](vorn_cv *, vorn_cv *, const vorn_cv *, const vorn_cv *, vorn_aux *given) -> uint32_t {
+        given->vorn_aux_diag_code = 41;
+        return 0;
+      }};
   arm();
-  for (const auto &[call, entry] :
-       {std::pair<uint32_t (*)(entry_call &), const char *>{
-            [](entry_call &c) { return vorn_ne(&c.ctx, &c.res, &c.src, &c.lo, nullptr); }, "vorn_cmp"},
-        {[](entry_call &c) { return vorn_in_set(&c.ctx, &c.res, &c.src, &c.set, nullptr); }, "vorn_in_set"}}) {
+  const struct {
+    const char *entry;
+    vorn_kernel kernel;
+    uint32_t (*call)(entry_call &);
+  } cases[] = {
+      {"vorn_cmp", binary, [](entry_call &c) { return vorn_ne(&c.ctx, &c.res, &c.src, &c.lo, nullptr); }},
+      {"vorn_range_cmp", ternary,
+       [](entry_call &c) { return vorn_gt_lt(&c.ctx, &c.res, &c.src, &c.lo, &c.hi, nullptr); }},
+      {"vorn_in_set", binary, [](entry_call &c) { return vorn_in_set(&c.ctx, &c.res, &c.src, &c.set, nullptr); }}};
+  for (const auto &[entry, kernel, call] : cases) {
+    put_in_force(kernel);
     call(*this);
     const auto found = taken();
     EXPECT_EQ(std::count(found.begin(), found.end(),
@@ -278,15 +347,12 @@ uint32_t wrong_bit(vorn_cv *res, vorn_cv *src, const vorn_cv *cst, vorn_aux *aux
   res->vorn_cv_bv[0] ^= 0x100;
   return code;
 }
-constexpr uint32_t ge_le_slot = 7 << 7 | VORN_ENC_DICT << 5 | VORN_OPC_GE_LE;
 uint32_t wrong_range(vorn_cv *res, vorn_cv *src, const vorn_cv *lo, const vorn_cv *hi, vorn_aux *aux) {
   const uint32_t code = vorn_dispatch_table[ge_le_slot].ternary(res, src, lo, hi, aux);
   res->vorn_cv_bv[0] ^= 0x100;
   --res->vorn_cv_popc;
   return code;
 }
-
-constexpr uint32_t set_slot = 7 << 7 | VORN_ENC_DICT << 5 | VORN_OPC_SET;
 uint32_t wrong_set(vorn_cv *res, vorn_cv *src, const vorn_cv *set, vorn_aux *aux) {
   const uint32_t code = vorn_dispatch_table[set_slot].binary(res, src, set, aux);
   res->vorn_cv_bv[0] ^= 0x100;
@@ -333,6 +399,59 @@ TEST_F(instrumentation_test, the_self_check_compares_count_and_bits) {
   EXPECT_TRUE(env.errors().empty());
 }
 
+TEST_F(instrumentation_test, the_self_check_takes_whole_words_with_alignment_and_padding_of_a_result) {
+  vorn_global_ctx.VORN_OUTPUT_BITWVEC_ALIGN = 32;
+  vorn_global_ctx.vorn_global_ctx_pad_output = 48;
+  ctx.vorn_ctx_flags = VORN_CTX_SELF_CHECK;
+  vorn_build_encoding_type_dict(&enc, 4, nullptr, nullptr, nullptr, 0, 0, 0); // there are codes of 128 rows
+  const std::pair<uint32_t, const char *> expected[] = {
+      {1, "0x8 0x20 0x30"}, {9, "0x8 0x20 0x30"}, {64, "0x8 0x20 0x30"}, {65, "0x10 0x20 0x30"}};
+  for (const auto &[nrows, request] : expected) {
+    src.vorn_cv_nrows = res.vorn_cv_nrows = nrows;
+    vorn_in_set(&ctx, &res, &src, &set, nullptr);
+    EXPECT_EQ(taken().at(0), R"(vornu_stack_alloc_align "vorncmp: res_generic_bv" )" + std::string(request)) << nrows;
+  }
+  EXPECT_TRUE(env.errors().empty());
+}
+
+// A wider word than usual, and everything lies beside it: only what it stands for is reported.
+TEST_F(instrumentation_test, every_vector_has_its_alignment_word) {
+  res.vorn_cv_bv = out.data() + 1;
+  src.vorn_cv_vals = codes.data() + 8;
+  src.vorn_cv_nrows = res.vorn_cv_nrows = 56;
+  set.vorn_cv_bv = members.data() + 1;
+  aux.vorn_aux_filter_bv = filter.data() + 1;
+  const struct {
+    uint64_t vorn_global_ctx_t::*word;
+    lines compare, range, set;
+  } cases[] = {{&vorn_global_ctx_t::VORN_OUTPUT_BITWVEC_ALIGN,
+                {"vorn_cmp: res is not aligned"},
+                {"vorn_range_cmp: res is not aligned"},
+                {"vorn_in_set: res is not aligned"}},
+               {&vorn_global_ctx_t::VORN_DATASTREAM_ALIGN,
+                {"vorn_cmp: src is not aligned"},
+                {"vorn_range_cmp: src is not aligned"},
+                {"vorn_in_set: src is not aligned"}},
+               {&vorn_global_ctx_t::VORN_BITWVEC_ALIGN,
+                {"vorn_cmp: aux bv is not aligned"},
+                {"vorn_range_cmp: aux bv is not aligned"},
+                {"vorn_in_set: aux bv is not aligned"}},
+               {&vorn_global_ctx_t::VORN_JOIN_BITWVEC_ALIGN, {}, {}, {"vorn_in_set: join bv is not aligned"}}};
+  for (const auto &wider : cases) {
+    vorn_global_ctx = vorn_test::initial_global_ctx;
+    vorn_global_ctx.*wider.word = 16;
+    env.clear_errors();
+    eq();
+    EXPECT_EQ(messages(), wider.compare);
+    env.clear_errors();
+    vorn_ge_le(&ctx, &res, &src, &lo, &hi, &aux);
+    EXPECT_EQ(messages(), wider.range);
+    env.clear_errors();
+    vorn_in_set(&ctx, &res, &src, &set, &aux);
+    EXPECT_EQ(messages(), wider.set);
+  }
+}
+
 TEST_F(instrumentation_test, a_range_checks_both_constants) {
   enc.vorn_enc_ctx_flags |= VORN_RLE;
   lo_enc.vorn_enc_ctx_type ^= 1;
@@ -358,6 +477,43 @@ TEST_F(instrumentation_test, a_range_checks_both_constants) {
   EXPECT_EQ(env.errors().back().values, (std::vector<value>{std::string("vorn_gt_lt_dict_8bit"), 9}));
   EXPECT_EQ(aux.vorn_aux_filter_bv, nullptr);
   EXPECT_EQ(enc.vorn_enc_ctx_burst_fn, vorn_decode_rle_burst);
+}
+
+TEST_F(instrumentation_test, a_range_checks_each_constant_by_itself) {
+  vorn_enc_ctx good = lo_enc, other_type = lo_enc, no_constant = lo_enc;
+  other_type.vorn_enc_ctx_type ^= uint64_t{1} << 63;
+  no_constant.vorn_enc_ctx_flags &= ~uint32_t{VORN_CONST};
+  const struct {
+    vorn_enc_ctx *lo, *hi;
+    const char *message;
+  } cases[] = {{&other_type, &good, "vorn_range_cmp: src1 & src2 encoding does not match"},
+               {&good, &other_type, "vorn_range_cmp: src1 & src3 encoding does not match"},
+               {&no_constant, &good, "vorn_range_cmp: src2 is not constant"},
+               {&good, &no_constant, "vorn_range_cmp: src3 is not constant"}};
+  for (const auto &wrong : cases) {
+    lo.vorn_cv_encoding_context = wrong.lo;
+    hi.vorn_cv_encoding_context = wrong.hi;
+    env.clear_errors();
+    vorn_gt_lt(&ctx, &res, &src, &lo, &hi, nullptr);
+    EXPECT_EQ(messages(), lines{wrong.message});
+  }
+}
+
+// A refusal under the self-check is told as what it is: there is no result to compare.
+TEST_F(instrumentation_test, a_refused_constant_is_no_difference) {
+  uint8_t too_long = 9;
+  vorn_build_encoding_type_dynp(&enc, 64, 0, 0, 0);
+  vorn_build_encoding_type_dynp(&lo_enc, 64, 0, 0, VORN_CONST);
+  lo.vorn_cv_lens = &too_long;
+  res.vorn_cv_popc = 40;
+  out[0] = 0x77;
+  ctx.vorn_ctx_flags = VORN_CTX_SELF_CHECK;
+  EXPECT_EQ(eq(), uint32_t{VORN_RESULT_REFUSED});
+  EXPECT_EQ(messages(), lines{"vorn_cmp: invalid constant length"});
+  EXPECT_EQ(res.vorn_cv_popc, 40U);
+  EXPECT_EQ(out[0], 0x77U);
+  const lines found = taken();
+  EXPECT_TRUE(found[found.size() - 2].starts_with("vornu_stack_free_align")) << found[found.size() - 2];
 }
 
 TEST_F(instrumentation_test, range_wrappers_select_their_opcode) {
@@ -388,7 +544,16 @@ TEST_F(instrumentation_test, a_set_checks_its_own_and_always_clears_the_mask) {
                                "vorn_in_set: join bv is not aligned", "vorn_in_set: aux bv is not aligned",
                                "vorn_in_set: invert filter not supported"}));
   EXPECT_EQ(src.vorn_cv_mask_bv, nullptr);
+  EXPECT_EQ(aux.vorn_aux_filter_bv, nullptr) << "over runs";
   EXPECT_EQ(aux.vorn_aux_op_bits[0], 0x10);
+}
+
+TEST_F(instrumentation_test, a_mask_means_nothing_to_a_set) {
+  uint64_t mask[1] = {1};
+  src.vorn_cv_mask_bv = mask;
+  EXPECT_EQ(vorn_in_set(&ctx, &res, &src, &set, nullptr), uint32_t{VORN_RESULT_DONE});
+  EXPECT_EQ(out[0], 0x2aU);
+  EXPECT_EQ(src.vorn_cv_mask_bv, nullptr);
 }
 
 } // namespace
