@@ -1,10 +1,13 @@
-// Benchmarks of the filled slots of the dispatch table, for every implementation that this processor can run.
+// Benchmarks of the filled slots of the dispatch table and of the bit vectors, for every implementation that this
+// processor can run.
 //
 //   in_cache      65,536 rows, again and again
 //   out_of_cache  a stream of 256 MB
 //   selectivity   65,536 rows of which 1, 50 or 99 percent match
 //   twin          65,536 rows of which a filter keeps 1, 10 or 50 percent
 //   runs_of       bursts over 65,536 rows in runs of about 4, 20 or 100, half of them selected
+//   combine       AND of 2 or 3 vectors of 65,536 bits, apart or in place, without or with a count
+//   ones, iter    lists of and steps over the ones of 65,536 bits, of which 1, 50 or 99 percent are set
 //   call          whole calls of an entry point, for few rows
 //
 // Grows/s is 10^9 rows a second.  of_read compares with a plain read of the same bytes, timed in turn with the kernel
@@ -19,6 +22,7 @@ int main(int argc, char **argv) {
   const auto found = vorn_bench::implementations();
   vorn_bench::add_scans(found);
   vorn_bench::add_decoders(found);
+  vorn_bench::add_bit_vectors(found);
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv))
     return 2;

@@ -1,49 +1,63 @@
 // The wide bit vectors: vectors of whole 64-bit words.  Kernels call these operations directly; the host reaches them
 // through the slots of vorn_global_ctx.
-#include <bit>
-#include <cstdint>
-
+#include "bitvec/combine.hpp"
+#include "bitvec/iterate.hpp"
 #include "frame/vorn.h"
+
+using vorn::wanted;
 
 namespace {
 
-constexpr uint64_t end_mark = UINT64_MAX;
+using unit = uint64_t;
 
-// The next set bit below nbits.  A stray bit behind the vector is the end as well: no word follows the one it is in.
-uint64_t next_set(vorn_lbiwv_ictx &it) {
-  // Unsigned, so that the step behind a vector of almost 2^31 bits does not overflow.
-  const auto nbits = static_cast<uint32_t>(it.vorn_lbiwv_ictx_nbits);
-  auto base = static_cast<uint32_t>(it.vorn_lbiwv_ictx_base);
-  while (it.vorn_lbiwv_ictx_word == 0) {
-    base += base < nbits ? 64 : 0; // an exhausted iterator stays where it is
-    it.vorn_lbiwv_ictx_base = static_cast<int32_t>(base);
-    if (base >= nbits)
-      return end_mark;
-    it.vorn_lbiwv_ictx_word = *it.vorn_lbiwv_ictx_next++;
-    it.vorn_lbiwv_ictx_offset = 0;
-  }
-  const uint32_t index = base + static_cast<uint32_t>(std::countr_zero(it.vorn_lbiwv_ictx_word));
-  it.vorn_lbiwv_ictx_word &= it.vorn_lbiwv_ictx_word - 1;
-  return index < nbits ? index : end_mark;
-}
+constexpr uint64_t end_mark = UINT64_MAX;
 
 } // namespace
 
 extern "C" {
 
-void vorn_lbiwvand_dydi(uint64_t *dst, uint32_t *popc, const uint64_t *a, const uint64_t *b, uint64_t nbits) {
-  const uint64_t nwords = (nbits + 63) / 64;
-  uint32_t count = 0;
-  for (uint64_t i = 0; i < nwords; ++i) {
-    uint64_t word = a[i] & b[i];
-    if (i + 1 == nwords && nbits % 64 != 0)
-      word &= (uint64_t{1} << nbits % 64) - 1;
-    dst[i] = word;
-    count += static_cast<uint32_t>(std::popcount(word));
-  }
-  if (popc != nullptr)
-    *popc = count;
+void vorn_lbiwvpopcnt_dydi(uint32_t *popc, const uint64_t *bv, uint64_t nbits) {
+  vorn::count_ones<unit>(popc, bv, nbits);
 }
+
+void vorn_lbiwvnot_dydi(uint64_t *dst, uint32_t *popc, const uint64_t *src, uint64_t nbits) {
+  vorn::combine<unit>(vorn::bit_not, dst, popc, nbits, src);
+}
+
+void vorn_lbiwvand_dydi(uint64_t *dst, uint32_t *popc, const uint64_t *a, const uint64_t *b, uint64_t nbits) {
+  vorn::combine<unit>(vorn::bit_and, dst, popc, nbits, a, b);
+}
+
+void vorn_lbiwvor_dydi(uint64_t *dst, uint32_t *popc, const uint64_t *a, const uint64_t *b, uint64_t nbits) {
+  vorn::combine<unit>(vorn::bit_or, dst, popc, nbits, a, b);
+}
+
+void vorn_lbiwvxor_dydi(uint64_t *dst, uint32_t *popc, const uint64_t *a, const uint64_t *b, uint64_t nbits) {
+  vorn::combine<unit>(vorn::bit_xor, dst, popc, nbits, a, b);
+}
+
+void vorn_lbiwvandnot_dydi(uint64_t *dst, uint32_t *popc, const uint64_t *a, const uint64_t *b, uint64_t nbits) {
+  vorn::combine<unit>(vorn::bit_andnot, dst, popc, nbits, a, b);
+}
+
+void vorn_lbiwvand3_dydi(uint64_t *dst, uint32_t *popc, const uint64_t *a, const uint64_t *b, const uint64_t *c,
+                         uint64_t nbits) {
+  vorn::combine<unit>(vorn::bit_and, dst, popc, nbits, a, b, c);
+}
+
+void vorn_lbiwvor3_dydi(uint64_t *dst, uint32_t *popc, const uint64_t *a, const uint64_t *b, const uint64_t *c,
+                        uint64_t nbits) {
+  vorn::combine<unit>(vorn::bit_or, dst, popc, nbits, a, b, c);
+}
+
+void vorn_lbiwvxor3_dydi(uint64_t *dst, uint32_t *popc, const uint64_t *a, const uint64_t *b, const uint64_t *c,
+                         uint64_t nbits) {
+  vorn::combine<unit>(vorn::bit_xor, dst, popc, nbits, a, b, c);
+}
+
+void vorn_lbiwvset_range_dydi(uint64_t *bv, uint64_t first, uint64_t last) { vorn::fill_range<true>(bv, first, last); }
+
+void vorn_lbiwvclr_range_dydi(uint64_t *bv, uint64_t first, uint64_t last) { vorn::fill_range<false>(bv, first, last); }
 
 // An iterator over no bits, or started behind the last stored word, loads nothing and is at its end.
 void vorn_lbiwv_ictx_ini2_dydi(vorn_lbiwv_ictx *ictx, const uint64_t *bv, uint64_t nbits, uint8_t mode,
@@ -60,19 +74,16 @@ void vorn_lbiwv_ictx_ini2_dydi(vorn_lbiwv_ictx *ictx, const uint64_t *bv, uint64
   }
 }
 
-uint64_t vorn_lbiwviter_dydi(vorn_lbiwv_ictx *ictx) { return next_set(*ictx); }
+uint64_t vorn_lbiwviter_dydi(vorn_lbiwv_ictx *ictx) { return vorn::next_bit<unit, wanted::set>(*ictx, end_mark); }
+
+uint64_t vorn_lbiwviter_clr_dydi(vorn_lbiwv_ictx *ictx) { return vorn::next_bit<unit, wanted::clear>(*ictx, end_mark); }
 
 uint32_t vorn_lbiwvones_dydi(vorn_lbiwv_ictx *ictx, uint32_t *out, uint32_t max) {
-  vorn_lbiwv_ictx it = *ictx; // in registers: out may alias the context as far as the compiler knows
-  uint32_t count = 0;
-  while (count < max) {
-    const uint64_t index = next_set(it);
-    if (index == end_mark)
-      break;
-    out[count++] = static_cast<uint32_t>(index);
-  }
-  *ictx = it;
-  return count;
+  return vorn::list_ones<unit>(*ictx, out, max);
 }
+
+uint64_t vorn_lbiwvrun_dydi(uint64_t, uint64_t) { return end_mark; }
+
+uint64_t vorn_lbiwvruns_dydi(uint64_t, uint64_t, uint64_t, uint64_t) { return 0; }
 
 } // extern "C"

@@ -3,6 +3,7 @@
 
 set(VORN_KERNEL_SOURCES
   bitvec/byte_popc.cpp
+  bitvec/lbiv.cpp
   bitvec/lbiwv.cpp
   frame/implementation.cpp
   generic/dict_compare.cpp

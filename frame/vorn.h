@@ -759,18 +759,119 @@ VORN_API uint32_t vorn_qpak_decode_dydi(vorn_qpak_ctx *qctx, const void *src, vo
 
 /* Bit vectors. */
 
-/* dst = a AND b over nbits >= 1 bits, zero behind them; dst may be a or b.  Writes the ones to *popc unless null. */
+/*
+ * Two families of the same seventeen operations, without checks; a host calls them through the slots of
+ * vorn_global_ctx.  A vector of lbiv is (nbits + 7) >> 3 bytes at any address, one of lbiwv (nbits + 63) >> 6 words,
+ * which are read and written whole.  Bit i has the same place in both.
+ *
+ * nbits is at least 1.  Combinations write zeros behind nbits up to the end of the last byte or word and nothing after
+ * that; stray bits in the sources do not matter.  dst may be any of the sources, but not overlap one otherwise.  popc
+ * receives the number of ones; with null they are not counted.
+ *
+ * An iterator stays ready until it has returned the end; it holds nothing to free.  Vectors have fewer than 2^31 bits,
+ * and only delivered bits may change meanwhile.  An iterator readied with mode 1 goes on with iter_clr, any other with
+ * iter and ones, which may take turns.
+ */
+
+/* Writes the number of ones of bv; does nothing without popc. */
+VORN_API void vorn_lbivpopcnt_dydi(uint32_t *popc, const void *bv, uint64_t nbits);
+
+/* dst = NOT src. */
+VORN_API void vorn_lbivnot_dydi(void *dst, uint32_t *popc, const void *src, uint64_t nbits);
+
+/* dst = a AND b. */
+VORN_API void vorn_lbivand_dydi(void *dst, uint32_t *popc, const void *a, const void *b, uint64_t nbits);
+
+/* dst = a OR b. */
+VORN_API void vorn_lbivor_dydi(void *dst, uint32_t *popc, const void *a, const void *b, uint64_t nbits);
+
+/* dst = a XOR b. */
+VORN_API void vorn_lbivxor_dydi(void *dst, uint32_t *popc, const void *a, const void *b, uint64_t nbits);
+
+/* dst = (NOT a) AND b: the first source is complemented. */
+VORN_API void vorn_lbivandnot_dydi(void *dst, uint32_t *popc, const void *a, const void *b, uint64_t nbits);
+
+/* dst = a AND b AND c. */
+VORN_API void vorn_lbivand3_dydi(void *dst, uint32_t *popc, const void *a, const void *b, const void *c,
+                                 uint64_t nbits);
+
+/* dst = a OR b OR c. */
+VORN_API void vorn_lbivor3_dydi(void *dst, uint32_t *popc, const void *a, const void *b, const void *c, uint64_t nbits);
+
+/* dst = a XOR b XOR c. */
+VORN_API void vorn_lbivxor3_dydi(void *dst, uint32_t *popc, const void *a, const void *b, const void *c,
+                                 uint64_t nbits);
+
+/* Set or clear the bits first to last, both included; first is not above last. */
+VORN_API void vorn_lbivset_range_dydi(void *bv, uint64_t first, uint64_t last);
+VORN_API void vorn_lbivclr_range_dydi(void *bv, uint64_t first, uint64_t last);
+
+/* Readies ictx to iterate from bit start, which lies in a stored byte.  mode 1: over clear bits. */
+VORN_API void vorn_lbiv_ictx_ini2_dydi(vorn_lbiv_ictx *ictx, const void *bv, uint64_t nbits, uint8_t mode,
+                                       uint64_t start);
+
+/* The next set bit, the next clear bit, ascending; 0xffffffff at the end, and ever after. */
+VORN_API uint64_t vorn_lbiviter_dydi(vorn_lbiv_ictx *ictx);
+VORN_API uint64_t vorn_lbiviter_clr_dydi(vorn_lbiv_ictx *ictx);
+
+/* Writes up to max next set bits to out and returns how many; a later call resumes. */
+VORN_API uint32_t vorn_lbivones_dydi(vorn_lbiv_ictx *ictx, uint32_t *out, uint32_t max);
+
+/* Placeholders: do nothing and return 0xffffffff and 0. */
+VORN_API uint64_t vorn_lbivrun_dydi(uint64_t a, uint64_t b);
+VORN_API uint64_t vorn_lbivruns_dydi(uint64_t a, uint64_t b, uint64_t c, uint64_t d);
+
+/* The same over whole words; the kernels of the library call these directly. */
+
+/* Writes the number of ones of bv; does nothing without popc. */
+VORN_API void vorn_lbiwvpopcnt_dydi(uint32_t *popc, const uint64_t *bv, uint64_t nbits);
+
+/* dst = NOT src. */
+VORN_API void vorn_lbiwvnot_dydi(uint64_t *dst, uint32_t *popc, const uint64_t *src, uint64_t nbits);
+
+/* dst = a AND b. */
 VORN_API void vorn_lbiwvand_dydi(uint64_t *dst, uint32_t *popc, const uint64_t *a, const uint64_t *b, uint64_t nbits);
 
-/* Readies ictx to iterate over bv from bit start, which lies in a stored word.  mode 1: over clear bits. */
+/* dst = a OR b. */
+VORN_API void vorn_lbiwvor_dydi(uint64_t *dst, uint32_t *popc, const uint64_t *a, const uint64_t *b, uint64_t nbits);
+
+/* dst = a XOR b. */
+VORN_API void vorn_lbiwvxor_dydi(uint64_t *dst, uint32_t *popc, const uint64_t *a, const uint64_t *b, uint64_t nbits);
+
+/* dst = (NOT a) AND b: the first source is complemented. */
+VORN_API void vorn_lbiwvandnot_dydi(uint64_t *dst, uint32_t *popc, const uint64_t *a, const uint64_t *b,
+                                    uint64_t nbits);
+
+/* dst = a AND b AND c. */
+VORN_API void vorn_lbiwvand3_dydi(uint64_t *dst, uint32_t *popc, const uint64_t *a, const uint64_t *b,
+                                  const uint64_t *c, uint64_t nbits);
+
+/* dst = a OR b OR c. */
+VORN_API void vorn_lbiwvor3_dydi(uint64_t *dst, uint32_t *popc, const uint64_t *a, const uint64_t *b, const uint64_t *c,
+                                 uint64_t nbits);
+
+/* dst = a XOR b XOR c. */
+VORN_API void vorn_lbiwvxor3_dydi(uint64_t *dst, uint32_t *popc, const uint64_t *a, const uint64_t *b,
+                                  const uint64_t *c, uint64_t nbits);
+
+/* Set or clear the bits first to last, both included; first is not above last. */
+VORN_API void vorn_lbiwvset_range_dydi(uint64_t *bv, uint64_t first, uint64_t last);
+VORN_API void vorn_lbiwvclr_range_dydi(uint64_t *bv, uint64_t first, uint64_t last);
+
+/* Readies ictx to iterate from bit start, which lies in a stored word.  mode 1: over clear bits. */
 VORN_API void vorn_lbiwv_ictx_ini2_dydi(vorn_lbiwv_ictx *ictx, const uint64_t *bv, uint64_t nbits, uint8_t mode,
                                         uint64_t start);
 
-/* The next set bit, ascending; all ones in 64 bits at the end, and ever after. */
+/* The next set bit, the next clear bit, ascending; all ones in 64 bits at the end, and ever after. */
 VORN_API uint64_t vorn_lbiwviter_dydi(vorn_lbiwv_ictx *ictx);
+VORN_API uint64_t vorn_lbiwviter_clr_dydi(vorn_lbiwv_ictx *ictx);
 
 /* Writes up to max next set bits to out and returns how many; a later call resumes. */
 VORN_API uint32_t vorn_lbiwvones_dydi(vorn_lbiwv_ictx *ictx, uint32_t *out, uint32_t max);
+
+/* Placeholders: do nothing and return all ones in 64 bits and 0. */
+VORN_API uint64_t vorn_lbiwvrun_dydi(uint64_t a, uint64_t b);
+VORN_API uint64_t vorn_lbiwvruns_dydi(uint64_t a, uint64_t b, uint64_t c, uint64_t d);
 
 #ifdef __cplusplus
 }

@@ -40,7 +40,7 @@ protected:
 
   // Room for a stream or a constant, at one of the two ends of its memory.
   uint8_t *place(vorn_test::guarded &memory, size_t size) {
-    return random() % 2 == 0 ? memory.first() : memory.last(size);
+    return random() % 2 == 0 ? memory.behind(0, size) : memory.last(size);
   }
 
   static void store_big(uint8_t *bytes, uint64_t value, unsigned size) {

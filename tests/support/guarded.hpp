@@ -1,5 +1,5 @@
-// Memory that catches a read or write outside: buffers end right before memory that nobody may touch, and the bytes in
-// front of them are canaries.  Or they begin right behind such memory, for what reads in front of a buffer.
+// Memory that catches a read or write outside: buffers end right before memory that nobody may touch, or begin right
+// behind some, and the bytes on the other side are canaries.
 #pragma once
 
 #include <sys/mman.h>
@@ -16,14 +16,14 @@ public:
   explicit guarded(size_t capacity) {
     const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
     const size_t body = (capacity + canaries + page - 1) / page * page;
-    mapped_ = page + body + unreadable;
+    mapped_ = unreadable + body + unreadable;
     void *memory = mmap(nullptr, mapped_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (memory == MAP_FAILED)
       std::abort();
     base_ = static_cast<uint8_t *>(memory);
-    begin_ = base_ + page;
+    begin_ = base_ + unreadable;
     end_ = begin_ + body;
-    if (mprotect(base_, page, PROT_NONE) != 0 || mprotect(end_, unreadable, PROT_NONE) != 0)
+    if (mprotect(base_, unreadable, PROT_NONE) != 0 || mprotect(end_, unreadable, PROT_NONE) != 0)
       std::abort();
   }
   ~guarded() { munmap(base_, mapped_); }
@@ -37,12 +37,22 @@ public:
   }
   uint64_t *last_words(size_t count) { return reinterpret_cast<uint64_t *>(last(count * sizeof(uint64_t))); }
 
-  // The first bytes behind the unreadable page in front.
-  uint8_t *first() { return begin_; }
-
   // Are the bytes in front of the last `size` still as they were?
   bool intact(size_t size) const {
     return std::all_of(end_ - size - canaries, end_ - size, [](uint8_t byte) { return byte == canary; });
+  }
+
+  // `size` bytes that begin `offset` bytes behind the unreadable page in front, with fresh canaries on both sides, and
+  // whether these are still as they were.
+  uint8_t *behind(size_t offset, size_t size) {
+    std::fill_n(begin_, offset, canary);
+    std::fill_n(begin_ + offset + size, canaries, canary);
+    return begin_ + offset;
+  }
+  bool intact_around(size_t offset, size_t size) const {
+    const auto untouched = [](uint8_t byte) { return byte == canary; };
+    return std::all_of(begin_, begin_ + offset, untouched) &&
+           std::all_of(begin_ + offset + size, begin_ + offset + size + canaries, untouched);
   }
 
 private:
