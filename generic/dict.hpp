@@ -56,7 +56,7 @@ public:
     if (rows >= 64)
       return match_block<W>(block, question);
     const last_block<W> last(block, rows);
-    return match_block<W>(last.bytes, question) & low_bits(static_cast<unsigned>(rows));
+    return match_block<W>(last.bytes, question) & low_bits(rows);
   }
 
   uint64_t at(uint64_t row) const { return code_at<W>(stream_, row); }

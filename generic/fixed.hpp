@@ -67,7 +67,7 @@ public:
       return match_block(block, word, question);
     uint8_t padded[64 * sizeof(value)] = {};
     std::memcpy(padded, block, rows * stride_);
-    return match_block(padded, word, question) & low_bits(static_cast<unsigned>(rows));
+    return match_block(padded, word, question) & low_bits(rows);
   }
 
   number at(uint64_t row) const {

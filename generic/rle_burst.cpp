@@ -2,6 +2,7 @@
 #include "generic/rle_burst.kernels.hpp"
 
 #include <algorithm>
+#include <bit>
 
 #include "frame/assertion.hpp"
 #include "generic/rle_lengths.hpp"

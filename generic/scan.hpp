@@ -60,7 +60,7 @@ template <class Reader, class Kernel>
   uint32_t count = 0;
   for (uint64_t word = 0; word < words_of(nrows); ++word) {
     out[word] = rows.match(word, question);
-    count += static_cast<uint32_t>(std::popcount(out[word]));
+    count += popcount(out[word]);
   }
 
   if (Kernel::masked && src->vorn_cv_mask_bv != nullptr)

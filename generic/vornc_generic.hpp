@@ -1,11 +1,11 @@
 // What every generic kernel is made of: readers of stored forms and the value stream of a vector.
 #pragma once
 
-#include <bit>
 #include <cstdint>
 #include <cstring>
 #include <type_traits>
 
+#include "frame/bits.hpp"
 #include "frame/raise.hpp"
 #include "frame/vorn.h"
 
@@ -25,8 +25,6 @@ inline T load_big(const uint8_t *bytes) {
   else
     return value;
 }
-
-constexpr uint64_t low_bits(unsigned count) { return count >= 64 ? ~uint64_t{0} : (uint64_t{1} << count) - 1; }
 
 // A big-endian number of up to 8 bytes.
 inline uint64_t read_big(const uint8_t *bytes, unsigned size) {
