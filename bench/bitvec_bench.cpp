@@ -13,6 +13,7 @@ struct byte_vectors {
   using context = vorn_lbiv_ictx;
   static constexpr auto and2 = &vorn_global_ctx_t::vorn_lbivand_dydi;
   static constexpr auto and3 = &vorn_global_ctx_t::vorn_lbivand3_dydi;
+  static constexpr auto popcnt = &vorn_global_ctx_t::vorn_lbivpopcnt_dydi;
   static constexpr auto start = &vorn_global_ctx_t::vorn_lbiv_ictx_ini2_dydi;
   static constexpr auto iter = &vorn_global_ctx_t::vorn_lbiviter_dydi;
   static constexpr auto ones = &vorn_global_ctx_t::vorn_lbivones_dydi;
@@ -23,6 +24,7 @@ struct word_vectors {
   using context = vorn_lbiwv_ictx;
   static constexpr auto and2 = &vorn_global_ctx_t::vorn_lbiwvand_dydi;
   static constexpr auto and3 = &vorn_global_ctx_t::vorn_lbiwvand3_dydi;
+  static constexpr auto popcnt = &vorn_global_ctx_t::vorn_lbiwvpopcnt_dydi;
   static constexpr auto start = &vorn_global_ctx_t::vorn_lbiwv_ictx_ini2_dydi;
   static constexpr auto iter = &vorn_global_ctx_t::vorn_lbiwviter_dydi;
   static constexpr auto ones = &vorn_global_ctx_t::vorn_lbiwvones_dydi;
@@ -44,6 +46,16 @@ void combine(benchmark::State &state, const vorn_global_ctx_t *record, unsigned 
       (record->*Family::and2)(dst, counted ? &popc : nullptr, a.data(), b, cached_rows);
     else
       (record->*Family::and3)(dst, counted ? &popc : nullptr, a.data(), b, c, cached_rows);
+    benchmark::DoNotOptimize(popc);
+  }
+  count_bits(state);
+}
+
+template <class Family>
+void count_ones(benchmark::State &state, const vorn_global_ctx_t *record) {
+  uint32_t popc = 0;
+  for (auto _ : state) {
+    (record->*Family::popcnt)(&popc, random_words().data(), cached_rows);
     benchmark::DoNotOptimize(popc);
   }
   count_bits(state);
@@ -76,6 +88,7 @@ void add_family(const std::vector<implementation> &found) {
         for (const bool counted : {false, true})
           add("combine_" + std::to_string(nsources) + (in_place ? "_in_place" : "") + (counted ? "_counted" : ""),
               which, combine<Family>, nsources, in_place, counted);
+    add("popcnt", which, count_ones<Family>);
     for (const unsigned per_cent : {1U, 50U, 99U}) {
       add("ones_" + std::to_string(per_cent), which, iterate<Family>, per_cent, true);
       add("iter_" + std::to_string(per_cent), which, iterate<Family>, per_cent, false);

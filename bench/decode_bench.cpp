@@ -131,9 +131,10 @@ void decode_symbol(benchmark::State &state, const vorn_kernel *table, slot_axes 
   count_rows(state, cached_rows, which.width());
 }
 
-// per_cent: rows of a filter, or 0 for a range.  run_length: 0 for one code per row.  The rate counts source rows.
+// per_cent: rows of a filter or of a list, or 0 for a range.  run_length: 0 for one code per row.  The rate counts
+// source rows.
 void unpack(benchmark::State &state, const vorn_kernel *table, slot_axes which, uint8_t flags, unsigned per_cent,
-            uint32_t run_length) {
+            bool listed, uint32_t run_length) {
   vorn_enc_ctx enc;
   vorn_build_encoding_type_dict(&enc, which.width(), nullptr, nullptr, nullptr, 0, 0, 0);
   const std::vector<uint8_t> lens(run_length == 0 ? 0 : cached_rows / run_length + 1, static_cast<uint8_t>(run_length));
@@ -147,7 +148,10 @@ void unpack(benchmark::State &state, const vorn_kernel *table, slot_axes which, 
                     cached_rows, 0, nullptr, 0);
   vorn_aux aux = {};
   aux.vorn_aux_flags = flags;
-  aux.vorn_aux_filter_bv = per_cent == 0 ? nullptr : filter.data();
+  std::vector<uint32_t> rows = rows_of(filter);
+  aux.vorn_aux_filter_bv = per_cent == 0 || listed ? nullptr : filter.data();
+  aux.vorn_aux_ones_vec = listed ? rows.data() : nullptr;
+  aux.vorn_aux_ones_vec_size = static_cast<uint32_t>(rows.size());
   for (auto _ : state) {
     aux.vorn_aux_start_slot = 0;
     table[which.index].unary(&res, &src, &aux);
@@ -185,16 +189,16 @@ void prefix_decode(benchmark::State &state, const vorn_global_ctx_t *record, boo
 void add_dictionary_decoder(const implementation &which, slot_axes slot) {
   using benchmark::RegisterBenchmark;
   if (slot.opcode() == VORN_OPC_DECODE_UNPACK) {
-    const auto add = [&](const std::string &group, uint8_t flags, unsigned per_cent, uint32_t run_length) {
-      RegisterBenchmark(name_of(group, slot.name(), which).c_str(), unpack, which.table(), slot, flags, per_cent,
-                        run_length);
+    const auto add = [&](const std::string &group, uint8_t flags, unsigned per_cent, bool listed) {
+      for (const uint32_t length : {0U, 20U})
+        RegisterBenchmark(name_of(length == 0 ? group : group + "_over_runs_of_20", slot.name(), which).c_str(), unpack,
+                          which.table(), slot, flags, per_cent, listed, length);
     };
-    add("range", 0, 0, 0);
-    add("range_ub4", VORN_AUX_UNPACK_UB4, 0, 0);
+    add("range", 0, 0, false);
+    add("range_ub4", VORN_AUX_UNPACK_UB4, 0, false);
     for (const unsigned per_cent : {1U, 10U, 50U})
-      add("filter_" + std::to_string(per_cent), 0, per_cent, 0);
-    add("range_over_runs_of_20", 0, 0, 20);
-    add("filter_50_over_runs_of_20", 0, 50, 20);
+      add("filter_" + std::to_string(per_cent), 0, per_cent, false);
+    add("list_50", 0, 50, true);
     return;
   }
   const auto bench = slot.opcode() == VORN_OPC_DECODE ? decode : decode_symbol;

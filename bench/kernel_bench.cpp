@@ -6,8 +6,15 @@
 //   selectivity   65,536 rows of which 1, 50 or 99 percent match
 //   twin          65,536 rows of which a filter keeps 1, 10 or 50 percent
 //   runs_of       bursts over 65,536 rows in runs of about 4, 20 or 100, half of them selected
+//   range, filter, list
+//                 unpackers over all of 65,536 rows, or 1, 10 or 50 percent; also over runs of 20
+//   one_length, offsets
+//                 decoders of a list of about 32,768 rows, or of 65,536 elements, in both layouts of a dictionary
+//   values, described
+//                 prefix decode of 65,536 values of 8 bytes, without and with descriptors
 //   combine       AND of 2 or 3 vectors of 65,536 bits, apart or in place, without or with a count
 //   ones, iter    lists of and steps over the ones of 65,536 bits, of which 1, 50 or 99 percent are set
+//   popcnt        count of the ones of 65,536 bits
 //   call          whole calls of an entry point, for few rows
 //
 // Grows/s is 10^9 rows a second.  of_read compares with a plain read of the same bytes, timed in turn with the kernel

@@ -2,8 +2,6 @@
 // code behind the slots.
 #pragma once
 
-#include <type_traits>
-
 #include "frame/vorn.h"
 #include "frame/vorn_specialized.h"
 
@@ -17,10 +15,9 @@ uint32_t vorn_thread_ctx_fini_dydi(void *a, void *b, void *c, void *d);
 namespace vorn {
 
 // Fills the slot of an operation that this build does not have, so that no slot is ever null.
-template <class Result, class... Arguments>
-Result no_implementation(Arguments...) {
-  if constexpr (!std::is_void_v<Result>)
-    return VORN_RESULT_NO_IMPLEMENTATION;
+template <class... Arguments>
+uint32_t no_implementation(Arguments...) {
+  return VORN_RESULT_NO_IMPLEMENTATION;
 }
 
 constexpr vorn_global_ctx_t implementation(uint32_t status, const char *lib_name) {
