@@ -218,6 +218,17 @@ TEST_P(unpack_kernels, stop_on_the_row_that_fills_the_room) {
   });
 }
 
+// Without a cursor the runs are counted from the first one, wherever the call begins.
+TEST_P(unpack_kernels, begin_in_the_middle) {
+  for_each_column({200}, 20, [&](const slot &s, column &from, uint8_t flags) {
+    for (const uint32_t start : {1U, 63U, 100U, 199U}) {
+      call(s, from, unpack_form::range, {}, flags, {start, 77, 0}, 50);
+      call(s, from, unpack_form::filter, some_rows(200, 50), flags, {start, 77, 0}, 50);
+      call(s, from, unpack_form::list, {start, 199}, flags, {start, 77, 0}, 50);
+    }
+  });
+}
+
 TEST_P(unpack_kernels, take_the_rows_of_a_list) {
   for_each_column({1, 9, 500}, 30, [&](const slot &s, column &from, uint8_t flags) {
     const uint32_t nrows = from.src.vorn_cv_nrows;
