@@ -12,13 +12,13 @@ uint64_t without_slack(const aligned_vector<uint8_t> &stream) {
 } // namespace
 
 std::string_view encoding_name(encoding form) {
-  static constexpr std::string_view names[] = {"dict", "rle", "fixed", "dynp"};
+  static constexpr std::string_view names[] = {"dict", "rle", "fixed", "dynp", "prefix"};
   return names[static_cast<size_t>(form)];
 }
 
 uint64_t column::encoded_bytes() const {
   const auto *entries = std::get_if<dictionary>(&values);
-  uint64_t bytes = entries ? entries->bytes() : sizeof(key_range);
+  uint64_t bytes = entries ? entries->bytes() : std::holds_alternative<key_range>(values) ? sizeof(key_range) : 0;
   for (const batch &b : batches)
     bytes += without_slack(b.stream) + without_slack(b.lens) + b.cla.size() * sizeof(uint32_t);
   return bytes;
@@ -26,15 +26,15 @@ uint64_t column::encoded_bytes() const {
 
 uint64_t column::last_ordinal() const {
   if (const auto *entries = std::get_if<dictionary>(&values))
-    return first_ordinal() + entries->size() - 1;
+    return entries->codes() - 1;
   const auto &range = std::get<key_range>(values);
   return static_cast<uint64_t>(range.high) - static_cast<uint64_t>(range.low);
 }
 
 column::place column::find(const value &v) const {
   if (const auto *entries = std::get_if<dictionary>(&values)) {
-    const auto [position, found] = entries->find(v);
-    return {first_ordinal() + position, found, position == entries->size()};
+    const auto [code, found] = entries->find(v);
+    return {code, found, code == entries->codes()};
   }
   const auto &range = std::get<key_range>(values);
   const int64_t key = std::get<int64_t>(v);

@@ -19,8 +19,11 @@ namespace store {
 // with a word.
 inline constexpr uint32_t batch_rows = 65536;
 
-enum class encoding { dict, rle, fixed, dynp };
+enum class encoding { dict, rle, fixed, dynp, prefix };
 std::string_view encoding_name(encoding form);
+
+// The bits of a length code of dynp: it counts from 0 to one less than the bytes of the width.
+constexpr uint32_t length_code_bits(uint32_t width) { return width / 16; }
 
 // The smallest and the largest key of a column whose values are stored themselves.
 struct key_range {
@@ -31,9 +34,9 @@ struct key_range {
 // All streams begin on a cache line and are readable for another one behind their end.
 struct batch {
   uint32_t rows = 0;
-  aligned_vector<uint8_t> stream; // codes of rows or runs, or values; perhaps compressed
+  aligned_vector<uint8_t> stream; // codes of rows or runs, values, or records of groups; perhaps compressed
   uint32_t stream_bytes = 0;      // of the stream when it is not compressed
-  aligned_vector<uint8_t> lens;   // rle: lengths of the runs; dynp: length codes of the rows
+  aligned_vector<uint8_t> lens;   // rle: lengths of the runs; dynp: length codes of the rows; prefix: record offsets
   aligned_vector<uint32_t> cla;   // rle: first rows of the runs, and the row behind the last
   uint32_t runs = 0;              // rle
 
@@ -51,17 +54,18 @@ struct column {
 
   encoding form = encoding::dict;
   bool compressed = false;
-  bool has_nulls = false;      // dict, rle: code 0 stands for NULL and the values' codes begin at 1
   uint32_t width = 1;          // bits of a code or value
   uint8_t run_length_bits = 0; // rle: 8 or 16
-  std::variant<key_range, dictionary> values;
+  // The last is that of texts that are stored themselves.
+  std::variant<key_range, dictionary, std::monostate> values;
   std::vector<batch> batches;
 
   bool is_dictionary() const { return std::holds_alternative<dictionary>(values); }
+  bool has_nulls() const { return is_dictionary() && std::get<dictionary>(values).has_null(); }
   uint64_t encoded_bytes() const;
 
   // The ordinal of the smallest value, and of the largest; without values the second is no ordinal.
-  uint64_t first_ordinal() const { return has_nulls ? 1 : 0; }
+  uint64_t first_ordinal() const { return is_dictionary() ? std::get<dictionary>(values).first_code() : 0; }
   uint64_t last_ordinal() const;
 
   struct place {

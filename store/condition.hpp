@@ -71,6 +71,9 @@ using conjunction = std::vector<condition>;
 // ends before the word "and" or, in brackets, before a comma or bracket.  Throws store::error that names what is wrong.
 conjunction parse_conditions(std::string_view text);
 
+// Reads "origin, delay"; a column may stand in double quotes as above.  Throws store::error.
+std::vector<std::string> parse_columns(std::string_view text);
+
 // Throws store::error when a constant is not of the kind.
 void check_constants(const condition &c, value_kind kind);
 

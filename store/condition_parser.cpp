@@ -37,6 +37,22 @@ public:
     return conditions;
   }
 
+  std::vector<std::string> columns() {
+    std::vector<std::string> names;
+    for (;;) {
+      skip_blanks();
+      names.push_back(rest.starts_with('"') ? take_quoted() : take_until(rest.find(',')));
+      if (names.back().empty())
+        fail("a column without a name");
+      skip_blanks();
+      if (rest.empty())
+        return names;
+      if (rest.front() != ',')
+        fail(fmt::format("unexpected '{}'", rest));
+      rest.remove_prefix(1);
+    }
+  }
+
 private:
   [[noreturn]] void fail(std::string_view problem) const { throw error(fmt::format("{} in '{}'", problem, whole)); }
 
@@ -209,5 +225,6 @@ private:
 } // namespace
 
 conjunction parse_conditions(std::string_view text) { return parser(text).all(); }
+std::vector<std::string> parse_columns(std::string_view text) { return parser(text).columns(); }
 
 } // namespace store

@@ -8,6 +8,7 @@
 #include "host/qpak_encoder.hpp"
 #include "store/error.hpp"
 #include "store/packing.hpp"
+#include "store/prefix_encoder.hpp"
 #include "store/runs.hpp"
 
 namespace store {
@@ -35,9 +36,6 @@ batch fixed_batch(std::span<const int64_t> keys, const key_range &range, uint32_
   return out;
 }
 
-// The bits of a length code: it counts from 0 to one less than the bytes of the width.
-constexpr uint32_t length_code_bits(uint32_t width) { return width / 16; }
-
 // Values without their trailing zero bytes, but with one byte at least.
 batch dynp_batch(std::span<const int64_t> keys, const key_range &range, uint32_t width) {
   batch out;
@@ -60,6 +58,11 @@ batch dynp_batch(std::span<const int64_t> keys, const key_range &range, uint32_t
   return out;
 }
 
+batch key_prefix_batch(std::span<const int64_t> keys, const key_range &range, uint32_t width) {
+  const batch values = fixed_batch(keys, range, width);
+  return prefix_batch({reinterpret_cast<const char *>(values.stream.data()), values.stream_bytes}, width / 8);
+}
+
 } // namespace
 
 encoding_choice parse_encoding(std::string_view text) {
@@ -70,18 +73,20 @@ encoding_choice parse_encoding(std::string_view text) {
     out.compressed = true;
     name.remove_suffix(suffix.size());
   }
-  for (encoding form : {encoding::dict, encoding::rle, encoding::fixed, encoding::dynp})
+  for (encoding form : {encoding::dict, encoding::rle, encoding::fixed, encoding::dynp, encoding::prefix})
     if (encoding_name(form) == name)
       out.form = form;
   if (!out.form)
-    throw error(
-        fmt::format("unknown encoding '{}'; one of dict, rle, fixed, dynp, perhaps with +qpak, is needed", text));
+    throw error(fmt::format(
+        "unknown encoding '{}'; one of dict, rle, fixed, dynp, perhaps with +qpak, or prefix is needed", text));
+  if (out.form == encoding::prefix && out.compressed)
+    throw error("prefix is not stored with +qpak");
   return out;
 }
 
 void store_codes(column &out, std::span<const uint32_t> codes, std::optional<encoding> form) {
   out.rows = codes.size();
-  out.width = least_width(std::get<dictionary>(out.values).size() + (out.has_nulls ? 1 : 0));
+  out.width = least_width(std::get<dictionary>(out.values).codes());
   if (!form)
     form = has_long_runs(codes) ? encoding::rle : encoding::dict;
   out.form = *form;
@@ -110,14 +115,21 @@ void store_keys(column &out, std::span<const int64_t> keys, encoding form) {
   }
   out.values = range;
   const auto bytes = std::max(1U, static_cast<uint32_t>(std::bit_width(out.last_ordinal()) + 7) / 8);
-  if (form == encoding::fixed)
-    out.width = bytes * 8;
-  else
+  if (form == encoding::dynp)
     out.width = bytes <= 2 ? 16 : bytes <= 4 ? 32 : 64;
-  for_batches(keys, [&](std::span<const int64_t> rows) {
-    out.batches.push_back(form == encoding::fixed ? fixed_batch(rows, range, out.width)
-                                                  : dynp_batch(rows, range, out.width));
-  });
+  else
+    out.width = bytes * 8;
+  const auto make = form == encoding::fixed ? fixed_batch : form == encoding::dynp ? dynp_batch : key_prefix_batch;
+  for_batches(keys, [&](std::span<const int64_t> rows) { out.batches.push_back(make(rows, range, out.width)); });
+}
+
+void store_texts(column &out, std::string_view texts, uint32_t text_bytes) {
+  out.rows = texts.size() / text_bytes;
+  out.form = encoding::prefix;
+  out.values = std::monostate{};
+  out.width = text_bytes * 8;
+  for (size_t first = 0; first < texts.size(); first += size_t{batch_rows} * text_bytes)
+    out.batches.push_back(prefix_batch(texts.substr(first, size_t{batch_rows} * text_bytes), text_bytes));
 }
 
 void compress(column &out) {

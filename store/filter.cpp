@@ -3,7 +3,10 @@
 #include <algorithm>
 #include <utility>
 
+#include <fmt/format.h>
+
 #include "store/batch_scan.hpp"
+#include "store/error.hpp"
 
 namespace store {
 
@@ -26,9 +29,22 @@ void filter(const vorn_ctx &ctx, const column &on, const ordinal_test &test, con
   }
 }
 
+std::string to_sql(const conjunction &conditions, const column_map &columns) {
+  std::string out;
+  for (const condition &c : conditions)
+    out += fmt::format("{}{}", out.empty() ? "" : " AND ", to_sql(c, columns.at(c.column).kind));
+  return out;
+}
+
+void check_searchable(std::string_view column_name, encoding form) {
+  if (form == encoding::prefix)
+    throw error(fmt::format("column '{}' is stored as prefix, which no condition can be put to", column_name));
+}
+
 query::query(const conjunction &conditions, const column_map &columns) {
   for (const condition &c : conditions) {
     const column &on = columns.at(c.column);
+    check_searchable(on.name, on.form);
     parts.push_back({&on, to_ordinals(c, on)});
   }
   std::stable_partition(parts.begin(), parts.end(), [](const part &p) { return p.on->form == encoding::rle; });

@@ -19,10 +19,17 @@ void filter(const vorn_ctx &ctx, const column &on, const ordinal_test &test, con
 
 using column_map = std::map<std::string, column, std::less<>>;
 
+// The conjunction of the conditions.
+std::string to_sql(const conjunction &conditions, const column_map &columns);
+
+// Throws store::error when an encoding has no predicates.
+void check_searchable(std::string_view column_name, encoding form);
+
 // Conditions bound to their columns.
 class query {
 public:
-  // The columns outlive this.  Throws store::error when a constant is not of its column's kind.
+  // The columns outlive this.  Throws store::error when a constant is not of its column's kind, and for a column that
+  // cannot be searched.
   query(const conjunction &conditions, const column_map &columns);
 
   // The rows on which all conditions hold.  The result of one is the filter of the next.

@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <chrono>
 
-#include <fmt/format.h>
-
 namespace store {
 
 namespace {
@@ -25,13 +23,6 @@ double median_milliseconds(uint32_t repetitions, Work work) {
   return *middle;
 }
 
-std::string sql_of(const conjunction &conditions, const column_map &columns) {
-  std::string out;
-  for (const condition &c : conditions)
-    out += fmt::format("{}{}", out.empty() ? "" : " AND ", to_sql(c, columns.at(c.column).kind));
-  return out;
-}
-
 } // namespace
 
 answer measure(const kernels &library, const column_map &columns, const conjunction &conditions,
@@ -45,9 +36,10 @@ answer measure(const kernels &library, const column_map &columns, const conjunct
     return selected;
   };
   const selection generic = run(library.generic(), "generic");
-  out.agree = !library.is_specialised() || run(library.chosen(), library.name()) == generic;
+  out.selected = library.is_specialised() ? run(library.chosen(), library.name()) : generic;
+  out.agree = out.selected == generic;
 
-  duckdb::statement counting = checker.counting(sql_of(conditions, columns));
+  duckdb::statement counting = checker.counting(to_sql(conditions, columns));
   uint64_t count = 0;
   const double time = median_milliseconds(repetitions, [&] { count = reference::count(counting); });
   out.measurements.push_back({"DuckDB " + duckdb::version(), count, time});

@@ -20,7 +20,8 @@ struct measurement {
 
 struct answer {
   std::vector<measurement> measurements;
-  bool agree; // all count the same, and the kernels select the same rows
+  bool agree;         // all count the same, and the kernels select the same rows
+  selection selected; // by the kernels in force
 };
 
 // Each engine runs `repetitions` times, after a first run that does not count unless it is the only one.

@@ -3,6 +3,8 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include "store/duckdb_values.hpp"
+
 namespace store {
 
 reference::reference(duckdb::connection &db, const table_file &file, std::span<const std::string> columns)
@@ -21,6 +23,15 @@ duckdb::statement reference::counting(const std::string &condition_sql) const {
 
 uint64_t reference::count(duckdb::statement &query) {
   return static_cast<uint64_t>(query.run().next()->column(0).number<int64_t>(0));
+}
+
+duckdb::result reference::values(std::span<const column *const> columns, const std::string &condition_sql) const {
+  std::vector<std::string> expressions;
+  for (const column *c : columns)
+    expressions.push_back(sql_values(c->name, c->kind));
+  // A scan keeps the order, but a long list behind IN becomes a join, which need not.
+  const std::string where = condition_sql.empty() ? "" : fmt::format(" WHERE {} ORDER BY rowid", condition_sql);
+  return database.query(fmt::format("SELECT {} FROM reference{}", fmt::join(expressions, ", "), where));
 }
 
 std::vector<bool> reference::rows(const std::string &condition_sql) const {

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "store/column.hpp"
 #include "store/duckdb.hpp"
 #include "store/table_file.hpp"
 
@@ -19,6 +20,10 @@ public:
   // A query that counts the rows of the table on which a condition holds.
   duckdb::statement counting(const std::string &condition_sql) const;
   static uint64_t count(duckdb::statement &query);
+
+  // The values of columns of the table, as sql_values has them, on the rows on which a condition holds, in the order of
+  // the file.  All rows without a condition.
+  duckdb::result values(std::span<const column *const> columns, const std::string &condition_sql) const;
 
   // Whether the condition holds, row by row; NULL is no.
   std::vector<bool> rows(const std::string &condition_sql) const;

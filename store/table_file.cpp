@@ -1,9 +1,13 @@
 #include "store/table_file.hpp"
 
+#include <algorithm>
+
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include "store/duckdb_values.hpp"
 #include "store/error.hpp"
+#include "store/prefix_encoder.hpp"
 
 namespace store {
 
@@ -21,49 +25,79 @@ std::string scan_of(const std::filesystem::path &path) {
   throw error(fmt::format("neither a .parquet nor a .csv file: {}", path.string()));
 }
 
+// Are the values of a column stored themselves, rather than their codes?
 bool stores_values(const encoding_choice &choice) {
-  return choice.form == encoding::fixed || choice.form == encoding::dynp;
+  return choice.form == encoding::fixed || choice.form == encoding::dynp || choice.form == encoding::prefix;
 }
 
-// Reads the one column of a result.  `value_at` gives the key of a row that is not NULL.
-template <class ValueAt, class Take, class TakeNull>
-void for_rows(duckdb::result rows, const std::function<void(uint64_t)> &progress, ValueAt value_at, Take take,
-              TakeNull take_null) {
+using report = std::function<void(uint64_t)>;
+
+// Calls with the values of a column, one by one.
+template <class Take>
+void for_values(duckdb::result rows, value_kind kind, const report &progress, Take take) {
   uint64_t done = 0;
   while (auto chunk = rows.next()) {
     const duckdb::vector values = chunk->column(0);
-    for (uint64_t row = 0; row < chunk->rows(); ++row) {
-      if (values.is_null(row))
-        take_null();
-      else
-        take(value_at(values, row));
-    }
+    for (uint64_t row = 0; row < chunk->rows(); ++row)
+      take(value_at(values, row, kind));
     progress(done += chunk->rows());
   }
 }
 
-template <class Key, class ValueAt>
-void encode(column &out, const encoding_choice &choice, duckdb::result rows,
-            const std::function<void(uint64_t)> &progress, ValueAt value_at) {
-  if constexpr (std::is_same_v<Key, int64_t>)
-    if (stores_values(choice)) {
-      std::vector<int64_t> keys;
-      for_rows(
-          std::move(rows), progress, value_at, [&](int64_t key) { keys.push_back(key); },
-          [&] {
-            throw error(
-                fmt::format("column '{}' has NULLs, which {} does not store", out.name, encoding_name(*choice.form)));
-          });
-      store_keys(out, keys, *choice.form);
+bool is_null(const cell &c) { return std::holds_alternative<std::monostate>(c); }
+
+void refuse_null(const cell &c, const column &of, encoding form) {
+  if (is_null(c))
+    throw error(fmt::format("column '{}' has NULLs, which {} does not store", of.name, encoding_name(form)));
+}
+
+template <class Key>
+void encode_distinct(column &out, const encoding_choice &choice, duckdb::result rows, const report &progress) {
+  using view = typename dictionary_encoder<Key>::view;
+  dictionary_encoder<Key> encoder;
+  for_values(std::move(rows), out.kind, progress, [&](const cell &c) {
+    if (is_null(c)) {
+      encoder.add_null();
       return;
     }
-  dictionary_encoder<Key> encoder;
-  for_rows(
-      std::move(rows), progress, value_at, [&](const auto &key) { encoder.add(key); }, [&] { encoder.add_null(); });
+    const view key = std::get<view>(c);
+    if constexpr (std::is_same_v<Key, std::string>)
+      if (key.size() > dictionary::longest_text)
+        throw error(fmt::format("column '{}' has a text of {} bytes; {} is the most that a dictionary stores", out.name,
+                                key.size(), dictionary::longest_text));
+    encoder.add(key);
+  });
   out.values = encoder.finish();
-  out.has_nulls = encoder.has_nulls();
   out.plain_bytes = encoder.text_bytes();
   store_codes(out, encoder.codes(), choice.form);
+}
+
+void encode_keys(column &out, encoding form, duckdb::result rows, const report &progress) {
+  std::vector<int64_t> keys;
+  for_values(std::move(rows), out.kind, progress, [&](const cell &c) {
+    refuse_null(c, out, form);
+    keys.push_back(std::get<int64_t>(c));
+  });
+  store_keys(out, keys, form);
+}
+
+void encode_prefix_texts(column &out, duckdb::result rows, const report &progress) {
+  std::string texts;
+  uint32_t text_bytes = 0;
+  for_values(std::move(rows), out.kind, progress, [&](const cell &c) {
+    refuse_null(c, out, encoding::prefix);
+    const auto text = std::get<std::string_view>(c);
+    if (text.empty() || text.size() > longest_prefix_value)
+      throw error(fmt::format("column '{}' has a text of {} bytes; prefix stores 1 to {}", out.name, text.size(),
+                              longest_prefix_value));
+    if (text_bytes != 0 && text.size() != text_bytes)
+      throw error(fmt::format("column '{}' has texts of {} and of {} bytes; prefix stores one length", out.name,
+                              text_bytes, text.size()));
+    text_bytes = static_cast<uint32_t>(text.size());
+    texts += text;
+  });
+  out.plain_bytes = texts.size();
+  store_texts(out, texts, std::max(text_bytes, 1U));
 }
 
 } // namespace
@@ -93,7 +127,7 @@ const table_file::column_info &table_file::find(std::string_view name) const {
 }
 
 void table_file::check_encoding(const column_info &info, const encoding_choice &choice) {
-  if (info.traits->kind == value_kind::text && stores_values(choice))
+  if (info.traits->kind == value_kind::text && stores_values(choice) && choice.form != encoding::prefix)
     throw error(
         fmt::format("column '{}' is of type text, which {} does not store", info.name, encoding_name(*choice.form)));
 }
@@ -105,28 +139,15 @@ column table_file::load(const column_info &info, const encoding_choice &choice,
   out.name = info.name;
   out.sql_type = info.sql_type;
   out.kind = info.traits->kind;
-  // A boolean is read as the number that is its key.
-  const auto read_as = sql_type_of(out.kind == value_kind::boolean ? value_kind::integer : out.kind);
-  auto rows = database.query(fmt::format("SELECT {}::{} FROM {}", duckdb::quoted_name(info.name), read_as, scan));
-  const auto load_numbers = [&](auto value_at) { encode<int64_t>(out, choice, std::move(rows), progress, value_at); };
-  using duckdb::vector;
-  switch (out.kind) {
-  case value_kind::text:
-    encode<std::string>(out, choice, std::move(rows), progress,
-                        [](const vector &values, uint64_t row) { return values.text(row); });
-    break;
-  case value_kind::real:
-    load_numbers([](const vector &values, uint64_t row) { return real_key(values.number<double>(row)); });
-    break;
-  case value_kind::date:
-    load_numbers([](const vector &values, uint64_t row) { return int64_t{values.number<int32_t>(row)}; });
-    break;
-  case value_kind::boolean:
-  case value_kind::integer:
-  case value_kind::timestamp:
-    load_numbers([](const vector &values, uint64_t row) { return values.number<int64_t>(row); });
-    break;
-  }
+  auto rows = database.query(fmt::format("SELECT {} FROM {}", sql_values(info.name, out.kind), scan));
+  if (out.kind == value_kind::text && choice.form == encoding::prefix)
+    encode_prefix_texts(out, std::move(rows), progress);
+  else if (out.kind == value_kind::text)
+    encode_distinct<std::string>(out, choice, std::move(rows), progress);
+  else if (stores_values(choice))
+    encode_keys(out, *choice.form, std::move(rows), progress);
+  else
+    encode_distinct<int64_t>(out, choice, std::move(rows), progress);
   out.plain_bytes += out.rows * info.traits->plain_bytes;
   if (choice.compressed)
     compress(out);

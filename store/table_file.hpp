@@ -39,7 +39,7 @@ public:
   static void check_encoding(const column_info &info, const encoding_choice &choice);
 
   // Reads and encodes a column.  Reports the rows done so far now and then.  Throws store::error for NULLs in an
-  // encoding without them.
+  // encoding without them, and for a text of a length that the encoding does not store.
   column load(const column_info &info, const encoding_choice &choice,
               const std::function<void(uint64_t rows)> &progress) const;
 

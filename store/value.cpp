@@ -146,6 +146,9 @@ std::optional<int64_t> key(value_kind kind, std::string_view text) {
   return std::nullopt;
 }
 
+// The bits of positive reals sort as they are; those of negative ones the wrong way round.
+int64_t reorder_negative(int64_t bits) { return bits < 0 ? bits ^ std::numeric_limits<int64_t>::max() : bits; }
+
 } // namespace
 
 int64_t real_key(double real) {
@@ -153,10 +156,10 @@ int64_t real_key(double real) {
     real = std::numeric_limits<double>::quiet_NaN();
   if (real == 0)
     real = 0;
-  // The bits of positive numbers sort as they are; those of negative ones the wrong way round.
-  auto bits = std::bit_cast<int64_t>(real);
-  return bits < 0 ? bits ^ std::numeric_limits<int64_t>::max() : bits;
+  return reorder_negative(std::bit_cast<int64_t>(real));
 }
+
+double real_of_key(int64_t key) { return std::bit_cast<double>(reorder_negative(key)); }
 
 value parse_value(value_kind kind, std::string_view text) {
   if (kind == value_kind::text)

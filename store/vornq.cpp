@@ -1,4 +1,5 @@
-// vornq: loads a table, evaluates conditions on its compressed columns, and checks every answer with DuckDB.
+// vornq: loads a table, evaluates conditions on its compressed columns, has selected rows back from them, and checks
+// every answer with DuckDB.
 //
 // Ends with 0 when all answers agree, 1 when one does not or a self-check fails, and 2, with one line on standard
 // error, when it cannot do what it was asked to.
@@ -6,6 +7,7 @@
 #include <cstdio>
 #include <map>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -16,7 +18,9 @@
 #include "store/error.hpp"
 #include "store/measure.hpp"
 #include "store/progress.hpp"
+#include "store/projection.hpp"
 #include "store/table_file.hpp"
+#include "store/text_table.hpp"
 
 namespace {
 
@@ -27,6 +31,8 @@ enum status { agreed = 0, disagreed = 1, failed = 2 };
 struct options {
   std::string file;
   std::vector<std::string> conditions;
+  std::optional<std::string> selected_columns;
+  uint64_t limit = 20;
   std::vector<std::string> encodings;
   std::string isa;
   std::string library_folder;
@@ -100,7 +106,7 @@ void print_columns(const table_file &file, const column_map &loaded) {
     const column &c = found->second;
     const auto *entries = std::get_if<dictionary>(&c.values);
     fmt::print("  {:<10}  {:>11}  {:>5}  {:>5}", encoding_text(c), entries ? grouped(entries->size()) : "-",
-               c.has_nulls ? "yes" : "no", c.width);
+               c.has_nulls() ? "yes" : "no", c.width);
     print_bytes(c.encoded_bytes(), c.plain_bytes);
     encoded += c.encoded_bytes();
     plain += c.plain_bytes;
@@ -117,10 +123,29 @@ void print_answer(const std::string &condition, uint64_t rows, const answer &a) 
   fmt::print("{}\n", a.agree ? "the counts agree" : "the counts DISAGREE");
 }
 
+void print_rows(std::span<const column *const> columns, const projection &p) {
+  std::vector<text_column> headings;
+  for (const column *c : columns)
+    headings.push_back({c->name, c->kind == value_kind::integer || c->kind == value_kind::real});
+  fmt::print("\n{}{} of {} rows\n{}\n", text_table(headings, p.first_rows), grouped(p.first_rows.size()),
+             grouped(p.count), p.agree ? "the rows agree" : "the rows DISAGREE");
+}
+
+// Takes a name once.
+void add_name(std::vector<std::string> &names, const std::string &name) {
+  if (std::find(names.begin(), names.end(), name) == names.end())
+    names.push_back(name);
+}
+
 status run(const options &chosen) {
   std::vector<conjunction> conditions;
   for (const std::string &text : chosen.conditions)
     conditions.push_back(parse_conditions(text));
+  std::vector<std::string> selected_names;
+  if (chosen.selected_columns)
+    selected_names = parse_columns(*chosen.selected_columns);
+  if (!selected_names.empty() && conditions.size() > 1)
+    throw error(fmt::format("--select shows the rows of one --where; {} are given", conditions.size()));
   const choice_map choices = parse_choices(chosen.encodings);
   const kernels library(chosen.isa.empty() ? std::nullopt : std::optional<std::string_view>(chosen.isa),
                         chosen.library_folder, chosen.more);
@@ -134,11 +159,14 @@ status run(const options &chosen) {
   for (const conjunction &all : conditions)
     for (const condition &c : all) {
       check_constants(c, file.find(c.column).traits->kind);
-      if (std::find(asked.begin(), asked.end(), c.column) == asked.end())
-        asked.push_back(c.column);
+      if (const auto choice = choices.find(c.column); choice != choices.end())
+        check_searchable(c.column, *choice->second.form);
+      add_name(asked, c.column);
     }
+  for (const std::string &name : selected_names)
+    add_name(asked, file.find(name).name);
   // A query needs its own columns only.
-  const bool list_columns = chosen.list_columns || conditions.empty();
+  const bool list_columns = chosen.list_columns || asked.empty();
   std::vector<std::string> wanted = asked;
   if (list_columns) {
     wanted.clear();
@@ -149,7 +177,7 @@ status run(const options &chosen) {
   const column_map loaded = load(file, wanted, choices);
   if (list_columns)
     print_columns(file, loaded);
-  if (conditions.empty())
+  if (asked.empty())
     return agreed;
 
   const reference checker(database, file, asked);
@@ -157,10 +185,24 @@ status run(const options &chosen) {
   // One run is enough to trace.
   const uint32_t repetitions = chosen.more.trace ? 1 : 9;
   status end = agreed;
+  std::optional<selection> selected;
   for (size_t i = 0; i < conditions.size(); ++i) {
-    const answer a = measure(library, loaded, conditions[i], checker, repetitions);
+    answer a = measure(library, loaded, conditions[i], checker, repetitions);
     print_answer(chosen.conditions[i], file.rows(), a);
     if (!a.agree)
+      end = disagreed;
+    selected = std::move(a.selected);
+  }
+  if (!selected_names.empty()) {
+    std::vector<const column *> columns;
+    columns.reserve(selected_names.size());
+    for (const std::string &name : selected_names)
+      columns.push_back(&loaded.at(name));
+    const std::string condition = conditions.empty() ? "" : to_sql(conditions.front(), loaded);
+    const projection p = project(library.chosen(), columns, selected ? &*selected : nullptr,
+                                 checker.values(columns, condition), chosen.limit);
+    print_rows(columns, p);
+    if (!p.agree)
       end = disagreed;
   }
   if (chosen.more.rates)
@@ -170,7 +212,7 @@ status run(const options &chosen) {
 
 status run(int argc, char **argv) {
   options chosen;
-  CLI::App app("Counts the rows of a table that satisfy a condition, on its compressed columns.", "vornq");
+  CLI::App app("Counts, and shows, the rows of a table that satisfy a condition, on its compressed columns.", "vornq");
   app.set_version_flag("--version", "vornq " VORN_VERSION);
   app.add_option("file", chosen.file, "A .parquet or .csv file")->required();
   app.add_option("--where", chosen.conditions,
@@ -183,9 +225,18 @@ status run(int argc, char **argv) {
                  "Put values that contain \"and\", commas or brackets in single quotes")
       ->type_name("CONDITION")
       ->allow_extra_args(false);
+  auto *select = app.add_option("--select", chosen.selected_columns,
+                                "Show these columns of the rows that the condition selects, of all rows without one")
+                     ->type_name("COLUMN,...");
+  app.add_option("--limit", chosen.limit, "How many of the selected rows to show; all of them are checked")
+      ->type_name("ROWS")
+      ->capture_default_str()
+      ->check(CLI::NonNegativeNumber)
+      ->needs(select);
   app.add_option("--encode", chosen.encodings,
-                 "How to store a column: dict, rle, fixed or dynp, with +qpak to compress the stream in blocks;\n"
-                 "otherwise dict, or rle where equal values follow each other; can be given several times")
+                 "How to store a column: dict, rle, fixed or dynp, with +qpak to compress the stream in blocks, or\n"
+                 "prefix, which holds values of one short length and no condition can be put to; otherwise dict, or\n"
+                 "rle where equal values follow each other; can be given several times")
       ->type_name("COLUMN=ENCODING")
       ->allow_extra_args(false);
   app.add_flag("--columns", chosen.list_columns,
@@ -200,8 +251,8 @@ status run(int argc, char **argv) {
                "Run every specialised kernel against the generic one; ends with status 1 when they differ");
   app.add_flag("--trace", chosen.more.trace, "Print the library's trace lines on standard error");
   app.add_flag("--stats", chosen.more.rates,
-               "Time every call of the library and print the mean rates at the end; a rate is inf when a call took\n"
-               "less than the microsecond of the clock");
+               "Time every call of the library and print the mean rates at the end; a rate is inf or nan when a call\n"
+               "took less than the microsecond of the clock");
   try {
     app.parse(argc, argv);
   } catch (const CLI::Success &asked) { // for help or the version

@@ -16,10 +16,10 @@ using vorn_test::slot;
 
 class decode_kernels : public vorn_test::implementation_test {
 protected:
-  // Packs codes so that the last one ends at unreadable memory.
+  // Packs codes so that the first one begins behind or the last one ends at unreadable memory.
   uint8_t *pack(unsigned width, const std::vector<uint32_t> &codes) {
     const size_t size = (codes.size() * width + 7) / 8;
-    uint8_t *bytes = stream.last(size);
+    uint8_t *bytes = random() % 2 == 0 ? stream.behind(0, size) : stream.last(size);
     std::fill_n(bytes, size, uint8_t{0xff});
     for (size_t i = 0; i < codes.size(); ++i)
       vorn_model::put_code(bytes, width, i, codes[i]);

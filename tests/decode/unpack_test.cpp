@@ -28,7 +28,7 @@ unsigned element_size(unsigned width, uint8_t flags) {
   return (flags & VORN_AUX_UNPACK_UB4) || width > 16 ? 4 : width > 8 ? 2 : 1;
 }
 
-// A column of random codes; its arrays end at unreadable memory.
+// A column of random codes that begin behind or end at unreadable memory; run lengths end there.
 class column {
 public:
   // lens_width 0: no runs.
@@ -40,7 +40,7 @@ public:
       lengths.push_back(lens_width == 0 ? 1 : std::min<uint32_t>(left, static_cast<uint32_t>(1 + random() % longest)));
     const auto ncodes = static_cast<uint32_t>(lengths.size());
     const size_t size = (size_t{ncodes} * width + 7) / 8;
-    uint8_t *bytes = stream_.last(size);
+    uint8_t *bytes = random() % 2 == 0 ? stream_.behind(0, size) : stream_.last(size);
     std::fill_n(bytes, size, uint8_t{0xff}); // the padding bits behind the last code are ones
     for (uint32_t i = 0; i < ncodes; ++i) {
       const auto code = static_cast<uint32_t>(random() & ((uint64_t{1} << width) - 1));

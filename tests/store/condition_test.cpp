@@ -172,11 +172,11 @@ struct sample {
 sample dictionary_of(const std::vector<int64_t> &values, bool nulls) {
   sample out{{}, values, {}};
   out.on.kind = value_kind::integer;
-  out.on.has_nulls = nulls;
-  out.on.values = dictionary(values);
+  auto &entries = out.on.values.emplace<dictionary>(nulls);
   std::vector<uint32_t> codes;
-  for (size_t i = 0; i < values.size(); ++i) {
-    codes.push_back(static_cast<uint32_t>(i + (nulls ? 1 : 0)));
+  for (int64_t v : values) {
+    codes.push_back(static_cast<uint32_t>(entries.codes()));
+    entries.append(v);
     out.ordinals.push_back(codes.back());
   }
   store_codes(out.on, codes, encoding::dict);
@@ -219,13 +219,13 @@ TEST(condition, gives_ordinals_that_select_what_the_values_select) {
       constants.push_back(i);
     const auto expect = [&](const condition &c, const std::function<bool(int64_t)> &holds) {
       SCOPED_TRACE(fmt::format("{}, {} values, {} bits{}", to_sql(c, value_kind::integer), s.values.size(), s.on.width,
-                               s.on.has_nulls ? " and NULL" : ""));
+                               s.on.has_nulls() ? " and NULL" : ""));
       const ordinal_test test = to_ordinals(c, s.on);
       EXPECT_TRUE(fits(test, s.on.width));
       for (size_t i = 0; i < s.values.size(); ++i)
         EXPECT_EQ(passes(test, s.ordinals[i]), holds(s.values[i])) << s.values[i];
       // Code 0 is a member like any other, so a set must not have it when it stands for NULL.
-      if (s.on.has_nulls && std::holds_alternative<ordinal_set>(test)) {
+      if (s.on.has_nulls() && std::holds_alternative<ordinal_set>(test)) {
         EXPECT_FALSE(passes(test, 0));
       }
     };

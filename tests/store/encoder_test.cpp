@@ -2,11 +2,12 @@
 #include <gtest/gtest.h>
 
 #include <limits>
-#include <numeric>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "frame/host.h"
+#include "store/big_endian.hpp"
 #include "store/encoder.hpp"
 #include "store/error.hpp"
 
@@ -18,13 +19,11 @@ using bytes = std::vector<uint8_t>;
 // A stream or length stream without the slack behind it.
 bytes without_slack(const aligned_vector<uint8_t> &stored) { return {stored.begin(), stored.end() - cache_line}; }
 
-uint32_t big_endian(uint32_t number) { return __builtin_bswap32(number); }
-
 column codes_of(const std::vector<uint32_t> &codes, uint32_t distinct, std::optional<encoding> form) {
   column out;
-  std::vector<int64_t> values(distinct);
-  std::iota(values.begin(), values.end(), 0);
-  out.values = dictionary(values);
+  auto &values = out.values.emplace<dictionary>();
+  for (uint32_t value = 0; value < distinct; ++value)
+    values.append(int64_t{value});
   store_codes(out, codes, form);
   return out;
 }
@@ -40,7 +39,7 @@ TEST(encoder, stores_runs_with_their_lengths_and_offsets) {
   EXPECT_EQ(without_slack(b.stream), (bytes{0b11000111}));
   EXPECT_EQ(without_slack(b.lens), (bytes{3, 1, 2, 1}));
   EXPECT_EQ((std::vector<uint32_t>(b.cla.begin(), b.cla.end())),
-            (std::vector<uint32_t>{0, big_endian(3), big_endian(4), big_endian(6), big_endian(7)}));
+            (std::vector<uint32_t>{0, big_endian(3U), big_endian(4U), big_endian(6U), big_endian(7U)}));
 }
 
 TEST(encoder, cuts_runs_at_the_longest_length_and_at_batches) {
@@ -50,8 +49,8 @@ TEST(encoder, cuts_runs_at_the_longest_length_and_at_batches) {
   ASSERT_EQ(even.batches.size(), 2U);
   for (const batch &b : even.batches) {
     EXPECT_EQ(without_slack(b.lens), (bytes{0xff, 0xff, 0x00, 0x01}));
-    EXPECT_EQ(b.cla[1], big_endian(65535));
-    EXPECT_EQ(b.cla[2], big_endian(65536));
+    EXPECT_EQ(b.cla[1], big_endian(65535U));
+    EXPECT_EQ(b.cla[2], big_endian(65536U));
   }
 
   // Short runs and one of 300 rows: 8 bits, and a cut.
@@ -116,6 +115,37 @@ TEST(encoder, drops_trailing_zero_bytes) {
   EXPECT_EQ(without_slack(wide.batches[0].lens), (bytes{0x03, 0x60}));
 }
 
+TEST(encoder, stores_groups_of_sixteen_with_their_prefix) {
+  // The first group shares two bytes, the second, with one value, all of it.
+  std::string texts;
+  for (char last = 'a'; last < 'a' + 17; ++last)
+    texts += std::string("VO") + last;
+  column c;
+  store_texts(c, texts, 3);
+  EXPECT_EQ(c.form, encoding::prefix);
+  EXPECT_EQ(c.rows, 17U);
+  ASSERT_EQ(c.batches.size(), 1U);
+  const bytes stream = without_slack(c.batches[0].stream);
+  EXPECT_EQ(std::string(stream.begin(), stream.end()), "\2VOabcdefghijklmnop\3VOq");
+  EXPECT_EQ(without_slack(c.batches[0].lens), (bytes{0, 0, 0, 0, 0, 0, 0, 19}));
+
+  // Nothing in common, and groups that do not reach into the next batch.
+  texts = "ab" + std::string(2 * (batch_rows - 1), 'x') + "cd";
+  column two;
+  store_texts(two, texts, 2);
+  ASSERT_EQ(two.batches.size(), 2U);
+  EXPECT_EQ(two.batches[0].rows, batch_rows);
+  EXPECT_EQ(two.batches[0].stream[0], 0);
+  EXPECT_EQ(without_slack(two.batches[1].stream), (bytes{2, 'c', 'd'}));
+  EXPECT_EQ(without_slack(two.batches[1].lens), (bytes{0, 0, 0, 0}));
+
+  // Keys take the bytes of the largest ordinal.
+  column keys;
+  store_keys(keys, std::vector<int64_t>{-1, 0x1fe, 0}, encoding::prefix);
+  EXPECT_EQ(keys.width, 16U);
+  EXPECT_EQ(without_slack(keys.batches[0].stream), (bytes{0, 0, 0, 1, 0xff, 0, 1}));
+}
+
 TEST(encoder, compresses_every_batch_so_that_it_can_be_had_back) {
   std::vector<int64_t> keys(batch_rows + 100);
   for (size_t i = 0; i < keys.size(); ++i)
@@ -141,7 +171,8 @@ TEST(encoder, reads_the_name_of_an_encoding) {
   const encoding_choice compressed = parse_encoding("dynp+qpak");
   EXPECT_EQ(compressed.form, encoding::dynp);
   EXPECT_TRUE(compressed.compressed);
-  for (const char *bad : {"", "qpak", "+qpak", "dict+", "dict+zip", "DICT", "dict+qpak+qpak"})
+  EXPECT_EQ(parse_encoding("prefix").form, encoding::prefix);
+  for (const char *bad : {"prefix+qpak", "", "qpak", "+qpak", "dict+", "dict+zip", "DICT", "dict+qpak+qpak"})
     EXPECT_THROW(parse_encoding(bad), error) << bad;
 }
 

@@ -1,4 +1,5 @@
-// Random conditions over random tables in all encodings, every row compared with DuckDB's answer.
+// Random conditions over random tables in all encodings, every row, and values of the selected ones, compared with
+// DuckDB's answer.
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -12,6 +13,7 @@
 #include "store/duckdb.hpp"
 #include "store/filter.hpp"
 #include "store/measure.hpp"
+#include "store/projection.hpp"
 #include "store/reference.hpp"
 #include "store/table_file.hpp"
 #include "tests/store/scratch_folder.hpp"
@@ -203,6 +205,11 @@ TEST_P(query_test, selects_the_rows_that_duckdb_selects) {
         const auto &info = file.find(name);
         columns.emplace(name, file.load(info, random_encoding(random, info, t.null_percent != 0), [](uint64_t) {}));
       }
+      // No condition can be put to a prefix, but its values can be had back on the rows of any.
+      column_map prefixes;
+      for (const auto &[name, c] : columns)
+        if (t.null_percent == 0 && c.kind != value_kind::text)
+          prefixes.emplace(name, file.load(file.find(name), {encoding::prefix, false}, [](uint64_t) {}));
       for (int i = 0; i < questions_per_load; ++i) {
         std::string asked = random_condition(random);
         for (uint64_t more = below(random, 3); more > 0; --more)
@@ -222,6 +229,14 @@ TEST_P(query_test, selects_the_rows_that_duckdb_selects) {
         ASSERT_EQ(selected.count, expected.count);
         ASSERT_EQ(selected.batch_counts, expected.batch_counts);
         ASSERT_EQ(selected.words, expected.words);
+
+        std::vector<const column *> shown;
+        for (const column_map *source : {&columns, &columns, &prefixes})
+          if (!source->empty())
+            shown.push_back(&std::next(source->begin(), static_cast<ptrdiff_t>(below(random, source->size())))->second);
+        const projection had_back = project(ctx, shown, &selected, checker.values(shown, sql), 0);
+        EXPECT_EQ(had_back.count, expected.count);
+        EXPECT_TRUE(had_back.agree) << shown.front()->name << " to " << shown.back()->name;
       }
     }
   }
@@ -239,6 +254,32 @@ TEST(measure, notices_when_duckdb_counts_otherwise) {
   const reference checker(db, other, names);
   EXPECT_TRUE(measure(library, columns, parse_conditions("n = 3"), checker, 1).agree);
   EXPECT_FALSE(measure(library, columns, parse_conditions("n = 2"), checker, 1).agree);
+}
+
+TEST(projection, notices_what_duckdb_has_otherwise) {
+  const vorn_test::scratch_folder folder;
+  duckdb::connection db;
+  const kernels library("generic", "");
+  // In a CSV file the empty text would be NULL.
+  const std::string path = folder.path("loaded.parquet");
+  db.query(fmt::format("COPY (SELECT * FROM (VALUES (1::BIGINT, 'a'), (NULL, ''), (3, 'c')) made(n, t)) TO {}",
+                       duckdb::quoted_text(path)));
+  const table_file loaded(db, path);
+  column_map columns;
+  std::vector<const column *> shown;
+  for (const char *name : {"n", "t"})
+    shown.push_back(&columns.emplace(name, loaded.load(loaded.find(name), {}, [](uint64_t) {})).first->second);
+  const auto agrees = [&](const char *rows) {
+    return project(library.chosen(), shown, nullptr, db.query(fmt::format("SELECT * FROM (VALUES {})", rows)), 0).agree;
+  };
+  EXPECT_TRUE(agrees("(1::BIGINT, 'a'), (NULL, ''), (3, 'c')"));
+  EXPECT_FALSE(agrees("(1::BIGINT, 'a'), (NULL, ''), (4, 'c')"));
+  EXPECT_FALSE(agrees("(1::BIGINT, 'a'), (NULL, ''), (3, 'd')"));
+  EXPECT_FALSE(agrees("(1::BIGINT, 'a'), (NULL, NULL), (3, 'c')"));
+  EXPECT_FALSE(agrees("(1::BIGINT, 'a'), (0, ''), (3, 'c')"));
+  EXPECT_FALSE(agrees("(NULL, ''), (1::BIGINT, 'a'), (3, 'c')")) << "the order counts";
+  EXPECT_FALSE(agrees("(1::BIGINT, 'a'), (NULL, '')"));
+  EXPECT_FALSE(agrees("(1::BIGINT, 'a'), (NULL, ''), (3, 'c'), (5, 'e')"));
 }
 
 } // namespace

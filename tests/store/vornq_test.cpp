@@ -80,6 +80,21 @@ TEST_F(vornq_test, stores_columns_as_it_is_told) {
   }
 }
 
+TEST_F(vornq_test, shows_selected_rows) {
+  ASSERT_EQ(run({table, "--select", "price, town", "--where", "people > 100"}), 0) << err;
+  EXPECT_THAT(out,
+              HasSubstr("the counts agree\n\nprice  town\n  1.5  Adorf\n NULL  Cdorf\n2 of 2 rows\nthe rows agree\n"));
+
+  ASSERT_EQ(run({table, "--select", "\"people\",town", "--limit", "2"}), 0) << err;
+  EXPECT_THAT(out, testing::EndsWith("\npeople  town\n   120  Adorf\n  NULL  Bdorf\n2 of 3 rows\nthe rows agree\n"));
+  EXPECT_THAT(out, Not(HasSubstr("distinct"))) << "no list of the columns";
+
+  ASSERT_EQ(run({table, "--select", "town", "--encode", "town=prefix", "--columns", "--where", "people > 7000"}), 0)
+      << err;
+  EXPECT_THAT(out, testing::ContainsRegex("town +VARCHAR +prefix +- +no +40 "));
+  EXPECT_THAT(out, testing::EndsWith("\ntown\n0 of 0 rows\nthe rows agree\n"));
+}
+
 TEST_F(vornq_test, prints_what_the_library_tells) {
   ASSERT_EQ(run({table, "--where", "people > 120", "--trace"}), 0) << err;
   EXPECT_THAT(err, HasSubstr("vorn_gt_dict_2bit_null force_generic: 1"));
@@ -116,6 +131,7 @@ TEST_F(vornq_test, ends_with_one_line_and_status_2_when_it_cannot_do_what_it_was
   const std::string broken = folder.write("broken.parquet", "not a table");
   const std::string other = folder.write("towns.txt", "town\nAdorf\n");
   const std::string times = folder.write("times.csv", "at\n10:30:00\n");
+  const std::string lengths = folder.write("lengths.csv", "short,long\na,nine char\nab,nine char\n");
   struct bad_call {
     std::vector<std::string> arguments;
     const char *message;
@@ -143,6 +159,20 @@ TEST_F(vornq_test, ends_with_one_line_and_status_2_when_it_cannot_do_what_it_was
       {{table, "--where", "people > many"}, "cannot read 'many' as a value of type integer"},
       {{table, "--where", "price > 1,5"}, "cannot read '1,5' as a value of type real"},
       {{times, "--where", "at > 10:00:00"}, "column 'at' has type TIME, which the store does not encode"},
+      {{table, "--select", "town,city"}, "no column 'city'; the columns are town, people, price"},
+      {{table, "--select", "town,"}, "a column without a name in 'town,'"},
+      {{table, "--select", "\"town"}, "a quote is not closed"},
+      {{table, "--select", "\"town\" people"}, "unexpected 'people'"},
+      {{table, "--select", "town", "--where", "people = 1", "--where", "people = 2"},
+       "--select shows the rows of one --where; 2 are given"},
+      {{table, "--limit", "5"}, "--limit requires --select"},
+      {{table, "--select", "town", "--limit", "-1"}, "--limit"},
+      {{table, "--encode", "town=prefix+qpak"}, "prefix is not stored with +qpak"},
+      {{table, "--encode", "people=prefix"}, "column 'people' has NULLs, which prefix does not store"},
+      {{lengths, "--encode", "short=prefix"}, "column 'short' has texts of 1 and of 2 bytes; prefix stores one length"},
+      {{lengths, "--encode", "long=prefix"}, "column 'long' has a text of 9 bytes; prefix stores 1 to 8"},
+      {{table, "--encode", "town=prefix", "--where", "town = Adorf"},
+       "column 'town' is stored as prefix, which no condition can be put to"},
       {{table, "--isa", "mmx"}, "unknown instruction set 'mmx'"},
   };
   for (const bad_call &call : calls) {
@@ -181,6 +211,12 @@ TEST_F(vornq_library_test, ends_with_status_1_when_answers_differ) {
   EXPECT_THAT(out, HasSubstr("the counts DISAGREE"));
   EXPECT_EQ(run({table, "--where", "people > 7000", "--isa", "sse42", "--libraries", WRONG_LIBRARIES}), 0)
       << "no row is the right answer here";
+}
+
+TEST_F(vornq_library_test, ends_with_status_1_when_rows_differ) {
+  EXPECT_EQ(
+      run({table, "--select", "town", "--where", "people > 100", "--isa", "sse42", "--libraries", WRONG_LIBRARIES}), 1);
+  EXPECT_THAT(out, testing::EndsWith("0 of 0 rows\nthe rows DISAGREE\n"));
 }
 
 TEST_F(vornq_library_test, checks_itself) {
