@@ -9,19 +9,39 @@
 
 namespace vorn {
 
-// The code at an index.  Nothing is read but bytes of this code and of those before it.
+// Reads single codes of a stream of ncodes and nothing behind them.  Of a code that lies behind them, should one be
+// asked for, its own bytes and some before it are read.
 template <unsigned W>
-inline uint64_t code_at(const uint8_t *stream, uint64_t index) {
-  if constexpr (W == 8 * sizeof(lane<W>)) {
-    return load_big<lane<W>>(stream + index * sizeof(lane<W>));
-  } else {
-    const uint64_t end_bit = (index + 1) * W;
-    const uint64_t end = (end_bit + 7) / 8;
-    const uint32_t bits = end >= 4 ? load_big<uint32_t>(stream + end - 4)
-                                   : static_cast<uint32_t>(read_big(stream, static_cast<unsigned>(end)));
-    return bits >> (8 * end - end_bit) & low_bits(W);
+class code_reader {
+public:
+  code_reader(const uint8_t *stream, uint64_t ncodes) : stream_(stream) {
+    const uint64_t size = (ncodes * W + 7) / 8;
+    early_bits_ = size < 4 ? 0 : 8 * (size - 3);
   }
-}
+
+  uint64_t at(uint64_t index) const {
+    if constexpr (W == 8 * sizeof(lane<W>)) {
+      return load_big<lane<W>>(stream_ + index * sizeof(lane<W>));
+    } else {
+      const uint64_t bit = index * W;
+      if (bit < early_bits_)
+        return load_big<uint32_t>(stream_ + bit / 8) << bit % 8 >> (32 - W);
+      return from_its_end(bit + W);
+    }
+  }
+
+private:
+  // Of bytes of the code and of those before it.
+  uint32_t from_its_end(uint64_t end_bit) const {
+    const uint64_t end = (end_bit + 7) / 8;
+    const uint64_t bits =
+        end >= 4 ? load_big<uint32_t>(stream_ + end - 4) : read_big(stream_, static_cast<unsigned>(end));
+    return static_cast<uint32_t>(bits >> (8 * end - end_bit) & low_bits(W));
+  }
+
+  const uint8_t *stream_;
+  uint64_t early_bits_; // codes that begin before this have four bytes in the stream
+};
 
 // Unpacks the 64 codes of a block of 8 * W bytes and reads nothing else.  An element holds a code or is wider.
 template <unsigned W, class Element>

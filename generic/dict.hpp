@@ -26,7 +26,7 @@ public:
   static constexpr number max = low_bits(W);
 
   dict(const uint8_t *stream, uint32_t nrows, const vorn_cv & /*src*/, const vorn_cv & /*operand*/)
-      : stream_(stream), nrows_(nrows) {}
+      : stream_(stream), nrows_(nrows), codes_(stream, nrows) {}
 
   static bool accepts(const vorn_cv & /*cst*/) { return true; }
 
@@ -59,11 +59,12 @@ public:
     return match_block<W>(last.bytes, question) & low_bits(rows);
   }
 
-  uint64_t at(uint64_t row) const { return code_at<W>(stream_, row); }
+  uint64_t at(uint64_t row) const { return codes_.at(row); }
 
 private:
   const uint8_t *stream_;
   uint32_t nrows_;
+  code_reader<W> codes_;
 };
 
 } // namespace vorn

@@ -13,8 +13,8 @@ uint32_t decode(const stream_texts &texts, vorn_cv *res, vorn_cv *src, vorn_aux 
   const uint32_t *rows = aux->vorn_aux_ones_vec;
   const uint32_t n = aux->vorn_aux_ones_vec_size;
   const auto open = [&] {
-    const uint8_t *stream = obtain_stream(*src, *aux, texts);
-    return [=](uint32_t i) { return static_cast<uint32_t>(code_at<W>(stream, rows[i])); };
+    const code_reader<W> codes(obtain_stream(*src, *aux, texts), ncodes_of(*src));
+    return [=](uint32_t i) { return static_cast<uint32_t>(codes.at(rows[i])); };
   };
   const uint32_t code = decode_symbols(res, *src->vorn_cv_encoding_context, n, open);
   if (code != VORN_RESULT_DONE)

@@ -36,16 +36,24 @@ struct unpack_call {
   }
 };
 
+// A stream of codes.
+template <unsigned W>
+struct code_stream : code_reader<W> {
+  code_stream(const uint8_t *stream, const vorn_cv &src) : code_reader<W>(stream, ncodes_of(src)), bytes(stream) {}
+
+  const uint8_t *bytes;
+};
+
 // The codes from `first` on, n of them.
 template <unsigned W, class Element>
-void unpack_codes(const uint8_t *stream, uint64_t first, uint32_t n, Element *out) {
+void unpack_codes(const code_stream<W> &stream, uint64_t first, uint32_t n, Element *out) {
   if constexpr (W == 8 && sizeof(Element) == 1) {
-    std::memcpy(out, stream + first, n);
+    std::memcpy(out, stream.bytes + first, n);
   } else {
     // Blocks begin where a code begins with a byte.
     for (; n != 0 && first % 8 != 0; --n)
-      *out++ = static_cast<Element>(code_at<W>(stream, first++));
-    const uint8_t *block = stream + first / 8 * W;
+      *out++ = static_cast<Element>(stream.at(first++));
+    const uint8_t *block = stream.bytes + first / 8 * W;
     for (; n >= 64; n -= 64, block += 8 * W, out += 64)
       unpack64<W>(block, out);
     if (n != 0) {
@@ -62,21 +70,21 @@ class plain_codes {
 public:
   static constexpr bool over_runs = false;
 
-  plain_codes(const uint8_t *stream, const vorn_enc_ctx & /*enc*/, const vorn_aux & /*aux*/) : stream_(stream) {}
+  plain_codes(const code_stream<W> &stream, const vorn_enc_ctx & /*enc*/, const vorn_aux & /*aux*/) : stream_(stream) {}
 
   // The position after a filtered call without room.
   static uint32_t last_without_room(const unpack_call &call) { return call.aux->vorn_aux_start_slot - 1; }
 
-  Element at(uint32_t row) const { return static_cast<Element>(code_at<W>(stream_, row)); }
+  Element at(uint32_t row) const { return static_cast<Element>(stream_.at(row)); }
 
   void range(const unpack_call & /*call*/, uint32_t first, uint32_t n, Element *out) const {
-    unpack_codes<W>(stream_, first, n, out);
+    unpack_codes(stream_, first, n, out);
   }
 
   void store(vorn_aux & /*aux*/) const {}
 
 private:
-  const uint8_t *stream_;
+  code_stream<W> stream_;
 };
 
 // One code per run.  A cursor stands on a run; rows are asked for in ascending order.
@@ -85,12 +93,12 @@ class run_codes {
 public:
   static constexpr bool over_runs = true;
 
-  run_codes(const uint8_t *stream, const vorn_enc_ctx &enc, const vorn_aux &aux)
+  run_codes(const code_stream<W> &stream, const vorn_enc_ctx &enc, const vorn_aux &aux)
       : stream_(stream), lens_(enc.vorn_enc_ctx_rle_lens) {
     if (aux.vorn_aux_start_slot != 0 && aux.vorn_aux_run_end != 0) {
       run_ = aux.vorn_aux_run_idx;
       end_ = aux.vorn_aux_run_end;
-      code_ = static_cast<Element>(code_at<W>(stream_, run_));
+      code_ = static_cast<Element>(stream_.at(run_));
     }
   }
 
@@ -99,7 +107,7 @@ public:
   Element at(uint32_t row) {
     if (row >= end_) {
       move_to(row);
-      code_ = static_cast<Element>(code_at<W>(stream_, run_));
+      code_ = static_cast<Element>(stream_.at(run_));
     }
     return code_;
   }
@@ -114,7 +122,7 @@ public:
     move_to(last);
     const uint32_t nruns = run_ - first_run + 1;
     Element *const tail = out + (n - nruns);
-    unpack_codes<W>(stream_, first_run, nruns, tail);
+    unpack_codes(stream_, first_run, nruns, tail);
 
     // The last element is in its place already.
     vorn_cv runs = *call.src;
@@ -145,7 +153,7 @@ private:
                                     : vorn_rle16_expand_ub4;
   }();
 
-  const uint8_t *stream_;
+  code_stream<W> stream_;
   run_lengths<Length> lens_;
   uint32_t run_ = UINT32_MAX; // before the first run
   uint32_t end_ = 0;          // the row behind the run
@@ -212,7 +220,7 @@ uint32_t unpack_rows(const unpack_call &call, Codes codes, Element *out) {
 template <unsigned W, class Element>
 uint32_t unpack_elements(const unpack_call &call) {
   const vorn_enc_ctx &enc = *call.src->vorn_cv_encoding_context;
-  const uint8_t *stream = obtain_stream(*call.src, *call.aux, call.texts.stream);
+  const code_stream<W> stream(obtain_stream(*call.src, *call.aux, call.texts.stream), *call.src);
   auto *out = static_cast<Element *>(call.res->vorn_cv_vals);
   if (!(enc.vorn_enc_ctx_flags & VORN_RLE))
     return unpack_rows(call, plain_codes<W, Element>(stream, enc, *call.aux), out);

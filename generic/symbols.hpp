@@ -36,9 +36,9 @@ public:
         cla_(static_cast<const uint8_t *>(enc.vorn_enc_ctx_dict_cla)) {}
 
   symbol at(uint32_t code) const {
-    const uint8_t *entry = cla_ + 4 * uint64_t{code};
-    const uint32_t begin = load_big<uint32_t>(entry);
-    return {bytes_ + begin, load_big<uint32_t>(entry + 4) - begin};
+    const auto bounds = load_big<uint64_t>(cla_ + 4 * uint64_t{code}); // begin and end in one load
+    const auto begin = static_cast<uint32_t>(bounds >> 32);
+    return {bytes_ + begin, static_cast<uint32_t>(bounds) - begin};
   }
 
 private:

@@ -44,6 +44,12 @@ using lane = std::conditional_t<
 
 constexpr uint64_t words_of(uint64_t nbits) { return (nbits + 63) >> 6; }
 
+// The codes of a stream: one per row, or one per run.
+inline uint32_t ncodes_of(const vorn_cv &src) {
+  const vorn_enc_ctx &enc = *src.vorn_cv_encoding_context;
+  return enc.vorn_enc_ctx_flags & VORN_RLE ? enc.vorn_enc_ctx_rle_nruns : src.vorn_cv_nrows;
+}
+
 // The two texts of the stream path, which carry the name of a kernel.
 struct stream_texts {
   const char *allocation;
