@@ -178,6 +178,39 @@ TEST_P(decode_entries, report_every_wrong_argument) {
   }
 }
 
+TEST_P(decode_entries, give_every_vector_its_alignment_word) {
+  const entry &which = GetParam();
+  alignas(16) uint64_t memory[2][2] = {};
+  res.vorn_cv_bv = &memory[0][1];
+  src.vorn_cv_vals = &memory[1][1];
+  put_in_force(moving_kernel);
+  const vorn_global_ctx_t in_force = vorn_global_ctx;
+  for (const auto word : {&vorn_global_ctx_t::VORN_OUTPUT_BITWVEC_ALIGN, &vorn_global_ctx_t::VORN_DATASTREAM_ALIGN,
+                          &vorn_global_ctx_t::VORN_BITWVEC_ALIGN, &vorn_global_ctx_t::VORN_JOIN_BITWVEC_ALIGN}) {
+    vorn_global_ctx = in_force;
+    vorn_global_ctx.*word = 16;
+    lines expected, found;
+    if (word == &vorn_global_ctx_t::VORN_OUTPUT_BITWVEC_ALIGN && which.call == vorn_decode_unpack)
+      expected = {"vorn_decode_unpack: res is not aligned"};
+    if (word == &vorn_global_ctx_t::VORN_DATASTREAM_ALIGN && which.call != vorn_decode_symbol)
+      expected = {std::string(which.name) + ": src is not aligned"};
+    env.clear_errors();
+    which.call(&ctx, &res, &src, &aux);
+    for (const auto &error : env.errors())
+      found.push_back(error.message);
+    EXPECT_EQ(found, expected);
+  }
+}
+
+TEST_P(decode_entries, run_the_generic_kernel_when_forced) {
+  put_in_force(moving_kernel);
+  ctx.vorn_ctx_flags = VORN_CTX_FORCE_GENERIC;
+  enc.vorn_enc_ctx_dict_layout = 2; // which the generic decoders refuse
+  const uint32_t code = GetParam().call(&ctx, &res, &src, &aux);
+  EXPECT_EQ(code, GetParam().call == vorn_decode_unpack ? uint32_t{VORN_RESULT_DONE}
+                                                        : uint32_t{VORN_RESULT_NO_IMPLEMENTATION});
+}
+
 TEST_P(decode_entries, prepare_the_bits_and_count_them) {
   const entry &which = GetParam();
   put_in_force([](vorn_cv *, vorn_cv *, vorn_aux *) { return uint32_t{0}; });
