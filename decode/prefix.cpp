@@ -20,7 +20,7 @@ extern "C" uint32_t vorn_prefix_decode(const vorn_ctx *ctx, vorn_cv *res, vorn_c
                                             : vorn_global_ctx.vorn_prefix_decode_dydi(res, src, aux);
   if (timer) {
     const timing::result measured = timer.stop(src->vorn_cv_nrows); // groups, not values
-    VORN_TRACE(*ctx, trace_timing, entry, "Runtime %.0f us (%.0f Mrows/sec)\n", measured.elapsed, measured.rate);
+    VORN_TRACE_TIME(*ctx, entry, measured);
   }
   return code;
 }

@@ -181,13 +181,14 @@ uint32_t run_kernel(const vorn_ctx &ctx, uint32_t index, vorn_cv &res, const sel
     if ((aux).vorn_aux_diag_code != 0)                                                                                 \
       VORN_TRACE(ctx, vorn::trace_call, entry, "diag_code: %d\n", (aux).vorn_aux_diag_code);                           \
   } while (false)
+#define VORN_TRACE_TIME(ctx, entry, measured)                                                                          \
+  VORN_TRACE(ctx, vorn::trace_timing, entry, "Runtime %.0f us (%.0f Mrows/sec)\n", (measured).elapsed, (measured).rate)
 // The timing step of a timed call: the line, and the running mean of the slot.
 #define VORN_TIMING_STEP(ctx, entry, timer, nrows, index)                                                              \
   do {                                                                                                                 \
     if (timer) {                                                                                                       \
       const vorn::timing::result measured = (timer).stop(nrows);                                                       \
-      VORN_TRACE(ctx, vorn::trace_timing, entry, "Runtime %.0f us (%.0f Mrows/sec)\n", measured.elapsed,               \
-                 measured.rate);                                                                                       \
+      VORN_TRACE_TIME(ctx, entry, measured);                                                                           \
       vorn::timing::accumulate(ctx, index, measured.rate);                                                             \
     }                                                                                                                  \
   } while (false)

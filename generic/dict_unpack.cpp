@@ -70,7 +70,7 @@ class plain_codes {
 public:
   static constexpr bool over_runs = false;
 
-  plain_codes(const code_stream<W> &stream, const vorn_enc_ctx & /*enc*/, const vorn_aux & /*aux*/) : stream_(stream) {}
+  explicit plain_codes(const code_stream<W> &stream) : stream_(stream) {}
 
   // The position after a filtered call without room.
   static uint32_t last_without_room(const unpack_call &call) { return call.aux->vorn_aux_start_slot - 1; }
@@ -223,7 +223,7 @@ uint32_t unpack_elements(const unpack_call &call) {
   const code_stream<W> stream(obtain_stream(*call.src, *call.aux, call.texts.stream), *call.src);
   auto *out = static_cast<Element *>(call.res->vorn_cv_vals);
   if (!(enc.vorn_enc_ctx_flags & VORN_RLE))
-    return unpack_rows(call, plain_codes<W, Element>(stream, enc, *call.aux), out);
+    return unpack_rows(call, plain_codes<W, Element>(stream), out);
   return enc.vorn_enc_ctx_rle_width == 8
              ? unpack_rows(call, run_codes<W, Element, uint8_t>(stream, enc, *call.aux), out)
              : unpack_rows(call, run_codes<W, Element, uint16_t>(stream, enc, *call.aux), out);

@@ -37,8 +37,7 @@ vorn_ctx decompressing(vorn_host::environment &env) {
 }
 
 TEST(decode, gives_back_three_million_flights_from_every_encoding) {
-  if (!std::filesystem::exists(FLIGHTS))
-    GTEST_SKIP() << "the flights were not fetched";
+  ASSERT_TRUE(std::filesystem::exists(FLIGHTS)) << "tools/fetch-data brings the flights";
   duckdb::connection db;
   const table_file file(db, FLIGHTS);
   ASSERT_EQ(file.rows(), 3'000'000U);
