@@ -1,4 +1,4 @@
-/*
+/** @file
  * vorn: kernels over compressed column vectors.
  *
  * A host process keeps table data in memory in compressed columns and hands the library a batch of rows at a
@@ -10,6 +10,19 @@
  *     vorn_nfy(3, &ctx);                   once per process: choose the implementation
  *     vorn_eq(&ctx, &res, &src, &cst, NULL);
  *                                          one bit per row in res, their number in res.vorn_cv_popc
+ *
+ * Contents, in this order:
+ *
+ *     results        result codes of entry points and kernels
+ *     codes          opcodes and encodings
+ *     flags          flag bits of the records
+ *     records        vectors, encodings, contexts, iterators, the implementation in force
+ *     data           exported tables
+ *     start_up       start-up, loading, queries, names
+ *     builders       of vectors, encodings, type codes and cumulative arrays
+ *     predicates     comparisons, ranges, sets
+ *     decoders       values, plain codes, prefix groups, bursts, block-compressed streams
+ *     bit_vectors    combinations, counts, ranges and iteration
  *
  * Conventions, valid throughout:
  *
@@ -35,8 +48,8 @@
  *     result and vorn_aux.  One thread at a time makes the first call on a block-compressed vector, and one thread
  *     at a time scans a given run-length encoding context.
  *  9. Alignment.  Addresses are checked against the alignment words of vorn_global_ctx in force at the call.
- * 10. Names.  A field repeats the name of its record.  A name in _dydi is the generic implementation of a slot of
- *     vorn_global_ctx.
+ *  10. Names.  A field repeats the name of its record.  A name in _dydi is the generic implementation of a slot of
+ *      vorn_global_ctx.
  */
 #ifndef VORN_H
 #define VORN_H
@@ -44,30 +57,40 @@
 #include <stddef.h>
 #include <stdint.h>
 
+/** Version of this header.  The library's version is that of its file name. */
+#define VORN_VERSION_MAJOR 0
+#define VORN_VERSION_MINOR 1
+#define VORN_VERSION_PATCH 0
+
+/** Marks what the library exports. */
 #define VORN_API __attribute__((visibility("default")))
 
 #ifdef __cplusplus
 extern "C" {
 #endif
 
-/* Result codes. */
+/** @defgroup results Result codes
+ *  @{ */
 
 enum {
-  VORN_RESULT_DONE = 0,              /* done; a predicate selected at least one row */
-  VORN_RESULT_EMPTY = 1,             /* done; the result is empty */
-  VORN_RESULT_REFUSED = 2,           /* an operand or combination that the kernel does not handle */
-  VORN_RESULT_KEY_SPACE = 3,         /* the space of a group key is too large */
-  VORN_RESULT_PARTITION_FULL = 5,    /* make room in partition vorn_aux_full_part and resume */
-  VORN_RESULT_NO_OVERFLOW = 6,       /* no overflow room in the hash table; add some and resume */
-  VORN_RESULT_PROBE_FULL = 7,        /* probe output full; resume */
-  VORN_RESULT_TRANSPOSE_FULL = 8,    /* no room in the transpose output; resume */
-  VORN_RESULT_OUTPUT_FULL = 9,       /* no room in the gather or group-key output; resume */
-  VORN_RESULT_NO_IMPLEMENTATION = 10 /* the slot is empty, or the layout is not supported */
+  VORN_RESULT_DONE = 0,              /**< done; a predicate selected at least one row */
+  VORN_RESULT_EMPTY = 1,             /**< done; the result is empty */
+  VORN_RESULT_REFUSED = 2,           /**< an operand or combination that the kernel does not handle */
+  VORN_RESULT_KEY_SPACE = 3,         /**< the space of a group key is too large */
+  VORN_RESULT_PARTITION_FULL = 5,    /**< make room in partition vorn_aux_full_part and resume */
+  VORN_RESULT_NO_OVERFLOW = 6,       /**< no overflow room in the hash table; add some and resume */
+  VORN_RESULT_PROBE_FULL = 7,        /**< probe output full; resume */
+  VORN_RESULT_TRANSPOSE_FULL = 8,    /**< no room in the transpose output; resume */
+  VORN_RESULT_OUTPUT_FULL = 9,       /**< no room in the gather or group-key output; resume */
+  VORN_RESULT_NO_IMPLEMENTATION = 10 /**< the slot is empty, or the layout is not supported */
 };
 
-/* Opcodes and encodings. */
+/** @} */
 
-/* Bits 0 to 4 of a dispatch index. */
+/** @defgroup codes Opcodes and encodings
+ *  @{ */
+
+/** Bits 0 to 4 of a dispatch index. */
 enum {
   VORN_OPC_EQ = 0,
   VORN_OPC_LT = 1,
@@ -91,78 +114,81 @@ enum {
   VORN_OPC_ADD = 19,
   VORN_OPC_SUB = 20,
   VORN_OPC_MUL = 21,
-  VORN_OPC_NONE = 22 /* no predicate: vorn_convert_rowz_pcode */
+  VORN_OPC_NONE = 22 /**< no predicate: vorn_convert_rowz_pcode */
 };
 
-/* Bits 5 and 6 of a dispatch index, bits 0 and 1 of an encoding type code. */
+/** Bits 5 and 6 of a dispatch index, bits 0 and 1 of an encoding type code. */
 enum { VORN_ENC_FIXED = 0, VORN_ENC_DICT = 1, VORN_ENC_DYNP = 2, VORN_ENC_RLE = 3 };
 
-/* Slots of the dispatch table. */
+/** Slots of the dispatch table. */
 enum { VORN_DISPATCH_SLOTS = 8192 };
 
-/* Flag bits. */
+/** @} */
 
-/* vorn_enc_ctx_flags */
+/** @defgroup flags Flag bits
+ *  @{ */
+
+/** vorn_enc_ctx_flags */
 enum {
-  VORN_NATIVE = 0x1,            /* float or double in the processor's form, not the canonical one */
-  VORN_CONST = 0x4,             /* a constant operand; required of the operand of a comparison */
-  VORN_TZ = 0x8,                /* fixed, dynp: the length code of a row is a second sort key */
-  VORN_NULLS = 0x40,            /* dict: code 0 stands for NULL and matches no predicate */
-  VORN_HASH_VALUES = 0x80,      /* hash values */
-  VORN_DICT = 0x100,            /* dictionary codes */
-  VORN_RLE = 0x200,             /* the code stream has one entry per run */
-  VORN_DYNP = 0x400,            /* dynamic-packed values */
-  VORN_FIXED = 0x800,           /* fixed-width values */
-  VORN_LV_SEP = 0x1000,         /* length-value keys, lengths separate */
-  VORN_LV = 0x2000,             /* length-value keys */
-  VORN_LP_SEP = 0x4000,         /* length-pointer records, lengths separate */
-  VORN_LP = 0x8000,             /* length-pointer records */
-  VORN_STREAM = 0x10000,        /* the value stream is compressed in blocks */
-  VORN_HASHRID = 0x20000,       /* hash value with row identifier */
-  VORN_RIDVALUE = 0x40000,      /* row identifier as value */
-  VORN_AUTORID = 0x80000,       /* implicit row identifiers */
-  VORN_DLP = 0x100000,          /* dlp layout */
-  VORN_ROW = 0x200000,          /* row-major layout */
-  VORN_GD = 0x400000,           /* gd layout */
-  VORN_HASHGDRID = 0x800000,    /* hash value with gd row identifier */
-  VORN_UNIFORM_LENS = 0x1000000 /* fixed with tz: vorn_cv_lens is one byte, the length code of every row */
+  VORN_NATIVE = 0x1,            /**< float or double in the processor's form, not the canonical one */
+  VORN_CONST = 0x4,             /**< a constant operand; required of the operand of a comparison */
+  VORN_TZ = 0x8,                /**< fixed, dynp: the length code of a row is a second sort key */
+  VORN_NULLS = 0x40,            /**< dict: code 0 stands for NULL and matches no predicate */
+  VORN_HASH_VALUES = 0x80,      /**< hash values */
+  VORN_DICT = 0x100,            /**< dictionary codes */
+  VORN_RLE = 0x200,             /**< the code stream has one entry per run */
+  VORN_DYNP = 0x400,            /**< dynamic-packed values */
+  VORN_FIXED = 0x800,           /**< fixed-width values */
+  VORN_LV_SEP = 0x1000,         /**< length-value keys, lengths separate */
+  VORN_LV = 0x2000,             /**< length-value keys */
+  VORN_LP_SEP = 0x4000,         /**< length-pointer records, lengths separate */
+  VORN_LP = 0x8000,             /**< length-pointer records */
+  VORN_STREAM = 0x10000,        /**< the value stream is compressed in blocks */
+  VORN_HASHRID = 0x20000,       /**< hash value with row identifier */
+  VORN_RIDVALUE = 0x40000,      /**< row identifier as value */
+  VORN_AUTORID = 0x80000,       /**< implicit row identifiers */
+  VORN_DLP = 0x100000,          /**< dlp layout */
+  VORN_ROW = 0x200000,          /**< row-major layout */
+  VORN_GD = 0x400000,           /**< gd layout */
+  VORN_HASHGDRID = 0x800000,    /**< hash value with gd row identifier */
+  VORN_UNIFORM_LENS = 0x1000000 /**< fixed with tz: vorn_cv_lens is one byte, the length code of every row */
 };
 
-/* vorn_enc_ctx_num_type */
+/** vorn_enc_ctx_num_type */
 enum { VORN_NUM_FLOAT = 1, VORN_NUM_DOUBLE = 2, VORN_NUM_DSB = 8 };
 
-/* vorn_enc_ctx_dict_layout */
+/** vorn_enc_ctx_dict_layout */
 enum { VORN_DICT_ONE_LENGTH = 0, VORN_DICT_CLA = 1 };
 
-/* vorn_aux_flags */
+/** vorn_aux_flags */
 enum {
-  VORN_AUX_INVERT_FILTER = 0x01,   /* rejected together with a filter */
-  VORN_AUX_FORCE_SELECTIVE = 0x02, /* visit only the rows of the filter */
-  VORN_AUX_UNPACK_UB4 = 0x04,      /* elements of an unpacked code array have 4 bytes */
-  VORN_AUX_MULTIPLY = 0x10,        /* group key in multiply mode */
-  VORN_AUX_RID = 0x20,             /* take the row-identifier half of a pair */
-  VORN_AUX_SUM = 0x80              /* reduce to one sum */
+  VORN_AUX_INVERT_FILTER = 0x01,   /**< rejected together with a filter */
+  VORN_AUX_FORCE_SELECTIVE = 0x02, /**< visit only the rows of the filter */
+  VORN_AUX_UNPACK_UB4 = 0x04,      /**< elements of an unpacked code array have 4 bytes */
+  VORN_AUX_MULTIPLY = 0x10,        /**< group key in multiply mode */
+  VORN_AUX_RID = 0x20,             /**< take the row-identifier half of a pair */
+  VORN_AUX_SUM = 0x80              /**< reduce to one sum */
 };
 
-/* vorn_aux_flags2 */
-enum { VORN_AUX_COPY_VALUES = 0x01 /* copy symbol bytes instead of writing pointers */ };
+/** vorn_aux_flags2 */
+enum { VORN_AUX_COPY_VALUES = 0x01 /**< copy symbol bytes instead of writing pointers */ };
 
-/* vorn_ctx_flags */
+/** vorn_ctx_flags */
 enum {
-  VORN_CTX_ACCUMULATE = 0x04,    /* keep vorn_ctx_call_counts and vorn_ctx_rates */
-  VORN_CTX_PRINT_LOAD = 0x08,    /* print the load report */
-  VORN_CTX_FORCE_GENERIC = 0x10, /* always run the generic kernel */
-  VORN_CTX_SELF_CHECK = 0x20,    /* run generic and loaded kernel and compare */
-  VORN_CTX_MAX_PADS = 0x80       /* read at load: use the maximum alignment and padding words */
+  VORN_CTX_ACCUMULATE = 0x04,    /**< keep vorn_ctx_call_counts and vorn_ctx_rates */
+  VORN_CTX_PRINT_LOAD = 0x08,    /**< print the load report */
+  VORN_CTX_FORCE_GENERIC = 0x10, /**< always run the generic kernel */
+  VORN_CTX_SELF_CHECK = 0x20,    /**< run generic and loaded kernel and compare */
+  VORN_CTX_MAX_PADS = 0x80       /**< read at load: use the maximum alignment and padding words */
 };
 
-/* vorn_ctx_init_flags */
-enum { VORN_INIT_SPECIALIZED = 0x1 /* ask for a specialised library */ };
+/** vorn_ctx_init_flags */
+enum { VORN_INIT_SPECIALIZED = 0x1 /**< ask for a specialised library */ };
 
-/* vorn_global_ctx_status */
+/** vorn_global_ctx_status */
 enum { VORN_STATUS_GENERIC = 2, VORN_STATUS_SPECIALIZED = 3 };
 
-/* vorn_global_ctx_flags */
+/** vorn_global_ctx_flags */
 enum {
   VORN_REQUIRES_QPAK_PACKED_DICT = 0x1,
   VORN_REQUIRES_BYTE_ALIGNED_WIDTHS = 0x2,
@@ -171,22 +197,25 @@ enum {
   VORN_ALLOWS_QPAK_DATASTREAM = 0x10
 };
 
-/* vorn_hash_table: vorn_ht_type */
+/** vorn_hash_table: vorn_ht_type */
 enum {
   VORN_HT_K2V8 = 0x1,
   VORN_HT_K2V4 = 0x2,
   VORN_HT_K4V8 = 0x4,
   VORN_HT_K4V4 = 0x8,
-  VORN_HT_GD = 0x1000 /* with K4V8 or K4V4: the tag is the key's global dictionary code */
+  VORN_HT_GD = 0x1000 /**< with K4V8 or K4V4: the tag is the key's global dictionary code */
 };
 
-/* vorn_transpose_table: vorn_tt_flags */
+/** vorn_transpose_table: vorn_tt_flags */
 enum { VORN_TT_ROW = 0x2, VORN_TT_CLA = 0x8, VORN_TT_DLP = 0x10, VORN_TT_LP = 0x20 };
 
-/* Event code of vorn_nfy. */
+/** Event code of vorn_nfy. */
 enum { VORN_NFY_LOAD = 3 };
 
-/* Records. */
+/** @} */
+
+/** @defgroup records Records
+ *  @{ */
 
 typedef struct vorn_cv vorn_cv;
 typedef struct vorn_enc_ctx vorn_enc_ctx;
@@ -201,7 +230,7 @@ typedef struct vorn_transpose_table vorn_transpose_table;
 typedef struct vorn_global_ctx_t vorn_global_ctx_t;
 typedef union vorn_kernel vorn_kernel;
 
-/* Kernels and callbacks. */
+/** Kernels and callbacks. */
 typedef uint32_t (*vorn_unary_fn)(vorn_cv *res, vorn_cv *src, vorn_aux *aux);
 typedef uint32_t (*vorn_binary_fn)(vorn_cv *res, vorn_cv *src, const vorn_cv *operand, vorn_aux *aux);
 typedef uint32_t (*vorn_ternary_fn)(vorn_cv *res, vorn_cv *src, const vorn_cv *lo, const vorn_cv *hi, vorn_aux *aux);
@@ -215,190 +244,190 @@ typedef void (*vorn_stack_free_fn)(void *env, void *memory, void *token);
 typedef uint32_t (*vorn_decompress_fn)(vorn_qpak_ctx *qctx, const void *src, void *dst, uint32_t *outlen,
                                        uint32_t dstlen);
 
-/* A slot of the dispatch table: null, or a kernel that is called through the member of its shape. */
+/** A slot of the dispatch table: null, or a kernel that is called through the member of its shape. */
 union vorn_kernel {
-  vorn_unary_fn unary;     /* decoders, bursts */
-  vorn_binary_fn binary;   /* comparisons with one constant, sets, translation, arithmetic */
-  vorn_ternary_fn ternary; /* range comparisons */
+  vorn_unary_fn unary;     /**< decoders, bursts */
+  vorn_binary_fn binary;   /**< comparisons with one constant, sets, translation, arithmetic */
+  vorn_ternary_fn ternary; /**< range comparisons */
 };
 
-/* A column vector: source, constant, set operand or result. */
+/** A column vector: source, constant, set operand or result. */
 struct vorn_cv {
-  void *vorn_cv_vals;                     /* source: value stream, aligned to VORN_DATASTREAM_ALIGN; constant: value */
-  void *vorn_cv_lens;                     /* dynp and tz: length codes of the rows, or the one of a constant */
-  void *vorn_cv_flgs;                     /* decode result: 16-bit value flags, 2 marks NULL */
-  vorn_enc_ctx *vorn_cv_encoding_context; /* how the stream is encoded */
-  uint64_t *vorn_cv_mask_bv;              /* source: row mask, ANDed into every result; may be null */
-  uint64_t *vorn_cv_bv;                   /* result: its bit vector; set operand: the membership map */
-  uint32_t vorn_cv_popc;                  /* result: ones in the bit vector, or number of results */
-  uint32_t vorn_cv_nrows;                 /* rows of the vector */
-  uint32_t vorn_cv_stream_len;            /* bytes of the decompressed stream (VORN_STREAM) */
-  void **vorn_cv_stream_slot;             /* where the decompressed stream is kept between calls; starts at null */
-  uint64_t vorn_cv_stream_tag;            /* last argument of the allocation callback */
-  uint64_t vorn_cv_autorid;               /* first row identifier when they are implicit */
-  uint64_t vorn_cv_size;                  /* output: capacity of vorn_cv_vals in bytes */
+  void *vorn_cv_vals; /**< source: value stream, aligned to VORN_DATASTREAM_ALIGN; constant: value */
+  void *vorn_cv_lens; /**< dynp and tz: length codes of the rows, or the one of a constant */
+  void *vorn_cv_flgs; /**< decode result: 16-bit value flags, 2 marks NULL */
+  vorn_enc_ctx *vorn_cv_encoding_context; /**< how the stream is encoded */
+  uint64_t *vorn_cv_mask_bv;              /**< source: row mask, ANDed into every result; may be null */
+  uint64_t *vorn_cv_bv;                   /**< result: its bit vector; set operand: the membership map */
+  uint32_t vorn_cv_popc;                  /**< result: ones in the bit vector, or number of results */
+  uint32_t vorn_cv_nrows;                 /**< rows of the vector */
+  uint32_t vorn_cv_stream_len;            /**< bytes of the decompressed stream (VORN_STREAM) */
+  void **vorn_cv_stream_slot;             /**< where the decompressed stream is kept between calls; starts at null */
+  uint64_t vorn_cv_stream_tag;            /**< last argument of the allocation callback */
+  uint64_t vorn_cv_autorid;               /**< first row identifier when they are implicit */
+  uint64_t vorn_cv_size;                  /**< output: capacity of vorn_cv_vals in bytes */
 };
 
-/* How a vector is encoded. */
+/** How a vector is encoded. */
 struct vorn_enc_ctx {
-  uint64_t vorn_enc_ctx_type;          /* type code: encoding, width code << 2, flag 0x80; the low byte dispatches */
-  uint64_t vorn_enc_ctx_minor_type;    /* run-length: type code of the burst kernel, else 0 */
-  const void *vorn_enc_ctx_dict_syms;  /* dictionary: symbol bytes */
-  const void *vorn_enc_ctx_dict_lens;  /* dictionary: the one 16-bit big-endian symbol length */
-  const void *vorn_enc_ctx_dict_cla;   /* dictionary: CLA of the symbols */
-  uint32_t vorn_enc_ctx_dict_nsyms;    /* dictionary: number of symbols */
-  uint32_t vorn_enc_ctx_dict_layout;   /* dictionary: VORN_DICT_ONE_LENGTH or VORN_DICT_CLA */
-  const void *vorn_enc_ctx_rle_lens;   /* run-length: lengths of the runs, 8 or 16 bits each */
-  uint8_t vorn_enc_ctx_rle_width;      /* run-length: 8 or 16 */
-  uint32_t vorn_enc_ctx_rle_nruns;     /* run-length: runs, which is the number of codes of the stream */
-  const void *vorn_enc_ctx_rle_cla;    /* run-length: CLA of the runs in rows; may be null */
-  vorn_burst_fn vorn_enc_ctx_burst_fn; /* run-length: expands one bit per run to rows */
-  uint64_t *vorn_enc_ctx_burst_res_bv; /* run-length: room for one bit per run; every scan needs it */
-  uint8_t vorn_enc_ctx_prefix_group;   /* prefix compression: values per group, 16 */
-  uint16_t vorn_enc_ctx_prefix_vlen;   /* prefix compression: bytes of a value, 1 to 8 */
-  uint32_t vorn_enc_ctx_prefix_nvals;  /* prefix compression: number of values */
-  uint8_t vorn_enc_ctx_xlate_type;     /* translate table: 1 sim, 2 off, 3 ind */
-  uint8_t vorn_enc_ctx_bloom_ind;      /* bloom: nonzero when the map has two levels */
-  uint32_t vorn_enc_ctx_bloom_mask;    /* bloom: mask of the hash */
-  uint32_t vorn_enc_ctx_ind_shift;     /* two-level tables: shift that gives the page */
-  uint32_t vorn_enc_ctx_ind_mask;      /* two-level tables: mask that gives the position in the page */
-  uint8_t vorn_enc_ctx_dlp_shift;      /* dlp: low bits of the offset field inside a partition */
-  void **vorn_enc_ctx_dlp_table;       /* dlp: base pointers of the partitions */
-  uint32_t vorn_enc_ctx_xlate_base;    /* off translate table: base subtracted from the key */
-  uint32_t vorn_enc_ctx_flags;         /* VORN_NATIVE to VORN_UNIFORM_LENS */
-  uint32_t vorn_enc_ctx_width;         /* bits of a code or value */
-  uint8_t vorn_enc_ctx_width_code;     /* vorn_convert_width of it */
-  uint8_t vorn_enc_ctx_unit;           /* 8 from the fixed builder */
-  uint16_t vorn_enc_ctx_row_a;         /* arguments of vorn_build_encoding_type_row */
+  uint64_t vorn_enc_ctx_type;          /**< type code: encoding, width code << 2, flag 0x80; the low byte dispatches */
+  uint64_t vorn_enc_ctx_minor_type;    /**< run-length: type code of the burst kernel, else 0 */
+  const void *vorn_enc_ctx_dict_syms;  /**< dictionary: symbol bytes */
+  const void *vorn_enc_ctx_dict_lens;  /**< dictionary: the one 16-bit big-endian symbol length */
+  const void *vorn_enc_ctx_dict_cla;   /**< dictionary: CLA of the symbols */
+  uint32_t vorn_enc_ctx_dict_nsyms;    /**< dictionary: number of symbols */
+  uint32_t vorn_enc_ctx_dict_layout;   /**< dictionary: VORN_DICT_ONE_LENGTH or VORN_DICT_CLA */
+  const void *vorn_enc_ctx_rle_lens;   /**< run-length: lengths of the runs, 8 or 16 bits each */
+  uint8_t vorn_enc_ctx_rle_width;      /**< run-length: 8 or 16 */
+  uint32_t vorn_enc_ctx_rle_nruns;     /**< run-length: runs, which is the number of codes of the stream */
+  const void *vorn_enc_ctx_rle_cla;    /**< run-length: CLA of the runs in rows; may be null */
+  vorn_burst_fn vorn_enc_ctx_burst_fn; /**< run-length: expands one bit per run to rows */
+  uint64_t *vorn_enc_ctx_burst_res_bv; /**< run-length: room for one bit per run; every scan needs it */
+  uint8_t vorn_enc_ctx_prefix_group;   /**< prefix compression: values per group, 16 */
+  uint16_t vorn_enc_ctx_prefix_vlen;   /**< prefix compression: bytes of a value, 1 to 8 */
+  uint32_t vorn_enc_ctx_prefix_nvals;  /**< prefix compression: number of values */
+  uint8_t vorn_enc_ctx_xlate_type;     /**< translate table: 1 sim, 2 off, 3 ind */
+  uint8_t vorn_enc_ctx_bloom_ind;      /**< bloom: nonzero when the map has two levels */
+  uint32_t vorn_enc_ctx_bloom_mask;    /**< bloom: mask of the hash */
+  uint32_t vorn_enc_ctx_ind_shift;     /**< two-level tables: shift that gives the page */
+  uint32_t vorn_enc_ctx_ind_mask;      /**< two-level tables: mask that gives the position in the page */
+  uint8_t vorn_enc_ctx_dlp_shift;      /**< dlp: low bits of the offset field inside a partition */
+  void **vorn_enc_ctx_dlp_table;       /**< dlp: base pointers of the partitions */
+  uint32_t vorn_enc_ctx_xlate_base;    /**< off translate table: base subtracted from the key */
+  uint32_t vorn_enc_ctx_flags;         /**< VORN_NATIVE to VORN_UNIFORM_LENS */
+  uint32_t vorn_enc_ctx_width;         /**< bits of a code or value */
+  uint8_t vorn_enc_ctx_width_code;     /**< vorn_convert_width of it */
+  uint8_t vorn_enc_ctx_unit;           /**< 8 from the fixed builder */
+  uint16_t vorn_enc_ctx_row_a;         /**< arguments of vorn_build_encoding_type_row */
   uint64_t vorn_enc_ctx_row_b;
-  uint8_t vorn_enc_ctx_num_type; /* VORN_NUM_FLOAT, VORN_NUM_DOUBLE or VORN_NUM_DSB */
+  uint8_t vorn_enc_ctx_num_type; /**< VORN_NUM_FLOAT, VORN_NUM_DOUBLE or VORN_NUM_DSB */
 };
 
-/* The auxiliary record of one call: filter, options, resume position.  Clear it before its first use. */
+/** The auxiliary record of one call: filter, options, resume position.  Clear it before its first use. */
 struct vorn_aux {
-  const vorn_ctx *vorn_aux_ctx;     /* written by the entry point, for the kernel */
-  uint64_t *vorn_aux_filter_bv;     /* rows to keep, aligned to VORN_BITWVEC_ALIGN; may be null */
-  uint8_t vorn_aux_flags;           /* VORN_AUX_INVERT_FILTER to VORN_AUX_SUM */
-  uint8_t vorn_aux_flags2;          /* VORN_AUX_COPY_VALUES */
-  uint32_t vorn_aux_popc;           /* ones in the filter; for diagnostics */
-  uint32_t vorn_aux_full_part;      /* written: the partition that ran out of room */
-  uint32_t vorn_aux_start_slot;     /* row or slot to start at; written back by resumable kernels */
-  uint32_t vorn_aux_run_idx;        /* resume state over runs: the run */
-  uint32_t vorn_aux_run_end;        /* resume state over runs: the row behind it */
-  uint64_t vorn_aux_out_pos;        /* resume state: byte cursor into the key data */
-  uint64_t vorn_aux_out_pos2;       /* resume state: byte cursor into the payload data */
-  uint32_t *vorn_aux_ones_vec;      /* row numbers to process */
-  uint32_t vorn_aux_ones_vec_size;  /* entries of vorn_aux_ones_vec */
-  uint32_t vorn_aux_diag_code;      /* written: diagnostic code of the kernel, 0 for none */
-  uint32_t vorn_aux_start_row;      /* first row of a bloom or translate kernel */
-  uint8_t vorn_aux_op_bits[3];      /* written: what the call did, for the statistics */
-  void *vorn_aux_prefix_out;        /* output descriptors of a prefix decode; may be null */
-  vorn_enc_ctx *vorn_aux_xlate_enc; /* whose vorn_enc_ctx_xlate_base applies */
-  void *vorn_aux_xlate_tbl;         /* output codes of the c2d translate forms */
-  uint32_t vorn_aux_xlate_n;        /* multiplier of the group-key kernels */
+  const vorn_ctx *vorn_aux_ctx;     /**< written by the entry point, for the kernel */
+  uint64_t *vorn_aux_filter_bv;     /**< rows to keep, aligned to VORN_BITWVEC_ALIGN; may be null */
+  uint8_t vorn_aux_flags;           /**< VORN_AUX_INVERT_FILTER to VORN_AUX_SUM */
+  uint8_t vorn_aux_flags2;          /**< VORN_AUX_COPY_VALUES */
+  uint32_t vorn_aux_popc;           /**< ones in the filter; for diagnostics */
+  uint32_t vorn_aux_full_part;      /**< written: the partition that ran out of room */
+  uint32_t vorn_aux_start_slot;     /**< row or slot to start at; written back by resumable kernels */
+  uint32_t vorn_aux_run_idx;        /**< resume state over runs: the run */
+  uint32_t vorn_aux_run_end;        /**< resume state over runs: the row behind it */
+  uint64_t vorn_aux_out_pos;        /**< resume state: byte cursor into the key data */
+  uint64_t vorn_aux_out_pos2;       /**< resume state: byte cursor into the payload data */
+  uint32_t *vorn_aux_ones_vec;      /**< row numbers to process */
+  uint32_t vorn_aux_ones_vec_size;  /**< entries of vorn_aux_ones_vec */
+  uint32_t vorn_aux_diag_code;      /**< written: diagnostic code of the kernel, 0 for none */
+  uint32_t vorn_aux_start_row;      /**< first row of a bloom or translate kernel */
+  uint8_t vorn_aux_op_bits[3];      /**< written: what the call did, for the statistics */
+  void *vorn_aux_prefix_out;        /**< output descriptors of a prefix decode; may be null */
+  vorn_enc_ctx *vorn_aux_xlate_enc; /**< whose vorn_enc_ctx_xlate_base applies */
+  void *vorn_aux_xlate_tbl;         /**< output codes of the c2d translate forms */
+  uint32_t vorn_aux_xlate_n;        /**< multiplier of the group-key kernels */
 };
 
-/* The call context, first argument of every entry point.  Read-only to the library but for what it points to. */
+/** The call context, first argument of every entry point.  Read-only to the library but for what it points to. */
 struct vorn_ctx {
-  void *vorn_ctx_env;                       /* host environment, a struct host_env of frame/host.h */
-  void *vorn_ctx_heap;                      /* second argument of the allocation callback */
-  uint64_t vorn_ctx_trace;                  /* trace control word, 0 for none */
-  vorn_alloc_fn vorn_ctx_alloc;             /* gives the buffer of a decompressed stream; must not return null */
-  vorn_stack_alloc_fn vorn_ctx_stack_alloc; /* scratch memory for the block decoder and for group keys */
-  vorn_stack_free_fn vorn_ctx_stack_free;   /* and its release */
-  uint32_t *vorn_ctx_call_counts;           /* one counter per dispatch index */
-  double *vorn_ctx_rates;                   /* running mean of Mrows per second per dispatch index */
-  uint32_t vorn_ctx_init_flags;             /* start-up: VORN_INIT_SPECIALIZED */
-  const char *vorn_ctx_lib_name;            /* start-up: library that replaces the choice; may be null */
-  uint32_t vorn_ctx_trace_level;            /* start-up: nonzero is handed to the trace-level hook */
-  vorn_decompress_fn vorn_ctx_decompress;   /* the block decoder */
-  void *vorn_ctx_stats;                     /* host statistics block; may be null */
-  uint8_t vorn_ctx_flags;                   /* VORN_CTX_ACCUMULATE to VORN_CTX_MAX_PADS */
+  void *vorn_ctx_env;                       /**< host environment, a struct host_env of frame/host.h */
+  void *vorn_ctx_heap;                      /**< second argument of the allocation callback */
+  uint64_t vorn_ctx_trace;                  /**< trace control word, 0 for none */
+  vorn_alloc_fn vorn_ctx_alloc;             /**< gives the buffer of a decompressed stream; must not return null */
+  vorn_stack_alloc_fn vorn_ctx_stack_alloc; /**< scratch memory for the block decoder and for group keys */
+  vorn_stack_free_fn vorn_ctx_stack_free;   /**< and its release */
+  uint32_t *vorn_ctx_call_counts;           /**< one counter per dispatch index */
+  double *vorn_ctx_rates;                   /**< running mean of Mrows per second per dispatch index */
+  uint32_t vorn_ctx_init_flags;             /**< start-up: VORN_INIT_SPECIALIZED */
+  const char *vorn_ctx_lib_name;            /**< start-up: library that replaces the choice; may be null */
+  uint32_t vorn_ctx_trace_level;            /**< start-up: nonzero is handed to the trace-level hook */
+  vorn_decompress_fn vorn_ctx_decompress;   /**< the block decoder */
+  void *vorn_ctx_stats;                     /**< host statistics block; may be null */
+  uint8_t vorn_ctx_flags;                   /**< VORN_CTX_ACCUMULATE to VORN_CTX_MAX_PADS */
 };
 
-/* Iterator over a bit vector that begins at any byte.  The caller provides the storage. */
+/** Iterator over a bit vector that begins at any byte.  The caller provides the storage. */
 struct vorn_lbiv_ictx {
-  const uint64_t *vorn_lbiv_ictx_next; /* the 8-byte group behind the current word */
-  int32_t vorn_lbiv_ictx_nbits;        /* bits of the vector, fewer than 2^31 */
-  int32_t vorn_lbiv_ictx_base;         /* index of bit 0 of the current word; negative before the vector */
-  uint64_t vorn_lbiv_ictx_offset;      /* offset of the start in the first word, then 0 */
-  uint64_t vorn_lbiv_ictx_word;        /* bits of the current word that are not delivered yet */
+  const uint64_t *vorn_lbiv_ictx_next; /**< the 8-byte group behind the current word */
+  int32_t vorn_lbiv_ictx_nbits;        /**< bits of the vector, fewer than 2^31 */
+  int32_t vorn_lbiv_ictx_base;         /**< index of bit 0 of the current word; negative before the vector */
+  uint64_t vorn_lbiv_ictx_offset;      /**< offset of the start in the first word, then 0 */
+  uint64_t vorn_lbiv_ictx_word;        /**< bits of the current word that are not delivered yet */
 };
 
-/* Iterator over a bit vector of whole words.  The caller provides the storage. */
+/** Iterator over a bit vector of whole words.  The caller provides the storage. */
 struct vorn_lbiwv_ictx {
-  const uint64_t *vorn_lbiwv_ictx_next; /* the word behind the current one */
-  int32_t vorn_lbiwv_ictx_nbits;        /* bits of the vector, fewer than 2^31 */
-  int32_t vorn_lbiwv_ictx_base;         /* index of bit 0 of the current word, a multiple of 64 */
-  uint64_t vorn_lbiwv_ictx_offset;      /* offset of the start in the first word, then 0 */
-  uint64_t vorn_lbiwv_ictx_word;        /* bits of the current word that are not delivered yet */
+  const uint64_t *vorn_lbiwv_ictx_next; /**< the word behind the current one */
+  int32_t vorn_lbiwv_ictx_nbits;        /**< bits of the vector, fewer than 2^31 */
+  int32_t vorn_lbiwv_ictx_base;         /**< index of bit 0 of the current word, a multiple of 64 */
+  uint64_t vorn_lbiwv_ictx_offset;      /**< offset of the start in the first word, then 0 */
+  uint64_t vorn_lbiwv_ictx_word;        /**< bits of the current word that are not delivered yet */
 };
 
-/* What a block decoder is given.  A kernel builds one on its stack for one call. */
+/** What a block decoder is given.  A kernel builds one on its stack for one call. */
 struct vorn_qpak_ctx {
-  void *vorn_qpak_ctx_env;                       /* vorn_ctx_env */
-  void *vorn_qpak_ctx_heap;                      /* vorn_ctx_heap */
-  vorn_stack_alloc_fn vorn_qpak_ctx_stack_alloc; /* vorn_ctx_stack_alloc; may be null */
-  vorn_stack_free_fn vorn_qpak_ctx_stack_free;   /* vorn_ctx_stack_free */
-  uint32_t vorn_qpak_ctx_generic;                /* 1 under force_generic or self-check, else 0 */
+  void *vorn_qpak_ctx_env;                       /**< vorn_ctx_env */
+  void *vorn_qpak_ctx_heap;                      /**< vorn_ctx_heap */
+  vorn_stack_alloc_fn vorn_qpak_ctx_stack_alloc; /**< vorn_ctx_stack_alloc; may be null */
+  vorn_stack_free_fn vorn_qpak_ctx_stack_free;   /**< vorn_ctx_stack_free */
+  uint32_t vorn_qpak_ctx_generic;                /**< 1 under force_generic or self-check, else 0 */
 };
 
-/* A join hash table of 64-byte buckets, partitioned.  Arrays have one entry per partition. */
+/** A join hash table of 64-byte buckets, partitioned.  Arrays have one entry per partition. */
 struct vorn_hash_table {
   uint32_t vorn_ht_unused_a;
-  uint32_t vorn_ht_type; /* VORN_HT_K2V8 to VORN_HT_K4V4, with VORN_HT_GD */
+  uint32_t vorn_ht_type; /**< VORN_HT_K2V8 to VORN_HT_K4V4, with VORN_HT_GD */
   uint8_t vorn_ht_unused_b[9];
-  uint8_t vorn_ht_bucket_hi_bit; /* highest hash bit of the bucket number */
-  uint8_t vorn_ht_part_hi_bit;   /* highest hash bit of the partition number */
-  uint8_t vorn_ht_part_shift;    /* right shift that brings the partition bits down */
-  void **vorn_ht_tables;         /* bucket arrays */
-  void *vorn_ht_reserved;        /* stored, not read */
-  void **vorn_ht_ovfl_cur;       /* next free overflow bucket; advanced by the build */
-  void **vorn_ht_ovfl_end;       /* end of the overflow room */
+  uint8_t vorn_ht_bucket_hi_bit; /**< highest hash bit of the bucket number */
+  uint8_t vorn_ht_part_hi_bit;   /**< highest hash bit of the partition number */
+  uint8_t vorn_ht_part_shift;    /**< right shift that brings the partition bits down */
+  void **vorn_ht_tables;         /**< bucket arrays */
+  void *vorn_ht_reserved;        /**< stored, not read */
+  void **vorn_ht_ovfl_cur;       /**< next free overflow bucket; advanced by the build */
+  void **vorn_ht_ovfl_end;       /**< end of the overflow room */
   uint64_t vorn_ht_unused_c[2];
-  uint8_t vorn_ht_part_low_bits; /* low hash bits in the partition index; stored by the host after the build */
+  uint8_t vorn_ht_part_low_bits; /**< low hash bits in the partition index; stored by the host after the build */
 };
 
-/* The output areas of a partitioning.  Arrays have one entry per partition. */
+/** The output areas of a partitioning.  Arrays have one entry per partition. */
 struct vorn_partition_buffer {
   uint32_t vorn_pb_unused_a;
-  uint32_t vorn_pb_type;  /* output form; the low byte is read */
-  uint8_t vorn_pb_hi_bit; /* highest hash bit of the partition number */
-  uint8_t vorn_pb_shift;  /* right shift of the masked hash */
+  uint32_t vorn_pb_type;  /**< output form; the low byte is read */
+  uint8_t vorn_pb_hi_bit; /**< highest hash bit of the partition number */
+  uint8_t vorn_pb_shift;  /**< right shift of the masked hash */
   uint8_t vorn_pb_unused_b[18];
-  uint16_t vorn_pb_fixed_width; /* payload bytes of a fixed record; stored by the host after the build */
+  uint16_t vorn_pb_fixed_width; /**< payload bytes of a fixed record; stored by the host after the build */
   uint8_t vorn_pb_unused_c[2];
-  void *vorn_pb_reserved; /* stored, not read */
-  void **vorn_pb_cur;     /* where the next record goes; advanced by the kernels */
-  void **vorn_pb_end;     /* end of the area; null when the caller vouches for the room */
+  void *vorn_pb_reserved; /**< stored, not read */
+  void **vorn_pb_cur;     /**< where the next record goes; advanced by the kernels */
+  void **vorn_pb_end;     /**< end of the area; null when the caller vouches for the room */
 };
 
-/* A partitioned store of values.  Arrays have one entry per partition. */
+/** A partitioned store of values.  Arrays have one entry per partition. */
 struct vorn_transpose_table {
   uint32_t vorn_tt_unused_a;
-  uint32_t vorn_tt_flags;    /* VORN_TT_ROW to VORN_TT_LP */
-  uint16_t vorn_tt_ncols;    /* columns of a row of the matrix, at most 255 */
-  uint16_t vorn_tt_width;    /* read by gather */
-  uint64_t vorn_tt_opaque_a; /* stored, not read, like the other opaque fields */
-  uint8_t vorn_tt_hi_bit;    /* read by gather */
-  uint8_t vorn_tt_row_bits;  /* read by gather */
+  uint32_t vorn_tt_flags;    /**< VORN_TT_ROW to VORN_TT_LP */
+  uint16_t vorn_tt_ncols;    /**< columns of a row of the matrix, at most 255 */
+  uint16_t vorn_tt_width;    /**< read by gather */
+  uint64_t vorn_tt_opaque_a; /**< stored, not read, like the other opaque fields */
+  uint8_t vorn_tt_hi_bit;    /**< read by gather */
+  uint8_t vorn_tt_row_bits;  /**< read by gather */
   uint64_t vorn_tt_unused_b;
-  void **vorn_tt_in_refs; /* start of the length-pointer entries */
-  void **vorn_tt_refs;    /* cursor into the length-pointer entries */
+  void **vorn_tt_in_refs; /**< start of the length-pointer entries */
+  void **vorn_tt_refs;    /**< cursor into the length-pointer entries */
   uint64_t vorn_tt_opaque_b;
-  void **vorn_tt_dlp; /* read by gather */
+  void **vorn_tt_dlp; /**< read by gather */
   uint64_t vorn_tt_opaque_c;
   uint64_t vorn_tt_opaque_d;
   uint8_t vorn_tt_opaque_e;
-  void **vorn_tt_cla;     /* start of the offset array */
-  void **vorn_tt_offsets; /* cursor into the offset array */
+  void **vorn_tt_cla;     /**< start of the offset array */
+  void **vorn_tt_offsets; /**< cursor into the offset array */
   uint64_t vorn_tt_opaque_f;
-  void **vorn_tt_data; /* start of the value bytes */
-  void **vorn_tt_pos;  /* next free value byte */
-  void **vorn_tt_end;  /* end of the value bytes */
+  void **vorn_tt_data; /**< start of the value bytes */
+  void **vorn_tt_pos;  /**< next free value byte */
+  void **vorn_tt_end;  /**< end of the value bytes */
 };
 
-/*
+/**
  * The implementation in force.  A specialised library exports a record of the same layout under the name
  * vorn_global_specialized_ctx; at load it is copied whole over this one.  Read-only after vorn_nfy.
  * The slots bear the names of their generic implementations.
@@ -406,20 +435,20 @@ struct vorn_transpose_table {
 struct vorn_global_ctx_t {
   uint64_t vorn_global_ctx_magic;
   const char *vorn_global_ctx_version;
-  uint32_t vorn_global_ctx_status; /* VORN_STATUS_GENERIC or VORN_STATUS_SPECIALIZED */
-  uint32_t vorn_global_ctx_flags;  /* VORN_REQUIRES_..., VORN_ALLOWS_... */
+  uint32_t vorn_global_ctx_status; /**< VORN_STATUS_GENERIC or VORN_STATUS_SPECIALIZED */
+  uint32_t vorn_global_ctx_flags;  /**< VORN_REQUIRES_..., VORN_ALLOWS_... */
   const char *vorn_global_ctx_lib_name;
-  uint64_t VORN_MAX_ALIGN;                     /* largest alignment */
-  uint64_t VORN_DATASTREAM_ALIGN;              /* of vorn_cv_vals of a source and other data streams */
-  uint64_t VORN_BITWVEC_ALIGN;                 /* of a filter */
-  uint64_t VORN_OUTPUT_BITWVEC_ALIGN;          /* of a result bit vector */
-  uint64_t VORN_JOIN_BITWVEC_ALIGN;            /* of the membership map of a set */
-  uint64_t vorn_global_ctx_qpak_in_align;      /* of the input of the block decoder */
-  uint64_t vorn_global_ctx_qpak_out_align;     /* of its output, without the generic flag */
-  uint64_t vorn_global_ctx_pad_output;         /* padding of a scratch result bit vector */
-  uint64_t vorn_global_ctx_pad_spare;          /* not read */
-  uint32_t vorn_global_ctx_end_cu;             /* printed by the load report */
-  const vorn_kernel *vorn_global_ctx_dispatch; /* the dispatch table in force */
+  uint64_t VORN_MAX_ALIGN;                     /**< largest alignment */
+  uint64_t VORN_DATASTREAM_ALIGN;              /**< of vorn_cv_vals of a source and other data streams */
+  uint64_t VORN_BITWVEC_ALIGN;                 /**< of a filter */
+  uint64_t VORN_OUTPUT_BITWVEC_ALIGN;          /**< of a result bit vector */
+  uint64_t VORN_JOIN_BITWVEC_ALIGN;            /**< of the membership map of a set */
+  uint64_t vorn_global_ctx_qpak_in_align;      /**< of the input of the block decoder */
+  uint64_t vorn_global_ctx_qpak_out_align;     /**< of its output, without the generic flag */
+  uint64_t vorn_global_ctx_pad_output;         /**< padding of a scratch result bit vector */
+  uint64_t vorn_global_ctx_pad_spare;          /**< not read */
+  uint32_t vorn_global_ctx_end_cu;             /**< printed by the load report */
+  const vorn_kernel *vorn_global_ctx_dispatch; /**< the dispatch table in force */
   void (*vorn_global_ctx_init_sharedlib)(vorn_ctx *ctx);
   uint32_t (*vorn_global_ctx_set_trace_level)(uint32_t level, void *a, void *b);
 
@@ -484,29 +513,32 @@ struct vorn_global_ctx_t {
                                           int32_t src_arr, uint32_t first, uint32_t last, vorn_aux *aux);
   uint32_t (*vorn_qpak_decode_dydi)(vorn_qpak_ctx *qctx, const void *src, void *dst, uint32_t *outlen, uint32_t dstlen);
 
-  uint32_t (*vorn_thread_ctx_init_dydi)(void *a, void *b, void *c, void *d); /* may be null */
-  uint32_t (*vorn_thread_ctx_fini_dydi)(void *a, void *b, void *c, void *d); /* may be null */
+  uint32_t (*vorn_thread_ctx_init_dydi)(void *a, void *b, void *c, void *d); /**< may be null */
+  uint32_t (*vorn_thread_ctx_fini_dydi)(void *a, void *b, void *c, void *d); /**< may be null */
 };
 
-/* Data. */
+/** @} */
+
+/** @defgroup data Data
+ *  @{ */
 
 extern VORN_API vorn_global_ctx_t vorn_global_ctx;
 
-/* The generic kernels and their names, by dispatch index: low byte of vorn_enc_ctx_type << 5 | opcode.  An empty slot
+/** The generic kernels and their names, by dispatch index: low byte of vorn_enc_ctx_type << 5 | opcode.  An empty slot
  * is null and named "vorn_invalid_dispatch".  The generic table stays reachable after a load. */
 extern VORN_API const vorn_kernel vorn_dispatch_table[VORN_DISPATCH_SLOTS];
 extern VORN_API const char *const vorn_dispatch_func_names[VORN_DISPATCH_SLOTS];
 
-/* Population counts of the 256 byte values. */
+/** Population counts of the 256 byte values. */
 extern VORN_API const uint8_t vorn_byte_popc[256];
 
-/* Bytes that the values of one byte of dynamic-packed length codes take, by that byte, for the classes of 2, 4 and 8
+/** Bytes that the values of one byte of dynamic-packed length codes take, by that byte, for the classes of 2, 4 and 8
  * bytes. */
 extern VORN_API const uint8_t vorn_length_consumed_dynp_8bit_idx_maxwidth2[256];
 extern VORN_API const uint8_t vorn_length_consumed_dynp_8bit_idx_maxwidth4[256];
 extern VORN_API const uint8_t vorn_length_consumed_dynp_8bit_idx_maxwidth8[256];
 
-/* Relative costs, for a host that plans scans and projections.  Indexed by the width in bits. */
+/** Relative costs, for a host that plans scans and projections.  Indexed by the width in bits. */
 extern VORN_API const double vorn_scan_fixed[65];
 extern VORN_API const double vorn_scan_dict[33];
 extern VORN_API const double vorn_scan_dynp[65];
@@ -515,55 +547,61 @@ extern VORN_API const double vorn_proj_dict[33];
 extern VORN_API const double vorn_proj_dynp;
 extern VORN_API const double vorn_burst_rle;
 
-/* Start-up and queries. */
+/** @} */
 
-/* Notifies the library of an event of the host.  VORN_NFY_LOAD comes once, before any other call: it runs
+/** @defgroup start_up Start-up and queries
+ *  @{ */
+
+/** Notifies the library of an event of the host.  VORN_NFY_LOAD comes once, before any other call: it runs
  * vorn_init_global_ctx and hands a nonzero vorn_ctx_trace_level to the trace-level hook.  Other events do nothing. */
 VORN_API void vorn_nfy(uint32_t event, vorn_ctx *ctx);
 
-/* Chooses the implementation.  With VORN_INIT_SPECIALIZED in vorn_ctx_init_flags it loads the library that
+/** Chooses the implementation.  With VORN_INIT_SPECIALIZED in vorn_ctx_init_flags it loads the library that
  * vorn_ctx_lib_name names or, without a name, the best that the processor can run: svxlavx51219, svxlavx219,
  * svxlavx19 or svxlsse4219; with neither, or without the flag, the generic kernels stay in force. */
 VORN_API void vorn_init_global_ctx(vorn_ctx *ctx);
 
-/* Loads one specialised library and copies its record over vorn_global_ctx.  Reports a missing library or symbol and
+/** Loads one specialised library and copies its record over vorn_global_ctx.  Reports a missing library or symbol and
  * returns with nothing changed; reports a wrong version, magic, status or alignment, and softly a wrong name, and,
  * if the reporter returns, goes on with the load.  There is no way back and the library stays loaded. */
 VORN_API void vorn_load_global_ctx(vorn_ctx *ctx, const char *name);
 
-/* Callback for the host's trace settings: hands *level to the trace-level hook and returns its result. */
+/** Callback for the host's trace settings: hands *level to the trace-level hook and returns its result. */
 VORN_API uint32_t vorn_set_trace_level_callback(void *a, uint32_t *level, void *c);
 
-/* Set-up and tear-down of a thread: the implementation's result, or VORN_RESULT_NO_IMPLEMENTATION without one. */
+/** Set-up and tear-down of a thread: the implementation's result, or VORN_RESULT_NO_IMPLEMENTATION without one. */
 VORN_API uint32_t vorn_thread_ctx_init(void *a, void *b, void *c, void *d);
 VORN_API uint32_t vorn_thread_ctx_fini(void *a, void *b, void *c, void *d);
 
-/* Requirements of the implementation in force: the bit of vorn_global_ctx_flags itself, zero for no. */
+/** Requirements of the implementation in force: the bit of vorn_global_ctx_flags itself, zero for no. */
 VORN_API uint32_t vorn_is_qpak_packed_dict_required(void);
 VORN_API uint32_t vorn_is_byte_aligned_widths_required(void);
 VORN_API uint32_t vorn_is_byte_aligned_widths_required_over_2bytes(void);
 VORN_API uint32_t vorn_is_decode_bitwvec_required(void);
 VORN_API uint32_t vorn_is_qpak_datastream_allowed(void);
 
-/* VORN_DISPATCH_SLOTS. */
+/** VORN_DISPATCH_SLOTS. */
 VORN_API uint32_t vorn_dispatch_table_size(void);
 
-/* Shaped like a kernel; does nothing and returns VORN_RESULT_REFUSED. */
+/** Shaped like a kernel; does nothing and returns VORN_RESULT_REFUSED. */
 VORN_API uint32_t vorn_null(vorn_cv *res, vorn_cv *src, const vorn_cv *operand, vorn_aux *aux);
 
-/* Names for diagnostics, static texts.  An opcode without a name is "E^R^R^O^R"; the others give null. */
+/** Names for diagnostics, static texts.  An opcode without a name is "E^R^R^O^R"; the others give null. */
 VORN_API const char *vorn_overload_opc_name(uint32_t opc, uint32_t enc);
 VORN_API const char *vorn_flag_name(uint32_t flag);
 VORN_API const char *vorn_enc_name(uint32_t enc);
 VORN_API const char *vorn_datawidth_name(uint32_t code);
 
-/* Prints name, call count and mean rate of every slot, or of those called, on standard output.  ctx must have both
+/** Prints name, call count and mean rate of every slot, or of those called, on standard output.  ctx must have both
  * vorn_ctx_call_counts and vorn_ctx_rates. */
 VORN_API void vorn_stats_dump(const vorn_ctx *ctx, uint32_t only_called);
 
-/* Builders. */
+/** @} */
 
-/* Stores its arguments and a popcount of 0; leaves vorn_cv_autorid and vorn_cv_size alone.  With null vals and a
+/** @defgroup builders Builders
+ *  @{ */
+
+/** Stores its arguments and a popcount of 0; leaves vorn_cv_autorid and vorn_cv_size alone.  With null vals and a
  * slot, vorn_cv_vals takes the slot's target. */
 VORN_API void vorn_build_vector(vorn_cv *cv, void *vals, void *lens, void *flgs, vorn_enc_ctx *enc, uint64_t *mask_bv,
                                 uint64_t *bv, uint32_t nrows, uint32_t stream_len, void **stream_slot,
@@ -571,7 +609,7 @@ VORN_API void vorn_build_vector(vorn_cv *cv, void *vals, void *lens, void *flgs,
 VORN_API void vorn_add_vector_autorid(vorn_cv *cv, uint64_t first_rid);
 VORN_API void vorn_add_vector_size(vorn_cv *cv, uint64_t size);
 
-/* Each clears the whole context, sets the flag of its encoding and, for the first three, `flags` with it and the type
+/** Each clears the whole context, sets the flag of its encoding and, for the first three, `flags` with it and the type
  * code.  Widths are in bits.  dict: 1 to 20, 24, 32, 64.  fixed: 8, 16, or a multiple of 8 up to 64; the kernels of 32
  * and 64 bits serve the narrower ones.  dynp: 16, 32, 64.  Any other width is a fatal assertion, or has no kernel. */
 VORN_API void vorn_build_encoding_type_dict(vorn_enc_ctx *enc, uint32_t width, const void *syms, const void *lens,
@@ -592,7 +630,7 @@ VORN_API void vorn_build_encoding_type_autorid(vorn_enc_ctx *enc);
 VORN_API void vorn_build_encoding_type_dlp(vorn_enc_ctx *enc, uint8_t shift, void **table);
 VORN_API void vorn_build_encoding_type_row(vorn_enc_ctx *enc, uint16_t a, uint64_t b);
 
-/* Add to a built context.  rle: width 8 or 16, cla may be null, burst_res_bv holds one bit per run.  xlate: kind 1 to
+/** Add to a built context.  rle: width 8 or 16, cla may be null, burst_res_bv holds one bit per run.  xlate: kind 1 to
  * 3, width in bytes 1, 2 or 4, -1 for bits and -4 for nibbles.  imca: the type code of the translate group keys. */
 VORN_API void vorn_add_encoding_type_rle(vorn_enc_ctx *enc, const void *lens, const void *cla, uint8_t width,
                                          uint32_t nruns, uint64_t *burst_res_bv);
@@ -602,23 +640,26 @@ VORN_API void vorn_add_encoding_type_xlate(vorn_enc_ctx *enc, uint8_t kind, int3
                                            uint32_t mask);
 VORN_API void vorn_add_encoding_type_imca(vorn_enc_ctx *enc, int32_t width);
 
-/* Derive the type codes from the other fields; the builders above call them. */
+/** Derive the type codes from the other fields; the builders above call them. */
 VORN_API void vorn_build_encoding_type(vorn_enc_ctx *enc);
 VORN_API void vorn_build_minor_encoding_type(vorn_enc_ctx *enc);
 
-/* Codes of widths and translate kinds.  A value without a code is a fatal assertion. */
+/** Codes of widths and translate kinds.  A value without a code is a fatal assertion. */
 VORN_API uint8_t vorn_convert_width(uint32_t width);
 VORN_API uint8_t vorn_xlate_convert_width(int32_t width);
 VORN_API uint8_t vorn_xlate_convert_type(uint32_t kind);
 
-/* Build the CLA of src_len lengths in res, from bytes or from big-endian 16-bit numbers.  res_len, in entries, is at
+/** Build the CLA of src_len lengths in res, from bytes or from big-endian 16-bit numbers.  res_len, in entries, is at
  * least src_len + 1; less is a fatal assertion. */
 VORN_API void vorn_build_cla_1_ub1(uint32_t *res, uint32_t res_len, const void *src, uint32_t src_len);
 VORN_API void vorn_build_cla_1_ub2(uint32_t *res, uint32_t res_len, const void *src, uint32_t src_len);
 
-/* Predicates. */
+/** @} */
 
-/*
+/** @defgroup predicates Predicates
+ *  @{ */
+
+/**
  * Compares every row of src with a constant.
  *
  * src: vals (aligned), encoding context, nrows, mask_bv; a block-compressed one its stream fields.  cst: vals; an
@@ -638,7 +679,7 @@ VORN_API void vorn_build_cla_1_ub2(uint32_t *res, uint32_t res_len, const void *
 VORN_API uint32_t vorn_cmp(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, const vorn_cv *cst, vorn_aux *aux,
                            uint32_t opc);
 
-/* vorn_cmp with the opcode of the name. */
+/** vorn_cmp with the opcode of the name. */
 VORN_API uint32_t vorn_eq(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, const vorn_cv *cst, vorn_aux *aux);
 VORN_API uint32_t vorn_lt(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, const vorn_cv *cst, vorn_aux *aux);
 VORN_API uint32_t vorn_gt(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, const vorn_cv *cst, vorn_aux *aux);
@@ -646,14 +687,14 @@ VORN_API uint32_t vorn_le(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, const
 VORN_API uint32_t vorn_ge(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, const vorn_cv *cst, vorn_aux *aux);
 VORN_API uint32_t vorn_ne(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, const vorn_cv *cst, vorn_aux *aux);
 
-/*
+/**
  * Compares every row of src with two constants: a row matches when it lies between lo and hi, bounds included or not as
  * the opcode says.  The rules are those of vorn_cmp, for both constants.  opc is VORN_OPC_GT_LT to VORN_OPC_GE_LE.
  */
 VORN_API uint32_t vorn_range_cmp(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, const vorn_cv *lo, const vorn_cv *hi,
                                  vorn_aux *aux, uint32_t opc);
 
-/* vorn_range_cmp with the opcode of the name: lo < x < hi, lo < x <= hi, lo <= x < hi, lo <= x <= hi. */
+/** vorn_range_cmp with the opcode of the name: lo < x < hi, lo < x <= hi, lo <= x < hi, lo <= x <= hi. */
 VORN_API uint32_t vorn_gt_lt(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, const vorn_cv *lo, const vorn_cv *hi,
                              vorn_aux *aux);
 VORN_API uint32_t vorn_gt_le(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, const vorn_cv *lo, const vorn_cv *hi,
@@ -663,7 +704,7 @@ VORN_API uint32_t vorn_ge_lt(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, co
 VORN_API uint32_t vorn_ge_le(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, const vorn_cv *lo, const vorn_cv *hi,
                              vorn_aux *aux);
 
-/*
+/**
  * Selects the rows whose dictionary code is a member of a set.  set: vorn_cv_bv alone is read, one bit per code,
  * aligned to VORN_JOIN_BITWVEC_ALIGN; it covers every code that the column can contain.  Code 0 counts like any other:
  * there is no kernel for VORN_NULLS.
@@ -671,12 +712,15 @@ VORN_API uint32_t vorn_ge_le(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, co
  */
 VORN_API uint32_t vorn_in_set(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, const vorn_cv *set, vorn_aux *aux);
 
-/* The opcode of a predicate code of the sibling module rowz, VORN_OPC_NONE for a code that is none. */
+/** The opcode of a predicate code of the sibling module rowz, VORN_OPC_NONE for a code that is none. */
 VORN_API uint32_t vorn_convert_rowz_pcode(uint8_t code);
 
-/* Decoders. */
+/** @} */
 
-/*
+/** @defgroup decoders Decoders
+ *  @{ */
+
+/**
  * Decodes the dictionary codes of a list of rows to their values, without copying them.
  *
  * src: vals (aligned), encoding context with VORN_DICT, no VORN_NULLS.  aux: vorn_aux_ones_vec, n row numbers in any
@@ -689,10 +733,10 @@ VORN_API uint32_t vorn_convert_rowz_pcode(uint8_t code);
  */
 VORN_API uint32_t vorn_decode(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, vorn_aux *aux);
 
-/* 1 for a vorn_enc_ctx_dict_layout that the decoders know, else 0. */
+/** 1 for a vorn_enc_ctx_dict_layout that the decoders know, else 0. */
 VORN_API uint32_t vorn_decode_is_vorn_dict_type_supported(uint32_t layout);
 
-/*
+/**
  * Unpacks dictionary codes to an array of integers in the processor's order, in batches.
  *
  * src: as for vorn_decode.  res: vals, room for vorn_cv_nrows elements; an element has 1 byte for codes of up to 8
@@ -709,10 +753,10 @@ VORN_API uint32_t vorn_decode_is_vorn_dict_type_supported(uint32_t layout);
  */
 VORN_API uint32_t vorn_decode_unpack(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, vorn_aux *aux);
 
-/* The same by the generic kernel and without the checks; vorn_aux_ctx must be set. */
+/** The same by the generic kernel and without the checks; vorn_aux_ctx must be set. */
 VORN_API uint32_t vorn_dispatch_decode_unpack(vorn_cv *res, vorn_cv *src, vorn_aux *aux);
 
-/*
+/**
  * Decodes an array of vorn_cv_nrows codes, as vorn_decode_unpack writes it, to the outputs of vorn_decode.  src: an
  * encoding context of the width 8, 16 or 32 with the dictionary; the elements have as many bits, or 32 with
  * VORN_AUX_UNPACK_UB4.  flgs of res may be null.  vorn_cv_popc becomes vorn_cv_nrows of src.
@@ -722,7 +766,7 @@ VORN_API uint32_t vorn_dispatch_decode_unpack(vorn_cv *res, vorn_cv *src, vorn_a
  */
 VORN_API uint32_t vorn_decode_symbol(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, vorn_aux *aux);
 
-/*
+/**
  * Rebuilds prefix-compressed values of vorn_enc_ctx_prefix_vlen bytes into vals of res, back to back.
  *
  * src: lens, for each of vorn_cv_nrows groups the offset of its record in vals, 32 bits big-endian; the three prefix
@@ -735,10 +779,10 @@ VORN_API uint32_t vorn_decode_symbol(const vorn_ctx *ctx, vorn_cv *res, vorn_cv 
  */
 VORN_API uint32_t vorn_prefix_decode(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, vorn_aux *aux);
 
-/* The same by the generic implementation alone. */
+/** The same by the generic implementation alone. */
 VORN_API uint32_t vorn_prefix_decode_dydi(vorn_cv *res, vorn_cv *src, vorn_aux *aux);
 
-/*
+/**
  * Expands one bit per run to one bit per row.  src: a run-length encoding context, run lengths and CLA aligned to
  * VORN_DATASTREAM_ALIGN; the lengths add up to no more than vorn_cv_nrows of res.  aux, not null: vorn_aux_filter_bv is
  * the per-run vector, distinct from vorn_cv_bv of res, which is written with vorn_cv_popc.  With a CLA the runs that
@@ -746,20 +790,23 @@ VORN_API uint32_t vorn_prefix_decode_dydi(vorn_cv *res, vorn_cv *src, vorn_aux *
  */
 VORN_API uint32_t vorn_decode_rle_burst(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, vorn_aux *aux);
 
-/*
+/**
  * Decodes a block-compressed stream of dstlen bytes; what a host normally puts into vorn_ctx_decompress.  Checks the
  * alignments, fills in scratch allocators where the context has none, and runs the decoder in force; when one that is
  * not the host's own fails, the host's has the last word.  0 on success.  *outlen is the decoder's to write.
  */
 VORN_API uint32_t vorn_qpak_decode(vorn_qpak_ctx *qctx, const void *src, void *dst, uint32_t *outlen, uint32_t dstlen);
 
-/* The same without checks, by qpak_decode of the host. */
+/** The same without checks, by qpak_decode of the host. */
 VORN_API uint32_t vorn_qpak_decode_dydi(vorn_qpak_ctx *qctx, const void *src, void *dst, uint32_t *outlen,
                                         uint32_t dstlen);
 
-/* Bit vectors. */
+/** @} */
 
-/*
+/** @defgroup bit_vectors Bit vectors
+ *  @{ */
+
+/**
  * Two families of the same seventeen operations, without checks; a host calls them through the slots of
  * vorn_global_ctx.  A vector of lbiv is (nbits + 7) >> 3 bytes at any address, one of lbiwv (nbits + 63) >> 6 words,
  * which are read and written whole.  Bit i has the same place in both.
@@ -773,105 +820,107 @@ VORN_API uint32_t vorn_qpak_decode_dydi(vorn_qpak_ctx *qctx, const void *src, vo
  * iter and ones, which may take turns.
  */
 
-/* Writes the number of ones of bv; does nothing without popc. */
+/** Writes the number of ones of bv; does nothing without popc. */
 VORN_API void vorn_lbivpopcnt_dydi(uint32_t *popc, const void *bv, uint64_t nbits);
 
-/* dst = NOT src. */
+/** dst = NOT src. */
 VORN_API void vorn_lbivnot_dydi(void *dst, uint32_t *popc, const void *src, uint64_t nbits);
 
-/* dst = a AND b. */
+/** dst = a AND b. */
 VORN_API void vorn_lbivand_dydi(void *dst, uint32_t *popc, const void *a, const void *b, uint64_t nbits);
 
-/* dst = a OR b. */
+/** dst = a OR b. */
 VORN_API void vorn_lbivor_dydi(void *dst, uint32_t *popc, const void *a, const void *b, uint64_t nbits);
 
-/* dst = a XOR b. */
+/** dst = a XOR b. */
 VORN_API void vorn_lbivxor_dydi(void *dst, uint32_t *popc, const void *a, const void *b, uint64_t nbits);
 
-/* dst = (NOT a) AND b: the first source is complemented. */
+/** dst = (NOT a) AND b: the first source is complemented. */
 VORN_API void vorn_lbivandnot_dydi(void *dst, uint32_t *popc, const void *a, const void *b, uint64_t nbits);
 
-/* dst = a AND b AND c. */
+/** dst = a AND b AND c. */
 VORN_API void vorn_lbivand3_dydi(void *dst, uint32_t *popc, const void *a, const void *b, const void *c,
                                  uint64_t nbits);
 
-/* dst = a OR b OR c. */
+/** dst = a OR b OR c. */
 VORN_API void vorn_lbivor3_dydi(void *dst, uint32_t *popc, const void *a, const void *b, const void *c, uint64_t nbits);
 
-/* dst = a XOR b XOR c. */
+/** dst = a XOR b XOR c. */
 VORN_API void vorn_lbivxor3_dydi(void *dst, uint32_t *popc, const void *a, const void *b, const void *c,
                                  uint64_t nbits);
 
-/* Set or clear the bits first to last, both included; first is not above last. */
+/** Set or clear the bits first to last, both included; first is not above last. */
 VORN_API void vorn_lbivset_range_dydi(void *bv, uint64_t first, uint64_t last);
 VORN_API void vorn_lbivclr_range_dydi(void *bv, uint64_t first, uint64_t last);
 
-/* Readies ictx to iterate from bit start, which lies in a stored byte.  mode 1: over clear bits. */
+/** Readies ictx to iterate from bit start, which lies in a stored byte.  mode 1: over clear bits. */
 VORN_API void vorn_lbiv_ictx_ini2_dydi(vorn_lbiv_ictx *ictx, const void *bv, uint64_t nbits, uint8_t mode,
                                        uint64_t start);
 
-/* The next set bit, the next clear bit, ascending; 0xffffffff at the end, and ever after. */
+/** The next set bit, the next clear bit, ascending; 0xffffffff at the end, and ever after. */
 VORN_API uint64_t vorn_lbiviter_dydi(vorn_lbiv_ictx *ictx);
 VORN_API uint64_t vorn_lbiviter_clr_dydi(vorn_lbiv_ictx *ictx);
 
-/* Writes up to max next set bits to out and returns how many; a later call resumes. */
+/** Writes up to max next set bits to out and returns how many; a later call resumes. */
 VORN_API uint32_t vorn_lbivones_dydi(vorn_lbiv_ictx *ictx, uint32_t *out, uint32_t max);
 
-/* Placeholders: do nothing and return 0xffffffff and 0. */
+/** Placeholders: do nothing and return 0xffffffff and 0. */
 VORN_API uint64_t vorn_lbivrun_dydi(uint64_t a, uint64_t b);
 VORN_API uint64_t vorn_lbivruns_dydi(uint64_t a, uint64_t b, uint64_t c, uint64_t d);
 
-/* The same over whole words; the kernels of the library call these directly. */
+/** The same over whole words; the kernels of the library call these directly. */
 
-/* Writes the number of ones of bv; does nothing without popc. */
+/** Writes the number of ones of bv; does nothing without popc. */
 VORN_API void vorn_lbiwvpopcnt_dydi(uint32_t *popc, const uint64_t *bv, uint64_t nbits);
 
-/* dst = NOT src. */
+/** dst = NOT src. */
 VORN_API void vorn_lbiwvnot_dydi(uint64_t *dst, uint32_t *popc, const uint64_t *src, uint64_t nbits);
 
-/* dst = a AND b. */
+/** dst = a AND b. */
 VORN_API void vorn_lbiwvand_dydi(uint64_t *dst, uint32_t *popc, const uint64_t *a, const uint64_t *b, uint64_t nbits);
 
-/* dst = a OR b. */
+/** dst = a OR b. */
 VORN_API void vorn_lbiwvor_dydi(uint64_t *dst, uint32_t *popc, const uint64_t *a, const uint64_t *b, uint64_t nbits);
 
-/* dst = a XOR b. */
+/** dst = a XOR b. */
 VORN_API void vorn_lbiwvxor_dydi(uint64_t *dst, uint32_t *popc, const uint64_t *a, const uint64_t *b, uint64_t nbits);
 
-/* dst = (NOT a) AND b: the first source is complemented. */
+/** dst = (NOT a) AND b: the first source is complemented. */
 VORN_API void vorn_lbiwvandnot_dydi(uint64_t *dst, uint32_t *popc, const uint64_t *a, const uint64_t *b,
                                     uint64_t nbits);
 
-/* dst = a AND b AND c. */
+/** dst = a AND b AND c. */
 VORN_API void vorn_lbiwvand3_dydi(uint64_t *dst, uint32_t *popc, const uint64_t *a, const uint64_t *b,
                                   const uint64_t *c, uint64_t nbits);
 
-/* dst = a OR b OR c. */
+/** dst = a OR b OR c. */
 VORN_API void vorn_lbiwvor3_dydi(uint64_t *dst, uint32_t *popc, const uint64_t *a, const uint64_t *b, const uint64_t *c,
                                  uint64_t nbits);
 
-/* dst = a XOR b XOR c. */
+/** dst = a XOR b XOR c. */
 VORN_API void vorn_lbiwvxor3_dydi(uint64_t *dst, uint32_t *popc, const uint64_t *a, const uint64_t *b,
                                   const uint64_t *c, uint64_t nbits);
 
-/* Set or clear the bits first to last, both included; first is not above last. */
+/** Set or clear the bits first to last, both included; first is not above last. */
 VORN_API void vorn_lbiwvset_range_dydi(uint64_t *bv, uint64_t first, uint64_t last);
 VORN_API void vorn_lbiwvclr_range_dydi(uint64_t *bv, uint64_t first, uint64_t last);
 
-/* Readies ictx to iterate from bit start, which lies in a stored word.  mode 1: over clear bits. */
+/** Readies ictx to iterate from bit start, which lies in a stored word.  mode 1: over clear bits. */
 VORN_API void vorn_lbiwv_ictx_ini2_dydi(vorn_lbiwv_ictx *ictx, const uint64_t *bv, uint64_t nbits, uint8_t mode,
                                         uint64_t start);
 
-/* The next set bit, the next clear bit, ascending; all ones in 64 bits at the end, and ever after. */
+/** The next set bit, the next clear bit, ascending; all ones in 64 bits at the end, and ever after. */
 VORN_API uint64_t vorn_lbiwviter_dydi(vorn_lbiwv_ictx *ictx);
 VORN_API uint64_t vorn_lbiwviter_clr_dydi(vorn_lbiwv_ictx *ictx);
 
-/* Writes up to max next set bits to out and returns how many; a later call resumes. */
+/** Writes up to max next set bits to out and returns how many; a later call resumes. */
 VORN_API uint32_t vorn_lbiwvones_dydi(vorn_lbiwv_ictx *ictx, uint32_t *out, uint32_t max);
 
-/* Placeholders: do nothing and return all ones in 64 bits and 0. */
+/** Placeholders: do nothing and return all ones in 64 bits and 0. */
 VORN_API uint64_t vorn_lbiwvrun_dydi(uint64_t a, uint64_t b);
 VORN_API uint64_t vorn_lbiwvruns_dydi(uint64_t a, uint64_t b, uint64_t c, uint64_t d);
+
+/** @} */
 
 #ifdef __cplusplus
 }
