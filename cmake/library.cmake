@@ -1,26 +1,24 @@
-# libvorn, shared and static, and the four specialised libraries, which are the kernels compiled again with the flags of
-# their instruction set behind one exported symbol.
+# libvorn, shared and static, and the four specialised libraries.  The kernels are compiled once for every level, with its
+# flags and in its namespace; a specialised library is one level behind one exported symbol.
 
 set(VORN_KERNEL_SOURCES
-  bitvec/byte_popc.cpp
-  bitvec/lbiv.cpp
-  bitvec/lbiwv.cpp
-  frame/implementation.cpp
-  generic/dict_compare.cpp
-  generic/dict_decode.cpp
-  generic/dict_set.cpp
-  generic/dict_symbol.cpp
-  generic/dict_unpack.cpp
-  generic/dispatch_table.cpp
-  generic/dynp_compare.cpp
-  generic/dynp_lengths.cpp
-  generic/fixed_compare.cpp
-  generic/placeholders.cpp
-  generic/prefix_decode.cpp
-  generic/qpak.cpp
-  generic/rle_burst.cpp
-  generic/rle_expand.cpp)
+  generic/bitvec/lbiv.cpp
+  generic/bitvec/lbiwv.cpp
+  generic/decode/dict_decode.cpp
+  generic/decode/dict_symbol.cpp
+  generic/decode/dict_unpack.cpp
+  generic/decode/prefix_decode.cpp
+  generic/decode/qpak.cpp
+  generic/decode/rle_burst.cpp
+  generic/decode/rle_expand.cpp
+  generic/scan/dict_compare.cpp
+  generic/scan/dict_set.cpp
+  generic/scan/dynp_compare.cpp
+  generic/scan/fixed_compare.cpp
+  generic/table/hooks.cpp
+  generic/table/placeholders.cpp)
 
+# What is libvorn's alone: the entry points, the record in force, the tables that it exports.
 set(VORN_FRAME_SOURCES
   decode/decode.cpp
   decode/prefix.cpp
@@ -28,34 +26,44 @@ set(VORN_FRAME_SOURCES
   decode/rle_burst.cpp
   decode/symbol.cpp
   decode/unpack.cpp
-  frame/call.cpp
+  frame/builders.cpp
   frame/costs.cpp
-  frame/global_ctx.cpp
+  frame/entry_point.cpp
   frame/names.cpp
+  frame/start_up.cpp
   frame/trace.cpp
-  frame/vorn.cpp
+  generic/table/exported_tables.cpp
+  generic/table/global_ctx.cpp
   scan/cmp.cpp
   scan/in_set.cpp
   scan/range_cmp.cpp
   scan/rowz.cpp)
 
+# vorn_add_level(LEVEL SOURCES source... [FLAGS flag...]): the objects vorn_level_LEVEL.
+#
 # The library raises nothing itself and has nothing to clean up when a reporter of the host unwinds through it, so unwind
 # tables are enough.  Without exceptions it needs no run-time library of C++.
 # Trace records name sources by their place in the tree.
-set(VORN_LIBRARY_OPTIONS -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/= -fno-exceptions -fno-rtti -fasynchronous-unwind-tables)
+function(vorn_add_level level)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;FLAGS")
+  add_library(vorn_level_${level} OBJECT ${VORN_KERNEL_SOURCES} ${arg_SOURCES})
+  target_include_directories(vorn_level_${level} PRIVATE ${PROJECT_SOURCE_DIR})
+  target_compile_definitions(vorn_level_${level} PRIVATE VORN_LEVEL=${level})
+  target_compile_options(vorn_level_${level} PRIVATE
+    -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/= -fno-exceptions -fno-rtti -fasynchronous-unwind-tables
+    ${arg_FLAGS})
+endfunction()
 
-add_library(vorn_objects OBJECT ${VORN_FRAME_SOURCES} ${VORN_KERNEL_SOURCES})
-target_include_directories(vorn_objects PRIVATE ${PROJECT_SOURCE_DIR})
-target_compile_options(vorn_objects PRIVATE ${VORN_LIBRARY_OPTIONS})
+vorn_add_level(generic SOURCES ${VORN_FRAME_SOURCES})
 
 # The installed headers are <vorn/vorn.h>; in the tree they are "frame/vorn.h".
 foreach(variant vorn vorn_static)
   if(variant STREQUAL "vorn")
-    add_library(vorn SHARED $<TARGET_OBJECTS:vorn_objects>)
+    add_library(vorn SHARED $<TARGET_OBJECTS:vorn_level_generic>)
     set_target_properties(vorn PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
     target_link_options(vorn PRIVATE -Wl,--as-needed)
   else()
-    add_library(vorn_static STATIC $<TARGET_OBJECTS:vorn_objects>)
+    add_library(vorn_static STATIC $<TARGET_OBJECTS:vorn_level_generic>)
     set_target_properties(vorn_static PROPERTIES OUTPUT_NAME vorn)
   endif()
   add_library(vorn::${variant} ALIAS ${variant})
@@ -64,23 +72,26 @@ foreach(variant vorn vorn_static)
     $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
 endforeach()
 
-function(vorn_add_specialized name)
-  add_library(${name} MODULE ${VORN_KERNEL_SOURCES} isa/specialized_ctx.cpp)
+# vorn_add_specialized(NAME LEVEL [flag...]): a library and the level that it holds.  What an engine replaces is dropped.
+function(vorn_add_specialized name level)
+  vorn_add_level(${level} SOURCES isa/level.cpp FLAGS -ffunction-sections -fdata-sections ${ARGN})
+  add_library(${name} MODULE isa/library.cpp $<TARGET_OBJECTS:vorn_level_${level}>)
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
-  target_compile_definitions(${name} PRIVATE VORN_ISA_LIB_NAME="${name}")
-  target_compile_options(${name} PRIVATE ${VORN_LIBRARY_OPTIONS} ${ARGN})
-  target_link_options(${name} PRIVATE -Wl,--as-needed -Wl,--version-script=${PROJECT_SOURCE_DIR}/isa/specialized.map)
-  set_target_properties(${name} PROPERTIES PREFIX "" LINK_DEPENDS ${PROJECT_SOURCE_DIR}/isa/specialized.map)
+  target_compile_definitions(${name} PRIVATE VORN_LIBRARY_NAME="${name}" VORN_LEVEL=${level})
+  target_compile_options(${name} PRIVATE -fno-exceptions -fno-rtti)
+  target_link_options(${name} PRIVATE
+    -Wl,--as-needed -Wl,--gc-sections -Wl,--version-script=${PROJECT_SOURCE_DIR}/isa/library.map)
+  set_target_properties(${name} PROPERTIES PREFIX "" LINK_DEPENDS ${PROJECT_SOURCE_DIR}/isa/library.map)
 endfunction()
 
 set(VORN_V2 -msse3 -mssse3 -msse4.1 -msse4.2 -mpopcnt -mcx16 -msahf)
 set(VORN_V3 ${VORN_V2} -mavx -mavx2 -mbmi -mbmi2 -mf16c -mfma -mlzcnt -mmovbe)
 set(VORN_V4 ${VORN_V3} -mavx512f -mavx512bw -mavx512cd -mavx512dq -mavx512vl -mprefer-vector-width=512)
 
-vorn_add_specialized(svxlsse4219 ${VORN_V2})
-vorn_add_specialized(svxlavx19 ${VORN_V2} -mavx)
-vorn_add_specialized(svxlavx219 ${VORN_V3})
-vorn_add_specialized(svxlavx51219 ${VORN_V4})
+vorn_add_specialized(svxlsse4219 sse42 ${VORN_V2})
+vorn_add_specialized(svxlavx19 avx ${VORN_V2} -mavx)
+vorn_add_specialized(svxlavx219 avx2 ${VORN_V3})
+vorn_add_specialized(svxlavx51219 avx512 ${VORN_V4})
 
 set(VORN_SPECIALIZED svxlsse4219 svxlavx19 svxlavx219 svxlavx51219)
 add_custom_target(vorn_specialized DEPENDS ${VORN_SPECIALIZED})
@@ -91,10 +102,10 @@ install(FILES frame/vorn.h frame/host.h frame/vorn_specialized.h DESTINATION ${C
 install(TARGETS vorn vorn_static EXPORT vorn-targets)
 install(TARGETS ${VORN_SPECIALIZED} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/vorn)
 install(EXPORT vorn-targets NAMESPACE vorn:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/vorn)
-configure_package_config_file(cmake/vorn-config.cmake.in ${CMAKE_BINARY_DIR}/vorn-config.cmake
+configure_package_config_file(cmake/vorn-config.cmake.in ${PROJECT_BINARY_DIR}/vorn-config.cmake
   INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/vorn)
-write_basic_package_version_file(${CMAKE_BINARY_DIR}/vorn-config-version.cmake COMPATIBILITY SameMinorVersion)
-install(FILES ${CMAKE_BINARY_DIR}/vorn-config.cmake ${CMAKE_BINARY_DIR}/vorn-config-version.cmake
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/vorn-config-version.cmake COMPATIBILITY SameMinorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/vorn-config.cmake ${PROJECT_BINARY_DIR}/vorn-config-version.cmake
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/vorn)
-configure_file(cmake/vorn.pc.in ${CMAKE_BINARY_DIR}/vorn.pc @ONLY)
-install(FILES ${CMAKE_BINARY_DIR}/vorn.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+configure_file(cmake/vorn.pc.in ${PROJECT_BINARY_DIR}/vorn.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/vorn.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -1,37 +1,31 @@
 // The entry that decodes packed dictionary codes of a list of rows to their values.
-#include "frame/call.hpp"
+#include "frame/entry_point.hpp"
 
 using namespace vorn;
 
 extern "C" {
 
 uint32_t vorn_decode(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, vorn_aux *aux) {
-  constexpr const char *entry = "vorn_decode";
+  entry_point here(*ctx, "vorn_decode");
   const vorn_enc_ctx &enc = *src->vorn_cv_encoding_context;
-  timing timer(*ctx, VORN_SITE(entry));
-  if (!(enc.vorn_enc_ctx_flags & VORN_DICT))
-    raise(*ctx, "vorn_decode: src is not DICT");
-  check_aligned(*ctx, src->vorn_cv_vals, vorn_global_ctx.VORN_DATASTREAM_ALIGN, "vorn_decode: src is not aligned");
-  vorn_aux local = {};
-  if (aux == nullptr) {
-    raise(*ctx, "vorn_decode: vorn_aux is NULL");
-    aux = &local;
-  }
-  if (aux->vorn_aux_flags & VORN_AUX_INVERT_FILTER)
-    raise(*ctx, "vorn_decode: invert filter not supported", static_cast<const void *>(aux));
+  here.check(enc.vorn_enc_ctx_flags & VORN_DICT, "vorn_decode: src is not DICT");
+  here.check_aligned(src->vorn_cv_vals, vorn_global_ctx.VORN_DATASTREAM_ALIGN, "vorn_decode: src is not aligned");
+  here.check(aux != nullptr, "vorn_decode: vorn_aux is NULL");
+  vorn_aux &given = here.aux_or_own(aux);
+  here.check(!(given.vorn_aux_flags & VORN_AUX_INVERT_FILTER), "vorn_decode: invert filter not supported", aux);
 
   const uint32_t index = dispatch_index(enc.vorn_enc_ctx_type, VORN_OPC_DECODE);
-  VORN_TRACE_KERNEL(*ctx, entry, index, enc);
-  VORN_TRACE_DECODED_ROWS(*ctx, entry, *src, *res, "nrows_decoded");
-  VORN_TRACE_DECODE(*ctx, entry, *res, *aux);
-  prepare(*aux, *ctx, operations::decode);
-  timer.start();
-  const uint32_t code = kernel_of(*ctx, index).unary(res, src, aux);
-  VORN_TRACE_DIAGNOSTIC(*ctx, entry, *aux);
-  count(*ctx, *aux, operations::decode);
+  here.trace_kernel(VORN_POINT(kernel), index, enc);
+  here.trace_call(VORN_POINT(rows_decoded), src->vorn_cv_nrows, res->vorn_cv_nrows);
+  here.trace_decode(VORN_POINT(decode), *res, given);
+  here.prepare(given, operations::decode);
+  here.start_clock();
+  const uint32_t code = here.kernel(index).unary(res, src, &given);
+  here.trace_diagnostic(VORN_POINT(diagnostic), given);
+  here.count(given, operations::decode);
   // The rate is that of the rows from the first to the last one of the list, whether decoded or not.
-  const uint32_t visited = aux->vorn_aux_ones_vec_size == 0 ? 0 : aux->vorn_aux_start_slot - aux->vorn_aux_ones_vec[0];
-  VORN_TIMING_STEP(*ctx, entry, timer, visited, index);
+  const bool empty = given.vorn_aux_ones_vec_size == 0;
+  here.finish(VORN_POINT(time), empty ? 0 : given.vorn_aux_start_slot - given.vorn_aux_ones_vec[0], index);
   return code;
 }
 

@@ -1,26 +1,18 @@
 // The entry that rebuilds prefix-compressed values.  It has no checks, and no counter knows it.
-#include "frame/call.hpp"
+#include "frame/entry_point.hpp"
 
 using namespace vorn;
 
 extern "C" uint32_t vorn_prefix_decode(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, vorn_aux *aux) {
-  constexpr const char *entry = "vorn_prefix_decode";
-  timing timer(*ctx, VORN_SITE(entry));
-  VORN_TRACE(*ctx, trace_kernel, entry, "vorn_prefix_decode force_generic: %d\n", force_generic(*ctx));
-  VORN_TRACE_ROWS(*ctx, entry, src->vorn_cv_nrows);
-  vorn_aux local = {};
-  if (aux != nullptr)
-    VORN_TRACE_FILTER(*ctx, entry, *aux);
-  else
-    aux = &local;
-
-  aux->vorn_aux_ctx = ctx;
-  timer.start();
-  const uint32_t code = force_generic(*ctx) ? vorn_prefix_decode_dydi(res, src, aux)
-                                            : vorn_global_ctx.vorn_prefix_decode_dydi(res, src, aux);
-  if (timer) {
-    const timing::result measured = timer.stop(src->vorn_cv_nrows); // groups, not values
-    VORN_TRACE_TIME(*ctx, entry, measured);
-  }
+  entry_point here(*ctx, "vorn_prefix_decode");
+  here.trace(VORN_POINT(prefix_kernel), here.force_generic());
+  here.trace_call(VORN_POINT(rows), src->vorn_cv_nrows);
+  here.trace_filter(VORN_POINT(filter), aux);
+  vorn_aux &given = here.aux_or_own(aux);
+  given.vorn_aux_ctx = ctx;
+  here.start_clock();
+  const auto kernel = here.force_generic() ? vorn_prefix_decode_dydi : vorn_global_ctx.vorn_prefix_decode_dydi;
+  const uint32_t code = kernel(res, src, &given);
+  here.finish(VORN_POINT(time), src->vorn_cv_nrows); // groups, not values
   return code;
 }

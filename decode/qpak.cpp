@@ -1,5 +1,5 @@
 // The layer in front of the block decoder, which lies with the host or, faster, in a specialised library.
-#include "frame/call.hpp"
+#include "frame/entry_point.hpp"
 
 using namespace vorn;
 

@@ -4,14 +4,16 @@
 #undef NDEBUG // __assert_fail is declared only without it
 #include <cassert>
 
-namespace vorn {
+#include "frame/level.hpp"
+
+namespace vorn::inline VORN_LEVEL {
 
 [[noreturn]] inline void fail_assertion(const char *expression, const char *source, unsigned line,
                                         const char *function) {
   __assert_fail(expression, source, line, function);
 }
 
-} // namespace vorn
+} // namespace vorn::inline VORN_LEVEL
 
 // The text is printed as the failed expression.  It is told apart from the condition, which may be wider than it reads.
 #define VORN_ASSERT(condition, text, source)                                                                           \

@@ -4,7 +4,9 @@
 #include <bit>
 #include <cstdint>
 
-namespace vorn {
+#include "frame/level.hpp"
+
+namespace vorn::inline VORN_LEVEL {
 
 constexpr uint64_t low_bits(uint64_t count) { return count >= 64 ? UINT64_MAX : (uint64_t{1} << count) - 1; }
 
@@ -20,4 +22,4 @@ constexpr uint32_t popcount(uint64_t word) {
 #endif
 }
 
-} // namespace vorn
+} // namespace vorn::inline VORN_LEVEL

@@ -3,9 +3,10 @@
 
 #include <cstdint>
 
+#include "frame/level.hpp"
 #include "frame/vorn.h"
 
-namespace vorn {
+namespace vorn::inline VORN_LEVEL {
 
 struct op_bit {
   uint8_t byte;
@@ -45,4 +46,4 @@ inline constexpr uint64_t called_counters = 384;
 inline constexpr uint64_t selective_counters = called_counters + 8 * sizeof(uint64_t);
 inline constexpr uint64_t third_counters = selective_counters + 8 * sizeof(uint64_t);
 
-} // namespace vorn
+} // namespace vorn::inline VORN_LEVEL

@@ -6,8 +6,9 @@
 #include <tuple>
 
 #include "frame/host.h"
+#include "frame/level.hpp"
 
-namespace vorn {
+namespace vorn::inline VORN_LEVEL {
 
 constexpr auto tagged(std::integral auto value) {
   return std::tuple{uint32_t{HOST_TAG_INT}, static_cast<int32_t>(value)};
@@ -41,4 +42,4 @@ void raise_soft(const vorn_ctx &ctx, const char *message, Values... values) {
   with_tags([&](auto... flat) { host_soft_internal_error(ctx.vorn_ctx_env, error_arg, message, flat...); }, values...);
 }
 
-} // namespace vorn
+} // namespace vorn::inline VORN_LEVEL

@@ -1,6 +1,7 @@
 // Trace points.  With nothing armed a point costs one load and one test; formatting is left to the host.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <cstring>
 
@@ -12,6 +13,52 @@ namespace vorn {
 inline constexpr uint32_t trace_component = 0x12050004;
 
 enum trace_level : uint32_t { trace_kernel = 2, trace_call = 3, trace_timing = 4 };
+
+// What a trace point tells: its level and the format of its values.
+template <size_t Size>
+struct trace_line {
+  trace_level level;
+  char format[Size];
+};
+template <size_t Size>
+trace_line(trace_level, const char (&)[Size]) -> trace_line<Size>;
+
+namespace lines {
+inline constexpr trace_line kernel = {trace_kernel, "%s force_generic: %d qpak: %d\n"};
+inline constexpr trace_line burst_kernel = {trace_kernel, "%s force_generic: %d\n"};
+inline constexpr trace_line prefix_kernel = {trace_kernel, "vorn_prefix_decode force_generic: %d\n"};
+inline constexpr trace_line compare = {
+    trace_call, "loaded_lib: %s loaded_status: %d, loaded_dispatch_table: %p\nnrows: %d src: %p res: %p aux: %p\n"};
+inline constexpr trace_line rows = {trace_call,
+                                    "loaded_lib: %s loaded_status: %d, loaded_dispatch_table: %p\nnrows: %d\n"};
+inline constexpr trace_line rows_decoded = {
+    trace_call, "loaded_lib: %s loaded_status: %d, loaded_dispatch_table: %p\nnrows: %d nrows_decoded: %d\n"};
+inline constexpr trace_line rows_unpacked = {
+    trace_call, "loaded_lib: %s loaded_status: %d, loaded_dispatch_table: %p\nnrows: %d nrows_unpacked: %d\n"};
+inline constexpr trace_line filter = {trace_call, "filter_bv: %p popc: %d invert_filter: %d force_selective: %d\n"};
+inline constexpr trace_line decode = {trace_call,
+                                      "vals: %p lens: %p flgs: %p\nfilterbv: %p start_slot: %d ones_vec: %p (%d)\n"};
+inline constexpr trace_line diagnostic = {trace_call, "diag_code: %d\n"};
+inline constexpr trace_line time = {trace_timing, "Runtime %.0f us (%.0f Mrows/sec)\n"};
+} // namespace lines
+
+// A line at its place in the source.  The text, source location, a byte 0x01 and the format, is static: a host's
+// recorder may keep its address.
+struct trace_point {
+  trace_level level;
+  uint32_t line;
+  const char *text;
+};
+
+template <size_t Place, size_t Format>
+consteval std::array<char, Place + Format - 1> trace_text(const char (&place)[Place], const char (&format)[Format]) {
+  std::array<char, Place + Format - 1> text = {};
+  for (size_t i = 0; i + 1 < Place; ++i)
+    text[i] = place[i];
+  for (size_t i = 0; i < Format; ++i)
+    text[Place - 1 + i] = format[i];
+  return text;
+}
 
 struct trace_site {
   const char *entry;
@@ -36,34 +83,34 @@ trace_answer trace_gate(const vorn_ctx &ctx, uint32_t level, const trace_site &s
 // The gate of the timing decision: without a control block a call is never timed, and no service is asked.
 bool is_timed(const vorn_ctx &ctx, const trace_site &site);
 
-// text is the source location, a byte 0x01 and the format.
 template <class... Values>
-[[gnu::noinline, gnu::cold]] void trace(const vorn_ctx &ctx, uint32_t level, const trace_site &site, const char *text,
-                                        Values... values) {
-  const trace_answer answer = trace_gate(ctx, level, site);
+[[gnu::noinline, gnu::cold]] void trace(const vorn_ctx &ctx, const char *entry, const char *file,
+                                        const trace_point &point, Values... values) {
+  const trace_answer answer = trace_gate(ctx, point.level, {entry, file, point.line});
   if (answer.sink == trace_sink::none)
     return;
   host_trace_ctl *ctl = static_cast<const host_env *>(ctx.vorn_ctx_env)->host_env_trace;
   with_tags(
       [&](auto... flat) {
         if (answer.sink == trace_sink::record)
-          host_trace_record(ctl, trace_component, 0, answer.flags, site.entry, 1, text, flat...);
+          host_trace_record(ctl, trace_component, 0, answer.flags, entry, 1, point.text, flat...);
         else
-          host_trace_write(ctx.vorn_ctx_env, std::strchr(text, '\x01') + 1, flat...);
+          host_trace_write(ctx.vorn_ctx_env, std::strchr(point.text, '\x01') + 1, flat...);
       },
       values...);
 }
 
 } // namespace vorn
 
-#define VORN_TEXT_OF(x)  VORN_TEXT_OF_(x)
 #define VORN_TEXT_OF_(x) #x
-#define VORN_SITE(entry)                                                                                               \
-  vorn::trace_site { entry, __FILE__, __LINE__ }
+#define VORN_TEXT_OF(x)  VORN_TEXT_OF_(x)
 
-// A cleared trace word lets nothing through, with or without a control block.
-#define VORN_TRACE(ctx, level, entry, format, ...)                                                                     \
-  do {                                                                                                                 \
-    if ((ctx).vorn_ctx_trace != 0)                                                                                     \
-      vorn::trace(ctx, level, VORN_SITE(entry), __FILE__ ":" VORN_TEXT_OF(__LINE__) "\x01" format, __VA_ARGS__);       \
-  } while (false)
+// The trace point of a line of vorn::lines where it stands.
+#define VORN_POINT(what)                                                                                               \
+  vorn::trace_point {                                                                                                  \
+    vorn::lines::what.level, __LINE__, [] {                                                                            \
+      static constexpr auto text =                                                                                     \
+          vorn::trace_text(__FILE__ ":" VORN_TEXT_OF(__LINE__) "\x01", vorn::lines::what.format);                      \
+      return text.data();                                                                                              \
+    }()                                                                                                                \
+  }

@@ -26,7 +26,7 @@
 extern "C" {
 #endif
 
-extern VORN_API const vorn_global_ctx_t vorn_global_specialized_ctx;
+extern VORN_API vorn_global_ctx_t vorn_global_specialized_ctx;
 
 #ifdef __cplusplus
 }

@@ -5,9 +5,10 @@
 #include <cstring>
 #include <utility>
 
-#include "generic/vornc_generic.hpp"
+#include "frame/bits.hpp"
+#include "generic/big_endian.hpp"
 
-namespace vorn {
+namespace vorn::inline VORN_LEVEL {
 
 // Reads single codes of a stream of ncodes and nothing behind them.  Of a code that lies behind them, should one be
 // asked for, its own bytes and some before it are read.
@@ -89,4 +90,4 @@ struct last_block {
   }
 };
 
-} // namespace vorn
+} // namespace vorn::inline VORN_LEVEL

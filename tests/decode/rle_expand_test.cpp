@@ -1,6 +1,6 @@
 // The routines that turn run values into row values, against a loop over rows; run values in the tail of the output
 // too.
-#include "generic/rle_expand.hpp"
+#include "generic/decode/rle_expand.hpp"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // The exported length tables, entry by entry.
-#include "generic/dynp_lengths.hpp"
+#include "frame/vorn.h"
 
 #include <gtest/gtest.h>
 

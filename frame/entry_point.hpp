@@ -1,0 +1,189 @@
+// The steps that entry points share.  Each entry point takes them in its own order, so that a step that it lacks shows
+// by its absence.
+#pragma once
+
+#include <cstdint>
+
+#include "frame/operations.hpp"
+#include "frame/raise.hpp"
+#include "frame/trace.hpp"
+#include "frame/vorn.h"
+
+namespace vorn {
+
+inline bool over_runs(const vorn_cv &src) { return src.vorn_cv_encoding_context->vorn_enc_ctx_flags & VORN_RLE; }
+
+inline uint32_t dispatch_index(uint64_t type_code, uint32_t opcode) {
+  return static_cast<uint32_t>(type_code & 0xff) << 5 | opcode;
+}
+
+// The alignment words are those of the record in force.
+inline bool is_aligned(const void *address, uint64_t alignment) {
+  return (reinterpret_cast<uintptr_t>(address) & (alignment - 1)) == 0;
+}
+
+// The length code of a constant, 0 where it has none.
+inline uint32_t length_code(const vorn_cv &cst) {
+  const auto *lens = static_cast<const uint8_t *>(cst.vorn_cv_lens);
+  return lens == nullptr ? 0 : *lens;
+}
+
+// The texts of an entry's self-check.
+struct self_check_texts {
+  const char *scratch;
+  const char *popcount_differs;
+  const char *result_differs;
+};
+
+// The scratch result of the generic kernel.
+struct self_check_scratch {
+  vorn_cv result = {};
+  void *token = nullptr;
+};
+
+// One call of an entry point: its context, its name and its place in the source.
+class entry_point {
+public:
+  // Decides whether the call is timed.
+  entry_point(const vorn_ctx &ctx, const char *name, const char *file = __builtin_FILE(),
+              uint32_t line = __builtin_LINE())
+      : ctx_(ctx), name_(name), file_(file), timed_(ctx.vorn_ctx_trace != 0 && is_timed(ctx, {name, file, line})) {}
+
+  // Reports a fault unless all is well.  If the reporter returns, the call goes on.
+  template <class... Values>
+  void check(bool well, const char *fault, Values... values) const {
+    if (!well)
+      raise(ctx_, fault, values...);
+  }
+
+  void check_aligned(const void *address, uint64_t alignment, const char *fault) const {
+    check(is_aligned(address, alignment), fault, address);
+  }
+
+  // A run-length source needs room for one bit per run; its bits are expanded to rows by the burst entry.
+  void check_runs(const vorn_cv &src, const char *missing_vector) const {
+    if (!over_runs(src))
+      return;
+    vorn_enc_ctx &enc = *src.vorn_cv_encoding_context;
+    check(enc.vorn_enc_ctx_burst_res_bv != nullptr, missing_vector);
+    enc.vorn_enc_ctx_burst_fn = vorn_decode_rle_burst;
+  }
+
+  // A run-length source is evaluated over runs, where a filter of rows has no meaning: it is dropped.
+  void check_filter(const vorn_cv &src, vorn_aux *aux, const char *not_aligned, const char *inverted) const {
+    if (aux == nullptr)
+      return;
+    check_aligned(aux->vorn_aux_filter_bv, vorn_global_ctx.VORN_BITWVEC_ALIGN, not_aligned);
+    check(aux->vorn_aux_filter_bv == nullptr || !(aux->vorn_aux_flags & VORN_AUX_INVERT_FILTER), inverted, aux);
+    if (over_runs(src))
+      aux->vorn_aux_filter_bv = nullptr;
+  }
+
+  // The caller's aux or a cleared one of the call's own.
+  vorn_aux &aux_or_own(vorn_aux *aux) {
+    if (aux != nullptr)
+      return *aux;
+    own_aux_ = {};
+    return own_aux_;
+  }
+
+  template <class... Values>
+  void trace(const trace_point &point, Values... values) const {
+    if (ctx_.vorn_ctx_trace != 0) // a cleared trace word lets nothing through, with or without a control block
+      vorn::trace(ctx_, name_, file_, point, values...);
+  }
+
+  void trace_kernel(const trace_point &point, uint32_t index, const vorn_enc_ctx &enc) const {
+    trace(point, vorn_dispatch_func_names[index], force_generic(), (enc.vorn_enc_ctx_flags & VORN_STREAM) ? 1 : 0);
+  }
+
+  // The implementation in force, and what the call works on.
+  template <class... Values>
+  void trace_call(const trace_point &point, Values... values) const {
+    trace(point, vorn_global_ctx.vorn_global_ctx_lib_name, vorn_global_ctx.vorn_global_ctx_status,
+          vorn_global_ctx.vorn_global_ctx_dispatch, values...);
+  }
+
+  void trace_filter(const trace_point &point, const vorn_aux *aux) const {
+    if (aux != nullptr)
+      trace(point, aux->vorn_aux_filter_bv, aux->vorn_aux_popc, (aux->vorn_aux_flags & VORN_AUX_INVERT_FILTER) ? 1 : 0,
+            (aux->vorn_aux_flags & VORN_AUX_FORCE_SELECTIVE) ? 1 : 0);
+  }
+
+  void trace_decode(const trace_point &point, const vorn_cv &res, const vorn_aux &aux) const {
+    trace(point, res.vorn_cv_vals, res.vorn_cv_lens, res.vorn_cv_flgs, aux.vorn_aux_filter_bv, aux.vorn_aux_start_slot,
+          aux.vorn_aux_ones_vec, aux.vorn_aux_ones_vec_size);
+  }
+
+  // Readies aux for a kernel: the operation's bits, the diagnostic code, the way back to the context.
+  void prepare(vorn_aux &aux, const operation &op) const {
+    clear(aux, shared_bit);
+    set(aux, op.called);
+    clear(aux, op.selective);
+    clear(aux, op.third);
+    aux.vorn_aux_diag_code = 0;
+    aux.vorn_aux_ctx = &ctx_;
+  }
+
+  void start_clock() {
+    if (timed_)
+      start_ = host_clock_time64();
+  }
+
+  uint32_t force_generic() const { return (ctx_.vorn_ctx_flags & VORN_CTX_FORCE_GENERIC) ? 1 : 0; }
+
+  // The kernel of an entry without a self-check.
+  const vorn_kernel &kernel(uint32_t index) const {
+    return (force_generic() ? vorn_dispatch_table : vorn_global_ctx.vorn_global_ctx_dispatch)[index];
+  }
+
+  // The dispatch rule: the generic kernel when it is forced, both under the self-check, else the one in force.
+  // invoke(kernel, res) calls a kernel.
+  template <class Invoke>
+  uint32_t run(uint32_t index, vorn_cv &res, const self_check_texts &texts, Invoke invoke) const {
+    if (force_generic() || !(ctx_.vorn_ctx_flags & VORN_CTX_SELF_CHECK))
+      return invoke(kernel(index), res);
+    self_check_scratch scratch;
+    begin_self_check(res, texts, scratch);
+    const uint32_t generic_code = invoke(vorn_dispatch_table[index], scratch.result);
+    const uint32_t code = invoke(kernel(index), res);
+    // Kernels that refuse their operands write nothing that could be compared.
+    const bool compared = generic_code != VORN_RESULT_REFUSED || code != VORN_RESULT_REFUSED;
+    end_self_check(res, index, compared, texts, scratch);
+    return code;
+  }
+
+  void trace_diagnostic(const trace_point &point, const vorn_aux &aux) const {
+    if (aux.vorn_aux_diag_code != 0)
+      trace(point, aux.vorn_aux_diag_code);
+  }
+
+  // Adds what the bits of the operation say to the host's statistics block, if there is one.
+  void count(const vorn_aux &aux, const operation &op) const;
+
+  // The end of a timed call: its line.  With an index also the running mean of the slot, when the context asks for it.
+  void finish(const trace_point &point, uint32_t nrows) const {
+    if (timed_)
+      stop_clock(point, nrows);
+  }
+  void finish(const trace_point &point, uint32_t nrows, uint32_t index) const {
+    if (timed_)
+      accumulate(index, stop_clock(point, nrows));
+  }
+
+private:
+  void begin_self_check(const vorn_cv &res, const self_check_texts &texts, self_check_scratch &scratch) const;
+  void end_self_check(const vorn_cv &res, uint32_t index, bool compared, const self_check_texts &texts,
+                      self_check_scratch &scratch) const;
+  double stop_clock(const trace_point &point, uint32_t nrows) const;
+  void accumulate(uint32_t index, double rate) const;
+
+  const vorn_ctx &ctx_;
+  const char *name_;
+  const char *file_;
+  bool timed_;
+  uint64_t start_ = 0;
+  vorn_aux own_aux_; // cleared where it is used
+};
+
+} // namespace vorn

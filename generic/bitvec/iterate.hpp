@@ -1,0 +1,92 @@
+// Iteration over the set or clear bits of a vector, one word in hand.  The contexts of the two families have the same
+// fields, which are taken apart in their order.
+#pragma once
+
+#include <algorithm>
+
+#include "frame/vorn.h"
+#include "generic/bitvec/words.hpp"
+
+namespace vorn::inline VORN_LEVEL {
+
+enum class wanted { set, clear };
+
+// An iterator over whole words.  Over no bits, or started behind the last stored word, it loads nothing and is at its
+// end.
+inline vorn_lbiwv_ictx iterator_over(const uint64_t *bv, uint64_t nbits, wanted bits, uint64_t start) {
+  const uint64_t index = start / 64;
+  vorn_lbiwv_ictx ictx = {bv + index + 1, static_cast<int32_t>(nbits), static_cast<int32_t>(index * 64), start % 64, 0};
+  if (index * 64 < nbits)
+    ictx.vorn_lbiwv_ictx_word = (bits == wanted::clear ? ~bv[index] : bv[index]) & UINT64_MAX << start % 64;
+  return ictx;
+}
+
+// Makes sure that the word in hand has an undelivered bit; false at the end of the vector.
+template <class Unit, wanted Bits, class Context>
+inline bool has_bits(Context &context) {
+  auto &[next, nbits, base, offset, word] = context;
+  while (word == 0) {
+    const int64_t left = int64_t{nbits} - base - 64;
+    if (left <= 0) {
+      if (base < nbits) // an exhausted iterator stays where it is, and there are no numbers behind the longest vector
+        base = static_cast<int32_t>(std::min<int64_t>(int64_t{base} + 64, INT32_MAX));
+      return false;
+    }
+    base += 64;
+    word = load_word(next++, left >= 64 ? sizeof word : stored_bytes<Unit>(static_cast<uint64_t>(left)));
+    if constexpr (Bits == wanted::clear)
+      word = ~word;
+    offset = 0;
+  }
+  return true;
+}
+
+// The position of the lowest bit of the word in hand, which is delivered with that.
+template <class Context>
+inline int64_t take_bit(Context &context) {
+  auto &[next, nbits, base, offset, word] = context;
+  const int64_t position = int64_t{base} + __builtin_ctzll(word); // std::countr_zero would ask first whether it is 0
+  word &= word - 1;
+  return position;
+}
+
+// The next wanted bit or `end`.  A stray bit behind the vector is the end as well: no word follows the one it is in.
+template <class Unit, wanted Bits, class Context>
+inline uint64_t next_bit(Context &context, uint64_t end) {
+  if (!has_bits<Unit, Bits>(context))
+    return end;
+  auto &[next, nbits, base, offset, word] = context;
+  const int64_t position = take_bit(context);
+  return position < nbits ? static_cast<uint64_t>(position) : end;
+}
+
+// Lists set bits one after the other.  An engine of a level may replace it by a pass that lists a word at once.
+struct single_bits {
+  template <class Unit, class Context>
+  static uint32_t list_ones(Context &context, uint32_t *out, uint32_t max) {
+    Context local = context; // in registers: out may be the context as far as the compiler knows
+    auto &[next, nbits, base, offset, word] = local;
+    uint32_t count = 0;
+    while (count < max && has_bits<Unit, wanted::set>(local)) {
+      if (int64_t{nbits} - base < 64) { // there may be stray bits
+        const int64_t position = take_bit(local);
+        if (position >= nbits)
+          break;
+        out[count++] = static_cast<uint32_t>(position);
+        continue;
+      }
+      do
+        out[count++] = static_cast<uint32_t>(take_bit(local));
+      while (word != 0 && count < max);
+    }
+    context = local;
+    return count;
+  }
+};
+
+// What kernels walk filters with.
+[[gnu::noinline]] inline uint32_t next_ones(vorn_lbiwv_ictx &iterator, uint32_t *out, uint32_t max) {
+  return single_bits::list_ones<uint64_t>(iterator, out, max);
+}
+
+} // namespace vorn::inline VORN_LEVEL

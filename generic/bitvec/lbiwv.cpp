@@ -1,0 +1,25 @@
+// The wide bit vectors: vectors of whole 64-bit words.
+#include "generic/bitvec/combine.hpp"
+#include "generic/bitvec/family.hpp"
+#include "generic/bitvec/iterate.hpp"
+
+namespace {
+
+using unit = uint64_t;
+using pass = vorn::single_words;
+using list_pass = vorn::single_bits;
+
+constexpr uint64_t end_mark = UINT64_MAX;
+
+} // namespace
+
+VORN_KERNELS_BEGIN
+
+VORN_DEFINE_BIT_VECTORS(lbiwv, uint64_t)
+
+void vorn_lbiwv_ictx_ini2_dydi(vorn_lbiwv_ictx *ictx, const uint64_t *bv, uint64_t nbits, uint8_t mode,
+                               uint64_t start) {
+  *ictx = vorn::iterator_over(bv, nbits, mode == 1 ? vorn::wanted::clear : vorn::wanted::set, start);
+}
+
+VORN_KERNELS_END

@@ -1,0 +1,113 @@
+// Bursts: every selected run sets its whole stretch of rows.
+#pragma once
+
+#include <algorithm>
+#include <bit>
+
+#include "frame/vorn.h"
+#include "generic/bitvec/words.hpp"
+#include "generic/decode/rle_lengths.hpp"
+
+namespace vorn::inline VORN_LEVEL {
+
+struct stretch {
+  uint32_t first;
+  uint32_t rows;
+};
+
+// Where the 64 runs of a word of the per-run vector lie, by the sums of their lengths.  Words are entered in order.
+template <unsigned Bits>
+class summed_runs {
+public:
+  explicit summed_runs(const vorn_enc_ctx &enc)
+      : lens_(enc.vorn_enc_ctx_rle_lens, Bits), nruns_(enc.vorn_enc_ctx_rle_nruns) {}
+
+  // Sums all of them: a loop over the runs in between would end at a place that no branch predictor foresees.
+  void enter(uint32_t block) {
+    const uint32_t size = std::min(nruns_ - block, 64U);
+    uint32_t first = first_[64];
+    for (uint32_t i = 0; i < size; ++i) {
+      first_[i] = first;
+      first += lens_[uint64_t{block} + i];
+    }
+    first_[size] = first;
+  }
+
+  stretch at(uint32_t /*block*/, uint32_t run) const { return {first_[run], first_[run + 1] - first_[run]}; }
+
+private:
+  run_lengths lens_;
+  uint32_t nruns_;
+  uint32_t first_[65] = {}; // first row of each run and of the one behind, modulo 2^32
+};
+
+// The same by the CLA.
+class indexed_runs {
+public:
+  explicit indexed_runs(const vorn_enc_ctx &enc) : cla_(static_cast<const uint8_t *>(enc.vorn_enc_ctx_rle_cla)) {}
+
+  void enter(uint32_t /*block*/) {}
+
+  stretch at(uint32_t block, uint32_t run) const {
+    const uint8_t *entry = cla_ + 4 * (uint64_t{block} + run);
+    const uint32_t first = load_big<uint32_t>(entry);
+    return {first, load_big<uint32_t>(entry + 4) - first};
+  }
+
+private:
+  const uint8_t *cla_;
+};
+
+// Sets the rows of a run in a vector in which nothing is set behind it: only its first word may hold earlier runs.
+// Up to four words are written without a branch on their number, which no predictor foresees.
+inline void set_rows(uint64_t *out, stretch run) {
+  if (run.rows == 0) // the word of an empty run may lie behind the vector
+    return;
+  const uint32_t end = run.first % 64 + run.rows - 1;
+  uint64_t *word = out + run.first / 64;
+  uint64_t *const last = word + end / 64;
+  const uint64_t head = UINT64_MAX << run.first % 64;
+  const uint64_t tail = UINT64_MAX >> (63 - end % 64);
+  if (word == last) {
+    *word |= head & tail;
+    return;
+  }
+  *word |= head;
+  word[1] = UINT64_MAX;
+  word += word + 2 < last ? 2 : 1;
+  *word = UINT64_MAX;
+  while (++word < last)
+    *word = UINT64_MAX;
+  *last = tail;
+}
+
+// One selected run after the other.  An engine of a level may replace it.
+struct single_runs {
+  // Sets the rows of the selected ones of nruns runs in a vector of zeros and returns how many they are.
+  template <class Runs>
+  static uint32_t set(Runs runs, const uint64_t *selected, uint32_t nruns, uint64_t *out) {
+    uint32_t count = 0;
+    for (uint32_t block = 0; block < nruns; block += 64) {
+      runs.enter(block);
+      uint64_t word = selected[block / 64] & low_bits(nruns - block);
+      for (; word != 0; word &= word - 1) {
+        const stretch rows = runs.at(block, static_cast<uint32_t>(std::countr_zero(word)));
+        set_rows(out, rows);
+        count += rows.rows;
+      }
+    }
+    return count;
+  }
+};
+
+template <class Runs, class Pass>
+uint32_t burst(vorn_cv *res, vorn_cv *src, vorn_aux *aux) {
+  const vorn_enc_ctx &enc = *src->vorn_cv_encoding_context;
+  uint64_t *out = res->vorn_cv_bv;
+  std::fill_n(out, words_of(res->vorn_cv_nrows), 0);
+  const uint32_t count = Pass::set(Runs(enc), aux->vorn_aux_filter_bv, enc.vorn_enc_ctx_rle_nruns, out);
+  res->vorn_cv_popc = count;
+  return count == 0 ? VORN_RESULT_EMPTY : VORN_RESULT_DONE;
+}
+
+} // namespace vorn::inline VORN_LEVEL

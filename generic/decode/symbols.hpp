@@ -1,0 +1,107 @@
+// Dictionary codes to values: where the value of a code lies and how long it is, by the layout of the dictionary.
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+
+#include "frame/vorn.h"
+#include "generic/big_endian.hpp"
+
+namespace vorn::inline VORN_LEVEL {
+
+struct symbol {
+  const uint8_t *bytes;
+  uint32_t length;
+};
+
+// All values have one length.
+class equal_symbols {
+public:
+  explicit equal_symbols(const vorn_enc_ctx &enc)
+      : bytes_(static_cast<const uint8_t *>(enc.vorn_enc_ctx_dict_syms)),
+        length_(load_big<uint16_t>(static_cast<const uint8_t *>(enc.vorn_enc_ctx_dict_lens))) {}
+
+  uint32_t length() const { return length_; }
+  const uint8_t *address(uint32_t code) const { return bytes_ + code * length_; } // the offset wraps at 32 bits
+  symbol at(uint32_t code) const { return {address(code), length_}; }
+
+private:
+  const uint8_t *bytes_;
+  uint32_t length_;
+};
+
+// Values lie back to back; a CLA says where each begins.
+class offset_symbols {
+public:
+  explicit offset_symbols(const vorn_enc_ctx &enc)
+      : bytes_(static_cast<const uint8_t *>(enc.vorn_enc_ctx_dict_syms)),
+        cla_(static_cast<const uint8_t *>(enc.vorn_enc_ctx_dict_cla)) {}
+
+  symbol at(uint32_t code) const {
+    const auto bounds = load_big<uint64_t>(cla_ + 4 * uint64_t{code}); // begin and end in one load
+    const auto begin = static_cast<uint32_t>(bounds >> 32);
+    return {bytes_ + begin, static_cast<uint32_t>(bounds) - begin};
+  }
+
+private:
+  const uint8_t *bytes_;
+  const uint8_t *cla_;
+};
+
+// The three output arrays of a decode, one entry per value.
+struct symbol_arrays {
+  const uint8_t **vals;
+  uint16_t *lens;
+  uint16_t *flgs; // may be null
+
+  explicit symbol_arrays(const vorn_cv &res)
+      : vals(static_cast<const uint8_t **>(res.vorn_cv_vals)), lens(static_cast<uint16_t *>(res.vorn_cv_lens)),
+        flgs(static_cast<uint16_t *>(res.vorn_cv_flgs)) {}
+};
+
+inline constexpr uint16_t null_flag = 2;
+
+inline void write_lengths(const symbol_arrays &out, uint32_t n, uint16_t length, uint16_t flags) {
+  std::fill_n(out.lens, n, length);
+  if (out.flgs != nullptr)
+    std::fill_n(out.flgs, n, flags);
+}
+
+// Writes the values of n codes to the entries from `first` on.
+template <class Symbols, class Code>
+void write_symbols(const symbol_arrays &out, uint32_t first, uint32_t n, const Symbols &symbols, Code code) {
+  for (uint32_t i = 0; i < n; ++i) {
+    const symbol value = symbols.at(code(i));
+    const auto length = static_cast<uint16_t>(value.length); // a value of 2^16 bytes is taken for NULL
+    out.vals[first + i] = value.bytes;
+    out.lens[first + i] = length;
+    if (out.flgs != nullptr)
+      out.flgs[first + i] = length == 0 ? null_flag : 0;
+  }
+}
+
+// Decodes n codes, which codes.write(symbols, out) does.  Where every value is NULL it is not asked, so that a stream
+// is not decompressed for nothing.
+template <class Codes>
+uint32_t decode_symbols(vorn_cv *res, const vorn_enc_ctx &enc, uint32_t n, const Codes &codes) {
+  const symbol_arrays out(*res);
+  switch (enc.vorn_enc_ctx_dict_layout) {
+  case VORN_DICT_ONE_LENGTH: {
+    const equal_symbols symbols(enc);
+    if (symbols.length() != 0)
+      codes.write(symbols, out);
+    else
+      write_lengths(out, n, 0, null_flag);
+    break;
+  }
+  case VORN_DICT_CLA:
+    codes.write(offset_symbols(enc), out);
+    break;
+  default:
+    return VORN_RESULT_NO_IMPLEMENTATION;
+  }
+  res->vorn_cv_popc = n;
+  return VORN_RESULT_DONE;
+}
+
+} // namespace vorn::inline VORN_LEVEL

@@ -1,0 +1,122 @@
+// Every kernel with a slot in the dispatch table, once.  A list calls X for each kernel of a family, always with the
+// same arguments, from which its name follows:
+//
+//     X(op, OP, enc, ENC, width, suffix)     vorn_<op>_<enc>_<width>bit<suffix>
+//
+// The lists of ranges add the one-sided operation of the first bound, under whose name a range reports its stream.
+#pragma once
+
+#define VORN_KERNEL_NAME(op, enc, w, suffix) vorn_##op##_##enc##_##w##bit##suffix
+
+// EACH(width, ...) for the widths of dictionary codes.
+#define VORN_DICT_WIDTHS(EACH, ...)                                                                                    \
+  EACH(1, __VA_ARGS__)                                                                                                 \
+  EACH(2, __VA_ARGS__)                                                                                                 \
+  EACH(3, __VA_ARGS__)                                                                                                 \
+  EACH(4, __VA_ARGS__)                                                                                                 \
+  EACH(5, __VA_ARGS__)                                                                                                 \
+  EACH(6, __VA_ARGS__)                                                                                                 \
+  EACH(7, __VA_ARGS__)                                                                                                 \
+  EACH(8, __VA_ARGS__)                                                                                                 \
+  EACH(9, __VA_ARGS__)                                                                                                 \
+  EACH(10, __VA_ARGS__)                                                                                                \
+  EACH(11, __VA_ARGS__)                                                                                                \
+  EACH(12, __VA_ARGS__)                                                                                                \
+  EACH(13, __VA_ARGS__)                                                                                                \
+  EACH(14, __VA_ARGS__)                                                                                                \
+  EACH(15, __VA_ARGS__)                                                                                                \
+  EACH(16, __VA_ARGS__)                                                                                                \
+  EACH(17, __VA_ARGS__)                                                                                                \
+  EACH(18, __VA_ARGS__)                                                                                                \
+  EACH(19, __VA_ARGS__)                                                                                                \
+  EACH(20, __VA_ARGS__)                                                                                                \
+  EACH(24, __VA_ARGS__)                                                                                                \
+  EACH(32, __VA_ARGS__)
+
+// The predicates of one encoding, width and form.
+#define VORN_COMPARES(w, X, enc, ENC, suffix)                                                                          \
+  X(eq, EQ, enc, ENC, w, suffix)                                                                                       \
+  X(lt, LT, enc, ENC, w, suffix)                                                                                       \
+  X(gt, GT, enc, ENC, w, suffix)                                                                                       \
+  X(le, LE, enc, ENC, w, suffix)                                                                                       \
+  X(ge, GE, enc, ENC, w, suffix)                                                                                       \
+  X(ne, NE, enc, ENC, w, suffix)
+#define VORN_RANGES(w, X, enc, ENC, suffix)                                                                            \
+  X(gt_lt, GT_LT, enc, ENC, w, suffix, gt)                                                                             \
+  X(gt_le, GT_LE, enc, ENC, w, suffix, gt)                                                                             \
+  X(ge_lt, GE_LT, enc, ENC, w, suffix, ge)                                                                             \
+  X(ge_le, GE_LE, enc, ENC, w, suffix, ge)
+
+// Dictionary codes, plain and with NULL.
+#define VORN_DICT_FORM(PREDICATES, X, suffix)                                                                          \
+  VORN_DICT_WIDTHS(PREDICATES, X, dict, DICT, suffix)                                                                  \
+  PREDICATES(64, X, dict, DICT, suffix)
+#define VORN_DICT_FORMS(PREDICATES, X)                                                                                 \
+  VORN_DICT_FORM(PREDICATES, X, )                                                                                      \
+  VORN_DICT_FORM(PREDICATES, X, _null)
+#define VORN_DICT_COMPARE_KERNELS(X) VORN_DICT_FORMS(VORN_COMPARES, X)
+#define VORN_DICT_RANGE_KERNELS(X)   VORN_DICT_FORMS(VORN_RANGES, X)
+
+// Fixed values, plain and with the second key.
+#define VORN_FIXED_FORM(PREDICATES, X, suffix)                                                                         \
+  PREDICATES(8, X, fixed, FIXED, suffix)                                                                               \
+  PREDICATES(16, X, fixed, FIXED, suffix)                                                                              \
+  PREDICATES(32, X, fixed, FIXED, suffix)                                                                              \
+  PREDICATES(64, X, fixed, FIXED, suffix)
+#define VORN_FIXED_FORMS(PREDICATES, X)                                                                                \
+  VORN_FIXED_FORM(PREDICATES, X, )                                                                                     \
+  VORN_FIXED_FORM(PREDICATES, X, _tz)
+#define VORN_FIXED_COMPARE_KERNELS(X) VORN_FIXED_FORMS(VORN_COMPARES, X)
+#define VORN_FIXED_RANGE_KERNELS(X)   VORN_FIXED_FORMS(VORN_RANGES, X)
+
+// Dynamic-packed values, plain and with the second key.
+#define VORN_DYNP_FORM(PREDICATES, X, suffix)                                                                          \
+  PREDICATES(16, X, dynp, DYNP, suffix)                                                                                \
+  PREDICATES(32, X, dynp, DYNP, suffix)                                                                                \
+  PREDICATES(64, X, dynp, DYNP, suffix)
+#define VORN_DYNP_FORMS(PREDICATES, X)                                                                                 \
+  VORN_DYNP_FORM(PREDICATES, X, )                                                                                      \
+  VORN_DYNP_FORM(PREDICATES, X, _tz)
+#define VORN_DYNP_COMPARE_KERNELS(X) VORN_DYNP_FORMS(VORN_COMPARES, X)
+#define VORN_DYNP_RANGE_KERNELS(X)   VORN_DYNP_FORMS(VORN_RANGES, X)
+
+// Set membership and the decoders of dictionary codes.
+#define VORN_DICT_KERNEL(w, X, op, OP) X(op, OP, dict, DICT, w, )
+#define VORN_DICT_SET_KERNELS(X)       VORN_DICT_WIDTHS(VORN_DICT_KERNEL, X, set, SET)
+#define VORN_DICT_DECODE_KERNELS(X)    VORN_DICT_WIDTHS(VORN_DICT_KERNEL, X, decode, DECODE)
+#define VORN_DICT_UNPACK_KERNELS(X)    VORN_DICT_WIDTHS(VORN_DICT_KERNEL, X, decode_unpack, DECODE_UNPACK)
+#define VORN_DICT_SYMBOL_KERNELS(X)                                                                                    \
+  VORN_DICT_KERNEL(8, X, decode_symbol, DECODE_SYMBOL)                                                                 \
+  VORN_DICT_KERNEL(16, X, decode_symbol, DECODE_SYMBOL)                                                                \
+  VORN_DICT_KERNEL(32, X, decode_symbol, DECODE_SYMBOL)
+
+// Bursts, by the width of run lengths, without and with a CLA.
+#define VORN_RLE_BURST_KERNELS(X)                                                                                      \
+  X(burst, BURST, rle, RLE, 8, )                                                                                       \
+  X(burst, BURST, rle, RLE, 8, _cla)                                                                                   \
+  X(burst, BURST, rle, RLE, 16, )                                                                                      \
+  X(burst, BURST, rle, RLE, 16, _cla)
+
+// Kernels that do nothing: sum and distinct have slots but no operation.
+#define VORN_PLACEHOLDER_KERNELS(X)                                                                                    \
+  X(sum, SUM, fixed, FIXED, 8, )                                                                                       \
+  X(sum, SUM, fixed, FIXED, 16, )                                                                                      \
+  X(sum, SUM, fixed, FIXED, 32, )                                                                                      \
+  X(sum, SUM, fixed, FIXED, 64, )                                                                                      \
+  VORN_DICT_WIDTHS(VORN_DICT_KERNEL, X, sum, SUM)                                                                      \
+  VORN_DICT_WIDTHS(VORN_DICT_KERNEL, X, distinct, DISTINCT)
+
+// The families: F(family, list, shape of its kernels, number of its kernels).
+#define VORN_FAMILIES(F)                                                                                               \
+  F(dict_compares, VORN_DICT_COMPARE_KERNELS, binary, 276)                                                             \
+  F(dict_ranges, VORN_DICT_RANGE_KERNELS, ternary, 184)                                                                \
+  F(fixed_compares, VORN_FIXED_COMPARE_KERNELS, binary, 48)                                                            \
+  F(fixed_ranges, VORN_FIXED_RANGE_KERNELS, ternary, 32)                                                               \
+  F(dynp_compares, VORN_DYNP_COMPARE_KERNELS, binary, 36)                                                              \
+  F(dynp_ranges, VORN_DYNP_RANGE_KERNELS, ternary, 24)                                                                 \
+  F(dict_sets, VORN_DICT_SET_KERNELS, binary, 22)                                                                      \
+  F(dict_decodes, VORN_DICT_DECODE_KERNELS, unary, 22)                                                                 \
+  F(dict_unpacks, VORN_DICT_UNPACK_KERNELS, unary, 22)                                                                 \
+  F(dict_symbols, VORN_DICT_SYMBOL_KERNELS, unary, 3)                                                                  \
+  F(rle_bursts, VORN_RLE_BURST_KERNELS, unary, 4)                                                                      \
+  F(placeholders, VORN_PLACEHOLDER_KERNELS, binary, 48)

@@ -1,0 +1,18 @@
+// The predicate kernels over fixed values: 80 slots and their 80 selective twins.
+#include "generic/scan/define_predicates.hpp"
+#include "generic/scan/fixed.hpp"
+
+namespace {
+
+template <unsigned W, bool Tz>
+struct row_form {
+  using reader = vorn::fixed<W, Tz>;
+  static constexpr bool nulls = false;
+};
+
+} // namespace
+
+VORN_KERNELS_BEGIN
+VORN_FIXED_COMPARE_KERNELS(VORN_DEFINE_COMPARE)
+VORN_FIXED_RANGE_KERNELS(VORN_DEFINE_RANGE)
+VORN_KERNELS_END

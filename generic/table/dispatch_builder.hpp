@@ -1,0 +1,171 @@
+// The dispatch table as a computation: every entry says its axes and its name, and compilation stops where the name
+// that the slot's bits spell differs from the entry's own, where two entries claim one slot, or where a count is off.
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <span>
+#include <string_view>
+
+#include "frame/level.hpp"
+#include "frame/names.hpp"
+#include "frame/vorn.h"
+
+namespace vorn::inline VORN_LEVEL {
+
+struct dispatch {
+  std::array<vorn_kernel, VORN_DISPATCH_SLOTS> kernels = {};
+  std::array<const char *, VORN_DISPATCH_SLOTS> names = {};
+  uint32_t replaced = 0; // slots in which a kernel of an engine stands
+};
+
+struct dispatch_entry {
+  uint32_t slot;
+  enum { unary, binary, ternary } shape;
+  vorn_kernel kernel;
+  const char *name;
+
+  constexpr dispatch_entry(uint32_t at, vorn_unary_fn function, const char *called)
+      : slot(at), shape(unary), kernel{.unary = function}, name(called) {}
+  constexpr dispatch_entry(uint32_t at, vorn_binary_fn function, const char *called)
+      : slot(at), shape(binary), kernel{.binary = function}, name(called) {}
+  constexpr dispatch_entry(uint32_t at, vorn_ternary_fn function, const char *called)
+      : slot(at), shape(ternary), kernel{.ternary = function}, name(called) {}
+
+  constexpr bool same_kernel(const vorn_kernel &other) const {
+    return shape == unary    ? kernel.unary == other.unary
+           : shape == binary ? kernel.binary == other.binary
+                             : kernel.ternary == other.ternary;
+  }
+};
+
+// The slot of a kernel by its axes.  A suffix is the flag, but for bursts: without a CLA they stand one width code
+// lower.
+constexpr uint32_t slot_of(uint32_t opcode, uint32_t encoding, uint32_t width, std::string_view suffix) {
+  const bool runs = encoding == VORN_ENC_RLE;
+  const uint32_t code = width_code(runs && suffix.empty() ? width - 1 : width);
+  const uint32_t flag = !runs && !suffix.empty() ? 1 : 0;
+  return flag << 12 | code << 7 | encoding << 5 | opcode;
+}
+
+// How the bits of a slot spell a name: "vorn_", the operation and what follows.  They are read from the slot alone, not
+// from the axes of an entry.  Each rule checks what follows the operation.
+struct slot_bits {
+  uint32_t slot;
+
+  constexpr uint32_t opcode() const { return slot & 31; }
+  constexpr uint32_t encoding() const { return slot >> 5 & 3; }
+  constexpr uint32_t width_code() const { return slot >> 7 & 31; }
+  constexpr bool flag() const { return slot >> 12 & 1; }
+};
+
+template <class... Parts>
+constexpr bool consists_of(std::string_view name, Parts... parts) {
+  const auto take = [&](std::string_view part) {
+    const bool found = name.starts_with(part);
+    name.remove_prefix(found ? part.size() : 0);
+    return found;
+  };
+  return (take(parts) && ...) && name.empty();
+}
+
+constexpr bool spells_column(slot_bits bits, std::string_view rest) {
+  const std::string_view suffix = bits.encoding() == VORN_ENC_DICT ? "_null" : "_tz";
+  return consists_of(rest, "_", encoding_names.at(bits.encoding()), "_", width_names.at(bits.width_code()), "bit",
+                     bits.flag() ? suffix : "");
+}
+
+// An odd width code says that there is a CLA.
+constexpr bool spells_burst(slot_bits bits, std::string_view rest) {
+  const bool indexed = bits.width_code() % 2 == 1;
+  return !bits.flag() &&
+         consists_of(rest, "_rle_", width_names.at(bits.width_code() | 1), "bit", indexed ? "_cla" : "");
+}
+
+constexpr bool spells(slot_bits bits, std::string_view name) {
+  const std::string_view operation = opcode_names.at(bits.opcode());
+  const std::string_view prefix = "vorn_";
+  if (!name.starts_with(prefix) || !name.substr(prefix.size()).starts_with(operation))
+    return false;
+  const std::string_view rest = name.substr(prefix.size() + operation.size());
+  return bits.encoding() == VORN_ENC_RLE ? spells_burst(bits, rest) : spells_column(bits, rest);
+}
+
+// Not constexpr and never defined: a call ends the compilation, which then shows its arguments: the kernel or family,
+// its slot or what was expected, and what is wrong.
+void reject(std::string_view name, uint64_t number, const char *reason);
+
+class dispatch_builder {
+public:
+  constexpr dispatch_builder() { table_.names.fill("vorn_invalid_dispatch"); }
+
+  constexpr void add(const char *family, std::span<const dispatch_entry> entries, uint64_t expected) {
+    expect(family, entries.size(), expected);
+    for (const dispatch_entry &entry : entries)
+      place(entry.name, entry.slot, entry);
+  }
+
+  // Puts the kernels of an engine over those that stand in their slots.
+  constexpr void replace(const char *family, std::span<const dispatch_entry> entries, uint64_t expected) {
+    expect(family, entries.size(), expected);
+    for (const dispatch_entry &entry : entries)
+      put_over(entry.name, entry.slot, entry);
+  }
+
+  constexpr dispatch finish(uint64_t expected) const {
+    expect("all families", count_, expected);
+    return table_;
+  }
+
+private:
+  // The arguments are what the compiler shows of a rejected entry.
+  constexpr void expect(std::string_view family, uint64_t found, uint64_t expected) const {
+    if (found != expected)
+      reject(family, found, "the number of kernels is not the one expected");
+  }
+
+  constexpr void place(std::string_view name, uint32_t slot, const dispatch_entry &entry) {
+    if (!spells({slot}, name))
+      reject(name, slot, "the name does not fit the slot");
+    if (taken_[slot])
+      reject(name, slot, "two kernels claim the slot");
+    taken_[slot] = true;
+    table_.kernels[slot] = entry.kernel;
+    table_.names[slot] = entry.name;
+    ++count_;
+  }
+
+  constexpr void put_over(std::string_view name, uint32_t slot, const dispatch_entry &entry) {
+    if (!taken_[slot] || name != table_.names[slot])
+      reject(name, slot, "there is no kernel of this name in the slot");
+    if (entry.same_kernel(table_.kernels[slot]))
+      reject(name, slot, "the kernel is the one that stands there");
+    table_.kernels[slot] = entry.kernel;
+    ++table_.replaced;
+  }
+
+  dispatch table_;
+  std::array<bool, VORN_DISPATCH_SLOTS> taken_ = {};
+  uint32_t count_ = 0;
+};
+
+} // namespace vorn::inline VORN_LEVEL
+
+// An element of an array of entries, from the arguments of a list.
+#define VORN_KERNEL_TEXT_(name) #name
+#define VORN_KERNEL_TEXT(name)  VORN_KERNEL_TEXT_(name)
+#define VORN_DISPATCH_ENTRY(op, OP, enc, ENC, w, suffix, ...)                                                          \
+  vorn::dispatch_entry(vorn::slot_of(VORN_OPC_##OP, VORN_ENC_##ENC, w, #suffix), VORN_KERNEL_NAME(op, enc, w, suffix), \
+                       VORN_KERNEL_TEXT(VORN_KERNEL_NAME(op, enc, w, suffix))),
+
+// Declarations, by the shape of the kernels of a family.
+#define VORN_DECLARE_unary(op, OP, enc, ENC, w, suffix, ...)                                                           \
+  uint32_t VORN_KERNEL_NAME(op, enc, w, suffix)(vorn_cv *, vorn_cv *, vorn_aux *);
+#define VORN_DECLARE_binary(op, OP, enc, ENC, w, suffix, ...)                                                          \
+  uint32_t VORN_KERNEL_NAME(op, enc, w, suffix)(vorn_cv *, vorn_cv *, const vorn_cv *, vorn_aux *);
+#define VORN_DECLARE_ternary(op, OP, enc, ENC, w, suffix, ...)                                                         \
+  uint32_t VORN_KERNEL_NAME(op, enc, w, suffix)(vorn_cv *, vorn_cv *, const vorn_cv *, const vorn_cv *, vorn_aux *);
+#define VORN_DECLARE_FAMILY(family, KERNELS, shape, count) KERNELS(VORN_DECLARE_##shape)
+#define VORN_FAMILY_ENTRIES(family, KERNELS, shape, count)                                                             \
+  constexpr auto family = std::to_array<vorn::dispatch_entry>({KERNELS(VORN_DISPATCH_ENTRY)});
