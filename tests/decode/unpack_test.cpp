@@ -277,6 +277,7 @@ TEST_P(unpack_kernels, dispatch_without_a_frame) {
     vorn_build_vector(&res, out.data(), nullptr, nullptr, nullptr, nullptr, nullptr, 100, 0, nullptr, 0);
     vorn_aux aux = {};
     aux.vorn_aux_flags = VORN_AUX_UNPACK_UB4;
+    from.enc.vorn_enc_ctx_type |= uint64_t{0x8000000000000100}; // the low byte dispatches
     EXPECT_EQ(vorn_dispatch_decode_unpack(&res, &from.src, &aux), uint32_t{VORN_RESULT_DONE});
     EXPECT_EQ(out, from.model.row_codes) << s.name();
   }
