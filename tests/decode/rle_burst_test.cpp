@@ -12,7 +12,7 @@
 
 namespace {
 
-constexpr uint32_t burst_slot(uint32_t minor_type) { return minor_type << 5 | VORN_OPC_BURST; }
+vorn_test::slot burst_slot(uint64_t minor_type) { return {static_cast<uint32_t>(minor_type << 5 | VORN_OPC_BURST)}; }
 
 // A run-length encoded vector whose arrays end at unreadable pages.
 struct runs {
@@ -60,14 +60,9 @@ protected:
     vorn_test::guarded output(expected.size() * 8);
     uint64_t *out = output.last_words(expected.size());
     std::fill_n(out, expected.size(), uint64_t{0xabababababababab});
-    vorn_cv res = {}, src = {};
-    res.vorn_cv_bv = out;
-    res.vorn_cv_nrows = nrows;
-    src.vorn_cv_encoding_context = &source.enc;
-    vorn_aux aux = {};
-    aux.vorn_aux_filter_bv = per_run.data();
-    const auto minor = static_cast<uint32_t>(source.enc.vorn_enc_ctx_minor_type);
-    const uint32_t code = vorn_global_ctx.vorn_global_ctx_dispatch[burst_slot(minor)].unary(&res, &src, &aux);
+    vorn_cv res = vorn_test::result_of(out, nrows), src = vorn_test::vector_of(nullptr, source.enc, 0);
+    vorn_aux aux = vorn_test::selective_by(per_run.data(), false);
+    const uint32_t code = burst_slot(source.enc.vorn_enc_ctx_minor_type).run(res, src, aux);
     const auto where = [&] {
       return testing::Message() << width << " bits, indexed " << indexed << ", runs " << lengths.size() << ", rows "
                                 << nrows;
@@ -118,21 +113,17 @@ TEST_P(burst_kernels, read_long_lengths_most_significant_byte_first) {
 
 TEST_P(burst_kernels, stop_where_their_preconditions_do_not_hold) {
   for (const uint32_t minor : {27U, 31U, 59U, 63U}) {
-    const vorn_test::slot slot = {burst_slot(minor)};
+    const vorn_test::slot slot = burst_slot(minor);
     uint64_t words[1] = {};
     vorn_enc_ctx enc = {};
     enc.vorn_enc_ctx_flags = VORN_DICT;
-    vorn_cv res = {}, src = {};
-    res.vorn_cv_bv = words;
-    src.vorn_cv_encoding_context = &enc;
-    vorn_aux aux = {};
-    aux.vorn_aux_filter_bv = words;
-    const vorn_unary_fn kernel = vorn_global_ctx.vorn_global_ctx_dispatch[slot.index].unary;
+    vorn_cv res = vorn_test::result_of(words, 0), src = vorn_test::vector_of(nullptr, enc, 0);
+    vorn_aux aux = vorn_test::selective_by(words, false);
     const std::string prefix = std::string("generic/vornc_generic:[0-9]+: ") + slot.name() + ": Assertion `";
-    EXPECT_DEATH(kernel(&res, &src, &aux),
+    EXPECT_DEATH(slot.run(res, src, aux),
                  prefix + R"(\(\(\(\(\(src\)->vorn_cv_encoding_context\)\)->vorn_enc_ctx_flags\) & \(VORN_RLE\)\)' )");
     enc.vorn_enc_ctx_flags |= VORN_RLE;
-    EXPECT_DEATH(kernel(&res, &src, &aux), prefix + "vorn_bv_res != vorn_bv_aux' ");
+    EXPECT_DEATH(slot.run(res, src, aux), prefix + "vorn_bv_res != vorn_bv_aux' ");
   }
 }
 
@@ -156,15 +147,12 @@ TEST_P(predicates_over_runs, select_the_rows_of_their_runs) {
     nrows += lens[run];
   }
   std::vector<uint64_t> per_run(5), out((nrows + 63) / 64), filter(out.size(), 1);
-  vorn_enc_ctx enc, cst_enc;
-  vorn_build_encoding_type_dict(&enc, 8, nullptr, nullptr, nullptr, 0, 0, 0);
-  vorn_build_encoding_type_dict(&cst_enc, 8, nullptr, nullptr, nullptr, 0, 0, VORN_CONST);
+  const vorn_test::slot kernel = {7 << 7 | VORN_ENC_DICT << 5 | VORN_OPC_GE};
+  vorn_enc_ctx enc = kernel.encoding_context(), cst_enc = kernel.encoding_context(VORN_CONST);
   vorn_add_encoding_type_rle(&enc, lens.data(), nullptr, 8, 300, per_run.data());
-  uint32_t constant = 3;
-  vorn_cv res = {}, src = {}, cst = {};
-  vorn_build_vector(&res, nullptr, nullptr, nullptr, nullptr, nullptr, out.data(), nrows, 0, nullptr, 0);
-  vorn_build_vector(&src, codes.data(), nullptr, nullptr, &enc, nullptr, nullptr, nrows, 0, nullptr, 0);
-  vorn_build_vector(&cst, &constant, nullptr, nullptr, &cst_enc, nullptr, nullptr, 1, 0, nullptr, 0);
+  const uint32_t constant = 3;
+  vorn_cv res = vorn_test::result_of(out.data(), nrows), src = vorn_test::vector_of(codes.data(), enc, nrows);
+  const vorn_cv cst = vorn_test::vector_of(&constant, cst_enc, 1);
   std::vector<uint64_t> expected(out.size());
   uint32_t count = 0, row = 0;
   for (size_t run = 0; run < 300; ++run)
