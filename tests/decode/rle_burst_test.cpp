@@ -1,5 +1,4 @@
-// Bursts: one bit per run becomes one bit per row.  The kernels of every implementation against a model, then the entry
-// point and the whole path of a predicate over runs.
+// Bursts: one bit per run becomes one bit per row.  The kernels of every implementation against a model.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -128,56 +127,5 @@ TEST_P(burst_kernels, stop_where_their_preconditions_do_not_hold) {
 }
 
 VORN_TEST_ALL_IMPLEMENTATIONS(burst_kernels);
-
-// From the entry of a predicate to rows, under every implementation, with the self-check and with the statistics of
-// both operations.
-class predicates_over_runs : public vorn_test::implementation_test {};
-
-TEST_P(predicates_over_runs, select_the_rows_of_their_runs) {
-  vorn_ctx ctx = env.context();
-  std::vector<uint64_t> stats(80);
-  ctx.vorn_ctx_stats = stats.data();
-  std::mt19937 random(5);
-  alignas(8) std::array<uint8_t, 304> codes{};
-  alignas(8) std::array<uint8_t, 304> lens{};
-  uint32_t nrows = 0;
-  for (size_t run = 0; run < 300; ++run) {
-    codes[run] = static_cast<uint8_t>(random() % 5);
-    lens[run] = static_cast<uint8_t>(random() % 60);
-    nrows += lens[run];
-  }
-  std::vector<uint64_t> per_run(5), out((nrows + 63) / 64), filter(out.size(), 1);
-  const vorn_test::slot kernel = {7 << 7 | VORN_ENC_DICT << 5 | VORN_OPC_GE};
-  vorn_enc_ctx enc = kernel.encoding_context(), cst_enc = kernel.encoding_context(VORN_CONST);
-  vorn_add_encoding_type_rle(&enc, lens.data(), nullptr, 8, 300, per_run.data());
-  const uint32_t constant = 3;
-  vorn_cv res = vorn_test::result_of(out.data(), nrows), src = vorn_test::vector_of(codes.data(), enc, nrows);
-  const vorn_cv cst = vorn_test::vector_of(&constant, cst_enc, 1);
-  std::vector<uint64_t> expected(out.size());
-  uint32_t count = 0, row = 0;
-  for (size_t run = 0; run < 300; ++run)
-    for (uint32_t i = 0; i < lens[run]; ++i, ++row)
-      if (codes[run] >= 3) {
-        expected[row / 64] |= uint64_t{1} << row % 64;
-        ++count;
-      }
-  for (const uint8_t flags : std::initializer_list<uint8_t>{0, VORN_CTX_FORCE_GENERIC, VORN_CTX_SELF_CHECK}) {
-    ctx.vorn_ctx_flags = flags;
-    enc.vorn_enc_ctx_burst_fn = [](const vorn_ctx *, vorn_cv *, vorn_cv *, vorn_aux *) { return 99U; }; // is replaced
-    vorn_aux aux = {};
-    aux.vorn_aux_filter_bv = filter.data();
-    std::fill(stats.begin(), stats.end(), 0);
-    EXPECT_EQ(vorn_ge(&ctx, &res, &src, &cst, &aux), uint32_t{VORN_RESULT_DONE});
-    EXPECT_EQ(out, expected);
-    EXPECT_EQ(res.vorn_cv_popc, count);
-    EXPECT_EQ(aux.vorn_aux_filter_bv, nullptr);
-    EXPECT_EQ(enc.vorn_enc_ctx_burst_fn, vorn_decode_rle_burst);
-    EXPECT_EQ(stats[48 + 0], 1U);
-    EXPECT_EQ(stats[48 + 2], flags == VORN_CTX_SELF_CHECK ? 2U : 1U) << "each kernel run calls a burst";
-    EXPECT_EQ(stats[56 + 0] + stats[56 + 2], 0U);
-  }
-}
-
-VORN_TEST_ALL_IMPLEMENTATIONS(predicates_over_runs);
 
 } // namespace

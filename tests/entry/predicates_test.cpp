@@ -217,6 +217,27 @@ TEST(self_check, takes_whole_words_with_alignment_and_padding_of_a_result) {
   }
 }
 
+// From the entry of a predicate to rows.  Each kernel that runs calls a burst.
+TEST(predicates, select_the_rows_of_their_runs) {
+  for (const uint8_t flags : std::initializer_list<uint8_t>{0, VORN_CTX_FORCE_GENERIC, VORN_CTX_SELF_CHECK}) {
+    entry_call call(cmp);
+    vorn_global_ctx.vorn_global_ctx_dispatch = vorn_dispatch_table;
+    call.ctx.vorn_ctx_flags = flags;
+    call.ctx.vorn_ctx_stats = call.stats.data();
+    call.members.items = {0x1e04140a}; // runs of 10, 20, 4 and 30 rows
+    vorn_add_encoding_type_rle(&call.enc, call.members.data(), nullptr, 8, 4, call.runs.data());
+    call.enc.vorn_enc_ctx_burst_fn = [](const vorn_ctx *, vorn_cv *, vorn_cv *, vorn_aux *) { return 99U; };
+    call.lo_code = 2;
+    EXPECT_EQ(vorn_ne(&call.ctx, &call.res, &call.src, &call.lo, &call.aux), uint32_t{VORN_RESULT_DONE});
+    EXPECT_EQ(call.out.items[0], 0xfffffffc3fffffff);
+    EXPECT_EQ(call.res.vorn_cv_popc, 60U);
+    EXPECT_EQ(call.stats[48 + 0], 8U);
+    EXPECT_EQ(call.stats[48 + 2], flags == VORN_CTX_SELF_CHECK ? 9U : 8U);
+    EXPECT_EQ(call.stats[56 + 0] + call.stats[56 + 2], 14U);
+    EXPECT_EQ(call.messages(), lines{});
+  }
+}
+
 TEST(sets, ignore_a_mask) {
   entry_call call(in_set);
   call.run_generic();
