@@ -26,21 +26,24 @@ protected:
     return bytes;
   }
 
+  static vorn_aux list_of(std::vector<uint32_t> &rows) {
+    vorn_aux aux = {};
+    aux.vorn_aux_ones_vec = rows.data();
+    aux.vorn_aux_ones_vec_size = static_cast<uint32_t>(rows.size());
+    aux.vorn_aux_start_slot = 77;
+    return aux;
+  }
+
   // Decodes the rows of a list and compares with expected(code).
   template <class Expected>
   void check(const slot &s, vorn_enc_ctx enc, const std::vector<uint32_t> &codes, std::vector<uint32_t> rows,
              Expected expected) {
     decode_output out(rows.size());
-    vorn_cv src = {};
-    vorn_build_vector(&src, pack(s.width(), codes), nullptr, nullptr, &enc, nullptr, nullptr, 1, 0, nullptr, 0);
-    vorn_aux aux = {};
+    vorn_cv src = vorn_test::vector_of(pack(s.width(), codes), enc, 1);
     uint64_t filter = 0; // neither the filter nor the number of rows matters
+    vorn_aux aux = list_of(rows);
     aux.vorn_aux_filter_bv = &filter;
-    aux.vorn_aux_ones_vec = rows.data();
-    aux.vorn_aux_ones_vec_size = static_cast<uint32_t>(rows.size());
-    aux.vorn_aux_start_slot = 77;
-    const auto kernel = vorn_global_ctx.vorn_global_ctx_dispatch[s.index].unary;
-    ASSERT_EQ(kernel(&out.res, &src, &aux), uint32_t{VORN_RESULT_DONE});
+    ASSERT_EQ(s.run(out.res, src, aux), uint32_t{VORN_RESULT_DONE});
     for (size_t i = 0; i < rows.size(); ++i)
       ASSERT_EQ(out.at(i), expected(codes[rows[i]])) << s.name() << " row " << rows[i] << " of " << codes.size();
     EXPECT_TRUE(out.nothing_from(rows.size())) << s.name();
@@ -49,11 +52,7 @@ protected:
     EXPECT_EQ(aux.vorn_aux_op_bits[1], 0x04) << s.name();
   }
 
-  std::vector<slot> kernels() {
-    auto slots = vorn_test::slots_where([](const slot &s) { return s.opcode() == VORN_OPC_DECODE; });
-    EXPECT_EQ(slots.size(), 22U);
-    return slots;
-  }
+  std::vector<slot> kernels() { return vorn_test::slots_of(VORN_OPC_DECODE, 22); }
 
   std::mt19937_64 random{20241124};
   vorn_test::guarded stream{4 * 1100};
@@ -65,8 +64,7 @@ TEST_P(decode_kernels, find_the_values_of_both_layouts) {
     const vorn_test::offset_dictionary offsets(nsyms);
     const uint8_t symbol_bytes[1] = {};
     const uint8_t length[2] = {0x01, 0x02};
-    vorn_enc_ctx equal;
-    vorn_build_encoding_type_dict(&equal, s.width(), symbol_bytes, length, nullptr, 0, VORN_DICT_ONE_LENGTH, 0);
+    const vorn_enc_ctx equal = vorn_test::one_length(s.width(), symbol_bytes, length);
     for (const uint32_t nrows : {1U, 2U, 3U, 8U, 9U, 64U, 1025U}) {
       std::vector<uint32_t> rows(nrows), small(nrows), any(nrows);
       for (uint32_t row = 0; row < nrows; ++row) {
@@ -91,18 +89,14 @@ TEST_P(decode_kernels, find_the_values_of_both_layouts) {
 TEST_P(decode_kernels, ask_for_no_code_where_all_values_are_null) {
   const uint8_t length[2] = {};
   void *kept = nullptr;
+  std::vector<uint32_t> rows = {1, 5, 7};
   for (const slot &s : kernels()) {
-    vorn_enc_ctx enc;
-    vorn_build_encoding_type_dict(&enc, s.width(), nullptr, length, nullptr, 0, VORN_DICT_ONE_LENGTH, VORN_STREAM);
+    vorn_enc_ctx enc = vorn_test::one_length(s.width(), nullptr, length, VORN_STREAM);
     decode_output out(3);
-    vorn_cv src = {};
-    vorn_build_vector(&src, nullptr, nullptr, nullptr, &enc, nullptr, nullptr, 9, 100, &kept, 0);
-    uint32_t rows[] = {1, 5, 7};
-    vorn_aux aux = {};
-    aux.vorn_aux_ones_vec = rows;
-    aux.vorn_aux_ones_vec_size = 3;
-    const auto kernel = vorn_global_ctx.vorn_global_ctx_dispatch[s.index].unary;
-    EXPECT_EQ(kernel(&out.res, &src, &aux), uint32_t{VORN_RESULT_DONE});
+    vorn_cv src = vorn_test::vector_of(nullptr, enc, 9);
+    src.vorn_cv_stream_slot = &kept;
+    vorn_aux aux = list_of(rows);
+    EXPECT_EQ(s.run(out.res, src, aux), uint32_t{VORN_RESULT_DONE});
     for (size_t i = 0; i < 3; ++i)
       EXPECT_EQ(out.at(i), (decoded{reinterpret_cast<const void *>(decode_output::untouched), 0, 2})) << s.name();
     EXPECT_TRUE(out.nothing_from(3));
@@ -114,21 +108,16 @@ TEST_P(decode_kernels, ask_for_no_code_where_all_values_are_null) {
 }
 
 TEST_P(decode_kernels, refuse_a_layout_that_they_do_not_know) {
+  std::vector<uint32_t> rows = {0};
   for (const uint32_t layout : {2U, 0x100U, UINT32_MAX})
     for (const slot &s : kernels()) {
-      vorn_enc_ctx enc;
-      vorn_build_encoding_type_dict(&enc, s.width(), nullptr, nullptr, nullptr, 0, layout, 0);
+      vorn_enc_ctx enc = s.encoding_context();
+      enc.vorn_enc_ctx_dict_layout = layout;
       decode_output out(1);
-      vorn_cv src = {};
-      src.vorn_cv_encoding_context = &enc;
-      uint32_t rows[] = {0};
-      vorn_aux aux = {}, before;
-      aux.vorn_aux_ones_vec = rows;
-      aux.vorn_aux_ones_vec_size = 1;
-      aux.vorn_aux_start_slot = 9;
-      before = aux;
-      const auto kernel = vorn_global_ctx.vorn_global_ctx_dispatch[s.index].unary;
-      EXPECT_EQ(kernel(&out.res, &src, &aux), uint32_t{VORN_RESULT_NO_IMPLEMENTATION});
+      vorn_cv src = vorn_test::vector_of(nullptr, enc, 1);
+      vorn_aux aux = list_of(rows), before;
+      std::memcpy(&before, &aux, sizeof aux);
+      EXPECT_EQ(s.run(out.res, src, aux), uint32_t{VORN_RESULT_NO_IMPLEMENTATION});
       EXPECT_TRUE(out.nothing_from(0));
       EXPECT_EQ(out.res.vorn_cv_popc, 12345U);
       EXPECT_EQ(std::memcmp(&aux, &before, sizeof aux), 0);

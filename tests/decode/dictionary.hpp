@@ -50,6 +50,13 @@ private:
   std::vector<uint8_t> symbols_;
 };
 
+// Values of one length, which is big-endian.
+inline vorn_enc_ctx one_length(unsigned width, const void *symbols, const uint8_t *length, uint32_t flags = 0) {
+  vorn_enc_ctx enc;
+  vorn_build_encoding_type_dict(&enc, width, symbols, length, nullptr, 0, VORN_DICT_ONE_LENGTH, flags);
+  return enc;
+}
+
 // The three output arrays of a decode, filled with what must not stay.
 struct decode_output {
   static constexpr uint64_t untouched = 0xabababababababab;

@@ -1,5 +1,4 @@
-// Bursts: one bit per run becomes one bit per row.  The kernels of every implementation against a model, then the entry
-// point and the whole path of a predicate over runs.
+// Bursts: one bit per run becomes one bit per row.  The kernels of every implementation against a model.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -12,10 +11,7 @@
 
 namespace {
 
-using lines = std::vector<std::string>;
-using vorn_host::value;
-
-constexpr uint32_t burst_slot(uint32_t minor_type) { return minor_type << 5 | VORN_OPC_BURST; }
+vorn_test::slot burst_slot(uint64_t minor_type) { return {static_cast<uint32_t>(minor_type << 5 | VORN_OPC_BURST)}; }
 
 // A run-length encoded vector whose arrays end at unreadable pages.
 struct runs {
@@ -63,14 +59,9 @@ protected:
     vorn_test::guarded output(expected.size() * 8);
     uint64_t *out = output.last_words(expected.size());
     std::fill_n(out, expected.size(), uint64_t{0xabababababababab});
-    vorn_cv res = {}, src = {};
-    res.vorn_cv_bv = out;
-    res.vorn_cv_nrows = nrows;
-    src.vorn_cv_encoding_context = &source.enc;
-    vorn_aux aux = {};
-    aux.vorn_aux_filter_bv = per_run.data();
-    const auto minor = static_cast<uint32_t>(source.enc.vorn_enc_ctx_minor_type);
-    const uint32_t code = vorn_global_ctx.vorn_global_ctx_dispatch[burst_slot(minor)].unary(&res, &src, &aux);
+    vorn_cv res = vorn_test::result_of(out, nrows), src = vorn_test::vector_of(nullptr, source.enc, 0);
+    vorn_aux aux = vorn_test::selective_by(per_run.data(), false);
+    const uint32_t code = burst_slot(source.enc.vorn_enc_ctx_minor_type).run(res, src, aux);
     const auto where = [&] {
       return testing::Message() << width << " bits, indexed " << indexed << ", runs " << lengths.size() << ", rows "
                                 << nrows;
@@ -121,231 +112,20 @@ TEST_P(burst_kernels, read_long_lengths_most_significant_byte_first) {
 
 TEST_P(burst_kernels, stop_where_their_preconditions_do_not_hold) {
   for (const uint32_t minor : {27U, 31U, 59U, 63U}) {
-    const vorn_test::slot slot = {burst_slot(minor)};
+    const vorn_test::slot slot = burst_slot(minor);
     uint64_t words[1] = {};
     vorn_enc_ctx enc = {};
     enc.vorn_enc_ctx_flags = VORN_DICT;
-    vorn_cv res = {}, src = {};
-    res.vorn_cv_bv = words;
-    src.vorn_cv_encoding_context = &enc;
-    vorn_aux aux = {};
-    aux.vorn_aux_filter_bv = words;
-    const vorn_unary_fn kernel = vorn_global_ctx.vorn_global_ctx_dispatch[slot.index].unary;
+    vorn_cv res = vorn_test::result_of(words, 0), src = vorn_test::vector_of(nullptr, enc, 0);
+    vorn_aux aux = vorn_test::selective_by(words, false);
     const std::string prefix = std::string("generic/vornc_generic:[0-9]+: ") + slot.name() + ": Assertion `";
-    EXPECT_DEATH(kernel(&res, &src, &aux),
+    EXPECT_DEATH(slot.run(res, src, aux),
                  prefix + R"(\(\(\(\(\(src\)->vorn_cv_encoding_context\)\)->vorn_enc_ctx_flags\) & \(VORN_RLE\)\)' )");
     enc.vorn_enc_ctx_flags |= VORN_RLE;
-    EXPECT_DEATH(kernel(&res, &src, &aux), prefix + "vorn_bv_res != vorn_bv_aux' ");
+    EXPECT_DEATH(slot.run(res, src, aux), prefix + "vorn_bv_res != vorn_bv_aux' ");
   }
 }
 
 VORN_TEST_ALL_IMPLEMENTATIONS(burst_kernels);
-
-class burst_entry : public testing::Test {
-protected:
-  void SetUp() override {
-    env.on_error = vorn_host::error_policy::resume;
-    env.record = true;
-    ctx = env.context();
-    vorn_build_encoding_type_dict(&enc, 8, nullptr, nullptr, nullptr, 0, 0, VORN_STREAM);
-    vorn_add_encoding_type_rle(&enc, lens, nullptr, 8, 4, nullptr);
-    res.vorn_cv_bv = out;
-    res.vorn_cv_nrows = src.vorn_cv_nrows = 20;
-    src.vorn_cv_encoding_context = &enc;
-    aux.vorn_aux_filter_bv = per_run;
-  }
-  void TearDown() override {
-    vorn_global_ctx = vorn_test::initial_global_ctx;
-    vorn_host::script_clock({});
-  }
-
-  vorn_host::environment env;
-  vorn_ctx ctx = {};
-  alignas(8) uint8_t lens[8] = {3, 4, 5, 8};
-  alignas(8) uint64_t out[1] = {};
-  alignas(8) uint64_t per_run[1] = {0xa};
-  vorn_enc_ctx enc = {};
-  vorn_cv res = {}, src = {};
-  vorn_aux aux = {};
-};
-
-TEST_F(burst_entry, expands_without_a_look_at_the_stream) {
-  const uint32_t flags = enc.vorn_enc_ctx_flags;
-  aux.vorn_aux_diag_code = 5;
-  aux.vorn_aux_op_bits[0] = aux.vorn_aux_op_bits[1] = aux.vorn_aux_op_bits[2] = 0xff;
-  std::vector<uint64_t> stats(80, 1), expected(80, 1);
-  ctx.vorn_ctx_stats = stats.data();
-  EXPECT_EQ(vorn_decode_rle_burst(&ctx, &res, &src, &aux), uint32_t{VORN_RESULT_DONE});
-  EXPECT_EQ(out[0], 0xff078U);
-  EXPECT_EQ(res.vorn_cv_popc, 12U);
-  EXPECT_EQ(enc.vorn_enc_ctx_flags, flags);
-  EXPECT_EQ(aux.vorn_aux_ctx, &ctx);
-  EXPECT_EQ(aux.vorn_aux_diag_code, 0U);
-  EXPECT_EQ(aux.vorn_aux_op_bits[0], 0xf7);
-  EXPECT_EQ(aux.vorn_aux_op_bits[1], 0xf7);
-  EXPECT_EQ(aux.vorn_aux_op_bits[2], 0xf7);
-  ++expected[48 + 2];
-  EXPECT_EQ(stats, expected);
-  EXPECT_EQ(env.transcript(), lines{});
-  per_run[0] = 0;
-  EXPECT_EQ(vorn_decode_rle_burst(&ctx, &res, &src, &aux), uint32_t{VORN_RESULT_EMPTY});
-  EXPECT_EQ(enc.vorn_enc_ctx_flags, flags);
-}
-
-// The stream bit reads as clear while the kernel runs, and is back behind it.
-uint32_t flags_in_kernel;
-uint32_t watching_kernel(vorn_cv *, vorn_cv *src, vorn_aux *aux) {
-  flags_in_kernel = src->vorn_cv_encoding_context->vorn_enc_ctx_flags;
-  aux->vorn_aux_diag_code = 3;
-  return 9;
-}
-
-TEST_F(burst_entry, runs_the_table_in_force_and_traces) {
-  std::vector<vorn_kernel> table(VORN_DISPATCH_SLOTS, vorn_kernel{.unary = watching_kernel});
-  vorn_global_ctx.vorn_global_ctx_dispatch = table.data();
-  env.trace_control().trace_on = 1;
-  ctx.vorn_ctx_trace = 4;
-  env.name_pointer(table.data(), "table");
-  vorn_host::script_clock({0, 15625});
-  src.vorn_cv_nrows = 1 << 20;
-  std::vector<uint32_t> counts(VORN_DISPATCH_SLOTS);
-  std::vector<double> rates(VORN_DISPATCH_SLOTS);
-  ctx.vorn_ctx_call_counts = counts.data();
-  ctx.vorn_ctx_rates = rates.data();
-  ctx.vorn_ctx_flags = VORN_CTX_SELF_CHECK | VORN_CTX_ACCUMULATE; // this entry has no self-check
-  EXPECT_EQ(vorn_decode_rle_burst(&ctx, &res, &src, &aux), 9U);
-  EXPECT_EQ(counts[burst_slot(27)], 1U);
-  EXPECT_EQ(rates[burst_slot(27)], 64);
-  EXPECT_EQ(flags_in_kernel, uint32_t{VORN_DICT | VORN_RLE});
-  EXPECT_EQ(enc.vorn_enc_ctx_flags, uint32_t{VORN_DICT | VORN_RLE | VORN_STREAM});
-  const lines expected = {
-      R"(host_trace_eval_flags 0x12050004 4 0x400 0x4)",
-      R"(host_trace_eval_flags 0x12050004 2 0x400 0x4)",
-      R"(host_trace_record "%s force_generic: %d\n" "vorn_decode_rle_burst" 0x12050004 0x402 "vorn_burst_rle_8bit" 0)",
-      R"(host_trace_eval_flags 0x12050004 3 0x400 0x4)",
-      R"(host_trace_record "loaded_lib: %s loaded_status: %d, loaded_dispatch_table: %p\nnrows: %d\n" )"
-      R"("vorn_decode_rle_burst" 0x12050004 0x402 "generic" 2 table 1048576)",
-      R"(host_clock_time64 0x0)",
-      R"(host_trace_eval_flags 0x12050004 3 0x400 0x4)",
-      R"(host_trace_record "diag_code: %d\n" "vorn_decode_rle_burst" 0x12050004 0x402 3)",
-      R"(host_clock_time64 0x3d09)",
-      R"(host_trace_eval_flags 0x12050004 4 0x400 0x4)",
-      R"(host_trace_record "Runtime %.0f us (%.0f Mrows/sec)\n" "vorn_decode_rle_burst" 0x12050004 0x402 15625 64)"};
-  EXPECT_EQ(env.transcript(), expected);
-  ctx.vorn_ctx_flags = VORN_CTX_FORCE_GENERIC;
-  EXPECT_EQ(vorn_decode_rle_burst(&ctx, &res, &src, &aux), uint32_t{VORN_RESULT_DONE});
-}
-
-TEST_F(burst_entry, reports_every_wrong_argument) {
-  std::vector<vorn_kernel> table(VORN_DISPATCH_SLOTS, vorn_kernel{.unary = watching_kernel});
-  vorn_global_ctx.vorn_global_ctx_dispatch = table.data();
-  enc.vorn_enc_ctx_flags &= ~uint32_t{VORN_RLE};
-  const auto odd = [](const void *address) { return static_cast<const char *>(address) + 4; };
-  res.vorn_cv_bv = reinterpret_cast<uint64_t *>(reinterpret_cast<char *>(out) + 4);
-  enc.vorn_enc_ctx_rle_lens = odd(lens);
-  enc.vorn_enc_ctx_rle_cla = odd(out);
-  aux.vorn_aux_filter_bv = reinterpret_cast<uint64_t *>(reinterpret_cast<char *>(per_run) + 4);
-  vorn_decode_rle_burst(&ctx, &res, &src, &aux);
-  const std::pair<const char *, std::vector<value>> expected[] = {
-      {"vorn_decode_rle_burst: src is not RLE", {}},
-      {"vorn_decode_rle_burst: res is not aligned", {static_cast<const void *>(odd(out))}},
-      {"vorn_decode_rle_burst: rle vec is not aligned", {static_cast<const void *>(odd(lens))}},
-      {"vorn_decode_rle_burst: rle cla is not aligned", {static_cast<const void *>(odd(out))}},
-      {"vorn_decode_rle_burst: aux bv is not aligned", {static_cast<const void *>(odd(per_run))}}};
-  const auto errors = env.errors();
-  ASSERT_EQ(errors.size(), std::size(expected));
-  for (size_t i = 0; i < errors.size(); ++i) {
-    EXPECT_EQ(errors[i].message, expected[i].first);
-    EXPECT_EQ(errors[i].values, expected[i].second);
-  }
-}
-
-TEST_F(burst_entry, every_array_has_its_alignment_word) {
-  alignas(64) uint64_t memory[4][2] = {{}, {}, {0x0304050800000000, 0x0304050800000000}, {}};
-  res.vorn_cv_bv = &memory[0][1];
-  aux.vorn_aux_filter_bv = &memory[1][1];
-  enc.vorn_enc_ctx_rle_lens = &memory[2][1];
-  const std::pair<uint64_t vorn_global_ctx_t::*, lines> expected[] = {
-      {&vorn_global_ctx_t::VORN_OUTPUT_BITWVEC_ALIGN, {"vorn_decode_rle_burst: res is not aligned"}},
-      {&vorn_global_ctx_t::VORN_DATASTREAM_ALIGN,
-       {"vorn_decode_rle_burst: rle vec is not aligned", "vorn_decode_rle_burst: rle cla is not aligned"}},
-      {&vorn_global_ctx_t::VORN_BITWVEC_ALIGN, {"vorn_decode_rle_burst: aux bv is not aligned"}}};
-  for (const auto &[word, messages] : expected) {
-    vorn_global_ctx = vorn_test::initial_global_ctx;
-    vorn_global_ctx.*word = 16;
-    enc.vorn_enc_ctx_rle_cla = &memory[3][1]; // the kernel of runs without one does not look at it
-    env.clear_errors();
-    vorn_decode_rle_burst(&ctx, &res, &src, &aux);
-    lines found;
-    for (const auto &error : env.errors())
-      found.push_back(error.message);
-    EXPECT_EQ(found, messages);
-  }
-}
-
-TEST_F(burst_entry, an_unwinding_reporter_leaves_all_as_it_was) {
-  env.on_error = vorn_host::error_policy::unwind;
-  res.vorn_cv_bv = reinterpret_cast<uint64_t *>(reinterpret_cast<char *>(out) + 4);
-  aux.vorn_aux_diag_code = 5;
-  const uint32_t flags = enc.vorn_enc_ctx_flags;
-  EXPECT_THROW(vorn_decode_rle_burst(&ctx, &res, &src, &aux), vorn_host::internal_error);
-  EXPECT_EQ(enc.vorn_enc_ctx_flags, flags);
-  EXPECT_EQ(aux.vorn_aux_diag_code, 5U);
-  EXPECT_EQ(aux.vorn_aux_ctx, nullptr);
-}
-
-// From the entry of a predicate to rows, under every implementation, with the self-check and with the statistics of
-// both operations.
-class predicates_over_runs : public vorn_test::implementation_test {};
-
-TEST_P(predicates_over_runs, select_the_rows_of_their_runs) {
-  vorn_ctx ctx = env.context();
-  std::vector<uint64_t> stats(80);
-  ctx.vorn_ctx_stats = stats.data();
-  std::mt19937 random(5);
-  alignas(8) std::array<uint8_t, 304> codes{};
-  alignas(8) std::array<uint8_t, 304> lens{};
-  uint32_t nrows = 0;
-  for (size_t run = 0; run < 300; ++run) {
-    codes[run] = static_cast<uint8_t>(random() % 5);
-    lens[run] = static_cast<uint8_t>(random() % 60);
-    nrows += lens[run];
-  }
-  std::vector<uint64_t> per_run(5), out((nrows + 63) / 64), filter(out.size(), 1);
-  vorn_enc_ctx enc, cst_enc;
-  vorn_build_encoding_type_dict(&enc, 8, nullptr, nullptr, nullptr, 0, 0, 0);
-  vorn_build_encoding_type_dict(&cst_enc, 8, nullptr, nullptr, nullptr, 0, 0, VORN_CONST);
-  vorn_add_encoding_type_rle(&enc, lens.data(), nullptr, 8, 300, per_run.data());
-  uint32_t constant = 3;
-  vorn_cv res = {}, src = {}, cst = {};
-  vorn_build_vector(&res, nullptr, nullptr, nullptr, nullptr, nullptr, out.data(), nrows, 0, nullptr, 0);
-  vorn_build_vector(&src, codes.data(), nullptr, nullptr, &enc, nullptr, nullptr, nrows, 0, nullptr, 0);
-  vorn_build_vector(&cst, &constant, nullptr, nullptr, &cst_enc, nullptr, nullptr, 1, 0, nullptr, 0);
-  std::vector<uint64_t> expected(out.size());
-  uint32_t count = 0, row = 0;
-  for (size_t run = 0; run < 300; ++run)
-    for (uint32_t i = 0; i < lens[run]; ++i, ++row)
-      if (codes[run] >= 3) {
-        expected[row / 64] |= uint64_t{1} << row % 64;
-        ++count;
-      }
-  for (const uint8_t flags : std::initializer_list<uint8_t>{0, VORN_CTX_FORCE_GENERIC, VORN_CTX_SELF_CHECK}) {
-    ctx.vorn_ctx_flags = flags;
-    enc.vorn_enc_ctx_burst_fn = [](const vorn_ctx *, vorn_cv *, vorn_cv *, vorn_aux *) { return 99U; }; // is replaced
-    vorn_aux aux = {};
-    aux.vorn_aux_filter_bv = filter.data();
-    std::fill(stats.begin(), stats.end(), 0);
-    EXPECT_EQ(vorn_ge(&ctx, &res, &src, &cst, &aux), uint32_t{VORN_RESULT_DONE});
-    EXPECT_EQ(out, expected);
-    EXPECT_EQ(res.vorn_cv_popc, count);
-    EXPECT_EQ(aux.vorn_aux_filter_bv, nullptr);
-    EXPECT_EQ(enc.vorn_enc_ctx_burst_fn, vorn_decode_rle_burst);
-    EXPECT_EQ(stats[48 + 0], 1U);
-    EXPECT_EQ(stats[48 + 2], flags == VORN_CTX_SELF_CHECK ? 2U : 1U) << "each kernel run calls a burst";
-    EXPECT_EQ(stats[56 + 0] + stats[56 + 2], 0U);
-  }
-}
-
-VORN_TEST_ALL_IMPLEMENTATIONS(predicates_over_runs);
 
 } // namespace

@@ -6,7 +6,7 @@
 
 #include <random>
 
-#include "tests/support/guarded.hpp"
+#include "tests/decode/run_lengths.hpp"
 
 namespace {
 
@@ -24,19 +24,13 @@ void check(expand_fn expand, unsigned lens_bytes, uint64_t seed) {
         lengths[run] = static_cast<uint32_t>(random() % (lens_bytes == 1 ? 256 : 700));
       }
       const auto first = static_cast<uint32_t>(random() % 9);
-      lengths.back() += 1; // so that there is something to trim
-      lengths.back() %= lens_bytes == 1 ? 256 : 65536;
-      const uint32_t last = nruns == 1 ? first : lengths.back();
-      const auto trim = static_cast<uint32_t>(last == 0 ? 0 : random() % (last + 1));
+      const auto trim = static_cast<uint32_t>(random() % ((nruns == 1 ? first : lengths.back()) + 1));
       std::vector<Element> expected;
       for (uint32_t run = 0; run < nruns; ++run)
         expected.insert(expected.end(), (run == 0 ? first : lengths[run]) - (run + 1 == nruns ? trim : 0), values[run]);
 
-      vorn_test::guarded lens_memory(nruns * lens_bytes), out_memory((expected.size() + nruns) * sizeof(Element));
-      uint8_t *lens = lens_memory.last(nruns * lens_bytes);
-      for (uint32_t run = 0; run < nruns; ++run)
-        for (unsigned i = 0; i < lens_bytes; ++i)
-          lens[run * lens_bytes + i] = static_cast<uint8_t>(lengths[run] >> 8 * (lens_bytes - 1 - i));
+      const vorn_test::run_length_array lens(lengths, 8 * lens_bytes);
+      vorn_test::guarded out_memory((expected.size() + nruns) * sizeof(Element));
       // The run values lie in the last elements of the output, or right behind it where it is shorter.
       const size_t elements = std::max<size_t>(expected.size(), nruns);
       auto *out = reinterpret_cast<Element *>(out_memory.last(elements * sizeof(Element)));
@@ -52,7 +46,7 @@ void check(expand_fn expand, unsigned lens_bytes, uint64_t seed) {
       }
       if (!in_place)
         src.vorn_cv_vals = values.data();
-      expand(&res, &src, lens, first, trim);
+      expand(&res, &src, lens.data(), first, trim);
       ASSERT_EQ(std::vector<Element>(out, out + expected.size()), expected) << nruns << " runs, seed " << seed;
       ASSERT_TRUE(out_memory.intact(elements * sizeof(Element)));
     }

@@ -27,24 +27,18 @@ protected:
   uint32_t run(const slot &s, vorn_enc_ctx enc, const std::vector<uint32_t> &codes, uint8_t flags, uint8_t flags2,
                vorn_cv &res) {
     const size_t size = (flags & VORN_AUX_UNPACK_UB4) ? 4 : s.width() / 8;
-    vorn_cv src = {};
-    vorn_build_vector(&src, elements(codes, size), nullptr, nullptr, &enc, nullptr, nullptr,
-                      static_cast<uint32_t>(codes.size()), 0, nullptr, 0);
+    vorn_cv src = vorn_test::vector_of(elements(codes, size), enc, static_cast<uint32_t>(codes.size()));
     vorn_aux aux = {};
     aux.vorn_aux_flags = flags;
     aux.vorn_aux_flags2 = flags2;
     aux.vorn_aux_start_slot = 5;
-    const uint32_t code = vorn_global_ctx.vorn_global_ctx_dispatch[s.index].unary(&res, &src, &aux);
+    const uint32_t code = s.run(res, src, aux);
     EXPECT_EQ(aux.vorn_aux_start_slot, 5U);
     EXPECT_EQ(aux.vorn_aux_op_bits[1], 0);
     return code;
   }
 
-  std::vector<slot> kernels() {
-    auto slots = vorn_test::slots_where([](const slot &s) { return s.opcode() == VORN_OPC_DECODE_SYMBOL; });
-    EXPECT_EQ(slots.size(), 3U);
-    return slots;
-  }
+  std::vector<slot> kernels() { return vorn_test::slots_of(VORN_OPC_DECODE_SYMBOL, 3); }
 
   std::mt19937 random{7};
   vorn_test::guarded memory{4 * 1025};
@@ -78,12 +72,11 @@ TEST_P(symbol_kernels, find_the_values_of_every_element) {
             EXPECT_TRUE(out.nothing_from(n));
             EXPECT_EQ(out.res.vorn_cv_popc, n);
           };
-          vorn_enc_ctx enc;
           ASSERT_NO_FATAL_FAILURE(check(offsets.encoding(s.width()), [&](uint32_t code) { return offsets.at(code); }));
-          vorn_build_encoding_type_dict(&enc, s.width(), symbol_bytes, five, nullptr, 0, VORN_DICT_ONE_LENGTH, 0);
-          ASSERT_NO_FATAL_FAILURE(check(enc, [&](uint32_t code) { return decoded{symbol_bytes + code * 5, 5, 0}; }));
-          vorn_build_encoding_type_dict(&enc, s.width(), symbol_bytes, none, nullptr, 0, VORN_DICT_ONE_LENGTH, 0);
-          ASSERT_NO_FATAL_FAILURE(check(enc, [&](uint32_t) {
+          ASSERT_NO_FATAL_FAILURE(check(vorn_test::one_length(s.width(), symbol_bytes, five), [&](uint32_t code) {
+            return decoded{symbol_bytes + code * 5, 5, 0};
+          }));
+          ASSERT_NO_FATAL_FAILURE(check(vorn_test::one_length(s.width(), symbol_bytes, none), [&](uint32_t) {
             return decoded{reinterpret_cast<const void *>(decode_output::untouched), 0, 2};
           }));
         }
@@ -97,8 +90,7 @@ TEST_P(symbol_kernels, copy_values_of_one_length_back_to_back) {
   ASSERT_EQ(s.width(), 32U);
   for (const uint32_t length : {0U, 1U, 2U, 5U, 8U, 17U}) {
     const uint8_t lens[2] = {0, static_cast<uint8_t>(length)};
-    vorn_enc_ctx enc;
-    vorn_build_encoding_type_dict(&enc, 32, symbols.data(), lens, nullptr, 0, VORN_DICT_ONE_LENGTH, 0);
+    const vorn_enc_ctx enc = vorn_test::one_length(32, symbols.data(), lens);
     std::vector<uint32_t> codes(60);
     std::string expected;
     for (uint32_t &code : codes) {
@@ -119,8 +111,8 @@ TEST_P(symbol_kernels, copy_values_of_one_length_back_to_back) {
 TEST_P(symbol_kernels, refuse_a_layout_that_they_do_not_know) {
   for (const slot &s : kernels())
     for (const uint8_t copy : {uint8_t{0}, uint8_t{VORN_AUX_COPY_VALUES}}) {
-      vorn_enc_ctx enc;
-      vorn_build_encoding_type_dict(&enc, s.width(), nullptr, nullptr, nullptr, 0, 2, 0);
+      vorn_enc_ctx enc = s.encoding_context();
+      enc.vorn_enc_ctx_dict_layout = 2;
       decode_output out(1);
       EXPECT_EQ(run(s, enc, {0}, 0, copy, out.res), uint32_t{VORN_RESULT_NO_IMPLEMENTATION});
       EXPECT_TRUE(out.nothing_from(0));

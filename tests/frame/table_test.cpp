@@ -1,9 +1,108 @@
-// The tables that the library exports for its host, and the predicate codes of the sibling module.
+// What the library tells its host: names for diagnostics, the dump of the statistics, tables of costs, the predicate
+// codes of the sibling module.
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cstdio>
+#include <sstream>
+#include <string>
+#include <tuple>
+#include <vector>
 
 #include "frame/vorn.h"
+
+namespace {
+
+struct statistics {
+  statistics() : counts(8192), rates(8192) {
+    ctx.vorn_ctx_call_counts = counts.data();
+    ctx.vorn_ctx_rates = rates.data();
+  }
+
+  std::string dump(uint32_t only_called) const {
+    testing::internal::CaptureStdout();
+    vorn_stats_dump(&ctx, only_called);
+    std::fflush(stdout);
+    return testing::internal::GetCapturedStdout();
+  }
+
+  std::vector<uint32_t> counts;
+  std::vector<double> rates;
+  vorn_ctx ctx = {};
+};
+
+} // namespace
+
+TEST(names, opcodes) {
+  std::istringstream words("eq lt gt le ge ne gt_lt gt_le ge_lt ge_le decode decode_unpack decode_symbol set burst sum "
+                           "distinct xlate bloom add sub mul");
+  std::string text;
+  for (uint32_t opc = 0; opc < 40; ++opc) {
+    if (!(words >> text))
+      text = "E^R^R^O^R";
+    for (const uint32_t enc : {0U, 1U, 2U, 4U, UINT32_MAX})
+      EXPECT_EQ(vorn_overload_opc_name(opc, enc), text) << opc << ' ' << enc;
+    EXPECT_STREQ(vorn_overload_opc_name(opc, 3), opc == 14 ? "burst" : "E^R^R^O^R") << opc;
+  }
+  for (const uint32_t opc : {270U, UINT32_MAX})
+    EXPECT_STREQ(vorn_overload_opc_name(opc, 1), "E^R^R^O^R") << opc;
+}
+
+TEST(names, flags_and_encodings) {
+  const char *const flags[] = {"Yo", "flag1", nullptr};
+  const char *const encodings[] = {"fixed", "dict", "dynp", "rle", nullptr};
+  for (uint32_t flag = 0; flag < 3; ++flag)
+    EXPECT_STREQ(vorn_flag_name(flag), flags[flag]);
+  for (uint32_t enc = 0; enc < 5; ++enc)
+    EXPECT_STREQ(vorn_enc_name(enc), encodings[enc]);
+  EXPECT_EQ(vorn_flag_name(UINT32_MAX), nullptr);
+  EXPECT_EQ(vorn_enc_name(UINT32_MAX), nullptr);
+}
+
+TEST(stats_dump, of_the_called_slots) {
+  statistics stats;
+  EXPECT_EQ(stats.dump(1), "");
+  stats.counts[0x15a0] = 1;
+  stats.rates[0x15a0] = 1234.6;
+  stats.counts[0x03b0] = 2000000000;
+  stats.rates[0x03b0] = 0.4;
+  stats.counts[0x1ca1] = 7;
+  stats.rates[0x1ca1] = 1e6;
+  stats.counts[0x1fff] = 3;
+  stats.rates[0x0020] = 5; // not called
+  EXPECT_EQ(stats.dump(256), "vorn_distinct_dict_8bit       Call Freq: 2000000000\tMrowsPerSec: 0\n"
+                             "vorn_eq_dict_12bit_null       Call Freq: 1\tMrowsPerSec: 1235\n"
+                             "vorn_invalid_dispatch         Call Freq: 7\tMrowsPerSec: 1000000\n"
+                             "vorn_invalid_dispatch         Call Freq: 3\tMrowsPerSec: 0\n");
+}
+
+// Every slot is told by its count, so that the order can be read from the lines.
+TEST(stats_dump, walks_all_slots_by_flag_encoding_opcode_and_width) {
+  statistics stats;
+  for (uint32_t slot = 0; slot < 8192; ++slot) {
+    stats.counts[slot] = slot;
+    stats.rates[slot] = slot + 0.25;
+  }
+  std::istringstream lines(stats.dump(0));
+  std::tuple<uint32_t, uint32_t, uint32_t, uint32_t> last;
+  size_t nlines = 0;
+  for (std::string line; std::getline(lines, line); ++nlines) {
+    const size_t count = line.find("Call Freq: ");
+    ASSERT_NE(count, std::string::npos) << line;
+    const auto slot = static_cast<uint32_t>(std::stoul(line.substr(count + 11)));
+    ASSERT_LT(slot, 8192U);
+    char expected[128];
+    std::snprintf(expected, sizeof expected, "%-30sCall Freq: %u\tMrowsPerSec: %u", vorn_dispatch_func_names[slot],
+                  slot, slot);
+    ASSERT_EQ(line, expected);
+    const std::tuple place{slot >> 12, slot >> 5 & 3, slot & 31, slot >> 7 & 31};
+    if (nlines != 0) {
+      ASSERT_GT(place, last) << line;
+    }
+    last = place;
+  }
+  EXPECT_EQ(nlines, 8192U);
+}
 
 TEST(costs, by_class_of_width) {
   const struct {
@@ -27,20 +126,14 @@ TEST(costs, by_width_of_a_code) {
     EXPECT_EQ(vorn_scan_dict[width], scan[width]) << width;
     EXPECT_EQ(vorn_proj_dict[width], proj[width]) << width;
   }
-  static_assert(sizeof vorn_scan_dict == sizeof scan && sizeof vorn_proj_dict == sizeof proj);
-}
-
-TEST(costs, single_numbers) {
   EXPECT_EQ(vorn_proj_dynp, 154);
   EXPECT_EQ(vorn_burst_rle, 6.75);
+  static_assert(sizeof vorn_scan_dict == sizeof scan && sizeof vorn_proj_dict == sizeof proj);
 }
 
 TEST(byte_popc, counts_the_bits_of_every_byte) {
   for (unsigned byte = 0; byte < 256; ++byte) {
-    unsigned ones = 0;
-    for (unsigned bit = 0; bit < 8; ++bit)
-      ones += byte >> bit & 1;
-    EXPECT_EQ(vorn_byte_popc[byte], ones) << byte;
+    EXPECT_EQ(vorn_byte_popc[byte], __builtin_popcount(byte)) << byte;
   }
 }
 

@@ -8,6 +8,7 @@ namespace {
 using vorn_model::predicate;
 using vorn_test::scan_call;
 using vorn_test::slot;
+using vorn_test::vector_of;
 
 std::vector<slot> dict_predicates() {
   return vorn_test::slots_where([](const slot &s) { return s.predicate() && s.encoding() == VORN_ENC_DICT; });
@@ -29,19 +30,12 @@ protected:
   }
 
   uint32_t make_constant(unsigned width, const uint8_t *bytes, uint32_t nrows) {
-    const uint64_t top = width >= 32 ? UINT32_MAX : (uint64_t{1} << width) - 1;
-    switch (random() % 8) {
-    case 0:
-      return static_cast<uint32_t>(random() & 3);
-    case 1:
-      return static_cast<uint32_t>(top);
-    case 2:
-      return static_cast<uint32_t>(top - 1);
-    case 3:
-      return static_cast<uint32_t>(random()); // mostly beyond the width
-    default:
-      return nrows == 0 ? 1 : static_cast<uint32_t>(vorn_model::code_at(bytes, width, random() % nrows) & top);
-    }
+    const uint32_t top = width >= 32 ? UINT32_MAX : (1U << width) - 1;
+    const auto any = static_cast<uint32_t>(random()); // mostly beyond the width
+    const auto of_a_row = static_cast<uint32_t>(nrows == 0 ? 1 : vorn_model::code_at(bytes, width, random() % nrows));
+    const uint32_t palette[] = {any & 3, top, top - 1, any};
+    const auto choice = random() % 8;
+    return choice < 4 ? palette[choice] : of_a_row & top;
   }
 
   void check_slot(const slot &s, const scan_call &call) {
@@ -49,16 +43,12 @@ protected:
     predicate p = {s.opcode(), s.width(), s.flag(), make_constant(s.width(), bytes, call.nrows), 0};
     p.hi = random() % 4 == 0 ? p.c : make_constant(s.width(), bytes, call.nrows);
 
-    vorn_enc_ctx enc;
-    vorn_build_encoding_type_dict(&enc, s.width(), nullptr, nullptr, nullptr, 0, 0, s.flag() ? VORN_NULLS : 0);
-    vorn_cv src = {}, lo = {}, hi = {};
-    vorn_build_vector(&src, bytes, nullptr, nullptr, &enc, nullptr, nullptr, call.nrows, 0, nullptr, 0);
-    vorn_build_vector(&lo, &p.c, nullptr, nullptr, &enc, nullptr, nullptr, 1, 0, nullptr, 0);
-    vorn_build_vector(&hi, &p.hi, nullptr, nullptr, &enc, nullptr, nullptr, 1, 0, nullptr, 0);
+    vorn_enc_ctx enc = s.encoding_context();
     const auto matches = [&](uint32_t row) {
       return vorn_model::matches(p, vorn_model::code_at(bytes, s.width(), row), call.selective());
     };
-    check(s, call, src, lo, hi, matches, "constants " + std::to_string(p.c) + ", " + std::to_string(p.hi));
+    check(s, call, vector_of(bytes, enc, call.nrows), vector_of(&p.c, enc, 1), vector_of(&p.hi, enc, 1), matches,
+          "constants " + std::to_string(p.c) + ", " + std::to_string(p.hi));
   }
 
   vorn_test::guarded stream{most_rows * 8};
@@ -82,19 +72,14 @@ TEST_P(dict_predicates_test, are_exact_at_every_code_and_constant) {
     std::vector<uint8_t> bytes(ncodes * width / 8 + 1);
     for (uint32_t code = 0; code < ncodes; ++code)
       vorn_model::put_code(bytes.data(), width, code, code);
-    vorn_enc_ctx enc;
-    vorn_build_encoding_type_dict(&enc, width, nullptr, nullptr, nullptr, 0, 0, 0);
+    vorn_enc_ctx enc = s.encoding_context();
     for (uint32_t c = 0; c <= ncodes; ++c)
       for (uint32_t hi_code = 0; hi_code <= (s.range() ? ncodes : 0); ++hi_code) {
         predicate p = {s.opcode(), width, s.flag(), c, hi_code};
         uint64_t out[1] = {};
-        vorn_cv res = {}, src = {}, lo = {}, hi = {};
-        vorn_build_vector(&res, nullptr, nullptr, nullptr, nullptr, nullptr, out, ncodes, 0, nullptr, 0);
-        vorn_build_vector(&src, bytes.data(), nullptr, nullptr, &enc, nullptr, nullptr, ncodes, 0, nullptr, 0);
-        lo.vorn_cv_vals = &p.c;
-        hi.vorn_cv_vals = &p.hi;
+        vorn_cv res = vorn_test::result_of(out, ncodes), src = vector_of(bytes.data(), enc, ncodes);
         vorn_aux aux = {};
-        vorn_test::run(vorn_global_ctx.vorn_global_ctx_dispatch[s.index], s, res, src, lo, hi, aux);
+        s.run(res, src, vector_of(&p.c, enc, 1), vector_of(&p.hi, enc, 1), aux);
         for (uint32_t code = 0; code < ncodes; ++code)
           ASSERT_EQ(vorn_model::bit(out, code), vorn_model::matches(p, code, false))
               << s.name() << " code " << code << " constants " << c << ", " << hi_code;

@@ -20,27 +20,15 @@ std::vector<slot> kernels() {
   return vorn_test::slots_where([](const slot &s) { return s.predicate() || s.opcode() == VORN_OPC_SET; });
 }
 
-// What the callbacks of a call saw.  They are plain functions, so they write here.
+// What burst and decoder of a call saw.  They are plain functions, so they write here.
 struct observed {
-  // burst
   const vorn_ctx *ctx = nullptr;
-  vorn_cv *res = nullptr;
-  vorn_cv *src = nullptr;
+  vorn_cv *res = nullptr, *src = nullptr;
   vorn_aux aux = {};
   uint32_t popc_at_burst = 0;
-  // allocation and decoder
-  void *env = nullptr;
-  void *heap = nullptr;
-  uint64_t size = 0;
-  std::string name;
-  uint32_t align_hint = 0, pad_hint = 0;
-  uint64_t tag = 0;
   vorn_qpak_ctx qctx = {};
-  uint32_t outlen = 99;
-  uint32_t dstlen = 0;
-  int allocations = 0, decodes = 0;
-  uint32_t decoder_result = 0;
-  std::vector<uint8_t> buffer;
+  uint32_t outlen = 99, dstlen = 0, decoder_result = 0;
+  unsigned decodes = 0;
 };
 observed seen;
 
@@ -51,20 +39,6 @@ uint32_t burst(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, vorn_aux *aux) {
   seen.aux = *aux;
   seen.popc_at_burst = res->vorn_cv_popc;
   return 77;
-}
-
-void *allocate(void *env, void *heap, uint64_t size, const char *name, uint32_t align_hint, uint32_t pad_hint,
-               uint64_t tag) {
-  seen.env = env;
-  seen.heap = heap;
-  seen.size = size;
-  seen.name = name;
-  seen.align_hint = align_hint;
-  seen.pad_hint = pad_hint;
-  seen.tag = tag;
-  ++seen.allocations;
-  seen.buffer.assign(size, 0);
-  return seen.buffer.data();
 }
 
 // The "compressed" stream is the plain one with every bit flipped.
@@ -86,7 +60,7 @@ protected:
     env.on_error = vorn_host::error_policy::resume;
     ctx = env.context();
     ctx.vorn_ctx_heap = &heap;
-    ctx.vorn_ctx_alloc = allocate;
+    env.record = true;
     ctx.vorn_ctx_decompress = decompress;
     seen = {};
   }
@@ -102,34 +76,18 @@ protected:
     for (uint32_t row = 0; row < 100; ++row)
       if (width >= 16 && s.encoding() != VORN_ENC_DICT)
         vorn_model::put_length_code(lens.data(), vorn_model::length_code_bits(width), row, length_code);
-    switch (s.encoding()) {
-    case VORN_ENC_DICT:
-      vorn_build_encoding_type_dict(&enc, width, nullptr, nullptr, nullptr, 0, 0,
-                                    flags | (s.flag() ? uint32_t{VORN_NULLS} : 0U));
-      break;
-    case VORN_ENC_FIXED:
-      vorn_build_encoding_type_fixed(&enc, width, flags | (s.flag() ? uint32_t{VORN_TZ} : 0U));
-      break;
-    default:
-      vorn_build_encoding_type_dynp(&enc, width, 0, 0, flags | (s.flag() ? uint32_t{VORN_TZ} : 0U));
-      break;
-    }
-    res = src = cst = {};
-    vorn_build_vector(&res, nullptr, nullptr, nullptr, nullptr, nullptr, out, 100, 0, nullptr, 0);
-    vorn_build_vector(&src, stream.data(), lens.data(), nullptr, &enc, nullptr, nullptr, 100, 0, nullptr, 0);
+    enc = s.encoding_context(flags);
+    res = vorn_test::result_of(out, 100);
+    src = vorn_test::vector_of(stream.data(), enc, 100, lens.data());
     // The number 1 as a code in the processor's order, as a big-endian value, and as a set.
     one = s.encoding() == VORN_ENC_DICT ? 1 : uint64_t{1} << (width - 8);
-    cst.vorn_cv_vals = &one;
-    cst.vorn_cv_lens = &length_code;
+    cst = vorn_test::vector_of(&one, enc, 1, &length_code);
     cst.vorn_cv_bv = set;
-    cst.vorn_cv_encoding_context = &enc;
     aux = {};
     aux.vorn_aux_ctx = &ctx;
   }
 
-  uint32_t run(const slot &s) {
-    return vorn_test::run(vorn_global_ctx.vorn_global_ctx_dispatch[s.index], s, res, src, cst, cst, aux);
-  }
+  uint32_t run(const slot &s) { return s.run(res, src, cst, cst, aux); }
 
   static vorn_model::result expected(const slot &s, uint32_t nrows, const uint64_t *mask) {
     const bool of_a_set = s.opcode() == VORN_OPC_SET;
@@ -199,22 +157,20 @@ TEST_P(predicate_contract_test, a_compressed_stream_is_decoded_once_and_kept_in_
       src.vorn_cv_stream_len = static_cast<uint32_t>(stream.size());
       src.vorn_cv_stream_slot = &kept;
       src.vorn_cv_stream_tag = 0x123456789abcdef0;
-      aux.vorn_aux_filter_bv = selective ? all : nullptr;
-      aux.vorn_aux_flags = selective ? VORN_AUX_FORCE_SELECTIVE : 0;
+      aux = vorn_test::selective_by(selective ? all : nullptr);
+      aux.vorn_aux_ctx = &ctx;
       ctx.vorn_ctx_flags = selective ? VORN_CTX_SELF_CHECK : 0;
       seen = {};
+      env.clear_calls();
       run(s);
       // The kernel of a range reports under the one-sided kernel of its first bound; a twin under its main kernel.
       std::string reported = s.name();
       if (s.range())
         reported.erase(7, 3);
-      EXPECT_EQ(seen.name, reported + ": vec1_decomp");
-      EXPECT_EQ(seen.env, ctx.vorn_ctx_env);
-      EXPECT_EQ(seen.heap, &heap);
-      EXPECT_EQ(seen.size, stream.size());
-      EXPECT_EQ(seen.align_hint, 8U);
-      EXPECT_EQ(seen.pad_hint, 16U);
-      EXPECT_EQ(seen.tag, 0x123456789abcdef0U);
+      ASSERT_EQ(env.calls().size(), 1U);
+      EXPECT_EQ(env.calls()[0].text, reported + ": vec1_decomp");
+      EXPECT_EQ(env.calls()[0].values, (std::vector<vorn_host::value>{static_cast<const void *>(&heap), stream.size(),
+                                                                      8, 16, uint64_t{0x123456789abcdef0}}));
       EXPECT_EQ(seen.qctx.vorn_qpak_ctx_env, ctx.vorn_ctx_env);
       EXPECT_EQ(seen.qctx.vorn_qpak_ctx_heap, &heap);
       EXPECT_EQ(seen.qctx.vorn_qpak_ctx_stack_alloc, ctx.vorn_ctx_stack_alloc);
@@ -222,13 +178,12 @@ TEST_P(predicate_contract_test, a_compressed_stream_is_decoded_once_and_kept_in_
       EXPECT_EQ(seen.qctx.vorn_qpak_ctx_generic, selective ? 1U : 0U);
       EXPECT_EQ(seen.outlen, 0U);
       EXPECT_EQ(seen.dstlen, stream.size());
-      EXPECT_EQ(kept, seen.buffer.data());
       const auto rows = expected(s, 100, nullptr);
       EXPECT_EQ(std::vector<uint64_t>(out, out + 2), rows.words);
 
       run(s);
-      EXPECT_EQ(seen.allocations, 1);
-      EXPECT_EQ(seen.decodes, 1);
+      EXPECT_EQ(env.calls().size(), 1U);
+      EXPECT_EQ(seen.decodes, 1U);
       EXPECT_EQ(std::vector<uint64_t>(out, out + 2), rows.words);
       EXPECT_TRUE(env.errors().empty());
 

@@ -69,17 +69,14 @@ protected:
     uint64_t *out = output.last_words(nwords);
     std::fill_n(out, nwords, uint64_t{0xabababababababab});
 
-    vorn_cv res = {};
-    vorn_build_vector(&res, nullptr, nullptr, nullptr, nullptr, nullptr, out, nrows, 0, nullptr, 0);
+    vorn_cv res = result_of(out, nrows);
     src.vorn_cv_mask_bv = mask;
-    vorn_aux aux = {};
-    aux.vorn_aux_filter_bv = filter;
-    aux.vorn_aux_flags = call.selective() ? VORN_AUX_FORCE_SELECTIVE : 0;
+    vorn_aux aux = selective_by(filter, call.selective());
     aux.vorn_aux_op_bits[2] = 0x40;
 
     // Sets take no notice of a mask: their entry point removes it.
     const auto expected = vorn_model::select(nrows, set ? nullptr : mask, filter, matches);
-    const uint32_t code = run(vorn_global_ctx.vorn_global_ctx_dispatch[s.index], s, res, src, lo, hi, aux);
+    const uint32_t code = s.run(res, src, lo, hi, aux);
 
     const auto where = [&] {
       return testing::Message() << s.name() << " rows " << nrows << " " << what << " masked " << call.masked

@@ -24,15 +24,12 @@ protected:
     }
     uint64_t *members = map.last_words((codes + 63) / 64);
     randomise(members, (codes + 63) / 64, density);
-    vorn_enc_ctx enc;
-    vorn_build_encoding_type_dict(&enc, s.width(), nullptr, nullptr, nullptr, 0, 0, 0);
-    vorn_cv src = {}, set = {}; // of the set nothing but the map is looked at
-    vorn_build_vector(&src, bytes, nullptr, nullptr, &enc, nullptr, nullptr, call.nrows, 0, nullptr, 0);
-    set.vorn_cv_bv = members;
+    vorn_enc_ctx enc = s.encoding_context();
+    const vorn_cv set = vorn_test::result_of(members, 0); // nothing but the map is looked at
     const auto matches = [&](uint32_t row) {
       return vorn_model::bit(members, vorn_model::code_at(bytes, s.width(), row));
     };
-    check(s, call, src, set, set, matches, "codes " + std::to_string(codes));
+    check(s, call, vorn_test::vector_of(bytes, enc, call.nrows), set, set, matches, "codes " + std::to_string(codes));
   }
 
   static constexpr uint64_t most_codes = uint64_t{1} << 20;
@@ -51,27 +48,21 @@ TEST_P(sets_test, agree_with_the_model) {
 
 // All four sets of a dictionary of two codes, whatever the bits behind them.
 TEST_P(sets_test, of_two_codes_look_at_two_bits) {
+  const slot s = sets().front();
+  ASSERT_EQ(s.width(), 1U);
+  vorn_enc_ctx enc = s.encoding_context();
+  const std::vector<uint8_t> codes(16, 0x35);
+  uint64_t out[2], filter[2] = {0xff00ff00ff00ff00, ~uint64_t{0}};
   for (const uint64_t members : {0U, 1U, 2U, 3U})
     for (const uint64_t behind : {uint64_t{0}, ~uint64_t{3}})
-      for (const auto filtering : {vorn_test::filter_kind::none, vorn_test::filter_kind::selective}) {
-        uint8_t codes[16];
-        std::fill_n(codes, sizeof codes, uint8_t{0x35});
-        uint64_t set_words[1] = {members | behind}, out[2], filter[2] = {0xff00ff00ff00ff00, ~uint64_t{0}};
-        vorn_enc_ctx enc;
-        vorn_build_encoding_type_dict(&enc, 1, nullptr, nullptr, nullptr, 0, 0, 0);
-        vorn_cv res = {}, src = {}, set = {};
-        vorn_build_vector(&res, nullptr, nullptr, nullptr, nullptr, nullptr, out, 100, 0, nullptr, 0);
-        vorn_build_vector(&src, codes, nullptr, nullptr, &enc, nullptr, nullptr, 100, 0, nullptr, 0);
-        set.vorn_cv_bv = set_words;
-        vorn_aux aux = {};
-        const bool filtered = filtering != vorn_test::filter_kind::none;
-        aux.vorn_aux_filter_bv = filtered ? filter : nullptr;
-        aux.vorn_aux_flags = VORN_AUX_FORCE_SELECTIVE;
-        const slot s = sets().front();
-        ASSERT_EQ(s.width(), 1U);
-        vorn_test::run(vorn_global_ctx.vorn_global_ctx_dispatch[s.index], s, res, src, set, set, aux);
-        const auto expected = vorn_model::select(100, nullptr, filtered ? filter : nullptr, [&](uint32_t row) {
-          return members >> vorn_model::code_at(codes, 1, row) & 1;
+      for (uint64_t *filtered : {static_cast<uint64_t *>(nullptr), filter}) {
+        uint64_t words[1] = {members | behind};
+        const vorn_cv set = vorn_test::result_of(words, 0);
+        vorn_cv res = vorn_test::result_of(out, 100), src = vorn_test::vector_of(codes.data(), enc, 100);
+        vorn_aux aux = vorn_test::selective_by(filtered);
+        s.run(res, src, set, set, aux);
+        const auto expected = vorn_model::select(100, nullptr, filtered, [&](uint32_t row) {
+          return members >> vorn_model::code_at(codes.data(), 1, row) & 1;
         });
         EXPECT_EQ(std::vector<uint64_t>(out, out + 2), expected.words) << members;
         EXPECT_EQ(res.vorn_cv_popc, expected.count) << members;

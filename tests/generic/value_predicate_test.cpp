@@ -8,23 +8,12 @@
 namespace {
 
 using vorn_model::sort_pair;
-using vorn_test::filter_kind;
 using vorn_test::scan_call;
 using vorn_test::slot;
+using vorn_test::vector_of;
 
 std::vector<slot> slots_of(unsigned encoding) {
   return vorn_test::slots_where([&](const slot &s) { return s.predicate() && s.encoding() == encoding; });
-}
-
-std::vector<unsigned> widths_of_class(unsigned width_class) {
-  switch (width_class) {
-  case 32:
-    return {24, 32};
-  case 64:
-    return {40, 48, 56, 64};
-  default:
-    return {width_class};
-  }
 }
 
 class value_predicates_test : public vorn_test::scan_test {
@@ -56,10 +45,7 @@ protected:
       key = rows[random() % rows.size()];
     if (random() % 4 == 0)
       key.second = static_cast<unsigned>(random() % codes);
-    cst = {};
-    cst.vorn_cv_encoding_context = &enc;
-    cst.vorn_cv_vals = place(value, size);
-    cst.vorn_cv_lens = place(code, 1);
+    cst = vector_of(place(value, size), enc, 1, place(code, 1));
     store_big(static_cast<uint8_t *>(cst.vorn_cv_vals), key.first, size);
     *static_cast<uint8_t *>(cst.vorn_cv_lens) = static_cast<uint8_t>(key.second);
     return key;
@@ -104,14 +90,13 @@ protected:
       rows.emplace_back(vorn_model::value_at(bytes + row * size, size, size),
                         uniform ? *codes : vorn_model::length_code_at(codes, bits, row));
     }
-    vorn_cv src = {};
-    vorn_build_vector(&src, bytes, second_key ? codes : nullptr, nullptr, &enc, nullptr, nullptr, call.nrows, 0,
-                      nullptr, 0);
-    check_rows(s, call, src, enc, size, rows, uniform ? 256 : 1U << bits, second_key);
+    check_rows(s, call, vector_of(bytes, enc, call.nrows, second_key ? codes : nullptr), enc, size, rows,
+               uniform ? 256 : 1U << bits, second_key);
   }
 
-  // Fills the streams with rows of up to `width / 8` bytes; returns their sort keys.
-  std::vector<sort_pair> make_dynp(vorn_cv &src, vorn_enc_ctx &enc, unsigned width, bool second_key, uint32_t nrows) {
+  // Fills the streams with rows of up to the bytes of the class; returns their sort keys.
+  std::vector<sort_pair> make_dynp(vorn_cv &src, vorn_enc_ctx &enc, const slot &s, uint32_t nrows) {
+    const unsigned width = s.width();
     const unsigned bits = vorn_model::length_code_bits(width);
     const size_t nlens = (uint64_t{nrows} * bits + 7) / 8;
     uint8_t *codes = place(lens, nlens);
@@ -127,8 +112,8 @@ protected:
     }
     uint8_t *bytes = place(values, stored.size());
     std::copy(stored.begin(), stored.end(), bytes);
-    vorn_build_encoding_type_dynp(&enc, width, 0, 0, second_key ? VORN_TZ : 0);
-    vorn_build_vector(&src, bytes, codes, nullptr, &enc, nullptr, nullptr, nrows, 0, nullptr, 0);
+    enc = s.encoding_context();
+    src = vector_of(bytes, enc, nrows, codes);
     return vorn_model::dynp_rows(bytes, codes, width, nrows);
   }
 
@@ -140,12 +125,17 @@ TEST_P(value_predicates_test, fixed_agree_with_the_model) {
   const auto slots = slots_of(VORN_ENC_FIXED);
   ASSERT_EQ(slots.size(), 80U);
   for (const slot &s : slots)
-    for (const unsigned width : widths_of_class(s.width()))
+    for (unsigned width = 8; width <= 64; width += 8) {
+      vorn_enc_ctx enc;
+      vorn_build_encoding_type_fixed(&enc, width, 0);
+      if (enc.vorn_enc_ctx_width_code != s.width_code())
+        continue;
       for (const bool uniform : {false, true}) {
         if (uniform && !s.flag())
           continue;
         ASSERT_NO_FATAL_FAILURE(for_each_call([&](const scan_call &call) { check_fixed(s, call, width, uniform); }));
       }
+    }
 }
 
 TEST_P(value_predicates_test, dynp_agree_with_the_model) {
@@ -154,9 +144,9 @@ TEST_P(value_predicates_test, dynp_agree_with_the_model) {
   for (const slot &s : slots)
     for (int repetition = 0; repetition < 4; ++repetition)
       ASSERT_NO_FATAL_FAILURE(for_each_call([&](const scan_call &call) {
-        vorn_cv src = {};
+        vorn_cv src;
         vorn_enc_ctx enc;
-        const auto rows = make_dynp(src, enc, s.width(), s.flag(), call.nrows);
+        const auto rows = make_dynp(src, enc, s, call.nrows);
         ASSERT_EQ(enc.vorn_enc_ctx_type << 5 | s.opcode(), s.index);
         check_rows(s, call, src, enc, s.width() / 8, rows, s.width() / 8 + 1, s.flag());
       }));
@@ -168,25 +158,19 @@ TEST_P(value_predicates_test, a_selective_dynp_scan_finds_every_row) {
     if (s.opcode() != VORN_OPC_EQ)
       continue;
     constexpr uint32_t nrows = 65;
-    vorn_cv src = {}, cst = {};
+    vorn_cv src;
     vorn_enc_ctx enc;
-    const auto rows = make_dynp(src, enc, s.width(), s.flag(), nrows);
+    const auto rows = make_dynp(src, enc, s, nrows);
     for (uint32_t row = 0; row < nrows; ++row) {
       uint8_t value[8];
       store_big(value, rows[row].first, s.width() / 8);
-      auto code = static_cast<uint8_t>(rows[row].second);
+      const auto code = static_cast<uint8_t>(rows[row].second);
+      const vorn_cv cst = vector_of(value, enc, 1, &code);
       uint64_t filter[2] = {}, out[2] = {};
       filter[row / 64] = uint64_t{1} << row % 64;
-      cst.vorn_cv_vals = value;
-      cst.vorn_cv_lens = &code;
-      vorn_cv res = {};
-      res.vorn_cv_bv = out;
-      res.vorn_cv_nrows = nrows;
-      vorn_aux aux = {};
-      aux.vorn_aux_filter_bv = filter;
-      aux.vorn_aux_flags = VORN_AUX_FORCE_SELECTIVE;
-      EXPECT_EQ(vorn_test::run(vorn_global_ctx.vorn_global_ctx_dispatch[s.index], s, res, src, cst, cst, aux),
-                uint32_t{VORN_RESULT_DONE});
+      vorn_cv res = vorn_test::result_of(out, nrows);
+      vorn_aux aux = vorn_test::selective_by(filter);
+      EXPECT_EQ(s.run(res, src, cst, cst, aux), uint32_t{VORN_RESULT_DONE});
       EXPECT_EQ(res.vorn_cv_popc, 1U) << s.name() << " row " << row;
       EXPECT_EQ(std::memcmp(out, filter, sizeof out), 0) << s.name() << " row " << row;
     }
@@ -204,17 +188,12 @@ TEST_P(value_predicates_test, a_length_that_is_none_does_not_lead_behind_the_val
       for (const bool selective : {false, true}) {
         uint8_t *bytes = values.last(nrows * 8);
         std::fill_n(bytes, nrows * 8, uint8_t{1});
-        vorn_enc_ctx enc;
-        vorn_build_encoding_type_dynp(&enc, 64, 0, 0, s.flag() ? VORN_TZ : 0);
+        vorn_enc_ctx enc = s.encoding_context();
         uint64_t out[2], filter[2] = {~uint64_t{0}, 3};
-        vorn_cv res = {}, src = {}, cst = {};
-        vorn_build_vector(&res, nullptr, nullptr, nullptr, nullptr, nullptr, out, nrows, 0, nullptr, 0);
-        vorn_build_vector(&src, bytes, codes, nullptr, &enc, nullptr, nullptr, nrows, 0, nullptr, 0);
-        vorn_build_vector(&cst, zero, &shortest, nullptr, &enc, nullptr, nullptr, 1, 0, nullptr, 0);
-        vorn_aux aux = {};
-        aux.vorn_aux_filter_bv = filter;
-        aux.vorn_aux_flags = selective ? VORN_AUX_FORCE_SELECTIVE : 0;
-        vorn_test::run(vorn_global_ctx.vorn_global_ctx_dispatch[s.index], s, res, src, cst, cst, aux);
+        vorn_cv res = vorn_test::result_of(out, nrows), src = vector_of(bytes, enc, nrows, codes);
+        const vorn_cv cst = vector_of(zero, enc, 1, &shortest);
+        vorn_aux aux = vorn_test::selective_by(filter, selective);
+        s.run(res, src, cst, cst, aux);
         EXPECT_EQ(res.vorn_cv_popc, nrows) << s.name();
       }
   }
@@ -228,21 +207,16 @@ TEST_P(value_predicates_test, dynp_refuse_constants_that_are_too_long) {
         for (const bool selective : {false, true}) {
           if (second && !s.range())
             continue;
-          vorn_enc_ctx enc;
-          vorn_build_encoding_type_dynp(&enc, s.width(), 0, 0, VORN_STREAM);
+          vorn_enc_ctx enc = s.encoding_context(VORN_STREAM);
           uint64_t value = 0, out[2] = {7, 7}, filter[2] = {~uint64_t{0}, ~uint64_t{0}};
-          auto good = static_cast<uint8_t>(s.width() / 8), bad = static_cast<uint8_t>(too_long);
+          const auto good = static_cast<uint8_t>(s.width() / 8), bad = static_cast<uint8_t>(too_long);
           void *kept = nullptr;
-          vorn_cv res = {}, src = {}, lo = {}, hi = {};
-          vorn_build_vector(&res, nullptr, nullptr, nullptr, nullptr, nullptr, out, 100, 0, nullptr, 0);
-          vorn_build_vector(&src, nullptr, nullptr, nullptr, &enc, nullptr, nullptr, 100, 800, &kept, 0);
-          vorn_build_vector(&lo, &value, second ? &good : &bad, nullptr, &enc, nullptr, nullptr, 1, 0, nullptr, 0);
-          vorn_build_vector(&hi, &value, second ? &bad : &good, nullptr, &enc, nullptr, nullptr, 1, 0, nullptr, 0);
+          vorn_cv res = vorn_test::result_of(out, 100), src = vector_of(nullptr, enc, 100);
+          src.vorn_cv_stream_slot = &kept;
           res.vorn_cv_popc = 1234;
-          vorn_aux aux = {};
-          aux.vorn_aux_filter_bv = filter;
-          aux.vorn_aux_flags = selective ? VORN_AUX_FORCE_SELECTIVE : 0;
-          EXPECT_EQ(vorn_test::run(vorn_global_ctx.vorn_global_ctx_dispatch[s.index], s, res, src, lo, hi, aux),
+          vorn_aux aux = vorn_test::selective_by(filter, selective);
+          EXPECT_EQ(s.run(res, src, vector_of(&value, enc, 1, second ? &good : &bad),
+                          vector_of(&value, enc, 1, second ? &bad : &good), aux),
                     uint32_t{VORN_RESULT_REFUSED})
               << s.name();
           EXPECT_EQ(res.vorn_cv_popc, 1234U) << s.name();
@@ -260,18 +234,13 @@ TEST_P(value_predicates_test, a_width_without_a_reading_is_a_fatal_assertion_at_
       continue;
     uint8_t bytes[64] = {}, code = 0;
     uint64_t out[1], filter[1] = {1}, nothing[1] = {0};
-    vorn_enc_ctx enc;
-    vorn_build_encoding_type_fixed(&enc, s.width(), VORN_TZ);
+    vorn_enc_ctx enc = s.encoding_context();
     enc.vorn_enc_ctx_width = 16;
-    vorn_cv res = {}, src = {}, cst = {};
-    vorn_build_vector(&res, nullptr, nullptr, nullptr, nullptr, nullptr, out, 2, 0, nullptr, 0);
-    vorn_build_vector(&src, bytes, &code, nullptr, &enc, nullptr, nullptr, 2, 0, nullptr, 0);
-    vorn_build_vector(&cst, bytes, &code, nullptr, &enc, nullptr, nullptr, 1, 0, nullptr, 0);
+    vorn_cv res = vorn_test::result_of(out, 2), src = vector_of(bytes, enc, 2, &code);
+    const vorn_cv cst = vector_of(bytes, enc, 1, &code);
     const auto call = [&](uint64_t *rows) {
-      vorn_aux aux = {};
-      aux.vorn_aux_filter_bv = rows;
-      aux.vorn_aux_flags = VORN_AUX_FORCE_SELECTIVE;
-      return vorn_test::run(vorn_global_ctx.vorn_global_ctx_dispatch[s.index], s, res, src, cst, cst, aux);
+      vorn_aux aux = vorn_test::selective_by(rows);
+      return s.run(res, src, cst, cst, aux);
     };
     const char *message = "generic/vornc_generic:.* Assertion `0' failed";
     EXPECT_DEATH(call(nullptr), message) << s.name();

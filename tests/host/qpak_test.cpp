@@ -8,44 +8,13 @@
 #include <cstring>
 #include <gtest/gtest.h>
 #include <random>
-#include <sys/mman.h>
-#include <unistd.h>
+
+#include "tests/support/guarded.hpp"
 
 using namespace vorn_host;
 using bytes = std::vector<uint8_t>;
 
 namespace {
-
-// A buffer between two unreadable pages, flush with the one before it or the one behind; the rest of its pages holds
-// canaries.
-class guarded {
-public:
-  guarded(size_t size, bool at_end) : size_(size) {
-    const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
-    inner_ = (size + page) / page * page;
-    mapped_ = inner_ + 2 * page;
-    base_ = static_cast<uint8_t *>(mmap(nullptr, mapped_, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
-    first_ = base_ + page;
-    mprotect(first_, inner_, PROT_READ | PROT_WRITE);
-    std::memset(first_, canary, inner_);
-    data_ = at_end ? first_ + inner_ - size : first_;
-  }
-  ~guarded() { munmap(base_, mapped_); }
-  guarded(const guarded &) = delete;
-  guarded &operator=(const guarded &) = delete;
-
-  uint8_t *data() const { return data_; }
-  bool holds(const bytes &expected) const { return std::equal(data_, data_ + size_, expected.begin(), expected.end()); }
-  bool intact() const {
-    const auto is_canary = [](uint8_t byte) { return byte == canary; };
-    return std::all_of(first_, data_, is_canary) && std::all_of(data_ + size_, first_ + inner_, is_canary);
-  }
-
-private:
-  static constexpr uint8_t canary = 0xc5;
-  size_t size_, inner_, mapped_;
-  uint8_t *base_, *first_, *data_;
-};
 
 uint32_t decode(const uint8_t *stream, uint8_t *out, size_t size, uint32_t &length) {
   return qpak_decode(nullptr, nullptr, stream, out, &length, static_cast<uint32_t>(size), 0, 0, 0);
@@ -81,14 +50,29 @@ void reseal(bytes &stream) {
                     qpak::check_of(stream.data() + qpak::directory_at, directory, 0));
 }
 
-// Decodes the damaged stream between guards: it fails, or it gives the data.
+// Where the decoder finds and leaves its bytes: both end, or the output begins, at unreadable memory.
+struct between_guards {
+  between_guards(const bytes &stream, size_t out_size, bool ends)
+      : in_memory(stream.size()), out_memory(out_size), in(in_memory.last(stream.size())),
+        out(ends ? out_memory.last(out_size) : out_memory.behind(0, out_size)), size(out_size), at_end(ends) {
+    std::copy(stream.begin(), stream.end(), in);
+  }
+  bool holds(const bytes &expected) const { return std::equal(out, out + size, expected.begin(), expected.end()); }
+  bool intact() const { return at_end ? out_memory.intact(size) : out_memory.intact_around(0, size); }
+
+  vorn_test::guarded in_memory, out_memory;
+  uint8_t *in, *out;
+  size_t size;
+  bool at_end;
+};
+
+// Decodes the damaged stream: it fails, or it gives the data.
 void expect_harmless(const bytes &stream, const bytes &data, bool at_end, uint32_t &failures) {
-  const guarded in(stream.size(), true), out(data.size(), at_end);
-  std::copy(stream.begin(), stream.end(), in.data());
+  const between_guards memory(stream, data.size(), at_end);
   uint32_t length = 0;
-  const uint32_t status = decode(in.data(), out.data(), data.size(), length);
-  ASSERT_TRUE(out.intact());
-  ASSERT_TRUE(status != 0 || out.holds(data)) << "wrong data passed for right";
+  const uint32_t status = decode(memory.in, memory.out, data.size(), length);
+  ASSERT_TRUE(memory.intact());
+  ASSERT_TRUE(status != 0 || memory.holds(data)) << "wrong data passed for right";
   failures += status != 0;
 }
 
@@ -106,32 +90,30 @@ TEST(Qpak, GivesBackWhatWasEncoded) {
         if (symbols == 1 && size >= 65535) {
           EXPECT_LT(stream.size(), size / 100);
         }
-        const guarded in(stream.size() + 1, true), out(size, at_end);
-        std::copy(stream.begin(), stream.end(), in.data() + 1); // at any address
+        const between_guards memory(stream, size, at_end); // at any address, as the sizes fall
         uint32_t length = 77;
-        ASSERT_EQ(decode(in.data() + 1, out.data(), size, length), 0u) << size << ' ' << symbols;
+        ASSERT_EQ(decode(memory.in, memory.out, size, length), 0u) << size << ' ' << symbols;
         EXPECT_EQ(length, size);
-        EXPECT_TRUE(out.holds(data));
-        EXPECT_TRUE(out.intact());
+        EXPECT_TRUE(memory.holds(data));
+        EXPECT_TRUE(memory.intact());
       }
 }
 
 TEST(Qpak, RefusesWrongMagicAndWrongSizes) {
   const bytes data(1000, 7);
   const bytes good = qpak_encode(data.data(), data.size());
-  const guarded out(1001, true);
+  const between_guards memory(good, 1001, true);
   uint32_t length = 0;
   for (const size_t size : {size_t{0}, size_t{999}, size_t{1001}})
-    EXPECT_NE(decode(good.data(), out.data(), size, length), 0u);
+    EXPECT_NE(decode(good.data(), memory.out, size, length), 0u);
   EXPECT_EQ(length, 0u);
 
   const auto refused = [&](size_t at, uint32_t number) {
     bytes stream = good;
     qpak::store_u32(&stream[at], number);
     reseal(stream);
-    const guarded in(stream.size(), true); // a size that is believed too soon leads into the page behind
-    std::copy(stream.begin(), stream.end(), in.data());
-    return decode(in.data(), out.data(), data.size(), length) != 0;
+    const between_guards sealed(stream, 1000, true); // a size that is believed too soon leads behind it
+    return decode(sealed.in, sealed.out, data.size(), length) != 0;
   };
   const auto total = static_cast<uint32_t>(good.size());
   EXPECT_TRUE(refused(qpak::magic_at, qpak::magic + 1));

@@ -1,0 +1,326 @@
+// What entry points do around their kernels, for each entry by its description: checks, trace, timing, statistics, the
+// dispatch rule, the self-check.
+#include "tests/entry/entry.hpp"
+
+namespace vorn_test {
+
+namespace {
+
+const std::vector<report> nothing;
+
+// Everything that a call may change.
+std::string contents(const entry_call &call) {
+  const auto bytes = [](const auto &record) {
+    return std::string(reinterpret_cast<const char *>(&record), sizeof record);
+  };
+  return bytes(call.res) + bytes(call.src) + bytes(call.enc) + bytes(call.aux) + bytes(call.out) + bytes(call.vals);
+}
+
+// A reporter that returns hears of every wrong argument and the call goes on; one that unwinds hears of the first, and
+// nothing has changed.
+void expect_reports(const entry &which, const std::vector<check> &broken, bool aux_given) {
+  for (const auto policy : {vorn_host::error_policy::resume, vorn_host::error_policy::unwind}) {
+    SCOPED_TRACE(broken.front().message);
+    entry_call call(which);
+    call.given = aux_given ? &call.aux : nullptr;
+    for (const check &wrong : broken)
+      wrong.break_it(call);
+    std::vector<report> expected;
+    for (const check &wrong : broken)
+      expected.emplace_back(wrong.message, wrong.told ? wrong.told(call) : values{});
+    const std::string before = contents(call);
+    call.env.on_error = policy;
+    if (policy == vorn_host::error_policy::resume) {
+      EXPECT_EQ(call.run(), script.code);
+      EXPECT_EQ(script.calls, 1U);
+    } else {
+      EXPECT_THROW(call.run(), vorn_host::internal_error);
+      expected.resize(1);
+      const bool late = broken.front().when == check::a_kernel_run;
+      EXPECT_EQ(script.calls, late ? 1U : 0U);
+      EXPECT_TRUE(late || contents(call) == before);
+    }
+    EXPECT_EQ(call.reports(), expected);
+  }
+}
+
+// The calls of services that the description foretells, up to the time of a timed call.
+std::vector<report> expected_trace(const entry_call &call, bool controlled, bool diagnosed) {
+  const uint64_t component = 0x12050004;
+  std::vector<report> expected;
+  const auto ask = [&](int32_t level) {
+    expected.push_back({"host_trace_eval_flags", {component, level, uint64_t{0x400}, uint64_t{4}}});
+  };
+  const auto point = [&](int32_t level, const std::string &format, values told) {
+    ask(level);
+    if (controlled)
+      told.insert(told.begin(), {std::string(call.which.name), component, uint64_t{0x402}});
+    expected.emplace_back((controlled ? "host_trace_record " : "host_trace_write ") + format, told);
+  };
+  if (controlled)
+    ask(4);
+  for (const trace_point &at : call.which.trace)
+    if (call.given != nullptr || !at.needs_aux)
+      point(at.level, at.format, at.told(call));
+  if (controlled)
+    expected.push_back({"host_clock_time64", {uint64_t{1000}}});
+  if (diagnosed && call.which.traces_diagnostics)
+    point(3, "diag_code: %d\n", {3});
+  if (controlled) {
+    expected.push_back({"host_clock_time64", {uint64_t{16625}}});
+    ask(4);
+  }
+  return expected;
+}
+
+// What the scripted kernel does: it goes from row 10 to row 50 and has something to say.
+void go_on(vorn_cv &, vorn_aux &aux) {
+  aux.vorn_aux_start_slot = 50;
+  aux.vorn_aux_diag_code = 3;
+}
+
+template <uint8_t bits>
+void set_bits(vorn_cv &, vorn_aux &aux) {
+  std::ranges::fill(aux.vorn_aux_op_bits, bits);
+}
+
+} // namespace
+
+TEST_P(entry_test, reports_wrong_arguments_in_their_order) {
+  const entry &which = GetParam();
+  for (const check &wrong : which.checks)
+    expect_reports(which, {wrong}, true);
+  for (const bool aux_given : {true, false})
+    if (const auto checks = which.checks_of(aux_given); !checks.empty() && (aux_given || which.goes_on_without_aux()))
+      expect_reports(which, checks, aux_given);
+}
+
+// A wider word than usual: only the vectors that it stands for are reported.
+TEST_P(entry_test, compares_every_vector_with_its_alignment_word) {
+  using record = vorn_global_ctx_t;
+  for (const auto word : {&record::VORN_MAX_ALIGN, &record::VORN_DATASTREAM_ALIGN, &record::VORN_BITWVEC_ALIGN,
+                          &record::VORN_OUTPUT_BITWVEC_ALIGN, &record::VORN_JOIN_BITWVEC_ALIGN,
+                          &record::vorn_global_ctx_qpak_in_align, &record::vorn_global_ctx_qpak_out_align}) {
+    entry_call call(GetParam());
+    vorn_global_ctx.*word = 16;
+    lines expected;
+    for (const check &wrong : GetParam().checks)
+      if (wrong.word == word)
+        expected.push_back(wrong.message);
+    call.run();
+    EXPECT_EQ(call.messages(), expected);
+  }
+}
+
+TEST_P(entry_test, traces_and_times_an_armed_call) {
+  const entry &which = GetParam();
+  enum { forced_and_selective, compressed_and_inverted, without_aux, variants };
+  for (int variant = 0; variant < (which.takes_null_aux ? variants : without_aux); ++variant) {
+    entry_call call(which);
+    script.act = go_on;
+    call.arm();
+    vorn_host::script_clock({1000, 16625});
+    const bool forced = variant == forced_and_selective;
+    call.ctx.vorn_ctx_flags = forced ? VORN_CTX_FORCE_GENERIC : VORN_CTX_ACCUMULATE;
+    call.aux.vorn_aux_flags = forced ? VORN_AUX_FORCE_SELECTIVE : VORN_AUX_INVERT_FILTER; // whose report is passed over
+    if (variant == compressed_and_inverted)
+      call.enc.vorn_enc_ctx_flags |= VORN_STREAM;
+    if (variant == without_aux)
+      call.given = nullptr;
+    const auto expected = expected_trace(call, true, !forced);
+    EXPECT_EQ(call.run(), forced ? which.generic_code : script.code);
+    for (const auto &each : call.env.calls())
+      if (each.service == "host_trace_record") {
+        EXPECT_EQ(each.source.substr(0, each.source.find(':')), which.source);
+      }
+    auto found = call.taken();
+    ASSERT_FALSE(found.empty());
+    const auto [last, told] = found.back();
+    found.pop_back();
+    EXPECT_EQ(found, expected);
+    EXPECT_EQ(last, "host_trace_record Runtime %.0f us (%.0f Mrows/sec)\n");
+    ASSERT_EQ(told.size(), 5U);
+    EXPECT_EQ(told[3], vorn_host::value{15625.0});
+    if (variant == compressed_and_inverted) {
+      EXPECT_EQ(told[4], vorn_host::value{which.rate_rows / 16384.0});
+    }
+    std::vector<uint32_t> counts(VORN_DISPATCH_SLOTS);
+    std::vector<double> rates(VORN_DISPATCH_SLOTS);
+    if (which.slot && !forced) { // only a call that is asked to accumulates
+      counts[*which.slot] = 1;
+      rates[*which.slot] = std::get<double>(told[4]);
+    }
+    EXPECT_EQ(call.counts, counts);
+    EXPECT_EQ(call.rates, rates);
+  }
+}
+
+TEST_P(entry_test, writes_lines_without_a_control_block_and_is_silent_unarmed) {
+  entry_call call(GetParam());
+  script.act = go_on;
+  call.env.trace_control().trace_on = 1;
+  EXPECT_EQ(call.run(), script.code);
+  EXPECT_EQ(call.taken(), nothing) << "no trace word";
+
+  call.ctx.vorn_ctx_trace = 4;
+  call.env.detach_trace();
+  call.ctx.vorn_ctx_flags = VORN_CTX_ACCUMULATE;
+  call.aux.vorn_aux_start_slot = 10;
+  const auto expected = expected_trace(call, false, true);
+  call.run();
+  EXPECT_EQ(call.taken(), expected);
+  EXPECT_EQ(call.counts, std::vector<uint32_t>(VORN_DISPATCH_SLOTS)) << "not timed";
+}
+
+TEST_P(entry_test, prepares_the_aux_of_the_kernel) {
+  const entry &which = GetParam();
+  const op_bits bits = which.bits.value_or(op_bits{{0, 0, 0}, {0xff, 0xff, 0xff}});
+  enum { bits_clear, bits_full, without_aux, variants };
+  for (int variant = 0; variant < (which.goes_on_without_aux() ? variants : without_aux); ++variant) {
+    entry_call call(which);
+    if (variant == bits_full)
+      set_bits<0xff>(call.res, call.aux);
+    vorn_aux expected;
+    std::memcpy(&expected, &call.aux, sizeof expected);
+    if (variant == without_aux) {
+      call.given = nullptr;
+      std::memset(&expected, 0, sizeof expected);
+    }
+    expected.vorn_aux_ctx = &call.ctx;
+    if (which.bits) {
+      expected.vorn_aux_diag_code = 0;
+      std::ranges::copy(variant == bits_full ? bits.from_full : bits.from_clear, expected.vorn_aux_op_bits);
+    }
+    EXPECT_EQ(call.run(), script.code);
+    EXPECT_EQ(std::memcmp(&script.aux, &expected, sizeof expected), 0);
+    ASSERT_EQ(script.operands.size(), which.operands.size() + 1);
+    for (size_t i = 0; i < which.operands.size(); ++i)
+      EXPECT_EQ(script.operands[i], &(call.*which.operands[i]));
+    if (variant != without_aux) {
+      EXPECT_EQ(script.operands.back(), call.given);
+      EXPECT_EQ(std::memcmp(&call.aux, &expected, sizeof expected), 0) << "and nothing changes behind it";
+    }
+    EXPECT_EQ(call.messages().empty(), variant != without_aux || which.takes_null_aux);
+  }
+}
+
+TEST_P(entry_test, treats_runs_mask_and_stream_its_own_way) {
+  const entry &which = GetParam();
+  entry_call call(which);
+  call.enc.vorn_enc_ctx_flags |= VORN_RLE | VORN_STREAM;
+  call.enc.vorn_enc_ctx_burst_res_bv = call.runs.data();
+  call.src.vorn_cv_mask_bv = call.members.data();
+  const uint32_t flags = call.enc.vorn_enc_ctx_flags;
+  EXPECT_EQ(call.run(), script.code);
+  EXPECT_EQ(script.flags, which.hides_stream ? flags & ~uint32_t{VORN_STREAM} : flags);
+  EXPECT_EQ(call.enc.vorn_enc_ctx_flags, flags);
+  for (const uint64_t *filter : {script.aux.vorn_aux_filter_bv, call.aux.vorn_aux_filter_bv})
+    EXPECT_EQ(filter, which.prepares_runs ? nullptr : call.filter.data());
+  EXPECT_EQ(call.enc.vorn_enc_ctx_burst_fn, which.prepares_runs ? vorn_decode_rle_burst : nullptr);
+  for (const uint64_t *mask : {script.mask, static_cast<const uint64_t *>(call.src.vorn_cv_mask_bv)})
+    EXPECT_EQ(mask, which.clears_mask ? nullptr : call.members.data());
+  EXPECT_EQ(call.messages(), lines{});
+}
+
+TEST_P(entry_test, counts_what_the_bits_say) {
+  const counters &counted = GetParam().counted;
+  entry_call call(GetParam());
+  std::vector<uint64_t> expected = call.stats;
+  call.ctx.vorn_ctx_stats = call.stats.data();
+  // The counters start at byte 384: 8 called, 8 selective, 5 third; the rest of the block is the host's.
+  const auto run = [&](void (*act)(vorn_cv &, vorn_aux &), std::vector<std::optional<unsigned>> places) {
+    script.act = act;
+    call.run();
+    for (size_t array = 0; array < places.size(); ++array)
+      if (places[array])
+        ++expected[48 + 8 * array + *places[array]];
+    EXPECT_EQ(call.stats, expected);
+  };
+  run(go_on, {counted.called});
+  run(set_bits<0xff>, {counted.called, counted.selective, counted.third});
+  run(set_bits<0>, {}); // the kernel has the last word
+}
+
+TEST_P(entry_test, runs_the_generic_kernel_alone_when_forced) {
+  for (const int flags : {VORN_CTX_FORCE_GENERIC | 0, VORN_CTX_FORCE_GENERIC | VORN_CTX_SELF_CHECK}) {
+    entry_call call(GetParam());
+    call.ctx.vorn_ctx_flags = static_cast<uint8_t>(flags);
+    EXPECT_EQ(call.run(), GetParam().generic_code);
+    EXPECT_EQ(script.calls, 0U);
+    EXPECT_EQ(call.res.vorn_cv_popc, GetParam().generic_popc);
+    EXPECT_EQ(call.taken(), nothing);
+    EXPECT_EQ(call.messages(), lines{});
+  }
+}
+
+TEST_P(entry_test, dispatches_by_the_low_byte_of_the_type) {
+  entry_call call(GetParam());
+  for (const unsigned bit : {8U, 26U, 27U, 63U}) {
+    for (const auto typed : GetParam().typed)
+      (call.*typed).vorn_enc_ctx_type ^= uint64_t{1} << bit;
+    EXPECT_EQ(call.run(), script.code) << bit;
+    EXPECT_EQ(script.strays, 0U);
+  }
+  EXPECT_EQ(call.messages(), lines{});
+}
+
+TEST_P(entry_test, compares_both_kernels_under_the_self_check) {
+  const entry &which = GetParam();
+  for (const int popc : {0, 1, -1})
+    for (const uint64_t bits : {0x0, 0x100}) {
+      entry_call call(which);
+      script.generic_first = which.self_check.has_value();
+      script.act = [&](vorn_cv &res, vorn_aux &) {
+        res.vorn_cv_popc += static_cast<uint32_t>(popc);
+        res.vorn_cv_bv[0] ^= bits;
+      };
+      call.ctx.vorn_ctx_flags = VORN_CTX_SELF_CHECK;
+      EXPECT_EQ(call.run(), script.code) << "the code is that of the kernel in force";
+      EXPECT_EQ(script.calls, 1U);
+      EXPECT_EQ(call.env.outstanding_scratch(), 0U);
+      auto services = call.taken();
+      if (!which.self_check) {
+        EXPECT_EQ(services, nothing);
+        continue;
+      }
+      const self_check_texts &texts = *which.self_check;
+      std::vector<report> expected;
+      if (popc != 0)
+        expected.push_back(
+            {texts.popcount, {kernel_name(call), number(which.generic_popc), number(call.res.vorn_cv_popc)}});
+      if (bits != 0)
+        expected.push_back({texts.result, {kernel_name(call), 64, 64}});
+      EXPECT_EQ(call.reports(), expected);
+      ASSERT_EQ(services.size(), 3U);
+      services[1].second.erase(services[1].second.begin()); // the address of the scratch vector
+      EXPECT_EQ(services, (std::vector<report>{
+                              {"vornu_stack_alloc_align " + texts.scratch, {uint64_t{8}, uint64_t{8}, uint64_t{16}}},
+                              {"vornt_compare_res", {address(call.out.data()), 64, number(bits == 0)}},
+                              {"vornu_stack_free_align " + texts.scratch, {}}}));
+    }
+}
+
+TEST_P(entry_test, tells_a_refusal_of_the_kernel_in_force_alone_as_a_difference) {
+  const entry &which = GetParam();
+  for (const bool equal : {true, false}) { // what the refusing kernel left as it was, to what the generic one wrote
+    entry_call call(which);
+    call.ctx.vorn_ctx_flags = VORN_CTX_FORCE_GENERIC;
+    if (equal)
+      call.run();
+    else
+      call.out.items[0] = 0x100;
+    call.ctx.vorn_ctx_flags = VORN_CTX_SELF_CHECK;
+    script.code = VORN_RESULT_REFUSED;
+    EXPECT_EQ(call.run(), uint32_t{VORN_RESULT_REFUSED});
+    std::vector<report> expected;
+    if (!equal && which.self_check)
+      expected = {{which.self_check->popcount, {kernel_name(call), number(which.generic_popc), 77}},
+                  {which.self_check->result, {kernel_name(call), 64, 64}}};
+    if (!which.checks.empty() && which.checks.back().when == check::a_kernel_run)
+      expected.push_back({which.checks.back().message, {kernel_name(call), 0}});
+    EXPECT_EQ(call.reports(), expected);
+    EXPECT_EQ(call.env.outstanding_scratch(), 0U);
+  }
+}
+
+} // namespace vorn_test
