@@ -94,6 +94,7 @@ vorn_add_specialized(svxlavx219 avx2 ${VORN_V3})
 vorn_add_specialized(svxlavx51219 avx512 ${VORN_V4})
 
 set(VORN_SPECIALIZED svxlsse4219 svxlavx19 svxlavx219 svxlavx51219)
+set(VORN_LEVELS sse42 avx avx2 avx512)
 add_custom_target(vorn_specialized DEPENDS ${VORN_SPECIALIZED})
 
 # What a host installs: headers, libraries, and the files that find_package and pkg-config read.

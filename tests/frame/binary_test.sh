@@ -4,6 +4,8 @@
 #   services LIBRARY HEADER    takes from outside the functions of HEADER and the few of the C library below
 #   baseline LIBRARY CONTRAST  has no instruction beyond x86-64, as CONTRAST has
 #   needs LIBRARY              is linked against the C library alone
+#   apart LEVEL OBJECT...      has nothing that the linker may merge with another level's: what is weak lies in the level's
+#                              namespace
 #
 # NM, OBJDUMP and READELF name the tools.
 set -eu
@@ -68,6 +70,14 @@ needs() {
   "$READELF" -d "$1" | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p' | grep -v -x -e 'libc\.so\.6' -e 'libgcc_s\.so\.1' \
     >"$scratch/needed" || :
   [ ! -s "$scratch/needed" ] || fail "$1 needs $(tr '\n' ' ' <"$scratch/needed")"
+}
+
+apart() {
+  namespace=4vorn${#1}$1
+  shift
+  "$NM" "$@" | awk '$2 ~ /^[VWu]$/ { print $3 }' | sort -u >"$scratch/weak"
+  [ -s "$scratch/weak" ] || fail "no weak symbol in $*"
+  ! grep -v "$namespace" "$scratch/weak" || fail "weak symbols outside the namespace of the level"
 }
 
 "$@"

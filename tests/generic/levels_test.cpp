@@ -1,0 +1,46 @@
+// All levels in one program: no function of one is another's, and each says what its engines replace.
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <cstring>
+#include <map>
+#include <string>
+
+#include "isa/level.hpp"
+#include "tests/support/slots.hpp"
+
+#define LEVELS(X)                                                                                                      \
+  X(sse42, 0)                                                                                                          \
+  X(avx, 0)                                                                                                            \
+  X(avx2, 0)                                                                                                           \
+  X(avx512, 0)
+
+#define DECLARE(level, replaced) VORN_DECLARE_LEVEL(level)
+LEVELS(DECLARE)
+
+TEST(levels, replace_the_kernels_that_are_listed) {
+#define EXPECT_REPLACED(level, replaced) EXPECT_EQ(vorn::level::replaced_kernels, uint32_t{replaced}) << #level;
+  LEVELS(EXPECT_REPLACED)
+}
+
+TEST(levels, share_no_function) {
+  std::map<uintptr_t, std::string> owner;
+  const auto expect_new = [&](uintptr_t function, const std::string &name) {
+    const auto [place, added] = owner.emplace(function, name);
+    EXPECT_TRUE(added) << name << " is " << place->second;
+  };
+  const auto visit = [&](const char *level, const vorn_global_ctx_t &record) {
+    for (const vorn_test::slot &slot : vorn_test::filled_slots(record.vorn_global_ctx_dispatch))
+      expect_new(std::bit_cast<uintptr_t>(record.vorn_global_ctx_dispatch[slot.index]),
+                 std::string(level) + ' ' + slot.name());
+    // The operations of bit vectors, which stand behind the two hooks.
+    uintptr_t operations[34];
+    std::memcpy(operations, &record.vorn_lbivpopcnt_dydi, sizeof operations);
+    for (size_t i = 0; i < std::size(operations); ++i)
+      expect_new(operations[i], std::string(level) + " operation " + std::to_string(i));
+  };
+  visit("generic", vorn_global_ctx);
+#define VISIT(level, replaced) visit(#level, vorn::level::record);
+  LEVELS(VISIT)
+  EXPECT_EQ(owner.size(), 5 * (721U + 34));
+}
