@@ -1,0 +1,64 @@
+#include "store/query/filter.hpp"
+
+#include <algorithm>
+#include <utility>
+
+#include <fmt/format.h>
+
+#include "store/error.hpp"
+#include "store/query/batch_scan.hpp"
+
+namespace store {
+
+void filter(const vorn_ctx &ctx, const column &on, const ordinal_test &test, const selection *among, selection &out) {
+  out.resize(on.rows);
+  out.count = 0;
+  batch_scan scan(ctx, on, test);
+  for (size_t i = 0; i < on.batches.size(); ++i) {
+    const batch &rows = on.batches[i];
+    uint32_t &count = out.batch_counts[i];
+    if (among != nullptr && among->batch_counts[i] == 0) {
+      std::fill_n(out.batch_words(i), (rows.rows + 63) / 64, 0);
+      count = 0;
+    } else if (among != nullptr) {
+      count = scan.run(rows, among->batch_words(i), among->batch_counts[i], out.batch_words(i));
+    } else {
+      count = scan.run(rows, nullptr, 0, out.batch_words(i));
+    }
+    out.count += count;
+  }
+}
+
+std::string to_sql(const conjunction &conditions, const column_map &columns) {
+  std::string out;
+  for (const condition &c : conditions)
+    out += fmt::format("{}{}", out.empty() ? "" : " AND ", to_sql(c, columns.at(c.column).kind));
+  return out;
+}
+
+void check_searchable(std::string_view column_name, encoding form) {
+  if (form == encoding::prefix)
+    throw error(fmt::format("column '{}' is stored as prefix, which no condition can be put to", column_name));
+}
+
+query::query(const conjunction &conditions, const column_map &columns) {
+  for (const condition &c : conditions) {
+    const column &on = columns.at(c.column);
+    check_searchable(on.name, on.form);
+    parts.push_back({&on, to_ordinals(c, on)});
+  }
+  std::stable_partition(parts.begin(), parts.end(), [](const part &p) { return p.on->form == encoding::rle; });
+}
+
+void query::run(const vorn_ctx &ctx, selection &out) const {
+  const selection *among = nullptr;
+  selection before;
+  for (const part &p : parts) {
+    if (among != nullptr)
+      std::swap(before, out);
+    filter(ctx, *p.on, p.test, among, out);
+    among = &before;
+  }
+}
+
+} // namespace store
