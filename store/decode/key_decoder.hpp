@@ -1,9 +1,9 @@
 // Keys that are stored themselves, as fixed or dynp.  The library has no decoder for them, so the store reads them.
 #pragma once
 
-#include "frame/vorn.h"
 #include "store/decode/batch_decoder.hpp"
 #include "store/decode/row_cursor.hpp"
+#include <vorn/vorn.h>
 
 namespace store {
 

@@ -3,9 +3,9 @@
 
 #include <vector>
 
-#include "frame/vorn.h"
 #include "store/decode/batch_decoder.hpp"
 #include "store/decode/row_cursor.hpp"
+#include <vorn/vorn.h>
 
 namespace store {
 

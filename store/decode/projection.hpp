@@ -7,10 +7,10 @@
 #include <string>
 #include <vector>
 
-#include "frame/vorn.h"
 #include "store/duckdb/connection.hpp"
 #include "store/encode/column.hpp"
 #include "store/query/selection.hpp"
+#include <vorn/vorn.h>
 
 namespace store {
 

@@ -5,10 +5,10 @@
 #include <span>
 #include <vector>
 
-#include "frame/vorn.h"
 #include "store/decode/batch_decoder.hpp"
 #include "store/encode/column.hpp"
 #include "store/query/selection.hpp"
+#include <vorn/vorn.h>
 
 namespace store {
 

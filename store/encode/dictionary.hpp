@@ -16,8 +16,8 @@
 #include <unordered_map>
 #include <vector>
 
-#include "frame/vorn.h"
 #include "store/value/value.hpp"
+#include <vorn/vorn.h>
 
 namespace store {
 

@@ -5,11 +5,11 @@
 
 #include <fmt/format.h>
 
-#include "host/qpak_encoder.hpp"
 #include "store/encode/packing.hpp"
 #include "store/encode/prefix_encoder.hpp"
 #include "store/encode/runs.hpp"
 #include "store/error.hpp"
+#include <vorn/qpak_encoder.hpp>
 
 namespace store {
 

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <vector>
 
-#include "frame/vorn.h"
 #include "store/encode/packing.hpp"
+#include <vorn/vorn.h>
 
 namespace store {
 

@@ -3,10 +3,10 @@
 
 #include <cstdint>
 
-#include "frame/vorn.h"
 #include "store/encode/aligned.hpp"
 #include "store/encode/column.hpp"
 #include "store/query/ordinal_test.hpp"
+#include <vorn/vorn.h>
 
 namespace store {
 

@@ -7,8 +7,8 @@
 #include <variant>
 #include <vector>
 
-#include "frame/vorn.h"
 #include "store/value/value.hpp"
+#include <vorn/vorn.h>
 
 namespace store {
 

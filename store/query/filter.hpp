@@ -6,10 +6,10 @@
 #include <string>
 #include <vector>
 
-#include "frame/vorn.h"
 #include "store/encode/column.hpp"
 #include "store/query/ordinal_test.hpp"
 #include "store/query/selection.hpp"
+#include <vorn/vorn.h>
 
 namespace store {
 

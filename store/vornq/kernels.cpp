@@ -5,8 +5,8 @@
 
 #include <fmt/format.h>
 
-#include "frame/host.h"
 #include "store/error.hpp"
+#include <vorn/host.h>
 
 namespace store {
 

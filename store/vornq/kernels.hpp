@@ -9,8 +9,8 @@
 #include <string_view>
 #include <vector>
 
-#include "frame/vorn.h"
-#include "host/stand_in.hpp"
+#include <vorn/stand_in.hpp>
+#include <vorn/vorn.h>
 
 namespace store {
 
