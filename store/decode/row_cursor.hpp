@@ -6,8 +6,8 @@
 #include <span>
 #include <vector>
 
-#include "frame/vorn.h"
 #include "store/encode/column.hpp"
+#include <vorn/vorn.h>
 
 namespace store {
 
@@ -18,14 +18,14 @@ public:
     filtered = filter != nullptr;
     next_row = 0;
     if (filtered)
-      vorn_lbiwv_ictx_ini2_dydi(&iterator, filter, rows.rows, 0, 0);
+      vorn_global_ctx.vorn_lbiwv_ictx_ini2_dydi(&iterator, filter, rows.rows, 0, 0);
   }
 
   // The next `count` rows, ascending; there are as many left.  Good until the next call.
   std::span<uint32_t> next(size_t count) {
     numbers.resize(count);
     if (filtered)
-      vorn_lbiwvones_dydi(&iterator, numbers.data(), static_cast<uint32_t>(count));
+      vorn_global_ctx.vorn_lbiwvones_dydi(&iterator, numbers.data(), static_cast<uint32_t>(count));
     else
       std::iota(numbers.begin(), numbers.end(), next_row);
     next_row += static_cast<uint32_t>(count);

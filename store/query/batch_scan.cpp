@@ -60,7 +60,7 @@ batch_scan::batch_scan(const vorn_ctx &context, const column &scanned, const ord
   }
   members.resize(words_of(on.last_ordinal() + 1) + cache_line / sizeof(uint64_t));
   for (uint64_t member : set->members)
-    members[member / 64] |= uint64_t{1} << (member % 64);
+    vorn_global_ctx.vorn_lbiwvset_range_dydi(members.data(), member, member);
 }
 
 batch_scan::constant batch_scan::stored(uint64_t ordinal) const {
@@ -107,7 +107,7 @@ uint32_t batch_scan::run(const batch &rows, const uint64_t *filter, uint32_t fil
     throw error(fmt::format("a scan of column '{}' gave result {}", on.name, code));
   // The library has dropped the filter of a column of runs.
   if (filter != nullptr && on.form == encoding::rle)
-    vorn_lbiwvand_dydi(out, &result.vorn_cv_popc, out, filter, rows.rows);
+    vorn_global_ctx.vorn_lbiwvand_dydi(out, &result.vorn_cv_popc, out, filter, rows.rows);
   return result.vorn_cv_popc;
 }
 
@@ -136,21 +136,18 @@ uint32_t batch_scan::call(vorn_cv &result, vorn_cv &source, vorn_aux &aux, const
 // Values that are not codes have no map of members: the rows of each member are collected.
 uint32_t batch_scan::call_for_each(vorn_cv &result, vorn_cv &source, vorn_aux &aux, const ordinal_set &set) {
   uint64_t *const rows = result.vorn_cv_bv;
-  const uint64_t words = words_of(result.vorn_cv_nrows);
-  std::fill_n(rows, words, 0);
+  uint32_t matches = 0;
+  vorn_global_ctx.vorn_lbiwvclr_range_dydi(rows, 0, result.vorn_cv_nrows - 1);
   result.vorn_cv_bv = partial.data();
   uint32_t code = VORN_RESULT_EMPTY;
   for (uint64_t member : set.members) {
     code = call(result, source, aux, ordinal_comparison{comparison::eq, member});
     if (code != VORN_RESULT_DONE && code != VORN_RESULT_EMPTY)
       break;
-    for (uint64_t i = 0; i < words; ++i)
-      rows[i] |= partial[i];
+    vorn_global_ctx.vorn_lbiwvor_dydi(rows, &matches, rows, partial.data(), result.vorn_cv_nrows);
   }
   result.vorn_cv_bv = rows;
-  result.vorn_cv_popc = 0;
-  if (words != 0)
-    vorn_lbiwvand_dydi(rows, &result.vorn_cv_popc, rows, rows, result.vorn_cv_nrows);
+  result.vorn_cv_popc = matches;
   return code;
 }
 

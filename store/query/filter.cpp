@@ -18,7 +18,7 @@ void filter(const vorn_ctx &ctx, const column &on, const ordinal_test &test, con
     const batch &rows = on.batches[i];
     uint32_t &count = out.batch_counts[i];
     if (among != nullptr && among->batch_counts[i] == 0) {
-      std::fill_n(out.batch_words(i), (rows.rows + 63) / 64, 0);
+      vorn_global_ctx.vorn_lbiwvclr_range_dydi(out.batch_words(i), 0, rows.rows - 1);
       count = 0;
     } else if (among != nullptr) {
       count = scan.run(rows, among->batch_words(i), among->batch_counts[i], out.batch_words(i));
