@@ -20,7 +20,7 @@ uint64_t column::encoded_bytes() const {
   const auto *entries = std::get_if<dictionary>(&values);
   uint64_t bytes = entries ? entries->bytes() : std::holds_alternative<key_range>(values) ? sizeof(key_range) : 0;
   for (const batch &b : batches)
-    bytes += without_slack(b.stream) + without_slack(b.lens) + b.cla.size() * sizeof(uint32_t);
+    bytes += sizeof(zone) + without_slack(b.stream) + without_slack(b.lens) + b.cla.size() * sizeof(uint32_t);
   return bytes;
 }
 

@@ -31,9 +31,19 @@ struct key_range {
   int64_t high = 0;
 };
 
+// What the rows of a batch hold, which settles many a question about them without a look at the rows.
+struct zone {
+  uint64_t low = 1; // the smallest and the largest ordinal of a value; the smallest is the larger one without values
+  uint64_t high = 0;
+  uint32_t nulls = 0; // rows
+
+  bool has_values() const { return low <= high; }
+};
+
 // All streams begin on a cache line and are readable for another one behind their end.
 struct batch {
   uint32_t rows = 0;
+  zone held;                      // not with texts that are stored themselves
   aligned_vector<uint8_t> stream; // codes of rows or runs, values, or records of groups; perhaps compressed
   uint32_t stream_bytes = 0;      // of the stream when it is not compressed
   aligned_vector<uint8_t> lens;   // rle: lengths of the runs; dynp: length codes of the rows; prefix: record offsets

@@ -22,6 +22,25 @@ void for_batches(std::span<const Row> rows, Take take) {
     take(rows.subspan(first, std::min<size_t>(batch_rows, rows.size() - first)));
 }
 
+zone zone_of(std::span<const uint32_t> codes, uint32_t first_code) {
+  zone out{~uint64_t{0}, 0, 0};
+  for (uint64_t code : codes) {
+    if (code < first_code) {
+      ++out.nulls;
+      continue;
+    }
+    out.low = std::min(out.low, code);
+    out.high = std::max(out.high, code);
+  }
+  return out;
+}
+
+zone zone_of(std::span<const int64_t> keys, const key_range &range) {
+  const auto [low, high] = std::minmax_element(keys.begin(), keys.end());
+  const auto bias = static_cast<uint64_t>(range.low);
+  return {static_cast<uint64_t>(*low) - bias, static_cast<uint64_t>(*high) - bias, 0};
+}
+
 batch fixed_batch(std::span<const int64_t> keys, const key_range &range, uint32_t width) {
   batch out;
   out.rows = static_cast<uint32_t>(keys.size());
@@ -101,6 +120,7 @@ void store_codes(column &out, std::span<const uint32_t> codes, std::optional<enc
       made.stream_bytes = static_cast<uint32_t>(made.stream.size() - cache_line);
     }
     made.rows = static_cast<uint32_t>(rows.size());
+    made.held = zone_of(rows, static_cast<uint32_t>(out.first_ordinal()));
     out.batches.push_back(std::move(made));
   });
 }
@@ -120,7 +140,10 @@ void store_keys(column &out, std::span<const int64_t> keys, encoding form) {
   else
     out.width = bytes * 8;
   const auto make = form == encoding::fixed ? fixed_batch : form == encoding::dynp ? dynp_batch : key_prefix_batch;
-  for_batches(keys, [&](std::span<const int64_t> rows) { out.batches.push_back(make(rows, range, out.width)); });
+  for_batches(keys, [&](std::span<const int64_t> rows) {
+    out.batches.push_back(make(rows, range, out.width));
+    out.batches.back().held = zone_of(rows, range);
+  });
 }
 
 void store_texts(column &out, std::string_view texts, uint32_t text_bytes) {

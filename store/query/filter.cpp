@@ -16,14 +16,22 @@ void filter(const vorn_ctx &ctx, const column &on, const ordinal_test &test, con
   batch_scan scan(ctx, on, test);
   for (size_t i = 0; i < on.batches.size(); ++i) {
     const batch &rows = on.batches[i];
+    const uint64_t *filter = among != nullptr ? among->batch_words(i) : nullptr;
+    const uint32_t candidates = among != nullptr ? among->batch_counts[i] : rows.rows;
+    uint64_t *words = out.batch_words(i);
     uint32_t &count = out.batch_counts[i];
-    if (among != nullptr && among->batch_counts[i] == 0) {
-      vorn_global_ctx.vorn_lbiwvclr_range_dydi(out.batch_words(i), 0, rows.rows - 1);
+    const coverage covered = candidates == 0 ? coverage::none : coverage_of(test, rows.held);
+    if (covered == coverage::none) {
+      vorn_global_ctx.vorn_lbiwvclr_range_dydi(words, 0, rows.rows - 1);
       count = 0;
-    } else if (among != nullptr) {
-      count = scan.run(rows, among->batch_words(i), among->batch_counts[i], out.batch_words(i));
+    } else if (covered == coverage::all) {
+      if (filter != nullptr)
+        std::copy_n(filter, (rows.rows + 63) / 64, words);
+      else
+        vorn_global_ctx.vorn_lbiwvset_range_dydi(words, 0, rows.rows - 1);
+      count = candidates;
     } else {
-      count = scan.run(rows, nullptr, 0, out.batch_words(i));
+      count = scan.run(rows, filter, among != nullptr ? candidates : 0, words);
     }
     out.count += count;
   }

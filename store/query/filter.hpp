@@ -14,7 +14,7 @@
 namespace store {
 
 // The rows of `among` that satisfy a test; of all rows when it is null.  The memory of `out`, which is not `among`, is
-// reused.
+// reused.  The library is called for the batches that their zone leaves open.
 void filter(const vorn_ctx &ctx, const column &on, const ordinal_test &test, const selection *among, selection &out);
 
 using column_map = std::map<std::string, column, std::less<>>;

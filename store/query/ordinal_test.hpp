@@ -21,7 +21,7 @@ struct ordinal_interval {
   uint64_t high;
 };
 struct ordinal_set {
-  std::vector<uint64_t> members;
+  std::vector<uint64_t> members; // ascending and distinct
 };
 using ordinal_test = std::variant<ordinal_comparison, ordinal_interval, ordinal_set>;
 
@@ -29,5 +29,9 @@ using ordinal_test = std::variant<ordinal_comparison, ordinal_interval, ordinal_
 // what its width holds, are replaced by ones that are not.  Throws store::error when a constant is not of the column's
 // kind.
 ordinal_test to_ordinals(const condition &c, const column &on);
+
+// How many rows of a batch a test selects, as far as their zone tells.
+enum class coverage { none, some, all };
+coverage coverage_of(const ordinal_test &test, const zone &held);
 
 } // namespace store
