@@ -56,7 +56,18 @@ endfunction()
 
 vorn_add_level(generic SOURCES ${VORN_FRAME_SOURCES})
 
-# The installed headers are <vorn/vorn.h>; in the tree they are "frame/vorn.h".
+# The installed headers are <vorn/vorn.h>; in the tree they are "frame/vorn.h".  The build folder has them under their
+# installed names too, for what uses the library as a program outside would.
+set(VORN_HEADERS frame/vorn.h frame/host.h frame/vorn_specialized.h)
+set(VORN_BUILD_INCLUDE ${PROJECT_BINARY_DIR}/include)
+function(vorn_link_headers)
+  file(MAKE_DIRECTORY ${VORN_BUILD_INCLUDE}/vorn)
+  foreach(header ${ARGN})
+    cmake_path(GET header FILENAME name)
+    file(CREATE_LINK ${PROJECT_SOURCE_DIR}/${header} ${VORN_BUILD_INCLUDE}/vorn/${name} SYMBOLIC)
+  endforeach()
+endfunction()
+vorn_link_headers(${VORN_HEADERS})
 foreach(variant vorn vorn_static)
   if(variant STREQUAL "vorn")
     add_library(vorn SHARED $<TARGET_OBJECTS:vorn_level_generic>)
@@ -69,6 +80,7 @@ foreach(variant vorn vorn_static)
   add_library(vorn::${variant} ALIAS ${variant})
   target_include_directories(${variant} INTERFACE
     $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
+    $<BUILD_INTERFACE:${VORN_BUILD_INCLUDE}>
     $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
 endforeach()
 
@@ -99,7 +111,7 @@ add_custom_target(vorn_specialized DEPENDS ${VORN_SPECIALIZED})
 
 # What a host installs: headers, libraries, and the files that find_package and pkg-config read.
 include(CMakePackageConfigHelpers)
-install(FILES frame/vorn.h frame/host.h frame/vorn_specialized.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vorn)
+install(FILES ${VORN_HEADERS} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vorn)
 install(TARGETS vorn vorn_static EXPORT vorn-targets)
 install(TARGETS ${VORN_SPECIALIZED} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/vorn)
 install(EXPORT vorn-targets NAMESPACE vorn:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/vorn)

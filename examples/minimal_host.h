@@ -5,7 +5,7 @@
 #ifndef MINIMAL_HOST_H
 #define MINIMAL_HOST_H
 
-#include "frame/host.h"
+#include <vorn/host.h>
 
 /* A cleared context with the environment and the memory callbacks of this host.  It serves the whole process. */
 vorn_ctx minimal_host_context(void);

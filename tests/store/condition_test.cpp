@@ -10,10 +10,10 @@
 
 #include <fmt/format.h>
 
-#include "store/condition.hpp"
-#include "store/encoder.hpp"
+#include "store/encode/encoder.hpp"
 #include "store/error.hpp"
-#include "store/ordinal_test.hpp"
+#include "store/query/condition.hpp"
+#include "store/query/ordinal_test.hpp"
 
 namespace {
 

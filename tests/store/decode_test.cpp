@@ -8,10 +8,10 @@
 
 #include <fmt/format.h>
 
-#include "store/duckdb_values.hpp"
+#include "store/decode/projection.hpp"
+#include "store/duckdb/table_file.hpp"
+#include "store/duckdb/values.hpp"
 #include "store/error.hpp"
-#include "store/projection.hpp"
-#include "store/table_file.hpp"
 #include "tests/store/scratch_folder.hpp"
 #include "tests/support/implementation.hpp"
 

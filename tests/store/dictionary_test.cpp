@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "store/big_endian.hpp"
-#include "store/dictionary.hpp"
+#include "store/encode/big_endian.hpp"
+#include "store/encode/dictionary.hpp"
 
 namespace {
 

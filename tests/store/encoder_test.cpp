@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "frame/host.h"
-#include "store/big_endian.hpp"
-#include "store/encoder.hpp"
+#include "store/encode/big_endian.hpp"
+#include "store/encode/encoder.hpp"
 #include "store/error.hpp"
 
 namespace {

@@ -4,8 +4,8 @@
 #include <random>
 #include <vector>
 
+#include "store/encode/packing.hpp"
 #include "store/error.hpp"
-#include "store/packing.hpp"
 
 namespace {
 

@@ -9,13 +9,13 @@
 
 #include <fmt/format.h>
 
-#include "store/condition.hpp"
-#include "store/duckdb.hpp"
-#include "store/filter.hpp"
-#include "store/measure.hpp"
-#include "store/projection.hpp"
-#include "store/reference.hpp"
-#include "store/table_file.hpp"
+#include "store/decode/projection.hpp"
+#include "store/duckdb/connection.hpp"
+#include "store/duckdb/reference.hpp"
+#include "store/duckdb/table_file.hpp"
+#include "store/query/condition.hpp"
+#include "store/query/filter.hpp"
+#include "store/vornq/measure.hpp"
 #include "tests/store/scratch_folder.hpp"
 #include "tests/support/implementation.hpp"
 

@@ -1,7 +1,7 @@
 // Texts in aligned columns.
 #include <gtest/gtest.h>
 
-#include "store/text_table.hpp"
+#include "store/vornq/text_table.hpp"
 
 namespace {
 

@@ -7,10 +7,10 @@
 
 #include <fmt/format.h>
 
-#include "store/duckdb.hpp"
-#include "store/duckdb_values.hpp"
+#include "store/duckdb/connection.hpp"
+#include "store/duckdb/values.hpp"
 #include "store/error.hpp"
-#include "store/value.hpp"
+#include "store/value/value.hpp"
 
 namespace {
 

@@ -11,7 +11,7 @@
 
 #include <fmt/format.h>
 
-#include "store/implementation.hpp"
+#include "store/vornq/kernels.hpp"
 #include "tests/store/scratch_folder.hpp"
 
 namespace {

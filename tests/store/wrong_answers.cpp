@@ -1,4 +1,4 @@
-// A specialised library that loads well and selects nothing, whatever it is asked.
+// A specialised library that loads well and selects nothing, whatever it is asked.  Its bit vectors are sound.
 #include <array>
 
 #include "frame/vorn_specialized.h"
@@ -30,6 +30,12 @@ constexpr vorn_global_ctx_t wrong_record() {
   record.VORN_OUTPUT_BITWVEC_ALIGN = 8;
   record.VORN_JOIN_BITWVEC_ALIGN = 8;
   record.vorn_global_ctx_dispatch = kernels.data();
+  record.vorn_lbiwvand_dydi = vorn_lbiwvand_dydi;
+  record.vorn_lbiwvor_dydi = vorn_lbiwvor_dydi;
+  record.vorn_lbiwvset_range_dydi = vorn_lbiwvset_range_dydi;
+  record.vorn_lbiwvclr_range_dydi = vorn_lbiwvclr_range_dydi;
+  record.vorn_lbiwv_ictx_ini2_dydi = vorn_lbiwv_ictx_ini2_dydi;
+  record.vorn_lbiwvones_dydi = vorn_lbiwvones_dydi;
   record.vorn_global_ctx_init_sharedlib = [](vorn_ctx *) {};
   return record;
 }

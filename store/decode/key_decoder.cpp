@@ -1,0 +1,91 @@
+#include "store/decode/key_decoder.hpp"
+
+#include <fmt/format.h>
+
+#include "store/encode/big_endian.hpp"
+#include "store/error.hpp"
+
+namespace store {
+
+namespace {
+
+int64_t key_of(const column &of, uint64_t ordinal) {
+  return static_cast<int64_t>(static_cast<uint64_t>(std::get<key_range>(of.values).low) + ordinal);
+}
+
+// The value stream of a batch as it was before compression.  What is decompressed is kept where the library keeps it.
+const uint8_t *plain_stream(const vorn_ctx &ctx, const column &of, const batch &rows) {
+  if (!of.compressed)
+    return rows.stream.data();
+  if (rows.decompressed == nullptr) {
+    constexpr uint32_t padding = 16;
+    void *memory = ctx.vorn_ctx_alloc(ctx.vorn_ctx_env, ctx.vorn_ctx_heap, rows.stream_bytes, "decompressed stream",
+                                      cache_line, padding, 0);
+    vorn_qpak_ctx decoder = {ctx.vorn_ctx_env, ctx.vorn_ctx_heap, ctx.vorn_ctx_stack_alloc, ctx.vorn_ctx_stack_free, 0};
+    uint32_t written = 0;
+    if (ctx.vorn_ctx_decompress(&decoder, rows.stream.data(), memory, &written, rows.stream_bytes) != 0)
+      throw error(fmt::format("cannot decompress column '{}'", of.name));
+    rows.decompressed = memory;
+  }
+  return static_cast<const uint8_t *>(rows.decompressed);
+}
+
+} // namespace
+
+int64_t stored_key(const column &of, const uint8_t *bytes, uint32_t count) {
+  return key_of(of, read_big_endian(bytes, count));
+}
+
+void fixed_decoder::open(const batch &rows, const uint64_t *filter, uint32_t /*count*/) {
+  stream = plain_stream(ctx, of, rows);
+  cursor.open(rows, filter);
+}
+
+void fixed_decoder::next(std::span<cell> out) {
+  const uint32_t stride = of.width / 8;
+  const std::span<uint32_t> rows = cursor.next(out.size());
+  for (size_t i = 0; i < out.size(); ++i)
+    out[i] = stored_key(of, stream + size_t{rows[i]} * stride, stride);
+}
+
+dynp_decoder::dynp_decoder(const vorn_ctx &context, const column &decoded)
+    : ctx(context), of(decoded), lengths_per_byte(8 / length_code_bits(of.width)),
+      bytes_of_lengths(of.width == 16   ? vorn_length_consumed_dynp_8bit_idx_maxwidth2
+                       : of.width == 32 ? vorn_length_consumed_dynp_8bit_idx_maxwidth4
+                                        : vorn_length_consumed_dynp_8bit_idx_maxwidth8) {}
+
+void dynp_decoder::open(const batch &rows, const uint64_t *filter, uint32_t /*count*/) {
+  current = &rows;
+  at_row = 0;
+  at = plain_stream(ctx, of, rows);
+  cursor.open(rows, filter);
+}
+
+void dynp_decoder::next(std::span<cell> out) {
+  const std::span<uint32_t> rows = cursor.next(out.size());
+  for (size_t i = 0; i < out.size(); ++i) {
+    move_to(rows[i]);
+    // The value lacks its trailing zero bytes.
+    const uint32_t length = length_of(at_row);
+    out[i] = key_of(of, read_big_endian(at, length) << (of.width - 8 * length));
+  }
+}
+
+uint32_t dynp_decoder::length_of(uint32_t row) const {
+  const uint32_t bits = length_code_bits(of.width);
+  const uint32_t shift = (lengths_per_byte - 1 - row % lengths_per_byte) * bits;
+  return (current->lens[row / lengths_per_byte] >> shift & ((1U << bits) - 1)) + 1;
+}
+
+void dynp_decoder::move_to(uint32_t row) {
+  while (at_row < row)
+    if (at_row % lengths_per_byte == 0 && row - at_row >= lengths_per_byte) {
+      at += bytes_of_lengths[current->lens[at_row / lengths_per_byte]];
+      at_row += lengths_per_byte;
+    } else {
+      at += length_of(at_row);
+      ++at_row;
+    }
+}
+
+} // namespace store

@@ -1,0 +1,52 @@
+// Keys that are stored themselves, as fixed or dynp.  The library has no decoder for them, so the store reads them.
+#pragma once
+
+#include "store/decode/batch_decoder.hpp"
+#include "store/decode/row_cursor.hpp"
+#include <vorn/vorn.h>
+
+namespace store {
+
+// The key whose ordinal in the column has these bytes, the most significant one first.
+int64_t stored_key(const column &of, const uint8_t *bytes, uint32_t count);
+
+class fixed_decoder final : public batch_decoder {
+public:
+  // Context and column outlive this.
+  fixed_decoder(const vorn_ctx &context, const column &decoded) : ctx(context), of(decoded) {}
+
+  void open(const batch &rows, const uint64_t *filter, uint32_t count) override;
+  void next(std::span<cell> out) override;
+
+private:
+  const vorn_ctx &ctx;
+  const column &of;
+  const uint8_t *stream = nullptr;
+  row_cursor cursor;
+};
+
+class dynp_decoder final : public batch_decoder {
+public:
+  // Context and column outlive this.
+  dynp_decoder(const vorn_ctx &context, const column &decoded);
+
+  void open(const batch &rows, const uint64_t *filter, uint32_t count) override;
+  void next(std::span<cell> out) override;
+
+private:
+  uint32_t length_of(uint32_t row) const;
+  void move_to(uint32_t row);
+
+  const vorn_ctx &ctx;
+  const column &of;
+  uint32_t lengths_per_byte;
+  const uint8_t *bytes_of_lengths; // bytes of the values whose length codes make up a byte, by that byte
+  const batch *current = nullptr;
+  row_cursor cursor;
+
+  // Where the walk along the values stands: a row, and its value.
+  uint32_t at_row = 0;
+  const uint8_t *at = nullptr;
+};
+
+} // namespace store

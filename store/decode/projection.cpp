@@ -1,0 +1,88 @@
+#include "store/decode/projection.hpp"
+
+#include <algorithm>
+#include <optional>
+
+#include "store/decode/row_reader.hpp"
+#include "store/duckdb/values.hpp"
+
+namespace store {
+
+namespace {
+
+// Rows of a result, a piece at a time.
+class expected_rows {
+public:
+  explicit expected_rows(duckdb::result rows) : source(std::move(rows)) { advance(); }
+
+  bool at_end() const { return !chunk; }
+
+  // How many of up to `wanted` rows can be compared before advance.
+  uint64_t available(uint64_t wanted) const { return std::min(wanted, chunk->rows() - done); }
+
+  bool equal(uint64_t index, value_kind kind, std::span<const cell> cells) const {
+    const duckdb::vector values = chunk->column(index);
+    for (uint64_t i = 0; i < cells.size(); ++i)
+      if (value_at(values, done + i, kind) != cells[i])
+        return false;
+    return true;
+  }
+
+  void advance(uint64_t rows) {
+    done += rows;
+    if (done == chunk->rows())
+      advance();
+  }
+
+private:
+  void advance() {
+    do
+      chunk = source.next();
+    while (chunk && chunk->rows() == 0);
+    done = 0;
+  }
+
+  duckdb::result source;
+  std::optional<duckdb::chunk> chunk;
+  uint64_t done = 0; // rows of the chunk
+};
+
+} // namespace
+
+projection project(const vorn_ctx &ctx, std::span<const column *const> columns, const selection *rows,
+                   duckdb::result expected, uint64_t limit) {
+  projection out;
+  expected_rows checker(std::move(expected));
+  std::vector<row_reader> readers;
+  for (const column *c : columns)
+    readers.emplace_back(ctx, *c, rows);
+  std::vector<std::span<const cell>> step(columns.size());
+  for (;;) {
+    for (size_t c = 0; c < columns.size(); ++c)
+      step[c] = readers[c].next();
+    const uint64_t step_rows = step[0].size();
+    if (step_rows == 0)
+      break;
+    for (uint64_t row = 0; row < step_rows && out.first_rows.size() < limit; ++row) {
+      auto &texts = out.first_rows.emplace_back();
+      for (size_t c = 0; c < columns.size(); ++c)
+        texts.push_back(to_text(step[c][row], columns[c]->sql_type));
+    }
+    out.count += step_rows;
+    for (uint64_t done = 0; out.agree && done < step_rows;) {
+      if (checker.at_end()) {
+        out.agree = false;
+        break;
+      }
+      const uint64_t compared = checker.available(step_rows - done);
+      for (size_t c = 0; c < columns.size(); ++c)
+        out.agree = out.agree && checker.equal(c, columns[c]->kind, step[c].subspan(done, compared));
+      checker.advance(compared);
+      done += compared;
+    }
+  }
+  out.agree = out.agree && checker.at_end();
+  return out;
+}
+
+} // namespace store

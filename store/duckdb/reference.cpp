@@ -1,0 +1,46 @@
+#include "store/duckdb/reference.hpp"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include "store/duckdb/values.hpp"
+
+namespace store {
+
+reference::reference(duckdb::connection &db, const table_file &file, std::span<const std::string> columns)
+    : database(db) {
+  std::vector<std::string> names;
+  for (const std::string &column : columns)
+    names.push_back(duckdb::quoted_name(column));
+  database.query(
+      fmt::format("CREATE OR REPLACE TABLE reference AS SELECT {} FROM {}", fmt::join(names, ", "), file.sql()));
+  database.query("SET threads TO 1");
+}
+
+duckdb::statement reference::counting(const std::string &condition_sql) const {
+  return database.prepare(fmt::format("SELECT count(*) FROM reference WHERE {}", condition_sql));
+}
+
+uint64_t reference::count(duckdb::statement &query) {
+  return static_cast<uint64_t>(query.run().next()->column(0).number<int64_t>(0));
+}
+
+duckdb::result reference::values(std::span<const column *const> columns, const std::string &condition_sql) const {
+  std::vector<std::string> expressions;
+  for (const column *c : columns)
+    expressions.push_back(sql_values(c->name, c->kind));
+  // A scan keeps the order, but a long list behind IN becomes a join, which need not.
+  const std::string where = condition_sql.empty() ? "" : fmt::format(" WHERE {} ORDER BY rowid", condition_sql);
+  return database.query(fmt::format("SELECT {} FROM reference{}", fmt::join(expressions, ", "), where));
+}
+
+std::vector<bool> reference::rows(const std::string &condition_sql) const {
+  auto answers = database.query(fmt::format("SELECT coalesce({}, false)::BIGINT FROM reference", condition_sql));
+  std::vector<bool> out;
+  while (auto chunk = answers.next())
+    for (uint64_t row = 0; row < chunk->rows(); ++row)
+      out.push_back(chunk->column(0).number<int64_t>(row) != 0);
+  return out;
+}
+
+} // namespace store

@@ -1,0 +1,17 @@
+// The values of a column as DuckDB hands them to the store.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "store/duckdb/connection.hpp"
+#include "store/value/value.hpp"
+
+namespace store {
+
+// The expression that reads a column of a kind for value_at.
+std::string sql_values(std::string_view column, value_kind kind);
+
+cell value_at(const duckdb::vector &values, uint64_t row, value_kind kind);
+
+} // namespace store

@@ -1,0 +1,89 @@
+// An encoded column: a dictionary or a bias, and batches of codes or values.
+//
+// Whatever the encoding, a value is stored as an unsigned number that orders as the value does, its ordinal: the code
+// of a dictionary, or the key less the smallest key of the column.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "store/encode/aligned.hpp"
+#include "store/encode/dictionary.hpp"
+#include "store/value/value.hpp"
+
+namespace store {
+
+// Rows of a batch; the last one of a column may have fewer.  A multiple of 64, so that the result of a batch begins
+// with a word.
+inline constexpr uint32_t batch_rows = 65536;
+
+enum class encoding { dict, rle, fixed, dynp, prefix };
+std::string_view encoding_name(encoding form);
+
+// The bits of a length code of dynp: it counts from 0 to one less than the bytes of the width.
+constexpr uint32_t length_code_bits(uint32_t width) { return width / 16; }
+
+// The smallest and the largest key of a column whose values are stored themselves.
+struct key_range {
+  int64_t low = 0;
+  int64_t high = 0;
+};
+
+// What the rows of a batch hold, which settles many a question about them without a look at the rows.
+struct zone {
+  uint64_t low = 1; // the smallest and the largest ordinal of a value; the smallest is the larger one without values
+  uint64_t high = 0;
+  uint32_t nulls = 0; // rows
+
+  bool has_values() const { return low <= high; }
+};
+
+// All streams begin on a cache line and are readable for another one behind their end.
+struct batch {
+  uint32_t rows = 0;
+  zone held;                      // not with texts that are stored themselves
+  aligned_vector<uint8_t> stream; // codes of rows or runs, values, or records of groups; perhaps compressed
+  uint32_t stream_bytes = 0;      // of the stream when it is not compressed
+  aligned_vector<uint8_t> lens;   // rle: lengths of the runs; dynp: length codes of the rows; prefix: record offsets
+  aligned_vector<uint32_t> cla;   // rle: first rows of the runs, and the row behind the last
+  uint32_t runs = 0;              // rle
+
+  // Where the library keeps the decompressed stream.  The memory belongs to the environment of the context of the
+  // first scan, so every scan of a compressed column takes a context of that one.
+  mutable void *decompressed = nullptr;
+};
+
+struct column {
+  std::string name;
+  std::string sql_type;
+  value_kind kind{};
+  uint64_t plain_bytes = 0; // what the values would take in a plain array
+  uint64_t rows = 0;
+
+  encoding form = encoding::dict;
+  bool compressed = false;
+  uint32_t width = 1;          // bits of a code or value
+  uint8_t run_length_bits = 0; // rle: 8 or 16
+  // The last is that of texts that are stored themselves.
+  std::variant<key_range, dictionary, std::monostate> values;
+  std::vector<batch> batches;
+
+  bool is_dictionary() const { return std::holds_alternative<dictionary>(values); }
+  bool has_nulls() const { return is_dictionary() && std::get<dictionary>(values).has_null(); }
+  uint64_t encoded_bytes() const;
+
+  // The ordinal of the smallest value, and of the largest; without values the second is no ordinal.
+  uint64_t first_ordinal() const { return is_dictionary() ? std::get<dictionary>(values).first_code() : 0; }
+  uint64_t last_ordinal() const;
+
+  struct place {
+    uint64_t ordinal; // of the smallest value that may be in the column and is not below the one looked for
+    bool found;       // it is the value itself
+    bool above_all;   // there is none, and the ordinal means nothing
+  };
+  place find(const value &v) const;
+};
+
+} // namespace store

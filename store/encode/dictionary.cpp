@@ -1,0 +1,131 @@
+#include "store/encode/dictionary.hpp"
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+#include <limits>
+
+#include "store/encode/big_endian.hpp"
+#include "store/error.hpp"
+
+namespace store {
+
+namespace {
+
+constexpr uint64_t largest = std::numeric_limits<uint32_t>::max();
+constexpr uint64_t sign_bit = uint64_t{1} << 63;
+
+struct key_symbol {
+  uint64_t number;
+
+  explicit key_symbol(int64_t key) : number(big_endian(static_cast<uint64_t>(key) ^ sign_bit)) {}
+  std::string_view bytes() const { return {reinterpret_cast<const char *>(&number), sizeof number}; }
+};
+
+} // namespace
+
+dictionary::dictionary(bool with_null) : null_codes(with_null ? 1 : 0), ncodes(null_codes) {
+  if (with_null)
+    cla = {0, 0};
+}
+
+void dictionary::append(std::string_view text) {
+  if (symbols.size() + text.size() > largest)
+    throw error("the distinct values of a column take more than 4 GB");
+  const auto length = static_cast<uint16_t>(text.size());
+  if (ncodes == 0) {
+    one_length = big_endian(length);
+  } else if (cla.empty() && big_endian(length) != one_length) {
+    for (uint64_t code = 0; code <= ncodes; ++code)
+      cla.push_back(big_endian(static_cast<uint32_t>(code * big_endian(one_length))));
+  }
+  symbols += text;
+  if (!cla.empty())
+    cla.push_back(big_endian(static_cast<uint32_t>(symbols.size())));
+  has_empty_text = has_empty_text || text.empty();
+  ++ncodes;
+}
+
+void dictionary::append(int64_t key) { append(key_symbol(key).bytes()); }
+
+int64_t dictionary::key_of(const void *symbol) {
+  uint64_t number;
+  std::memcpy(&number, symbol, sizeof number);
+  return static_cast<int64_t>(big_endian(number) ^ sign_bit);
+}
+
+std::string_view dictionary::symbol(uint64_t code) const {
+  const uint64_t length = big_endian(one_length);
+  const uint64_t begin = cla.empty() ? code * length : big_endian(cla[code]);
+  const uint64_t end = cla.empty() ? begin + length : big_endian(cla[code + 1]);
+  return std::string_view(symbols).substr(begin, end - begin);
+}
+
+dictionary::place dictionary::find(const value &v) const {
+  const auto *text = std::get_if<std::string>(&v);
+  const key_symbol key(text != nullptr ? 0 : std::get<int64_t>(v));
+  const std::string_view wanted = text != nullptr ? std::string_view(*text) : key.bytes();
+  uint64_t low = first_code();
+  uint64_t high = codes();
+  while (low < high) {
+    const uint64_t middle = low + (high - low) / 2;
+    if (symbol(middle) < wanted)
+      low = middle + 1;
+    else
+      high = middle;
+  }
+  return {low, low < codes() && symbol(low) == wanted};
+}
+
+vorn_enc_ctx dictionary::encoding(uint32_t width, uint32_t flags) const {
+  vorn_enc_ctx out;
+  vorn_build_encoding_type_dict(&out, width, symbols.data(), &one_length, cla.empty() ? nullptr : cla.data(),
+                                static_cast<uint32_t>(codes()), cla.empty() ? VORN_DICT_ONE_LENGTH : VORN_DICT_CLA,
+                                flags);
+  return out;
+}
+
+template <class Key>
+void dictionary_encoder<Key>::add(view key) {
+  auto found = numbers.find(key);
+  if (found == numbers.end()) {
+    if (numbers.size() == largest)
+      throw error("a column has more than 2^32 distinct values");
+    found = numbers.emplace(Key(key), static_cast<uint32_t>(numbers.size() + 1)).first;
+  }
+  row_codes.push_back(found->second);
+  if constexpr (std::is_same_v<Key, std::string>)
+    characters += key.size();
+}
+
+template <class Key>
+void dictionary_encoder<Key>::add_null() {
+  nulls = true;
+  row_codes.push_back(0);
+}
+
+template <class Key>
+dictionary dictionary_encoder<Key>::finish() {
+  using entry = typename decltype(numbers)::value_type;
+  std::vector<const entry *> order;
+  order.reserve(numbers.size());
+  for (const entry &e : numbers)
+    order.push_back(&e);
+  std::sort(order.begin(), order.end(), [](const entry *a, const entry *b) { return a->first < b->first; });
+
+  dictionary ascending(nulls);
+  std::vector<uint32_t> code_of(order.size() + 1);
+  for (const entry *e : order) {
+    code_of[e->second] = static_cast<uint32_t>(ascending.codes());
+    ascending.append(e->first);
+  }
+  numbers.clear();
+  for (uint32_t &row : row_codes)
+    row = code_of[row];
+  return ascending;
+}
+
+template class dictionary_encoder<int64_t>;
+template class dictionary_encoder<std::string>;
+
+} // namespace store

@@ -1,0 +1,97 @@
+// The distinct values of a column in ascending order, in the form in which the library decodes codes to values: symbols
+// back to back, and a CLA or the one length of all of them.  The code of a value orders as the value does, so codes
+// stand for values in every comparison.
+//
+// The symbol of a text is the text, and that of a key its 8 bytes, most significant first, with the sign bit inverted:
+// byte by byte, symbols sort as their values do.
+//
+// With NULLs, code 0 has the symbol of length 0 that the library takes for NULL, and the values' codes begin at 1.
+// The empty text has such a symbol too, whose code the library flags as NULL like code 0.  Where it occurs beside NULLs
+// only the code tells the two apart, and without NULLs no flag counts at all.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "store/value/value.hpp"
+#include <vorn/vorn.h>
+
+namespace store {
+
+class dictionary {
+public:
+  // The library counts the bytes of a symbol in 16 bits: with 2^16 of them a text would be taken for NULL.
+  static constexpr size_t longest_text = 65535;
+
+  explicit dictionary(bool with_null = false);
+
+  // Adds the next larger value.  All are texts, or all are keys.
+  void append(std::string_view text);
+  void append(int64_t key);
+
+  bool has_null() const { return null_codes != 0; }
+  uint64_t size() const { return codes() - null_codes; } // values, without NULL
+  uint64_t codes() const { return ncodes; }
+  uint64_t first_code() const { return null_codes; } // of the smallest value
+  uint64_t bytes() const { return symbols.size() + (cla.empty() ? sizeof one_length : cla.size() * sizeof(uint32_t)); }
+
+  // Do the library's flags tell NULL from every value?
+  bool flags_tell_null() const { return !has_null() || !has_empty_text; }
+
+  struct place {
+    uint64_t code; // of the first value that is not below the one looked for; codes() when there is none
+    bool found;    // that value is the one looked for
+  };
+  place find(const value &v) const;
+
+  // The key whose symbol begins at an address.
+  static int64_t key_of(const void *symbol);
+
+  // An encoding context for codes of a width in bits, with this dictionary, which outlives it.
+  vorn_enc_ctx encoding(uint32_t width, uint32_t flags) const;
+
+private:
+  std::string_view symbol(uint64_t code) const;
+
+  std::string symbols;
+  std::vector<uint32_t> cla; // big-endian; empty as long as all symbols have one length
+  uint16_t one_length = 0;   // big-endian
+  bool has_empty_text = false;
+  uint32_t null_codes;
+  uint64_t ncodes;
+};
+
+// Takes the values of a column row by row and replaces them by codes.  Key is int64_t or std::string.
+template <class Key>
+class dictionary_encoder {
+public:
+  using view = std::conditional_t<std::is_same_v<Key, std::string>, std::string_view, Key>;
+
+  void add(view key);
+  void add_null();
+
+  uint64_t text_bytes() const { return characters; } // bytes of all texts so far, repeated ones too
+
+  // Ends the column: the dictionary, and the rows' codes in codes().
+  dictionary finish();
+  const std::vector<uint32_t> &codes() const { return row_codes; }
+
+private:
+  struct hash : std::hash<view> {
+    using is_transparent = void;
+  };
+
+  // In the meantime values are numbered from 1 in the order of their first appearance and NULL is 0.
+  std::unordered_map<Key, uint32_t, hash, std::equal_to<>> numbers;
+  std::vector<uint32_t> row_codes;
+  uint64_t characters = 0;
+  bool nulls = false;
+};
+
+extern template class dictionary_encoder<int64_t>;
+extern template class dictionary_encoder<std::string>;
+
+} // namespace store

@@ -1,0 +1,33 @@
+// Turns the rows of a column, codes of a dictionary, keys or texts, into the batches of an encoding.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "store/encode/column.hpp"
+
+namespace store {
+
+// How a column is to be stored.
+struct encoding_choice {
+  std::optional<encoding> form; // nothing: dict, or rle where the runs are long
+  bool compressed = false;      // the value stream in blocks; not with prefix
+};
+
+// Reads "dict", "rle+qpak" and the like.  Throws store::error.
+encoding_choice parse_encoding(std::string_view text);
+
+// Fill the batches and what tells how they are stored; the rest of the column is there already.  The first stores
+// codes as dict or rle and needs the dictionary; the second stores keys as fixed, dynp or prefix and sets their range;
+// the third stores texts of one length, which lie back to back, as prefix.
+void store_codes(column &out, std::span<const uint32_t> codes, std::optional<encoding> form);
+void store_keys(column &out, std::span<const int64_t> keys, encoding form);
+void store_texts(column &out, std::string_view texts, uint32_t text_bytes);
+
+// Compresses the value streams of a stored column.
+void compress(column &out);
+
+} // namespace store

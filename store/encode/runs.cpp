@@ -1,0 +1,68 @@
+#include "store/encode/runs.hpp"
+
+#include <algorithm>
+#include <vector>
+
+#include "store/encode/packing.hpp"
+#include <vorn/vorn.h>
+
+namespace store {
+
+namespace {
+
+// Calls with the code and the length of each run, none longer than `longest`.
+template <class Take>
+void for_runs(std::span<const uint32_t> codes, uint32_t longest, Take take) {
+  for (size_t first = 0; first < codes.size();) {
+    size_t end = first + 1;
+    while (end < codes.size() && codes[end] == codes[first] && end - first < longest)
+      ++end;
+    take(codes[first], static_cast<uint32_t>(end - first));
+    first = end;
+  }
+}
+
+constexpr uint32_t longest_run(uint8_t run_length_bits) { return (1U << run_length_bits) - 1; }
+
+uint64_t count_runs(std::span<const uint32_t> codes, uint32_t longest) {
+  uint64_t runs = 0;
+  for_runs(codes, longest, [&](uint32_t, uint32_t) { ++runs; });
+  return runs;
+}
+
+} // namespace
+
+bool has_long_runs(std::span<const uint32_t> codes) {
+  // A run costs its code, length and offset, which a few rows of plain codes outweigh; a longer run also saves time.
+  constexpr uint64_t rows_per_run = 8;
+  return !codes.empty() && count_runs(codes, batch_rows) * rows_per_run <= codes.size();
+}
+
+uint8_t best_run_length_bits(std::span<const uint32_t> codes, uint32_t width) {
+  constexpr uint64_t offset_bits = 32;
+  const auto bits = [&](uint8_t run_length_bits) {
+    return count_runs(codes, longest_run(run_length_bits)) * (width + run_length_bits + offset_bits);
+  };
+  return bits(8) < bits(16) ? 8 : 16;
+}
+
+batch run_batch(std::span<const uint32_t> codes, uint32_t width, uint8_t run_length_bits) {
+  batch out;
+  std::vector<uint32_t> codes_of_runs;
+  for_runs(codes, longest_run(run_length_bits), [&](uint32_t code, uint32_t length) {
+    codes_of_runs.push_back(code);
+    if (run_length_bits == 16)
+      out.lens.push_back(static_cast<uint8_t>(length >> 8));
+    out.lens.push_back(static_cast<uint8_t>(length));
+  });
+  out.runs = static_cast<uint32_t>(codes_of_runs.size());
+  out.cla.resize(out.runs + 1);
+  const auto build = run_length_bits == 8 ? vorn_build_cla_1_ub1 : vorn_build_cla_1_ub2;
+  build(out.cla.data(), out.runs + 1, out.lens.data(), out.runs);
+  out.lens.resize(out.lens.size() + cache_line);
+  out.stream = packed(codes_of_runs, width);
+  out.stream_bytes = static_cast<uint32_t>(out.stream.size() - cache_line);
+  return out;
+}
+
+} // namespace store

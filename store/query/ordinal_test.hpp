@@ -1,0 +1,37 @@
+// Conditions over the ordinals of a column, ready for the library.
+#pragma once
+
+#include <cstdint>
+#include <variant>
+#include <vector>
+
+#include "store/encode/column.hpp"
+#include "store/query/condition.hpp"
+
+namespace store {
+
+// All constants fit the width of the column.
+struct ordinal_comparison {
+  comparison op;
+  uint64_t ordinal;
+};
+struct ordinal_interval {
+  interval form;
+  uint64_t low;
+  uint64_t high;
+};
+struct ordinal_set {
+  std::vector<uint64_t> members; // ascending and distinct
+};
+using ordinal_test = std::variant<ordinal_comparison, ordinal_interval, ordinal_set>;
+
+// The test that selects the rows that the condition selects.  Constants that are missing from the column, or beyond
+// what its width holds, are replaced by ones that are not.  Throws store::error when a constant is not of the column's
+// kind.
+ordinal_test to_ordinals(const condition &c, const column &on);
+
+// How many rows of a batch a test selects, as far as their zone tells.
+enum class coverage { none, some, all };
+coverage coverage_of(const ordinal_test &test, const zone &held);
+
+} // namespace store

@@ -1,0 +1,28 @@
+// Selected rows, one bit each, with their number in total and by batch.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "store/encode/aligned.hpp"
+#include "store/encode/column.hpp"
+
+namespace store {
+
+struct selection {
+  aligned_vector<uint64_t> words;
+  std::vector<uint32_t> batch_counts;
+  uint64_t count = 0;
+
+  void resize(uint64_t rows) {
+    words.resize((rows + 63) / 64);
+    batch_counts.resize((rows + batch_rows - 1) / batch_rows);
+  }
+  bool contains(uint64_t row) const { return (words[row / 64] >> (row % 64) & 1) != 0; }
+  uint64_t *batch_words(uint64_t index) { return words.data() + index * (batch_rows / 64); }
+  const uint64_t *batch_words(uint64_t index) const { return words.data() + index * (batch_rows / 64); }
+
+  friend bool operator==(const selection &, const selection &) = default;
+};
+
+} // namespace store

@@ -1,0 +1,74 @@
+// The implementations of the kernels: their names, and the choice that a process makes at its start.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <vorn/stand_in.hpp>
+#include <vorn/vorn.h>
+
+namespace store {
+
+// A specialised library.
+struct instruction_set {
+  std::string_view name; // as a user types it
+  const char *library;   // the load name
+  uint32_t capability;   // the code that the host is asked for
+};
+
+// All of them, the best first.
+std::span<const instruction_set> instruction_sets();
+
+bool processor_runs(const instruction_set &isa);
+
+// What the library is to do beside its work.
+struct instrumentation {
+  bool self_check = false; // run every specialised kernel against the generic one; a difference is reported
+  bool trace = false;      // print trace lines on standard error
+  bool rates = false;      // time every call and keep the rates
+};
+
+// The library in one process.  The generic kernels stay at hand beside those of a specialised library.  The choice is
+// made once per process and cannot be taken back.
+class kernels {
+public:
+  // "generic", the name of an instruction set, or nothing for the best that the processor can run.  Libraries are
+  // looked for in the folder or, without one, beside the program.  Throws store::error for an unknown name, an
+  // instruction set that the processor lacks, a library that cannot be loaded, and a self-check without one.
+  kernels(std::optional<std::string_view> choice, const std::filesystem::path &folder,
+          const instrumentation &more = {});
+
+  const vorn_ctx &generic() const { return generic_context; }
+
+  // What is in force; the same as generic() when no library was loaded.
+  const vorn_ctx &chosen() const { return context; }
+  bool is_specialised() const;
+  std::string name() const;
+
+  // Prints the rates that were kept, of the generic kernels and of those in force, on standard output.
+  void print_rates() const;
+
+private:
+  // A counter and a rate for each slot of a dispatch table.
+  struct slot_rates {
+    std::vector<uint32_t> calls = std::vector<uint32_t>(VORN_DISPATCH_SLOTS);
+    std::vector<double> rates = std::vector<double>(VORN_DISPATCH_SLOTS);
+    void attach_to(vorn_ctx &ctx);
+  };
+
+  void load(const instruction_set &isa);
+  void arm(const instrumentation &more);
+
+  vorn_host::environment environment;
+  vorn_ctx context;
+  vorn_ctx generic_context{};
+  slot_rates chosen_rates;
+  slot_rates generic_rates;
+};
+
+} // namespace store
