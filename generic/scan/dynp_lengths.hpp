@@ -14,7 +14,7 @@ struct length_table {
 };
 
 // A row takes its code plus 1.  A pair of 4-bit codes of which one is no code counts as two rows of 8.
-consteval length_table bytes_consumed(unsigned width) {
+constexpr length_table bytes_consumed(unsigned width) {
   length_table table = {};
   const unsigned bits = length_code_bits(width), longest = width / 8, rows = 8 / bits;
   for (unsigned byte = 0; byte < sizeof table.bytes; ++byte) {
