@@ -1,5 +1,5 @@
 # libvorn, shared and static, and the four specialised libraries.  The kernels are compiled once for every level, with its
-# flags and in its namespace; a specialised library is one level behind one exported symbol.
+# flags and in its namespace; a specialised library is one level or more behind one exported symbol.
 
 set(VORN_KERNEL_SOURCES
   generic/bitvec/lbiv.cpp
@@ -84,10 +84,13 @@ foreach(variant vorn vorn_static)
     $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
 endforeach()
 
-# vorn_add_specialized(NAME LEVEL [flag...]): a library and the level that it holds.  What an engine replaces is dropped.
+# vorn_add_specialized(NAME level...): a library of levels, behind the record of the first one.  What an engine replaces is
+# dropped by the linker.
 function(vorn_add_specialized name level)
-  vorn_add_level(${level} SOURCES isa/level.cpp FLAGS -ffunction-sections -fdata-sections ${ARGN})
-  add_library(${name} MODULE isa/library.cpp $<TARGET_OBJECTS:vorn_level_${level}>)
+  add_library(${name} MODULE isa/library.cpp)
+  foreach(part ${level} ${ARGN})
+    target_sources(${name} PRIVATE $<TARGET_OBJECTS:vorn_level_${part}>)
+  endforeach()
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
   target_compile_definitions(${name} PRIVATE VORN_LIBRARY_NAME="${name}" VORN_LEVEL=${level})
   target_compile_options(${name} PRIVATE -fno-exceptions -fno-rtti)
@@ -100,13 +103,21 @@ set(VORN_V2 -msse3 -mssse3 -msse4.1 -msse4.2 -mpopcnt -mcx16 -msahf)
 set(VORN_V3 ${VORN_V2} -mavx -mavx2 -mbmi -mbmi2 -mf16c -mfma -mlzcnt -mmovbe)
 set(VORN_V4 ${VORN_V3} -mavx512f -mavx512bw -mavx512cd -mavx512dq -mavx512vl -mprefer-vector-width=512)
 
-vorn_add_specialized(svxlsse4219 sse42 ${VORN_V2})
-vorn_add_specialized(svxlavx19 avx ${VORN_V2} -mavx)
-vorn_add_specialized(svxlavx219 avx2 ${VORN_V3})
-vorn_add_specialized(svxlavx51219 avx512 ${VORN_V4})
+set(VORN_LEVELS sse42 avx avx2 avx512)
+set(VORN_FLAGS_sse42 ${VORN_V2})
+set(VORN_FLAGS_avx ${VORN_V2} -mavx)
+set(VORN_FLAGS_avx2 ${VORN_V3})
+set(VORN_FLAGS_avx512 ${VORN_V4})
+foreach(level ${VORN_LEVELS})
+  vorn_add_level(${level} SOURCES isa/level.cpp FLAGS -ffunction-sections -fdata-sections ${VORN_FLAGS_${level}})
+endforeach()
+
+vorn_add_specialized(svxlsse4219 sse42)
+vorn_add_specialized(svxlavx19 avx)
+vorn_add_specialized(svxlavx219 avx2)
+vorn_add_specialized(svxlavx51219 avx512)
 
 set(VORN_SPECIALIZED svxlsse4219 svxlavx19 svxlavx219 svxlavx51219)
-set(VORN_LEVELS sse42 avx avx2 avx512)
 add_custom_target(vorn_specialized DEPENDS ${VORN_SPECIALIZED})
 
 # What a host installs: headers, libraries, and the files that find_package and pkg-config read.

@@ -42,4 +42,4 @@ constexpr vorn_global_ctx_t wrong_record() {
 
 } // namespace
 
-constinit const vorn_global_ctx_t vorn_global_specialized_ctx = wrong_record();
+constinit vorn_global_ctx_t vorn_global_specialized_ctx = wrong_record();
