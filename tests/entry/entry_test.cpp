@@ -253,15 +253,18 @@ TEST_P(entry_test, runs_the_generic_kernel_alone_when_forced) {
   }
 }
 
+// By all of it, and by nothing else.
 TEST_P(entry_test, dispatches_by_the_low_byte_of_the_type) {
-  entry_call call(GetParam());
-  for (const unsigned bit : {8U, 26U, 27U, 63U}) {
+  if (GetParam().typed.empty())
+    return;
+  for (unsigned bit = 0; bit < 64; ++bit) {
+    entry_call call(GetParam());
     for (const auto typed : GetParam().typed)
       (call.*typed).vorn_enc_ctx_type ^= uint64_t{1} << bit;
-    EXPECT_EQ(call.run(), script.code) << bit;
-    EXPECT_EQ(script.strays, 0U);
+    call.run();
+    EXPECT_EQ(script.strays, bit < 8 ? 1U : 0U) << bit;
+    EXPECT_EQ(call.messages(), lines{});
   }
-  EXPECT_EQ(call.messages(), lines{});
 }
 
 TEST_P(entry_test, compares_both_kernels_under_the_self_check) {

@@ -161,6 +161,15 @@ TEST(predicates, without_a_filter_an_invert_flag_is_no_fault) {
   }
 }
 
+TEST(predicates, report_a_refusal_without_a_length_as_zero) {
+  for (const entry &which : {cmp, range_cmp}) {
+    entry_call call(which);
+    script.code = VORN_RESULT_REFUSED;
+    call.run();
+    EXPECT_EQ(call.reports().at(0).second, (values{kernel_name(call), 0}));
+  }
+}
+
 // A constant that the generic kernel refuses.
 struct refused_call : entry_call {
   explicit refused_call(const entry &described) : entry_call(described) {
