@@ -153,7 +153,6 @@ TEST(decoders, time_an_empty_list) {
   entry_call call(decode);
   call.arm();
   call.ctx.vorn_ctx_flags = VORN_CTX_ACCUMULATE | VORN_CTX_FORCE_GENERIC;
-  call.aux.vorn_aux_ones_vec = nullptr;
   call.aux.vorn_aux_ones_vec_size = 0;
   call.rates[*decode.slot] = 4;
   vorn_host::script_clock({0, 1000});

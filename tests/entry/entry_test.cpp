@@ -206,20 +206,22 @@ TEST_P(entry_test, prepares_the_aux_of_the_kernel) {
 
 TEST_P(entry_test, treats_runs_mask_and_stream_its_own_way) {
   const entry &which = GetParam();
-  entry_call call(which);
-  call.enc.vorn_enc_ctx_flags |= VORN_RLE | VORN_STREAM;
-  call.enc.vorn_enc_ctx_burst_res_bv = call.runs.data();
-  call.src.vorn_cv_mask_bv = call.members.data();
-  const uint32_t flags = call.enc.vorn_enc_ctx_flags;
-  EXPECT_EQ(call.run(), script.code);
-  EXPECT_EQ(script.flags, which.hides_stream ? flags & ~uint32_t{VORN_STREAM} : flags);
-  EXPECT_EQ(call.enc.vorn_enc_ctx_flags, flags);
-  for (const uint64_t *filter : {script.aux.vorn_aux_filter_bv, call.aux.vorn_aux_filter_bv})
-    EXPECT_EQ(filter, which.prepares_runs ? nullptr : call.filter.data());
-  EXPECT_EQ(call.enc.vorn_enc_ctx_burst_fn, which.prepares_runs ? vorn_decode_rle_burst : nullptr);
-  for (const uint64_t *mask : {script.mask, static_cast<const uint64_t *>(call.src.vorn_cv_mask_bv)})
-    EXPECT_EQ(mask, which.clears_mask ? nullptr : call.members.data());
-  EXPECT_EQ(call.messages(), lines{});
+  for (const uint32_t added : {uint32_t{VORN_STREAM}, VORN_RLE | uint32_t{VORN_STREAM}}) {
+    entry_call call(which);
+    const uint32_t flags = call.enc.vorn_enc_ctx_flags |= added;
+    call.enc.vorn_enc_ctx_burst_res_bv = call.runs.data();
+    call.src.vorn_cv_mask_bv = call.members.data();
+    EXPECT_EQ(call.run(), script.code);
+    EXPECT_EQ(script.flags, which.hides_stream ? flags & ~uint32_t{VORN_STREAM} : flags);
+    EXPECT_EQ(call.enc.vorn_enc_ctx_flags, flags);
+    const bool prepared = which.prepares_runs && (flags & VORN_RLE);
+    for (const uint64_t *filter : {script.aux.vorn_aux_filter_bv, call.aux.vorn_aux_filter_bv})
+      EXPECT_EQ(filter, prepared ? nullptr : call.filter.data());
+    EXPECT_EQ(call.enc.vorn_enc_ctx_burst_fn, prepared ? vorn_decode_rle_burst : nullptr);
+    for (const uint64_t *mask : {script.mask, static_cast<const uint64_t *>(call.src.vorn_cv_mask_bv)})
+      EXPECT_EQ(mask, which.clears_mask ? nullptr : call.members.data());
+    EXPECT_EQ(call.messages(), lines{});
+  }
 }
 
 TEST_P(entry_test, counts_what_the_bits_say) {

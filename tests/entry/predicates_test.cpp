@@ -247,15 +247,6 @@ TEST(predicates, select_the_rows_of_their_runs) {
   }
 }
 
-TEST(sets, ignore_a_mask) {
-  entry_call call(in_set);
-  call.run_generic();
-  call.given = nullptr;
-  call.src.vorn_cv_mask_bv = call.filter.data() + 1;
-  EXPECT_EQ(call.run(), uint32_t{VORN_RESULT_DONE});
-  EXPECT_EQ(call.out.items[0], 0x2aU);
-}
-
 TEST(timing, keeps_a_running_mean) {
   entry_call call(cmp);
   call.arm();
