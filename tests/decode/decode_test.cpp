@@ -5,10 +5,9 @@
 #include <cstring>
 #include <random>
 
-#include "tests/decode/run_lengths.hpp"
-#include "tests/model/dict_predicate.hpp"
 #include "tests/support/implementation.hpp"
 #include "tests/support/slots.hpp"
+#include "tests/support/stored.hpp"
 
 namespace {
 
@@ -89,16 +88,6 @@ protected:
     unpacked = vorn_test::slots_of(VORN_OPC_DECODE_SYMBOL, 3);
   }
 
-  // Packs codes so that the first one begins behind or the last one ends at unreadable memory.
-  uint8_t *pack(unsigned width, const std::vector<uint32_t> &codes) {
-    const size_t size = (codes.size() * width + 7) / 8;
-    uint8_t *bytes = random() % 2 == 0 ? stream.behind(0, size) : stream.last(size);
-    std::fill_n(bytes, size, uint8_t{0xff});
-    for (size_t i = 0; i < codes.size(); ++i)
-      vorn_model::put_code(bytes, width, i, codes[i]);
-    return bytes;
-  }
-
   // Elements in the processor's order that end at unreadable memory.
   uint8_t *elements(const std::vector<uint32_t> &codes, size_t size) {
     uint8_t *bytes = stream.last(codes.size() * size);
@@ -125,7 +114,9 @@ protected:
       src = vorn_test::vector_of(elements(codes, (flags & VORN_AUX_UNPACK_UB4) ? 4 : s.width() / 8), enc,
                                  static_cast<uint32_t>(codes.size()));
     } else {
-      src = vorn_test::vector_of(pack(s.width(), codes), enc, 1);
+      src = vorn_test::vector_of(
+          vorn_test::store_codes(stream, random() % 2, s.width(), codes.size(), [&](uint32_t i) { return codes[i]; }),
+          enc, 1);
       src.vorn_cv_stream_slot = &kept; // a compressed stream is left as it is where no code is asked for
       src.vorn_cv_vals = enc.vorn_enc_ctx_flags & VORN_STREAM ? nullptr : src.vorn_cv_vals;
     }

@@ -5,9 +5,9 @@
 #include <numeric>
 #include <random>
 
-#include "tests/decode/run_lengths.hpp"
 #include "tests/support/implementation.hpp"
 #include "tests/support/slots.hpp"
+#include "tests/support/stored.hpp"
 
 namespace {
 

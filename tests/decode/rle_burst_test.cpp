@@ -4,11 +4,9 @@
 #include <cstring>
 #include <random>
 
-#include "tests/decode/run_lengths.hpp"
-#include "tests/model/predicate.hpp"
-#include "tests/support/guarded.hpp"
 #include "tests/support/implementation.hpp"
 #include "tests/support/slots.hpp"
+#include "tests/support/stored.hpp"
 
 namespace {
 

@@ -6,12 +6,10 @@
 #include <numeric>
 #include <random>
 
-#include "tests/decode/run_lengths.hpp"
-#include "tests/model/dict_predicate.hpp"
 #include "tests/model/unpack.hpp"
-#include "tests/support/guarded.hpp"
 #include "tests/support/implementation.hpp"
 #include "tests/support/slots.hpp"
+#include "tests/support/stored.hpp"
 
 namespace {
 
@@ -44,14 +42,11 @@ public:
     for (uint32_t left = nrows; left != 0; left -= lengths.back())
       lengths.push_back(lens_width == 0 ? 1 : std::min<uint32_t>(left, static_cast<uint32_t>(1 + random() % longest)));
     const auto ncodes = static_cast<uint32_t>(lengths.size());
-    const size_t size = (size_t{ncodes} * width + 7) / 8;
-    uint8_t *bytes = random() % 2 == 0 ? stream_.behind(0, size) : stream_.last(size);
-    std::fill_n(bytes, size, uint8_t{0xff}); // the padding bits behind the last code are ones
-    for (uint32_t i = 0; i < ncodes; ++i) {
+    const uint8_t *bytes = vorn_test::store_codes(stream_, random() % 2, width, ncodes, [&](uint32_t i) {
       const auto code = static_cast<uint32_t>(random() & ((uint64_t{1} << width) - 1));
-      vorn_model::put_code(bytes, width, i, code);
       model.row_codes.insert(model.row_codes.end(), lengths[i], code);
-    }
+      return code;
+    });
     vorn_build_encoding_type_dict(&enc, width, nullptr, nullptr, nullptr, 0, 0, 0);
     if (lens_width != 0) {
       lens_.emplace(lengths, lens_width);
