@@ -1,132 +1,247 @@
-// The decoders of packed codes: every kernel in both layouts against the dictionary.
+// The decoders of dictionary codes, packed ones of a list of rows and unpacked ones: every kernel in both layouts
+// against the dictionary, elements of every size, with and without flags, and copies.
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <random>
 
-#include "tests/decode/dictionary.hpp"
-#include "tests/model/dict_predicate.hpp"
 #include "tests/support/implementation.hpp"
 #include "tests/support/slots.hpp"
+#include "tests/support/stored.hpp"
 
 namespace {
 
-using vorn_test::decode_output;
-using vorn_test::decoded;
 using vorn_test::slot;
 
-class decode_kernels : public vorn_test::implementation_test {
+constexpr uint64_t untouched = 0xabababababababab;
+
+// Address, length and flags of a value.
+using decoded = std::tuple<uint64_t, uint16_t, uint16_t>;
+
+// A dictionary, and what a decoder has to give for a code.
+class dictionary {
+public:
+  static dictionary of_one_length(uint16_t length) { return dictionary({}, length); }
+
+  // Values of different lengths, empty ones and one of 65,536 bytes among them.  The CLA ends at unreadable memory.
+  static dictionary of_offsets(uint32_t nsyms) {
+    std::vector<uint32_t> offsets = {0};
+    for (uint32_t code = 0; code < nsyms; ++code)
+      offsets.push_back(offsets.back() + (code == 3 ? 65536 : code % 3));
+    return dictionary(std::move(offsets), 0);
+  }
+
+  bool one_length() const { return offsets_.empty(); }
+  bool all_null() const { return one_length() && length_ == 0; }
+
+  vorn_enc_ctx encoding(unsigned width) const {
+    vorn_enc_ctx enc;
+    vorn_build_encoding_type_dict(&enc, width, symbols_, lengths_, cla_, static_cast<uint32_t>(offsets_.size()),
+                                  one_length() ? VORN_DICT_ONE_LENGTH : VORN_DICT_CLA, 0);
+    return enc;
+  }
+
+  // Offsets of values of one length are taken in 32 bits.  Where all are NULL no address is written.
+  decoded at(uint32_t code) const {
+    const auto length = static_cast<uint16_t>(one_length() ? length_ : offsets_[code + 1] - offsets_[code]);
+    const uint32_t offset = one_length() ? code * length_ : offsets_[code];
+    return {all_null() ? untouched : reinterpret_cast<uintptr_t>(symbols_) + offset, length, length == 0 ? 2 : 0};
+  }
+
+private:
+  dictionary(std::vector<uint32_t> offsets, uint16_t length)
+      : offsets_(std::move(offsets)), length_(length), cla_(memory_.last(4 * offsets_.size())) {
+    for (size_t i = 0; i < offsets_.size(); ++i)
+      vorn_test::store_big(cla_ + 4 * i, offsets_[i], 4);
+    vorn_test::store_big(lengths_, length, 2);
+  }
+
+  std::vector<uint32_t> offsets_;
+  uint16_t length_;
+  uint8_t lengths_[2];
+  vorn_test::guarded memory_{4 * 400};
+  uint8_t *cla_;
+  static inline const uint8_t symbols_[1] = {}; // no symbol is read
+};
+
+// The three output arrays of a decode, filled with what must not stay.
+struct decode_output {
+  explicit decode_output(size_t n) : vals(n + 1, untouched), lens(n + 1, 0xabab), flgs(n + 1, 0xabab) {
+    vorn_build_vector(&res, vals.data(), lens.data(), flgs.data(), nullptr, nullptr, nullptr, static_cast<uint32_t>(n),
+                      0, nullptr, 0);
+    res.vorn_cv_popc = 12345;
+  }
+
+  decoded at(size_t i) const { return {vals[i], lens[i], flgs[i]}; }
+  bool nothing_from(size_t i) const { return at(i) == decoded{untouched, 0xabab, 0xabab}; }
+
+  std::vector<uint64_t> vals;
+  std::vector<uint16_t> lens, flgs;
+  vorn_cv res = {};
+};
+
+class value_decoders : public vorn_test::implementation_test {
 protected:
-  // Packs codes so that the first one begins behind or the last one ends at unreadable memory.
-  uint8_t *pack(unsigned width, const std::vector<uint32_t> &codes) {
-    const size_t size = (codes.size() * width + 7) / 8;
-    uint8_t *bytes = random() % 2 == 0 ? stream.behind(0, size) : stream.last(size);
-    std::fill_n(bytes, size, uint8_t{0xff});
+  void SetUp() override {
+    implementation_test::SetUp();
+    packed = vorn_test::slots_of(VORN_OPC_DECODE, 22);
+    unpacked = vorn_test::slots_of(VORN_OPC_DECODE_SYMBOL, 3);
+  }
+
+  // Elements in the processor's order that end at unreadable memory.
+  uint8_t *elements(const std::vector<uint32_t> &codes, size_t size) {
+    uint8_t *bytes = stream.last(codes.size() * size);
     for (size_t i = 0; i < codes.size(); ++i)
-      vorn_model::put_code(bytes, width, i, codes[i]);
+      std::memcpy(bytes + i * size, &codes[i], size);
     return bytes;
   }
 
-  static vorn_aux list_of(std::vector<uint32_t> &rows) {
+  // Runs the kernel over the codes of the rows of a list, or over elements with these codes.
+  uint32_t run(const slot &s, vorn_enc_ctx enc, const std::vector<uint32_t> &codes, std::vector<uint32_t> rows,
+               uint8_t flags, uint8_t flags2, vorn_cv &res) {
     vorn_aux aux = {};
+    uint64_t filter = 0; // neither the filter nor the number of rows matters
+    aux.vorn_aux_filter_bv = &filter;
     aux.vorn_aux_ones_vec = rows.data();
     aux.vorn_aux_ones_vec_size = static_cast<uint32_t>(rows.size());
+    aux.vorn_aux_flags = flags;
+    aux.vorn_aux_flags2 = flags2;
     aux.vorn_aux_start_slot = 77;
-    return aux;
+    vorn_aux expected = aux;
+    void *kept = nullptr;
+    vorn_cv src;
+    if (s.opcode() == VORN_OPC_DECODE_SYMBOL) {
+      src = vorn_test::vector_of(elements(codes, (flags & VORN_AUX_UNPACK_UB4) ? 4 : s.width() / 8), enc,
+                                 static_cast<uint32_t>(codes.size()));
+    } else {
+      src = vorn_test::vector_of(
+          vorn_test::store_codes(stream, random() % 2, s.width(), codes.size(), [&](uint32_t i) { return codes[i]; }),
+          enc, 1);
+      src.vorn_cv_stream_slot = &kept; // a compressed stream is left as it is where no code is asked for
+      src.vorn_cv_vals = enc.vorn_enc_ctx_flags & VORN_STREAM ? nullptr : src.vorn_cv_vals;
+    }
+    const uint32_t code = s.run(res, src, aux);
+    if (s.opcode() == VORN_OPC_DECODE && code == VORN_RESULT_DONE) {
+      expected.vorn_aux_start_slot = rows.empty() ? 77 : rows.back();
+      expected.vorn_aux_op_bits[1] = 0x04;
+    }
+    EXPECT_EQ(std::memcmp(&aux, &expected, sizeof aux), 0) << s.name();
+    EXPECT_EQ(kept, nullptr) << s.name();
+    return code;
   }
 
-  // Decodes the rows of a list and compares with expected(code).
-  template <class Expected>
-  void check(const slot &s, vorn_enc_ctx enc, const std::vector<uint32_t> &codes, std::vector<uint32_t> rows,
-             Expected expected) {
-    decode_output out(rows.size());
-    vorn_cv src = vorn_test::vector_of(pack(s.width(), codes), enc, 1);
-    uint64_t filter = 0; // neither the filter nor the number of rows matters
-    vorn_aux aux = list_of(rows);
-    aux.vorn_aux_filter_bv = &filter;
-    ASSERT_EQ(s.run(out.res, src, aux), uint32_t{VORN_RESULT_DONE});
-    for (size_t i = 0; i < rows.size(); ++i)
-      ASSERT_EQ(out.at(i), expected(codes[rows[i]])) << s.name() << " row " << rows[i] << " of " << codes.size();
-    EXPECT_TRUE(out.nothing_from(rows.size())) << s.name();
-    EXPECT_EQ(out.res.vorn_cv_popc, rows.size()) << s.name();
-    EXPECT_EQ(aux.vorn_aux_start_slot, rows.empty() ? 77 : rows.back()) << s.name();
-    EXPECT_EQ(aux.vorn_aux_op_bits[1], 0x04) << s.name();
+  // Decodes and compares with the dictionary.
+  void check(const slot &s, const dictionary &values, const std::vector<uint32_t> &codes,
+             const std::vector<uint32_t> &rows, uint8_t flags, bool flagged) {
+    const bool symbols = s.opcode() == VORN_OPC_DECODE_SYMBOL;
+    const size_t n = symbols ? codes.size() : rows.size();
+    decode_output out(n);
+    if (!flagged)
+      out.res.vorn_cv_flgs = nullptr;
+    vorn_enc_ctx enc = values.encoding(s.width());
+    if (values.all_null() && !symbols)
+      enc.vorn_enc_ctx_flags |= VORN_STREAM;
+    // Only the widest kernel of elements copies, and only values of one length.
+    const bool copies = symbols && s.width() == 32 && values.one_length();
+    ASSERT_EQ(run(s, enc, codes, rows, flags, copies ? 0 : VORN_AUX_COPY_VALUES, out.res), uint32_t{VORN_RESULT_DONE});
+    for (size_t i = 0; i < n; ++i) {
+      decoded expected = values.at(codes[symbols ? i : rows[i]]);
+      if (!flagged)
+        std::get<2>(expected) = 0xabab;
+      ASSERT_EQ(out.at(i), expected) << s.name() << " entry " << i << " of " << n;
+    }
+    ASSERT_TRUE(out.nothing_from(n)) << s.name();
+    ASSERT_EQ(out.res.vorn_cv_popc, n) << s.name();
   }
 
-  std::vector<slot> kernels() { return vorn_test::slots_of(VORN_OPC_DECODE, 22); }
+  std::vector<uint32_t> draw(size_t n, uint64_t ncodes) {
+    std::vector<uint32_t> codes(n);
+    for (uint32_t &code : codes)
+      code = static_cast<uint32_t>(random() % ncodes);
+    return codes;
+  }
 
+  std::vector<slot> packed, unpacked;
   std::mt19937_64 random{20241124};
   vorn_test::guarded stream{4 * 1100};
 };
 
-TEST_P(decode_kernels, find_the_values_of_both_layouts) {
-  for (const slot &s : kernels()) {
-    const auto nsyms = static_cast<uint32_t>(std::min(uint64_t{1} << s.width(), uint64_t{300}));
-    const vorn_test::offset_dictionary offsets(nsyms);
-    const uint8_t symbol_bytes[1] = {};
-    const uint8_t length[2] = {0x01, 0x02};
-    const vorn_enc_ctx equal = vorn_test::one_length(s.width(), symbol_bytes, length);
+TEST_P(value_decoders, find_the_values_of_packed_codes) {
+  for (const slot &s : packed) {
+    const uint64_t ncodes = uint64_t{1} << s.width(), nsyms = std::min(ncodes, uint64_t{300});
+    const auto offsets = dictionary::of_offsets(static_cast<uint32_t>(nsyms));
     for (const uint32_t nrows : {1U, 2U, 3U, 8U, 9U, 64U, 1025U}) {
-      std::vector<uint32_t> rows(nrows), small(nrows), any(nrows);
-      for (uint32_t row = 0; row < nrows; ++row) {
+      std::vector<uint32_t> rows(nrows);
+      for (uint32_t row = 0; row < nrows; ++row)
         rows[row] = row;
-        small[row] = static_cast<uint32_t>(random() % nsyms);
-        any[row] = static_cast<uint32_t>(random() & ((uint64_t{1} << s.width()) - 1));
-      }
       std::shuffle(rows.begin(), rows.end(), random);
       rows.push_back(rows[0]);
-      ASSERT_NO_FATAL_FAILURE(
-          check(s, offsets.encoding(s.width()), small, rows, [&](uint32_t code) { return offsets.at(code); }));
-      // Offsets of values of one length are taken in 32 bits.
-      ASSERT_NO_FATAL_FAILURE(check(s, equal, any, rows, [&](uint32_t code) {
-        return decoded{symbol_bytes + code * 0x102U, 0x102, 0};
-      }));
-      ASSERT_NO_FATAL_FAILURE(check(s, equal, any, {}, [](uint32_t) { return decoded{}; }));
+      ASSERT_NO_FATAL_FAILURE(check(s, offsets, draw(nrows, nsyms), rows, 0, true));
+      for (const uint16_t length : {uint16_t{0x102}, uint16_t{0}}) {
+        ASSERT_NO_FATAL_FAILURE(check(s, dictionary::of_one_length(length), draw(nrows, ncodes), rows, 0, true));
+        ASSERT_NO_FATAL_FAILURE(check(s, dictionary::of_one_length(length), draw(nrows, ncodes), {}, 0, true));
+      }
     }
   }
 }
 
-// Values of length 0 are NULL, whatever their codes: the stream is left as it is, even when it is compressed.
-TEST_P(decode_kernels, ask_for_no_code_where_all_values_are_null) {
-  const uint8_t length[2] = {};
-  void *kept = nullptr;
-  std::vector<uint32_t> rows = {1, 5, 7};
-  for (const slot &s : kernels()) {
-    vorn_enc_ctx enc = vorn_test::one_length(s.width(), nullptr, length, VORN_STREAM);
-    decode_output out(3);
-    vorn_cv src = vorn_test::vector_of(nullptr, enc, 9);
-    src.vorn_cv_stream_slot = &kept;
-    vorn_aux aux = list_of(rows);
-    EXPECT_EQ(s.run(out.res, src, aux), uint32_t{VORN_RESULT_DONE});
-    for (size_t i = 0; i < 3; ++i)
-      EXPECT_EQ(out.at(i), (decoded{reinterpret_cast<const void *>(decode_output::untouched), 0, 2})) << s.name();
-    EXPECT_TRUE(out.nothing_from(3));
-    EXPECT_EQ(out.res.vorn_cv_popc, 3U);
-    EXPECT_EQ(aux.vorn_aux_start_slot, 7U);
-    EXPECT_EQ(aux.vorn_aux_op_bits[1], 0x04);
-  }
-  EXPECT_EQ(kept, nullptr);
+TEST_P(value_decoders, find_the_values_of_every_element) {
+  const auto offsets = dictionary::of_offsets(300);
+  for (const slot &s : unpacked)
+    for (const uint8_t flags : {uint8_t{0}, uint8_t{VORN_AUX_UNPACK_UB4}})
+      for (const bool flagged : {true, false})
+        for (const size_t n : {0U, 1U, 3U, 1025U}) {
+          const auto codes = draw(n, s.width() == 8 && flags == 0 ? 256 : 300);
+          ASSERT_NO_FATAL_FAILURE(check(s, offsets, codes, {}, flags, flagged));
+          for (const uint16_t length : {uint16_t{5}, uint16_t{0}})
+            ASSERT_NO_FATAL_FAILURE(check(s, dictionary::of_one_length(length), codes, {}, flags, flagged));
+        }
 }
 
-TEST_P(decode_kernels, refuse_a_layout_that_they_do_not_know) {
-  std::vector<uint32_t> rows = {0};
-  for (const uint32_t layout : {2U, 0x100U, UINT32_MAX})
-    for (const slot &s : kernels()) {
-      vorn_enc_ctx enc = s.encoding_context();
-      enc.vorn_enc_ctx_dict_layout = layout;
-      decode_output out(1);
-      vorn_cv src = vorn_test::vector_of(nullptr, enc, 1);
-      vorn_aux aux = list_of(rows), before;
-      std::memcpy(&before, &aux, sizeof aux);
-      EXPECT_EQ(s.run(out.res, src, aux), uint32_t{VORN_RESULT_NO_IMPLEMENTATION});
-      EXPECT_TRUE(out.nothing_from(0));
-      EXPECT_EQ(out.res.vorn_cv_popc, 12345U);
-      EXPECT_EQ(std::memcmp(&aux, &before, sizeof aux), 0);
-      EXPECT_EQ(vorn_decode_is_vorn_dict_type_supported(layout), 0U);
-    }
+TEST_P(value_decoders, copy_values_of_one_length_back_to_back) {
+  std::string symbols;
+  for (unsigned i = 0; i < 2000; ++i)
+    symbols += static_cast<char>('a' + i * 7 % 26);
+  const slot s = unpacked.back();
+  ASSERT_EQ(s.width(), 32U);
+  for (const unsigned length : {0U, 1U, 2U, 5U, 8U, 17U}) {
+    const auto values = dictionary::of_one_length(static_cast<uint16_t>(length));
+    vorn_enc_ctx enc = values.encoding(32);
+    enc.vorn_enc_ctx_dict_syms = symbols.data();
+    const auto codes = draw(60, 100);
+    std::string expected;
+    for (const uint32_t code : codes)
+      expected += symbols.substr(code * length, length);
+    vorn_test::guarded copies(expected.size());
+    decode_output out(codes.size());
+    out.res.vorn_cv_vals = copies.last(expected.size());
+    EXPECT_EQ(run(s, enc, codes, {}, 0, VORN_AUX_COPY_VALUES, out.res), uint32_t{VORN_RESULT_DONE});
+    EXPECT_EQ(std::string(static_cast<char *>(out.res.vorn_cv_vals), expected.size()), expected);
+    EXPECT_TRUE(copies.intact(expected.size()));
+    EXPECT_TRUE(out.nothing_from(0)) << "neither lengths nor flags";
+    EXPECT_EQ(out.res.vorn_cv_popc, 60U);
+  }
+}
+
+TEST_P(value_decoders, refuse_a_layout_that_they_do_not_know) {
+  std::vector<slot> all = packed;
+  all.insert(all.end(), unpacked.begin(), unpacked.end());
+  for (const uint32_t layout : {2U, 0x100U, UINT32_MAX}) {
+    for (const slot &s : all)
+      for (const uint8_t copy : {uint8_t{0}, uint8_t{VORN_AUX_COPY_VALUES}}) {
+        vorn_enc_ctx enc = s.encoding_context();
+        enc.vorn_enc_ctx_dict_layout = layout;
+        decode_output out(1);
+        EXPECT_EQ(run(s, enc, {0}, {0}, 0, copy, out.res), uint32_t{VORN_RESULT_NO_IMPLEMENTATION});
+        EXPECT_TRUE(out.nothing_from(0));
+        EXPECT_EQ(out.res.vorn_cv_popc, 12345U);
+      }
+    EXPECT_EQ(vorn_decode_is_vorn_dict_type_supported(layout), 0U);
+  }
   EXPECT_EQ(vorn_decode_is_vorn_dict_type_supported(VORN_DICT_ONE_LENGTH), 1U);
   EXPECT_EQ(vorn_decode_is_vorn_dict_type_supported(VORN_DICT_CLA), 1U);
 }
 
-VORN_TEST_ALL_IMPLEMENTATIONS(decode_kernels);
+VORN_TEST_ALL_IMPLEMENTATIONS(value_decoders);
 
 } // namespace

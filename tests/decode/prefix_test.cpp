@@ -2,50 +2,42 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <numeric>
 #include <random>
 
-#include "tests/decode/run_lengths.hpp"
 #include "tests/support/implementation.hpp"
+#include "tests/support/slots.hpp"
+#include "tests/support/stored.hpp"
 
 namespace {
 
 // Groups of 16 random values behind one another in a shuffled order, ending at unreadable memory.
 struct prefix_source {
   prefix_source(uint32_t nvals, uint32_t length, uint32_t prefix_length, uint32_t spare_groups, std::mt19937 &random)
-      : ngroups((nvals + 15) / 16 + spare_groups) {
-    std::vector<uint32_t> order(ngroups), at(ngroups);
-    for (uint32_t group = 0; group < ngroups; ++group)
-      order[group] = group;
+      : ngroups((nvals + 15) / 16 + spare_groups), values(size_t{nvals} * length) {
+    std::vector<uint32_t> order(ngroups);
+    std::iota(order.begin(), order.end(), 0);
     std::shuffle(order.begin(), order.end(), random);
-    std::vector<std::vector<uint8_t>> bytes(ngroups);
-    for (uint32_t group = 0; group < ngroups; ++group) {
+    uint8_t *offsets = offset_memory.last(4 * size_t{ngroups});
+    std::vector<uint8_t> stored;
+    for (const uint32_t group : order) {
+      vorn_test::store_big(offsets + 4 * size_t{group}, stored.size(), 4);
       const uint32_t n = std::min(16U, nvals - std::min(nvals, group * 16));
       const uint32_t p = prefix_length > length ? static_cast<uint32_t>(random() % (length + 1)) : prefix_length;
-      std::vector<uint8_t> &record = bytes[group];
-      record.push_back(static_cast<uint8_t>(p));
+      stored.push_back(static_cast<uint8_t>(p));
+      const size_t record = stored.size();
       for (uint32_t i = 0; i < p + n * (length - p); ++i)
-        record.push_back(static_cast<uint8_t>(random()));
-      for (uint32_t i = 0; i < n; ++i) {
-        values.insert(values.end(), record.begin() + 1, record.begin() + 1 + p);
-        const auto suffix = record.begin() + 1 + p + i * (length - p);
-        values.insert(values.end(), suffix, suffix + length - p);
-      }
+        stored.push_back(static_cast<uint8_t>(random()));
+      for (uint32_t i = 0; i < n; ++i)
+        for (uint32_t k = 0; k < length; ++k)
+          values[(group * 16 + i) * length + k] = stored[record + k + (k < p ? 0 : i * (length - p))];
     }
-    size_t size = 0;
-    for (const uint32_t group : order) {
-      at[group] = static_cast<uint32_t>(size);
-      size += bytes[group].size();
-    }
-    uint8_t *area = records.last(size);
-    uint8_t *offsets = offset_memory.last(4 * size_t{ngroups});
-    for (uint32_t group = 0; group < ngroups; ++group) {
-      std::memcpy(area + at[group], bytes[group].data(), bytes[group].size());
-      vorn_test::store_big(offsets + 4 * size_t{group}, at[group], 4);
-    }
+    uint8_t *area = records.last(stored.size());
+    std::copy(stored.begin(), stored.end(), area);
     enc.vorn_enc_ctx_prefix_group = 16;
     enc.vorn_enc_ctx_prefix_vlen = static_cast<uint16_t>(length);
     enc.vorn_enc_ctx_prefix_nvals = nvals;
-    vorn_build_vector(&src, area, offsets, nullptr, &enc, nullptr, nullptr, ngroups, 0, nullptr, 0);
+    src = vorn_test::vector_of(area, enc, ngroups, offsets);
   }
 
   uint32_t ngroups;
@@ -68,23 +60,22 @@ TEST_P(prefix_decode, puts_values_together) {
         for (const uint32_t spare_groups : {0U, 2U}) {
           prefix_source source(nvals, length, prefix, spare_groups, random);
           const size_t size = source.values.size();
-          vorn_cv res = {};
-          res.vorn_cv_vals = output.last(size);
-          res.vorn_cv_popc = 12345;
-          ASSERT_EQ(vorn_global_ctx.vorn_prefix_decode_dydi(&res, &source.src, nullptr), uint32_t{VORN_RESULT_DONE});
-          const auto *out = static_cast<const uint8_t *>(res.vorn_cv_vals);
-          ASSERT_EQ(std::vector<uint8_t>(out, out + size), source.values)
-              << nvals << " values of " << length << " with a prefix of " << prefix;
-          ASSERT_TRUE(output.intact(size));
-          ASSERT_EQ(res.vorn_cv_popc, 12345U);
-
           vorn_aux aux = {};
           uint8_t *described = descriptors.last(16 * size_t{nvals});
           std::fill_n(described, 16 * size_t{nvals}, uint8_t{0xab});
           aux.vorn_aux_prefix_out = described;
-          res.vorn_cv_vals = output.last(size);
-          ASSERT_EQ(vorn_global_ctx.vorn_prefix_decode_dydi(&res, &source.src, &aux), uint32_t{VORN_RESULT_DONE});
-          ASSERT_EQ(std::vector<uint8_t>(out, out + size), source.values);
+          uint8_t *out = output.last(size);
+          vorn_cv res = {};
+          res.vorn_cv_vals = out;
+          res.vorn_cv_popc = 12345;
+          for (vorn_aux *given : {static_cast<vorn_aux *>(nullptr), &aux}) {
+            std::fill_n(out, size, uint8_t{0xab});
+            ASSERT_EQ(vorn_global_ctx.vorn_prefix_decode_dydi(&res, &source.src, given), uint32_t{VORN_RESULT_DONE});
+            ASSERT_EQ(std::vector<uint8_t>(out, out + size), source.values)
+                << nvals << " values of " << length << " with a prefix of " << prefix;
+            ASSERT_TRUE(output.intact(size));
+            ASSERT_EQ(res.vorn_cv_popc, 12345U);
+          }
           for (uint32_t i = 0; i < nvals; ++i) {
             uint8_t expected[16] = {0, 0, 0, 0,    0,    0,    0,   0, static_cast<uint8_t>(length),
                                     0, 0, 0, 0xab, 0xab, 0xab, 0xab};

@@ -4,10 +4,9 @@
 #include <cstring>
 #include <random>
 
-#include "tests/decode/run_lengths.hpp"
-#include "tests/support/guarded.hpp"
 #include "tests/support/implementation.hpp"
 #include "tests/support/slots.hpp"
+#include "tests/support/stored.hpp"
 
 namespace {
 
@@ -20,10 +19,9 @@ struct runs {
       : lens(indexed ? std::vector<uint32_t>(lengths.size(), 0xa5a5) : lengths, width),
         cla_memory(4 * (lengths.size() + 1)), nruns(static_cast<uint32_t>(lengths.size())) {
     uint8_t *cla = cla_memory.last(4 * (lengths.size() + 1));
-    vorn_test::store_big(cla, 0, 4);
-    for (size_t i = 0; i < lengths.size(); ++i) {
-      nrows += lengths[i];
-      vorn_test::store_big(cla + 4 * (i + 1), nrows, 4);
+    for (size_t i = 0; i <= lengths.size(); ++i) {
+      vorn_test::store_big(cla + 4 * i, nrows, 4);
+      nrows += i < lengths.size() ? lengths[i] : 0;
     }
     vorn_build_encoding_type_dict(&enc, 8, nullptr, nullptr, nullptr, 0, 0, 0);
     vorn_add_encoding_type_rle(&enc, lens.data(), indexed ? cla : nullptr, static_cast<uint8_t>(width), nruns, nullptr);
@@ -45,20 +43,17 @@ protected:
     runs source(lengths, width, indexed);
     std::vector<uint64_t> per_run(source.words() + 1, ~uint64_t{0}); // stray bits behind the last run
     const uint32_t nrows = source.nrows + spare_rows;
-    std::vector<uint64_t> expected((nrows + 63) / 64);
-    uint32_t count = 0, row = 0;
+    std::vector<bool> rows;
     for (size_t run = 0; run < lengths.size(); ++run) {
       if (!selected[run])
         per_run[run / 64] &= ~(uint64_t{1} << run % 64);
-      for (uint32_t i = 0; i < lengths[run]; ++i, ++row)
-        if (selected[run]) {
-          expected[row / 64] |= uint64_t{1} << row % 64;
-          ++count;
-        }
+      rows.insert(rows.end(), lengths[run], selected[run]);
     }
-    vorn_test::guarded output(expected.size() * 8);
-    uint64_t *out = output.last_words(expected.size());
-    std::fill_n(out, expected.size(), uint64_t{0xabababababababab});
+    rows.resize(nrows);
+    const auto [words, count] = vorn_model::select(nrows, nullptr, nullptr, [&](uint32_t row) { return rows[row]; });
+    vorn_test::guarded output(words.size() * 8);
+    uint64_t *out = output.last_words(words.size());
+    std::fill_n(out, words.size(), uint64_t{0xabababababababab});
     vorn_cv res = vorn_test::result_of(out, nrows), src = vorn_test::vector_of(nullptr, source.enc, 0);
     vorn_aux aux = vorn_test::selective_by(per_run.data(), false);
     const uint32_t code = burst_slot(source.enc.vorn_enc_ctx_minor_type).run(res, src, aux);
@@ -66,10 +61,10 @@ protected:
       return testing::Message() << width << " bits, indexed " << indexed << ", runs " << lengths.size() << ", rows "
                                 << nrows;
     };
-    ASSERT_EQ(std::vector<uint64_t>(out, out + expected.size()), expected) << where();
+    ASSERT_EQ(std::vector<uint64_t>(out, out + words.size()), words) << where();
     ASSERT_EQ(res.vorn_cv_popc, count) << where();
     ASSERT_EQ(code, count == 0 ? uint32_t{VORN_RESULT_EMPTY} : uint32_t{VORN_RESULT_DONE}) << where();
-    ASSERT_TRUE(output.intact(expected.size() * 8)) << where();
+    ASSERT_TRUE(output.intact(words.size() * 8)) << where();
     ASSERT_EQ(aux.vorn_aux_op_bits[1], 0) << "a burst has no filter of its own";
   }
 

@@ -6,7 +6,7 @@
 
 #include <random>
 
-#include "tests/decode/run_lengths.hpp"
+#include "tests/support/stored.hpp"
 
 namespace {
 

@@ -43,9 +43,7 @@ void *source(entry_call &call) { return &call.src.vorn_cv_vals; }
 const entry decode = {.name = "vorn_decode",
                       .source = "decode/decode.cpp",
                       .slot = dict_8bit(VORN_OPC_DECODE),
-                      .call = [](entry_call &c) { return vorn_decode(&c.ctx, &c.res, &c.src, c.given); },
-                      .put_in_force = in_table<vorn_unary_fn>,
-                      .operands = {&entry_call::res, &entry_call::src},
+                      .called = in_table<vorn_unary_fn, vorn_decode, &entry_call::res, &entry_call::src>(),
                       .set_up = make_room_for_40,
                       .checks = {no_dictionary("vorn_decode: src is not DICT"),
                                  misaligned("vorn_decode: src is not aligned", &record::VORN_DATASTREAM_ALIGN, source),
@@ -62,9 +60,7 @@ const entry unpack = {
     .name = "vorn_decode_unpack",
     .source = "decode/unpack.cpp",
     .slot = dict_8bit(VORN_OPC_DECODE_UNPACK),
-    .call = [](entry_call &c) { return vorn_decode_unpack(&c.ctx, &c.res, &c.src, c.given); },
-    .put_in_force = in_table<vorn_unary_fn>,
-    .operands = {&entry_call::res, &entry_call::src},
+    .called = in_table<vorn_unary_fn, vorn_decode_unpack, &entry_call::res, &entry_call::src>(),
     .set_up = make_room_for_40,
     .checks = {misaligned("vorn_decode_unpack: res is not aligned", &record::VORN_OUTPUT_BITWVEC_ALIGN, result),
                no_dictionary("vorn_decode_unpack: src is not DICT"),
@@ -81,9 +77,7 @@ const entry unpack = {
 const entry symbol = {.name = "vorn_decode_symbol",
                       .source = "decode/symbol.cpp",
                       .slot = dict_8bit(VORN_OPC_DECODE_SYMBOL),
-                      .call = [](entry_call &c) { return vorn_decode_symbol(&c.ctx, &c.res, &c.src, c.given); },
-                      .put_in_force = in_table<vorn_unary_fn>,
-                      .operands = {&entry_call::res, &entry_call::src},
+                      .called = in_table<vorn_unary_fn, vorn_decode_symbol, &entry_call::res, &entry_call::src>(),
                       .set_up = make_room_for_40,
                       .checks = {no_dictionary("vorn_decode_symbol: src is not DICT"),
                                  no_aux("vorn_decode_symbol: vorn_aux is NULL"),
@@ -97,9 +91,7 @@ const entry rle_burst = {
     .name = "vorn_decode_rle_burst",
     .source = "decode/rle_burst.cpp",
     .slot = 27 << 5 | VORN_OPC_BURST,
-    .call = [](entry_call &c) { return vorn_decode_rle_burst(&c.ctx, &c.res, &c.src, c.given); },
-    .put_in_force = in_table<vorn_unary_fn>,
-    .operands = {&entry_call::res, &entry_call::src},
+    .called = in_table<vorn_unary_fn, vorn_decode_rle_burst, &entry_call::res, &entry_call::src>(),
     .set_up =
         [](entry_call &c) {
           c.codes.items = {10, 20, 4, 30};
@@ -123,7 +115,7 @@ const entry rle_burst = {
               rows_line()},
     .bits = {{{0x04, 0, 0}, {0xf7, 0xf7, 0xf7}}},
     .counted = {2, 2, 2},
-    .hides_stream = true,
+    .does = hides_stream,
     .generic_popc = 50};
 
 // It has no checks and no counters, its kernel a slot of its own, and its rate counts groups.
@@ -131,18 +123,14 @@ const entry prefix = {
     .name = "vorn_prefix_decode",
     .source = "decode/prefix.cpp",
     .slot = {},
-    .call = [](entry_call &c) { return vorn_prefix_decode(&c.ctx, &c.res, &c.src, c.given); },
-    .put_in_force = [](entry_call &,
-                       const entry &) { vorn_global_ctx.vorn_prefix_decode_dydi = scripted<vorn_unary_fn>::kernel; },
-    .operands = {&entry_call::res, &entry_call::src},
+    .called = in_record<&record::vorn_prefix_decode_dydi, vorn_prefix_decode, &entry_call::res, &entry_call::src>(),
     .trace = {{2, "vorn_prefix_decode force_generic: %d\n",
                [](const entry_call &c) {
                  return values{number((c.ctx.vorn_ctx_flags & VORN_CTX_FORCE_GENERIC) != 0)};
                }},
               rows_line(),
               filter_line()},
-    .traces_diagnostics = false,
-    .takes_null_aux = true,
+    .does = takes_null_aux | keeps_diagnostic,
     .generic_code = VORN_RESULT_NO_IMPLEMENTATION, // the groups of the standard call have no size
     .generic_popc = 77};
 
@@ -153,7 +141,6 @@ TEST(decoders, time_an_empty_list) {
   entry_call call(decode);
   call.arm();
   call.ctx.vorn_ctx_flags = VORN_CTX_ACCUMULATE | VORN_CTX_FORCE_GENERIC;
-  call.aux.vorn_aux_ones_vec = nullptr;
   call.aux.vorn_aux_ones_vec_size = 0;
   call.rates[*decode.slot] = 4;
   vorn_host::script_clock({0, 1000});
@@ -200,7 +187,7 @@ TEST(decoders, keep_a_decompressed_stream) {
     call.kept = nullptr;
     for (const entry *turn : {first, &decode, &unpack}) {
       std::ranges::fill(call.vals, 0);
-      EXPECT_EQ(turn->call(call), uint32_t{VORN_RESULT_DONE});
+      EXPECT_EQ(turn->called.call(call), uint32_t{VORN_RESULT_DONE});
       EXPECT_EQ(call.vals[0], turn == &decode ? reinterpret_cast<uintptr_t>(&call) + 0x5a : 0x5a5aU);
     }
     const std::string name = vorn_dispatch_func_names[*first->slot];
@@ -210,7 +197,7 @@ TEST(decoders, keep_a_decompressed_stream) {
 
     call.kept = nullptr;
     call.ctx.vorn_ctx_decompress = [](vorn_qpak_ctx *, const void *, void *, uint32_t *, uint32_t) { return 1U; };
-    first->call(call);
+    first->called.call(call);
     EXPECT_EQ(call.messages(), lines{name + ": vorn_qpak_decode failed"});
   }
 }

@@ -89,25 +89,35 @@ struct self_check_texts {
   std::string scratch, popcount, result;
 };
 
+// How the entry is called, how the scripted kernel takes the place of its own, and what a kernel is given before aux.
+struct shape {
+  uint32_t (*call)(entry_call &);
+  void (*put_in_force)(entry_call &);
+  std::vector<vorn_cv entry_call::*> operands;
+};
+
+// What an entry does besides; a set of these.
+enum traits : unsigned {
+  takes_null_aux = 1,   // without a report
+  prepares_runs = 2,    // sets the burst function of a run-length source and drops the filter
+  clears_mask = 4,      // of the source
+  hides_stream = 8,     // from the kernel, for the time of the call
+  keeps_diagnostic = 16 // of the kernel to itself
+};
+
 struct entry {
   const char *name;
   const char *source;
   std::optional<uint32_t> slot; // of the dispatch table
-  uint32_t (*call)(entry_call &);
-  void (*put_in_force)(entry_call &, const entry &);
-  std::vector<vorn_cv entry_call::*> operands;
+  shape called;
   void (*set_up)(entry_call &) = [](entry_call &) {};
   std::vector<check> checks = {}; // in their order
   std::vector<trace_point> trace = {};
-  bool traces_diagnostics = true;
   uint32_t rate_rows = 64;          // when the kernel moves the start slot from 10 to 50
   std::optional<op_bits> bits = {}; // none: op bits and diagnostic code are left alone
   counters counted = {};
   std::optional<self_check_texts> self_check = {};
-  bool takes_null_aux = false; // without a report
-  bool prepares_runs = false;  // sets the burst function of a run-length source and drops the filter
-  bool clears_mask = false;
-  bool hides_stream = false;                          // from the kernel, for the time of the call
+  unsigned does = 0;
   std::vector<vorn_enc_ctx entry_call::*> typed = {}; // whose types may have any upper bytes
   uint32_t generic_code = VORN_RESULT_DONE;           // of the generic kernel on the standard call
   uint32_t generic_popc = 0;
@@ -119,7 +129,7 @@ struct entry {
     return found;
   }
   bool goes_on_without_aux() const {
-    return takes_null_aux || std::ranges::find(checks, check::no_aux, &check::when) != checks.end();
+    return (does & takes_null_aux) || std::ranges::find(checks, check::no_aux, &check::when) != checks.end();
   }
 };
 
@@ -139,7 +149,42 @@ struct beside_16 {
 // The standard call: 64 rows of the 8-bit codes 0 to 63, one-byte symbols, a filter of 12 rows and a list of two.  The
 // scripted kernel is in force and does nothing yet.
 struct entry_call {
-  explicit entry_call(const entry &described);
+  explicit entry_call(const entry &described) : which(described) {
+    env.on_error = vorn_host::error_policy::resume;
+    env.record = true;
+    ctx = env.context();
+    counts.assign(VORN_DISPATCH_SLOTS, 0);
+    rates.assign(VORN_DISPATCH_SLOTS, 0);
+    stats.assign(80, 7);
+    ctx.vorn_ctx_call_counts = counts.data();
+    ctx.vorn_ctx_rates = rates.data();
+    vorn_global_ctx = initial_global_ctx;
+    vorn_global_ctx.vorn_global_ctx_lib_name = "loaded";
+    vorn_global_ctx.vorn_global_ctx_status = 5;
+    for (size_t i = 0; i < 64; ++i)
+      codes.items[i] = static_cast<uint8_t>(i);
+    filter.items = {0xf0ff, 0};
+    members.items = {0x2a, 0, 0, 0};
+    kept = codes.data();
+    vorn_build_encoding_type_dict(&enc, 8, codes.data(), lengths, nullptr, 64, VORN_DICT_ONE_LENGTH, 0);
+    vorn_build_encoding_type_dict(&lo_enc, 8, nullptr, nullptr, nullptr, 0, 0, VORN_CONST);
+    hi_enc = lo_enc;
+    vorn_build_vector(&res, vals.data(), lens.data(), flgs.data(), nullptr, nullptr, out.data(), 64, 0, nullptr, 0);
+    vorn_build_vector(&src, codes.data(), nullptr, nullptr, &enc, nullptr, nullptr, 64, 64, &kept, 0);
+    vorn_build_vector(&lo, &lo_code, nullptr, nullptr, &lo_enc, nullptr, nullptr, 1, 0, nullptr, 0);
+    vorn_build_vector(&hi, &hi_code, nullptr, nullptr, &hi_enc, nullptr, nullptr, 1, 0, nullptr, 0);
+    vorn_build_vector(&set, nullptr, nullptr, nullptr, nullptr, nullptr, members.data(), 0, 0, nullptr, 0);
+    aux.vorn_aux_filter_bv = filter.data();
+    aux.vorn_aux_popc = 12;
+    aux.vorn_aux_start_slot = 10;
+    aux.vorn_aux_ones_vec = rows.data();
+    aux.vorn_aux_ones_vec_size = 2;
+    aux.vorn_aux_diag_code = 17;
+    res.vorn_cv_popc = 77;
+    which.set_up(*this);
+    script = {};
+    which.called.put_in_force(*this);
+  }
   ~entry_call() {
     vorn_global_ctx = initial_global_ctx;
     vorn_host::script_clock({});
@@ -147,16 +192,35 @@ struct entry_call {
   entry_call(const entry_call &) = delete;
   entry_call &operator=(const entry_call &) = delete;
 
-  uint32_t run() { return which.call(*this); }
+  uint32_t run() { return which.called.call(*this); }
   void run_generic() { ctx.vorn_ctx_flags |= VORN_CTX_FORCE_GENERIC; }
   void arm(uint64_t word = 4) {
     ctx.vorn_ctx_trace = word;
     env.trace_control().trace_on = 1;
   }
   // The calls of services since the last time, but for reports.
-  std::vector<report> taken();
-  std::vector<report> reports() const;
-  lines messages() const;
+  std::vector<report> taken() {
+    std::vector<report> found;
+    for (const auto &call : env.calls())
+      if (call.service != "host_raise_internal_error")
+        found.emplace_back(call.text.empty() ? call.service : call.service + " " + call.text, call.values);
+    env.clear_calls();
+    return found;
+  }
+  std::vector<report> reports() const {
+    std::vector<report> found;
+    for (const auto &error : env.errors()) {
+      EXPECT_EQ(error.error_arg, env.host_env_error_arg);
+      found.emplace_back(error.message, error.values);
+    }
+    return found;
+  }
+  lines messages() const {
+    lines texts;
+    for (const auto &[message, told] : reports())
+      texts.push_back(message);
+    return texts;
+  }
 
   const entry &which;
   vorn_host::environment env;
@@ -180,19 +244,28 @@ struct entry_call {
   std::vector<uint64_t> stats;
 };
 
-// Puts scripted kernels of a shape into all slots of a dispatch table, of which that of the entry is told.
-template <class Kernel>
-void in_table(entry_call &call, const entry &which) {
-  scripted<Kernel>::generic_slot = *which.slot;
-  call.table.assign(VORN_DISPATCH_SLOTS, std::bit_cast<vorn_kernel>(&scripted<Kernel>::stray));
-  call.table[*which.slot] = std::bit_cast<vorn_kernel>(&scripted<Kernel>::kernel);
-  vorn_global_ctx.vorn_global_ctx_dispatch = call.table.data();
+// An entry that runs a kernel of the dispatch table, in all of whose slots scripted kernels stand; that of the entry is
+// told from the others.
+template <class Kernel, auto function, vorn_cv entry_call::*...operands>
+shape in_table() {
+  return {[](entry_call &call) { return function(&call.ctx, &(call.*operands)..., call.given); },
+          [](entry_call &call) {
+            const uint32_t slot = scripted<Kernel>::generic_slot = *call.which.slot;
+            call.table.assign(VORN_DISPATCH_SLOTS, std::bit_cast<vorn_kernel>(&scripted<Kernel>::stray));
+            call.table[slot] = std::bit_cast<vorn_kernel>(&scripted<Kernel>::kernel);
+            vorn_global_ctx.vorn_global_ctx_dispatch = call.table.data();
+          },
+          {operands...}};
 }
 
-check misaligned(std::string message, uint64_t vorn_global_ctx_t::*word, std::function<void *(entry_call &)> field,
-                 check::needs when = check::any_call);
-check misaligned_filter(std::string message);
-check no_dictionary(std::string message);
+// An entry whose kernel is a slot of the global record.
+template <auto slot, auto function, vorn_cv entry_call::*...operands>
+shape in_record() {
+  using kernel = std::remove_reference_t<decltype(vorn_global_ctx.*slot)>;
+  return {[](entry_call &call) { return function(&call.ctx, &(call.*operands)..., call.given); },
+          [](entry_call &) { vorn_global_ctx.*slot = scripted<kernel>::kernel; },
+          {operands...}};
+}
 
 // Values as a report or a record has them.
 inline vorn_host::value number(uint64_t value) { return static_cast<int32_t>(value); }
@@ -201,10 +274,59 @@ inline vorn_host::value kernel_name(const entry_call &call) {
   return std::string(vorn_dispatch_func_names[*call.which.slot]);
 }
 
-trace_point kernel_line();
+inline check misaligned(std::string message, uint64_t vorn_global_ctx_t::*word,
+                        std::function<void *(entry_call &)> field, check::needs when = check::any_call) {
+  const auto pointer_at = [field](entry_call &call) {
+    const char *pointer;
+    std::memcpy(&pointer, field(call), sizeof pointer);
+    return pointer;
+  };
+  return {std::move(message),
+          [=](entry_call &call) {
+            const char *const moved = pointer_at(call) + 4;
+            std::memcpy(field(call), &moved, sizeof moved);
+          },
+          [=](entry_call &call) { return values{address(pointer_at(call))}; }, when, word};
+}
+
+inline check misaligned_filter(std::string message) {
+  return misaligned(
+      std::move(message), &vorn_global_ctx_t::VORN_BITWVEC_ALIGN,
+      [](entry_call &call) { return &call.aux.vorn_aux_filter_bv; }, check::an_aux);
+}
+
+inline check no_dictionary(std::string message) {
+  return {std::move(message), [](entry_call &call) { call.enc.vorn_enc_ctx_flags &= ~uint32_t{VORN_DICT}; }};
+}
+
+inline trace_point kernel_line() {
+  return {2, "%s force_generic: %d qpak: %d\n", [](const entry_call &call) {
+            return values{kernel_name(call), number((call.ctx.vorn_ctx_flags & VORN_CTX_FORCE_GENERIC) != 0),
+                          number((call.enc.vorn_enc_ctx_flags & VORN_STREAM) != 0)};
+          }};
+}
+
 // The line of the implementation in force and the rows, with more values behind.
-trace_point rows_line(const std::string &rest = "", std::function<values(const entry_call &)> more = {});
-trace_point filter_line();
+inline trace_point rows_line(const std::string &rest = "", std::function<values(const entry_call &)> more = {}) {
+  return {3, "loaded_lib: %s loaded_status: %d, loaded_dispatch_table: %p\nnrows: %d" + rest + "\n",
+          [=](const entry_call &call) {
+            values told = {std::string("loaded"), 5, address(vorn_global_ctx.vorn_global_ctx_dispatch),
+                           number(call.src.vorn_cv_nrows)};
+            if (more)
+              std::ranges::copy(more(call), std::back_inserter(told));
+            return told;
+          }};
+}
+
+inline trace_point filter_line() {
+  return {3, "filter_bv: %p popc: %d invert_filter: %d force_selective: %d\n",
+          [](const entry_call &call) {
+            return values{address(call.aux.vorn_aux_filter_bv), 12,
+                          number((call.aux.vorn_aux_flags & VORN_AUX_INVERT_FILTER) != 0),
+                          number((call.aux.vorn_aux_flags & VORN_AUX_FORCE_SELECTIVE) != 0)};
+          },
+          true};
+}
 
 class entry_test : public testing::TestWithParam<entry> {};
 

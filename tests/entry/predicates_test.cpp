@@ -52,9 +52,7 @@ const entry cmp = {
     .name = "vorn_cmp",
     .source = "scan/cmp.cpp",
     .slot = dict_8bit(VORN_OPC_EQ),
-    .call = [](entry_call &c) { return vorn_eq(&c.ctx, &c.res, &c.src, &c.lo, c.given); },
-    .put_in_force = in_table<vorn_binary_fn>,
-    .operands = {&entry_call::res, &entry_call::src, &entry_call::lo},
+    .called = in_table<vorn_binary_fn, vorn_eq, &entry_call::res, &entry_call::src, &entry_call::lo>(),
     .checks = {missing_run_vector("vorn_cmp: src1 missing burst resvec"),
                other_type("vorn_cmp: encoding does not match", &entry_call::lo_enc),
                no_constant("vorn_cmp: src2 is not constant", &entry_call::lo_enc),
@@ -71,8 +69,7 @@ const entry cmp = {
     .bits = {{{0x01, 0, 0}, {0xf7, 0xfd, 0xfd}}},
     .counted = {0, 0, 0},
     .self_check = {{"vorncmp: res_generic_bv", "vorn_cmp: vxl check popcount", "vorn_cmp: vxl check result"}},
-    .takes_null_aux = true,
-    .prepares_runs = true,
+    .does = takes_null_aux | prepares_runs,
     .typed = {&entry_call::enc, &entry_call::lo_enc},
     .generic_popc = 1};
 
@@ -80,9 +77,8 @@ const entry range_cmp = {
     .name = "vorn_range_cmp",
     .source = "scan/range_cmp.cpp",
     .slot = dict_8bit(VORN_OPC_GE_LE),
-    .call = [](entry_call &c) { return vorn_ge_le(&c.ctx, &c.res, &c.src, &c.lo, &c.hi, c.given); },
-    .put_in_force = in_table<vorn_ternary_fn>,
-    .operands = {&entry_call::res, &entry_call::src, &entry_call::lo, &entry_call::hi},
+    .called =
+        in_table<vorn_ternary_fn, vorn_ge_le, &entry_call::res, &entry_call::src, &entry_call::lo, &entry_call::hi>(),
     .checks = {missing_run_vector("vorn_cmp: src1 missing burst resvec"),
                other_type("vorn_range_cmp: src1 & src2 encoding does not match", &entry_call::lo_enc),
                other_type("vorn_range_cmp: src1 & src3 encoding does not match", &entry_call::hi_enc),
@@ -97,8 +93,7 @@ const entry range_cmp = {
     .counted = cmp.counted,
     .self_check = {{"vorncmp: res_generic_bv", "vorn_range_cmp: vxl check popcount",
                     "vorn_range_cmp: vxl check result"}},
-    .takes_null_aux = true,
-    .prepares_runs = true,
+    .does = takes_null_aux | prepares_runs,
     .typed = {&entry_call::enc, &entry_call::lo_enc, &entry_call::hi_enc},
     .generic_popc = 3};
 
@@ -106,9 +101,7 @@ const entry in_set = {
     .name = "vorn_in_set",
     .source = "scan/in_set.cpp",
     .slot = dict_8bit(VORN_OPC_SET),
-    .call = [](entry_call &c) { return vorn_in_set(&c.ctx, &c.res, &c.src, &c.set, c.given); },
-    .put_in_force = in_table<vorn_binary_fn>,
-    .operands = {&entry_call::res, &entry_call::src, &entry_call::set},
+    .called = in_table<vorn_binary_fn, vorn_in_set, &entry_call::res, &entry_call::src, &entry_call::set>(),
     .checks = {missing_run_vector("vorn_in_set: src1 missing burst resvec"),
                no_dictionary("vorn_in_set: src is not DICT"),
                misaligned("vorn_in_set: res is not aligned", &record::VORN_OUTPUT_BITWVEC_ALIGN, result),
@@ -121,9 +114,7 @@ const entry in_set = {
     .bits = {{{0x10, 0, 0}, {0xf7, 0xef, 0xef}}},
     .counted = {3, 3, 3},
     .self_check = {{"vorncmp: res_generic_bv", "vorn_in_set: vxl check popcount", "vorn_in_set: vxl check result"}},
-    .takes_null_aux = true,
-    .prepares_runs = true,
-    .clears_mask = true,
+    .does = takes_null_aux | prepares_runs | clears_mask,
     .typed = {&entry_call::enc},
     .generic_popc = 3};
 
@@ -158,6 +149,15 @@ TEST(predicates, without_a_filter_an_invert_flag_is_no_fault) {
     call.aux.vorn_aux_flags = VORN_AUX_INVERT_FILTER;
     call.run();
     EXPECT_EQ(call.messages(), lines{});
+  }
+}
+
+TEST(predicates, report_a_refusal_without_a_length_as_zero) {
+  for (const entry &which : {cmp, range_cmp}) {
+    entry_call call(which);
+    script.code = VORN_RESULT_REFUSED;
+    call.run();
+    EXPECT_EQ(call.reports().at(0).second, (values{kernel_name(call), 0}));
   }
 }
 
@@ -236,15 +236,6 @@ TEST(predicates, select_the_rows_of_their_runs) {
     EXPECT_EQ(call.stats[56 + 0] + call.stats[56 + 2], 14U);
     EXPECT_EQ(call.messages(), lines{});
   }
-}
-
-TEST(sets, ignore_a_mask) {
-  entry_call call(in_set);
-  call.run_generic();
-  call.given = nullptr;
-  call.src.vorn_cv_mask_bv = call.filter.data() + 1;
-  EXPECT_EQ(call.run(), uint32_t{VORN_RESULT_DONE});
-  EXPECT_EQ(call.out.items[0], 0x2aU);
 }
 
 TEST(timing, keeps_a_running_mean) {

@@ -2,7 +2,9 @@
 // codes of the sibling module.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
+#include <bit>
 #include <cstdio>
 #include <sstream>
 #include <string>
@@ -131,12 +133,6 @@ TEST(costs, by_width_of_a_code) {
   static_assert(sizeof vorn_scan_dict == sizeof scan && sizeof vorn_proj_dict == sizeof proj);
 }
 
-TEST(byte_popc, counts_the_bits_of_every_byte) {
-  for (unsigned byte = 0; byte < 256; ++byte) {
-    EXPECT_EQ(vorn_byte_popc[byte], __builtin_popcount(byte)) << byte;
-  }
-}
-
 TEST(rowz_codes, all_256) {
   std::array<uint32_t, 256> opcodes;
   opcodes.fill(22);
@@ -149,4 +145,17 @@ TEST(rowz_codes, all_256) {
     opcodes[first] = opcodes[second] = opcode;
   for (unsigned code = 0; code < 256; ++code)
     EXPECT_EQ(vorn_convert_rowz_pcode(static_cast<uint8_t>(code)), opcodes[code]) << code;
+}
+
+TEST(tables_by_byte, ones_and_the_bytes_of_the_values_of_a_length_byte) {
+  for (unsigned byte = 0; byte < 256; ++byte) {
+    EXPECT_EQ(vorn_byte_popc[byte], std::popcount(byte)) << byte;
+    EXPECT_EQ(vorn_length_consumed_dynp_8bit_idx_maxwidth2[byte], 8 + std::popcount(byte)) << byte;
+    EXPECT_EQ(vorn_length_consumed_dynp_8bit_idx_maxwidth4[byte],
+              4 + (byte >> 6) + (byte >> 4 & 3) + (byte >> 2 & 3) + (byte & 3))
+        << byte;
+    const unsigned high = byte >> 4, low = byte & 15;
+    EXPECT_EQ(vorn_length_consumed_dynp_8bit_idx_maxwidth8[byte], std::max(high, low) > 7 ? 16 : high + low + 2)
+        << byte;
+  }
 }

@@ -1,7 +1,7 @@
-// Every dictionary predicate of every implementation against the model: row counts around words and blocks, masks and
-// filters, the selective twins, constants in and beyond the width, streams that end at an unreadable page.
+// Every predicate and set kernel over dictionary codes, of every implementation, against the model: row counts around
+// words and blocks, masks and filters, the selective twins, constants in and beyond the width; streams and maps that
+// end at an unreadable page.
 #include "tests/generic/scan_test.hpp"
-#include "tests/model/dict_predicate.hpp"
 
 namespace {
 
@@ -18,15 +18,11 @@ class dict_predicates_test : public vorn_test::scan_test {
 protected:
   // A stream of few distinct codes, extremes among them, so that every predicate both hits and misses.
   uint8_t *make_stream(unsigned width, uint32_t nrows) {
-    const size_t size = (uint64_t{nrows} * width + 7) / 8;
-    uint8_t *bytes = stream.last(size);
     const uint64_t top = width == 64 ? UINT64_MAX : (uint64_t{1} << width) - 1;
     const uint64_t middle = random() & top;
     const uint64_t palette[] = {0, 1, top, top - 1, middle, middle ^ 1, middle & 0xffffffff, random() & top};
-    std::fill_n(bytes, size, uint8_t{0xff}); // the padding bits behind the last code are ones
-    for (uint32_t row = 0; row < nrows; ++row)
-      vorn_model::put_code(bytes, width, row, palette[random() % std::size(palette)] & top);
-    return bytes;
+    return vorn_test::store_codes(stream, true, width, nrows,
+                                  [&](uint32_t) { return palette[random() % std::size(palette)] & top; });
   }
 
   uint32_t make_constant(unsigned width, const uint8_t *bytes, uint32_t nrows) {
@@ -87,6 +83,60 @@ TEST_P(dict_predicates_test, are_exact_at_every_code_and_constant) {
   }
 }
 
+class sets_test : public vorn_test::scan_test {
+protected:
+  // Codes below `codes`, the ends among them, and a map that has a bit for each but not a word more.
+  void check_slot(const slot &s, const scan_call &call, uint64_t codes, unsigned density) {
+    const uint8_t *bytes = vorn_test::store_codes(stream, true, s.width(), call.nrows, [&](uint32_t) {
+      const uint64_t palette[] = {0, codes - 1, random() % codes, random() % codes};
+      return palette[random() % std::size(palette)];
+    });
+    uint64_t *members = map.last_words((codes + 63) / 64);
+    randomise(members, (codes + 63) / 64, density);
+    vorn_enc_ctx enc = s.encoding_context();
+    const vorn_cv set = vorn_test::result_of(members, 0); // nothing but the map is looked at
+    const auto matches = [&](uint32_t row) {
+      return vorn_model::bit(members, vorn_model::code_at(bytes, s.width(), row));
+    };
+    check(s, call, vector_of(bytes, enc, call.nrows), set, set, matches, "codes " + std::to_string(codes));
+  }
+
+  static constexpr uint64_t most_codes = uint64_t{1} << 20;
+  vorn_test::guarded stream{most_rows * 4}, map{most_codes / 8};
+};
+
+TEST_P(sets_test, agree_with_the_model) {
+  for (const slot &s : vorn_test::slots_of(VORN_OPC_SET, 22)) {
+    const uint64_t codes = s.width() < 17 ? uint64_t{1} << s.width() : 70000 + s.width();
+    for (const unsigned density : {0U, 500U, 1000U})
+      ASSERT_NO_FATAL_FAILURE(for_each_call([&](const scan_call &call) { check_slot(s, call, codes, density); }));
+  }
+}
+
+// All four sets of a dictionary of two codes, whatever the bits behind them.
+TEST_P(sets_test, of_two_codes_look_at_two_bits) {
+  const slot s = vorn_test::slots_of(VORN_OPC_SET, 22).front();
+  ASSERT_EQ(s.width(), 1U);
+  vorn_enc_ctx enc = s.encoding_context();
+  const std::vector<uint8_t> codes(16, 0x35);
+  uint64_t out[2], filter[2] = {0xff00ff00ff00ff00, ~uint64_t{0}};
+  for (const uint64_t members : {0U, 1U, 2U, 3U})
+    for (const uint64_t behind : {uint64_t{0}, ~uint64_t{3}})
+      for (uint64_t *filtered : {static_cast<uint64_t *>(nullptr), filter}) {
+        uint64_t words[1] = {members | behind};
+        const vorn_cv set = vorn_test::result_of(words, 0);
+        vorn_cv res = vorn_test::result_of(out, 100), src = vector_of(codes.data(), enc, 100);
+        vorn_aux aux = vorn_test::selective_by(filtered);
+        s.run(res, src, set, set, aux);
+        const auto expected = vorn_model::select(100, nullptr, filtered, [&](uint32_t row) {
+          return members >> vorn_model::code_at(codes.data(), 1, row) & 1;
+        });
+        EXPECT_EQ(std::vector<uint64_t>(out, out + 2), expected.words) << members;
+        EXPECT_EQ(res.vorn_cv_popc, expected.count) << members;
+      }
+}
+
 VORN_TEST_ALL_IMPLEMENTATIONS(dict_predicates_test);
+VORN_TEST_ALL_IMPLEMENTATIONS(sets_test);
 
 } // namespace

@@ -7,8 +7,7 @@
 #include <vector>
 
 #include "frame/host.h"
-#include "tests/model/dict_predicate.hpp"
-#include "tests/model/value_predicate.hpp"
+#include "tests/model/predicate.hpp"
 #include "tests/support/implementation.hpp"
 #include "tests/support/slots.hpp"
 

@@ -6,10 +6,9 @@
 #include <random>
 #include <string>
 
-#include "tests/model/predicate.hpp"
-#include "tests/support/guarded.hpp"
 #include "tests/support/implementation.hpp"
 #include "tests/support/slots.hpp"
+#include "tests/support/stored.hpp"
 
 namespace vorn_test {
 

@@ -3,13 +3,13 @@
 #include <cstring>
 
 #include "tests/generic/scan_test.hpp"
-#include "tests/model/value_predicate.hpp"
 
 namespace {
 
 using vorn_model::sort_pair;
 using vorn_test::scan_call;
 using vorn_test::slot;
+using vorn_test::store_big;
 using vorn_test::vector_of;
 
 std::vector<slot> slots_of(unsigned encoding) {
@@ -28,14 +28,7 @@ protected:
   }
 
   // Room for a stream or a constant, at one of the two ends of its memory.
-  uint8_t *place(vorn_test::guarded &memory, size_t size) {
-    return random() % 2 == 0 ? memory.behind(0, size) : memory.last(size);
-  }
-
-  static void store_big(uint8_t *bytes, uint64_t value, unsigned size) {
-    for (unsigned i = 0; i < size; ++i)
-      bytes[i] = static_cast<uint8_t>(value >> 8 * (size - 1 - i));
-  }
+  uint8_t *place(vorn_test::guarded &memory, size_t size) { return vorn_test::place(memory, size, random() % 2); }
 
   // A constant of `size` bytes near a row, and its length code.
   sort_pair make_constant(vorn_cv &cst, vorn_enc_ctx &enc, vorn_test::guarded &value, vorn_test::guarded &code,

@@ -15,51 +15,40 @@ constexpr uint32_t component = 0x12050004;
 constexpr uint32_t tag_int = HOST_TAG_INT, tag_double = HOST_TAG_DOUBLE, tag_pointer = HOST_TAG_POINTER,
                    tag_text = HOST_TAG_TEXT;
 
-void raise_every_tag(environment &env, const void *pointer) {
-  vorn_ctx ctx = env.context();
-  auto *host = static_cast<host_env *>(ctx.vorn_ctx_env);
-  host_raise_internal_error(ctx.vorn_ctx_env, host->host_env_error_arg, "f: bad \"x\"", 5u, tag_int, -7, tag_double,
-                            0.1, tag_pointer, pointer, tag_text, "a\nb", tag_text, static_cast<const char *>(nullptr));
-}
-
-const std::vector<value> every_tag(const void *pointer) {
-  return {int32_t{-7}, 0.1, pointer, std::string("a\nb"), std::string("(null)")};
+void raise_every_tag(environment &env) {
+  void *argument = env.host_env_error_arg;
+  host_raise_internal_error(static_cast<host_env *>(&env), argument, "f: bad \"x\"", 5u, tag_int, -7, tag_double, 0.1,
+                            tag_pointer, argument, tag_text, "a\nb", tag_text, static_cast<const char *>(nullptr));
 }
 
 } // namespace
 
-TEST(Errors, UnwindWithMessageValuesAndArgument) {
+// With message, values and argument: hard ones unwind or, when told to, return; soft ones return always.
+TEST(Errors, AreKeptAndUnwindOrReturn) {
   environment env;
+  EXPECT_NE(env.host_env_error_arg, nullptr);
   int argument = 0;
   env.host_env_error_arg = &argument;
-  try {
-    raise_every_tag(env, &argument);
-    FAIL() << "the reporter returned";
-  } catch (const std::exception &caught) {
-    const auto &error = dynamic_cast<const internal_error &>(caught);
-    EXPECT_EQ(error.message, "f: bad \"x\"");
-    EXPECT_EQ(error.values, every_tag(&argument));
-    EXPECT_EQ(error.error_arg, &argument);
-    EXPECT_STREQ(error.what(), R"~(f: bad "x": -7, 0.1, @1, "a\nb", "(null)")~");
-  }
-  EXPECT_EQ(env.errors().size(), 1u);
+  EXPECT_THROW(raise_every_tag(env), std::exception);
   EXPECT_TRUE(env.calls().empty()) << "recorded although not asked to";
-}
-
-TEST(Errors, ReturnWhenToldToAndSoftOnesAlways) {
-  environment env;
   env.record = true;
-  env.name_pointer(&env, "env");
+  env.name_pointer(&argument, "argument");
   host_soft_internal_error(static_cast<host_env *>(&env), env.host_env_error_arg, "soft", 0u);
   env.on_error = error_policy::resume;
-  raise_every_tag(env, &env);
+  raise_every_tag(env);
   EXPECT_EQ(env.transcript(), (lines{R"(host_soft_internal_error "soft")",
-                                     R"~(host_raise_internal_error "f: bad \"x\"" -7 0.1 env "a\nb" "(null)")~"}));
+                                     R"~(host_raise_internal_error "f: bad \"x\"" -7 0.1 argument "a\nb" "(null)")~"}));
   const auto errors = env.errors();
-  ASSERT_EQ(errors.size(), 2u);
-  EXPECT_EQ(errors[0].error_arg, env.host_env_error_arg);
-  EXPECT_NE(errors[0].error_arg, nullptr);
-  EXPECT_EQ(errors[1].values, every_tag(&env));
+  ASSERT_EQ(errors.size(), 3u);
+  EXPECT_EQ(errors[1].message, "soft");
+  for (const auto &error : {errors[0], errors[2]}) {
+    EXPECT_EQ(error.message, "f: bad \"x\"");
+    EXPECT_EQ(error.values, (std::vector<value>{int32_t{-7}, 0.1, static_cast<const void *>(&argument),
+                                                std::string("a\nb"), std::string("(null)")}));
+    EXPECT_STREQ(error.what(), R"~(f: bad "x": -7, 0.1, @1, "a\nb", "(null)")~");
+  }
+  for (const auto &error : errors)
+    EXPECT_EQ(error.error_arg, &argument);
 }
 
 TEST(Trace, DefaultAnswersFollowTheLevelOfTheWord) {

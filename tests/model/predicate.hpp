@@ -1,7 +1,8 @@
-// What a predicate means and which rows a scan selects, one row at a time.
+// What a predicate means and which rows a scan selects, told one bit, byte and row at a time.
 #pragma once
 
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 #include "frame/vorn.h"
@@ -55,6 +56,83 @@ result select(uint32_t nrows, const uint64_t *mask, const uint64_t *filter, Matc
     }
   }
   return expected;
+}
+
+// Dictionary codes.
+
+inline uint64_t code_at(const uint8_t *stream, unsigned width, uint64_t row) {
+  uint64_t code = 0;
+  for (uint64_t bit = row * width; bit < (row + 1) * width; ++bit)
+    code = code << 1 | (stream[bit / 8] >> (7 - bit % 8) & 1U);
+  return code;
+}
+
+inline void put_code(uint8_t *stream, unsigned width, uint64_t row, uint64_t code) {
+  for (unsigned i = 0; i < width; ++i) {
+    const uint64_t bit = row * width + i;
+    const auto mask = static_cast<uint8_t>(0x80U >> bit % 8);
+    if (code >> (width - 1 - i) & 1)
+      stream[bit / 8] = static_cast<uint8_t>(stream[bit / 8] | mask);
+    else
+      stream[bit / 8] = static_cast<uint8_t>(stream[bit / 8] & ~mask);
+  }
+}
+
+struct predicate {
+  unsigned opcode;
+  unsigned width;
+  bool nulls;
+  uint32_t c;
+  uint32_t hi;
+};
+
+// A full pass at the widths 8 and 16 takes from the constants only as many bytes as a code has.
+inline bool matches(const predicate &p, uint64_t x, bool selective) {
+  const uint64_t mask = selective || (p.width != 8 && p.width != 16) ? ~0U : (1U << p.width) - 1;
+  return satisfies(x, p.opcode, p.c & mask, p.hi & mask) && !(p.nulls && x == 0);
+}
+
+// Fixed and dynamic-packed values.
+
+// The value and its length code; without the second key the code is 0 throughout.
+using sort_pair = std::pair<uint64_t, unsigned>;
+
+// The first `size` bytes as a big-endian number, padded with zero bytes on the right to `width` bytes.
+inline uint64_t value_at(const uint8_t *bytes, unsigned size, unsigned width) {
+  uint64_t value = 0;
+  for (unsigned i = 0; i < width; ++i)
+    value = value << 8 | (i < size ? bytes[i] : 0U);
+  return value;
+}
+
+// Bits of a length code in the classes of 16, 32 and 64 bits.
+inline unsigned length_code_bits(unsigned width_class) { return width_class / 16; }
+
+inline unsigned length_code_shift(unsigned bits, uint64_t row) {
+  const unsigned per_byte = 8 / bits;
+  return bits * (per_byte - 1 - static_cast<unsigned>(row % per_byte));
+}
+
+inline unsigned length_code_at(const uint8_t *lens, unsigned bits, uint64_t row) {
+  return lens[row * bits / 8] >> length_code_shift(bits, row) & ((1U << bits) - 1);
+}
+
+inline void put_length_code(uint8_t *lens, unsigned bits, uint64_t row, unsigned code) {
+  const unsigned shift = length_code_shift(bits, row);
+  const unsigned others = lens[row * bits / 8] & ~(((1U << bits) - 1) << shift);
+  lens[row * bits / 8] = static_cast<uint8_t>(others | code << shift);
+}
+
+// The rows of a dynamic-packed stream, each after the one before it.
+inline std::vector<sort_pair> dynp_rows(const uint8_t *values, const uint8_t *lens, unsigned width_class,
+                                        uint32_t nrows) {
+  std::vector<sort_pair> rows;
+  for (uint32_t row = 0; row < nrows; ++row) {
+    const unsigned code = length_code_at(lens, length_code_bits(width_class), row);
+    rows.emplace_back(value_at(values, code + 1, width_class / 8), code);
+    values += code + 1;
+  }
+  return rows;
 }
 
 } // namespace vorn_model
