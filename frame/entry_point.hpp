@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 
 #include "frame/operations.hpp"
 #include "frame/raise.hpp"
@@ -83,8 +84,7 @@ public:
   vorn_aux &aux_or_own(vorn_aux *aux) {
     if (aux != nullptr)
       return *aux;
-    own_aux_ = {};
-    return own_aux_;
+    return own_aux_.emplace();
   }
 
   template <class... Values>
@@ -183,7 +183,7 @@ private:
   const char *file_;
   bool timed_;
   uint64_t start_ = 0;
-  vorn_aux own_aux_; // cleared where it is used
+  std::optional<vorn_aux> own_aux_;
 };
 
 } // namespace vorn

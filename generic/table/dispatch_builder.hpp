@@ -14,10 +14,18 @@
 
 namespace vorn::inline VORN_LEVEL {
 
+// What is wrong with a table: the kernel or family, its slot or the number found, and the reason.
+struct dispatch_fault {
+  char name[64] = {};
+  uint64_t number = 0;
+  char reason[64] = {};
+};
+
 struct dispatch {
   std::array<vorn_kernel, VORN_DISPATCH_SLOTS> kernels = {};
   std::array<const char *, VORN_DISPATCH_SLOTS> names = {};
   uint32_t replaced = 0; // slots in which a kernel of an engine stands
+  dispatch_fault fault;  // the first one; without a reason, there is none
 };
 
 struct dispatch_entry {
@@ -92,9 +100,12 @@ constexpr bool spells(slot_bits bits, std::string_view name) {
   return bits.encoding() == VORN_ENC_RLE ? spells_burst(bits, rest) : spells_column(bits, rest);
 }
 
-// Not constexpr and never defined: a call ends the compilation, which then shows its arguments: the kernel or family,
-// its slot or what was expected, and what is wrong.
-void reject(std::string_view name, uint64_t number, const char *reason);
+// Ends the compilation when there is a fault, which the compiler shows as the argument of this template.
+template <dispatch_fault Fault>
+consteval void prove() {
+  static_assert(Fault.reason[0] == '\0',
+                "the dispatch table is wrong: Fault names the kernel, its slot and the reason");
+}
 
 class dispatch_builder {
 public:
@@ -103,45 +114,54 @@ public:
   constexpr void add(const char *family, std::span<const dispatch_entry> entries, uint64_t expected) {
     expect(family, entries.size(), expected);
     for (const dispatch_entry &entry : entries)
-      place(entry.name, entry.slot, entry);
+      place(entry);
   }
 
   // Puts the kernels of an engine over those that stand in their slots.
   constexpr void replace(const char *family, std::span<const dispatch_entry> entries, uint64_t expected) {
     expect(family, entries.size(), expected);
     for (const dispatch_entry &entry : entries)
-      put_over(entry.name, entry.slot, entry);
+      put_over(entry);
   }
 
-  constexpr dispatch finish(uint64_t expected) const {
+  constexpr dispatch finish(uint64_t expected) {
     expect("all families", count_, expected);
     return table_;
   }
 
 private:
-  // The arguments are what the compiler shows of a rejected entry.
-  constexpr void expect(std::string_view family, uint64_t found, uint64_t expected) const {
+  // The first fault is kept.
+  constexpr void reject(std::string_view name, uint64_t number, std::string_view reason) {
+    dispatch_fault &fault = table_.fault;
+    if (fault.reason[0] != '\0')
+      return;
+    std::copy_n(name.begin(), std::min(name.size(), sizeof fault.name - 1), fault.name);
+    fault.number = number;
+    std::copy_n(reason.begin(), std::min(reason.size(), sizeof fault.reason - 1), fault.reason);
+  }
+
+  constexpr void expect(std::string_view family, uint64_t found, uint64_t expected) {
     if (found != expected)
       reject(family, found, "the number of kernels is not the one expected");
   }
 
-  constexpr void place(std::string_view name, uint32_t slot, const dispatch_entry &entry) {
-    if (!spells({slot}, name))
-      reject(name, slot, "the name does not fit the slot");
-    if (taken_[slot])
-      reject(name, slot, "two kernels claim the slot");
-    taken_[slot] = true;
-    table_.kernels[slot] = entry.kernel;
-    table_.names[slot] = entry.name;
+  constexpr void place(const dispatch_entry &entry) {
+    if (!spells({entry.slot}, entry.name))
+      return reject(entry.name, entry.slot, "the name does not fit the slot");
+    if (taken_[entry.slot])
+      return reject(entry.name, entry.slot, "two kernels claim the slot");
+    taken_[entry.slot] = true;
+    table_.kernels[entry.slot] = entry.kernel;
+    table_.names[entry.slot] = entry.name;
     ++count_;
   }
 
-  constexpr void put_over(std::string_view name, uint32_t slot, const dispatch_entry &entry) {
-    if (!taken_[slot] || name != table_.names[slot])
-      reject(name, slot, "there is no kernel of this name in the slot");
-    if (entry.same_kernel(table_.kernels[slot]))
-      reject(name, slot, "the kernel is the one that stands there");
-    table_.kernels[slot] = entry.kernel;
+  constexpr void put_over(const dispatch_entry &entry) {
+    if (!taken_[entry.slot] || std::string_view(entry.name) != table_.names[entry.slot])
+      return reject(entry.name, entry.slot, "there is no kernel of this name in the slot");
+    if (entry.same_kernel(table_.kernels[entry.slot]))
+      return reject(entry.name, entry.slot, "the kernel is the one that stands there");
+    table_.kernels[entry.slot] = entry.kernel;
     ++table_.replaced;
   }
 

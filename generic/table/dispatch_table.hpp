@@ -27,13 +27,19 @@ VORN_ENGINE_FAMILIES(VORN_FAMILY_ENTRIES)
 
 VORN_FAMILIES(VORN_FAMILY_ENTRIES)
 
-consteval dispatch build_dispatch() {
+consteval dispatch build_families() {
   dispatch_builder builder;
 #define VORN_ADD_FAMILY(family, KERNELS, shape, count)     builder.add(#family, family, count);
 #define VORN_REPLACE_FAMILY(family, KERNELS, shape, count) builder.replace(#family, engine::family, count);
   VORN_FAMILIES(VORN_ADD_FAMILY)
   VORN_ENGINE_FAMILIES(VORN_REPLACE_FAMILY)
   return builder.finish(721);
+}
+
+consteval dispatch build_dispatch() {
+  constexpr dispatch built = build_families();
+  prove<built.fault>();
+  return built;
 }
 
 } // namespace vorn::inline VORN_LEVEL

@@ -6,6 +6,7 @@
 #include "frame/vorn_specialized.h"
 #include "generic/bitvec/family.hpp"
 
+// NOLINTBEGIN(readability-redundant-declaration): the generic level's own stand in vorn.h too
 VORN_KERNELS_BEGIN
 VORN_DECLARE_BIT_VECTORS(lbiv, void)
 VORN_DECLARE_BIT_VECTORS(lbiwv, uint64_t)
@@ -16,6 +17,7 @@ uint32_t vorn_set_trace_level_dydi(uint32_t level, void *a, void *b);
 uint32_t vorn_thread_ctx_init_dydi(void *a, void *b, void *c, void *d);
 uint32_t vorn_thread_ctx_fini_dydi(void *a, void *b, void *c, void *d);
 VORN_KERNELS_END
+// NOLINTEND(readability-redundant-declaration)
 
 namespace vorn::inline VORN_LEVEL {
 
