@@ -175,7 +175,7 @@ TEST_P(value_decoders, find_the_values_of_packed_codes) {
       for (uint32_t row = 0; row < nrows; ++row)
         rows[row] = row;
       std::shuffle(rows.begin(), rows.end(), random);
-      rows.push_back(rows[0]);
+      rows.insert(rows.begin(), rows[0]);
       ASSERT_NO_FATAL_FAILURE(check(s, offsets, draw(nrows, nsyms), rows, 0, true));
       for (const uint16_t length : {uint16_t{0x102}, uint16_t{0}}) {
         ASSERT_NO_FATAL_FAILURE(check(s, dictionary::of_one_length(length), draw(nrows, ncodes), rows, 0, true));

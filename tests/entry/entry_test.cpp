@@ -272,7 +272,7 @@ TEST_P(entry_test, dispatches_by_the_low_byte_of_the_type) {
 TEST_P(entry_test, compares_both_kernels_under_the_self_check) {
   const entry &which = GetParam();
   for (const int popc : {0, 1, -1})
-    for (const uint64_t bits : {0x0, 0x100}) {
+    for (const uint64_t bits : {uint64_t{0}, uint64_t{0x100}}) {
       entry_call call(which);
       script.generic_first = which.self_check.has_value();
       script.act = [&](vorn_cv &res, vorn_aux &) {

@@ -331,7 +331,8 @@ TEST_F(start_up_test, a_load_reports_every_fault_in_its_order) {
     restart();
     record.vorn_global_ctx_magic = magic;
     vorn_load_global_ctx(&ctx, "svxlother");
-    EXPECT_EQ(env.errors().size(), 1U);
+    ASSERT_EQ(env.errors().size(), 1U);
+    EXPECT_EQ(env.errors()[0].values, (std::vector<vorn_host::value>{static_cast<int32_t>(magic), -1191083496}));
   }
   for (const uint32_t status : {0U, 2U}) {
     restart();
@@ -406,6 +407,7 @@ TEST_F(start_up_test, prints_a_report_of_the_load_on_demand) {
     record.VORN_JOIN_BITWVEC_ALIGN = UINT64_MAX;
     ctx.vorn_ctx_flags = flags;
     vorn_load_global_ctx(&ctx, "svxlother");
+    EXPECT_EQ(in_force(record), flags != 0x88);
     printed += text;
     EXPECT_EQ(env.printed(), printed);
   }
