@@ -94,7 +94,8 @@ public:
   }
 
   void trace_kernel(const trace_point &point, uint32_t index, const vorn_enc_ctx &enc) const {
-    trace(point, vorn_dispatch_func_names[index], force_generic(), (enc.vorn_enc_ctx_flags & VORN_STREAM) ? 1 : 0);
+    if (ctx_.vorn_ctx_trace != 0) // an index may lie behind the names
+      trace(point, vorn_dispatch_func_names[index], force_generic(), (enc.vorn_enc_ctx_flags & VORN_STREAM) ? 1 : 0);
   }
 
   // The implementation in force, and what the call works on.
