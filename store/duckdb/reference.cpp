@@ -8,7 +8,7 @@
 namespace store {
 
 reference::reference(duckdb::connection &db, const table_file &file, std::span<const std::string> columns)
-    : database(db) {
+    : database(db), source("reference") {
   std::vector<std::string> names;
   for (const std::string &column : columns)
     names.push_back(duckdb::quoted_name(column));
@@ -17,8 +17,12 @@ reference::reference(duckdb::connection &db, const table_file &file, std::span<c
   database.query("SET threads TO 1");
 }
 
+reference::reference(duckdb::connection &db, const table_file &file) : database(db), source(file.sql()) {
+  database.query("SET threads TO 1");
+}
+
 duckdb::statement reference::counting(const std::string &condition_sql) const {
-  return database.prepare(fmt::format("SELECT count(*) FROM reference WHERE {}", condition_sql));
+  return database.prepare(fmt::format("SELECT count(*) FROM reference WHERE ({})", condition_sql));
 }
 
 uint64_t reference::count(duckdb::statement &query) {
@@ -28,10 +32,10 @@ uint64_t reference::count(duckdb::statement &query) {
 duckdb::result reference::values(std::span<const column *const> columns, const std::string &condition_sql) const {
   std::vector<std::string> expressions;
   for (const column *c : columns)
-    expressions.push_back(sql_values(c->name, c->kind));
+    expressions.push_back(sql_values(c->name, c->type));
   // A scan keeps the order, but a long list behind IN becomes a join, which need not.
-  const std::string where = condition_sql.empty() ? "" : fmt::format(" WHERE {} ORDER BY rowid", condition_sql);
-  return database.query(fmt::format("SELECT {} FROM reference{}", fmt::join(expressions, ", "), where));
+  const std::string where = condition_sql.empty() ? "" : fmt::format(" WHERE ({}) ORDER BY rowid", condition_sql);
+  return database.stream(fmt::format("SELECT {} FROM {}{}", fmt::join(expressions, ", "), source, where));
 }
 
 std::vector<bool> reference::rows(const std::string &condition_sql) const {
