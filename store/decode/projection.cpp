@@ -67,6 +67,7 @@ projection project(const vorn_ctx &ctx, std::span<const column *const> columns, 
     if (out.count < limit) {
       const uint64_t wanted = std::min(step_rows, limit - out.count);
       std::vector<std::span<const cell>> block;
+      block.reserve(step.size());
       for (const auto &cells : step)
         block.push_back(cells.first(wanted));
       take(block);

@@ -163,6 +163,7 @@ std::optional<uint64_t> table_file::compressed_bytes(const std::vector<std::stri
   if (statistics.empty())
     return std::nullopt;
   std::vector<std::string> texts;
+  texts.reserve(names.size());
   for (const std::string &name : names)
     texts.push_back(duckdb::quoted_text(name));
   const auto sum = database

@@ -189,7 +189,7 @@ private:
       const std::string_view word = word_here();
       length = std::min(word.find_first_of(operator_characters), word.size());
     }
-    const std::string name(whole.substr(at, length));
+    std::string name(whole.substr(at, length));
     at += length;
     return name;
   }

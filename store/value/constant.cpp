@@ -159,7 +159,9 @@ Real real_of(const decimal &d) {
   if ((d.mantissa >= -exact && d.mantissa <= exact) || d.scale == 0)
     return static_cast<Real>(d.mantissa) / unit;
   const int128 divisor = power_of_ten(d.scale);
-  return static_cast<Real>(d.mantissa / divisor) + static_cast<Real>(d.mantissa % divisor) / unit;
+  const int128 whole = d.mantissa / divisor;
+  const int128 rest = d.mantissa % divisor;
+  return static_cast<Real>(whole) + static_cast<Real>(rest) / unit;
 }
 
 int128 number_in(const cell &c, const column_type &type) {

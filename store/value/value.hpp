@@ -2,7 +2,6 @@
 #pragma once
 
 #include <array>
-#include <compare>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -60,7 +59,8 @@ struct wide_key {
   std::array<uint8_t, 16> bytes{};
 
   std::string_view view() const { return {reinterpret_cast<const char *>(bytes.data()), bytes.size()}; }
-  friend auto operator<=>(const wide_key &, const wide_key &) = default;
+  friend bool operator==(const wide_key &, const wide_key &) = default;
+  friend bool operator<(const wide_key &a, const wide_key &b) { return a.bytes < b.bytes; }
 };
 wide_key wide_key_of(__int128 number);
 __int128 number_of(const wide_key &key);

@@ -1,7 +1,6 @@
 #include "store/vornq/report.hpp"
 
 #include <algorithm>
-#include <optional>
 #include <vector>
 
 #include <fmt/format.h>
@@ -91,8 +90,8 @@ void print_answer(const std::string &condition, uint64_t rows, const answer &a) 
 
 void print_summary(const table_file &file, const column_map &loaded, std::span<const answered> answers) {
   const sizes all = sizes_of(loaded);
-  fmt::print("\nsummary\n{} rows in {} columns, {} bytes as stored\n", grouped(file.rows()), loaded.size(),
-             grouped(all.encoded));
+  fmt::print("\nsummary\n{} rows in {} column{}, {} bytes as stored\n", grouped(file.rows()), loaded.size(),
+             loaded.size() == 1 ? "" : "s", grouped(all.encoded));
   std::vector<std::string> names;
   for (const auto &[name, c] : loaded)
     names.push_back(name);
@@ -103,20 +102,24 @@ void print_summary(const table_file &file, const column_map &loaded, std::span<c
     return;
   const auto equal = std::count_if(answers.begin(), answers.end(), [](const answered &a) { return a.given.agree; });
   fmt::print("{} of {} answers are equal to DuckDB's\n\n", equal, answers.size());
-  // The generic kernels come first, those in force next, when they are others, and DuckDB last.
+  // The generic kernels come first, those in force before DuckDB.
+  const auto &engines = answers.front().given.measurements;
+  const size_t in_force = engines.size() - 2;
   std::vector<text_column> headings = {{"condition", false}, {"matches", true}};
-  for (const measurement &m : answers.front().given.measurements)
+  for (const measurement &m : engines)
     headings.push_back({m.engine + ", ms", true});
-  headings.push_back({"DuckDB to the best", true});
+  for (size_t i = 0; i < engines.size(); ++i)
+    if (i != in_force)
+      headings.push_back({fmt::format("{} / {}", engines[i].engine, engines[in_force].engine), true});
   std::vector<std::vector<std::string>> lines;
   for (const answered &a : answers) {
     const auto &measured = a.given.measurements;
     auto &line = lines.emplace_back(std::vector<std::string>{shortened(a.condition), grouped(measured.back().matches)});
     for (const measurement &m : measured)
       line.push_back(fmt::format("{:.3f}", m.milliseconds));
-    const auto best = std::min_element(measured.begin(), measured.end() - 1,
-                                       [](const auto &x, const auto &y) { return x.milliseconds < y.milliseconds; });
-    line.push_back(ratio(measured.back().milliseconds, best->milliseconds));
+    for (size_t i = 0; i < measured.size(); ++i)
+      if (i != in_force)
+        line.push_back(ratio(measured[i].milliseconds, measured[in_force].milliseconds));
   }
   fmt::print("{}", text_table(headings, lines));
 }

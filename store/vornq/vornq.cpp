@@ -78,6 +78,7 @@ void add_names(std::vector<std::string> &names, const std::vector<std::string> &
 
 std::vector<const column *> columns_of(const column_map &loaded, const std::vector<std::string> &names) {
   std::vector<const column *> out;
+  out.reserve(names.size());
   for (const std::string &name : names)
     out.push_back(&loaded.at(name));
   return out;
