@@ -22,7 +22,7 @@ reference::reference(duckdb::connection &db, const table_file &file) : database(
 }
 
 duckdb::statement reference::counting(const std::string &condition_sql) const {
-  return database.prepare(fmt::format("SELECT count(*) FROM reference WHERE ({})", condition_sql));
+  return database.prepare(fmt::format("SELECT count(*) FROM {} WHERE ({})", source, condition_sql));
 }
 
 uint64_t reference::count(duckdb::statement &query) {
@@ -33,13 +33,14 @@ duckdb::result reference::values(std::span<const column *const> columns, const s
   std::vector<std::string> expressions;
   for (const column *c : columns)
     expressions.push_back(sql_values(c->name, c->type));
-  // A scan keeps the order, but a long list behind IN becomes a join, which need not.
-  const std::string where = condition_sql.empty() ? "" : fmt::format(" WHERE ({}) ORDER BY rowid", condition_sql);
+  // A scan keeps the order, but a long list behind IN would become a join, which need not.
+  database.query("SET disabled_optimizers = 'in_clause'");
+  const std::string where = condition_sql.empty() ? "" : fmt::format(" WHERE ({})", condition_sql);
   return database.stream(fmt::format("SELECT {} FROM {}{}", fmt::join(expressions, ", "), source, where));
 }
 
 std::vector<bool> reference::rows(const std::string &condition_sql) const {
-  auto answers = database.query(fmt::format("SELECT coalesce({}, false)::BIGINT FROM reference", condition_sql));
+  auto answers = database.query(fmt::format("SELECT coalesce({}, false)::BIGINT FROM {}", condition_sql, source));
   std::vector<bool> out;
   while (auto chunk = answers.next())
     for (uint64_t row = 0; row < chunk->rows(); ++row)

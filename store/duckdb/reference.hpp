@@ -17,7 +17,7 @@ public:
   // Copies columns of a file into a table in memory, and from then on runs on one thread.
   reference(duckdb::connection &db, const table_file &file, std::span<const std::string> columns);
 
-  // Reads the file itself, which is enough where no condition is put.
+  // Reads the file itself, which is enough where no time is measured.
   reference(duckdb::connection &db, const table_file &file);
 
   // A query that counts the rows of the table on which a condition holds.

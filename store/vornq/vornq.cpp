@@ -86,7 +86,8 @@ std::vector<const column *> columns_of(const column_map &loaded, const std::vect
 
 // One line on standard error.  Messages of the parts may go on for lines; the first says what is wrong.
 void print_line(std::string_view message) {
-  const std::string line = visible(message.substr(0, message.find('\n')));
+  constexpr size_t longest = 400;
+  const std::string line = visible(message.substr(0, std::min(message.find('\n'), longest)));
   std::fprintf(stderr, "vornq: %s\n", line.c_str());
 }
 
@@ -98,7 +99,7 @@ status complain(std::string_view message, status end) {
 status run(const options &chosen) {
   const kernels library(chosen.isa, chosen.library_folder, chosen.more);
   if (const auto &missing = library.missing_library())
-    print_line(fmt::format("{} is not there; the generic kernels are used", *missing));
+    print_line(fmt::format("the library {} is not there; the generic kernels are used", *missing));
 
   duckdb::connection database;
   const table_file file(database, chosen.files);
@@ -135,7 +136,8 @@ status run(const options &chosen) {
   status end = agreed;
   if (!asked.empty()) {
     const bool as_table = chosen.format == row_format::table;
-    const reference checker = conditions.empty() ? reference(database, file) : reference(database, file, asked);
+    const reference checker =
+        conditions.empty() || !as_table ? reference(database, file) : reference(database, file, asked);
     if (as_table)
       fmt::print("{}kernels in force: {}; DuckDB {} on one thread\n", list_columns ? "\n" : "", library.name(),
                  duckdb::version());
