@@ -54,21 +54,43 @@ query::part query::bound(const expression &e, bool is_false, const column_map &c
   if (e.what == kind::single) {
     const column &on = columns.at(e.asked.column);
     check_searchable(on.name, on.form);
+    out.what = kind::any_of;
     for (ordinal_test &test : to_ordinals(e.asked, is_false, on))
       out.parts.push_back({kind::single, &on, std::move(test), {}});
-    if (out.parts.size() == 1)
-      return part(std::move(out.parts.front()));
-    out.what = kind::any_of;
-    return out;
+  } else {
+    // That not all are true is true where one is false, and the other way round.
+    out.what = (e.what == kind::all_of) != is_false ? kind::all_of : kind::any_of;
+    for (const expression &p : e.parts)
+      out.parts.push_back(bound(p, is_false, columns));
   }
-  // That not all are true is true where one is false, and the other way round.
-  out.what = (e.what == kind::all_of) != is_false ? kind::all_of : kind::any_of;
-  for (const expression &p : e.parts)
-    out.parts.push_back(bound(p, is_false, columns));
-  if (out.what == kind::all_of)
+  if (out.what == kind::any_of)
+    unite(out.parts);
+  else
     std::stable_partition(out.parts.begin(), out.parts.end(),
                           [](const part &p) { return p.what == kind::single && p.on->form == encoding::rle; });
-  return out;
+  return out.parts.size() == 1 ? part(std::move(out.parts.front())) : out;
+}
+
+void query::unite(std::vector<part> &parts) {
+  std::vector<part> out;
+  while (!parts.empty()) {
+    if (parts.front().what != expression::kind::single) {
+      out.push_back(std::move(parts.front()));
+      parts.erase(parts.begin());
+      continue;
+    }
+    const column *on = parts.front().on;
+    std::vector<ordinal_test> tests;
+    std::erase_if(parts, [&](part &p) {
+      if (p.on != on)
+        return false;
+      tests.push_back(std::move(p.test));
+      return true;
+    });
+    for (ordinal_test &test : united(tests, *on))
+      out.push_back({expression::kind::single, on, std::move(test), {}});
+  }
+  parts = std::move(out);
 }
 
 void query::run(const part &p, const vorn_ctx &ctx, const selection *among, selection &out) {

@@ -41,6 +41,8 @@ private:
     ordinal_test test;
     std::vector<part> parts;
   };
+  // Alternatives that ask the same column become one where they can.
+  static void unite(std::vector<part> &parts);
   static part bound(const expression &e, bool is_false, const column_map &columns);
   static void run(const part &p, const vorn_ctx &ctx, const selection *among, selection &out);
 

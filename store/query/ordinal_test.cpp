@@ -99,7 +99,9 @@ std::vector<range> others(const std::vector<range> &ranges, const column &on) {
 tests tests_of(const std::vector<range> &ranges, const column &on) {
   if (ranges.empty())
     return none_of(on);
-  if (ranges.size() == 1 || !on.is_dictionary()) {
+  // The code of NULL lies below those of values, and only a set takes it.
+  const bool with_null = ranges.front().first < on.first_ordinal();
+  if ((ranges.size() == 1 && !with_null) || !on.is_dictionary()) {
     tests out;
     for (const range &r : ranges)
       out.push_back(test_of(r));
@@ -232,45 +234,53 @@ tests compare(const null_test &, bool is_false, const column &on) {
   return on.has_nulls() ? tests{ordinal_set{{0}}} : none_of(on);
 }
 
-// Ordinals first to last; none when first is the larger one.
-coverage coverage_of_range(uint64_t first, uint64_t last, const zone &held) {
-  if (first > last || first > held.high || last < held.low)
-    return coverage::none;
-  return first <= held.low && held.high <= last ? coverage::all : coverage::some;
-}
-
-constexpr uint64_t largest = std::numeric_limits<uint64_t>::max();
-
-coverage coverage_of_values(const ordinal_comparison &test, const zone &held) {
+// The ordinals of values that a test takes.
+std::vector<range> ranges_of(const ordinal_comparison &test, const column &on) {
+  const uint64_t first = on.first_ordinal();
+  const uint64_t last = on.last_ordinal();
   const uint64_t ordinal = test.ordinal;
-  switch (test.op) {
-  case comparison::eq:
-    return coverage_of_range(ordinal, ordinal, held);
-  case comparison::ne: {
-    const coverage equal = coverage_of_range(ordinal, ordinal, held);
-    return equal == coverage::none ? coverage::all : equal == coverage::all ? coverage::none : coverage::some;
-  }
-  case comparison::lt:
-    return ordinal == 0 ? coverage::none : coverage_of_range(0, ordinal - 1, held);
-  case comparison::le:
-    return coverage_of_range(0, ordinal, held);
-  case comparison::gt:
-    return ordinal == largest ? coverage::none : coverage_of_range(ordinal + 1, largest, held);
-  case comparison::ge:
-    break;
-  }
-  return coverage_of_range(ordinal, largest, held);
+  std::vector<range> out;
+  const bool below = test.op == comparison::lt || test.op == comparison::le || test.op == comparison::ne;
+  const bool above = test.op == comparison::gt || test.op == comparison::ge || test.op == comparison::ne;
+  const bool equal = test.op == comparison::eq || test.op == comparison::le || test.op == comparison::ge;
+  if (below && ordinal > first)
+    out.push_back({first, ordinal - 1});
+  if (equal && ordinal >= first && ordinal <= last)
+    out.push_back({ordinal, ordinal});
+  if (above && ordinal < last)
+    out.push_back({ordinal + 1, last});
+  return merged(std::move(out));
 }
 
-coverage coverage_of_values(const ordinal_interval &test, const zone &held) {
+std::vector<range> ranges_of(const ordinal_interval &test, const column &on) {
   const bool with_low = includes_low(test.form);
   const bool with_high = includes_high(test.form);
-  if ((!with_low && test.low == largest) || (!with_high && test.high == 0))
-    return coverage::none;
-  return coverage_of_range(test.low + (with_low ? 0 : 1), test.high - (with_high ? 0 : 1), held);
+  if ((!with_low && test.low == on.last_ordinal()) || (!with_high && test.high == 0))
+    return {};
+  const range out{test.low + (with_low ? 0 : 1), test.high - (with_high ? 0 : 1)};
+  return out.first <= out.last ? std::vector<range>{out} : std::vector<range>{};
 }
 
-coverage coverage_of_values(const ordinal_set &test, const zone &held) {
+std::vector<range> ranges_of(const ordinal_set &test, const column &) {
+  std::vector<range> out;
+  for (uint64_t code : test.members)
+    out.push_back({code, code});
+  return merged(std::move(out));
+}
+
+template <class Test>
+coverage coverage_of_values(const Test &test, const column &on, const zone &held) {
+  for (const range &r : ranges_of(test, on)) {
+    if (r.first <= held.low && held.high <= r.last)
+      return coverage::all;
+    if (r.first <= held.high && held.low <= r.last)
+      return coverage::some;
+  }
+  return coverage::none;
+}
+
+// A set may have many members, of which those of the batch are found soon.
+coverage coverage_of_values(const ordinal_set &test, const column &, const zone &held) {
   const auto first = std::lower_bound(test.members.begin(), test.members.end(), held.low);
   const auto last = std::upper_bound(first, test.members.end(), held.high);
   if (first == last)
@@ -284,8 +294,21 @@ std::vector<ordinal_test> to_ordinals(const predicate &asked, bool is_false, con
   return std::visit([&](const auto &test) { return compare(test, is_false != asked.negated, on); }, asked.test);
 }
 
+std::vector<ordinal_test> united(const std::vector<ordinal_test> &alternatives, const column &on) {
+  if (!on.is_dictionary() || alternatives.size() == 1)
+    return alternatives;
+  std::vector<range> all;
+  for (const ordinal_test &test : alternatives) {
+    const auto ranges = std::visit([&](const auto &t) { return ranges_of(t, on); }, test);
+    all.insert(all.end(), ranges.begin(), ranges.end());
+  }
+  return tests_of(merged(std::move(all)), on);
+}
+
 coverage coverage_of(const ordinal_test &test, const column &on, const zone &held) {
-  const coverage values = std::visit([&](const auto &t) { return coverage_of_values(t, held); }, test);
+  const coverage values = !held.has_values()
+                              ? coverage::none
+                              : std::visit([&](const auto &t) { return coverage_of_values(t, on, held); }, test);
   if (held.nulls == 0)
     return values;
   const auto *set = std::get_if<ordinal_set>(&test);

@@ -31,6 +31,9 @@ using ordinal_test = std::variant<ordinal_comparison, ordinal_interval, ordinal_
 // dictionary.  Throws store::error when a constant is not of the column's type.
 std::vector<ordinal_test> to_ordinals(const predicate &asked, bool is_false, const column &on);
 
+// Tests of one column that together select what any of some selects: one where the column has a dictionary.
+std::vector<ordinal_test> united(const std::vector<ordinal_test> &alternatives, const column &on);
+
 // How many rows of a batch a test selects, as far as their zone tells.
 enum class coverage { none, some, all };
 coverage coverage_of(const ordinal_test &test, const column &on, const zone &held);

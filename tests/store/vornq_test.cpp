@@ -219,6 +219,10 @@ TEST_F(vornq_test, prints_what_the_library_tells) {
   EXPECT_THAT(out, testing::ContainsRegex("rates of generic\nvorn_gt_dict_2bit_null +Call Freq: 10\t"));
   EXPECT_EQ(std::count(out.begin(), out.end(), '\t'), 1) << "slots that were not called are left out";
 
+  ASSERT_EQ(run({table, "--where", "people = 120 or people is null", "--isa", "generic", "--stats"}), 0) << err;
+  EXPECT_THAT(out, testing::ContainsRegex("rates of generic\nvorn_set_dict_2bit +Call Freq: 10\t"));
+  EXPECT_EQ(std::count(out.begin(), out.end(), '\t'), 1) << "alternatives of one column are one set";
+
   EXPECT_EQ(run({table, "--where", "people > 100", "--isa", "generic", "--self-check"}), 2);
   EXPECT_EQ(err, "vornq: there is nothing to check the generic kernels against; a self-check needs a specialised "
                  "library\n");
