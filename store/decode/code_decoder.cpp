@@ -56,10 +56,8 @@ void code_decoder::next(std::span<cell> out) {
     const bool is_null = entries.has_null() && (entries.flags_tell_null() ? flags[i] == null_flag : code_at(i) == 0);
     if (is_null)
       out[i] = std::monostate{};
-    else if (of.kind != value_kind::text)
-      out[i] = dictionary::key_of(symbols[i]);
     else if (lengths[i] != 0)
-      out[i] = std::string_view(reinterpret_cast<const char *>(symbols[i]), lengths[i]);
+      out[i] = dictionary::value_of({reinterpret_cast<const char *>(symbols[i]), lengths[i]}, of.type.kind);
     else // where every symbol has length 0, its address is not written
       out[i] = std::string_view();
   }

@@ -31,7 +31,7 @@ void prefix_decoder::next(std::span<cell> out) {
   const std::span<uint32_t> rows = cursor.next(out.size());
   for (size_t i = 0; i < out.size(); ++i) {
     const uint8_t *bytes = values.data() + size_t{rows[i]} * value_bytes;
-    if (of.kind == value_kind::text)
+    if (of.type.is_bytes())
       out[i] = std::string_view(reinterpret_cast<const char *>(bytes), value_bytes);
     else
       out[i] = stored_key(of, bytes, value_bytes);

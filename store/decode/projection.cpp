@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <vector>
 
 #include "store/decode/row_reader.hpp"
 #include "store/duckdb/values.hpp"
@@ -50,7 +51,7 @@ private:
 } // namespace
 
 projection project(const vorn_ctx &ctx, std::span<const column *const> columns, const selection *rows,
-                   duckdb::result expected, uint64_t limit) {
+                   duckdb::result expected, uint64_t limit, const std::function<void(row_block)> &take) {
   projection out;
   expected_rows checker(std::move(expected));
   std::vector<row_reader> readers;
@@ -63,10 +64,13 @@ projection project(const vorn_ctx &ctx, std::span<const column *const> columns, 
     const uint64_t step_rows = step[0].size();
     if (step_rows == 0)
       break;
-    for (uint64_t row = 0; row < step_rows && out.first_rows.size() < limit; ++row) {
-      auto &texts = out.first_rows.emplace_back();
-      for (size_t c = 0; c < columns.size(); ++c)
-        texts.push_back(to_text(step[c][row], columns[c]->sql_type));
+    if (out.count < limit) {
+      const uint64_t wanted = std::min(step_rows, limit - out.count);
+      std::vector<std::span<const cell>> block;
+      block.reserve(step.size());
+      for (const auto &cells : step)
+        block.push_back(cells.first(wanted));
+      take(block);
     }
     out.count += step_rows;
     for (uint64_t done = 0; out.agree && done < step_rows;) {
@@ -76,7 +80,7 @@ projection project(const vorn_ctx &ctx, std::span<const column *const> columns, 
       }
       const uint64_t compared = checker.available(step_rows - done);
       for (size_t c = 0; c < columns.size(); ++c)
-        out.agree = out.agree && checker.equal(c, columns[c]->kind, step[c].subspan(done, compared));
+        out.agree = out.agree && checker.equal(c, columns[c]->type.kind, step[c].subspan(done, compared));
       checker.advance(compared);
       done += compared;
     }

@@ -41,6 +41,7 @@ void duckdb_destroy_result(duckdb_result *result);
 duckdb_state duckdb_prepare(duckdb_connection connection, const char *query, duckdb_prepared_statement *out);
 const char *duckdb_prepare_error(duckdb_prepared_statement statement);
 duckdb_state duckdb_execute_prepared(duckdb_prepared_statement statement, duckdb_result *out);
+duckdb_state duckdb_execute_prepared_streaming(duckdb_prepared_statement statement, duckdb_result *out);
 void duckdb_destroy_prepare(duckdb_prepared_statement *statement);
 duckdb_data_chunk duckdb_fetch_chunk(duckdb_result result);
 void duckdb_destroy_data_chunk(duckdb_data_chunk *chunk);
@@ -98,8 +99,12 @@ void result::closer::operator()(state *s) const {
 
 std::optional<chunk> result::next() {
   duckdb_data_chunk fetched = duckdb_fetch_chunk(owned->handle);
-  if (fetched == nullptr)
+  if (fetched == nullptr) {
+    // A value that cannot be converted is found on the way.
+    if (const char *message = duckdb_result_error(&owned->handle); message != nullptr && *message != '\0')
+      fail(message);
     return std::nullopt;
+  }
   return chunk(fetched);
 }
 
@@ -123,11 +128,20 @@ connection::connection() {
   handle.reset(connected);
   // A file of a kind that DuckDB does not know is an error, not a reason to fetch an extension.
   query("SET autoinstall_known_extensions = false");
+  query("SET TimeZone = 'UTC'");
 }
 
 result connection::query(const std::string &sql) {
   result out;
   if (duckdb_query(handle.get(), sql.c_str(), &out.owned->handle) != duckdb_success)
+    fail(duckdb_result_error(&out.owned->handle));
+  return out;
+}
+
+result connection::stream(const std::string &sql) {
+  const statement prepared = prepare(sql);
+  result out;
+  if (duckdb_execute_prepared_streaming(prepared.handle.get(), &out.owned->handle) != duckdb_success)
     fail(duckdb_result_error(&out.owned->handle));
   return out;
 }

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <optional>
 #include <string>
@@ -18,10 +19,13 @@ public:
 
   bool is_null(uint64_t row) const { return valid_rows != nullptr && (valid_rows[row / 64] >> (row % 64) & 1) == 0; }
 
-  // T is the in-memory type of the column: int64_t of BIGINT and TIMESTAMP, int32_t of DATE, double of DOUBLE.
+  // T is the in-memory type of the column: int64_t of BIGINT and TIMESTAMP, int32_t of DATE, double of DOUBLE, __int128
+  // of HUGEINT.
   template <class T>
   T number(uint64_t row) const {
-    return static_cast<const T *>(values)[row];
+    T out;
+    std::memcpy(&out, static_cast<const char *>(values) + row * sizeof out, sizeof out);
+    return out;
   }
   std::string_view text(uint64_t row) const;
 
@@ -81,6 +85,8 @@ public:
   connection();
 
   result query(const std::string &sql);
+  // The same, but rows are made as they are fetched, rather than all at first; the next query ends this.
+  result stream(const std::string &sql);
   statement prepare(const std::string &sql);
 
 private:

@@ -8,7 +8,7 @@
 namespace store {
 
 reference::reference(duckdb::connection &db, const table_file &file, std::span<const std::string> columns)
-    : database(db) {
+    : database(db), source("reference") {
   std::vector<std::string> names;
   for (const std::string &column : columns)
     names.push_back(duckdb::quoted_name(column));
@@ -17,8 +17,12 @@ reference::reference(duckdb::connection &db, const table_file &file, std::span<c
   database.query("SET threads TO 1");
 }
 
+reference::reference(duckdb::connection &db, const table_file &file) : database(db), source(file.sql()) {
+  database.query("SET threads TO 1");
+}
+
 duckdb::statement reference::counting(const std::string &condition_sql) const {
-  return database.prepare(fmt::format("SELECT count(*) FROM reference WHERE {}", condition_sql));
+  return database.prepare(fmt::format("SELECT count(*) FROM {} WHERE ({})", source, condition_sql));
 }
 
 uint64_t reference::count(duckdb::statement &query) {
@@ -28,14 +32,15 @@ uint64_t reference::count(duckdb::statement &query) {
 duckdb::result reference::values(std::span<const column *const> columns, const std::string &condition_sql) const {
   std::vector<std::string> expressions;
   for (const column *c : columns)
-    expressions.push_back(sql_values(c->name, c->kind));
-  // A scan keeps the order, but a long list behind IN becomes a join, which need not.
-  const std::string where = condition_sql.empty() ? "" : fmt::format(" WHERE {} ORDER BY rowid", condition_sql);
-  return database.query(fmt::format("SELECT {} FROM reference{}", fmt::join(expressions, ", "), where));
+    expressions.push_back(sql_values(c->name, c->type));
+  // A scan keeps the order, but a long list behind IN would become a join, which need not.
+  database.query("SET disabled_optimizers = 'in_clause'");
+  const std::string where = condition_sql.empty() ? "" : fmt::format(" WHERE ({})", condition_sql);
+  return database.stream(fmt::format("SELECT {} FROM {}{}", fmt::join(expressions, ", "), source, where));
 }
 
 std::vector<bool> reference::rows(const std::string &condition_sql) const {
-  auto answers = database.query(fmt::format("SELECT coalesce({}, false)::BIGINT FROM reference", condition_sql));
+  auto answers = database.query(fmt::format("SELECT coalesce({}, false)::BIGINT FROM {}", condition_sql, source));
   std::vector<bool> out;
   while (auto chunk = answers.next())
     for (uint64_t row = 0; row < chunk->rows(); ++row)

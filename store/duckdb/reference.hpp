@@ -17,6 +17,9 @@ public:
   // Copies columns of a file into a table in memory, and from then on runs on one thread.
   reference(duckdb::connection &db, const table_file &file, std::span<const std::string> columns);
 
+  // Reads the file itself, which is enough where no time is measured.
+  reference(duckdb::connection &db, const table_file &file);
+
   // A query that counts the rows of the table on which a condition holds.
   duckdb::statement counting(const std::string &condition_sql) const;
   static uint64_t count(duckdb::statement &query);
@@ -30,6 +33,7 @@ public:
 
 private:
   duckdb::connection &database;
+  std::string source;
 };
 
 } // namespace store

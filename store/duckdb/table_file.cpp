@@ -13,16 +13,51 @@ namespace store {
 
 namespace {
 
-std::string scan_of(const std::filesystem::path &path) {
-  if (!std::filesystem::exists(path))
-    throw error(fmt::format("no such file: {}", path.string()));
-  const std::string name = duckdb::quoted_text(path.string());
-  if (path.extension() == ".parquet")
-    return fmt::format("read_parquet({})", name);
+// The name of a file in a scan, which reads some characters as patterns of names.
+std::string literal_name(const std::filesystem::path &path) {
+  std::string out;
+  for (char c : path.string())
+    if (std::string_view("*?[").find(c) != std::string_view::npos)
+      out += fmt::format("[{}]", c);
+    else
+      out += c;
+  return duckdb::quoted_text(out);
+}
+
+std::string list_of(std::span<const std::filesystem::path> paths) {
+  std::vector<std::string> names;
+  for (const std::filesystem::path &path : paths)
+    names.push_back(literal_name(path));
+  return fmt::format("[{}]", fmt::join(names, ", "));
+}
+
+std::string scan_of(std::span<const std::filesystem::path> paths) {
+  const std::string extension = paths.front().extension().string();
+  for (const std::filesystem::path &path : paths) {
+    if (!std::filesystem::exists(path))
+      throw error(fmt::format("no such file: {}", shortened(path.string())));
+    if (path.extension() != ".parquet" && path.extension() != ".csv")
+      throw error(fmt::format("neither a .parquet nor a .csv file: {}", shortened(path.string())));
+    if (path.extension() != extension)
+      throw error("the files are not of one kind");
+  }
+  // Folders with names such as a=1 add no columns.
+  const std::string list = fmt::format("{}, hive_partitioning = false", list_of(paths));
+  if (extension == ".parquet")
+    return fmt::format("read_parquet({})", list);
   // The types of a CSV file are guessed from all of its rows, so that no later row can contradict them.
-  if (path.extension() == ".csv")
-    return fmt::format("read_csv({}, sample_size = -1)", name);
-  throw error(fmt::format("neither a .parquet nor a .csv file: {}", path.string()));
+  return fmt::format("read_csv({}, sample_size = -1)", list);
+}
+
+std::vector<column_info> columns_of(duckdb::connection &db, const std::string &scan) {
+  std::vector<column_info> out;
+  auto description = db.query(fmt::format("SELECT column_name, column_type FROM (DESCRIBE FROM {})", scan));
+  while (auto chunk = description.next())
+    for (uint64_t row = 0; row < chunk->rows(); ++row) {
+      const auto sql_type = chunk->column(1).text(row);
+      out.push_back({std::string(chunk->column(0).text(row)), std::string(sql_type), type_of(sql_type)});
+    }
+  return out;
 }
 
 // Are the values of a column stored themselves, rather than their codes?
@@ -55,26 +90,31 @@ template <class Key>
 void encode_distinct(column &out, const encoding_choice &choice, duckdb::result rows, const report &progress) {
   using view = typename dictionary_encoder<Key>::view;
   dictionary_encoder<Key> encoder;
-  for_values(std::move(rows), out.kind, progress, [&](const cell &c) {
+  for_values(std::move(rows), out.type.kind, progress, [&](const cell &c) {
     if (is_null(c)) {
       encoder.add_null();
       return;
     }
-    const view key = std::get<view>(c);
-    if constexpr (std::is_same_v<Key, std::string>)
-      if (key.size() > dictionary::longest_text)
-        throw error(fmt::format("column '{}' has a text of {} bytes; {} is the most that a dictionary stores", out.name,
-                                key.size(), dictionary::longest_text));
-    encoder.add(key);
+    if constexpr (std::is_same_v<Key, std::string>) {
+      const auto *wide = std::get_if<wide_key>(&c);
+      const view symbol = wide != nullptr ? wide->view() : std::get<view>(c);
+      if (symbol.size() > dictionary::longest_text)
+        throw error(fmt::format("column '{}' has a value of {} bytes; {} is the most that a dictionary stores",
+                                shortened(out.name), symbol.size(), dictionary::longest_text));
+      encoder.add(symbol);
+    } else {
+      encoder.add(std::get<Key>(c));
+    }
   });
   out.values = encoder.finish();
-  out.plain_bytes = encoder.text_bytes();
+  if (out.type.is_bytes())
+    out.plain_bytes = encoder.text_bytes();
   store_codes(out, encoder.codes(), choice.form);
 }
 
 void encode_keys(column &out, encoding form, duckdb::result rows, const report &progress) {
   std::vector<int64_t> keys;
-  for_values(std::move(rows), out.kind, progress, [&](const cell &c) {
+  for_values(std::move(rows), out.type.kind, progress, [&](const cell &c) {
     refuse_null(c, out, form);
     keys.push_back(std::get<int64_t>(c));
   });
@@ -84,7 +124,7 @@ void encode_keys(column &out, encoding form, duckdb::result rows, const report &
 void encode_prefix_texts(column &out, duckdb::result rows, const report &progress) {
   std::string texts;
   uint32_t text_bytes = 0;
-  for_values(std::move(rows), out.kind, progress, [&](const cell &c) {
+  for_values(std::move(rows), out.type.kind, progress, [&](const cell &c) {
     refuse_null(c, out, encoding::prefix);
     const auto text = std::get<std::string_view>(c);
     if (text.empty() || text.size() > longest_prefix_value)
@@ -102,34 +142,44 @@ void encode_prefix_texts(column &out, duckdb::result rows, const report &progres
 
 } // namespace
 
-table_file::table_file(duckdb::connection &db, const std::filesystem::path &path) : database(db), scan(scan_of(path)) {
-  auto description = database.query(fmt::format("SELECT column_name, column_type FROM (DESCRIBE FROM {})", scan));
-  while (auto chunk = description.next())
-    for (uint64_t row = 0; row < chunk->rows(); ++row) {
-      const auto sql_type = chunk->column(1).text(row);
-      infos.push_back({std::string(chunk->column(0).text(row)), std::string(sql_type), traits_of(sql_type)});
-    }
+table_file::table_file(duckdb::connection &db, std::span<const std::filesystem::path> paths)
+    : database(db), scan(scan_of(paths)), infos(columns_of(db, scan_of(paths.first(1)))) {
+  for (const std::filesystem::path &path : paths.subspan(1)) {
+    const auto others = columns_of(db, scan_of(std::span(&path, 1)));
+    const bool same =
+        std::equal(infos.begin(), infos.end(), others.begin(), others.end(),
+                   [](const auto &a, const auto &b) { return a.name == b.name && a.sql_type == b.sql_type; });
+    if (!same)
+      throw error(fmt::format("the columns of {} are not those of {}", shortened(path.string()),
+                              shortened(paths.front().string())));
+  }
+  if (paths.front().extension() == ".parquet")
+    statistics = fmt::format("parquet_metadata({})", list_of(paths));
   row_count = static_cast<uint64_t>(
       database.query(fmt::format("SELECT count(*) FROM {}", scan)).next()->column(0).number<int64_t>(0));
 }
 
-const table_file::column_info &table_file::find(std::string_view name) const {
-  std::vector<std::string_view> names;
-  for (const column_info &info : infos) {
-    if (info.name == name) {
-      if (!info.traits)
-        throw error(fmt::format("column '{}' has type {}, which the store does not encode", name, info.sql_type));
-      return info;
-    }
-    names.push_back(info.name);
-  }
-  throw error(fmt::format("no column '{}'; the columns are {}", name, fmt::join(names, ", ")));
+std::optional<uint64_t> table_file::compressed_bytes(const std::vector<std::string> &names) const {
+  if (statistics.empty())
+    return std::nullopt;
+  std::vector<std::string> texts;
+  texts.reserve(names.size());
+  for (const std::string &name : names)
+    texts.push_back(duckdb::quoted_text(name));
+  const auto sum = database
+                       .query(fmt::format("SELECT coalesce(sum(total_compressed_size), 0)::BIGINT FROM {} WHERE "
+                                          "path_in_schema IN ({})",
+                                          statistics, fmt::join(texts, ", ")))
+                       .next();
+  return static_cast<uint64_t>(sum->column(0).number<int64_t>(0));
 }
 
 void table_file::check_encoding(const column_info &info, const encoding_choice &choice) {
-  if (info.traits->kind == value_kind::text && stores_values(choice) && choice.form != encoding::prefix)
-    throw error(
-        fmt::format("column '{}' is of type text, which {} does not store", info.name, encoding_name(*choice.form)));
+  const column_type &type = *info.type;
+  const bool as_texts = type.is_bytes() && choice.form == encoding::prefix;
+  if ((type.is_bytes() || type.is_wide()) && stores_values(choice) && !as_texts)
+    throw error(fmt::format("column '{}' is of type {}, which {} does not store", shortened(info.name), info.sql_type,
+                            encoding_name(*choice.form)));
 }
 
 column table_file::load(const column_info &info, const encoding_choice &choice,
@@ -138,17 +188,17 @@ column table_file::load(const column_info &info, const encoding_choice &choice,
   column out;
   out.name = info.name;
   out.sql_type = info.sql_type;
-  out.kind = info.traits->kind;
-  auto rows = database.query(fmt::format("SELECT {} FROM {}", sql_values(info.name, out.kind), scan));
-  if (out.kind == value_kind::text && choice.form == encoding::prefix)
+  out.type = *info.type;
+  auto rows = database.stream(fmt::format("SELECT {} FROM {}", sql_values(info.name, out.type), scan));
+  if (out.type.is_bytes() && choice.form == encoding::prefix)
     encode_prefix_texts(out, std::move(rows), progress);
-  else if (out.kind == value_kind::text)
+  else if (out.type.is_bytes() || out.type.is_wide())
     encode_distinct<std::string>(out, choice, std::move(rows), progress);
   else if (stores_values(choice))
     encode_keys(out, *choice.form, std::move(rows), progress);
   else
     encode_distinct<int64_t>(out, choice, std::move(rows), progress);
-  out.plain_bytes += out.rows * info.traits->plain_bytes;
+  out.plain_bytes += out.rows * out.type.plain_bytes;
   if (choice.compressed)
     compress(out);
   return out;

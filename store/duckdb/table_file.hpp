@@ -1,10 +1,11 @@
-// A Parquet or CSV file as a source of columns.  DuckDB reads it; one column at a time is in memory in plain form.
+// Parquet or CSV files as a source of columns.  DuckDB reads it; one column at a time is in memory in plain form.
 #pragma once
 
 #include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -17,23 +18,22 @@ namespace store {
 
 class table_file {
 public:
-  struct column_info {
-    std::string name;
-    std::string sql_type;
-    std::optional<type_traits> traits; // nothing: the store does not encode this type
-  };
-
-  // Throws store::error when there is no such file or it cannot be read.  The connection outlives this.
-  table_file(duckdb::connection &db, const std::filesystem::path &path);
+  // Several files are one table, their rows one after the other.  Throws store::error when there is no such file or it
+  // cannot be read, and when their columns differ.  The connection outlives this.
+  table_file(duckdb::connection &db, std::span<const std::filesystem::path> paths);
+  table_file(duckdb::connection &db, const std::filesystem::path &path) : table_file(db, std::span(&path, 1)) {}
 
   const std::vector<column_info> &columns() const { return infos; }
   uint64_t rows() const { return row_count; }
 
-  // The file as SQL names it behind FROM.
+  // The files as SQL names them behind FROM.
   const std::string &sql() const { return scan; }
 
   // Throws store::error when there is no such column or the store does not encode its type.
-  const column_info &find(std::string_view name) const;
+  const column_info &find(std::string_view name) const { return find_column(infos, name); }
+
+  // The bytes that columns take in the files; nothing for files that do not tell.
+  std::optional<uint64_t> compressed_bytes(const std::vector<std::string> &names) const;
 
   // Can values of the column's kind be stored so?  Throws store::error when not.
   static void check_encoding(const column_info &info, const encoding_choice &choice);
@@ -46,6 +46,7 @@ public:
 private:
   duckdb::connection &database;
   std::string scan;
+  std::string statistics; // what tells the bytes of columns, as SQL names it; empty where nothing does
   std::vector<column_info> infos;
   uint64_t row_count = 0;
 };

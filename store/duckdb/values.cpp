@@ -4,10 +4,15 @@
 
 namespace store {
 
-std::string sql_values(std::string_view column, value_kind kind) {
-  // A boolean is read as the number that is its key.
-  const auto read_as = sql_type_of(kind == value_kind::boolean ? value_kind::integer : kind);
-  return fmt::format("{}::{}", duckdb::quoted_name(column), read_as);
+std::string sql_values(std::string_view column, const column_type &type) {
+  // The types as which values are read; a boolean is read as the number that is its key.
+  static constexpr std::string_view types[] = {"BIGINT",      "BIGINT", "UBIGINT", "HUGEINT",   "DOUBLE",
+                                               "DOUBLE",      "DATE",   "TIME",    "TIMESTAMP", "TIMESTAMP_NS",
+                                               "TIMESTAMPTZ", "UUID",   "VARCHAR", "BLOB"};
+  const std::string name = duckdb::quoted_name(column);
+  if (type.scale != 0)
+    return fmt::format("{}::DECIMAL({}, {})", name, type.is_wide() ? 38 : 18, type.scale);
+  return fmt::format("{}::{}", name, types[static_cast<size_t>(type.kind)]);
 }
 
 cell value_at(const duckdb::vector &values, uint64_t row, value_kind kind) {
@@ -15,17 +20,21 @@ cell value_at(const duckdb::vector &values, uint64_t row, value_kind kind) {
     return {};
   switch (kind) {
   case value_kind::text:
+  case value_kind::blob:
     return values.text(row);
+  case value_kind::wide:
+  case value_kind::uuid: // the most significant bit of which DuckDB keeps inverted
+    return wide_key_of(values.number<__int128>(row));
+  case value_kind::natural:
+    return natural_key(values.number<uint64_t>(row));
+  case value_kind::single:
   case value_kind::real:
     return real_key(values.number<double>(row));
   case value_kind::date:
     return int64_t{values.number<int32_t>(row)};
-  case value_kind::boolean:
-  case value_kind::integer:
-  case value_kind::timestamp:
-    break;
+  default:
+    return values.number<int64_t>(row);
   }
-  return values.number<int64_t>(row);
 }
 
 } // namespace store

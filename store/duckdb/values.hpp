@@ -9,8 +9,8 @@
 
 namespace store {
 
-// The expression that reads a column of a kind for value_at.
-std::string sql_values(std::string_view column, value_kind kind);
+// The expression that reads a column of a type for value_at.
+std::string sql_values(std::string_view column, const column_type &type);
 
 cell value_at(const duckdb::vector &values, uint64_t row, value_kind kind);
 

@@ -31,18 +31,33 @@ uint64_t column::last_ordinal() const {
   return static_cast<uint64_t>(range.high) - static_cast<uint64_t>(range.low);
 }
 
-column::place column::find(const value &v) const {
-  if (const auto *entries = std::get_if<dictionary>(&values)) {
-    const auto [code, found] = entries->find(v);
-    return {code, found, code == entries->codes()};
+cell column::value_of(uint64_t ordinal) const {
+  if (const auto *entries = std::get_if<dictionary>(&values))
+    return entries->value_of(ordinal, type.kind);
+  return static_cast<int64_t>(static_cast<uint64_t>(std::get<key_range>(values).low) + ordinal);
+}
+
+column::place column::find(const value_order &order) const {
+  const uint64_t smallest = first_ordinal();
+  const uint64_t largest = last_ordinal();
+  if (rows == 0 || smallest > largest)
+    return {true, true, 0, 0};
+  place out{order(value_of(largest)) < 0, order(value_of(smallest)) > 0, smallest, largest};
+  for (uint64_t high = largest; !out.above_all && out.first < high;) {
+    const uint64_t middle = out.first + (high - out.first) / 2;
+    if (order(value_of(middle)) < 0)
+      out.first = middle + 1;
+    else
+      high = middle;
   }
-  const auto &range = std::get<key_range>(values);
-  const int64_t key = std::get<int64_t>(v);
-  if (rows == 0 || key > range.high)
-    return {0, false, true};
-  if (key < range.low)
-    return {0, false, false};
-  return {static_cast<uint64_t>(key) - static_cast<uint64_t>(range.low), true, false};
+  for (uint64_t low = smallest; !out.below_all && low < out.last;) {
+    const uint64_t middle = out.last - (out.last - low) / 2;
+    if (order(value_of(middle)) > 0)
+      out.last = middle - 1;
+    else
+      low = middle;
+  }
+  return out;
 }
 
 } // namespace store

@@ -11,6 +11,7 @@
 
 #include "store/encode/aligned.hpp"
 #include "store/encode/dictionary.hpp"
+#include "store/value/constant.hpp"
 #include "store/value/value.hpp"
 
 namespace store {
@@ -58,7 +59,7 @@ struct batch {
 struct column {
   std::string name;
   std::string sql_type;
-  value_kind kind{};
+  column_type type;
   uint64_t plain_bytes = 0; // what the values would take in a plain array
   uint64_t rows = 0;
 
@@ -78,12 +79,19 @@ struct column {
   uint64_t first_ordinal() const { return is_dictionary() ? std::get<dictionary>(values).first_code() : 0; }
   uint64_t last_ordinal() const;
 
+  // The value of an ordinal.
+  cell value_of(uint64_t ordinal) const;
+
+  // Where a constant lies among the ordinals of values, first_ordinal to last_ordinal.
   struct place {
-    uint64_t ordinal; // of the smallest value that may be in the column and is not below the one looked for
-    bool found;       // it is the value itself
-    bool above_all;   // there is none, and the ordinal means nothing
+    bool above_all; // no ordinal is as large
+    bool below_all; // none is as small
+    uint64_t first; // the smallest ordinal that is not below it, unless it is above all
+    uint64_t last;  // the largest ordinal that is not above it, unless it is below all
+
+    bool found() const { return !above_all && !below_all && first <= last; }
   };
-  place find(const value &v) const;
+  place find(const value_order &order) const;
 };
 
 } // namespace store

@@ -29,52 +29,46 @@ dictionary::dictionary(bool with_null) : null_codes(with_null ? 1 : 0), ncodes(n
     cla = {0, 0};
 }
 
-void dictionary::append(std::string_view text) {
-  if (symbols.size() + text.size() > largest)
+void dictionary::append(std::string_view value) {
+  if (symbols.size() + value.size() > largest)
     throw error("the distinct values of a column take more than 4 GB");
-  const auto length = static_cast<uint16_t>(text.size());
+  const auto length = static_cast<uint16_t>(value.size());
   if (ncodes == 0) {
     one_length = big_endian(length);
   } else if (cla.empty() && big_endian(length) != one_length) {
     for (uint64_t code = 0; code <= ncodes; ++code)
       cla.push_back(big_endian(static_cast<uint32_t>(code * big_endian(one_length))));
   }
-  symbols += text;
+  symbols += value;
   if (!cla.empty())
     cla.push_back(big_endian(static_cast<uint32_t>(symbols.size())));
-  has_empty_text = has_empty_text || text.empty();
+  has_empty_text = has_empty_text || value.empty();
   ++ncodes;
 }
 
 void dictionary::append(int64_t key) { append(key_symbol(key).bytes()); }
 
-int64_t dictionary::key_of(const void *symbol) {
+cell dictionary::value_of(std::string_view symbol, value_kind kind) {
+  const column_type type{kind};
+  if (type.is_bytes())
+    return symbol;
+  if (type.is_wide()) {
+    wide_key key;
+    std::memcpy(key.bytes.data(), symbol.data(), key.bytes.size());
+    return key;
+  }
   uint64_t number;
-  std::memcpy(&number, symbol, sizeof number);
+  std::memcpy(&number, symbol.data(), sizeof number);
   return static_cast<int64_t>(big_endian(number) ^ sign_bit);
 }
+
+cell dictionary::value_of(uint64_t code, value_kind kind) const { return value_of(symbol(code), kind); }
 
 std::string_view dictionary::symbol(uint64_t code) const {
   const uint64_t length = big_endian(one_length);
   const uint64_t begin = cla.empty() ? code * length : big_endian(cla[code]);
   const uint64_t end = cla.empty() ? begin + length : big_endian(cla[code + 1]);
   return std::string_view(symbols).substr(begin, end - begin);
-}
-
-dictionary::place dictionary::find(const value &v) const {
-  const auto *text = std::get_if<std::string>(&v);
-  const key_symbol key(text != nullptr ? 0 : std::get<int64_t>(v));
-  const std::string_view wanted = text != nullptr ? std::string_view(*text) : key.bytes();
-  uint64_t low = first_code();
-  uint64_t high = codes();
-  while (low < high) {
-    const uint64_t middle = low + (high - low) / 2;
-    if (symbol(middle) < wanted)
-      low = middle + 1;
-    else
-      high = middle;
-  }
-  return {low, low < codes() && symbol(low) == wanted};
 }
 
 vorn_enc_ctx dictionary::encoding(uint32_t width, uint32_t flags) const {

@@ -2,8 +2,8 @@
 // back to back, and a CLA or the one length of all of them.  The code of a value orders as the value does, so codes
 // stand for values in every comparison.
 //
-// The symbol of a text is the text, and that of a key its 8 bytes, most significant first, with the sign bit inverted:
-// byte by byte, symbols sort as their values do.
+// The symbol of a text is the text, and that of a key its 8 or 16 bytes, most significant first, with the sign bit
+// inverted: byte by byte, symbols sort as their values do.
 //
 // With NULLs, code 0 has the symbol of length 0 that the library takes for NULL, and the values' codes begin at 1.
 // The empty text has such a symbol too, whose code the library flags as NULL like code 0.  Where it occurs beside NULLs
@@ -28,8 +28,8 @@ public:
 
   explicit dictionary(bool with_null = false);
 
-  // Adds the next larger value.  All are texts, or all are keys.
-  void append(std::string_view text);
+  // Adds the next larger value.  All are symbols, or all are keys of 64 bits.
+  void append(std::string_view symbol);
   void append(int64_t key);
 
   bool has_null() const { return null_codes != 0; }
@@ -41,14 +41,10 @@ public:
   // Do the library's flags tell NULL from every value?
   bool flags_tell_null() const { return !has_null() || !has_empty_text; }
 
-  struct place {
-    uint64_t code; // of the first value that is not below the one looked for; codes() when there is none
-    bool found;    // that value is the one looked for
-  };
-  place find(const value &v) const;
-
-  // The key whose symbol begins at an address.
-  static int64_t key_of(const void *symbol);
+  // The value of a code that is not that of NULL, or whose symbol is known, as a value of its kind.  A text or blob
+  // lies in the dictionary.
+  cell value_of(uint64_t code, value_kind kind) const;
+  static cell value_of(std::string_view symbol, value_kind kind);
 
   // An encoding context for codes of a width in bits, with this dictionary, which outlives it.
   vorn_enc_ctx encoding(uint32_t width, uint32_t flags) const;
@@ -64,7 +60,8 @@ private:
   uint64_t ncodes;
 };
 
-// Takes the values of a column row by row and replaces them by codes.  Key is int64_t or std::string.
+// Takes the values of a column row by row and replaces them by codes.  Key is int64_t or, for texts and other symbols,
+// std::string.
 template <class Key>
 class dictionary_encoder {
 public:

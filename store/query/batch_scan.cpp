@@ -54,10 +54,6 @@ batch_scan::batch_scan(const vorn_ctx &context, const column &scanned, const ord
   const auto *set = std::get_if<ordinal_set>(&test);
   if (set == nullptr)
     return;
-  if (!on.is_dictionary()) {
-    partial.resize(batch_rows / 64);
-    return;
-  }
   members.resize(words_of(on.last_ordinal() + 1) + cache_line / sizeof(uint64_t));
   for (uint64_t member : set->members)
     vorn_global_ctx.vorn_lbiwvset_range_dydi(members.data(), member, member);
@@ -125,30 +121,10 @@ uint32_t batch_scan::call(vorn_cv &result, vorn_cv &source, vorn_aux &aux, const
   return vorn_range_cmp(&ctx, &result, &source, &low, &high, &aux, static_cast<uint32_t>(between.form));
 }
 
-uint32_t batch_scan::call(vorn_cv &result, vorn_cv &source, vorn_aux &aux, const ordinal_set &set) {
-  if (!on.is_dictionary())
-    return call_for_each(result, source, aux, set);
+uint32_t batch_scan::call(vorn_cv &result, vorn_cv &source, vorn_aux &aux, const ordinal_set &) {
   vorn_cv operand{};
   vorn_build_vector(&operand, nullptr, nullptr, nullptr, nullptr, nullptr, members.data(), 0, 0, nullptr, 0);
   return vorn_in_set(&ctx, &result, &source, &operand, &aux);
-}
-
-// Values that are not codes have no map of members: the rows of each member are collected.
-uint32_t batch_scan::call_for_each(vorn_cv &result, vorn_cv &source, vorn_aux &aux, const ordinal_set &set) {
-  uint64_t *const rows = result.vorn_cv_bv;
-  uint32_t matches = 0;
-  vorn_global_ctx.vorn_lbiwvclr_range_dydi(rows, 0, result.vorn_cv_nrows - 1);
-  result.vorn_cv_bv = partial.data();
-  uint32_t code = VORN_RESULT_EMPTY;
-  for (uint64_t member : set.members) {
-    code = call(result, source, aux, ordinal_comparison{comparison::eq, member});
-    if (code != VORN_RESULT_DONE && code != VORN_RESULT_EMPTY)
-      break;
-    vorn_global_ctx.vorn_lbiwvor_dydi(rows, &matches, rows, partial.data(), result.vorn_cv_nrows);
-  }
-  result.vorn_cv_bv = rows;
-  result.vorn_cv_popc = matches;
-  return code;
 }
 
 } // namespace store

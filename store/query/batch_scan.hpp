@@ -30,7 +30,6 @@ private:
   uint32_t call(vorn_cv &result, vorn_cv &source, vorn_aux &aux, const ordinal_comparison &test);
   uint32_t call(vorn_cv &result, vorn_cv &source, vorn_aux &aux, const ordinal_interval &test);
   uint32_t call(vorn_cv &result, vorn_cv &source, vorn_aux &aux, const ordinal_set &test);
-  uint32_t call_for_each(vorn_cv &result, vorn_cv &source, vorn_aux &aux, const ordinal_set &test);
 
   const vorn_ctx &ctx;
   const column &on;
@@ -39,7 +38,6 @@ private:
   vorn_enc_ctx constant_encoding;
   aligned_vector<uint64_t> members;  // of a set of codes: one bit per code
   aligned_vector<uint64_t> run_bits; // one bit per run
-  aligned_vector<uint64_t> partial;  // the rows of one value of a set
 };
 
 } // namespace store

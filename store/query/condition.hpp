@@ -4,9 +4,11 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <variant>
 #include <vector>
 
+#include "store/value/constant.hpp"
 #include "store/value/value.hpp"
 #include <vorn/vorn.h>
 
@@ -35,50 +37,65 @@ constexpr interval interval_of(bool includes_low, bool includes_high) {
 constexpr bool includes_low(interval form) { return form == interval::closed || form == interval::open_high; }
 constexpr bool includes_high(interval form) { return form == interval::closed || form == interval::open_low; }
 
-std::string_view sql_name(comparison op);
-
-// What a condition asks of a value; the constants are without their quotes.
+// What a condition asks of a value.
 struct comparison_test {
   comparison op = comparison::eq;
-  std::string value;
+  constant value;
 };
 struct interval_test {
   interval form = interval::closed;
-  std::string low;
-  std::string high;
+  constant low;
+  constant high;
+  bool one_type = false; // SQL finds one type for both bounds and the column
 };
 struct set_test {
-  std::vector<std::string> values;
+  std::vector<constant> values;
+};
+struct like_test {
+  std::string pattern; // % stands for any text, _ for any character
+};
+struct null_test {};
+
+struct predicate {
+  std::string column;
+  bool negated = false; // written with "not"
+  std::variant<comparison_test, interval_test, set_test, like_test, null_test> test;
+};
+
+struct expression {
+  enum class kind { single, all_of, any_of, negation };
+  kind what = kind::single;
+  predicate asked;               // of a single one
+  std::vector<expression> parts; // of the others
 };
 
 struct condition {
-  std::string column;
-  std::variant<comparison_test, interval_test, set_test> test;
+  expression root;
+  std::string sql; // for DuckDB, which reads the constants by itself
+  std::vector<std::string> columns;
 };
 
-// Conditions that all have to hold; at least one.
-using conjunction = std::vector<condition>;
-
-// Reads "origin = ATL and delay between 10 and 60".  The forms of a condition are
+// Reads "origin = ATL and (delay between 10 and 60 or not date < 2001-02-01)".  The forms of a condition are
 //
-//     column op value                  op is one of = <> < <= > >=
+//     column op value                  op is one of = <> != < <= > >=
 //     column between low and high      bounds included
 //     column between [low, high)       a square bracket includes its bound, a round one does not: all four forms
 //     column in [low, high)            the same, but for two round brackets, which hold a list
 //     column in (value, ...)
+//     column like pattern
+//     column is null
 //
-// A column may stand in double quotes and a value in single ones; a quote inside is doubled.  Without quotes a value
-// ends before the word "and" or, in brackets, before a comma or bracket.  Throws store::error that names what is wrong.
-conjunction parse_conditions(std::string_view text);
+// with "not" before between, in, like and null, joined by and, or, not and brackets.  A column may stand in double
+// quotes and a value in single ones; a quote inside is doubled.  E'...' is a value with the escapes \\ \' \n \t \r and
+// \xHH. Without quotes a value is one word, but a timestamp may have a time behind its date; a number is one of SQL,
+// and the word null is NULL.  The SQL is the text itself with names and words put in quotes.  Throws store::error that
+// names what is wrong and where, and for a column that is not there or that the store does not encode.
+condition parse_condition(std::string_view text, const std::vector<column_info> &columns);
 
-// Reads "origin, delay"; a column may stand in double quotes as above.  Throws store::error.
-std::vector<std::string> parse_columns(std::string_view text);
+// Reads "origin, delay"; a column may stand in double quotes as above, and * is all that the store encodes.
+std::vector<std::string> parse_columns(std::string_view text, const std::vector<column_info> &columns);
 
-// Throws store::error when a constant is not of the kind.
-void check_constants(const condition &c, value_kind kind);
-
-// The condition on a column of the given kind.  DuckDB reads the constants by itself, so that the store's reading of
-// them is checked too.
-std::string to_sql(const condition &c, value_kind kind);
+// Reads "column=word" to the two; the column may stand in double quotes.
+std::pair<std::string, std::string> parse_assignment(std::string_view text);
 
 } // namespace store

@@ -1,6 +1,7 @@
 #include "store/query/filter.hpp"
 
 #include <algorithm>
+#include <span>
 #include <utility>
 
 #include <fmt/format.h>
@@ -20,7 +21,7 @@ void filter(const vorn_ctx &ctx, const column &on, const ordinal_test &test, con
     const uint32_t candidates = among != nullptr ? among->batch_counts[i] : rows.rows;
     uint64_t *words = out.batch_words(i);
     uint32_t &count = out.batch_counts[i];
-    const coverage covered = candidates == 0 ? coverage::none : coverage_of(test, rows.held);
+    const coverage covered = candidates == 0 ? coverage::none : coverage_of(test, on, rows.held);
     if (covered == coverage::none) {
       vorn_global_ctx.vorn_lbiwvclr_range_dydi(words, 0, rows.rows - 1);
       count = 0;
@@ -37,36 +38,77 @@ void filter(const vorn_ctx &ctx, const column &on, const ordinal_test &test, con
   }
 }
 
-std::string to_sql(const conjunction &conditions, const column_map &columns) {
-  std::string out;
-  for (const condition &c : conditions)
-    out += fmt::format("{}{}", out.empty() ? "" : " AND ", to_sql(c, columns.at(c.column).kind));
-  return out;
-}
-
 void check_searchable(std::string_view column_name, encoding form) {
   if (form == encoding::prefix)
-    throw error(fmt::format("column '{}' is stored as prefix, which no condition can be put to", column_name));
+    throw error(
+        fmt::format("column '{}' is stored as prefix, which no condition can be put to", shortened(column_name)));
 }
 
-query::query(const conjunction &conditions, const column_map &columns) {
-  for (const condition &c : conditions) {
-    const column &on = columns.at(c.column);
+query::query(const condition &asked, const column_map &columns) : root(bound(asked.root, false, columns)) {}
+
+query::part query::bound(const expression &e, bool is_false, const column_map &columns) {
+  using kind = expression::kind;
+  if (e.what == kind::negation)
+    return bound(e.parts.front(), !is_false, columns);
+  part out;
+  if (e.what == kind::single) {
+    const column &on = columns.at(e.asked.column);
     check_searchable(on.name, on.form);
-    parts.push_back({&on, to_ordinals(c, on)});
+    out.what = kind::any_of;
+    for (ordinal_test &test : to_ordinals(e.asked, is_false, on))
+      out.parts.push_back({kind::single, &on, std::move(test), {}});
+  } else {
+    // That not all are true is true where one is false, and the other way round.
+    out.what = (e.what == kind::all_of) != is_false ? kind::all_of : kind::any_of;
+    for (const expression &p : e.parts)
+      out.parts.push_back(bound(p, is_false, columns));
   }
-  std::stable_partition(parts.begin(), parts.end(), [](const part &p) { return p.on->form == encoding::rle; });
+  if (out.what == kind::any_of)
+    unite(out.parts);
+  else
+    std::stable_partition(out.parts.begin(), out.parts.end(),
+                          [](const part &p) { return p.what == kind::single && p.on->form == encoding::rle; });
+  return out.parts.size() == 1 ? part(std::move(out.parts.front())) : out;
 }
 
-void query::run(const vorn_ctx &ctx, selection &out) const {
-  const selection *among = nullptr;
-  selection before;
-  for (const part &p : parts) {
-    if (among != nullptr)
-      std::swap(before, out);
-    filter(ctx, *p.on, p.test, among, out);
-    among = &before;
+void query::unite(std::vector<part> &parts) {
+  std::vector<part> out;
+  while (!parts.empty()) {
+    if (parts.front().what != expression::kind::single) {
+      out.push_back(std::move(parts.front()));
+      parts.erase(parts.begin());
+      continue;
+    }
+    const column *on = parts.front().on;
+    std::vector<ordinal_test> tests;
+    std::erase_if(parts, [&](part &p) {
+      if (p.on != on)
+        return false;
+      tests.push_back(std::move(p.test));
+      return true;
+    });
+    for (ordinal_test &test : united(tests, *on))
+      out.push_back({expression::kind::single, on, std::move(test), {}});
   }
+  parts = std::move(out);
+}
+
+void query::run(const part &p, const vorn_ctx &ctx, const selection *among, selection &out) {
+  using kind = expression::kind;
+  if (p.what == kind::single) {
+    filter(ctx, *p.on, p.test, among, out);
+    return;
+  }
+  run(p.parts.front(), ctx, among, out);
+  selection other;
+  for (const part &next : std::span(p.parts).subspan(1))
+    if (p.what == kind::all_of) {
+      std::swap(other, out);
+      run(next, ctx, &other, out);
+    } else {
+      run(next, ctx, among, other);
+      out.add(other);
+    }
 }
 
 } // namespace store

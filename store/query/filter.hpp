@@ -19,28 +19,34 @@ void filter(const vorn_ctx &ctx, const column &on, const ordinal_test &test, con
 
 using column_map = std::map<std::string, column, std::less<>>;
 
-// The conjunction of the conditions.
-std::string to_sql(const conjunction &conditions, const column_map &columns);
-
 // Throws store::error when an encoding has no predicates.
 void check_searchable(std::string_view column_name, encoding form);
 
-// Conditions bound to their columns.
+// A condition bound to its columns.
 class query {
 public:
-  // The columns outlive this.  Throws store::error when a constant is not of its column's kind, and for a column that
+  // The columns outlive this.  Throws store::error when a constant is not of its column's type, and for a column that
   // cannot be searched.
-  query(const conjunction &conditions, const column_map &columns);
+  query(const condition &asked, const column_map &columns);
 
-  // The rows on which all conditions hold.  The result of one is the filter of the next.
-  void run(const vorn_ctx &ctx, selection &out) const;
+  // The rows on which the condition is true.
+  void run(const vorn_ctx &ctx, selection &out) const { run(root, ctx, nullptr, out); }
 
 private:
+  // Negations are in the tests.  Where all of some parts have to hold, the result of one is the filter of the next, and
+  // those over runs come first, since these take no filter.
   struct part {
-    const column *on;
+    expression::kind what = expression::kind::single;
+    const column *on = nullptr; // of a single one
     ordinal_test test;
+    std::vector<part> parts;
   };
-  std::vector<part> parts; // those over runs first, since these take no filter
+  // Alternatives that ask the same column become one where they can.
+  static void unite(std::vector<part> &parts);
+  static part bound(const expression &e, bool is_false, const column_map &columns);
+  static void run(const part &p, const vorn_ctx &ctx, const selection *among, selection &out);
+
+  part root;
 };
 
 } // namespace store

@@ -1,48 +1,87 @@
-// Single values: what kinds of columns there are, and how a value is read from a text, ordered and written.
-//
-// Every value that is not a text is represented by a 64-bit key that sorts as the value does, so that dictionaries
-// come in two forms only.
+// Single values: the kinds of columns, how a value is represented, and how it is written.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <variant>
+#include <vector>
 
 namespace store {
 
-enum class value_kind { boolean, integer, real, date, timestamp, text };
+enum class value_kind {
+  boolean,
+  integer, // up to 64 bits with a sign, or a decimal number of as many
+  natural, // 64 bits without a sign
+  wide,    // 128 bits with a sign, or a decimal number of as many
+  single,
+  real,
+  date,
+  time,
+  timestamp,   // in microseconds
+  nanoseconds, // a timestamp in them
+  instant,     // a timestamp in microseconds with a time zone, which is shown and read as UTC
+  uuid,
+  text,
+  blob
+};
 
-// The key of a boolean is 0 or 1, of an integer itself, of a date its days and of a timestamp its microseconds since
-// 1970, of a real real_key.  A text is its own key and sorts by its bytes.
-using value = std::variant<int64_t, std::string>;
+// A type of SQL that the store encodes.
+struct column_type {
+  value_kind kind = value_kind::integer;
+  uint32_t plain_bytes = 0; // of a value in a plain array; of a text or blob those of its length, which its bytes come
+                            // on top of
+  uint32_t scale = 0;       // decimal digits behind the point
 
-// The value of a row: nothing for NULL, a key, or a text, whose bytes belong to whoever gave it.
-using cell = std::variant<std::monostate, int64_t, std::string_view>;
+  bool is_bytes() const { return kind == value_kind::text || kind == value_kind::blob; }
+  bool is_wide() const { return kind == value_kind::wide || kind == value_kind::uuid; }
+  bool is_numeric() const;
+};
 
-// Orders reals as SQL does: -0 equals 0, NaN equals itself and lies above infinity.
+// Nothing for a type that the store does not encode.
+std::optional<column_type> type_of(std::string_view sql_type);
+
+// A column as a file has it.
+struct column_info {
+  std::string name;
+  std::string sql_type;
+  std::optional<column_type> type;
+};
+
+// Finds a column by its name, without regard to case when no name is equal and only one is alike.  Throws store::error
+// when there is none, or the store does not encode its type.
+const column_info &find_column(const std::vector<column_info> &columns, std::string_view name);
+
+// A value of 128 bits: its bytes, the most significant one first and with the sign inverted, which sort as it does.
+struct wide_key {
+  std::array<uint8_t, 16> bytes{};
+
+  std::string_view view() const { return {reinterpret_cast<const char *>(bytes.data()), bytes.size()}; }
+  friend bool operator==(const wide_key &, const wide_key &) = default;
+  friend bool operator<(const wide_key &a, const wide_key &b) { return a.bytes < b.bytes; }
+};
+wide_key wide_key_of(__int128 number);
+__int128 number_of(const wide_key &key);
+
+// The value of a row: nothing for NULL; a key of 64 bits, or 128, that sorts as the value does; or the bytes of a text
+// or blob, which belong to whoever gave them.
+//
+// The key of a boolean is 0 or 1, of an integer itself, of a decimal number the one without the point, of a natural
+// number itself less 2^63, of a real real_key, of a date its days, of a time its microseconds, and of a timestamp its
+// microseconds or nanoseconds since 1970.
+using cell = std::variant<std::monostate, int64_t, wide_key, std::string_view>;
+
+// Orders reals as SQL does, but for -0, which comes right before 0: NaN equals itself and lies above infinity.
 int64_t real_key(double real);
 double real_of_key(int64_t key);
 
-// Reads a value.  A text is taken as it is.  Throws store::error when the text is not a value of the kind.
-value parse_value(value_kind kind, std::string_view text);
+int64_t natural_key(uint64_t number);
+uint64_t natural_of_key(int64_t key);
 
-std::string_view kind_name(value_kind kind);
-
-// Writes the value of a column of some SQL type, one that the store encodes, as DuckDB does; NULL as "NULL".  The sign
-// of a zero is lost, since its key has none, and DuckDB spends a digit more than it takes on one FLOAT in a hundred.
-std::string to_text(const cell &c, std::string_view sql_type);
-
-// How a column type of SQL is kept: its kind, and the bytes that a plain array spends on each value.  Nothing for a
-// type that the store does not encode.
-struct type_traits {
-  value_kind kind;
-  uint32_t plain_bytes; // of a text: those of its length, which the bytes of the text come on top of
-};
-std::optional<type_traits> traits_of(std::string_view sql_type);
-
-// The SQL type that values of a kind are read and written as.
-std::string_view sql_type_of(value_kind kind);
+// Appends a value as DuckDB writes it, but for FLOAT, on which DuckDB spends a digit more than it takes in one case in
+// a hundred; NULL as "NULL".
+void append_text(std::string &out, const cell &c, const column_type &type);
 
 } // namespace store

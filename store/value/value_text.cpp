@@ -1,5 +1,7 @@
 // How values are written.
+#include <charconv>
 #include <chrono>
+#include <iterator>
 #include <limits>
 
 #include <fmt/format.h>
@@ -10,80 +12,179 @@ namespace store {
 
 namespace {
 
-constexpr int64_t day = 86'400'000'000; // in microseconds
+constexpr int64_t micro = 1'000'000;
+constexpr int64_t nano = 1'000'000'000;
+constexpr int64_t day_seconds = 86'400;
 
 int64_t floor_quotient(int64_t dividend, int64_t divisor) {
   const int64_t quotient = dividend / divisor;
   return dividend % divisor < 0 ? quotient - 1 : quotient;
 }
 
-// "infinity", a calendar's two ends, is the largest number and its negative.
-template <class Number>
-std::string_view infinity_text(int64_t number) {
-  constexpr int64_t infinity = std::numeric_limits<Number>::max();
-  return number == infinity ? "infinity" : number == -infinity ? "-infinity" : "";
+void append_number(std::string &out, int64_t number) {
+  char digits[24];
+  out.append(digits, std::to_chars(std::begin(digits), std::end(digits), number).ptr);
 }
 
-std::string date_text(int64_t days) {
+// Two digits.
+void append_pair(std::string &out, uint64_t number) {
+  out += static_cast<char>('0' + number / 10);
+  out += static_cast<char>('0' + number % 10);
+}
+
+// "infinity", a calendar's two ends, is the largest number and its negative.
+template <class Number>
+bool append_infinity(std::string &out, int64_t number) {
+  constexpr int64_t infinity = std::numeric_limits<Number>::max();
+  if (number != infinity && number != -infinity)
+    return false;
+  out += number == infinity ? "infinity" : "-infinity";
+  return true;
+}
+
+void append_date(std::string &out, int64_t days) {
   // The years of the calendar's type end soon, but the calendar repeats.
   constexpr int64_t cycle_years = 400;
   constexpr int64_t cycle_days = 146'097;
   const int64_t cycles = floor_quotient(days, cycle_days);
   const std::chrono::year_month_day date{std::chrono::sys_days(std::chrono::days(days - cycles * cycle_days))};
   const int64_t year = static_cast<int>(date.year()) + cycles * cycle_years;
-  return fmt::format("{:04}-{:02}-{:02}{}", year > 0 ? year : 1 - year, static_cast<unsigned>(date.month()),
-                     static_cast<unsigned>(date.day()), year > 0 ? "" : " (BC)");
+  fmt::format_to(std::back_inserter(out), "{:04}-", year > 0 ? year : 1 - year);
+  append_pair(out, static_cast<unsigned>(date.month()));
+  out += '-';
+  append_pair(out, static_cast<unsigned>(date.day()));
+  if (year <= 0)
+    out += " (BC)";
 }
 
-std::string timestamp_text(int64_t microseconds) {
-  const int64_t days = floor_quotient(microseconds, day);
-  const int64_t rest = microseconds - days * day;
-  const int64_t seconds = rest / 1'000'000;
-  std::string out =
-      fmt::format("{} {:02}:{:02}:{:02}", date_text(days), seconds / 3600, seconds / 60 % 60, seconds % 60);
-  if (const int64_t fraction = rest % 1'000'000; fraction != 0) {
-    out += fmt::format(".{:06}", fraction);
+// A time of day in ticks of which a second has so many, a power of ten.
+void append_time(std::string &out, int64_t ticks, int64_t per_second) {
+  const auto seconds = static_cast<uint64_t>(ticks / per_second);
+  append_pair(out, seconds / 3600);
+  out += ':';
+  append_pair(out, seconds / 60 % 60);
+  out += ':';
+  append_pair(out, seconds % 60);
+  if (const int64_t fraction = ticks % per_second; fraction != 0) {
+    // A digit before the fraction keeps its zeros.
+    const size_t point = out.size();
+    append_number(out, per_second + fraction);
+    out[point] = '.';
     out.erase(out.find_last_not_of('0') + 1);
   }
-  return out;
+}
+
+void append_timestamp(std::string &out, int64_t ticks, int64_t per_second) {
+  if (append_infinity<int64_t>(out, ticks))
+    return;
+  const int64_t days = floor_quotient(ticks, day_seconds * per_second);
+  append_date(out, days);
+  out += ' ';
+  append_time(out, ticks - days * day_seconds * per_second, per_second);
 }
 
 // The fewest digits that give the number back; a whole number shows that it is a real.
 template <class Real>
-std::string real_text(Real number) {
-  std::string out = fmt::format("{}", number);
-  return out.find_first_of(".en") == out.npos ? out + ".0" : out;
+void append_real(std::string &out, Real number) {
+  const size_t begin = out.size();
+  fmt::format_to(std::back_inserter(out), "{}", number);
+  if (out.find_first_of(".en", begin) == out.npos)
+    out += ".0";
 }
 
-std::string key_text(int64_t key, value_kind kind, std::string_view sql_type) {
-  switch (kind) {
-  case value_kind::boolean:
-    return key != 0 ? "true" : "false";
-  case value_kind::real:
-    return sql_type == "FLOAT" ? real_text(static_cast<float>(real_of_key(key))) : real_text(real_of_key(key));
-  case value_kind::date:
-    if (const auto infinity = infinity_text<int32_t>(key); !infinity.empty())
-      return std::string(infinity);
-    return date_text(key);
-  case value_kind::timestamp:
-    if (const auto infinity = infinity_text<int64_t>(key); !infinity.empty())
-      return std::string(infinity);
-    return timestamp_text(key);
-  case value_kind::integer:
-  case value_kind::text:
-    break;
+void append_decimal(std::string &out, __int128 number, uint32_t scale) {
+  auto magnitude = static_cast<unsigned __int128>(number);
+  if (number < 0) {
+    out += '-';
+    magnitude = -magnitude;
   }
-  return std::to_string(key);
+  char digits[48];
+  char *first = std::end(digits);
+  for (uint32_t behind = 0; magnitude != 0 || behind <= scale; ++behind) {
+    if (behind == scale && scale != 0)
+      *--first = '.';
+    *--first = static_cast<char>('0' + static_cast<uint32_t>(magnitude % 10));
+    magnitude /= 10;
+  }
+  out.append(first, std::end(digits));
+}
+
+void append_uuid(std::string &out, const wide_key &key) {
+  const auto bits = static_cast<unsigned __int128>(number_of(key)) ^ static_cast<unsigned __int128>(1) << 127;
+  for (int shift = 124; shift >= 0; shift -= 4) {
+    out += "0123456789abcdef"[static_cast<size_t>(bits >> shift & 15)];
+    if (shift == 96 || shift == 80 || shift == 64 || shift == 48)
+      out += '-';
+  }
+}
+
+void append_blob(std::string &out, std::string_view bytes) {
+  for (char c : bytes) {
+    const auto byte = static_cast<uint8_t>(c);
+    if (byte < 0x20 || byte > 0x7e || c == '\\' || c == '\'' || c == '"')
+      fmt::format_to(std::back_inserter(out), "\\x{:02X}", byte);
+    else
+      out += c;
+  }
+}
+
+void append_key(std::string &out, int64_t key, const column_type &type) {
+  switch (type.kind) {
+  case value_kind::boolean:
+    out += key != 0 ? "true" : "false";
+    return;
+  case value_kind::integer:
+    if (type.scale == 0)
+      append_number(out, key);
+    else
+      append_decimal(out, key, type.scale);
+    return;
+  case value_kind::natural:
+    append_decimal(out, natural_of_key(key), 0);
+    return;
+  case value_kind::single:
+    append_real(out, static_cast<float>(real_of_key(key)));
+    return;
+  case value_kind::real:
+    append_real(out, real_of_key(key));
+    return;
+  case value_kind::date:
+    if (!append_infinity<int32_t>(out, key))
+      append_date(out, key);
+    return;
+  case value_kind::time:
+    append_time(out, key, micro);
+    return;
+  case value_kind::timestamp:
+    append_timestamp(out, key, micro);
+    return;
+  case value_kind::nanoseconds:
+    append_timestamp(out, key, nano);
+    return;
+  case value_kind::instant:
+    append_timestamp(out, key, micro);
+    if (out.back() != 'y') // of infinity
+      out += "+00";
+    return;
+  case value_kind::wide:
+  case value_kind::uuid:
+  case value_kind::text:
+  case value_kind::blob:
+    return; // no key of 64 bits
+  }
 }
 
 } // namespace
 
-std::string to_text(const cell &c, std::string_view sql_type) {
-  if (const auto *text = std::get_if<std::string_view>(&c))
-    return std::string(*text);
+void append_text(std::string &out, const cell &c, const column_type &type) {
   if (const auto *key = std::get_if<int64_t>(&c))
-    return key_text(*key, traits_of(sql_type).value().kind, sql_type);
-  return "NULL";
+    append_key(out, *key, type);
+  else if (const auto *wide = std::get_if<wide_key>(&c))
+    type.kind == value_kind::uuid ? append_uuid(out, *wide) : append_decimal(out, number_of(*wide), type.scale);
+  else if (const auto *bytes = std::get_if<std::string_view>(&c))
+    type.kind == value_kind::blob ? append_blob(out, *bytes) : static_cast<void>(out += *bytes);
+  else
+    out += "NULL";
 }
 
 } // namespace store

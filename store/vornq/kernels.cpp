@@ -33,7 +33,8 @@ const instruction_set *find(std::optional<std::string_view> choice) {
         throw error(fmt::format("this processor cannot run {}", isa.name));
       return &isa;
     }
-  throw error(fmt::format("unknown instruction set '{}'; it is one of generic, sse42, avx, avx2, avx512", *choice));
+  throw error(
+      fmt::format("unknown instruction set '{}'; it is one of generic, sse42, avx, avx2, avx512", shortened(*choice)));
 }
 
 } // namespace
@@ -50,9 +51,15 @@ kernels::kernels(std::optional<std::string_view> choice, const std::filesystem::
     : context(environment.context()) {
   context.vorn_ctx_decompress = vorn_qpak_decode;
   vorn_host::set_library_folder(folder);
-  if (const instruction_set *isa = find(choice))
-    load(*isa);
-  else
+  const instruction_set *isa = find(choice);
+  if (isa != nullptr && !load(*isa)) {
+    if (choice)
+      throw error(fmt::format("cannot load {}: {}", isa->library, environment.load_error()));
+    missing = isa->library;
+    context.vorn_ctx_init_flags &= ~uint32_t{VORN_INIT_SPECIALIZED};
+    isa = nullptr;
+  }
+  if (isa == nullptr)
     vorn_nfy(VORN_NFY_LOAD, &context);
   generic_context = context;
   generic_context.vorn_ctx_flags |= VORN_CTX_FORCE_GENERIC;
@@ -101,22 +108,31 @@ void kernels::print_rates() const {
   }
 }
 
-void kernels::load(const instruction_set &isa) {
+bool kernels::load(const instruction_set &isa) {
   context.vorn_ctx_init_flags |= VORN_INIT_SPECIALIZED;
   context.vorn_ctx_lib_name = isa.library;
   try {
     vorn_nfy(VORN_NFY_LOAD, &context);
   } catch (const vorn_host::internal_error &failure) {
     const std::string reason = environment.load_error();
+    if (reason.find("No such file") != reason.npos)
+      return false;
     throw error(fmt::format("cannot load {}: {}", isa.library, reason.empty() ? failure.what() : reason));
   }
   // The record says what runs; anything else would be a silent fallback.
-  if (!is_specialised() || name() != isa.library)
+  if (!is_specialised() || name() != isa.name)
     throw error(fmt::format("{} was loaded, but {} is in force", isa.library, name()));
+  return true;
 }
 
 bool kernels::is_specialised() const { return vorn_global_ctx.vorn_global_ctx_status == VORN_STATUS_SPECIALIZED; }
 
-std::string kernels::name() const { return vorn_global_ctx.vorn_global_ctx_lib_name; }
+std::string_view kernels::name() const {
+  const std::string_view in_force = vorn_global_ctx.vorn_global_ctx_lib_name;
+  for (const instruction_set &isa : sets)
+    if (isa.library == in_force)
+      return isa.name;
+  return in_force;
+}
 
 } // namespace store

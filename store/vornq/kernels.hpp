@@ -37,9 +37,10 @@ struct instrumentation {
 // made once per process and cannot be taken back.
 class kernels {
 public:
-  // "generic", the name of an instruction set, or nothing for the best that the processor can run.  Libraries are
-  // looked for in the folder or, without one, beside the program.  Throws store::error for an unknown name, an
-  // instruction set that the processor lacks, a library that cannot be loaded, and a self-check without one.
+  // "generic", the name of an instruction set, or nothing for the best that the processor can run, or generic when its
+  // library is not there.  Libraries are looked for in the folder or, without one, beside the program.  Throws
+  // store::error for an unknown name, an instruction set that the processor lacks, a library that cannot be loaded, and
+  // a self-check without one.
   kernels(std::optional<std::string_view> choice, const std::filesystem::path &folder,
           const instrumentation &more = {});
 
@@ -48,7 +49,10 @@ public:
   // What is in force; the same as generic() when no library was loaded.
   const vorn_ctx &chosen() const { return context; }
   bool is_specialised() const;
-  std::string name() const;
+  std::string_view name() const; // as a user types it
+
+  // The library that was not there, so that the generic kernels are used; otherwise nothing.
+  const std::optional<std::string> &missing_library() const { return missing; }
 
   // Prints the rates that were kept, of the generic kernels and of those in force, on standard output.
   void print_rates() const;
@@ -61,11 +65,12 @@ private:
     void attach_to(vorn_ctx &ctx);
   };
 
-  void load(const instruction_set &isa);
+  bool load(const instruction_set &isa); // false when the library is not there
   void arm(const instrumentation &more);
 
   vorn_host::environment environment;
   vorn_ctx context;
+  std::optional<std::string> missing;
   vorn_ctx generic_context{};
   slot_rates chosen_rates;
   slot_rates generic_rates;

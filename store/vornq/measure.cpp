@@ -25,24 +25,24 @@ double median_milliseconds(uint32_t repetitions, Work work) {
 
 } // namespace
 
-answer measure(const kernels &library, const column_map &columns, const conjunction &conditions,
-               const reference &checker, uint32_t repetitions) {
+answer measure(const kernels &library, const column_map &columns, const condition &asked, const reference &checker,
+               uint32_t repetitions) {
   answer out{};
-  const query asked(conditions, columns);
+  const query bound(asked, columns);
   const auto run = [&](const vorn_ctx &ctx, std::string engine) {
     selection selected;
-    const double time = median_milliseconds(repetitions, [&] { asked.run(ctx, selected); });
+    const double time = median_milliseconds(repetitions, [&] { bound.run(ctx, selected); });
     out.measurements.push_back({std::move(engine), selected.count, time});
     return selected;
   };
   const selection generic = run(library.generic(), "generic");
-  out.selected = library.is_specialised() ? run(library.chosen(), library.name()) : generic;
+  out.selected = library.is_specialised() ? run(library.chosen(), std::string(library.name())) : generic;
   out.agree = out.selected == generic;
 
-  duckdb::statement counting = checker.counting(to_sql(conditions, columns));
+  duckdb::statement counting = checker.counting(asked.sql);
   uint64_t count = 0;
   const double time = median_milliseconds(repetitions, [&] { count = reference::count(counting); });
-  out.measurements.push_back({"DuckDB " + duckdb::version(), count, time});
+  out.measurements.push_back({"DuckDB", count, time});
   out.agree = out.agree && count == generic.count;
   return out;
 }

@@ -25,7 +25,7 @@ struct answer {
 };
 
 // Each engine runs `repetitions` times, after a first run that does not count unless it is the only one.
-answer measure(const kernels &library, const column_map &columns, const conjunction &conditions,
-               const reference &checker, uint32_t repetitions);
+answer measure(const kernels &library, const column_map &columns, const condition &asked, const reference &checker,
+               uint32_t repetitions);
 
 } // namespace store

@@ -7,9 +7,7 @@
 
 namespace store {
 
-namespace {
-
-std::string without_control_characters(std::string_view text) {
+std::string visible(std::string_view text) {
   std::string out;
   for (char c : text) {
     const auto byte = static_cast<unsigned char>(c);
@@ -23,22 +21,19 @@ std::string without_control_characters(std::string_view text) {
   return out;
 }
 
-// Characters of a text in UTF-8.
 size_t width_of(std::string_view text) {
   return static_cast<size_t>(
       std::count_if(text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xc0) != 0x80; }));
 }
 
-} // namespace
-
 std::string text_table(const std::vector<text_column> &columns, const std::vector<std::vector<std::string>> &rows) {
   std::vector<std::vector<std::string>> lines(1);
   for (const text_column &c : columns)
-    lines[0].push_back(without_control_characters(c.heading));
+    lines[0].push_back(visible(c.heading));
   for (const auto &row : rows) {
     auto &line = lines.emplace_back();
     for (const std::string &text : row)
-      line.push_back(without_control_characters(text));
+      line.push_back(visible(text));
   }
   std::vector<size_t> widths(columns.size());
   for (const auto &line : lines)

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace store {
@@ -10,6 +11,12 @@ struct text_column {
   std::string heading;
   bool to_the_right; // as numbers stand
 };
+
+// A text in which control characters, which would break its line, appear as escapes.
+std::string visible(std::string_view text);
+
+// Characters of a text in UTF-8.
+size_t width_of(std::string_view text);
 
 // Lines of the headings and the rows, which have a text for each column.  A control character, which would break its
 // line, appears as an escape.

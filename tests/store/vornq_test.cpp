@@ -11,6 +11,7 @@
 
 #include <fmt/format.h>
 
+#include "store/duckdb/connection.hpp"
 #include "store/vornq/kernels.hpp"
 #include "tests/store/scratch_folder.hpp"
 
@@ -21,16 +22,32 @@ using testing::Not;
 
 class vornq_test : public testing::Test {
 protected:
-  // Runs vornq and gives its exit status.
-  int run(const std::vector<std::string> &arguments) {
+  static std::string in_shell(const std::string &word) {
+    std::string quoted;
+    for (char c : word)
+      if (c == '\'')
+        quoted += "'\\''";
+      else
+        quoted += c;
+    return fmt::format("'{}'", quoted);
+  }
+
+  // Runs vornq, perhaps with its output to something else than `out`, and gives its exit status.
+  int run(const std::vector<std::string> &arguments) { return run(arguments, in_shell(folder.path("out"))); }
+  int run(const std::vector<std::string> &arguments, const std::string &to) {
     std::string command = VORNQ;
     for (const std::string &argument : arguments)
-      command += " '" + argument + "'";
-    command += " > '" + folder.path("out") + "' 2> '" + folder.path("err") + "'";
+      command.append(" ").append(in_shell(argument));
+    command.append(" >").append(to).append(" 2> ").append(in_shell(folder.path("err")));
     const int ended = std::system(command.c_str());
     out = folder.read("out");
     err = folder.read("err");
     return WIFEXITED(ended) ? WEXITSTATUS(ended) : -1;
+  }
+
+  // Writes a Parquet file.
+  static void make(const std::string &path, const std::string &sql) {
+    store::duckdb::connection().query(fmt::format("COPY ({}) TO {}", sql, store::duckdb::quoted_text(path)));
   }
 
   vorn_test::scratch_folder folder;
@@ -95,6 +112,102 @@ TEST_F(vornq_test, shows_selected_rows) {
   EXPECT_THAT(out, testing::EndsWith("\ntown\n0 of 0 rows\nthe rows agree\n"));
 }
 
+TEST_F(vornq_test, compares_as_sql_does) {
+  const std::string path = folder.path("numbers.parquet");
+  make(path, "SELECT 0.1::FLOAT AS f, 5::INTEGER AS it, -0.0::DOUBLE AS z, 'NULL' AS t, NULL::VARCHAR AS n");
+  const std::pair<const char *, int> counts[] = {{"f = 0.1", 1},      {"f = 1e-1", 0},     {"it > 4.5 and it < 5.5", 1},
+                                                 {"IT = '5.4'", 1},   {"z = 0", 1},        {"t = null", 0},
+                                                 {"t = 'NULL'", 1},   {"n is null", 1},    {"t = a or t = 'NULL'", 1},
+                                                 {"t not in (a)", 1}, {"n not in (a)", 0}, {"not n = a", 0},
+                                                 {"t like 'N_L%'", 1}};
+  for (const auto &[condition, count] : counts) {
+    ASSERT_EQ(run({path, "--where", condition}), 0) << condition << err;
+    EXPECT_THAT(out, testing::ContainsRegex(fmt::format("DuckDB +1 +{} ", count))) << condition;
+  }
+}
+
+TEST_F(vornq_test, takes_back_what_it_shows) {
+  const std::string path = folder.path("shown.parquet");
+  make(path, "SELECT * FROM (VALUES ('NULL', 'a', DATE '12345-01-01', -0.0::DOUBLE), (NULL, E'x\\ny', 'infinity', 1), "
+             "('', 'x\\ny', '0044-03-15 (BC)', 2)) t(s, c, d, z)");
+  ASSERT_EQ(run({path, "--select", "*"}), 0) << err;
+  EXPECT_THAT(out, HasSubstr("s       c        d                   z\n"
+                             "'NULL'  a        12345-01-01      -0.0\n"
+                             "NULL    E'x\\ny'  infinity          1.0\n"
+                             "''      x\\ny     0044-03-15 (BC)   2.0\n3 of 3 rows\n"));
+  for (const char *condition :
+       {"s = 'NULL' and c = a and d = 12345-01-01 and z = -0.0", "s is NULL and c = E'x\\ny' and d = infinity",
+        "s = '' and c = x\\ny and d = '0044-03-15 (BC)'"}) {
+    ASSERT_EQ(run({path, "--where", condition}), 0) << err;
+    EXPECT_THAT(out, testing::ContainsRegex("DuckDB +3 +1 ")) << condition;
+  }
+}
+
+TEST_F(vornq_test, writes_rows_for_programs) {
+  const std::string path = folder.path("rows.parquet");
+  make(path,
+       "SELECT * FROM (VALUES (1.50, 'a,\"b', TRUE, 'nan'::DOUBLE), (NULL, '', NULL, 1), (-2.25, NULL, FALSE, 2)) "
+       "t(\"the \"\"n\"\"\", s, b, r)");
+  ASSERT_EQ(run({path, "--select", "*", "--format", "csv"}), 0) << err;
+  EXPECT_EQ(out, "\"the \"\"n\"\"\",s,b,r\n1.50,\"a,\"\"b\",true,nan\n,\"\",,1.0\n-2.25,,false,2.0\n");
+  ASSERT_EQ(run({path, "--select", "s,b", "--format", "json", "--where", "b or_not"}), 2);
+  ASSERT_EQ(run({path, "--select", "*", "--format", "json", "--where", "b = true"}), 0) << err;
+  EXPECT_EQ(out, "[{\"the \\\"n\\\"\":1.50,\"s\":\"a,\\\"b\",\"b\":true,\"r\":\"nan\"}]\n");
+  ASSERT_EQ(run({path, "--select", "s,b", "--format", "jsonl", "--limit", "2"}), 0) << err;
+  EXPECT_EQ(out, "{\"s\":\"a,\\\"b\",\"b\":true}\n{\"s\":\"\",\"b\":null}\n");
+  ASSERT_EQ(run({path, "--select", "s", "--format", "json", "--where", "r > nan"}), 0) << err;
+  EXPECT_EQ(out, "[]\n");
+}
+
+TEST_F(vornq_test, lists_what_it_does_not_store) {
+  const std::string path = folder.path("nested.parquet");
+  make(path, "SELECT [1, 2] AS l, repeat('x', 70000) AS long, 5 AS \"a\nb\", uuid() AS u, TIME '10:30' AS at");
+  ASSERT_EQ(run({path}), 0) << err;
+  EXPECT_THAT(out, testing::ContainsRegex("l +INTEGER\\[\\] +not stored +the store does not encode"));
+  EXPECT_THAT(out, testing::ContainsRegex("long +VARCHAR +not stored +column 'long' has a value of 70000 bytes"));
+  EXPECT_THAT(out, testing::ContainsRegex("\na\\\\nb +INTEGER +dict"));
+  EXPECT_THAT(out, testing::ContainsRegex("u +UUID +dict +1 .*\nat +TIME +dict +1 "));
+  EXPECT_EQ(run({path, "--where", "long = x"}), 2);
+}
+
+TEST_F(vornq_test, takes_the_names_of_files_literally) {
+  const std::string star = folder.path("p*.parquet");
+  const std::string two = folder.path("p2.parquet");
+  make(two, "SELECT 2 AS n");
+  make(folder.path("x.parquet"), "SELECT 1 AS n");
+  std::filesystem::rename(folder.path("x.parquet"), star);
+  ASSERT_EQ(run({star, "--select", "n", "--format", "csv"}), 0) << err;
+  EXPECT_EQ(out, "n\n1\n");
+  ASSERT_EQ(run({two, star, "--select", "n", "--format", "csv", "--where", "n > 0"}), 0) << err;
+  EXPECT_EQ(out, "n\n2\n1\n");
+}
+
+TEST_F(vornq_test, ends_with_status_2_when_it_cannot_write) {
+  for (const std::vector<std::string> &arguments : {std::vector<std::string>{table},
+                                                    {"--help"},
+                                                    {"--version"},
+                                                    {table, "--where", "people > 100", "--stats"},
+                                                    {table, "--select", "*", "--format", "csv"},
+                                                    {table, "--select", "*"}})
+    for (const char *to : {"/dev/full", "&-"}) {
+      SCOPED_TRACE(fmt::format("{} {}", arguments.back(), to));
+      EXPECT_EQ(run(arguments, to), 2);
+      EXPECT_THAT(err, testing::StartsWith("vornq: cannot write to standard output"));
+      EXPECT_EQ(std::count(err.begin(), err.end(), '\n'), 1) << err;
+    }
+}
+
+TEST_F(vornq_test, ends_with_what_was_gained) {
+  const std::string path = folder.path("gain.parquet");
+  make(path, "SELECT i % 10 AS n FROM range(100000) t(i)");
+  ASSERT_EQ(run({path, "--where", "n = 5", "--where", "n < 3", "--summary"}), 0) << err;
+  EXPECT_THAT(out, testing::ContainsRegex("\nsummary\n100,000 rows in 1 column, [0-9,]+ bytes as stored\n"
+                                          "[0-9,]+ bytes in the file, [0-9.]+ times as many\n"
+                                          "800,000 bytes plain, [0-9.]+ times as many\n"
+                                          "2 of 2 answers are equal to DuckDB's\n"));
+  EXPECT_THAT(out, testing::ContainsRegex("\nn < 3 +30,000( +[0-9.]+){3,5}\n$"));
+}
+
 TEST_F(vornq_test, prints_what_the_library_tells) {
   ASSERT_EQ(run({table, "--where", "people > 120", "--trace"}), 0) << err;
   EXPECT_THAT(err, HasSubstr("vorn_gt_dict_2bit_null force_generic: 1"));
@@ -105,6 +218,10 @@ TEST_F(vornq_test, prints_what_the_library_tells) {
   EXPECT_EQ(err, "");
   EXPECT_THAT(out, testing::ContainsRegex("rates of generic\nvorn_gt_dict_2bit_null +Call Freq: 10\t"));
   EXPECT_EQ(std::count(out.begin(), out.end(), '\t'), 1) << "slots that were not called are left out";
+
+  ASSERT_EQ(run({table, "--where", "people = 120 or people is null", "--isa", "generic", "--stats"}), 0) << err;
+  EXPECT_THAT(out, testing::ContainsRegex("rates of generic\nvorn_set_dict_2bit +Call Freq: 10\t"));
+  EXPECT_EQ(std::count(out.begin(), out.end(), '\t'), 1) << "alternatives of one column are one set";
 
   EXPECT_EQ(run({table, "--where", "people > 100", "--isa", "generic", "--self-check"}), 2);
   EXPECT_EQ(err, "vornq: there is nothing to check the generic kernels against; a self-check needs a specialised "
@@ -119,7 +236,7 @@ TEST_F(vornq_test, runs_the_instruction_set_that_it_is_told) {
     const int status = run({table, "--where", "people > 100", "--isa", std::string(isa.name)});
     if (store::processor_runs(isa)) {
       EXPECT_EQ(status, 0) << err;
-      EXPECT_THAT(out, HasSubstr("kernels in force: " + std::string(isa.library)));
+      EXPECT_THAT(out, HasSubstr("kernels in force: " + std::string(isa.name)));
     } else {
       EXPECT_EQ(status, 2);
       EXPECT_EQ(err, "vornq: this processor cannot run " + std::string(isa.name) + "\n");
@@ -130,7 +247,8 @@ TEST_F(vornq_test, runs_the_instruction_set_that_it_is_told) {
 TEST_F(vornq_test, ends_with_one_line_and_status_2_when_it_cannot_do_what_it_was_asked) {
   const std::string broken = folder.write("broken.parquet", "not a table");
   const std::string other = folder.write("towns.txt", "town\nAdorf\n");
-  const std::string times = folder.write("times.csv", "at\n10:30:00\n");
+  const std::string lists = folder.path("lists.parquet");
+  make(lists, "SELECT [1] AS l");
   const std::string lengths = folder.write("lengths.csv", "short,long\na,nine char\nab,nine char\n");
   struct bad_call {
     std::vector<std::string> arguments;
@@ -146,7 +264,7 @@ TEST_F(vornq_test, ends_with_one_line_and_status_2_when_it_cannot_do_what_it_was
       {{broken}, "broken.parquet"},
       {{table, "--where", "city = Adorf"}, "no column 'city'; the columns are town, people, price"},
       {{table, "--where", "town == Adorf"}, "unknown operator '=='"},
-      {{table, "--where", "town LIKE Adorf"}, "no operator"},
+      {{table, "--where", "town Adorf"}, "no operator"},
       {{table, "--where", "town ="}, "no value"},
       {{table, "--where", "people in [1, 2, 3]"}, "an interval of 3 bounds"},
       {{table, "--where", "people in (1, few)"}, "cannot read 'few' as a value of type integer"},
@@ -154,19 +272,23 @@ TEST_F(vornq_test, ends_with_one_line_and_status_2_when_it_cannot_do_what_it_was
       {{table, "--encode", "town"}, "'town' is not of the form column=encoding"},
       {{table, "--encode", "town=zip"}, "unknown encoding 'zip'"},
       {{table, "--encode", "city=dict"}, "no column 'city'"},
-      {{table, "--encode", "town=fixed"}, "column 'town' is of type text, which fixed does not store"},
+      {{table, "--encode", "town=fixed"}, "column 'town' is of type VARCHAR, which fixed does not store"},
       {{table, "--encode", "people=dynp"}, "column 'people' has NULLs, which dynp does not store"},
       {{table, "--where", "people > many"}, "cannot read 'many' as a value of type integer"},
-      {{table, "--where", "price > 1,5"}, "cannot read '1,5' as a value of type real"},
-      {{times, "--where", "at > 10:00:00"}, "column 'at' has type TIME, which the store does not encode"},
+      {{table, "--where", "price > 1,5"}, "unexpected ',' at character 10"},
+      {{lists, "--where", "l = 1"}, "column 'l' has type INTEGER[], which the store does not encode"},
       {{table, "--select", "town,city"}, "no column 'city'; the columns are town, people, price"},
-      {{table, "--select", "town,"}, "a column without a name in 'town,'"},
+      {{table, "--select", "town,"}, "a column without a name at character 6 of 'town,'"},
       {{table, "--select", "\"town"}, "a quote is not closed"},
       {{table, "--select", "\"town\" people"}, "unexpected 'people'"},
       {{table, "--select", "town", "--where", "people = 1", "--where", "people = 2"},
        "--select shows the rows of one --where; 2 are given"},
       {{table, "--limit", "5"}, "--limit requires --select"},
-      {{table, "--select", "town", "--limit", "-1"}, "--limit"},
+      {{table, "--select", "town", "--limit", "-1"}, "--limit takes a number of rows, not '-1'"},
+      {{table, "--select", "town", "--format", "xml"}, "unknown format 'xml'"},
+      {{table, "--select", "town", "--format", "csv", "--columns"}, "rows are all that is printed"},
+      {{table, other}, "neither a .parquet nor a .csv file"},
+      {{table, lengths}, "lengths.csv are not those of"},
       {{table, "--encode", "town=prefix+qpak"}, "prefix is not stored with +qpak"},
       {{table, "--encode", "people=prefix"}, "column 'people' has NULLs, which prefix does not store"},
       {{lengths, "--encode", "short=prefix"}, "column 'short' has texts of 1 and of 2 bytes; prefix stores one length"},
@@ -196,14 +318,20 @@ protected:
 };
 
 TEST_F(vornq_library_test, reports_a_missing_library) {
-  for (const std::vector<std::string> &choice : {std::vector<std::string>{}, {"--isa", "sse42"}}) {
-    std::vector<std::string> arguments = {table, "--where", "people > 100", "--libraries", folder.path()};
-    arguments.insert(arguments.end(), choice.begin(), choice.end());
-    EXPECT_EQ(run(arguments), 2);
-    EXPECT_EQ(out, "");
-    EXPECT_THAT(err, testing::StartsWith("vornq: cannot load svxl"));
-    EXPECT_EQ(std::count(err.begin(), err.end(), '\n'), 1) << err;
-  }
+  EXPECT_EQ(run({table, "--where", "people > 100", "--libraries", folder.path(), "--isa", "sse42"}), 2);
+  EXPECT_EQ(out, "");
+  EXPECT_THAT(err, testing::StartsWith("vornq: cannot load svxlsse4219"));
+  EXPECT_EQ(std::count(err.begin(), err.end(), '\n'), 1) << err;
+
+  EXPECT_EQ(run({table, "--where", "people > 100", "--libraries", folder.path()}), 0);
+  EXPECT_THAT(out, HasSubstr("kernels in force: generic"));
+  EXPECT_THAT(err,
+              testing::MatchesRegex("vornq: the library svxl[a-z0-9]* is not there; the generic kernels are used\n"));
+
+  // A library that is there and broken is no reason to go on.
+  for (const store::instruction_set &isa : store::instruction_sets())
+    folder.write(std::string(isa.library) + ".so", "no library");
+  EXPECT_EQ(run({table, "--where", "people > 100", "--libraries", folder.path()}), 2);
 }
 
 TEST_F(vornq_library_test, ends_with_status_1_when_answers_differ) {

@@ -32,7 +32,7 @@ std::vector<row> ascending_rows(bool nulls) {
 
 column stored(const std::vector<row> &rows, encoding form) {
   column out;
-  out.kind = value_kind::integer;
+  out.type.kind = value_kind::integer;
   if (form == encoding::fixed || form == encoding::dynp) {
     std::vector<int64_t> keys;
     for (const row &r : rows)
@@ -94,7 +94,11 @@ TEST_P(zone_test, calls_the_library_for_mixed_batches_alone) {
                                    : name == "between" ? fmt::format("n in ({}, 200]", border)
                                                        : fmt::format("n {} {}", name, border);
           SCOPED_TRACE(fmt::format("{} as {}{}", text, encoding_name(form), nulls ? " with NULLs" : ""));
-          const ordinal_test test = to_ordinals(parse_conditions(text).front(), on);
+          const std::vector<column_info> columns = {{"n", "BIGINT", type_of("BIGINT")}};
+          const auto tests = to_ordinals(parse_condition(text, columns).root.asked, false, on);
+          if (tests.size() > 1)
+            continue; // a list over keys
+          const ordinal_test &test = tests.front();
           for (const selection *among : {static_cast<const selection *>(nullptr), &std::as_const(odd_rows)}) {
             std::fill(calls.begin(), calls.end(), 0);
             selection out;
@@ -112,11 +116,10 @@ TEST_P(zone_test, calls_the_library_for_mixed_batches_alone) {
               EXPECT_EQ(wrong, 0U) << "rows of batch " << b;
               mixed += matches != 0 && matches != on.batches[b].rows ? 1 : 0;
             }
-            const bool by_member = std::holds_alternative<ordinal_set>(test) && !on.is_dictionary();
             uint32_t called = 0;
             for (uint32_t slot = 0; slot < VORN_DISPATCH_SLOTS; ++slot)
               called += slot % 32 == VORN_OPC_BURST ? 0 : calls[slot]; // a scan of runs has a burst in it
-            EXPECT_EQ(called, mixed * (by_member ? std::get<ordinal_set>(test).members.size() : 1));
+            EXPECT_EQ(called, mixed);
             settled += static_cast<uint32_t>(on.batches.size()) - mixed;
           }
         }

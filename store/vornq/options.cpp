@@ -1,0 +1,97 @@
+#include "store/vornq/options.hpp"
+
+#include <charconv>
+#include <limits>
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include "store/error.hpp"
+
+namespace store {
+
+namespace {
+
+constexpr uint64_t shown_without_limit = 20; // rows of a table
+
+uint64_t parse_limit(const std::string &text) {
+  uint64_t limit = 0;
+  const auto [end, failure] = std::from_chars(text.data(), text.data() + text.size(), limit);
+  if (failure != std::errc{} || end != text.data() + text.size())
+    throw error(fmt::format("--limit takes a number of rows, not '{}'", shortened(text)));
+  return limit;
+}
+
+} // namespace
+
+std::optional<options> read_options(int argc, char **argv) {
+  options out;
+  std::string format = "table";
+  std::optional<std::string> limit;
+  CLI::App app("Counts, and shows, the rows of a table that satisfy a condition, on its compressed columns.", "vornq");
+  auto *version = app.set_version_flag("--version", "vornq " VORN_VERSION);
+  app.add_option("file", out.files, "A .parquet or .csv file, or several with the same columns as one table")
+      ->required();
+  app.add_option("--where", out.conditions,
+                 "A condition; can be given several times.  It is one of\n"
+                 "  column = value             or one of <> != < <= > >=\n"
+                 "  column between low and high\n"
+                 "  column between [low, high) a square bracket includes its bound, a round one does not\n"
+                 "  column in [low, high)      the same, but two round brackets hold a list:\n"
+                 "  column in (value, ...)\n"
+                 "  column like pattern        % is any text, _ any character\n"
+                 "  column is null\n"
+                 "with \"not\" before the word, or several of these with \"and\", \"or\", \"not\" and brackets.\n"
+                 "Put a value of several words in single quotes, a column in double ones where its name needs it;\n"
+                 "E'...' takes \\n and \\xHH.  A number without quotes means what it does in SQL")
+      ->type_name("CONDITION")
+      ->allow_extra_args(false);
+  auto *select = app.add_option("--select", out.selected_columns,
+                                "Show these columns of the rows that the condition selects, of all rows without one;\n"
+                                "* is all columns")
+                     ->type_name("COLUMN,...");
+  app.add_option("--limit", limit,
+                 "How many of the selected rows to show; all of them are checked; 20 in a table, otherwise all")
+      ->type_name("ROWS")
+      ->needs(select);
+  app.add_option("--format", format, "How to show them: table, csv, json or jsonl; the last three print nothing else")
+      ->type_name("FORMAT")
+      ->capture_default_str()
+      ->needs(select);
+  app.add_option("--encode", out.encodings,
+                 "How to store a column: dict, rle, fixed or dynp, with +qpak to compress the stream in blocks, or\n"
+                 "prefix, which holds values of one short length and no condition can be put to; otherwise dict, or\n"
+                 "rle where equal values follow each other; can be given several times")
+      ->type_name("COLUMN=ENCODING")
+      ->allow_extra_args(false);
+  app.add_flag("--columns", out.list_columns,
+               "List the columns with their encoded sizes; so does a call without a condition");
+  app.add_flag("--summary", out.summary,
+               "End with the sizes of the columns as stored, in the files and plain, and the times of all conditions");
+  app.add_option("--isa", out.isa,
+                 "The kernels to use: generic, sse42, avx, avx2 or avx512; otherwise the best for this processor")
+      ->type_name("NAME");
+  app.add_option("--libraries", out.library_folder,
+                 "The folder of the specialised libraries; otherwise that of this program")
+      ->type_name("FOLDER");
+  app.add_flag("--self-check", out.more.self_check,
+               "Run every specialised kernel against the generic one; ends with status 1 when they differ");
+  app.add_flag("--trace", out.more.trace, "Print the library's trace lines on standard error");
+  app.add_flag("--stats", out.more.rates,
+               "Time every call of the library and print the mean rates at the end; a rate is inf or nan when a call\n"
+               "took less than the microsecond of the clock");
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::Success &) {
+    fmt::print("{}", version->count() != 0 ? "vornq " VORN_VERSION "\n" : app.help());
+    return std::nullopt;
+  }
+  out.format = parse_row_format(format);
+  const bool as_table = out.format == row_format::table;
+  out.limit = limit ? parse_limit(*limit) : as_table ? shown_without_limit : std::numeric_limits<uint64_t>::max();
+  if (!as_table && (out.list_columns || out.summary || out.more.rates))
+    throw error(fmt::format("with --format {} rows are all that is printed", format));
+  return out;
+}
+
+} // namespace store

@@ -1,0 +1,33 @@
+// What a user of vornq asks for.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "store/vornq/kernels.hpp"
+#include "store/vornq/row_writer.hpp"
+
+namespace store {
+
+struct options {
+  std::vector<std::filesystem::path> files;
+  std::vector<std::string> conditions;
+  std::optional<std::string> selected_columns;
+  row_format format = row_format::table;
+  uint64_t limit = 0;
+  std::vector<std::string> encodings;
+  std::optional<std::string> isa;
+  std::string library_folder;
+  bool list_columns = false;
+  bool summary = false;
+  instrumentation more;
+};
+
+// Nothing when the arguments ask for help or the version, which are then printed.  Throws store::error, or what the
+// reader of the arguments throws.
+std::optional<options> read_options(int argc, char **argv);
+
+} // namespace store

@@ -1,0 +1,127 @@
+#include "store/vornq/report.hpp"
+
+#include <algorithm>
+#include <vector>
+
+#include <fmt/format.h>
+
+#include "store/error.hpp"
+#include "store/vornq/text_table.hpp"
+
+namespace store {
+
+namespace {
+
+std::string ratio(double dividend, double divisor) {
+  return divisor == 0 ? "" : fmt::format("{:.1f}", dividend / divisor);
+}
+std::string ratio(uint64_t dividend, uint64_t divisor) {
+  return ratio(static_cast<double>(dividend), static_cast<double>(divisor));
+}
+
+struct sizes {
+  uint64_t encoded = 0;
+  uint64_t plain = 0;
+};
+
+sizes sizes_of(const column_map &loaded) {
+  sizes out;
+  for (const auto &[name, c] : loaded) {
+    out.encoded += c.encoded_bytes();
+    out.plain += c.plain_bytes;
+  }
+  return out;
+}
+
+} // namespace
+
+std::string grouped(uint64_t number) {
+  std::string digits = std::to_string(number);
+  for (size_t end = digits.size(); end > 3; end -= 3)
+    digits.insert(end - 3, 1, ',');
+  return digits;
+}
+
+void print_columns(const table_file &file, const column_map &loaded,
+                   const std::map<std::string, std::string> &reasons) {
+  std::vector<std::vector<std::string>> lines;
+  for (const column_info &info : file.columns()) {
+    auto &line = lines.emplace_back(std::vector<std::string>{shortened(info.name), shortened(info.sql_type)});
+    const auto found = loaded.find(info.name);
+    if (found == loaded.end()) {
+      const auto reason = reasons.find(info.name);
+      line.insert(line.end(), {"not stored", "", "", "", "", "", "",
+                               reason != reasons.end() ? reason->second : "the store does not encode this type"});
+      continue;
+    }
+    const column &c = found->second;
+    const auto *entries = std::get_if<dictionary>(&c.values);
+    line.insert(line.end(),
+                {fmt::format("{}{}", encoding_name(c.form), c.compressed ? "+qpak" : ""),
+                 entries ? grouped(entries->size()) : "-", c.has_nulls() ? "yes" : "no", std::to_string(c.width),
+                 grouped(c.encoded_bytes()), grouped(c.plain_bytes), ratio(c.plain_bytes, c.encoded_bytes()), ""});
+  }
+  const sizes all = sizes_of(loaded);
+  lines.push_back(
+      {"total", "", "", "", "", "", grouped(all.encoded), grouped(all.plain), ratio(all.plain, all.encoded), ""});
+  fmt::print("{} rows\n{}", grouped(file.rows()),
+             text_table({{"column", false},
+                         {"type", false},
+                         {"encoding", false},
+                         {"distinct", true},
+                         {"NULLs", true},
+                         {"width", true},
+                         {"encoded bytes", true},
+                         {"plain bytes", true},
+                         {"ratio", true},
+                         {"", false}},
+                        lines));
+}
+
+void print_answer(const std::string &condition, uint64_t rows, const answer &a) {
+  std::vector<std::vector<std::string>> lines;
+  for (const measurement &m : a.measurements)
+    lines.push_back({m.engine, grouped(rows), grouped(m.matches), fmt::format("{:.3f}", m.milliseconds),
+                     fmt::format("{:.1f}", static_cast<double>(rows) / m.milliseconds / 1e3)});
+  fmt::print("\n{}\n{}{}\n", visible(condition),
+             text_table({{"engine", false}, {"rows", true}, {"matches", true}, {"ms", true}, {"Mrows/s", true}}, lines),
+             a.agree ? "the counts agree" : "the counts DISAGREE");
+}
+
+void print_summary(const table_file &file, const column_map &loaded, std::span<const answered> answers) {
+  const sizes all = sizes_of(loaded);
+  fmt::print("\nsummary\n{} rows in {} column{}, {} bytes as stored\n", grouped(file.rows()), loaded.size(),
+             loaded.size() == 1 ? "" : "s", grouped(all.encoded));
+  std::vector<std::string> names;
+  for (const auto &[name, c] : loaded)
+    names.push_back(name);
+  if (const auto in_file = file.compressed_bytes(names))
+    fmt::print("{} bytes in the file, {} times as many\n", grouped(*in_file), ratio(*in_file, all.encoded));
+  fmt::print("{} bytes plain, {} times as many\n", grouped(all.plain), ratio(all.plain, all.encoded));
+  if (answers.empty())
+    return;
+  const auto equal = std::count_if(answers.begin(), answers.end(), [](const answered &a) { return a.given.agree; });
+  fmt::print("{} of {} answers are equal to DuckDB's\n\n", equal, answers.size());
+  // The generic kernels come first, those in force before DuckDB.
+  const auto &engines = answers.front().given.measurements;
+  const size_t in_force = engines.size() - 2;
+  std::vector<text_column> headings = {{"condition", false}, {"matches", true}};
+  for (const measurement &m : engines)
+    headings.push_back({m.engine + ", ms", true});
+  for (size_t i = 0; i < engines.size(); ++i)
+    if (i != in_force)
+      headings.push_back({fmt::format("{} / {}", engines[i].engine, engines[in_force].engine), true});
+  std::vector<std::vector<std::string>> lines;
+  for (const answered &a : answers) {
+    const auto &measured = a.given.measurements;
+    auto &line = lines.emplace_back(std::vector<std::string>{shortened(a.condition), grouped(measured.back().matches)});
+    for (const measurement &m : measured)
+      line.push_back(fmt::format("{:.3f}", m.milliseconds));
+    for (size_t i = 0; i < measured.size(); ++i)
+      if (i != in_force)
+        line.push_back(ratio(measured[i].milliseconds, measured[in_force].milliseconds));
+  }
+  fmt::print("{}", text_table(headings, lines));
+}
+
+} // namespace store
