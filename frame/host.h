@@ -44,6 +44,23 @@ struct host_env {
 VORN_API void host_raise_internal_error(void *env, void *error_arg, const char *message, uint32_t nvalues, ...);
 VORN_API void host_soft_internal_error(void *env, void *error_arg, const char *message, uint32_t nvalues, ...);
 
+/*
+ * The trace.  A context with a vorn_ctx_trace of 0 traces nothing and asks nothing.  With another one the library asks
+ * before each of its trace points, which are of the component 0x12050004 and of level 2, the kernel, 3, the call, or 4,
+ * its time:
+ *
+ *   without a control block   host_trace_eval_flags, with a null block, unless vorn_ctx_trace is all ones.  0x4 in its
+ *                             flags: host_trace_write.
+ *   with an active one        host_trace_eval_flags.  Where vorn_ctx_trace is all ones, instead: if bit 0x10 of
+ *                             trace_events[0] and bit 0x1 of the three words after it are set, host_trace_check_event
+ *                             for the event 0x1160001, and if that is armed, host_trace_eval_event.  0x2 or 0x4 in the
+ *                             flags: host_trace_record, but with bit 62 only if host_trace_eval_filters agrees.
+ *   with one not active       nothing.
+ *
+ * The flags are given as 0x400, to which a host adds its own.  A call is timed, which is what vorn_ctx_call_counts and
+ * vorn_ctx_rates need too, when at its start a control block lets level 4 through.
+ */
+
 /* The trace flags of a level, for a control word of the context and for an armed event. */
 VORN_API uint64_t host_trace_eval_flags(struct host_trace_ctl *ctl, uint32_t component, uint32_t level, uint64_t flags,
                                         uint64_t trace_word);
@@ -66,8 +83,16 @@ VORN_API void host_trace_write(void *env, const char *format, uint32_t nvalues, 
 /* Microseconds. */
 VORN_API uint64_t host_clock_time64(void);
 
-/* Capability of the processor.  Returns 0 and fills the answer, at least 12 bytes: the 32-bit word at byte 0 is 0 and
- * the one at byte 8 is 1 when the capability is present. */
+/*
+ * Capability of the processor.  Returns 0 and fills the answer, at least 12 bytes: the 32-bit word at byte 0 is 0 and
+ * the one at byte 8 is 1 when the capability is present.  Each code vouches for all that a library uses, those of the
+ * lines above it included, and for an operating system that saves the registers (OSXSAVE, and the bits of XCR0):
+ *
+ *   258  svxlsse4219    SSE3, SSSE3, SSE4.1, SSE4.2, POPCNT, CMPXCHG16B, LAHF
+ *   259  svxlavx19      AVX; XCR0 bits 1 and 2
+ *   267  svxlavx219     AVX2, BMI1, BMI2, F16C, FMA, LZCNT, MOVBE
+ *   269  svxlavx51219   AVX-512 F, BW, CD, DQ, VL; XCR0 bits 5, 6 and 7
+ */
 VORN_API uint32_t cpucap_query(uint32_t code, void *answer);
 
 /* Nonzero on success, with a handle; the address of a symbol or null. */

@@ -16,6 +16,7 @@
  *     results        result codes of entry points and kernels
  *     codes          opcodes and encodings
  *     flags          flag bits of the records
+ *     forms          stored forms, byte by byte
  *     records        vectors, encodings, contexts, iterators, the implementation in force
  *     data           exported tables
  *     start_up       start-up, loading, queries, names
@@ -31,25 +32,24 @@
  *  2. Bit vectors are arrays of 64-bit words in the processor's order.  Row r is bit r & 63, counted from the least
  *     significant bit, of word r >> 6.  A vector of n rows takes (n + 63) >> 6 words.  In a result every bit from n
  *     to the end of the last word is zero.  Filters and masks may hold stray bits there.
- *  3. Stored data is big-endian: packed codes, fixed values, cumulative arrays.  Records, bit vectors and dictionary
- *     code constants are in the processor's order (little-endian).
- *  4. Packed codes of width w are one bit string: code i occupies the bits i * w to i * w + w - 1, where bit 0 is the
- *     most significant bit of byte 0.  A stream holds fewer than 2^32 bits.  It should be readable beyond its last
- *     code: 8 bytes at the widths 5 and 7, otherwise 3 bytes up to width 6, 2 at 9 to 15, 1 at 17 to 20 and 24, none
- *     at 8, 16, 32 and 64.  The generic kernels read nothing past the last code; specialised ones may use the slack.
- *  5. A cumulative length array (CLA) of n items is n + 1 unsigned 32-bit big-endian numbers: entry 0 is 0 and entry
- *     i + 1 is entry i plus the length of item i.
- *  6. Results.  Entry points and kernels return one of the VORN_RESULT codes.  A wrong call is reported through
+ *  3. Stored data is big-endian: packed codes, fixed values, cumulative arrays.  Records, bit vectors, dictionary code
+ *     constants and unpacked codes are in the processor's order (little-endian).
+ *  4. Slack.  A stream should be readable beyond its last code or value, compressed or not.  Packed codes: 8 bytes at
+ *     the widths 5 and 7, otherwise 3 bytes up to width 6, 2 at 9 to 15, 1 at 17 to 20 and 24, none at 8, 16, 32
+ *     and 64.  Fixed values: 1 byte at width 24, 3, 2 and 1 at 40, 48 and 56, none at the others.  Dynamic-packed
+ *     values, length codes and run lengths: none.  The generic kernels read nothing past the end; specialised ones may
+ *     use the slack.
+ *  5. Results.  Entry points and kernels return one of the VORN_RESULT codes.  A wrong call is reported through
  *     host_raise_internal_error of the host (frame/host.h); if the reporter returns, the call goes on with its next
  *     step.  A limit that only a builder or a kernel can see is a fatal assertion.
- *  7. Unwinding.  A reporter may throw or jump: no entry point holds a resource when it reports, but for the scratch
+ *  6. Unwinding.  A reporter may throw or jump: no entry point holds a resource when it reports, but for the scratch
  *     vector of a self-check that failed, which the host takes back with the scratch of the call.
- *  8. Threads.  vorn_nfy comes before all other calls.  After it any number of threads may call, each with its own
+ *  7. Threads.  vorn_nfy comes before all other calls.  After it any number of threads may call, each with its own
  *     result and vorn_aux.  One thread at a time makes the first call on a block-compressed vector, and one thread
  *     at a time scans a given run-length encoding context.
- *  9. Alignment.  Addresses are checked against the alignment words of vorn_global_ctx in force at the call.
- *  10. Names.  A field repeats the name of its record.  A name in _dydi is the generic implementation of a slot of
- *      vorn_global_ctx.
+ *  8. Alignment.  Addresses are checked against the alignment words of vorn_global_ctx in force at the call.
+ *  9. Names.  A field repeats the name of its record.  A name in _dydi is the generic implementation of a slot of
+ *     vorn_global_ctx.
  */
 #ifndef VORN_H
 #define VORN_H
@@ -120,7 +120,15 @@ enum {
 /** Bits 5 and 6 of a dispatch index, bits 0 and 1 of an encoding type code. */
 enum { VORN_ENC_FIXED = 0, VORN_ENC_DICT = 1, VORN_ENC_DYNP = 2, VORN_ENC_RLE = 3 };
 
-/** Slots of the dispatch table. */
+/** Slots of the dispatch table.  An entry point calls the slot of its operation and encoding without a test, and a call
+ * through an empty one ends the process.  A host that is not sure asks first:
+ *
+ *     uint32_t index = (enc.vorn_enc_ctx_type & 0xff) << 5 | VORN_OPC_SET;
+ *     if (vorn_global_ctx.vorn_global_ctx_dispatch[index].binary != NULL)
+ *
+ * Filled are: the ten comparisons for every width of the three builders, with VORN_NULLS or VORN_TZ too; set, decode
+ * and unpack for the dictionary widths but 64, without VORN_NULLS; symbol decode for the widths 8, 16 and 32, without
+ * VORN_NULLS; the burst of every run-length context, by vorn_enc_ctx_minor_type in place of the type. */
 enum { VORN_DISPATCH_SLOTS = 8192 };
 
 /** @} */
@@ -213,6 +221,72 @@ enum { VORN_TT_ROW = 0x2, VORN_TT_CLA = 0x8, VORN_TT_DLP = 0x10, VORN_TT_LP = 0x
 enum { VORN_NFY_LOAD = 3 };
 
 /** @} */
+
+/**
+ * @defgroup forms Stored forms
+ *
+ * What a host stores of a column, with the bytes of an example in hexadecimal.
+ *
+ * Packed codes (vorn_build_encoding_type_dict).  The codes of w bits are one bit string: code i takes the bits i * w to
+ * i * w + w - 1, where bit 0 is the most significant bit of byte 0.  A stream holds fewer than 2^32 bits.
+ *
+ *     codes 0 1 2 3 4 5 6 7, width 3        05 39 77
+ *     codes 0xabc 0x123, width 12           ab c1 23
+ *
+ * Cumulative length array (CLA) of n items.  n + 1 numbers of 32 bits: entry 0 is 0, and entry i + 1 is entry i plus
+ * the length of item i.  vorn_build_cla_1_ub1 and vorn_build_cla_1_ub2 make one.
+ *
+ * Dictionary.  The symbols back to back, that of code 0 first.  With VORN_DICT_ONE_LENGTH dict_lens is their one
+ * length, a 16-bit number; with VORN_DICT_CLA dict_cla is a CLA of their lengths.  A symbol of length 0 decodes to
+ * NULL; it is code 0 where VORN_NULLS is used.  Symbols are shorter than 2^16 bytes.
+ *
+ *     ATL ORD DFW, one length               41 54 4c 4f 52 44 44 46 57; length 00 03
+ *     NULL ATL Paris, CLA                   41 54 4c 50 61 72 69 73; CLA 00000000 00000000 00000003 00000008
+ *
+ * Runs (vorn_add_encoding_type_rle).  Packed codes, one per run, with the lengths of the runs in rows, 8 or 16 bits
+ * each.  A CLA of these lengths is optional.  vorn_cv_nrows counts rows, vorn_enc_ctx_rle_nruns runs.
+ *
+ *     2 rows of code 3, 300 of 10, 1 of 1, width 4
+ *                                           3a 10; lengths of 16 bits 00 02 01 2c 00 01;
+ *                                           CLA 00000000 00000002 0000012e 0000012f
+ *
+ * Fixed values (vorn_build_encoding_type_fixed).  Width / 8 bytes a row, compared as unsigned numbers: a host that
+ * stores signed ones flips the sign bit.  The widths fall into classes, whose kernels serve them: 8; 16; 24 and 32; 40
+ * to 64.
+ *
+ *     1 0x10203, width 24                   00 00 01 01 02 03
+ *
+ * Dynamic-packed values (vorn_build_encoding_type_dynp).  A value of 2, 4 or 8 bytes, the class of 16, 32 or 64 bits,
+ * without its last bytes as far as these are zero; of 0 one byte remains.  The next value follows at once.  Every row
+ * has a length code in vorn_cv_lens, the number of its stored bytes less 1, in 1, 2 or 4 bits by the class, packed like
+ * dictionary codes of that width.  Zeros that are stored nevertheless change no answer without VORN_TZ.
+ *
+ *     0x12000000 0x12340000 0 0x12345678, class 32
+ *                                           12 12 34 00 12 34 56 78; length codes 0 1 0 3: 13
+ *
+ * Second key (VORN_TZ, for the classes 16, 32 and 64; the class 8 has none).  Rows are compared by value and, where
+ * these are equal, by length code, so that zero-padded byte strings sort as strings.  Dynamic-packed values have their
+ * length codes already; they then keep the zero bytes that belong to the string.  Fixed values get vorn_cv_lens in the
+ * same form, where a code may be any number of its 1, 2 or 4 bits, or with VORN_UNIFORM_LENS one byte that is the code
+ * of all rows.
+ *
+ *     "ab" "ab\0" "abc", fixed, width 32    61 62 00 00 61 62 00 00 61 62 63 00; length codes 1 2 2: 68
+ *     the same, dynamic-packed, class 32    61 62 61 62 00 61 62 63; length codes 1 2 2: 68
+ *
+ * Prefix groups (vorn_prefix_decode).  Records of 16 values of 1 to 8 bytes, the last one of the values that are left:
+ * a byte p, the p bytes that all values begin with, then the rest of each.  vorn_cv_lens has the offset of every record
+ * in vorn_cv_vals, 32 bits; vorn_cv_nrows counts records.  prefix_group is 16, prefix_vlen the bytes of a value and
+ * prefix_nvals the number of values; no builder fills these three.
+ *
+ *     ab01 ab02 ab17                        02 61 62 30 31 30 32 31 37; offset 00000000
+ *
+ * Block-compressed streams (VORN_STREAM).  vorn_cv_vals of any form but prefix groups, compressed in a format of the
+ * host, whose qpak_decode makes vorn_cv_stream_len bytes of it; length codes, run lengths and dictionaries are not
+ * compressed.  The first call that reads the stream keeps it, decompressed, in *vorn_cv_stream_slot.
+ *
+ *     codes 3 10 3 10 3 10, width 4, for a host that writes pairs of a count and a byte
+ *                                           03 3a; vorn_cv_stream_len 3
+ */
 
 /** @defgroup records Records
  *  @{ */
@@ -327,21 +401,33 @@ struct vorn_aux {
   uint32_t vorn_aux_xlate_n;        /**< multiplier of the group-key kernels */
 };
 
-/** The call context, first argument of every entry point.  Read-only to the library but for what it points to. */
+/**
+ * The call context, first argument of every entry point.  Read-only to the library but for what it points to.
+ *
+ * A host with statistics gives a block whose bytes 384 to 551 are three arrays of uint64_t counters, back to back; the
+ * rest of it is the host's own.  They count calls, those in which a filter or a list chose the rows, and what a
+ * specialised kernel may report, for the operations
+ *
+ *     8 called, from byte 384               comparison, decode, burst, set, bloom, translate, unpack, symbol decode
+ *     8 selective, from byte 448            the same
+ *     5 third, from byte 512                comparison, decode, burst, set, unpack
+ *
+ * Ranges are comparisons; prefix decode and the block decoder are not counted.
+ */
 struct vorn_ctx {
   void *vorn_ctx_env;                       /**< host environment, a struct host_env of frame/host.h */
   void *vorn_ctx_heap;                      /**< second argument of the allocation callback */
-  uint64_t vorn_ctx_trace;                  /**< trace control word, 0 for none */
+  uint64_t vorn_ctx_trace;                  /**< trace control word, 0 for none, see frame/host.h */
   vorn_alloc_fn vorn_ctx_alloc;             /**< gives the buffer of a decompressed stream; must not return null */
   vorn_stack_alloc_fn vorn_ctx_stack_alloc; /**< scratch memory for the block decoder and for group keys */
   vorn_stack_free_fn vorn_ctx_stack_free;   /**< and its release */
-  uint32_t *vorn_ctx_call_counts;           /**< one counter per dispatch index */
-  double *vorn_ctx_rates;                   /**< running mean of Mrows per second per dispatch index */
+  uint32_t *vorn_ctx_call_counts;           /**< timed calls per dispatch index */
+  double *vorn_ctx_rates;                   /**< running mean of Mrows (2^20) per second per dispatch index */
   uint32_t vorn_ctx_init_flags;             /**< start-up: VORN_INIT_SPECIALIZED */
   const char *vorn_ctx_lib_name;            /**< start-up: library that replaces the choice; may be null */
   uint32_t vorn_ctx_trace_level;            /**< start-up: nonzero is handed to the trace-level hook */
   vorn_decompress_fn vorn_ctx_decompress;   /**< the block decoder */
-  void *vorn_ctx_stats;                     /**< host statistics block; may be null */
+  void *vorn_ctx_stats;                     /**< host statistics block, see above; may be null */
   uint8_t vorn_ctx_flags;                   /**< VORN_CTX_ACCUMULATE to VORN_CTX_MAX_PADS */
 };
 
@@ -663,9 +749,14 @@ VORN_API void vorn_build_cla_1_ub2(uint32_t *res, uint32_t res_len, const void *
  * Compares every row of src with a constant.
  *
  * src: vals (aligned), encoding context, nrows, mask_bv; a block-compressed one its stream fields.  cst: vals; an
- * encoding context of the same vorn_enc_ctx_type with VORN_CONST.  A dictionary constant is a uint32_t code; a fixed or
- * dynamic-packed one has the bytes of a value, most significant first; a dynamic-packed one, and one with VORN_TZ, has
- * its length code in lens.
+ * encoding context of the same vorn_enc_ctx_type with VORN_CONST.  What else a constant has to be is not checked:
+ *   - dictionary: a uint32_t code that fits the width of the column.  One that does not finds other rows in the full
+ *     pass than in the selective one: 259 is 3 to the full pass of width 8, and no code to the selective one.
+ *   - fixed: the bytes of a value, and an encoding context of the column's own width.  The type code is the same
+ *     for all widths of a class, but with another width the rows are read at wrong places.
+ *   - dynamic-packed: all bytes of the class, trailing zeros included, and in lens one byte, the length code.  A code
+ *     above 2, 4 or 8 in the classes 16, 32 and 64 is reported.
+ *   - VORN_TZ: in lens one byte, the length code, but for fixed values of width 8.
  * res: bv of (nrows + 63) >> 6 words, aligned, and nrows, equal to that of src; bv and popc are written.
  * aux: null, or a filter: only its rows are kept.  Without VORN_AUX_FORCE_SELECTIVE all rows are compared and the
  * filter is ANDed in; with it only its rows are visited, which pays when they are few.
@@ -674,7 +765,8 @@ VORN_API void vorn_build_cla_1_ub2(uint32_t *res, uint32_t res_len, const void *
  * vorn_decode_rle_burst expands to rows.  Its mask holds one bit per run; its filter is dropped: vorn_aux_filter_bv is
  * null after the call.
  *
- * Returns VORN_RESULT_DONE, VORN_RESULT_EMPTY or the result of the burst.  opc is VORN_OPC_EQ to VORN_OPC_NE.
+ * Returns VORN_RESULT_DONE, VORN_RESULT_EMPTY or the result of the burst, and VORN_RESULT_REFUSED, with nothing
+ * written, for a length code that was reported.  opc is VORN_OPC_EQ to VORN_OPC_NE.
  */
 VORN_API uint32_t vorn_cmp(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, const vorn_cv *cst, vorn_aux *aux,
                            uint32_t opc);
@@ -706,8 +798,8 @@ VORN_API uint32_t vorn_ge_le(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, co
 
 /**
  * Selects the rows whose dictionary code is a member of a set.  set: vorn_cv_bv alone is read, one bit per code,
- * aligned to VORN_JOIN_BITWVEC_ALIGN; it covers every code that the column can contain.  Code 0 counts like any other:
- * there is no kernel for VORN_NULLS.
+ * aligned to VORN_JOIN_BITWVEC_ALIGN; it covers every code that the column can contain.  Code 0 counts like any other.
+ * There is no kernel for VORN_NULLS or the width 64: the slot is empty, and the call ends the process.
  * The mask of src is not applied: vorn_cv_mask_bv is null after the call.  Otherwise as vorn_cmp.
  */
 VORN_API uint32_t vorn_in_set(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, const vorn_cv *set, vorn_aux *aux);
@@ -723,8 +815,9 @@ VORN_API uint32_t vorn_convert_rowz_pcode(uint8_t code);
 /**
  * Decodes the dictionary codes of a list of rows to their values, without copying them.
  *
- * src: vals (aligned), encoding context with VORN_DICT, no VORN_NULLS.  aux: vorn_aux_ones_vec, n row numbers in any
- * order, n in vorn_aux_ones_vec_size; over runs they number the runs.  They are not checked.
+ * src: vals (aligned), encoding context with VORN_DICT, no VORN_NULLS, no width 64.  aux: vorn_aux_ones_vec, n row
+ * numbers in any order, n in vorn_aux_ones_vec_size; over runs they number the runs.  They are not checked.  The rate
+ * of a timed call is that of the last number less the first one, which means nothing where the list does not ascend.
  * res: vals, an array of n addresses into vorn_enc_ctx_dict_syms; lens, n uint16_t; flgs, n uint16_t, 2 for NULL, which
  * is a value of length 0, else 0.  Entry i belongs to row i of the list.  When all values are NULL because their one
  * length is 0, vals is not written.  vorn_cv_popc becomes n, vorn_aux_start_slot the last row.
@@ -749,6 +842,9 @@ VORN_API uint32_t vorn_decode_is_vorn_dict_type_supported(uint32_t layout);
  * vorn_aux_run_end, the run of that row and the row behind it, alone; a walk that starts at row 0 starts afresh.  The
  * walk is over at the last row of src, or when nothing was written.
  *
+ * Without a filter and a list every run has at least one row: an empty one makes wrong codes, or writes in front of
+ * vals.  By a filter or a list, and in predicates and bursts, a run may be empty.
+ *
  * Returns VORN_RESULT_DONE, or VORN_RESULT_EMPTY when nothing was written.
  */
 VORN_API uint32_t vorn_decode_unpack(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, vorn_aux *aux);
@@ -759,7 +855,9 @@ VORN_API uint32_t vorn_dispatch_decode_unpack(vorn_cv *res, vorn_cv *src, vorn_a
 /**
  * Decodes an array of vorn_cv_nrows codes, as vorn_decode_unpack writes it, to the outputs of vorn_decode.  src: an
  * encoding context of the width 8, 16 or 32 with the dictionary; the elements have as many bits, or 32 with
- * VORN_AUX_UNPACK_UB4.  flgs of res may be null.  vorn_cv_popc becomes vorn_cv_nrows of src.
+ * VORN_AUX_UNPACK_UB4.  flgs of res may be null.  vorn_cv_popc becomes vorn_cv_nrows of src.  This entry takes its
+ * kernel by the whole of vorn_enc_ctx_type, the others by its low byte: the upper bytes are zero, as a builder leaves
+ * them.
  *
  * With VORN_AUX_COPY_VALUES, the width 32 and VORN_DICT_ONE_LENGTH the values themselves go back to back into
  * vorn_cv_vals of res, and lens and flgs are not written.
@@ -769,9 +867,7 @@ VORN_API uint32_t vorn_decode_symbol(const vorn_ctx *ctx, vorn_cv *res, vorn_cv 
 /**
  * Rebuilds prefix-compressed values of vorn_enc_ctx_prefix_vlen bytes into vals of res, back to back.
  *
- * src: lens, for each of vorn_cv_nrows groups the offset of its record in vals, 32 bits big-endian; the three prefix
- * fields of the encoding context, which no builder fills.  A record is a byte p, a prefix of p bytes, and the rest of
- * each of its 16 values; the last group may have fewer.
+ * src: prefix groups, with the three prefix fields of the encoding context.
  * aux may be null.  vorn_aux_prefix_out, unless null, is an array of 16 bytes per value: its address in vals of res,
  * its length and 0 as uint16_t, and 4 bytes that are left as they are.
  *

@@ -1,0 +1,143 @@
+// The examples of the stored forms in vorn.h: exactly these bytes, through the entry points, give what the header says.
+#include <cstring>
+#include <ios>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "tests/support/implementation.hpp"
+#include "tests/support/slots.hpp"
+
+namespace {
+
+using bytes = std::vector<uint8_t>;
+using texts = std::vector<std::string>;
+using vorn_test::vector_of;
+
+// Bytes in hexadecimal, with the slack that a stream has behind it.
+bytes hex(const char *text) {
+  std::istringstream in(text);
+  bytes out;
+  for (unsigned byte; in >> std::hex >> byte;)
+    out.push_back(static_cast<uint8_t>(byte));
+  out.resize(out.size() + 8, 0xee);
+  return out;
+}
+
+template <class Build, class... Arguments>
+vorn_enc_ctx built(Build build, uint32_t width, Arguments... arguments) {
+  vorn_enc_ctx enc;
+  build(&enc, width, arguments...);
+  return enc;
+}
+vorn_enc_ctx dict(uint32_t width, uint32_t flags = 0) {
+  return built(vorn_build_encoding_type_dict, width, nullptr, nullptr, nullptr, 3, 0, flags);
+}
+vorn_enc_ctx fixed(uint32_t width, uint32_t flags = 0) { return built(vorn_build_encoding_type_fixed, width, flags); }
+vorn_enc_ctx dynp(uint32_t width, uint32_t flags = 0) {
+  return built(vorn_build_encoding_type_dynp, width, 0, 0, flags);
+}
+
+// The host of the example: its compressed streams are pairs of a count and a byte.
+uint32_t decompress_pairs(vorn_qpak_ctx *, const void *src, void *dst, uint32_t *, uint32_t dstlen) {
+  const auto *pair = static_cast<const uint8_t *>(src);
+  std::memset(dst, pair[1], pair[0]);
+  return pair[0] != dstlen;
+}
+
+struct stored_forms_test : vorn_test::implementation_test {
+  // How the rows stand to a constant: '<', '=' or '>' each.
+  void expect(const std::string &order, vorn_enc_ctx enc, const char *vals, const char *constant, const char *lens = "",
+              uint8_t length_code = 0) {
+    vorn_ctx ctx = env.context();
+    ctx.vorn_ctx_decompress = decompress_pairs;
+    const auto nrows = static_cast<uint32_t>(order.size());
+    const bytes stream = hex(vals), codes = hex(lens), value = hex(constant);
+    vorn_enc_ctx cst_enc = enc;
+    cst_enc.vorn_enc_ctx_flags |= VORN_CONST;
+    void *slot = nullptr;
+    std::vector<uint64_t> bits((nrows + 63) / 64);
+    vorn_cv src = vector_of(stream.data(), enc, nrows, codes.data());
+    src.vorn_cv_stream_slot = &slot;
+    src.vorn_cv_stream_len = 3;
+    const vorn_cv cst = vector_of(value.data(), cst_enc, 1, &length_code);
+    vorn_cv res = vorn_test::result_of(bits.data(), nrows);
+    for (const auto &[opcode, sign] : {std::pair{VORN_OPC_LT, '<'}, {VORN_OPC_EQ, '='}, {VORN_OPC_GT, '>'}}) {
+      vorn_cmp(&ctx, &res, &src, &cst, nullptr, opcode);
+      for (uint32_t row = 0; row < nrows; ++row)
+        EXPECT_EQ(bits[row / 64] >> row % 64 & 1, order[row] == sign) << vals << ": row " << row << sign;
+    }
+  }
+
+  // The values of the codes 2, 0, 1 of a dictionary.
+  texts values(const char *symbols, const char *length, const char *cla) {
+    const vorn_ctx ctx = env.context();
+    const bytes symbol_bytes = hex(symbols), length_bytes = hex(length), cla_bytes = hex(cla);
+    vorn_enc_ctx enc = built(vorn_build_encoding_type_dict, 8, symbol_bytes.data(), length_bytes.data(),
+                             cla_bytes.data(), 3, *cla == '\0' ? VORN_DICT_ONE_LENGTH : VORN_DICT_CLA, 0);
+    const uint8_t codes[] = {2, 0, 1};
+    const char *vals[3];
+    uint16_t lens[3], flgs[3];
+    vorn_aux aux = {};
+    vorn_cv src = vector_of(codes, enc, 3), res = vector_of(vals, enc, 3, lens);
+    res.vorn_cv_flgs = flgs;
+    vorn_decode_symbol(&ctx, &res, &src, &aux);
+    texts out;
+    for (unsigned i = 0; i < 3; ++i)
+      out.push_back(flgs[i] == 2 ? "NULL" : std::string(vals[i], lens[i]));
+    return out;
+  }
+};
+
+TEST_P(stored_forms_test, compare_as_the_header_says) {
+  expect("<<<=>>>>", dict(3), "05 39 77", "03 00 00 00");
+  expect(">=", dict(12), "ab c1 23", "23 01 00 00");
+  expect("<=", fixed(24), "00 00 01 01 02 03", "01 02 03");
+  expect("<=<>", dynp(32), "12 12 34 00 12 34 56 78", "12 34 00 00", "13", 3); // whatever the constant's length code
+  expect("<=>", fixed(32, VORN_TZ), "61 62 00 00 61 62 00 00 61 62 63 00", "61 62 00 00", "68", 2);
+  expect("<=>", dynp(32, VORN_TZ), "61 62 61 62 00 61 62 63", "61 62 00 00", "68", 2);
+  expect("=>", fixed(32, VORN_TZ | VORN_UNIFORM_LENS), "61 62 00 00 61 62 63 00", "61 62 00 00", "02", 2);
+  expect("<=<=<=", dict(4, VORN_STREAM), "03 3a", "0a 00 00 00");
+}
+
+TEST_P(stored_forms_test, run_as_the_header_says) {
+  const bytes lens = hex("00 02 01 2c 00 01"), cla = hex("00 00 00 00 00 00 00 02 00 00 01 2e 00 00 01 2f");
+  uint64_t run_bits = 0;
+  for (const uint8_t *sums : {static_cast<const uint8_t *>(nullptr), cla.data()}) {
+    vorn_enc_ctx runs = dict(4);
+    vorn_add_encoding_type_rle(&runs, lens.data(), sums, 16, 3, &run_bits);
+    expect("<<" + std::string(300, '=') + "<", runs, "3a 10", "0a 00 00 00");
+  }
+}
+
+TEST_P(stored_forms_test, decode_as_the_header_says) {
+  EXPECT_EQ(values("41 54 4c 4f 52 44 44 46 57", "00 03", ""), (texts{"DFW", "ATL", "ORD"}));
+  EXPECT_EQ(values("41 54 4c 50 61 72 69 73", "", "00 00 00 00 00 00 00 00 00 00 00 03 00 00 00 08"),
+            (texts{"Paris", "NULL", "ATL"}));
+
+  const vorn_ctx ctx = env.context();
+  const bytes records = hex("02 61 62 30 31 30 32 31 37"), offsets = hex("00 00 00 00");
+  vorn_enc_ctx groups = {};
+  groups.vorn_enc_ctx_prefix_group = 16;
+  groups.vorn_enc_ctx_prefix_vlen = 4;
+  groups.vorn_enc_ctx_prefix_nvals = 3;
+  std::string decoded(12, '?');
+  vorn_cv src = vector_of(records.data(), groups, 1, offsets.data()), res = vector_of(decoded.data(), groups, 3);
+  vorn_prefix_decode(&ctx, &res, &src, nullptr);
+  EXPECT_EQ(decoded, "ab01ab02ab17");
+}
+
+// The question that the header shows, to the table in force.
+TEST_P(stored_forms_test, have_no_kernel_where_the_slot_is_empty) {
+  for (const vorn_enc_ctx &enc : {dict(12), dict(12, VORN_NULLS), dict(64)})
+    for (const unsigned opcode : {VORN_OPC_LT, VORN_OPC_SET, VORN_OPC_DECODE, VORN_OPC_DECODE_UNPACK}) {
+      const uint64_t index = (enc.vorn_enc_ctx_type & 0xff) << 5 | opcode;
+      EXPECT_EQ(vorn_global_ctx.vorn_global_ctx_dispatch[index].binary != nullptr,
+                opcode == VORN_OPC_LT || enc.vorn_enc_ctx_type == dict(12).vorn_enc_ctx_type)
+          << index;
+    }
+}
+
+VORN_TEST_ALL_IMPLEMENTATIONS(stored_forms_test);
+
+} // namespace
