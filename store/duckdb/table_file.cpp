@@ -187,7 +187,6 @@ column table_file::load(const column_info &info, const encoding_choice &choice,
   check_encoding(info, choice);
   column out;
   out.name = info.name;
-  out.sql_type = info.sql_type;
   out.type = *info.type;
   auto rows = database.stream(fmt::format("SELECT {} FROM {}", sql_values(info.name, out.type), scan));
   if (out.type.is_bytes() && choice.form == encoding::prefix)

@@ -58,7 +58,6 @@ struct batch {
 
 struct column {
   std::string name;
-  std::string sql_type;
   column_type type;
   uint64_t plain_bytes = 0; // what the values would take in a plain array
   uint64_t rows = 0;

@@ -41,8 +41,7 @@ public:
   // Do the library's flags tell NULL from every value?
   bool flags_tell_null() const { return !has_null() || !has_empty_text; }
 
-  // The value of a code that is not that of NULL, or whose symbol is known, as a value of its kind.  A text or blob
-  // lies in the dictionary.
+  // The value of a code other than that of NULL, or of a symbol.  A text or blob stays where the symbol is.
   cell value_of(uint64_t code, value_kind kind) const;
   static cell value_of(std::string_view symbol, value_kind kind);
 
