@@ -85,7 +85,9 @@ foreach(variant vorn vorn_static)
 endforeach()
 
 # vorn_add_specialized(NAME level...): a library of levels, behind the record of the first one.  What an engine replaces is
-# dropped by the linker.
+# dropped by the linker.  All lie in one folder, which a project that builds vorn as its part finds in vorn_SPECIALIZED_DIR
+# as one that finds the package does.
+set(vorn_SPECIALIZED_DIR ${PROJECT_BINARY_DIR}/bin CACHE INTERNAL "Where the specialised libraries are")
 function(vorn_add_specialized name level)
   add_library(${name} MODULE isa/library.cpp)
   foreach(part ${level} ${ARGN})
@@ -96,7 +98,8 @@ function(vorn_add_specialized name level)
   target_compile_options(${name} PRIVATE -fno-exceptions -fno-rtti)
   target_link_options(${name} PRIVATE
     -Wl,--as-needed -Wl,--gc-sections -Wl,--version-script=${PROJECT_SOURCE_DIR}/isa/library.map)
-  set_target_properties(${name} PROPERTIES PREFIX "" LINK_DEPENDS ${PROJECT_SOURCE_DIR}/isa/library.map)
+  set_target_properties(${name} PROPERTIES PREFIX "" LINK_DEPENDS ${PROJECT_SOURCE_DIR}/isa/library.map
+    LIBRARY_OUTPUT_DIRECTORY ${vorn_SPECIALIZED_DIR})
 endfunction()
 
 set(VORN_V2 -msse3 -mssse3 -msse4.1 -msse4.2 -mpopcnt -mcx16 -msahf)

@@ -3,13 +3,13 @@
 
 #include "minimal_host.h"
 
+#include <cpuid.h>
 #include <dlfcn.h>
 #include <stdarg.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <time.h>
-#include <unistd.h>
 
 /* The environment: where the library finds the print function, the argument of the error reporters and the trace. */
 
@@ -68,44 +68,51 @@ void host_soft_internal_error(void *env, void *error_arg, const char *message, u
 
 /* Processor and libraries. */
 
-/* The features that a compiler can ask for stand for the level that they belong to. */
-static int supports(uint32_t code) {
-  __builtin_cpu_init();
-  switch (code) {
-  case 269:
-    return __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
-           __builtin_cpu_supports("avx512cd") && __builtin_cpu_supports("avx512dq") &&
-           __builtin_cpu_supports("avx512vl");
-  case 267:
-    return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi") && __builtin_cpu_supports("bmi2") &&
-           __builtin_cpu_supports("fma");
-  case 259:
-    return __builtin_cpu_supports("avx");
-  case 258:
-    return __builtin_cpu_supports("sse4.2") && __builtin_cpu_supports("popcnt");
-  default:
-    return -1;
-  }
+/* What the specialised libraries use, the least first: bits of CPUID, and registers that the operating system has to
+ * save. Each level needs those before it too. */
+static const struct level {
+  uint32_t code, leaf1_ecx, leaf7_ebx, extended_ecx, xcr0;
+} levels[] = {
+    {258, bit_SSE3 | bit_SSSE3 | bit_SSE4_1 | bit_SSE4_2 | bit_POPCNT | bit_CMPXCHG16B, 0, bit_LAHF_LM, 0},
+    {259, bit_OSXSAVE | bit_AVX, 0, 0, 0x06},
+    {267, bit_FMA | bit_MOVBE | bit_F16C, bit_AVX2 | bit_BMI | bit_BMI2, bit_LZCNT, 0x06},
+    {269, 0, bit_AVX512F | bit_AVX512DQ | bit_AVX512CD | bit_AVX512BW | bit_AVX512VL, 0, 0xe6},
+};
+
+static struct level processor(void) {
+  struct level here = {0};
+  uint32_t eax, ebx, ecx, edx;
+  if (__get_cpuid(1, &eax, &ebx, &ecx, &edx))
+    here.leaf1_ecx = ecx;
+  if (__get_cpuid_count(7, 0, &eax, &ebx, &ecx, &edx))
+    here.leaf7_ebx = ebx;
+  if (__get_cpuid(0x80000001, &eax, &ebx, &ecx, &edx))
+    here.extended_ecx = ecx;
+  if (here.leaf1_ecx & bit_OSXSAVE)
+    __asm__("xgetbv" : "=a"(here.xcr0), "=d"(edx) : "c"(0));
+  return here;
+}
+
+static int has(const struct level *here, const struct level *needs) {
+  return (needs->leaf1_ecx & ~here->leaf1_ecx) == 0 && (needs->leaf7_ebx & ~here->leaf7_ebx) == 0 &&
+         (needs->extended_ecx & ~here->extended_ecx) == 0 && (needs->xcr0 & ~here->xcr0) == 0;
 }
 
 uint32_t cpucap_query(uint32_t code, void *answer) {
-  const int present = supports(code);
-  const uint32_t words[3] = {0, 0, present == 1};
+  const struct level here = processor();
+  uint32_t words[3] = {0};
+  for (const struct level *level = levels; level != levels + sizeof levels / sizeof *levels && has(&here, level);
+       ++level)
+    words[2] |= level->code == code;
   memcpy(answer, words, sizeof words);
-  return present < 0;
+  return 0;
 }
 
-/* Libraries lie beside the program. */
+/* SPECIALIZED_DIR is given to the compiler: the folder that the package names. */
 uint32_t svorn_dlopen(vorn_ctx *ctx, const char *name, void **handle) {
   (void) ctx;
   char path[4096];
-  const ssize_t length = readlink("/proc/self/exe", path, sizeof path - 1);
-  if (length < 0)
-    return 0;
-  path[length] = '\0';
-  char *const file = strrchr(path, '/') + 1;
-  const size_t room = sizeof path - (size_t) (file - path);
-  if (snprintf(file, room, "%s.so", name) >= (int) room)
+  if (snprintf(path, sizeof path, "%s/%s.so", SPECIALIZED_DIR, name) >= (int) sizeof path)
     return 0;
   *handle = dlopen(path, RTLD_NOW | RTLD_LOCAL);
   return *handle != NULL;
