@@ -1,0 +1,93 @@
+# Uses vorn as a project outside would, from a folder outside this tree:
+#
+#   install               installs into an empty prefix and moves that to another place, where the others look for it
+#   find_package LIBRARY  builds the consumer with the CMake package
+#   pkg_config            builds it with the compiler alone
+#   add_subdirectory      builds it with vorn as a part of its project
+#   fetch_content         the same by FetchContent, in the folder of the former, which has compiled the same sources
+#   alone                 configures the library without the stand-in host
+#   vornq                 runs the installed program
+#   remove                removes the folder
+#
+# SOURCE, BUILD, CMAKE and CC name what is tested.
+set -eu
+unset CMAKE_PREFIX_PATH PKG_CONFIG_PATH LD_LIBRARY_PATH
+root=${TMPDIR:-/tmp}/vorn-package-$(printf %s "$BUILD" | cksum | cut -d ' ' -f 1)
+prefix=$root/prefix
+
+fail() {
+  echo "$1" >&2
+  exit 1
+}
+
+install() {
+  remove
+  "$CMAKE" --install "$BUILD" --prefix "$root/before" >"$root.log" || fail "$(cat "$root.log")"
+  mv "$root/before" "$prefix"
+}
+
+remove() { rm -rf "$root" "$root.log"; }
+
+# The library needs none of the packages that the rest of the tree takes.
+without_packages=$(printf ' -DCMAKE_DISABLE_FIND_PACKAGE_%s=ON' PkgConfig GTest fmt CLI11 benchmark)
+
+configure() { # folder source argument...
+  folder=$1 source=$2
+  shift 2
+  "$CMAKE" -G Ninja -S "$source" -B "$root/$folder" -DCMAKE_C_COMPILER="$CC" -DCMAKE_CXX_COMPILER="$CXX" \
+    -DCMAKE_EXPORT_COMPILE_COMMANDS=ON -DEXAMPLES="$SOURCE/examples" "$@"
+}
+
+consume() { # folder argument...
+  folder=$1
+  shift
+  configure "$folder" "$SOURCE/tests/package/consumer" "$@"
+  "$CMAKE" --build "$root/$folder" --target consumer
+  run "$root/$folder/consumer"
+}
+
+run() {
+  "$1" specialized >"$1.out"
+  grep -q '^kernels: svxl' "$1.out" || fail "no specialised library found: $(cat "$1.out")"
+  grep -q '^code >= 9: 10 rows' "$1.out" || fail "wrong answer: $(cat "$1.out")"
+}
+
+find_package() { consume "$1" -DWAY=find_package -DLIBRARY="vorn::$1" -DCMAKE_PREFIX_PATH="$prefix"; }
+
+pkg_config() {
+  PKG_CONFIG_PATH=$(dirname "$(find "$prefix" -name vorn.pc)")
+  export PKG_CONFIG_PATH
+  "$CC" -std=c11 -Wall -Wextra -Werror -DSPECIALIZED_DIR="\"$(pkg-config --variable=specializeddir vorn)\"" \
+    "$SOURCE/examples/first_scan.c" "$SOURCE/examples/minimal_host.c" \
+    $(pkg-config --cflags --libs vorn) -rdynamic -ldl -o "$root/plain"
+  LD_LIBRARY_PATH=$(pkg-config --variable=libdir vorn) run "$root/plain"
+}
+
+# Nothing but the library is built in this folder.
+check_alone() {
+  "$CMAKE" --build "$root/$1" --target help >"$root/$1/targets"
+  grep -q vorn_static "$root/$1/targets" || fail "the library is not among the targets"
+  ! grep -E 'vornhost|vornq|_tests|_bench' "$root/$1/targets" || fail "more than the library is built"
+}
+
+add_subdirectory() {
+  consume part -DWAY=add_subdirectory -DLIBRARY=vorn::vorn_static -DVORN_SOURCE="$SOURCE" $without_packages
+  check_alone part
+  ! grep -e -Werror "$root/part/compile_commands.json" || fail "warnings are errors in the project of another"
+}
+
+fetch_content() { consume part -DWAY=FetchContent -DLIBRARY=vorn::vorn -DVORN_SOURCE="$SOURCE" $without_packages; }
+
+alone() {
+  configure alone "$SOURCE" -DVORN_BUILD_HOST=OFF $without_packages
+  check_alone alone
+}
+
+vornq() {
+  printf 'city,late\nAtlanta,75\nParis,3\nChicago,60\n' >"$root/flights.csv"
+  "$prefix/bin/vornq" "$root/flights.csv" --where 'late >= 60' --select city --isa sse42 >"$root/answer" ||
+    fail "$(cat "$root/answer")"
+  grep -q Chicago "$root/answer" || fail "$(cat "$root/answer")"
+}
+
+"$@"
