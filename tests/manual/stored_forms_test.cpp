@@ -24,18 +24,20 @@ bytes hex(const char *text) {
   return out;
 }
 
-template <class Build, class... Arguments>
-vorn_enc_ctx built(Build build, uint32_t width, Arguments... arguments) {
+vorn_enc_ctx dict(uint32_t width, uint32_t flags = 0) {
   vorn_enc_ctx enc;
-  build(&enc, width, arguments...);
+  vorn_build_encoding_type_dict(&enc, width, nullptr, nullptr, nullptr, 3, VORN_DICT_ONE_LENGTH, flags);
   return enc;
 }
-vorn_enc_ctx dict(uint32_t width, uint32_t flags = 0) {
-  return built(vorn_build_encoding_type_dict, width, nullptr, nullptr, nullptr, 3, 0, flags);
+vorn_enc_ctx fixed(uint32_t width, uint32_t flags = 0) {
+  vorn_enc_ctx enc;
+  vorn_build_encoding_type_fixed(&enc, width, flags);
+  return enc;
 }
-vorn_enc_ctx fixed(uint32_t width, uint32_t flags = 0) { return built(vorn_build_encoding_type_fixed, width, flags); }
 vorn_enc_ctx dynp(uint32_t width, uint32_t flags = 0) {
-  return built(vorn_build_encoding_type_dynp, width, 0, 0, flags);
+  vorn_enc_ctx enc;
+  vorn_build_encoding_type_dynp(&enc, width, 0, 0, flags);
+  return enc;
 }
 
 // The host of the example: its compressed streams are pairs of a count and a byte.
@@ -73,8 +75,9 @@ struct stored_forms_test : vorn_test::implementation_test {
   texts values(const char *symbols, const char *length, const char *cla) {
     const vorn_ctx ctx = env.context();
     const bytes symbol_bytes = hex(symbols), length_bytes = hex(length), cla_bytes = hex(cla);
-    vorn_enc_ctx enc = built(vorn_build_encoding_type_dict, 8, symbol_bytes.data(), length_bytes.data(),
-                             cla_bytes.data(), 3, *cla == '\0' ? VORN_DICT_ONE_LENGTH : VORN_DICT_CLA, 0);
+    vorn_enc_ctx enc;
+    vorn_build_encoding_type_dict(&enc, 8, symbol_bytes.data(), length_bytes.data(), cla_bytes.data(), 3,
+                                  *cla == '\0' ? VORN_DICT_ONE_LENGTH : VORN_DICT_CLA, 0);
     const uint8_t codes[] = {2, 0, 1};
     const char *vals[3];
     uint16_t lens[3], flgs[3];
