@@ -131,6 +131,7 @@ install(TARGETS vorn vorn_static EXPORT vorn-targets)
 install(TARGETS ${VORN_SPECIALIZED} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/vorn)
 install(EXPORT vorn-targets NAMESPACE vorn:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/vorn)
 set(VORN_INSTALL_SPECIALIZED_DIR ${CMAKE_INSTALL_LIBDIR}/vorn)
+file(RELATIVE_PATH VORN_SPECIALIZED_FROM_PROGRAM ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR}/vorn)
 configure_package_config_file(cmake/vorn-config.cmake.in ${PROJECT_BINARY_DIR}/vorn-config.cmake
   INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/vorn PATH_VARS VORN_INSTALL_SPECIALIZED_DIR)
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/vorn-config-version.cmake COMPATIBILITY SameMinorVersion)

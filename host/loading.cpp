@@ -21,7 +21,7 @@ std::filesystem::path file_of(const std::string &name) {
   }
   std::error_code ignored;
   const std::filesystem::path folder = std::filesystem::read_symlink("/proc/self/exe", ignored).parent_path();
-  const std::filesystem::path installed = folder / "../lib/vorn" / file;
+  const std::filesystem::path installed = folder / VORN_SPECIALIZED_FROM_PROGRAM / file;
   return !std::filesystem::exists(folder / file, ignored) && std::filesystem::exists(installed, ignored)
              ? installed
              : folder / file;

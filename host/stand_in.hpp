@@ -201,7 +201,7 @@ VORN_API void script_clock(std::vector<uint64_t> microseconds);
 VORN_API void override_capability(uint32_t code, std::optional<bool> present);
 
 // The only folder where svorn_dlopen looks for "<name>.so".  With an empty path, and at first, it takes the folder of
-// the running program or, when the file is not there, "../lib/vorn" beside it.
+// the running program or, when the file is not there, where an installation has it from there, mostly "../lib/vorn".
 VORN_API void set_library_folder(std::filesystem::path folder);
 
 } // namespace vorn_host

@@ -103,7 +103,7 @@ TEST_F(Loading, FailsForMissingFilesAndNamesThatArePaths) {
   EXPECT_FALSE(load((folder / "host_module_beside").c_str()));
   set_library_folder(testing::TempDir());
   EXPECT_FALSE(load("host_module_beside")) << "looked outside of the given folder";
-  set_library_folder(folder / "../lib/vorn");
+  set_library_folder(folder / VORN_SPECIALIZED_FROM_PROGRAM);
   EXPECT_TRUE(load("host_module_installed")) << env.load_error();
 }
 
