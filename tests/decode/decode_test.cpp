@@ -114,9 +114,12 @@ protected:
       src = vorn_test::vector_of(elements(codes, (flags & VORN_AUX_UNPACK_UB4) ? 4 : s.width() / 8), enc,
                                  static_cast<uint32_t>(codes.size()));
     } else {
+      const bool runs = random() % 2; // whose number it is that matters
+      if (runs)
+        vorn_add_encoding_type_rle(&enc, nullptr, nullptr, 8, static_cast<uint32_t>(codes.size()), nullptr);
       src = vorn_test::vector_of(
           vorn_test::store_codes(stream, random() % 2, s.width(), codes.size(), [&](uint32_t i) { return codes[i]; }),
-          enc, 1);
+          enc, runs ? 2000 : 1);
       src.vorn_cv_stream_slot = &kept; // a compressed stream is left as it is where no code is asked for
       src.vorn_cv_vals = enc.vorn_enc_ctx_flags & VORN_STREAM ? nullptr : src.vorn_cv_vals;
     }

@@ -180,6 +180,7 @@ struct entry_call {
     aux.vorn_aux_ones_vec = rows.data();
     aux.vorn_aux_ones_vec_size = 2;
     aux.vorn_aux_diag_code = 17;
+    aux.vorn_aux_ctx = &earlier;
     res.vorn_cv_popc = 77;
     which.set_up(*this);
     script = {};
@@ -224,7 +225,7 @@ struct entry_call {
 
   const entry &which;
   vorn_host::environment env;
-  vorn_ctx ctx = {};
+  vorn_ctx ctx = {}, earlier = {};
   vorn_enc_ctx enc = {}, lo_enc = {}, hi_enc = {};
   vorn_cv res = {}, src = {}, lo = {}, hi = {}, set = {};
   vorn_aux aux = {};
@@ -283,7 +284,7 @@ inline check misaligned(std::string message, uint64_t vorn_global_ctx_t::*word,
   };
   return {std::move(message),
           [=](entry_call &call) {
-            const char *const moved = pointer_at(call) + 4;
+            const char *const moved = pointer_at(call) + 1;
             std::memcpy(field(call), &moved, sizeof moved);
           },
           [=](entry_call &call) { return values{address(pointer_at(call))}; }, when, word};
