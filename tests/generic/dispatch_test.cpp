@@ -4,7 +4,6 @@
 #include <cstring>
 #include <map>
 #include <tuple>
-#include <vector>
 
 #include "tests/support/implementation.hpp"
 #include "tests/support/slots.hpp"

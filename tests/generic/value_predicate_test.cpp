@@ -1,7 +1,5 @@
 // Every predicate over fixed and dynamic-packed values, of every implementation, against the model: all strides, the
 // second key, shared length codes; streams and constants that begin or end at an unreadable page.
-#include <cstring>
-
 #include "tests/generic/scan_test.hpp"
 
 namespace {
