@@ -113,29 +113,6 @@ TEST_P(sets_test, agree_with_the_model) {
   }
 }
 
-// All four sets of a dictionary of two codes, whatever the bits behind them.
-TEST_P(sets_test, of_two_codes_look_at_two_bits) {
-  const slot s = vorn_test::slots_of(VORN_OPC_SET, 22).front();
-  ASSERT_EQ(s.width(), 1U);
-  vorn_enc_ctx enc = s.encoding_context();
-  const std::vector<uint8_t> codes(16, 0x35);
-  uint64_t out[2], filter[2] = {0xff00ff00ff00ff00, ~uint64_t{0}};
-  for (const uint64_t members : {0U, 1U, 2U, 3U})
-    for (const uint64_t behind : {uint64_t{0}, ~uint64_t{3}})
-      for (uint64_t *filtered : {static_cast<uint64_t *>(nullptr), filter}) {
-        uint64_t words[1] = {members | behind};
-        const vorn_cv set = vorn_test::result_of(words, 0);
-        vorn_cv res = vorn_test::result_of(out, 100), src = vector_of(codes.data(), enc, 100);
-        vorn_aux aux = vorn_test::selective_by(filtered);
-        s.run(res, src, set, set, aux);
-        const auto expected = vorn_model::select(100, nullptr, filtered, [&](uint32_t row) {
-          return members >> vorn_model::code_at(codes.data(), 1, row) & 1;
-        });
-        EXPECT_EQ(std::vector<uint64_t>(out, out + 2), expected.words) << members;
-        EXPECT_EQ(res.vorn_cv_popc, expected.count) << members;
-      }
-}
-
 VORN_TEST_ALL_IMPLEMENTATIONS(dict_predicates_test);
 VORN_TEST_ALL_IMPLEMENTATIONS(sets_test);
 

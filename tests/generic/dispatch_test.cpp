@@ -1,11 +1,9 @@
 // The dispatch tables: which slots are filled, where they lie, and the kernels that do nothing.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstring>
 #include <map>
 #include <tuple>
-#include <vector>
 
 #include "tests/support/implementation.hpp"
 #include "tests/support/slots.hpp"
@@ -33,31 +31,6 @@ TEST(dispatch_table, every_family_has_its_widths) {
   }
   EXPECT_EQ(widths, expected);
   EXPECT_EQ(vorn_dispatch_table_size(), 8192U);
-}
-
-TEST(dispatch_table, slots_lie_where_type_code_and_opcode_say) {
-  const struct {
-    uint32_t width, flags, opcode, slot;
-    const char *name;
-  } cases[] = {{12, 0x48, 0, 0x15a0, "vorn_eq_dict_12bit_null"}, {8, 0, 0, 0x03a0, "vorn_eq_dict_8bit"},
-               {1, 0x8, 9, 0x0029, "vorn_ge_le_dict_1bit"},      {64, 0x40, 8, 0x1b28, "vorn_ge_lt_dict_64bit_null"},
-               {24, 0, 16, 0x0a30, "vorn_distinct_dict_24bit"},  {64, 0, 16, 0x0b30, "vorn_invalid_dispatch"},
-               {32, 0x40, 15, 0x1aaf, "vorn_invalid_dispatch"}};
-  for (const auto &[width, flags, opcode, slot, name] : cases) {
-    vorn_enc_ctx enc;
-    vorn_build_encoding_type_dict(&enc, width, nullptr, nullptr, nullptr, 0, 0, flags);
-    EXPECT_EQ(enc.vorn_enc_ctx_type << 5 | opcode, slot);
-    EXPECT_STREQ(vorn_dispatch_func_names[slot], name);
-  }
-}
-
-TEST(dispatch_table, predicates_are_kernels_of_their_own) {
-  std::vector<uintptr_t> kernels;
-  for (const vorn_test::slot &slot : vorn_test::filled_slots(vorn_dispatch_table))
-    if (slot.opcode() <= 9)
-      kernels.push_back(std::bit_cast<uintptr_t>(vorn_dispatch_table[slot.index]));
-  std::ranges::sort(kernels);
-  EXPECT_EQ(std::ranges::adjacent_find(kernels), kernels.end());
 }
 
 TEST(null_kernel, refuses_and_touches_nothing) { EXPECT_EQ(vorn_null(nullptr, nullptr, nullptr, nullptr), 2U); }

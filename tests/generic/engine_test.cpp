@@ -9,6 +9,7 @@
 #include "generic/scan/define_predicates.hpp"
 #include "generic/scan/dict.hpp"
 #include "generic/table/dispatch_table.hpp"
+#include "tests/support/slots.hpp"
 
 namespace {
 
@@ -60,10 +61,8 @@ TEST(engine, runs_its_pass_in_the_slots_that_it_replaces) {
   uint32_t constant = 5;
   vorn_enc_ctx enc;
   vorn_build_encoding_type_dict(&enc, 8, nullptr, nullptr, nullptr, 0, 0, 0);
-  vorn_cv res = {}, src = {}, cst = {};
-  vorn_build_vector(&res, nullptr, nullptr, nullptr, nullptr, nullptr, out, 8, 0, nullptr, 0);
-  vorn_build_vector(&src, codes, nullptr, nullptr, &enc, nullptr, nullptr, 8, 0, nullptr, 0);
-  vorn_build_vector(&cst, &constant, nullptr, nullptr, &enc, nullptr, nullptr, 1, 0, nullptr, 0);
+  vorn_cv res = vorn_test::result_of(out, 8), src = vorn_test::vector_of(codes, enc, 8);
+  const vorn_cv cst = vorn_test::vector_of(&constant, enc, 1);
   vorn_aux aux = {};
   const auto run = [&](uint32_t slot) {
     trial::counting_pass::runs = 0;

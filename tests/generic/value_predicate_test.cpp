@@ -1,7 +1,5 @@
 // Every predicate over fixed and dynamic-packed values, of every implementation, against the model: all strides, the
 // second key, shared length codes; streams and constants that begin or end at an unreadable page.
-#include <cstring>
-
 #include "tests/generic/scan_test.hpp"
 
 namespace {
@@ -143,31 +141,6 @@ TEST_P(value_predicates_test, dynp_agree_with_the_model) {
         ASSERT_EQ(enc.vorn_enc_ctx_type << 5 | s.opcode(), s.index);
         check_rows(s, call, src, enc, s.width() / 8, rows, s.width() / 8 + 1, s.flag());
       }));
-}
-
-// Each row alone in the filter: the twin finds it from every position in a length byte and after every skip.
-TEST_P(value_predicates_test, a_selective_dynp_scan_finds_every_row) {
-  for (const slot &s : slots_of(VORN_ENC_DYNP)) {
-    if (s.opcode() != VORN_OPC_EQ)
-      continue;
-    constexpr uint32_t nrows = 65;
-    vorn_cv src;
-    vorn_enc_ctx enc;
-    const auto rows = make_dynp(src, enc, s, nrows);
-    for (uint32_t row = 0; row < nrows; ++row) {
-      uint8_t value[8];
-      store_big(value, rows[row].first, s.width() / 8);
-      const auto code = static_cast<uint8_t>(rows[row].second);
-      const vorn_cv cst = vector_of(value, enc, 1, &code);
-      uint64_t filter[2] = {}, out[2] = {};
-      filter[row / 64] = uint64_t{1} << row % 64;
-      vorn_cv res = vorn_test::result_of(out, nrows);
-      vorn_aux aux = vorn_test::selective_by(filter);
-      EXPECT_EQ(s.run(res, src, cst, cst, aux), uint32_t{VORN_RESULT_DONE});
-      EXPECT_EQ(res.vorn_cv_popc, 1U) << s.name() << " row " << row;
-      EXPECT_EQ(std::memcmp(out, filter, sizeof out), 0) << s.name() << " row " << row;
-    }
-  }
 }
 
 // The highest code of the longest class is no code, and no row is longer for it.

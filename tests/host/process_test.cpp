@@ -24,14 +24,11 @@ bool present(uint32_t code) { return query(code) == std::pair(0u, std::array{0u,
 TEST(Clock, RunsIsFixedAndFollowsAScript) {
   const uint64_t before = host_clock_time64();
   EXPECT_GE(host_clock_time64(), before);
-  script_clock({5, 9, 2});
-  EXPECT_EQ(host_clock_time64(), 5u);
-  EXPECT_EQ(host_clock_time64(), 9u);
-  EXPECT_EQ(host_clock_time64(), 2u);
-  EXPECT_EQ(host_clock_time64(), 2u);
   set_clock(7);
   EXPECT_EQ(host_clock_time64(), 7u);
-  EXPECT_EQ(host_clock_time64(), 7u);
+  script_clock({5, 9});
+  for (const uint64_t time : {5u, 9u, 9u})
+    EXPECT_EQ(host_clock_time64(), time);
   set_clock(std::nullopt);
   EXPECT_GE(host_clock_time64(), before);
 }

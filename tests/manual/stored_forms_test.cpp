@@ -130,17 +130,6 @@ TEST_P(stored_forms_test, decode_as_the_header_says) {
   EXPECT_EQ(decoded, "ab01ab02ab17");
 }
 
-// The question that the header shows, to the table in force.
-TEST_P(stored_forms_test, have_no_kernel_where_the_slot_is_empty) {
-  for (const vorn_enc_ctx &enc : {dict(12), dict(12, VORN_NULLS), dict(64)})
-    for (const unsigned opcode : {VORN_OPC_LT, VORN_OPC_SET, VORN_OPC_DECODE, VORN_OPC_DECODE_UNPACK}) {
-      const uint64_t index = (enc.vorn_enc_ctx_type & 0xff) << 5 | opcode;
-      EXPECT_EQ(vorn_global_ctx.vorn_global_ctx_dispatch[index].binary != nullptr,
-                opcode == VORN_OPC_LT || enc.vorn_enc_ctx_type == dict(12).vorn_enc_ctx_type)
-          << index;
-    }
-}
-
 VORN_TEST_ALL_IMPLEMENTATIONS(stored_forms_test);
 
 } // namespace

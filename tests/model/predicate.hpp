@@ -9,31 +9,14 @@
 
 namespace vorn_model {
 
-// Key: a number, or a pair that sorts by its first member and then its second.
+// Key: a number, or a pair that sorts by its first member and then its second.  The answers in the order of the
+// opcodes.
 template <class Key>
 bool satisfies(const Key &x, unsigned opcode, const Key &c, const Key &hi) {
-  switch (opcode) {
-  case VORN_OPC_EQ:
-    return x == c;
-  case VORN_OPC_NE:
-    return x != c;
-  case VORN_OPC_LT:
-    return x < c;
-  case VORN_OPC_LE:
-    return x <= c;
-  case VORN_OPC_GT:
-    return x > c;
-  case VORN_OPC_GE:
-    return x >= c;
-  case VORN_OPC_GT_LT:
-    return c < x && x < hi;
-  case VORN_OPC_GT_LE:
-    return c < x && x <= hi;
-  case VORN_OPC_GE_LT:
-    return c <= x && x < hi;
-  default:
-    return c <= x && x <= hi;
-  }
+  const bool by_opcode[] = {
+      x == c,           c > x, x > c, x <= c, x >= c, x != c, c < x && x < hi, c < x && x <= hi, c <= x && x < hi,
+      c <= x && x <= hi};
+  return by_opcode[opcode];
 }
 
 inline bool bit(const uint64_t *words, uint64_t row) { return words[row / 64] >> row % 64 & 1; }

@@ -6,7 +6,6 @@
 #include <string>
 #include <vector>
 
-#include "frame/host.h"
 #include "store/encode/big_endian.hpp"
 #include "store/encode/encoder.hpp"
 #include "store/error.hpp"
@@ -26,20 +25,6 @@ column codes_of(const std::vector<uint32_t> &codes, uint32_t distinct, std::opti
     values.append(int64_t{value});
   store_codes(out, codes, form);
   return out;
-}
-
-TEST(encoder, stores_runs_with_their_lengths_and_offsets) {
-  const std::vector<uint32_t> codes = {3, 3, 3, 0, 1, 1, 3};
-  const column c = codes_of(codes, 4, encoding::rle);
-  ASSERT_EQ(c.batches.size(), 1U);
-  const batch &b = c.batches[0];
-  EXPECT_EQ(c.run_length_bits, 8);
-  EXPECT_EQ(b.rows, 7U);
-  EXPECT_EQ(b.runs, 4U);
-  EXPECT_EQ(without_slack(b.stream), (bytes{0b11000111}));
-  EXPECT_EQ(without_slack(b.lens), (bytes{3, 1, 2, 1}));
-  EXPECT_EQ((std::vector<uint32_t>(b.cla.begin(), b.cla.end())),
-            (std::vector<uint32_t>{0, big_endian(3U), big_endian(4U), big_endian(6U), big_endian(7U)}));
 }
 
 TEST(encoder, cuts_runs_at_the_longest_length_and_at_batches) {
@@ -74,6 +59,21 @@ TEST(encoder, chooses_runs_only_where_they_are_long) {
     EXPECT_EQ(codes_of(codes, 2, std::nullopt).form, length < 8 ? encoding::dict : encoding::rle) << length;
   }
   EXPECT_EQ(codes_of({}, 0, std::nullopt).form, encoding::dict);
+}
+
+TEST(dictionary, takes_a_cla_where_lengths_differ_and_knows_what_looks_like_null) {
+  dictionary keys, texts, with_null(true);
+  for (const int64_t key : {-2, 0, 258})
+    keys.append(key);
+  for (const char *text : {"aa", "bb", "c", ""})
+    texts.append(std::string_view(text));
+  with_null.append(std::string_view("a"));
+  EXPECT_EQ(keys.encoding(2, 0).vorn_enc_ctx_dict_layout, uint32_t{VORN_DICT_ONE_LENGTH});
+  EXPECT_EQ(texts.encoding(2, 0).vorn_enc_ctx_dict_layout, uint32_t{VORN_DICT_CLA});
+  EXPECT_EQ(with_null.encoding(2, 0).vorn_enc_ctx_dict_layout, uint32_t{VORN_DICT_CLA});
+  EXPECT_TRUE(texts.flags_tell_null() && with_null.flags_tell_null());
+  with_null.append(std::string_view());
+  EXPECT_FALSE(with_null.flags_tell_null());
 }
 
 TEST(encoder, stores_values_in_the_least_whole_bytes) {
@@ -129,39 +129,11 @@ TEST(encoder, stores_groups_of_sixteen_with_their_prefix) {
   EXPECT_EQ(std::string(stream.begin(), stream.end()), "\2VOabcdefghijklmnop\3VOq");
   EXPECT_EQ(without_slack(c.batches[0].lens), (bytes{0, 0, 0, 0, 0, 0, 0, 19}));
 
-  // Nothing in common, and groups that do not reach into the next batch.
-  texts = "ab" + std::string(2 * (batch_rows - 1), 'x') + "cd";
-  column two;
-  store_texts(two, texts, 2);
-  ASSERT_EQ(two.batches.size(), 2U);
-  EXPECT_EQ(two.batches[0].rows, batch_rows);
-  EXPECT_EQ(two.batches[0].stream[0], 0);
-  EXPECT_EQ(without_slack(two.batches[1].stream), (bytes{2, 'c', 'd'}));
-  EXPECT_EQ(without_slack(two.batches[1].lens), (bytes{0, 0, 0, 0}));
-
   // Keys take the bytes of the largest ordinal.
   column keys;
   store_keys(keys, std::vector<int64_t>{-1, 0x1fe, 0}, encoding::prefix);
   EXPECT_EQ(keys.width, 16U);
   EXPECT_EQ(without_slack(keys.batches[0].stream), (bytes{0, 0, 0, 1, 0xff, 0, 1}));
-}
-
-TEST(encoder, compresses_every_batch_so_that_it_can_be_had_back) {
-  std::vector<int64_t> keys(batch_rows + 100);
-  for (size_t i = 0; i < keys.size(); ++i)
-    keys[i] = static_cast<int64_t>(i / 20 % 1000);
-  column plain;
-  store_keys(plain, keys, encoding::fixed);
-  column compressed = plain;
-  compress(compressed);
-  EXPECT_LT(compressed.encoded_bytes(), plain.encoded_bytes());
-  for (size_t i = 0; i < plain.batches.size(); ++i) {
-    const batch &b = compressed.batches[i];
-    bytes out(b.stream_bytes);
-    uint32_t length = 0;
-    ASSERT_EQ(qpak_decode(nullptr, nullptr, b.stream.data(), out.data(), &length, b.stream_bytes, 0, 0, 0), 0U);
-    EXPECT_EQ(out, without_slack(plain.batches[i].stream));
-  }
 }
 
 TEST(encoder, reads_the_name_of_an_encoding) {

@@ -6,6 +6,7 @@
 
 #include "store/encode/packing.hpp"
 #include "store/error.hpp"
+#include "tests/model/predicate.hpp"
 
 namespace {
 
@@ -14,9 +15,6 @@ using namespace store;
 constexpr uint32_t legal_widths[] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20, 24, 32};
 
 constexpr size_t row_counts[] = {0, 1, 2, 7, 8, 9, 63, 64, 65, 1000};
-
-// The bit of a stream, counted from the most significant one of its first byte.
-bool bit(const uint8_t *stream, uint64_t index) { return (stream[index / 8] >> (7 - index % 8) & 1) != 0; }
 
 TEST(packing, follows_the_bit_string_at_every_width_and_length) {
   std::mt19937 random(20);
@@ -31,15 +29,11 @@ TEST(packing, follows_the_bit_string_at_every_width_and_length) {
       ASSERT_EQ(stored.size(), (rows * width + 7) / 8 + 64);
       const uint8_t *stream = stored.data();
       ASSERT_EQ(reinterpret_cast<uintptr_t>(stream) % 64, 0U);
-      for (size_t row = 0; row < rows; ++row) {
-        uint64_t model = 0;
-        for (uint32_t i = 0; i < width; ++i)
-          model = model << 1 | static_cast<uint64_t>(bit(stream, row * width + i));
-        ASSERT_EQ(model, codes[row]) << "row " << row;
-      }
+      for (size_t row = 0; row < rows; ++row)
+        ASSERT_EQ(vorn_model::code_at(stream, width, row), codes[row]) << "row " << row;
       // The rest of the last byte and the slack behind it.
       for (uint64_t i = rows * width; i < stored.size() * 8; ++i)
-        ASSERT_FALSE(bit(stream, i)) << "bit " << i;
+        ASSERT_EQ(vorn_model::code_at(stream, 1, i), 0U) << "bit " << i;
     }
 }
 

@@ -86,15 +86,9 @@ TEST_F(vornq_test, stores_columns_as_it_is_told) {
   EXPECT_THAT(out, testing::ContainsRegex("m +BIGINT +dict +1,000 "));
   EXPECT_THAT(out, HasSubstr(question));
   EXPECT_THAT(out, testing::ContainsRegex("generic +1,000 +50 "));
-  for (const char *encoding : {"dict", "rle", "fixed", "dynp", "dict+qpak", "rle+qpak", "fixed+qpak", "dynp+qpak"}) {
-    SCOPED_TRACE(encoding);
-    ASSERT_EQ(run({file, "--columns", "--encode", fmt::format("n={}", encoding), "--encode",
-                   fmt::format("m={}", encoding), "--where", question}),
-              0)
-        << err;
-    EXPECT_THAT(out, HasSubstr(fmt::format("{} ", encoding)));
-    EXPECT_THAT(out, testing::ContainsRegex("generic +1,000 +50 "));
-  }
+  ASSERT_EQ(run({file, "--columns", "--encode", "n=fixed+qpak", "--encode", "m=dynp", "--where", question}), 0) << err;
+  EXPECT_THAT(out, testing::ContainsRegex("n +BIGINT +fixed\\+qpak .*\nm +BIGINT +dynp "));
+  EXPECT_THAT(out, testing::ContainsRegex("generic +1,000 +50 "));
 }
 
 TEST_F(vornq_test, shows_selected_rows) {
@@ -110,20 +104,6 @@ TEST_F(vornq_test, shows_selected_rows) {
       << err;
   EXPECT_THAT(out, testing::ContainsRegex("town +VARCHAR +prefix +- +no +40 "));
   EXPECT_THAT(out, testing::EndsWith("\ntown\n0 of 0 rows\nthe rows agree\n"));
-}
-
-TEST_F(vornq_test, compares_as_sql_does) {
-  const std::string path = folder.path("numbers.parquet");
-  make(path, "SELECT 0.1::FLOAT AS f, 5::INTEGER AS it, -0.0::DOUBLE AS z, 'NULL' AS t, NULL::VARCHAR AS n");
-  const std::pair<const char *, int> counts[] = {{"f = 0.1", 1},      {"f = 1e-1", 0},     {"it > 4.5 and it < 5.5", 1},
-                                                 {"IT = '5.4'", 1},   {"z = 0", 1},        {"t = null", 0},
-                                                 {"t = 'NULL'", 1},   {"n is null", 1},    {"t = a or t = 'NULL'", 1},
-                                                 {"t not in (a)", 1}, {"n not in (a)", 0}, {"not n = a", 0},
-                                                 {"t like 'N_L%'", 1}};
-  for (const auto &[condition, count] : counts) {
-    ASSERT_EQ(run({path, "--where", condition}), 0) << condition << err;
-    EXPECT_THAT(out, testing::ContainsRegex(fmt::format("DuckDB +1 +{} ", count))) << condition;
-  }
 }
 
 TEST_F(vornq_test, takes_back_what_it_shows) {
@@ -247,8 +227,6 @@ TEST_F(vornq_test, runs_the_instruction_set_that_it_is_told) {
 TEST_F(vornq_test, ends_with_one_line_and_status_2_when_it_cannot_do_what_it_was_asked) {
   const std::string broken = folder.write("broken.parquet", "not a table");
   const std::string other = folder.write("towns.txt", "town\nAdorf\n");
-  const std::string lists = folder.path("lists.parquet");
-  make(lists, "SELECT [1] AS l");
   const std::string lengths = folder.write("lengths.csv", "short,long\na,nine char\nab,nine char\n");
   struct bad_call {
     std::vector<std::string> arguments;
@@ -263,23 +241,14 @@ TEST_F(vornq_test, ends_with_one_line_and_status_2_when_it_cannot_do_what_it_was
       {{other}, "neither a .parquet nor a .csv file"},
       {{broken}, "broken.parquet"},
       {{table, "--where", "city = Adorf"}, "no column 'city'; the columns are town, people, price"},
-      {{table, "--where", "town == Adorf"}, "unknown operator '=='"},
-      {{table, "--where", "town Adorf"}, "no operator"},
-      {{table, "--where", "town ="}, "no value"},
-      {{table, "--where", "people in [1, 2, 3]"}, "an interval of 3 bounds"},
-      {{table, "--where", "people in (1, few)"}, "cannot read 'few' as a value of type integer"},
-      {{table, "--where", "town = Adorf and city = Adorf"}, "no column 'city'"},
       {{table, "--encode", "town"}, "'town' is not of the form column=encoding"},
       {{table, "--encode", "town=zip"}, "unknown encoding 'zip'"},
       {{table, "--encode", "city=dict"}, "no column 'city'"},
       {{table, "--encode", "town=fixed"}, "column 'town' is of type VARCHAR, which fixed does not store"},
       {{table, "--encode", "people=dynp"}, "column 'people' has NULLs, which dynp does not store"},
-      {{table, "--where", "people > many"}, "cannot read 'many' as a value of type integer"},
       {{table, "--where", "price > 1,5"}, "unexpected ',' at character 10"},
-      {{lists, "--where", "l = 1"}, "column 'l' has type INTEGER[], which the store does not encode"},
       {{table, "--select", "town,city"}, "no column 'city'; the columns are town, people, price"},
       {{table, "--select", "town,"}, "a column without a name at character 6 of 'town,'"},
-      {{table, "--select", "\"town"}, "a quote is not closed"},
       {{table, "--select", "\"town\" people"}, "unexpected 'people'"},
       {{table, "--select", "town", "--where", "people = 1", "--where", "people = 2"},
        "--select shows the rows of one --where; 2 are given"},
