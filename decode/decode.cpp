@@ -11,7 +11,8 @@ uint32_t vorn_decode(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, vorn_aux *
   here.check(enc.vorn_enc_ctx_flags & VORN_DICT, "vorn_decode: src is not DICT");
   here.check_aligned(src->vorn_cv_vals, vorn_global_ctx.VORN_DATASTREAM_ALIGN, "vorn_decode: src is not aligned");
   here.check(aux != nullptr, "vorn_decode: vorn_aux is NULL");
-  vorn_aux &given = here.aux_or_own(aux);
+  std::optional<vorn_aux> own;
+  vorn_aux &given = aux_or_own(aux, own);
   here.check(!(given.vorn_aux_flags & VORN_AUX_INVERT_FILTER), "vorn_decode: invert filter not supported", aux);
 
   const uint32_t index = dispatch_index(enc.vorn_enc_ctx_type, VORN_OPC_DECODE);

@@ -8,7 +8,8 @@ extern "C" uint32_t vorn_prefix_decode(const vorn_ctx *ctx, vorn_cv *res, vorn_c
   here.trace(VORN_POINT(prefix_kernel), here.force_generic());
   here.trace_call(VORN_POINT(rows), src->vorn_cv_nrows);
   here.trace_filter(VORN_POINT(filter), aux);
-  vorn_aux &given = here.aux_or_own(aux);
+  std::optional<vorn_aux> own;
+  vorn_aux &given = aux_or_own(aux, own);
   given.vorn_aux_ctx = ctx;
   here.start_clock();
   const auto kernel = here.force_generic() ? vorn_prefix_decode_dydi : vorn_global_ctx.vorn_prefix_decode_dydi;

@@ -8,7 +8,8 @@ extern "C" uint32_t vorn_decode_symbol(const vorn_ctx *ctx, vorn_cv *res, vorn_c
   const vorn_enc_ctx &enc = *src->vorn_cv_encoding_context;
   here.check(enc.vorn_enc_ctx_flags & VORN_DICT, "vorn_decode_symbol: src is not DICT");
   here.check(aux != nullptr, "vorn_decode_symbol: vorn_aux is NULL");
-  vorn_aux &given = here.aux_or_own(aux);
+  std::optional<vorn_aux> own;
+  vorn_aux &given = aux_or_own(aux, own);
   here.check(!(given.vorn_aux_flags & VORN_AUX_INVERT_FILTER), "vorn_decode_symbol: invert filter not supported", aux);
 
   // Of the whole type word, whose upper bytes a builder leaves at zero.

@@ -29,6 +29,11 @@ inline uint32_t length_code(const vorn_cv &cst) {
   return lens == nullptr ? 0 : *lens;
 }
 
+// The caller's aux or a cleared one of the call's own.
+inline vorn_aux &aux_or_own(vorn_aux *aux, std::optional<vorn_aux> &own) {
+  return aux != nullptr ? *aux : own.emplace();
+}
+
 // The texts of an entry's self-check.
 struct self_check_texts {
   const char *scratch;
@@ -78,13 +83,6 @@ public:
     check(aux->vorn_aux_filter_bv == nullptr || !(aux->vorn_aux_flags & VORN_AUX_INVERT_FILTER), inverted, aux);
     if (over_runs(src))
       aux->vorn_aux_filter_bv = nullptr;
-  }
-
-  // The caller's aux or a cleared one of the call's own.
-  vorn_aux &aux_or_own(vorn_aux *aux) {
-    if (aux != nullptr)
-      return *aux;
-    return own_aux_.emplace();
   }
 
   template <class... Values>
@@ -145,12 +143,12 @@ public:
     if (force_generic() || !(ctx_.vorn_ctx_flags & VORN_CTX_SELF_CHECK))
       return invoke(kernel(index), res);
     self_check_scratch scratch;
-    begin_self_check(res, texts, scratch);
+    begin_self_check(ctx_, res, texts, scratch);
     const uint32_t generic_code = invoke(vorn_dispatch_table[index], scratch.result);
     const uint32_t code = invoke(kernel(index), res);
     // Kernels that refuse their operands write nothing that could be compared.
     const bool compared = generic_code != VORN_RESULT_REFUSED || code != VORN_RESULT_REFUSED;
-    end_self_check(res, index, compared, texts, scratch);
+    end_self_check(ctx_, res, index, compared, texts, scratch);
     return code;
   }
 
@@ -160,31 +158,47 @@ public:
   }
 
   // Adds what the bits of the operation say to the host's statistics block, if there is one.
-  void count(const vorn_aux &aux, const operation &op) const;
+  void count(const vorn_aux &aux, const operation &op) const {
+    if (ctx_.vorn_ctx_stats != nullptr)
+      add_to(ctx_.vorn_ctx_stats, aux, op);
+  }
 
   // The end of a timed call: its line.  With an index also the running mean of the slot, when the context asks for it.
   void finish(const trace_point &point, uint32_t nrows) const {
     if (timed_)
-      stop_clock(point, nrows);
+      tell_time(point, stop_clock(start_, nrows));
   }
   void finish(const trace_point &point, uint32_t nrows, uint32_t index) const {
-    if (timed_)
-      accumulate(index, stop_clock(point, nrows));
+    if (timed_) {
+      const timing spent = stop_clock(start_, nrows);
+      tell_time(point, spent);
+      accumulate(ctx_, index, spent.rate);
+    }
   }
 
 private:
-  void begin_self_check(const vorn_cv &res, const self_check_texts &texts, self_check_scratch &scratch) const;
-  void end_self_check(const vorn_cv &res, uint32_t index, bool compared, const self_check_texts &texts,
-                      self_check_scratch &scratch) const;
-  double stop_clock(const trace_point &point, uint32_t nrows) const;
-  void accumulate(uint32_t index, double rate) const;
+  // Microseconds and the rate in units of 2^20 rows a second.
+  struct timing {
+    double elapsed;
+    double rate;
+  };
+
+  void tell_time(const trace_point &point, const timing &spent) const { trace(point, spent.elapsed, spent.rate); }
+
+  // What lies elsewhere does not take the object, which then stays in registers.
+  static void add_to(void *stats, const vorn_aux &aux, const operation &op);
+  static void begin_self_check(const vorn_ctx &ctx, const vorn_cv &res, const self_check_texts &texts,
+                               self_check_scratch &scratch);
+  static void end_self_check(const vorn_ctx &ctx, const vorn_cv &res, uint32_t index, bool compared,
+                             const self_check_texts &texts, self_check_scratch &scratch);
+  static timing stop_clock(uint64_t start, uint32_t nrows);
+  static void accumulate(const vorn_ctx &ctx, uint32_t index, double rate);
 
   const vorn_ctx &ctx_;
   const char *name_;
   const char *file_;
   bool timed_;
   uint64_t start_ = 0;
-  std::optional<vorn_aux> own_aux_;
 };
 
 } // namespace vorn

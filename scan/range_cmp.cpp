@@ -34,7 +34,8 @@ uint32_t vorn_range_cmp(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, const v
   here.trace_kernel(VORN_POINT(kernel), index, enc);
   here.trace_call(VORN_POINT(rows), src->vorn_cv_nrows);
   here.trace_filter(VORN_POINT(filter), aux);
-  vorn_aux &given = here.aux_or_own(aux);
+  std::optional<vorn_aux> own;
+  vorn_aux &given = aux_or_own(aux, own);
   here.prepare(given, operations::compare);
   here.start_clock();
   const uint32_t code = here.run(index, *res, self_check, [&](const vorn_kernel &kernel, vorn_cv &result) {
