@@ -11,6 +11,13 @@ set(VORN_KERNEL_SOURCES
   generic/decode/qpak.cpp
   generic/decode/rle_burst.cpp
   generic/decode/rle_expand.cpp
+  generic/join/bloom.cpp
+  generic/join/build.cpp
+  generic/join/gather.cpp
+  generic/join/hash.cpp
+  generic/join/partition.cpp
+  generic/join/probe.cpp
+  generic/join/transpose.cpp
   generic/scan/dict_compare.cpp
   generic/scan/dict_set.cpp
   generic/scan/dynp_compare.cpp
@@ -34,6 +41,8 @@ set(VORN_FRAME_SOURCES
   frame/trace.cpp
   generic/table/exported_tables.cpp
   generic/table/global_ctx.cpp
+  join/bloom.cpp
+  join/join.cpp
   scan/cmp.cpp
   scan/in_set.cpp
   scan/range_cmp.cpp

@@ -134,6 +134,56 @@ void vorn_add_encoding_type_imca(vorn_enc_ctx *enc, int32_t width) {
   enc->vorn_enc_ctx_type = static_cast<uint32_t>(vorn_xlate_convert_width(width)) << 2 | 0x83U;
 }
 
+void vorn_build_hash_table(vorn_hash_table *ht, void **tables, void *reserved, void **ovfl_cur, void **ovfl_end,
+                           uint8_t part_hi_bit, uint8_t part_shift, uint8_t bucket_hi_bit, uint32_t type) {
+  std::memset(ht, 0, sizeof *ht);
+  ht->vorn_ht_type = type;
+  ht->vorn_ht_bucket_hi_bit = bucket_hi_bit;
+  ht->vorn_ht_part_hi_bit = part_hi_bit;
+  ht->vorn_ht_part_shift = part_shift;
+  ht->vorn_ht_tables = tables;
+  ht->vorn_ht_reserved = reserved;
+  ht->vorn_ht_ovfl_cur = ovfl_cur;
+  ht->vorn_ht_ovfl_end = ovfl_end;
+}
+
+void vorn_build_partition_buffer(vorn_partition_buffer *pb, void *reserved, void **cur, void **end, uint8_t hi_bit,
+                                 uint8_t shift, uint32_t type) {
+  std::memset(pb, 0, sizeof *pb);
+  pb->vorn_pb_type = type;
+  pb->vorn_pb_hi_bit = hi_bit;
+  pb->vorn_pb_shift = shift;
+  pb->vorn_pb_reserved = reserved;
+  pb->vorn_pb_cur = cur;
+  pb->vorn_pb_end = end;
+}
+
+void vorn_build_transpose_table(vorn_transpose_table *tbl, uint8_t ncols, uint16_t width, uint64_t a, uint8_t hi_bit,
+                                uint8_t row_bits, void **in_refs, void **refs, uint64_t b, void **dlp, uint64_t c,
+                                uint64_t d, uint8_t e, void **cla, void **offsets, uint64_t f, void **data, void **pos,
+                                void **end, uint32_t flags) {
+  std::memset(tbl, 0, sizeof *tbl);
+  tbl->vorn_tt_flags = flags;
+  tbl->vorn_tt_ncols = ncols;
+  tbl->vorn_tt_width = width;
+  tbl->vorn_tt_opaque_a = a;
+  tbl->vorn_tt_hi_bit = hi_bit;
+  tbl->vorn_tt_row_bits = row_bits;
+  tbl->vorn_tt_in_refs = in_refs;
+  tbl->vorn_tt_refs = refs;
+  tbl->vorn_tt_opaque_b = b;
+  tbl->vorn_tt_dlp = dlp;
+  tbl->vorn_tt_opaque_c = c;
+  tbl->vorn_tt_opaque_d = d;
+  tbl->vorn_tt_opaque_e = e;
+  tbl->vorn_tt_cla = cla;
+  tbl->vorn_tt_offsets = offsets;
+  tbl->vorn_tt_opaque_f = f;
+  tbl->vorn_tt_data = data;
+  tbl->vorn_tt_pos = pos;
+  tbl->vorn_tt_end = end;
+}
+
 void vorn_build_encoding_type(vorn_enc_ctx *enc) {
   const uint32_t flags = enc->vorn_enc_ctx_flags;
   const uint32_t encoding = flags & VORN_DICT ? VORN_ENC_DICT : flags & VORN_DYNP ? VORN_ENC_DYNP : VORN_ENC_FIXED;

@@ -81,7 +81,11 @@ public:
       return;
     check_aligned(aux->vorn_aux_filter_bv, vorn_global_ctx.VORN_BITWVEC_ALIGN, not_aligned);
     check(aux->vorn_aux_filter_bv == nullptr || !(aux->vorn_aux_flags & VORN_AUX_INVERT_FILTER), inverted, aux);
-    if (over_runs(src))
+    drop_filter_over_runs(src, aux);
+  }
+
+  void drop_filter_over_runs(const vorn_cv &src, vorn_aux *aux) const {
+    if (aux != nullptr && over_runs(src))
       aux->vorn_aux_filter_bv = nullptr;
   }
 
@@ -114,14 +118,17 @@ public:
           aux.vorn_aux_ones_vec, aux.vorn_aux_ones_vec_size);
   }
 
-  // Readies aux for a kernel: the operation's bits, the diagnostic code, the way back to the context.
+  // Readies aux for a kernel: the diagnostic code, the way back to the context, and the bits of an operation.
+  void prepare(vorn_aux &aux) const {
+    aux.vorn_aux_diag_code = 0;
+    aux.vorn_aux_ctx = &ctx_;
+  }
   void prepare(vorn_aux &aux, const operation &op) const {
     clear(aux, shared_bit);
     set(aux, op.called);
     clear(aux, op.selective);
     clear(aux, op.third);
-    aux.vorn_aux_diag_code = 0;
-    aux.vorn_aux_ctx = &ctx_;
+    prepare(aux);
   }
 
   void start_clock() {
@@ -130,6 +137,7 @@ public:
   }
 
   uint32_t force_generic() const { return (ctx_.vorn_ctx_flags & VORN_CTX_FORCE_GENERIC) ? 1 : 0; }
+  bool has_self_check() const { return !force_generic() && (ctx_.vorn_ctx_flags & VORN_CTX_SELF_CHECK); }
 
   // The kernel of an entry without a self-check.
   const vorn_kernel &kernel(uint32_t index) const {
@@ -140,7 +148,7 @@ public:
   // invoke(kernel, res) calls a kernel.
   template <class Invoke>
   uint32_t run(uint32_t index, vorn_cv &res, const self_check_texts &texts, Invoke invoke) const {
-    if (force_generic() || !(ctx_.vorn_ctx_flags & VORN_CTX_SELF_CHECK))
+    if (!has_self_check())
       return invoke(kernel(index), res);
     self_check_scratch scratch;
     begin_self_check(ctx_, res, texts, scratch);

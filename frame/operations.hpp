@@ -37,6 +37,7 @@ inline constexpr operation compare = {{0, 0x01}, {1, 0x02}, {2, 0x02}, 0, 0};
 inline constexpr operation decode = {{0, 0x02}, {1, 0x04}, {2, 0x04}, 1, 1};
 inline constexpr operation rle_burst = {{0, 0x04}, {1, 0x08}, {2, 0x08}, 2, 2};
 inline constexpr operation in_set = {{0, 0x10}, {1, 0x10}, {2, 0x10}, 3, 3};
+inline constexpr operation bloom = {{0, 0x20}, {1, 0x20}, {}, 4, 0};
 inline constexpr operation decode_unpack = {{0, 0x40}, {1, 0x40}, {2, 0x20}, 6, 4};
 inline constexpr operation decode_symbol = {{0, 0x80}, {1, 0x80}, {}, 7, 0};
 } // namespace operations

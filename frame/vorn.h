@@ -24,6 +24,7 @@
  *     predicates     comparisons, ranges, sets
  *     decoders       values, plain codes, prefix groups, bursts, block-compressed streams
  *     bit_vectors    combinations, counts, ranges and iteration
+ *     joins          hashing, hash tables, partitions, transposition, gather, the bloom test
  *
  * Conventions, valid throughout:
  *
@@ -33,7 +34,8 @@
  *     significant bit, of word r >> 6.  A vector of n rows takes (n + 63) >> 6 words.  In a result every bit from n
  *     to the end of the last word is zero.  Filters and masks may hold stray bits there.
  *  3. Stored data is big-endian: packed codes, fixed values, cumulative arrays.  Records, bit vectors, dictionary code
- *     constants and unpacked codes are in the processor's order (little-endian).
+ *     constants, unpacked codes, and the row forms and tables of the joins are in the processor's order
+ * (little-endian).
  *  4. Slack.  A stream should be readable beyond its last code or value, compressed or not.  Packed codes: 8 bytes at
  *     the widths 5 and 7, otherwise 3 bytes up to width 6, 2 at 9 to 15, 1 at 17 to 20 and 24, none at 8, 16, 32
  *     and 64.  Fixed values: 1 byte at width 24, 3, 2 and 1 at 40, 48 and 56, none at the others.  Dynamic-packed
@@ -142,23 +144,23 @@ enum {
   VORN_CONST = 0x4,             /**< a constant operand; required of the operand of a comparison */
   VORN_TZ = 0x8,                /**< fixed, dynp: the length code of a row is a second sort key */
   VORN_NULLS = 0x40,            /**< dict: code 0 stands for NULL and matches no predicate */
-  VORN_HASH_VALUES = 0x80,      /**< hash values */
+  VORN_HASH_VALUES = 0x80,      /**< hash values computed earlier; with VORN_LV, values that begin with theirs */
   VORN_DICT = 0x100,            /**< dictionary codes */
   VORN_RLE = 0x200,             /**< the code stream has one entry per run */
   VORN_DYNP = 0x400,            /**< dynamic-packed values */
   VORN_FIXED = 0x800,           /**< fixed-width values */
-  VORN_LV_SEP = 0x1000,         /**< length-value keys, lengths separate */
-  VORN_LV = 0x2000,             /**< length-value keys */
-  VORN_LP_SEP = 0x4000,         /**< length-pointer records, lengths separate */
+  VORN_LV_SEP = 0x1000,         /**< values back to back, lengths separate */
+  VORN_LV = 0x2000,             /**< values back to back, each behind its length */
+  VORN_LP_SEP = 0x4000,         /**< pointers, lengths separate */
   VORN_LP = 0x8000,             /**< length-pointer records */
   VORN_STREAM = 0x10000,        /**< the value stream is compressed in blocks */
-  VORN_HASHRID = 0x20000,       /**< hash value with row identifier */
-  VORN_RIDVALUE = 0x40000,      /**< row identifier as value */
-  VORN_AUTORID = 0x80000,       /**< implicit row identifiers */
-  VORN_DLP = 0x100000,          /**< dlp layout */
+  VORN_HASHRID = 0x20000,       /**< records of a row identifier and a hash value */
+  VORN_RIDVALUE = 0x40000,      /**< pairs that a probe wrote */
+  VORN_AUTORID = 0x80000,       /**< implicit row identifiers, from vorn_cv_autorid on */
+  VORN_DLP = 0x100000,          /**< length and place in a partitioned store, in one word */
   VORN_ROW = 0x200000,          /**< row-major layout */
-  VORN_GD = 0x400000,           /**< gd layout */
-  VORN_HASHGDRID = 0x800000,    /**< hash value with gd row identifier */
+  VORN_GD = 0x400000,           /**< codes of a global dictionary */
+  VORN_HASHGDRID = 0x800000,    /**< records of a hash value, a code and a row identifier */
   VORN_UNIFORM_LENS = 0x1000000 /**< fixed with tz: vorn_cv_lens is one byte, the length code of every row */
 };
 
@@ -174,7 +176,7 @@ enum {
   VORN_AUX_FORCE_SELECTIVE = 0x02, /**< visit only the rows of the filter */
   VORN_AUX_UNPACK_UB4 = 0x04,      /**< elements of an unpacked code array have 4 bytes */
   VORN_AUX_MULTIPLY = 0x10,        /**< group key in multiply mode */
-  VORN_AUX_RID = 0x20,             /**< take the row-identifier half of a pair */
+  VORN_AUX_RID = 0x20,             /**< gather: follow the left value of a pair, not the table value */
   VORN_AUX_SUM = 0x80              /**< reduce to one sum */
 };
 
@@ -214,8 +216,22 @@ enum {
   VORN_HT_GD = 0x1000 /**< with K4V8 or K4V4: the tag is the key's global dictionary code */
 };
 
+/** vorn_partition_buffer: vorn_pb_type, the form of the records that are written */
+enum {
+  VORN_PB_RID = 0x09,     /**< a row identifier and the hash value: VORN_HASHRID */
+  VORN_PB_LV = 0x0a,      /**< length, hash value, payload: VORN_LV with VORN_HASH_VALUES */
+  VORN_PB_FIXED = 0x0c,   /**< hash value, payload of vorn_pb_fixed_width bytes */
+  VORN_PB_REFUSED = 0x10, /**< with VORN_PB_LV and VORN_PB_FIXED: no kernel takes it */
+  VORN_PB_RID_GD = 0x29   /**< hash value, code, row identifier: VORN_HASHGDRID */
+};
+
 /** vorn_transpose_table: vorn_tt_flags */
-enum { VORN_TT_ROW = 0x2, VORN_TT_CLA = 0x8, VORN_TT_DLP = 0x10, VORN_TT_LP = 0x20 };
+enum {
+  VORN_TT_ROW = 0x2,  /**< a row of the matrix becomes one record */
+  VORN_TT_CLA = 0x8,  /**< the values are found by an array of offsets */
+  VORN_TT_DLP = 0x10, /**< by dlp words */
+  VORN_TT_LP = 0x20   /**< by length-pointer entries */
+};
 
 /** Event code of vorn_nfy. */
 enum { VORN_NFY_LOAD = 3 };
@@ -286,6 +302,59 @@ enum { VORN_NFY_LOAD = 3 };
  *
  *     codes 3 10 3 10 3 10, width 4, for a host that writes pairs of a count and a byte
  *                                           03 3a; vorn_cv_stream_len 3
+ *
+ * Row forms (hash and join kernels).  Numbers are in the processor's order and need no alignment; values have up to
+ * 65,535 bytes.  The kernels take every row as it stands: no mask, no NULL, no block compression.  All but the first,
+ * second and last have a builder without arguments but the context.
+ *
+ *     VORN_FIXED       width / 8 bytes a row, fewer than 2^32 in all
+ *     VORN_DICT        packed codes; the value is the symbol, by vorn_enc_ctx_dict_cla whatever the layout says
+ *     VORN_LV_SEP      the values back to back; vorn_cv_lens, a 16-bit length per row
+ *     VORN_LV          per row a 16-bit length and the value
+ *     VORN_LP_SEP      a 64-bit pointer per row; vorn_cv_lens, a 16-bit length per row
+ *     VORN_LP          16 bytes a row: 16-bit length, 6 bytes that are not read, 64-bit pointer
+ *     VORN_HASH_VALUES a 64-bit hash value per row, taken as it is
+ *     VORN_GD          a 32-bit code per row; the value is its 4 bytes
+ *     VORN_HASHRID     16 bytes a row: 64-bit row identifier, 64-bit hash value
+ *     VORN_HASHGDRID   24 bytes a row: 64-bit hash value, 32-bit code, 4 bytes that are not read, 64-bit row identifier
+ *     VORN_RIDVALUE    16 bytes a row: 64-bit left value, 64-bit table value
+ *     VORN_AUTORID     nothing stored: row i is vorn_cv_autorid + i
+ *     VORN_DLP         a 64-bit word per row: 16 bits of length, above them an offset field of 48 bits, whose low
+ *                      vorn_enc_ctx_dlp_shift bits are added to the pointer that the rest selects in
+ *                      vorn_enc_ctx_dlp_table
+ *
+ *     "ab", "" as VORN_LV                   02 00 61 62 00 00
+ *     the same as VORN_LV_SEP               61 62; lengths 02 00 00 00
+ *
+ * Hash table (vorn_hash_table).  With T bits of tag, 16 or 32 by the type, a hash value h belongs to the bucket
+ * (h & (2^(vorn_ht_bucket_hi_bit + 1) - 1)) >> T of the partition
+ * (h & (2^(vorn_ht_part_hi_bit + 1) - 1)) >> vorn_ht_part_shift << vorn_ht_part_low_bits | h & (2^vorn_ht_part_low_bits
+ * - 1); the tag is its low T bits, with VORN_HT_GD the code of the key.  There is but one partition when
+ * vorn_ht_part_hi_bit equals vorn_ht_bucket_hi_bit and vorn_ht_part_low_bits is 0.  A bucket has 64 bytes:
+ *
+ *     VORN_HT_K2V4     header; 9 tags of 16 bits at 2; 9 values of 32 bits at 20; chain at 56
+ *     VORN_HT_K2V8     header; 5 tags of 16 bits at 2; 5 values of 64 bits at 16; chain at 56
+ *     VORN_HT_K4V4     header; 6 tags of 32 bits at 4; 6 values of 32 bits at 32; chain at 56
+ *     VORN_HT_K4V8     header; 4 tags of 32 bits at 4; 4 values of 64 bits at 24; chain at 56
+ *
+ * The header byte counts the used slots, from slot 0 on, in its low 4 bits.  0x40: no tag of this bucket occurs again
+ * behind it, in this bucket or later in its chain; a clear bit promises nothing.  0x80: the bucket is full, and the
+ * chain is a pointer to the next one.
+ *
+ *     VORN_HT_K2V4, tag 0x1234, value 7     41 00 34 12, at 20: 07 00 00 00
+ *     and another tag; or the same again    header 42; or 02
+ *
+ * Records of a partitioning (vorn_partition_buffer), back to back.
+ *
+ *     VORN_PB_RID      64-bit row identifier, 64-bit hash value
+ *     VORN_PB_RID_GD   64-bit hash value, 32-bit code, 4 bytes that are left as they are, 64-bit row identifier
+ *     VORN_PB_LV       16-bit length of what follows, 64-bit hash value, payload of up to 65,527 bytes
+ *     VORN_PB_FIXED    64-bit hash value, payload of vorn_pb_fixed_width bytes
+ *
+ *     "abc" as VORN_PB_LV, hash 1           0b 00 01 00 00 00 00 00 00 00 61 62 63
+ *
+ * Bloom map (vorn_bloom).  Bytes in which bit b is bit b & 7 of byte b >> 3.  The hash values that are tested, of 32 or
+ * 64 bits, are big-endian; of 64 bits the last four bytes count.
  */
 
 /** @defgroup records Records
@@ -477,7 +546,7 @@ struct vorn_hash_table {
 /** The output areas of a partitioning.  Arrays have one entry per partition. */
 struct vorn_partition_buffer {
   uint32_t vorn_pb_unused_a;
-  uint32_t vorn_pb_type;  /**< output form; the low byte is read */
+  uint32_t vorn_pb_type;  /**< VORN_PB_RID to VORN_PB_RID_GD; the low byte is read */
   uint8_t vorn_pb_hi_bit; /**< highest hash bit of the partition number */
   uint8_t vorn_pb_shift;  /**< right shift of the masked hash */
   uint8_t vorn_pb_unused_b[18];
@@ -493,20 +562,20 @@ struct vorn_transpose_table {
   uint32_t vorn_tt_unused_a;
   uint32_t vorn_tt_flags;    /**< VORN_TT_ROW to VORN_TT_LP */
   uint16_t vorn_tt_ncols;    /**< columns of a row of the matrix, at most 255 */
-  uint16_t vorn_tt_width;    /**< read by gather */
+  uint16_t vorn_tt_width;    /**< gather: bits of a value in a result of VORN_FIXED */
   uint64_t vorn_tt_opaque_a; /**< stored, not read, like the other opaque fields */
-  uint8_t vorn_tt_hi_bit;    /**< read by gather */
-  uint8_t vorn_tt_row_bits;  /**< read by gather */
+  uint8_t vorn_tt_hi_bit;    /**< gather: highest identifier bit of the partition number */
+  uint8_t vorn_tt_row_bits;  /**< gather: low identifier bits that are the row; 64: there is one partition */
   uint64_t vorn_tt_unused_b;
-  void **vorn_tt_in_refs; /**< start of the length-pointer entries */
+  void **vorn_tt_in_refs; /**< start of the length-pointer entries, as in VORN_LP */
   void **vorn_tt_refs;    /**< cursor into the length-pointer entries */
   uint64_t vorn_tt_opaque_b;
-  void **vorn_tt_dlp; /**< read by gather */
+  void **vorn_tt_dlp; /**< start of the dlp words */
   uint64_t vorn_tt_opaque_c;
   uint64_t vorn_tt_opaque_d;
   uint8_t vorn_tt_opaque_e;
-  void **vorn_tt_cla;     /**< start of the offset array */
-  void **vorn_tt_offsets; /**< cursor into the offset array */
+  void **vorn_tt_cla;     /**< start of the array of 32-bit offsets */
+  void **vorn_tt_offsets; /**< cursor into the array of offsets */
   uint64_t vorn_tt_opaque_f;
   void **vorn_tt_data; /**< start of the value bytes */
   void **vorn_tt_pos;  /**< next free value byte */
@@ -725,6 +794,18 @@ VORN_API void vorn_add_encoding_type_bloom(vorn_enc_ctx *enc, uint8_t ind, uint3
 VORN_API void vorn_add_encoding_type_xlate(vorn_enc_ctx *enc, uint8_t kind, int32_t width, uint32_t c2d, uint32_t shift,
                                            uint32_t mask);
 VORN_API void vorn_add_encoding_type_imca(vorn_enc_ctx *enc, int32_t width);
+
+/** Each clears the record and stores its arguments.  What no argument stands for is 0; the host stores it afterwards:
+ * vorn_ht_part_low_bits, vorn_pb_fixed_width. */
+VORN_API void vorn_build_hash_table(vorn_hash_table *ht, void **tables, void *reserved, void **ovfl_cur,
+                                    void **ovfl_end, uint8_t part_hi_bit, uint8_t part_shift, uint8_t bucket_hi_bit,
+                                    uint32_t type);
+VORN_API void vorn_build_partition_buffer(vorn_partition_buffer *pb, void *reserved, void **cur, void **end,
+                                          uint8_t hi_bit, uint8_t shift, uint32_t type);
+VORN_API void vorn_build_transpose_table(vorn_transpose_table *tbl, uint8_t ncols, uint16_t width, uint64_t a,
+                                         uint8_t hi_bit, uint8_t row_bits, void **in_refs, void **refs, uint64_t b,
+                                         void **dlp, uint64_t c, uint64_t d, uint8_t e, void **cla, void **offsets,
+                                         uint64_t f, void **data, void **pos, void **end, uint32_t flags);
 
 /** Derive the type codes from the other fields; the builders above call them. */
 VORN_API void vorn_build_encoding_type(vorn_enc_ctx *enc);
@@ -1015,6 +1096,184 @@ VORN_API uint32_t vorn_lbiwvones_dydi(vorn_lbiwv_ictx *ictx, uint32_t *out, uint
 /** Placeholders: do nothing and return all ones in 64 bits and 0. */
 VORN_API uint64_t vorn_lbiwvrun_dydi(uint64_t a, uint64_t b);
 VORN_API uint64_t vorn_lbiwvruns_dydi(uint64_t a, uint64_t b, uint64_t c, uint64_t d);
+
+/** @} */
+
+/** @defgroup joins Hashing and joins
+ *
+ * A hash join takes these steps, of which only build and probe are needed:
+ *
+ *     vorn_bloom                            drops probe rows that cannot match
+ *     vorn_partition                        splits the rows of a side by bits of their hash
+ *     vorn_ht_build                         inserts the rows of the build side into a hash table
+ *     vorn_ht_probe                         writes a pair for each slot whose tag is that of a probe row
+ *     vorn_transpose_...                    prepare a store of values
+ *     vorn_gather                           fetches the values of the rows that the pairs name
+ *
+ * The rows of a vector are in one of the row forms; the result of a step has one too, and is the source of the next.
+ * When a vector carries several of these flags, the first one in the list of the entry point counts.
+ *
+ * The library has no hash function.  The host hands one to every call that hashes keys: a pure function of the bytes,
+ * their number and the seed, whose values spread over all 64 bits.  It may be null where nothing is hashed; otherwise
+ * the call returns VORN_RESULT_NO_IMPLEMENTATION and writes nothing, unless a specialised library brings its own.
+ *
+ * Resuming.  A call that runs out of room has done all rows before vorn_aux_start_slot and none from there on; the host
+ * makes room and calls again with the same arguments and the same aux.  For a vector in VORN_LV or VORN_LV_SEP
+ * vorn_aux_out_pos is the byte position of that row in its vals.  A first call has both at 0.  aux is never null,
+ * except for vorn_bloom.  A kernel that returns VORN_RESULT_REFUSED has changed nothing.
+ *  @{ */
+
+/**
+ * Hashes every row of src: one uint64_t per row into vals of res, of which nothing else is read or written.
+ *
+ * src: VORN_FIXED, VORN_DICT, VORN_LV_SEP, VORN_LV, VORN_LP_SEP or VORN_LP.  seed: a vector with VORN_HASH_VALUES.  Its
+ * one value is the seed of all rows; with any other number of rows it has a seed for each row of src.
+ * The rows always begin at the first one: vorn_aux_start_slot is not read.
+ *
+ * Returns VORN_RESULT_DONE, or VORN_RESULT_REFUSED for another seed or form.
+ */
+VORN_API uint32_t vorn_hash(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, vorn_cv *seed, vorn_hashfn hashfn,
+                            vorn_aux *aux);
+
+/** The same without a hash function, for a specialised library that has one. */
+VORN_API uint32_t vorn_hash_implicit(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, vorn_cv *seed, vorn_aux *aux);
+
+/**
+ * Inserts rows into a hash table.  Equal keys are all kept, in their order; a slot holds a tag and a value, not the
+ * key.
+ *
+ * ht: built by vorn_build_hash_table.  Per partition it has 2^(vorn_ht_bucket_hi_bit + 1 - T) buckets, zero at first,
+ * and room for overflow buckets, of 64 bytes each, in any state.
+ * src: the keys.  VORN_HASHRID, VORN_FIXED, VORN_LV_SEP, VORN_LV, VORN_LP_SEP, VORN_LP or VORN_HASH_VALUES; for a table
+ * with VORN_HT_GD VORN_GD, or VORN_HASHGDRID for values of 64 bits.
+ * values: with VORN_AUTORID the row identifiers, else an array of uint32_t or uint64_t by the type of the table, one
+ * per row of src; its number of rows is not read.  VORN_HASHRID and VORN_HASHGDRID have the values in their records.
+ * part: the one partition that all rows belong to, or negative: each row's follows from its hash.
+ *
+ * Returns VORN_RESULT_DONE; VORN_RESULT_REFUSED for another type or form; VORN_RESULT_NO_OVERFLOW when a row needs an
+ * overflow bucket and its partition has none left.  vorn_aux_full_part is then the high part of its number, the bits of
+ * the hash above vorn_ht_bucket_hi_bit, without vorn_ht_part_low_bits.  The host stores new room in vorn_ht_ovfl_cur
+ * and vorn_ht_ovfl_end and resumes.
+ *
+ * Threads build one table at once only with a part of their own each.
+ */
+VORN_API uint32_t vorn_ht_build(const vorn_ctx *ctx, vorn_hash_table *ht, vorn_cv *src, vorn_cv *values, int32_t part,
+                                vorn_hashfn hashfn, vorn_aux *aux);
+
+/**
+ * Looks rows up in a hash table and writes the pairs of each row and every slot that has its tag, the rows in their
+ * order, the slots in the order of insertion.  Pairs are candidates, since other keys may have the same tag; those of a
+ * table with VORN_HT_GD are exact.
+ *
+ * src: the keys.  VORN_FIXED, VORN_LV_SEP, VORN_LV, VORN_LP_SEP, VORN_LP or VORN_HASH_VALUES; for a table with
+ * VORN_HT_GD VORN_GD.  The hash function is that of the build.
+ * left: what a pair says of its row: with VORN_AUTORID the 64-bit row identifier, else an element of an array of
+ * uint32_t or uint64_t by the type of the table; its number of rows is not read.
+ * res: vals, room for vorn_cv_nrows pairs in VORN_RIDVALUE; vorn_cv_nrows becomes the number of pairs, which begin at
+ * vals in every call.
+ *
+ * Returns VORN_RESULT_DONE, also without a pair; VORN_RESULT_REFUSED for another type or form; VORN_RESULT_PROBE_FULL
+ * when there is a match without room.  The pairs of a row come in one call, so a row with more matches than res has
+ * room for never gets on.  The host takes the pairs, sets vorn_cv_nrows of res to its room and resumes.
+ */
+VORN_API uint32_t vorn_ht_probe(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, vorn_cv *left, vorn_hash_table *ht,
+                                vorn_hashfn hashfn, vorn_aux *aux);
+
+/**
+ * Appends a record for each row to the area of its partition, (h & (2^(vorn_pb_hi_bit + 1) - 1)) >> vorn_pb_shift for
+ * the hash value h.  The rows of a partition keep their order.
+ *
+ * pb: per partition a cursor and, unless vorn_pb_end is null, the end of the area.
+ * src: the keys.  VORN_FIXED, VORN_LV_SEP, VORN_LV, VORN_LP_SEP, VORN_LP, VORN_HASH_VALUES; by vorn_pb_type also
+ *   - VORN_PB_RID: VORN_HASHRID, whose records are copied;
+ *   - VORN_PB_RID_GD: VORN_GD alone;
+ *   - VORN_PB_LV: VORN_LV with VORN_HASH_VALUES, whose records are copied.
+ * payload, by vorn_pb_type; its number of rows is not read:
+ *   - VORN_PB_RID, VORN_PB_RID_GD: VORN_AUTORID, or else an array of uint64_t row identifiers;
+ *   - VORN_PB_LV: values in VORN_FIXED, VORN_LV_SEP, VORN_LV, VORN_LP_SEP or VORN_LP;
+ *   - VORN_PB_FIXED: VORN_FIXED, stepped through by its own width.
+ *
+ * Returns VORN_RESULT_DONE; VORN_RESULT_REFUSED for another type or combination; VORN_RESULT_PARTITION_FULL when a
+ * record does not fit: vorn_aux_full_part is its partition, vorn_aux_out_pos2 the byte position of its row in a payload
+ * in VORN_LV or VORN_LV_SEP.  The host makes room, by draining the area, say, and resumes.
+ */
+VORN_API uint32_t vorn_partition(const vorn_ctx *ctx, vorn_partition_buffer *pb, vorn_cv *src, vorn_cv *payload,
+                                 vorn_hashfn hashfn, vorn_aux *aux);
+
+/**
+ * Fetches values by row identifiers, or copies values that src refers to.
+ *
+ * res: vals, room for vorn_cv_size bytes; output begins there in every call.  The form of the result:
+ *   - VORN_FIXED: vorn_tt_width / 8 bytes each;
+ *   - VORN_LV_SEP, VORN_LV: the values; VORN_LP_SEP, VORN_LP: where they are;
+ *   - VORN_DLP: a word per row of src, at the place of the row, whose offset field is the partition, shifted by
+ *     vorn_enc_ctx_dlp_shift, plus as many low bits of the address; without a test for room.
+ * VORN_LV_SEP and VORN_LP_SEP write lens, which has room for the rows of src.  vorn_cv_nrows is not written: the rows
+ * done are those before vorn_aux_start_slot. src, for values in tbl: the identifiers, VORN_FIXED of up to 8 bytes, or
+ * VORN_RIDVALUE, of which the table value is followed, or with VORN_AUX_RID the left value.  An identifier is a row in
+ * its low vorn_tt_row_bits and a partition in the bits above, up to vorn_tt_hi_bit; it is not checked. tbl: values by
+ * length-pointer entries (VORN_TT_LP), by dlp words (VORN_TT_DLP) or by offsets (VORN_TT_CLA).  Dlp words are relative
+ * to entry 0 of the vorn_enc_ctx_dlp_table of res, with its vorn_enc_ctx_dlp_shift, whatever the form of res. src, for
+ * results in VORN_LV_SEP and VORN_LV, may also hold the values: VORN_LP_SEP, VORN_LP or VORN_DLP.  tbl is then not
+ * read.
+ *
+ * Returns VORN_RESULT_DONE; VORN_RESULT_REFUSED for another form or kind; VORN_RESULT_OUTPUT_FULL when a row has no
+ * room left: the host takes the output and resumes.
+ */
+VORN_API uint32_t vorn_gather(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, vorn_transpose_table *tbl,
+                              vorn_aux *aux);
+
+/**
+ * Enters references to the values of a column, length and pointer, into a matrix of rows.
+ *
+ * tbl: VORN_TT_LP; vorn_tt_refs of partition arr is the start of the matrix, whose row r has its entries, of 16 bytes
+ * like those of VORN_LP, from r * vorn_tt_ncols on.  The cursor stays where it is.
+ * src: VORN_FIXED, VORN_LV_SEP, VORN_LV, VORN_LP_SEP or VORN_LP.  col: the column, below vorn_tt_ncols.
+ *
+ * Returns VORN_RESULT_DONE, or VORN_RESULT_REFUSED for another form or table.
+ */
+VORN_API uint32_t vorn_transpose_reference(const vorn_ctx *ctx, vorn_transpose_table *tbl, vorn_cv *src, uint32_t col,
+                                           int32_t arr, vorn_aux *aux);
+
+/**
+ * Copies the values of the rows first to last, both included, of a matrix to one output: with VORN_TT_ROW in dst and
+ * not in src a record per row, each value behind its 16-bit length; otherwise value by value, without lengths.
+ *
+ * src: vorn_tt_ncols, and vorn_tt_in_refs of partition src_arr, the matrix.
+ * dst: of partition dst_arr vorn_tt_pos, where the bytes go, and vorn_tt_end; what describes the output is
+ *   - VORN_TT_CLA: at the cursor vorn_tt_offsets the 32-bit end of each record or value; a call with first 0 writes a 0
+ *     in front, others go on from the entry before the cursor;
+ *   - VORN_TT_LP: at the cursor vorn_tt_refs an entry for each; the length of a record does not count the 2 bytes
+ *     before each value.
+ * The cursors move on.  vorn_aux_start_slot becomes last + 1, or first where that is above last.
+ *
+ * Returns VORN_RESULT_DONE; VORN_RESULT_REFUSED without dst or with neither flag in it; VORN_RESULT_TRANSPOSE_FULL when
+ * a row does not fit: the cursors stand behind the rows that did, vorn_aux_start_slot is the row, and the host goes on
+ * with it as first.  When that is row 0 and VORN_TT_CLA, the leading 0 is there already.
+ */
+VORN_API uint32_t vorn_transpose_convert(const vorn_ctx *ctx, vorn_transpose_table *dst, vorn_transpose_table *src,
+                                         int32_t dst_arr, int32_t src_arr, uint32_t first, uint32_t last,
+                                         vorn_aux *aux);
+
+/**
+ * Tests hash values against a bit map that the host has made of the other side of a join.
+ *
+ * src: VORN_HASH_VALUES; big-endian values of 32 bits when the width is 32, else of 64 bits.
+ * filter: vorn_cv_bv, the map, and an encoding context with vorn_add_encoding_type_bloom.  A hash value h, cut to 32
+ * bits, tests the bit h & vorn_enc_ctx_bloom_mask of the map.  With vorn_enc_ctx_bloom_ind vorn_cv_bv is an array of
+ * pointers to maps: the masked h, shifted right by vorn_enc_ctx_ind_shift, selects one, and masked with
+ * vorn_enc_ctx_ind_mask the bit in it. res: bv, aligned, of (nrows + 63) >> 6 words, nrows of src.  Bits are only set:
+ * it is clear at first.  vorn_cv_popc becomes the number of rows that pass, and the two uint32_t at vals the first and
+ * the last of them, 0xffffffff twice without any. aux: null, or vorn_aux_start_row, the first row to test, and a
+ * filter: only its rows are tested.  The filter of a run-length source is dropped: vorn_aux_filter_bv is null after the
+ * call.
+ *
+ * Returns VORN_RESULT_DONE, VORN_RESULT_EMPTY, or VORN_RESULT_REFUSED for another form.
+ */
+VORN_API uint32_t vorn_bloom(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, vorn_cv *filter, vorn_aux *aux);
+
+/** The same by the generic implementation alone; aux is not null. */
+VORN_API uint32_t vorn_bloom_dydi(vorn_cv *res, vorn_cv *src, vorn_cv *filter, vorn_aux *aux);
 
 /** @} */
 

@@ -5,6 +5,7 @@
 
 #include "frame/vorn.h"
 #include "generic/big_endian.hpp"
+#include "generic/copy.hpp"
 
 namespace vorn::inline VORN_LEVEL {
 
@@ -19,22 +20,6 @@ struct descriptor {
   uint32_t unused; // never written
 };
 static_assert(sizeof(descriptor) == 16);
-
-// Copies up to 8 bytes; calls of a library for so few would take most of the time.
-inline void copy_short(uint8_t *dst, const uint8_t *src, uint32_t size) {
-  const auto overlapping = [&]<class Half>(Half head, Half tail) {
-    std::memcpy(&head, src, sizeof head);
-    std::memcpy(&tail, src + size - sizeof tail, sizeof tail);
-    std::memcpy(dst, &head, sizeof head);
-    std::memcpy(dst + size - sizeof tail, &tail, sizeof tail);
-  };
-  if (size >= 4)
-    overlapping(uint32_t{}, uint32_t{});
-  else if (size >= 2)
-    overlapping(uint16_t{}, uint16_t{});
-  else if (size == 1)
-    *dst = *src;
-}
 
 // One value after the other.  An engine of a level may replace it.
 struct single_values {

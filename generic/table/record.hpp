@@ -11,6 +11,19 @@ VORN_KERNELS_BEGIN
 VORN_DECLARE_BIT_VECTORS(lbiv, void)
 VORN_DECLARE_BIT_VECTORS(lbiwv, uint64_t)
 uint32_t vorn_prefix_decode_dydi(vorn_cv *res, vorn_cv *src, vorn_aux *aux);
+uint32_t vorn_hash_dydi(vorn_cv *res, vorn_cv *src, vorn_cv *seed, vorn_hashfn hashfn, vorn_aux *aux);
+uint32_t vorn_ht_build_dydi(vorn_hash_table *ht, vorn_cv *src, vorn_cv *values, int32_t part, vorn_hashfn hashfn,
+                            vorn_aux *aux);
+uint32_t vorn_ht_probe_dydi(vorn_cv *res, vorn_cv *src, vorn_cv *left, vorn_hash_table *ht, vorn_hashfn hashfn,
+                            vorn_aux *aux);
+uint32_t vorn_partition_dydi(vorn_partition_buffer *pb, vorn_cv *src, vorn_cv *payload, vorn_hashfn hashfn,
+                             vorn_aux *aux);
+uint32_t vorn_gather_dydi(vorn_cv *res, vorn_cv *src, vorn_transpose_table *tbl, vorn_aux *aux);
+uint32_t vorn_transpose_reference_dydi(vorn_transpose_table *tbl, vorn_cv *src, uint32_t col, int32_t arr,
+                                       vorn_aux *aux);
+uint32_t vorn_transpose_convert_dydi(vorn_transpose_table *dst, vorn_transpose_table *src, int32_t dst_arr,
+                                     int32_t src_arr, uint32_t first, uint32_t last, vorn_aux *aux);
+uint32_t vorn_bloom_dydi(vorn_cv *res, vorn_cv *src, vorn_cv *filter, vorn_aux *aux);
 uint32_t vorn_qpak_decode_dydi(vorn_qpak_ctx *qctx, const void *src, void *dst, uint32_t *outlen, uint32_t dstlen);
 void vorn_init_sharedlib_dydi(vorn_ctx *ctx);
 uint32_t vorn_set_trace_level_dydi(uint32_t level, void *a, void *b);
@@ -84,19 +97,19 @@ constexpr vorn_global_ctx_t record_of(uint32_t status, const char *lib_name, con
       .vorn_lbiwvrun_dydi = vorn_lbiwvrun_dydi,
       .vorn_lbiwvruns_dydi = vorn_lbiwvruns_dydi,
 
-      .vorn_bloom_dydi = no_implementation,
+      .vorn_bloom_dydi = vorn_bloom_dydi,
       .vorn_spatial_pip_dydi = no_implementation,
       .vorn_groupkey_dydi = no_implementation,
       .vorn_gby_sum_dydi = no_implementation,
       .vorn_convert_dydi = no_implementation,
       .vorn_prefix_decode_dydi = vorn_prefix_decode_dydi,
-      .vorn_hash_dydi = no_implementation,
-      .vorn_ht_build_dydi = no_implementation,
-      .vorn_ht_probe_dydi = no_implementation,
-      .vorn_partition_dydi = no_implementation,
-      .vorn_gather_dydi = no_implementation,
-      .vorn_transpose_reference_dydi = no_implementation,
-      .vorn_transpose_convert_dydi = no_implementation,
+      .vorn_hash_dydi = vorn_hash_dydi,
+      .vorn_ht_build_dydi = vorn_ht_build_dydi,
+      .vorn_ht_probe_dydi = vorn_ht_probe_dydi,
+      .vorn_partition_dydi = vorn_partition_dydi,
+      .vorn_gather_dydi = vorn_gather_dydi,
+      .vorn_transpose_reference_dydi = vorn_transpose_reference_dydi,
+      .vorn_transpose_convert_dydi = vorn_transpose_convert_dydi,
       .vorn_qpak_decode_dydi = vorn_qpak_decode_dydi,
 
       .vorn_thread_ctx_init_dydi = vorn_thread_ctx_init_dydi,

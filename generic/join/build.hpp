@@ -1,0 +1,129 @@
+// Building a hash table: rows are inserted batch by batch, each batch after a look at all of its buckets.
+#pragma once
+
+#include "generic/join/hash_table.hpp"
+#include "generic/join/keys.hpp"
+
+namespace vorn::inline VORN_LEVEL {
+
+// What is to be inserted of a batch.  The tag is the low end of the hash value, or the code.
+struct inserted_rows {
+  uint32_t count;
+  strided hashes;
+  strided tags;
+  strided values;  // of payload and record
+  bool has_values; // else they count up from first_id
+  uint64_t first_id;
+
+  template <class Value>
+  Value value(uint32_t row) const {
+    return has_values ? values.get<Value>(row) : static_cast<Value>(first_id + row);
+  }
+};
+
+// One row after the other.  An engine of a level may replace it by a pass that leaves the same tables.
+struct single_inserts {
+  // Has every row of the batch room in its first bucket?  What is read here is in the cache when rows are inserted.
+  template <class Layout>
+  static bool touch(const inserted_rows &rows, const hash_bits &bits, void *const *tables) {
+    bool room = true;
+    for (uint32_t row = 0; row < rows.count; ++row) {
+      const uint8_t *bucket = bits.find(tables, rows.hashes.get<uint64_t>(row));
+      room &= (*bucket & slot_count) < Layout::slots;
+    }
+    return room;
+  }
+
+  // Inserts rows as long as there is room and returns how many.  With `room` a bucket that is not full has no chain and
+  // is filled at once.
+  template <class Layout>
+  static uint32_t insert(const inserted_rows &rows, const hash_bits &bits, void *const *tables, void **free,
+                         void *const *end, bool room) {
+    using tag_type = typename Layout::tag;
+    for (uint32_t row = 0; row < rows.count; ++row) {
+      const auto hash = rows.hashes.get<uint64_t>(row);
+      const auto tag = rows.tags.get<tag_type>(row);
+      const auto value = rows.value<typename Layout::value>(row);
+      uint8_t *bucket = bits.find(tables, hash);
+      uint8_t header = *bucket;
+      if (room && (header & slot_count) < Layout::slots) {
+        const uint32_t count = header & slot_count;
+        Layout::fill(bucket, count, tag, value);
+        *bucket = header == 0 ? distinct | 1 : static_cast<uint8_t>(without_duplicate<Layout>(bucket, header, tag) + 1);
+        continue;
+      }
+      for (; header & chained; header = *bucket) {
+        const uint8_t kept = without_duplicate<Layout>(bucket, header, tag);
+        if (kept != header)
+          *bucket = kept;
+        bucket = next_bucket(bucket);
+      }
+      header = without_duplicate<Layout>(bucket, header, tag);
+      if ((header & slot_count) < Layout::slots) {
+        Layout::fill(bucket, header & slot_count, tag, value);
+        *bucket = static_cast<uint8_t>(header + 1);
+        continue;
+      }
+      const uint64_t partition = bits.partition(hash);
+      auto *fresh = static_cast<uint8_t *>(free[partition]);
+      if (reinterpret_cast<uintptr_t>(fresh) >= reinterpret_cast<uintptr_t>(end[partition]))
+        return row;
+      *bucket = header | chained;
+      link_bucket(bucket, fresh);
+      free[partition] = fresh + bucket_size;
+      Layout::fill(fresh, 0, tag, value);
+      *fresh = distinct | 1;
+    }
+    return rows.count;
+  }
+
+private:
+  // The header of a bucket before a tag goes behind its slots: no longer distinct when one of them has it.
+  template <class Layout>
+  static uint8_t without_duplicate(const uint8_t *bucket, uint8_t header, typename Layout::tag tag) {
+    if ((header & distinct) && Layout::slots_with(bucket, header & slot_count, tag) != 0)
+      return static_cast<uint8_t>(header & ~distinct);
+    return header;
+  }
+};
+
+template <class Pass, class Layout>
+[[gnu::noinline]] uint32_t build(row_form form, value_source source, const vorn_hash_table &ht, const vorn_cv &src,
+                                 const vorn_cv &values, int32_t part, vorn_hashfn hashfn, vorn_aux &aux) {
+  key_batch keys(src, form, hashfn, aux);
+  if (!keys.can_hash())
+    return VORN_RESULT_NO_IMPLEMENTATION;
+  const hash_bits bits(ht, Layout::tag_bits, part >= 0);
+  const uint64_t first = part >= 0 ? static_cast<uint64_t>(part) : 0;
+  void *const *tables = ht.vorn_ht_tables + first;
+  void **free = ht.vorn_ht_ovfl_cur + first;
+  void *const *end = ht.vorn_ht_ovfl_end + first;
+  const bool has_codes = form == row_form::gd || form == row_form::hashgdrid;
+  constexpr uint32_t value_size = sizeof(typename Layout::value);
+
+  for (; keys.load_batch(); keys.pass()) {
+    const auto *payload = static_cast<const uint8_t *>(values.vorn_cv_vals);
+    const inserted_rows rows = {.count = keys.count(),
+                                .hashes = keys.hashes(),
+                                .tags = has_codes ? keys.codes() : keys.hashes(),
+                                .values = source == value_source::record ? keys.row_ids()
+                                          : source == value_source::payload
+                                              ? strided{payload + uint64_t{keys.first()} * value_size, value_size}
+                                              : strided{},
+                                .has_values = source != value_source::autorid,
+                                .first_id = values.vorn_cv_autorid + keys.first()};
+    const bool room = Pass::template touch<Layout>(rows, bits, tables);
+    const uint32_t inserted = Pass::template insert<Layout>(rows, bits, tables, free, end, room);
+    if (inserted < rows.count) {
+      const auto hash = rows.hashes.get<uint64_t>(inserted);
+      const uint32_t above_bucket = ht.vorn_ht_bucket_hi_bit + 1U;
+      aux.vorn_aux_full_part = static_cast<uint32_t>(above_bucket < 64 ? (bits.part_mask & hash) >> above_bucket : 0);
+      keys.leave_at(inserted, aux);
+      return VORN_RESULT_NO_OVERFLOW;
+    }
+  }
+  keys.leave_at_end(aux);
+  return VORN_RESULT_DONE;
+}
+
+} // namespace vorn::inline VORN_LEVEL

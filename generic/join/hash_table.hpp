@@ -1,0 +1,115 @@
+// The join hash table: how a hash value is cut, and the four layouts of a bucket.
+#pragma once
+
+#include "frame/bits.hpp"
+#include "frame/vorn.h"
+#include "generic/native.hpp"
+
+namespace vorn::inline VORN_LEVEL {
+
+// Buckets have 64 bytes in every layout: the header at 0, the chain pointer at 56, tags and values between.
+inline constexpr uint32_t bucket_size = 64;
+
+enum bucket_header : uint8_t {
+  slot_count = 0x0f,
+  distinct = 0x40, // no tag of the bucket occurs again behind it, here or later in the chain
+  chained = 0x80   // the bucket is full, and another follows
+};
+
+inline uint8_t *next_bucket(const uint8_t *bucket) { return load<uint8_t *>(bucket + 56); }
+inline void link_bucket(uint8_t *bucket, const uint8_t *next) { store<const uint8_t *>(bucket + 56, next); }
+
+template <class Tag, class Value, uint32_t Slots, uint32_t ValuesAt>
+struct bucket_layout {
+  using tag = Tag;
+  using value = Value;
+  static constexpr uint32_t slots = Slots;
+  static constexpr uint32_t tag_bits = 8 * sizeof(Tag);
+
+  static Tag tag_at(const uint8_t *bucket, uint32_t slot) { return load<Tag>(bucket + sizeof(Tag), slot); }
+  static Value value_at(const uint8_t *bucket, uint32_t slot) { return load<Value>(bucket + ValuesAt, slot); }
+
+  static void fill(uint8_t *bucket, uint32_t slot, Tag tag, Value value) {
+    store<Tag>(bucket + sizeof(Tag) * (slot + 1), tag);
+    store<Value>(bucket + ValuesAt + sizeof(Value) * slot, value);
+  }
+
+  // A bit for each of the first `count` slots that has the tag.  All are compared, which needs no branch.
+  static uint32_t slots_with(const uint8_t *bucket, uint32_t count, Tag tag) {
+    uint32_t found = 0;
+    for (uint32_t slot = 0; slot < Slots; ++slot)
+      found |= uint32_t{tag_at(bucket, slot) == tag} << slot;
+    return found & static_cast<uint32_t>(low_bits(count));
+  }
+};
+
+using k2v4_bucket = bucket_layout<uint16_t, uint32_t, 9, 20>;
+using k2v8_bucket = bucket_layout<uint16_t, uint64_t, 5, 16>;
+using k4v4_bucket = bucket_layout<uint32_t, uint32_t, 6, 32>;
+using k4v8_bucket = bucket_layout<uint32_t, uint64_t, 4, 24>;
+
+// The layouts by number.
+enum class layout_code : uint8_t { k2v4, k2v8, k4v4, k4v8, none };
+inline constexpr uint32_t layout_codes = static_cast<uint32_t>(layout_code::none);
+
+struct table_kind {
+  layout_code layout;
+  bool has_codes; // its tags are codes of a global dictionary
+};
+
+// A type with VORN_HT_GD is told by its bits, any other has to be exact.
+inline table_kind kind_of(const vorn_hash_table &ht) {
+  const uint32_t type = ht.vorn_ht_type;
+  if (type & VORN_HT_GD)
+    return {type & VORN_HT_K4V8   ? layout_code::k4v8
+            : type & VORN_HT_K4V4 ? layout_code::k4v4
+                                  : layout_code::none,
+            true};
+  switch (type) {
+  case VORN_HT_K2V4:
+    return {layout_code::k2v4, false};
+  case VORN_HT_K2V8:
+    return {layout_code::k2v8, false};
+  case VORN_HT_K4V4:
+    return {layout_code::k4v4, false};
+  case VORN_HT_K4V8:
+    return {layout_code::k4v8, false};
+  default:
+    return {layout_code::none, false};
+  }
+}
+
+// Which partition and bucket a hash value belongs to.
+struct hash_bits {
+  // All rows of a call belong to one partition: the one that is given, or the only one.
+  hash_bits(const vorn_hash_table &ht, uint32_t tag_width, bool one_partition)
+      : bucket_mask(low_bits(uint64_t{ht.vorn_ht_bucket_hi_bit} + 1)), tag_bits(tag_width) {
+    if (one_partition || (ht.vorn_ht_part_hi_bit == ht.vorn_ht_bucket_hi_bit && ht.vorn_ht_part_low_bits == 0))
+      return;
+    part_mask = low_bits(uint64_t{ht.vorn_ht_part_hi_bit} + 1);
+    low_mask = low_bits(ht.vorn_ht_part_low_bits);
+    if (ht.vorn_ht_part_shift < 64 && ht.vorn_ht_part_low_bits < 64) {
+      high_mask = part_mask;
+      shift = ht.vorn_ht_part_shift;
+      low_width = ht.vorn_ht_part_low_bits;
+    }
+  }
+
+  uint64_t partition(uint64_t hash) const { return (hash & high_mask) >> shift << low_width | (hash & low_mask); }
+  uint64_t bucket(uint64_t hash) const { return (hash & bucket_mask) >> tag_bits; }
+
+  // The first bucket of the chain.
+  uint8_t *find(void *const *tables, uint64_t hash) const {
+    return static_cast<uint8_t *>(tables[partition(hash)]) + bucket(hash) * bucket_size;
+  }
+
+  uint64_t bucket_mask;
+  uint32_t tag_bits;
+  uint8_t shift = 0;
+  uint8_t low_width = 0;
+  uint64_t part_mask = 0; // bits of the partition number; none without partitions
+  uint64_t high_mask = 0; // those of them that are shifted
+  uint64_t low_mask = 0;
+};
+
+} // namespace vorn::inline VORN_LEVEL

@@ -1,0 +1,131 @@
+// The keys of a vector, a batch at a time: their hash values, and what a record holds beside them.
+#pragma once
+
+#include <algorithm>
+
+#include "generic/join/hash.hpp"
+
+// The routines that hash a batch of rows, with the seed 0.
+VORN_KERNELS_BEGIN
+void vorn_hashfn_array_fixed(uint64_t *out, const void *data, uint16_t width, uint32_t count, vorn_hashfn hashfn);
+void vorn_hashfn_array_lv_sep(uint64_t *out, uint64_t *offs, const void *data, const uint16_t *lens, uint32_t count,
+                              vorn_hashfn hashfn);
+void vorn_hashfn_array_lv(uint64_t *out, uint64_t *offs, const void *data, uint32_t count, vorn_hashfn hashfn);
+void vorn_hashfn_array_lp_sep(uint64_t *out, const void *ptrs, const uint16_t *lens, uint32_t count,
+                              vorn_hashfn hashfn);
+void vorn_hashfn_array_lp(uint64_t *out, const void *recs, uint32_t count, vorn_hashfn hashfn);
+VORN_KERNELS_END
+
+namespace vorn::inline VORN_LEVEL {
+
+// A fixed number, since what a build leaves in the headers of buckets depends on it.
+inline constexpr uint32_t batch_rows = 1024;
+
+// Where a number that goes with a row comes from.
+enum class value_source : uint8_t {
+  autorid, // the row number, from vorn_cv_autorid on
+  payload, // an array
+  record   // the row identifier in the record of the key
+};
+
+// A batch lies in the object, on the stack of a kernel.
+class key_batch {
+public:
+  key_batch(const vorn_cv &src, row_form form, vorn_hashfn hashfn, const vorn_aux &aux)
+      : src_(src), form_(form), hashfn_(hashfn), first_(aux.vorn_aux_start_slot),
+        cursor_(is_walked(form) ? aux.vorn_aux_out_pos : 0) {}
+
+  // Keys that have to be hashed need a function, and there is none of our own.
+  bool can_hash() const {
+    return hashfn_ != nullptr || form_ == row_form::hash_values || form_ == row_form::hashrid ||
+           form_ == row_form::hashgdrid;
+  }
+
+  // Takes up the rows from the first one of the batch on; false at the end.
+  bool load_batch() {
+    if (first_ >= src_.vorn_cv_nrows)
+      return false;
+    count_ = std::min(src_.vorn_cv_nrows - first_, batch_rows);
+    const auto *lens = static_cast<const uint16_t *>(src_.vorn_cv_lens);
+    hashes_ = {reinterpret_cast<const uint8_t *>(values_), sizeof(uint64_t)};
+    codes_ = {};
+    row_ids_ = {};
+    switch (form_) {
+    case row_form::fixed:
+      vorn_hashfn_array_fixed(values_, rows_of(stride_of(src_)), stride_of(src_), count_, hashfn_);
+      break;
+    case row_form::lv_sep:
+      vorn_hashfn_array_lv_sep(values_, offsets_, vals() + cursor_, lens + first_, count_, hashfn_);
+      break;
+    case row_form::lv:
+      vorn_hashfn_array_lv(values_, offsets_, vals() + cursor_, count_, hashfn_);
+      break;
+    case row_form::lp_sep:
+      vorn_hashfn_array_lp_sep(values_, rows_of(sizeof(uint64_t)), lens + first_, count_, hashfn_);
+      break;
+    case row_form::lp:
+      vorn_hashfn_array_lp(values_, rows_of(lp_size), count_, hashfn_);
+      break;
+    case row_form::gd:
+      codes_ = {rows_of(sizeof(uint32_t)), sizeof(uint32_t)};
+      vorn_hashfn_array_fixed(values_, codes_.at, sizeof(uint32_t), count_, hashfn_);
+      break;
+    case row_form::hash_values:
+      hashes_ = {rows_of(sizeof(uint64_t)), sizeof(uint64_t)};
+      break;
+    case row_form::hashrid:
+      row_ids_ = {rows_of(16), 16};
+      hashes_ = {row_ids_.at + 8, 16};
+      break;
+    case row_form::hashgdrid:
+      hashes_ = {rows_of(24), 24};
+      codes_ = {hashes_.at + 8, 24};
+      row_ids_ = {hashes_.at + 16, 24};
+      break;
+    default:
+      break;
+    }
+    return true;
+  }
+
+  uint32_t first() const { return first_; }
+  uint32_t count() const { return count_; }
+  const strided &hashes() const { return hashes_; }
+  const strided &codes() const { return codes_; }     // of gd and hashgdrid
+  const strided &row_ids() const { return row_ids_; } // of hashrid and hashgdrid
+
+  // Goes on behind the batch.
+  void pass() {
+    first_ += count_;
+    if (is_walked(form_))
+      cursor_ += offsets_[count_];
+  }
+
+  // Where a later call takes up the keys: at a row of the batch, or behind the last one.
+  void leave_at(uint32_t row_in_batch, vorn_aux &aux) const {
+    aux.vorn_aux_start_slot = first_ + row_in_batch;
+    if (is_walked(form_))
+      aux.vorn_aux_out_pos = cursor_ + offsets_[row_in_batch];
+  }
+  void leave_at_end(vorn_aux &aux) const {
+    aux.vorn_aux_start_slot = src_.vorn_cv_nrows;
+    if (is_walked(form_))
+      aux.vorn_aux_out_pos = cursor_;
+  }
+
+private:
+  const uint8_t *vals() const { return static_cast<const uint8_t *>(src_.vorn_cv_vals); }
+  const uint8_t *rows_of(uint32_t stride) const { return vals() + uint64_t{first_} * stride; }
+
+  const vorn_cv &src_;
+  row_form form_;
+  vorn_hashfn hashfn_;
+  uint32_t first_;
+  uint32_t count_ = 0;
+  uint64_t cursor_;
+  strided hashes_, codes_, row_ids_;
+  uint64_t values_[batch_rows];
+  uint64_t offsets_[batch_rows + 1];
+};
+
+} // namespace vorn::inline VORN_LEVEL

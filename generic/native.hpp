@@ -1,0 +1,30 @@
+// Access to numbers in the processor's order, at any address.
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+#include <type_traits>
+
+#include "frame/level.hpp"
+
+namespace vorn::inline VORN_LEVEL {
+
+template <class T>
+inline T load(const void *bytes) {
+  T value;
+  std::memcpy(&value, bytes, sizeof value);
+  return value;
+}
+
+template <class T>
+inline T load(const void *array, uint64_t index) {
+  return load<T>(static_cast<const uint8_t *>(array) + index * sizeof(T));
+}
+
+// For a value of another type than the one that is stored, the latter is to be named.
+template <class T>
+inline void store(void *bytes, std::type_identity_t<T> value) {
+  std::memcpy(bytes, &value, sizeof value);
+}
+
+} // namespace vorn::inline VORN_LEVEL
