@@ -1,0 +1,1 @@
+#include "tests/join/rows.hpp"
