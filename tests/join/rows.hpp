@@ -20,6 +20,22 @@ std::string bytes_of(Number... numbers) {
   return bytes;
 }
 
+// Spreads over all bits; a vorn_hashfn.
+inline uint64_t mix(const void *data, uint64_t length, uint64_t seed) {
+  uint64_t hash = seed + length;
+  for (uint64_t i = 0; i < length; ++i)
+    hash = (hash ^ static_cast<const uint8_t *>(data)[i]) * 0x100000001b3U;
+  hash = (hash ^ hash >> 29) * 0xbf58476d1ce4e5b9U;
+  return (hash ^ hash >> 32) * 0x94d049bb133111ebU;
+}
+
+// The member of a family of kernels, or null.
+template <class Family>
+auto *member(const Family &family, const std::string &name) {
+  const auto *found = std::find_if(family.begin(), family.end(), [&](const auto &each) { return each.name == name; });
+  return found == family.end() ? nullptr : found;
+}
+
 // All areas end right before an unreadable page.
 class stored_rows {
 public:
