@@ -3,7 +3,7 @@
 #include "generic/join/families.hpp"
 #include "generic/table/record.hpp"
 
-using pass = vorn::single_matches;
+using pass = vorn::block_matches;
 
 VORN_KERNELS_BEGIN
 
