@@ -53,7 +53,7 @@ struct bucket_layout {
       folded |= folded >> 32;
       if constexpr (sizeof(Tag) == 2)
         folded |= folded >> 16;
-      found |= static_cast<Tag>(folded) << slot;
+      found |= uint32_t{static_cast<Tag>(folded)} << slot;
     }
     if (slot < Slots)
       found |= uint32_t{tag_at(bucket, slot) == tag} << slot;
