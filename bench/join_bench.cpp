@@ -92,8 +92,8 @@ struct table {
   const layout &which;
   uint64_t buckets, rows;
   std::unique_ptr<uint8_t, decltype(&std::free)> memory;
-  void *first, *free, *end;
-  vorn_hash_table ht;
+  void *first, *free = nullptr, *end;
+  vorn_hash_table ht = {};
 };
 
 // The tables are large: one at a time.
@@ -205,7 +205,7 @@ struct value_store {
   std::vector<uint64_t> entries, words;
   std::vector<uint32_t> offsets;
   void *bytes_at = bytes.data(), *entries_at = entries.data(), *words_at = words.data(), *offsets_at = offsets.data();
-  vorn_transpose_table tbl;
+  vorn_transpose_table tbl = {};
 };
 
 // The values of random rows, fetched by identifiers of `size` bytes or, with 16, by pairs; or those that the source

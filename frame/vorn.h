@@ -397,7 +397,7 @@ union vorn_kernel {
 /** A column vector: source, constant, set operand or result. */
 struct vorn_cv {
   void *vorn_cv_vals; /**< source: value stream, aligned to VORN_DATASTREAM_ALIGN; constant: value */
-  void *vorn_cv_lens; /**< dynp and tz: length codes of the rows, or the one of a constant */
+  void *vorn_cv_lens; /**< dynp and tz: length codes of the rows, or the one of a constant; row forms: 16-bit lengths */
   void *vorn_cv_flgs; /**< decode result: 16-bit value flags, 2 marks NULL */
   vorn_enc_ctx *vorn_cv_encoding_context; /**< how the stream is encoded */
   uint64_t *vorn_cv_mask_bv;              /**< source: row mask, ANDed into every result; may be null */

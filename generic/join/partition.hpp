@@ -57,8 +57,8 @@ struct rid_record {
   void leave_at_end(vorn_aux &) const {}
 
   const vorn_cv &ids;
-  value_source source;
-  bool has_code;
+  value_source source = value_source::autorid;
+  bool has_code = false;
   const key_batch *batch = nullptr;
   strided listed = {}; // of the batch, unless they are implicit
 };
@@ -85,8 +85,8 @@ struct lv_record {
       aux.vorn_aux_out_pos2 = static_cast<uint64_t>(next.at - vals);
   }
 
-  const uint8_t *vals;
-  Rows rows;
+  const uint8_t *vals = nullptr;
+  Rows rows = {};
   Rows before = rows;
   value payload = {};
 };
@@ -105,8 +105,8 @@ struct fixed_record {
   void leave(vorn_aux &) const {}
   void leave_at_end(vorn_aux &) const {}
 
-  fixed_rows rows;
-  uint16_t width;
+  fixed_rows rows = {};
+  uint16_t width = 0;
   value payload = {};
 };
 
