@@ -39,8 +39,8 @@
  *  4. Slack.  A stream should be readable beyond its last code or value, compressed or not.  Packed codes: 8 bytes at
  *     the widths 5 and 7, otherwise 3 bytes up to width 6, 2 at 9 to 15, 1 at 17 to 20 and 24, none at 8, 16, 32
  *     and 64.  Fixed values: 1 byte at width 24, 3, 2 and 1 at 40, 48 and 56, none at the others.  Dynamic-packed
- *     values, length codes and run lengths: none.  The generic kernels read nothing past the end; specialised ones may
- *     use the slack.
+ *     values, length codes and run lengths: none.  Packed codes that are hashed: 3 bytes at every width.  The generic
+ *     kernels read nothing past the end; specialised ones may use the slack.
  *  5. Results.  Entry points and kernels return one of the VORN_RESULT codes.  A wrong call is reported through
  *     host_raise_internal_error of the host (frame/host.h); if the reporter returns, the call goes on with its next
  *     step.  A limit that only a builder or a kernel can see is a fatal assertion.
