@@ -145,9 +145,9 @@ void probe(benchmark::State &state, implementation which, const layout &of, unsi
 
 void partition(benchmark::State &state, implementation which, uint32_t type, unsigned bits) {
   constexpr uint64_t rows = 1U << 20;
-  constexpr uint64_t room = rows * 32;
   const uint64_t parts = uint64_t{1} << bits;
-  std::vector<uint8_t> areas(room);
+  const uint64_t room = rows * 32 / parts + 65 * 64; // so that areas do not begin at the same place in the cache
+  std::vector<uint8_t> areas(room * parts);
   std::vector<void *> cur(parts), end(parts);
   vorn_partition_buffer pb;
   vorn_build_partition_buffer(&pb, nullptr, cur.data(), end.data(), static_cast<uint8_t>(39 + bits), 40, type);
@@ -161,8 +161,8 @@ void partition(benchmark::State &state, implementation which, uint32_t type, uns
       state, static_cast<double>(rows),
       [&] {
         for (uint64_t part = 0; part < parts; ++part) {
-          cur[part] = areas.data() + room / parts * part;
-          end[part] = areas.data() + room / parts * (part + 1);
+          cur[part] = areas.data() + room * part;
+          end[part] = areas.data() + room * (part + 1);
         }
         vorn_aux aux = {};
         benchmark::DoNotOptimize(which.record->vorn_partition_dydi(&pb, &src, &payload, nullptr, &aux));
