@@ -326,11 +326,17 @@ enum { VORN_NFY_LOAD = 3 };
  *     "ab", "" as VORN_LV                   02 00 61 62 00 00
  *     the same as VORN_LV_SEP               61 62; lengths 02 00 00 00
  *
- * Hash table (vorn_hash_table).  With T bits of tag, 16 or 32 by the type, a hash value h belongs to the bucket
- * (h & (2^(vorn_ht_bucket_hi_bit + 1) - 1)) >> T of the partition
- * (h & (2^(vorn_ht_part_hi_bit + 1) - 1)) >> vorn_ht_part_shift << vorn_ht_part_low_bits | h & (2^vorn_ht_part_low_bits
- * - 1); the tag is its low T bits, with VORN_HT_GD the code of the key.  There is but one partition when
- * vorn_ht_part_hi_bit equals vorn_ht_bucket_hi_bit and vorn_ht_part_low_bits is 0.  A bucket has 64 bytes:
+ * Hash table (vorn_hash_table).  A 64-bit hash value h says where a row belongs.  With T bits of tag, 16 or 32 by the
+ * type, and the fields of the record without their prefix:
+ *
+ *     tag              the low T bits of h; with VORN_HT_GD the code of the key
+ *     bucket           (h & (2^(bucket_hi_bit + 1) - 1)) >> T
+ *     partition        ((h & (2^(part_hi_bit + 1) - 1)) >> part_shift) << part_low_bits | (h & (2^part_low_bits - 1))
+ *
+ *     VORN_HT_K2V4, 1,024 buckets in each of 16 partitions
+ *                                           bucket_hi_bit 25, part_hi_bit 29, part_shift 26, part_low_bits 0
+ *
+ * There is but one partition when part_hi_bit equals bucket_hi_bit and part_low_bits is 0.  A bucket has 64 bytes:
  *
  *     VORN_HT_K2V4     header; 9 tags of 16 bits at 2; 9 values of 32 bits at 20; chain at 56
  *     VORN_HT_K2V8     header; 5 tags of 16 bits at 2; 5 values of 64 bits at 16; chain at 56
