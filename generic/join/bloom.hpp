@@ -45,14 +45,21 @@ struct passed_rows {
   uint32_t first = UINT32_MAX;
   uint32_t last = UINT32_MAX;
 
-  // A word of bits, the lowest of which is `row`.
-  void add(uint32_t row, uint64_t bits) {
+  // The bits of 64 rows.
+  void add_word(uint32_t first_row, uint64_t bits) {
     if (bits == 0)
       return;
     if (count == 0)
-      first = row + static_cast<uint32_t>(__builtin_ctzll(bits));
-    last = row + 63 - static_cast<uint32_t>(__builtin_clzll(bits));
+      first = first_row + static_cast<uint32_t>(__builtin_ctzll(bits));
+    last = first_row + 63 - static_cast<uint32_t>(__builtin_clzll(bits));
     count += popcount(bits);
+  }
+
+  // One row, without a branch.
+  void add_row(uint32_t row, bool passes) {
+    first = std::min(first, passes ? row : UINT32_MAX);
+    last = passes ? row : last;
+    count += passes ? 1 : 0;
   }
 };
 
@@ -69,7 +76,7 @@ struct single_tests {
       for (; row < word_end; ++row)
         bits |= map.test(row) << row % 64;
       bv[word] |= bits;
-      passed.add(static_cast<uint32_t>(word * 64), bits);
+      passed.add_word(static_cast<uint32_t>(word * 64), bits);
     }
     return passed;
   }
@@ -83,9 +90,9 @@ struct single_tests {
       count = next_ones(rows, batch, 64);
       for (uint32_t i = 0; i < count; ++i) {
         const uint32_t row = batch[i];
-        const uint64_t bits = map.test(row) << row % 64;
-        bv[row / 64] |= bits;
-        passed.add(row / 64 * 64, bits);
+        const uint64_t passes = map.test(row);
+        bv[row / 64] |= passes << row % 64;
+        passed.add_row(row, passes != 0);
       }
     } while (count == 64);
     return passed;
