@@ -43,7 +43,7 @@ struct bloom_test : join_test {
     res.vorn_cv_vals = range;
     by.vorn_cv_encoding_context = &map;
     vorn_aux aux = selective_by(filter, random() % 2), after;
-    aux.vorn_aux_flags |= random() % 2;
+    aux.vorn_aux_flags |= static_cast<uint8_t>(random() % 2);
     aux.vorn_aux_start_row = start;
     aux.vorn_aux_op_bits[0] = 5;
     std::memcpy(&after, &aux, sizeof aux);
