@@ -13,15 +13,14 @@ constexpr uint32_t done = VORN_RESULT_DONE, refused = VORN_RESULT_REFUSED, all_f
 constexpr uint32_t value_flags = VORN_FIXED | VORN_LV_SEP | VORN_LV | VORN_LP_SEP | VORN_LP;
 constexpr uint32_t with_later(uint32_t form) { return ~(form - 1); } // most flags are looked at in their order
 
-// The names in a kernel's name are taken one after the other.
+// The parts of a kernel's name, which are taken one after the other.
 using flag_names = std::vector<std::pair<std::string, uint32_t>>;
-inline const flag_names value_forms = {
-    {"_fixed", VORN_FIXED}, {"_lv_sep", VORN_LV_SEP}, {"_lv", VORN_LV}, {"_lp_sep", VORN_LP_SEP}, {"_lp", VORN_LP}};
-inline uint32_t take(std::string &kernel, const flag_names &names, const flag_names &more = {}) {
-  for (const auto &some : {names, more})
-    for (const auto &[name, flag] : some)
-      if (kernel.starts_with(name))
-        return kernel.erase(0, name.size()), flag;
+inline const flag_names value_forms = {{"_fixed", VORN_FIXED},   {"_lv_sep", VORN_LV_SEP}, {"_lv", VORN_LV},
+                                       {"_lp_sep", VORN_LP_SEP}, {"_lp", VORN_LP},         {"_dlp", VORN_DLP}};
+inline uint32_t take(std::string &kernel, const flag_names &names) {
+  for (const auto &[name, flag] : names)
+    if (kernel.starts_with(name))
+      return kernel.erase(0, name.size()), flag;
   return 0;
 }
 
@@ -32,10 +31,14 @@ bool same(const Record &a, const Record &b) {
 inline std::string length_bytes(size_t length) { return bytes_of(static_cast<uint16_t>(length)); }
 
 struct join_test : implementation_test {
-  std::string value(size_t size) {
-    std::string bytes(size, 0);
-    std::ranges::generate(bytes, [&] { return static_cast<char>(random()); });
-    return bytes;
+  // Values of one size; with size 0 of several, of which one is the longest.
+  std::vector<std::string> values(size_t n, size_t size, size_t longest = 0) {
+    std::vector<std::string> all;
+    for (size_t i = 0; i < n; ++i) {
+      all.emplace_back(size != 0 ? size : i == 1 ? longest : i * 7 % 23, 0);
+      std::ranges::generate(all[i], [&] { return static_cast<char>(random()); });
+    }
+    return all;
   }
 
   std::mt19937_64 random{20240917};
