@@ -27,8 +27,8 @@ struct kernel_script {
   std::function<void(vorn_aux &aux)> act = {}; // null for nothing
   bool generic_first = false;                  // run the generic kernel of the slot before
 
-  unsigned calls = 0, strays = 0;      // strays: calls of the kernels of other slots
-  std::vector<uint64_t> operands = {}; // numbers and addresses, aux last
+  unsigned calls = 0, strays = 0;                  // strays: calls of the kernels of other slots
+  std::vector<uint64_t> given = {}, operands = {}; // numbers and addresses of the entry and of the kernel, aux last
   vorn_aux aux = {};
   uint32_t flags = 0; // of the encoding context of src
   const uint64_t *mask = nullptr;
@@ -100,15 +100,12 @@ struct counters {
 
 struct self_check_texts {
   std::string scratch, popcount, result;
-  vorn_cv entry_call::*told = nullptr; // an operand that is told with a result, which comes first then
 };
 
-// How the entry is called, how the scripted kernel takes the place of its own, what a kernel is given before aux, and
-// how a slot of the record is emptied.
+// How the entry is called, how the scripted kernel takes the place of its own, and how a slot of the record is emptied.
 struct shape {
   uint32_t (*call)(entry_call &);
   void (*put_in_force)(entry_call &);
-  std::vector<uint64_t> (*operands)(entry_call &);
   void (*empty_slot)() = nullptr;
 };
 
@@ -120,7 +117,8 @@ enum traits : unsigned {
   hides_stream = 8,      // from the kernel, for the time of the call
   keeps_diagnostic = 16, // of the kernel to itself
   drops_filter = 32,     // over a run-length source, and prepares nothing else
-  ignores_force = 64     // and has no self-check: it always runs the kernel in force
+  ignores_force = 64,    // and has no self-check: it always runs the kernel in force
+  checks_itself = 128    // in a way of its own
 };
 
 struct entry {
@@ -276,26 +274,21 @@ auto operand_of(entry_call &call) {
 }
 template <auto function, auto... operands>
 uint32_t call_of(entry_call &call) {
+  script.given = {word_of(operand_of<operands>(call))..., word_of(call.given)};
   return function(&call.ctx, operand_of<operands>(call)..., call.given);
-}
-template <auto... operands>
-std::vector<uint64_t> words_of(entry_call &call) {
-  return {word_of(operand_of<operands>(call))...};
 }
 
 // An entry that runs a kernel of the dispatch table, in all of whose slots scripted kernels stand; that of the entry is
 // told from the others.
 template <class Kernel, auto function, auto... operands>
 shape in_table() {
-  return {call_of<function, operands...>,
-          [](entry_call &call) {
+  return {call_of<function, operands...>, [](entry_call &call) {
             const uint32_t slot = *call.which.slot;
             scripted<Kernel>::generic = std::bit_cast<Kernel>(vorn_dispatch_table[slot]);
             call.table.assign(VORN_DISPATCH_SLOTS, std::bit_cast<vorn_kernel>(&scripted<Kernel>::stray));
             call.table[slot] = std::bit_cast<vorn_kernel>(&scripted<Kernel>::kernel);
             vorn_global_ctx.vorn_global_ctx_dispatch = call.table.data();
-          },
-          words_of<operands...>};
+          }};
 }
 
 // An entry whose kernel is a slot of the global record.
@@ -307,7 +300,7 @@ shape in_record() {
             scripted<kernel>::generic = vorn_global_ctx.*slot;
             vorn_global_ctx.*slot = scripted<kernel>::kernel;
           },
-          words_of<operands...>, [] { vorn_global_ctx.*slot = nullptr; }};
+          [] { vorn_global_ctx.*slot = nullptr; }};
 }
 
 // Values as a report or a record has them.
