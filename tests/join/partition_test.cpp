@@ -16,21 +16,15 @@ struct partition_test : join_test {
              uint32_t nrows, bool any_room) {
     const bool rids = type & 1, copied = key == records || key == VORN_HASHRID;
     const bool hashed = !copied && key != hashes, refusing = !rids && !copied;
-    auto keys = values(nrows + 1,
-                       key == VORN_HASHRID           ? 16
-                       : key & (hashes | VORN_FIXED) ? 8
-                       : key & VORN_GD               ? 4
-                                                     : 0,
-                       65535);
+    const uint32_t key_size = key == VORN_HASHRID ? 16 : key == hashes ? 8 : key & (VORN_FIXED | VORN_GD) ? 4 : 0;
+    auto keys = values(nrows + 1, key_size, 65527);
     const auto payloads = values(nrows + 1, rids ? 8 : payload & VORN_FIXED ? 6 : 0, 65527);
-    if (key == records)
-      keys = values(nrows + 1, 11);
+    for (std::string &bytes : keys)
+      bytes.insert(0, key == records ? 8 : 0, static_cast<char>(random()));
     stored_rows src(key == records ? uint32_t{VORN_LV} : key, keys), given(rids ? hashes : payload, payloads);
     src.enc.vorn_enc_ctx_width += 0x70003; // of which 16 bits count, and whole bytes
     given.enc.vorn_enc_ctx_width += 0x70003;
-    const uint32_t later = key == VORN_GD || key == records ? all_flags
-                           : hashed || copied               ? with_later(key)
-                                                            : ~0x2f800U;
+    const uint32_t later = key == VORN_GD || key == records ? all_flags : key == hashes ? ~0x2f800U : with_later(key);
     src.enc.vorn_enc_ctx_flags = !by_slot ? key : type == VORN_PB_LV ? later : later | hashes;
     given.enc.vorn_enc_ctx_flags = !by_slot ? payload : payload ? with_later(payload) : ~0x80000U;
     src.cv.vorn_cv_nrows = nrows;

@@ -38,13 +38,9 @@ TEST_P(transpose_test, refers_to_the_values_of_a_column) {
 
 TEST_P(transpose_test, converts_rows_into_any_room) {
   // Columns, the first row, and what all row numbers begin at: entries are counted in 32 bits.
-  for (const auto &[ncols, first, base] : {std::array{0U, 0U, 0U},
-                                           {0, 0, 0xfffffff4},
-                                           {1, 5, 0},
-                                           {2, 0, 0x80000000},
-                                           {3, 0, 0},
-                                           {3, 5, 0},
-                                           {3, nrows + 2, 0}})
+  constexpr uint32_t ranges[][3] = {{0, 0, 0}, {0, 0, 0xfffffff4}, {1, 5, 0},        {2, 0, 0x80000000},
+                                    {3, 0, 0}, {3, 5, 0},          {3, nrows + 2, 0}};
+  for (const auto &[ncols, first, base] : ranges)
     for (const auto &[by_row, offsets] : {std::pair{false, false}, {false, true}, {true, false}, {true, true}}) {
       SCOPED_TRACE(testing::Message() << ncols << " columns from " << first + base << " by row " << by_row
                                       << " offsets " << offsets);
