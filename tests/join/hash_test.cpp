@@ -27,33 +27,34 @@ std::vector<std::string> values_of(uint32_t form, uint32_t width, uint32_t n) {
   return values;
 }
 
+const char *const names[] = {"fixed", "dict", "lv_sep", "lv", "lp_sep", "lp"}; // in the order in which flags count
+const uint32_t forms[] = {VORN_FIXED, VORN_DICT, VORN_LV_SEP, VORN_LV, VORN_LP_SEP, VORN_LP};
+const uint32_t widths[] = {0,  1,  2,  3,  4,  5,  6,  7,  8,  9,  10,      11,    12,
+                           13, 14, 15, 16, 17, 18, 19, 20, 24, 32, 0x10018, 0xfff8};
+
 using hashing = vorn_test::implementation_test;
 
 TEST_P(hashing, gives_every_row_to_the_function_once) {
   std::set<std::string> visited;
-  vorn_test::guarded results(8 * 300), seed_memory(8 * 300), offsets(8 * 301);
+  vorn_test::guarded results(8 * 300), seed_memory(8 * 300);
   uint32_t weaker = ~0U; // flags that do not count beside that of the form
-  for (const auto &[form_name, form] : {std::pair{"fixed", VORN_FIXED},
-                                        {"dict", VORN_DICT},
-                                        {"lv_sep", VORN_LV_SEP},
-                                        {"lv", VORN_LV},
-                                        {"lp_sep", VORN_LP_SEP},
-                                        {"lp", VORN_LP}}) {
-    weaker &= ~uint32_t{form};
-    for (const uint32_t width : {0U,  1U,  2U,  3U,  4U,  5U,  6U,  7U,  8U,  9U,  10U,      11U,    12U,
-                                 13U, 14U, 15U, 16U, 17U, 18U, 19U, 20U, 24U, 32U, 0x10018U, 0xfff8U})
+  for (size_t f = 0; f < std::size(forms); ++f) {
+    const uint32_t form = forms[f];
+    weaker &= ~form;
+    for (const uint32_t width : widths)
       for (const uint32_t n : {0U, 1U, 2U, 300U}) {
         if (form == VORN_DICT ? width == 0 || width > 32 : form != VORN_FIXED && width != 0)
           continue;
         const std::vector<std::string> values = values_of(form, width, n);
         vorn_test::stored_rows rows(form, values, width);
-        uint64_t *out = results.last_words(n), *offs = offsets.last_words(n + 1);
         for (const uint32_t nseeds : {0U, 1U, 2U, 300U})
-          for (const uint32_t flags : {uint32_t{form}, form | weaker})
+          for (const uint32_t flags : {form, form | weaker})
             for (const bool by_name : {false, true}) {
               const bool one = nseeds == 1;
-              const std::string name = std::string("vorn_hash_hashfn_") + (one ? "const_" : "stream_") + form_name;
-              uint64_t *seeds = one && n != 0 && by_name ? out : seed_memory.last_words(one ? 1 : n);
+              const std::string name = std::string("vorn_hash_hashfn_") + (one ? "const_" : "stream_") + names[f];
+              uint64_t *out = results.last_words(n), *seeds = seed_memory.last_words(one ? 1 : n);
+              seeds = one && n != 0 && flags == form ? out : seeds; // it lies where the first result goes
+              std::fill_n(out, n, 0);
               std::vector<uint64_t> expected;
               calls.clear();
               for (uint32_t i = 0; i < n; ++i) {
@@ -62,30 +63,25 @@ TEST_P(hashing, gives_every_row_to_the_function_once) {
               }
               const auto expected_calls = std::exchange(calls, {});
               rows.enc.vorn_enc_ctx_flags = flags;
-              vorn_enc_ctx seed_enc = {};
-              seed_enc.vorn_enc_ctx_flags = flags | VORN_HASH_VALUES;
-              vorn_cv seed = vorn_test::vector_of(seeds, seed_enc, nseeds),
-                      res = vorn_test::vector_of(out, seed_enc, 1);
+              vorn_enc_ctx enc = {};
+              enc.vorn_enc_ctx_flags = flags | VORN_HASH_VALUES;
+              vorn_cv seed = vorn_test::vector_of(seeds, enc, nseeds), res = vorn_test::vector_of(out, enc, 1);
               const uint32_t code = by_name && GetParam().capability == 0
                                         ? vorn_test::member(vorn::hash_members, name)(&res, &rows.cv, &seed, recording)
                                         : vorn_global_ctx.vorn_hash_dydi(&res, &rows.cv, &seed, recording, nullptr);
               visited.insert(name);
               ASSERT_TRUE(code == VORN_RESULT_DONE && calls == expected_calls && results.intact(8 * size_t{n}) &&
                           std::equal(expected.begin(), expected.end(), out))
-                  << name << ' ' << width << " rows " << n << " seeds " << nseeds << " flags " << flags << " by name "
+                  << name << ' ' << width << " rows " << n << " seeds " << nseeds << " flags " << flags << ' '
                   << by_name;
             }
-        if (form == VORN_LV)
-          vorn_hashfn_array_lv(out, offs, rows.cv.vorn_cv_vals, n, recording);
-        else if (form == VORN_LV_SEP)
-          vorn_hashfn_array_lv_sep(out, offs, rows.cv.vorn_cv_vals, static_cast<const uint16_t *>(rows.cv.vorn_cv_lens),
-                                   n, recording);
-        else
-          continue;
-        EXPECT_TRUE(std::equal(rows.begins.begin(), rows.begins.end(), offs) && offsets.intact(8 * size_t{n} + 8));
       }
   }
   EXPECT_EQ(visited.size(), vorn::hash_members.size());
+  uint64_t offs[] = {7, 7}; // even without rows the first one begins
+  vorn_hashfn_array_lv(nullptr, &offs[0], nullptr, 0, recording);
+  vorn_hashfn_array_lv_sep(nullptr, &offs[1], nullptr, nullptr, 0, recording);
+  EXPECT_TRUE(offs[0] == 0 && offs[1] == 0);
 }
 
 VORN_TEST_ALL_IMPLEMENTATIONS(hashing);
