@@ -30,10 +30,9 @@ auto *member(const Family &family, const std::string &name) {
 
 class stored_rows {
 public:
-  // form: the flag.  In the forms whose rows have one size (VORN_FIXED, VORN_HASH_VALUES, VORN_GD, VORN_HASHRID,
-  // VORN_HASHGDRID) a value is the row as it is stored.  width: bits of a code, with values that repeat when there are
-  // no more codes; of a fixed row, 8 for each byte when 0; of the offset in a partition of VORN_DLP, which has to reach
-  // over all values.
+  // form: the flag.  Where all rows have one size (VORN_FIXED, VORN_GD, records) a value is the row as it is stored.
+  // width: bits of a code, with values that repeat when there are no more codes; of a fixed row, 8 for each byte when
+  // 0; of the offset in a partition of VORN_DLP, which has to reach over all values.
   stored_rows(uint32_t form, const std::vector<std::string> &values, uint32_t width = 0) : form_(form) {
     enc.vorn_enc_ctx_flags = form;
     enc.vorn_enc_ctx_width = width != 0 || values.empty() ? width : static_cast<uint32_t>(values[0].size() * 8);

@@ -35,16 +35,17 @@ struct hash_table {
   const uint8_t *memory;
   std::vector<uint8_t> bytes;
 
-  uint64_t partition_bits(uint64_t hash, int32_t part) const {
+  // The bits of the partition number where they stand; none in a table without partitions.
+  uint64_t high_bits(uint64_t hash, int32_t part) const {
     const bool one = ht.vorn_ht_part_hi_bit == ht.vorn_ht_bucket_hi_bit && ht.vorn_ht_part_low_bits == 0;
     return part >= 0 || one ? 0 : cut(hash, ht.vorn_ht_part_hi_bit + 1U);
   }
   uint64_t partition(uint64_t hash, int32_t part) const {
-    const uint64_t high = partition_bits(hash, part) >> ht.vorn_ht_part_shift << ht.vorn_ht_part_low_bits;
+    const uint64_t high = high_bits(hash, part) >> ht.vorn_ht_part_shift << ht.vorn_ht_part_low_bits;
     return part >= 0 ? static_cast<uint64_t>(part) : high | cut(hash, ht.vorn_ht_part_low_bits);
   }
   uint32_t full_part(uint64_t hash, int32_t part) const {
-    return static_cast<uint32_t>(partition_bits(hash, part) / 2 >> std::min<unsigned>(ht.vorn_ht_bucket_hi_bit, 63));
+    return static_cast<uint32_t>(high_bits(hash, part) / 2 >> std::min<unsigned>(ht.vorn_ht_bucket_hi_bit, 63));
   }
   uint8_t *here(const void *address) { return bytes.data() + (static_cast<const uint8_t *>(address) - memory); }
   std::vector<uint8_t *> chain(uint64_t hash, int32_t part) {
@@ -55,14 +56,14 @@ struct hash_table {
     return buckets;
   }
 
-  // Calls visit with the bucket and the value of every slot that has a tag, as long as it says so.
-  template <class Visit>
-  void find(const std::vector<uint8_t *> &buckets, uint64_t tag, Visit visit) const {
+  // Bucket and value of the slots that have a tag.
+  std::vector<std::pair<uint8_t *, uint64_t>> slots(const std::vector<uint8_t *> &buckets, uint64_t tag) const {
+    std::vector<std::pair<uint8_t *, uint64_t>> found;
     for (uint8_t *bucket : buckets)
       for (unsigned i = 0; i < *bucket % 16U; ++i)
-        if (number(bucket + layout.tags + i * layout.tag_size, layout.tag_size) == tag &&
-            !visit(bucket, number(bucket + layout.values + i * layout.value_size, layout.value_size)))
-          return;
+        if (number(bucket + layout.tags + i * layout.tag_size, layout.tag_size) == tag)
+          found.emplace_back(bucket, number(bucket + layout.values + i * layout.value_size, layout.value_size));
+    return found;
   }
   static uint64_t number(const uint8_t *at, unsigned size) {
     uint64_t number = 0;
@@ -83,10 +84,8 @@ struct hash_table {
       const std::vector<uint8_t *> buckets = chain(rows[row].hash, part);
       uint8_t *last = buckets.back();
       const bool full = *last % 16U == layout.slots, refused = full && free[in] >= end[in];
-      find(buckets, rows[row].tag, [&](uint8_t *bucket, uint64_t) {
+      for (const auto &[bucket, value] : slots(buckets, rows[row].tag))
         *bucket &= refused && bucket == last ? 0xff : 0xbf;
-        return true;
-      });
       if (refused)
         break;
       if (full) {
@@ -108,10 +107,11 @@ struct hash_table {
   pairs probe(const std::vector<table_row> &rows, size_t &row, size_t capacity) {
     pairs all;
     for (size_t done = 0; row < rows.size(); ++row, done = all.size()) {
-      find(chain(rows[row].hash, -1), rows[row].tag, [&](const uint8_t *bucket, uint64_t value) {
+      for (const auto &[bucket, value] : slots(chain(rows[row].hash, -1), rows[row].tag)) {
         all.emplace_back(rows[row].value, value);
-        return !(*bucket & 0x40);
-      });
+        if (*bucket & 0x40)
+          break;
+      }
       if (all.size() > capacity) {
         all.resize(done);
         break;
