@@ -2,8 +2,8 @@
 #pragma once
 
 #include <deque>
-#include <map>
 #include <string>
+#include <string_view>
 
 #include "tests/support/slots.hpp"
 #include "tests/support/stored.hpp"
@@ -18,11 +18,7 @@ std::string bytes_of(Number... numbers) {
 
 // A hash function whose values spread over all bits.
 inline uint64_t mix(const void *data, uint64_t length, uint64_t seed) {
-  uint64_t hash = seed + length;
-  for (uint64_t i = 0; i < length; ++i)
-    hash = (hash ^ static_cast<const uint8_t *>(data)[i]) * 0x100000001b3U;
-  hash = (hash ^ hash >> 29) * 0xbf58476d1ce4e5b9U;
-  return (hash ^ hash >> 32) * 0x94d049bb133111ebU;
+  return std::hash<std::string_view>()({static_cast<const char *>(data), length}) ^ seed * 0x9e3779b97f4a7c15U;
 }
 
 // The member of a family of kernels that has a name, or null.
@@ -34,10 +30,10 @@ auto *member(const Family &family, const std::string &name) {
 
 class stored_rows {
 public:
-  // form: the flag.  In the forms whose rows have one size (VORN_FIXED, VORN_HASH_VALUES, VORN_GD, VORN_HASHRID,
-  // VORN_HASHGDRID) a value is the row as it is stored.  width: bits of a code; of a fixed row, 8 for each byte when 0;
-  // of the offset in a partition of VORN_DLP, which has to reach over all values.
-  stored_rows(uint32_t form, const std::vector<std::string> &values, uint32_t width = 0) {
+  // form: the flag.  Where all rows have one size (VORN_FIXED, VORN_GD, records) a value is the row as it is stored.
+  // width: bits of a code, with values that repeat when there are no more codes; of a fixed row, 8 for each byte when
+  // 0; of the offset in a partition of VORN_DLP, which has to reach over all values.
+  stored_rows(uint32_t form, const std::vector<std::string> &values, uint32_t width = 0) : form_(form) {
     enc.vorn_enc_ctx_flags = form;
     enc.vorn_enc_ctx_width = width != 0 || values.empty() ? width : static_cast<uint32_t>(values[0].size() * 8);
     std::string all, lens, rows;
@@ -47,13 +43,14 @@ public:
       all += form == VORN_LV ? lens.substr(lens.size() - 2) + value : value;
     }
     begins.push_back(all.size());
-    uint8_t *vals = form == VORN_DICT ? place_dictionary(values, width) : place_bytes(all);
+    uint8_t *vals = form == VORN_DICT ? place_codes(values, width) : place_bytes(all);
     for (uint64_t row = 0; row < values.size() && form != VORN_DICT; ++row) {
+      const uint64_t part = row % 3, in_part = begins[row] + part * 4;
       places.push_back(vals + begins[row] + (form == VORN_LV ? 2 : 0));
       rows += form == VORN_LP_SEP ? bytes_of(places[row])
               : form == VORN_LP   ? lens.substr(2 * row, 2) + "unread" + bytes_of(places[row])
-              : form == VORN_DLP ? bytes_of((row % 3 << width | (begins[row] + row % 3 * 4)) << 16 | values[row].size())
-                                 : "";
+              : form == VORN_DLP  ? bytes_of((part << width | in_part) << 16 | values[row].size())
+                                  : "";
     }
     if (form == VORN_DLP)
       vorn_build_encoding_type_dlp(&enc, static_cast<uint8_t>(width), partitions_);
@@ -61,8 +58,13 @@ public:
     cv = vector_of(rows.empty() ? vals : place_bytes(rows), enc, static_cast<uint32_t>(values.size()),
                    form & (VORN_LV_SEP | VORN_LP_SEP) ? place_bytes(lens) : nullptr);
   }
-  stored_rows(const stored_rows &) = delete;
-  stored_rows &operator=(const stored_rows &) = delete;
+
+  // Where a call begins or stops: a row, and its byte where the rows have to be walked.
+  void place(vorn_aux &aux, size_t row) const {
+    aux.vorn_aux_start_slot = static_cast<uint32_t>(row);
+    if (form_ == VORN_LV || form_ == VORN_LV_SEP)
+      aux.vorn_aux_out_pos = begins[std::min(row, begins.size() - 1)];
+  }
 
   vorn_enc_ctx enc = {};
   vorn_cv cv = {};
@@ -76,29 +78,28 @@ private:
     return at;
   }
 
-  // Distinct values have scattered codes, of up to 18 bits; the other symbols are empty.
-  uint8_t *place_dictionary(const std::vector<std::string> &values, uint32_t width) {
+  // Scattered codes of up to 18 bits; symbols between those of the values are empty.
+  uint8_t *place_codes(const std::vector<std::string> &values, uint32_t width) {
     const size_t ncodes = size_t{1} << std::min(width, 18U);
-    std::map<std::string, size_t> codes;
-    std::vector<const std::string *> symbols(ncodes + 1);
-    for (const std::string &value : values)
-      symbols[codes.emplace(value, (codes.size() + 1) * 0x9e3779b1 % ncodes).first->second] = &value;
-    std::string all;
+    const auto code_of = [&](size_t row) { return row * 0x9e3779b1 % ncodes; };
+    std::vector<std::string> symbols(ncodes + 1);
+    for (size_t row = 0; row < std::min(values.size(), ncodes); ++row)
+      symbols[code_of(row)] = values[row];
+    std::string all, cla;
     std::vector<size_t> offsets;
-    uint8_t *cla = areas_.emplace_back(4 * ncodes + 4).last(4 * ncodes + 4);
-    for (const std::string *symbol : symbols) {
-      store_big(cla + 4 * offsets.size(), all.size(), 4);
+    for (const std::string &symbol : symbols) {
+      cla += bytes_of(__builtin_bswap32(static_cast<uint32_t>(all.size())));
       offsets.push_back(all.size());
-      all += symbol == nullptr ? "" : *symbol;
+      all += symbol;
     }
     const uint8_t *at = place_bytes(all);
-    for (const std::string &value : values)
-      places.push_back(at + offsets[codes[value]]);
-    vorn_build_encoding_type_dict(&enc, width, at, nullptr, cla, 0, VORN_DICT_ONE_LENGTH, 0);
-    return store_codes(areas_.emplace_back(values.size() * width / 8 + 1), true, width, values.size(),
-                       [&](uint32_t row) { return codes[values[row]]; });
+    for (size_t row = 0; row < values.size(); ++row)
+      places.push_back(at + offsets[code_of(row)]);
+    vorn_build_encoding_type_dict(&enc, width, at, nullptr, place_bytes(cla), 0, VORN_DICT_ONE_LENGTH, 0);
+    return store_codes(areas_.emplace_back(values.size() * width / 8 + 1), true, width, values.size(), code_of);
   }
 
+  uint32_t form_;
   std::deque<guarded> areas_;
   void *partitions_[3] = {};
 };

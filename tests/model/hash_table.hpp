@@ -35,16 +35,17 @@ struct hash_table {
   const uint8_t *memory;
   std::vector<uint8_t> bytes;
 
-  bool partitioned(int32_t part) const {
-    return part < 0 && (ht.vorn_ht_part_hi_bit != ht.vorn_ht_bucket_hi_bit || ht.vorn_ht_part_low_bits != 0);
+  // The bits of the partition number where they stand; none in a table without partitions.
+  uint64_t high_bits(uint64_t hash, int32_t part) const {
+    const bool one = ht.vorn_ht_part_hi_bit == ht.vorn_ht_bucket_hi_bit && ht.vorn_ht_part_low_bits == 0;
+    return part >= 0 || one ? 0 : cut(hash, ht.vorn_ht_part_hi_bit + 1U);
   }
   uint64_t partition(uint64_t hash, int32_t part) const {
-    const uint64_t high = cut(hash, ht.vorn_ht_part_hi_bit + 1U) >> ht.vorn_ht_part_shift << ht.vorn_ht_part_low_bits;
-    return partitioned(part) ? high | cut(hash, ht.vorn_ht_part_low_bits) : static_cast<uint64_t>(std::max(part, 0));
+    const uint64_t high = high_bits(hash, part) >> ht.vorn_ht_part_shift << ht.vorn_ht_part_low_bits;
+    return part >= 0 ? static_cast<uint64_t>(part) : high | cut(hash, ht.vorn_ht_part_low_bits);
   }
   uint32_t full_part(uint64_t hash, int32_t part) const {
-    const uint64_t masked = partitioned(part) ? cut(hash, ht.vorn_ht_part_hi_bit + 1U) : 0;
-    return static_cast<uint32_t>(masked / 2 >> std::min<unsigned>(ht.vorn_ht_bucket_hi_bit, 63));
+    return static_cast<uint32_t>(high_bits(hash, part) / 2 >> std::min<unsigned>(ht.vorn_ht_bucket_hi_bit, 63));
   }
   uint8_t *here(const void *address) { return bytes.data() + (static_cast<const uint8_t *>(address) - memory); }
   std::vector<uint8_t *> chain(uint64_t hash, int32_t part) {
@@ -55,14 +56,14 @@ struct hash_table {
     return buckets;
   }
 
-  // Calls visit with the bucket and the value of every slot that has a tag, as long as it says so.
-  template <class Visit>
-  void find(const std::vector<uint8_t *> &buckets, uint64_t tag, Visit visit) const {
+  // Bucket and value of the slots that have a tag.
+  std::vector<std::pair<uint8_t *, uint64_t>> slots(const std::vector<uint8_t *> &buckets, uint64_t tag) const {
+    std::vector<std::pair<uint8_t *, uint64_t>> found;
     for (uint8_t *bucket : buckets)
       for (unsigned i = 0; i < *bucket % 16U; ++i)
-        if (number(bucket + layout.tags + i * layout.tag_size, layout.tag_size) == tag &&
-            !visit(bucket, number(bucket + layout.values + i * layout.value_size, layout.value_size)))
-          return;
+        if (number(bucket + layout.tags + i * layout.tag_size, layout.tag_size) == tag)
+          found.emplace_back(bucket, number(bucket + layout.values + i * layout.value_size, layout.value_size));
+    return found;
   }
   static uint64_t number(const uint8_t *at, unsigned size) {
     uint64_t number = 0;
@@ -73,49 +74,44 @@ struct hash_table {
   // Inserts rows from one on and gives the first one without room, or their number.
   size_t insert(const std::vector<table_row> &rows, size_t row, int32_t part, std::vector<void *> &free,
                 const std::vector<void *> &end) {
-    for (size_t next = row; row < rows.size(); row = next) {
-      next = std::min(rows.size(), row + 1024);
-      const bool room = std::all_of(rows.data() + row, rows.data() + next, [&](const table_row &r) {
-        return *chain(r.hash, part).front() % 16U < layout.slots;
-      });
-      for (; row < next; ++row)
-        if (const uint64_t in = partition(rows[row].hash, part); !insert(rows[row], part, room, free[in], end[in]))
-          return row;
+    bool room = false; // had each row of the batch in its first bucket
+    for (size_t in_batch = 0; row < rows.size(); ++row, ++in_batch) {
+      const size_t left = std::min<size_t>(rows.size() - row, 1024);
+      if (in_batch % 1024 == 0)
+        room = std::all_of(rows.data() + row, rows.data() + row + left,
+                           [&](const table_row &r) { return *chain(r.hash, part).front() % 16U < layout.slots; });
+      const uint64_t in = partition(rows[row].hash, part);
+      const std::vector<uint8_t *> buckets = chain(rows[row].hash, part);
+      uint8_t *last = buckets.back();
+      const bool full = *last % 16U == layout.slots, refused = full && free[in] >= end[in];
+      for (const auto &[bucket, value] : slots(buckets, rows[row].tag))
+        *bucket &= refused && bucket == last ? 0xff : 0xbf;
+      if (refused)
+        break;
+      if (full) {
+        *last |= 0x80;
+        std::memcpy(last + 56, &free[in], 8);
+        last = here(free[in]);
+        free[in] = static_cast<uint8_t *>(free[in]) + 64;
+      }
+      if (full || (room && *last == 0))
+        *last = 0x40;
+      const unsigned slot = (*last)++ % 16U;
+      std::memcpy(last + layout.tags + slot * layout.tag_size, &rows[row].tag, layout.tag_size);
+      std::memcpy(last + layout.values + slot * layout.value_size, &rows[row].value, layout.value_size);
     }
     return row;
-  }
-  bool insert(const table_row &row, int32_t part, bool room, void *&free, const void *end) {
-    const std::vector<uint8_t *> buckets = chain(row.hash, part);
-    uint8_t *last = buckets.back();
-    const bool full = *last % 16U == layout.slots, refused = full && free >= end;
-    find(buckets, row.tag, [&](uint8_t *bucket, uint64_t) {
-      *bucket &= refused && bucket == last ? 0xff : 0xbf;
-      return true;
-    });
-    if (refused)
-      return false;
-    if (full) {
-      *last |= 0x80;
-      std::memcpy(last + 56, &free, 8);
-      last = here(free);
-      free = static_cast<uint8_t *>(free) + 64;
-    }
-    if (full || (room && *last == 0))
-      *last = 0x40;
-    const unsigned i = (*last)++ % 16U;
-    std::memcpy(last + layout.tags + i * layout.tag_size, &row.tag, layout.tag_size);
-    std::memcpy(last + layout.values + i * layout.value_size, &row.value, layout.value_size);
-    return true;
   }
 
   // The pairs of rows from one on, which becomes the first one without room, or their number.
   pairs probe(const std::vector<table_row> &rows, size_t &row, size_t capacity) {
     pairs all;
     for (size_t done = 0; row < rows.size(); ++row, done = all.size()) {
-      find(chain(rows[row].hash, -1), rows[row].tag, [&](const uint8_t *bucket, uint64_t value) {
+      for (const auto &[bucket, value] : slots(chain(rows[row].hash, -1), rows[row].tag)) {
         all.emplace_back(rows[row].value, value);
-        return !(*bucket & 0x40);
-      });
+        if (*bucket & 0x40)
+          break;
+      }
       if (all.size() > capacity) {
         all.resize(done);
         break;
