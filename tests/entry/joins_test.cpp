@@ -96,7 +96,7 @@ TEST(joins, without_a_kernel_do_nothing) {
 // In clear words for the rows of src; told are the bits, then the number of rows, then the first and the last one.
 TEST(bloom, compares_both_kernels_under_the_self_check) {
   for (const uint64_t range : {0x500000001U, 0x500000002U, 0x600000001U})
-    for (const uint64_t more : {0, 16}) {
+    for (const uint64_t more : {0U, 16U}) {
       call made(bloom);
       made.env.scratch_fill = 0xff;
       made.ctx.vorn_ctx_flags = VORN_CTX_SELF_CHECK;

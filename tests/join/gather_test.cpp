@@ -32,7 +32,7 @@ struct gather_test : join_test {
              : form == VORN_DLP    ? bytes_of((partition * below + offset % below) << 16 | length)
                                    : bytes;
     };
-    for (int turn = GetParam().capability == 0 ? 0 : 3; turn < 6; ++turn) {
+    for (unsigned turn = GetParam().capability == 0 ? 0 : 3; turn < 6; ++turn) {
       const bool by_name = turn < 3;
       const uint32_t first = std::array{0U, 70U, nrows + 3}[turn % 3];
       enc.vorn_enc_ctx_flags = by_name ? form : with_later(form) | (tbl == nullptr ? VORN_FIXED : 0);
@@ -94,7 +94,7 @@ TEST_P(gather_test, fetches_the_values_that_identifiers_name) {
       std::string name = member + std::strlen("vorn_gather");
       const uint32_t kind = take(name, {{"_lp", VORN_TT_LP}, {"_dlp", VORN_TT_DLP}, {"_cla", VORN_TT_CLA}});
       const uint32_t form = take(name, value_forms), id = take(name, identifiers);
-      const size_t size = id == general ? std::array{0, 3, 5, 6, 7}[random() % 5] : id;
+      const size_t size = id == general ? std::array{0U, 3U, 5U, 6U, 7U}[random() % 5] : id;
       std::vector<std::string> ids;
       std::vector<located> rows;
       for (uint32_t row = 0; row < nrows; ++row) {

@@ -67,8 +67,9 @@ TEST_P(transpose_test, converts_rows_into_any_room) {
       dst.vorn_tt_end = end;
       (offsets ? dst.vorn_tt_offsets : dst.vorn_tt_refs) = cursor;
       vorn_aux aux = {}, after = {};
+      const uint32_t last = nrows - 1 + base;
       const auto convert = [&](vorn_transpose_table *to, uint32_t from) {
-        return vorn_global_ctx.vorn_transpose_convert_dydi(to, &src, 1, 2, from, nrows - 1 + base, &aux);
+        return vorn_global_ctx.vorn_transpose_convert_dydi(to, &src, 1, 2, from, last, &aux);
       };
       dst.vorn_tt_flags = ~0x28U;
       EXPECT_EQ(convert(&dst, 0), refused);
