@@ -15,11 +15,19 @@
 //   combine       AND of 2 or 3 vectors of 65,536 bits, apart or in place, without or with a count
 //   ones, iter    lists of and steps over the ones of 65,536 bits, of which 1, 50 or 99 percent are set
 //   popcnt        count of the ones of 65,536 bits
+//   build, probe  tables of 256 KB, 16 MB and 1 GB, half of their slots filled; half of the probed rows match
+//   partition     1,048,576 rows to 16 or 256 partitions
+//   gather        65,536 values of 1 to 15 bytes out of 1,048,576, by identifiers of 1 to 8 bytes, pairs, or references
+//   transpose     65,536 rows of four columns: references, then records or values by offsets or entries
+//   bloom         maps of 32 KB to 64 MB, all of 1,048,576 rows or 10 percent by a filter
+//   hash          65,536 values of 8 bytes, by a function that does next to nothing
 //   call          whole calls of an entry point, for few rows
 //
 // Grows/s is 10^9 rows a second.  of_read compares with a plain read of the same bytes, timed in turn with the kernel
-// within the run: 1 means as fast as reading.  Pin the process to a core; --benchmark_out=FILE writes JSON.  The
-// placeholder kernels, which do nothing, are left out.
+// within the run: 1 means as fast as reading; of_touch with a read of one byte of each bucket, value or byte of a map
+// that the kernel has to look at, a copy of the records of a partitioning, or the bare calls of the hash function.
+// cycles/64 is what 64 rows take, by a clock that is measured at the start of each benchmark.  Pin the process to a
+// core; --benchmark_out=FILE writes JSON.  The placeholder kernels, which do nothing, are left out.
 #include <benchmark/benchmark.h>
 
 #include "bench/kernels.hpp"
@@ -30,6 +38,7 @@ int main(int argc, char **argv) {
   vorn_bench::add_scans(found);
   vorn_bench::add_decoders(found);
   vorn_bench::add_bit_vectors(found);
+  vorn_bench::add_joins(found);
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv))
     return 2;

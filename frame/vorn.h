@@ -39,8 +39,8 @@
  *  4. Slack.  A stream should be readable beyond its last code or value, compressed or not.  Packed codes: 8 bytes at
  *     the widths 5 and 7, otherwise 3 bytes up to width 6, 2 at 9 to 15, 1 at 17 to 20 and 24, none at 8, 16, 32
  *     and 64.  Fixed values: 1 byte at width 24, 3, 2 and 1 at 40, 48 and 56, none at the others.  Dynamic-packed
- *     values, length codes and run lengths: none.  The generic kernels read nothing past the end; specialised ones may
- *     use the slack.
+ *     values, length codes and run lengths: none.  Packed codes that are hashed: 3 bytes at every width.  The generic
+ *     kernels read nothing past the end; specialised ones may use the slack.
  *  5. Results.  Entry points and kernels return one of the VORN_RESULT codes.  A wrong call is reported through
  *     host_raise_internal_error of the host (frame/host.h); if the reporter returns, the call goes on with its next
  *     step.  A limit that only a builder or a kernel can see is a fatal assertion.
@@ -326,11 +326,17 @@ enum { VORN_NFY_LOAD = 3 };
  *     "ab", "" as VORN_LV                   02 00 61 62 00 00
  *     the same as VORN_LV_SEP               61 62; lengths 02 00 00 00
  *
- * Hash table (vorn_hash_table).  With T bits of tag, 16 or 32 by the type, a hash value h belongs to the bucket
- * (h & (2^(vorn_ht_bucket_hi_bit + 1) - 1)) >> T of the partition
- * (h & (2^(vorn_ht_part_hi_bit + 1) - 1)) >> vorn_ht_part_shift << vorn_ht_part_low_bits | h & (2^vorn_ht_part_low_bits
- * - 1); the tag is its low T bits, with VORN_HT_GD the code of the key.  There is but one partition when
- * vorn_ht_part_hi_bit equals vorn_ht_bucket_hi_bit and vorn_ht_part_low_bits is 0.  A bucket has 64 bytes:
+ * Hash table (vorn_hash_table).  A 64-bit hash value h says where a row belongs.  With T bits of tag, 16 or 32 by the
+ * type, and the fields of the record without their prefix:
+ *
+ *     tag              the low T bits of h; with VORN_HT_GD the code of the key
+ *     bucket           (h & (2^(bucket_hi_bit + 1) - 1)) >> T
+ *     partition        ((h & (2^(part_hi_bit + 1) - 1)) >> part_shift) << part_low_bits | (h & (2^part_low_bits - 1))
+ *
+ *     VORN_HT_K2V4, 1,024 buckets in each of 16 partitions
+ *                                           bucket_hi_bit 25, part_hi_bit 29, part_shift 26, part_low_bits 0
+ *
+ * There is but one partition when part_hi_bit equals bucket_hi_bit and part_low_bits is 0.  A bucket has 64 bytes:
  *
  *     VORN_HT_K2V4     header; 9 tags of 16 bits at 2; 9 values of 32 bits at 20; chain at 56
  *     VORN_HT_K2V8     header; 5 tags of 16 bits at 2; 5 values of 64 bits at 16; chain at 56
@@ -397,7 +403,7 @@ union vorn_kernel {
 /** A column vector: source, constant, set operand or result. */
 struct vorn_cv {
   void *vorn_cv_vals; /**< source: value stream, aligned to VORN_DATASTREAM_ALIGN; constant: value */
-  void *vorn_cv_lens; /**< dynp and tz: length codes of the rows, or the one of a constant */
+  void *vorn_cv_lens; /**< dynp and tz: length codes of the rows, or the one of a constant; row forms: 16-bit lengths */
   void *vorn_cv_flgs; /**< decode result: 16-bit value flags, 2 marks NULL */
   vorn_enc_ctx *vorn_cv_encoding_context; /**< how the stream is encoded */
   uint64_t *vorn_cv_mask_bv;              /**< source: row mask, ANDed into every result; may be null */

@@ -21,15 +21,10 @@ namespace vorn::inline VORN_LEVEL {
 
 namespace {
 
-constexpr std::array<form_flag, 7> build_forms = {{{VORN_HASHRID, row_form::hashrid},
-                                                   {VORN_FIXED, row_form::fixed},
-                                                   {VORN_LV_SEP, row_form::lv_sep},
-                                                   {VORN_LV, row_form::lv},
-                                                   {VORN_LP_SEP, row_form::lp_sep},
-                                                   {VORN_LP, row_form::lp},
-                                                   {VORN_HASH_VALUES, row_form::hash_values}}};
-constexpr std::array<form_flag, 1> gd_v4_forms = {{{VORN_GD, row_form::gd}}};
-constexpr std::array<form_flag, 2> gd_v8_forms = {{{VORN_HASHGDRID, row_form::hashgdrid}, {VORN_GD, row_form::gd}}};
+constexpr std::array build_forms = {flagged::hashrid, flagged::fixed, flagged::lv_sep,     flagged::lv,
+                                    flagged::lp_sep,  flagged::lp,    flagged::hash_values};
+constexpr std::array gd_v4_forms = {flagged::gd};
+constexpr std::array gd_v8_forms = {flagged::hashgdrid, flagged::gd};
 
 constexpr uint32_t sources = 3;
 

@@ -47,9 +47,8 @@ struct single_inserts {
       uint8_t *bucket = bits.find(tables, hash);
       uint8_t header = *bucket;
       if (room && (header & slot_count) < Layout::slots) {
-        const uint32_t count = header & slot_count;
-        Layout::fill(bucket, count, tag, value);
-        *bucket = header == 0 ? distinct | 1 : static_cast<uint8_t>(without_duplicate<Layout>(bucket, header, tag) + 1);
+        const uint8_t before = header == 0 ? uint8_t{distinct} : header;
+        append<Layout>(bucket, without_duplicate<Layout>(bucket, before, tag), tag, value);
         continue;
       }
       for (; header & chained; header = *bucket) {
@@ -60,8 +59,7 @@ struct single_inserts {
       }
       header = without_duplicate<Layout>(bucket, header, tag);
       if ((header & slot_count) < Layout::slots) {
-        Layout::fill(bucket, header & slot_count, tag, value);
-        *bucket = static_cast<uint8_t>(header + 1);
+        append<Layout>(bucket, header, tag, value);
         continue;
       }
       const uint64_t partition = bits.partition(hash);
@@ -71,19 +69,24 @@ struct single_inserts {
       *bucket = header | chained;
       link_bucket(bucket, fresh);
       free[partition] = fresh + bucket_size;
-      Layout::fill(fresh, 0, tag, value);
-      *fresh = distinct | 1;
+      append<Layout>(fresh, distinct, tag, value);
     }
     return rows.count;
   }
 
 private:
+  // The header is that of the bucket before.
+  template <class Layout>
+  static void append(uint8_t *bucket, uint8_t header, typename Layout::tag tag, typename Layout::value value) {
+    Layout::fill(bucket, header & slot_count, tag, value);
+    *bucket = static_cast<uint8_t>(header + 1);
+  }
+
   // The header of a bucket before a tag goes behind its slots: no longer distinct when one of them has it.
   template <class Layout>
   static uint8_t without_duplicate(const uint8_t *bucket, uint8_t header, typename Layout::tag tag) {
-    if ((header & distinct) && Layout::slots_with(bucket, header & slot_count, tag) != 0)
-      return static_cast<uint8_t>(header & ~distinct);
-    return header;
+    const bool duplicate = Layout::slots_with(bucket, header & slot_count, tag) != 0;
+    return static_cast<uint8_t>(header & ~(duplicate ? distinct : 0));
   }
 };
 

@@ -26,15 +26,10 @@ namespace vorn::inline VORN_LEVEL {
 
 namespace {
 
-constexpr std::array<form_flag, 6> result_forms = {{{VORN_FIXED, row_form::fixed},
-                                                    {VORN_LV_SEP, row_form::lv_sep},
-                                                    {VORN_LV, row_form::lv},
-                                                    {VORN_LP_SEP, row_form::lp_sep},
-                                                    {VORN_LP, row_form::lp},
-                                                    {VORN_DLP, row_form::dlp}}};
-constexpr std::array<form_flag, 2> direct_results = {{{VORN_LV_SEP, row_form::lv_sep}, {VORN_LV, row_form::lv}}};
-constexpr std::array<form_flag, 3> direct_sources = {
-    {{VORN_LP_SEP, row_form::lp_sep}, {VORN_LP, row_form::lp}, {VORN_DLP, row_form::dlp}}};
+constexpr std::array result_forms = {flagged::fixed,  flagged::lv_sep, flagged::lv,
+                                     flagged::lp_sep, flagged::lp,     flagged::dlp};
+constexpr std::array direct_results = {flagged::lv_sep, flagged::lv};
+constexpr std::array direct_sources = {flagged::lp_sep, flagged::lp, flagged::dlp};
 
 constexpr uint32_t place_of(storage_kind kind, row_form result, identifier_form identifier) {
   return (static_cast<uint32_t>(kind) * row_forms + static_cast<uint32_t>(result)) * identifier_forms +

@@ -15,10 +15,10 @@ inline constexpr uint32_t storage_kinds = static_cast<uint32_t>(storage_kind::no
 enum class identifier_form : uint8_t { fixed_8, fixed_4, fixed_2, fixed_1, fixed, ridvalue, ridvalue_rid, none };
 inline constexpr uint32_t identifier_forms = static_cast<uint32_t>(identifier_form::none);
 
-// A value and the partition it lies in.
+// A value, and its offset field in a dlp word.
 struct located {
   value held;
-  uint64_t partition;
+  uint64_t field;
 };
 
 inline constexpr uint32_t block_rows = 64;
@@ -62,15 +62,15 @@ struct identifiers {
   uint32_t size;
 };
 
-// The values of a table.
+// The values of a table.  What it takes of dlp words is told by the encoding context of the result.
 class stored_values {
 public:
   stored_values(storage_kind kind, identifier_form form, const vorn_cv &src, const vorn_transpose_table &table,
-                const vorn_cv &res, bool to_dlp)
+                const vorn_cv &res, row_form result)
       : kind_(kind), ids_(form, src), table_(table), one_partition_(table.vorn_tt_row_bits >= 64),
         row_mask_(low_bits(table.vorn_tt_row_bits)), part_mask_(low_bits(uint64_t{table.vorn_tt_hi_bit} + 1)),
-        field_mask_(low_bits(res.vorn_cv_encoding_context->vorn_enc_ctx_dlp_shift)),
-        bases_(to_dlp ? nullptr : res.vorn_cv_encoding_context->vorn_enc_ctx_dlp_table) {}
+        shift_(res.vorn_cv_encoding_context->vorn_enc_ctx_dlp_shift),
+        bases_(result == row_form::dlp ? nullptr : res.vorn_cv_encoding_context->vorn_enc_ctx_dlp_table) {}
 
   void locate(located *out, uint64_t first, uint32_t count) const {
     uint64_t ids[block_rows];
@@ -87,20 +87,27 @@ private:
   located find(uint64_t partition, uint64_t row) const {
     switch (kind_) {
     case storage_kind::lp:
-      return {load_lp(static_cast<const uint8_t *>(table_.vorn_tt_in_refs[partition]) + row * lp_size), partition};
+      return in_partition(load_lp(static_cast<const uint8_t *>(table_.vorn_tt_in_refs[partition]) + row * lp_size),
+                          partition);
     case storage_kind::dlp: {
       const auto word = load<uint64_t>(table_.vorn_tt_dlp[partition], row);
-      const auto *base = static_cast<const uint8_t *>(bases_ == nullptr ? nullptr : bases_[0]);
-      return {{base + (word >> 16 & field_mask_), static_cast<uint16_t>(word)}, 0};
+      const uint64_t field = word >> 16 & low_bits(shift_);
+      const uint8_t *at = bases_ == nullptr ? nullptr : static_cast<const uint8_t *>(bases_[0]) + field;
+      return {{at, static_cast<uint16_t>(word)}, field};
     }
     default: {
       const void *offsets = table_.vorn_tt_cla[partition];
       const auto offset = load<uint32_t>(offsets, row);
-      return {{static_cast<const uint8_t *>(table_.vorn_tt_data[partition]) + offset,
-               static_cast<uint16_t>(load<uint32_t>(offsets, row + 1) - offset)},
-              partition};
+      const auto length = static_cast<uint16_t>(load<uint32_t>(offsets, row + 1) - offset);
+      return in_partition({static_cast<const uint8_t *>(table_.vorn_tt_data[partition]) + offset, length}, partition);
     }
     }
+  }
+
+  // The field keeps the partition and the low bits of the address.
+  located in_partition(value held, uint64_t partition) const {
+    const uint64_t low = reinterpret_cast<uintptr_t>(held.at) & low_bits(shift_);
+    return {held, (shift_ < 64 ? partition << shift_ : 0) + low};
   }
 
   storage_kind kind_;
@@ -109,8 +116,8 @@ private:
   bool one_partition_;
   uint64_t row_mask_;
   uint64_t part_mask_;
-  uint64_t field_mask_;
-  void *const *bases_; // a dlp result takes over the offset as it is
+  uint8_t shift_;
+  void *const *bases_; // null when the offsets are all that is wanted
 };
 
 // The values that a vector refers to.
@@ -131,8 +138,7 @@ class gather_output {
 public:
   gather_output(row_form form, const vorn_cv &res, uint16_t fixed_size)
       : form_(form), out_(static_cast<uint8_t *>(res.vorn_cv_vals)), lens_(static_cast<uint8_t *>(res.vorn_cv_lens)),
-        room_(res.vorn_cv_size), fixed_size_(fixed_size), shift_(res.vorn_cv_encoding_context->vorn_enc_ctx_dlp_shift) {
-  }
+        room_(res.vorn_cv_size), fixed_size_(fixed_size) {}
 
   // Writes values, the first of which belongs to `row`, as long as there is room; returns how many.
   uint32_t write(const located *values, uint64_t row, uint32_t count) {
@@ -167,12 +173,8 @@ public:
         return true;
       });
     default: // dlp, which needs no room
-      for (uint32_t i = 0; i < count; ++i) {
-        const auto &[held, partition] = values[i];
-        const uint64_t low = reinterpret_cast<uintptr_t>(held.at) & low_bits(shift_);
-        const uint64_t field = (shift_ < 64 ? partition << shift_ : 0) + low;
-        store<uint64_t>(out_ + (row + i) * sizeof field, field << 16 | held.length);
-      }
+      for (uint32_t i = 0; i < count; ++i)
+        store<uint64_t>(out_ + (row + i) * sizeof(uint64_t), values[i].field << 16 | values[i].held.length);
       return count;
     }
   }
@@ -214,7 +216,6 @@ private:
   uint8_t *lens_;
   uint64_t room_;
   uint16_t fixed_size_;
-  uint8_t shift_;
 };
 
 template <class Values>
@@ -238,8 +239,7 @@ uint32_t gather(Values values, gather_output output, const vorn_cv &src, vorn_au
                                                 const vorn_cv &res, const vorn_cv &src,
                                                 const vorn_transpose_table &table, vorn_aux &aux) {
   const auto fixed_size = static_cast<uint16_t>(table.vorn_tt_width / 8);
-  return gather(stored_values(kind, form, src, table, res, result == row_form::dlp),
-                gather_output(result, res, fixed_size), src, aux);
+  return gather(stored_values(kind, form, src, table, res, result), gather_output(result, res, fixed_size), src, aux);
 }
 
 [[gnu::noinline]] inline uint32_t gather_referred(row_form result, row_form form, const vorn_cv &res,

@@ -46,12 +46,8 @@ namespace vorn::inline VORN_LEVEL {
 
 namespace {
 
-constexpr std::array<form_flag, 6> hash_forms = {{{VORN_FIXED, row_form::fixed},
-                                                  {VORN_DICT, row_form::dict},
-                                                  {VORN_LV_SEP, row_form::lv_sep},
-                                                  {VORN_LV, row_form::lv},
-                                                  {VORN_LP_SEP, row_form::lp_sep},
-                                                  {VORN_LP, row_form::lp}}};
+constexpr std::array hash_forms = {flagged::fixed, flagged::dict,   flagged::lv_sep,
+                                   flagged::lv,    flagged::lp_sep, flagged::lp};
 
 constexpr uint32_t place_of(row_form form, bool seed_per_row) {
   return static_cast<uint32_t>(form) * 2 + (seed_per_row ? 1 : 0);

@@ -34,10 +34,28 @@ struct bucket_layout {
     store<Value>(bucket + ValuesAt + sizeof(Value) * slot, value);
   }
 
-  // A bit for each of the first `count` slots that has the tag.  All are compared, which needs no branch.
+  // A bit for each of the first `count` slots that has the tag.  All are compared, a register of them at a time, which
+  // needs no branch; what else lies in the bucket is compared with them and cut off.
   static uint32_t slots_with(const uint8_t *bucket, uint32_t count, Tag tag) {
+    constexpr uint32_t lanes = 16 / sizeof(Tag);
+    typedef Tag tags [[gnu::vector_size(16)]];
     uint32_t found = 0;
-    for (uint32_t slot = 0; slot < Slots; ++slot)
+    uint32_t slot = 0;
+    for (; slot + 1 < Slots; slot += lanes) {
+      tags here, bits;
+      std::memcpy(&here, bucket + sizeof(Tag) * (slot + 1), sizeof here);
+      for (uint32_t lane = 0; lane < lanes; ++lane)
+        bits[lane] = static_cast<Tag>(1U << lane);
+      const auto matches = reinterpret_cast<tags>(here == tag) & bits;
+      uint64_t halves[2];
+      std::memcpy(halves, &matches, sizeof halves);
+      uint64_t folded = halves[0] | halves[1];
+      folded |= folded >> 32;
+      if constexpr (sizeof(Tag) == 2)
+        folded |= folded >> 16;
+      found |= uint32_t{static_cast<Tag>(folded)} << slot;
+    }
+    if (slot < Slots)
       found |= uint32_t{tag_at(bucket, slot) == tag} << slot;
     return found & static_cast<uint32_t>(low_bits(count));
   }

@@ -31,6 +31,8 @@ enum class value_source : uint8_t {
 // A batch lies in the object, on the stack of a kernel.
 class key_batch {
 public:
+  // The buffers are written before they are read, and to clear them would cost more than many a call.
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init)
   key_batch(const vorn_cv &src, row_form form, vorn_hashfn hashfn, const vorn_aux &aux)
       : src_(src), form_(form), hashfn_(hashfn), first_(aux.vorn_aux_start_slot),
         cursor_(is_walked(form) ? aux.vorn_aux_out_pos : 0) {}
@@ -123,7 +125,7 @@ private:
   uint32_t first_;
   uint32_t count_ = 0;
   uint64_t cursor_;
-  strided hashes_, codes_, row_ids_;
+  strided hashes_ = {}, codes_ = {}, row_ids_ = {};
   uint64_t values_[batch_rows];
   uint64_t offsets_[batch_rows + 1];
 };

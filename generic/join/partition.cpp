@@ -8,8 +8,11 @@ VORN_KERNELS_BEGIN
 #define VORN_PARTITION_AS_rid(form, payload)                                                                           \
   partition_rids(vorn::row_form::form, vorn::value_source::payload, *pb, *src, *given, hashfn, *aux)
 #define VORN_PARTITION_AS_lv(form, payload)                                                                            \
-  partition_values(vorn::row_form::form, vorn::row_form::payload, *pb, *src, *given, hashfn, *aux)
-#define VORN_PARTITION_AS_fixed(form, payload)   partition_fixed(vorn::row_form::form, *pb, *src, *given, hashfn, *aux)
+  partition_values(vorn::record_form::lv, vorn::row_form::form, vorn::row_form::payload, *pb, *src, *given, hashfn,    \
+                   *aux)
+#define VORN_PARTITION_AS_fixed(form, payload)                                                                         \
+  partition_values(vorn::record_form::fixed, vorn::row_form::form, vorn::row_form::payload, *pb, *src, *given, hashfn, \
+                   *aux)
 #define VORN_PARTITION_AS_records(form, payload) partition_records(*pb, *src, *aux)
 #define VORN_DEFINE_PARTITION(name, output, form, payload)                                                             \
   static uint32_t vorn_partition_##name([[maybe_unused]] vorn_partition_buffer *pb, vorn_cv *src,                      \
@@ -25,23 +28,12 @@ namespace vorn::inline VORN_LEVEL {
 
 namespace {
 
-constexpr std::array<form_flag, 7> rid_keys = {{{VORN_FIXED, row_form::fixed},
-                                                {VORN_LV_SEP, row_form::lv_sep},
-                                                {VORN_LV, row_form::lv},
-                                                {VORN_LP_SEP, row_form::lp_sep},
-                                                {VORN_LP, row_form::lp},
-                                                {VORN_HASHRID, row_form::hashrid},
-                                                {VORN_HASH_VALUES, row_form::hash_values}}};
-constexpr std::array<form_flag, 6> keys = {{{VORN_FIXED, row_form::fixed},
-                                            {VORN_LV_SEP, row_form::lv_sep},
-                                            {VORN_LV, row_form::lv},
-                                            {VORN_LP_SEP, row_form::lp_sep},
-                                            {VORN_LP, row_form::lp},
-                                            {VORN_HASH_VALUES, row_form::hash_values}}};
-constexpr std::array<form_flag, 1> gd_keys = {{{VORN_GD, row_form::gd}}};
-constexpr std::array<form_flag, 1> fixed_payloads = {{{VORN_FIXED, row_form::fixed}}};
-
-enum class record_form : uint8_t { rid, lv, fixed, records };
+constexpr std::array rid_keys = {flagged::fixed, flagged::lv_sep,  flagged::lv,         flagged::lp_sep,
+                                 flagged::lp,    flagged::hashrid, flagged::hash_values};
+constexpr std::array keys = {flagged::fixed,  flagged::lv_sep, flagged::lv,
+                             flagged::lp_sep, flagged::lp,     flagged::hash_values};
+constexpr std::array gd_keys = {flagged::gd};
+constexpr std::array fixed_payloads = {flagged::fixed};
 
 constexpr uint32_t place_of(record_form output, row_form form, uint32_t payload) {
   return (static_cast<uint32_t>(output) * row_forms + static_cast<uint32_t>(form)) * row_forms + payload;

@@ -57,8 +57,8 @@ struct rid_record {
   void leave_at_end(vorn_aux &) const {}
 
   const vorn_cv &ids;
-  value_source source;
-  bool has_code;
+  value_source source = value_source::autorid;
+  bool has_code = false;
   const key_batch *batch = nullptr;
   strided listed = {}; // of the batch, unless they are implicit
 };
@@ -85,8 +85,8 @@ struct lv_record {
       aux.vorn_aux_out_pos2 = static_cast<uint64_t>(next.at - vals);
   }
 
-  const uint8_t *vals;
-  Rows rows;
+  const uint8_t *vals = nullptr;
+  Rows rows = {};
   Rows before = rows;
   value payload = {};
 };
@@ -105,8 +105,8 @@ struct fixed_record {
   void leave(vorn_aux &) const {}
   void leave_at_end(vorn_aux &) const {}
 
-  fixed_rows rows;
-  uint16_t width;
+  fixed_rows rows = {};
+  uint16_t width = 0;
   value payload = {};
 };
 
@@ -158,6 +158,8 @@ inline uint32_t partition_records(const vorn_partition_buffer &pb, const vorn_cv
   return code;
 }
 
+enum class record_form : uint8_t { rid, lv, fixed, records };
+
 // The kernels: which records they write, by the form of the keys and what goes into a record beside the hash value.
 
 [[gnu::noinline]] inline uint32_t partition_rids(row_form form, value_source source, const vorn_partition_buffer &pb,
@@ -169,7 +171,7 @@ inline uint32_t partition_records(const vorn_partition_buffer &pb, const vorn_cv
   return append_rows(partition_areas(pb), keys, rid_record{ids, source, form == row_form::gd}, aux);
 }
 
-[[gnu::noinline]] inline uint32_t partition_values(row_form form, row_form payload_form,
+[[gnu::noinline]] inline uint32_t partition_values(record_form record, row_form form, row_form payload_form,
                                                    const vorn_partition_buffer &pb, const vorn_cv &src,
                                                    const vorn_cv &payload, vorn_hashfn hashfn, vorn_aux &aux) {
   key_batch keys(src, form, hashfn, aux);
@@ -177,22 +179,14 @@ inline uint32_t partition_records(const vorn_partition_buffer &pb, const vorn_cv
     return VORN_RESULT_REFUSED;
   if (!keys.can_hash())
     return VORN_RESULT_NO_IMPLEMENTATION;
-  const auto *vals = static_cast<const uint8_t *>(payload.vorn_cv_vals);
+  const partition_areas areas(pb);
   const row_position from = {aux.vorn_aux_start_slot, aux.vorn_aux_out_pos2};
+  if (record == record_form::fixed)
+    return append_rows(areas, keys, fixed_record{fixed_rows_of(payload, from.row), pb.vorn_pb_fixed_width}, aux);
+  const auto *vals = static_cast<const uint8_t *>(payload.vorn_cv_vals);
   return visit_values(payload, payload_form, from, [&](auto rows) {
-    return append_rows(partition_areas(pb), keys, lv_record<decltype(rows)>{vals, rows}, aux);
+    return append_rows(areas, keys, lv_record<decltype(rows)>{vals, rows}, aux);
   });
-}
-
-[[gnu::noinline]] inline uint32_t partition_fixed(row_form form, const vorn_partition_buffer &pb, const vorn_cv &src,
-                                                  const vorn_cv &payload, vorn_hashfn hashfn, vorn_aux &aux) {
-  key_batch keys(src, form, hashfn, aux);
-  if (pb.vorn_pb_type & VORN_PB_REFUSED)
-    return VORN_RESULT_REFUSED;
-  if (!keys.can_hash())
-    return VORN_RESULT_NO_IMPLEMENTATION;
-  const fixed_rows rows = fixed_rows_of(payload, aux.vorn_aux_start_slot);
-  return append_rows(partition_areas(pb), keys, fixed_record{rows, pb.vorn_pb_fixed_width}, aux);
 }
 
 } // namespace vorn::inline VORN_LEVEL

@@ -3,7 +3,7 @@
 #include "generic/join/families.hpp"
 #include "generic/table/record.hpp"
 
-using pass = vorn::single_matches;
+using pass = vorn::block_matches;
 
 VORN_KERNELS_BEGIN
 
@@ -23,13 +23,9 @@ namespace vorn::inline VORN_LEVEL {
 
 namespace {
 
-constexpr std::array<form_flag, 6> probe_forms = {{{VORN_FIXED, row_form::fixed},
-                                                   {VORN_LV_SEP, row_form::lv_sep},
-                                                   {VORN_LV, row_form::lv},
-                                                   {VORN_LP_SEP, row_form::lp_sep},
-                                                   {VORN_LP, row_form::lp},
-                                                   {VORN_HASH_VALUES, row_form::hash_values}}};
-constexpr std::array<form_flag, 1> gd_forms = {{{VORN_GD, row_form::gd}}};
+constexpr std::array probe_forms = {flagged::fixed,  flagged::lv_sep, flagged::lv,
+                                    flagged::lp_sep, flagged::lp,     flagged::hash_values};
+constexpr std::array gd_forms = {flagged::gd};
 
 constexpr uint32_t place_of(layout_code layout, row_form form, bool has_left) {
   return (static_cast<uint32_t>(layout) * row_forms + static_cast<uint32_t>(form)) * 2 + (has_left ? 1 : 0);

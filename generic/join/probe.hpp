@@ -26,50 +26,83 @@ struct match_count {
   uint32_t rows;  // done; fewer than the batch has when the next row's pairs found no room
 };
 
-// One row after the other.  An engine of a level may replace it by a pass that finds the same pairs.
-struct single_matches {
-  // Is no first bucket of the batch chained?  What is read here is in the cache when rows are matched.
-  static bool touch(const probed_rows &rows, const hash_bits &bits, void *const *tables) {
-    uint8_t headers = 0;
-    for (uint32_t row = 0; row < rows.count; ++row)
-      headers |= *bits.find(tables, rows.hashes.get<uint64_t>(row));
-    return !(headers & chained);
-  }
+// Rows are looked up a block at a time: first their buckets, without a branch, and then those of them in which there is
+// more to do.  An engine of a level may replace it by a pass that finds the same pairs.
+struct block_matches {
+  static constexpr uint32_t block_rows = 128;
+  static constexpr uint32_t ahead = 32; // rows whose buckets are on their way to the cache
 
   template <class Layout>
   static match_count match(const probed_rows &rows, const hash_bits &bits, void *const *tables, uint8_t *out,
-                           uint64_t room, bool single_buckets) {
-    using tag_type = typename Layout::tag;
+                           uint64_t room) {
+    for (uint32_t row = 0; row < std::min(rows.count, ahead); ++row)
+      __builtin_prefetch(bits.find(tables, rows.hashes.get<uint64_t>(row)));
     uint64_t pairs = 0;
-    for (uint32_t row = 0; row < rows.count; ++row) {
-      const uint8_t *bucket = bits.find(tables, rows.hashes.get<uint64_t>(row));
-      const auto tag = rows.tags.get<tag_type>(row);
-      uint64_t written = pairs;
-      for (;;) {
-        const uint8_t header = *bucket;
-        uint32_t found = Layout::slots_with(bucket, header & slot_count, tag);
-        if (found != 0) {
-          if (header & distinct)
-            found &= -found; // the first one is the only one
-          do {
-            if (written == room)
-              return {pairs, row};
-            const auto slot = static_cast<uint32_t>(__builtin_ctz(found));
-            store<uint64_t>(out + written * 16, rows.left_of<typename Layout::value>(row));
-            store<uint64_t>(out + written * 16 + 8, Layout::value_at(bucket, slot));
-            ++written;
-            found &= found - 1;
-          } while (found != 0);
-          if (header & distinct)
-            break;
-        }
-        if (single_buckets || !(header & chained))
-          break;
-        bucket = next_bucket(bucket);
-      }
-      pairs = written;
+    for (uint32_t first = 0; first < rows.count; first += block_rows) {
+      candidate candidates[block_rows];
+      const uint32_t end = std::min(rows.count, first + block_rows);
+      const uint32_t count = look_up<Layout>(rows, bits, tables, first, end, candidates);
+      for (uint32_t i = 0; i < count; ++i)
+        if (!write_pairs<Layout>(rows, candidates[i], out, room, pairs))
+          return {pairs, candidates[i].row};
     }
     return {pairs, rows.count};
+  }
+
+private:
+  // A row whose first bucket has its tag or a chain.
+  struct candidate {
+    const uint8_t *bucket;
+    uint32_t row;
+    uint32_t found; // slots of the first bucket
+  };
+
+  template <class Layout>
+  static uint32_t look_up(const probed_rows &rows, const hash_bits &bits, void *const *tables, uint32_t first,
+                          uint32_t end, candidate *candidates) {
+    uint32_t count = 0;
+    for (uint32_t row = first; row < end; ++row) {
+      if (row + ahead < rows.count)
+        __builtin_prefetch(bits.find(tables, rows.hashes.get<uint64_t>(row + ahead)));
+      const uint8_t *bucket = bits.find(tables, rows.hashes.get<uint64_t>(row));
+      const uint8_t header = *bucket;
+      const uint32_t found = Layout::slots_with(bucket, header & slot_count, rows.tags.get<typename Layout::tag>(row));
+      candidates[count] = {bucket, row, found};
+      count += (found | (header & chained)) != 0 ? 1 : 0;
+    }
+    return count;
+  }
+
+  // All pairs of a row, or none and false when they have no room.
+  template <class Layout>
+  static bool write_pairs(const probed_rows &rows, const candidate &of, uint8_t *out, uint64_t room, uint64_t &pairs) {
+    const uint8_t *bucket = of.bucket;
+    uint32_t found = of.found;
+    uint64_t written = pairs;
+    for (;;) {
+      const uint8_t header = *bucket;
+      if (found != 0) {
+        if (header & distinct)
+          found &= -found; // the first one is the only one
+        do {
+          if (written == room)
+            return false;
+          const auto slot = static_cast<uint32_t>(__builtin_ctz(found));
+          store<uint64_t>(out + written * 16, rows.left_of<typename Layout::value>(of.row));
+          store<uint64_t>(out + written * 16 + 8, Layout::value_at(bucket, slot));
+          ++written;
+          found &= found - 1;
+        } while (found != 0);
+        if (header & distinct)
+          break;
+      }
+      if (!(header & chained))
+        break;
+      bucket = next_bucket(bucket);
+      found = Layout::slots_with(bucket, *bucket & slot_count, rows.tags.get<typename Layout::tag>(of.row));
+    }
+    pairs = written;
+    return true;
   }
 };
 
@@ -95,9 +128,7 @@ template <class Pass, class Layout>
                                                : strided{},
                               .has_left = has_left,
                               .first_id = left.vorn_cv_autorid + keys.first()};
-    const bool single_buckets = Pass::touch(rows, bits, tables);
-    const match_count found =
-        Pass::template match<Layout>(rows, bits, tables, out + written * 16, capacity - written, single_buckets);
+    const match_count found = Pass::template match<Layout>(rows, bits, tables, out + written * 16, capacity - written);
     written += found.pairs;
     if (found.rows < rows.count) {
       keys.leave_at(found.rows, aux);

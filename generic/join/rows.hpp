@@ -14,17 +14,29 @@ namespace vorn::inline VORN_LEVEL {
 enum class row_form : uint8_t { fixed, dict, lv_sep, lv, lp_sep, lp, dlp, hash_values, gd, hashrid, hashgdrid, none };
 inline constexpr uint32_t row_forms = static_cast<uint32_t>(row_form::none);
 
-// The order in which an operation looks at the flags of a vector: the first one that is set names the form.
+// The flag that names a form.
 struct form_flag {
   uint32_t flag;
   row_form form;
 };
 
-inline constexpr std::array<form_flag, 5> value_forms = {{{VORN_FIXED, row_form::fixed},
-                                                          {VORN_LV_SEP, row_form::lv_sep},
-                                                          {VORN_LV, row_form::lv},
-                                                          {VORN_LP_SEP, row_form::lp_sep},
-                                                          {VORN_LP, row_form::lp}}};
+namespace flagged {
+inline constexpr form_flag fixed = {VORN_FIXED, row_form::fixed};
+inline constexpr form_flag dict = {VORN_DICT, row_form::dict};
+inline constexpr form_flag lv_sep = {VORN_LV_SEP, row_form::lv_sep};
+inline constexpr form_flag lv = {VORN_LV, row_form::lv};
+inline constexpr form_flag lp_sep = {VORN_LP_SEP, row_form::lp_sep};
+inline constexpr form_flag lp = {VORN_LP, row_form::lp};
+inline constexpr form_flag dlp = {VORN_DLP, row_form::dlp};
+inline constexpr form_flag hash_values = {VORN_HASH_VALUES, row_form::hash_values};
+inline constexpr form_flag gd = {VORN_GD, row_form::gd};
+inline constexpr form_flag hashrid = {VORN_HASHRID, row_form::hashrid};
+inline constexpr form_flag hashgdrid = {VORN_HASHGDRID, row_form::hashgdrid};
+} // namespace flagged
+
+// The forms that an operation takes are an array, in the order in which their flags are looked at: the first one that
+// is set counts.
+inline constexpr std::array value_forms = {flagged::fixed, flagged::lv_sep, flagged::lv, flagged::lp_sep, flagged::lp};
 
 template <size_t N>
 inline row_form form_of(const std::array<form_flag, N> &order, uint32_t flags) {

@@ -262,13 +262,10 @@ TEST_F(start_up_test, begins_with_the_generic_record) {
   EXPECT_EQ(std::ranges::count(functions, uintptr_t{0}), 0);
   expected.vorn_global_ctx_init_sharedlib(&ctx);
   EXPECT_EQ(expected.vorn_global_ctx_set_trace_level(5, nullptr, nullptr), 0U);
-  for (const uint32_t answer : {expected.vorn_bloom_dydi(nullptr, nullptr, nullptr, nullptr),
+  for (const uint32_t answer : {expected.vorn_spatial_pip_dydi(nullptr, nullptr, nullptr, nullptr, nullptr, nullptr),
                                 expected.vorn_groupkey_dydi(nullptr, nullptr, nullptr, 0, nullptr, nullptr),
-                                expected.vorn_convert_dydi(nullptr, nullptr, nullptr),
-                                expected.vorn_hash_dydi(nullptr, nullptr, nullptr, nullptr, nullptr),
-                                expected.vorn_ht_build_dydi(nullptr, nullptr, nullptr, 0, nullptr, nullptr),
-                                expected.vorn_partition_dydi(nullptr, nullptr, nullptr, nullptr, nullptr),
-                                expected.vorn_gather_dydi(nullptr, nullptr, nullptr, nullptr)})
+                                expected.vorn_gby_sum_dydi(nullptr, nullptr, nullptr, nullptr),
+                                expected.vorn_convert_dydi(nullptr, nullptr, nullptr)})
     EXPECT_EQ(answer, 10U);
 }
 
