@@ -1,5 +1,6 @@
 #include "store/join/hash_join.hpp"
 
+#include <algorithm>
 #include <utility>
 
 #include <fmt/format.h>
@@ -41,8 +42,8 @@ private:
 
 hash_join::hash_join(const vorn_ctx &context, join_side probed, const join_side &second,
                      std::span<const output_column> columns, row_test row_filter, const join_settings &chosen)
-    : ctx(context), settings(chosen), test(std::move(row_filter)), first(std::move(probed)),
-      keys(ctx, first.key, first.selected()), steps(first.key, first.selected()) {
+    : ctx(context), settings(chosen), test(std::move(row_filter)), groups(0), first(std::move(probed)),
+      probed_keys(ctx, first.key, first.selected()), steps(first.key, first.selected()) {
   for (const output_column &c : columns) {
     shown.push_back({c.of->type.kind, c.of_second, {}, {}, {}});
     if (!c.of_second)
@@ -53,74 +54,84 @@ hash_join::hash_join(const vorn_ctx &context, join_side probed, const join_side 
   probe.emplace(ctx, *table, map ? &*map : nullptr, settings);
 }
 
-// A record is the key, which confirms candidates, and what is shown of the row: the bits of NULLs and the values.
 void hash_join::build(const join_side &second, std::span<const output_column> columns) {
+  key_reader built_keys(ctx, second.key, second.selected());
   const uint64_t rows = second.count();
-  const auto *entries = std::get_if<dictionary>(&second.key.values);
-  table.emplace(ctx, shape_of(rows, entries != nullptr ? entries->size() : rows, settings), settings);
+  const uint64_t codes = built_keys.distinct_codes();
+  const uint64_t most_entries = codes != 0 ? std::min(codes, rows) : rows;
+  table.emplace(ctx, shape_of(most_entries, settings), settings);
+  keys.emplace(ctx, most_entries, settings);
   records.emplace(ctx, rows, settings);
+  groups = row_groups(codes);
   if (settings.bloom.value_or(first.count() > rows))
-    map.emplace(ctx, rows);
+    map.emplace(ctx, most_entries);
   built_rows.reserve(rows);
 
-  key_reader built_keys(ctx, second.key, second.selected());
   row_steps built_steps(second.key, second.selected());
   row_cursor built_cursor;
   std::vector<row_reader> readers;
   for (const output_column &c : columns)
     if (c.of_second)
       readers.emplace_back(ctx, *c.of, second.selected());
-  constexpr size_t most_fields = 255;
-  if (readers.size() > most_fields - 2)
-    throw error(fmt::format("a join takes {} columns of its second table at the most", most_fields - 2));
-  std::vector<value_bytes> values(readers.size() + 1);
+  constexpr size_t most_columns = 254; // beside the bits of NULLs in a matrix of the library
+  if (readers.size() > most_columns)
+    throw error(fmt::format("a join shows {} columns of its second table at the most", most_columns));
+  value_bytes new_keys;
+  std::vector<uint64_t> new_hashes;
+  std::vector<value_bytes> values(readers.size());
   null_bits nulls(readers.size());
   for (;;) {
     const std::span<const uint64_t> hashes = built_keys.next();
     const row_steps::step step = built_steps.next();
     if (hashes.empty())
       break;
-    table->insert(hashes);
+    new_keys.clear();
+    new_hashes.clear();
+    for (size_t row = 0; row < hashes.size(); ++row)
+      if (codes != 0 ? groups.add(built_keys.code(row)) : groups.add()) {
+        new_keys.add(built_keys.key(row));
+        new_hashes.push_back(hashes[row]);
+      }
+    table->insert(new_hashes);
     if (map)
-      map->add(hashes);
+      map->add(new_hashes);
+    std::vector<row_vector> fields = {new_keys.vector()};
+    keys->append(fields);
+
     if (step.opens_batch)
       built_cursor.open(built_steps.rows(), built_steps.filter());
     for (uint32_t row : built_cursor.next(hashes.size()))
       built_rows.push_back(built_steps.first_row() + row);
-
-    values[0].clear();
-    for (size_t row = 0; row < hashes.size(); ++row)
-      values[0].add(built_keys.key(row));
+    if (readers.empty())
+      continue;
     nulls.clear(hashes.size());
-    std::vector<row_vector> fields = {values[0].vector()};
-    if (!readers.empty())
-      fields.push_back(nulls.vector(hashes.size()));
+    fields = {nulls.vector(hashes.size())};
     for (size_t c = 0; c < readers.size(); ++c) {
       const std::span<const cell> cells = readers[c].next();
       nulls.add(c, cells);
-      values[c + 1].assign(cells);
-      fields.push_back(values[c + 1].vector());
+      values[c].assign(cells);
+      fields.push_back(values[c].vector());
     }
     records->append(fields);
   }
   table->finish();
+  groups.finish();
 }
 
 uint64_t hash_join::next() {
-  do {
-    const std::span<const candidate> candidates = probe->next();
-    pairs.clear();
-    if (!candidates.empty())
-      confirm(candidates);
-    else if (!next_step())
+  matches.clear();
+  pairs.clear();
+  while (pairs.empty()) {
+    if (next_equal == equal.size() && !next_keys())
       return 0;
-  } while (pairs.empty());
+    join_rows();
+  }
   show();
   return pairs.size();
 }
 
 bool hash_join::next_step() {
-  const std::span<const uint64_t> hashes = keys.next();
+  const std::span<const uint64_t> hashes = probed_keys.next();
   const row_steps::step step = steps.next();
   if (hashes.empty())
     return false;
@@ -135,22 +146,42 @@ bool hash_join::next_step() {
   return true;
 }
 
-void hash_join::confirm(std::span<const candidate> candidates) {
-  did.candidates += candidates.size();
-  const std::span<const uint8_t *const> fetched = records->fetch(candidates);
-  places.clear();
-  matches.clear();
-  for (size_t i = 0; i < candidates.size(); ++i) {
-    const auto place = static_cast<uint32_t>(candidates[i].row);
-    if (record_fields(fetched[i]).next() != keys.key(place))
+// Goes on to the next entries whose keys are equal to those of rows of the step, or of the next one that has such rows.
+bool hash_join::next_keys() {
+  equal.clear();
+  next_equal = 0;
+  next_row = 0;
+  while (equal.empty()) {
+    const std::span<const candidate> candidates = probe->next();
+    if (candidates.empty()) {
+      if (!next_step())
+        return false;
       continue;
-    ++did.confirmed;
-    const joined_row row{steps.first_row() + step_rows[place], built_rows[candidates[i].built]};
-    if (test && !test(row))
-      continue;
-    pairs.push_back(row);
-    places.push_back(place);
-    matches.push_back(fetched[i]);
+    }
+    const std::span<const uint8_t *const> fetched = keys->fetch(candidates);
+    for (size_t i = 0; i < candidates.size(); ++i)
+      if (record_fields(fetched[i]).next() == probed_keys.key(candidates[i].row))
+        equal.push_back(candidates[i]);
+    did.candidates += candidates.size();
+    did.confirmed += equal.size();
+  }
+  return true;
+}
+
+// Joins rows with all rows of entries, as many as one block has room for.
+void hash_join::join_rows() {
+  for (; next_equal < equal.size(); ++next_equal, next_row = 0) {
+    const auto [place, entry] = equal[next_equal];
+    for (const uint64_t rows = groups.count(entry); next_row < rows; ++next_row) {
+      if (pairs.size() == settings.pairs)
+        return;
+      const uint64_t built = groups.row(entry, next_row);
+      const joined_row row{steps.first_row() + step_rows[place], built_rows[built]};
+      if (test && !test(row))
+        continue;
+      pairs.push_back(row);
+      matches.push_back({place, built});
+    }
   }
 }
 
@@ -162,11 +193,12 @@ void hash_join::show() {
       of_second.push_back(&c);
     else
       for (size_t i = 0; i < pairs.size(); ++i)
-        c.cells[i] = c.step[places[i]];
+        c.cells[i] = c.step[matches[i].row];
   }
-  for (size_t i = 0; i < pairs.size() && !of_second.empty(); ++i) {
-    record_fields fields(matches[i]);
-    fields.next(); // the key
+  const auto fetched = of_second.empty() ? std::span<const uint8_t *const>() : records->fetch(matches);
+  for (const uint8_t *const &record : fetched) {
+    const auto i = static_cast<size_t>(&record - fetched.data());
+    record_fields fields(record);
     const std::string_view nulls = fields.next();
     for (size_t c = 0; c < of_second.size(); ++c) {
       const std::string_view symbol = fields.next();
@@ -181,7 +213,8 @@ void hash_join::show() {
 join_statistics hash_join::statistics() const {
   join_statistics out = did;
   out.shape = table->shape();
-  out.built_rows = table->rows();
+  out.built_rows = built_rows.size();
+  out.built_keys = table->rows();
   out.overflow_buckets = table->overflow_buckets();
   out.table_bytes = table->bytes();
   out.map_bytes = map ? map->bytes() : 0;

@@ -18,6 +18,7 @@
 #include "store/join/key_reader.hpp"
 #include "store/join/prober.hpp"
 #include "store/join/record_store.hpp"
+#include "store/join/row_groups.hpp"
 #include "store/join/sizing.hpp"
 #include "store/query/selection.hpp"
 #include <vorn/vorn.h>
@@ -47,6 +48,7 @@ struct output_column {
 struct join_statistics {
   table_shape shape;
   uint64_t built_rows = 0;
+  uint64_t built_keys = 0;
   uint64_t overflow_buckets = 0;
   uint64_t table_bytes = 0;
   uint64_t probed_rows = 0;
@@ -55,7 +57,7 @@ struct join_statistics {
   uint64_t passed = 0;
   bool map_given_up = false;
   uint64_t candidates = 0;
-  uint64_t confirmed = 0;
+  uint64_t confirmed = 0; // of these
 };
 
 class hash_join final : public row_source {
@@ -87,7 +89,8 @@ private:
 
   void build(const join_side &second, std::span<const output_column> columns);
   bool next_step();
-  void confirm(std::span<const candidate> candidates);
+  bool next_keys();
+  void join_rows();
   void show();
 
   const vorn_ctx &ctx;
@@ -99,21 +102,27 @@ private:
   // The second table.
   std::optional<bloom_map> map;
   std::optional<hash_table> table;
-  std::optional<record_store> records;
-  std::vector<uint64_t> built_rows; // the numbers of the inserted rows
+  row_groups groups;                   // of its rows by their key
+  std::optional<record_store> keys;    // of the table's entries, which confirm candidates
+  std::optional<record_store> records; // what is shown of its rows: the bits of NULLs, and the values
+  std::vector<uint64_t> built_rows;    // the numbers of its rows
 
   // The first one, and a step of it.
   join_side first;
-  key_reader keys;
+  key_reader probed_keys;
   row_steps steps;
   row_cursor cursor;
   std::optional<prober> probe;
   std::span<const uint32_t> step_rows; // in their batch
 
-  // The joined rows, where they are in the step, and their records.
+  // Rows of the step and entries with an equal key, and how far these are joined.
+  std::vector<candidate> equal;
+  size_t next_equal = 0;
+  uint64_t next_row = 0; // of the entry
+
+  // The joined rows, as they are in the step and in the second table, and as they are in the tables.
+  std::vector<candidate> matches;
   std::vector<joined_row> pairs;
-  std::vector<uint32_t> places;
-  std::vector<const uint8_t *> matches;
   std::vector<std::span<const cell>> blocks;
 };
 

@@ -26,6 +26,10 @@ public:
   // The hash values of the next rows; of none at the end.  Good until the next call.
   std::span<const uint64_t> next();
 
+  // Are equal keys known by their code?  The number of codes, or 0.
+  uint64_t distinct_codes() const { return symbol_hashes.size(); }
+  uint32_t code(uint64_t row) const { return codes[row]; }
+
   // The key of one of those rows.
   std::string_view key(uint64_t row) const { return by_code ? symbols[codes[row]] : symbols[row]; }
 

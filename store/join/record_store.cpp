@@ -11,6 +11,8 @@ record_store::record_store(const vorn_ctx &context, uint64_t rows, const join_se
 
 void record_store::append(std::span<row_vector> fields) {
   const uint32_t rows = fields.front().get()->vorn_cv_nrows;
+  if (rows == 0)
+    return;
   matrix.resize(rows * fields.size());
   fields_begin = matrix.data();
   vorn_transpose_table columns{};

@@ -17,27 +17,15 @@ uint64_t cache_bytes() {
   return bytes > 0 ? static_cast<uint64_t>(bytes) : unless_known;
 }
 
-// Buckets are filled to 3/10 to 6/10, since their number is a power of two.  With 5.4 rows for 9 slots on average, one
+// Buckets are filled to 3/10 to 6/10, since their number is a power of two.  With 5.4 keys for 9 slots on average, one
 // bucket in 20 overflows; at 8/10 it would be one in 4, and most probes of 1024 rows would follow chains all the time.
-// Equal keys share a bucket however many there are, so that buckets beyond two for each distinct key stay empty.
-uint32_t bits_of_buckets(uint64_t rows, uint64_t distinct_keys, uint32_t slots) {
-  return bits_to_count(std::min(rows * 10 / (slots * 6) + 1, 2 * std::max<uint64_t>(distinct_keys, 1)));
-}
+uint32_t bits_of_buckets(uint64_t keys, uint32_t slots) { return bits_to_count(keys * 10 / (slots * 6) + 1); }
 
 // Row numbers take 4 bytes as long as they fit.  A tag of 2 bytes makes room for half as many slots again as one of 4.
-// Of the rows in a bucket one in 2^16 has the tag of another key by chance; this costs a comparison of keys, and
-// nothing as long as such candidates are rare, 1 in 10,000 rows with a usual bucket.  They are not where keys are so
-// often repeated that thousands of rows share a bucket.
-uint32_t layout_of(uint64_t rows, uint64_t distinct_keys) {
-  const bool narrow_values = rows <= uint64_t{1} << 32;
-  const uint32_t short_tags = narrow_values ? VORN_HT_K2V4 : VORN_HT_K2V8;
-  const uint64_t rows_per_bucket = rows >> bits_of_buckets(rows, distinct_keys, slots_of(short_tags));
-  constexpr uint64_t chance = 1 << 16;
-  constexpr uint64_t rare = 1000; // a false candidate in so many rows
-  if (rows_per_bucket <= chance / rare)
-    return short_tags;
-  return narrow_values ? VORN_HT_K4V4 : VORN_HT_K4V8;
-}
+// By chance one key in 2^16 has the tag of another, so that with 5 keys in a bucket one row in 12,000 gets a candidate
+// more to compare, which is nothing beside a table of two thirds the size.  Tags of 4 bytes are for comparisons that
+// cost more than here, such as of keys on a disk.
+uint32_t layout_of(uint64_t keys) { return keys <= uint64_t{1} << 32 ? VORN_HT_K2V4 : VORN_HT_K2V8; }
 
 // A table that outgrows the second-level cache is built part by part.  A part takes half of the cache; the rest is for
 // the records that are inserted.  The areas of many parts are as many places that are written in turn: beyond 256 the
@@ -58,17 +46,15 @@ uint32_t slots_of(uint32_t layout) {
   return layout == VORN_HT_K2V8 ? 5 : layout == VORN_HT_K2V4 ? 9 : layout == VORN_HT_K4V8 ? 4 : 6;
 }
 
-table_shape shape_of(uint64_t rows, uint64_t distinct_keys, const join_settings &settings) {
+table_shape shape_of(uint64_t keys, const join_settings &settings) {
   table_shape out;
-  out.layout = settings.layout.value_or(layout_of(rows, distinct_keys));
+  out.layout = settings.layout.value_or(layout_of(keys));
   const uint32_t slots = slots_of(out.layout);
-  const uint32_t bits = bits_of_buckets(rows, distinct_keys, slots);
+  const uint32_t bits = bits_of_buckets(keys, slots);
   out.partition_bits = settings.partition_bits.value_or(std::min(bits, partition_bits_of(bucket_bytes << bits)));
   out.bucket_bits = bits - std::min(bits, out.partition_bits);
-  // One bucket in 16 more covers the usual overflow; rows beyond all slots overflow in any case.
-  const uint64_t slots_in_all = out.buckets() * slots;
-  const uint64_t beyond = rows > slots_in_all ? (rows - slots_in_all) / slots : 0;
-  out.first_overflow = settings.overflow_buckets.value_or((out.buckets() / 16 + beyond) / out.partitions() + 1);
+  // One bucket in 16 more covers the usual overflow.
+  out.first_overflow = settings.overflow_buckets.value_or(out.buckets() / 16 / out.partitions() + 1);
   return out;
 }
 

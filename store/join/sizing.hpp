@@ -39,8 +39,8 @@ inline constexpr uint32_t bucket_bytes = 64;
 const char *layout_name(uint32_t layout);
 uint32_t slots_of(uint32_t layout);
 
-// For so many rows with so many distinct keys at the most.
-table_shape shape_of(uint64_t rows, uint64_t distinct_keys, const join_settings &settings);
+// For so many keys at the most.
+table_shape shape_of(uint64_t keys, const join_settings &settings);
 
 // Buckets to add to a partition whose overflow room is used up and was so large in total.
 uint64_t more_overflow(uint64_t granted);

@@ -82,9 +82,10 @@ void print_columns(const loaded_table &table) {
 
 // How a join was done.
 void print_join(const join_statistics &did) {
-  fmt::print("{} rows in {} buckets of {} in {} part{}, and {} for overflow: {} bytes\n", grouped(did.built_rows),
-             grouped(did.shape.buckets()), layout_name(did.shape.layout), did.shape.partitions(),
-             did.shape.partitions() == 1 ? "" : "s", grouped(did.overflow_buckets), grouped(did.table_bytes));
+  fmt::print("{} rows with {} keys in {} buckets of {} in {} part{}, and {} for overflow: {} bytes\n",
+             grouped(did.built_rows), grouped(did.built_keys), grouped(did.shape.buckets()),
+             layout_name(did.shape.layout), did.shape.partitions(), did.shape.partitions() == 1 ? "" : "s",
+             grouped(did.overflow_buckets), grouped(did.table_bytes));
   if (did.map_bytes == 0)
     fmt::print("no bloom map: there are not more rows to look up\n");
   else
