@@ -6,10 +6,16 @@
 
 namespace store {
 
-code_unpacker::code_unpacker(const vorn_ctx &context, const column &of_codes)
-    : ctx(context), of(of_codes), code_bytes(of.width <= 8    ? 1
-                                             : of.width <= 16 ? 2
-                                                              : 4),
+namespace {
+
+uint32_t bytes_of(uint32_t width, code_unpacker::element form) {
+  return form == code_unpacker::element::four_bytes ? 4 : width <= 8 ? 1 : width <= 16 ? 2 : 4;
+}
+
+} // namespace
+
+code_unpacker::code_unpacker(const vorn_ctx &context, const column &of_codes, element form)
+    : ctx(context), of(of_codes), code_bytes(bytes_of(of.width, form)),
       // Decoders know no code of NULL but only symbols of length 0, so the flag of the predicates is not theirs.
       encoding(std::get<dictionary>(of.values).encoding(of.width, of.compressed ? VORN_STREAM : 0)),
       unpacked_encoding(std::get<dictionary>(of.values).encoding(8 * code_bytes, 0)) {}
@@ -21,6 +27,7 @@ void code_unpacker::open(const batch &rows, const uint64_t *filter) {
   if (of.form == encoding::rle)
     vorn_add_encoding_type_rle(&encoding, rows.lens.data(), rows.cla.data(), of.run_length_bits, rows.runs, nullptr);
   aux = {};
+  aux.vorn_aux_flags = code_bytes == 4 ? VORN_AUX_UNPACK_UB4 : 0;
   aux.vorn_aux_filter_bv = const_cast<uint64_t *>(filter);
 }
 

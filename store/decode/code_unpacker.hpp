@@ -12,8 +12,11 @@ namespace store {
 
 class code_unpacker {
 public:
+  // The bytes of an unpacked code: as few as its bits take, or 4 for all.
+  enum class element { least, four_bytes };
+
   // Context and column outlive this.
-  code_unpacker(const vorn_ctx &ctx, const column &of);
+  code_unpacker(const vorn_ctx &ctx, const column &of, element form = element::least);
 
   // Without a filter all rows are wanted.  Batch and filter outlive the calls of next for this batch.
   void open(const batch &rows, const uint64_t *filter);
@@ -26,6 +29,7 @@ public:
     std::memcpy(&code, codes.data() + index * code_bytes, code_bytes);
     return code;
   }
+  const uint32_t *codes_of_four_bytes() const { return reinterpret_cast<const uint32_t *>(codes.data()); }
 
   // The packed codes of the batch.
   vorn_cv &packed() { return source; }

@@ -43,7 +43,8 @@ private:
 hash_join::hash_join(const vorn_ctx &context, join_side probed, const join_side &second,
                      std::span<const output_column> columns, row_test row_filter, const join_settings &chosen)
     : ctx(context), settings(chosen), test(std::move(row_filter)), groups(0), first(std::move(probed)),
-      probed_keys(ctx, first.key, first.selected()), steps(first.key, first.selected()) {
+      probed_keys(ctx, first.key, first.selected()), steps(first.key, first.selected()), matches(settings.pairs),
+      pairs(settings.pairs) {
   for (const output_column &c : columns) {
     shown.push_back({c.of->type.kind, c.of_second, {}, {}, {}});
     if (!c.of_second)
@@ -56,16 +57,14 @@ hash_join::hash_join(const vorn_ctx &context, join_side probed, const join_side 
 
 void hash_join::build(const join_side &second, std::span<const output_column> columns) {
   key_reader built_keys(ctx, second.key, second.selected());
-  const uint64_t rows = second.count();
+  const uint64_t rows = did.built_rows = second.count();
   const uint64_t codes = built_keys.distinct_codes();
   const uint64_t most_entries = codes != 0 ? std::min(codes, rows) : rows;
   table.emplace(ctx, shape_of(most_entries, settings), settings);
   keys.emplace(ctx, most_entries, settings);
-  records.emplace(ctx, rows, settings);
   groups = row_groups(codes);
   if (settings.bloom.value_or(first.count() > rows))
     map.emplace(ctx, most_entries);
-  built_rows.reserve(rows);
 
   row_steps built_steps(second.key, second.selected());
   row_cursor built_cursor;
@@ -76,6 +75,8 @@ void hash_join::build(const join_side &second, std::span<const output_column> co
   constexpr size_t most_columns = 254; // beside the bits of NULLs in a matrix of the library
   if (readers.size() > most_columns)
     throw error(fmt::format("a join shows {} columns of its second table at the most", most_columns));
+  if (!readers.empty())
+    records.emplace(ctx, rows, settings);
   value_bytes new_keys;
   std::vector<uint64_t> new_hashes;
   std::vector<value_bytes> values(readers.size());
@@ -100,8 +101,9 @@ void hash_join::build(const join_side &second, std::span<const output_column> co
 
     if (step.opens_batch)
       built_cursor.open(built_steps.rows(), built_steps.filter());
-    for (uint32_t row : built_cursor.next(hashes.size()))
-      built_rows.push_back(built_steps.first_row() + row);
+    if (second.rows)
+      for (uint32_t row : built_cursor.next(hashes.size()))
+        built_rows.push_back(built_steps.first_row() + row);
     if (readers.empty())
       continue;
     nulls.clear(hashes.size());
@@ -119,15 +121,14 @@ void hash_join::build(const join_side &second, std::span<const output_column> co
 }
 
 uint64_t hash_join::next() {
-  matches.clear();
-  pairs.clear();
-  while (pairs.empty()) {
+  joined_count = 0;
+  while (joined_count == 0) {
     if (next_equal == equal.size() && !next_keys())
       return 0;
     join_rows();
   }
   show();
-  return pairs.size();
+  return joined_count;
 }
 
 bool hash_join::next_step() {
@@ -170,17 +171,17 @@ bool hash_join::next_keys() {
 
 // Joins rows with all rows of entries, as many as one block has room for.
 void hash_join::join_rows() {
+  const uint64_t first_row = steps.first_row();
   for (; next_equal < equal.size(); ++next_equal, next_row = 0) {
     const auto [place, entry] = equal[next_equal];
     for (const uint64_t rows = groups.count(entry); next_row < rows; ++next_row) {
-      if (pairs.size() == settings.pairs)
+      if (joined_count == pairs.size())
         return;
       const uint64_t built = groups.row(entry, next_row);
-      const joined_row row{steps.first_row() + step_rows[place], built_rows[built]};
-      if (test && !test(row))
-        continue;
-      pairs.push_back(row);
-      matches.push_back({place, built});
+      pairs[joined_count] = {first_row + step_rows[place], built_rows.empty() ? built : built_rows[built]};
+      matches[joined_count] = {place, built};
+      if (!test || test(pairs[joined_count]))
+        ++joined_count;
     }
   }
 }
@@ -188,14 +189,15 @@ void hash_join::join_rows() {
 void hash_join::show() {
   std::vector<shown_column *> of_second;
   for (shown_column &c : shown) {
-    c.cells.resize(pairs.size());
+    c.cells.resize(joined_count);
     if (c.of_second)
       of_second.push_back(&c);
     else
-      for (size_t i = 0; i < pairs.size(); ++i)
+      for (size_t i = 0; i < joined_count; ++i)
         c.cells[i] = c.step[matches[i].row];
   }
-  const auto fetched = of_second.empty() ? std::span<const uint8_t *const>() : records->fetch(matches);
+  const auto fetched =
+      of_second.empty() ? std::span<const uint8_t *const>() : records->fetch(std::span(matches).first(joined_count));
   for (const uint8_t *const &record : fetched) {
     const auto i = static_cast<size_t>(&record - fetched.data());
     record_fields fields(record);
@@ -213,7 +215,6 @@ void hash_join::show() {
 join_statistics hash_join::statistics() const {
   join_statistics out = did;
   out.shape = table->shape();
-  out.built_rows = built_rows.size();
   out.built_keys = table->rows();
   out.overflow_buckets = table->overflow_buckets();
   out.table_bytes = table->bytes();

@@ -73,7 +73,7 @@ public:
   row_block rows() const override { return blocks; }
 
   // Which rows of the tables these are.
-  std::span<const joined_row> joined() const { return pairs; }
+  std::span<const joined_row> joined() const { return std::span(pairs).first(joined_count); }
 
   join_statistics statistics() const;
 
@@ -105,7 +105,7 @@ private:
   row_groups groups;                   // of its rows by their key
   std::optional<record_store> keys;    // of the table's entries, which confirm candidates
   std::optional<record_store> records; // what is shown of its rows: the bits of NULLs, and the values
-  std::vector<uint64_t> built_rows;    // the numbers of its rows
+  std::vector<uint64_t> built_rows;    // the numbers of its rows; empty where these are all
 
   // The first one, and a step of it.
   join_side first;
@@ -121,6 +121,7 @@ private:
   uint64_t next_row = 0; // of the entry
 
   // The joined rows, as they are in the step and in the second table, and as they are in the tables.
+  size_t joined_count = 0;
   std::vector<candidate> matches;
   std::vector<joined_row> pairs;
   std::vector<std::span<const cell>> blocks;

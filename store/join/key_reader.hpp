@@ -34,6 +34,8 @@ public:
   std::string_view key(uint64_t row) const { return by_code ? symbols[codes[row]] : symbols[row]; }
 
 private:
+  void hash(std::vector<uint64_t> &out) const; // the symbols
+
   const vorn_ctx &ctx;
   const column &of;
   bool by_code;
@@ -44,7 +46,7 @@ private:
   row_steps steps;
   std::optional<code_unpacker> unpacker;
   std::vector<uint64_t> symbol_hashes;
-  std::vector<uint32_t> codes;
+  const uint32_t *codes = nullptr; // of the rows
 
   std::optional<row_reader> values; // not by code
 };

@@ -47,15 +47,4 @@ void value_bytes::assign_keys(std::span<const cell> cells, value_kind kind) {
     pointers[i] = key_bytes((*this)[i], kind).data();
 }
 
-void value_bytes::hash(const vorn_ctx &ctx, std::vector<uint64_t> &out) const {
-  out.resize(size());
-  constexpr uint64_t seed_of_all = 0;
-  row_vector seed(vorn_build_encoding_type_hash_values, &seed_of_all, nullptr, 1);
-  row_vector source = vector();
-  vorn_cv result{};
-  result.vorn_cv_vals = out.data();
-  vorn_aux aux{};
-  expect(vorn_hash(&ctx, &result, source.get(), seed.get(), vorn_host_hash, &aux), VORN_RESULT_DONE, "hashing");
-}
-
 } // namespace store

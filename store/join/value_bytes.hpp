@@ -32,9 +32,6 @@ public:
     return {vorn_build_encoding_type_lp_sep, pointers.data(), lengths.data(), lengths.size()};
   }
 
-  // Their hash values: one function and one seed for both sides of every join.
-  void hash(const vorn_ctx &ctx, std::vector<uint64_t> &out) const;
-
 private:
   std::vector<const char *> pointers;
   std::vector<uint16_t> lengths;
