@@ -8,28 +8,25 @@ namespace store {
 
 namespace {
 
-constexpr uint64_t record_bytes = 16; // of VORN_HASHRID
-
-uint64_t bytes_between(const void *begin, const void *end) {
-  return static_cast<uint64_t>(static_cast<const uint8_t *>(end) - static_cast<const uint8_t *>(begin));
+template <class T>
+uint64_t count_between(const void *begin, const void *end) {
+  return static_cast<uint64_t>(static_cast<const T *>(end) - static_cast<const T *>(begin));
 }
 
 } // namespace
 
 hash_table::hash_table(const vorn_ctx &context, const table_shape &shape, const join_settings &chosen)
-    : ctx(context), settings(chosen), sizes(shape), buckets(sizes.buckets() * bucket_bytes), parts(sizes.partitions()),
-      tables(parts.size()), overflow_next(parts.size()), overflow_end(parts.size()), area_next(parts.size()),
-      area_end(parts.size()) {
-  const uint64_t part_bytes = buckets.size() / parts.size();
+    : ctx(context), settings(chosen), sizes(shape), buckets(std::make_unique<bucket[]>(sizes.buckets())),
+      parts(sizes.partitions()), tables(parts.size()), overflow_next(parts.size()), overflow_end(parts.size()),
+      area_next(parts.size()), area_end(parts.size()) {
   for (uint32_t part = 0; part < parts.size(); ++part) {
-    tables[part] = buckets.data() + part * part_bytes;
+    tables[part] = buckets.get() + (uint64_t{part} << sizes.bucket_bits);
     grant(part, sizes.first_overflow);
     if (sizes.partition_bits == 0)
       continue;
-    aligned_vector<uint8_t> &area = parts[part].area;
-    area.resize(settings.area_records * record_bytes);
-    area_next[part] = area.data();
-    area_end[part] = area.data() + area.size();
+    auto &area = parts[part].area = std::make_unique_for_overwrite<row_hash[]>(sizes.area_records);
+    area_next[part] = area.get();
+    area_end[part] = area.get() + sizes.area_records;
   }
   // The tag has the lowest bits of a hash value, the bucket those above, and the partition the next ones.
   const auto bucket_hi_bit = static_cast<uint8_t>(sizes.tag_bits() + sizes.bucket_bits - 1);
@@ -64,16 +61,15 @@ void hash_table::finish() {
     return;
   for (uint32_t part = 0; part < parts.size(); ++part) {
     insert_area(part);
-    parts[part].area = {};
+    parts[part].area.reset();
   }
 }
 
 // The rows of an area are those of a partition in their order, and they are inserted while the partition is in the
 // cache.
 void hash_table::insert_area(uint32_t part) {
-  uint8_t *begin = parts[part].area.data();
-  row_vector records(vorn_build_encoding_type_hashrid, begin, nullptr,
-                     bytes_between(begin, area_next[part]) / record_bytes);
+  row_hash *begin = parts[part].area.get();
+  row_vector records(vorn_build_encoding_type_hashrid, begin, nullptr, count_between<row_hash>(begin, area_next[part]));
   insert(records.get(), records.get(), part);
   area_next[part] = begin;
 }
@@ -90,24 +86,25 @@ void hash_table::insert(vorn_cv *keys, vorn_cv *values, uint32_t part) {
 }
 
 void hash_table::grant(uint32_t part, uint64_t count) {
-  auto &memory = parts[part].overflow.emplace_back(count * bucket_bytes);
+  // The library fills in what it takes of it.
+  const auto &memory = parts[part].overflow.emplace_back(std::make_unique_for_overwrite<bucket[]>(count));
   parts[part].granted += count;
-  overflow_next[part] = memory.data();
-  overflow_end[part] = memory.data() + memory.size();
+  overflow_next[part] = memory.get();
+  overflow_end[part] = memory.get() + count;
 }
 
 uint64_t hash_table::overflow_buckets() const {
   uint64_t out = 0;
   for (size_t part = 0; part < parts.size(); ++part)
-    out += parts[part].granted - bytes_between(overflow_next[part], overflow_end[part]) / bucket_bytes;
+    out += parts[part].granted - count_between<bucket>(overflow_next[part], overflow_end[part]);
   return out;
 }
 
 uint64_t hash_table::bytes() const {
-  uint64_t out = buckets.size();
+  uint64_t out = sizes.buckets();
   for (const partition &p : parts)
-    out += p.granted * bucket_bytes;
-  return out;
+    out += p.granted;
+  return out * bucket_bytes;
 }
 
 } // namespace store

@@ -2,10 +2,10 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <vector>
 
-#include "store/encode/aligned.hpp"
 #include "store/join/sizing.hpp"
 #include <vorn/vorn.h>
 
@@ -32,10 +32,17 @@ public:
   vorn_hash_table *record() const { return &table; }
 
 private:
+  struct alignas(bucket_bytes) bucket {
+    uint8_t bytes[bucket_bytes];
+  };
+  struct row_hash { // VORN_HASHRID
+    uint64_t row;
+    uint64_t hash;
+  };
   struct partition {
-    std::vector<aligned_vector<uint8_t>> overflow;
-    uint64_t granted = 0;         // buckets of these
-    aligned_vector<uint8_t> area; // records that are not yet inserted
+    std::vector<std::unique_ptr<bucket[]>> overflow;
+    uint64_t granted = 0;             // buckets of these
+    std::unique_ptr<row_hash[]> area; // what is not yet inserted
   };
 
   void grant(uint32_t part, uint64_t buckets);
@@ -46,7 +53,7 @@ private:
   join_settings settings;
   table_shape sizes;
   uint64_t inserted = 0;
-  aligned_vector<uint8_t> buckets;
+  std::unique_ptr<bucket[]> buckets;
   std::vector<partition> parts;
   // An entry for each partition.
   std::vector<void *> tables;

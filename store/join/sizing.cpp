@@ -55,6 +55,10 @@ table_shape shape_of(uint64_t keys, const join_settings &settings) {
   out.bucket_bits = bits - std::min(bits, out.partition_bits);
   // One bucket in 16 more covers the usual overflow.
   out.first_overflow = settings.overflow_buckets.value_or(out.buckets() / 16 / out.partitions() + 1);
+  // The records of half a part are enough to find most buckets in the cache, brought there by earlier ones, and take
+  // half the memory of all.  Nanoseconds a key for 10,000,000 keys in 128 parts: 39 with areas for a fifth of a part,
+  // 33 with these, 29 with areas for all; 42 in one part.
+  out.area_records = settings.area_records.value_or(keys / out.partitions() / 2 + 1);
   return out;
 }
 

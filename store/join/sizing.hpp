@@ -15,7 +15,7 @@ struct join_settings {
   std::optional<uint32_t> partition_bits;   // nothing: as many as keep a part of the table in the cache
   std::optional<uint32_t> layout;           // VORN_HT_K2V4 and so on
   std::optional<uint64_t> overflow_buckets; // granted to a partition at a time
-  uint32_t area_records = 4096;             // of a partition, collected before they are inserted
+  std::optional<uint64_t> area_records;     // of a partition, collected before they are inserted
   uint32_t pairs = 16384;                   // of a probe
   uint32_t gathered_bytes = 16384 * 8;      // of a gather
   uint32_t record_bytes = 1 << 20;          // of a block of records
@@ -25,7 +25,8 @@ struct table_shape {
   uint32_t layout = VORN_HT_K2V4;
   uint32_t partition_bits = 0;
   uint32_t bucket_bits = 0;    // a partition has 2^bucket_bits buckets
-  uint64_t first_overflow = 1; // buckets for the overflow of a partition, before the first row
+  uint64_t first_overflow = 1; // buckets for the overflow of a partition, before the first key
+  uint64_t area_records = 0;   // of a partition, which are collected before they are inserted
 
   uint32_t tag_bits() const { return layout == VORN_HT_K2V4 || layout == VORN_HT_K2V8 ? 16 : 32; }
   bool has_narrow_values() const { return layout == VORN_HT_K2V4 || layout == VORN_HT_K4V4; }
