@@ -11,14 +11,14 @@ namespace store {
 // What a caller settles itself.  Without a word the sizes follow from the rows; tests make them tiny, so that every
 // step runs out of room.
 struct join_settings {
-  std::optional<bool> bloom;                // nothing: with more rows to probe than were inserted
-  std::optional<uint32_t> partition_bits;   // nothing: as many as keep a part of the table in the cache
-  std::optional<uint32_t> layout;           // VORN_HT_K2V4 and so on
-  std::optional<uint64_t> overflow_buckets; // granted to a partition at a time
-  std::optional<uint64_t> area_records;     // of a partition, collected before they are inserted
-  uint32_t pairs = 16384;                   // of a probe
-  uint32_t gathered_bytes = 16384 * 8;      // of a gather
-  uint32_t record_bytes = 1 << 20;          // of a block of records
+  std::optional<bool> bloom = {};                // nothing: with more rows to probe than were inserted
+  std::optional<uint32_t> partition_bits = {};   // nothing: as many as keep a part of the table in the cache
+  std::optional<uint32_t> layout = {};           // VORN_HT_K2V4 and so on
+  std::optional<uint64_t> overflow_buckets = {}; // granted to a partition at a time
+  std::optional<uint64_t> area_records = {};     // of a partition, collected before they are inserted
+  uint32_t pairs = 16384;                        // of a probe
+  uint32_t gathered_bytes = 16384 * 8;           // of a gather
+  uint32_t record_bytes = 1 << 20;               // of a block of records
 };
 
 struct table_shape {

@@ -30,6 +30,9 @@ bool alike(std::string_view a, std::string_view b) {
 
 void tell_apart(std::vector<column_info> &first, std::string_view first_table, std::vector<column_info> &second,
                 std::string_view second_table) {
+  if (alike(first_table, second_table))
+    throw error(fmt::format("two tables are called '{}', and a column is named by its table; rename a file",
+                            shortened(first_table)));
   std::multiset<std::string> meanings;
   const std::pair<std::vector<column_info> &, std::string_view> tables[] = {{first, first_table},
                                                                             {second, second_table}};
