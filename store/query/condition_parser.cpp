@@ -412,7 +412,7 @@ public:
 
   std::pair<std::string, std::string> equality() {
     std::string sides[2];
-    for (size_t side : {0, 1}) {
+    for (size_t side = 0; side < 2; ++side) {
       skip_blanks();
       sides[side] = here() == '"' ? take_quoted() : take_until(side == 0 ? whole.find('=', at) : whole.size());
       skip_blanks();

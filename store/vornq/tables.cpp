@@ -49,7 +49,7 @@ tables::tables(duckdb::connection &db, std::span<const std::filesystem::path> fi
   known.add(all[1].file.columns(), all[1].file.name());
   const auto [first, second] = parse_equality(split(*join).columns);
   const column_info *keys[2];
-  for (const size_t table : {0, 1}) {
+  for (size_t table = 0; table < 2; ++table) {
     const table_file &file = all[table].file;
     keys[table] = &column_names(file.columns(), file.name()).find(table == 0 ? first : second);
   }

@@ -1,4 +1,4 @@
-// What the tests of kernels that stop and are called again have in common.
+// What the tests of partitions, gather, transposition and the bloom test have in common.
 #pragma once
 
 #include <random>
@@ -10,7 +10,6 @@
 namespace vorn_test {
 
 constexpr uint32_t done = VORN_RESULT_DONE, refused = VORN_RESULT_REFUSED, all_flags = UINT32_MAX;
-constexpr uint32_t value_flags = VORN_FIXED | VORN_LV_SEP | VORN_LV | VORN_LP_SEP | VORN_LP;
 constexpr uint32_t with_later(uint32_t form) { return ~(form - 1); } // most flags are looked at in their order
 
 // The parts of a kernel's name, which are taken one after the other.
@@ -31,6 +30,11 @@ bool same(const Record &a, const Record &b) {
 inline std::string length_bytes(size_t length) { return bytes_of(static_cast<uint16_t>(length)); }
 
 struct join_test : implementation_test {
+  template <class... Numbers>
+  uint32_t one_of(Numbers... numbers) {
+    return std::array{static_cast<uint32_t>(numbers)...}[random() % sizeof...(numbers)];
+  }
+
   // Values of one size; with size 0 of several, of which one is the longest.
   std::vector<std::string> values(size_t n, size_t size, size_t longest = 0) {
     std::vector<std::string> all;
