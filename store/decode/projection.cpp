@@ -4,7 +4,6 @@
 #include <optional>
 #include <vector>
 
-#include "store/decode/row_reader.hpp"
 #include "store/duckdb/values.hpp"
 
 namespace store {
@@ -52,18 +51,16 @@ private:
 
 projection project(const vorn_ctx &ctx, std::span<const column *const> columns, const selection *rows,
                    duckdb::result expected, uint64_t limit, const std::function<void(row_block)> &take) {
+  table_scan source(ctx, columns, rows);
+  return project(source, columns, std::move(expected), limit, take);
+}
+
+projection project(row_source &source, std::span<const column *const> columns, duckdb::result expected, uint64_t limit,
+                   const std::function<void(row_block)> &take) {
   projection out;
   expected_rows checker(std::move(expected));
-  std::vector<row_reader> readers;
-  for (const column *c : columns)
-    readers.emplace_back(ctx, *c, rows);
-  std::vector<std::span<const cell>> step(columns.size());
-  for (;;) {
-    for (size_t c = 0; c < columns.size(); ++c)
-      step[c] = readers[c].next();
-    const uint64_t step_rows = step[0].size();
-    if (step_rows == 0)
-      break;
+  while (const uint64_t step_rows = source.next()) {
+    const row_block step = source.rows();
     if (out.count < limit) {
       const uint64_t wanted = std::min(step_rows, limit - out.count);
       std::vector<std::span<const cell>> block;

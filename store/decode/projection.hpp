@@ -6,6 +6,7 @@
 #include <functional>
 #include <span>
 
+#include "store/decode/row_source.hpp"
 #include "store/duckdb/connection.hpp"
 #include "store/encode/column.hpp"
 #include "store/query/selection.hpp"
@@ -18,11 +19,12 @@ struct projection {
   bool agree = true;  // DuckDB has the same values in the same order
 };
 
-// Some rows: the cells of each column, of which there are equally many.
-using row_block = std::span<const std::span<const cell>>;
+// `expected` are the columns of the source as sql_values has them.  `take` gets the first `limit` rows, some thousand
+// at a time.
+projection project(row_source &source, std::span<const column *const> columns, duckdb::result expected, uint64_t limit,
+                   const std::function<void(row_block)> &take);
 
-// Without a selection all rows.  `expected` are the same columns as sql_values has them.  `take` gets the first `limit`
-// rows, some thousand at a time.
+// The same of the selected rows of a table, of all rows without a selection.
 projection project(const vorn_ctx &ctx, std::span<const column *const> columns, const selection *rows,
                    duckdb::result expected, uint64_t limit, const std::function<void(row_block)> &take);
 

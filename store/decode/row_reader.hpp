@@ -6,8 +6,7 @@
 #include <vector>
 
 #include "store/decode/batch_decoder.hpp"
-#include "store/encode/column.hpp"
-#include "store/query/selection.hpp"
+#include "store/decode/row_steps.hpp"
 #include <vorn/vorn.h>
 
 namespace store {
@@ -17,18 +16,13 @@ public:
   // Context, column and selection outlive this.  Without a selection all rows are read.
   row_reader(const vorn_ctx &ctx, const column &of, const selection *rows);
 
-  // The values of the next rows; of none at the end.  Good until the next call.  How many they are depends on the
-  // selection alone, so that the readers of several columns keep in step.
+  // The values of the next rows; of none at the end.  Good until the next call.  The readers of several columns keep in
+  // step.
   std::span<const cell> next();
 
 private:
-  bool open_next_batch();
-
-  const column &of;
-  const selection *selected;
+  row_steps steps;
   std::unique_ptr<batch_decoder> decoder;
-  size_t batches_opened = 0;
-  uint32_t left = 0; // rows of the batch
   std::vector<cell> cells;
 };
 

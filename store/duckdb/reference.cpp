@@ -7,13 +7,17 @@
 
 namespace store {
 
+namespace {
+
+std::string where(const std::string &condition_sql) {
+  return condition_sql.empty() ? "" : fmt::format(" WHERE ({})", condition_sql);
+}
+
+} // namespace
+
 reference::reference(duckdb::connection &db, const table_file &file, std::span<const std::string> columns)
     : database(db), source("reference") {
-  std::vector<std::string> names;
-  for (const std::string &column : columns)
-    names.push_back(duckdb::quoted_name(column));
-  database.query(
-      fmt::format("CREATE OR REPLACE TABLE reference AS SELECT {} FROM {}", fmt::join(names, ", "), file.sql()));
+  copy(source, file, columns, "");
   database.query("SET threads TO 1");
 }
 
@@ -21,8 +25,27 @@ reference::reference(duckdb::connection &db, const table_file &file) : database(
   database.query("SET threads TO 1");
 }
 
+reference::reference(duckdb::connection &db, const joined &first, const joined &second)
+    : database(db), source(fmt::format("reference JOIN joined ON (reference.{} = joined.{})",
+                                       duckdb::quoted_name(first.key), duckdb::quoted_name(second.key))),
+      order(" ORDER BY \"row of reference\", \"row of joined\"") {
+  copy("reference", first.file, first.columns, ", row_number() OVER () AS \"row of reference\"");
+  copy("joined", second.file, second.columns, ", row_number() OVER () AS \"row of joined\"");
+  database.query("SET threads TO 1");
+}
+
+void reference::copy(std::string_view table, const table_file &file, std::span<const std::string> columns,
+                     std::string_view more) {
+  std::vector<std::string> named;
+  for (const std::string &column : columns)
+    named.push_back(
+        fmt::format("{} AS {}", duckdb::quoted_name(file.find(column).file_name()), duckdb::quoted_name(column)));
+  database.query(fmt::format("CREATE OR REPLACE TABLE {} AS SELECT {}{} FROM {}", table, fmt::join(named, ", "), more,
+                             file.sql()));
+}
+
 duckdb::statement reference::counting(const std::string &condition_sql) const {
-  return database.prepare(fmt::format("SELECT count(*) FROM {} WHERE ({})", source, condition_sql));
+  return database.prepare(fmt::format("SELECT count(*) FROM {}{}", source, where(condition_sql)));
 }
 
 uint64_t reference::count(duckdb::statement &query) {
@@ -35,8 +58,8 @@ duckdb::result reference::values(std::span<const column *const> columns, const s
     expressions.push_back(sql_values(c->name, c->type));
   // A scan keeps the order, but a long list behind IN would become a join, which need not.
   database.query("SET disabled_optimizers = 'in_clause'");
-  const std::string where = condition_sql.empty() ? "" : fmt::format(" WHERE ({})", condition_sql);
-  return database.stream(fmt::format("SELECT {} FROM {}{}", fmt::join(expressions, ", "), source, where));
+  return database.stream(
+      fmt::format("SELECT {} FROM {}{}{}", fmt::join(expressions, ", "), source, where(condition_sql), order));
 }
 
 std::vector<bool> reference::rows(const std::string &condition_sql) const {

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "store/duckdb/connection.hpp"
@@ -17,23 +18,36 @@ public:
   // Copies columns of a file into a table in memory, and from then on runs on one thread.
   reference(duckdb::connection &db, const table_file &file, std::span<const std::string> columns);
 
+  // Copies columns of two tables in the same way; a row of one is joined with each of the other where the keys are
+  // equal.
+  struct joined {
+    const table_file &file;
+    std::vector<std::string> columns;
+    std::string key;
+  };
+  reference(duckdb::connection &db, const joined &first, const joined &second);
+
   // Reads the file itself, which is enough where no time is measured.
   reference(duckdb::connection &db, const table_file &file);
 
-  // A query that counts the rows of the table on which a condition holds.
+  // A query that counts the rows of the table on which a condition holds; all without one.
   duckdb::statement counting(const std::string &condition_sql) const;
   static uint64_t count(duckdb::statement &query);
 
   // The values of columns of the table, as sql_values has them, on the rows on which a condition holds, in the order of
-  // the file.  All rows without a condition.
+  // the file; of joined rows, of the first file and then of the second.  All rows without a condition.
   duckdb::result values(std::span<const column *const> columns, const std::string &condition_sql) const;
 
   // Whether the condition holds, row by row; NULL is no.
   std::vector<bool> rows(const std::string &condition_sql) const;
 
 private:
+  void copy(std::string_view table, const table_file &file, std::span<const std::string> columns,
+            std::string_view more);
+
   duckdb::connection &database;
   std::string source;
+  std::string order; // as SQL asks for it; empty where rows have theirs
 };
 
 } // namespace store

@@ -143,7 +143,8 @@ void encode_prefix_texts(column &out, duckdb::result rows, const report &progres
 } // namespace
 
 table_file::table_file(duckdb::connection &db, std::span<const std::filesystem::path> paths)
-    : database(db), scan(scan_of(paths)), infos(columns_of(db, scan_of(paths.first(1)))) {
+    : database(db), stem(paths.front().stem().string()), scan(scan_of(paths)),
+      infos(columns_of(db, scan_of(paths.first(1)))) {
   for (const std::filesystem::path &path : paths.subspan(1)) {
     const auto others = columns_of(db, scan_of(std::span(&path, 1)));
     const bool same =
@@ -165,7 +166,7 @@ std::optional<uint64_t> table_file::compressed_bytes(const std::vector<std::stri
   std::vector<std::string> texts;
   texts.reserve(names.size());
   for (const std::string &name : names)
-    texts.push_back(duckdb::quoted_text(name));
+    texts.push_back(duckdb::quoted_text(find(name).file_name()));
   const auto sum = database
                        .query(fmt::format("SELECT coalesce(sum(total_compressed_size), 0)::BIGINT FROM {} WHERE "
                                           "path_in_schema IN ({})",
@@ -188,7 +189,7 @@ column table_file::load(const column_info &info, const encoding_choice &choice,
   column out;
   out.name = info.name;
   out.type = *info.type;
-  auto rows = database.stream(fmt::format("SELECT {} FROM {}", sql_values(info.name, out.type), scan));
+  auto rows = database.stream(fmt::format("SELECT {} FROM {}", sql_values(info.file_name(), out.type), scan));
   if (out.type.is_bytes() && choice.form == encoding::prefix)
     encode_prefix_texts(out, std::move(rows), progress);
   else if (out.type.is_bytes() || out.type.is_wide())

@@ -13,6 +13,7 @@
 #include "store/duckdb/connection.hpp"
 #include "store/encode/column.hpp"
 #include "store/encode/encoder.hpp"
+#include "store/value/column_names.hpp"
 
 namespace store {
 
@@ -30,7 +31,15 @@ public:
   const std::string &sql() const { return scan; }
 
   // Throws store::error when there is no such column or the store does not encode its type.
-  const column_info &find(std::string_view name) const { return find_column(infos, name); }
+  const column_info &find(std::string_view name) const { return column_names(infos).find(name); }
+
+  // What columns are qualified by: the name of the first file without its ending.
+  const std::string &name() const { return stem; }
+
+  // Names the columns of two tables that are joined, so that no two have one name.
+  static void tell_apart(table_file &first, table_file &second) {
+    store::tell_apart(first.infos, first.stem, second.infos, second.stem);
+  }
 
   // The bytes that columns take in the files; nothing for files that do not tell.
   std::optional<uint64_t> compressed_bytes(const std::vector<std::string> &names) const;
@@ -45,6 +54,7 @@ public:
 
 private:
   duckdb::connection &database;
+  std::string stem;
   std::string scan;
   std::string statistics; // what tells the bytes of columns, as SQL names it; empty where nothing does
   std::vector<column_info> infos;

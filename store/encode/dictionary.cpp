@@ -15,14 +15,9 @@ namespace {
 constexpr uint64_t largest = std::numeric_limits<uint32_t>::max();
 constexpr uint64_t sign_bit = uint64_t{1} << 63;
 
-struct key_symbol {
-  uint64_t number;
-
-  explicit key_symbol(int64_t key) : number(big_endian(static_cast<uint64_t>(key) ^ sign_bit)) {}
-  std::string_view bytes() const { return {reinterpret_cast<const char *>(&number), sizeof number}; }
-};
-
 } // namespace
+
+key_symbol::key_symbol(int64_t key) : number(big_endian(static_cast<uint64_t>(key) ^ sign_bit)) {}
 
 dictionary::dictionary(bool with_null) : null_codes(with_null ? 1 : 0), ncodes(null_codes) {
   if (with_null)

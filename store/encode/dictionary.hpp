@@ -21,6 +21,16 @@
 
 namespace store {
 
+// The symbol of a key of 64 bits.
+class key_symbol {
+public:
+  explicit key_symbol(int64_t key);
+  std::string_view bytes() const { return {reinterpret_cast<const char *>(&number), sizeof number}; }
+
+private:
+  uint64_t number; // big-endian
+};
+
 class dictionary {
 public:
   // The library counts the bytes of a symbol in 16 bits: with 2^16 of them a text would be taken for NULL.
@@ -44,13 +54,12 @@ public:
   // The value of a code other than that of NULL, or of a symbol.  A text or blob stays where the symbol is.
   cell value_of(uint64_t code, value_kind kind) const;
   static cell value_of(std::string_view symbol, value_kind kind);
+  std::string_view symbol(uint64_t code) const;
 
   // An encoding context for codes of a width in bits, with this dictionary, which outlives it.
   vorn_enc_ctx encoding(uint32_t width, uint32_t flags) const;
 
 private:
-  std::string_view symbol(uint64_t code) const;
-
   std::string symbols;
   std::vector<uint32_t> cla; // big-endian; empty as long as all symbols have one length
   uint16_t one_length = 0;   // big-endian

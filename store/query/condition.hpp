@@ -8,6 +8,7 @@
 #include <variant>
 #include <vector>
 
+#include "store/value/column_names.hpp"
 #include "store/value/constant.hpp"
 #include "store/value/value.hpp"
 #include <vorn/vorn.h>
@@ -90,10 +91,13 @@ struct condition {
 // \xHH. Without quotes a value is one word, but a timestamp may have a time behind its date; a number is one of SQL,
 // and the word null is NULL.  The SQL is the text itself with names and words put in quotes.  Throws store::error that
 // names what is wrong and where, and for a column that is not there or that the store does not encode.
-condition parse_condition(std::string_view text, const std::vector<column_info> &columns);
+condition parse_condition(std::string_view text, const column_names &names);
 
 // Reads "origin, delay"; a column may stand in double quotes as above, and * is all that the store encodes.
-std::vector<std::string> parse_columns(std::string_view text, const std::vector<column_info> &columns);
+std::vector<std::string> parse_columns(std::string_view text, const column_names &names);
+
+// Reads "name=name", where both names may stand in double quotes.
+std::pair<std::string, std::string> parse_equality(std::string_view text);
 
 // Reads "column=word" to the two; the column may stand in double quotes.
 std::pair<std::string, std::string> parse_assignment(std::string_view text);

@@ -24,10 +24,6 @@ constexpr uint32_t deepest = 200; // brackets and negations inside each other
 bool one_of(char c, std::string_view set) { return set.find(c) != set.npos; }
 char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
-bool alike(std::string_view a, std::string_view b) {
-  return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](char x, char y) { return lower(x) == lower(y); });
-}
-
 std::string_view trimmed(std::string_view text) {
   const size_t begin = text.find_first_not_of(blanks);
   return begin == text.npos ? std::string_view() : text.substr(begin, text.find_last_not_of(blanks) - begin + 1);
@@ -85,7 +81,7 @@ protected:
 
 class condition_parser : reader {
 public:
-  condition_parser(std::string_view text, const std::vector<column_info> &known) : reader(text), columns(known) {}
+  condition_parser(std::string_view text, const column_names &known) : reader(text), names(known) {}
 
   condition all() {
     condition out;
@@ -178,12 +174,12 @@ private:
     if (here() == '"')
       return take_quoted();
     size_t length = 0;
-    for (const column_info &info : columns) {
-      const size_t end = at + info.name.size();
+    for (const auto &[name, means] : names.known()) {
+      const size_t end = at + name.size();
       const bool ends = end >= whole.size() || one_of(whole[end], blanks) || one_of(whole[end], operator_characters) ||
                         one_of(whole[end], "([)'\"");
-      if (info.name.size() > length && ends && alike(whole.substr(at, info.name.size()), info.name))
-        length = info.name.size();
+      if (name.size() > length && ends && alike(whole.substr(at, name.size()), name))
+        length = name.size();
     }
     if (length == 0) {
       const std::string_view word = word_here();
@@ -199,7 +195,7 @@ private:
     if (at_end() || one_of(here(), operator_characters))
       fail("no column");
     const size_t begin = at;
-    const column_info &found = find_column(columns, take_name());
+    const column_info &found = names.find(take_name());
     replace_from(begin, duckdb::quoted_name(found.name));
     if (std::find(named.begin(), named.end(), found.name) == named.end())
       named.push_back(found.name);
@@ -380,7 +376,7 @@ private:
     return out;
   }
 
-  const std::vector<column_info> &columns;
+  const column_names &names;
   std::vector<std::string> named;
   std::vector<replacement> replaced; // ascending
   uint32_t depth = 0;
@@ -390,7 +386,7 @@ class list_parser : reader {
 public:
   using reader::reader;
 
-  std::vector<std::string> columns(const std::vector<column_info> &known) {
+  std::vector<std::string> columns(const column_names &known) {
     std::vector<std::string> names;
     for (;;) {
       skip_blanks();
@@ -399,11 +395,11 @@ public:
       if (name.empty())
         fail("a column without a name");
       if (name == "*" && !quoted) {
-        for (const column_info &info : known)
-          if (info.type)
-            names.push_back(info.name);
+        for (const column_info *info : known.columns())
+          if (info->type)
+            names.push_back(info->name);
       } else {
-        names.push_back(find_column(known, name).name);
+        names.push_back(known.find(name).name);
       }
       skip_blanks();
       if (at_end())
@@ -412,6 +408,19 @@ public:
         fail_at_rest();
       ++at;
     }
+  }
+
+  std::pair<std::string, std::string> equality() {
+    std::string sides[2];
+    for (size_t side = 0; side < 2; ++side) {
+      skip_blanks();
+      sides[side] = here() == '"' ? take_quoted() : take_until(side == 0 ? whole.find('=', at) : whole.size());
+      skip_blanks();
+      if (sides[side].empty() || (side == 0 ? here() != '=' : !at_end()))
+        throw error(fmt::format("'{}' is not of the form column=column", shortened(whole)));
+      ++at;
+    }
+    return {sides[0], sides[1]};
   }
 
   // The name of a column may contain the character = too; the other word does not.
@@ -428,13 +437,15 @@ public:
 
 } // namespace
 
-condition parse_condition(std::string_view text, const std::vector<column_info> &columns) {
-  return condition_parser(text, columns).all();
+condition parse_condition(std::string_view text, const column_names &names) {
+  return condition_parser(text, names).all();
 }
 
-std::vector<std::string> parse_columns(std::string_view text, const std::vector<column_info> &columns) {
-  return list_parser(text).columns(columns);
+std::vector<std::string> parse_columns(std::string_view text, const column_names &names) {
+  return list_parser(text).columns(names);
 }
+
+std::pair<std::string, std::string> parse_equality(std::string_view text) { return list_parser(text).equality(); }
 
 std::pair<std::string, std::string> parse_assignment(std::string_view text) { return list_parser(text).assignment(); }
 

@@ -36,11 +36,6 @@ std::optional<column_type> decimal_type(std::string_view sql_type) {
   return column_type{value_kind::integer, width > 9 ? 8U : width > 4 ? 4U : 2U, scale};
 }
 
-bool alike(std::string_view a, std::string_view b) {
-  constexpr auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; };
-  return std::equal(a.begin(), a.end(), b.begin(), b.end(), [&](char x, char y) { return lower(x) == lower(y); });
-}
-
 } // namespace
 
 bool column_type::is_numeric() const {
@@ -77,32 +72,6 @@ std::optional<column_type> type_of(std::string_view sql_type) {
     if (name == sql_type)
       return type;
   return decimal_type(sql_type);
-}
-
-const column_info &find_column(const std::vector<column_info> &columns, std::string_view name) {
-  const column_info *found = nullptr;
-  std::vector<std::string> names;
-  uint32_t similar = 0;
-  for (const column_info &info : columns) {
-    if (info.name == name) {
-      found = &info;
-      similar = 1;
-      break;
-    }
-    if (alike(info.name, name)) {
-      found = &info;
-      ++similar;
-    }
-    names.push_back(shortened(info.name));
-  }
-  if (found == nullptr)
-    throw error(fmt::format("no column '{}'; the columns are {}", shortened(name), fmt::join(names, ", ")));
-  if (similar > 1)
-    throw error(fmt::format("column '{}' may be any of {}", shortened(name), similar));
-  if (!found->type)
-    throw error(fmt::format("column '{}' has type {}, which the store does not encode", shortened(found->name),
-                            shortened(found->sql_type)));
-  return *found;
 }
 
 wide_key wide_key_of(__int128 number) {

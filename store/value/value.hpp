@@ -7,7 +7,6 @@
 #include <string>
 #include <string_view>
 #include <variant>
-#include <vector>
 
 namespace store {
 
@@ -43,16 +42,15 @@ struct column_type {
 // Nothing for a type that the store does not encode.
 std::optional<column_type> type_of(std::string_view sql_type);
 
-// A column as a file has it.
+// A column of a file.
 struct column_info {
-  std::string name;
+  std::string name; // as a query has it
   std::string sql_type;
   std::optional<column_type> type;
-};
+  std::string name_in_file = {}; // where that is another one
 
-// Finds a column by its name, without regard to case when no name is equal and only one is alike.  Throws store::error
-// when there is none, or the store does not encode its type.
-const column_info &find_column(const std::vector<column_info> &columns, std::string_view name);
+  const std::string &file_name() const { return name_in_file.empty() ? name : name_in_file; }
+};
 
 // A value of 128 bits: its bytes, the most significant one first and with the sign inverted, which sort as it does.
 struct wide_key {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <utility>
 
 namespace store {
 
@@ -23,6 +24,28 @@ double median_milliseconds(uint32_t repetitions, Work work) {
   return *middle;
 }
 
+// Adds DuckDB's count.
+void ask_duckdb(answer &out, const reference &checker, const std::string &condition_sql, uint32_t repetitions) {
+  duckdb::statement counting = checker.counting(condition_sql);
+  uint64_t count = 0;
+  const double time = median_milliseconds(repetitions, [&] { count = reference::count(counting); });
+  out.agree = out.agree && count == out.measurements.front().matches;
+  out.measurements.push_back({"DuckDB", count, time});
+}
+
+// Joined rows, told from others by their number and a number made of theirs, each in its place.
+struct digest {
+  uint64_t count = 0;
+  uint64_t rows = 0;
+
+  void add(std::span<const joined_row> joined) {
+    constexpr uint64_t odd = 0x9e3779b97f4a7c15;
+    for (const joined_row &row : joined)
+      rows += (row.first * odd + row.second) * (2 * count++ + 1);
+  }
+  friend bool operator==(const digest &, const digest &) = default;
+};
+
 } // namespace
 
 answer measure(const kernels &library, const column_map &columns, const condition &asked, const reference &checker,
@@ -39,11 +62,28 @@ answer measure(const kernels &library, const column_map &columns, const conditio
   out.selected = library.is_specialised() ? run(library.chosen(), std::string(library.name())) : generic;
   out.agree = out.selected == generic;
 
-  duckdb::statement counting = checker.counting(asked.sql);
-  uint64_t count = 0;
-  const double time = median_milliseconds(repetitions, [&] { count = reference::count(counting); });
-  out.measurements.push_back({"DuckDB", count, time});
-  out.agree = out.agree && count == generic.count;
+  ask_duckdb(out, checker, asked.sql, repetitions);
+  return out;
+}
+
+answer measure(const kernels &library, const join_query &asked, const std::string &condition_sql,
+               const reference &checker, uint32_t repetitions) {
+  answer out{};
+  const auto run = [&](const vorn_ctx &ctx, std::string engine) {
+    digest found;
+    const double time = median_milliseconds(repetitions, [&] {
+      found = {};
+      const auto rows = asked.run(ctx, {}, {});
+      while (rows->next() != 0)
+        found.add(rows->joined());
+      out.join = rows->statistics();
+    });
+    out.measurements.push_back({std::move(engine), found.count, time});
+    return found;
+  };
+  const digest generic = run(library.generic(), "generic");
+  out.agree = !library.is_specialised() || run(library.chosen(), std::string(library.name())) == generic;
+  ask_duckdb(out, checker, condition_sql, repetitions);
   return out;
 }
 

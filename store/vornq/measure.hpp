@@ -2,10 +2,12 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "store/duckdb/reference.hpp"
+#include "store/join/join_query.hpp"
 #include "store/query/condition.hpp"
 #include "store/query/filter.hpp"
 #include "store/vornq/kernels.hpp"
@@ -20,12 +22,17 @@ struct measurement {
 
 struct answer {
   std::vector<measurement> measurements;
-  bool agree;         // all count the same, and the kernels select the same rows
-  selection selected; // by the kernels in force
+  bool agree;                               // all count the same, and the kernels select the same rows
+  selection selected;                       // by the kernels in force
+  std::optional<join_statistics> join = {}; // by them too
 };
 
 // Each engine runs `repetitions` times, after a first run that does not count unless it is the only one.
 answer measure(const kernels &library, const column_map &columns, const condition &asked, const reference &checker,
                uint32_t repetitions);
+
+// The same for a join and the SQL of its condition, if it has one.  Of joined rows no selection is kept.
+answer measure(const kernels &library, const join_query &asked, const std::string &condition_sql,
+               const reference &checker, uint32_t repetitions);
 
 } // namespace store

@@ -28,10 +28,16 @@ std::optional<options> read_options(int argc, char **argv) {
   options out;
   std::string format = "table";
   std::optional<std::string> limit;
-  CLI::App app("Counts, and shows, the rows of a table that satisfy a condition, on its compressed columns.", "vornq");
+  CLI::App app("Counts, and shows, the rows of a table or a join that satisfy a condition, on compressed columns.",
+               "vornq");
   auto *version = app.set_version_flag("--version", "vornq " VORN_VERSION);
   app.add_option("file", out.files, "A .parquet or .csv file, or several with the same columns as one table")
       ->required();
+  app.add_option("--join", out.join,
+                 "Join each row with those of another file whose column, the second one, equals its own, the first.\n"
+                 "Conditions and --select may name columns of both files: behind the name of the file without its\n"
+                 "ending and a dot, as in airports.name, or alone where no other has the name")
+      ->type_name("FILE:COLUMN=COLUMN");
   app.add_option("--where", out.conditions,
                  "A condition; can be given several times.  It is one of\n"
                  "  column = value             or one of <> != < <= > >=\n"

@@ -14,6 +14,7 @@ namespace store {
 
 struct options {
   std::vector<std::filesystem::path> files;
+  std::optional<std::string> join;
   std::vector<std::string> conditions;
   std::optional<std::string> selected_columns;
   row_format format = row_format::table;

@@ -42,8 +42,10 @@ std::string grouped(uint64_t number) {
   return digits;
 }
 
-void print_columns(const table_file &file, const column_map &loaded,
-                   const std::map<std::string, std::string> &reasons) {
+namespace {
+
+void print_columns(const loaded_table &table) {
+  const auto &[file, loaded, reasons] = table;
   std::vector<std::vector<std::string>> lines;
   for (const column_info &info : file.columns()) {
     auto &line = lines.emplace_back(std::vector<std::string>{shortened(info.name), shortened(info.sql_type)});
@@ -78,19 +80,50 @@ void print_columns(const table_file &file, const column_map &loaded,
                         lines));
 }
 
-void print_answer(const std::string &condition, uint64_t rows, const answer &a) {
+// How a join was done.
+void print_join(const join_statistics &did) {
+  fmt::print("{} rows with {} keys in {} buckets of {} in {} part{}, and {} for overflow: {} bytes\n",
+             grouped(did.built_rows), grouped(did.built_keys), grouped(did.shape.buckets()),
+             layout_name(did.shape.layout), did.shape.partitions(), did.shape.partitions() == 1 ? "" : "s",
+             grouped(did.overflow_buckets), grouped(did.table_bytes));
+  if (did.map_bytes == 0)
+    fmt::print("no bloom map: there are not more rows to look up\n");
+  else
+    fmt::print("bloom map of {} bytes: {} of {} rows pass{}\n", grouped(did.map_bytes), grouped(did.passed),
+               grouped(did.tested), did.map_given_up ? ", and the others are not tested" : "");
+  fmt::print("{} rows looked up, {} candidates, {} confirmed\n", grouped(did.probed_rows), grouped(did.candidates),
+             grouped(did.confirmed));
+}
+
+} // namespace
+
+void print_columns(const tables &from) {
+  for (const loaded_table &table : from.list()) {
+    if (from.are_joined())
+      fmt::print("{}{}: ", &table == &from.list().front() ? "" : "\n", visible(shortened(table.file.name())));
+    print_columns(table);
+  }
+}
+
+void print_answer(const std::string &question, uint64_t rows, const answer &a) {
   std::vector<std::vector<std::string>> lines;
   for (const measurement &m : a.measurements)
     lines.push_back({m.engine, grouped(rows), grouped(m.matches), fmt::format("{:.3f}", m.milliseconds),
                      fmt::format("{:.1f}", static_cast<double>(rows) / m.milliseconds / 1e3)});
-  fmt::print("\n{}\n{}{}\n", visible(condition),
-             text_table({{"engine", false}, {"rows", true}, {"matches", true}, {"ms", true}, {"Mrows/s", true}}, lines),
-             a.agree ? "the counts agree" : "the counts DISAGREE");
+  fmt::print(
+      "\n{}\n{}", visible(question),
+      text_table({{"engine", false}, {"rows", true}, {"matches", true}, {"ms", true}, {"Mrows/s", true}}, lines));
+  if (a.join)
+    print_join(*a.join);
+  fmt::print("{}\n", a.agree ? "the counts agree" : "the counts DISAGREE");
 }
 
-void print_summary(const table_file &file, const column_map &loaded, std::span<const answered> answers) {
+namespace {
+
+void print_sizes(const loaded_table &table) {
+  const auto &[file, loaded, reasons] = table;
   const sizes all = sizes_of(loaded);
-  fmt::print("\nsummary\n{} rows in {} column{}, {} bytes as stored\n", grouped(file.rows()), loaded.size(),
+  fmt::print("{} rows in {} column{}, {} bytes as stored\n", grouped(file.rows()), loaded.size(),
              loaded.size() == 1 ? "" : "s", grouped(all.encoded));
   std::vector<std::string> names;
   for (const auto &[name, c] : loaded)
@@ -98,6 +131,17 @@ void print_summary(const table_file &file, const column_map &loaded, std::span<c
   if (const auto in_file = file.compressed_bytes(names))
     fmt::print("{} bytes in the file, {} times as many\n", grouped(*in_file), ratio(*in_file, all.encoded));
   fmt::print("{} bytes plain, {} times as many\n", grouped(all.plain), ratio(all.plain, all.encoded));
+}
+
+} // namespace
+
+void print_summary(const tables &from, std::span<const answered> answers) {
+  fmt::print("\nsummary\n");
+  for (const loaded_table &table : from.list()) {
+    if (from.are_joined())
+      fmt::print("{}: ", visible(shortened(table.file.name())));
+    print_sizes(table);
+  }
   if (answers.empty())
     return;
   const auto equal = std::count_if(answers.begin(), answers.end(), [](const answered &a) { return a.given.agree; });
@@ -105,7 +149,7 @@ void print_summary(const table_file &file, const column_map &loaded, std::span<c
   // The generic kernels come first, those in force before DuckDB.
   const auto &engines = answers.front().given.measurements;
   const size_t in_force = engines.size() - 2;
-  std::vector<text_column> headings = {{"condition", false}, {"matches", true}};
+  std::vector<text_column> headings = {{from.are_joined() ? "question" : "condition", false}, {"matches", true}};
   for (const measurement &m : engines)
     headings.push_back({m.engine + ", ms", true});
   for (size_t i = 0; i < engines.size(); ++i)
@@ -114,7 +158,7 @@ void print_summary(const table_file &file, const column_map &loaded, std::span<c
   std::vector<std::vector<std::string>> lines;
   for (const answered &a : answers) {
     const auto &measured = a.given.measurements;
-    auto &line = lines.emplace_back(std::vector<std::string>{shortened(a.condition), grouped(measured.back().matches)});
+    auto &line = lines.emplace_back(std::vector<std::string>{shortened(a.question), grouped(measured.back().matches)});
     for (const measurement &m : measured)
       line.push_back(fmt::format("{:.3f}", m.milliseconds));
     for (size_t i = 0; i < measured.size(); ++i)

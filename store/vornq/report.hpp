@@ -2,31 +2,28 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
 #include <span>
 #include <string>
 
-#include "store/duckdb/table_file.hpp"
-#include "store/query/filter.hpp"
 #include "store/vornq/measure.hpp"
+#include "store/vornq/tables.hpp"
 
 namespace store {
 
 // A number with its digits in groups of three.
 std::string grouped(uint64_t number);
 
-// `reasons` says of the columns that are not stored why not.
-void print_columns(const table_file &file, const column_map &loaded, const std::map<std::string, std::string> &reasons);
+void print_columns(const tables &from);
 
-void print_answer(const std::string &condition, uint64_t rows, const answer &a);
+void print_answer(const std::string &question, uint64_t rows, const answer &a);
 
-// An answer with its condition.
+// An answer with its question, a condition or a join.
 struct answered {
-  std::string condition;
+  std::string question;
   answer given;
 };
 
 // What was gained: the sizes of the columns, in the files too where these tell, and the times of the answers.
-void print_summary(const table_file &file, const column_map &loaded, std::span<const answered> answers);
+void print_summary(const tables &from, std::span<const answered> answers);
 
 } // namespace store

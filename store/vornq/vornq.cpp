@@ -1,5 +1,5 @@
-// vornq: loads a table, evaluates conditions on its compressed columns, has selected rows back from them, and checks
-// every answer with DuckDB.
+// vornq: loads a table or two, evaluates conditions and joins on their compressed columns, has selected rows back from
+// them, and checks every answer with DuckDB.
 //
 // Ends with 0 when all answers agree, 1 when one does not or a self-check fails, and 2, with one line on standard
 // error, when it cannot do what it was asked to.
@@ -10,10 +10,10 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <map>
-#include <optional>
+#include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include <fmt/format.h>
@@ -22,6 +22,7 @@
 #include "store/vornq/options.hpp"
 #include "store/vornq/progress.hpp"
 #include "store/vornq/report.hpp"
+#include "store/vornq/tables.hpp"
 #include "store/vornq/text_table.hpp"
 
 namespace {
@@ -30,45 +31,13 @@ using namespace store;
 
 enum status { agreed = 0, disagreed = 1, failed = 2 };
 
-using choice_map = std::map<std::string, encoding_choice, std::less<>>;
-
-choice_map parse_choices(const std::vector<std::string> &texts, const table_file &file) {
-  choice_map out;
-  for (const std::string &text : texts) {
-    const auto [name, form] = parse_assignment(text);
-    const encoding_choice choice = parse_encoding(form);
-    const column_info &info = file.find(name);
-    table_file::check_encoding(info, choice);
-    out[info.name] = choice;
-  }
-  return out;
-}
-
-struct loaded_columns {
-  column_map columns;
-  std::map<std::string, std::string> reasons; // of those that cannot be stored and that nothing was asked of
+// What a user asks of the tables.
+struct questions {
+  choice_map choices;
+  std::vector<condition> conditions;
+  std::vector<std::string> selected; // columns of the rows to show
+  std::vector<std::string> columns;  // all that are needed; none when nothing is asked
 };
-
-loaded_columns load(const table_file &file, const std::vector<std::string> &names,
-                    const std::vector<std::string> &needed, const choice_map &choices) {
-  loaded_columns out;
-  progress_bar bar(names.size() * file.rows());
-  uint64_t before = 0;
-  for (const std::string &name : names) {
-    const auto chosen = choices.find(name);
-    const auto show = [&](uint64_t rows) { bar.show(visible(shortened(name)), before + rows); };
-    try {
-      out.columns.emplace(
-          name, file.load(file.find(name), chosen == choices.end() ? encoding_choice{} : chosen->second, show));
-    } catch (const error &e) {
-      if (chosen != choices.end() || std::find(needed.begin(), needed.end(), name) != needed.end())
-        throw;
-      out.reasons.emplace(name, e.what());
-    }
-    before += file.rows();
-  }
-  return out;
-}
 
 void add_names(std::vector<std::string> &names, const std::vector<std::string> &more) {
   for (const std::string &name : more)
@@ -76,11 +45,30 @@ void add_names(std::vector<std::string> &names, const std::vector<std::string> &
       names.push_back(name);
 }
 
-std::vector<const column *> columns_of(const column_map &loaded, const std::vector<std::string> &names) {
-  std::vector<const column *> out;
-  out.reserve(names.size());
-  for (const std::string &name : names)
-    out.push_back(&loaded.at(name));
+// What can be found wrong is found here, before the load, rather than after it.
+questions read_questions(const options &chosen, const tables &from) {
+  questions out;
+  for (const std::string &text : chosen.encodings) {
+    const auto [name, form] = parse_assignment(text);
+    const encoding_choice choice = parse_encoding(form);
+    const column_info &info = from.names().find(name);
+    table_file::check_encoding(info, choice);
+    out.choices[info.name] = choice;
+  }
+  for (const std::string &text : chosen.conditions) {
+    out.conditions.push_back(parse_condition(text, from.names()));
+    add_names(out.columns, out.conditions.back().columns);
+  }
+  for (const std::string &name : out.columns)
+    if (const auto choice = out.choices.find(name); choice != out.choices.end())
+      check_searchable(name, *choice->second.form);
+  if (chosen.selected_columns)
+    out.selected = parse_columns(*chosen.selected_columns, from.names());
+  if (!out.selected.empty() && out.conditions.size() > 1)
+    throw error(fmt::format("--select shows the rows of one --where; {} are given", out.conditions.size()));
+  if (from.are_joined())
+    add_names(out.columns, {from.keys().first, from.keys().second});
+  add_names(out.columns, out.selected);
   return out;
 }
 
@@ -96,79 +84,107 @@ status complain(std::string_view message, status end) {
   return end;
 }
 
+// The tables with what answers questions about them.
+struct session {
+  const options &chosen;
+  const kernels &library;
+  const tables &from;
+  const questions &asked;
+  const reference checker;
+
+  bool as_table() const { return chosen.format == row_format::table; }
+  // One run is enough to trace, and to show.
+  uint32_t repetitions() const { return chosen.more.trace || !as_table() ? 1 : 9; }
+};
+
+std::vector<answered> answer_all(const session &s) {
+  std::vector<answered> out;
+  const auto keep = [&](const std::string &question, answer given) {
+    out.push_back({question, std::move(given)});
+    if (s.as_table())
+      print_answer(question, s.from.rows(), out.back().given);
+  };
+  for (size_t i = 0; i < s.asked.conditions.size(); ++i) {
+    const condition &c = s.asked.conditions[i];
+    keep(s.chosen.conditions[i],
+         s.from.are_joined() ? measure(s.library, s.from.query_for(&c), c.sql, s.checker, s.repetitions())
+                             : measure(s.library, s.from.list().front().columns, c, s.checker, s.repetitions()));
+  }
+  if (s.from.are_joined() && s.asked.conditions.empty())
+    keep(*s.chosen.join, measure(s.library, s.from.query_for(nullptr), "", s.checker, s.repetitions()));
+  return out;
+}
+
+// The rows of the one condition, or all; `answers` has those of a table.
+projection show_rows(const session &s, std::span<const answered> answers) {
+  std::vector<const column *> shown;
+  for (const std::string &name : s.asked.selected)
+    shown.push_back(&s.from.at(name));
+  const condition *where = s.asked.conditions.empty() ? nullptr : &s.asked.conditions.front();
+  row_writer writer(s.chosen.format, shown);
+  const auto write = [&](row_block block) { writer.write(block); };
+  duckdb::result expected = s.checker.values(shown, where == nullptr ? "" : where->sql);
+  projection out;
+  if (s.from.are_joined()) {
+    const join_query joining = s.from.query_for(where);
+    const auto rows = joining.run(s.library.chosen(), s.from.outputs(s.asked.selected), {});
+    out = project(*rows, shown, std::move(expected), s.chosen.limit, write);
+  } else {
+    out = project(s.library.chosen(), shown, answers.empty() ? nullptr : &answers[0].given.selected,
+                  std::move(expected), s.chosen.limit, write);
+  }
+  writer.finish();
+  return out;
+}
+
 status run(const options &chosen) {
   const kernels library(chosen.isa, chosen.library_folder, chosen.more);
   if (const auto &missing = library.missing_library())
     print_line(fmt::format("the library {} is not there; the generic kernels are used", *missing));
 
   duckdb::connection database;
-  const table_file file(database, chosen.files);
-  // What can be found wrong is found before the load rather than after it.
-  const choice_map choices = parse_choices(chosen.encodings, file);
-  std::vector<condition> conditions;
-  std::vector<std::string> asked;
-  for (const std::string &text : chosen.conditions) {
-    conditions.push_back(parse_condition(text, file.columns()));
-    add_names(asked, conditions.back().columns);
-  }
-  for (const std::string &name : asked)
-    if (const auto choice = choices.find(name); choice != choices.end())
-      check_searchable(name, *choice->second.form);
-  std::vector<std::string> selected_names;
-  if (chosen.selected_columns)
-    selected_names = parse_columns(*chosen.selected_columns, file.columns());
-  if (!selected_names.empty() && conditions.size() > 1)
-    throw error(fmt::format("--select shows the rows of one --where; {} are given", conditions.size()));
-  add_names(asked, selected_names);
+  tables from(database, chosen.files, chosen.join);
+  const questions asked = read_questions(chosen, from);
   // A query needs its own columns only.
-  const bool list_columns = chosen.list_columns || asked.empty();
-  std::vector<std::string> wanted = asked;
+  const bool list_columns = chosen.list_columns || asked.columns.empty();
+  std::vector<std::string> wanted = asked.columns;
   if (list_columns || chosen.summary) {
     wanted.clear();
-    for (const column_info &info : file.columns())
-      if (info.type)
-        wanted.push_back(info.name);
+    for (const column_info *info : from.names().columns())
+      if (info->type)
+        wanted.push_back(info->name);
   }
-  const auto [columns, reasons] = load(file, wanted, asked, choices);
+  from.load(wanted, asked.columns, asked.choices);
   if (list_columns)
-    print_columns(file, columns, reasons);
+    print_columns(from);
   std::vector<answered> answers;
   status end = agreed;
-  if (!asked.empty()) {
+  if (!asked.columns.empty()) {
     const bool as_table = chosen.format == row_format::table;
-    const reference checker =
-        conditions.empty() || !as_table ? reference(database, file) : reference(database, file, asked);
+    const session s{chosen, library, from, asked,
+                    from.made_reference(database, asked.columns, as_table && !asked.conditions.empty())};
+    const auto disagree = [&](std::string_view what) {
+      end = as_table ? disagreed : complain(fmt::format("the {} DISAGREE", what), disagreed);
+    };
     if (as_table)
       fmt::print("{}kernels in force: {}; DuckDB {} on one thread\n", list_columns ? "\n" : "", library.name(),
                  duckdb::version());
-    // One run is enough to trace, and to show.
-    const uint32_t repetitions = chosen.more.trace || !as_table ? 1 : 9;
-    for (size_t i = 0; i < conditions.size(); ++i) {
-      answers.push_back({chosen.conditions[i], measure(library, columns, conditions[i], checker, repetitions)});
-      const answer &given = answers.back().given;
-      if (as_table)
-        print_answer(chosen.conditions[i], file.rows(), given);
-      if (!given.agree)
-        end = as_table ? disagreed : complain("the counts DISAGREE", disagreed);
-    }
-    if (!selected_names.empty()) {
-      const auto shown = columns_of(columns, selected_names);
-      row_writer writer(chosen.format, shown);
+    answers = answer_all(s);
+    if (std::any_of(answers.begin(), answers.end(), [](const answered &a) { return !a.given.agree; }))
+      disagree("counts");
+    if (!asked.selected.empty()) {
       if (as_table)
         fmt::print("\n");
-      const projection rows = project(library.chosen(), shown, answers.empty() ? nullptr : &answers[0].given.selected,
-                                      checker.values(shown, conditions.empty() ? "" : conditions[0].sql), chosen.limit,
-                                      [&](row_block block) { writer.write(block); });
-      writer.finish();
+      const projection rows = show_rows(s, answers);
       if (as_table)
         fmt::print("{} of {} rows\n{}\n", grouped(std::min(rows.count, chosen.limit)), grouped(rows.count),
                    rows.agree ? "the rows agree" : "the rows DISAGREE");
       if (!rows.agree)
-        end = as_table ? disagreed : complain("the rows DISAGREE", disagreed);
+        disagree("rows");
     }
   }
   if (chosen.summary)
-    print_summary(file, columns, answers);
+    print_summary(from, answers);
   if (chosen.more.rates)
     library.print_rates();
   return end;

@@ -162,6 +162,24 @@ TEST_F(vornq_test, takes_the_names_of_files_literally) {
   EXPECT_EQ(out, "n\n2\n1\n");
 }
 
+TEST_F(vornq_test, joins_two_files) {
+  const std::string lands = folder.write("lands.csv", "people,land\n120,A\n120,\n,C\n7000,D\n");
+  const std::string where = "town = Adorf or towns.people > 1 and land <> D";
+  const std::string on = lands + ":people=people";
+  ASSERT_EQ(
+      run({table, "--join", on, "--select", "town,Lands.people,land", "--where", where, "--columns", "--summary"}), 0);
+  EXPECT_THAT(out, testing::StartsWith("towns: 3 rows\n"));
+  EXPECT_THAT(out, HasSubstr("\n3 rows with 2 keys in 1 buckets of k2v4 in 1 part"));
+  EXPECT_THAT(out,
+              HasSubstr("\ntown   lands.people  land\nAdorf           120  A\nAdorf           120  NULL\n2 of 2 rows"));
+  ASSERT_EQ(run({table, "--join", on, "--format", "csv", "--select", "*"}), 0) << err;
+  EXPECT_EQ(out, "town,towns.people,price,lands.people,land\nAdorf,120,1.5,120,A\nAdorf,120,1.5,120,\n"
+                 "Cdorf,7000,,7000,D\n");
+  ASSERT_EQ(run({table, "--join", lands + ":towns.people = \"people\""}), 0) << err;
+  EXPECT_THAT(out, testing::ContainsRegex("DuckDB +3 +3 "));
+  EXPECT_EQ(std::system(JOIN_SCALE " --keys 300000 --rows 1 400000 --isa generic >/dev/null"), 0);
+}
+
 TEST_F(vornq_test, ends_with_status_2_when_it_cannot_write) {
   for (const std::vector<std::string> &arguments : {std::vector<std::string>{table},
                                                     {"--help"},
@@ -228,6 +246,7 @@ TEST_F(vornq_test, ends_with_one_line_and_status_2_when_it_cannot_do_what_it_was
   const std::string broken = folder.write("broken.parquet", "not a table");
   const std::string other = folder.write("towns.txt", "town\nAdorf\n");
   const std::string lengths = folder.write("lengths.csv", "short,long\na,nine char\nab,nine char\n");
+  const std::string same = folder.write("same.csv", "Town\nAdorf\n");
   struct bad_call {
     std::vector<std::string> arguments;
     const char *message;
@@ -265,6 +284,13 @@ TEST_F(vornq_test, ends_with_one_line_and_status_2_when_it_cannot_do_what_it_was
       {{table, "--encode", "town=prefix", "--where", "town = Adorf"},
        "column 'town' is stored as prefix, which no condition can be put to"},
       {{table, "--isa", "mmx"}, "unknown instruction set 'mmx'"},
+      {{table, "--join", other + ":town=town"}, "is not of the form file:column=column"},
+      {{table, "--join", lengths + ":town"}, "'town' is not of the form column=column"},
+      {{table, "--join", lengths + ":city=long"}, "no column 'city'; the columns are town, people, price"},
+      {{table, "--join", lengths + ":people=long"}, "column 'people' of type BIGINT cannot be joined with 'long'"},
+      {{table, "--join", table + ":town=town"}, "two tables are called 'towns'"},
+      {{table, "--join", lengths + ":town=long", "--where", "lengths.town = A"}, "no column 'lengths.town'; the"},
+      {{table, "--join", same + ":town=town", "--where", "TOWN = A"}, "column 'TOWN' may be any of towns.town, same.T"},
   };
   for (const bad_call &call : calls) {
     SCOPED_TRACE(call.message);

@@ -1,0 +1,35 @@
+// A bit map of the keys of one side of a join, which tells most of the other side's rows that have no match.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "store/encode/aligned.hpp"
+#include <vorn/vorn.h>
+
+namespace store {
+
+class bloom_map {
+public:
+  // The context outlives this.
+  bloom_map(const vorn_ctx &ctx, uint64_t keys);
+
+  void add(std::span<const uint64_t> hashes);
+
+  // The numbers of those that may be in the map, in ascending order.  Good until the next call.
+  std::span<const uint32_t> test(std::span<const uint64_t> hashes);
+
+  uint64_t bytes() const { return map.size(); }
+
+private:
+  const vorn_ctx &ctx;
+  uint32_t mask;
+  aligned_vector<uint8_t> map;
+  // Of a test.
+  std::vector<uint32_t> tested;
+  aligned_vector<uint64_t> bits;
+  std::vector<uint32_t> passed;
+};
+
+} // namespace store

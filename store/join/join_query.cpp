@@ -1,0 +1,111 @@
+#include "store/join/join_query.hpp"
+
+#include <algorithm>
+#include <utility>
+
+#include <fmt/format.h>
+
+#include "store/error.hpp"
+
+namespace store {
+
+namespace {
+
+using kind = expression::kind;
+
+// Negations are moved into the parts where a query has them too: whether a part of a condition is false is known from
+// other rows than those on which it is not true, since it is neither on NULL.
+bool joins_by_and(const expression &e, bool is_false) { return (e.what == kind::all_of) != is_false; }
+
+expression signed_expression(const expression &e, bool is_false) {
+  return is_false ? expression{kind::negation, {}, {e}} : e;
+}
+
+} // namespace
+
+void check_joinable(const column_info &first, const column_info &second) {
+  if (first.type->kind != second.type->kind || first.type->scale != second.type->scale)
+    throw error(fmt::format("column '{}' of type {} cannot be joined with '{}' of type {}", shortened(first.name),
+                            shortened(first.sql_type), shortened(second.name), shortened(second.sql_type)));
+}
+
+join_query::join_query(const join_keys &keys, const condition *asked, const column_map &first_columns,
+                       const column_map &second_columns)
+    : first(first_columns), second(second_columns), first_key(first.at(keys.first)),
+      second_key(second.at(keys.second)) {
+  if (asked != nullptr)
+    split(asked->root, false);
+  // NULL equals nothing.
+  for (const bool of_second : {false, true})
+    if (const column &key = of_second ? second_key : first_key; key.has_nulls())
+      filters[of_second].push_back({kind::single, {key.name, true, null_test{}}, {}});
+}
+
+bool join_query::asks(const expression &e, bool of_second) const {
+  if (e.what == kind::single)
+    return (of_second ? second : first).contains(e.asked.column);
+  return std::any_of(e.parts.begin(), e.parts.end(), [&](const expression &p) { return asks(p, of_second); });
+}
+
+void join_query::split(const expression &e, bool is_false) {
+  if (e.what == kind::negation)
+    split(e.parts.front(), !is_false);
+  else if (const bool of_second = asks(e, true); asks(e, false) != of_second)
+    filters[of_second].push_back(signed_expression(e, is_false));
+  else if (joins_by_and(e, is_false))
+    for (const expression &p : e.parts)
+      split(p, is_false);
+  else
+    mixed.push_back(bound(e, is_false));
+}
+
+join_query::part join_query::bound(const expression &e, bool is_false) {
+  if (e.what == kind::negation)
+    return bound(e.parts.front(), !is_false);
+  part out;
+  if (const bool of_second = asks(e, true); asks(e, false) != of_second) {
+    out.question = questions.size();
+    const condition asked{signed_expression(e, is_false), {}, {}};
+    questions.push_back({of_second, query(asked, of_second ? second : first)});
+  } else {
+    out.what = joins_by_and(e, is_false) ? kind::all_of : kind::any_of;
+    for (const expression &p : e.parts)
+      out.parts.push_back(bound(p, is_false));
+  }
+  return out;
+}
+
+bool join_query::holds(const part &p, const std::vector<selection> &answers, const std::vector<question> &questions,
+                       const joined_row &row) {
+  if (p.what == kind::single)
+    return answers[p.question].contains(questions[p.question].of_second ? row.second : row.first);
+  const auto part_holds = [&](const part &inner) { return holds(inner, answers, questions, row); };
+  return p.what == kind::all_of ? std::all_of(p.parts.begin(), p.parts.end(), part_holds)
+                                : std::any_of(p.parts.begin(), p.parts.end(), part_holds);
+}
+
+std::optional<selection> join_query::filtered(const vorn_ctx &ctx, bool of_second) const {
+  const std::vector<expression> &all = filters[of_second];
+  if (all.empty())
+    return std::nullopt;
+  selection out;
+  query(condition{{kind::all_of, {}, all}, {}, {}}, of_second ? second : first).run(ctx, out);
+  return out;
+}
+
+std::unique_ptr<hash_join> join_query::run(const vorn_ctx &ctx, std::span<const output_column> columns,
+                                           const join_settings &settings) const {
+  hash_join::row_test test;
+  if (!mixed.empty()) {
+    std::vector<selection> answers(questions.size());
+    for (size_t i = 0; i < questions.size(); ++i)
+      questions[i].asked.run(ctx, answers[i]);
+    test = [this, answers = std::move(answers)](const joined_row &row) {
+      return std::all_of(mixed.begin(), mixed.end(), [&](const part &p) { return holds(p, answers, questions, row); });
+    };
+  }
+  return std::make_unique<hash_join>(ctx, join_side{first_key, filtered(ctx, false)},
+                                     join_side{second_key, filtered(ctx, true)}, columns, std::move(test), settings);
+}
+
+} // namespace store

@@ -1,0 +1,63 @@
+// A join with its condition: what the condition asks of one table only is evaluated before the join on that table's
+// compressed columns.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "store/join/hash_join.hpp"
+#include "store/query/condition.hpp"
+#include "store/query/filter.hpp"
+
+namespace store {
+
+// Throws store::error for columns whose values are not of one kind, which the store does not compare.
+void check_joinable(const column_info &first, const column_info &second);
+
+struct join_keys {
+  std::string first;
+  std::string second;
+};
+
+class join_query {
+public:
+  // The columns of both tables, which outlive this, have names of their own.  Without a condition all joined rows are
+  // asked for.  Throws store::error as query does.
+  join_query(const join_keys &keys, const condition *asked, const column_map &first, const column_map &second);
+
+  // The joined rows on which the condition is true.  The context, and this, outlive them.
+  std::unique_ptr<hash_join> run(const vorn_ctx &ctx, std::span<const output_column> columns,
+                                 const join_settings &settings) const;
+
+private:
+  // What is asked of both tables, by the rows of one on which parts of it are true.
+  struct part {
+    expression::kind what = expression::kind::single;
+    size_t question = 0; // of a single one
+    std::vector<part> parts;
+  };
+  struct question {
+    bool of_second; // table
+    query asked;
+  };
+
+  bool asks(const expression &e, bool of_second) const;
+  void split(const expression &e, bool is_false);
+  part bound(const expression &e, bool is_false);
+  std::optional<selection> filtered(const vorn_ctx &ctx, bool of_second) const;
+  static bool holds(const part &p, const std::vector<selection> &answers, const std::vector<question> &questions,
+                    const joined_row &row);
+
+  const column_map &first;
+  const column_map &second;
+  const column &first_key;
+  const column &second_key;
+  std::vector<expression> filters[2]; // all of which a row of the table satisfies
+  std::vector<part> mixed;            // all of which joined rows satisfy
+  std::vector<question> questions;
+};
+
+} // namespace store

@@ -1,0 +1,60 @@
+// The probe of a hash table, in batches of rows and of candidates.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "store/join/bloom_map.hpp"
+#include "store/join/hash_table.hpp"
+#include "store/join/sizing.hpp"
+#include <vorn/vorn.h>
+
+namespace store {
+
+// A row and a row of the table whose keys are probably equal: VORN_RIDVALUE.
+struct candidate {
+  uint64_t row;   // of the batch
+  uint64_t built; // of the table
+};
+
+class prober {
+public:
+  // Context, table and map outlive this.  The map may be null.
+  prober(const vorn_ctx &ctx, const hash_table &table, bloom_map *map, const join_settings &settings);
+
+  // Begins a batch of rows.  The hash values outlive its candidates.
+  void open(std::span<const uint64_t> hashes);
+
+  // The next candidates, rows of the batch in their order and the table's in theirs; none at its end.  Good until the
+  // next call.
+  std::span<const candidate> next();
+
+  // What the map did.
+  uint64_t tested() const { return rows_tested; }
+  uint64_t passed() const { return rows_passed; }
+  bool gave_up() const { return map_given_up; }
+
+private:
+  void drop_rows_without_match();
+
+  const vorn_ctx &ctx;
+  const hash_table &table;
+  bloom_map *map;
+  bool must_test; // whatever the map lets through
+  uint64_t rows_tested = 0;
+  uint64_t rows_passed = 0;
+  bool map_given_up = false;
+
+  // The batch.
+  std::span<const uint64_t> probed;
+  bool numbered = true; // its rows are numbered from 0 on
+  std::vector<uint64_t> passed_hashes;
+  std::vector<uint32_t> narrow_numbers;
+  std::vector<uint64_t> wide_numbers;
+  vorn_aux aux{};
+  bool at_end = true;
+  std::vector<candidate> pairs;
+};
+
+} // namespace store

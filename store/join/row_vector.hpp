@@ -1,0 +1,59 @@
+// Vectors in the row forms of the join entries.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+#include <fmt/format.h>
+
+#include "store/error.hpp"
+#include <vorn/hash.h>
+#include <vorn/vorn.h>
+
+namespace store {
+
+// A vector with its encoding context.
+class row_vector {
+public:
+  // A form of which the builder takes nothing but the context.  Vectors serve as sources and as results, so their
+  // pointers are not const; the library only reads a source.
+  row_vector(void (*form)(vorn_enc_ctx *), const void *vals, const void *lens, uint64_t rows) {
+    form(&encoding);
+    build(vals, lens, rows);
+  }
+  static row_vector fixed(uint32_t width, const void *vals, uint64_t rows) {
+    row_vector out;
+    vorn_build_encoding_type_fixed(&out.encoding, width, 0);
+    out.build(vals, nullptr, rows);
+    return out;
+  }
+  static row_vector numbered_from(uint64_t first) {
+    row_vector out(vorn_build_encoding_type_autorid, nullptr, nullptr, 0);
+    vorn_add_vector_autorid(&out.cv, first);
+    return out;
+  }
+
+  vorn_cv *get() {
+    cv.vorn_cv_encoding_context = &encoding;
+    return &cv;
+  }
+  vorn_enc_ctx &context() { return encoding; }
+
+private:
+  row_vector() = default;
+  void build(const void *vals, const void *lens, uint64_t rows) {
+    vorn_build_vector(&cv, const_cast<void *>(vals), const_cast<void *>(lens), nullptr, nullptr, nullptr, nullptr,
+                      static_cast<uint32_t>(rows), 0, nullptr, 0);
+  }
+
+  vorn_enc_ctx encoding{};
+  vorn_cv cv{};
+};
+
+// For a result that the host's own arguments rule out.
+inline void expect(uint32_t code, uint32_t expected, std::string_view step) {
+  if (code != expected)
+    throw error(fmt::format("{} gave result {}", step, code));
+}
+
+} // namespace store

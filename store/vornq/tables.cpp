@@ -1,0 +1,116 @@
+#include "store/vornq/tables.hpp"
+
+#include <algorithm>
+
+#include <fmt/format.h>
+
+#include "store/error.hpp"
+#include "store/query/condition.hpp"
+#include "store/vornq/progress.hpp"
+#include "store/vornq/text_table.hpp"
+
+namespace store {
+
+namespace {
+
+struct join_text {
+  std::filesystem::path file;
+  std::string columns;
+};
+
+// Both the names of files and those of columns may contain a colon; the one between them is behind the file's ending.
+join_text split(std::string_view text) {
+  for (const std::string_view ending : {".csv:", ".parquet:"})
+    if (const size_t at = text.find(ending); at != text.npos) {
+      const size_t colon = at + ending.size() - 1;
+      return {text.substr(0, colon), std::string(text.substr(colon + 1))};
+    }
+  throw error(fmt::format("'{}' is not of the form file:column=column", shortened(text)));
+}
+
+std::vector<loaded_table> opened(duckdb::connection &db, std::span<const std::filesystem::path> files,
+                                 const std::optional<std::string> &join) {
+  std::vector<loaded_table> out;
+  out.push_back({table_file(db, files)});
+  if (join) {
+    out.push_back({table_file(db, split(*join).file)});
+    table_file::tell_apart(out[0].file, out[1].file);
+  }
+  return out;
+}
+
+} // namespace
+
+tables::tables(duckdb::connection &db, std::span<const std::filesystem::path> files,
+               const std::optional<std::string> &join)
+    : all(opened(db, files, join)), known(all.front().file.columns(), join ? all.front().file.name() : "") {
+  if (!join)
+    return;
+  known.add(all[1].file.columns(), all[1].file.name());
+  const auto [first, second] = parse_equality(split(*join).columns);
+  const column_info *keys[2];
+  for (size_t table = 0; table < 2; ++table) {
+    const table_file &file = all[table].file;
+    keys[table] = &column_names(file.columns(), file.name()).find(table == 0 ? first : second);
+  }
+  check_joinable(*keys[0], *keys[1]);
+  joined_by = {keys[0]->name, keys[1]->name};
+}
+
+std::vector<std::string> tables::columns_of(size_t table, std::span<const std::string> columns) const {
+  std::vector<std::string> out;
+  for (const column_info &info : all[table].file.columns())
+    if (std::find(columns.begin(), columns.end(), info.name) != columns.end())
+      out.push_back(info.name);
+  return out;
+}
+
+void tables::load(std::span<const std::string> columns, std::span<const std::string> needed,
+                  const choice_map &choices) {
+  std::vector<std::string> wanted[2];
+  uint64_t values = 0;
+  for (size_t table = 0; table < all.size(); ++table) {
+    wanted[table] = columns_of(table, columns);
+    values += wanted[table].size() * all[table].file.rows();
+  }
+  progress_bar bar(values);
+  uint64_t before = 0;
+  for (size_t table = 0; table < all.size(); ++table)
+    for (const std::string &name : wanted[table]) {
+      auto &[file, loaded, reasons] = all[table];
+      const auto chosen = choices.find(name);
+      const auto show = [&](uint64_t rows) { bar.show(visible(shortened(name)), before + rows); };
+      try {
+        loaded.emplace(name,
+                       file.load(file.find(name), chosen == choices.end() ? encoding_choice{} : chosen->second, show));
+      } catch (const error &e) {
+        if (chosen != choices.end() || std::find(needed.begin(), needed.end(), name) != needed.end())
+          throw;
+        reasons.emplace(name, e.what());
+      }
+      before += file.rows();
+    }
+}
+
+const column &tables::at(const std::string &name) const {
+  const column_map &first = all.front().columns;
+  const auto found = first.find(name);
+  return found != first.end() ? found->second : all.back().columns.at(name);
+}
+
+std::vector<output_column> tables::outputs(std::span<const std::string> columns) const {
+  std::vector<output_column> out;
+  for (const std::string &name : columns)
+    out.push_back({&at(name), !all.front().columns.contains(name)});
+  return out;
+}
+
+reference tables::made_reference(duckdb::connection &db, std::span<const std::string> columns, bool in_memory) const {
+  if (are_joined())
+    return {db,
+            {all[0].file, columns_of(0, columns), joined_by.first},
+            {all[1].file, columns_of(1, columns), joined_by.second}};
+  return in_memory ? reference(db, all.front().file, columns) : reference(db, all.front().file);
+}
+
+} // namespace store

@@ -1,0 +1,58 @@
+// The tables that a user of vornq names: one, or two that are joined.
+#pragma once
+
+#include <filesystem>
+#include <map>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "store/duckdb/reference.hpp"
+#include "store/duckdb/table_file.hpp"
+#include "store/join/join_query.hpp"
+#include "store/query/filter.hpp"
+
+namespace store {
+
+using choice_map = std::map<std::string, encoding_choice, std::less<>>;
+
+struct loaded_table {
+  table_file file;
+  column_map columns = {};
+  std::map<std::string, std::string> reasons = {}; // of those that cannot be stored and that nothing was asked of
+};
+
+class tables {
+public:
+  // `join` is "file:column=column", a column of the first table and one of the other.  The connection outlives this.
+  tables(duckdb::connection &db, std::span<const std::filesystem::path> files, const std::optional<std::string> &join);
+  tables(const tables &) = delete;
+
+  const column_names &names() const { return known; }
+  uint64_t rows() const { return all.front().file.rows(); } // of the first table
+  const std::vector<loaded_table> &list() const { return all; }
+
+  // Of two tables.
+  bool are_joined() const { return all.size() == 2; }
+  const join_keys &keys() const { return joined_by; }
+  join_query query_for(const condition *asked) const { return {joined_by, asked, all[0].columns, all[1].columns}; }
+  std::vector<output_column> outputs(std::span<const std::string> columns) const;
+
+  // Reads and encodes columns.  Those that are not needed may be none that can be stored.
+  void load(std::span<const std::string> columns, std::span<const std::string> needed, const choice_map &choices);
+
+  const column &at(const std::string &name) const;
+
+  // Columns for DuckDB, in memory where times are measured.
+  reference made_reference(duckdb::connection &db, std::span<const std::string> columns, bool in_memory) const;
+
+private:
+  std::vector<std::string> columns_of(size_t table, std::span<const std::string> columns) const;
+
+  std::vector<loaded_table> all;
+  join_keys joined_by;
+  column_names known;
+};
+
+} // namespace store
