@@ -40,7 +40,7 @@ private:
     std::vector<part> parts;
   };
   struct question {
-    bool of_second; // table
+    bool of_second = false; // table
     query asked;
   };
 

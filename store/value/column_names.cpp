@@ -75,6 +75,7 @@ const column_info &column_names::find(std::string_view name) const {
     look(alike);
   const auto listed = [](const auto &infos) {
     std::vector<std::string> out;
+    out.reserve(infos.size());
     for (const column_info *info : infos)
       out.push_back(shortened(info->name));
     return out;
