@@ -29,9 +29,10 @@ struct canonical_numbers {
   using bits = std::conditional_t<sizeof(Float) == 4, uint32_t, uint64_t>;
 
   static Float at(const uint8_t *vals, uint64_t index) {
-    constexpr bits sign = bits{1} << (8 * sizeof(bits) - 1);
+    constexpr unsigned top = 8 * sizeof(bits) - 1;
     const bits stored = load_big<bits>(vals + index * sizeof(bits));
-    const bits inverted = stored & sign ? sign : static_cast<bits>(-1);
+    // The top bit, with all others when it is clear: signs are not to be predicted.
+    const bits inverted = bits{1} << top | (0 - (~stored >> top));
     return std::bit_cast<Float>(stored ^ inverted);
   }
 };

@@ -4,12 +4,12 @@
 
 #include <algorithm>
 
-#include "frame/bits.hpp"
 #include "frame/operations.hpp"
 #include "frame/vorn.h"
 #include "generic/big_endian.hpp"
 #include "generic/bitvec/iterate.hpp"
 #include "generic/native.hpp"
+#include "generic/passed_rows.hpp"
 
 namespace vorn::inline VORN_LEVEL {
 
@@ -65,67 +65,79 @@ struct single_keys {
   }
 };
 
-// The rows of a call, a block at a time: all from a start on, or those of a filter.
-class xlate_rows {
+// What a call does with the rows of a block: their keys are looked up, those with an entry are marked, and with Stores
+// the entries are stored by row.
+template <class Pass, class Entries, bool Stores>
+class translation {
 public:
-  xlate_rows(const vorn_aux &aux, uint32_t nrows)
-      : filtered_(aux.vorn_aux_filter_bv != nullptr), next_(aux.vorn_aux_start_row), end_(nrows) {
-    if (filtered_)
-      iterator_ = iterator_over(aux.vorn_aux_filter_bv, nrows, wanted::set, next_);
+  translation(table_kind kind, vorn_cv &res, const vorn_cv &src, const vorn_cv &table, const vorn_aux &aux)
+      : kind_(kind), table_(table),
+        base_(kind == table_kind::off ? aux.vorn_aux_xlate_enc->vorn_enc_ctx_xlate_base : 0),
+        keys_(static_cast<const uint8_t *>(src.vorn_cv_vals)), bv_(res.vorn_cv_bv),
+        codes_(static_cast<uint8_t *>(aux.vorn_aux_xlate_tbl)) {}
+
+  // Rows first to end - 1 of one word.
+  void add_range(uint32_t first, uint32_t count) {
+    look_up(count, [=](uint32_t i) { return uint64_t{first} + i; });
+    uint64_t bits = 0;
+    for (uint32_t i = 0; i < count; ++i)
+      bits |= uint64_t{entries_[i] != Entries::miss} << i;
+    passed_.add_word(bv_, first / 64, bits << first % 64);
   }
 
-  uint32_t take(uint32_t *rows) {
-    if (filtered_)
-      return next_ones(iterator_, rows, xlate_block);
-    const uint32_t count = next_ < end_ ? std::min(end_ - next_, xlate_block) : 0;
+  void add_rows(const uint32_t *rows, uint32_t count) {
+    look_up(count, [=](uint32_t i) { return uint64_t{rows[i]}; });
     for (uint32_t i = 0; i < count; ++i)
-      rows[i] = next_ + i;
-    next_ += count;
-    return count;
+      passed_.add_row(bv_, rows[i], entries_[i] != Entries::miss);
   }
+
+  const passed_rows &passed() const { return passed_; }
 
 private:
-  bool filtered_;
-  uint32_t next_;
-  uint32_t end_;
-  vorn_lbiwv_ictx iterator_ = {};
+  template <class Row>
+  void look_up(uint32_t count, Row row) {
+    uint32_t keys[xlate_block];
+    for (uint32_t i = 0; i < count; ++i)
+      keys[i] = load_big<uint32_t>(keys_ + row(i) * sizeof keys[i]);
+    Pass::template look_up<Entries>(kind_, table_, base_, keys, count, entries_);
+    if constexpr (Stores)
+      for (uint32_t i = 0; i < count; ++i)
+        Entries::put(codes_, row(i), entries_[i]);
+  }
+
+  table_kind kind_;
+  const vorn_cv &table_;
+  uint32_t base_;
+  const uint8_t *keys_;
+  uint64_t *bv_;
+  uint8_t *codes_;
+  passed_rows passed_;
+  uint32_t entries_[xlate_block] = {};
 };
 
+// All rows from a start on, or those of a filter.
 template <class Pass, class Entries, bool Stores>
-uint32_t translate(table_kind kind, vorn_cv &res, const vorn_cv &src, const vorn_cv &table, vorn_aux &aux) {
+[[gnu::noinline]] uint32_t translate(table_kind kind, vorn_cv &res, const vorn_cv &src, const vorn_cv &table,
+                                     vorn_aux &aux) {
   const vorn_enc_ctx &enc = *src.vorn_cv_encoding_context;
   if (!(enc.vorn_enc_ctx_flags & VORN_HASH_VALUES) || enc.vorn_enc_ctx_width != 32)
     return VORN_RESULT_REFUSED;
-  const auto *vals = static_cast<const uint8_t *>(src.vorn_cv_vals);
-  const uint32_t base = kind == table_kind::off ? aux.vorn_aux_xlate_enc->vorn_enc_ctx_xlate_base : 0;
-  uint32_t passed = 0, first = UINT32_MAX, last = UINT32_MAX;
-  xlate_rows rows(aux, src.vorn_cv_nrows);
-  for (;;) {
-    uint32_t numbers[xlate_block], keys[xlate_block], entries[xlate_block];
-    const uint32_t count = rows.take(numbers);
-    if (count == 0)
-      break;
-    for (uint32_t i = 0; i < count; ++i)
-      keys[i] = load_big<uint32_t>(vals + uint64_t{numbers[i]} * 4);
-    Pass::template look_up<Entries>(kind, table, base, keys, count, entries);
-    for (uint32_t i = 0; i < count; ++i) {
-      const uint32_t row = numbers[i];
-      const bool found = entries[i] != Entries::miss;
-      res.vorn_cv_bv[row / 64] |= uint64_t{found} << row % 64;
-      passed += found ? 1 : 0;
-      first = std::min(first, found ? row : UINT32_MAX);
-      last = found ? row : last;
+  translation<Pass, Entries, Stores> work(kind, res, src, table, aux);
+  const uint32_t nrows = src.vorn_cv_nrows;
+  if (aux.vorn_aux_filter_bv == nullptr) {
+    for (uint32_t row = aux.vorn_aux_start_row; row < nrows;) {
+      const uint32_t count = std::min(nrows - row, xlate_block - row % xlate_block);
+      work.add_range(row, count);
+      row += count;
     }
-    if constexpr (Stores)
-      for (uint32_t i = 0; i < count; ++i)
-        Entries::put(static_cast<uint8_t *>(aux.vorn_aux_xlate_tbl), numbers[i], entries[i]);
-  }
-  if (aux.vorn_aux_filter_bv != nullptr)
+  } else {
+    vorn_lbiwv_ictx filter = iterator_over(aux.vorn_aux_filter_bv, nrows, wanted::set, aux.vorn_aux_start_row);
+    uint32_t rows[xlate_block];
+    while (const uint32_t count = next_ones(filter, rows, xlate_block))
+      work.add_rows(rows, count);
     set(aux, operations::xlate.selective);
-  res.vorn_cv_popc = passed;
-  store<uint32_t>(res.vorn_cv_vals, first);
-  store<uint32_t>(static_cast<uint8_t *>(res.vorn_cv_vals) + sizeof first, last);
-  return passed == 0 ? VORN_RESULT_EMPTY : VORN_RESULT_DONE;
+  }
+  return work.passed().store_in(res);
 }
 
 // Adds the entries of dictionary codes, times a constant, to the keys of a grouping.

@@ -9,6 +9,7 @@
 #include "generic/big_endian.hpp"
 #include "generic/bitvec/iterate.hpp"
 #include "generic/native.hpp"
+#include "generic/passed_rows.hpp"
 
 namespace vorn::inline VORN_LEVEL {
 
@@ -39,30 +40,6 @@ struct bloom_map {
   uint32_t page_mask;
 };
 
-// The rows that passed.
-struct passed_rows {
-  uint32_t count = 0;
-  uint32_t first = UINT32_MAX;
-  uint32_t last = UINT32_MAX;
-
-  // The bits of 64 rows.
-  void add_word(uint32_t first_row, uint64_t bits) {
-    if (bits == 0)
-      return;
-    if (count == 0)
-      first = first_row + static_cast<uint32_t>(__builtin_ctzll(bits));
-    last = first_row + 63 - static_cast<uint32_t>(__builtin_clzll(bits));
-    count += popcount(bits);
-  }
-
-  // One row, without a branch.
-  void add_row(uint32_t row, bool passes) {
-    first = std::min(first, passes ? row : UINT32_MAX);
-    last = passes ? row : last;
-    count += passes ? 1 : 0;
-  }
-};
-
 // One value after the other.  An engine of a level may replace it.
 struct single_tests {
   // Rows first to end - 1: the bits of a word are collected before they are set.
@@ -75,8 +52,7 @@ struct single_tests {
       uint64_t bits = 0;
       for (; row < word_end; ++row)
         bits |= map.test(row) << row % 64;
-      bv[word] |= bits;
-      passed.add_word(static_cast<uint32_t>(word * 64), bits);
+      passed.add_word(bv, word, bits);
     }
     return passed;
   }
@@ -88,12 +64,8 @@ struct single_tests {
     uint32_t count;
     do {
       count = next_ones(rows, batch, 64);
-      for (uint32_t i = 0; i < count; ++i) {
-        const uint32_t row = batch[i];
-        const uint64_t passes = map.test(row);
-        bv[row / 64] |= passes << row % 64;
-        passed.add_row(row, passes != 0);
-      }
+      for (uint32_t i = 0; i < count; ++i)
+        passed.add_row(bv, batch[i], map.test(batch[i]) != 0);
     } while (count == 64);
     return passed;
   }
@@ -112,12 +84,8 @@ uint32_t bloom(bool selective, uint32_t value_size, vorn_cv &res, const vorn_cv 
                            iterator_over(aux.vorn_aux_filter_bv, nrows, wanted::set, aux.vorn_aux_start_row));
   };
   const bool two_levels = filter.vorn_cv_encoding_context->vorn_enc_ctx_bloom_ind != 0;
-  const passed_rows passed =
-      two_levels ? test(bloom_map<true>(filter, src, value_size)) : test(bloom_map<false>(filter, src, value_size));
-  res.vorn_cv_popc = passed.count;
-  store<uint32_t>(res.vorn_cv_vals, passed.first);
-  store<uint32_t>(static_cast<uint8_t *>(res.vorn_cv_vals) + sizeof passed.first, passed.last);
-  return passed.count == 0 ? VORN_RESULT_EMPTY : VORN_RESULT_DONE;
+  return (two_levels ? test(bloom_map<true>(filter, src, value_size)) : test(bloom_map<false>(filter, src, value_size)))
+      .store_in(res);
 }
 
 } // namespace vorn::inline VORN_LEVEL
