@@ -124,12 +124,7 @@ const entry prefix = {
     .source = "decode/prefix.cpp",
     .slot = {},
     .called = in_record<&record::vorn_prefix_decode_dydi, vorn_prefix_decode, &entry_call::res, &entry_call::src>(),
-    .trace = {{2, "vorn_prefix_decode force_generic: %d\n",
-               [](const entry_call &c) {
-                 return values{number((c.ctx.vorn_ctx_flags & VORN_CTX_FORCE_GENERIC) != 0)};
-               }},
-              rows_line(),
-              filter_line()},
+    .trace = {operation_line("vorn_prefix_decode"), rows_line(), filter_line()},
     .does = takes_null_aux | keeps_diagnostic,
     .generic_code = VORN_RESULT_NO_IMPLEMENTATION, // the groups of the standard call have no size
     .generic_popc = 77};

@@ -24,39 +24,51 @@ struct entry_call;
 // What the kernel in force does and what it was given.
 struct kernel_script {
   uint32_t code = 60;
-  std::function<void(vorn_cv &res, vorn_aux &aux)> act = {}; // null for nothing
-  bool generic_first = false;                                // run the generic kernel of the slot before
+  std::function<void(vorn_aux &aux)> act = {}; // null for nothing
+  bool generic_first = false;                  // run the generic kernel of the slot before
 
-  unsigned calls = 0, strays = 0; // strays: calls of the kernels of other slots
-  std::vector<const void *> operands = {};
+  unsigned calls = 0, strays = 0;      // strays: calls of the kernels of other slots
+  std::vector<uint64_t> operands = {}; // numbers and addresses, aux last
   vorn_aux aux = {};
   uint32_t flags = 0; // of the encoding context of src
   const uint64_t *mask = nullptr;
 };
 inline kernel_script script;
 
+template <class Operand>
+uint64_t word_of(Operand operand) {
+  if constexpr (std::is_pointer_v<Operand>)
+    return reinterpret_cast<uintptr_t>(operand);
+  else
+    return static_cast<uint64_t>(operand);
+}
+
+// Kernels have their source second and aux last.
 template <class Kernel>
 struct scripted;
 template <class... Operands>
-struct scripted<uint32_t (*)(vorn_cv *, vorn_cv *, Operands...)> {
-  static uint32_t kernel(vorn_cv *res, vorn_cv *src, Operands... operands) {
-    vorn_aux *const aux = std::get<sizeof...(operands) - 1>(std::tuple{operands...});
+struct scripted<uint32_t (*)(Operands...)> {
+  static uint32_t kernel(Operands... operands) {
+    const std::tuple all = {operands...};
+    vorn_aux *const aux = std::get<sizeof...(operands) - 1>(all);
     ++script.calls;
-    script.operands = {res, src, operands...};
+    script.operands = {word_of(operands)...};
     script.aux = *aux;
-    script.flags = src->vorn_cv_encoding_context->vorn_enc_ctx_flags;
-    script.mask = src->vorn_cv_mask_bv;
+    if constexpr (std::is_same_v<std::tuple_element_t<1, decltype(all)>, vorn_cv *const>) {
+      script.flags = std::get<1>(all)->vorn_cv_encoding_context->vorn_enc_ctx_flags;
+      script.mask = std::get<1>(all)->vorn_cv_mask_bv;
+    }
     if (script.generic_first)
-      std::bit_cast<decltype(&kernel)>(vorn_dispatch_table[generic_slot])(res, src, operands...);
+      generic(operands...);
     if (script.act)
-      script.act(*res, *aux);
+      script.act(*aux);
     return script.code;
   }
-  static uint32_t stray(vorn_cv *, vorn_cv *, Operands...) {
+  static uint32_t stray(Operands...) {
     ++script.strays;
     return 61;
   }
-  static inline uint32_t generic_slot = 0;
+  static inline uint32_t (*generic)(Operands...) = nullptr;
 };
 
 // A wrong argument: how a call comes to have it, and what the host is told.
@@ -79,6 +91,7 @@ struct trace_point {
 
 struct op_bits {
   std::array<uint8_t, 3> from_clear, from_full;
+  std::array<uint8_t, 3> without_aux = from_clear;
 };
 
 struct counters {
@@ -87,22 +100,27 @@ struct counters {
 
 struct self_check_texts {
   std::string scratch, popcount, result;
+  vorn_cv entry_call::*told = nullptr; // an operand that is told with a result, which comes first then
 };
 
-// How the entry is called, how the scripted kernel takes the place of its own, and what a kernel is given before aux.
+// How the entry is called, how the scripted kernel takes the place of its own, what a kernel is given before aux, and
+// how a slot of the record is emptied.
 struct shape {
   uint32_t (*call)(entry_call &);
   void (*put_in_force)(entry_call &);
-  std::vector<vorn_cv entry_call::*> operands;
+  std::vector<uint64_t> (*operands)(entry_call &);
+  void (*empty_slot)() = nullptr;
 };
 
 // What an entry does besides; a set of these.
 enum traits : unsigned {
-  takes_null_aux = 1,   // without a report
-  prepares_runs = 2,    // sets the burst function of a run-length source and drops the filter
-  clears_mask = 4,      // of the source
-  hides_stream = 8,     // from the kernel, for the time of the call
-  keeps_diagnostic = 16 // of the kernel to itself
+  takes_null_aux = 1,    // without a report
+  prepares_runs = 2,     // sets the burst function of a run-length source and drops the filter
+  clears_mask = 4,       // of the source
+  hides_stream = 8,      // from the kernel, for the time of the call
+  keeps_diagnostic = 16, // of the kernel to itself
+  drops_filter = 32,     // over a run-length source, and prepares nothing else
+  ignores_force = 64     // and has no self-check: it always runs the kernel in force
 };
 
 struct entry {
@@ -228,6 +246,9 @@ struct entry_call {
   vorn_ctx ctx = {}, earlier = {};
   vorn_enc_ctx enc = {}, lo_enc = {}, hi_enc = {};
   vorn_cv res = {}, src = {}, lo = {}, hi = {}, set = {};
+  vorn_hash_table hash_table = {};
+  vorn_partition_buffer areas = {};
+  vorn_transpose_table store = {}, matrix = {};
   vorn_aux aux = {};
   vorn_aux *given = &aux;
   beside_16<uint8_t, 64> codes;
@@ -245,27 +266,48 @@ struct entry_call {
   std::vector<uint64_t> stats;
 };
 
+// Operands are records of the call, or numbers as they are.
+template <auto operand>
+auto operand_of(entry_call &call) {
+  if constexpr (std::is_member_object_pointer_v<decltype(operand)>)
+    return &(call.*operand);
+  else
+    return operand;
+}
+template <auto function, auto... operands>
+uint32_t call_of(entry_call &call) {
+  return function(&call.ctx, operand_of<operands>(call)..., call.given);
+}
+template <auto... operands>
+std::vector<uint64_t> words_of(entry_call &call) {
+  return {word_of(operand_of<operands>(call))...};
+}
+
 // An entry that runs a kernel of the dispatch table, in all of whose slots scripted kernels stand; that of the entry is
 // told from the others.
-template <class Kernel, auto function, vorn_cv entry_call::*...operands>
+template <class Kernel, auto function, auto... operands>
 shape in_table() {
-  return {[](entry_call &call) { return function(&call.ctx, &(call.*operands)..., call.given); },
+  return {call_of<function, operands...>,
           [](entry_call &call) {
-            const uint32_t slot = scripted<Kernel>::generic_slot = *call.which.slot;
+            const uint32_t slot = *call.which.slot;
+            scripted<Kernel>::generic = std::bit_cast<Kernel>(vorn_dispatch_table[slot]);
             call.table.assign(VORN_DISPATCH_SLOTS, std::bit_cast<vorn_kernel>(&scripted<Kernel>::stray));
             call.table[slot] = std::bit_cast<vorn_kernel>(&scripted<Kernel>::kernel);
             vorn_global_ctx.vorn_global_ctx_dispatch = call.table.data();
           },
-          {operands...}};
+          words_of<operands...>};
 }
 
 // An entry whose kernel is a slot of the global record.
-template <auto slot, auto function, vorn_cv entry_call::*...operands>
+template <auto slot, auto function, auto... operands>
 shape in_record() {
   using kernel = std::remove_reference_t<decltype(vorn_global_ctx.*slot)>;
-  return {[](entry_call &call) { return function(&call.ctx, &(call.*operands)..., call.given); },
-          [](entry_call &) { vorn_global_ctx.*slot = scripted<kernel>::kernel; },
-          {operands...}};
+  return {call_of<function, operands...>,
+          [](entry_call &) {
+            scripted<kernel>::generic = vorn_global_ctx.*slot;
+            vorn_global_ctx.*slot = scripted<kernel>::kernel;
+          },
+          words_of<operands...>, [] { vorn_global_ctx.*slot = nullptr; }};
 }
 
 // Values as a report or a record has them.
@@ -304,6 +346,13 @@ inline trace_point kernel_line() {
   return {2, "%s force_generic: %d qpak: %d\n", [](const entry_call &call) {
             return values{kernel_name(call), number((call.ctx.vorn_ctx_flags & VORN_CTX_FORCE_GENERIC) != 0),
                           number((call.enc.vorn_enc_ctx_flags & VORN_STREAM) != 0)};
+          }};
+}
+
+// The line of an operation whose kernel has no name of its own.
+inline trace_point operation_line(const std::string &operation) {
+  return {2, operation + " force_generic: %d\n", [](const entry_call &call) {
+            return values{number((call.ctx.vorn_ctx_flags & VORN_CTX_FORCE_GENERIC) != 0)};
           }};
 }
 

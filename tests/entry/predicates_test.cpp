@@ -190,9 +190,9 @@ TEST(self_check, compares_unless_both_kernels_refuse) {
         refused_call generic(which);
         std::ranges::fill(generic.table, generic.table[*which.slot]);
         script.code = VORN_RESULT_DONE;
-        script.act = [=](vorn_cv &res, vorn_aux &) {
-          res.vorn_cv_popc = popc;
-          res.vorn_cv_bv[0] = bits;
+        script.act = [&](vorn_aux &) {
+          generic.res.vorn_cv_popc = popc;
+          generic.out.items[0] = bits;
         };
         lines expected;
         if (popc != 0)

@@ -181,6 +181,27 @@ TEST(build_encoding, additions_touch_their_fields_alone) {
   EXPECT_EQ(fields(enc), fields(expected));
 }
 
+// All bytes of the records of the joins are cleared, and every argument lies in its field.
+TEST(build_record, clears_it_and_stores_its_arguments) {
+  const auto at = somewhere<void *>;
+  const uint64_t a = uint64_t{1} << 40, b = a + 1, c = a + 2, d = a + 3, f = a + 4;
+  // Static records have clear padding.
+  static const vorn_hash_table table = {0, 0x80000001, {}, 7, 5, 6, at(1), somewhere(2), at(3), at(4), {}, 0};
+  static const vorn_partition_buffer areas = {0, 0x80000002, 4, 5, {}, 0, {}, somewhere(1), at(2), at(3)};
+  static const vorn_transpose_table store = {0,     0x80000003, 255, 0xabcd, a,     1,     2, 0,     at(3),  at(4), b,
+                                             at(5), c,          d,   6,      at(7), at(8), f, at(9), at(10), at(11)};
+  auto ht = filled_with<vorn_hash_table>(0xff);
+  auto pb = filled_with<vorn_partition_buffer>(0xff);
+  auto tt = filled_with<vorn_transpose_table>(0xff);
+  vorn_build_hash_table(&ht, at(1), somewhere(2), at(3), at(4), 5, 6, 7, 0x80000001);
+  vorn_build_partition_buffer(&pb, somewhere(1), at(2), at(3), 4, 5, 0x80000002);
+  vorn_build_transpose_table(&tt, 255, 0xabcd, a, 1, 2, at(3), at(4), b, at(5), c, d, 6, at(7), at(8), f, at(9), at(10),
+                             at(11), 0x80000003);
+  EXPECT_EQ(std::memcmp(&ht, &table, sizeof ht), 0);
+  EXPECT_EQ(std::memcmp(&pb, &areas, sizeof pb), 0);
+  EXPECT_EQ(std::memcmp(&tt, &store, sizeof tt), 0);
+}
+
 // Bit 7 is the flag of the encoding; minor types select the burst kernel.
 TEST(type_code, of_every_builder) {
   const struct {

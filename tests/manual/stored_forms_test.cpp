@@ -130,6 +130,43 @@ TEST_P(stored_forms_test, decode_as_the_header_says) {
   EXPECT_EQ(decoded, "ab01ab02ab17");
 }
 
+TEST_P(stored_forms_test, join_as_the_header_says) {
+  const vorn_ctx ctx = env.context();
+  vorn_enc_ctx lv, lv_sep, hashes, rids;
+  vorn_build_encoding_type_lv(&lv);
+  vorn_build_encoding_type_lv_sep(&lv_sep);
+  vorn_build_encoding_type_hash_values(&hashes);
+  vorn_build_encoding_type_autorid(&rids);
+  const bytes keys = hex("02 00 61 62 00 00"), values = hex("61 62 63"), lens = hex("03 00 00 00");
+  vorn_cv src = vector_of(keys.data(), lv, 2), payload = vector_of(values.data(), lv_sep, 2, lens.data());
+  bytes areas[2] = {bytes(10), bytes(13)};
+  void *cur[] = {areas[0].data(), areas[1].data()};
+  vorn_partition_buffer pb;
+  vorn_build_partition_buffer(&pb, nullptr, cur, nullptr, 0, 0, VORN_PB_LV);
+  vorn_aux aux = {};
+  vorn_partition(
+      &ctx, &pb, &src, &payload, [](auto, uint64_t len, uint64_t) { return len / 2; }, &aux);
+  EXPECT_EQ(areas[0], bytes({8, 0, 0, 0, 0, 0, 0, 0, 0, 0}));
+  EXPECT_EQ(areas[1], bytes({0x0b, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0x61, 0x62, 0x63}));
+
+  for (const auto &[second, header] : {std::pair{0x1233, 0x42}, {0x1234, 0x02}}) {
+    const uint64_t tags[] = {0x1234, static_cast<uint64_t>(second)};
+    bytes bucket(64), expected(64);
+    vorn_hash_table ht;
+    void *table = bucket.data();
+    vorn_build_hash_table(&ht, &table, nullptr, nullptr, nullptr, 15, 0, 15, VORN_HT_K2V4);
+    vorn_cv left = vector_of(tags, hashes, 1), ids = vector_of(nullptr, rids, 0);
+    vorn_add_vector_autorid(&ids, 7);
+    vorn_aux building = {};
+    vorn_ht_build(&ctx, &ht, &left, &ids, 0, nullptr, &building);
+    expected[0] = 0x41, expected[2] = 0x34, expected[3] = 0x12, expected[20] = 7;
+    EXPECT_EQ(bucket, expected);
+    left.vorn_cv_nrows = 2;
+    vorn_ht_build(&ctx, &ht, &left, &ids, 0, nullptr, &building);
+    EXPECT_EQ(bucket[0], header);
+  }
+}
+
 VORN_TEST_ALL_IMPLEMENTATIONS(stored_forms_test);
 
 } // namespace
