@@ -21,6 +21,13 @@
 //   transpose     65,536 rows of four columns: references, then records or values by offsets or entries
 //   bloom         maps of 32 KB to 64 MB, all of 1,048,576 rows or 10 percent by a filter
 //   hash          65,536 values of 8 bytes, by a function that does next to nothing
+//   translate     65,536 keys, half of which have an entry, by tables of 4,096 to 4,194,304 entries
+//   group_key     one to four columns of 65,536 codes of 8 bits
+//   sum           65,536 numbers, without keys or by keys of 1 to 1,048,576 groups
+//   arith, convert
+//                 65,536 numbers
+//   point_in_polygon
+//                 a ring of 65,536 vertices
 //   call          whole calls of an entry point, for few rows
 //
 // Grows/s is 10^9 rows a second.  of_read compares with a plain read of the same bytes, timed in turn with the kernel
@@ -39,6 +46,7 @@ int main(int argc, char **argv) {
   vorn_bench::add_decoders(found);
   vorn_bench::add_bit_vectors(found);
   vorn_bench::add_joins(found);
+  vorn_bench::add_expressions(found);
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv))
     return 2;

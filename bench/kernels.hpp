@@ -50,6 +50,7 @@ inline std::string name_of(const std::string &group, const std::string &subject,
 void add_scans(const std::vector<implementation> &found);
 void add_decoders(const std::vector<implementation> &found);
 void add_bit_vectors(const std::vector<implementation> &found);
+void add_expressions(const std::vector<implementation> &found);
 void add_joins(const std::vector<implementation> &found);
 
 } // namespace vorn_bench

@@ -11,6 +11,12 @@ set(VORN_KERNEL_SOURCES
   generic/decode/qpak.cpp
   generic/decode/rle_burst.cpp
   generic/decode/rle_expand.cpp
+  generic/expr/arith.cpp
+  generic/expr/convert.cpp
+  generic/expr/groupkey.cpp
+  generic/expr/pip.cpp
+  generic/expr/sum.cpp
+  generic/expr/translate.cpp
   generic/join/bloom.cpp
   generic/join/build.cpp
   generic/join/gather.cpp
@@ -33,6 +39,12 @@ set(VORN_FRAME_SOURCES
   decode/rle_burst.cpp
   decode/symbol.cpp
   decode/unpack.cpp
+  expr/arith.cpp
+  expr/empty.cpp
+  expr/groupkey.cpp
+  expr/numbers.cpp
+  expr/pip.cpp
+  expr/xlate.cpp
   frame/builders.cpp
   frame/costs.cpp
   frame/entry_point.cpp

@@ -22,7 +22,7 @@ extern "C" uint32_t vorn_decode_rle_burst(const vorn_ctx *ctx, vorn_cv *res, vor
   enc.vorn_enc_ctx_flags &= ~uint32_t{VORN_STREAM};
 
   const uint32_t index = dispatch_index(enc.vorn_enc_ctx_minor_type, VORN_OPC_BURST);
-  here.trace(VORN_POINT(burst_kernel), vorn_dispatch_func_names[index], here.force_generic());
+  here.trace_kernel(VORN_POINT(kernel_alone), index);
   here.trace_call(VORN_POINT(rows), src->vorn_cv_nrows);
   here.prepare(*aux, operations::rle_burst);
   here.start_clock();

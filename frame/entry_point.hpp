@@ -100,6 +100,11 @@ public:
       trace(point, vorn_dispatch_func_names[index], force_generic(), (enc.vorn_enc_ctx_flags & VORN_STREAM) ? 1 : 0);
   }
 
+  void trace_kernel(const trace_point &point, uint32_t index) const {
+    if (ctx_.vorn_ctx_trace != 0)
+      trace(point, vorn_dispatch_func_names[index], force_generic());
+  }
+
   // The implementation in force, and what the call works on.
   template <class... Values>
   void trace_call(const trace_point &point, Values... values) const {

@@ -40,6 +40,7 @@ inline constexpr operation in_set = {{0, 0x10}, {1, 0x10}, {2, 0x10}, 3, 3};
 inline constexpr operation bloom = {{0, 0x20}, {1, 0x20}, {}, 4, 0};
 inline constexpr operation decode_unpack = {{0, 0x40}, {1, 0x40}, {2, 0x20}, 6, 4};
 inline constexpr operation decode_symbol = {{0, 0x80}, {1, 0x80}, {}, 7, 0};
+inline constexpr operation xlate = {{1, 0x01}, {2, 0x01}, {}, 5, 0};
 } // namespace operations
 
 // The counters of the host's statistics block: three arrays of 64-bit counters, back to back.

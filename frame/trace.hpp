@@ -25,7 +25,7 @@ trace_line(trace_level, const char (&)[Size]) -> trace_line<Size>;
 
 namespace lines {
 inline constexpr trace_line kernel = {trace_kernel, "%s force_generic: %d qpak: %d\n"};
-inline constexpr trace_line burst_kernel = {trace_kernel, "%s force_generic: %d\n"};
+inline constexpr trace_line kernel_alone = {trace_kernel, "%s force_generic: %d\n"};
 inline constexpr trace_line hash_kernel = {trace_kernel, "vorn_hash force_generic: %d\n"};
 inline constexpr trace_line build_kernel = {trace_kernel, "vorn_build force_generic: %d\n"};
 inline constexpr trace_line probe_kernel = {trace_kernel, "vorn_ht_probe force_generic: %d\n"};
@@ -34,6 +34,10 @@ inline constexpr trace_line gather_kernel = {trace_kernel, "vorn_gather force_ge
 inline constexpr trace_line reference_kernel = {trace_kernel, "vorn_transpose_reference force_generic: %d\n"};
 inline constexpr trace_line convert_kernel = {trace_kernel, "vorn_transpose_convert force_generic: %d\n"};
 inline constexpr trace_line bloom_kernel = {trace_kernel, "vorn_bloom force_generic: %d\n"};
+inline constexpr trace_line sum_kernel = {trace_kernel, "vorn_gby_sum force_generic: %d\n"};
+inline constexpr trace_line convert_numbers_kernel = {trace_kernel, "vorn_convert force_generic: %d\n"};
+inline constexpr trace_line pip_kernel = {trace_kernel, "vorn_spatial_pip force_generic: %d\n"};
+inline constexpr trace_line arithmetic = {trace_call, "vorn_arith opcode:%d datawidth(overloaded):%x sum:%d\n"};
 inline constexpr trace_line prefix_kernel = {trace_kernel, "vorn_prefix_decode force_generic: %d\n"};
 inline constexpr trace_line compare = {
     trace_call, "loaded_lib: %s loaded_status: %d, loaded_dispatch_table: %p\nnrows: %d src: %p res: %p aux: %p\n"};

@@ -25,6 +25,7 @@
  *     decoders       values, plain codes, prefix groups, bursts, block-compressed streams
  *     bit_vectors    combinations, counts, ranges and iteration
  *     joins          hashing, hash tables, partitions, transposition, gather, the bloom test
+ *     expressions    translation, group keys, sums, arithmetic, conversion, point in polygon
  *
  * Conventions, valid throughout:
  *
@@ -140,7 +141,7 @@ enum { VORN_DISPATCH_SLOTS = 8192 };
 
 /** vorn_enc_ctx_flags */
 enum {
-  VORN_NATIVE = 0x1,            /**< float or double in the processor's form, not the canonical one */
+  VORN_NATIVE = 0x1,            /**< numbers: float or double in the processor's form, not the canonical one */
   VORN_CONST = 0x4,             /**< a constant operand; required of the operand of a comparison */
   VORN_TZ = 0x8,                /**< fixed, dynp: the length code of a row is a second sort key */
   VORN_NULLS = 0x40,            /**< dict: code 0 stands for NULL and matches no predicate */
@@ -164,7 +165,7 @@ enum {
   VORN_UNIFORM_LENS = 0x1000000 /**< fixed with tz: vorn_cv_lens is one byte, the length code of every row */
 };
 
-/** vorn_enc_ctx_num_type */
+/** vorn_enc_ctx_num_type; no builder stores it */
 enum { VORN_NUM_FLOAT = 1, VORN_NUM_DOUBLE = 2, VORN_NUM_DSB = 8 };
 
 /** vorn_enc_ctx_dict_layout */
@@ -358,6 +359,23 @@ enum { VORN_NFY_LOAD = 3 };
  *     VORN_PB_FIXED    64-bit hash value, payload of vorn_pb_fixed_width bytes
  *
  *     "abc" as VORN_PB_LV, hash 1           0b 00 01 00 00 00 00 00 00 00 61 62 63
+ *
+ * Translate table (vorn_xlate).  An entry of 1, 4, 8, 16 or 32 bits for each key, back to back: bit i & 7 of byte i >>
+ * 3; the low four bits of byte i >> 1 for even i, the high ones for odd i; bytes, or numbers in the processor's order.
+ * All ones say that the key has no entry.  Entry i belongs to key i (kind 1), or to the key i above a base (2); in kind
+ * 3 the table is an array of pointers to such tables, of which some may be null: key >> vorn_enc_ctx_ind_shift selects
+ * one, and key & vorn_enc_ctx_ind_mask the entry in it.
+ *
+ *     keys 0 to 3 have 5, none, 0, 14, 4 bits
+ *                                           f5 e0
+ *
+ * Numbers (vorn_gby_sum, vorn_convert, vorn_arith), by vorn_enc_ctx_num_type.  VORN_NUM_FLOAT and VORN_NUM_DOUBLE with
+ * VORN_NATIVE are IEEE 754 values in the processor's order.  Without it they are canonical: most significant byte
+ * first, with the top bit set when the value is not negative and otherwise all bits inverted, so that they sort as
+ * bytes. VORN_NUM_DSB are signed integers of vorn_enc_ctx_width bits, 8, 16, 32 or 64, most significant byte first.
+ *
+ *     1.0 -1.0 -0.0, canonical float        bf 80 00 00 40 7f ff ff 7f ff ff ff
+ *     5 -2, dsb, width 16                   00 05 ff fe
  *
  * Bloom map (vorn_bloom).  Bytes in which bit b is bit b & 7 of byte b >> 3.  The hash values that are tested, of 32 or
  * 64 bits, are big-endian; of 64 bits the last four bytes count.
@@ -1280,6 +1298,113 @@ VORN_API uint32_t vorn_bloom(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, vo
 
 /** The same by the generic implementation alone; aux is not null. */
 VORN_API uint32_t vorn_bloom_dydi(vorn_cv *res, vorn_cv *src, vorn_cv *filter, vorn_aux *aux);
+
+/** @} */
+
+/** @defgroup expressions Translation, groups and arithmetic
+ *  @{ */
+
+/**
+ * Looks the key of every row up in a table: which rows have an entry, and what it says.
+ *
+ * src: VORN_HASH_VALUES and the width 32, big-endian keys.  All of them lie in the table: nothing is checked.
+ * tbl: vorn_cv_bv, a translate table; an encoding context with vorn_add_encoding_type_xlate.
+ * res: bv, aligned, of (nrows + 63) >> 6 words, nrows of src.  Bits are only set: it is clear at first.  vorn_cv_popc
+ * becomes the number of rows with an entry, and the two uint32_t at vals the first and the last of them, 0xffffffff
+ * twice without any.  The result code is always VORN_RESULT_DONE.
+ * aux, not null: vorn_aux_start_row, the first row, and a filter: only its rows are looked up.  The filter of a
+ * run-length source is dropped: vorn_aux_filter_bv is null after the call.  vorn_aux_xlate_enc, for tables of kind 2,
+ * is the encoding context whose vorn_enc_ctx_xlate_base is the base.  vorn_aux_xlate_tbl, with c2d, receives the entry
+ * of every row that is looked up, misses too, in an array of elements of the width of an entry.
+ *
+ * With an encoding context of vorn_add_encoding_type_imca it adds to group keys instead: src has the width 32 and codes
+ * in the processor's order, vorn_aux_xlate_tbl is the table, and each uint32_t at vals of res grows by the entry of the
+ * row times vorn_aux_xlate_n.
+ */
+VORN_API uint32_t vorn_xlate(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, const vorn_cv *tbl, vorn_aux *aux);
+
+/**
+ * Folds the dictionary codes of several columns into one number per row, less than *nkeys: with VORN_AUX_MULTIPLY
+ * key * vorn_enc_ctx_dict_nsyms + code from column to column, otherwise (key << width) + code.
+ *
+ * cols: an array of ncols columns, at least one and at most 32 over runs, as for vorn_decode_unpack; the first one
+ * tells the number of rows.  res: vals, room for vorn_cv_nrows keys of 32 bits; vorn_cv_popc becomes their number; bv
+ * is aligned.  tmp: vals, room for vorn_cv_nrows numbers of 32 bits, the rows of a batch. aux, not null:
+ * vorn_aux_start_slot, the first row, and a filter.  It keeps its position: after VORN_RESULT_OUTPUT_FULL the host
+ * finds the row to go on with by the number of keys.
+ *
+ * Returns VORN_RESULT_DONE; VORN_RESULT_REFUSED for a column without VORN_DICT, VORN_RESULT_KEY_SPACE when the number
+ * of keys exceeds 2^32 - 1, both with nothing written; VORN_RESULT_OUTPUT_FULL when rows remain.
+ */
+VORN_API uint32_t vorn_groupkey(const vorn_ctx *ctx, vorn_cv *res, uint32_t *nkeys, vorn_cv *cols, uint32_t ncols,
+                                vorn_cv *tmp, vorn_aux *aux);
+
+/**
+ * Adds numbers to the accumulators that keys select, row by row, or their sum to the first one.
+ *
+ * src: numbers.  grp: null, or vals, a uint32_t per row of src.  res: vals, an array of float, double or, for
+ * VORN_NUM_DSB, int64_t, which wraps around; it has an accumulator for each key.  aux is not null.
+ *
+ * Returns VORN_RESULT_DONE, or VORN_RESULT_NO_IMPLEMENTATION for another kind of numbers.
+ */
+VORN_API uint32_t vorn_gby_sum(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, vorn_cv *grp, vorn_aux *aux);
+
+/**
+ * Computes left + right, left - right or left * right row by row, by VORN_OPC_ADD, VORN_OPC_SUB or VORN_OPC_MUL.
+ *
+ * left, right: float or double numbers of the kind of left, each native or canonical.  One of them may be a constant,
+ * with VORN_CONST: its first number goes with every row.  There are as many rows as the longer one has. res: vals, a
+ * native number per row, which may be the array of an operand, or with VORN_AUX_SUM one accumulator to which the sum of
+ * the rows is added.  aux may be null.
+ *
+ * Returns VORN_RESULT_DONE.  A kind that is neither is reported; then VORN_RESULT_NO_IMPLEMENTATION.
+ */
+VORN_API uint32_t vorn_arith(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *left, const vorn_cv *right, vorn_aux *aux,
+                             uint32_t opcode);
+
+/** vorn_arith with the opcode of the name. */
+VORN_API uint32_t vorn_add(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *left, const vorn_cv *right, vorn_aux *aux);
+VORN_API uint32_t vorn_sub(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *left, const vorn_cv *right, vorn_aux *aux);
+VORN_API uint32_t vorn_mul(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *left, const vorn_cv *right, vorn_aux *aux);
+
+/** There is no division: VORN_RESULT_NO_IMPLEMENTATION. */
+VORN_API uint32_t vorn_div(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *left, const vorn_cv *right, vorn_aux *aux);
+
+/**
+ * Converts canonical numbers to native ones in vals of res, or with VORN_AUX_SUM adds the sum of numbers, of
+ * VORN_NUM_DSB too, to the accumulator there.  aux may be null.
+ *
+ * Returns VORN_RESULT_DONE, or VORN_RESULT_NO_IMPLEMENTATION where there is nothing to convert: native numbers, or
+ * VORN_NUM_DSB, without a sum, or another kind.
+ */
+VORN_API uint32_t vorn_convert(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, vorn_aux *aux);
+
+/**
+ * Counts the edges of a ring that a ray crosses which runs from a point towards growing x.  An odd number says that the
+ * point is inside.
+ *
+ * xs, ys: vals, the coordinates of the vertices, native doubles; vorn_cv_nrows of xs is their number, and the last one
+ * is joined to the first.  px, py: vals, those of the point.  res: vals, one uint32_t.  aux may be null.
+ *
+ * A vertex at the height of the ray counts as below it, and a point on an edge does not count that edge: of a square,
+ * the left and the bottom side are inside.
+ */
+VORN_API uint32_t vorn_spatial_pip(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *xs, vorn_cv *ys, vorn_cv *px,
+                                   vorn_cv *py, vorn_aux *aux);
+
+/** Operations without an implementation: VORN_RESULT_NO_IMPLEMENTATION.  They are traced and timed by src; aux is not
+ * null, the other arguments are not read. */
+VORN_API uint32_t vorn_dk_create(const vorn_ctx *ctx, const void *a, const void *b, const void *c, const vorn_cv *src,
+                                 const void *d, const void *e, vorn_aux *aux);
+VORN_API uint32_t vorn_compare(const vorn_ctx *ctx, const void *a, const vorn_cv *src, const void *b, vorn_aux *aux);
+
+/** The same by the generic implementations alone, with vorn_aux_ctx set where they need a host. */
+VORN_API uint32_t vorn_groupkey_dydi(vorn_cv *res, uint32_t *nkeys, vorn_cv *cols, uint32_t ncols, vorn_cv *tmp,
+                                     vorn_aux *aux);
+VORN_API uint32_t vorn_gby_sum_dydi(vorn_cv *res, vorn_cv *src, vorn_cv *grp, vorn_aux *aux);
+VORN_API uint32_t vorn_convert_dydi(vorn_cv *res, vorn_cv *src, vorn_aux *aux);
+VORN_API uint32_t vorn_spatial_pip_dydi(vorn_cv *res, vorn_cv *xs, vorn_cv *ys, vorn_cv *px, vorn_cv *py,
+                                        vorn_aux *aux);
 
 /** @} */
 

@@ -106,7 +106,50 @@
   VORN_DICT_WIDTHS(VORN_DICT_KERNEL, X, sum, SUM)                                                                      \
   VORN_DICT_WIDTHS(VORN_DICT_KERNEL, X, distinct, DISTINCT)
 
-// The families: F(family, list, shape of its kernels, number of its kernels).
+// Kernels whose slots are not told by an encoding and a width have lists of another kind, with the name and the bits of
+// the slot in front:
+//
+//     X(name, OP, ENC, code, flag, axes...)
+
+// Translation: the encoding bits are the kind of the table, the width code is the width of an entry, the flag says that
+// codes are stored.
+#define VORN_XLATE_KIND(X, kind, ENC)                                                                                  \
+  X(vorn_xlate_##kind##_bit, XLATE, ENC, 0, false, kind, bit)                                                          \
+  X(vorn_xlate_##kind##_nib, XLATE, ENC, 1, false, kind, nib)                                                          \
+  X(vorn_xlate_##kind##_ub1, XLATE, ENC, 2, false, kind, ub1)                                                          \
+  X(vorn_xlate_##kind##_ub2, XLATE, ENC, 3, false, kind, ub2)                                                          \
+  X(vorn_xlate_##kind##_ub4, XLATE, ENC, 4, false, kind, ub4)                                                          \
+  VORN_XLATE_C2D(X, kind, ENC)
+#define VORN_XLATE_C2D(X, kind, ENC)                                                                                   \
+  X(vorn_xlate_##kind##_nib_c2d, XLATE, ENC, 1, true, kind, nib)                                                       \
+  X(vorn_xlate_##kind##_ub1_c2d, XLATE, ENC, 2, true, kind, ub1)                                                       \
+  X(vorn_xlate_##kind##_ub2_c2d, XLATE, ENC, 3, true, kind, ub2)                                                       \
+  X(vorn_xlate_##kind##_ub4_c2d, XLATE, ENC, 4, true, kind, ub4)
+#define VORN_XLATE_KERNELS(X)                                                                                          \
+  VORN_XLATE_KIND(X, sim, FIXED)                                                                                       \
+  VORN_XLATE_KIND(X, off, DICT)                                                                                        \
+  VORN_XLATE_KIND(X, ind, DYNP)
+#define VORN_XLATE_GROUPKEY_KERNELS(X) VORN_XLATE_C2D(X, groupkey, RLE)
+
+// Arithmetic: the width code has a bit for double and one for each canonical operand, the flag says that rows are
+// summed.
+#define VORN_ARITH_FORMS(X, op, OP, type, code)                                                                        \
+  VORN_ARITH_FORM(X, op, OP, type, code, n, n)                                                                         \
+  VORN_ARITH_FORM(X, op, OP, type, code | 4, c, n)                                                                     \
+  VORN_ARITH_FORM(X, op, OP, type, code | 8, n, c)                                                                     \
+  VORN_ARITH_FORM(X, op, OP, type, code | 12, c, c)
+#define VORN_ARITH_FORM(X, op, OP, type, code, left, right)                                                            \
+  X(vorn_##op##_##type##_##left##_##right, OP, FIXED, code, false, op, type, left, right)                              \
+  X(vorn_##op##_##type##_##left##_##right##_sum, OP, FIXED, code, true, op, type, left, right)
+#define VORN_ARITH_OPERATION(X, op, OP)                                                                                \
+  VORN_ARITH_FORMS(X, op, OP, float, 0)                                                                                \
+  VORN_ARITH_FORMS(X, op, OP, double, 1)
+#define VORN_ARITH_KERNELS(X)                                                                                          \
+  VORN_ARITH_OPERATION(X, add, ADD)                                                                                    \
+  VORN_ARITH_OPERATION(X, sub, SUB)                                                                                    \
+  VORN_ARITH_OPERATION(X, mul, MUL)
+
+// The families: F(family, list, shape of its kernels, number of its kernels).  Those of the second kind are "named".
 #define VORN_FAMILIES(F)                                                                                               \
   F(dict_compares, VORN_DICT_COMPARE_KERNELS, binary, 276)                                                             \
   F(dict_ranges, VORN_DICT_RANGE_KERNELS, ternary, 184)                                                                \
@@ -119,4 +162,7 @@
   F(dict_unpacks, VORN_DICT_UNPACK_KERNELS, unary, 22)                                                                 \
   F(dict_symbols, VORN_DICT_SYMBOL_KERNELS, unary, 3)                                                                  \
   F(rle_bursts, VORN_RLE_BURST_KERNELS, unary, 4)                                                                      \
-  F(placeholders, VORN_PLACEHOLDER_KERNELS, binary, 48)
+  F(placeholders, VORN_PLACEHOLDER_KERNELS, binary, 48)                                                                \
+  F(xlates, VORN_XLATE_KERNELS, named, 27)                                                                             \
+  F(xlate_groupkeys, VORN_XLATE_GROUPKEY_KERNELS, named, 4)                                                            \
+  F(ariths, VORN_ARITH_KERNELS, named, 48)

@@ -1,5 +1,7 @@
 // The kernels that unpack dictionary codes.
+#include "frame/names.hpp"
 #include "generic/decode/unpack.hpp"
+#include "generic/decode/unpackers.hpp"
 #include "generic/families.hpp"
 
 VORN_KERNELS_BEGIN
@@ -13,3 +15,18 @@ VORN_KERNELS_BEGIN
 VORN_DICT_UNPACK_KERNELS(VORN_DEFINE_UNPACK)
 
 VORN_KERNELS_END
+
+namespace vorn::inline VORN_LEVEL {
+
+vorn_unary_fn unpacker_of(uint64_t type_code) {
+  switch (type_code & 0xff) {
+#define VORN_UNPACKER(op, OP, enc, ENC, w, suffix)                                                                     \
+  case width_code(w) << 2 | VORN_ENC_##ENC:                                                                            \
+    return VORN_KERNEL_NAME(op, enc, w, suffix);
+    VORN_DICT_UNPACK_KERNELS(VORN_UNPACKER)
+  default:
+    return nullptr;
+  }
+}
+
+} // namespace vorn::inline VORN_LEVEL

@@ -91,13 +91,37 @@ constexpr bool spells_burst(slot_bits bits, std::string_view rest) {
          consists_of(rest, "_rle_", width_names.at(bits.width_code() | 1), "bit", indexed ? "_cla" : "");
 }
 
+// The encoding bits are the kind of a table.
+constexpr bool spells_translation(slot_bits bits, std::string_view rest) {
+  constexpr std::string_view kinds[] = {"sim", "off", "ind", "groupkey"};
+  constexpr std::string_view widths[] = {"bit", "nib", "ub1", "ub2", "ub4"};
+  return bits.width_code() < std::size(widths) &&
+         consists_of(rest, "_", kinds[bits.encoding()], "_", widths[bits.width_code()], bits.flag() ? "_c2d" : "");
+}
+
+constexpr bool spells_arithmetic(slot_bits bits, std::string_view rest) {
+  const uint32_t code = bits.width_code();
+  return bits.encoding() == 0 && (code & ~13U) == 0 &&
+         consists_of(rest, code & 1 ? "_double" : "_float", code & 4 ? "_c" : "_n", code & 8 ? "_c" : "_n",
+                     bits.flag() ? "_sum" : "");
+}
+
 constexpr bool spells(slot_bits bits, std::string_view name) {
   const std::string_view operation = opcode_names.at(bits.opcode());
   const std::string_view prefix = "vorn_";
   if (!name.starts_with(prefix) || !name.substr(prefix.size()).starts_with(operation))
     return false;
   const std::string_view rest = name.substr(prefix.size() + operation.size());
-  return bits.encoding() == VORN_ENC_RLE ? spells_burst(bits, rest) : spells_column(bits, rest);
+  switch (bits.opcode()) {
+  case VORN_OPC_XLATE:
+    return spells_translation(bits, rest);
+  case VORN_OPC_ADD:
+  case VORN_OPC_SUB:
+  case VORN_OPC_MUL:
+    return spells_arithmetic(bits, rest);
+  default:
+    return bits.encoding() == VORN_ENC_RLE ? spells_burst(bits, rest) : spells_column(bits, rest);
+  }
 }
 
 // Ends the compilation when there is a fault, which the compiler shows as the argument of this template.
@@ -186,6 +210,14 @@ private:
   uint32_t VORN_KERNEL_NAME(op, enc, w, suffix)(vorn_cv *, vorn_cv *, const vorn_cv *, vorn_aux *);
 #define VORN_DECLARE_ternary(op, OP, enc, ENC, w, suffix, ...)                                                         \
   uint32_t VORN_KERNEL_NAME(op, enc, w, suffix)(vorn_cv *, vorn_cv *, const vorn_cv *, const vorn_cv *, vorn_aux *);
+#define VORN_DECLARE_named(name, ...)                      uint32_t name(vorn_cv *, vorn_cv *, const vorn_cv *, vorn_aux *);
 #define VORN_DECLARE_FAMILY(family, KERNELS, shape, count) KERNELS(VORN_DECLARE_##shape)
+
+#define VORN_NAMED_ENTRY(name, OP, ENC, code, flag, ...)                                                               \
+  vorn::dispatch_entry(uint32_t{flag} << 12 | (code) << 7 | VORN_ENC_##ENC << 5 | VORN_OPC_##OP, name, #name),
+#define VORN_ENTRY_unary   VORN_DISPATCH_ENTRY
+#define VORN_ENTRY_binary  VORN_DISPATCH_ENTRY
+#define VORN_ENTRY_ternary VORN_DISPATCH_ENTRY
+#define VORN_ENTRY_named   VORN_NAMED_ENTRY
 #define VORN_FAMILY_ENTRIES(family, KERNELS, shape, count)                                                             \
-  constexpr auto family = std::to_array<vorn::dispatch_entry>({KERNELS(VORN_DISPATCH_ENTRY)});
+  constexpr auto family = std::to_array<vorn::dispatch_entry>({KERNELS(VORN_ENTRY_##shape)});

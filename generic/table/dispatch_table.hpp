@@ -33,7 +33,7 @@ consteval dispatch build_families() {
 #define VORN_REPLACE_FAMILY(family, KERNELS, shape, count) builder.replace(#family, engine::family, count);
   VORN_FAMILIES(VORN_ADD_FAMILY)
   VORN_ENGINE_FAMILIES(VORN_REPLACE_FAMILY)
-  return builder.finish(721);
+  return builder.finish(800);
 }
 
 consteval dispatch build_dispatch() {

@@ -23,6 +23,10 @@ uint32_t vorn_transpose_reference_dydi(vorn_transpose_table *tbl, vorn_cv *src, 
                                        vorn_aux *aux);
 uint32_t vorn_transpose_convert_dydi(vorn_transpose_table *dst, vorn_transpose_table *src, int32_t dst_arr,
                                      int32_t src_arr, uint32_t first, uint32_t last, vorn_aux *aux);
+uint32_t vorn_groupkey_dydi(vorn_cv *res, uint32_t *nkeys, vorn_cv *cols, uint32_t ncols, vorn_cv *tmp, vorn_aux *aux);
+uint32_t vorn_gby_sum_dydi(vorn_cv *res, vorn_cv *src, vorn_cv *grp, vorn_aux *aux);
+uint32_t vorn_convert_dydi(vorn_cv *res, vorn_cv *src, vorn_aux *aux);
+uint32_t vorn_spatial_pip_dydi(vorn_cv *res, vorn_cv *xs, vorn_cv *ys, vorn_cv *px, vorn_cv *py, vorn_aux *aux);
 uint32_t vorn_bloom_dydi(vorn_cv *res, vorn_cv *src, vorn_cv *filter, vorn_aux *aux);
 uint32_t vorn_qpak_decode_dydi(vorn_qpak_ctx *qctx, const void *src, void *dst, uint32_t *outlen, uint32_t dstlen);
 void vorn_init_sharedlib_dydi(vorn_ctx *ctx);
@@ -33,12 +37,6 @@ VORN_KERNELS_END
 // NOLINTEND(readability-redundant-declaration)
 
 namespace vorn::inline VORN_LEVEL {
-
-// Fills the slot of an operation that this build does not have, so that no slot is ever null.
-template <class... Arguments>
-uint32_t no_implementation(Arguments...) {
-  return VORN_RESULT_NO_IMPLEMENTATION;
-}
 
 constexpr vorn_global_ctx_t record_of(uint32_t status, const char *lib_name, const vorn_kernel *dispatch_table) {
   return {
@@ -98,10 +96,10 @@ constexpr vorn_global_ctx_t record_of(uint32_t status, const char *lib_name, con
       .vorn_lbiwvruns_dydi = vorn_lbiwvruns_dydi,
 
       .vorn_bloom_dydi = vorn_bloom_dydi,
-      .vorn_spatial_pip_dydi = no_implementation,
-      .vorn_groupkey_dydi = no_implementation,
-      .vorn_gby_sum_dydi = no_implementation,
-      .vorn_convert_dydi = no_implementation,
+      .vorn_spatial_pip_dydi = vorn_spatial_pip_dydi,
+      .vorn_groupkey_dydi = vorn_groupkey_dydi,
+      .vorn_gby_sum_dydi = vorn_gby_sum_dydi,
+      .vorn_convert_dydi = vorn_convert_dydi,
       .vorn_prefix_decode_dydi = vorn_prefix_decode_dydi,
       .vorn_hash_dydi = vorn_hash_dydi,
       .vorn_ht_build_dydi = vorn_ht_build_dydi,

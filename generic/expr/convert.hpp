@@ -1,0 +1,17 @@
+// Arrays of numbers in their native form.
+#pragma once
+
+#include "generic/expr/numbers.hpp"
+
+namespace vorn::inline VORN_LEVEL {
+
+// One number after the other.  An engine of a level may replace it.
+struct single_numbers {
+  template <class Numbers>
+  static void decode(uint8_t *out, const uint8_t *vals, uint32_t count) {
+    for (uint32_t i = 0; i < count; ++i)
+      store<typename Numbers::number>(out + uint64_t{i} * sizeof(typename Numbers::number), Numbers::at(vals, i));
+  }
+};
+
+} // namespace vorn::inline VORN_LEVEL

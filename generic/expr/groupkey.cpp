@@ -1,0 +1,76 @@
+// The kernel of group keys and its helpers.
+#include "generic/expr/groupkey.hpp"
+#include "generic/decode/unpackers.hpp"
+#include "generic/join/rows.hpp"
+#include "generic/table/record.hpp"
+
+VORN_KERNELS_BEGIN
+
+void vorn_mul_ub4_const(uint32_t *vals, uint32_t factor, uint32_t n) {
+  for (uint32_t i = 0; i < n; ++i)
+    vals[i] *= factor;
+}
+
+void vorn_shl_ub4_const(uint32_t *vals, uint32_t factor, uint32_t n) {
+  for (uint32_t i = 0; i < n; ++i)
+    vals[i] <<= factor % 32;
+}
+
+void vorn_add_ub4(uint32_t *vals, const uint32_t *other, uint32_t n) {
+  for (uint32_t i = 0; i < n; ++i)
+    vals[i] += other[i];
+}
+
+uint32_t vorn_groupkey_dydi(vorn_cv *res, uint32_t *nkeys, vorn_cv *cols, uint32_t ncols, vorn_cv *tmp, vorn_aux *aux) {
+  using namespace vorn;
+  key_space space(aux->vorn_aux_flags & VORN_AUX_MULTIPLY);
+  for (uint32_t column = 0; column < ncols; ++column) {
+    if (!(flags_of(cols[column]) & VORN_DICT))
+      return VORN_RESULT_REFUSED;
+    if (!space.add(*cols[column].vorn_cv_encoding_context))
+      return VORN_RESULT_KEY_SPACE;
+  }
+  *nkeys = static_cast<uint32_t>(space.size());
+
+  const vorn_ctx &ctx = *aux->vorn_aux_ctx;
+  void *token = nullptr;
+  auto *states = static_cast<key_column *>(ctx.vorn_ctx_stack_alloc(ctx.vorn_ctx_env, ncols * sizeof(key_column),
+                                                                    "vorn_groupkey_dydi: temp column info",
+                                                                    alignof(key_column), 0, &token));
+  // Runs are taken up again in the first columns only.
+  constexpr uint32_t most_over_runs = 32;
+  const auto over_runs = [&](uint32_t column) {
+    return column < most_over_runs && (flags_of(cols[column]) & VORN_RLE) != 0;
+  };
+  for (uint32_t column = 0; column < ncols; ++column)
+    states[column] = {0, 0, space.factor(*cols[column].vorn_cv_encoding_context)};
+
+  vorn_aux walk = *aux;
+  walk.vorn_aux_flags |= VORN_AUX_UNPACK_UB4;
+  auto *const keys = static_cast<uint32_t *>(res->vorn_cv_vals);
+  auto *const scratch = static_cast<uint32_t *>(tmp->vorn_cv_vals);
+  const uint32_t positions = cols[0].vorn_cv_nrows, capacity = res->vorn_cv_nrows, batch = tmp->vorn_cv_nrows;
+  uint32_t position = aux->vorn_aux_start_slot, written = 0;
+  while (position < positions && written < capacity && batch != 0) {
+    const column_unpacker unpacker(walk, std::min(capacity - written, batch));
+    const auto unpack = [&](uint32_t column, uint32_t *out) {
+      const auto kernel = unpacker_of(cols[column].vorn_cv_encoding_context->vorn_enc_ctx_type);
+      return unpacker.unpack(kernel, cols[column], states[column], over_runs(column), position, out);
+    };
+    uint32_t *const out = keys + written;
+    const uint32_t n = unpack(0, out);
+    for (uint32_t column = 1; column < ncols; ++column) {
+      space.fold(out, states[column].factor, n);
+      unpack(column, scratch);
+      vorn_add_ub4(out, scratch, n);
+    }
+    written += n;
+    position = walk.vorn_aux_start_slot + 1;
+  }
+  ctx.vorn_ctx_stack_free(ctx.vorn_ctx_env, states, token);
+  res->vorn_cv_popc = written;
+  const bool full = written == capacity || batch == 0;
+  return full && position < positions ? VORN_RESULT_OUTPUT_FULL : VORN_RESULT_DONE;
+}
+
+VORN_KERNELS_END

@@ -1,0 +1,82 @@
+// Group keys: the dictionary codes of several columns folded into one dense number per row.
+#pragma once
+
+#include <algorithm>
+
+#include "frame/vorn.h"
+#include "generic/native.hpp"
+
+// Over n elements of 32 bits.
+VORN_KERNELS_BEGIN
+void vorn_mul_ub4_const(uint32_t *vals, uint32_t factor, uint32_t n);
+void vorn_shl_ub4_const(uint32_t *vals, uint32_t factor, uint32_t n);
+void vorn_add_ub4(uint32_t *vals, const uint32_t *other, uint32_t n);
+VORN_KERNELS_END
+
+namespace vorn::inline VORN_LEVEL {
+
+// What is kept of a column between batches.
+struct key_column {
+  uint32_t run_idx; // over runs: where the next batch goes on
+  uint32_t run_end;
+  uint32_t factor; // of the codes of the columns before it
+};
+static_assert(sizeof(key_column) == 12);
+
+// How codes are put side by side: as digits of a number, or as fields of bits.
+class key_space {
+public:
+  explicit key_space(bool multiplied) : multiplied_(multiplied) {}
+
+  // False when the largest key with the column's codes does not fit 32 bits.
+  bool add(const vorn_enc_ctx &column) {
+    const uint64_t symbols = column.vorn_enc_ctx_dict_nsyms;
+    size_ = multiplied_ ? size_ * symbols : shifted(size_ - 1, column.vorn_enc_ctx_width) + symbols;
+    return size_ <= UINT32_MAX;
+  }
+
+  uint32_t factor(const vorn_enc_ctx &column) const {
+    return multiplied_ ? column.vorn_enc_ctx_dict_nsyms : column.vorn_enc_ctx_width;
+  }
+  void fold(uint32_t *keys, uint32_t factor, uint32_t n) const {
+    (multiplied_ ? vorn_mul_ub4_const : vorn_shl_ub4_const)(keys, factor, n);
+  }
+  uint64_t size() const { return size_; }
+
+private:
+  static uint64_t shifted(uint64_t value, uint32_t by) { return by < 64 ? value << by : 0; }
+
+  bool multiplied_;
+  uint64_t size_ = 1; // the largest key and one
+};
+
+// Unpacks the codes of one column from a position on.  The place in the runs is the column's own.
+class column_unpacker {
+public:
+  column_unpacker(vorn_aux &walk, uint32_t elements) : walk_(walk), room_(elements) {}
+
+  template <class Unpack>
+  uint32_t unpack(Unpack kernel, vorn_cv &column, key_column &state, bool over_runs, uint32_t position,
+                  uint32_t *out) const {
+    vorn_cv res = {};
+    res.vorn_cv_vals = out;
+    res.vorn_cv_nrows = room_;
+    walk_.vorn_aux_start_slot = position;
+    if (over_runs) {
+      walk_.vorn_aux_run_idx = state.run_idx;
+      walk_.vorn_aux_run_end = state.run_end;
+    }
+    kernel(&res, &column, &walk_);
+    if (over_runs) {
+      state.run_idx = walk_.vorn_aux_run_idx;
+      state.run_end = walk_.vorn_aux_run_end;
+    }
+    return res.vorn_cv_popc;
+  }
+
+private:
+  vorn_aux &walk_;
+  uint32_t room_;
+};
+
+} // namespace vorn::inline VORN_LEVEL

@@ -1,0 +1,51 @@
+// The stored forms of numbers, each as a reader of element i of an array.
+//
+// native      an IEEE 754 value in the processor's order
+// canonical   its bytes from the most significant one on, with the sign folded so that they sort as the values do: the
+//             top bit of a value that is not negative is set, all bits of a negative one are inverted
+// dsb         a signed integer, most significant byte first
+#pragma once
+
+#include <bit>
+#include <cstdint>
+#include <type_traits>
+
+#include "frame/vorn.h"
+#include "generic/big_endian.hpp"
+#include "generic/native.hpp"
+
+namespace vorn::inline VORN_LEVEL {
+
+template <class Float>
+struct native_numbers {
+  using number = Float;
+
+  static Float at(const uint8_t *vals, uint64_t index) { return load<Float>(vals, index); }
+};
+
+template <class Float>
+struct canonical_numbers {
+  using number = Float;
+  using bits = std::conditional_t<sizeof(Float) == 4, uint32_t, uint64_t>;
+
+  static Float at(const uint8_t *vals, uint64_t index) {
+    constexpr unsigned top = 8 * sizeof(bits) - 1;
+    const bits stored = load_big<bits>(vals + index * sizeof(bits));
+    // The top bit, with all others when it is clear: signs are not to be predicted.
+    const bits inverted = bits{1} << top | (0 - (~stored >> top));
+    return std::bit_cast<Float>(stored ^ inverted);
+  }
+};
+
+// Sums wrap around, so the numbers count as unsigned ones.
+template <class Signed>
+struct dsb_numbers {
+  using number = uint64_t;
+
+  static uint64_t at(const uint8_t *vals, uint64_t index) {
+    const auto stored = load_big<std::make_unsigned_t<Signed>>(vals + index * sizeof(Signed));
+    return static_cast<uint64_t>(static_cast<int64_t>(static_cast<Signed>(stored)));
+  }
+};
+
+} // namespace vorn::inline VORN_LEVEL
