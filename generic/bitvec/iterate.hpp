@@ -15,7 +15,8 @@ enum class wanted { set, clear };
 // end.
 inline vorn_lbiwv_ictx iterator_over(const uint64_t *bv, uint64_t nbits, wanted bits, uint64_t start) {
   const uint64_t index = start / 64;
-  vorn_lbiwv_ictx ictx = {bv + index + 1, static_cast<int32_t>(nbits), static_cast<int32_t>(index * 64), start % 64, 0};
+  const auto base = static_cast<int32_t>(std::min<uint64_t>(index * 64, INT32_MAX));
+  vorn_lbiwv_ictx ictx = {bv + index + 1, static_cast<int32_t>(nbits), base, start % 64, 0};
   if (index * 64 < nbits)
     ictx.vorn_lbiwv_ictx_word = (bits == wanted::clear ? ~bv[index] : bv[index]) & UINT64_MAX << start % 64;
   return ictx;

@@ -6,20 +6,6 @@ namespace {
 using namespace vorn_test;
 using record = vorn_global_ctx_t;
 
-check no_aux(std::string message) {
-  return {std::move(message), [](entry_call &call) { call.given = nullptr; }, {}, check::no_aux};
-}
-
-// Reported with or without a filter.
-check invert_flag(std::string message) {
-  return {std::move(message),
-          [](entry_call &call) {
-            call.aux.vorn_aux_flags = VORN_AUX_INVERT_FILTER;
-            call.aux.vorn_aux_filter_bv = nullptr;
-          },
-          [](entry_call &call) { return values{address(&call.aux)}; }, check::an_aux};
-}
-
 trace_point done_line(const char *done) {
   return rows_line(std::string(" ") + done + ": %d", [](const entry_call &) { return values{40}; });
 }
@@ -37,8 +23,6 @@ trace_point outputs_line() {
 }
 
 void make_room_for_40(entry_call &call) { call.res.vorn_cv_nrows = 40; }
-void *result(entry_call &call) { return &call.res.vorn_cv_bv; }
-void *source(entry_call &call) { return &call.src.vorn_cv_vals; }
 
 const entry decode = {.name = "vorn_decode",
                       .source = "decode/decode.cpp",
@@ -108,11 +92,7 @@ const entry rle_burst = {
                misaligned("vorn_decode_rle_burst: rle cla is not aligned", &record::VORN_DATASTREAM_ALIGN,
                           [](entry_call &c) -> void * { return &c.enc.vorn_enc_ctx_rle_cla; }),
                misaligned_filter("vorn_decode_rle_burst: aux bv is not aligned")},
-    .trace = {{2, "%s force_generic: %d\n",
-               [](const entry_call &c) {
-                 return values{kernel_name(c), number((c.ctx.vorn_ctx_flags & VORN_CTX_FORCE_GENERIC) != 0)};
-               }},
-              rows_line()},
+    .trace = {kernel_alone_line(), rows_line()},
     .bits = {{{0x04, 0, 0}, {0xf7, 0xf7, 0xf7}}},
     .counted = {2, 2, 2},
     .does = hides_stream,

@@ -27,8 +27,8 @@ struct kernel_script {
   std::function<void(vorn_aux &aux)> act = {}; // null for nothing
   bool generic_first = false;                  // run the generic kernel of the slot before
 
-  unsigned calls = 0, strays = 0;                  // strays: calls of the kernels of other slots
-  std::vector<uint64_t> given = {}, operands = {}; // numbers and addresses of the entry and of the kernel, aux last
+  unsigned calls = 0, strays = 0;      // strays: calls of the kernels of other slots
+  std::vector<uint64_t> operands = {}; // numbers and addresses, aux last
   vorn_aux aux = {};
   uint32_t flags = 0; // of the encoding context of src
   const uint64_t *mask = nullptr;
@@ -100,25 +100,30 @@ struct counters {
 
 struct self_check_texts {
   std::string scratch, popcount, result;
+  vorn_cv entry_call::*told = nullptr; // an operand that is told with a result, which comes first then; a range last
 };
 
-// How the entry is called, how the scripted kernel takes the place of its own, and how a slot of the record is emptied.
+// How the entry is called, how the scripted kernel takes the place of its own, what a kernel is given before aux, and
+// how a slot of the record is emptied.
 struct shape {
   uint32_t (*call)(entry_call &);
   void (*put_in_force)(entry_call &);
+  std::vector<uint64_t> (*operands)(entry_call &);
   void (*empty_slot)() = nullptr;
 };
 
 // What an entry does besides; a set of these.
 enum traits : unsigned {
-  takes_null_aux = 1,    // without a report
-  prepares_runs = 2,     // sets the burst function of a run-length source and drops the filter
-  clears_mask = 4,       // of the source
-  hides_stream = 8,      // from the kernel, for the time of the call
-  keeps_diagnostic = 16, // of the kernel to itself
-  drops_filter = 32,     // over a run-length source, and prepares nothing else
-  ignores_force = 64,    // and has no self-check: it always runs the kernel in force
-  checks_itself = 128    // in a way of its own
+  takes_null_aux = 1,       // without a report
+  prepares_runs = 2,        // sets the burst function of a run-length source and drops the filter
+  clears_mask = 4,          // of the source
+  hides_stream = 8,         // from the kernel, for the time of the call
+  keeps_diagnostic = 16,    // of the kernel to itself
+  drops_filter = 32,        // over a run-length source, and prepares nothing else
+  ignores_force = 64,       // and has no self-check: it always runs the kernel in force
+  traces_nothing = 128,     // nor is it timed
+  leaves_context = 256,     // of aux alone
+  does_without_kernel = 512 // nothing, when the slot is empty
 };
 
 struct entry {
@@ -137,6 +142,7 @@ struct entry {
   std::vector<vorn_enc_ctx entry_call::*> typed = {}; // whose types may have any upper bytes
   uint32_t generic_code = VORN_RESULT_DONE;           // of the generic kernel on the standard call
   uint32_t generic_popc = 0;
+  std::optional<uint32_t> answer = {}; // none: the kernel's code
 
   // The checks that a call with or without an aux can come to, and whether it goes on without one.
   std::vector<check> checks_of(bool aux_given) const {
@@ -148,6 +154,8 @@ struct entry {
     return (does & takes_null_aux) || std::ranges::find(checks, check::no_aux, &check::when) != checks.end();
   }
 };
+
+constexpr op_bits bits_kept = {{0, 0, 0}, {0xff, 0xff, 0xff}};
 
 inline std::ostream &operator<<(std::ostream &out, const entry &which) { return out << which.name; }
 inline std::string entry_name(const testing::TestParamInfo<entry> &info) { return info.param.name; }
@@ -210,6 +218,7 @@ struct entry_call {
   entry_call &operator=(const entry_call &) = delete;
 
   uint32_t run() { return which.called.call(*this); }
+  uint32_t answer() const { return which.answer.value_or(script.code); }
   void run_generic() { ctx.vorn_ctx_flags |= VORN_CTX_FORCE_GENERIC; }
   void arm(uint64_t word = 4) {
     ctx.vorn_ctx_trace = word;
@@ -264,6 +273,18 @@ struct entry_call {
   std::vector<uint64_t> stats;
 };
 
+// Makes src the big-endian hash values 0 to 63, for a map in lo of which 1, 3 and 5 are members.
+inline void hold_hash_values(entry_call &c) {
+  static std::array<uint32_t, 64> hashes;
+  for (uint32_t row = 0; row < 64; ++row)
+    hashes[row] = __builtin_bswap32(row);
+  c.src.vorn_cv_vals = hashes.data();
+  vorn_build_encoding_type_hash_values(&c.enc);
+  c.enc.vorn_enc_ctx_width = 32;
+  c.lo.vorn_cv_bv = c.members.data();
+  c.vals[0] = uint64_t{5} << 32 | 1;
+}
+
 // Operands are records of the call, or numbers as they are.
 template <auto operand>
 auto operand_of(entry_call &call) {
@@ -274,21 +295,26 @@ auto operand_of(entry_call &call) {
 }
 template <auto function, auto... operands>
 uint32_t call_of(entry_call &call) {
-  script.given = {word_of(operand_of<operands>(call))..., word_of(call.given)};
   return function(&call.ctx, operand_of<operands>(call)..., call.given);
+}
+template <auto... operands>
+std::vector<uint64_t> words_of(entry_call &call) {
+  return {word_of(operand_of<operands>(call))...};
 }
 
 // An entry that runs a kernel of the dispatch table, in all of whose slots scripted kernels stand; that of the entry is
 // told from the others.
 template <class Kernel, auto function, auto... operands>
 shape in_table() {
-  return {call_of<function, operands...>, [](entry_call &call) {
+  return {call_of<function, operands...>,
+          [](entry_call &call) {
             const uint32_t slot = *call.which.slot;
             scripted<Kernel>::generic = std::bit_cast<Kernel>(vorn_dispatch_table[slot]);
             call.table.assign(VORN_DISPATCH_SLOTS, std::bit_cast<vorn_kernel>(&scripted<Kernel>::stray));
             call.table[slot] = std::bit_cast<vorn_kernel>(&scripted<Kernel>::kernel);
             vorn_global_ctx.vorn_global_ctx_dispatch = call.table.data();
-          }};
+          },
+          words_of<operands...>};
 }
 
 // An entry whose kernel is a slot of the global record.
@@ -300,15 +326,19 @@ shape in_record() {
             scripted<kernel>::generic = vorn_global_ctx.*slot;
             vorn_global_ctx.*slot = scripted<kernel>::kernel;
           },
-          [] { vorn_global_ctx.*slot = nullptr; }};
+          words_of<operands...>, [] { vorn_global_ctx.*slot = nullptr; }};
 }
 
 // Values as a report or a record has them.
 inline vorn_host::value number(uint64_t value) { return static_cast<int32_t>(value); }
 inline vorn_host::value address(const void *pointer) { return pointer; }
-inline vorn_host::value kernel_name(const entry_call &call) {
-  return std::string(vorn_dispatch_func_names[*call.which.slot]);
+// Of the kernel, or of an entry without one.
+inline vorn_host::value kernel_name(const entry &which) {
+  return std::string(which.slot ? vorn_dispatch_func_names[*which.slot] : which.name);
 }
+
+inline void *result(entry_call &call) { return &call.res.vorn_cv_bv; }
+inline void *source(entry_call &call) { return &call.src.vorn_cv_vals; }
 
 inline check misaligned(std::string message, uint64_t vorn_global_ctx_t::*word,
                         std::function<void *(entry_call &)> field, check::needs when = check::any_call) {
@@ -325,6 +355,20 @@ inline check misaligned(std::string message, uint64_t vorn_global_ctx_t::*word,
           [=](entry_call &call) { return values{address(pointer_at(call))}; }, when, word};
 }
 
+inline check no_aux(std::string message) {
+  return {std::move(message), [](entry_call &call) { call.given = nullptr; }, {}, check::no_aux};
+}
+
+// Reported with or without a filter.
+inline check invert_flag(std::string message) {
+  return {std::move(message),
+          [](entry_call &call) {
+            call.aux.vorn_aux_flags = VORN_AUX_INVERT_FILTER;
+            call.aux.vorn_aux_filter_bv = nullptr;
+          },
+          [](entry_call &call) { return values{address(&call.aux)}; }, check::an_aux};
+}
+
 inline check misaligned_filter(std::string message) {
   return misaligned(
       std::move(message), &vorn_global_ctx_t::VORN_BITWVEC_ALIGN,
@@ -335,9 +379,15 @@ inline check no_dictionary(std::string message) {
   return {std::move(message), [](entry_call &call) { call.enc.vorn_enc_ctx_flags &= ~uint32_t{VORN_DICT}; }};
 }
 
+// The line of a kernel by its name, and that of one by a value stream.
+inline trace_point kernel_alone_line() {
+  return {2, "%s force_generic: %d\n", [](const entry_call &call) {
+            return values{kernel_name(call.which), number((call.ctx.vorn_ctx_flags & VORN_CTX_FORCE_GENERIC) != 0)};
+          }};
+}
 inline trace_point kernel_line() {
   return {2, "%s force_generic: %d qpak: %d\n", [](const entry_call &call) {
-            return values{kernel_name(call), number((call.ctx.vorn_ctx_flags & VORN_CTX_FORCE_GENERIC) != 0),
+            return values{kernel_name(call.which), number((call.ctx.vorn_ctx_flags & VORN_CTX_FORCE_GENERIC) != 0),
                           number((call.enc.vorn_enc_ctx_flags & VORN_STREAM) != 0)};
           }};
 }

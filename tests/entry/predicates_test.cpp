@@ -40,13 +40,10 @@ check invalid_length() {
             script.code = VORN_RESULT_REFUSED;
           },
           [](entry_call &call) {
-            return values{kernel_name(call), 9};
+            return values{kernel_name(call.which), 9};
           },
           check::a_kernel_run};
 }
-
-void *result(entry_call &call) { return &call.res.vorn_cv_bv; }
-void *source(entry_call &call) { return &call.src.vorn_cv_vals; }
 
 const entry cmp = {
     .name = "vorn_cmp",
@@ -157,7 +154,7 @@ TEST(predicates, report_a_refusal_without_a_length_as_zero) {
     entry_call call(which);
     script.code = VORN_RESULT_REFUSED;
     call.run();
-    EXPECT_EQ(call.reports().at(0).second, (values{kernel_name(call), 0}));
+    EXPECT_EQ(call.reports().at(0).second, (values{kernel_name(call.which), 0}));
   }
 }
 

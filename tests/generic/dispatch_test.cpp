@@ -21,6 +21,11 @@ TEST(dispatch_table, every_family_has_its_widths) {
       expected[{opcode, fixed, flag}] = 4;
       expected[{opcode, dynp, flag}] = 3;
     }
+  for (const unsigned kind : {fixed, dict, dynp}) // of translation: an entry for each key, from a base on, in pages
+    expected[{17, kind, false}] = 5, expected[{17, kind, true}] = 4;
+  expected[{17, rle, true}] = 4; // group keys
+  for (unsigned opcode = 19; opcode <= 21; ++opcode)
+    expected[{opcode, fixed, false}] = expected[{opcode, fixed, true}] = 8; // forms of numbers
   std::map<family, unsigned> widths;
   for (uint32_t index = 0; index < vorn_dispatch_table_size(); ++index) {
     const vorn_test::slot slot = {index};

@@ -1,15 +1,11 @@
 // What the tests of partitions, gather, transposition and the bloom test have in common.
 #pragma once
 
-#include <random>
-
 #include "generic/join/families.hpp"
 #include "tests/join/rows.hpp"
-#include "tests/support/implementation.hpp"
 
 namespace vorn_test {
 
-constexpr uint32_t done = VORN_RESULT_DONE, refused = VORN_RESULT_REFUSED, all_flags = UINT32_MAX;
 constexpr uint32_t with_later(uint32_t form) { return ~(form - 1); } // most flags are looked at in their order
 
 // The parts of a kernel's name, which are taken one after the other.
@@ -23,13 +19,9 @@ inline uint32_t take(std::string &kernel, const flag_names &names) {
   return 0;
 }
 
-template <class Record>
-bool same(const Record &a, const Record &b) {
-  return std::memcmp(&a, &b, sizeof a) == 0;
-}
 inline std::string length_bytes(size_t length) { return bytes_of(static_cast<uint16_t>(length)); }
 
-struct join_test : implementation_test {
+struct join_test : kernel_test {
   template <class... Numbers>
   uint32_t one_of(Numbers... numbers) {
     return std::array{static_cast<uint32_t>(numbers)...}[random() % sizeof...(numbers)];
@@ -38,14 +30,10 @@ struct join_test : implementation_test {
   // Values of one size; with size 0 of several, of which one is the longest.
   std::vector<std::string> values(size_t n, size_t size, size_t longest = 0) {
     std::vector<std::string> all;
-    for (size_t i = 0; i < n; ++i) {
-      all.emplace_back(size != 0 ? size : i == 1 ? longest : i * 7 % 23, 0);
-      std::ranges::generate(all[i], [&] { return static_cast<char>(random()); });
-    }
+    for (size_t i = 0; i < n; ++i)
+      all.push_back(value(size != 0 ? size : i == 1 ? longest : i * 7 % 23));
     return all;
   }
-
-  std::mt19937_64 random{20240917};
 };
 
 } // namespace vorn_test

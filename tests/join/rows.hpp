@@ -5,16 +5,11 @@
 #include <string>
 #include <string_view>
 
+#include "tests/support/kernel_test.hpp"
 #include "tests/support/slots.hpp"
 #include "tests/support/stored.hpp"
 
 namespace vorn_test {
-
-// The bytes of numbers or pointers, one behind the other.
-template <class... Number>
-std::string bytes_of(Number... numbers) {
-  return (std::string(reinterpret_cast<const char *>(&numbers), sizeof numbers) + ...);
-}
 
 // A hash function whose values spread over all bits.
 inline uint64_t mix(const void *data, uint64_t length, uint64_t seed) {

@@ -147,6 +147,34 @@ TEST_P(stored_forms_test, join_as_the_header_says) {
   EXPECT_EQ(areas[1], bytes({0x0b, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0x61, 0x62, 0x63}));
 }
 
+TEST_P(stored_forms_test, translate_and_count_as_the_header_says) {
+  const vorn_ctx ctx = env.context();
+  const bytes keys = hex("00 00 00 00 00 00 00 01 00 00 00 02 00 00 00 03"), floats = hex("bf 80 00 00 40 7f ff ff");
+  bytes table = hex("f5 e0"), integers = hex("00 05 ff fe"), entries(2);
+  uint64_t bits = 0, range = 0;
+  vorn_enc_ctx enc = fixed(32, VORN_HASH_VALUES), numbers = fixed(16);
+  vorn_add_encoding_type_xlate(&numbers, 1, -4, 1, 0, 0);
+  vorn_cv src = vector_of(keys.data(), enc, 4), res = vorn_test::result_of(&bits, 4),
+          tbl = vector_of(nullptr, numbers, 0);
+  res.vorn_cv_vals = &range;
+  tbl.vorn_cv_bv = reinterpret_cast<uint64_t *>(table.data());
+  vorn_aux aux = {};
+  aux.vorn_aux_xlate_tbl = entries.data();
+  vorn_xlate(&ctx, &res, &src, &tbl, &aux);
+  EXPECT_TRUE(bits == 0xd && entries == bytes({0xf5, 0xe0}));
+
+  float native[2];
+  int64_t sum = 0;
+  numbers.vorn_enc_ctx_num_type = VORN_NUM_FLOAT;
+  src = vector_of(floats.data(), numbers, 2), res = vector_of(native, numbers, 2);
+  vorn_convert(&ctx, &res, &src, nullptr);
+  EXPECT_TRUE(native[0] == 1 && native[1] == -1);
+  numbers.vorn_enc_ctx_num_type = VORN_NUM_DSB;
+  src = vector_of(integers.data(), numbers, 2), res = vector_of(&sum, numbers, 1);
+  vorn_gby_sum(&ctx, &res, &src, nullptr, &aux);
+  EXPECT_EQ(sum, 3);
+}
+
 VORN_TEST_ALL_IMPLEMENTATIONS(stored_forms_test);
 
 } // namespace

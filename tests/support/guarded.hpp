@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
+#include <string>
 
 namespace vorn_test {
 
@@ -63,6 +64,28 @@ private:
   uint8_t *base_;
   uint8_t *begin_;
   uint8_t *end_;
+};
+
+// Bytes that end right in front of memory that nobody may touch.
+class guarded_bytes {
+public:
+  explicit guarded_bytes(const std::string &bytes)
+      : memory_(bytes.size()), size_(bytes.size()), data_(memory_.last(bytes.size())) {
+    std::copy(bytes.begin(), bytes.end(), data_);
+  }
+
+  uint8_t *data() { return data_; }
+  template <class T>
+  T *as() {
+    return reinterpret_cast<T *>(data_);
+  }
+  // As they are now.
+  std::string now() const { return memory_.intact(size_) ? std::string(data_, data_ + size_) : "written in front"; }
+
+private:
+  guarded memory_;
+  size_t size_;
+  uint8_t *data_;
 };
 
 } // namespace vorn_test

@@ -1,0 +1,36 @@
+// What the tests of kernels against random rows have in common.
+#pragma once
+
+#include <algorithm>
+#include <random>
+
+#include "tests/support/implementation.hpp"
+
+namespace vorn_test {
+
+constexpr uint32_t done = VORN_RESULT_DONE, refused = VORN_RESULT_REFUSED, all_flags = UINT32_MAX;
+
+// The bytes of numbers or pointers, one behind the other.
+template <class... Number>
+std::string bytes_of(Number... numbers) {
+  return (std::string(reinterpret_cast<const char *>(&numbers), sizeof numbers) + ...);
+}
+
+template <class Record>
+bool same(const Record &a, const Record &b) {
+  return std::memcmp(&a, &b, sizeof a) == 0;
+}
+
+struct kernel_test : implementation_test {
+  std::string value(size_t size) {
+    std::string bytes(size, 0);
+    std::ranges::generate(bytes, [&] { return static_cast<char>(random()); });
+    return bytes;
+  }
+
+  uint32_t below(uint64_t limit) { return static_cast<uint32_t>(random() % limit); }
+
+  std::mt19937_64 random{20240917};
+};
+
+} // namespace vorn_test
