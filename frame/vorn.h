@@ -2,8 +2,8 @@
  * vorn: kernels over compressed column vectors.
  *
  * A host process keeps table data in memory in compressed columns and hands the library a batch of rows at a
- * time.  The library evaluates predicates on the compressed form and writes its results into memory of the host.
- * It owns no data, no thread, no lock and no file.
+ * time.  The library evaluates predicates on the compressed form, decodes, hashes, joins, groups and computes, and
+ * writes its results into memory of the host.  It owns no data, no thread, no lock and no file.
  *
  *     vorn_enc_ctx enc, cst_enc;           how the column and the constant are stored
  *     vorn_cv src, cst, res;               the column, the constant, the result
@@ -131,7 +131,9 @@ enum { VORN_ENC_FIXED = 0, VORN_ENC_DICT = 1, VORN_ENC_DYNP = 2, VORN_ENC_RLE = 
  *
  * Filled are: the ten comparisons for every width of the three builders, with VORN_NULLS or VORN_TZ too; set, decode
  * and unpack for the dictionary widths but 64, without VORN_NULLS; symbol decode for the widths 8, 16 and 32, without
- * VORN_NULLS; the burst of every run-length context, by vorn_enc_ctx_minor_type in place of the type. */
+ * VORN_NULLS; the burst of every run-length context, by vorn_enc_ctx_minor_type in place of the type; translation for
+ * what vorn_add_encoding_type_xlate builds, but bits with c2d, and vorn_add_encoding_type_imca, but bits.  Arithmetic
+ * forms an index of its own. */
 enum { VORN_DISPATCH_SLOTS = 8192 };
 
 /** @} */

@@ -17,6 +17,8 @@ inline constexpr uint32_t arith_block = 256;
 template <class Float>
 class operand {
 public:
+  // The block is written before it is read, and to clear it would cost more than many a call.
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init)
   operand(const vorn_cv &cv, number_form form, bool is_constant)
       : vals_(static_cast<const uint8_t *>(cv.vorn_cv_vals)), form_(form), constant_(is_constant) {
     if (!is_constant)
@@ -41,7 +43,7 @@ private:
   const uint8_t *vals_;
   number_form form_;
   bool constant_;
-  Float block_[arith_block] = {};
+  Float block_[arith_block];
 };
 
 // One row after the other.  An engine of a level may replace it.
