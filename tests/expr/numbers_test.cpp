@@ -134,7 +134,7 @@ struct numbers_test : kernel_test {
 TEST_P(numbers_test, are_summed_in_the_order_of_the_rows_and_converted) {
   for (const uint32_t nrows : row_counts)
     for (const operation what : {by_key, by_key, to_one, to_one, converting_to_one, converting_to_one, converting})
-      for (const unsigned kind : {1U, 2U, 8U, 3U, 9U, 0xaU, 0xfeU, 0xffU, 0xf4U, 0U})
+      for (const unsigned kind : {1U, 2U, 8U, 3U, 9U, 0xaU, 0x41U, 0x82U, 0x1cU, 0xf4U, 0U})
         for (const bool native : {false, true}) {
           const unsigned first = kind & 1 ? 1 : kind & 2 ? 2 : kind & 8; // conversions look at bits
           const unsigned known = what >= converting_to_one || first == kind ? first : 0;

@@ -169,7 +169,8 @@ TEST_P(hash_tables, hold_the_rows_of_a_build_and_give_them_to_a_probe) {
           side probed(form, layout, counted, true, hashing_now < 3 ? s.n : std::min(s.n, 20U), s.n);
           probed.keys->enc.vorn_enc_ctx_flags |= odd ? ~stronger | VORN_HASHRID : 0;
           size_t end = s.first;
-          const size_t total = model.probe(probed.rows, end, SIZE_MAX).size(), rooms[] = {0, 1, 3, total / 2, total};
+          const size_t total = model.probe(probed.rows, end, SIZE_MAX).size(),
+                       rooms[] = {0, 1, total / 2, total - (total != 0), total};
           for (const bool cut_off : {false, true})
             resume(probed, s.first, [&](size_t &row, vorn_aux &aux, vorn_aux &) {
               const size_t room = rooms[cut_off ? random() % 5 : 4];
