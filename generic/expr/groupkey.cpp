@@ -1,7 +1,8 @@
 // The kernel of group keys and its helpers.
 #include "generic/expr/groupkey.hpp"
-#include "generic/decode/unpackers.hpp"
-#include "generic/join/rows.hpp"
+
+#include <algorithm>
+
 #include "generic/table/record.hpp"
 
 VORN_KERNELS_BEGIN
@@ -23,9 +24,12 @@ void vorn_add_ub4(uint32_t *vals, const uint32_t *other, uint32_t n) {
 
 uint32_t vorn_groupkey_dydi(vorn_cv *res, uint32_t *nkeys, vorn_cv *cols, uint32_t ncols, vorn_cv *tmp, vorn_aux *aux) {
   using namespace vorn;
+  const auto has = [=](uint32_t column, uint32_t flag) {
+    return (cols[column].vorn_cv_encoding_context->vorn_enc_ctx_flags & flag) != 0;
+  };
   key_space space(aux->vorn_aux_flags & VORN_AUX_MULTIPLY);
   for (uint32_t column = 0; column < ncols; ++column) {
-    if (!(flags_of(cols[column]) & VORN_DICT))
+    if (!has(column, VORN_DICT))
       return VORN_RESULT_REFUSED;
     if (!space.add(*cols[column].vorn_cv_encoding_context))
       return VORN_RESULT_KEY_SPACE;
@@ -39,9 +43,7 @@ uint32_t vorn_groupkey_dydi(vorn_cv *res, uint32_t *nkeys, vorn_cv *cols, uint32
                                                                     alignof(key_column), 0, &token));
   // Runs are taken up again in the first columns only.
   constexpr uint32_t most_over_runs = 32;
-  const auto over_runs = [&](uint32_t column) {
-    return column < most_over_runs && (flags_of(cols[column]) & VORN_RLE) != 0;
-  };
+  const auto over_runs = [&](uint32_t column) { return column < most_over_runs && has(column, VORN_RLE); };
   for (uint32_t column = 0; column < ncols; ++column)
     states[column] = {0, 0, space.factor(*cols[column].vorn_cv_encoding_context)};
 
@@ -54,8 +56,7 @@ uint32_t vorn_groupkey_dydi(vorn_cv *res, uint32_t *nkeys, vorn_cv *cols, uint32
   while (position < positions && written < capacity && batch != 0) {
     const column_unpacker unpacker(walk, std::min(capacity - written, batch));
     const auto unpack = [&](uint32_t column, uint32_t *out) {
-      const auto kernel = unpacker_of(cols[column].vorn_cv_encoding_context->vorn_enc_ctx_type);
-      return unpacker.unpack(kernel, cols[column], states[column], over_runs(column), position, out);
+      return unpacker.unpack(cols[column], states[column], over_runs(column), position, out);
     };
     uint32_t *const out = keys + written;
     const uint32_t n = unpack(0, out);

@@ -1,10 +1,8 @@
 // Group keys: the dictionary codes of several columns folded into one dense number per row.
 #pragma once
 
-#include <algorithm>
-
 #include "frame/vorn.h"
-#include "generic/native.hpp"
+#include "generic/decode/unpackers.hpp"
 
 // Over n elements of 32 bits.
 VORN_KERNELS_BEGIN
@@ -55,9 +53,7 @@ class column_unpacker {
 public:
   column_unpacker(vorn_aux &walk, uint32_t elements) : walk_(walk), room_(elements) {}
 
-  template <class Unpack>
-  uint32_t unpack(Unpack kernel, vorn_cv &column, key_column &state, bool over_runs, uint32_t position,
-                  uint32_t *out) const {
+  uint32_t unpack(vorn_cv &column, key_column &state, bool over_runs, uint32_t position, uint32_t *out) const {
     vorn_cv res = {};
     res.vorn_cv_vals = out;
     res.vorn_cv_nrows = room_;
@@ -66,7 +62,7 @@ public:
       walk_.vorn_aux_run_idx = state.run_idx;
       walk_.vorn_aux_run_end = state.run_end;
     }
-    kernel(&res, &column, &walk_);
+    unpacker_of(column.vorn_cv_encoding_context->vorn_enc_ctx_type)(&res, &column, &walk_);
     if (over_runs) {
       state.run_idx = walk_.vorn_aux_run_idx;
       state.run_end = walk_.vorn_aux_run_end;

@@ -76,7 +76,7 @@ public:
         keys_(static_cast<const uint8_t *>(src.vorn_cv_vals)), bv_(res.vorn_cv_bv),
         codes_(static_cast<uint8_t *>(aux.vorn_aux_xlate_tbl)) {}
 
-  // Rows first to end - 1 of one word.
+  // Rows of one word.
   void add_range(uint32_t first, uint32_t count) {
     look_up(count, [=](uint32_t i) { return uint64_t{first} + i; });
     uint64_t bits = 0;

@@ -1,6 +1,6 @@
-// Every kernel of the joins, by name and axes, and the order in which each operation chooses among them.  A family is a
-// list that expands to definitions and to the entries of its members; the entries say where a member stands among the
-// axes, and compilation stops when two stand at one place or their number is off.
+// Every kernel of the joins, by name and axes.  A family is a list that expands to definitions and to the entries of
+// its members; the entries say where a member stands among the axes, and compilation stops when two stand at one place
+// or their number is off.  In which order an operation looks at flags stands beside the definitions.
 #pragma once
 
 #include <array>
