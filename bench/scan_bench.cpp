@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "bench/kernels.hpp"
+#include "bench/measure.hpp"
 
 namespace vorn_bench {
 
@@ -135,6 +136,7 @@ void scan(benchmark::State &state, const vorn_kernel *table, slot_axes which, ui
   const uint64_t bytes = rows * which.width() / 8;
   const unsigned reads = bytes < (1U << 20) ? 16 : 1; // so that the clock does not count
   double kernel_time = 0, read_time = 0;
+  const double rate = clock_rate();
   call.run();
   for (auto _ : state) {
     const auto start = clock_type::now();
@@ -148,6 +150,8 @@ void scan(benchmark::State &state, const vorn_kernel *table, slot_axes which, ui
     state.SetIterationTime(seconds(start, between));
   }
   state.counters["Grows/s"] = static_cast<double>(rows) * static_cast<double>(state.iterations()) / kernel_time / 1e9;
+  state.counters["cycles/64"] =
+      64 * kernel_time * 1e9 * rate / (static_cast<double>(rows) * static_cast<double>(state.iterations()));
   state.counters["of_read"] = read_time / kernel_time;
   state.counters["width"] = which.width();
 }

@@ -1,0 +1,58 @@
+// Readers whose passes take VBMI where there is some.
+#pragma once
+
+#include "generic/bitvec/combine.hpp"
+#include "generic/scan/dict.hpp"
+#include "generic/scan/dynp.hpp"
+#include "generic/scan/fixed.hpp"
+#include "generic/scan/membership.hpp"
+#include "isa/avx512/processor.hpp"
+#include "isa/vbmi/passes.hpp"
+
+namespace vorn::inline VORN_LEVEL {
+
+// Whether it pays to ask all rows instead of those of a filter: a row by itself takes about as long as 16 in a vector.
+inline bool is_dense(const uint64_t *filter, uint32_t nrows) {
+  uint64_t ones = 0;
+  for (uint64_t word = 0; word < words_of(nrows); ++word)
+    ones += popcount(filter[word]);
+  return ones >= nrows / 16;
+}
+
+// Base is the pass of processors without VBMI.
+template <class Base>
+struct vbmi_pass {
+  template <class Reader, class Predicate>
+  static uint32_t select(Reader &rows, const Predicate &predicate, uint64_t *out, uint32_t nrows) {
+    return has_vbmi ? rows.select(predicate, out, nrows) : Base::select(rows, predicate, out, nrows);
+  }
+
+  template <class Reader, class Predicate>
+  static uint32_t visit(Reader &rows, const Predicate &predicate, const uint64_t *filter, uint64_t *out,
+                        uint32_t nrows) {
+    if (!has_vbmi || !is_dense(filter, nrows))
+      return Base::visit(rows, predicate, filter, out, nrows);
+    rows.select(predicate, out, nrows);
+    return and_words(out, out, filter, nrows);
+  }
+};
+
+template <unsigned W>
+struct avx512_dict : dict<W> {
+  using dict<W>::dict;
+  using pass = vbmi_pass<word_pass>;
+
+  uint32_t select(const interval<uint64_t> &asked, uint64_t *out, uint32_t nrows) const {
+    return vbmi::select_interval[W](this->stream(), nrows, ring_of(asked, W), out);
+  }
+  uint32_t select(const membership &asked, uint64_t *out, uint32_t nrows) const {
+    return vbmi::select_members[W](this->stream(), nrows, asked.map, out);
+  }
+};
+
+template <unsigned W, bool Tz>
+struct avx512_fixed : fixed<W, Tz> {
+  using fixed<W, Tz>::fixed;
+};
+
+} // namespace vorn::inline VORN_LEVEL

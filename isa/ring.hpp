@@ -1,0 +1,35 @@
+// An interval as engines compare it: numbers of W bits wrap around, so that the complement of an interval is one too,
+// and every predicate but one is a single comparison.
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+
+#include "frame/bits.hpp"
+#include "generic/scan/predicate.hpp"
+
+namespace vorn {
+
+// x matches when x - low <= span modulo 2^W and, with `nonzero`, x is not 0; none matches with `none`.
+struct ring {
+  uint64_t low, span;
+  bool none, nonzero;
+};
+
+} // namespace vorn
+
+namespace vorn::inline VORN_LEVEL {
+
+// The numbers of W bits of an interval, whose bounds may lie above them.
+template <class Number>
+constexpr ring ring_of(const interval<Number> &asked, unsigned width) {
+  const uint64_t top = low_bits(width);
+  const auto low = static_cast<uint64_t>(asked.low), span = static_cast<uint64_t>(asked.span);
+  if (!asked.outside)
+    return {low, std::min(span, top - low), low > top, false};
+  if (low > top)
+    return {0, top, false, asked.nonzero};
+  return {(low + span + 1) & top, top - span - 1, span >= top, asked.nonzero};
+}
+
+} // namespace vorn::inline VORN_LEVEL
