@@ -1,5 +1,5 @@
-// The steps of the decoders for levels whose vectors reverse bytes: the bytes of the codes of a list are loaded first, and
-// the rest becomes vector code.
+// The steps of the decoders for levels whose vectors reverse bytes: the bytes of the codes of a list are loaded first,
+// and the rest becomes vector code.
 #pragma once
 
 #include "generic/decode/code_steps.hpp"

@@ -19,18 +19,18 @@ struct avx512_words {
     for (uint64_t first = 0; first < nwords; first += piece) {
       const uint64_t some = std::min(nwords - first, piece);
       single_words::combine<false>(operation, word_at(dst, first), some, word_at(sources, first)...);
-      count += vbmi::count_ones(word_at(dst, first), some);
+      count += vbmi_passes::count_ones(word_at(dst, first), some);
     }
     return count;
   }
 
   static uint32_t count(const void *bv, uint64_t nwords) {
-    return has_vbmi ? vbmi::count_ones(bv, nwords) : single_words::count(bv, nwords);
+    return has_vbmi ? vbmi_passes::count_ones(bv, nwords) : single_words::count(bv, nwords);
   }
 };
 
-// Ones are listed a word at a time, but for those of the word in hand, of a word that there is no room for, and of the last
-// one.
+// Ones are listed a word at a time, but for those of the word in hand, of a word that there is no room for, and of the
+// last one.
 struct avx512_ones {
   template <class Unit, class Context>
   static uint32_t list_ones(Context &context, uint32_t *out, uint32_t max) {
@@ -43,8 +43,8 @@ struct avx512_ones {
       if (left >= 64 && in_hand < max) {
         count = single_bits::list_ones<Unit>(local, out, in_hand);
         uint32_t room = max - count;
-        const uint64_t words =
-            vbmi::list_ones(next, static_cast<uint64_t>(left) / 64, static_cast<uint32_t>(base + 64), out + count, room);
+        const uint64_t words = vbmi_passes::list_ones(next, static_cast<uint64_t>(left) / 64,
+                                                      static_cast<uint32_t>(base + 64), out + count, room);
         count = max - room;
         if (words != 0) {
           next += words;

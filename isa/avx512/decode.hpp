@@ -27,7 +27,7 @@ struct avx512_steps : block_steps<W, Element> {
     auto *out = static_cast<Element *>(elements);
     const uint32_t head = base::start_of_range(stream, first, n, out);
     const uint64_t begin = (first + head) / 8 * W, end = (stream.ncodes * W + 7) / 8;
-    const vbmi::unpack_passes &passes = vbmi::unpack.of[W];
+    const vbmi_passes::unpack_passes &passes = vbmi_passes::unpack.of[W];
     (is_least ? passes.range : passes.range_ub4)(stream.bytes + begin, end - begin, n - head, out + head);
   }
 
@@ -36,9 +36,10 @@ struct avx512_steps : block_steps<W, Element> {
     if (!has_vbmi || room == 0)
       return base::filter(stream, rows, first, room, elements);
     const auto nrows = static_cast<uint32_t>(stream.ncodes);
-    const vbmi::unpack_passes &passes = vbmi::unpack.of[W];
+    const vbmi_passes::unpack_passes &passes = vbmi_passes::unpack.of[W];
     const uint32_t before = room;
-    const uint32_t next = (is_least ? passes.filter : passes.filter_ub4)(stream.bytes, nrows, rows, first, room, elements);
+    const uint32_t next =
+        (is_least ? passes.filter : passes.filter_ub4)(stream.bytes, nrows, rows, first, room, elements);
     if (room == 0)
       return last_one(rows, std::min(next, nrows));
     return base::filter(stream, rows, next, room, static_cast<Element *>(elements) + (before - room));

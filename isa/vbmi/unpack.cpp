@@ -1,5 +1,5 @@
-// Codes to integers: each code to the bottom of a lane that is as wide as an element.  The rows of a filter are compressed
-// in a register.
+// Codes to integers: each code to the bottom of a lane that is as wide as an element.  The rows of a filter are
+// compressed in a register.
 #include "isa/vbmi/passes.hpp"
 #include "isa/vbmi/select.hpp"
 #include "isa/vbmi/widths.hpp"
@@ -83,14 +83,14 @@ uint32_t unpack_filter(const uint8_t *stream, uint32_t nrows, const uint64_t *fi
 }
 
 template <unsigned W>
-constexpr vbmi::unpack_passes passes = {unpack_range<W, lane<W>>, unpack_range<W, uint32_t>, unpack_filter<W, lane<W>>,
-                                        unpack_filter<W, uint32_t>};
+constexpr vbmi_passes::unpack_passes passes = {unpack_range<W, lane<W>>, unpack_range<W, uint32_t>,
+                                               unpack_filter<W, lane<W>>, unpack_filter<W, uint32_t>};
 
 } // namespace
 
 } // namespace vorn::inline VORN_LEVEL
 
-namespace vorn::vbmi {
+namespace vorn::vbmi_passes {
 
 #define VORN_UNPACK(w) out.of[w] = passes<w>;
 constexpr by_width<unpack_passes> built = [] {
@@ -100,4 +100,4 @@ constexpr by_width<unpack_passes> built = [] {
 }();
 constinit const by_width<unpack_passes> unpack = built;
 
-} // namespace vorn::vbmi
+} // namespace vorn::vbmi_passes
