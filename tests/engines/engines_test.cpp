@@ -7,9 +7,9 @@
 
 #include <cstring>
 #include <numeric>
-#include <random>
 
 #include "tests/bitvec/family.hpp"
+#include "tests/support/random.hpp"
 #include "tests/support/slots.hpp"
 #include "tests/support/stored.hpp"
 
@@ -78,52 +78,20 @@ protected:
     return all;
   }
 
-  uint64_t below(uint64_t limit) { return random() % limit; }
-  uint64_t up_to(uint64_t top) { return top == UINT64_MAX ? random() : below(top + 1); }
-  template <class T, size_t N>
-  T one_of(const T (&choices)[N]) {
-    return choices[below(N)];
-  }
-
   // Memory of a call: bytes at one of its ends, such as a result, or random bits.
   uint8_t *put(part p, size_t size, bool last, unsigned offset = 0) {
     memory[p].place(last ? vorn_test::at_end : offset, size);
     return std::fill_n(memory[p].begin(), size, uint8_t{0xff}) - size;
   }
-  uint8_t *put(part p, size_t size) { return put(p, size, below(2) == 0); }
+  uint8_t *put(part p, size_t size) { return put(p, size, random.once_in(2)); }
   uint64_t *put_bits(part p, uint64_t nbits) {
     put(p, (nbits + 63) / 64 * 8);
-    fill(memory[p]);
+    random.fill(memory[p]);
     return memory[p];
   }
 
-  // No bits, few, half of them, most or all; or so by turns.
-  void fill(const placed_vector &v) {
-    const auto density = below(6);
-    for (uint8_t *at = v.begin(); at < v.end(); at += 8) {
-      const auto a = random(), b = random();
-      const uint64_t words[] = {0, a & b & (a >> 7) & (b >> 9), a, a | b | a >> 7, UINT64_MAX};
-      std::memcpy(at, &words[density == 5 ? below(5) : density],
-                  std::min<size_t>(8, static_cast<size_t>(v.end() - at)));
-    }
-  }
-
-  // Numbers of any size, few different ones, ascending ones or all alike.
-  void draw(size_t n, uint64_t top) {
-    const uint64_t few[] = {0, 1, top, top - 1, up_to(top), up_to(top)}, same = one_of(few);
-    const auto shape = below(4);
-    numbers.resize(n);
-    for (uint64_t &x : numbers)
-      x = shape == 0 ? same : shape == 1 ? one_of(few) : up_to(top);
-    if (shape == 2)
-      std::ranges::sort(numbers);
-  }
-  uint64_t bound(uint64_t top) {
-    const uint64_t row = numbers.empty() ? 0 : numbers[below(numbers.size())];
-    return one_of({uint64_t{0}, uint64_t{1}, top, top - 1, row, row, row + 1, row - 1, uint64_t{random()}});
-  }
   uint8_t *put_codes(unsigned width, bool last) {
-    uint8_t *bytes = put(values, (numbers.size() * width + 7) / 8, last, static_cast<unsigned>(below(8)));
+    uint8_t *bytes = put(values, (numbers.size() * width + 7) / 8, last, static_cast<unsigned>(random.below(8)));
     for (size_t i = 0; i < numbers.size(); ++i)
       vorn_model::put_code(bytes, width, i, numbers[i]);
     return bytes;
@@ -131,10 +99,10 @@ protected:
 
   // Runs that have so many rows together, and a CLA of them.
   void put_runs(uint32_t nrows, unsigned bits, bool indexed, uint64_t shortest) {
-    const uint64_t longest = std::min(one_of({1UL, 3UL, 20UL, 100UL, 65535UL}), top_of(bits));
+    const uint64_t longest = std::min(random.one_of({1UL, 3UL, 20UL, 100UL, 65535UL}), top_of(bits));
     runs.clear();
     for (uint32_t left = nrows; left != 0; left -= runs.back())
-      runs.push_back(static_cast<uint32_t>(shortest + below(std::min<uint64_t>(left, longest) + 1 - shortest)));
+      runs.push_back(static_cast<uint32_t>(shortest + random.below(std::min<uint64_t>(left, longest) + 1 - shortest)));
     uint8_t *length = put(lens, runs.size() * bits / 8), *first = put(operand, 4 * runs.size() + 4);
     vorn_add_encoding_type_rle(&r.enc, length, indexed ? first : nullptr, static_cast<uint8_t>(bits),
                                static_cast<uint32_t>(runs.size()), nullptr);
@@ -151,10 +119,10 @@ protected:
   void for_each_count(Visit visit) {
     for (uint32_t count = 0; count <= 258 && !HasFatalFailure(); ++count)
       for (const bool last : {false, true})
-        if (below(share) == 0) {
+        if (random.once_in(share)) {
           r = {};
           std::ranges::for_each(memory, [](placed_vector &v) { v.place(vorn_test::at_end, 0); });
-          visit(count < 258 ? count : 32768 + static_cast<uint32_t>(below(8192)), last);
+          visit(count < 258 ? count : 32768 + static_cast<uint32_t>(random.below(8192)), last);
         }
   }
 
@@ -179,13 +147,13 @@ protected:
   uint64_t rows = 0;
   vorn_global_ctx_t at_hand = {};
   const uint64_t share = std::getenv("VORN_TEST_ONE_IN") ? std::stoul(std::getenv("VORN_TEST_ONE_IN")) : 1;
-  std::mt19937_64 random{static_cast<uint64_t>(GTEST_FLAG_GET(random_seed))};
+  vorn_test::random_source random{static_cast<uint64_t>(GTEST_FLAG_GET(random_seed))};
 };
 
 // A scan of the source at hand with mask and filter, or by its selective twin.
 void engines::check_scan(const slot &s, uint32_t nrows) {
-  r.src.vorn_cv_mask_bv = below(4) == 0 ? put_bits(mask, nrows) : nullptr;
-  r.aux = vorn_test::selective_by(below(3) == 0 ? nullptr : put_bits(filter, nrows), below(2) == 0);
+  r.src.vorn_cv_mask_bv = random.once_in(4) ? put_bits(mask, nrows) : nullptr;
+  r.aux = vorn_test::selective_by(random.once_in(3) ? nullptr : put_bits(filter, nrows), random.once_in(2));
   r.aux.vorn_aux_op_bits[2] = 0x40;
   put(out, (nrows + 63) / 64 * 8);
   r.res = vorn_test::result_of(memory[out], nrows);
@@ -199,16 +167,16 @@ void engines::check_predicates(const slot &first, unsigned width, bool uniform, 
   const unsigned size = width / 8, bits = codes ? 0 : vorn_model::length_code_bits(first.width());
   r.enc = first.encoding_context(uniform ? VORN_UNIFORM_LENS : 0);
   r.enc.vorn_enc_ctx_width = width;
-  draw(nrows, top_of(width));
+  random.draw(numbers, nrows, top_of(width));
 
   // Now and then dynamic-packed values have one length.
   uint8_t *lengths = put(lens, uniform ? 1 : (uint64_t{nrows} * bits + 7) / 8);
-  const auto shortest = below(4) == 0 ? below(size + 1) : 0;
+  const auto shortest = random.once_in(4) ? random.below(size + 1) : 0;
   std::vector<uint8_t> stored(nrows, static_cast<uint8_t>(size)); // bytes of each value
   if (uniform)
     *lengths = static_cast<uint8_t>(random());
   for (uint32_t row = 0; row < nrows && bits != 0 && !uniform; ++row) {
-    const auto code = static_cast<uint8_t>(std::max(shortest, below(first.width() / 8)) & top_of(bits));
+    const auto code = static_cast<uint8_t>(std::max(shortest, random.below(first.width() / 8)) & top_of(bits));
     vorn_model::put_length_code(lengths, bits, row, code & (packed ? size - 1 : 255U));
     stored[row] = packed ? static_cast<uint8_t>((code & (size - 1)) + 1) : stored[row];
   }
@@ -216,19 +184,20 @@ void engines::check_predicates(const slot &first, unsigned width, bool uniform, 
   if (codes)
     put_codes(width, last);
   else
-    at = put(values, std::accumulate(stored.begin(), stored.end(), size_t{0}), last, static_cast<unsigned>(below(8)));
+    at = put(values, std::accumulate(stored.begin(), stored.end(), size_t{0}), last,
+             static_cast<unsigned>(random.below(8)));
   for (uint32_t row = 0; row < nrows && !codes; at += stored[row++])
     store_big(at, numbers[row] >> 8 * (size - stored[row]), stored[row]);
   r.src = vorn_test::vector_of(memory[values].begin(), r.enc, nrows, lengths);
 
   for (unsigned opcode = VORN_OPC_EQ; opcode <= VORN_OPC_GE_LE; ++opcode) {
     for (const auto &[cv, value, code] : {std::tuple{&r.lo, low, low_code}, {&r.hi, high, high_code}}) {
-      const uint64_t number = bound(top_of(width));
+      const uint64_t number = random.bound(numbers, top_of(width));
       *cv = vorn_test::vector_of(put(value, codes ? 4 : size), r.enc, 1, put(code, 1));
       codes ? std::memcpy(cv->vorn_cv_vals, &number, 4) : (store_big(memory[value], number, size), nullptr);
-      *memory[code].begin() = static_cast<uint8_t>(uniform          ? *lengths + below(3) - 1
-                                                   : below(16) == 0 ? random() // refused where values are packed
-                                                                    : below(first.width() / 8 + 1));
+      *memory[code].begin() = static_cast<uint8_t>(uniform              ? *lengths + random.below(3) - 1
+                                                   : random.once_in(16) ? random() // refused where values are packed
+                                                                        : random.below(first.width() / 8 + 1));
     }
     check_scan({first.index + opcode}, nrows);
   }
@@ -250,7 +219,8 @@ TEST_P(engines, sets) {
   for (const slot &s : vorn_test::slots_of(VORN_OPC_SET, 22))
     for_each_count([&](uint32_t nrows, bool last) {
       r.enc = s.encoding_context();
-      draw(nrows, std::min(top_of(s.width()), below(2) == 0 ? uint64_t{70000} : 1 + below(300)));
+      random.draw(numbers, nrows,
+                  std::min(top_of(s.width()), random.once_in(2) ? uint64_t{70000} : 1 + random.below(300)));
       r.src = vorn_test::vector_of(put_codes(s.width(), last), r.enc, nrows);
       r.lo.vorn_cv_bv = put_bits(operand, nrows == 0 ? 1 : *std::ranges::max_element(numbers) + 1);
       check_scan(s, nrows);
@@ -263,30 +233,32 @@ void engines::check_unpack(const slot &s, unsigned run_bits, uint32_t nrows) {
   for (const int form : {range, by_filter, by_list}) {
     const uint32_t start = std::min(nrows, next_start++ % 71);
     r.aux = {};
-    r.aux.vorn_aux_flags = below(2) == 0 ? VORN_AUX_UNPACK_UB4 : 0;
+    r.aux.vorn_aux_flags = random.once_in(2) ? VORN_AUX_UNPACK_UB4 : 0;
     r.aux.vorn_aux_start_slot = start;
     r.aux.vorn_aux_run_idx = 77;
-    if (run_bits != 0 && start != 0 && below(3) != 0) { // goes on in the run of the row before, or of an earlier one
-      const uint64_t row = start - 1 - below(std::min(start, 3U));
+    if (run_bits != 0 && start != 0 &&
+        random.below(3) != 0) { // goes on in the run of the row before, or of an earlier one
+      const uint64_t row = start - 1 - random.below(std::min(start, 3U));
       uint32_t run = 0, end = runs[0];
       while (end <= row)
         end += runs[++run];
       r.aux.vorn_aux_run_idx = run;
       r.aux.vorn_aux_run_end = end;
     }
-    uint64_t room = one_of({uint64_t{0}, uint64_t{1}, below(nrows + 2), uint64_t{256}, uint64_t{nrows}});
+    uint64_t room = random.one_of({uint64_t{0}, uint64_t{1}, random.below(nrows + 2), uint64_t{256}, uint64_t{nrows}});
     if (form == by_filter)
       r.aux.vorn_aux_filter_bv = put_bits(filter, nrows);
     if (form == by_list) {
-      room = start == nrows ? 0 : below(nrows - start) + 1;
+      room = start == nrows ? 0 : random.below(nrows - start) + 1;
       if (room == 0 && run_bits != 0)
         continue; // is an error
-      auto *list = reinterpret_cast<uint32_t *>(put(operand, 4 * room));
-      std::generate_n(list, room, [&] { return start + static_cast<uint32_t>(below(nrows - start)); });
-      if (run_bits != 0)
-        std::sort(list, list + room);
-      r.aux.vorn_aux_ones_vec = list;
+      put(operand, 4 * room);
+      r.aux.vorn_aux_ones_vec = memory[operand];
       r.aux.vorn_aux_ones_vec_size = static_cast<uint32_t>(room);
+      std::generate_n(r.aux.vorn_aux_ones_vec, room,
+                      [&] { return start + static_cast<uint32_t>(random.below(nrows - start)); });
+      if (run_bits != 0)
+        std::sort(r.aux.vorn_aux_ones_vec, r.aux.vorn_aux_ones_vec + room);
     }
     const unsigned element = r.aux.vorn_aux_flags != 0 || s.width() > 16 ? 4 : s.width() > 8 ? 2 : 1;
     r.res = {};
@@ -304,7 +276,7 @@ TEST_P(engines, unpack) {
           r.enc = s.encoding_context();
           if (run_bits != 0)
             put_runs(nrows, run_bits, false, 1);
-          draw(run_bits == 0 ? nrows : runs.size(), top_of(s.width()));
+          random.draw(numbers, run_bits == 0 ? nrows : runs.size(), top_of(s.width()));
           r.src = vorn_test::vector_of(put_codes(s.width(), last), r.enc, nrows);
           check_unpack(s, run_bits, nrows);
         });
@@ -315,28 +287,28 @@ TEST_P(engines, decode) {
   for (const slot &s : vorn_test::slots_of(VORN_OPC_DECODE, 22))
     for (const bool offsets : {false, true})
       for_each_count([&](uint32_t listed, bool last) {
-        draw(1 + below(2 * std::min(listed, 20000U) + 9),
-             std::min(top_of(s.width()), offsets ? 1 + below(5000) : UINT64_MAX));
-        const auto nsyms = 1 + *std::ranges::max_element(numbers), ncodes = numbers.size();
-        uint8_t *cla = put(operand, offsets ? 4 * (nsyms + 1) : 0, true);
+        const auto ncodes = 1 + static_cast<uint32_t>(random.below(2 * std::min(listed, 20000U) + 9));
+        random.draw(numbers, ncodes, std::min(top_of(s.width()), offsets ? 1 + random.below(5000) : UINT64_MAX));
+        const auto nsyms = static_cast<uint32_t>(1 + *std::ranges::max_element(numbers));
+        uint8_t *cla = put(operand, offsets ? 4 * (uint64_t{nsyms} + 1) : 0, true);
         uint64_t offset = 0;
-        for (uint64_t i = 0; offsets && i <= nsyms; offset += below(20) == 0 ? 65536 : below(9))
+        for (uint64_t i = 0; offsets && i <= nsyms; offset += random.once_in(20) ? 65536 : random.below(9))
           store_big(cla + 4 * i++, offset, 4);
         uint8_t *length = put(low, 2);
-        store_big(length, below(4) == 0 ? 0 : random(), 2);
-        vorn_build_encoding_type_dict(&r.enc, s.width(), cla, length, cla, static_cast<uint32_t>(nsyms),
+        store_big(length, random.once_in(4) ? 0 : random(), 2);
+        vorn_build_encoding_type_dict(&r.enc, s.width(), cla, length, cla, nsyms,
                                       offsets ? VORN_DICT_CLA : VORN_DICT_ONE_LENGTH, 0);
-        const bool of_runs = below(2) == 0; // whose number it is that matters
+        const bool of_runs = random.once_in(2); // whose number it is that matters
         if (of_runs)
-          vorn_add_encoding_type_rle(&r.enc, nullptr, nullptr, 8, static_cast<uint32_t>(ncodes), nullptr);
-        r.src = vorn_test::vector_of(put_codes(s.width(), last), r.enc, of_runs ? 3 : static_cast<uint32_t>(ncodes));
-        auto *list = reinterpret_cast<uint32_t *>(put(filter, 4 * uint64_t{listed}));
-        std::generate_n(list, listed, [&] { return static_cast<uint32_t>(below(ncodes)); });
-        r.aux.vorn_aux_ones_vec = list;
+          vorn_add_encoding_type_rle(&r.enc, nullptr, nullptr, 8, ncodes, nullptr);
+        r.src = vorn_test::vector_of(put_codes(s.width(), last), r.enc, of_runs ? 3 : ncodes);
+        put(filter, 4 * uint64_t{listed});
+        r.aux.vorn_aux_ones_vec = memory[filter];
         r.aux.vorn_aux_ones_vec_size = listed;
+        std::generate_n(r.aux.vorn_aux_ones_vec, listed, [&] { return static_cast<uint32_t>(random.below(ncodes)); });
         r.res.vorn_cv_vals = put(out, 8 * uint64_t{listed});
         r.res.vorn_cv_lens = put(out_lens, 2 * uint64_t{listed});
-        r.res.vorn_cv_flgs = below(3) == 0 ? nullptr : put(out_flgs, 2 * uint64_t{listed});
+        r.res.vorn_cv_flgs = random.once_in(3) ? nullptr : put(out_flgs, 2 * uint64_t{listed});
         compare(s, listed);
       });
 }
@@ -347,10 +319,11 @@ TEST_P(engines, bursts) {
       for (int repetition = 0; repetition < 10; ++repetition)
         for_each_count([&](uint32_t nrows, bool /*last*/) {
           vorn_build_encoding_type_dict(&r.enc, 8, nullptr, nullptr, nullptr, 0, 0, 0);
-          put_runs(nrows, bits, indexed, below(2));
+          put_runs(nrows, bits, indexed, random.below(2));
           r.src = vorn_test::vector_of(nullptr, r.enc, 0);
           r.aux.vorn_aux_filter_bv = put_bits(filter, runs.size());
-          const auto nbits = static_cast<uint32_t>(nrows + one_of({0U, 0U, 35U, 70U})); // the others are of no run
+          const auto nbits =
+              static_cast<uint32_t>(nrows + random.one_of({0U, 0U, 35U, 70U})); // the others are of no run
           put(out, (nbits + 63) / 64 * 8);
           r.res = vorn_test::result_of(memory[out], nbits);
           compare({static_cast<uint32_t>(r.enc.vorn_enc_ctx_minor_type << 5 | VORN_OPC_BURST)}, nrows);
@@ -364,31 +337,32 @@ void engines::check_bits(uint32_t nbits, bool last) {
     compare(name, nbits, [&] { operation(families[vorn_global_ctx.vorn_global_ctx_dispatch != vorn_dispatch_table]); });
   };
   const auto place = [&](placed_vector &v) {
-    v.place(last ? vorn_test::at_end : static_cast<unsigned>(below(generic.unit == 8 ? 8 : 1)), generic.size(nbits));
-    fill(v);
+    v.place(last ? vorn_test::at_end : static_cast<unsigned>(random.below(generic.unit == 8 ? 8 : 1)),
+            generic.size(nbits));
+    random.fill(v);
   };
   auto *const count = reinterpret_cast<uint32_t *>(r.results);
   place(memory[out]);
   for (size_t op = 0; op < generic.combinations.size(); ++op) {
     std::ranges::for_each(sources, place);
-    const auto target = below(generic.combinations[op].nsources + 1);
+    const auto target = random.below(generic.combinations[op].nsources + 1);
     const placed_vector &dst = target == 0 ? memory[out] : sources[target - 1];
-    uint32_t *const counted = below(3) == 0 ? nullptr : count;
+    uint32_t *const counted = random.once_in(3) ? nullptr : count;
     check("combination", [&](auto &ops) { ops.combinations[op].run(dst, counted, sources, nbits); });
   }
   check("popcnt", [&](auto &ops) { ops.popcnt(count, sources[0], nbits); });
   if (nbits != 0) {
-    const uint64_t from = below(nbits), to = from + below(nbits - from);
+    const uint64_t from = random.below(nbits), to = from + random.below(nbits - from);
     check("set_range", [&](auto &ops) { ops.set_range(sources[0], from, to); });
     check("clr_range", [&](auto &ops) { ops.clr_range(sources[1], from, to); });
   }
-  const auto mode = static_cast<uint8_t>(below(3));
-  const uint64_t start = below(2) == 0 ? 0 : below(8 * generic.size(nbits) + 1);
+  const auto mode = static_cast<uint8_t>(random.below(3));
+  const uint64_t start = random.once_in(2) ? 0 : random.below(8 * generic.size(nbits) + 1);
   check("ictx_ini2", [&](auto &ops) { ops.start(r.iterator, sources[2], nbits, mode, start); });
   for (unsigned step = 0; step < 6; ++step) {
-    const uint32_t batch = one_of({0U, 1U, 7U, 64U, 65U, nbits});
+    const uint32_t batch = random.one_of({0U, 1U, 7U, 64U, 65U, nbits});
     put(operand, 4 * uint64_t{batch});
-    const bool singly = below(3) == 0;
+    const bool singly = random.once_in(3);
     check("iterator", [&](auto &ops) {
       for (uint64_t &result : r.results)
         result = mode == 1 ? ops.iter_clr(r.iterator)
