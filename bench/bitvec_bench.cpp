@@ -2,6 +2,7 @@
 #include <benchmark/benchmark.h>
 
 #include "bench/kernels.hpp"
+#include "bench/measure.hpp"
 
 namespace vorn_bench {
 
@@ -31,8 +32,7 @@ struct word_vectors {
 };
 
 void count_bits(benchmark::State &state) {
-  state.counters["Gbit/s"] =
-      benchmark::Counter(static_cast<double>(cached_rows) / 1e9, benchmark::Counter::kIsIterationInvariantRate);
+  report_rates(state, static_cast<double>(cached_rows), "Gbit/s");
 }
 
 template <class Family>

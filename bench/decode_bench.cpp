@@ -5,6 +5,7 @@
 #include <random>
 
 #include "bench/kernels.hpp"
+#include "bench/measure.hpp"
 
 namespace vorn_bench {
 
@@ -38,13 +39,11 @@ void burst(benchmark::State &state, const vorn_kernel *table, slot_axes which, u
   aux.vorn_aux_filter_bv = selected.data();
   for (auto _ : state)
     table[which.index].unary(&res, &src, &aux);
-  state.counters["Grows/s"] =
-      benchmark::Counter(static_cast<double>(rows) / 1e9, benchmark::Counter::kIsIterationInvariantRate);
+  report_rates(state, static_cast<double>(rows));
 }
 
 void count_rows(benchmark::State &state, uint64_t rows, unsigned width) {
-  state.counters["Grows/s"] =
-      benchmark::Counter(static_cast<double>(rows) / 1e9, benchmark::Counter::kIsIterationInvariantRate);
+  report_rates(state, static_cast<double>(rows));
   state.counters["width"] = width;
 }
 
@@ -182,8 +181,7 @@ void prefix_decode(benchmark::State &state, const vorn_global_ctx_t *record, boo
   aux.vorn_aux_prefix_out = described ? descriptors.data() : nullptr;
   for (auto _ : state)
     record->vorn_prefix_decode_dydi(&res, &src, &aux);
-  state.counters["Grows/s"] =
-      benchmark::Counter(static_cast<double>(cached_rows) / 1e9, benchmark::Counter::kIsIterationInvariantRate);
+  report_rates(state, static_cast<double>(cached_rows));
 }
 
 void add_dictionary_decoder(const implementation &which, slot_axes slot) {

@@ -18,4 +18,12 @@ double clock_rate() {
   return best;
 }
 
+void report_rates(benchmark::State &state, double rows, const char *unit) {
+  using benchmark::Counter;
+  state.counters[unit] = Counter(rows / 1e9, Counter::kIsIterationInvariantRate);
+  // The time that 64 rows take, in cycles.
+  state.counters["cycles/64"] =
+      Counter(rows / 64 / (clock_rate() * 1e9), Counter::kIsIterationInvariantRate | Counter::kInvert);
+}
+
 } // namespace vorn_bench

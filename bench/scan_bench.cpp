@@ -163,8 +163,7 @@ void twin(benchmark::State &state, const vorn_kernel *table, slot_axes which, un
   call.aux.vorn_aux_flags = VORN_AUX_FORCE_SELECTIVE;
   for (auto _ : state)
     call.run();
-  state.counters["Grows/s"] =
-      benchmark::Counter(static_cast<double>(cached_rows) / 1e9, benchmark::Counter::kIsIterationInvariantRate);
+  report_rates(state, static_cast<double>(cached_rows));
 }
 
 void small_call(benchmark::State &state, uint32_t rows) {

@@ -4,7 +4,7 @@
 #include "generic/bitvec/combine.hpp"
 #include "generic/bitvec/iterate.hpp"
 #include "generic/decode/burst.hpp"
-#include "generic/decode/code_steps.hpp"
+#include "isa/avx512/decode.hpp"
 #include "isa/avx512/scan.hpp"
 
 namespace vorn::inline VORN_LEVEL::engine {
@@ -14,10 +14,10 @@ using dict_rows = avx512_dict<W>;
 template <unsigned W, bool Tz>
 using fixed_rows = avx512_fixed<W, Tz>;
 template <unsigned W, bool Tz>
-using dynp_rows = dynp<W, Tz>;
+using dynp_rows = avx512_dynp<W, Tz>;
 
 template <unsigned W, class Element>
-using steps = code_steps<W, Element>;
+using steps = avx512_steps<W, Element>;
 
 using run_pass = single_runs;
 

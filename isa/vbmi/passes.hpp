@@ -27,4 +27,40 @@ extern const by_width<interval_pass> select_interval;
 using set_pass = uint32_t (*)(const uint8_t *stream, uint32_t nrows, const uint64_t *map, uint64_t *out);
 extern const by_width<set_pass> select_members; // up to 32
 
+// The length codes of rows: packed, or the one of all rows where they have one.
+struct code_source {
+  const uint8_t *packed;
+  unsigned bits; // of a code
+  const uint8_t *uniform;
+};
+
+// The same for values with their length codes.
+using pair_pass = uint32_t (*)(const uint8_t *values, uint32_t nrows, const code_source &codes,
+                               const pair_interval &asked, uint64_t *out);
+extern const by_width<pair_pass> select_pairs; // 16 and more, in whole bytes
+
+// Dynamic-packed values, in classes of 16, 32 and 64 bits, and with their length codes as a second key.
+using packed_pass = uint32_t (*)(const uint8_t *values, uint32_t nrows, const uint8_t *lens, const ring &asked,
+                                 uint64_t *out);
+extern const by_width<packed_pass> select_packed;
+using packed_pair_pass = uint32_t (*)(const uint8_t *values, uint32_t nrows, const uint8_t *lens,
+                                      const pair_interval &asked, uint64_t *out);
+extern const by_width<packed_pair_pass> select_packed_pairs;
+
+// Writes n codes, of which the first begins with a byte, as elements; `size` is the bytes from there to the end of the
+// stream.
+using unpack_pass = void (*)(const uint8_t *codes, uint64_t size, uint32_t n, void *elements);
+
+// Writes the codes of the rows of a filter, of nrows rows, from `first` on, word by word as long as there is room for all
+// rows of a word.  Returns the row behind the last word.
+using filter_pass = uint32_t (*)(const uint8_t *stream, uint32_t nrows, const uint64_t *filter, uint32_t first,
+                                 uint32_t &room, void *elements);
+
+// To the least elements that hold a code, and to those of 4 bytes.
+struct unpack_passes {
+  unpack_pass range, range_ub4;
+  filter_pass filter, filter_ub4;
+};
+extern const by_width<unpack_passes> unpack; // up to 32
+
 } // namespace vorn::vbmi
