@@ -31,9 +31,7 @@ struct word_vectors {
   static constexpr auto ones = &vorn_global_ctx_t::vorn_lbiwvones_dydi;
 };
 
-void count_bits(benchmark::State &state) {
-  report_rates(state, static_cast<double>(cached_rows), "Gbit/s");
-}
+void count_bits(benchmark::State &state) { report_rates(state, static_cast<double>(cached_rows), "Gbit/s"); }
 
 template <class Family>
 void combine(benchmark::State &state, const vorn_global_ctx_t *record, unsigned nsources, bool in_place, bool counted) {

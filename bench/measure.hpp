@@ -40,7 +40,8 @@ void measure_beside(benchmark::State &state, double rows, Work work, Touch touch
   measure_beside(state, rows, work, touch, [] {});
 }
 
-// The same of a benchmark whose time is not measured by hand: what its iterations have done, in 10^9 of `unit` a second.
+// The same of a benchmark whose time is not measured by hand: what its iterations have done, in 10^9 of `unit` a
+// second.
 void report_rates(benchmark::State &state, double rows, const char *unit = "Grows/s");
 
 } // namespace vorn_bench

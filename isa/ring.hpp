@@ -16,8 +16,8 @@ struct ring {
   bool none, nonzero;
 };
 
-// Values with a second sort key, a length code: the pairs from (low, low_code) to (high, high_code), both included, or with
-// `outside` all others.
+// Values with a second sort key, a length code: the pairs from (low, low_code) to (high, high_code), both included, or
+// with `outside` all others.
 struct pair_interval {
   uint64_t low, high;
   uint8_t low_code, high_code;

@@ -38,7 +38,8 @@ struct avx512_steps : code_steps<W, Element> {
     const auto nrows = static_cast<uint32_t>(stream.ncodes);
     const vbmi::unpack_passes &passes = vbmi::unpack.of[W];
     const uint32_t before = room;
-    const uint32_t next = (is_least ? passes.filter : passes.filter_ub4)(stream.bytes, nrows, rows, first, room, elements);
+    const uint32_t next =
+        (is_least ? passes.filter : passes.filter_ub4)(stream.bytes, nrows, rows, first, room, elements);
     if (room == 0)
       return last_one(rows, std::min(next, nrows));
     return base::filter(stream, rows, next, room, static_cast<Element *>(elements) + (before - room));

@@ -1,5 +1,5 @@
-// Values with a second sort key.  Pairs are compared by their values; where a value is that of a bound, the codes decide,
-// whose answers are words of bits made beforehand.
+// Values with a second sort key.  Pairs are compared by their values; where a value is that of a bound, the codes
+// decide, whose answers are words of bits made beforehand.
 #pragma once
 
 #include <utility>

@@ -51,8 +51,8 @@ extern const by_width<packed_pair_pass> select_packed_pairs;
 // stream.
 using unpack_pass = void (*)(const uint8_t *codes, uint64_t size, uint32_t n, void *elements);
 
-// Writes the codes of the rows of a filter, of nrows rows, from `first` on, word by word as long as there is room for all
-// rows of a word.  Returns the row behind the last word.
+// Writes the codes of the rows of a filter, of nrows rows, from `first` on, word by word as long as there is room for
+// all rows of a word.  Returns the row behind the last word.
 using filter_pass = uint32_t (*)(const uint8_t *stream, uint32_t nrows, const uint64_t *filter, uint32_t first,
                                  uint32_t &room, void *elements);
 

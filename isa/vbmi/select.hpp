@@ -32,8 +32,8 @@ constexpr uint64_t stream_bytes(uint64_t nrows) {
   return (nrows * Lanes::width + 7) / 8;
 }
 
-// The words whose vectors can be loaded whole: a vector may have fewer bytes than are loaded for it, and nothing is read
-// behind the last code.  The others take loads with a mask, which are slower.
+// The words whose vectors can be loaded whole: a vector may have fewer bytes than are loaded for it, and nothing is
+// read behind the last code.  The others take loads with a mask, which are slower.
 template <class Lanes>
 constexpr uint64_t whole_loads(uint64_t nrows) {
   constexpr uint64_t needed = 64 + (Lanes::vectors - 1) * Lanes::bytes;
@@ -41,8 +41,8 @@ constexpr uint64_t whole_loads(uint64_t nrows) {
   return size < needed ? 0 : std::min((size - needed) / Lanes::block_bytes + 1, nrows / 64);
 }
 
-// Writes match(word, rows, bytes) for each word of 64 of nrows codes, zeros up to the end of the last word, and returns the
-// number of ones.  `rows` are those of the word that there are; bytes(v) is vector v of its codes.
+// Writes match(word, rows, bytes) for each word of 64 of nrows codes, zeros up to the end of the last word, and returns
+// the number of ones.  `rows` are those of the word that there are; bytes(v) is vector v of its codes.
 template <class Lanes, class Match>
 [[gnu::always_inline]] inline uint32_t select_words(const uint8_t *stream, uint32_t nrows, const Match &match,
                                                     uint64_t *out) {
@@ -73,9 +73,8 @@ template <class Lanes, class Test>
 [[gnu::always_inline]] inline uint32_t select_codes(const uint8_t *stream, uint32_t nrows, const Test &test,
                                                     uint64_t *out) {
   const auto match = [&](uint64_t /*word*/, uint64_t rows, auto bytes) {
-    return collect_masks<Lanes>([&](unsigned v) {
-      return test(bytes(v), static_cast<typename Lanes::mask>(rows >> (v * Lanes::codes)));
-    });
+    return collect_masks<Lanes>(
+        [&](unsigned v) { return test(bytes(v), static_cast<typename Lanes::mask>(rows >> (v * Lanes::codes))); });
   };
   return select_words<Lanes>(stream, nrows, match, out);
 }

@@ -1,5 +1,5 @@
-// Codes to integers: each code to the bottom of a lane that is as wide as an element.  The rows of a filter are compressed
-// in a register.
+// Codes to integers: each code to the bottom of a lane that is as wide as an element.  The rows of a filter are
+// compressed in a register.
 #include "isa/vbmi/passes.hpp"
 #include "isa/vbmi/select.hpp"
 #include "isa/vbmi/widths.hpp"
