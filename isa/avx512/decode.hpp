@@ -1,8 +1,8 @@
 // The steps of the decoders, with VBMI where there is some.
 #pragma once
 
-#include "generic/decode/code_steps.hpp"
 #include "isa/avx512/processor.hpp"
+#include "isa/block_steps.hpp"
 #include "isa/vbmi/passes.hpp"
 
 namespace vorn::inline VORN_LEVEL {
@@ -17,7 +17,7 @@ inline uint32_t last_one(const uint64_t *rows, uint32_t before) {
 }
 
 template <unsigned W, class Element>
-struct avx512_steps : code_steps<W, Element> {
+struct avx512_steps : block_steps<W, Element> {
   using base = code_steps<W, Element>;
   static constexpr bool is_least = std::is_same_v<Element, lane<W>>;
 

@@ -76,11 +76,7 @@ uint32_t select<1>(const uint8_t *stream, uint32_t nrows, const ring &asked, uin
     _mm512_mask_storeu_epi64(out + row / 64, words, hits);
     counts = _mm512_add_epi64(counts, _mm512_popcnt_epi64(hits));
   }
-  uint64_t parts[8], count = 0;
-  _mm512_storeu_si512(parts, counts);
-  for (const uint64_t part : parts)
-    count += part;
-  return static_cast<uint32_t>(count);
+  return sum_of(counts);
 }
 
 } // namespace

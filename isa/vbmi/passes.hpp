@@ -63,4 +63,11 @@ struct unpack_passes {
 };
 extern const by_width<unpack_passes> unpack; // up to 32
 
+// The number of ones of words at any address.
+uint32_t count_ones(const void *words, uint64_t nwords);
+
+// Lists the ones of words, of which the first begins with bit `base`, as long as there is room for all of a word, and up to
+// the word that leaves none.  Returns how many words these are.
+uint64_t list_ones(const uint64_t *words, uint64_t nwords, uint32_t base, uint32_t *out, uint32_t &room);
+
 } // namespace vorn::vbmi

@@ -8,14 +8,16 @@
 
 namespace vorn::inline VORN_LEVEL {
 
-inline uint32_t count_ones(const uint64_t *words, uint64_t nwords) {
+inline uint32_t sum_of(__m512i counts) { return static_cast<uint32_t>(_mm512_reduce_add_epi64(counts)); }
+
+// The ones of words at any address.
+inline uint32_t ones_of(const void *words, uint64_t nwords) {
+  const auto *at = static_cast<const uint8_t *>(words);
   __m512i counts = _mm512_setzero_si512();
-  uint64_t i = 0;
-  for (; i + 8 <= nwords; i += 8)
-    counts = _mm512_add_epi64(counts, _mm512_popcnt_epi64(_mm512_loadu_si512(words + i)));
-  const auto rest = static_cast<__mmask8>(low_bits(nwords - i));
-  counts = _mm512_add_epi64(counts, _mm512_popcnt_epi64(_mm512_maskz_loadu_epi64(rest, words + i)));
-  return static_cast<uint32_t>(_mm512_reduce_add_epi64(counts));
+  for (; nwords >= 8; nwords -= 8, at += 64)
+    counts = _mm512_add_epi64(counts, _mm512_popcnt_epi64(load_vector(at)));
+  const auto rest = static_cast<__mmask8>(low_bits(nwords));
+  return sum_of(_mm512_add_epi64(counts, _mm512_popcnt_epi64(_mm512_maskz_loadu_epi64(rest, at))));
 }
 
 // A bit for each lane of the vectors of 64 codes: answer(v) is a mask.
@@ -56,7 +58,7 @@ template <class Lanes, class Match>
       const uint8_t *block = stream + word * Lanes::block_bytes;
       out[word] = match(word, UINT64_MAX, [=](unsigned v) { return Lanes::load(block, v); });
     }
-    count += count_ones(out + first, end - first);
+    count += ones_of(out + first, end - first);
   }
   for (uint64_t word = whole; word < words; ++word) {
     const uint8_t *block = stream + word * Lanes::block_bytes;
