@@ -16,6 +16,14 @@ struct ring {
   bool none, nonzero;
 };
 
+// Values with a second sort key, a length code: the pairs from (low, low_code) to (high, high_code), both included, or with
+// `outside` all others.
+struct pair_interval {
+  uint64_t low, high;
+  uint8_t low_code, high_code;
+  bool none, outside; // none lies inside
+};
+
 } // namespace vorn
 
 namespace vorn::inline VORN_LEVEL {
@@ -30,6 +38,21 @@ constexpr ring ring_of(const interval<Number> &asked, unsigned width) {
   if (low > top)
     return {0, top, false, asked.nonzero};
   return {(low + span + 1) & top, top - span - 1, span >= top, asked.nonzero};
+}
+
+// The same for numbers that are pairs: the value, of a width, above the length code.
+template <class Number>
+constexpr pair_interval pairs_of(const interval<Number> &asked, unsigned width) {
+  const uint64_t top = low_bits(width);
+  const auto high = static_cast<Number>(asked.low + asked.span);
+  const auto low_value = static_cast<uint64_t>(asked.low >> 8), high_value = static_cast<uint64_t>(high >> 8);
+  const bool beyond = high_value > top; // every value with every code is below
+  return {low_value,
+          beyond ? top : high_value,
+          static_cast<uint8_t>(asked.low),
+          beyond ? uint8_t{255} : static_cast<uint8_t>(high),
+          low_value > top,
+          asked.outside};
 }
 
 } // namespace vorn::inline VORN_LEVEL

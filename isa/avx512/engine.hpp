@@ -14,7 +14,7 @@ using dict_rows = avx512_dict<W>;
 template <unsigned W, bool Tz>
 using fixed_rows = avx512_fixed<W, Tz>;
 template <unsigned W, bool Tz>
-using dynp_rows = dynp<W, Tz>;
+using dynp_rows = avx512_dynp<W, Tz>;
 
 template <unsigned W, class Element>
 using steps = code_steps<W, Element>;

@@ -16,7 +16,7 @@ inline bool is_dense(const uint64_t *filter, uint32_t nrows) {
   uint64_t ones = 0;
   for (uint64_t word = 0; word < words_of(nrows); ++word)
     ones += popcount(filter[word]);
-  return ones >= nrows / 16;
+  return 16 * ones > nrows;
 }
 
 // Base is the pass of processors without VBMI.
@@ -50,9 +50,44 @@ struct avx512_dict : dict<W> {
   }
 };
 
+// Values of a stride in bytes are codes of eight times as many bits.
 template <unsigned W, bool Tz>
 struct avx512_fixed : fixed<W, Tz> {
   using fixed<W, Tz>::fixed;
+  using pass = vbmi_pass<word_pass>;
+
+  template <class Number>
+  uint32_t select(const interval<Number> &asked, uint64_t *out, uint32_t nrows) const {
+    const unsigned width = 8 * this->stride();
+    if constexpr (Tz) {
+      if (nrows != 0) // as the generic form, which looks at the width when it meets a row
+        this->check_width();
+      const vbmi::code_source codes = {this->lens(), length_code_bits(W), this->uniform()};
+      return vbmi::select_pairs[width](this->values(), nrows, codes, pairs_of(asked, width), out);
+    } else {
+      return vbmi::select_interval[width](this->values(), nrows, ring_of(asked, width), out);
+    }
+  }
+};
+
+template <bool Tz>
+struct avx512_fixed<8, Tz> : avx512_dict<8> {
+  using avx512_dict<8>::avx512_dict;
+  static uint64_t selective_constant(const vorn_cv &cst) { return constant(cst); }
+};
+
+template <unsigned W, bool Tz>
+struct avx512_dynp : dynp<W, Tz> {
+  using dynp<W, Tz>::dynp;
+  using pass = vbmi_pass<word_pass>;
+
+  template <class Number>
+  uint32_t select(const interval<Number> &asked, uint64_t *out, uint32_t nrows) const {
+    if constexpr (Tz)
+      return vbmi::select_packed_pairs[W](this->values(), nrows, this->lens(), pairs_of(asked, W), out);
+    else
+      return vbmi::select_packed[W](this->values(), nrows, this->lens(), ring_of(asked, W), out);
+  }
 };
 
 } // namespace vorn::inline VORN_LEVEL

@@ -42,7 +42,7 @@ class in_map<8> {
 public:
   using lanes = code_lanes<8>;
   explicit in_map(const uint64_t *map)
-      : bytes_(_mm512_broadcast_i64x4(_mm256_loadu_si256(reinterpret_cast<const __m256i *>(map)))),
+      : bytes_(_mm512_maskz_loadu_epi64(15, map)),
         bits_(_mm512_set1_epi64(static_cast<int64_t>(0x8040201008040201))) {}
 
   __mmask64 operator()(__m512i codes, __mmask64 /*rows*/) const {
@@ -112,9 +112,43 @@ private:
   const uint64_t *map_;
 };
 
+// The words of a map for all codes of W bits.  A column may have fewer codes, and its map fewer words: what follows them is
+// read, within the page that they end in, but makes no difference.
+template <unsigned W>
+struct whole_map {
+  static constexpr unsigned nwords = W <= 6 ? 1 : 1U << (W - 6);
+  alignas(64) uint64_t words[nwords];
+
+  // scratch: room for a bit for each row.
+  whole_map(const uint8_t *stream, uint32_t nrows, const uint64_t *map, uint64_t *scratch) {
+    constexpr uint64_t page = 4096;
+    const uint64_t on_page = (page - reinterpret_cast<uintptr_t>(map) % page) / sizeof *map;
+    uint64_t present = nwords;
+    if (on_page < nwords) { // the next page is there if a code leads to it
+      const uint64_t beyond = on_page * 64;
+      if (vbmi::select_interval[W](stream, nrows, {beyond, low_bits(W) - beyond, false, false}, scratch) == 0)
+        present = on_page;
+    }
+    read(map, present);
+  }
+
+private:
+  [[gnu::no_sanitize_address]] void read(const uint64_t *map, uint64_t present) {
+    for (unsigned i = 0; i < nwords; i += 8) {
+      const auto these = static_cast<__mmask8>(low_bits(present < i ? 0 : present - i));
+      _mm512_mask_storeu_epi64(words + i, static_cast<__mmask8>(low_bits(nwords - i)),
+                               _mm512_maskz_loadu_epi64(these, map + i));
+    }
+  }
+};
+
 template <unsigned W>
 uint32_t select(const uint8_t *stream, uint32_t nrows, const uint64_t *map, uint64_t *out) {
-  return select_codes<typename in_map<W>::lanes>(stream, nrows, in_map<W>(map), out);
+  using lanes = typename in_map<W>::lanes;
+  if constexpr (W <= 12)
+    return select_codes<lanes>(stream, nrows, in_map<W>(whole_map<W>(stream, nrows, map, out).words), out);
+  else
+    return select_codes<lanes>(stream, nrows, in_map<W>(map), out);
 }
 
 } // namespace

@@ -18,13 +18,11 @@ inline uint32_t count_ones(const uint64_t *words, uint64_t nwords) {
   return static_cast<uint32_t>(_mm512_reduce_add_epi64(counts));
 }
 
-// Writes the answers for 64 codes, of which those of some rows are asked, one test a vector; bytes(v) are those of
-// vector v. Answers go from mask registers to memory without a detour.
-template <class Lanes, class Test, class Bytes>
-[[gnu::always_inline]] inline void answer(const Test &test, uint64_t rows, Bytes bytes, uint64_t *word) {
-  using mask = typename Lanes::mask;
-  *word = [&]<size_t... V>(std::index_sequence<V...>) {
-    return ((uint64_t{test(bytes(V), static_cast<mask>(rows >> (V * Lanes::codes)))} << (V * Lanes::codes)) | ...);
+// A bit for each lane of the vectors of 64 codes: answer(v) is a mask.
+template <class Lanes, class Answer>
+[[gnu::always_inline]] inline uint64_t collect_masks(Answer answer) {
+  return [&]<size_t... V>(std::index_sequence<V...>) {
+    return ((uint64_t{answer(static_cast<unsigned>(V))} << (V * Lanes::codes)) | ...);
   }
   (std::make_index_sequence<Lanes::vectors>{});
 }
@@ -34,8 +32,8 @@ constexpr uint64_t stream_bytes(uint64_t nrows) {
   return (nrows * Lanes::width + 7) / 8;
 }
 
-// The words whose vectors can be loaded whole: a vector may have fewer bytes than are loaded for it, and nothing is
-// read behind the last code.  The others take loads with a mask, which are slower.
+// The words whose vectors can be loaded whole: a vector may have fewer bytes than are loaded for it, and nothing is read
+// behind the last code.  The others take loads with a mask, which are slower.
 template <class Lanes>
 constexpr uint64_t whole_loads(uint64_t nrows) {
   constexpr uint64_t needed = 64 + (Lanes::vectors - 1) * Lanes::bytes;
@@ -43,10 +41,10 @@ constexpr uint64_t whole_loads(uint64_t nrows) {
   return size < needed ? 0 : std::min((size - needed) / Lanes::block_bytes + 1, nrows / 64);
 }
 
-// Sets a bit for each of nrows codes that the test takes, zeros up to the end of the last word, and returns how many
-// these are.
-template <class Lanes, class Test>
-[[gnu::always_inline]] inline uint32_t select_codes(const uint8_t *stream, uint32_t nrows, const Test &test,
+// Writes match(word, rows, bytes) for each word of 64 of nrows codes, zeros up to the end of the last word, and returns the
+// number of ones.  `rows` are those of the word that there are; bytes(v) is vector v of its codes.
+template <class Lanes, class Match>
+[[gnu::always_inline]] inline uint32_t select_words(const uint8_t *stream, uint32_t nrows, const Match &match,
                                                     uint64_t *out) {
   constexpr uint64_t piece = 512; // words, which are counted while they are in the cache
   const uint64_t whole = whole_loads<Lanes>(nrows), words = words_of(nrows);
@@ -56,8 +54,7 @@ template <class Lanes, class Test>
 #pragma GCC unroll 2
     for (uint64_t word = first; word < end; ++word) {
       const uint8_t *block = stream + word * Lanes::block_bytes;
-      answer<Lanes>(
-          test, UINT64_MAX, [=](unsigned v) { return Lanes::load(block, v); }, out + word);
+      out[word] = match(word, UINT64_MAX, [=](unsigned v) { return Lanes::load(block, v); });
     }
     count += count_ones(out + first, end - first);
   }
@@ -65,13 +62,22 @@ template <class Lanes, class Test>
     const uint8_t *block = stream + word * Lanes::block_bytes;
     const uint64_t rows = low_bits(nrows - 64 * word);
     const uint64_t left = stream_bytes<Lanes>(nrows) - word * Lanes::block_bytes;
-    uint64_t hits;
-    answer<Lanes>(
-        test, rows, [=](unsigned v) { return Lanes::load(block, v, left); }, &hits);
-    out[word] = hits & rows;
+    out[word] = match(word, rows, [=](unsigned v) { return Lanes::load(block, v, left); }) & rows;
     count += popcount(out[word]);
   }
   return count;
+}
+
+// The same for a test of the lanes of a vector: test(bytes, rows) is a mask.
+template <class Lanes, class Test>
+[[gnu::always_inline]] inline uint32_t select_codes(const uint8_t *stream, uint32_t nrows, const Test &test,
+                                                    uint64_t *out) {
+  const auto match = [&](uint64_t /*word*/, uint64_t rows, auto bytes) {
+    return collect_masks<Lanes>([&](unsigned v) {
+      return test(bytes(v), static_cast<typename Lanes::mask>(rows >> (v * Lanes::codes)));
+    });
+  };
+  return select_words<Lanes>(stream, nrows, match, out);
 }
 
 } // namespace vorn::inline VORN_LEVEL
