@@ -1,10 +1,11 @@
 // Packed codes as lanes of 8, 16, 32 or 64 bits.
 //
-// A shuffle brings the bytes of each code into its lane, the most significant one on top, and a product or a shift moves
-// the code to the top of the lane.  What is below it there belongs to its neighbours.
+// A shuffle brings the bytes of each code into its lane, the most significant one on top, and a product or a shift
+// moves the code to the top of the lane.  What is below it there belongs to its neighbours, or is zero where codes are
+// whole bytes.
 //
-// Each half of a group of lanes holds 16 codes: half h of vector v those from 16 h + v * per_half on.  So the answers of
-// all vectors of a group pack to one bit for each code, in order.
+// Each half of a group of lanes holds 16 codes: half h of vector v those from 16 h + v * per_half on.  So the answers
+// of all vectors of a group pack to one bit for each code, in order.
 #pragma once
 
 #include "frame/bits.hpp"
@@ -22,7 +23,7 @@ struct code_lanes {
   using number = lane<W>;
   using operations = lanes_of<number>;
   static constexpr unsigned bits = 8 * sizeof(number);
-  static constexpr unsigned spare = bits - W;        // bits of a lane below its code
+  static constexpr unsigned spare = bits - W;         // bits of a lane below its code
   static constexpr unsigned vectors = sizeof(number); // of a group
   static constexpr unsigned per_half = 16 / vectors;
   static constexpr unsigned block_bytes = 8 * W; // of 64 codes
@@ -32,8 +33,7 @@ struct code_lanes {
   template <unsigned V>
   static vector top(const uint8_t *block, unsigned group) {
     constexpr unsigned half_distance = 2 * W;
-    const vector raw =
-        load_halves(block + group * halves * half_distance + V * per_half * W / 8, half_distance);
+    const vector raw = load_halves(block + group * halves * half_distance + V * per_half * W / 8, half_distance);
     constexpr places at = {.begin = V * per_half * W % 8};
     if constexpr (W == 8) {
       return raw;
@@ -60,6 +60,8 @@ private:
   static vector low_product(vector a, vector b) { return VORN_VECTOR(mullo_epi16)(a, b); }
   static vector high_product(vector a, vector b) { return VORN_VECTOR(mulhi_epu16)(a, b); }
 
+  static constexpr uint8_t zero_byte = 0x80; // as a place in a shuffle
+
   // Where the codes of a half stand: the first at bit `begin`, each other one `step` codes behind.
   struct places {
     unsigned begin;
@@ -77,8 +79,10 @@ private:
     // Lane i: the first bytes of code i in the order of the processor.
     constexpr std::array<uint8_t, 16> bytes(unsigned size) const {
       std::array<uint8_t, 16> out = {};
-      for (unsigned i = 0; i < 16; ++i)
-        out[i] = static_cast<uint8_t>(bit(i / size) / 8 + size - 1 - i % size);
+      for (unsigned i = 0; i < 16; ++i) {
+        const unsigned byte = size - 1 - i % size;
+        out[i] = W % 8 == 0 && byte >= W / 8 ? zero_byte : static_cast<uint8_t>(bit(i / size) / 8 + byte);
+      }
       return out;
     }
     constexpr std::array<uint8_t, 16> two_bytes() const { return bytes(2); }
@@ -89,7 +93,7 @@ private:
       std::array<uint8_t, 16> out = {};
       for (unsigned i = 0; i < 8; ++i) {
         out[2 * i] = static_cast<uint8_t>(bit(i) / 8 + 2);
-        out[2 * i + 1] = 0x80;
+        out[2 * i + 1] = zero_byte;
       }
       return out;
     }
@@ -101,9 +105,7 @@ private:
         out[i] = static_cast<uint16_t>(1U << (bit(i) % 8 + more));
       return out;
     }
-    constexpr std::array<uint32_t, 4> shifts() const {
-      return {bit(0) % 8, bit(1) % 8, bit(2) % 8, bit(3) % 8};
-    }
+    constexpr std::array<uint32_t, 4> shifts() const { return {bit(0) % 8, bit(1) % 8, bit(2) % 8, bit(3) % 8}; }
     constexpr std::array<uint32_t, 4> factors() const {
       return {1U << bit(0) % 8, 1U << bit(1) % 8, 1U << bit(2) % 8, 1U << bit(3) % 8};
     }

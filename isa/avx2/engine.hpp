@@ -6,7 +6,6 @@
 #include "generic/decode/burst.hpp"
 #include "generic/decode/code_steps.hpp"
 #include "generic/scan/dynp.hpp"
-#include "generic/scan/fixed.hpp"
 #include "isa/avx2/scan.hpp"
 
 namespace vorn::inline VORN_LEVEL::engine {
@@ -14,7 +13,7 @@ namespace vorn::inline VORN_LEVEL::engine {
 template <unsigned W>
 using dict_rows = lane_dict<W>;
 template <unsigned W, bool Tz>
-using fixed_rows = fixed<W, Tz>;
+using fixed_rows = lane_fixed<W, Tz>;
 template <unsigned W, bool Tz>
 using dynp_rows = dynp<W, Tz>;
 

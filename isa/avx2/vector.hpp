@@ -1,5 +1,5 @@
-// Vectors of 32 bytes, or of 16 where a level has no others.  A vector is one or two halves of 16 bytes, and no operation
-// here moves anything from one half to the other, so that the same code does for both.
+// Vectors of 32 bytes, or of 16 where a level has no others.  A vector is one or two halves of 16 bytes, and no
+// operation here moves anything from one half to the other, so that the same code does for both.
 #pragma once
 
 #include <immintrin.h>
