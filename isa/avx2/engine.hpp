@@ -5,7 +5,6 @@
 #include "generic/bitvec/iterate.hpp"
 #include "generic/decode/burst.hpp"
 #include "generic/decode/code_steps.hpp"
-#include "generic/scan/dynp.hpp"
 #include "isa/avx2/scan.hpp"
 
 namespace vorn::inline VORN_LEVEL::engine {
@@ -15,7 +14,7 @@ using dict_rows = lane_dict<W>;
 template <unsigned W, bool Tz>
 using fixed_rows = lane_fixed<W, Tz>;
 template <unsigned W, bool Tz>
-using dynp_rows = dynp<W, Tz>;
+using dynp_rows = lane_dynp<W, Tz>;
 
 template <unsigned W, class Element>
 using steps = code_steps<W, Element>;

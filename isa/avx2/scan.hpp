@@ -3,10 +3,11 @@
 
 #include "generic/bitvec/combine.hpp"
 #include "generic/scan/dict.hpp"
+#include "generic/scan/dynp.hpp"
 #include "generic/scan/fixed.hpp"
 #include "generic/scan/membership.hpp"
 #include "isa/avx2/members.hpp"
-#include "isa/avx2/pairs.hpp"
+#include "isa/avx2/packed.hpp"
 #include "isa/dense.hpp"
 
 namespace vorn::inline VORN_LEVEL {
@@ -101,6 +102,24 @@ template <bool Tz>
 struct lane_fixed<8, Tz> : lane_dict<8> {
   using lane_dict<8>::lane_dict;
   static uint64_t selective_constant(const vorn_cv &cst) { return constant(cst); }
+};
+
+template <unsigned W, bool Tz>
+struct lane_dynp : dynp<W, Tz> {
+  using dynp<W, Tz>::dynp;
+  using pass = lane_pass;
+
+  template <class Number>
+  static bool has_lanes(const interval<Number> & /*asked*/) {
+    return true;
+  }
+  template <class Number>
+  uint32_t select_lanes(const interval<Number> &asked, uint64_t *out, uint32_t nrows) const {
+    if constexpr (Tz)
+      return select_packed_pairs<W>(this->values(), nrows, this->lens(), pairs_of(asked, W), out);
+    else
+      return select_packed<W>(this->values(), nrows, this->lens(), ring_of(asked, W), out);
+  }
 };
 
 } // namespace vorn::inline VORN_LEVEL
