@@ -56,6 +56,22 @@ struct code_lanes {
     }
   }
 
+  // The same at the bottom of its lane, with zeros above it.
+  template <unsigned V>
+  static vector exact(const uint8_t *block, unsigned group) {
+    const vector x = top<V>(block, group);
+    if constexpr (spare == 0)
+      return x;
+    else if constexpr (bits == 8)
+      return VORN_VECTOR(srli_epi16)(x, spare) & operations::all(low_bits(W));
+    else if constexpr (bits == 16)
+      return VORN_VECTOR(srli_epi16)(x, spare);
+    else if constexpr (bits == 32)
+      return VORN_VECTOR(srli_epi32)(x, spare);
+    else
+      return VORN_VECTOR(srli_epi64)(x, spare);
+  }
+
 private:
   static vector low_product(vector a, vector b) { return VORN_VECTOR(mullo_epi16)(a, b); }
   static vector high_product(vector a, vector b) { return VORN_VECTOR(mulhi_epu16)(a, b); }

@@ -4,8 +4,8 @@
 #include "generic/bitvec/combine.hpp"
 #include "generic/bitvec/iterate.hpp"
 #include "generic/decode/burst.hpp"
-#include "generic/decode/code_steps.hpp"
 #include "isa/avx2/scan.hpp"
+#include "isa/avx2/unpack.hpp"
 
 namespace vorn::inline VORN_LEVEL::engine {
 
@@ -17,7 +17,7 @@ template <unsigned W, bool Tz>
 using dynp_rows = lane_dynp<W, Tz>;
 
 template <unsigned W, class Element>
-using steps = code_steps<W, Element>;
+using steps = lane_steps<W, Element>;
 
 using run_pass = single_runs;
 
