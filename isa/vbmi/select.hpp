@@ -13,6 +13,15 @@ inline uint32_t sum_of(__m512i counts) { return static_cast<uint32_t>(_mm512_red
 // The ones of words at any address.
 [[gnu::noinline]] inline uint32_t ones_of(const void *words, uint64_t nwords) {
   const auto *at = static_cast<const uint8_t *>(words);
+  if (nwords <= 16) { // perhaps just written, which a load of a vector would have to wait for
+    uint32_t count = 0;
+    for (; nwords != 0; --nwords, at += 8) {
+      uint64_t word;
+      std::memcpy(&word, at, sizeof word);
+      count += popcount(word);
+    }
+    return count;
+  }
   __m512i counts = _mm512_setzero_si512();
   for (; nwords >= 8; nwords -= 8, at += 64)
     counts = _mm512_add_epi64(counts, _mm512_popcnt_epi64(load_vector(at)));
