@@ -39,10 +39,9 @@ struct lane_steps : code_steps<W, Element> {
     for (; n >= 64 && is_whole(stream, first); n -= 64, first += 64, out += 64)
       unpack_block(stream.bytes + first / 8 * W, out);
     for (; n != 0; out += std::min(n, 64U), n -= std::min(n, 64U), first += 64) {
-      uint8_t copy[lanes::block_bytes + lanes::slack] = {};
+      const padded_block<lanes> last(stream.bytes + first / 8 * W, (uint64_t{std::min(n, 64U)} * W + 7) / 8);
       Element rest[64];
-      std::memcpy(copy, stream.bytes + first / 8 * W, (uint64_t{std::min(n, 64U)} * W + 7) / 8);
-      unpack_block(copy, rest);
+      unpack_block(last.bytes, rest);
       std::copy_n(rest, std::min(n, 64U), out);
     }
   }
