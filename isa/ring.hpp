@@ -16,8 +16,8 @@ struct ring {
   bool none, nonzero;
 };
 
-// Values with a second sort key, a length code: the pairs from (low, low_code) to (high, high_code), both included, or with
-// `outside` all others.
+// Values with a second sort key, a length code: the pairs from (low, low_code) to (high, high_code), both included, or
+// with `outside` all others.
 struct pair_interval {
   uint64_t low, high;
   uint8_t low_code, high_code;
@@ -51,7 +51,7 @@ constexpr pair_interval pairs_of(const interval<Number> &asked, unsigned width) 
           beyond ? top : high_value,
           static_cast<uint8_t>(asked.low),
           beyond ? uint8_t{255} : static_cast<uint8_t>(high),
-          low_value > top,
+          asked.low >> 8 > top, // in all its bits, which may be more than 64
           asked.outside};
 }
 

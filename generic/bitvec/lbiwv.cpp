@@ -12,6 +12,18 @@ constexpr uint64_t end_mark = UINT64_MAX;
 
 } // namespace
 
+namespace vorn::inline VORN_LEVEL {
+
+uint32_t next_ones(vorn_lbiwv_ictx &iterator, uint32_t *out, uint32_t max) {
+  return list_pass::list_ones<uint64_t>(iterator, out, max);
+}
+
+uint32_t and_words(uint64_t *dst, const uint64_t *a, const uint64_t *b, uint64_t nbits) {
+  return combine_words<uint64_t, pass, true>(bit_and, dst, nbits, a, b);
+}
+
+} // namespace vorn::inline VORN_LEVEL
+
 VORN_KERNELS_BEGIN
 
 VORN_DEFINE_BIT_VECTORS(lbiwv, uint64_t)

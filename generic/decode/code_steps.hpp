@@ -75,11 +75,10 @@ struct code_steps {
     if constexpr (W == 8 && sizeof(Element) == 1) {
       std::memcpy(out, stream.bytes + first, n);
     } else {
-      // Blocks begin where a code begins with a byte.
-      const code_reader<W> codes(stream.bytes, stream.ncodes);
-      for (; n != 0 && first % 8 != 0; --n)
-        *out++ = static_cast<Element>(codes.at(first++));
-      const uint8_t *block = stream.bytes + first / 8 * W;
+      const uint32_t head = start_of_range(stream, first, n, out);
+      const uint8_t *block = stream.bytes + (first + head) / 8 * W;
+      n -= head;
+      out += head;
       for (; n >= 64; n -= 64, block += 8 * W, out += 64)
         unpack_block(block, out);
       if (n != 0) {
@@ -133,6 +132,16 @@ struct code_steps {
       out[i] = code;
     }
     cursor = place;
+  }
+
+protected:
+  // The codes up to the first one that begins with a byte, where blocks can begin.  Returns how many these are.
+  static uint32_t start_of_range(const code_stream &stream, uint64_t first, uint32_t n, Element *out) {
+    const code_reader<W> codes(stream.bytes, stream.ncodes);
+    const auto head = static_cast<uint32_t>(std::min<uint64_t>(-first % 8, n));
+    for (uint32_t i = 0; i < head; ++i)
+      out[i] = static_cast<Element>(codes.at(first + i));
+    return head;
   }
 
 private:

@@ -11,16 +11,9 @@
 
 namespace vorn::inline VORN_LEVEL {
 
-// Whether it pays to ask all rows instead of those of a filter: a row by itself takes about as long as 16 in a vector.
-inline bool is_dense(const uint64_t *filter, uint32_t nrows) {
-  uint64_t ones = 0;
-  for (uint64_t word = 0; word < words_of(nrows); ++word)
-    ones += popcount(filter[word]);
-  return 16 * ones > nrows;
-}
-
-// Base is the pass of processors without VBMI.
-template <class Base>
+// Base is the pass of processors without VBMI.  A row by itself takes about as long as Rows of all: a filter that
+// selects more than one of them is not worth a visit of its rows.
+template <class Base, unsigned Rows>
 struct vbmi_pass {
   template <class Reader, class Predicate>
   static uint32_t select(Reader &rows, const Predicate &predicate, uint64_t *out, uint32_t nrows) {
@@ -30,7 +23,7 @@ struct vbmi_pass {
   template <class Reader, class Predicate>
   static uint32_t visit(Reader &rows, const Predicate &predicate, const uint64_t *filter, uint64_t *out,
                         uint32_t nrows) {
-    if (!has_vbmi || !is_dense(filter, nrows))
+    if (!has_vbmi || uint64_t{Rows} * vbmi_passes::count_ones(filter, words_of(nrows)) <= nrows)
       return Base::visit(rows, predicate, filter, out, nrows);
     rows.select(predicate, out, nrows);
     return and_words(out, out, filter, nrows);
@@ -40,13 +33,13 @@ struct vbmi_pass {
 template <unsigned W>
 struct avx512_dict : dict<W> {
   using dict<W>::dict;
-  using pass = vbmi_pass<word_pass>;
+  using pass = vbmi_pass<word_pass, 128 / sizeof(lane<W>)>;
 
   uint32_t select(const interval<uint64_t> &asked, uint64_t *out, uint32_t nrows) const {
-    return vbmi::select_interval[W](this->stream(), nrows, ring_of(asked, W), out);
+    return vbmi_passes::select_interval[W](this->stream(), nrows, ring_of(asked, W), out);
   }
   uint32_t select(const membership &asked, uint64_t *out, uint32_t nrows) const {
-    return vbmi::select_members[W](this->stream(), nrows, asked.map, out);
+    return vbmi_passes::select_members[W](this->stream(), nrows, asked.map, out);
   }
 };
 
@@ -54,7 +47,7 @@ struct avx512_dict : dict<W> {
 template <unsigned W, bool Tz>
 struct avx512_fixed : fixed<W, Tz> {
   using fixed<W, Tz>::fixed;
-  using pass = vbmi_pass<word_pass>;
+  using pass = vbmi_pass<word_pass, 16>;
 
   template <class Number>
   uint32_t select(const interval<Number> &asked, uint64_t *out, uint32_t nrows) const {
@@ -62,10 +55,10 @@ struct avx512_fixed : fixed<W, Tz> {
     if constexpr (Tz) {
       if (nrows != 0) // as the generic form, which looks at the width when it meets a row
         this->check_width();
-      const vbmi::code_source codes = {this->lens(), length_code_bits(W), this->uniform()};
-      return vbmi::select_pairs[width](this->values(), nrows, codes, pairs_of(asked, width), out);
+      const vbmi_passes::code_source codes = {this->lens(), length_code_bits(W), this->uniform()};
+      return vbmi_passes::select_pairs[width](this->values(), nrows, codes, pairs_of(asked, width), out);
     } else {
-      return vbmi::select_interval[width](this->values(), nrows, ring_of(asked, width), out);
+      return vbmi_passes::select_interval[width](this->values(), nrows, ring_of(asked, width), out);
     }
   }
 };
@@ -79,14 +72,14 @@ struct avx512_fixed<8, Tz> : avx512_dict<8> {
 template <unsigned W, bool Tz>
 struct avx512_dynp : dynp<W, Tz> {
   using dynp<W, Tz>::dynp;
-  using pass = vbmi_pass<word_pass>;
+  using pass = vbmi_pass<word_pass, 64>;
 
   template <class Number>
   uint32_t select(const interval<Number> &asked, uint64_t *out, uint32_t nrows) const {
     if constexpr (Tz)
-      return vbmi::select_packed_pairs[W](this->values(), nrows, this->lens(), pairs_of(asked, W), out);
+      return vbmi_passes::select_packed_pairs[W](this->values(), nrows, this->lens(), pairs_of(asked, W), out);
     else
-      return vbmi::select_packed[W](this->values(), nrows, this->lens(), ring_of(asked, W), out);
+      return vbmi_passes::select_packed[W](this->values(), nrows, this->lens(), ring_of(asked, W), out);
   }
 };
 

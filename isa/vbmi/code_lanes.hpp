@@ -64,7 +64,7 @@ struct code_lanes {
 
   // Each code at the top of its lane.
   static __m512i top(__m512i raw) {
-    if constexpr (W == 8)
+    if constexpr (bits == 8 && W == 8)
       return raw;
     else if constexpr (by_groups)
       return _mm512_multishift_epi64_epi8(load_vector(top_shifts), grouped(raw));

@@ -36,8 +36,10 @@ uint32_t select(const uint8_t *stream, uint32_t nrows, const ring &asked, uint64
     std::fill_n(out, words_of(nrows), 0);
     return 0;
   }
-  return asked.nonzero ? select_codes<code_lanes<W>>(stream, nrows, in_ring<W, true>(asked), out)
-                       : select_codes<code_lanes<W>>(stream, nrows, in_ring<W, false>(asked), out);
+  constexpr bool may_be_codes = W <= 32 || W == 64; // values have no NULL
+  if (may_be_codes && asked.nonzero)
+    return select_codes<code_lanes<W>>(stream, nrows, in_ring<W, may_be_codes>(asked), out);
+  return select_codes<code_lanes<W>>(stream, nrows, in_ring<W, false>(asked), out);
 }
 
 // A code of one bit is its answer, or the opposite of it, or makes no difference: eight words at a time are told by
@@ -76,18 +78,14 @@ uint32_t select<1>(const uint8_t *stream, uint32_t nrows, const ring &asked, uin
     _mm512_mask_storeu_epi64(out + row / 64, words, hits);
     counts = _mm512_add_epi64(counts, _mm512_popcnt_epi64(hits));
   }
-  uint64_t parts[8], count = 0;
-  _mm512_storeu_si512(parts, counts);
-  for (const uint64_t part : parts)
-    count += part;
-  return static_cast<uint32_t>(count);
+  return sum_of(counts);
 }
 
 } // namespace
 
 } // namespace vorn::inline VORN_LEVEL
 
-namespace vorn::vbmi {
+namespace vorn::vbmi_passes {
 
 #define VORN_SELECT(w) out.of[w] = select<w>;
 constexpr by_width<interval_pass> built = [] {
@@ -97,4 +95,4 @@ constexpr by_width<interval_pass> built = [] {
 }();
 constinit const by_width<interval_pass> select_interval = built;
 
-} // namespace vorn::vbmi
+} // namespace vorn::vbmi_passes

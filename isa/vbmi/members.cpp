@@ -42,8 +42,7 @@ class in_map<8> {
 public:
   using lanes = code_lanes<8>;
   explicit in_map(const uint64_t *map)
-      : bytes_(_mm512_maskz_loadu_epi64(15, map)),
-        bits_(_mm512_set1_epi64(static_cast<int64_t>(0x8040201008040201))) {}
+      : bytes_(_mm512_maskz_loadu_epi64(15, map)), bits_(_mm512_set1_epi64(static_cast<int64_t>(0x8040201008040201))) {}
 
   __mmask64 operator()(__m512i codes, __mmask64 /*rows*/) const {
     const __m512i byte = _mm512_and_si512(_mm512_srli_epi16(codes, 3), _mm512_set1_epi8(31));
@@ -112,8 +111,8 @@ private:
   const uint64_t *map_;
 };
 
-// The words of a map for all codes of W bits.  A column may have fewer codes, and its map fewer words: what follows them is
-// read, within the page that they end in, but makes no difference.
+// The words of a map for all codes of W bits.  A column may have fewer codes, and its map fewer words: what follows
+// them is read, within the page that they end in, but makes no difference.
 template <unsigned W>
 struct whole_map {
   static constexpr unsigned nwords = W <= 6 ? 1 : 1U << (W - 6);
@@ -126,7 +125,7 @@ struct whole_map {
     uint64_t present = nwords;
     if (on_page < nwords) { // the next page is there if a code leads to it
       const uint64_t beyond = on_page * 64;
-      if (vbmi::select_interval[W](stream, nrows, {beyond, low_bits(W) - beyond, false, false}, scratch) == 0)
+      if (vbmi_passes::select_interval[W](stream, nrows, {beyond, low_bits(W) - beyond, false, false}, scratch) == 0)
         present = on_page;
     }
     read(map, present);
@@ -155,7 +154,7 @@ uint32_t select(const uint8_t *stream, uint32_t nrows, const uint64_t *map, uint
 
 } // namespace vorn::inline VORN_LEVEL
 
-namespace vorn::vbmi {
+namespace vorn::vbmi_passes {
 
 #define VORN_SELECT(w) out.of[w] = select<w>;
 constexpr by_width<set_pass> built = [] {
@@ -165,4 +164,4 @@ constexpr by_width<set_pass> built = [] {
 }();
 constinit const by_width<set_pass> select_members = built;
 
-} // namespace vorn::vbmi
+} // namespace vorn::vbmi_passes

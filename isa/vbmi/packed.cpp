@@ -1,5 +1,5 @@
-// Dynamic-packed values.  The length codes of 64 rows become masks of the bytes that the values have, by a table of half
-// bytes; an expansion puts the stored bytes there, and what is missing is zero.
+// Dynamic-packed values.  The length codes of 64 rows become masks of the bytes that the values have, by a table of
+// half bytes; an expansion puts the stored bytes there, and what is missing is zero.
 #include "isa/vbmi/pairs.hpp"
 
 namespace vorn::inline VORN_LEVEL {
@@ -93,7 +93,8 @@ uint32_t select(const uint8_t *stream, uint32_t nrows, const uint8_t *lens, cons
   uint32_t count = 0;
   for (uint64_t word = 0; word < words_of(nrows); ++word) {
     out[word] = values.next([&](auto value) {
-      return collect_masks<lanes>([&](unsigned v) { return operations::at_most(operations::subtract(value(v), low), span); });
+      return collect_masks<lanes>(
+          [&](unsigned v) { return operations::at_most(operations::subtract(value(v), low), span); });
     });
     count += popcount(out[word]);
   }
@@ -122,7 +123,7 @@ uint32_t select_with_codes(const uint8_t *stream, uint32_t nrows, const uint8_t 
 
 } // namespace vorn::inline VORN_LEVEL
 
-namespace vorn::vbmi {
+namespace vorn::vbmi_passes {
 
 constexpr by_width<packed_pass> built = [] {
   by_width<packed_pass> out = {};
@@ -142,4 +143,4 @@ constexpr by_width<packed_pair_pass> built_with_codes = [] {
 }();
 constinit const by_width<packed_pair_pass> select_packed_pairs = built_with_codes;
 
-} // namespace vorn::vbmi
+} // namespace vorn::vbmi_passes

@@ -6,8 +6,8 @@ namespace vorn::inline VORN_LEVEL {
 namespace {
 
 template <unsigned W>
-uint32_t select(const uint8_t *values, uint32_t nrows, const vbmi::code_source &codes, const pair_interval &asked,
-                uint64_t *out) {
+uint32_t select(const uint8_t *values, uint32_t nrows, const vbmi_passes::code_source &codes,
+                const pair_interval &asked, uint64_t *out) {
   using lanes = code_lanes<W>;
   const pair_bounds<lanes> bounds(asked);
   code_answers answers;
@@ -27,7 +27,7 @@ uint32_t select(const uint8_t *values, uint32_t nrows, const vbmi::code_source &
 
 } // namespace vorn::inline VORN_LEVEL
 
-namespace vorn::vbmi {
+namespace vorn::vbmi_passes {
 
 constexpr by_width<pair_pass> built = [] {
   by_width<pair_pass> out = {};
@@ -42,4 +42,4 @@ constexpr by_width<pair_pass> built = [] {
 }();
 constinit const by_width<pair_pass> select_pairs = built;
 
-} // namespace vorn::vbmi
+} // namespace vorn::vbmi_passes

@@ -1,5 +1,5 @@
-// Values with a second sort key.  Pairs are compared by their values; where a value is that of a bound, the codes decide,
-// whose answers are words of bits made beforehand.
+// Values with a second sort key.  Pairs are compared by their values; where a value is that of a bound, the codes
+// decide, whose answers are words of bits made beforehand.
 #pragma once
 
 #include <utility>
@@ -15,7 +15,7 @@ public:
   static constexpr uint64_t words = 256;
 
   // Of nrows rows, at most 64 for each word, whose codes begin with a byte.
-  void fill(const vbmi::code_source &codes, uint64_t first_row, uint32_t nrows, const pair_interval &asked) {
+  void fill(const vbmi_passes::code_source &codes, uint64_t first_row, uint32_t nrows, const pair_interval &asked) {
     if (codes.uniform != nullptr) {
       std::fill_n(at_least, words_of(nrows), *codes.uniform >= asked.low_code ? UINT64_MAX : 0);
       std::fill_n(at_most, words_of(nrows), *codes.uniform <= asked.high_code ? UINT64_MAX : 0);
@@ -23,8 +23,8 @@ public:
     }
     const uint64_t top = low_bits(codes.bits), low = asked.low_code, high = asked.high_code;
     const uint8_t *packed = codes.packed + first_row / 8 * codes.bits;
-    vbmi::select_interval[codes.bits](packed, nrows, {low, top - low, low > top, false}, at_least);
-    vbmi::select_interval[codes.bits](packed, nrows, {0, std::min(high, top), false, false}, at_most);
+    vbmi_passes::select_interval[codes.bits](packed, nrows, {low, top - low, low > top, false}, at_least);
+    vbmi_passes::select_interval[codes.bits](packed, nrows, {0, std::min(high, top), false, false}, at_most);
   }
 
   uint64_t at_least[words], at_most[words];

@@ -8,7 +8,7 @@
 
 #include "isa/ring.hpp"
 
-namespace vorn::vbmi {
+namespace vorn::vbmi_passes {
 
 // The widths 1 to 20, 24, 32, 40, 48, 56 and 64; null in between.
 template <class Pass>
@@ -47,4 +47,27 @@ using packed_pair_pass = uint32_t (*)(const uint8_t *values, uint32_t nrows, con
                                       const pair_interval &asked, uint64_t *out);
 extern const by_width<packed_pair_pass> select_packed_pairs;
 
-} // namespace vorn::vbmi
+// Writes n codes, of which the first begins with a byte, as elements; `size` is the bytes from there to the end of the
+// stream.
+using unpack_pass = void (*)(const uint8_t *codes, uint64_t size, uint32_t n, void *elements);
+
+// Writes the codes of the rows of a filter, of nrows rows, from `first` on, word by word as long as there is room for
+// all rows of a word.  Returns the row behind the last word.
+using filter_pass = uint32_t (*)(const uint8_t *stream, uint32_t nrows, const uint64_t *filter, uint32_t first,
+                                 uint32_t &room, void *elements);
+
+// To the least elements that hold a code, and to those of 4 bytes.
+struct unpack_passes {
+  unpack_pass range, range_ub4;
+  filter_pass filter, filter_ub4;
+};
+extern const by_width<unpack_passes> unpack; // up to 32
+
+// The number of ones of words at any address.
+uint32_t count_ones(const void *words, uint64_t nwords);
+
+// Lists the ones of words, of which the first begins with bit `base`, as long as there is room for all of a word, and
+// up to the word that leaves none.  Returns how many words these are.
+uint64_t list_ones(const uint64_t *words, uint64_t nwords, uint32_t base, uint32_t *out, uint32_t &room);
+
+} // namespace vorn::vbmi_passes

@@ -8,14 +8,16 @@
 
 namespace vorn::inline VORN_LEVEL {
 
-inline uint32_t count_ones(const uint64_t *words, uint64_t nwords) {
+inline uint32_t sum_of(__m512i counts) { return static_cast<uint32_t>(_mm512_reduce_add_epi64(counts)); }
+
+// The ones of words at any address.
+[[gnu::noinline]] inline uint32_t ones_of(const void *words, uint64_t nwords) {
+  const auto *at = static_cast<const uint8_t *>(words);
   __m512i counts = _mm512_setzero_si512();
-  uint64_t i = 0;
-  for (; i + 8 <= nwords; i += 8)
-    counts = _mm512_add_epi64(counts, _mm512_popcnt_epi64(_mm512_loadu_si512(words + i)));
-  const auto rest = static_cast<__mmask8>(low_bits(nwords - i));
-  counts = _mm512_add_epi64(counts, _mm512_popcnt_epi64(_mm512_maskz_loadu_epi64(rest, words + i)));
-  return static_cast<uint32_t>(_mm512_reduce_add_epi64(counts));
+  for (; nwords >= 8; nwords -= 8, at += 64)
+    counts = _mm512_add_epi64(counts, _mm512_popcnt_epi64(load_vector(at)));
+  const auto rest = static_cast<__mmask8>(low_bits(nwords));
+  return sum_of(_mm512_add_epi64(counts, _mm512_popcnt_epi64(_mm512_maskz_loadu_epi64(rest, at))));
 }
 
 // A bit for each lane of the vectors of 64 codes: answer(v) is a mask.
@@ -32,8 +34,8 @@ constexpr uint64_t stream_bytes(uint64_t nrows) {
   return (nrows * Lanes::width + 7) / 8;
 }
 
-// The words whose vectors can be loaded whole: a vector may have fewer bytes than are loaded for it, and nothing is read
-// behind the last code.  The others take loads with a mask, which are slower.
+// The words whose vectors can be loaded whole: a vector may have fewer bytes than are loaded for it, and nothing is
+// read behind the last code.  The others take loads with a mask, which are slower.
 template <class Lanes>
 constexpr uint64_t whole_loads(uint64_t nrows) {
   constexpr uint64_t needed = 64 + (Lanes::vectors - 1) * Lanes::bytes;
@@ -41,8 +43,8 @@ constexpr uint64_t whole_loads(uint64_t nrows) {
   return size < needed ? 0 : std::min((size - needed) / Lanes::block_bytes + 1, nrows / 64);
 }
 
-// Writes match(word, rows, bytes) for each word of 64 of nrows codes, zeros up to the end of the last word, and returns the
-// number of ones.  `rows` are those of the word that there are; bytes(v) is vector v of its codes.
+// Writes match(word, rows, bytes) for each word of 64 of nrows codes, zeros up to the end of the last word, and returns
+// the number of ones.  `rows` are those of the word that there are; bytes(v) is vector v of its codes.
 template <class Lanes, class Match>
 [[gnu::always_inline]] inline uint32_t select_words(const uint8_t *stream, uint32_t nrows, const Match &match,
                                                     uint64_t *out) {
@@ -56,7 +58,7 @@ template <class Lanes, class Match>
       const uint8_t *block = stream + word * Lanes::block_bytes;
       out[word] = match(word, UINT64_MAX, [=](unsigned v) { return Lanes::load(block, v); });
     }
-    count += count_ones(out + first, end - first);
+    count += ones_of(out + first, end - first);
   }
   for (uint64_t word = whole; word < words; ++word) {
     const uint8_t *block = stream + word * Lanes::block_bytes;
@@ -73,9 +75,8 @@ template <class Lanes, class Test>
 [[gnu::always_inline]] inline uint32_t select_codes(const uint8_t *stream, uint32_t nrows, const Test &test,
                                                     uint64_t *out) {
   const auto match = [&](uint64_t /*word*/, uint64_t rows, auto bytes) {
-    return collect_masks<Lanes>([&](unsigned v) {
-      return test(bytes(v), static_cast<typename Lanes::mask>(rows >> (v * Lanes::codes)));
-    });
+    return collect_masks<Lanes>(
+        [&](unsigned v) { return test(bytes(v), static_cast<typename Lanes::mask>(rows >> (v * Lanes::codes))); });
   };
   return select_words<Lanes>(stream, nrows, match, out);
 }
