@@ -23,9 +23,13 @@ template <class Lane, class Element>
   }
 }
 
+// The other steps, which want shifts that differ from lane to lane to be vector code.
+template <unsigned W, class Element>
+using other_steps = std::conditional_t<halves == 2, block_steps<W, Element>, code_steps<W, Element>>;
+
 // Codes of W bits.
 template <unsigned W, class Element>
-struct lane_steps : block_steps<W, Element> {
+struct lane_steps : other_steps<W, Element> {
   using base = code_steps<W, Element>;
   using lanes = code_lanes<W>;
 
