@@ -82,7 +82,7 @@ private:
 
   // Where the codes of a half stand: the first at bit `begin`, each other one `step` codes behind.
   struct places {
-    unsigned begin;
+    unsigned begin = 0;
     unsigned step = 1;
 
     constexpr unsigned bit(unsigned i) const { return begin + i * step * W; }
