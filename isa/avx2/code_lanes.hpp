@@ -27,7 +27,9 @@ struct code_lanes {
   static constexpr unsigned vectors = sizeof(number); // of a group
   static constexpr unsigned per_half = 16 / vectors;
   static constexpr unsigned block_bytes = 8 * W; // of 64 codes
-  static constexpr unsigned slack = half_bytes;  // what may be loaded behind a block, and a little more
+  // The last half of a block, and what its load takes in beyond the block.
+  static constexpr unsigned last_half = (64 - per_half) * W / 8;
+  static constexpr unsigned slack = last_half + half_bytes - block_bytes;
 
   // The codes of vector V of a group, each at the top of its lane.
   template <unsigned V>
@@ -80,7 +82,7 @@ private:
 
   // Where the codes of a half stand: the first at bit `begin`, each other one `step` codes behind.
   struct places {
-    unsigned begin;
+    unsigned begin = 0;
     unsigned step = 1;
 
     constexpr unsigned bit(unsigned i) const { return begin + i * step * W; }

@@ -2,8 +2,8 @@
 #pragma once
 
 #include "generic/bitvec/combine.hpp"
-#include "generic/bitvec/iterate.hpp"
 #include "generic/decode/burst.hpp"
+#include "isa/avx2/ones.hpp"
 #include "isa/avx2/scan.hpp"
 #include "isa/avx2/unpack.hpp"
 
@@ -22,6 +22,6 @@ using steps = lane_steps<W, Element>;
 using run_pass = single_runs;
 
 using bitvec_pass = single_words;
-using ones_pass = single_bits;
+using ones_pass = byte_ones;
 
 } // namespace vorn::inline VORN_LEVEL::engine

@@ -18,6 +18,9 @@ class code_answers {
 public:
   static constexpr uint32_t rows = 64 * 128; // at most
 
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init)
+  code_answers() {} // to be filled before it is read
+
   void fill(const code_source &codes, uint32_t first_row, uint32_t nrows, const pair_interval &asked) {
     const uint64_t top = low_bits(codes.bits), low = asked.low_code, high = asked.high_code;
     if (codes.uniform != nullptr) {

@@ -8,11 +8,12 @@
 #include "generic/scan/membership.hpp"
 #include "isa/avx2/members.hpp"
 #include "isa/avx2/packed.hpp"
-#include "isa/dense.hpp"
 
 namespace vorn::inline VORN_LEVEL {
 
-// A reader says which predicates it answers in lanes; the others are answered row by row.
+// A reader says which predicates it answers in lanes; the others are answered row by row.  A row by itself takes about
+// as long as Rows of all: a filter that selects more than one of them is not worth a visit of its rows.
+template <unsigned Rows>
 struct lane_pass {
   template <class Reader, class Predicate>
   static uint32_t select(Reader &rows, const Predicate &predicate, uint64_t *out, uint32_t nrows) {
@@ -23,7 +24,7 @@ struct lane_pass {
   template <class Reader, class Predicate>
   static uint32_t visit(Reader &rows, const Predicate &predicate, const uint64_t *filter, uint64_t *out,
                         uint32_t nrows) {
-    if (!rows.has_lanes(predicate) || !is_dense(filter, nrows, 32))
+    if (!rows.has_lanes(predicate) || uint64_t{Rows} * single_words::count(filter, words_of(nrows)) <= nrows)
       return word_pass::visit(rows, predicate, filter, out, nrows);
     rows.select_lanes(predicate, out, nrows);
     return and_words(out, out, filter, nrows);
@@ -33,7 +34,7 @@ struct lane_pass {
 template <unsigned W>
 struct lane_dict : dict<W> {
   using dict<W>::dict;
-  using pass = lane_pass;
+  using pass = lane_pass<W <= 8 ? 48 : 80 / sizeof(lane<W>)>;
 
   static bool has_lanes(const interval<uint64_t> & /*asked*/) { return true; }
   uint32_t select_lanes(const interval<uint64_t> &asked, uint64_t *out, uint32_t nrows) const {
@@ -77,7 +78,7 @@ uint32_t by_width(unsigned stride, Call call) {
 template <unsigned W, bool Tz>
 struct lane_fixed : fixed<W, Tz> {
   using fixed<W, Tz>::fixed;
-  using pass = lane_pass;
+  using pass = lane_pass<640 / W / (Tz ? 2 : 1)>;
 
   template <class Number>
   static bool has_lanes(const interval<Number> & /*asked*/) {
@@ -107,7 +108,7 @@ struct lane_fixed<8, Tz> : lane_dict<8> {
 template <unsigned W, bool Tz>
 struct lane_dynp : dynp<W, Tz> {
   using dynp<W, Tz>::dynp;
-  using pass = lane_pass;
+  using pass = lane_pass<1024 / W>;
 
   template <class Number>
   static bool has_lanes(const interval<Number> & /*asked*/) {

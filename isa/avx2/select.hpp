@@ -31,23 +31,41 @@ template <class Lanes, class Mask>
   return ~misses;
 }
 
+// A block of the last codes, of `size` bytes, with zeros behind them.
+template <class Lanes>
+struct padded_block {
+  uint8_t bytes[Lanes::block_bytes + Lanes::slack] = {};
+
+  padded_block(const uint8_t *block, uint64_t size) {
+    if (size >= Lanes::block_bytes)
+      std::memcpy(bytes, block, Lanes::block_bytes); // a few instructions
+    else
+      std::memcpy(bytes, block, size);
+  }
+};
+
+// The blocks of ncodes whose halves can be loaded whole, though a vector may have fewer bytes in them: nothing is read
+// behind the last code.  The others go through a copy.
+template <class Lanes>
+constexpr uint64_t whole_blocks(uint64_t ncodes) {
+  const uint64_t size = (ncodes * Lanes::width + 7) / 8;
+  return size < Lanes::slack ? 0 : std::min((size - Lanes::slack) / Lanes::block_bytes, ncodes / 64);
+}
+
 // Writes match(word, block) for each word of 64 of nrows packed codes, zeros up to the end of the last word, and
-// returns the number of ones.  Halves are loaded whole, though a vector may have fewer bytes in them, so that the last
-// words go through a copy: nothing is read behind the last code.
+// returns the number of ones.
 template <class Lanes, class Match>
 [[gnu::always_inline]] inline uint32_t select_words(const uint8_t *stream, uint32_t nrows, Match match, uint64_t *out) {
-  const uint64_t size = (uint64_t{nrows} * Lanes::width + 7) / 8;
-  const uint64_t whole = size < Lanes::slack ? 0 : (size - Lanes::slack) / Lanes::block_bytes;
+  const uint64_t whole = whole_blocks<Lanes>(nrows);
   uint32_t count = 0;
   for (uint64_t word = 0; word < whole; ++word) {
     out[word] = match(word, stream + word * Lanes::block_bytes);
     count += popcount(out[word]);
   }
   for (uint64_t word = whole; word < words_of(nrows); ++word) {
-    uint8_t copy[Lanes::block_bytes + Lanes::slack] = {};
-    const uint64_t before = word * Lanes::block_bytes;
-    std::memcpy(copy, stream + before, std::min<uint64_t>(size - before, Lanes::block_bytes));
-    out[word] = match(word, copy) & low_bits(nrows - 64 * word);
+    const uint64_t before = word * Lanes::block_bytes, size = (uint64_t{nrows} * Lanes::width + 7) / 8;
+    const padded_block<Lanes> last(stream + before, size - before);
+    out[word] = match(word, last.bytes) & low_bits(nrows - 64 * word);
     count += popcount(out[word]);
   }
   return count;

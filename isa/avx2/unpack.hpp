@@ -1,9 +1,9 @@
 // Codes to elements of 1, 2 or 4 bytes, 64 at a time.
 #pragma once
 
-#include "generic/decode/code_steps.hpp"
 #include "isa/avx2/compress.hpp"
 #include "isa/avx2/select.hpp"
+#include "isa/block_steps.hpp"
 
 namespace vorn::inline VORN_LEVEL {
 
@@ -23,26 +23,30 @@ template <class Lane, class Element>
   }
 }
 
+// The other steps, which want shifts that differ from lane to lane to be vector code.
+template <unsigned W, class Element>
+using other_steps = std::conditional_t<halves == 2, block_steps<W, Element>, code_steps<W, Element>>;
+
 // Codes of W bits.
 template <unsigned W, class Element>
-struct lane_steps : code_steps<W, Element> {
+struct lane_steps : other_steps<W, Element> {
+  using base = code_steps<W, Element>;
   using lanes = code_lanes<W>;
 
   [[gnu::noinline]] static void range(const code_stream &stream, uint64_t first, uint32_t n, void *elements) {
     if constexpr (W == 8 && sizeof(Element) == 1)
-      return code_steps<W, Element>::range(stream, first, n, elements);
-    // Blocks begin where a code begins with a byte.
+      return base::range(stream, first, n, elements);
     auto *out = static_cast<Element *>(elements);
-    const code_reader<W> codes(stream.bytes, stream.ncodes);
-    for (; n != 0 && first % 8 != 0; --n)
-      *out++ = static_cast<Element>(codes.at(first++));
+    const uint32_t head = base::start_of_range(stream, first, n, out);
+    first += head;
+    n -= head;
+    out += head;
     for (; n >= 64 && is_whole(stream, first); n -= 64, first += 64, out += 64)
       unpack_block(stream.bytes + first / 8 * W, out);
     for (; n != 0; out += std::min(n, 64U), n -= std::min(n, 64U), first += 64) {
-      uint8_t copy[lanes::block_bytes + lanes::slack] = {};
+      const padded_block<lanes> last(stream.bytes + first / 8 * W, (uint64_t{std::min(n, 64U)} * W + 7) / 8);
       Element rest[64];
-      std::memcpy(copy, stream.bytes + first / 8 * W, (uint64_t{std::min(n, 64U)} * W + 7) / 8);
-      unpack_block(copy, rest);
+      unpack_block(last.bytes, rest);
       std::copy_n(rest, std::min(n, 64U), out);
     }
   }
@@ -65,7 +69,7 @@ struct lane_steps : code_steps<W, Element> {
       }
       first = std::max(first, static_cast<uint32_t>(row));
     }
-    return code_steps<W, Element>::filter(stream, rows, first, room, out);
+    return base::filter(stream, rows, first, room, out);
   }
 
 private:

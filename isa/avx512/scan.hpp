@@ -2,10 +2,7 @@
 #pragma once
 
 #include "generic/bitvec/combine.hpp"
-#include "generic/scan/dict.hpp"
-#include "generic/scan/dynp.hpp"
-#include "generic/scan/fixed.hpp"
-#include "generic/scan/membership.hpp"
+#include "isa/avx2/scan.hpp"
 #include "isa/avx512/processor.hpp"
 #include "isa/vbmi/passes.hpp"
 
@@ -31,9 +28,9 @@ struct vbmi_pass {
 };
 
 template <unsigned W>
-struct avx512_dict : dict<W> {
-  using dict<W>::dict;
-  using pass = vbmi_pass<word_pass, 128 / sizeof(lane<W>)>;
+struct avx512_dict : lane_dict<W> {
+  using lane_dict<W>::lane_dict;
+  using pass = vbmi_pass<typename lane_dict<W>::pass, 128 / sizeof(lane<W>)>;
 
   uint32_t select(const interval<uint64_t> &asked, uint64_t *out, uint32_t nrows) const {
     return vbmi_passes::select_interval[W](this->stream(), nrows, ring_of(asked, W), out);
@@ -45,9 +42,9 @@ struct avx512_dict : dict<W> {
 
 // Values of a stride in bytes are codes of eight times as many bits.
 template <unsigned W, bool Tz>
-struct avx512_fixed : fixed<W, Tz> {
-  using fixed<W, Tz>::fixed;
-  using pass = vbmi_pass<word_pass, 16>;
+struct avx512_fixed : lane_fixed<W, Tz> {
+  using lane_fixed<W, Tz>::lane_fixed;
+  using pass = vbmi_pass<typename lane_fixed<W, Tz>::pass, 16>;
 
   template <class Number>
   uint32_t select(const interval<Number> &asked, uint64_t *out, uint32_t nrows) const {
@@ -70,9 +67,9 @@ struct avx512_fixed<8, Tz> : avx512_dict<8> {
 };
 
 template <unsigned W, bool Tz>
-struct avx512_dynp : dynp<W, Tz> {
-  using dynp<W, Tz>::dynp;
-  using pass = vbmi_pass<word_pass, 64>;
+struct avx512_dynp : lane_dynp<W, Tz> {
+  using lane_dynp<W, Tz>::lane_dynp;
+  using pass = vbmi_pass<typename lane_dynp<W, Tz>::pass, 64>;
 
   template <class Number>
   uint32_t select(const interval<Number> &asked, uint64_t *out, uint32_t nrows) const {
