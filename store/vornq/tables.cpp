@@ -92,19 +92,6 @@ void tables::load(std::span<const std::string> columns, std::span<const std::str
     }
 }
 
-const column &tables::at(const std::string &name) const {
-  const column_map &first = all.front().columns;
-  const auto found = first.find(name);
-  return found != first.end() ? found->second : all.back().columns.at(name);
-}
-
-std::vector<output_column> tables::outputs(std::span<const std::string> columns) const {
-  std::vector<output_column> out;
-  for (const std::string &name : columns)
-    out.push_back({&at(name), !all.front().columns.contains(name)});
-  return out;
-}
-
 reference tables::made_reference(duckdb::connection &db, std::span<const std::string> columns, bool in_memory) const {
   if (are_joined())
     return {db,

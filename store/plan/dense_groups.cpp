@@ -1,0 +1,124 @@
+#include "store/plan/dense_groups.hpp"
+
+#include <algorithm>
+#include <utility>
+
+#include <fmt/format.h>
+
+#include "store/error.hpp"
+
+namespace store {
+
+namespace {
+
+// -0 and 0 are two codes, but SQL has them in one group.
+bool has_two_zeros(const column &of) {
+  if (of.type.kind != value_kind::single && of.type.kind != value_kind::real)
+    return false;
+  const column::place zero = of.find([](const cell &c) {
+    const double real = real_of_key(std::get<int64_t>(c));
+    return real < 0 ? -1 : real > 0 || real != real ? 1 : 0; // NaN is the largest
+  });
+  return zero.found() && zero.first != zero.last;
+}
+
+} // namespace
+
+std::optional<uint32_t> dense_groups::key_space(const vorn_ctx &ctx, std::span<const column *const> columns) {
+  if (columns.empty())
+    return 1;
+  // Columns without rows are enough to be told.
+  const batch none;
+  std::deque<code_unpacker> unpackers;
+  std::vector<vorn_cv> packed;
+  for (const column *c : columns) {
+    if (!c->is_dictionary())
+      return std::nullopt;
+    unpackers.emplace_back(ctx, *c, code_unpacker::element::four_bytes).open(none, nullptr);
+    packed.push_back(unpackers.back().packed());
+  }
+  uint32_t keys = 0;
+  vorn_cv result{};
+  vorn_cv scratch{};
+  vorn_aux aux{};
+  aux.vorn_aux_flags = VORN_AUX_MULTIPLY;
+  const uint32_t code =
+      vorn_groupkey(&ctx, &result, &keys, packed.data(), static_cast<uint32_t>(packed.size()), &scratch, &aux);
+  return code == VORN_RESULT_REFUSED || code == VORN_RESULT_KEY_SPACE ? std::nullopt : std::optional(keys);
+}
+
+bool dense_groups::serves(const vorn_ctx &ctx, std::span<const column *const> columns, const dense_settings &settings) {
+  constexpr size_t most_columns = 32; // over runs, to the library
+  const auto space = columns.size() <= most_columns ? key_space(ctx, columns) : std::nullopt;
+  return space && *space <= settings.most_groups &&
+         std::none_of(columns.begin(), columns.end(), [](const column *c) { return has_two_zeros(*c); });
+}
+
+dense_groups::dense_groups(const vorn_ctx &context, const column &walked, std::span<const column *const> columns,
+                           std::span<const column *const> added, std::optional<selection> chosen,
+                           const dense_settings &chosen_settings)
+    : ctx(context), settings(chosen_settings), grouped_by(columns.begin(), columns.end()), selected(std::move(chosen)),
+      steps(walked, selected ? &*selected : nullptr), count(key_space(ctx, columns).value_or(0)) {
+  for (const column *c : columns)
+    unpackers.emplace_back(ctx, *c, code_unpacker::element::four_bytes);
+  packed.resize(columns.size());
+  for (const column *c : added)
+    readers.emplace_back(ctx, *c, false, selected ? &*selected : nullptr);
+}
+
+uint32_t dense_groups::next() {
+  const row_steps::step step = steps.next();
+  if (step.rows == 0)
+    return 0;
+  if (!unpackers.empty()) {
+    if (step.opens_batch) {
+      for (size_t c = 0; c < unpackers.size(); ++c) {
+        unpackers[c].open(steps.rows_of(*grouped_by[c]), nullptr);
+        packed[c] = unpackers[c].packed();
+      }
+      cursor.open(steps.rows(), steps.filter());
+      next_row = 0;
+    }
+    make_keys(step.rows);
+  }
+  for (number_reader &reader : readers)
+    reader.next();
+  return step.rows;
+}
+
+// Takes as many calls as the room for keys asks for: a call that has filled it says so, and the next one begins at the
+// row behind its last.
+void dense_groups::make_keys(uint32_t rows) {
+  keys.resize(rows);
+  scratch.resize(std::min(rows, settings.room));
+  vorn_aux aux{};
+  aux.vorn_aux_flags = VORN_AUX_MULTIPLY;
+  aux.vorn_aux_filter_bv = const_cast<uint64_t *>(steps.filter()); // the library only reads it
+  for (uint32_t done = 0; done < rows;) {
+    const uint32_t wanted = std::min(rows - done, settings.room);
+    vorn_cv result{};
+    vorn_cv temporary{};
+    vorn_build_vector(&result, keys.data() + done, nullptr, nullptr, nullptr, nullptr, nullptr, wanted, 0, nullptr, 0);
+    vorn_build_vector(&temporary, scratch.data(), nullptr, nullptr, nullptr, nullptr, nullptr, wanted, 0, nullptr, 0);
+    aux.vorn_aux_start_slot = next_row;
+    uint32_t space = 0;
+    const uint32_t code =
+        vorn_groupkey(&ctx, &result, &space, packed.data(), static_cast<uint32_t>(packed.size()), &temporary, &aux);
+    if ((code != VORN_RESULT_DONE && code != VORN_RESULT_OUTPUT_FULL) || result.vorn_cv_popc != wanted)
+      throw error(
+          fmt::format("the group keys of {} rows gave result {} and {} keys", wanted, code, result.vorn_cv_popc));
+    next_row = cursor.next(wanted).back() + 1;
+    done += wanted;
+  }
+}
+
+void dense_groups::show(uint32_t group, std::span<cell> out) const {
+  for (size_t c = out.size(); c-- > 0;) {
+    const auto &entries = std::get<dictionary>(grouped_by[c]->values);
+    const uint64_t code = group % entries.codes();
+    group = static_cast<uint32_t>(group / entries.codes());
+    out[c] = code < entries.first_code() ? cell() : grouped_by[c]->value_of(code);
+  }
+}
+
+} // namespace store

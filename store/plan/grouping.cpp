@@ -1,0 +1,73 @@
+#include "store/plan/grouping.hpp"
+
+#include <cmath>
+#include <utility>
+
+namespace store {
+
+grouping::grouping(const vorn_ctx &context, std::unique_ptr<group_input> grouped, size_t grouped_by,
+                   std::vector<aggregate> asked, std::vector<number_form> forms)
+    : ctx(context), input(std::move(grouped)), columns(grouped_by), aggregates(std::move(asked)), counts(ctx),
+      cells(columns + aggregates.size()), blocks(cells.size()) {
+  for (const number_form &form : forms)
+    sums.emplace_back(ctx, form);
+}
+
+void grouping::add_all() {
+  std::vector<uint8_t> ones;
+  const auto resize = [&] {
+    counts.resize(input->group_count());
+    for (summation &sum : sums)
+      sum.resize(input->group_count());
+  };
+  resize();
+  while (const uint32_t rows = input->next()) {
+    resize();
+    ones.resize(rows, 1);
+    counts.add(ones.data(), rows, input->groups());
+    for (size_t column = 0; column < sums.size(); ++column)
+      sums[column].add((*input)[column], input->groups());
+  }
+}
+
+cell grouping::value(const aggregate &asked, uint32_t group) const {
+  if (asked.what == function::count)
+    return static_cast<int64_t>(counts[group]);
+  const summation &sum = sums[asked.column];
+  const number_form &form = sum.stored_as();
+  const uint64_t values = form.is_nullable ? sum.present()[group] : counts[group];
+  if (values == 0)
+    return {};
+  if (asked.what == function::sum && !form.is_real)
+    return wide_key_of(sum.integer(group));
+  if (asked.what == function::sum)
+    return real_key(sum.real(group));
+  const double total =
+      form.is_real ? sum.real(group) : static_cast<double>(sum.integer(group)) / std::pow(10.0, asked.scale);
+  return real_key(total / static_cast<double>(values));
+}
+
+uint64_t grouping::next() {
+  if (!std::exchange(is_added, true))
+    add_all();
+  constexpr size_t most = 4096;
+  for (std::vector<cell> &c : cells)
+    c.clear();
+  std::vector<cell> common(columns);
+  size_t count = 0;
+  for (; count < most && next_group < input->group_count(); ++next_group) {
+    if (counts[next_group] == 0 && columns != 0)
+      continue;
+    input->show(next_group, common);
+    for (size_t c = 0; c < columns; ++c)
+      cells[c].push_back(common[c]);
+    for (size_t a = 0; a < aggregates.size(); ++a)
+      cells[columns + a].push_back(value(aggregates[a], next_group));
+    ++count;
+  }
+  for (size_t c = 0; c < cells.size(); ++c)
+    blocks[c] = cells[c];
+  return count;
+}
+
+} // namespace store

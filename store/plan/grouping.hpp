@@ -1,0 +1,51 @@
+// One row for each group of rows: what the group has in common, and counts, sums and averages over its rows.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "store/decode/row_source.hpp"
+#include "store/plan/group_input.hpp"
+#include "store/plan/summation.hpp"
+#include <vorn/vorn.h>
+
+namespace store {
+
+enum class function { count, sum, average };
+
+class grouping final : public row_source {
+public:
+  // What is asked of a group; the sum and the average of a column of numbers of the input.  NULL is not added, and the
+  // sum of nothing is NULL, as is the average, the sum divided by the number of values as a double.
+  struct aggregate {
+    function what = function::count;
+    size_t column = 0;
+    uint32_t scale = 0; // of decimal numbers
+  };
+
+  // Context and input outlive this.  Rows are grouped by as many columns.
+  grouping(const vorn_ctx &ctx, std::unique_ptr<group_input> input, size_t columns, std::vector<aggregate> aggregates,
+           std::vector<number_form> forms);
+
+  uint64_t next() override;
+  row_block rows() const override { return blocks; }
+
+private:
+  void add_all();
+  cell value(const aggregate &asked, uint32_t group) const;
+
+  const vorn_ctx &ctx;
+  std::unique_ptr<group_input> input;
+  size_t columns;
+  std::vector<aggregate> aggregates;
+
+  group_counts counts; // rows
+  std::vector<summation> sums;
+  bool is_added = false;
+  uint32_t next_group = 0;
+  std::vector<std::vector<cell>> cells;
+  std::vector<std::span<const cell>> blocks;
+};
+
+} // namespace store

@@ -1,0 +1,151 @@
+#include "store/plan/plan.hpp"
+
+#include <algorithm>
+#include <utility>
+
+#include "store/plan/grouping.hpp"
+#include "store/plan/hashed_groups.hpp"
+#include "store/plan/joined_rows.hpp"
+#include "store/plan/limit.hpp"
+#include "store/plan/scan.hpp"
+#include "store/plan/sort.hpp"
+
+namespace store {
+
+namespace {
+
+class planner {
+public:
+  planner(const vorn_ctx &context, const plan_tables &tables, const request &requested, const plan_settings &chosen)
+      : ctx(context), from(tables), asked(requested), settings(chosen) {}
+
+  std::unique_ptr<row_source> whole() const {
+    std::unique_ptr<row_source> out = asked.is_grouped ? groups() : rows();
+    if (asked.limit)
+      out = std::make_unique<limited_rows>(std::move(out), *asked.limit);
+    return out;
+  }
+
+private:
+  std::unique_ptr<row_source> rows() const {
+    std::vector<std::string> names = asked.columns;
+    std::vector<sort_key> keys;
+    for (const asked_order &o : asked.order) {
+      keys.push_back({place_of(names, o.by), from.at(o.by).type.kind, o.descending});
+      if (keys.back().column == names.size())
+        names.push_back(o.by);
+    }
+    std::unique_ptr<row_source> out = source(names);
+    if (!keys.empty())
+      out = std::make_unique<sorted_rows>(std::move(out), std::move(keys), names.size(), asked.columns.size());
+    return out;
+  }
+
+  std::unique_ptr<row_source> groups() const {
+    std::vector<std::string> summed;
+    std::vector<grouping::aggregate> aggregates;
+    for (const asked_aggregate &a : asked.aggregates) {
+      if (a.what == function::count) {
+        aggregates.push_back({});
+        continue;
+      }
+      aggregates.push_back({a.what, place_of(summed, a.column), from.at(a.column).type.scale});
+      if (aggregates.back().column == summed.size())
+        summed.push_back(a.column);
+    }
+    std::vector<number_form> forms;
+    for (const std::string &name : summed)
+      forms.push_back(form_of(from.at(name), false));
+    auto grouped =
+        std::make_unique<grouping>(ctx, input(summed), asked.columns.size(), std::move(aggregates), std::move(forms));
+    const size_t shown = asked.columns.size() + asked.aggregates.size();
+    return std::make_unique<sorted_rows>(std::move(grouped), group_order(), shown, shown);
+  }
+
+  // The order that is asked for, and by the columns of the groups.
+  std::vector<sort_key> group_order() const {
+    std::vector<std::string> names = asked.columns;
+    std::vector<value_kind> kinds;
+    for (const std::string &name : names)
+      kinds.push_back(from.at(name).type.kind);
+    for (const asked_aggregate &a : asked.aggregates) {
+      names.push_back(a.name());
+      kinds.push_back(a.type_of(a.what == function::count ? column_type() : from.at(a.column).type).kind);
+    }
+    std::vector<sort_key> out;
+    for (const asked_order &o : asked.order)
+      out.push_back({place_of(names, o.by), kinds[place_of(names, o.by)], o.descending});
+    for (size_t c = 0; c < asked.columns.size(); ++c)
+      out.push_back({c, kinds[c]});
+    return out;
+  }
+
+  std::unique_ptr<group_input> input(const std::vector<std::string> &summed) const {
+    std::vector<const column *> grouped_by;
+    for (const std::string &name : asked.columns)
+      grouped_by.push_back(&from.at(name));
+    if (from.second == nullptr && dense_groups::serves(ctx, grouped_by, settings.dense)) {
+      std::vector<const column *> added;
+      for (const std::string &name : summed)
+        added.push_back(&from.at(name));
+      return std::make_unique<dense_groups>(ctx, from.first.begin()->second, grouped_by, added, selected(),
+                                            settings.dense);
+    }
+    std::vector<std::string> names = asked.columns;
+    std::vector<numbers> added;
+    for (const std::string &name : summed) {
+      names.push_back(name);
+      added.emplace_back(from.at(name));
+    }
+    return std::make_unique<hashed_groups>(source(names), grouped_by, std::move(added));
+  }
+
+  // Columns of the rows on which the condition is true.
+  std::unique_ptr<row_source> source(const std::vector<std::string> &names) const {
+    if (from.second != nullptr)
+      return std::make_unique<joined_rows>(ctx, from.joined_by(asked.where ? &*asked.where : nullptr),
+                                           from.outputs(names), settings.join);
+    std::vector<const column *> columns;
+    for (const std::string &name : names)
+      columns.push_back(&from.at(name));
+    return std::make_unique<selected_scan>(ctx, columns, selected());
+  }
+
+  std::optional<selection> selected() const {
+    if (!asked.where)
+      return std::nullopt;
+    selection out;
+    query(*asked.where, from.first).run(ctx, out);
+    return out;
+  }
+
+  static size_t place_of(const std::vector<std::string> &names, const std::string &name) {
+    return static_cast<size_t>(std::find(names.begin(), names.end(), name) - names.begin());
+  }
+
+  const vorn_ctx &ctx;
+  const plan_tables &from;
+  const request &asked;
+  const plan_settings &settings;
+};
+
+} // namespace
+
+const column &plan_tables::at(const std::string &name) const {
+  const auto found = first.find(name);
+  return found != first.end() ? found->second : second->at(name);
+}
+
+std::vector<output_column> plan_tables::outputs(std::span<const std::string> names) const {
+  std::vector<output_column> out;
+  for (const std::string &name : names)
+    out.push_back({&at(name), !first.contains(name)});
+  return out;
+}
+
+std::unique_ptr<row_source> planned(const vorn_ctx &ctx, const plan_tables &from, const request &asked,
+                                    const plan_settings &settings) {
+  return planner(ctx, from, asked, settings).whole();
+}
+
+} // namespace store
