@@ -9,21 +9,6 @@
 
 namespace store {
 
-namespace {
-
-// -0 and 0 are two codes, but SQL has them in one group.
-bool has_two_zeros(const column &of) {
-  if (of.type.kind != value_kind::single && of.type.kind != value_kind::real)
-    return false;
-  const column::place zero = of.find([](const cell &c) {
-    const double real = real_of_key(std::get<int64_t>(c));
-    return real < 0 ? -1 : real > 0 || real != real ? 1 : 0; // NaN is the largest
-  });
-  return zero.found() && zero.first != zero.last;
-}
-
-} // namespace
-
 std::optional<uint32_t> dense_groups::key_space(const vorn_ctx &ctx, std::span<const column *const> columns) {
   if (columns.empty())
     return 1;
@@ -32,8 +17,6 @@ std::optional<uint32_t> dense_groups::key_space(const vorn_ctx &ctx, std::span<c
   std::deque<code_unpacker> unpackers;
   std::vector<vorn_cv> packed;
   for (const column *c : columns) {
-    if (!c->is_dictionary())
-      return std::nullopt;
     unpackers.emplace_back(ctx, *c, code_unpacker::element::four_bytes).open(none, nullptr);
     packed.push_back(unpackers.back().packed());
   }
@@ -49,15 +32,16 @@ std::optional<uint32_t> dense_groups::key_space(const vorn_ctx &ctx, std::span<c
 
 bool dense_groups::serves(const vorn_ctx &ctx, std::span<const column *const> columns, const dense_settings &settings) {
   constexpr size_t most_columns = 32; // over runs, to the library
-  const auto space = columns.size() <= most_columns ? key_space(ctx, columns) : std::nullopt;
-  return space && *space <= settings.most_groups &&
-         std::none_of(columns.begin(), columns.end(), [](const column *c) { return has_two_zeros(*c); });
+  if (columns.size() > most_columns || !code_key::serves(columns))
+    return false;
+  const auto space = key_space(ctx, columns);
+  return space && *space <= settings.most_groups;
 }
 
 dense_groups::dense_groups(const vorn_ctx &context, const column &walked, std::span<const column *const> columns,
                            std::span<const column *const> added, std::optional<selection> chosen,
                            const dense_settings &chosen_settings)
-    : ctx(context), settings(chosen_settings), grouped_by(columns.begin(), columns.end()), selected(std::move(chosen)),
+    : ctx(context), settings(chosen_settings), key(columns), selected(std::move(chosen)),
       steps(walked, selected ? &*selected : nullptr), count(key_space(ctx, columns).value_or(0)) {
   for (const column *c : columns)
     unpackers.emplace_back(ctx, *c, code_unpacker::element::four_bytes);
@@ -73,7 +57,7 @@ uint32_t dense_groups::next() {
   if (!unpackers.empty()) {
     if (step.opens_batch) {
       for (size_t c = 0; c < unpackers.size(); ++c) {
-        unpackers[c].open(steps.rows_of(*grouped_by[c]), nullptr);
+        unpackers[c].open(steps.rows_of(*key.columns()[c]), nullptr);
         packed[c] = unpackers[c].packed();
       }
       cursor.open(steps.rows(), steps.filter());
@@ -109,15 +93,6 @@ void dense_groups::make_keys(uint32_t rows) {
           fmt::format("the group keys of {} rows gave result {} and {} keys", wanted, code, result.vorn_cv_popc));
     next_row = cursor.next(wanted).back() + 1;
     done += wanted;
-  }
-}
-
-void dense_groups::show(uint32_t group, std::span<cell> out) const {
-  for (size_t c = out.size(); c-- > 0;) {
-    const auto &entries = std::get<dictionary>(grouped_by[c]->values);
-    const uint64_t code = group % entries.codes();
-    group = static_cast<uint32_t>(group / entries.codes());
-    out[c] = code < entries.first_code() ? cell() : grouped_by[c]->value_of(code);
   }
 }
 

@@ -12,6 +12,7 @@
 #include "store/decode/row_cursor.hpp"
 #include "store/decode/row_steps.hpp"
 #include "store/encode/aligned.hpp"
+#include "store/plan/code_key.hpp"
 #include "store/plan/group_input.hpp"
 #include "store/plan/number_reader.hpp"
 #include "store/query/selection.hpp"
@@ -19,10 +20,9 @@
 
 namespace store {
 
-// A column of a table that is grouped by its numbers is better off with fewer accumulators than rows.
 struct dense_settings {
-  uint32_t most_groups = 1 << 20;
-  uint32_t room = 4096; // keys that a call of the library has room for
+  uint32_t most_groups = 1 << 20; // for which accumulators are kept
+  uint32_t room = 4096;           // keys that a call of the library has room for
 };
 
 class dense_groups final : public group_input {
@@ -39,7 +39,7 @@ public:
   const uint32_t *groups() const override { return unpackers.empty() ? nullptr : keys.data(); }
   const numbers &operator[](size_t column) const override { return readers[column].current(); }
   uint32_t group_count() const override { return count; }
-  void show(uint32_t group, std::span<cell> out) const override;
+  void show(uint32_t group, std::span<cell> out) const override { key.show(group, out); }
 
 private:
   static std::optional<uint32_t> key_space(const vorn_ctx &ctx, std::span<const column *const> columns);
@@ -47,7 +47,7 @@ private:
 
   const vorn_ctx &ctx;
   dense_settings settings;
-  std::vector<const column *> grouped_by;
+  code_key key;
   std::optional<selection> selected;
   row_steps steps;
   row_cursor cursor;

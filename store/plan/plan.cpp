@@ -9,6 +9,7 @@
 #include "store/plan/limit.hpp"
 #include "store/plan/scan.hpp"
 #include "store/plan/sort.hpp"
+#include "store/plan/wide_groups.hpp"
 
 namespace store {
 
@@ -84,19 +85,19 @@ private:
     std::vector<const column *> grouped_by;
     for (const std::string &name : asked.columns)
       grouped_by.push_back(&from.at(name));
-    if (from.second == nullptr && dense_groups::serves(ctx, grouped_by, settings.dense)) {
-      std::vector<const column *> added;
-      for (const std::string &name : summed)
-        added.push_back(&from.at(name));
-      return std::make_unique<dense_groups>(ctx, from.first.begin()->second, grouped_by, added, selected(),
+    std::vector<const column *> columns;
+    for (const std::string &name : summed)
+      columns.push_back(&from.at(name));
+    if (from.second == nullptr && dense_groups::serves(ctx, grouped_by, settings.dense))
+      return std::make_unique<dense_groups>(ctx, from.first.begin()->second, grouped_by, columns, selected(),
                                             settings.dense);
-    }
+    if (from.second == nullptr && wide_groups::serves(grouped_by))
+      return std::make_unique<wide_groups>(ctx, grouped_by, columns, selected());
     std::vector<std::string> names = asked.columns;
+    names.insert(names.end(), summed.begin(), summed.end());
     std::vector<numbers> added;
-    for (const std::string &name : summed) {
-      names.push_back(name);
-      added.emplace_back(from.at(name));
-    }
+    for (const column *c : columns)
+      added.emplace_back(*c);
     return std::make_unique<hashed_groups>(source(names), grouped_by, std::move(added));
   }
 

@@ -17,9 +17,6 @@ struct sort_key {
   bool descending = false;
 };
 
-// -1, 0 or 1 as a value is smaller than another of its kind, equal or larger, as SQL compares them: -0 equals 0.
-int order_of(const cell &a, const cell &b, value_kind kind);
-
 class sorted_rows final : public row_source {
 public:
   // Rows that no key tells apart keep their order.  NULL comes last, whatever the direction.  Shows the first columns
@@ -30,13 +27,18 @@ public:
   row_block rows() const override { return blocks; }
 
 private:
+  // A row with what its cell of a column begins with, as a number that orders as it does.
+  struct item {
+    uint64_t begin;
+    uint64_t row;
+  };
   void sort();
-  bool is_before(uint64_t a, uint64_t b) const;
+  void sort(std::span<item> items, size_t key);
 
   std::unique_ptr<row_source> source; // none once it is read
   std::vector<sort_key> keys;
   kept_rows kept;
-  std::vector<uint64_t> order;
+  std::vector<item> order;
   size_t given = 0;
   std::vector<std::vector<cell>> cells;
   std::vector<std::span<const cell>> blocks;
