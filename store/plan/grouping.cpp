@@ -5,10 +5,21 @@
 
 namespace store {
 
-grouping::grouping(const vorn_ctx &context, std::unique_ptr<group_input> grouped, size_t grouped_by,
-                   std::vector<aggregate> asked, std::vector<number_form> forms)
-    : ctx(context), input(std::move(grouped)), columns(grouped_by), aggregates(std::move(asked)), counts(ctx),
-      cells(columns + aggregates.size()), blocks(cells.size()) {
+namespace {
+
+// A group of -0 and 0 is one of 0, whichever came first.
+cell shown_as_one(const cell &c, value_kind kind) {
+  static const cell negative_zero = real_key(-0.0);
+  const bool is_real = kind == value_kind::single || kind == value_kind::real;
+  return is_real && c == negative_zero ? cell(real_key(0.0)) : c;
+}
+
+} // namespace
+
+grouping::grouping(const vorn_ctx &context, std::unique_ptr<group_input> grouped, std::vector<value_kind> grouped_by,
+                   std::vector<aggregate> asked, const std::vector<number_form> &forms)
+    : ctx(context), input(std::move(grouped)), kinds(std::move(grouped_by)), aggregates(std::move(asked)), counts(ctx),
+      cells(kinds.size() + aggregates.size()), blocks(cells.size()) {
   for (const number_form &form : forms)
     sums.emplace_back(ctx, form);
 }
@@ -53,6 +64,7 @@ uint64_t grouping::next() {
   constexpr size_t most = 4096;
   for (std::vector<cell> &c : cells)
     c.clear();
+  const size_t columns = kinds.size();
   std::vector<cell> common(columns);
   size_t count = 0;
   for (; count < most && next_group < input->group_count(); ++next_group) {
@@ -60,7 +72,7 @@ uint64_t grouping::next() {
       continue;
     input->show(next_group, common);
     for (size_t c = 0; c < columns; ++c)
-      cells[c].push_back(common[c]);
+      cells[c].push_back(shown_as_one(common[c], kinds[c]));
     for (size_t a = 0; a < aggregates.size(); ++a)
       cells[columns + a].push_back(value(aggregates[a], next_group));
     ++count;

@@ -24,9 +24,9 @@ public:
     uint32_t scale = 0; // of decimal numbers
   };
 
-  // Context and input outlive this.  Rows are grouped by as many columns.
-  grouping(const vorn_ctx &ctx, std::unique_ptr<group_input> input, size_t columns, std::vector<aggregate> aggregates,
-           std::vector<number_form> forms);
+  // The context outlives this.  The kinds are those of the columns that rows are grouped by.
+  grouping(const vorn_ctx &ctx, std::unique_ptr<group_input> input, std::vector<value_kind> kinds,
+           std::vector<aggregate> aggregates, const std::vector<number_form> &forms);
 
   uint64_t next() override;
   row_block rows() const override { return blocks; }
@@ -37,7 +37,7 @@ private:
 
   const vorn_ctx &ctx;
   std::unique_ptr<group_input> input;
-  size_t columns;
+  std::vector<value_kind> kinds;
   std::vector<aggregate> aggregates;
 
   group_counts counts; // rows

@@ -57,8 +57,10 @@ private:
     std::vector<number_form> forms;
     for (const std::string &name : summed)
       forms.push_back(form_of(from.at(name), false));
-    auto grouped =
-        std::make_unique<grouping>(ctx, input(summed), asked.columns.size(), std::move(aggregates), std::move(forms));
+    std::vector<value_kind> kinds;
+    for (const std::string &name : asked.columns)
+      kinds.push_back(from.at(name).type.kind);
+    auto grouped = std::make_unique<grouping>(ctx, input(summed), std::move(kinds), std::move(aggregates), forms);
     const size_t shown = asked.columns.size() + asked.aggregates.size();
     return std::make_unique<sorted_rows>(std::move(grouped), group_order(), shown, shown);
   }

@@ -87,9 +87,12 @@ sql_select request::sql(const column_names &names, bool with_bounds) const {
   out.is_grouped = is_grouped;
   out.limit = limit;
   for (const std::string &name : columns) {
-    out.values.push_back(sql_values(name, *names.find(name).type));
+    const column_type &type = *names.find(name).type;
+    const std::string quoted = duckdb::quoted_name(name);
     if (is_grouped)
-      out.groups.push_back(duckdb::quoted_name(name));
+      out.groups.push_back(quoted);
+    // A group of -0 and 0 is shown as one of 0.
+    out.values.push_back(is_grouped && is_real(type) ? fmt::format("{}::DOUBLE + 0", quoted) : sql_values(name, type));
   }
   std::vector<std::string> bounds;
   for (const asked_aggregate &a : aggregates) {

@@ -1,6 +1,7 @@
 #include "store/vornq/options.hpp"
 
 #include <charconv>
+#include <cstdio>
 #include <map>
 
 #include <CLI/CLI.hpp>
@@ -120,7 +121,8 @@ std::optional<options> read_options(int argc, char **argv) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::Success &) {
-    fmt::print("{}", version->count() != 0 ? "vornq " VORN_VERSION "\n" : app.help());
+    // Whether it could be written is asked at the end of all output.
+    std::fputs((version->count() != 0 ? "vornq " VORN_VERSION "\n" : app.help()).c_str(), stdout);
     return std::nullopt;
   }
   out.format = parse_row_format(format);
