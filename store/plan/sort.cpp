@@ -10,30 +10,46 @@ namespace store {
 
 namespace {
 
-// What a cell begins with: whole where it has 64 bits, and as SQL compares it, which has -0 equal 0.  NULL is the last.
-uint64_t beginning(const cell &c, value_kind kind) {
-  constexpr uint64_t last = UINT64_MAX;
-  if (const auto *key = std::get_if<int64_t>(&c)) {
-    static const int64_t negative_zero = real_key(-0.0);
-    const bool is_real = kind == value_kind::single || kind == value_kind::real;
-    const int64_t stored = is_real && *key == negative_zero ? real_key(0.0) : *key;
-    return static_cast<uint64_t>(stored) ^ uint64_t { 1 } << 63;
-  }
-  if (std::holds_alternative<std::monostate>(c))
-    return last;
-  const auto *wide = std::get_if<wide_key>(&c);
-  const std::string_view bytes = wide != nullptr ? wide->view() : std::get<std::string_view>(c);
-  uint64_t out = 0;
-  std::memcpy(&out, bytes.data(), std::min(bytes.size(), sizeof out));
-  return big_endian(out);
-}
-
 bool is_null(const cell &c) { return std::holds_alternative<std::monostate>(c); }
 
-// Do cells that begin alike differ, and is the first one before the other?
+// What a cell begins with, as a number that orders as it does, and whether that is all of it.
+struct beginning {
+  uint64_t number;
+  bool is_whole;
+};
+
+beginning beginning_of(std::string_view bytes) {
+  // Seven bytes and the length, since bytes that are not there are told from zeros by it.
+  constexpr size_t room = 7;
+  uint64_t number = 0;
+  std::memcpy(&number, bytes.data(), std::min(bytes.size(), room));
+  return {big_endian(number) | std::min(bytes.size(), room + 1), bytes.size() <= room};
+}
+
+beginning beginning_of(const cell &c, const sort_key &key) {
+  // NULL is the last, in whatever direction; another cell that begins so is told from it by a look at it.
+  constexpr uint64_t last = UINT64_MAX;
+  if (is_null(c))
+    return {last, true};
+  beginning out{};
+  if (const auto *number = std::get_if<int64_t>(&c)) {
+    static const int64_t negative_zero = real_key(-0.0); // equals 0
+    const bool is_real = key.kind == value_kind::single || key.kind == value_kind::real;
+    const int64_t stored = is_real && *number == negative_zero ? real_key(0.0) : *number;
+    out = {static_cast<uint64_t>(stored) ^ uint64_t{1} << 63, true};
+  } else {
+    const auto *wide = std::get_if<wide_key>(&c);
+    out = beginning_of(wide != nullptr ? wide->view() : std::get<std::string_view>(c));
+  }
+  if (key.descending)
+    out.number = ~out.number;
+  return {out.number, out.is_whole && out.number != last};
+}
+
+// Of cells that begin alike: is one before the other?
 bool is_before(const cell &a, const cell &b, bool descending) {
   if (is_null(a) || is_null(b))
-    return !is_null(a) && is_null(b);
+    return !is_null(a);
   if (std::holds_alternative<int64_t>(a))
     return false;
   return descending ? b < a : a < b;
@@ -55,23 +71,31 @@ void sorted_rows::sort() {
 }
 
 // Sorts by one key, and then each part that it does not tell apart by the next.
-void sorted_rows::sort(std::span<item> items, size_t key) {
-  if (key == keys.size() || items.size() < 2)
+void sorted_rows::sort(std::span<item> items, size_t index) {
+  if (index == keys.size() || items.size() < 2)
     return;
-  const auto &[index, kind, descending] = keys[key];
-  const std::vector<cell> &column = kept.column(index);
+  const sort_key &key = keys[index];
+  const std::vector<cell> &column = kept.column(key.column);
+  bool are_whole = true;
   for (item &i : items) {
-    const uint64_t begin = beginning(column[i.row], kind);
-    i.begin = descending && !is_null(column[i.row]) ? ~begin : begin;
+    const beginning begin = beginning_of(column[i.row], key);
+    i.begin = begin.number;
+    are_whole = are_whole && begin.is_whole;
   }
-  const auto precedes = [&, is_descending = descending](const item &a, const item &b) {
-    return a.begin != b.begin ? a.begin < b.begin : is_before(column[a.row], column[b.row], is_descending);
+  const auto precedes = [&](const item &a, const item &b) {
+    if (a.begin != b.begin || are_whole)
+      return a.begin < b.begin;
+    return is_before(column[a.row], column[b.row], key.descending);
   };
-  std::sort(items.begin(), items.end(),
-            [&](const item &a, const item &b) { return precedes(a, b) || (!precedes(b, a) && a.row < b.row); });
+  // Rows of a part are in their order, which is kept.
+  if (are_whole)
+    std::sort(items.begin(), items.end(),
+              [](const item &a, const item &b) { return a.begin != b.begin ? a.begin < b.begin : a.row < b.row; });
+  else
+    std::stable_sort(items.begin(), items.end(), precedes);
   for (auto begin = items.begin(); begin != items.end();) {
     const auto end = std::find_if(begin, items.end(), [&](const item &i) { return precedes(*begin, i); });
-    sort({begin, end}, key + 1);
+    sort({begin, end}, index + 1);
     begin = end;
   }
 }

@@ -33,7 +33,7 @@ private:
     uint64_t row;
   };
   void sort();
-  void sort(std::span<item> items, size_t key);
+  void sort(std::span<item> items, size_t index);
 
   std::unique_ptr<row_source> source; // none once it is read
   std::vector<sort_key> keys;
