@@ -32,6 +32,12 @@ public:
   std::unique_ptr<hash_join> run(const vorn_ctx &ctx, std::span<const output_column> columns,
                                  const join_settings &settings) const;
 
+  // What of it is there without a join: does the condition ask something of both tables at once, the rows of a table on
+  // which its part of the condition is true and no key is NULL, nothing for all, and the key of a table.
+  bool asks_both() const { return !mixed.empty(); }
+  std::optional<selection> filtered(const vorn_ctx &ctx, bool of_second) const;
+  const column &key(bool of_second) const { return of_second ? second_key : first_key; }
+
 private:
   // What is asked of both tables, by the rows of one on which parts of it are true.
   struct part {
@@ -47,7 +53,6 @@ private:
   bool asks(const expression &e, bool of_second) const;
   void split(const expression &e, bool is_false);
   part bound(const expression &e, bool is_false);
-  std::optional<selection> filtered(const vorn_ctx &ctx, bool of_second) const;
   static bool holds(const part &p, const std::vector<selection> &answers, const std::vector<question> &questions,
                     const joined_row &row);
 

@@ -41,6 +41,9 @@ public:
   uint32_t group_count() const override { return count; }
   void show(uint32_t group, std::span<cell> out) const override { key.show(group, out); }
 
+  // All of them; null for those of the table.
+  const selection *rows() const { return selected ? &*selected : nullptr; }
+
 private:
   static std::optional<uint32_t> key_space(const vorn_ctx &ctx, std::span<const column *const> columns);
   void make_keys(uint32_t rows);

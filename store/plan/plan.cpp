@@ -9,6 +9,7 @@
 #include "store/plan/limit.hpp"
 #include "store/plan/scan.hpp"
 #include "store/plan/sort.hpp"
+#include "store/plan/translated_groups.hpp"
 #include "store/plan/wide_groups.hpp"
 
 namespace store {
@@ -95,6 +96,10 @@ private:
                                             settings.dense);
     if (from.second == nullptr && wide_groups::serves(grouped_by))
       return std::make_unique<wide_groups>(ctx, grouped_by, columns, selected());
+    if (from.second != nullptr)
+      if (auto translated =
+              translated_groups::made(ctx, joined(), from.outputs(asked.columns), from.outputs(summed), settings.dense))
+        return translated;
     std::vector<std::string> names = asked.columns;
     names.insert(names.end(), summed.begin(), summed.end());
     std::vector<numbers> added;
@@ -106,13 +111,14 @@ private:
   // Columns of the rows on which the condition is true.
   std::unique_ptr<row_source> source(const std::vector<std::string> &names) const {
     if (from.second != nullptr)
-      return std::make_unique<joined_rows>(ctx, from.joined_by(asked.where ? &*asked.where : nullptr),
-                                           from.outputs(names), settings.join);
+      return std::make_unique<joined_rows>(ctx, joined(), from.outputs(names), settings.join);
     std::vector<const column *> columns;
     for (const std::string &name : names)
       columns.push_back(&from.at(name));
     return std::make_unique<selected_scan>(ctx, columns, selected());
   }
+
+  join_query joined() const { return from.joined_by(asked.where ? &*asked.where : nullptr); }
 
   std::optional<selection> selected() const {
     if (!asked.where)
