@@ -39,15 +39,15 @@ bool dense_groups::serves(const vorn_ctx &ctx, std::span<const column *const> co
 }
 
 dense_groups::dense_groups(const vorn_ctx &context, const column &walked, std::span<const column *const> columns,
-                           std::span<const column *const> added, std::optional<selection> chosen,
+                           std::span<const number_column> added, std::optional<selection> chosen,
                            const dense_settings &chosen_settings)
     : ctx(context), settings(chosen_settings), key(columns), selected(std::move(chosen)),
       steps(walked, selected ? &*selected : nullptr), count(key_space(ctx, columns).value_or(0)) {
   for (const column *c : columns)
     unpackers.emplace_back(ctx, *c, code_unpacker::element::four_bytes);
   packed.resize(columns.size());
-  for (const column *c : added)
-    readers.emplace_back(ctx, *c, false, selected ? &*selected : nullptr);
+  for (const number_column &c : added)
+    readers.emplace_back(ctx, c, selected ? &*selected : nullptr);
 }
 
 uint32_t dense_groups::next() {

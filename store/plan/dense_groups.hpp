@@ -33,7 +33,7 @@ public:
   // Context and columns outlive this.  `walked` is any column of the table.  Without columns there is one group.
   // Without a selection all rows are grouped.
   dense_groups(const vorn_ctx &ctx, const column &walked, std::span<const column *const> columns,
-               std::span<const column *const> added, std::optional<selection> selected, const dense_settings &settings);
+               std::span<const number_column> added, std::optional<selection> selected, const dense_settings &settings);
 
   uint32_t next() override;
   const uint32_t *groups() const override { return unpackers.empty() ? nullptr : keys.data(); }

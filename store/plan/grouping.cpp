@@ -17,11 +17,23 @@ cell shown_as_one(const cell &c, value_kind kind) {
 } // namespace
 
 grouping::grouping(const vorn_ctx &context, std::unique_ptr<group_input> grouped, std::vector<value_kind> grouped_by,
-                   std::vector<aggregate> asked, const std::vector<number_form> &forms)
+                   std::vector<aggregate> asked, std::vector<term> added, const std::vector<number_form> &forms)
     : ctx(context), input(std::move(grouped)), kinds(std::move(grouped_by)), aggregates(std::move(asked)), counts(ctx),
-      cells(kinds.size() + aggregates.size()), blocks(cells.size()) {
-  for (const number_form &form : forms)
-    sums.emplace_back(ctx, form);
+      terms(std::move(added)), cells(kinds.size() + aggregates.size()), blocks(cells.size()) {
+  const auto is_nullable = [&](const term::operand &o) { return !o.constant && forms[o.column].is_nullable; };
+  for (const term &t : terms) {
+    const bool computes = t.opcode != VORN_OPC_NONE;
+    computed.emplace_back(ctx, computes && (is_nullable(t.left) || is_nullable(t.right)));
+    sums.emplace_back(ctx, computes ? computed.back().stored_as() : forms[t.left.column]);
+  }
+}
+
+const numbers &grouping::numbers_of(size_t added) {
+  const term &t = terms[added];
+  if (t.opcode == VORN_OPC_NONE)
+    return (*input)[t.left.column];
+  const auto operand = [&](const term::operand &o) { return o.constant ? nullptr : &(*input)[o.column]; };
+  return computed[added].compute(t, operand(t.left), operand(t.right));
 }
 
 void grouping::add_all() {
@@ -36,15 +48,15 @@ void grouping::add_all() {
     resize();
     ones.resize(rows, 1);
     counts.add(ones.data(), rows, input->groups());
-    for (size_t column = 0; column < sums.size(); ++column)
-      sums[column].add((*input)[column], input->groups());
+    for (size_t added = 0; added < sums.size(); ++added)
+      sums[added].add(numbers_of(added), input->groups());
   }
 }
 
 cell grouping::value(const aggregate &asked, uint32_t group) const {
   if (asked.what == function::count)
     return static_cast<int64_t>(counts[group]);
-  const summation &sum = sums[asked.column];
+  const summation &sum = sums[asked.added];
   const number_form &form = sum.stored_as();
   const uint64_t values = form.is_nullable ? sum.present()[group] : counts[group];
   if (values == 0)

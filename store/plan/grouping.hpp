@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "store/decode/row_source.hpp"
+#include "store/plan/arithmetic.hpp"
 #include "store/plan/group_input.hpp"
 #include "store/plan/summation.hpp"
 #include <vorn/vorn.h>
@@ -16,23 +17,25 @@ enum class function { count, sum, average };
 
 class grouping final : public row_source {
 public:
-  // What is asked of a group; the sum and the average of a column of numbers of the input.  NULL is not added, and the
+  // What is asked of a group; the sum and the average of a term.  NULL is not added, and the
   // sum of nothing is NULL, as is the average, the sum divided by the number of values as a double.
   struct aggregate {
     function what = function::count;
-    size_t column = 0;
-    uint32_t scale = 0; // of decimal numbers
+    size_t added = 0;   // among the terms
+    uint32_t scale = 0; // of decimal numbers, which are added as integers
   };
 
-  // The context outlives this.  The kinds are those of the columns that rows are grouped by.
+  // The context outlives this.  The kinds are those of the columns that rows are grouped by, the forms those of the
+  // columns of numbers.
   grouping(const vorn_ctx &ctx, std::unique_ptr<group_input> input, std::vector<value_kind> kinds,
-           std::vector<aggregate> aggregates, const std::vector<number_form> &forms);
+           std::vector<aggregate> aggregates, std::vector<term> terms, const std::vector<number_form> &forms);
 
   uint64_t next() override;
   row_block rows() const override { return blocks; }
 
 private:
   void add_all();
+  const numbers &numbers_of(size_t added);
   cell value(const aggregate &asked, uint32_t group) const;
 
   const vorn_ctx &ctx;
@@ -41,7 +44,12 @@ private:
   std::vector<aggregate> aggregates;
 
   group_counts counts; // rows
+
+  // By term.
+  std::vector<term> terms;
+  std::vector<computed_numbers> computed;
   std::vector<summation> sums;
+
   bool is_added = false;
   uint32_t next_group = 0;
   std::vector<std::vector<cell>> cells;

@@ -4,14 +4,19 @@
 
 namespace store {
 
-number_reader::number_reader(const vorn_ctx &ctx, const column &of, bool as_real, const selection *selected)
-    : rows(of, as_real), steps(of, selected), of_codes(of, as_real) {
+number_reader::number_reader(const vorn_ctx &ctx, const number_column &read, const selection *selected)
+    : rows(read), steps(*read.of, selected), of_codes(read) {
+  const column &of = *read.of;
   if (!of.is_dictionary()) {
     values.emplace(ctx, of, selected);
     return;
   }
   unpacker.emplace(ctx, of, code_unpacker::element::four_bytes);
   const auto &entries = std::get<dictionary>(of.values);
+  if (of.type.kind == value_kind::single || of.type.kind == value_kind::real) {
+    of_codes.assign_reals(ctx, entries);
+    return;
+  }
   std::vector<cell> cells(entries.codes());
   for (uint64_t code = entries.first_code(); code < cells.size(); ++code)
     cells[code] = of.value_of(code);

@@ -17,7 +17,7 @@ namespace store {
 class number_reader {
 public:
   // Context, column and selection outlive this.  Without a selection all rows are read.
-  number_reader(const vorn_ctx &ctx, const column &of, bool as_real, const selection *rows);
+  number_reader(const vorn_ctx &ctx, const number_column &read, const selection *rows);
 
   // Goes on to the next rows, in step with the readers of other columns; there are some left.
   void next();

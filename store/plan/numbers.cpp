@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <bit>
+#include <cstddef>
 
 #include "store/encode/big_endian.hpp"
+#include "store/join/row_vector.hpp"
 
 namespace store {
 
@@ -21,12 +23,6 @@ bool range_of(const column &of, int128 &low, int128 &high) {
   low = integer_of(of.value_of(of.first_ordinal()), of.type.kind);
   high = integer_of(of.value_of(of.last_ordinal()), of.type.kind);
   return true;
-}
-
-uint64_t canonical(double real) {
-  const auto bits = std::bit_cast<uint64_t>(real);
-  constexpr uint64_t sign_bit = uint64_t{1} << 63;
-  return big_endian((bits & sign_bit) != 0 ? ~bits : bits | sign_bit);
 }
 
 } // namespace
@@ -47,11 +43,12 @@ double real_of(const cell &number, const column_type &type) {
   return static_cast<double>(integer_of(number, type.kind)) / power;
 }
 
-number_form form_of(const column &of, bool as_real) {
+number_form form_of(const number_column &read) {
+  const column &of = *read.of;
   number_form out;
   out.kind = of.type.kind;
   out.is_nullable = of.has_nulls();
-  out.is_real = as_real || out.kind == value_kind::single || out.kind == value_kind::real;
+  out.is_real = read.as_real || out.kind == value_kind::single || out.kind == value_kind::real;
   int128 low = 0;
   int128 high = 0;
   if (out.is_real || !range_of(of, low, high))
@@ -79,7 +76,7 @@ void numbers::assign(std::span<const cell> cells) {
     if (form.is_nullable)
       is_present[i] = is_null ? 0 : 1;
     if (form.is_real) {
-      words[0][i] = canonical(is_null ? 0.0 : real_of(cells[i], type));
+      words[0][i] = std::bit_cast<uint64_t>(is_null ? 0.0 : real_of(cells[i], type));
       continue;
     }
     const int128 integer = is_null ? 0 : integer_of(cells[i], form.kind);
@@ -99,6 +96,39 @@ void numbers::assign(const numbers &by_code, std::span<const uint32_t> codes) {
   if (form.is_nullable)
     for (size_t i = 0; i < codes.size(); ++i)
       is_present[i] = by_code.is_present[codes[i]];
+}
+
+// The symbol of a real is the canonical number.  Below the symbols is that of NULL, which has no bytes.
+void numbers::assign_reals(const vorn_ctx &ctx, const dictionary &entries) {
+  resize(0);
+  resize(entries.codes());
+  const uint64_t first = entries.first_code();
+  if (form.is_nullable)
+    std::fill(is_present.begin() + static_cast<std::ptrdiff_t>(first), is_present.end(), uint8_t{1});
+  if (entries.size() == 0)
+    return;
+  vorn_enc_ctx canonical{};
+  canonical.vorn_enc_ctx_num_type = VORN_NUM_DOUBLE;
+  vorn_cv symbols{};
+  vorn_cv native{};
+  // Vectors serve as sources and as results, so their pointers are not const; the library only reads a source.
+  vorn_build_vector(&symbols, const_cast<char *>(entries.symbol(first).data()), nullptr, nullptr, &canonical, nullptr,
+                    nullptr, static_cast<uint32_t>(entries.size()), 0, nullptr, 0);
+  native.vorn_cv_vals = words[0].data() + first;
+  expect(vorn_convert(&ctx, &native, &symbols, nullptr), VORN_RESULT_DONE, "converting numbers");
+}
+
+void numbers::keep_present(const numbers *left, const numbers *right) {
+  if (!form.is_nullable)
+    return;
+  std::fill(is_present.begin(), is_present.end(), uint8_t{1});
+  for (const numbers *operand : {left, right})
+    if (operand != nullptr && operand->form.is_nullable)
+      for (size_t i = 0; i < size(); ++i)
+        is_present[i] = is_present[i] & operand->is_present[i];
+  for (size_t i = 0; i < size(); ++i)
+    if (is_present[i] == 0)
+      words[0][i] = 0;
 }
 
 } // namespace store

@@ -44,24 +44,31 @@ private:
   }
 
   std::unique_ptr<row_source> groups() const {
-    std::vector<std::string> summed;
+    std::vector<number_column> columns;
+    std::vector<term> terms;
     std::vector<grouping::aggregate> aggregates;
     for (const asked_aggregate &a : asked.aggregates) {
       if (a.what == function::count) {
         aggregates.push_back({});
         continue;
       }
-      aggregates.push_back({a.what, place_of(summed, a.column), from.at(a.column).type.scale});
-      if (aggregates.back().column == summed.size())
-        summed.push_back(a.column);
+      const auto operand = [&](const asked_operand &o) -> term::operand {
+        if (o.is_constant())
+          return {0, o.number()};
+        return {place_in(columns, {&from.at(o.column), !from.first.contains(o.column), a.op != '\0'})};
+      };
+      const term added = a.op == '\0' ? term{operand(a.left)} : term{operand(a.left), a.opcode(), operand(a.right)};
+      const uint32_t scale = a.op == '\0' ? from.at(a.left.column).type.scale : 0;
+      aggregates.push_back({a.what, place_in(terms, added), scale});
     }
     std::vector<number_form> forms;
-    for (const std::string &name : summed)
-      forms.push_back(form_of(from.at(name), false));
+    for (const number_column &c : columns)
+      forms.push_back(form_of(c));
     std::vector<value_kind> kinds;
     for (const std::string &name : asked.columns)
       kinds.push_back(from.at(name).type.kind);
-    auto grouped = std::make_unique<grouping>(ctx, input(summed), std::move(kinds), std::move(aggregates), forms);
+    auto grouped = std::make_unique<grouping>(ctx, input(columns), std::move(kinds), std::move(aggregates),
+                                              std::move(terms), forms);
     const size_t shown = asked.columns.size() + asked.aggregates.size();
     return std::make_unique<sorted_rows>(std::move(grouped), group_order(), shown, shown);
   }
@@ -74,7 +81,8 @@ private:
       kinds.push_back(from.at(name).type.kind);
     for (const asked_aggregate &a : asked.aggregates) {
       names.push_back(a.name());
-      kinds.push_back(a.type_of(a.what == function::count ? column_type() : from.at(a.column).type).kind);
+      kinds.push_back(
+          a.type_of(a.what == function::count || a.op != '\0' ? column_type() : from.at(a.left.column).type).kind);
     }
     std::vector<sort_key> out;
     for (const asked_order &o : asked.order)
@@ -84,28 +92,25 @@ private:
     return out;
   }
 
-  std::unique_ptr<group_input> input(const std::vector<std::string> &summed) const {
+  std::unique_ptr<group_input> input(const std::vector<number_column> &added) const {
     std::vector<const column *> grouped_by;
     for (const std::string &name : asked.columns)
       grouped_by.push_back(&from.at(name));
-    std::vector<const column *> columns;
-    for (const std::string &name : summed)
-      columns.push_back(&from.at(name));
     if (from.second == nullptr && dense_groups::serves(ctx, grouped_by, settings.dense))
-      return std::make_unique<dense_groups>(ctx, from.first.begin()->second, grouped_by, columns, selected(),
+      return std::make_unique<dense_groups>(ctx, from.first.begin()->second, grouped_by, added, selected(),
                                             settings.dense);
     if (from.second == nullptr && wide_groups::serves(grouped_by))
-      return std::make_unique<wide_groups>(ctx, grouped_by, columns, selected());
+      return std::make_unique<wide_groups>(ctx, grouped_by, added, selected());
     if (from.second != nullptr)
-      if (auto translated =
-              translated_groups::made(ctx, joined(), from.outputs(asked.columns), from.outputs(summed), settings.dense))
+      if (auto translated = translated_groups::made(ctx, joined(), from.outputs(asked.columns), added, settings.dense))
         return translated;
     std::vector<std::string> names = asked.columns;
-    names.insert(names.end(), summed.begin(), summed.end());
-    std::vector<numbers> added;
-    for (const column *c : columns)
-      added.emplace_back(*c);
-    return std::make_unique<hashed_groups>(source(names), grouped_by, std::move(added));
+    std::vector<numbers> added_numbers;
+    for (const number_column &c : added) {
+      names.push_back(c.of->name);
+      added_numbers.emplace_back(c);
+    }
+    return std::make_unique<hashed_groups>(source(names), grouped_by, std::move(added_numbers));
   }
 
   // Columns of the rows on which the condition is true.
@@ -130,6 +135,16 @@ private:
 
   static size_t place_of(const std::vector<std::string> &names, const std::string &name) {
     return static_cast<size_t>(std::find(names.begin(), names.end(), name) - names.begin());
+  }
+
+  // Where something is among others, to which it is added if need be.
+  template <class Element>
+  static size_t place_in(std::vector<Element> &all, const Element &sought) {
+    const auto found = std::find(all.begin(), all.end(), sought);
+    const auto place = static_cast<size_t>(found - all.begin());
+    if (found == all.end())
+      all.push_back(sought);
+    return place;
   }
 
   const vorn_ctx &ctx;

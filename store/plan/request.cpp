@@ -1,6 +1,7 @@
 #include "store/plan/request.hpp"
 
 #include <algorithm>
+#include <charconv>
 
 #include <fmt/format.h>
 
@@ -20,22 +21,43 @@ bool is_real(const column_type &type) { return type.kind == value_kind::single |
 
 } // namespace
 
+double asked_operand::number() const {
+  double out = 0;
+  std::from_chars(constant.data(), constant.data() + constant.size(), out);
+  return out;
+}
+
 std::string asked_aggregate::name() const {
   if (what == function::count)
     return "count(*)";
-  return fmt::format("{}({})", what == function::sum ? "sum" : "avg", column);
+  const std::string_view called = what == function::sum ? "sum" : "avg";
+  if (op == '\0')
+    return fmt::format("{}({})", called, left.text());
+  return fmt::format("{}({} {} {})", called, left.text(), op, right.text());
 }
 
 column_type asked_aggregate::type_of(const column_type &added) const {
   if (what == function::count)
     return {value_kind::integer, 8};
-  if (what == function::average || is_real(added))
+  if (what == function::average || op != '\0' || is_real(added))
     return {value_kind::real, 8};
   return {value_kind::wide, 16, added.scale};
 }
 
 column_type asked_aggregate::type(const column_names &names) const {
-  return type_of(what == function::count ? column_type() : *names.find(column).type);
+  return type_of(what == function::count || op != '\0' ? column_type() : *names.find(left.column).type);
+}
+
+uint32_t asked_aggregate::opcode() const {
+  return op == '+' ? VORN_OPC_ADD : op == '-' ? VORN_OPC_SUB : op == '*' ? VORN_OPC_MUL : VORN_OPC_NONE;
+}
+
+std::vector<std::string> asked_aggregate::columns() const {
+  std::vector<std::string> out;
+  for (const asked_operand *operand : {&left, &right})
+    if (!operand->is_constant())
+      out.push_back(operand->column);
+  return out;
 }
 
 std::vector<std::string> request::all_columns() const {
@@ -45,8 +67,8 @@ std::vector<std::string> request::all_columns() const {
   for (const std::string &name : columns)
     add_new(out, name);
   for (const asked_aggregate &a : aggregates)
-    if (a.what != function::count)
-      add_new(out, a.column);
+    for (const std::string &name : a.columns())
+      add_new(out, name);
   if (!is_grouped)
     for (const asked_order &o : order)
       add_new(out, o.by);
@@ -100,18 +122,23 @@ sql_select request::sql(const column_names &names, bool with_bounds) const {
       out.values.emplace_back("count(*)");
       continue;
     }
-    const std::string added = duckdb::quoted_name(a.column);
+    const auto operand = [&](const asked_operand &o) {
+      return o.is_constant() ? fmt::format("'{}'::DOUBLE", o.constant)
+                             : fmt::format("{}::DOUBLE", duckdb::quoted_name(o.column));
+    };
+    const std::string added = a.op == '\0' ? duckdb::quoted_name(a.left.column)
+                                           : fmt::format("({} {} {})", operand(a.left), a.op, operand(a.right));
     const std::string sum = fmt::format("sum({})", added);
-    const bool of_reals = is_real(*names.find(a.column).type);
+    const bool of_reals = a.op != '\0' || is_real(*names.find(a.left.column).type);
     if (a.what == function::average)
       out.values.push_back(fmt::format("{}::DOUBLE / count({})", sum, added));
     else
       out.values.push_back(of_reals ? sum : fmt::format("{}::{}", sum, sql_type(a.type(names))));
     if (!is_real(a.type(names)))
       continue;
-    // Each of n - 1 additions, in whatever order, is off by half a unit in the last place of 53 bits at the most; so is
-    // the division.  The sum of integers is exact before it becomes a double.
-    const std::string error = of_reals ? fmt::format("2 * count({0}) * sum(abs({0}::DOUBLE))", added)
+    // Each of n - 1 additions, in whatever order, is off by half a unit in the last place of 53 bits at the most; so
+    // are a division and the conversion of a decimal number.  The sum of integers is exact before it becomes a double.
+    const std::string error = of_reals ? fmt::format("2 * (count({0}) + 4) * sum(abs({0}::DOUBLE))", added)
                                        : fmt::format("8 * abs({}::DOUBLE)", sum);
     bounds.push_back(fmt::format("1.1102230246251565e-16 * {}{}", error,
                                  a.what == function::average ? fmt::format(" / count({})", added) : ""));
@@ -149,7 +176,21 @@ std::vector<asked_order> parse_order(std::string_view text, const request &order
   return out;
 }
 
-asked_aggregate parse_aggregate(function what, std::string_view text, const column_names &names) {
+namespace {
+
+// An operator with blanks around it, outside of quotes; npos where there is none.
+size_t operator_in(std::string_view text) {
+  bool is_quoted = false;
+  for (size_t at = 0; at < text.size(); ++at) {
+    is_quoted = is_quoted != (text[at] == '"');
+    const std::string_view three = text.substr(at, 3);
+    if (!is_quoted && (three == " * " || three == " + " || three == " - "))
+      return at + 1;
+  }
+  return text.npos;
+}
+
+std::string numeric_column(std::string_view text, const column_names &names) {
   const std::vector<std::string> columns = parse_columns(text, names);
   if (columns.size() != 1)
     throw error(fmt::format("a sum or an average is of one column, not of '{}'", shortened(text)));
@@ -157,7 +198,27 @@ asked_aggregate parse_aggregate(function what, std::string_view text, const colu
   if (!info.type->is_numeric())
     throw error(fmt::format("column '{}' is of type {}, of which there is no sum", shortened(info.name),
                             shortened(info.sql_type)));
-  return {what, info.name};
+  return info.name;
+}
+
+asked_operand operand_of(std::string_view text, const column_names &names) {
+  const size_t begin = std::min(text.find_first_not_of(' '), text.size());
+  const std::string_view word = text.substr(begin, text.find_last_not_of(' ') + 1 - begin);
+  if (is_number(word))
+    return {"", std::string(word)};
+  return {numeric_column(text, names)};
+}
+
+} // namespace
+
+asked_aggregate parse_aggregate(function what, std::string_view text, const column_names &names) {
+  const size_t at = operator_in(text);
+  if (at == text.npos)
+    return {what, {numeric_column(text, names)}};
+  asked_aggregate out{what, operand_of(text.substr(0, at), names), text[at], operand_of(text.substr(at + 1), names)};
+  if (out.columns().empty())
+    throw error(fmt::format("there is no column in '{}'", shortened(text)));
+  return out;
 }
 
 } // namespace store

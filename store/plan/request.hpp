@@ -16,14 +16,30 @@
 
 namespace store {
 
+// A column or a number.
+struct asked_operand {
+  std::string column;
+  std::string constant = {}; // without a column
+
+  bool is_constant() const { return column.empty(); }
+  double number() const; // of a constant
+  const std::string &text() const { return is_constant() ? constant : column; }
+};
+
+// A count, or the sum or average of a column or of two operands, not both constants, with an operator between them,
+// which are then taken as doubles.
 struct asked_aggregate {
   function what = function::count;
-  std::string column; // but of a count
+  asked_operand left = {};
+  char op = '\0'; // or one of + - *
+  asked_operand right = {};
 
   std::string name() const;
   // Of its values, by that of its column.
   column_type type_of(const column_type &added) const;
   column_type type(const column_names &names) const;
+  uint32_t opcode() const; // of the library
+  std::vector<std::string> columns() const;
 };
 
 struct asked_order {
@@ -57,7 +73,8 @@ struct request {
 // be ordered by.
 std::vector<asked_order> parse_order(std::string_view text, const request &ordered, const column_names &names);
 
-// Reads the column of a sum or average.  Throws store::error for one that is not numeric.
-asked_aggregate parse_aggregate(function what, std::string_view column, const column_names &names);
+// Reads what is added, "column" or "column * column", where a number may stand for one of the columns and the operator
+// is * + or - with blanks around it.  Throws store::error for a column that is not numeric.
+asked_aggregate parse_aggregate(function what, std::string_view text, const column_names &names);
 
 } // namespace store

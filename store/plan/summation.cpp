@@ -2,9 +2,8 @@
 
 #include <algorithm>
 
-#include <fmt/format.h>
-
 #include "store/error.hpp"
+#include "store/join/row_vector.hpp"
 
 namespace store {
 
@@ -19,15 +18,14 @@ void add_by_group(const vorn_ctx &ctx, vorn_enc_ctx &form, const void *vals, uin
                     nullptr, 0);
   vorn_build_vector(&result, accumulators, nullptr, nullptr, nullptr, nullptr, nullptr, 0, 0, nullptr, 0);
   vorn_aux aux{};
-  if (const uint32_t code = vorn_gby_sum(&ctx, &result, &source, groups == nullptr ? nullptr : &keys, &aux);
-      code != VORN_RESULT_DONE)
-    throw error(fmt::format("a sum of {} numbers gave result {}", rows, code));
+  expect(vorn_gby_sum(&ctx, &result, &source, groups == nullptr ? nullptr : &keys, &aux), VORN_RESULT_DONE, "a sum");
 }
 
 namespace {
 
 vorn_enc_ctx encoding_of(uint8_t num_type, uint32_t width) {
   vorn_enc_ctx out{};
+  out.vorn_enc_ctx_flags = num_type == VORN_NUM_DOUBLE ? VORN_NATIVE : 0;
   out.vorn_enc_ctx_num_type = num_type;
   out.vorn_enc_ctx_width = width;
   return out;

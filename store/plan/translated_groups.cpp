@@ -73,7 +73,7 @@ std::vector<uint32_t> numbered(const std::vector<cell> &cells, value_kind kind, 
 
 std::unique_ptr<translated_groups> translated_groups::made(const vorn_ctx &ctx, const join_query &asked,
                                                            std::span<const output_column> columns,
-                                                           std::span<const output_column> added,
+                                                           std::span<const number_column> added,
                                                            const dense_settings &settings) {
   const column &key = asked.key(false);
   if (asked.asks_both() || !key.is_dictionary())
@@ -96,16 +96,16 @@ std::unique_ptr<translated_groups> translated_groups::made(const vorn_ctx &ctx, 
     }
   if (!dense_groups::serves(ctx, direct, settings))
     return nullptr;
-  std::vector<const column *> direct_added;
-  for (const auto &[of, of_second] : added) {
-    out->added.push_back({of_second ? out->second_numbers.size() : direct_added.size(), of_second});
-    if (!of_second) {
-      direct_added.push_back(of);
+  std::vector<number_column> direct_added;
+  for (const number_column &c : added) {
+    out->added.push_back({c.of_second ? out->second_numbers.size() : direct_added.size(), c.of_second});
+    if (!c.of_second) {
+      direct_added.push_back(c);
       continue;
     }
-    numbers of_codes(*of);
-    of_codes.assign(by_code(read(*of), *row_of_code));
-    out->second_numbers.push_back({std::move(of_codes), numbers(*of)});
+    numbers of_codes(c);
+    of_codes.assign(by_code(read(*c.of), *row_of_code));
+    out->second_numbers.push_back({std::move(of_codes), numbers(c)});
   }
 
   // The rows of the first table that have one in the second.

@@ -30,7 +30,7 @@ public:
   // this.
   static std::unique_ptr<translated_groups> made(const vorn_ctx &ctx, const join_query &asked,
                                                  std::span<const output_column> columns,
-                                                 std::span<const output_column> added, const dense_settings &settings);
+                                                 std::span<const number_column> added, const dense_settings &settings);
 
   uint32_t next() override;
   const uint32_t *groups() const override { return tables.empty() ? direct->groups() : keys.data(); }

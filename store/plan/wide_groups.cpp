@@ -6,12 +6,12 @@
 namespace store {
 
 wide_groups::wide_groups(const vorn_ctx &ctx, std::span<const column *const> columns,
-                         std::span<const column *const> added, std::optional<selection> chosen)
+                         std::span<const number_column> added, std::optional<selection> chosen)
     : key(columns), selected(std::move(chosen)), steps(*columns.front(), selected ? &*selected : nullptr) {
   for (const column *c : columns)
     unpackers.emplace_back(ctx, *c, code_unpacker::element::four_bytes);
-  for (const column *c : added)
-    readers.emplace_back(ctx, *c, false, selected ? &*selected : nullptr);
+  for (const number_column &c : added)
+    readers.emplace_back(ctx, c, selected ? &*selected : nullptr);
 }
 
 uint32_t wide_groups::next() {

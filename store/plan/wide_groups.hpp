@@ -26,7 +26,7 @@ public:
   }
 
   // Context and columns outlive this.  Without a selection all rows are grouped.
-  wide_groups(const vorn_ctx &ctx, std::span<const column *const> columns, std::span<const column *const> added,
+  wide_groups(const vorn_ctx &ctx, std::span<const column *const> columns, std::span<const number_column> added,
               std::optional<selection> selected);
 
   uint32_t next() override;

@@ -74,13 +74,17 @@ std::optional<options> read_options(int argc, char **argv) {
   bool counts = false; // as the operands below, found by its option again
   app.add_flag("--count", counts, "The number of rows of each group, of all rows without --group-by");
   std::vector<std::string> operands[2];
-  app.add_option("--sum", operands[0], "The sum of a column in each group; NULL is not added")
-      ->type_name("COLUMN")
+  app.add_option(
+         "--sum", operands[0],
+         "The sum of a column in each group, or of an expression of two operands, such as \"delay * distance\",\n"
+         "with *, + or - between blanks, where one may be a number; they are taken as doubles, integers too.\n"
+         "NULL is not added")
+      ->type_name("NUMBERS")
       ->allow_extra_args(false);
   app.add_option("--avg", operands[1],
                  "The sum divided by the number of values.  These three can be given several times and are shown in\n"
                  "the order that they are given in")
-      ->type_name("COLUMN")
+      ->type_name("NUMBERS")
       ->allow_extra_args(false);
   app.add_option(
          "--order-by", out.order,

@@ -143,7 +143,7 @@ void print_shown(const projection &rows, std::string_view unit, uint64_t shown, 
     fmt::print("{} of {} {}\n", grouped(std::min(rows.count, shown)), grouped(rows.count), unit);
   if (rows.rounded != 0)
     fmt::print(
-        "{} sum{} of reals, added in another order, differ{} from DuckDB's by no more than 2n * 2^-53 of the sum "
+        "{} sum{} of reals, added in another order, differ{} from DuckDB's by no more than 2(n + 4) * 2^-53 of the sum "
         "of the n magnitudes\n",
         grouped(rows.rounded), rows.rounded == 1 ? "" : "s", rows.rounded == 1 ? "s" : "");
   fmt::print("the {} {}{}\n", unit, rows.agree ? "agree" : "DISAGREE",
