@@ -2,10 +2,12 @@
 // compressed columns.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "store/join/hash_join.hpp"
@@ -27,6 +29,11 @@ public:
   // The columns of both tables, which outlive this, have names of their own.  Without a condition all joined rows are
   // asked for.  Throws store::error as query does.
   join_query(const join_keys &keys, const condition *asked, const column_map &first, const column_map &second);
+
+  // Joins only those rows of a table, among selected ones or all, that something else selects too, which is asked while
+  // a join begins.
+  using row_filter = std::function<selection(const selection *among)>;
+  void narrow(bool of_second, row_filter further) { narrowed[of_second] = std::move(further); }
 
   // The joined rows on which the condition is true.  The context, and this, outlive them.
   std::unique_ptr<hash_join> run(const vorn_ctx &ctx, std::span<const output_column> columns,
@@ -61,7 +68,8 @@ private:
   const column &first_key;
   const column &second_key;
   std::vector<expression> filters[2]; // all of which a row of the table satisfies
-  std::vector<part> mixed;            // all of which joined rows satisfy
+  row_filter narrowed[2];
+  std::vector<part> mixed; // all of which joined rows satisfy
   std::vector<question> questions;
 };
 

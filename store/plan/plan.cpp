@@ -123,14 +123,24 @@ private:
     return std::make_unique<selected_scan>(ctx, columns, selected());
   }
 
-  join_query joined() const { return from.joined_by(asked.where ? &*asked.where : nullptr); }
+  join_query joined() const {
+    join_query out = from.joined_by(asked.where ? &*asked.where : nullptr);
+    if (asked.area)
+      out.narrow(!from.first.contains(asked.area->x_column), [this](const selection *among) { return in_area(among); });
+    return out;
+  }
 
   std::optional<selection> selected() const {
-    if (!asked.where)
-      return std::nullopt;
-    selection out;
-    query(*asked.where, from.first).run(ctx, out);
+    std::optional<selection> out;
+    if (asked.where)
+      query(*asked.where, from.first).run(ctx, out.emplace());
+    if (asked.area)
+      out = in_area(out ? &*out : nullptr);
     return out;
+  }
+
+  selection in_area(const selection *among) const {
+    return inside(ctx, *asked.area, from.at(asked.area->x_column), from.at(asked.area->y_column), among);
   }
 
   static size_t place_of(const std::vector<std::string> &names, const std::string &name) {

@@ -64,6 +64,9 @@ std::vector<std::string> request::all_columns() const {
   std::vector<std::string> out;
   if (where)
     out = where->columns;
+  if (area)
+    for (const std::string &name : {area->x_column, area->y_column})
+      add_new(out, name);
   for (const std::string &name : columns)
     add_new(out, name);
   for (const asked_aggregate &a : aggregates)
@@ -106,6 +109,8 @@ request request::comparable(const column_names &names) const {
 sql_select request::sql(const column_names &names, bool with_bounds) const {
   sql_select out;
   out.condition = where ? where->sql : "";
+  if (area)
+    out.condition = where ? fmt::format("({}) AND {}", where->sql, area->sql()) : area->sql();
   out.is_grouped = is_grouped;
   out.limit = limit;
   for (const std::string &name : columns) {
@@ -176,6 +181,17 @@ std::vector<asked_order> parse_order(std::string_view text, const request &order
   return out;
 }
 
+std::string numeric_column(std::string_view text, const column_names &names) {
+  const std::vector<std::string> columns = parse_columns(text, names);
+  if (columns.size() != 1)
+    throw error(fmt::format("numbers are those of one column, not of '{}'", shortened(text)));
+  const column_info &info = names.find(columns.front());
+  if (!info.type->is_numeric())
+    throw error(
+        fmt::format("column '{}' is of type {}, which has no numbers", shortened(info.name), shortened(info.sql_type)));
+  return info.name;
+}
+
 namespace {
 
 // An operator with blanks around it, outside of quotes; npos where there is none.
@@ -188,17 +204,6 @@ size_t operator_in(std::string_view text) {
       return at + 1;
   }
   return text.npos;
-}
-
-std::string numeric_column(std::string_view text, const column_names &names) {
-  const std::vector<std::string> columns = parse_columns(text, names);
-  if (columns.size() != 1)
-    throw error(fmt::format("a sum or an average is of one column, not of '{}'", shortened(text)));
-  const column_info &info = names.find(columns.front());
-  if (!info.type->is_numeric())
-    throw error(fmt::format("column '{}' is of type {}, of which there is no sum", shortened(info.name),
-                            shortened(info.sql_type)));
-  return info.name;
 }
 
 asked_operand operand_of(std::string_view text, const column_names &names) {

@@ -11,6 +11,7 @@
 #include "store/decode/row_source.hpp"
 #include "store/duckdb/reference.hpp"
 #include "store/plan/grouping.hpp"
+#include "store/plan/polygon.hpp"
 #include "store/query/condition.hpp"
 #include "store/value/column_names.hpp"
 
@@ -49,6 +50,7 @@ struct asked_order {
 
 struct request {
   std::optional<condition> where;
+  std::optional<polygon> area;      // that the points of the rows lie in
   std::vector<std::string> columns; // that are shown, or that rows are grouped by
   bool is_grouped = false;
   std::vector<asked_aggregate> aggregates; // of a group
@@ -72,6 +74,9 @@ struct request {
 // Reads "column, column desc, sum(column)"; a column may stand in double quotes.  Throws store::error for what cannot
 // be ordered by.
 std::vector<asked_order> parse_order(std::string_view text, const request &ordered, const column_names &names);
+
+// Reads the name of a column of numbers.  Throws store::error when it is another.
+std::string numeric_column(std::string_view text, const column_names &names);
 
 // Reads what is added, "column" or "column * column", where a number may stand for one of the columns and the operator
 // is * + or - with blanks around it.  Throws store::error for a column that is not numeric.

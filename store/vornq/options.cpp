@@ -87,6 +87,11 @@ std::optional<options> read_options(int argc, char **argv) {
       ->type_name("NUMBERS")
       ->allow_extra_args(false);
   app.add_option(
+         "--inside", out.polygon_file,
+         "Only rows whose point lies in a polygon.  The file has its vertices in two columns, x and y, named as\n"
+         "the columns of the rows, as in \"longitude,latitude\"")
+      ->type_name("FILE");
+  app.add_option(
          "--order-by", out.order,
          "Show rows or groups in the order of columns, or of aggregates as they are headed, as in\n"
          "\"sum(delay) desc, origin\"; NULL comes last.  Without it rows come in the order of the file, groups\n"
@@ -137,8 +142,8 @@ std::optional<options> read_options(int argc, char **argv) {
     throw error("--select shows rows, and --group-by, --count, --sum and --avg show groups of them");
   if (!out.selected_columns && !out.asks_for_groups())
     for (const auto &[name, is_given] :
-         {std::pair{"--limit", limit.has_value()}, std::pair{"--order-by", out.order.has_value()},
-          std::pair{"--format", shown_as->count() != 0}})
+         {std::pair{"--limit", limit.has_value()}, std::pair{"--inside", out.polygon_file.has_value()},
+          std::pair{"--order-by", out.order.has_value()}, std::pair{"--format", shown_as->count() != 0}})
       if (is_given)
         throw error(fmt::format("{} requires --select, or --group-by, --count, --sum or --avg", name));
   if (out.format != row_format::table && (out.list_columns || out.summary || out.more.rates))

@@ -21,6 +21,7 @@ struct options {
   std::optional<std::string> selected_columns;
   std::optional<std::string> group_columns;
   std::vector<std::pair<function, std::string>> aggregates; // with their columns, in the order that they are given in
+  std::optional<std::string> polygon_file;
   std::optional<std::string> order;
   row_format format = row_format::table;
   std::optional<uint64_t> limit;

@@ -38,7 +38,31 @@ request read_request(const options &chosen, const questions &asked, const column
 
 } // namespace
 
-questions read_questions(const options &chosen, const tables &from) {
+polygon read_polygon(duckdb::connection &db, const std::filesystem::path &path, const tables &from) {
+  const table_file file(db, path);
+  if (file.columns().size() != 2)
+    throw error(fmt::format("{} has {} columns; the points of a polygon have two", shortened(path.string()),
+                            file.columns().size()));
+  const std::string &first = file.columns()[0].name;
+  const std::string &second = file.columns()[1].name;
+  polygon out{numeric_column(first, from.names()), numeric_column(second, from.names()), {}, {}};
+  if (from.is_of_second(out.x_column) != from.is_of_second(out.y_column))
+    throw error(fmt::format("'{}' and '{}' are columns of two tables", shortened(first), shortened(second)));
+  duckdb::result points = db.query(fmt::format("SELECT {}::DOUBLE, {}::DOUBLE FROM {}", duckdb::quoted_name(first),
+                                               duckdb::quoted_name(second), file.sql()));
+  while (const auto chunk = points.next())
+    for (uint64_t row = 0; row < chunk->rows(); ++row) {
+      if (chunk->column(0).is_null(row) || chunk->column(1).is_null(row))
+        throw error(fmt::format("a point in {} lacks a coordinate", shortened(path.string())));
+      out.xs.push_back(chunk->column(0).number<double>(row));
+      out.ys.push_back(chunk->column(1).number<double>(row));
+    }
+  if (out.xs.size() < 3)
+    throw error(fmt::format("{} has fewer points than a polygon", shortened(path.string())));
+  return out;
+}
+
+questions read_questions(duckdb::connection &db, const options &chosen, const tables &from) {
   questions out;
   for (const std::string &text : chosen.encodings) {
     const auto [name, form] = parse_assignment(text);
@@ -56,6 +80,8 @@ questions read_questions(const options &chosen, const tables &from) {
       check_searchable(name, *choice->second.form);
   if (chosen.selected_columns || chosen.asks_for_groups())
     out.shown = read_request(chosen, out, from.names());
+  if (chosen.polygon_file)
+    out.shown->area = read_polygon(db, *chosen.polygon_file, from);
   if (from.are_joined())
     add_names(out.columns, {from.keys().first, from.keys().second});
   if (out.shown)
@@ -75,6 +101,8 @@ std::string described(const request &asked, const options &chosen) {
     out += " by " + *chosen.group_columns;
   if (!chosen.conditions.empty())
     out += " where " + chosen.conditions.front();
+  if (chosen.polygon_file)
+    out += " inside " + *chosen.polygon_file;
   return out;
 }
 

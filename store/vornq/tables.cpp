@@ -57,6 +57,11 @@ tables::tables(duckdb::connection &db, std::span<const std::filesystem::path> fi
   joined_by = {keys[0]->name, keys[1]->name};
 }
 
+bool tables::is_of_second(std::string_view name) const {
+  const auto &first = all.front().file.columns();
+  return std::none_of(first.begin(), first.end(), [&](const column_info &info) { return info.name == name; });
+}
+
 std::vector<std::string> tables::columns_of(size_t table, std::span<const std::string> columns) const {
   std::vector<std::string> out;
   for (const column_info &info : all[table].file.columns())

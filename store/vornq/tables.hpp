@@ -33,6 +33,9 @@ public:
   uint64_t rows() const { return all.front().file.rows(); } // of the first table
   const std::vector<loaded_table> &list() const { return all; }
 
+  // Is a column, by its name in queries, of the second table?
+  bool is_of_second(std::string_view name) const;
+
   // Of two tables.
   bool are_joined() const { return all.size() == 2; }
   const join_keys &keys() const { return joined_by; }

@@ -71,8 +71,9 @@ std::vector<answered> answer_all(const session &s) {
          measure(s.library, s.from.plan(), *shown, s.from.names(), s.checker, s.repetitions()));
     return out;
   }
-  // To count the rows of a join takes all of them, which a limit is there to spare.
-  if (s.from.are_joined() && s.chosen.limit)
+  // To count the rows of a join takes all of them, which a limit is there to spare.  Those in a polygon are others than
+  // those of the condition alone.
+  if ((s.from.are_joined() && s.chosen.limit) || (shown && shown->area))
     return out;
   for (size_t i = 0; i < conditions.size(); ++i) {
     const condition &c = conditions[i];
@@ -124,7 +125,7 @@ status run(const options &chosen) {
 
   duckdb::connection database;
   tables from(database, chosen.files, chosen.join);
-  const questions asked = read_questions(chosen, from);
+  const questions asked = read_questions(database, chosen, from);
   // A query needs its own columns only.
   const bool list_columns = chosen.list_columns || asked.columns.empty();
   std::vector<std::string> wanted = asked.columns;

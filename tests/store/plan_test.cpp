@@ -38,6 +38,8 @@ struct query {
   const char *order = "";
   const char *where = "";
   std::optional<uint64_t> limit = {};
+  const char *area_x = nullptr; // a column of points, and that of their other coordinate
+  const char *area_y = nullptr;
 };
 constexpr const char *no_groups = nullptr;
 
@@ -59,6 +61,8 @@ constexpr query single_queries[] = {
     {"day,huge,t", no_groups, "huge,odd desc,small desc,key", "", 300},
     {"f", no_groups, "", "runs = 2", 5000},
     {"big", no_groups, "", "", 0},
+    {"n,d,key", no_groups, "", "", 2000, "n", "d"},
+    {"t", "c,s n", "", "runs > 4", {}, "n", "d"},
 };
 constexpr query joined_queries[] = {
     {"u", "c,s n,a w,s w"},
@@ -70,6 +74,8 @@ constexpr query joined_queries[] = {
     {"", "s n,c", "", "n > 1000"},
     {"key,u,small", no_groups, "u desc,small", "n < 0", 500},
     {"w,n", no_groups, "", "small is null", 33},
+    {"u", "c,s w", "", "w > 1", {}, "u", "w"},
+    {"n,u", no_groups, "n,d", "runs = 1 or u = 0", 77, "n", "d"},
 };
 
 request requested(const query &q, const column_names &names) {
@@ -88,6 +94,8 @@ request requested(const query &q, const column_names &names) {
   if (*q.order != '\0')
     out.order = parse_order(q.order, out, names);
   out.limit = q.limit;
+  if (q.area_x != nullptr) // a star with points at the height of its vertices
+    out.area = polygon{q.area_x, q.area_y, {-100, 0, 100, 150, -150, 20}, {-5, 9, -5, 2, 1, 9}};
   return out;
 }
 
