@@ -53,12 +53,12 @@ private:
         continue;
       }
       const auto operand = [&](const asked_operand &o) -> term::operand {
-        if (o.is_constant())
-          return {0, o.number()};
-        return {place_in(columns, {&from.at(o.column), !from.first.contains(o.column), a.op != '\0'})};
+        if (o.constant)
+          return {0, o.constant};
+        return {place_in(columns, {&from.at(o.text), !from.first.contains(o.text), a.op != '\0'})};
       };
       const term added = a.op == '\0' ? term{operand(a.left)} : term{operand(a.left), a.opcode(), operand(a.right)};
-      const uint32_t scale = a.op == '\0' ? from.at(a.left.column).type.scale : 0;
+      const uint32_t scale = a.op == '\0' ? from.at(a.left.text).type.scale : 0;
       aggregates.push_back({a.what, place_in(terms, added), scale});
     }
     std::vector<number_form> forms;
@@ -82,7 +82,7 @@ private:
     for (const asked_aggregate &a : asked.aggregates) {
       names.push_back(a.name());
       kinds.push_back(
-          a.type_of(a.what == function::count || a.op != '\0' ? column_type() : from.at(a.left.column).type).kind);
+          a.type_of(a.what == function::count || a.op != '\0' ? column_type() : from.at(a.left.text).type).kind);
     }
     std::vector<sort_key> out;
     for (const asked_order &o : asked.order)

@@ -21,19 +21,13 @@ bool is_real(const column_type &type) { return type.kind == value_kind::single |
 
 } // namespace
 
-double asked_operand::number() const {
-  double out = 0;
-  std::from_chars(constant.data(), constant.data() + constant.size(), out);
-  return out;
-}
-
 std::string asked_aggregate::name() const {
   if (what == function::count)
     return "count(*)";
   const std::string_view called = what == function::sum ? "sum" : "avg";
   if (op == '\0')
-    return fmt::format("{}({})", called, left.text());
-  return fmt::format("{}({} {} {})", called, left.text(), op, right.text());
+    return fmt::format("{}({})", called, left.text);
+  return fmt::format("{}({} {} {})", called, left.text, op, right.text);
 }
 
 column_type asked_aggregate::type_of(const column_type &added) const {
@@ -45,7 +39,7 @@ column_type asked_aggregate::type_of(const column_type &added) const {
 }
 
 column_type asked_aggregate::type(const column_names &names) const {
-  return type_of(what == function::count || op != '\0' ? column_type() : *names.find(left.column).type);
+  return type_of(what == function::count || op != '\0' ? column_type() : *names.find(left.text).type);
 }
 
 uint32_t asked_aggregate::opcode() const {
@@ -54,9 +48,10 @@ uint32_t asked_aggregate::opcode() const {
 
 std::vector<std::string> asked_aggregate::columns() const {
   std::vector<std::string> out;
-  for (const asked_operand *operand : {&left, &right})
-    if (!operand->is_constant())
-      out.push_back(operand->column);
+  if (what != function::count && !left.constant)
+    out.push_back(left.text);
+  if (op != '\0' && !right.constant)
+    out.push_back(right.text);
   return out;
 }
 
@@ -128,13 +123,12 @@ sql_select request::sql(const column_names &names, bool with_bounds) const {
       continue;
     }
     const auto operand = [&](const asked_operand &o) {
-      return o.is_constant() ? fmt::format("'{}'::DOUBLE", o.constant)
-                             : fmt::format("{}::DOUBLE", duckdb::quoted_name(o.column));
+      return fmt::format("{}::DOUBLE", o.constant ? duckdb::quoted_text(o.text) : duckdb::quoted_name(o.text));
     };
-    const std::string added = a.op == '\0' ? duckdb::quoted_name(a.left.column)
+    const std::string added = a.op == '\0' ? duckdb::quoted_name(a.left.text)
                                            : fmt::format("({} {} {})", operand(a.left), a.op, operand(a.right));
     const std::string sum = fmt::format("sum({})", added);
-    const bool of_reals = a.op != '\0' || is_real(*names.find(a.left.column).type);
+    const bool of_reals = a.op != '\0' || is_real(*names.find(a.left.text).type);
     if (a.what == function::average)
       out.values.push_back(fmt::format("{}::DOUBLE / count({})", sum, added));
     else
@@ -209,9 +203,13 @@ size_t operator_in(std::string_view text) {
 asked_operand operand_of(std::string_view text, const column_names &names) {
   const size_t begin = std::min(text.find_first_not_of(' '), text.size());
   const std::string_view word = text.substr(begin, text.find_last_not_of(' ') + 1 - begin);
-  if (is_number(word))
-    return {"", std::string(word)};
-  return {numeric_column(text, names)};
+  if (!is_number(word))
+    return {numeric_column(text, names)};
+  double number = 0;
+  if (const auto [end, failure] = std::from_chars(word.data(), word.data() + word.size(), number);
+      failure != std::errc() || end != word.data() + word.size())
+    throw error(fmt::format("cannot read '{}' as a double", shortened(word)));
+  return {std::string(word), number};
 }
 
 } // namespace

@@ -19,12 +19,8 @@ namespace store {
 
 // A column or a number.
 struct asked_operand {
-  std::string column;
-  std::string constant = {}; // without a column
-
-  bool is_constant() const { return column.empty(); }
-  double number() const; // of a constant
-  const std::string &text() const { return is_constant() ? constant : column; }
+  std::string text; // the name of the column, or the number as it was written
+  std::optional<double> constant = {};
 };
 
 // A count, or the sum or average of a column or of two operands, not both constants, with an operator between them,

@@ -1,6 +1,7 @@
 #include "store/plan/summation.hpp"
 
 #include <algorithm>
+#include <utility>
 
 #include "store/error.hpp"
 #include "store/join/row_vector.hpp"
@@ -47,10 +48,8 @@ void summation::resize(uint32_t groups) {
   if (form.is_real)
     reals.resize(groups);
   else
-    for (uint32_t limb = 0; limb < form.limbs; ++limb) {
+    for (uint32_t limb = 0; limb < form.limbs; ++limb)
       sums[limb].resize(groups);
-      totals[limb].resize(groups);
-    }
   if (form.is_nullable)
     counts.resize(groups);
 }
@@ -75,20 +74,21 @@ void summation::add(const numbers &added, const uint32_t *groups) {
 }
 
 void summation::flush() {
-  for (uint32_t limb = 0; limb < form.limbs; ++limb)
-    for (size_t group = 0; group < sums[limb].size(); ++group) {
-      totals[limb][group] += sums[limb][group];
-      sums[limb][group] = 0;
-    }
+  for (uint32_t limb = 0; limb < form.limbs; ++limb) {
+    totals[limb].resize(sums[limb].size());
+    for (size_t group = 0; group < sums[limb].size(); ++group)
+      totals[limb][group] += std::exchange(sums[limb][group], 0);
+  }
   rows_pending = 0;
 }
 
 int128 summation::integer(uint32_t group) const {
   int128 out = 0;
-  for (uint32_t limb = form.limbs; limb-- > 0;)
-    if (__builtin_mul_overflow(out, int128{1} << 32, &out) ||
-        __builtin_add_overflow(out, totals[limb][group] + sums[limb][group], &out))
+  for (uint32_t limb = form.limbs; limb-- > 0;) {
+    const int128 sum = sums[limb][group] + (group < totals[limb].size() ? totals[limb][group] : 0);
+    if (__builtin_mul_overflow(out, int128{1} << 32, &out) || __builtin_add_overflow(out, sum, &out))
       throw error("a sum takes more than 128 bits");
+  }
   return out;
 }
 

@@ -85,12 +85,11 @@ request requested(const query &q, const column_names &names) {
   if (*q.columns != '\0')
     out.columns = parse_columns(q.columns, names);
   out.is_grouped = q.aggregates != no_groups;
-  for (const directed_name &a : parse_directions(out.is_grouped && *q.aggregates != '\0' ? q.aggregates : "c")) {
-    const function what = a.name[0] == 'c' ? function::count : a.name[0] == 's' ? function::sum : function::average;
-    if (out.is_grouped && *q.aggregates != '\0')
-      out.aggregates.push_back(what == function::count ? asked_aggregate()
-                                                       : parse_aggregate(what, a.name.substr(2), names));
-  }
+  if (out.is_grouped && *q.aggregates != '\0')
+    for (const directed_name &a : parse_directions(q.aggregates))
+      out.aggregates.push_back(a.name == "c" ? asked_aggregate()
+                                             : parse_aggregate(a.name[0] == 's' ? function::sum : function::average,
+                                                               a.name.substr(2), names));
   if (*q.order != '\0')
     out.order = parse_order(q.order, out, names);
   out.limit = q.limit;
