@@ -47,20 +47,18 @@ private:
     std::vector<number_column> columns;
     std::vector<term> terms;
     std::vector<grouping::aggregate> aggregates;
-    for (const asked_aggregate &a : asked.aggregates) {
-      if (a.what == function::count) {
+    const auto operand = [&](const asked_operand &o, bool as_real) -> term::operand {
+      if (o.constant)
+        return {0, o.constant};
+      return {place_in(columns, {&from.at(o.text), !from.first.contains(o.text), as_real})};
+    };
+    for (const asked_aggregate &a : asked.aggregates)
+      if (a.what == function::count)
         aggregates.push_back({});
-        continue;
-      }
-      const auto operand = [&](const asked_operand &o) -> term::operand {
-        if (o.constant)
-          return {0, o.constant};
-        return {place_in(columns, {&from.at(o.text), !from.first.contains(o.text), a.op != '\0'})};
-      };
-      const term added = a.op == '\0' ? term{operand(a.left)} : term{operand(a.left), a.opcode(), operand(a.right)};
-      const uint32_t scale = a.op == '\0' ? from.at(a.left.text).type.scale : 0;
-      aggregates.push_back({a.what, place_in(terms, added), scale});
-    }
+      else if (const std::string *added = a.plain_column())
+        aggregates.push_back({a.what, place_in(terms, {operand(a.left, false)}), from.at(*added).type.scale});
+      else
+        aggregates.push_back({a.what, place_in(terms, {operand(a.left, true), a.opcode(), operand(a.right, true)})});
     std::vector<number_form> forms;
     for (const number_column &c : columns)
       forms.push_back(form_of(c));
@@ -81,8 +79,8 @@ private:
       kinds.push_back(from.at(name).type.kind);
     for (const asked_aggregate &a : asked.aggregates) {
       names.push_back(a.name());
-      kinds.push_back(
-          a.type_of(a.what == function::count || a.op != '\0' ? column_type() : from.at(a.left.text).type).kind);
+      const std::string *added = a.plain_column();
+      kinds.push_back(a.type_of(added != nullptr ? from.at(*added).type : column_type()).kind);
     }
     std::vector<sort_key> out;
     for (const asked_order &o : asked.order)
@@ -126,7 +124,7 @@ private:
   join_query joined() const {
     join_query out = from.joined_by(asked.where ? &*asked.where : nullptr);
     if (asked.area)
-      out.narrow(!from.first.contains(asked.area->x_column), [this](const selection *among) { return in_area(among); });
+      out.narrow(!from.first.contains(asked.area->x_column), in_area());
     return out;
   }
 
@@ -135,12 +133,13 @@ private:
     if (asked.where)
       query(*asked.where, from.first).run(ctx, out.emplace());
     if (asked.area)
-      out = in_area(out ? &*out : nullptr);
+      out = in_area()(out ? &*out : nullptr);
     return out;
   }
 
-  selection in_area(const selection *among) const {
-    return inside(ctx, *asked.area, from.at(asked.area->x_column), from.at(asked.area->y_column), among);
+  join_query::row_filter in_area() const {
+    return [&context = ctx, &area = *asked.area, &x = from.at(asked.area->x_column),
+            &y = from.at(asked.area->y_column)](const selection *among) { return inside(context, area, x, y, among); };
   }
 
   static size_t place_of(const std::vector<std::string> &names, const std::string &name) {

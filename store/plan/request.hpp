@@ -32,11 +32,12 @@ struct asked_aggregate {
   asked_operand right = {};
 
   std::string name() const;
-  // Of its values, by that of its column.
-  column_type type_of(const column_type &added) const;
-  column_type type(const column_names &names) const;
   uint32_t opcode() const; // of the library
   std::vector<std::string> columns() const;
+  const std::string *plain_column() const; // the column that is added as it is; null where there is none
+  // Of the values, by that of the plain column.
+  column_type type_of(const column_type &added) const;
+  column_type type(const column_names &names) const;
 };
 
 struct asked_order {

@@ -84,7 +84,7 @@ std::unique_ptr<translated_groups> translated_groups::made(const vorn_ctx &ctx, 
   if (!row_of_code)
     return nullptr;
 
-  std::unique_ptr<translated_groups> out(new translated_groups(ctx, key));
+  std::unique_ptr<translated_groups> out(new translated_groups(ctx));
   std::vector<const column *> direct;
   for (size_t place = 0; place < columns.size(); ++place)
     if (const auto &[of, of_second] = columns[place]; of_second) {

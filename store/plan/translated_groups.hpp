@@ -55,11 +55,10 @@ private:
     numbers of_rows;
   };
 
-  translated_groups(const vorn_ctx &context, const column &first_key) : ctx(context), key(first_key) {}
+  explicit translated_groups(const vorn_ctx &context) : ctx(context) {}
   void add_keys(translate_table &table, uint32_t rows);
 
   const vorn_ctx &ctx;
-  const column &key;
   std::optional<dense_groups> direct; // by columns of the first table
   std::vector<size_t> direct_places;
   std::vector<translate_table> tables;

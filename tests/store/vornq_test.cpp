@@ -124,6 +124,9 @@ TEST_F(vornq_test, shows_groups_and_orders_rows) {
   EXPECT_EQ(out, "a,sum(x)\nB,1.5\nA,0.25\n");
   ASSERT_EQ(run({file, "--select", "n", "--order-by", "\"a\" desc, N", "--format", "csv"}), 0) << err;
   EXPECT_EQ(out, "n\n\n1\n\n3\n2\n");
+  const std::string area = folder.write("area.csv", "x,N\n0,0\n1,0\n0,4\n");
+  ASSERT_EQ(run({file, "--inside", area, "--group-by", "a", "--sum", "n * 0.5", "--format", "csv"}), 0) << err;
+  EXPECT_EQ(out, "a,sum(n * 0.5)\nB,0.5\n"); // the point of A lies on the slope
 }
 
 TEST_F(vornq_test, takes_back_what_it_shows) {
@@ -266,6 +269,7 @@ TEST_F(vornq_test, ends_with_one_line_and_status_2_when_it_cannot_do_what_it_was
   const std::string broken = folder.write("broken.parquet", "not a table");
   const std::string other = folder.write("towns.txt", "town\nAdorf\n");
   const std::string lengths = folder.write("lengths.csv", "short,long\na,nine char\nab,nine char\n");
+  const std::string points = folder.write("points.csv", "people,price\n1,2\n3,4\n");
   const std::string same = folder.write("same.csv", "Town\nAdorf\n");
   struct bad_call {
     std::vector<std::string> arguments;
@@ -297,11 +301,18 @@ TEST_F(vornq_test, ends_with_one_line_and_status_2_when_it_cannot_do_what_it_was
       {{table, "--group-by", "town", "--where", "people = 1", "--where", "people = 2"},
        "groups are made of one --where"},
       {{table, "--group-by", "city"}, "no column 'city'"},
-      {{table, "--sum", "town"}, "column 'town' is of type VARCHAR, of which there is no sum"},
-      {{table, "--avg", "people,price"}, "a sum or an average is of one column, not of 'people,price'"},
+      {{table, "--sum", "town"}, "column 'town' is of type VARCHAR, which has no numbers"},
+      {{table, "--avg", "people,price"}, "numbers are those of one column, not of 'people,price'"},
       {{table, "--group-by", "town", "--order-by", "price"},
        "groups are not ordered by 'price', which they do not have"},
       {{table, "--count", "--order-by", "sum(people)"}, "no column 'sum(people)'"},
+      {{table, "--sum", "2 * 3"}, "there is no column in '2 * 3'"},
+      {{table, "--sum", "people * 1e400"}, "cannot read '1e400' as a double"},
+      {{table, "--sum", "people * town"}, "column 'town' is of type VARCHAR"},
+      {{table, "--inside", lengths}, "--inside requires --select"},
+      {{table, "--count", "--inside", table}, "towns.csv has 3 columns; the points of a polygon have two"},
+      {{table, "--count", "--inside", points}, "points.csv has fewer points than a polygon"},
+      {{table, "--count", "--inside", lengths}, "no column 'short'"},
       {{table, "--select", "town", "--order-by", "town desc,"}, "a column without a name at character 11"},
       {{table, "--select", "town", "--order-by", "\"town\" up"}, "unexpected 'up'"},
       {{table, "--select", "town", "--limit", "-1"}, "--limit takes a number of rows, not '-1'"},
