@@ -21,7 +21,7 @@ case $kind in
     if [ -n "${VORN_EMULATOR:-}" ]; then
       # shellcheck disable=SC2086 # it has options
       set -- $VORN_EMULATOR ${model:+--cpu "$model"} --file "$folder/$library.so" --file "$folder/without_vbmi" \
-        --env VORN_TEST_ONE_IN=20 "$test"
+        --env VORN_TEST_ONE_IN=40 "$test"
     elif [ -z "$model" ]; then
       set -- "$test"
     else
