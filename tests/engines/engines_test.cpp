@@ -26,37 +26,25 @@ protected:
   // The memory of a call, by what it mostly holds.
   enum part { values, lens, low, low_code, high, high_code, mask, filter, operand, out, out_lens, out_flgs, parts };
 
-  void SetUp() override {
-    implementation_test::SetUp();
-    at_hand = vorn_global_ctx;
-  }
-  void TearDown() override {
-    RecordProperty("rows", std::to_string(rows));
-    implementation_test::TearDown();
-  }
-
-  // Makes a call by either record and compares.
+  // Makes a call by the generic record and by the one in force, and compares.
   template <class Call>
   void compare(const char *name, uint64_t nrows, Call call) {
-    rows += nrows;
+    const vorn_global_ctx_t in_force = vorn_global_ctx;
     const std::string before = state();
     vorn_global_ctx = vorn_test::initial_global_ctx;
     call();
     const std::string expected = state();
-    const char *from = before.data();
-    for_all_bytes([&](std::span<uint8_t> bytes) {
-      std::memcpy(bytes.data(), from, bytes.size());
-      from += bytes.size();
+    for_all_bytes([from = before.data()](std::span<uint8_t> bytes) mutable {
+      std::memcpy(bytes.data(), std::exchange(from, from + bytes.size()), bytes.size());
     });
-    vorn_global_ctx = at_hand;
+    vorn_global_ctx = in_force;
     call();
     const std::string actual = state();
-    ASSERT_TRUE(actual == expected) << name << ", " << nrows << " rows of " << r.enc.vorn_enc_ctx_width << " bits, "
-                                    << r.enc.vorn_enc_ctx_rle_nruns << " runs, filter "
-                                    << (r.aux.vorn_aux_filter_bv != nullptr) << ", flags " << int{r.aux.vorn_aux_flags}
-                                    << ", room " << r.res.vorn_cv_nrows << ": byte "
+    ASSERT_TRUE(actual == expected) << name << ", rows " << nrows << ", width " << r.enc.vorn_enc_ctx_width << ", runs "
+                                    << r.enc.vorn_enc_ctx_rle_nruns << ", flags " << int{r.aux.vorn_aux_flags}
+                                    << ", room " << r.res.vorn_cv_nrows << ", byte "
                                     << std::ranges::mismatch(actual, expected).in1 - actual.begin()
-                                    << ", behind the records from " << sizeof r << " on";
+                                    << " behind records of " << sizeof r;
   }
   void compare(const slot &s, uint64_t nrows) {
     const bool scan = s.predicate() || s.opcode() == VORN_OPC_SET;
@@ -107,11 +95,11 @@ protected:
     vorn_add_encoding_type_rle(&r.enc, length, indexed ? first : nullptr, static_cast<uint8_t>(bits),
                                static_cast<uint32_t>(runs.size()), nullptr);
     uint32_t row = 0;
-    for (const uint32_t run : runs) {
-      store_big(std::exchange(length, length + bits / 8), indexed ? 0xa5a5 : run, bits / 8); // the CLA stands for it
-      store_big(std::exchange(first, first + 4), std::exchange(row, row + run), 4);
+    for (size_t run = 0; run < runs.size(); row += runs[run++]) {
+      store_big(length + run * bits / 8, indexed ? 0xa5a5 : runs[run], bits / 8); // the CLA stands for the lengths
+      store_big(first + 4 * run, row, 4);
     }
-    store_big(first, row, 4);
+    store_big(first + 4 * runs.size(), row, 4);
   }
 
   // Calls visit(count, last) for every count, with streams at either end of their memory.
@@ -144,8 +132,6 @@ protected:
   std::vector<uint64_t> numbers;
   std::vector<uint32_t> runs;
   uint32_t next_start = 0;
-  uint64_t rows = 0;
-  vorn_global_ctx_t at_hand = {};
   const uint64_t share = std::getenv("VORN_TEST_ONE_IN") ? std::stoul(std::getenv("VORN_TEST_ONE_IN")) : 1;
   vorn_test::random_source random{static_cast<uint64_t>(GTEST_FLAG_GET(random_seed))};
 };
@@ -229,8 +215,7 @@ TEST_P(engines, sets) {
 
 // A range, a filter and a list of one column, from row 0 to 70 on.
 void engines::check_unpack(const slot &s, unsigned run_bits, uint32_t nrows) {
-  enum { range, by_filter, by_list };
-  for (const int form : {range, by_filter, by_list}) {
+  for (const char *form : {"range", "filter", "list"}) {
     const uint32_t start = std::min(nrows, next_start++ % 71);
     r.aux = {};
     r.aux.vorn_aux_flags = random.once_in(2) ? VORN_AUX_UNPACK_UB4 : 0;
@@ -246,9 +231,9 @@ void engines::check_unpack(const slot &s, unsigned run_bits, uint32_t nrows) {
       r.aux.vorn_aux_run_end = end;
     }
     uint64_t room = random.one_of({uint64_t{0}, uint64_t{1}, random.below(nrows + 2), uint64_t{256}, uint64_t{nrows}});
-    if (form == by_filter)
+    if (*form == 'f')
       r.aux.vorn_aux_filter_bv = put_bits(filter, nrows);
-    if (form == by_list) {
+    if (*form == 'l') {
       room = start == nrows ? 0 : random.below(nrows - start) + 1;
       if (room == 0 && run_bits != 0)
         continue; // is an error
@@ -374,10 +359,10 @@ void engines::check_bits(uint32_t nbits, bool last) {
 
 TEST_P(engines, bit_vectors) {
   for (const bool of_words : {false, true}) {
-    vorn_global_ctx = vorn_test::initial_global_ctx;
-    families[0] = vorn_test::family_in_force(of_words);
-    vorn_global_ctx = at_hand;
     families[1] = vorn_test::family_in_force(of_words);
+    const vorn_global_ctx_t in_force = std::exchange(vorn_global_ctx, vorn_test::initial_global_ctx);
+    families[0] = vorn_test::family_in_force(of_words);
+    vorn_global_ctx = in_force;
     for (int repetition = 0; repetition < 20; ++repetition)
       for_each_count([&](uint32_t nbits, bool last) { check_bits(nbits, last); });
   }
