@@ -26,9 +26,9 @@ struct avx512_steps : block_steps<W, Element> {
       return base::range(stream, first, n, elements);
     auto *out = static_cast<Element *>(elements);
     const uint32_t head = base::start_of_range(stream, first, n, out);
-    const uint64_t begin = (first + head) / 8 * W, end = (stream.ncodes * W + 7) / 8;
+    const uint8_t *codes = stream.bytes + (first + head) / 8 * W;
     const vbmi_passes::unpack_passes &passes = vbmi_passes::unpack.of[W];
-    (is_least ? passes.range : passes.range_ub4)(stream.bytes + begin, end - begin, n - head, out + head);
+    (is_least ? passes.range : passes.range_ub4)(codes, n - head, out + head);
   }
 
   static uint32_t filter(const code_stream &stream, const uint64_t *rows, uint32_t first, uint32_t &room,

@@ -55,12 +55,8 @@ struct code_lanes {
   static constexpr unsigned spare = bits - W;       // bits of a lane beside its code
   static constexpr unsigned block_bytes = 8 * W;    // of 64 codes
 
-  // Vector v of a block, with what follows it up to 64 bytes, or of its first `size` bytes, with zeros behind them.
+  // Vector v of a block, with what follows it up to 64 bytes.
   static __m512i load(const uint8_t *block, unsigned v) { return load_vector(block + v * bytes); }
-  static __m512i load(const uint8_t *block, unsigned v, uint64_t size) {
-    const uint64_t before = v * bytes;
-    return size <= before ? _mm512_setzero_si512() : _mm512_maskz_loadu_epi8(low_bits(size - before), block + before);
-  }
 
   // Each code at the top of its lane.
   static __m512i top(__m512i raw) {

@@ -19,7 +19,7 @@ public:
         span_(operations::all(asked.span << lanes::spare | low_bits(lanes::spare))),
         code_(operations::all(low_bits(W) << lanes::spare)) {}
 
-  auto operator()(__m512i raw, typename lanes::mask /*rows*/) const {
+  auto operator()(__m512i raw) const {
     const __m512i x = lanes::top(raw);
     const __m512i distance = operations::subtract(x, low_);
     return Nonzero ? operations::at_most(operations::common(x, code_), distance, span_)

@@ -26,7 +26,7 @@ public:
     high_ = _mm512_movm_epi8(W == 7 ? map[1] : 0);
   }
 
-  __mmask64 operator()(__m512i raw, __mmask64 /*rows*/) const {
+  __mmask64 operator()(__m512i raw) const {
     const __m512i codes = lanes::bottom(raw);
     return _mm512_movepi8_mask(W < 7 ? _mm512_permutexvar_epi8(codes, low_)
                                      : _mm512_permutex2var_epi8(low_, codes, high_));
@@ -44,7 +44,7 @@ public:
   explicit in_map(const uint64_t *map)
       : bytes_(_mm512_maskz_loadu_epi64(15, map)), bits_(_mm512_set1_epi64(static_cast<int64_t>(0x8040201008040201))) {}
 
-  __mmask64 operator()(__m512i codes, __mmask64 /*rows*/) const {
+  __mmask64 operator()(__m512i codes) const {
     const __m512i byte = _mm512_and_si512(_mm512_srli_epi16(codes, 3), _mm512_set1_epi8(31));
     const __m512i bit = _mm512_shuffle_epi8(bits_, _mm512_and_si512(codes, _mm512_set1_epi8(7)));
     return _mm512_test_epi8_mask(_mm512_permutexvar_epi8(byte, bytes_), bit);
@@ -66,7 +66,7 @@ public:
       words_[i] = _mm512_loadu_si512(map + 8 * i);
   }
 
-  __mmask32 operator()(__m512i raw, __mmask32 /*rows*/) const {
+  __mmask32 operator()(__m512i raw) const {
     const __m512i codes = lanes::exact(raw);
     const __m512i index = _mm512_srli_epi16(codes, 4);
     __m512i word;
@@ -92,17 +92,16 @@ private:
   __m512i words_[tables];
 };
 
-// The 32 bits of the map that hold a code's, read from memory for codes of rows alone.
+// The 32 bits of the map that hold a code's, read from memory.
 template <unsigned W>
 requires(W >= 13) class in_map<W> {
 public:
   using lanes = code_lanes<W, uint32_t>;
   explicit in_map(const uint64_t *map) : map_(map) {}
 
-  __mmask16 operator()(__m512i raw, __mmask16 rows) const {
+  __mmask16 operator()(__m512i raw) const {
     const __m512i codes = lanes::exact(raw);
-    const __m512i words =
-        _mm512_mask_i32gather_epi32(_mm512_setzero_si512(), rows, _mm512_srli_epi32(codes, 5), map_, 4);
+    const __m512i words = _mm512_i32gather_epi32(_mm512_srli_epi32(codes, 5), map_, 4);
     const __m512i bit = _mm512_sllv_epi32(_mm512_set1_epi32(1), _mm512_and_si512(codes, _mm512_set1_epi32(31)));
     return _mm512_test_epi32_mask(words, bit);
   }

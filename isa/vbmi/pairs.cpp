@@ -13,10 +13,10 @@ uint32_t select(const uint8_t *values, uint32_t nrows, const vbmi_passes::code_s
   code_answers answers;
   return select_pieces(nrows, asked, out, [&](uint32_t first, uint32_t rows, uint64_t *words) {
     answers.fill(codes, first, rows, asked);
-    const auto match = [&](uint64_t word, uint64_t /*rows*/, auto bytes) {
+    const auto match = [&](uint64_t word, const uint8_t *block) {
       __m512i numbers[lanes::vectors];
       for (unsigned v = 0; v < lanes::vectors; ++v)
-        numbers[v] = lanes::exact(bytes(v));
+        numbers[v] = lanes::exact(lanes::load(block, v));
       return bounds.match([&](unsigned v) { return numbers[v]; }, answers.at_least[word], answers.at_most[word]);
     };
     return select_words<lanes>(values + uint64_t{first} * (W / 8), rows, match, words);

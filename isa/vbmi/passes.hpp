@@ -47,9 +47,8 @@ using packed_pair_pass = uint32_t (*)(const uint8_t *values, uint32_t nrows, con
                                       const pair_interval &asked, uint64_t *out);
 extern const by_width<packed_pair_pass> select_packed_pairs;
 
-// Writes n codes, of which the first begins with a byte, as elements; `size` is the bytes from there to the end of the
-// stream.
-using unpack_pass = void (*)(const uint8_t *codes, uint64_t size, uint32_t n, void *elements);
+// Writes n codes, of which the first begins with a byte, as elements.
+using unpack_pass = void (*)(const uint8_t *codes, uint32_t n, void *elements);
 
 // Writes the codes of the rows of a filter, of nrows rows, from `first` on, word by word as long as there is room for
 // all rows of a word.  Returns the row behind the last word.

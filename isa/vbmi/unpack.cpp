@@ -30,54 +30,43 @@ __m512i compressed(uint64_t mask, __m512i elements) {
 }
 
 template <unsigned W, class Element>
-void unpack_range(const uint8_t *block, uint64_t size, uint32_t n, void *elements) {
+void unpack_range(const uint8_t *codes, uint32_t n, void *elements) {
   using lanes = code_lanes<W, Element>;
+  const code_blocks<lanes> blocks(codes, n);
   auto *out = static_cast<Element *>(elements);
-  constexpr uint64_t whole = 64 + (lanes::vectors - 1) * lanes::bytes;
-  for (; n >= 64 && size >= whole; n -= 64, size -= lanes::block_bytes, block += lanes::block_bytes, out += 64)
+  Element last[64];
+  for (uint64_t i = 0; i < blocks.size(); ++i) {
+    const uint8_t *block = blocks[i];
+    Element *const to = 64 * (i + 1) <= n ? out + 64 * i : last;
     for (unsigned v = 0; v < lanes::vectors; ++v)
-      _mm512_storeu_si512(out + v * lanes::codes, lanes::exact(lanes::load(block, v)));
-  for (; n != 0; block += lanes::block_bytes) {
-    for (unsigned v = 0; v < lanes::vectors && n != 0; ++v) {
-      const uint32_t some = std::min(n, lanes::codes);
-      store_first(out, some, lanes::exact(lanes::load(block, v, size)));
-      out += some;
-      n -= some;
-    }
-    size -= std::min<uint64_t>(size, lanes::block_bytes);
+      _mm512_storeu_si512(to + v * lanes::codes, lanes::exact(lanes::load(block, v)));
   }
+  std::copy_n(last, n % 64, out + n / 64 * 64);
 }
 
 template <unsigned W, class Element>
 uint32_t unpack_filter(const uint8_t *stream, uint32_t nrows, const uint64_t *filter, uint32_t first, uint32_t &room,
                        void *elements) {
   using lanes = code_lanes<W, Element>;
+  const code_blocks<lanes> blocks(stream, nrows);
   auto *out = static_cast<Element *>(elements);
-  const uint64_t whole = whole_loads<lanes>(nrows), words = words_of(nrows);
   uint64_t word = first / 64;
   uint64_t from_first = UINT64_MAX << first % 64;
-  for (; word < words; ++word, from_first = UINT64_MAX) {
-    uint64_t rows = filter[word] & from_first & low_bits(nrows - 64 * word);
+  for (; word < blocks.size(); ++word, from_first = UINT64_MAX) {
+    const uint64_t rows = filter[word] & from_first & low_bits(nrows - 64 * word);
     if (rows == 0)
       continue;
     const uint32_t count = popcount(rows);
     if (count > room)
       break;
     room -= count;
-    const uint8_t *block = stream + word * lanes::block_bytes;
-    const uint64_t left = stream_bytes<lanes>(nrows) - word * lanes::block_bytes;
-    const auto write = [&](auto load) {
-      for (unsigned v = 0; v < lanes::vectors; ++v) {
-        const uint64_t these = lanes::codes == 64 ? rows : rows >> (v * lanes::codes) & low_bits(lanes::codes);
-        const uint32_t some = popcount(these);
-        store_first(out, some, compressed<Element>(these, lanes::exact(load(v))));
-        out += some;
-      }
-    };
-    if (word < whole)
-      write([&](unsigned v) { return lanes::load(block, v); });
-    else
-      write([&](unsigned v) { return lanes::load(block, v, left); });
+    const uint8_t *block = blocks[word];
+    for (unsigned v = 0; v < lanes::vectors; ++v) {
+      const uint64_t these = rows >> (v * lanes::codes) & low_bits(lanes::codes);
+      const uint32_t some = popcount(these);
+      store_first(out, some, compressed<Element>(these, lanes::exact(lanes::load(block, v))));
+      out += some;
+    }
   }
   return static_cast<uint32_t>(std::max<uint64_t>(first, 64 * word));
 }

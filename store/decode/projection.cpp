@@ -1,6 +1,7 @@
 #include "store/decode/projection.hpp"
 
 #include <algorithm>
+#include <cmath>
 #include <optional>
 #include <vector>
 
@@ -28,6 +29,25 @@ public:
     return true;
   }
 
+  // The same of reals that may lie as far from the expected ones as another column says.  Counts those that differ.
+  bool near(uint64_t index, uint64_t bound_index, std::span<const cell> cells, uint64_t &differing) const {
+    const duckdb::vector values = chunk->column(index);
+    const duckdb::vector bounds = chunk->column(bound_index);
+    for (uint64_t i = 0; i < cells.size(); ++i) {
+      const cell expected = value_at(values, done + i, value_kind::real);
+      if (expected == cells[i])
+        continue;
+      const auto *real = std::get_if<int64_t>(&cells[i]);
+      const auto *expected_real = std::get_if<int64_t>(&expected);
+      if (real == nullptr || expected_real == nullptr || bounds.is_null(done + i))
+        return false;
+      if (!(std::abs(real_of_key(*real) - real_of_key(*expected_real)) <= bounds.number<double>(done + i)))
+        return false;
+      ++differing;
+    }
+    return true;
+  }
+
   void advance(uint64_t rows) {
     done += rows;
     if (done == chunk->rows())
@@ -49,20 +69,27 @@ private:
 
 } // namespace
 
-projection project(const vorn_ctx &ctx, std::span<const column *const> columns, const selection *rows,
-                   duckdb::result expected, uint64_t limit, const std::function<void(row_block)> &take) {
-  table_scan source(ctx, columns, rows);
-  return project(source, columns, std::move(expected), limit, take);
+std::vector<heading> headings_of(std::span<const column *const> columns) {
+  std::vector<heading> out;
+  for (const column *c : columns)
+    out.push_back({c->name, c->type});
+  return out;
 }
 
-projection project(row_source &source, std::span<const column *const> columns, duckdb::result expected, uint64_t limit,
+projection project(const vorn_ctx &ctx, std::span<const column *const> columns, const selection *rows,
+                   duckdb::result expected, uint64_t shown, const std::function<void(row_block)> &take) {
+  table_scan source(ctx, columns, rows);
+  return project(source, headings_of(columns), std::move(expected), shown, take);
+}
+
+projection project(row_source &source, std::span<const heading> columns, duckdb::result expected, uint64_t shown,
                    const std::function<void(row_block)> &take) {
   projection out;
   expected_rows checker(std::move(expected));
   while (const uint64_t step_rows = source.next()) {
     const row_block step = source.rows();
-    if (out.count < limit) {
-      const uint64_t wanted = std::min(step_rows, limit - out.count);
+    if (out.count < shown) {
+      const uint64_t wanted = std::min(step_rows, shown - out.count);
       std::vector<std::span<const cell>> block;
       block.reserve(step.size());
       for (const auto &cells : step)
@@ -76,8 +103,12 @@ projection project(row_source &source, std::span<const column *const> columns, d
         break;
       }
       const uint64_t compared = checker.available(step_rows - done);
-      for (size_t c = 0; c < columns.size(); ++c)
-        out.agree = out.agree && checker.equal(c, columns[c]->type.kind, step[c].subspan(done, compared));
+      uint64_t bound_index = columns.size();
+      for (size_t c = 0; c < columns.size() && out.agree; ++c) {
+        const auto cells = step[c].subspan(done, compared);
+        out.agree = columns[c].is_rounded ? checker.near(c, bound_index++, cells, out.rounded)
+                                          : checker.equal(c, columns[c].type.kind, cells);
+      }
       checker.advance(compared);
       done += compared;
     }

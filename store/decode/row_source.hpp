@@ -3,12 +3,20 @@
 
 #include <cstdint>
 #include <span>
+#include <string>
 #include <vector>
 
 #include "store/decode/row_reader.hpp"
 #include "store/value/value.hpp"
 
 namespace store {
+
+// A column of rows: what it is called, and of which type its cells are.
+struct heading {
+  std::string name;
+  column_type type;
+  bool is_rounded = false; // sums of reals, which depend on the order of the additions
+};
 
 // Some rows: the cells of each column, of which there are equally many.
 using row_block = std::span<const std::span<const cell>>;

@@ -16,7 +16,7 @@ std::string where(const std::string &condition_sql) {
 } // namespace
 
 reference::reference(duckdb::connection &db, const table_file &file, std::span<const std::string> columns)
-    : database(db), source("reference") {
+    : database(db), source("reference"), row_number("rowid") {
   copy(source, file, columns, "");
   database.query("SET threads TO 1");
 }
@@ -28,7 +28,7 @@ reference::reference(duckdb::connection &db, const table_file &file) : database(
 reference::reference(duckdb::connection &db, const joined &first, const joined &second)
     : database(db), source(fmt::format("reference JOIN joined ON (reference.{} = joined.{})",
                                        duckdb::quoted_name(first.key), duckdb::quoted_name(second.key))),
-      order(" ORDER BY \"row of reference\", \"row of joined\"") {
+      row_order({"\"row of reference\"", "\"row of joined\""}) {
   copy("reference", first.file, first.columns, ", row_number() OVER () AS \"row of reference\"");
   copy("joined", second.file, second.columns, ", row_number() OVER () AS \"row of joined\"");
   database.query("SET threads TO 1");
@@ -53,13 +53,43 @@ uint64_t reference::count(duckdb::statement &query) {
 }
 
 duckdb::result reference::values(std::span<const column *const> columns, const std::string &condition_sql) const {
-  std::vector<std::string> expressions;
+  sql_select query{{}, condition_sql, false, {}, {}, {}};
   for (const column *c : columns)
-    expressions.push_back(sql_values(c->name, c->type));
+    query.values.push_back(sql_values(c->name, c->type));
+  return answer(query);
+}
+
+std::string reference::sql_of(const sql_select &query) const {
+  std::string out = fmt::format("SELECT {} FROM {}{}", fmt::join(query.values, ", "), source, where(query.condition));
+  std::vector<std::string> order = query.order;
+  if (!query.groups.empty())
+    out += fmt::format(" GROUP BY {}", fmt::join(query.groups, ", "));
+  if (!query.is_grouped) {
+    order.insert(order.end(), row_order.begin(), row_order.end());
+    if (!query.order.empty() && !row_number.empty())
+      order.push_back(row_number);
+  }
+  if (!order.empty())
+    out += fmt::format(" ORDER BY {}", fmt::join(order, ", "));
+  if (query.limit)
+    out += fmt::format(" LIMIT {}", *query.limit);
+  return out;
+}
+
+duckdb::statement reference::prepared(const sql_select &query) const { return database.prepare(sql_of(query)); }
+
+duckdb::result reference::answer(const sql_select &query) const {
   // A scan keeps the order, but a long list behind IN would become a join, which need not.
   database.query("SET disabled_optimizers = 'in_clause'");
-  return database.stream(
-      fmt::format("SELECT {} FROM {}{}{}", fmt::join(expressions, ", "), source, where(condition_sql), order));
+  return database.stream(sql_of(query));
+}
+
+uint64_t reference::count_rows(duckdb::statement &query) {
+  uint64_t rows = 0;
+  duckdb::result answer = query.run();
+  while (const auto chunk = answer.next())
+    rows += chunk->rows();
+  return rows;
 }
 
 std::vector<bool> reference::rows(const std::string &condition_sql) const {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -12,6 +13,16 @@
 #include "store/encode/column.hpp"
 
 namespace store {
+
+// The parts of a query.
+struct sql_select {
+  std::vector<std::string> values;
+  std::string condition;
+  bool is_grouped = false;
+  std::vector<std::string> groups; // what rows are grouped by; one group without any
+  std::vector<std::string> order;
+  std::optional<uint64_t> limit;
+};
 
 class reference {
 public:
@@ -38,16 +49,24 @@ public:
   // the file; of joined rows, of the first file and then of the second.  All rows without a condition.
   duckdb::result values(std::span<const column *const> columns, const std::string &condition_sql) const;
 
+  // A query of the table.  Rows that the order does not tell apart come in that of `values`, for which the columns of a
+  // single table are copied.
+  duckdb::statement prepared(const sql_select &query) const;
+  duckdb::result answer(const sql_select &query) const;
+  static uint64_t count_rows(duckdb::statement &query);
+
   // Whether the condition holds, row by row; NULL is no.
   std::vector<bool> rows(const std::string &condition_sql) const;
 
 private:
+  std::string sql_of(const sql_select &query) const;
   void copy(std::string_view table, const table_file &file, std::span<const std::string> columns,
             std::string_view more);
 
   duckdb::connection &database;
   std::string source;
-  std::string order; // as SQL asks for it; empty where rows have theirs
+  std::vector<std::string> row_order; // as SQL asks for it where rows do not have it as they are
+  std::string row_number;             // of a single table in memory
 };
 
 } // namespace store

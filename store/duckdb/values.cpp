@@ -4,15 +4,18 @@
 
 namespace store {
 
-std::string sql_values(std::string_view column, const column_type &type) {
+std::string sql_type(const column_type &type) {
   // The types as which values are read; a boolean is read as the number that is its key.
   static constexpr std::string_view types[] = {"BIGINT",      "BIGINT", "UBIGINT", "HUGEINT",   "DOUBLE",
                                                "DOUBLE",      "DATE",   "TIME",    "TIMESTAMP", "TIMESTAMP_NS",
                                                "TIMESTAMPTZ", "UUID",   "VARCHAR", "BLOB"};
-  const std::string name = duckdb::quoted_name(column);
   if (type.scale != 0)
-    return fmt::format("{}::DECIMAL({}, {})", name, type.is_wide() ? 38 : 18, type.scale);
-  return fmt::format("{}::{}", name, types[static_cast<size_t>(type.kind)]);
+    return fmt::format("DECIMAL({}, {})", type.is_wide() ? 38 : 18, type.scale);
+  return std::string(types[static_cast<size_t>(type.kind)]);
+}
+
+std::string sql_values(std::string_view column, const column_type &type) {
+  return fmt::format("{}::{}", duckdb::quoted_name(column), sql_type(type));
 }
 
 cell value_at(const duckdb::vector &values, uint64_t row, value_kind kind) {

@@ -9,6 +9,9 @@
 
 namespace store {
 
+// The type as which values of a type are read for value_at.
+std::string sql_type(const column_type &type);
+
 // The expression that reads a column of a type for value_at.
 std::string sql_values(std::string_view column, const column_type &type);
 

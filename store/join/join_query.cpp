@@ -86,10 +86,11 @@ bool join_query::holds(const part &p, const std::vector<selection> &answers, con
 
 std::optional<selection> join_query::filtered(const vorn_ctx &ctx, bool of_second) const {
   const std::vector<expression> &all = filters[of_second];
-  if (all.empty())
-    return std::nullopt;
-  selection out;
-  query(condition{{kind::all_of, {}, all}, {}, {}}, of_second ? second : first).run(ctx, out);
+  std::optional<selection> out;
+  if (!all.empty())
+    query(condition{{kind::all_of, {}, all}, {}, {}}, of_second ? second : first).run(ctx, out.emplace());
+  if (narrowed[of_second])
+    out = narrowed[of_second](out ? &*out : nullptr);
   return out;
 }
 

@@ -2,10 +2,12 @@
 // compressed columns.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "store/join/hash_join.hpp"
@@ -28,9 +30,20 @@ public:
   // asked for.  Throws store::error as query does.
   join_query(const join_keys &keys, const condition *asked, const column_map &first, const column_map &second);
 
+  // Joins only those rows of a table, among selected ones or all, that something else selects too, which is asked while
+  // a join begins.
+  using row_filter = std::function<selection(const selection *among)>;
+  void narrow(bool of_second, row_filter further) { narrowed[of_second] = std::move(further); }
+
   // The joined rows on which the condition is true.  The context, and this, outlive them.
   std::unique_ptr<hash_join> run(const vorn_ctx &ctx, std::span<const output_column> columns,
                                  const join_settings &settings) const;
+
+  // What of it is there without a join: does the condition ask something of both tables at once, the rows of a table on
+  // which its part of the condition is true and no key is NULL, nothing for all, and the key of a table.
+  bool asks_both() const { return !mixed.empty(); }
+  std::optional<selection> filtered(const vorn_ctx &ctx, bool of_second) const;
+  const column &key(bool of_second) const { return of_second ? second_key : first_key; }
 
 private:
   // What is asked of both tables, by the rows of one on which parts of it are true.
@@ -47,7 +60,6 @@ private:
   bool asks(const expression &e, bool of_second) const;
   void split(const expression &e, bool is_false);
   part bound(const expression &e, bool is_false);
-  std::optional<selection> filtered(const vorn_ctx &ctx, bool of_second) const;
   static bool holds(const part &p, const std::vector<selection> &answers, const std::vector<question> &questions,
                     const joined_row &row);
 
@@ -56,7 +68,8 @@ private:
   const column &first_key;
   const column &second_key;
   std::vector<expression> filters[2]; // all of which a row of the table satisfies
-  std::vector<part> mixed;            // all of which joined rows satisfy
+  row_filter narrowed[2];
+  std::vector<part> mixed; // all of which joined rows satisfy
   std::vector<question> questions;
 };
 

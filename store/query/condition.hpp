@@ -96,6 +96,13 @@ condition parse_condition(std::string_view text, const column_names &names);
 // Reads "origin, delay"; a column may stand in double quotes as above, and * is all that the store encodes.
 std::vector<std::string> parse_columns(std::string_view text, const column_names &names);
 
+// Reads "name, name desc", where a name may stand in double quotes and asc is the other direction.
+struct directed_name {
+  std::string name;
+  bool descending = false;
+};
+std::vector<directed_name> parse_directions(std::string_view text);
+
 // Reads "name=name", where both names may stand in double quotes.
 std::pair<std::string, std::string> parse_equality(std::string_view text);
 

@@ -410,6 +410,33 @@ public:
     }
   }
 
+  std::vector<directed_name> directions() {
+    std::vector<directed_name> out;
+    for (;;) {
+      skip_blanks();
+      directed_name item;
+      if (here() == '"')
+        item.name = take_quoted();
+      std::string rest = take_until(whole.find(',', at));
+      for (const std::string_view direction : {"asc", "desc"})
+        if (const size_t before = rest.size() - std::min(rest.size(), direction.size());
+            alike(rest.substr(before), direction) && (before == 0 || one_of(rest[before - 1], blanks))) {
+          item.descending = direction == "desc";
+          rest = trimmed(rest.substr(0, before));
+        }
+      if (item.name.empty())
+        item.name = rest;
+      else if (!rest.empty())
+        fail(fmt::format("unexpected '{}'", shortened(rest)));
+      if (item.name.empty())
+        fail("a column without a name");
+      out.push_back(std::move(item));
+      if (at_end())
+        return out;
+      ++at;
+    }
+  }
+
   std::pair<std::string, std::string> equality() {
     std::string sides[2];
     for (size_t side = 0; side < 2; ++side) {
@@ -444,6 +471,8 @@ condition parse_condition(std::string_view text, const column_names &names) {
 std::vector<std::string> parse_columns(std::string_view text, const column_names &names) {
   return list_parser(text).columns(names);
 }
+
+std::vector<directed_name> parse_directions(std::string_view text) { return list_parser(text).directions(); }
 
 std::pair<std::string, std::string> parse_equality(std::string_view text) { return list_parser(text).equality(); }
 

@@ -91,4 +91,12 @@ const column_info &column_names::find(std::string_view name) const {
   return info;
 }
 
+const column_info &column_names::any() const {
+  const auto found =
+      std::find_if(all.begin(), all.end(), [](const column_info *info) { return info->type.has_value(); });
+  if (found == all.end())
+    throw error("there is no column that the store encodes");
+  return **found;
+}
+
 } // namespace store

@@ -31,6 +31,9 @@ public:
   // store::error when there is none, there are several, or the store does not encode its type.
   const column_info &find(std::string_view name) const;
 
+  // A column of the first table that the store encodes.  Throws store::error when there is none.
+  const column_info &any() const;
+
   struct known_name {
     std::string name;
     const column_info *means;

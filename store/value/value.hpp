@@ -36,6 +36,7 @@ struct column_type {
 
   bool is_bytes() const { return kind == value_kind::text || kind == value_kind::blob; }
   bool is_wide() const { return kind == value_kind::wide || kind == value_kind::uuid; }
+  bool is_real() const { return kind == value_kind::single || kind == value_kind::real; }
   bool is_numeric() const;
 };
 

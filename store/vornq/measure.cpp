@@ -4,6 +4,8 @@
 #include <chrono>
 #include <utility>
 
+#include "store/plan/kept_rows.hpp"
+
 namespace store {
 
 namespace {
@@ -25,10 +27,9 @@ double median_milliseconds(uint32_t repetitions, Work work) {
 }
 
 // Adds DuckDB's count.
-void ask_duckdb(answer &out, const reference &checker, const std::string &condition_sql, uint32_t repetitions) {
-  duckdb::statement counting = checker.counting(condition_sql);
+void ask_duckdb(answer &out, duckdb::statement asked, uint64_t (*count_of)(duckdb::statement &), uint32_t repetitions) {
   uint64_t count = 0;
-  const double time = median_milliseconds(repetitions, [&] { count = reference::count(counting); });
+  const double time = median_milliseconds(repetitions, [&] { count = count_of(asked); });
   out.agree = out.agree && count == out.measurements.front().matches;
   out.measurements.push_back({"DuckDB", count, time});
 }
@@ -62,7 +63,7 @@ answer measure(const kernels &library, const column_map &columns, const conditio
   out.selected = library.is_specialised() ? run(library.chosen(), std::string(library.name())) : generic;
   out.agree = out.selected == generic;
 
-  ask_duckdb(out, checker, asked.sql, repetitions);
+  ask_duckdb(out, checker.counting(asked.sql), reference::count, repetitions);
   return out;
 }
 
@@ -83,7 +84,28 @@ answer measure(const kernels &library, const join_query &asked, const std::strin
   };
   const digest generic = run(library.generic(), "generic");
   out.agree = !library.is_specialised() || run(library.chosen(), std::string(library.name())) == generic;
-  ask_duckdb(out, checker, condition_sql, repetitions);
+  ask_duckdb(out, checker.counting(condition_sql), reference::count, repetitions);
+  return out;
+}
+
+answer measure(const kernels &library, const plan_tables &from, const request &asked, const column_names &names,
+               const reference &checker, uint32_t repetitions) {
+  answer out{};
+  out.counted = "groups";
+  const auto run = [&](const vorn_ctx &ctx, std::string engine) {
+    kept_rows found(0);
+    const double time = median_milliseconds(repetitions, [&] {
+      found = kept_rows(asked.columns.size() + asked.aggregates.size());
+      const auto rows = planned(ctx, from, asked);
+      while (rows->next() != 0)
+        found.add(rows->rows());
+    });
+    out.measurements.push_back({std::move(engine), found.count(), time});
+    return found;
+  };
+  const kept_rows generic = run(library.generic(), "generic");
+  out.agree = !library.is_specialised() || run(library.chosen(), std::string(library.name())) == generic;
+  ask_duckdb(out, checker.prepared(asked.sql(names, false)), reference::count_rows, repetitions);
   return out;
 }
 

@@ -8,6 +8,7 @@
 
 #include "store/duckdb/reference.hpp"
 #include "store/join/join_query.hpp"
+#include "store/plan/plan.hpp"
 #include "store/query/condition.hpp"
 #include "store/query/filter.hpp"
 #include "store/vornq/kernels.hpp"
@@ -25,6 +26,7 @@ struct answer {
   bool agree;                               // all count the same, and the kernels select the same rows
   selection selected;                       // by the kernels in force
   std::optional<join_statistics> join = {}; // by them too
+  std::string counted = "matches";          // what is
 };
 
 // Each engine runs `repetitions` times, after a first run that does not count unless it is the only one.
@@ -33,6 +35,10 @@ answer measure(const kernels &library, const column_map &columns, const conditio
 
 // The same for a join and the SQL of its condition, if it has one.  Of joined rows no selection is kept.
 answer measure(const kernels &library, const join_query &asked, const std::string &condition_sql,
+               const reference &checker, uint32_t repetitions);
+
+// The same for the rows of a request, which the kernels give alike, bit by bit.  DuckDB's are counted here.
+answer measure(const kernels &library, const plan_tables &from, const request &asked, const column_names &names,
                const reference &checker, uint32_t repetitions);
 
 } // namespace store

@@ -1,7 +1,8 @@
 #include "store/vornq/options.hpp"
 
 #include <charconv>
-#include <limits>
+#include <cstdio>
+#include <map>
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
@@ -12,8 +13,6 @@ namespace store {
 
 namespace {
 
-constexpr uint64_t shown_without_limit = 20; // rows of a table
-
 uint64_t parse_limit(const std::string &text) {
   uint64_t limit = 0;
   const auto [end, failure] = std::from_chars(text.data(), text.data() + text.size(), limit);
@@ -22,14 +21,27 @@ uint64_t parse_limit(const std::string &text) {
   return limit;
 }
 
+// The aggregates as they follow each other, whichever options they are.
+std::vector<std::pair<function, std::string>> in_order(const CLI::App &app) {
+  std::vector<std::pair<function, std::string>> out;
+  std::map<const CLI::Option *, size_t> taken;
+  for (const CLI::Option *given : app.parse_order())
+    for (const auto &[name, what] : {std::pair{"--count", function::count}, std::pair{"--sum", function::sum},
+                                     std::pair{"--avg", function::average}})
+      if (given->check_name(name))
+        out.emplace_back(what, what == function::count ? "" : given->results().at(taken[given]++));
+  return out;
+}
+
 } // namespace
 
 std::optional<options> read_options(int argc, char **argv) {
   options out;
   std::string format = "table";
   std::optional<std::string> limit;
-  CLI::App app("Counts, and shows, the rows of a table or a join that satisfy a condition, on compressed columns.",
-               "vornq");
+  CLI::App app(
+      "Counts, shows and groups the rows of a table or a join that satisfy a condition, on compressed columns.",
+      "vornq");
   auto *version = app.set_version_flag("--version", "vornq " VORN_VERSION);
   app.add_option("file", out.files, "A .parquet or .csv file, or several with the same columns as one table")
       ->required();
@@ -52,18 +64,47 @@ std::optional<options> read_options(int argc, char **argv) {
                  "E'...' takes \\n and \\xHH.  A number without quotes means what it does in SQL")
       ->type_name("CONDITION")
       ->allow_extra_args(false);
-  auto *select = app.add_option("--select", out.selected_columns,
-                                "Show these columns of the rows that the condition selects, of all rows without one;\n"
-                                "* is all columns")
-                     ->type_name("COLUMN,...");
+  app.add_option("--select", out.selected_columns,
+                 "Show these columns of the rows that the condition selects, of all rows without one;\n"
+                 "* is all columns")
+      ->type_name("COLUMN,...");
+  app.add_option("--group-by", out.group_columns,
+                 "Show a line for each group of these rows that have equal values in these columns")
+      ->type_name("COLUMN,...");
+  bool counts = false; // as the operands below, found by its option again
+  app.add_flag("--count", counts, "The number of rows of each group, of all rows without --group-by");
+  std::vector<std::string> operands[2];
+  app.add_option(
+         "--sum", operands[0],
+         "The sum of a column in each group, or of an expression of two operands, such as \"delay * distance\",\n"
+         "with *, + or - between blanks, where one may be a number; they are taken as doubles, integers too.\n"
+         "NULL is not added")
+      ->type_name("NUMBERS")
+      ->allow_extra_args(false);
+  app.add_option("--avg", operands[1],
+                 "The sum divided by the number of values.  These three can be given several times and are shown in\n"
+                 "the order that they are given in")
+      ->type_name("NUMBERS")
+      ->allow_extra_args(false);
+  app.add_option(
+         "--inside", out.polygon_file,
+         "Only rows whose point lies in a polygon.  The file has its vertices in two columns, x and y, named as\n"
+         "the columns of the rows, as in \"longitude,latitude\"")
+      ->type_name("FILE");
+  app.add_option(
+         "--order-by", out.order,
+         "Show rows or groups in the order of columns, or of aggregates as they are headed, as in\n"
+         "\"sum(delay) desc, origin\"; NULL comes last.  Without it rows come in the order of the file, groups\n"
+         "in that of their columns")
+      ->type_name("COLUMN[ desc],...");
   app.add_option("--limit", limit,
-                 "How many of the selected rows to show; all of them are checked; 20 in a table, otherwise all")
-      ->type_name("ROWS")
-      ->needs(select);
-  app.add_option("--format", format, "How to show them: table, csv, json or jsonl; the last three print nothing else")
-      ->type_name("FORMAT")
-      ->capture_default_str()
-      ->needs(select);
+                 "Show so many rows or groups and end there; without it a table shows 20, the other formats all, and\n"
+                 "all of them are checked")
+      ->type_name("ROWS");
+  auto *shown_as = app.add_option("--format", format,
+                                  "How to show them: table, csv, json or jsonl; the last three print nothing else")
+                       ->type_name("FORMAT")
+                       ->capture_default_str();
   app.add_option("--encode", out.encodings,
                  "How to store a column: dict, rle, fixed or dynp, with +qpak to compress the stream in blocks, or\n"
                  "prefix, which holds values of one short length and no condition can be put to; otherwise dict, or\n"
@@ -89,13 +130,23 @@ std::optional<options> read_options(int argc, char **argv) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::Success &) {
-    fmt::print("{}", version->count() != 0 ? "vornq " VORN_VERSION "\n" : app.help());
+    // Whether it could be written is asked at the end of all output.
+    std::fputs((version->count() != 0 ? "vornq " VORN_VERSION "\n" : app.help()).c_str(), stdout);
     return std::nullopt;
   }
   out.format = parse_row_format(format);
-  const bool as_table = out.format == row_format::table;
-  out.limit = limit ? parse_limit(*limit) : as_table ? shown_without_limit : std::numeric_limits<uint64_t>::max();
-  if (!as_table && (out.list_columns || out.summary || out.more.rates))
+  out.aggregates = in_order(app);
+  if (limit)
+    out.limit = parse_limit(*limit);
+  if (out.selected_columns && out.asks_for_groups())
+    throw error("--select shows rows, and --group-by, --count, --sum and --avg show groups of them");
+  if (!out.selected_columns && !out.asks_for_groups())
+    for (const auto &[name, is_given] :
+         {std::pair{"--limit", limit.has_value()}, std::pair{"--inside", out.polygon_file.has_value()},
+          std::pair{"--order-by", out.order.has_value()}, std::pair{"--format", shown_as->count() != 0}})
+      if (is_given)
+        throw error(fmt::format("{} requires --select, or --group-by, --count, --sum or --avg", name));
+  if (out.format != row_format::table && (out.list_columns || out.summary || out.more.rates))
     throw error(fmt::format("with --format {} rows are all that is printed", format));
   return out;
 }

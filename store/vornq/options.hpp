@@ -5,8 +5,10 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "store/plan/grouping.hpp"
 #include "store/vornq/kernels.hpp"
 #include "store/vornq/row_writer.hpp"
 
@@ -17,14 +19,20 @@ struct options {
   std::optional<std::string> join;
   std::vector<std::string> conditions;
   std::optional<std::string> selected_columns;
+  std::optional<std::string> group_columns;
+  std::vector<std::pair<function, std::string>> aggregates; // with their columns, in the order that they are given in
+  std::optional<std::string> polygon_file;
+  std::optional<std::string> order;
   row_format format = row_format::table;
-  uint64_t limit = 0;
+  std::optional<uint64_t> limit;
   std::vector<std::string> encodings;
   std::optional<std::string> isa;
   std::string library_folder;
   bool list_columns = false;
   bool summary = false;
   instrumentation more;
+
+  bool asks_for_groups() const { return group_columns || !aggregates.empty(); }
 };
 
 // Nothing when the arguments ask for help or the version, which are then printed.  Throws store::error, or what the

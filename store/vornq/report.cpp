@@ -112,7 +112,7 @@ void print_answer(const std::string &question, uint64_t rows, const answer &a) {
                      fmt::format("{:.1f}", static_cast<double>(rows) / m.milliseconds / 1e3)});
   fmt::print(
       "\n{}\n{}", visible(question),
-      text_table({{"engine", false}, {"rows", true}, {"matches", true}, {"ms", true}, {"Mrows/s", true}}, lines));
+      text_table({{"engine", false}, {"rows", true}, {a.counted, true}, {"ms", true}, {"Mrows/s", true}}, lines));
   if (a.join)
     print_join(*a.join);
   fmt::print("{}\n", a.agree ? "the counts agree" : "the counts DISAGREE");
@@ -135,6 +135,21 @@ void print_sizes(const loaded_table &table) {
 
 } // namespace
 
+void print_shown(const projection &rows, std::string_view unit, uint64_t shown, bool ends_at_limit,
+                 bool is_order_open) {
+  if (ends_at_limit)
+    fmt::print("{} {}, which is the limit\n", grouped(rows.count), unit);
+  else
+    fmt::print("{} of {} {}\n", grouped(std::min(rows.count, shown)), grouped(rows.count), unit);
+  if (rows.rounded != 0)
+    fmt::print(
+        "{} sum{} of reals, added in another order, differ{} from DuckDB's by no more than 2(n + 4) * 2^-53 of the sum "
+        "of the n magnitudes\n",
+        grouped(rows.rounded), rows.rounded == 1 ? "" : "s", rows.rounded == 1 ? "s" : "");
+  fmt::print("the {} {}{}\n", unit, rows.agree ? "agree" : "DISAGREE",
+             is_order_open ? "; their order, which hangs on such sums, is not compared" : "");
+}
+
 void print_summary(const tables &from, std::span<const answered> answers) {
   fmt::print("\nsummary\n");
   for (const loaded_table &table : from.list()) {
@@ -149,7 +164,7 @@ void print_summary(const tables &from, std::span<const answered> answers) {
   // The generic kernels come first, those in force before DuckDB.
   const auto &engines = answers.front().given.measurements;
   const size_t in_force = engines.size() - 2;
-  std::vector<text_column> headings = {{from.are_joined() ? "question" : "condition", false}, {"matches", true}};
+  std::vector<text_column> headings = {{"question", false}, {"matches", true}};
   for (const measurement &m : engines)
     headings.push_back({m.engine + ", ms", true});
   for (size_t i = 0; i < engines.size(); ++i)

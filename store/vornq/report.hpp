@@ -4,7 +4,9 @@
 #include <cstdint>
 #include <span>
 #include <string>
+#include <string_view>
 
+#include "store/decode/projection.hpp"
 #include "store/vornq/measure.hpp"
 #include "store/vornq/tables.hpp"
 
@@ -17,7 +19,10 @@ void print_columns(const tables &from);
 
 void print_answer(const std::string &question, uint64_t rows, const answer &a);
 
-// An answer with its question, a condition or a join.
+// What became of rows or groups that were shown, perhaps in an order that could not be compared.
+void print_shown(const projection &rows, std::string_view unit, uint64_t shown, bool ends_at_limit, bool is_order_open);
+
+// An answer with its question, a condition, a join or a grouping.
 struct answered {
   std::string question;
   answer given;

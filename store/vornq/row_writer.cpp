@@ -115,12 +115,12 @@ row_format parse_row_format(std::string_view name) {
   throw error(fmt::format("unknown format '{}'; it is one of table, csv, json, jsonl", shortened(name)));
 }
 
-row_writer::row_writer(row_format chosen, std::span<const column *const> shown) : format(chosen) {
-  for (const column *c : shown) {
+row_writer::row_writer(row_format chosen, std::span<const heading> shown) : format(chosen) {
+  for (const heading &h : shown) {
     std::string key = columns.empty() ? "{" : ",";
-    append_json(key, c->name);
+    append_json(key, h.name);
     key += ':';
-    columns.push_back({c, std::move(key), c->type.is_numeric()});
+    columns.push_back({h, std::move(key), h.type.is_numeric()});
   }
 }
 
@@ -136,7 +136,7 @@ void row_writer::write(row_block rows) {
     if (format == row_format::json)
       out += begun ? ",\n " : "[";
     for (size_t c = 0; c < columns.size(); ++c) {
-      const column_type &type = columns[c].of->type;
+      const column_type &type = columns[c].of.type;
       if (format == row_format::csv) {
         out += c == 0 ? "" : ",";
         append_csv(out, rows[c][row], type);
@@ -156,7 +156,7 @@ void row_writer::write_heading() {
     return;
   for (size_t c = 0; c < columns.size(); ++c) {
     out += c == 0 ? "" : ",";
-    append_csv(out, columns[c].of->name);
+    append_csv(out, columns[c].of.name);
   }
   out += '\n';
 }
@@ -170,11 +170,11 @@ void row_writer::write_table(row_block rows) {
   auto next = texts.begin();
   if (!begun)
     for (const shown_column &c : columns)
-      *next++ = visible(c.of->name);
+      *next++ = visible(c.of.name);
   for (size_t row = 0; row < count; ++row)
     for (size_t c = 0; c < columns.size(); ++c, ++next) {
       next->clear();
-      const column_type &type = columns[c].of->type;
+      const column_type &type = columns[c].of.type;
       const auto *text = std::get_if<std::string_view>(&rows[c][row]);
       if (text != nullptr && type.kind == value_kind::text)
         append_typed(*next, *text);

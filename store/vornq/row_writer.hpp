@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "store/decode/projection.hpp"
-#include "store/encode/column.hpp"
 
 namespace store {
 
@@ -25,15 +24,14 @@ row_format parse_row_format(std::string_view name);
 
 class row_writer {
 public:
-  // The columns outlive this.
-  row_writer(row_format format, std::span<const column *const> columns);
+  row_writer(row_format format, std::span<const heading> columns);
 
   void write(row_block rows);
   void finish();
 
 private:
   struct shown_column {
-    const column *of;
+    heading of;
     std::string key; // json: the name with what stands around it
     bool is_number;
     size_t width = 0; // table

@@ -57,6 +57,11 @@ tables::tables(duckdb::connection &db, std::span<const std::filesystem::path> fi
   joined_by = {keys[0]->name, keys[1]->name};
 }
 
+bool tables::is_of_second(std::string_view name) const {
+  const auto &first = all.front().file.columns();
+  return std::none_of(first.begin(), first.end(), [&](const column_info &info) { return info.name == name; });
+}
+
 std::vector<std::string> tables::columns_of(size_t table, std::span<const std::string> columns) const {
   std::vector<std::string> out;
   for (const column_info &info : all[table].file.columns())
@@ -90,19 +95,6 @@ void tables::load(std::span<const std::string> columns, std::span<const std::str
       }
       before += file.rows();
     }
-}
-
-const column &tables::at(const std::string &name) const {
-  const column_map &first = all.front().columns;
-  const auto found = first.find(name);
-  return found != first.end() ? found->second : all.back().columns.at(name);
-}
-
-std::vector<output_column> tables::outputs(std::span<const std::string> columns) const {
-  std::vector<output_column> out;
-  for (const std::string &name : columns)
-    out.push_back({&at(name), !all.front().columns.contains(name)});
-  return out;
 }
 
 reference tables::made_reference(duckdb::connection &db, std::span<const std::string> columns, bool in_memory) const {

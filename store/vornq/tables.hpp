@@ -10,7 +10,7 @@
 
 #include "store/duckdb/reference.hpp"
 #include "store/duckdb/table_file.hpp"
-#include "store/join/join_query.hpp"
+#include "store/plan/plan.hpp"
 #include "store/query/filter.hpp"
 
 namespace store {
@@ -33,16 +33,21 @@ public:
   uint64_t rows() const { return all.front().file.rows(); } // of the first table
   const std::vector<loaded_table> &list() const { return all; }
 
+  // Is a column, by its name in queries, of the second table?
+  bool is_of_second(std::string_view name) const;
+
   // Of two tables.
   bool are_joined() const { return all.size() == 2; }
   const join_keys &keys() const { return joined_by; }
-  join_query query_for(const condition *asked) const { return {joined_by, asked, all[0].columns, all[1].columns}; }
-  std::vector<output_column> outputs(std::span<const std::string> columns) const;
+  join_query query_for(const condition *asked) const { return plan().joined_by(asked); }
+  std::vector<output_column> outputs(std::span<const std::string> columns) const { return plan().outputs(columns); }
+
+  plan_tables plan() const { return {all.front().columns, are_joined() ? &all.back().columns : nullptr, joined_by}; }
 
   // Reads and encodes columns.  Those that are not needed may be none that can be stored.
   void load(std::span<const std::string> columns, std::span<const std::string> needed, const choice_map &choices);
 
-  const column &at(const std::string &name) const;
+  const column &at(const std::string &name) const { return plan().at(name); }
 
   // Columns for DuckDB, in memory where times are measured.
   reference made_reference(duckdb::connection &db, std::span<const std::string> columns, bool in_memory) const;

@@ -97,13 +97,36 @@ TEST_F(vornq_test, shows_selected_rows) {
               HasSubstr("the counts agree\n\nprice  town\n  1.5  Adorf\n NULL  Cdorf\n2 of 2 rows\nthe rows agree\n"));
 
   ASSERT_EQ(run({table, "--select", "\"people\",town", "--limit", "2"}), 0) << err;
-  EXPECT_THAT(out, testing::EndsWith("\npeople  town\n   120  Adorf\n  NULL  Bdorf\n2 of 3 rows\nthe rows agree\n"));
+  EXPECT_THAT(out, testing::EndsWith(
+                       "\npeople  town\n   120  Adorf\n  NULL  Bdorf\n2 rows, which is the limit\nthe rows agree\n"));
   EXPECT_THAT(out, Not(HasSubstr("distinct"))) << "no list of the columns";
 
   ASSERT_EQ(run({table, "--select", "town", "--encode", "town=prefix", "--columns", "--where", "people > 7000"}), 0)
       << err;
   EXPECT_THAT(out, testing::ContainsRegex("town +VARCHAR +prefix +- +no +40 "));
   EXPECT_THAT(out, testing::EndsWith("\ntown\n0 of 0 rows\nthe rows agree\n"));
+}
+
+TEST_F(vornq_test, shows_groups_and_orders_rows) {
+  const std::string file = folder.write("legs.csv", "a,n,x\nB,1,0.5\n,2,\nA,3,0.25\nB,,1\nC,,\n");
+  ASSERT_EQ(run({file, "--group-by", "a", "--sum", "n", "--count", "--avg", "x", "--sum", "x"}), 0) << err;
+  EXPECT_THAT(out,
+              testing::ContainsRegex("\nsum\\(n\\), count\\(\\*\\), avg\\(x\\), sum\\(x\\) by a\nengine .*groups"));
+  EXPECT_THAT(out, testing::ContainsRegex("generic +5 +4 .*\n(.*\n)*DuckDB +5 +4 "));
+  EXPECT_THAT(out,
+              testing::EndsWith("\n\na     sum(n)  count(*)  avg(x)  sum(x)\nA          3         1    0.25    0.25\n"
+                                "B          1         2    0.75     1.5\nC       NULL         1    NULL    NULL\n"
+                                "NULL       2         1    NULL    NULL\n4 of 4 groups\nthe groups agree\n"));
+  ASSERT_EQ(run({file, "--avg", "n", "--count", "--where", "n > 1", "--format", "json"}), 0) << err;
+  EXPECT_EQ(out, "[{\"avg(n)\":2.5,\"count(*)\":2}]\n");
+  ASSERT_EQ(
+      run({file, "--group-by", "a", "--sum", "x", "--order-by", "SUM(x) desc", "--limit", "2", "--format", "csv"}), 0);
+  EXPECT_EQ(out, "a,sum(x)\nB,1.5\nA,0.25\n");
+  ASSERT_EQ(run({file, "--select", "n", "--order-by", "\"a\" desc, N", "--format", "csv"}), 0) << err;
+  EXPECT_EQ(out, "n\n\n1\n\n3\n2\n");
+  const std::string area = folder.write("area.csv", "x,N\n0,0\n1,0\n0,4\n");
+  ASSERT_EQ(run({file, "--inside", area, "--group-by", "a", "--sum", "n * 0.5", "--format", "csv"}), 0) << err;
+  EXPECT_EQ(out, "a,sum(n * 0.5)\nB,0.5\n"); // the point of A lies on the slope
 }
 
 TEST_F(vornq_test, takes_back_what_it_shows) {
@@ -246,6 +269,7 @@ TEST_F(vornq_test, ends_with_one_line_and_status_2_when_it_cannot_do_what_it_was
   const std::string broken = folder.write("broken.parquet", "not a table");
   const std::string other = folder.write("towns.txt", "town\nAdorf\n");
   const std::string lengths = folder.write("lengths.csv", "short,long\na,nine char\nab,nine char\n");
+  const std::string points = folder.write("points.csv", "people,price\n1,2\n3,4\n");
   const std::string same = folder.write("same.csv", "Town\nAdorf\n");
   struct bad_call {
     std::vector<std::string> arguments;
@@ -271,7 +295,26 @@ TEST_F(vornq_test, ends_with_one_line_and_status_2_when_it_cannot_do_what_it_was
       {{table, "--select", "\"town\" people"}, "unexpected 'people'"},
       {{table, "--select", "town", "--where", "people = 1", "--where", "people = 2"},
        "--select shows the rows of one --where; 2 are given"},
-      {{table, "--limit", "5"}, "--limit requires --select"},
+      {{table, "--limit", "5"}, "--limit requires --select, or --group-by, --count, --sum or --avg"},
+      {{table, "--order-by", "town"}, "--order-by requires --select"},
+      {{table, "--select", "town", "--count"}, "--select shows rows, and --group-by, --count, --sum and --avg show gr"},
+      {{table, "--group-by", "town", "--where", "people = 1", "--where", "people = 2"},
+       "groups are made of one --where"},
+      {{table, "--group-by", "city"}, "no column 'city'"},
+      {{table, "--sum", "town"}, "column 'town' is of type VARCHAR, which has no numbers"},
+      {{table, "--avg", "people,price"}, "numbers are those of one column, not of 'people,price'"},
+      {{table, "--group-by", "town", "--order-by", "price"},
+       "groups are not ordered by 'price', which they do not have"},
+      {{table, "--count", "--order-by", "sum(people)"}, "no column 'sum(people)'"},
+      {{table, "--sum", "2 * 3"}, "there is no column in '2 * 3'"},
+      {{table, "--sum", "people * 1e400"}, "cannot read '1e400' as a double"},
+      {{table, "--sum", "people * town"}, "column 'town' is of type VARCHAR"},
+      {{table, "--inside", lengths}, "--inside requires --select"},
+      {{table, "--count", "--inside", table}, "towns.csv has 3 columns; the points of a polygon have two"},
+      {{table, "--count", "--inside", points}, "points.csv has fewer points than a polygon"},
+      {{table, "--count", "--inside", lengths}, "no column 'short'"},
+      {{table, "--select", "town", "--order-by", "town desc,"}, "a column without a name at character 11"},
+      {{table, "--select", "town", "--order-by", "\"town\" up"}, "unexpected 'up'"},
       {{table, "--select", "town", "--limit", "-1"}, "--limit takes a number of rows, not '-1'"},
       {{table, "--select", "town", "--format", "xml"}, "unknown format 'xml'"},
       {{table, "--select", "town", "--format", "csv", "--columns"}, "rows are all that is printed"},

@@ -1,0 +1,49 @@
+#include "store/plan/arithmetic.hpp"
+
+#include "store/join/row_vector.hpp"
+
+namespace store {
+
+namespace {
+
+class double_vector {
+public:
+  double_vector(const numbers *column, const std::optional<double> &constant) {
+    encoding.vorn_enc_ctx_num_type = VORN_NUM_DOUBLE;
+    encoding.vorn_enc_ctx_flags = VORN_NATIVE | (column == nullptr ? VORN_CONST : 0);
+    // Vectors serve as sources and as results, so their pointers are not const; the library only reads a source.
+    const void *vals = column != nullptr ? static_cast<const void *>(column->limb(0)) : &*constant;
+    vorn_build_vector(&cv, const_cast<void *>(vals), nullptr, nullptr, &encoding, nullptr, nullptr,
+                      column != nullptr ? static_cast<uint32_t>(column->size()) : 1, 0, nullptr, 0);
+  }
+  double_vector(const double_vector &) = delete;
+  vorn_cv *get() { return &cv; }
+
+private:
+  vorn_enc_ctx encoding{};
+  vorn_cv cv{};
+};
+
+} // namespace
+
+number_form computed_numbers::real_form(bool is_nullable) {
+  number_form out;
+  out.kind = value_kind::real;
+  out.is_real = true;
+  out.is_nullable = is_nullable;
+  return out;
+}
+
+const numbers &computed_numbers::compute(const term &asked, const numbers *left, const numbers *right) {
+  double_vector left_vector(left, asked.left.constant);
+  double_vector right_vector(right, asked.right.constant);
+  result.resize((left != nullptr ? left : right)->size());
+  vorn_cv out{};
+  out.vorn_cv_vals = result.reals();
+  expect(vorn_arith(&ctx, &out, left_vector.get(), right_vector.get(), nullptr, asked.opcode), VORN_RESULT_DONE,
+         "arithmetic");
+  result.keep_present(left, right);
+  return result;
+}
+
+} // namespace store

@@ -1,0 +1,99 @@
+#include "store/plan/dense_groups.hpp"
+
+#include <algorithm>
+#include <utility>
+
+#include <fmt/format.h>
+
+#include "store/error.hpp"
+
+namespace store {
+
+std::optional<uint32_t> dense_groups::key_space(const vorn_ctx &ctx, std::span<const column *const> columns) {
+  if (columns.empty())
+    return 1;
+  // Columns without rows are enough to be told.
+  const batch none;
+  std::deque<code_unpacker> unpackers;
+  std::vector<vorn_cv> packed;
+  for (const column *c : columns) {
+    unpackers.emplace_back(ctx, *c, code_unpacker::element::four_bytes).open(none, nullptr);
+    packed.push_back(unpackers.back().packed());
+  }
+  uint32_t keys = 0;
+  vorn_cv result{};
+  vorn_cv scratch{};
+  vorn_aux aux{};
+  aux.vorn_aux_flags = VORN_AUX_MULTIPLY;
+  const uint32_t code =
+      vorn_groupkey(&ctx, &result, &keys, packed.data(), static_cast<uint32_t>(packed.size()), &scratch, &aux);
+  return code == VORN_RESULT_REFUSED || code == VORN_RESULT_KEY_SPACE ? std::nullopt : std::optional(keys);
+}
+
+bool dense_groups::serves(const vorn_ctx &ctx, std::span<const column *const> columns, const dense_settings &settings) {
+  constexpr size_t most_columns = 32; // over runs, to the library
+  if (columns.size() > most_columns || !code_key::serves(columns))
+    return false;
+  const auto space = key_space(ctx, columns);
+  return space && *space <= settings.most_groups;
+}
+
+dense_groups::dense_groups(const vorn_ctx &context, const column &walked, std::span<const column *const> columns,
+                           std::span<const number_column> added, std::optional<selection> chosen,
+                           const dense_settings &chosen_settings)
+    : ctx(context), settings(chosen_settings), key(columns), selected(std::move(chosen)),
+      steps(walked, selected ? &*selected : nullptr), count(key_space(ctx, columns).value_or(0)) {
+  for (const column *c : columns)
+    unpackers.emplace_back(ctx, *c, code_unpacker::element::four_bytes);
+  packed.resize(columns.size());
+  for (const number_column &c : added)
+    readers.emplace_back(ctx, c, selected ? &*selected : nullptr);
+}
+
+uint32_t dense_groups::next() {
+  const row_steps::step step = steps.next();
+  if (step.rows == 0)
+    return 0;
+  if (!unpackers.empty()) {
+    if (step.opens_batch) {
+      for (size_t c = 0; c < unpackers.size(); ++c) {
+        unpackers[c].open(steps.rows_of(*key.columns()[c]), nullptr);
+        packed[c] = unpackers[c].packed();
+      }
+      cursor.open(steps.rows(), steps.filter());
+      next_row = 0;
+    }
+    make_keys(step.rows);
+  }
+  for (number_reader &reader : readers)
+    reader.next();
+  return step.rows;
+}
+
+// Takes as many calls as the room for keys asks for: a call that has filled it says so, and the next one begins at the
+// row behind its last.
+void dense_groups::make_keys(uint32_t rows) {
+  keys.resize(rows);
+  scratch.resize(std::min(rows, settings.room));
+  vorn_aux aux{};
+  aux.vorn_aux_flags = VORN_AUX_MULTIPLY;
+  aux.vorn_aux_filter_bv = const_cast<uint64_t *>(steps.filter()); // the library only reads it
+  for (uint32_t done = 0; done < rows;) {
+    const uint32_t wanted = std::min(rows - done, settings.room);
+    vorn_cv result{};
+    vorn_cv temporary{};
+    vorn_build_vector(&result, keys.data() + done, nullptr, nullptr, nullptr, nullptr, nullptr, wanted, 0, nullptr, 0);
+    vorn_build_vector(&temporary, scratch.data(), nullptr, nullptr, nullptr, nullptr, nullptr, wanted, 0, nullptr, 0);
+    aux.vorn_aux_start_slot = next_row;
+    uint32_t space = 0;
+    const uint32_t code =
+        vorn_groupkey(&ctx, &result, &space, packed.data(), static_cast<uint32_t>(packed.size()), &temporary, &aux);
+    if ((code != VORN_RESULT_DONE && code != VORN_RESULT_OUTPUT_FULL) || result.vorn_cv_popc != wanted)
+      throw error(
+          fmt::format("the group keys of {} rows gave result {} and {} keys", wanted, code, result.vorn_cv_popc));
+    next_row = cursor.next(wanted).back() + 1;
+    done += wanted;
+  }
+}
+
+} // namespace store

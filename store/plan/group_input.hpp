@@ -1,0 +1,32 @@
+// Rows that are to be grouped, some thousand at a time: the group of each, and numbers.
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+#include "store/plan/numbers.hpp"
+#include "store/value/value.hpp"
+
+namespace store {
+
+class group_input {
+public:
+  virtual ~group_input() = default;
+
+  // Goes on to the next rows and says how many they are; none at the end.
+  virtual uint32_t next() = 0;
+
+  // The groups of these rows; null where there is but one group, which is there without rows too.
+  virtual const uint32_t *groups() const = 0;
+
+  // One of the columns of numbers, on these rows.
+  virtual const numbers &operator[](size_t column) const = 0;
+
+  // Groups are below this number.  It may grow from step to step, and some may be without rows.
+  virtual uint32_t group_count() const = 0;
+
+  // What a group has in common, a cell of each column that rows are grouped by.
+  virtual void show(uint32_t group, std::span<cell> out) const = 0;
+};
+
+} // namespace store

@@ -1,0 +1,34 @@
+// Rows that outlive the step that gave them, with the bytes of their texts.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string_view>
+#include <vector>
+
+#include "store/decode/row_source.hpp"
+
+namespace store {
+
+class kept_rows {
+public:
+  explicit kept_rows(size_t columns) : cells(columns) {}
+
+  void add(row_block rows);
+  void add(std::span<const cell> row); // a cell of each column
+
+  uint64_t count() const { return cells.front().size(); }
+  const std::vector<cell> &column(size_t index) const { return cells[index]; }
+
+  friend bool operator==(const kept_rows &a, const kept_rows &b) { return a.cells == b.cells; }
+
+private:
+  cell kept(const cell &c);
+
+  std::vector<std::vector<cell>> cells; // of at least one column
+  std::vector<std::unique_ptr<char[]>> blocks;
+  size_t free = 0; // bytes of the last block
+};
+
+} // namespace store

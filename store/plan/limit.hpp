@@ -1,0 +1,35 @@
+// The first rows of a source, which is asked for no more.
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include "store/decode/row_source.hpp"
+
+namespace store {
+
+class limited_rows final : public row_source {
+public:
+  limited_rows(std::unique_ptr<row_source> limited, uint64_t limit) : source(std::move(limited)), left(limit) {}
+
+  uint64_t next() override {
+    const uint64_t count = left == 0 ? 0 : std::min(source->next(), left);
+    left -= count;
+    blocks.clear();
+    if (count != 0)
+      for (const std::span<const cell> cells : source->rows())
+        blocks.push_back(cells.first(count));
+    return count;
+  }
+  row_block rows() const override { return blocks; }
+
+private:
+  std::unique_ptr<row_source> source;
+  uint64_t left;
+  std::vector<std::span<const cell>> blocks;
+};
+
+} // namespace store

@@ -1,0 +1,184 @@
+#include "store/plan/plan.hpp"
+
+#include <algorithm>
+#include <utility>
+
+#include "store/plan/grouping.hpp"
+#include "store/plan/hashed_groups.hpp"
+#include "store/plan/joined_rows.hpp"
+#include "store/plan/limit.hpp"
+#include "store/plan/scan.hpp"
+#include "store/plan/sort.hpp"
+#include "store/plan/translated_groups.hpp"
+#include "store/plan/wide_groups.hpp"
+
+namespace store {
+
+namespace {
+
+class planner {
+public:
+  planner(const vorn_ctx &context, const plan_tables &tables, const request &requested, const plan_settings &chosen)
+      : ctx(context), from(tables), asked(requested), settings(chosen) {}
+
+  std::unique_ptr<row_source> whole() const {
+    std::unique_ptr<row_source> out = asked.is_grouped ? groups() : rows();
+    if (asked.limit)
+      out = std::make_unique<limited_rows>(std::move(out), *asked.limit);
+    return out;
+  }
+
+private:
+  std::unique_ptr<row_source> rows() const {
+    std::vector<std::string> names = asked.columns;
+    std::vector<sort_key> keys;
+    for (const asked_order &o : asked.order) {
+      keys.push_back({place_of(names, o.by), from.at(o.by).type.kind, o.descending});
+      if (keys.back().column == names.size())
+        names.push_back(o.by);
+    }
+    std::unique_ptr<row_source> out = source(names);
+    if (!keys.empty())
+      out = std::make_unique<sorted_rows>(std::move(out), std::move(keys), names.size(), asked.columns.size());
+    return out;
+  }
+
+  std::unique_ptr<row_source> groups() const {
+    std::vector<number_column> columns;
+    std::vector<term> terms;
+    std::vector<grouping::aggregate> aggregates;
+    const auto operand = [&](const asked_operand &o, bool as_real) -> term::operand {
+      if (o.constant)
+        return {0, o.constant};
+      return {place_in(columns, {&from.at(o.text), !from.first.contains(o.text), as_real})};
+    };
+    for (const asked_aggregate &a : asked.aggregates)
+      if (a.what == function::count)
+        aggregates.push_back({});
+      else if (const std::string *added = a.plain_column())
+        aggregates.push_back({a.what, place_in(terms, {operand(a.left, false)}), from.at(*added).type.scale});
+      else
+        aggregates.push_back({a.what, place_in(terms, {operand(a.left, true), a.opcode(), operand(a.right, true)})});
+    std::vector<number_form> forms;
+    for (const number_column &c : columns)
+      forms.push_back(form_of(c));
+    std::vector<value_kind> kinds;
+    for (const std::string &name : asked.columns)
+      kinds.push_back(from.at(name).type.kind);
+    auto grouped = std::make_unique<grouping>(ctx, input(columns), std::move(kinds), std::move(aggregates),
+                                              std::move(terms), forms);
+    const size_t shown = asked.columns.size() + asked.aggregates.size();
+    return std::make_unique<sorted_rows>(std::move(grouped), group_order(), shown, shown);
+  }
+
+  // The order that is asked for, and by the columns of the groups.
+  std::vector<sort_key> group_order() const {
+    std::vector<std::string> names = asked.columns;
+    std::vector<value_kind> kinds;
+    for (const std::string &name : names)
+      kinds.push_back(from.at(name).type.kind);
+    for (const asked_aggregate &a : asked.aggregates) {
+      names.push_back(a.name());
+      const std::string *added = a.plain_column();
+      kinds.push_back(a.type_of(added != nullptr ? from.at(*added).type : column_type()).kind);
+    }
+    std::vector<sort_key> out;
+    for (const asked_order &o : asked.order)
+      out.push_back({place_of(names, o.by), kinds[place_of(names, o.by)], o.descending});
+    for (size_t c = 0; c < asked.columns.size(); ++c)
+      out.push_back({c, kinds[c]});
+    return out;
+  }
+
+  std::unique_ptr<group_input> input(const std::vector<number_column> &added) const {
+    std::vector<const column *> grouped_by;
+    for (const std::string &name : asked.columns)
+      grouped_by.push_back(&from.at(name));
+    if (from.second == nullptr && dense_groups::serves(ctx, grouped_by, settings.dense))
+      return std::make_unique<dense_groups>(ctx, from.first.begin()->second, grouped_by, added, selected(),
+                                            settings.dense);
+    if (from.second == nullptr && wide_groups::serves(grouped_by))
+      return std::make_unique<wide_groups>(ctx, grouped_by, added, selected());
+    if (from.second != nullptr)
+      if (auto translated = translated_groups::made(ctx, joined(), from.outputs(asked.columns), added, settings.dense))
+        return translated;
+    std::vector<std::string> names = asked.columns;
+    std::vector<numbers> added_numbers;
+    for (const number_column &c : added) {
+      names.push_back(c.of->name);
+      added_numbers.emplace_back(c);
+    }
+    return std::make_unique<hashed_groups>(source(names), grouped_by, std::move(added_numbers));
+  }
+
+  // Columns of the rows on which the condition is true.
+  std::unique_ptr<row_source> source(const std::vector<std::string> &names) const {
+    if (from.second != nullptr)
+      return std::make_unique<joined_rows>(ctx, joined(), from.outputs(names), settings.join);
+    std::vector<const column *> columns;
+    for (const std::string &name : names)
+      columns.push_back(&from.at(name));
+    return std::make_unique<selected_scan>(ctx, columns, selected());
+  }
+
+  join_query joined() const {
+    join_query out = from.joined_by(asked.where ? &*asked.where : nullptr);
+    if (asked.area)
+      out.narrow(!from.first.contains(asked.area->x_column), in_area());
+    return out;
+  }
+
+  std::optional<selection> selected() const {
+    std::optional<selection> out;
+    if (asked.where)
+      query(*asked.where, from.first).run(ctx, out.emplace());
+    if (asked.area)
+      out = in_area()(out ? &*out : nullptr);
+    return out;
+  }
+
+  join_query::row_filter in_area() const {
+    return [&context = ctx, &area = *asked.area, &x = from.at(asked.area->x_column),
+            &y = from.at(asked.area->y_column)](const selection *among) { return inside(context, area, x, y, among); };
+  }
+
+  static size_t place_of(const std::vector<std::string> &names, const std::string &name) {
+    return static_cast<size_t>(std::find(names.begin(), names.end(), name) - names.begin());
+  }
+
+  // Where something is among others, to which it is added if need be.
+  template <class Element>
+  static size_t place_in(std::vector<Element> &all, const Element &sought) {
+    const auto found = std::find(all.begin(), all.end(), sought);
+    const auto place = static_cast<size_t>(found - all.begin());
+    if (found == all.end())
+      all.push_back(sought);
+    return place;
+  }
+
+  const vorn_ctx &ctx;
+  const plan_tables &from;
+  const request &asked;
+  const plan_settings &settings;
+};
+
+} // namespace
+
+const column &plan_tables::at(const std::string &name) const {
+  const auto found = first.find(name);
+  return found != first.end() ? found->second : second->at(name);
+}
+
+std::vector<output_column> plan_tables::outputs(std::span<const std::string> names) const {
+  std::vector<output_column> out;
+  for (const std::string &name : names)
+    out.push_back({&at(name), !first.contains(name)});
+  return out;
+}
+
+std::unique_ptr<row_source> planned(const vorn_ctx &ctx, const plan_tables &from, const request &asked,
+                                    const plan_settings &settings) {
+  return planner(ctx, from, asked, settings).whole();
+}
+
+} // namespace store

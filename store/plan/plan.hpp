@@ -1,0 +1,44 @@
+// The plan of a request: a chain of row sources, each of which pulls its rows from the one below it.
+//
+//     rows      scan or join                  sort   limit
+//     groups    scan or join   grouping       sort   limit
+//
+// Groups of the rows of one table are made of the compressed columns without a scan, where there are few enough.
+#pragma once
+
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "store/decode/row_source.hpp"
+#include "store/join/join_query.hpp"
+#include "store/plan/dense_groups.hpp"
+#include "store/plan/request.hpp"
+#include "store/query/filter.hpp"
+#include <vorn/vorn.h>
+
+namespace store {
+
+// One table, or two that are joined, with the columns that a request takes and at least one.
+struct plan_tables {
+  const column_map &first;
+  const column_map *second = nullptr;
+  join_keys keys = {};
+
+  const column &at(const std::string &name) const;
+  std::vector<output_column> outputs(std::span<const std::string> names) const;
+  // Of two tables.
+  join_query joined_by(const condition *asked) const { return {keys, asked, first, *second}; }
+};
+
+struct plan_settings {
+  dense_settings dense;
+  join_settings join;
+};
+
+// The rows of the answer.  Context, tables and request outlive them.  Throws store::error as a condition does.
+std::unique_ptr<row_source> planned(const vorn_ctx &ctx, const plan_tables &from, const request &asked,
+                                    const plan_settings &settings = {});
+
+} // namespace store

@@ -1,0 +1,89 @@
+#include "store/plan/polygon.hpp"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include "store/decode/row_cursor.hpp"
+#include "store/decode/row_reader.hpp"
+#include "store/duckdb/connection.hpp"
+#include "store/join/row_vector.hpp"
+#include "store/plan/numbers.hpp"
+
+namespace store {
+
+namespace {
+
+// Vectors serve as sources and as results, so their pointers are not const; the library only reads a source.
+vorn_cv coordinates(const double *first, size_t count) {
+  vorn_cv out{};
+  out.vorn_cv_vals = const_cast<double *>(first);
+  out.vorn_cv_nrows = static_cast<uint32_t>(count);
+  return out;
+}
+
+class point_test {
+public:
+  point_test(const vorn_ctx &context, const polygon &area)
+      : ctx(context), xs(coordinates(area.xs.data(), area.xs.size())), ys(coordinates(area.ys.data(), area.ys.size())) {
+  }
+
+  bool contains(double x, double y) {
+    uint32_t crossed = 0;
+    vorn_cv result{};
+    result.vorn_cv_vals = &crossed;
+    vorn_cv px = coordinates(&x, 1);
+    vorn_cv py = coordinates(&y, 1);
+    expect(vorn_spatial_pip(&ctx, &result, &xs, &ys, &px, &py, nullptr), VORN_RESULT_DONE, "a point in a polygon");
+    return crossed % 2 != 0;
+  }
+
+private:
+  const vorn_ctx &ctx;
+  vorn_cv xs;
+  vorn_cv ys;
+};
+
+} // namespace
+
+std::string polygon::sql() const {
+  const std::string x = fmt::format("{}::DOUBLE", duckdb::quoted_name(x_column));
+  const std::string y = fmt::format("{}::DOUBLE", duckdb::quoted_name(y_column));
+  std::vector<std::string> crossings;
+  for (size_t i = 0; i < xs.size(); ++i) {
+    const size_t before = (i == 0 ? xs.size() : i) - 1;
+    const auto real = [](double number) { return fmt::format("'{}'::DOUBLE", number); };
+    crossings.push_back(fmt::format("coalesce((({0} < {2}) <> ({0} < {4}) AND "
+                                    "(({3} - {1}) * ({0} - {2})) / ({4} - {2}) + {1} > {5})::INTEGER, 0)",
+                                    y, real(xs[i]), real(ys[i]), real(xs[before]), real(ys[before]), x));
+  }
+  return fmt::format("({}) % 2 = 1", fmt::join(crossings, " + "));
+}
+
+selection inside(const vorn_ctx &ctx, const polygon &area, const column &x, const column &y, const selection *among) {
+  selection out;
+  out.resize(x.rows);
+  point_test test(ctx, area);
+  row_reader xs(ctx, x, among);
+  row_reader ys(ctx, y, among);
+  row_steps steps(x, among);
+  row_cursor cursor;
+  for (row_steps::step step = steps.next(); step.rows != 0; step = steps.next()) {
+    if (step.opens_batch)
+      cursor.open(steps.rows(), steps.filter());
+    const std::span<const uint32_t> rows = cursor.next(step.rows);
+    const std::span<const cell> x_cells = xs.next();
+    const std::span<const cell> y_cells = ys.next();
+    for (size_t i = 0; i < rows.size(); ++i) {
+      if (std::holds_alternative<std::monostate>(x_cells[i]) || std::holds_alternative<std::monostate>(y_cells[i]) ||
+          !test.contains(real_of(x_cells[i], x.type), real_of(y_cells[i], y.type)))
+        continue;
+      const uint64_t row = steps.first_row() + rows[i];
+      out.words[row / 64] |= uint64_t{1} << (row % 64);
+      ++out.batch_counts[row / batch_rows];
+      ++out.count;
+    }
+  }
+  return out;
+}
+
+} // namespace store

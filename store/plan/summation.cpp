@@ -1,0 +1,95 @@
+#include "store/plan/summation.hpp"
+
+#include <algorithm>
+#include <utility>
+
+#include "store/error.hpp"
+#include "store/join/row_vector.hpp"
+
+namespace store {
+
+void add_by_group(const vorn_ctx &ctx, vorn_enc_ctx &form, const void *vals, uint32_t rows, const uint32_t *groups,
+                  void *accumulators) {
+  // Vectors serve as sources and as results, so their pointers are not const; the library only reads a source.
+  vorn_cv source{};
+  vorn_cv keys{};
+  vorn_cv result{};
+  vorn_build_vector(&source, const_cast<void *>(vals), nullptr, nullptr, &form, nullptr, nullptr, rows, 0, nullptr, 0);
+  vorn_build_vector(&keys, const_cast<uint32_t *>(groups), nullptr, nullptr, nullptr, nullptr, nullptr, rows, 0,
+                    nullptr, 0);
+  vorn_build_vector(&result, accumulators, nullptr, nullptr, nullptr, nullptr, nullptr, 0, 0, nullptr, 0);
+  vorn_aux aux{};
+  expect(vorn_gby_sum(&ctx, &result, &source, groups == nullptr ? nullptr : &keys, &aux), VORN_RESULT_DONE, "a sum");
+}
+
+namespace {
+
+vorn_enc_ctx encoding_of(uint8_t num_type, uint32_t width) {
+  vorn_enc_ctx out{};
+  out.vorn_enc_ctx_flags = num_type == VORN_NUM_DOUBLE ? VORN_NATIVE : 0;
+  out.vorn_enc_ctx_num_type = num_type;
+  out.vorn_enc_ctx_width = width;
+  return out;
+}
+
+} // namespace
+
+group_counts::group_counts(const vorn_ctx &context) : ctx(context), bytes_form(encoding_of(VORN_NUM_DSB, 8)) {}
+
+void group_counts::add(const uint8_t *bytes, uint32_t rows, const uint32_t *groups) {
+  add_by_group(ctx, bytes_form, bytes, rows, groups, counts.data());
+}
+
+summation::summation(const vorn_ctx &context, const number_form &added)
+    : ctx(context), form(added), number_encoding(encoding_of(form.is_real ? VORN_NUM_DOUBLE : VORN_NUM_DSB, 64)),
+      counts(context) {}
+
+void summation::resize(uint32_t groups) {
+  if (form.is_real)
+    reals.resize(groups);
+  else
+    for (uint32_t limb = 0; limb < form.limbs; ++limb)
+      sums[limb].resize(groups);
+  if (form.is_nullable)
+    counts.resize(groups);
+}
+
+void summation::add(const numbers &added, const uint32_t *groups) {
+  const auto rows = static_cast<uint32_t>(added.size());
+  if (form.is_nullable)
+    counts.add(added.present(), rows, groups);
+  if (form.is_real) {
+    // Without groups the library would add the sum of these rows to that of those before them, and not row by row.
+    one_group.resize(std::max<size_t>(one_group.size(), groups == nullptr ? rows : 0));
+    add_by_group(ctx, number_encoding, added.limb(0), rows, groups == nullptr ? one_group.data() : groups,
+                 reals.data());
+    return;
+  }
+  constexpr uint64_t largest_sum = uint64_t{1} << 62;
+  if ((rows_pending + rows) * (form.largest_limb + 1) > largest_sum)
+    flush();
+  rows_pending += rows;
+  for (uint32_t limb = 0; limb < form.limbs; ++limb)
+    add_by_group(ctx, number_encoding, added.limb(limb), rows, groups, sums[limb].data());
+}
+
+void summation::flush() {
+  for (uint32_t limb = 0; limb < form.limbs; ++limb) {
+    totals[limb].resize(sums[limb].size());
+    for (size_t group = 0; group < sums[limb].size(); ++group)
+      totals[limb][group] += std::exchange(sums[limb][group], 0);
+  }
+  rows_pending = 0;
+}
+
+int128 summation::integer(uint32_t group) const {
+  int128 out = 0;
+  for (uint32_t limb = form.limbs; limb-- > 0;) {
+    const int128 sum = sums[limb][group] + (group < totals[limb].size() ? totals[limb][group] : 0);
+    if (__builtin_mul_overflow(out, int128{1} << 32, &out) || __builtin_add_overflow(out, sum, &out))
+      throw error("a sum takes more than 128 bits");
+  }
+  return out;
+}
+
+} // namespace store

@@ -1,0 +1,67 @@
+// Sums by group, in the accumulators of the library.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "store/encode/aligned.hpp"
+#include "store/plan/numbers.hpp"
+#include <vorn/vorn.h>
+
+namespace store {
+
+// Adds `rows` numbers of an encoding to the accumulators of their groups, or to the first one if there are none.
+void add_by_group(const vorn_ctx &ctx, vorn_enc_ctx &form, const void *vals, uint32_t rows, const uint32_t *groups,
+                  void *accumulators);
+
+// Counts the rows of groups in which a byte is 1.
+class group_counts {
+public:
+  explicit group_counts(const vorn_ctx &context);
+
+  void resize(uint32_t groups) { counts.resize(groups); }
+  void add(const uint8_t *bytes, uint32_t rows, const uint32_t *groups);
+  uint64_t operator[](uint32_t group) const { return static_cast<uint64_t>(counts[group]); }
+
+private:
+  const vorn_ctx &ctx;
+  vorn_enc_ctx bytes_form{};
+  aligned_vector<int64_t> counts;
+};
+
+class summation {
+public:
+  summation(const vorn_ctx &ctx, const number_form &form);
+
+  void resize(uint32_t groups);
+  // `groups` is null when all rows are of group 0.
+  void add(const numbers &added, const uint32_t *groups);
+
+  double real(uint32_t group) const { return reals[group]; }
+  // Throws store::error when the sum takes more than 128 bits.
+  int128 integer(uint32_t group) const;
+
+  // Rows that are not NULL, unless none can be.
+  const group_counts &present() const { return counts; }
+  const number_form &stored_as() const { return form; }
+
+private:
+  void flush();
+
+  const vorn_ctx &ctx;
+  number_form form;
+  vorn_enc_ctx number_encoding{};
+  aligned_vector<double> reals;
+  std::vector<uint32_t> one_group; // 0 for each row
+
+  // Integers: accumulators for each limb, and what was taken out of them before they could overflow.
+  std::array<aligned_vector<int64_t>, 4> sums;
+  std::array<std::vector<int128>, 4> totals;
+  uint64_t rows_pending = 0;
+
+  group_counts counts;
+};
+
+} // namespace store

@@ -1,0 +1,189 @@
+#include "store/plan/translated_groups.hpp"
+
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+
+#include "store/decode/row_reader.hpp"
+#include "store/join/row_vector.hpp"
+#include "store/join/value_bytes.hpp"
+#include "store/query/filter.hpp"
+
+namespace store {
+
+namespace {
+
+constexpr uint32_t none = UINT32_MAX;
+
+kept_rows all_of(const vorn_ctx &ctx, const column &of, const selection *rows) {
+  kept_rows out(1);
+  row_reader reader(ctx, of, rows);
+  for (std::span<const cell> some; !(some = reader.next()).empty();)
+    out.add(row_block(&some, 1));
+  return out;
+}
+
+// The number of the second table's selected row for each code of the first table's key, or none.  Nothing when one of
+// these rows has the key of another.
+std::optional<std::vector<uint32_t>> matches(const column &first_key, const kept_rows &second_keys) {
+  value_bytes symbols;
+  symbols.assign_keys(second_keys.column(0), first_key.type.kind);
+  std::unordered_map<std::string_view, uint32_t> row_of_key;
+  for (uint32_t row = 0; row < symbols.size(); ++row)
+    if (!row_of_key.emplace(symbols[row], row).second)
+      return std::nullopt;
+  const auto &entries = std::get<dictionary>(first_key.values);
+  std::vector<uint32_t> out(entries.codes(), none);
+  for (uint64_t code = entries.first_code(); code < entries.codes(); ++code)
+    if (const auto found = row_of_key.find(key_bytes(entries.symbol(code), first_key.type.kind));
+        found != row_of_key.end())
+      out[code] = found->second;
+  return out;
+}
+
+// The values of a column of the second table by code, NULL where there is no row.
+std::vector<cell> by_code(const kept_rows &values, const std::vector<uint32_t> &row_of_code) {
+  std::vector<cell> out;
+  for (const uint32_t row : row_of_code)
+    out.push_back(row == none ? cell() : values.column(0)[row]);
+  return out;
+}
+
+// Numbers different values, and collects them.
+std::vector<uint32_t> numbered(const std::vector<cell> &cells, value_kind kind, kept_rows &values) {
+  value_bytes bytes;
+  bytes.assign_keys(cells, kind);
+  std::unordered_map<std::string_view, uint32_t> number_of_value;
+  uint32_t number_of_null = none;
+  std::vector<uint32_t> out;
+  for (size_t i = 0; i < cells.size(); ++i) {
+    const bool is_null = std::holds_alternative<std::monostate>(cells[i]);
+    uint32_t &number = is_null ? number_of_null : number_of_value.emplace(bytes[i], none).first->second;
+    if (number == none) {
+      number = static_cast<uint32_t>(values.count());
+      values.add(std::span(&cells[i], 1));
+    }
+    out.push_back(number);
+  }
+  return out;
+}
+
+} // namespace
+
+std::unique_ptr<translated_groups> translated_groups::made(const vorn_ctx &ctx, const join_query &asked,
+                                                           std::span<const output_column> columns,
+                                                           std::span<const number_column> added,
+                                                           const dense_settings &settings) {
+  const column &key = asked.key(false);
+  if (asked.asks_both() || !key.is_dictionary())
+    return nullptr;
+  const std::optional<selection> second_rows = asked.filtered(ctx, true);
+  const auto read = [&](const column &of) { return all_of(ctx, of, second_rows ? &*second_rows : nullptr); };
+  const auto row_of_code = matches(key, read(asked.key(true)));
+  if (!row_of_code)
+    return nullptr;
+
+  std::unique_ptr<translated_groups> out(new translated_groups(ctx));
+  std::vector<const column *> direct;
+  for (size_t place = 0; place < columns.size(); ++place)
+    if (const auto &[of, of_second] = columns[place]; of_second) {
+      out->tables.push_back({place, {}});
+      out->tables.back().entries = numbered(by_code(read(*of), *row_of_code), of->type.kind, out->tables.back().values);
+    } else {
+      direct.push_back(of);
+      out->direct_places.push_back(place);
+    }
+  if (!dense_groups::serves(ctx, direct, settings))
+    return nullptr;
+  std::vector<number_column> direct_added;
+  for (const number_column &c : added) {
+    out->added.push_back({c.of_second ? out->second_numbers.size() : direct_added.size(), c.of_second});
+    if (!c.of_second) {
+      direct_added.push_back(c);
+      continue;
+    }
+    numbers of_codes(c);
+    of_codes.assign(by_code(read(*c.of), *row_of_code));
+    out->second_numbers.push_back({std::move(of_codes), numbers(c)});
+  }
+
+  // The rows of the first table that have one in the second.
+  ordinal_set matched;
+  for (uint64_t code = 0; code < row_of_code->size(); ++code)
+    if ((*row_of_code)[code] != none)
+      matched.members.push_back(code);
+  const std::optional<selection> first_rows = asked.filtered(ctx, false);
+  selection joined;
+  filter(ctx, key, matched, first_rows ? &*first_rows : nullptr, joined);
+
+  out->direct.emplace(ctx, key, direct, direct_added, std::move(joined), settings);
+  uint64_t space = out->direct->group_count();
+  for (translate_table &table : out->tables) {
+    table.factor = static_cast<uint32_t>(space);
+    space *= table.values.count();
+    if (space > settings.most_groups)
+      return nullptr;
+  }
+  out->count = static_cast<uint32_t>(space);
+  out->steps.emplace(key, out->direct->rows());
+  out->unpacker.emplace(ctx, key, code_unpacker::element::four_bytes);
+  return out;
+}
+
+uint32_t translated_groups::next() {
+  const uint32_t rows = direct->next();
+  if (rows == 0)
+    return 0;
+  const row_steps::step step = steps->next();
+  if (step.opens_batch)
+    unpacker->open(steps->rows(), steps->filter());
+  unpacker->next(rows);
+  if (const uint32_t *direct_keys = direct->groups(); direct_keys != nullptr)
+    keys.assign(direct_keys, direct_keys + rows);
+  else
+    keys.assign(rows, 0);
+  for (translate_table &table : tables)
+    add_keys(table, rows);
+  for (auto &[of_codes, of_rows] : second_numbers)
+    of_rows.assign(of_codes, {unpacker->codes_of_four_bytes(), rows});
+  return rows;
+}
+
+void translated_groups::add_keys(translate_table &table, uint32_t rows) {
+  vorn_enc_ctx code_form{};
+  code_form.vorn_enc_ctx_width = 32;
+  vorn_enc_ctx table_form{};
+  vorn_add_encoding_type_imca(&table_form, sizeof(uint32_t));
+  vorn_cv codes{};
+  vorn_cv entries{};
+  vorn_cv result{};
+  // Vectors serve as sources and as results, so their pointers are not const; the library only reads a source.
+  vorn_build_vector(&codes, const_cast<uint32_t *>(unpacker->codes_of_four_bytes()), nullptr, nullptr, &code_form,
+                    nullptr, nullptr, rows, 0, nullptr, 0);
+  entries.vorn_cv_encoding_context = &table_form;
+  result.vorn_cv_vals = keys.data();
+  vorn_aux aux{};
+  aux.vorn_aux_xlate_tbl = table.entries.data();
+  aux.vorn_aux_xlate_n = table.factor;
+  expect(vorn_xlate(&ctx, &result, &codes, &entries, &aux), VORN_RESULT_DONE, "translating group keys");
+}
+
+const numbers &translated_groups::operator[](size_t column) const {
+  const auto &[index, of_second] = added[column];
+  return of_second ? second_numbers[index].of_rows : (*direct)[index];
+}
+
+void translated_groups::show(uint32_t group, std::span<cell> out) const {
+  const uint32_t direct_groups = direct->group_count();
+  std::vector<cell> cells(direct_places.size());
+  direct->show(group % direct_groups, cells);
+  for (size_t c = 0; c < cells.size(); ++c)
+    out[direct_places[c]] = cells[c];
+  for (const translate_table &table : tables) {
+    const std::vector<cell> &values = table.values.column(0);
+    out[table.place] = values[group / table.factor % values.size()];
+  }
+}
+
+} // namespace store

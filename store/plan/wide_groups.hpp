@@ -1,0 +1,57 @@
+// Groups of the rows of a table by columns with a dictionary that make too many keys for an accumulator each: the keys
+// that occur are numbered by a hash map.
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "store/decode/code_unpacker.hpp"
+#include "store/decode/row_steps.hpp"
+#include "store/plan/code_key.hpp"
+#include "store/plan/group_input.hpp"
+#include "store/plan/number_reader.hpp"
+#include "store/query/selection.hpp"
+#include <vorn/vorn.h>
+
+namespace store {
+
+class wide_groups final : public group_input {
+public:
+  // Can rows be grouped so?
+  static bool serves(std::span<const column *const> columns) {
+    return !columns.empty() && code_key::serves(columns) && code_key(columns).space();
+  }
+
+  // Context and columns outlive this.  Without a selection all rows are grouped.
+  wide_groups(const vorn_ctx &ctx, std::span<const column *const> columns, std::span<const number_column> added,
+              std::optional<selection> selected);
+  wide_groups(const wide_groups &) = delete;
+
+  uint32_t next() override;
+  const uint32_t *groups() const override { return group_of_row.data(); }
+  const numbers &operator[](size_t column) const override { return readers[column].current(); }
+  uint32_t group_count() const override { return static_cast<uint32_t>(key_of_group.size()); }
+  void show(uint32_t group, std::span<cell> out) const override { key.show(key_of_group[group], out); }
+
+private:
+  uint32_t group_of(uint64_t wanted);
+  size_t slot_of(uint64_t wanted) const;
+  void grow();
+
+  code_key key;
+  std::optional<selection> selected;
+  row_steps steps;
+  std::deque<code_unpacker> unpackers;
+  std::deque<number_reader> readers;
+  std::vector<uint64_t> keys; // of a step
+  std::vector<uint32_t> group_of_row;
+
+  // The map: a slot holds a group and one, or 0.
+  std::vector<uint32_t> slots = std::vector<uint32_t>(1024);
+  std::vector<uint64_t> key_of_group;
+};
+
+} // namespace store

@@ -1,0 +1,34 @@
+// The answers that vornq gives, each as it is found.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "store/vornq/kernels.hpp"
+#include "store/vornq/options.hpp"
+#include "store/vornq/questions.hpp"
+#include "store/vornq/report.hpp"
+#include "store/vornq/tables.hpp"
+
+namespace store {
+
+// The tables with what answers questions about them.
+struct session {
+  const options &chosen;
+  const kernels &library;
+  const tables &from;
+  const questions &asked;
+  const reference checker;
+
+  bool as_table() const { return chosen.format == row_format::table; }
+  // One run is enough to trace, and to show.
+  uint32_t repetitions() const { return chosen.more.trace || !as_table() ? 1 : 9; }
+};
+
+// Counts what the conditions, the join or the groups select, with the generic and the chosen kernels and with DuckDB.
+std::vector<answered> answer_all(const session &s);
+
+// Shows rows or groups, and says whether they are DuckDB's.
+bool show(const session &s);
+
+} // namespace store
