@@ -1,7 +1,11 @@
-// Codes of up to 8 bits whose bits are set in a map: a byte of the map and a bit of it, both looked up in registers.
+// Codes whose bits are set in a map: a byte of the map and a bit of it, both looked up in registers as long as the map
+// fits there.  Wider codes are only unpacked in vectors.
 #pragma once
 
+#include "generic/scan/dict.hpp"
+#include "generic/scan/membership.hpp"
 #include "isa/avx2/bits.hpp"
+#include "isa/avx2/elements.hpp"
 #include "isa/avx2/select.hpp"
 
 namespace vorn::inline VORN_LEVEL {
@@ -62,6 +66,25 @@ template <unsigned W>
     return select_bits(stream, nrows, map[0] & 1, map[0] & 2, out);
   else
     return select_codes<code_lanes<W>>(stream, nrows, in_map<W>(map), out);
+}
+
+// Codes of more than 8 bits.  No code but those of rows is looked up.
+template <unsigned W>
+[[gnu::noinline]] uint32_t select_members(const dict<W> &rows, uint32_t nrows, const membership &asked, uint64_t *out) {
+  using lanes = code_lanes<W>;
+  const uint64_t whole = whole_blocks<lanes>(nrows);
+  uint32_t count = 0;
+  for (uint64_t word = 0; word < words_of(nrows); ++word) {
+    if (word < whole) {
+      lane<W> codes[64];
+      unpack_block<W>(rows.stream() + word * lanes::block_bytes, codes);
+      out[word] = asked.match64<lane<W>>([&](unsigned i) { return codes[i]; });
+    } else {
+      out[word] = rows.match(word, asked);
+    }
+    count += popcount(out[word]);
+  }
+  return count;
 }
 
 } // namespace vorn::inline VORN_LEVEL

@@ -11,20 +11,20 @@
 
 namespace vorn::inline VORN_LEVEL {
 
-// A reader says which predicates it answers in lanes; the others are answered row by row.  A row by itself takes about
-// as long as Rows of all: a filter that selects more than one of them is not worth a visit of its rows.
-template <unsigned Rows>
+// A reader says by row_cost(predicate) as how many rows in lanes a row by itself takes, or 0 where a predicate has no
+// lanes: a filter that selects more than one row of so many is not worth a visit of its rows.
 struct lane_pass {
   template <class Reader, class Predicate>
   static uint32_t select(Reader &rows, const Predicate &predicate, uint64_t *out, uint32_t nrows) {
-    return rows.has_lanes(predicate) ? rows.select_lanes(predicate, out, nrows)
-                                     : word_pass::select(rows, predicate, out, nrows);
+    return rows.row_cost(predicate) != 0 ? rows.select_lanes(predicate, out, nrows)
+                                         : word_pass::select(rows, predicate, out, nrows);
   }
 
   template <class Reader, class Predicate>
   static uint32_t visit(Reader &rows, const Predicate &predicate, const uint64_t *filter, uint64_t *out,
                         uint32_t nrows) {
-    if (!rows.has_lanes(predicate) || uint64_t{Rows} * single_words::count(filter, words_of(nrows)) <= nrows)
+    const uint64_t cost = rows.row_cost(predicate);
+    if (cost == 0 || cost * single_words::count(filter, words_of(nrows)) <= nrows)
       return word_pass::visit(rows, predicate, filter, out, nrows);
     rows.select_lanes(predicate, out, nrows);
     return and_words(out, out, filter, nrows);
@@ -34,20 +34,24 @@ struct lane_pass {
 template <unsigned W>
 struct lane_dict : dict<W> {
   using dict<W>::dict;
-  using pass = lane_pass<W <= 8 ? 48 : 80 / sizeof(lane<W>)>;
+  using pass = lane_pass;
 
-  static bool has_lanes(const interval<uint64_t> & /*asked*/) { return true; }
+  static unsigned row_cost(const interval<uint64_t> & /*asked*/) { return W <= 8 ? 48 : 80 / sizeof(lane<W>); }
   uint32_t select_lanes(const interval<uint64_t> &asked, uint64_t *out, uint32_t nrows) const {
     return select_ring<W>(this->stream(), nrows, ring_of(asked, W), out);
   }
 
-  // Wider codes than of 8 bits are looked up in memory one by one, which a vector does no faster.
-  static bool has_lanes(const membership &asked) { return W <= 8 && map_words<W>::readable(asked.map); }
+  // Above 20 bits a map is larger than a cache, and every look-up counts.
+  static unsigned row_cost(const membership &asked) {
+    if (W > 8)
+      return W > 20 ? 1 : 6;
+    return map_words<W>::readable(asked.map) ? 48 : 0;
+  }
   uint32_t select_lanes(const membership &asked, uint64_t *out, uint32_t nrows) const {
     if constexpr (W <= 8)
       return select_members<W>(this->stream(), nrows, asked.map, out);
     else
-      return word_pass::select(*this, asked, out, nrows);
+      return select_members<W>(*this, nrows, asked, out);
   }
 };
 
@@ -78,11 +82,11 @@ uint32_t by_width(unsigned stride, Call call) {
 template <unsigned W, bool Tz>
 struct lane_fixed : fixed<W, Tz> {
   using fixed<W, Tz>::fixed;
-  using pass = lane_pass<640 / W / (Tz ? 2 : 1)>;
+  using pass = lane_pass;
 
   template <class Number>
-  static bool has_lanes(const interval<Number> & /*asked*/) {
-    return true;
+  static unsigned row_cost(const interval<Number> & /*asked*/) {
+    return 640 / W / (Tz ? 2 : 1);
   }
   template <class Number>
   uint32_t select_lanes(const interval<Number> &asked, uint64_t *out, uint32_t nrows) const {
@@ -108,11 +112,11 @@ struct lane_fixed<8, Tz> : lane_dict<8> {
 template <unsigned W, bool Tz>
 struct lane_dynp : dynp<W, Tz> {
   using dynp<W, Tz>::dynp;
-  using pass = lane_pass<1024 / W>;
+  using pass = lane_pass;
 
   template <class Number>
-  static bool has_lanes(const interval<Number> & /*asked*/) {
-    return true;
+  static unsigned row_cost(const interval<Number> & /*asked*/) {
+    return 1024 / W;
   }
   template <class Number>
   uint32_t select_lanes(const interval<Number> &asked, uint64_t *out, uint32_t nrows) const {

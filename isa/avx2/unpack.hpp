@@ -2,26 +2,11 @@
 #pragma once
 
 #include "isa/avx2/compress.hpp"
+#include "isa/avx2/elements.hpp"
 #include "isa/avx2/select.hpp"
 #include "isa/block_steps.hpp"
 
 namespace vorn::inline VORN_LEVEL {
-
-// Stores the lanes of each half one after the other, as wider numbers where an element is wider; the elements of a half
-// begin 16 behind those of the half before.
-template <class Lane, class Element>
-[[gnu::always_inline]] inline void store_lanes(vector x, Element *elements) {
-  if constexpr (sizeof(Lane) == sizeof(Element)) {
-    store_halves(reinterpret_cast<uint8_t *>(elements), 16 * sizeof(Element), x);
-  } else {
-    using wider = std::conditional_t<sizeof(Lane) == 1, uint16_t, uint32_t>;
-    constexpr bool bytes = sizeof(Lane) == 1;
-    store_lanes<wider>(bytes ? VORN_VECTOR(unpacklo_epi8)(x, none()) : VORN_VECTOR(unpacklo_epi16)(x, none()),
-                       elements);
-    store_lanes<wider>(bytes ? VORN_VECTOR(unpackhi_epi8)(x, none()) : VORN_VECTOR(unpackhi_epi16)(x, none()),
-                       elements + half_bytes / sizeof(wider));
-  }
-}
 
 // The other steps, which want shifts that differ from lane to lane to be vector code.
 template <unsigned W, class Element>
@@ -42,11 +27,11 @@ struct lane_steps : other_steps<W, Element> {
     n -= head;
     out += head;
     for (; n >= 64 && is_whole(stream, first); n -= 64, first += 64, out += 64)
-      unpack_block(stream.bytes + first / 8 * W, out);
+      unpack_block<W>(stream.bytes + first / 8 * W, out);
     for (; n != 0; out += std::min(n, 64U), n -= std::min(n, 64U), first += 64) {
       const padded_block<lanes> last(stream.bytes + first / 8 * W, (uint64_t{std::min(n, 64U)} * W + 7) / 8);
       Element rest[64];
-      unpack_block(last.bytes, rest);
+      unpack_block<W>(last.bytes, rest);
       std::copy_n(rest, std::min(n, 64U), out);
     }
   }
@@ -60,7 +45,7 @@ struct lane_steps : other_steps<W, Element> {
       // Vectors may reach beyond the rows of a word, but not beyond all of the result.
       for (uint64_t left = dense_rows(stream, rows, first, room); left >= 64 && is_whole(stream, row); row += 64) {
         Element block[64];
-        unpack_block(stream.bytes + row / 8 * W, block);
+        unpack_block<W>(stream.bytes + row / 8 * W, block);
         const Element *end = compress(block, rows[row / 64] & kept, out);
         left -= static_cast<uint64_t>(end - out);
         room -= static_cast<uint32_t>(end - out);
@@ -91,17 +76,6 @@ private:
   // Can the halves of the block of 64 codes from `first` on be loaded whole?
   static bool is_whole(const code_stream &stream, uint64_t first) {
     return first / 8 * W + lanes::block_bytes + lanes::slack <= (stream.ncodes * W + 7) / 8;
-  }
-
-  [[gnu::always_inline]] static void unpack_block(const uint8_t *block, Element *elements) {
-#pragma GCC unroll 4
-    for (unsigned group = 0; group < word_groups; ++group)
-      [&]<size_t... V>(std::index_sequence<V...>) {
-        (store_lanes<lane<W>>(lanes::template exact<V>(block, group),
-                              elements + group * group_codes + V * lanes::per_half),
-         ...);
-      }
-    (std::make_index_sequence<lanes::vectors>{});
   }
 };
 

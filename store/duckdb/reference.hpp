@@ -54,12 +54,12 @@ public:
   duckdb::statement prepared(const sql_select &query) const;
   duckdb::result answer(const sql_select &query) const;
   static uint64_t count_rows(duckdb::statement &query);
+  std::string sql_of(const sql_select &query) const;
 
   // Whether the condition holds, row by row; NULL is no.
   std::vector<bool> rows(const std::string &condition_sql) const;
 
 private:
-  std::string sql_of(const sql_select &query) const;
   void copy(std::string_view table, const table_file &file, std::span<const std::string> columns,
             std::string_view more);
 

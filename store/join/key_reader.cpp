@@ -12,8 +12,11 @@ key_reader::key_reader(const vorn_ctx &context, const column &read, const select
   }
   unpacker.emplace(ctx, of, code_unpacker::element::four_bytes);
   const auto &entries = std::get<dictionary>(of.values);
-  for (uint64_t code = 0; code < entries.codes(); ++code)
+  for (uint64_t code = 0; code < entries.codes(); ++code) {
     symbols.add(key_bytes(entries.symbol(code), of.type.kind));
+    if (of.type.is_real() && code > entries.first_code() && symbols[code] == symbols[code - 1])
+      negative_zero = static_cast<uint32_t>(code - 1);
+  }
   hash(symbol_hashes);
 }
 

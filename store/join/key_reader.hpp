@@ -28,7 +28,7 @@ public:
 
   // Are equal keys known by their code?  The number of codes, or 0.
   uint64_t distinct_codes() const { return symbol_hashes.size(); }
-  uint32_t code(uint64_t row) const { return codes[row]; }
+  uint32_t code(uint64_t row) const { return codes[row] == negative_zero ? codes[row] + 1 : codes[row]; }
 
   // The key of one of those rows.
   std::string_view key(uint64_t row) const { return by_code ? symbols[codes[row]] : symbols[row]; }
@@ -46,7 +46,8 @@ private:
   row_steps steps;
   std::optional<code_unpacker> unpacker;
   std::vector<uint64_t> symbol_hashes;
-  const uint32_t *codes = nullptr; // of the rows
+  const uint32_t *codes = nullptr;     // of the rows
+  uint32_t negative_zero = UINT32_MAX; // the code of -0 before that of 0, since both are one key
 
   std::optional<row_reader> values; // not by code
 };
