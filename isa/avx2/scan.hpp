@@ -41,10 +41,10 @@ struct lane_dict : dict<W> {
     return select_ring<W>(this->stream(), nrows, ring_of(asked, W), out);
   }
 
-  // Above 20 bits a map is larger than a cache, and every look-up counts.
+  // Above 20 bits a map is larger than a cache and every look-up counts; above 24 nothing else does.
   static unsigned row_cost(const membership &asked) {
     if (W > 8)
-      return W > 20 ? 1 : 6;
+      return W > 24 ? 0 : W > 20 ? 1 : 6;
     return map_words<W>::readable(asked.map) ? 48 : 0;
   }
   uint32_t select_lanes(const membership &asked, uint64_t *out, uint32_t nrows) const {
