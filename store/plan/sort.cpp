@@ -22,7 +22,8 @@ beginning beginning_of(std::string_view bytes) {
   // Seven bytes and the length, since bytes that are not there are told from zeros by it.
   constexpr size_t room = 7;
   uint64_t number = 0;
-  std::memcpy(&number, bytes.data(), std::min(bytes.size(), room));
+  if (!bytes.empty())
+    std::memcpy(&number, bytes.data(), std::min(bytes.size(), room));
   return {big_endian(number) | std::min(bytes.size(), room + 1), bytes.size() <= room};
 }
 
