@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <iterator>
 #include <map>
 #include <optional>
 #include <random>
@@ -43,10 +42,7 @@ const uint32_t seed = chosen("VORN_SEED", 11);
 struct dice {
   std::mt19937_64 random;
 
-  dice(uint32_t database, uint32_t query) {
-    std::seed_seq seeds{seed, database, query};
-    random.seed(seeds);
-  }
+  dice(uint32_t database, uint32_t query) : random((uint64_t{seed} * databases + database) * 1000 + query) {}
   uint64_t below(uint64_t bound) { return random() % bound; }
   bool one_in(uint64_t n) { return below(n) == 0; }
   template <class Collection>
@@ -56,23 +52,20 @@ struct dice {
 };
 
 // Values of a number without a sign, as SQL makes them.
-struct value_maker {
-  const char *name;
-  const char *sql;
-};
-constexpr value_maker makers[] = {
+constexpr struct value_maker {
+  const char *name, *sql;
+} makers[] = {
     {"flag", "{0} % 2 = 0"},
     {"tiny", "(({0} % 256)::INT - 128)::TINYINT"},
     {"integer", "({0} % 100000)::INT - 50000"},
-    {"big", "(CASE {0} % 11 WHEN 0 THEN 9223372036854775807 WHEN 1 THEN -9223372036854775808 "
-            "ELSE {0}::HUGEINT - 99 END)::BIGINT"},
+    {"big", "(CASE {0} % 9 WHEN 0 THEN 9223372036854775807 ELSE {0}::HUGEINT - 9223372036854775808 END)::BIGINT"},
     {"natural", "(CASE {0} % 11 WHEN 0 THEN 18446744073709551615 WHEN 1 THEN 0 ELSE {0} END)::UBIGINT"},
     {"huge", "(({0} % 1000)::HUGEINT - 500) * 100000000000000000000000000000"},
     {"price", "((({0} % 5000)::INT - 2500) / 100)::DECIMAL(9, 2)"},
     {"money", "(({0} % 70000) || '000000000000.125')::DECIMAL(30, 3)"},
     {"single", "((({0} % 640)::INT - 320) / 10)::FLOAT"},
-    {"real", "(CASE WHEN {0} % 20 < 7 THEN ['-0', '0', 'nan', 'inf', '-inf', '1e100', '5e-324'][({0} % 20)::INT + 1] "
-             "ELSE (({0} % 3000)::INT / 7 - 200)::VARCHAR END)::DOUBLE"},
+    {"real",
+     "['-0', '0', 'nan', 'inf', '-inf', '1e100', '5e-324', {0} % 3000 / 7][least({0} % 20, 7)::INT + 1]::DOUBLE"},
     {"day", "DATE '1970-01-01' + ({0} % 9000)::INT - 4500"},
     {"clock", "TIME '00:00:00' + to_microseconds(({0} % 86399000000)::BIGINT)"},
     {"moment", "TIMESTAMP '1969-12-31' + to_microseconds(({0} % 864000000000)::BIGINT)"},
@@ -86,14 +79,12 @@ constexpr value_maker makers[] = {
 
 struct made_column {
   std::string name;
-  std::string sql;
   bool has_nulls;
   std::vector<std::string> constants = {}; // some of its values, and others
   const column_type *type = nullptr;
-  encoding_choice stored = {};
 };
 
-// One table, or two that are joined.
+// One table, or two that are joined, and what is asked of them.
 struct database {
   dice random;
   duckdb::connection db;
@@ -104,28 +95,31 @@ struct database {
   std::optional<tables> loaded;
   std::optional<reference> checker;
 
-  explicit database(uint32_t number) : random(number, UINT32_MAX) {
-    const bool is_long = number % 10 == 4 || number % 10 == 5; // more than a batch
+  explicit database(uint32_t number) : random(number, queries) {
+    const bool is_joined = number % 2 == 1, is_long = number % 10 == 4 || number % 10 == 5; // more than a batch
     const uint64_t rows = number < 2 ? 0 : is_long ? batch_rows + random.below(1500) : random.below(4000);
     const value_maker &key = makers[1 + random.below(std::size(makers) - 1)]; // of which few rows are alike
-    const std::string many = fmt::format("(hash(i, {{}}) // 64 % {})", random.one_in(2) ? 30 : 200);
     const std::filesystem::path one = folder.path("one.parquet"), other = folder.path("other.parquet");
-    add_table(one, "", rows, key, fmt::format(fmt::runtime(many), 1));
-    std::optional<std::string> join;
-    if (number % 2 == 1) {
-      join = fmt::format("{0}:{1}=other_{1}", other.string(), columns.front().name);
+    add_table(one, "", rows, key, random.one_in(2) ? "(hash(i) // 64 % 40)" : "(hash(i) // 64 % 200)");
+    if (is_joined) // keys once each, or again
       add_table(other, "other_", random.one_in(6) ? 0 : random.below(is_long ? 40 : 200), key,
-                random.one_in(2) ? "i::UBIGINT" : fmt::format(fmt::runtime(many), 2));
-    }
-    loaded.emplace(db, std::span(&one, 1), join);
+                random.one_in(2) ? "i::UBIGINT" : "(hash(i + 1) // 64 % 50)");
+    const std::string join = fmt::format("{0}:key_{1}=other_key_{1}", other.string(), key.name);
+    loaded.emplace(db, std::span(&one, 1), is_joined ? std::optional(join) : std::nullopt);
     std::vector<std::string> names;
     choice_map choices;
     for (made_column &c : columns) {
-      names.push_back(c.name);
       c.type = &*loaded->names().find(c.name).type;
-      choices[c.name] = c.stored = encoding_of(c);
-      made += fmt::format("\n{} is {}{}", c.name, encoding_name(*c.stored.form), c.stored.compressed ? "+qpak" : "");
-      if (c.stored.form != encoding::prefix)
+      constexpr encoding forms[] = {encoding::dict, encoding::rle, encoding::prefix, encoding::fixed, encoding::dynp};
+      const uint32_t known = c.has_nulls                               ? 2
+                             : c.name.ends_with("code")                ? 3
+                             : c.type->is_bytes() || c.type->is_wide() ? 2
+                                                                       : 5;
+      const encoding_choice stored = {forms[random.below(known)], random.one_in(3)};
+      choices[c.name] = {stored.form, stored.compressed && stored.form != encoding::prefix};
+      made += fmt::format("\n{} is {}{}", c.name, encoding_name(*stored.form), stored.compressed ? "+qpak" : "");
+      names.push_back(c.name);
+      if (stored.form != encoding::prefix)
         searched.push_back(&c);
       if (c.type->is_numeric())
         numeric.push_back(&c);
@@ -135,17 +129,16 @@ struct database {
   }
 
   void add_table(const std::string &file, const std::string &prefix, uint64_t rows, const value_maker &key,
-                 const std::string &key_number) {
-    constexpr uint64_t distinct[] = {1, 2, 9, 40, 300, 70'000, uint64_t{1} << 57}, run_lengths[] = {5, 90, 1'100};
-    std::string values = column(prefix + "key_" + key.name, key, key_number);
-    for (const value_maker &maker : makers)
-      if (random.one_in(3))
-        values += ", " + column(prefix + maker.name, maker,
-                                fmt::format("(i // {} % {})::UBIGINT", random.of(run_lengths), random.of(distinct)));
-      else if (random.one_in(2))
-        values += ", " + column(prefix + maker.name, maker,
-                                fmt::format("(hash(i, {}) // 64 % {})", random.below(99), random.of(distinct)));
-    const std::string sql = fmt::format("SELECT {} FROM range({}) made(i)", values, rows);
+                 const char *key_number) {
+    constexpr uint64_t distinct[] = {1, 2, 9, 40, 300, 70'000, uint64_t{1} << 57}, lengths[] = {5, 90, 1'100};
+    std::string sql = "SELECT " + column(prefix + "key_" + key.name, key, key_number);
+    for (const value_maker &maker : makers) {
+      const uint64_t many = random.of(distinct), length = random.of(lengths), salt = random.below(99);
+      const std::string number = random.one_in(3) ? fmt::format("(i // {} % {})::UBIGINT", length, many)
+                                                  : fmt::format("(hash(i, {}) // 64 % {})", salt, many);
+      sql += random.one_in(2) ? column(prefix + maker.name, maker, number) : "";
+    }
+    sql += fmt::format("FROM range({}) made(i)", rows);
     db.query(fmt::format("COPY ({}) TO '{}'", sql, file));
     made += "\n" + sql;
   }
@@ -153,62 +146,40 @@ struct database {
   std::string column(const std::string &name, const value_maker &maker, const std::string &number) {
     const uint64_t null_percent = random.one_in(20) ? 100 : random.one_in(2) ? 0 : 8;
     const std::string value = fmt::format(fmt::runtime(maker.sql), number);
-    columns.push_back({name, "", null_percent != 0});
-    auto some = db.query(fmt::format("SELECT ({})::VARCHAR FROM range(0, 70000, 9999) made(i) UNION ALL "
-                                     "SELECT ({})::VARCHAR FROM range(4) made(i)",
-                                     value, fmt::format(fmt::runtime(maker.sql), "(hash(i, 7) // 64)")));
+    columns.push_back({name, null_percent != 0});
+    auto some = db.query(fmt::format("SELECT unnest([{}, {}])::VARCHAR FROM range(0, 40000, 9999) made(i)", value,
+                                     fmt::format(fmt::runtime(maker.sql), "(hash(i, 7) // 64)")));
     while (const auto chunk = some.next())
       for (uint64_t row = 0; row < chunk->rows(); ++row)
         columns.back().constants.emplace_back(chunk->column(0).text(row));
-    return fmt::format("CASE WHEN hash(i, {}) % 100 >= {} THEN {} END AS {}", random.below(99), null_percent, value,
+    return fmt::format("CASE WHEN hash(i, {}) % 100 >= {} THEN {} END AS {}, ", columns.size(), null_percent, value,
                        name);
   }
 
-  encoding_choice encoding_of(const made_column &c) {
-    constexpr encoding forms[] = {encoding::dict, encoding::rle, encoding::prefix, encoding::fixed, encoding::dynp};
-    const bool has_all = !c.has_nulls && !c.type->is_bytes() && !c.type->is_wide();
-    const encoding form = forms[random.below(has_all ? 5 : c.name.ends_with("code") && !c.has_nulls ? 3 : 2)];
-    return {form, form != encoding::prefix && random.one_in(3)};
-  }
-};
-
-// What is asked of a database.
-struct question {
-  const database &from;
-  dice random;
-
   std::string constant(const made_column &c) {
-    constexpr const char *numbers[] = {"0", "-1", "1.5", "-2.25", "1e2", "99999", "9223372036854775808"};
+    constexpr const char *numbers[] = {"null", "0", "-1", "1.5", "-2.25", "1e2", "99999", "9223372036854775808"};
     const std::string &value = random.of(c.constants);
-    if (random.one_in(40))
-      return "null";
-    if (c.type->is_numeric() && random.one_in(4))
-      return random.of(numbers);
+    if (random.one_in(c.type->is_numeric() ? 5 : 40))
+      return c.type->is_numeric() ? random.of(numbers) : "null";
     return c.type->is_numeric() && is_number(value) && random.one_in(2) ? value : duckdb::quoted_text(value);
   }
 
   std::string predicate(const made_column &c) {
     constexpr const char *operators[] = {"=", "<>", "<", "<=", ">", ">="}, *open[] = {"[", "("}, *close[] = {"]", ")"};
-    constexpr const char *patterns[] = {"'a%'", "'%'", "'_'", "'%1%'", "'00_1%'", "''"};
-    const std::string column = c.name + (random.one_in(3) ? " not" : "");
-    const std::string low = constant(c), high = constant(c), opening = random.of(open);
-    switch (random.below(8)) {
-    case 0:
-      return fmt::format("{} between {} and {}", column, low, high);
-    case 1:
-      return fmt::format("{} between {}{}, {}{}", column, opening, low, high, random.of(close));
-    case 2:
-      return fmt::format("{} in ({}, {}, {})", column, low, high, constant(c));
-    case 3:
-      return c.type->kind == value_kind::text ? fmt::format("{} like {}", column, random.of(patterns))
-                                              : fmt::format("{} is {}null", c.name, opening == "(" ? "not " : "");
-    default:
-      return fmt::format("{} {} {}", c.name, random.of(operators), low);
-    }
+    constexpr const char *patterns[] = {"'a%'", "'%'", "'_'", "'%1%'", "'00_1%'", "''"}, *negated[] = {"", "", "not "};
+    const std::string low = constant(c), high = constant(c), opening = random.of(open), no = random.of(negated);
+    const std::string forms[] = {
+        fmt::format("{} {} {}", c.name, random.of(operators), low),
+        fmt::format("{} {}between {} and {}", c.name, no, low, high),
+        fmt::format("{} {}between {}{}, {}{}", c.name, no, opening, low, high, random.of(close)),
+        fmt::format("{} {}in ({}, {}, {})", c.name, no, low, high, constant(c)),
+        c.type->kind == value_kind::text ? fmt::format("{} {}like {}", c.name, no, random.of(patterns))
+                                         : fmt::format("{} is {}null", c.name, no)};
+    return random.one_in(3) ? forms[0] : random.of(forms);
   }
 
   std::string condition(uint64_t depth) {
-    std::string out = depth == 0 ? predicate(*random.of(from.searched)) : "";
+    std::string out = depth == 0 ? predicate(*random.of(searched)) : "";
     const char *between = random.one_in(3) ? " or " : " and ";
     for (uint64_t parts = depth == 0 ? 0 : 2 + random.below(2); parts > 0; --parts)
       out += (out.empty() ? "(" : between + std::string("(")) + condition(random.below(depth)) + ")";
@@ -217,85 +188,78 @@ struct question {
 
   asked_aggregate aggregate() {
     constexpr const char *constants[] = {"2", "0.1", "-3", "1e3"}, *operators[] = {" + ", " - ", " * "};
-    if (from.numeric.empty() || random.one_in(4))
+    if (numeric.empty() || random.one_in(4))
       return {};
-    std::string added = random.of(from.numeric)->name;
-    if (random.one_in(4))
-      added += random.of(operators) + std::string(random.of(constants));
-    else if (random.one_in(3))
-      added = (random.one_in(3) ? random.of(constants) : added) + random.of(operators) + random.of(from.numeric)->name;
-    return parse_aggregate(random.one_in(2) ? function::sum : function::average, added, from.loaded->names());
+    const std::string a = random.of(numeric)->name, b = random.of(numeric)->name, op = random.of(operators);
+    const std::string number = random.of(constants), terms[] = {a, a, a, a + op + b, a + op + number, number + op + a};
+    return parse_aggregate(random.one_in(2) ? function::sum : function::average, random.of(terms), loaded->names());
   }
 
   request whole() {
     request out;
     out.is_grouped = random.one_in(2);
-    if (!from.searched.empty() && !random.one_in(4))
-      out.where = parse_condition(condition(random.below(4)), from.loaded->names());
-    for (uint64_t more = out.is_grouped ? random.below(4) : 1 + random.below(3); more > 0; --more)
-      out.columns.push_back(random.of(from.columns).name);
+    if (!searched.empty() && !random.one_in(4))
+      out.where = parse_condition(condition(random.below(4)), loaded->names());
+    for (uint64_t more = random.below(4) + (out.is_grouped ? 0 : 1); more > 0; --more)
+      out.columns.push_back(random.of(columns).name);
     std::vector<std::string> orders = out.columns;
-    for (uint64_t more = out.is_grouped ? random.below(4) + (out.columns.empty() ? 1 : 0) : 0; more > 0; --more)
-      orders.push_back(out.aggregates.emplace_back(aggregate()).name());
     if (!out.is_grouped)
-      orders.push_back(random.of(from.columns).name);
-    std::string order = random.of(orders) + (random.one_in(2) ? " desc, " : ", ");
-    if (order += random.of(orders); random.one_in(2))
-      out.order = parse_order(order, out, from.loaded->names());
+      orders.push_back(random.of(columns).name);
+    for (uint64_t more = random.below(4) + (out.columns.empty() ? 1 : 0); out.is_grouped && more > 0; --more)
+      orders.push_back(out.aggregates.emplace_back(aggregate()).name());
+    const std::string first = random.of(orders), second = random.of(orders);
+    if (random.one_in(2))
+      out.order = parse_order(first + (random.one_in(2) ? " desc, " : ", ") + second, out, loaded->names());
     if (random.one_in(4))
       out.limit = random.below(random.one_in(2) ? 10 : 5000);
-    return out.comparable(from.loaded->names());
+    return out.comparable(loaded->names());
   }
 
   // Rooms as they are, or so tiny that steps stop and go on and that groups take the longer ways.
   plan_settings rooms() {
-    constexpr uint32_t layouts[] = {VORN_HT_K2V4, VORN_HT_K2V8, VORN_HT_K4V4, VORN_HT_K4V8};
-    constexpr std::optional<bool> blooms[] = {{}, true, false};
-    constexpr std::optional<uint32_t> partition_bits[] = {{}, 0, 2, 4};
-    constexpr uint32_t most_groups[] = {1U << 20, 500, 30, 1}, room[] = {4096, 61, 7, 1};
-    join_settings join = {random.of(blooms), random.of(partition_bits), random.of(layouts)};
+    constexpr dense_settings dense[] = {{}, {500, 61}, {30, 7}, {1, 1}};
+    constexpr uint32_t bits[] = {0, 2, 4}, layouts[] = {VORN_HT_K2V4, VORN_HT_K2V8, VORN_HT_K4V4, VORN_HT_K4V8};
+    join_settings join = {random.one_in(2), random.of(bits), random.of(layouts)};
     if (random.one_in(2))
       join = {join.bloom, join.partition_bits, join.layout, 1, 2, 1, 8, 40};
-    return {{random.of(most_groups), random.of(room)}, join};
+    return {random.of(dense), random.one_in(4) ? join_settings() : join};
   }
 };
 
 class random_queries : public testing::TestWithParam<uint32_t> {};
 
 TEST_P(random_queries, are_answered_as_duckdb_does) {
-  const database from(GetParam());
+  database from(GetParam());
   const column_names &names = from.loaded->names();
   vorn_host::environment env;
   vorn_ctx ctx = env.context();
   ctx.vorn_ctx_decompress = vorn_qpak_decode;
-  const auto *generic = std::begin(vorn_test::implementations), *none = std::end(vorn_test::implementations);
-  const auto *best = std::find_if(generic + 1, none, vorn_test::runs_here);
-  const uint32_t alone = chosen("VORN_QUERY", queries);
+  const uint32_t begin = chosen("VORN_QUERY", 0), end = chosen("VORN_QUERY", queries - 1) + 1;
   std::map<uint32_t, kept_rows> answers;
-  for (const auto *implementation : {generic, best == none ? generic : best}) {
-    ASSERT_NO_FATAL_FAILURE(vorn_test::put_in_force(*implementation, env));
-    for (uint32_t number = 0; number < queries; ++number) {
-      if (alone != queries && alone != number)
-        continue;
-      question drawn{from, {GetParam(), number}};
-      const request asked = drawn.whole();
-      const plan_settings first = drawn.rooms(), second = drawn.rooms(); // on which an answer does not hang
-      const std::vector<heading> headings = asked.headings(names);
+  for (const auto &implementation : vorn_test::implementations) {
+    if (!vorn_test::runs_here(implementation))
+      continue;
+    ASSERT_NO_FATAL_FAILURE(vorn_test::put_in_force(implementation, env));
+    for (uint32_t number = begin; number < end; ++number) {
+      from.random = dice(GetParam(), number);
+      const request asked = from.whole();
       SCOPED_TRACE(fmt::format("{}: {}{}\nalone: VORN_SEED={} VORN_QUERY={} --gtest_filter='*random_queries*/{}'",
-                               implementation->name, from.checker->sql_of(asked.sql(names, false)), from.made, seed,
+                               implementation.name, from.checker->sql_of(asked.sql(names, false)), from.made, seed,
                                number, GetParam()));
+      const std::vector<heading> headings = asked.headings(names);
+      kept_rows found(headings.size());
+      const auto keep = [&](row_block block) { found.add(block); };
+      from.random.random.discard(implementation.capability); // an answer does not hang on room
       try {
-        kept_rows found(headings.size());
-        const auto keep = [&](row_block block) { found.add(block); };
-        const auto rows = planned(ctx, from.loaded->plan(), asked, answers.contains(number) ? second : first);
-        if (const auto answer = answers.find(number); answer != answers.end()) {
-          while (rows->next() != 0)
-            keep(rows->rows());
-          EXPECT_TRUE(found == answer->second) << found.count() << " and " << answer->second.count() << " rows";
-        } else {
+        const auto rows = planned(ctx, from.loaded->plan(), asked, from.rooms());
+        if (implementation.capability == 0) {
           EXPECT_TRUE(project(*rows, headings, from.checker->answer(asked.sql(names, true)), UINT64_MAX, keep).agree);
           answers.emplace(number, std::move(found));
+          continue;
         }
+        while (rows->next() != 0)
+          keep(rows->rows());
+        EXPECT_TRUE(found == answers.at(number)) << found.count() << " rows";
       } catch (const error &e) {
         ADD_FAILURE() << e.what();
       }
