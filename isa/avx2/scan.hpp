@@ -8,6 +8,7 @@
 #include "generic/scan/membership.hpp"
 #include "isa/avx2/members.hpp"
 #include "isa/avx2/packed.hpp"
+#include "isa/dense.hpp"
 
 namespace vorn::inline VORN_LEVEL {
 
@@ -24,7 +25,7 @@ struct lane_pass {
   static uint32_t visit(Reader &rows, const Predicate &predicate, const uint64_t *filter, uint64_t *out,
                         uint32_t nrows) {
     const uint64_t cost = rows.row_cost(predicate);
-    if (cost == 0 || cost * single_words::count(filter, words_of(nrows)) <= nrows)
+    if (cost == 0 || !is_dense(filter, nrows, cost))
       return word_pass::visit(rows, predicate, filter, out, nrows);
     rows.select_lanes(predicate, out, nrows);
     return and_words(out, out, filter, nrows);

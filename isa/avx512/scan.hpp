@@ -4,6 +4,7 @@
 #include "generic/bitvec/combine.hpp"
 #include "isa/avx2/scan.hpp"
 #include "isa/avx512/processor.hpp"
+#include "isa/dense.hpp"
 #include "isa/vbmi/passes.hpp"
 
 namespace vorn::inline VORN_LEVEL {
@@ -20,8 +21,10 @@ struct vbmi_pass {
   template <class Reader, class Predicate>
   static uint32_t visit(Reader &rows, const Predicate &predicate, const uint64_t *filter, uint64_t *out,
                         uint32_t nrows) {
-    if (!has_vbmi || uint64_t{Rows} * vbmi_passes::count_ones(filter, words_of(nrows)) <= nrows)
+    if (!has_vbmi)
       return Base::visit(rows, predicate, filter, out, nrows);
+    if (!is_dense(filter, nrows, Rows))
+      return word_pass::visit(rows, predicate, filter, out, nrows);
     rows.select(predicate, out, nrows);
     return and_words(out, out, filter, nrows);
   }

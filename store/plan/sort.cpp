@@ -1,7 +1,6 @@
 #include "store/plan/sort.hpp"
 
 #include <algorithm>
-#include <cstring>
 #include <utility>
 
 #include "store/encode/big_endian.hpp"
@@ -22,8 +21,7 @@ beginning beginning_of(std::string_view bytes) {
   // Seven bytes and the length, since bytes that are not there are told from zeros by it.
   constexpr size_t room = 7;
   uint64_t number = 0;
-  if (!bytes.empty())
-    std::memcpy(&number, bytes.data(), std::min(bytes.size(), room));
+  bytes.copy(reinterpret_cast<char *>(&number), room); // of an empty text there may be no address
   return {big_endian(number) | std::min(bytes.size(), room + 1), bytes.size() <= room};
 }
 
