@@ -2,6 +2,7 @@
 #include <benchmark/benchmark.h>
 
 #include "bench/kernels.hpp"
+#include "bench/measure.hpp"
 
 namespace vorn_bench {
 
@@ -30,10 +31,7 @@ struct word_vectors {
   static constexpr auto ones = &vorn_global_ctx_t::vorn_lbiwvones_dydi;
 };
 
-void count_bits(benchmark::State &state) {
-  state.counters["Gbit/s"] =
-      benchmark::Counter(static_cast<double>(cached_rows) / 1e9, benchmark::Counter::kIsIterationInvariantRate);
-}
+void report_bits(const rate_meter &meter) { meter.report(static_cast<double>(cached_rows), "Gbit/s"); }
 
 template <class Family>
 void combine(benchmark::State &state, const vorn_global_ctx_t *record, unsigned nsources, bool in_place, bool counted) {
@@ -41,6 +39,7 @@ void combine(benchmark::State &state, const vorn_global_ctx_t *record, unsigned 
   const uint64_t *b = random_words().data() + cached_rows, *c = b + cached_rows;
   uint64_t *dst = in_place ? a.data() : apart.data();
   uint32_t popc = 0;
+  const rate_meter meter(state);
   for (auto _ : state) {
     if (nsources == 2)
       (record->*Family::and2)(dst, counted ? &popc : nullptr, a.data(), b, cached_rows);
@@ -48,17 +47,18 @@ void combine(benchmark::State &state, const vorn_global_ctx_t *record, unsigned 
       (record->*Family::and3)(dst, counted ? &popc : nullptr, a.data(), b, c, cached_rows);
     benchmark::DoNotOptimize(popc);
   }
-  count_bits(state);
+  report_bits(meter);
 }
 
 template <class Family>
 void count_ones(benchmark::State &state, const vorn_global_ctx_t *record) {
   uint32_t popc = 0;
+  const rate_meter meter(state);
   for (auto _ : state) {
     (record->*Family::popcnt)(&popc, random_words().data(), cached_rows);
     benchmark::DoNotOptimize(popc);
   }
-  count_bits(state);
+  report_bits(meter);
 }
 
 template <class Family>
@@ -66,6 +66,7 @@ void iterate(benchmark::State &state, const vorn_global_ctx_t *record, unsigned 
   const std::vector<uint64_t> bv = random_bits(cached_rows, per_cent);
   std::vector<uint32_t> rows(cached_rows);
   typename Family::context iterator;
+  const rate_meter meter(state);
   for (auto _ : state) {
     (record->*Family::start)(&iterator, bv.data(), cached_rows, 0, 0);
     if (in_batches)
@@ -74,7 +75,7 @@ void iterate(benchmark::State &state, const vorn_global_ctx_t *record, unsigned 
       while ((record->*Family::iter)(&iterator) < cached_rows) {
       }
   }
-  count_bits(state);
+  report_bits(meter);
 }
 
 template <class Family>

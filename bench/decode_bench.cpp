@@ -5,6 +5,7 @@
 #include <random>
 
 #include "bench/kernels.hpp"
+#include "bench/measure.hpp"
 
 namespace vorn_bench {
 
@@ -36,15 +37,14 @@ void burst(benchmark::State &state, const vorn_kernel *table, slot_axes which, u
   vorn_build_vector(&src, nullptr, nullptr, nullptr, &enc, nullptr, nullptr, rows, 0, nullptr, 0);
   vorn_aux aux = {};
   aux.vorn_aux_filter_bv = selected.data();
+  const rate_meter meter(state);
   for (auto _ : state)
     table[which.index].unary(&res, &src, &aux);
-  state.counters["Grows/s"] =
-      benchmark::Counter(static_cast<double>(rows) / 1e9, benchmark::Counter::kIsIterationInvariantRate);
+  meter.report(static_cast<double>(rows));
 }
 
-void count_rows(benchmark::State &state, uint64_t rows, unsigned width) {
-  state.counters["Grows/s"] =
-      benchmark::Counter(static_cast<double>(rows) / 1e9, benchmark::Counter::kIsIterationInvariantRate);
+void report_rows(benchmark::State &state, const rate_meter &meter, uint64_t rows, unsigned width) {
+  meter.report(static_cast<double>(rows));
   state.counters["width"] = width;
 }
 
@@ -108,9 +108,10 @@ void decode(benchmark::State &state, const vorn_kernel *table, slot_axes which, 
   vorn_aux aux = {};
   aux.vorn_aux_ones_vec = rows.data();
   aux.vorn_aux_ones_vec_size = static_cast<uint32_t>(rows.size());
+  const rate_meter meter(state);
   for (auto _ : state)
     table[which.index].unary(&out.res, &src, &aux);
-  count_rows(state, rows.size(), which.width());
+  report_rows(state, meter, rows.size(), which.width());
 }
 
 void decode_symbol(benchmark::State &state, const vorn_kernel *table, slot_axes which, uint32_t layout) {
@@ -126,9 +127,10 @@ void decode_symbol(benchmark::State &state, const vorn_kernel *table, slot_axes 
   vorn_cv src = {};
   vorn_build_vector(&src, codes.data(), nullptr, nullptr, &enc, nullptr, nullptr, cached_rows, 0, nullptr, 0);
   vorn_aux aux = {};
+  const rate_meter meter(state);
   for (auto _ : state)
     table[which.index].unary(&out.res, &src, &aux);
-  count_rows(state, cached_rows, which.width());
+  report_rows(state, meter, cached_rows, which.width());
 }
 
 // per_cent: rows of a filter or of a list, or 0 for a range.  run_length: 0 for one code per row.  The rate counts
@@ -152,11 +154,12 @@ void unpack(benchmark::State &state, const vorn_kernel *table, slot_axes which, 
   aux.vorn_aux_filter_bv = per_cent == 0 || listed ? nullptr : filter.data();
   aux.vorn_aux_ones_vec = listed ? rows.data() : nullptr;
   aux.vorn_aux_ones_vec_size = static_cast<uint32_t>(rows.size());
+  const rate_meter meter(state);
   for (auto _ : state) {
     aux.vorn_aux_start_slot = 0;
     table[which.index].unary(&res, &src, &aux);
   }
-  count_rows(state, cached_rows, which.width());
+  report_rows(state, meter, cached_rows, which.width());
 }
 
 // Values of 8 bytes of which half are the prefix.
@@ -180,10 +183,10 @@ void prefix_decode(benchmark::State &state, const vorn_global_ctx_t *record, boo
   vorn_build_vector(&src, records.data(), offsets.data(), nullptr, &enc, nullptr, nullptr, ngroups, 0, nullptr, 0);
   vorn_aux aux = {};
   aux.vorn_aux_prefix_out = described ? descriptors.data() : nullptr;
+  const rate_meter meter(state);
   for (auto _ : state)
     record->vorn_prefix_decode_dydi(&res, &src, &aux);
-  state.counters["Grows/s"] =
-      benchmark::Counter(static_cast<double>(cached_rows) / 1e9, benchmark::Counter::kIsIterationInvariantRate);
+  meter.report(static_cast<double>(cached_rows));
 }
 
 void add_dictionary_decoder(const implementation &which, slot_axes slot) {

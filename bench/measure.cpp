@@ -18,4 +18,15 @@ double clock_rate() {
   return best;
 }
 
+double rate_meter::cycles() const { return rate * 1e9 * static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC; }
+
+void rate_meter::report(double rows, const char *unit) const {
+  const double spent = cycles();
+  const double all_rows = rows * static_cast<double>(state.iterations());
+  state.counters[unit] = all_rows * rate / spent;
+  state.counters["cycles/64"] = spent / (all_rows / 64);
+}
+
+void rate_meter::report_call() const { state.counters["cycles"] = cycles() / static_cast<double>(state.iterations()); }
+
 } // namespace vorn_bench

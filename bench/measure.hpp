@@ -4,6 +4,7 @@
 #include <benchmark/benchmark.h>
 
 #include <chrono>
+#include <ctime>
 
 namespace vorn_bench {
 
@@ -39,5 +40,22 @@ template <class Work, class Touch>
 void measure_beside(benchmark::State &state, double rows, Work work, Touch touch) {
   measure_beside(state, rows, work, touch, [] {});
 }
+
+// The same of a benchmark whose iterations are timed as a whole: made before the loop, asked after it.
+class rate_meter {
+public:
+  explicit rate_meter(benchmark::State &measured) : state(measured) {}
+
+  // Each iteration has worked on so many rows, or in 10^9 a second something else.
+  void report(double rows, const char *unit = "Grows/s") const;
+  void report_call() const; // cycles of an iteration
+
+private:
+  double cycles() const; // of all iterations
+
+  benchmark::State &state;
+  double rate = clock_rate();
+  std::clock_t start = std::clock(); // of the processor: it stops when the process is not running
+};
 
 } // namespace vorn_bench

@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "bench/kernels.hpp"
+#include "bench/measure.hpp"
 
 namespace vorn_bench {
 
@@ -135,6 +136,7 @@ void scan(benchmark::State &state, const vorn_kernel *table, slot_axes which, ui
   const uint64_t bytes = rows * which.width() / 8;
   const unsigned reads = bytes < (1U << 20) ? 16 : 1; // so that the clock does not count
   double kernel_time = 0, read_time = 0;
+  const double rate = clock_rate();
   call.run();
   for (auto _ : state) {
     const auto start = clock_type::now();
@@ -148,6 +150,8 @@ void scan(benchmark::State &state, const vorn_kernel *table, slot_axes which, ui
     state.SetIterationTime(seconds(start, between));
   }
   state.counters["Grows/s"] = static_cast<double>(rows) * static_cast<double>(state.iterations()) / kernel_time / 1e9;
+  state.counters["cycles/64"] =
+      64 * kernel_time * 1e9 * rate / (static_cast<double>(rows) * static_cast<double>(state.iterations()));
   state.counters["of_read"] = read_time / kernel_time;
   state.counters["width"] = which.width();
 }
@@ -157,20 +161,25 @@ void twin(benchmark::State &state, const vorn_kernel *table, slot_axes which, un
   std::vector<uint64_t> filter = random_bits(cached_rows, per_cent);
   call.aux.vorn_aux_filter_bv = filter.data();
   call.aux.vorn_aux_flags = VORN_AUX_FORCE_SELECTIVE;
+  const rate_meter meter(state);
   for (auto _ : state)
     call.run();
-  state.counters["Grows/s"] =
-      benchmark::Counter(static_cast<double>(cached_rows) / 1e9, benchmark::Counter::kIsIterationInvariantRate);
+  meter.report(static_cast<double>(cached_rows));
 }
 
-void small_call(benchmark::State &state, uint32_t rows) {
+void small_call(benchmark::State &state, const vorn_global_ctx_t *record, uint32_t rows) {
+  const vorn_global_ctx_t before = vorn_global_ctx;
+  vorn_global_ctx = *record;
   kernel_call call(vorn_dispatch_table, {VORN_ENC_DICT << 5 | 7U << 7}, rows, 0.5);
   vorn_ctx ctx = environment().context();
   vorn_enc_ctx constant = call.enc;
   constant.vorn_enc_ctx_flags |= VORN_CONST;
   call.lo.vorn_cv_encoding_context = &constant;
+  const rate_meter meter(state);
   for (auto _ : state)
     benchmark::DoNotOptimize(vorn_eq(&ctx, &call.res, &call.src, &call.lo, nullptr));
+  meter.report_call();
+  vorn_global_ctx = before;
 }
 
 } // namespace
@@ -195,8 +204,10 @@ void add_scans(const std::vector<implementation> &found) {
         RegisterBenchmark(name_of("twin_" + std::to_string(per_cent), slot.name(), which).c_str(), twin, which.table(),
                           slot, per_cent);
     }
-  RegisterBenchmark("call/vorn_eq/64_rows", small_call, 64U);
-  RegisterBenchmark("call/vorn_eq/1000_rows", small_call, 1000U);
+  for (const implementation &which : found)
+    for (const uint32_t rows : {64U, 1000U})
+      RegisterBenchmark(name_of("call_of_" + std::to_string(rows) + "_rows", "vorn_eq", which).c_str(), small_call,
+                        which.record, rows);
 }
 
 } // namespace vorn_bench

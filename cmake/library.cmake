@@ -60,22 +60,28 @@ set(VORN_FRAME_SOURCES
   scan/range_cmp.cpp
   scan/rowz.cpp)
 
-# vorn_add_level(LEVEL SOURCES source... [FLAGS flag...]): the objects vorn_level_LEVEL.
+# vorn_add_level(LEVEL SOURCES source... [ENGINE engine] [FLAGS flag...]): the objects vorn_level_LEVEL.  The engine is a
+# folder of isa/, whose passes the kernels take.
 #
+# gcc clears records of some size by an instruction that takes 30 cycles to start, more than the rest of a small call.
 # The library raises nothing itself and has nothing to clean up when a reporter of the host unwinds through it, so unwind
 # tables are enough.  Without exceptions it needs no run-time library of C++.
 # Trace records name sources by their place in the tree.
 function(vorn_add_level level)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;FLAGS")
-  add_library(vorn_level_${level} OBJECT ${VORN_KERNEL_SOURCES} ${arg_SOURCES})
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "ENGINE" "SOURCES;FLAGS")
+  add_library(vorn_level_${level} OBJECT ${arg_SOURCES})
+  if(arg_ENGINE)
+    target_compile_definitions(vorn_level_${level} PRIVATE VORN_ENGINE="isa/${arg_ENGINE}/engine.hpp")
+  endif()
   target_include_directories(vorn_level_${level} PRIVATE ${PROJECT_SOURCE_DIR})
   target_compile_definitions(vorn_level_${level} PRIVATE VORN_LEVEL=${level})
   target_compile_options(vorn_level_${level} PRIVATE
     -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/= -fno-exceptions -fno-rtti -fasynchronous-unwind-tables
+    $<$<CXX_COMPILER_ID:GNU>:-mmemset-strategy=vector_loop:512:noalign,libcall:-1:noalign>
     ${arg_FLAGS})
 endfunction()
 
-vorn_add_level(generic SOURCES ${VORN_FRAME_SOURCES})
+vorn_add_level(generic SOURCES ${VORN_KERNEL_SOURCES} ${VORN_FRAME_SOURCES})
 
 # The installed headers are <vorn/vorn.h>; in the tree they are "frame/vorn.h".  The build folder has them under their
 # installed names too, for what uses the library as a program outside would.
@@ -105,9 +111,8 @@ foreach(variant vorn vorn_static)
     $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
 endforeach()
 
-# vorn_add_specialized(NAME level...): a library of levels, behind the record of the first one.  What an engine replaces is
-# dropped by the linker.  All lie in one folder, which a project that builds vorn as its part finds in vorn_SPECIALIZED_DIR
-# as one that finds the package does.
+# vorn_add_specialized(NAME LEVEL [more...]): a library of a level, and of what its engine takes from others.  All lie in one
+# folder, which a project that builds vorn as its part finds in vorn_SPECIALIZED_DIR as one that finds the package does.
 set(vorn_SPECIALIZED_DIR ${PROJECT_BINARY_DIR}/bin CACHE INTERNAL "Where the specialised libraries are")
 function(vorn_add_specialized name level)
   add_library(${name} MODULE isa/library.cpp)
@@ -118,7 +123,7 @@ function(vorn_add_specialized name level)
   target_compile_definitions(${name} PRIVATE VORN_LIBRARY_NAME="${name}" VORN_LEVEL=${level})
   target_compile_options(${name} PRIVATE -fno-exceptions -fno-rtti)
   target_link_options(${name} PRIVATE
-    -Wl,--as-needed -Wl,--gc-sections -Wl,--version-script=${PROJECT_SOURCE_DIR}/isa/library.map)
+    -Wl,--as-needed -Wl,--version-script=${PROJECT_SOURCE_DIR}/isa/library.map)
   set_target_properties(${name} PROPERTIES PREFIX "" LINK_DEPENDS ${PROJECT_SOURCE_DIR}/isa/library.map
     LIBRARY_OUTPUT_DIRECTORY ${vorn_SPECIALIZED_DIR})
 endfunction()
@@ -127,19 +132,22 @@ set(VORN_V2 -msse3 -mssse3 -msse4.1 -msse4.2 -mpopcnt -mcx16 -msahf)
 set(VORN_V3 ${VORN_V2} -mavx -mavx2 -mbmi -mbmi2 -mf16c -mfma -mlzcnt -mmovbe)
 set(VORN_V4 ${VORN_V3} -mavx512f -mavx512bw -mavx512cd -mavx512dq -mavx512vl -mprefer-vector-width=512)
 
-set(VORN_LEVELS sse42 avx avx2 avx512)
-set(VORN_FLAGS_sse42 ${VORN_V2})
-set(VORN_FLAGS_avx ${VORN_V2} -mavx)
-set(VORN_FLAGS_avx2 ${VORN_V3})
-set(VORN_FLAGS_avx512 ${VORN_V4})
-foreach(level ${VORN_LEVELS})
-  vorn_add_level(${level} SOURCES isa/level.cpp FLAGS -ffunction-sections -fdata-sections ${VORN_FLAGS_${level}})
-endforeach()
+# gcc 12 takes the undefined lanes inside some intrinsics for mistakes.
+set(VORN_VBMI ${VORN_V4} -mavx512vbmi -mavx512vbmi2 -mavx512bitalg -mavx512vpopcntdq
+  $<$<CXX_COMPILER_ID:GNU>:-Wno-uninitialized> $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
+
+set(VORN_LEVELS sse42 avx avx2 avx512 vbmi)
+set(VORN_LEVEL_SOURCES ${VORN_KERNEL_SOURCES} isa/level.cpp)
+vorn_add_level(sse42 ENGINE avx2 SOURCES ${VORN_LEVEL_SOURCES} FLAGS ${VORN_V2})
+vorn_add_level(avx ENGINE avx2 SOURCES ${VORN_LEVEL_SOURCES} FLAGS ${VORN_V2} -mavx)
+vorn_add_level(avx2 ENGINE avx2 SOURCES ${VORN_LEVEL_SOURCES} FLAGS ${VORN_V3})
+vorn_add_level(avx512 ENGINE avx512 SOURCES ${VORN_LEVEL_SOURCES} isa/avx512/processor.cpp FLAGS ${VORN_V4})
+vorn_add_level(vbmi SOURCES isa/vbmi/bits.cpp isa/vbmi/interval.cpp isa/vbmi/members.cpp isa/vbmi/packed.cpp isa/vbmi/pairs.cpp isa/vbmi/unpack.cpp FLAGS ${VORN_VBMI})
 
 vorn_add_specialized(svxlsse4219 sse42)
 vorn_add_specialized(svxlavx19 avx)
 vorn_add_specialized(svxlavx219 avx2)
-vorn_add_specialized(svxlavx51219 avx512)
+vorn_add_specialized(svxlavx51219 avx512 vbmi)
 
 set(VORN_SPECIALIZED svxlsse4219 svxlavx19 svxlavx219 svxlavx51219)
 add_custom_target(vorn_specialized DEPENDS ${VORN_SPECIALIZED})

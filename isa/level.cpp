@@ -14,7 +14,4 @@ constinit const auto kernels = built.kernels;
 extern constinit const vorn_global_ctx_t record;
 constinit const vorn_global_ctx_t record = record_of(VORN_STATUS_SPECIALIZED, nullptr, kernels.data());
 
-extern constinit const uint32_t replaced_kernels;
-constinit const uint32_t replaced_kernels = built.replaced;
-
 } // namespace vorn::inline VORN_LEVEL

@@ -71,10 +71,8 @@ inline void count_ones(uint32_t *popc, const void *bv, uint64_t nbits) {
   *popc = count;
 }
 
-// dst = a AND b over whole words, and the number of ones: what kernels do with masks and filters.
-[[gnu::noinline]] inline uint32_t and_words(uint64_t *dst, const uint64_t *a, const uint64_t *b, uint64_t nbits) {
-  return combine_words<uint64_t, single_words, true>(bit_and, dst, nbits, a, b);
-}
+// What kernels do with masks and filters: dst = a AND b, and the number of ones, by the level's pass.
+uint32_t and_words(uint64_t *dst, const uint64_t *a, const uint64_t *b, uint64_t nbits);
 
 // Makes the bits first to last, both included, Value.  On bytes, which hold the bits of either family.
 template <bool Value>

@@ -85,9 +85,7 @@ struct single_bits {
   }
 };
 
-// What kernels walk filters with.
-[[gnu::noinline]] inline uint32_t next_ones(vorn_lbiwv_ictx &iterator, uint32_t *out, uint32_t max) {
-  return single_bits::list_ones<uint64_t>(iterator, out, max);
-}
+// What kernels walk filters with: the next ones of an iterator, by the level's pass.
+uint32_t next_ones(vorn_lbiwv_ictx &iterator, uint32_t *out, uint32_t max);
 
 } // namespace vorn::inline VORN_LEVEL

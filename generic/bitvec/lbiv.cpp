@@ -1,13 +1,12 @@
 // The bit vectors of bytes: they begin at any address, and nothing behind their last byte is written.
-#include "generic/bitvec/combine.hpp"
 #include "generic/bitvec/family.hpp"
-#include "generic/bitvec/iterate.hpp"
+#include "generic/engine.hpp"
 
 namespace {
 
 using unit = uint8_t;
-using pass = vorn::single_words;
-using list_pass = vorn::single_bits;
+using pass = vorn::engine::bitvec_pass;
+using list_pass = vorn::engine::ones_pass;
 
 constexpr uint64_t end_mark = UINT32_MAX;
 

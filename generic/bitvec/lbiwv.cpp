@@ -1,17 +1,28 @@
 // The wide bit vectors: vectors of whole 64-bit words.
-#include "generic/bitvec/combine.hpp"
 #include "generic/bitvec/family.hpp"
-#include "generic/bitvec/iterate.hpp"
+#include "generic/engine.hpp"
 
 namespace {
 
 using unit = uint64_t;
-using pass = vorn::single_words;
-using list_pass = vorn::single_bits;
+using pass = vorn::engine::bitvec_pass;
+using list_pass = vorn::engine::ones_pass;
 
 constexpr uint64_t end_mark = UINT64_MAX;
 
 } // namespace
+
+namespace vorn::inline VORN_LEVEL {
+
+uint32_t next_ones(vorn_lbiwv_ictx &iterator, uint32_t *out, uint32_t max) {
+  return list_pass::list_ones<uint64_t>(iterator, out, max);
+}
+
+uint32_t and_words(uint64_t *dst, const uint64_t *a, const uint64_t *b, uint64_t nbits) {
+  return combine_words<uint64_t, pass, true>(bit_and, dst, nbits, a, b);
+}
+
+} // namespace vorn::inline VORN_LEVEL
 
 VORN_KERNELS_BEGIN
 

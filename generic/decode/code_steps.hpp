@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "frame/vorn.h"
+#include "generic/bitvec/iterate.hpp"
 #include "generic/codes.hpp"
 #include "generic/decode/rle_lengths.hpp"
 #include "generic/decode/symbols.hpp"
@@ -45,6 +46,26 @@ private:
   uint32_t end_ = 0;
 };
 
+// The rows of a filter from `first` on, as many as there is room for, which is taken: take(rows, n) some at a time.
+// Returns the last row that was looked at: the one for which there was no room behind it, or the last of all.
+template <class Take>
+uint32_t walk_filter(const uint64_t *filter, uint32_t nrows, uint32_t first, uint32_t &room, Take take) {
+  vorn_lbiwv_ictx selected = iterator_over(filter, nrows, wanted::set, first);
+  constexpr uint32_t batch_size = 256;
+  uint32_t batch[batch_size];
+  uint32_t last = first - 1;
+  while (room != 0) {
+    const uint32_t asked = std::min(room, batch_size);
+    const uint32_t fetched = next_ones(selected, batch, asked);
+    take(batch, fetched);
+    room -= fetched;
+    if (fetched < asked)
+      return nrows - 1;
+    last = batch[fetched - 1]; // a full batch stops on its row, even on the last one
+  }
+  return last;
+}
+
 // Codes of W bits to elements of 1, 2 or 4 bytes.
 template <unsigned W, class Element>
 struct code_steps {
@@ -54,11 +75,10 @@ struct code_steps {
     if constexpr (W == 8 && sizeof(Element) == 1) {
       std::memcpy(out, stream.bytes + first, n);
     } else {
-      // Blocks begin where a code begins with a byte.
-      const code_reader<W> codes(stream.bytes, stream.ncodes);
-      for (; n != 0 && first % 8 != 0; --n)
-        *out++ = static_cast<Element>(codes.at(first++));
-      const uint8_t *block = stream.bytes + first / 8 * W;
+      const uint32_t head = start_of_range(stream, first, n, out);
+      const uint8_t *block = stream.bytes + (first + head) / 8 * W;
+      n -= head;
+      out += head;
       for (; n >= 64; n -= 64, block += 8 * W, out += 64)
         unpack_block(block, out);
       if (n != 0) {
@@ -75,6 +95,17 @@ struct code_steps {
     auto *out = static_cast<Element *>(elements);
     for (uint32_t i = 0; i < n; ++i)
       out[i] = static_cast<Element>(codes.at(places[i]));
+  }
+
+  // The codes of the rows of a filter, as walk_filter has them.
+  [[gnu::noinline]] static uint32_t filter(const code_stream &stream, const uint64_t *rows, uint32_t first,
+                                           uint32_t &room, void *elements) {
+    auto *out = static_cast<Element *>(elements);
+    return walk_filter(rows, static_cast<uint32_t>(stream.ncodes), first, room,
+                       [&](const uint32_t *places, uint32_t n) {
+                         list(stream, places, n, out);
+                         out += n;
+                       });
   }
 
   // The addresses of the values of the codes at a list of n places, where all values have one length.
@@ -101,6 +132,16 @@ struct code_steps {
       out[i] = code;
     }
     cursor = place;
+  }
+
+protected:
+  // The codes up to the first one that begins with a byte, where blocks can begin.  Returns how many these are.
+  static uint32_t start_of_range(const code_stream &stream, uint64_t first, uint32_t n, Element *out) {
+    const code_reader<W> codes(stream.bytes, stream.ncodes);
+    const auto head = static_cast<uint32_t>(std::min<uint64_t>(-first % 8, n));
+    for (uint32_t i = 0; i < head; ++i)
+      out[i] = static_cast<Element>(codes.at(first + i));
+    return head;
   }
 
 private:

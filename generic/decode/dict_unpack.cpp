@@ -2,6 +2,7 @@
 #include "frame/names.hpp"
 #include "generic/decode/unpack.hpp"
 #include "generic/decode/unpackers.hpp"
+#include "generic/engine.hpp"
 #include "generic/families.hpp"
 
 VORN_KERNELS_BEGIN
@@ -10,7 +11,7 @@ VORN_KERNELS_BEGIN
   uint32_t vorn_decode_unpack_dict_##w##bit(vorn_cv *res, vorn_cv *src, vorn_aux *aux) {                               \
     static constexpr vorn::unpack_texts texts = {VORN_STREAM_TEXTS("vorn_decode_unpack_dict_" #w "bit"),               \
                                                  "vorn_decode_unpack_dict_" #w "bit: [rle] ones_vec size is zero"};    \
-    return vorn::unpack<vorn::code_steps, w>(texts, res, src, aux);                                                    \
+    return vorn::unpack<vorn::engine::steps, w>(texts, res, src, aux);                                                 \
   }
 VORN_DICT_UNPACK_KERNELS(VORN_DEFINE_UNPACK)
 

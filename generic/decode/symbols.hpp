@@ -70,13 +70,21 @@ inline void write_lengths(const symbol_arrays &out, uint32_t n, uint16_t length,
 // Writes the values of n codes to the entries from `first` on.
 template <class Symbols, class Code>
 void write_symbols(const symbol_arrays &out, uint32_t first, uint32_t n, const Symbols &symbols, Code code) {
-  for (uint32_t i = 0; i < n; ++i) {
-    const symbol value = symbols.at(code(i));
-    const auto length = static_cast<uint16_t>(value.length); // a value of 2^16 bytes is taken for NULL
-    out.vals[first + i] = value.bytes;
-    out.lens[first + i] = length;
-    if (out.flgs != nullptr)
-      out.flgs[first + i] = length == 0 ? null_flag : 0;
+  const Symbols values = symbols; // in registers, as the arrays: they may lie anywhere as far as the compiler knows
+  const uint8_t **const vals = out.vals + first;
+  uint16_t *const lens = out.lens + first;
+  const auto write = [&](uint32_t i) {
+    const symbol value = values.at(code(i));
+    vals[i] = value.bytes;
+    return lens[i] = static_cast<uint16_t>(value.length); // a value of 2^16 bytes is taken for NULL
+  };
+  if (out.flgs == nullptr) {
+    for (uint32_t i = 0; i < n; ++i)
+      write(i);
+  } else {
+    uint16_t *const flgs = out.flgs + first;
+    for (uint32_t i = 0; i < n; ++i)
+      flgs[i] = write(i) == 0 ? null_flag : 0;
   }
 }
 

@@ -21,14 +21,16 @@ struct unpack_texts {
 struct unpack_steps {
   uint32_t element_size;
   decltype(&code_steps<8, uint8_t>::range) range;
+  decltype(&code_steps<8, uint8_t>::filter) filter;
   decltype(&code_steps<8, uint8_t>::list) list;
   decltype(&code_steps<8, uint8_t>::list_over_runs) list_over_runs;
   decltype(&expand_runs<uint8_t>) expand;
 };
 
 template <template <unsigned, class> class Steps, unsigned W, class Element>
-inline constexpr unpack_steps unpack_steps_of = {sizeof(Element), Steps<W, Element>::range, Steps<W, Element>::list,
-                                                 Steps<W, Element>::list_over_runs, expand_runs<Element>};
+inline constexpr unpack_steps unpack_steps_of = {
+    sizeof(Element),         Steps<W, Element>::range,          Steps<W, Element>::filter,
+    Steps<W, Element>::list, Steps<W, Element>::list_over_runs, expand_runs<Element>};
 
 // One call of an unpacker.
 class unpacker {
@@ -50,21 +52,14 @@ public:
 
 private:
   uint32_t filter() {
-    const uint32_t nrows = src_.vorn_cv_nrows;
-    vorn_lbiwv_ictx selected = iterator_over(aux_.vorn_aux_filter_bv, nrows, wanted::set, aux_.vorn_aux_start_slot);
-    constexpr uint32_t batch_size = 256;
-    uint32_t batch[batch_size];
+    const uint64_t *rows = aux_.vorn_aux_filter_bv;
+    const uint32_t nrows = src_.vorn_cv_nrows, first = aux_.vorn_aux_start_slot;
     uint32_t room = res_.vorn_cv_nrows;
-    uint32_t last = runs_ ? nrows - 1 : aux_.vorn_aux_start_slot - 1; // the position where there is no room
-    while (room != 0) {
-      const uint32_t wanted = std::min(room, batch_size);
-      const uint32_t fetched = next_ones(selected, batch, wanted);
-      unpack_list(batch, fetched);
-      room -= fetched;
-      last = fetched == wanted ? batch[fetched - 1] : nrows - 1; // a full batch stops on its row, even on the last one
-      if (fetched < wanted)
-        break;
-    }
+    uint32_t last = nrows - 1; // over runs, also where there is no room at all
+    if (!runs_)
+      last = steps_.filter(stream_, rows, first, room, out_);
+    else if (room != 0)
+      last = walk_filter(rows, nrows, first, room, [&](const uint32_t *some, uint32_t n) { unpack_list(some, n); });
     store_cursor();
     set(aux_, operations::decode_unpack.selective);
     return finish(res_.vorn_cv_nrows - room, last);

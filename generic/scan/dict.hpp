@@ -64,6 +64,8 @@ public:
 
   uint64_t at(uint64_t row) const { return codes_.at(row); }
 
+  const uint8_t *stream() const { return stream_; }
+
 private:
   const uint8_t *stream_;
   uint32_t nrows_;

@@ -1,13 +1,13 @@
 // The predicate kernels over dictionary codes: 460 slots and their 460 selective twins, which differ in nothing but
 // width, operation and form.
+#include "generic/engine.hpp"
 #include "generic/scan/define_predicates.hpp"
-#include "generic/scan/dict.hpp"
 
 namespace {
 
 template <unsigned W, bool Nulls>
 struct row_form {
-  using reader = vorn::dict<W>;
+  using reader = vorn::engine::dict_rows<W>;
   static constexpr bool nulls = Nulls;
 };
 

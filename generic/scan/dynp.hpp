@@ -85,6 +85,10 @@ public:
     return key::of(padded(bits, code), code);
   }
 
+protected:
+  const uint8_t *values() const { return values_; }
+  const uint8_t *lens() const { return lens_.bytes(); }
+
 private:
   static constexpr unsigned per_byte = length_codes<W>::per_byte;
 

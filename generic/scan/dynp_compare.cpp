@@ -1,12 +1,12 @@
 // The predicate kernels over dynamic-packed values: 60 slots and their 60 selective twins.
+#include "generic/engine.hpp"
 #include "generic/scan/define_predicates.hpp"
-#include "generic/scan/dynp.hpp"
 
 namespace {
 
 template <unsigned W, bool Tz>
 struct row_form {
-  using reader = vorn::dynp<W, Tz>;
+  using reader = vorn::engine::dynp_rows<W, Tz>;
   static constexpr bool nulls = false;
 };
 

@@ -82,6 +82,19 @@ public:
       return x;
   }
 
+protected:
+  const uint8_t *values() const { return values_; }
+  unsigned stride() const { return stride_; }
+  const uint8_t *lens() const { return lens_.bytes(); }
+  const uint8_t *uniform() const { return uniform_; } // the length code of all rows, where they share one
+
+  // With the second key only these strides have a reading.
+  void check_width() const {
+    if constexpr (Tz && W > 16)
+      if (width_ != W && width_ != 24 && width_ != 40 && width_ != 48 && width_ != 56)
+        VORN_UNREACHABLE("generic/vornc_generic");
+  }
+
 private:
   template <class Predicate>
   uint64_t match_block(const uint8_t *block, uint64_t word, const Predicate &predicate) const {
@@ -98,19 +111,12 @@ private:
     return predicate.template match64<lane_type>([&](unsigned i) { return key::of(values[i], Tz ? codes[i] : 0U); });
   }
 
-  // With the second key only these strides have a reading.
-  void check_width() const {
-    if constexpr (Tz && W > 16)
-      if (width_ != W && width_ != 24 && width_ != 40 && width_ != 48 && width_ != 56)
-        VORN_UNREACHABLE("generic/vornc_generic");
-  }
-
   const uint8_t *values_;
   uint32_t nrows_;
   uint32_t width_ = W;
   unsigned stride_ = W / 8;
   length_codes<W> lens_;
-  const uint8_t *uniform_ = nullptr; // the length code of all rows, where they share one
+  const uint8_t *uniform_ = nullptr;
 };
 
 // Bytes are dictionary codes of 8 bits.  They have no second key, and every kernel takes one byte of the constant.

@@ -1,12 +1,12 @@
 // The predicate kernels over fixed values: 80 slots and their 80 selective twins.
+#include "generic/engine.hpp"
 #include "generic/scan/define_predicates.hpp"
-#include "generic/scan/fixed.hpp"
 
 namespace {
 
 template <unsigned W, bool Tz>
 struct row_form {
-  using reader = vorn::fixed<W, Tz>;
+  using reader = vorn::engine::fixed_rows<W, Tz>;
   static constexpr bool nulls = false;
 };
 

@@ -44,6 +44,7 @@ public:
     unpack64<bits>(last.bytes, codes);
   }
 
+  const uint8_t *bytes() const { return bytes_; }
   uint8_t byte(uint64_t index) const { return bytes_[index]; }
 
   uint8_t at(uint64_t row) const {

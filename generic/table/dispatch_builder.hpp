@@ -24,28 +24,20 @@ struct dispatch_fault {
 struct dispatch {
   std::array<vorn_kernel, VORN_DISPATCH_SLOTS> kernels = {};
   std::array<const char *, VORN_DISPATCH_SLOTS> names = {};
-  uint32_t replaced = 0; // slots in which a kernel of an engine stands
-  dispatch_fault fault;  // the first one; without a reason, there is none
+  dispatch_fault fault; // the first one; without a reason, there is none
 };
 
 struct dispatch_entry {
   uint32_t slot;
-  enum { unary, binary, ternary } shape;
   vorn_kernel kernel;
   const char *name;
 
   constexpr dispatch_entry(uint32_t at, vorn_unary_fn function, const char *called)
-      : slot(at), shape(unary), kernel{.unary = function}, name(called) {}
+      : slot(at), kernel{.unary = function}, name(called) {}
   constexpr dispatch_entry(uint32_t at, vorn_binary_fn function, const char *called)
-      : slot(at), shape(binary), kernel{.binary = function}, name(called) {}
+      : slot(at), kernel{.binary = function}, name(called) {}
   constexpr dispatch_entry(uint32_t at, vorn_ternary_fn function, const char *called)
-      : slot(at), shape(ternary), kernel{.ternary = function}, name(called) {}
-
-  constexpr bool same_kernel(const vorn_kernel &other) const {
-    return shape == unary    ? kernel.unary == other.unary
-           : shape == binary ? kernel.binary == other.binary
-                             : kernel.ternary == other.ternary;
-  }
+      : slot(at), kernel{.ternary = function}, name(called) {}
 };
 
 // The slot of a kernel by its axes.  A suffix is the flag, but for bursts: without a CLA they stand one width code
@@ -141,13 +133,6 @@ public:
       place(entry);
   }
 
-  // Puts the kernels of an engine over those that stand in their slots.
-  constexpr void replace(const char *family, std::span<const dispatch_entry> entries, uint64_t expected) {
-    expect(family, entries.size(), expected);
-    for (const dispatch_entry &entry : entries)
-      put_over(entry);
-  }
-
   constexpr dispatch finish(uint64_t expected) {
     expect("all families", count_, expected);
     return table_;
@@ -178,15 +163,6 @@ private:
     table_.kernels[entry.slot] = entry.kernel;
     table_.names[entry.slot] = entry.name;
     ++count_;
-  }
-
-  constexpr void put_over(const dispatch_entry &entry) {
-    if (!taken_[entry.slot] || std::string_view(entry.name) != table_.names[entry.slot])
-      return reject(entry.name, entry.slot, "there is no kernel of this name in the slot");
-    if (entry.same_kernel(table_.kernels[entry.slot]))
-      return reject(entry.name, entry.slot, "the kernel is the one that stands there");
-    table_.kernels[entry.slot] = entry.kernel;
-    ++table_.replaced;
   }
 
   dispatch table_;

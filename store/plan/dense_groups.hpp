@@ -34,6 +34,7 @@ public:
   // Without a selection all rows are grouped.
   dense_groups(const vorn_ctx &ctx, const column &walked, std::span<const column *const> columns,
                std::span<const number_column> added, std::optional<selection> selected, const dense_settings &settings);
+  dense_groups(const dense_groups &) = delete;
 
   uint32_t next() override;
   const uint32_t *groups() const override { return unpackers.empty() ? nullptr : keys.data(); }

@@ -17,8 +17,8 @@ enum class function { count, sum, average };
 
 class grouping final : public row_source {
 public:
-  // What is asked of a group; the sum and the average of a term.  NULL is not added, and the
-  // sum of nothing is NULL, as is the average, the sum divided by the number of values as a double.
+  // What is asked of a group; the sum and the average of a term.  NULL is not added, and the sum of nothing is NULL, as
+  // is the average, the sum divided by the number of values as a double.
   struct aggregate {
     function what = function::count;
     size_t added = 0;   // among the terms

@@ -23,7 +23,7 @@ struct number_form {
   value_kind kind = value_kind::integer; // of the column
   bool is_real = false;
   uint32_t limbs = 1;
-  uint64_t largest_limb = 0; //  the magnitude of one at the most
+  uint64_t largest_limb = 0; // the magnitude of one at the most
   bool is_nullable = true;
 };
 

@@ -60,13 +60,11 @@ private:
       else
         aggregates.push_back({a.what, place_in(terms, {operand(a.left, true), a.opcode(), operand(a.right, true)})});
     std::vector<number_form> forms;
+    forms.reserve(columns.size());
     for (const number_column &c : columns)
       forms.push_back(form_of(c));
-    std::vector<value_kind> kinds;
-    for (const std::string &name : asked.columns)
-      kinds.push_back(from.at(name).type.kind);
-    auto grouped = std::make_unique<grouping>(ctx, input(columns), std::move(kinds), std::move(aggregates),
-                                              std::move(terms), forms);
+    auto grouped =
+        std::make_unique<grouping>(ctx, input(columns), group_kinds(), std::move(aggregates), std::move(terms), forms);
     const size_t shown = asked.columns.size() + asked.aggregates.size();
     return std::make_unique<sorted_rows>(std::move(grouped), group_order(), shown, shown);
   }
@@ -74,9 +72,7 @@ private:
   // The order that is asked for, and by the columns of the groups.
   std::vector<sort_key> group_order() const {
     std::vector<std::string> names = asked.columns;
-    std::vector<value_kind> kinds;
-    for (const std::string &name : names)
-      kinds.push_back(from.at(name).type.kind);
+    std::vector<value_kind> kinds = group_kinds();
     for (const asked_aggregate &a : asked.aggregates) {
       names.push_back(a.name());
       const std::string *added = a.plain_column();
@@ -91,9 +87,7 @@ private:
   }
 
   std::unique_ptr<group_input> input(const std::vector<number_column> &added) const {
-    std::vector<const column *> grouped_by;
-    for (const std::string &name : asked.columns)
-      grouped_by.push_back(&from.at(name));
+    const std::vector<const column *> grouped_by = columns_of(asked.columns);
     if (from.second == nullptr && dense_groups::serves(ctx, grouped_by, settings.dense))
       return std::make_unique<dense_groups>(ctx, from.first.begin()->second, grouped_by, added, selected(),
                                             settings.dense);
@@ -115,10 +109,20 @@ private:
   std::unique_ptr<row_source> source(const std::vector<std::string> &names) const {
     if (from.second != nullptr)
       return std::make_unique<joined_rows>(ctx, joined(), from.outputs(names), settings.join);
-    std::vector<const column *> columns;
-    for (const std::string &name : names)
-      columns.push_back(&from.at(name));
-    return std::make_unique<selected_scan>(ctx, columns, selected());
+    return std::make_unique<selected_scan>(ctx, columns_of(names), selected());
+  }
+
+  std::vector<const column *> columns_of(const std::vector<std::string> &names) const {
+    std::vector<const column *> out(names.size());
+    std::transform(names.begin(), names.end(), out.begin(), [this](const std::string &name) { return &from.at(name); });
+    return out;
+  }
+
+  std::vector<value_kind> group_kinds() const {
+    std::vector<value_kind> out(asked.columns.size());
+    std::transform(asked.columns.begin(), asked.columns.end(), out.begin(),
+                   [this](const std::string &name) { return from.at(name).type.kind; });
+    return out;
   }
 
   join_query joined() const {

@@ -12,8 +12,8 @@
 namespace store {
 
 struct sort_key {
-  size_t column;
-  value_kind kind;
+  size_t column = 0;
+  value_kind kind = value_kind::integer;
   bool descending = false;
 };
 

@@ -45,6 +45,7 @@ std::optional<std::vector<uint32_t>> matches(const column &first_key, const kept
 // The values of a column of the second table by code, NULL where there is no row.
 std::vector<cell> by_code(const kept_rows &values, const std::vector<uint32_t> &row_of_code) {
   std::vector<cell> out;
+  out.reserve(row_of_code.size());
   for (const uint32_t row : row_of_code)
     out.push_back(row == none ? cell() : values.column(0)[row]);
   return out;

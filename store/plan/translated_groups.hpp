@@ -32,6 +32,7 @@ public:
                                                  std::span<const output_column> columns,
                                                  std::span<const number_column> added, const dense_settings &settings);
 
+  translated_groups(const translated_groups &) = delete;
   uint32_t next() override;
   const uint32_t *groups() const override { return tables.empty() ? direct->groups() : keys.data(); }
   const numbers &operator[](size_t column) const override;

@@ -28,6 +28,7 @@ public:
   // Context and columns outlive this.  Without a selection all rows are grouped.
   wide_groups(const vorn_ctx &ctx, std::span<const column *const> columns, std::span<const number_column> added,
               std::optional<selection> selected);
+  wide_groups(const wide_groups &) = delete;
 
   uint32_t next() override;
   const uint32_t *groups() const override { return group_of_row.data(); }

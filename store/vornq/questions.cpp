@@ -1,6 +1,7 @@
 #include "store/vornq/questions.hpp"
 
 #include <algorithm>
+#include <filesystem>
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -36,8 +37,7 @@ request read_request(const options &chosen, const questions &asked, const column
   return out;
 }
 
-} // namespace
-
+// The vertices in a file of two columns, which are named as those of the tables that hold the points of rows.
 polygon read_polygon(duckdb::connection &db, const std::filesystem::path &path, const tables &from) {
   const table_file file(db, path);
   if (file.columns().size() != 2)
@@ -61,6 +61,8 @@ polygon read_polygon(duckdb::connection &db, const std::filesystem::path &path, 
     throw error(fmt::format("{} has fewer points than a polygon", shortened(path.string())));
   return out;
 }
+
+} // namespace
 
 questions read_questions(duckdb::connection &db, const options &chosen, const tables &from) {
   questions out;

@@ -1,7 +1,6 @@
 // What a user asks of the tables, read before they are loaded.
 #pragma once
 
-#include <filesystem>
 #include <optional>
 #include <string>
 #include <vector>
@@ -18,10 +17,6 @@ struct questions {
   std::optional<request> shown;      // rows or groups
   std::vector<std::string> columns;  // all that are needed; none when nothing is asked
 };
-
-// The vertices in a file of two columns, which are named as those of the tables that hold the points of rows.  Throws
-// store::error.
-polygon read_polygon(duckdb::connection &db, const std::filesystem::path &file, const tables &from);
 
 // What can be found wrong is found here, before the load, rather than after it.  Throws store::error.
 questions read_questions(duckdb::connection &db, const options &chosen, const tables &from);

@@ -3,12 +3,12 @@
 
 #include <bit>
 #include <cstring>
-#include <random>
 #include <string>
 #include <tuple>
 #include <vector>
 
 #include "tests/bitvec/family.hpp"
+#include "tests/support/random.hpp"
 
 namespace {
 
@@ -41,17 +41,6 @@ protected:
                       : std::vector<unsigned>{0, 1, 2, 3, 4, 5, 6, 7, vorn_test::at_end};
   }
   void TearDown() override { vorn_global_ctx = vorn_test::initial_global_ctx; }
-
-  // Bytes dense, sparse, in between or all alike, those behind nbits included.
-  void randomize(const placed_vector &v) {
-    const auto density = random() % 8;
-    for (uint8_t &byte : v)
-      byte = static_cast<uint8_t>(density < 2    ? random() & random() & random()
-                                  : density < 4  ? random() | random() | random()
-                                  : density == 4 ? 0
-                                  : density == 5 ? 0xff
-                                                 : random());
-  }
 
   iterator started(pointer bv, uint64_t nbits, uint8_t mode, uint64_t start) {
     iterator it;
@@ -86,7 +75,7 @@ protected:
   vorn_test::family ops;
   std::vector<unsigned> places;
   vorn_host::environment env;
-  std::mt19937_64 random{20240229};
+  vorn_test::random_source random{20240229};
 };
 
 } // namespace
@@ -109,7 +98,7 @@ TEST_P(bitvec_test, combinations_and_counts) {
         for (size_t target = 0; target <= ops.combinations[op].nsources; ++target) {
           for (size_t k = 0; k < 3; ++k) { // the vectors of a call lie at different offsets
             s[k].place(places[(place + 3 * k) % places.size()], ops.size(nbits));
-            randomize(s[k]);
+            random.fill(s[k]);
           }
           apart.place(places[(place + 5) % places.size()], ops.size(nbits));
           const placed_vector &dst = target == ops.combinations[op].nsources ? apart : s[target];
@@ -143,7 +132,7 @@ TEST_P(bitvec_test, ranges) {
         for (const bool value : {true, false}) {
           const uint64_t last = first + length - 1;
           v.place(place, ops.size(last + 1));
-          randomize(v);
+          random.fill(v);
           bits expected = v.all();
           std::fill_n(expected.begin() + static_cast<ptrdiff_t>(first), length, value);
           (value ? ops.set_range : ops.clr_range)(v, first, last);
@@ -162,7 +151,7 @@ TEST_P(bitvec_test, iteration) {
     for (const unsigned place : places)
       for (uint64_t start = 0; start <= 8 * ops.size(nbits); ++start) {
         v.place(place, ops.size(nbits));
-        randomize(v);
+        random.fill(v);
         positions set, clear;
         for (uint64_t i = start; i < nbits; ++i)
           (v[i] ? set : clear).push_back(i);
@@ -208,7 +197,7 @@ TEST_P(bitvec_test, fields_of_the_iterator) {
       for (const uint8_t mode : {uint8_t{0}, uint8_t{1}, uint8_t{2}, uint8_t{0xff}}) {
         const bool clear = mode == 1;
         v.place(place, ops.size(91) + (place == vorn_test::at_end ? 0 : 8)); // what lies behind is memory too
-        randomize(v);
+        random.fill(v);
         const uint8_t *word = v.begin() + start / ops.unit * ops.unit / 8;
         word -= reinterpret_cast<uintptr_t>(word) % 8;
         const int64_t base = 8 * (word - v.begin());

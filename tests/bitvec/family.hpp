@@ -11,44 +11,6 @@
 
 namespace vorn_test {
 
-using bits = std::vector<bool>;
-
-// Converts to what the slots of either family take.
-struct pointer {
-  uint8_t *bytes;
-  template <class T>
-  operator T *() const {
-    return static_cast<T *>(static_cast<void *>(bytes));
-  }
-};
-
-// Where a vector lies: 0 to 7 bytes behind unreadable memory, or right in front of some.
-constexpr unsigned at_end = 8;
-
-class placed_vector : public pointer {
-public:
-  void place(unsigned where, size_t size) {
-    where_ = where;
-    size_ = size;
-    bytes = where == at_end ? memory_.last(size) : memory_.behind(where, size);
-  }
-  bool intact() const { return where_ == at_end ? memory_.intact(size_) : memory_.intact_around(where_, size_); }
-  bool operator[](uint64_t index) const { return bytes[index / 8] >> index % 8 & 1; }
-  bits all() const {
-    bits all;
-    for (uint64_t i = 0; i < 8 * size_; ++i)
-      all.push_back((*this)[i]);
-    return all;
-  }
-  uint8_t *begin() const { return bytes; }
-  uint8_t *end() const { return bytes + size_; }
-
-private:
-  guarded memory_{1000};
-  unsigned where_ = 0;
-  size_t size_ = 0;
-};
-
 // The contexts of both families, of which that of the family at hand is in use.
 struct iterator {
   vorn_lbiv_ictx of_bytes;

@@ -2,7 +2,9 @@
 #
 #   exports LIBRARY HEADER     exports the names that HEADER declares with VORN_API, and nothing else
 #   services LIBRARY HEADER    takes from outside the functions of HEADER and the few of the C library below
-#   baseline LIBRARY CONTRAST  has no instruction beyond x86-64, as CONTRAST has
+#   level LEVEL LIBRARY CONTRAST [PREFIX]
+#                              has no instruction beyond the level, as CONTRAST has, but in functions whose names begin
+#                              with PREFIX
 #   needs LIBRARY              is linked against the C library alone
 #   apart LEVEL OBJECT...      has nothing that the linker may merge with another level's: what is weak lies in the level's
 #                              namespace
@@ -50,20 +52,43 @@ services() {
   grep -q host_raise_internal_error "$scratch/undefined" || fail "$1 does not report to its host"
 }
 
-# Instructions on wide registers, VEX-coded ones on narrow registers, and those of the later levels on plain registers.
-# A line of a disassembly is an address, a tab and the instruction, which may have tabs in it.
-extended_instructions() {
-  "$OBJDUMP" -d --no-show-raw-insn "$1" | sed -n -e 's/^ *[0-9a-f]*:[[:space:]]*//' -e 's/[[:space:]][[:space:]]*/ /gp' |
-    grep -E -e '%[yz]mm' -e '^v[a-z0-9]+ .*%xmm' \
-      -e '^(popcnt|crc32|pshufb|palignr|ptest|p(min|max)(s[bd]|u[wd])|pmuld|pmulld|p(ins|ext)r[bdq]|pmov[sz]x|pblend)' \
-      -e '^(andn|pext|mulx|rorx)[lq]? ' -e '^(bzhi|pdep|sarx|shlx|shrx)' || :
+# Instructions beyond a level, with the level that they belong to and their function.  Encodings tell most of them: VEX
+# begins with c4 or c5, EVEX with 62.  A line of a disassembly is an address, the bytes and the instruction.
+beyond() { # LEVEL LIBRARY PREFIX
+  "$OBJDUMP" -d "$2" | awk -F '\t' -v level="$1" -v prefix="$3" '
+    BEGIN {
+      count = split("generic sse42 avx avx2 avx512 vbmi none", names, " ")
+      for (i = 1; i <= count; ++i) if (names[i] == level) last = i
+    }
+    /^[0-9a-f]+ <.*>:$/ { name = substr($0, index($0, "<") + 1); next }
+    NF < 3 || (prefix != "" && name ~ "^_ZZ?NK?" prefix) { next }
+    {
+      sub(/^((26|2e|36|3e|64|65|67) )+/, "", $2)
+      belongs = 1
+      if ($3 ~ /^(popcnt|crc32|p?h(add|sub)|addsub|pabs|pshufb|psign|palignr|ptest|p(min|max)(s[bd]|u[wd])|pmuld|pmulld)/ ||
+          $3 ~ /^(pmaddub|pmulhrs|pcmp(eq|gt)q|p(ins|ext)r[bdq]|pmov[sz]x|p?blend|packusdw|round|insertps|extractps)/)
+        belongs = 2
+      if ($2 ~ /^c[45] /)
+        belongs = 3
+      if (belongs == 3 && ($3 !~ /^v/ || $3 ~ /^vfn?m|^vcvtph2|^vcvtps2ph|^v(inserti|extracti|broadcasti)/ ||
+                           $3 ~ /^vp?(gather|broadcast[bwdq]|maskmov[dq]|blendd|s[lr][la]v)|^vbroadcasts[sd] +%xmm/ ||
+                           ($3 ~ /^vp.*%ymm/ && $3 !~ /^vp(test|ermilp|erm2f)/)) || $3 ~ /^(lzcnt|movbe)/)
+        belongs = 4
+      if ($2 ~ /^62 / || $3 ~ /^k/)
+        belongs = 5
+      if ($3 ~ /^vp(ermb|erm[it]2b|multishift|(compress|expand)[bw]|sh[lr]d|popcnt|shufbit)/)
+        belongs = 6
+      if ($3 ~ /^v?(aes|pclmul|gf2p8)|^vpdp|^vpmadd52|^sha|^ad[co]x/)
+        belongs = 7
+      if (belongs > last) print names[belongs], name, $3
+    }'
 }
 
-baseline() {
-  extended_instructions "$1" >"$scratch/found"
-  [ ! -s "$scratch/found" ] || fail "$1 has instructions beyond x86-64: $(sort -u "$scratch/found" | head -5)"
-  extended_instructions "$2" | grep -q xmm || fail "no wide instruction found in $2 either"
-  extended_instructions "$2" | grep -q popcnt || fail "no popcnt found in $2 either"
+level() {
+  beyond "$1" "$2" "${4:-}" >"$scratch/found"
+  [ ! -s "$scratch/found" ] || fail "$2 has instructions beyond $1: $(sort -u "$scratch/found" | head -5)"
+  case $1 in generic) next=sse42 ;; sse42) next=avx ;; avx) next=avx2 ;; avx2) next=avx512 ;; avx512) next=vbmi ;; esac
+  beyond "$1" "$3" "" | grep -q "^$next " || fail "no instruction of $next found in $3 either"
 }
 
 needs() {

@@ -3,10 +3,10 @@
 
 #include <gtest/gtest.h>
 
-#include <random>
 #include <string>
 
 #include "tests/support/implementation.hpp"
+#include "tests/support/random.hpp"
 #include "tests/support/slots.hpp"
 #include "tests/support/stored.hpp"
 
@@ -42,13 +42,10 @@ protected:
           }
   }
 
-  // Fills words with bits of the given density, stray bits behind the last row included.
-  void randomise(uint64_t *words, size_t count, unsigned per_mille) {
-    for (size_t i = 0; i < count; ++i) {
-      words[i] = 0;
-      for (unsigned b = 0; b < 64; ++b)
-        words[i] |= uint64_t{random() % 1000 < per_mille} << b;
-    }
+  // Random bits, stray ones behind the last row included.
+  uint64_t *random_words(guarded &memory, size_t count) {
+    random.fill({memory.last(count * 8), count * 8});
+    return reinterpret_cast<uint64_t *>(memory.last(count * 8));
   }
 
   // Runs the kernel of a slot over src, whose rows match as matches(row) says, and compares all that it writes.
@@ -58,13 +55,8 @@ protected:
     const uint32_t nrows = call.nrows;
     const size_t nwords = (nrows + 63) / 64;
     const bool set = s.opcode() == VORN_OPC_SET;
-    uint64_t *mask = call.masked ? masks.last_words(nwords) : nullptr;
-    uint64_t *filter = call.filtering != filter_kind::none ? filters.last_words(nwords) : nullptr;
-    const unsigned densities[] = {0, 20, 500, 1000};
-    if (mask != nullptr)
-      randomise(mask, nwords, 800);
-    if (filter != nullptr)
-      randomise(filter, nwords, densities[random() % 4]);
+    uint64_t *mask = call.masked ? random_words(masks, nwords) : nullptr;
+    uint64_t *filter = call.filtering != filter_kind::none ? random_words(filters, nwords) : nullptr;
     uint64_t *out = output.last_words(nwords);
     std::fill_n(out, nwords, uint64_t{0xabababababababab});
 
@@ -92,7 +84,7 @@ protected:
     ASSERT_EQ(aux.vorn_aux_filter_bv, filter) << where();
   }
 
-  std::mt19937_64 random{seed};
+  random_source random{seed};
   guarded masks{most_words * 8}, filters{most_words * 8}, output{most_words * 8};
 };
 

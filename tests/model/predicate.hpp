@@ -50,14 +50,15 @@ inline uint64_t code_at(const uint8_t *stream, unsigned width, uint64_t row) {
   return code;
 }
 
+// As many bits at once as a byte takes.
 inline void put_code(uint8_t *stream, unsigned width, uint64_t row, uint64_t code) {
-  for (unsigned i = 0; i < width; ++i) {
-    const uint64_t bit = row * width + i;
-    const auto mask = static_cast<uint8_t>(0x80U >> bit % 8);
-    if (code >> (width - 1 - i) & 1)
-      stream[bit / 8] = static_cast<uint8_t>(stream[bit / 8] | mask);
-    else
-      stream[bit / 8] = static_cast<uint8_t>(stream[bit / 8] & ~mask);
+  uint64_t bit = row * width;
+  for (unsigned left = width, taken; left != 0; left -= taken, bit += taken) {
+    const auto free = static_cast<unsigned>(8 - bit % 8);
+    taken = left < free ? left : free;
+    const unsigned mask = ((1U << taken) - 1) << (free - taken);
+    const unsigned bits = static_cast<unsigned>(code >> (left - taken)) << (free - taken);
+    stream[bit / 8] = static_cast<uint8_t>((stream[bit / 8] & ~mask) | (bits & mask));
   }
 }
 

@@ -8,7 +8,9 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
+#include <span>
 #include <string>
+#include <vector>
 
 namespace vorn_test {
 
@@ -56,6 +58,10 @@ public:
            std::all_of(begin_ + offset + size, begin_ + offset + size + canaries, untouched);
   }
 
+  // The same bytes with the canaries.
+  std::span<uint8_t> with_canaries(size_t size) const { return {end_ - size - canaries, end_}; }
+  std::span<uint8_t> with_canaries(size_t offset, size_t size) const { return {begin_, offset + size + canaries}; }
+
 private:
   static constexpr uint8_t canary = 0xc5;
   static constexpr size_t canaries = 128;
@@ -64,6 +70,49 @@ private:
   uint8_t *base_;
   uint8_t *begin_;
   uint8_t *end_;
+};
+
+using bits = std::vector<bool>;
+
+// Converts to what takes bytes or words.
+struct pointer {
+  uint8_t *bytes;
+  template <class T>
+  operator T *() const {
+    return static_cast<T *>(static_cast<void *>(bytes));
+  }
+};
+
+// Where a vector lies: some bytes behind unreadable memory, or right in front of some.
+constexpr unsigned at_end = 8;
+
+class placed_vector : public pointer {
+public:
+  placed_vector() : pointer{} { place(at_end, 0); }
+
+  void place(unsigned where, size_t size) {
+    where_ = where;
+    size_ = size;
+    bytes = where == at_end ? memory_.last(size) : memory_.behind(where, size);
+  }
+  bool intact() const { return where_ == at_end ? memory_.intact(size_) : memory_.intact_around(where_, size_); }
+  std::span<uint8_t> with_canaries() const {
+    return where_ == at_end ? memory_.with_canaries(size_) : memory_.with_canaries(where_, size_);
+  }
+  bool operator[](uint64_t index) const { return bytes[index / 8] >> index % 8 & 1; }
+  bits all() const {
+    bits all;
+    for (uint64_t i = 0; i < 8 * size_; ++i)
+      all.push_back((*this)[i]);
+    return all;
+  }
+  uint8_t *begin() const { return bytes; }
+  uint8_t *end() const { return bytes + size_; }
+
+private:
+  guarded memory_{1 << 19};
+  unsigned where_ = at_end;
+  size_t size_ = 0;
 };
 
 // Bytes that end right in front of memory that nobody may touch.

@@ -1,9 +1,11 @@
 // Runs a suite once for the generic table and once for each specialised library that this processor can run.
 #pragma once
 
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <filesystem>
 #include <ostream>
 #include <string>
 
@@ -14,14 +16,18 @@ namespace vorn_test {
 
 struct implementation {
   const char *name;
-  uint32_t capability; // 0 for generic
+  const char *library;
+  uint32_t capability;     // 0 for generic
+  const char *folder = ""; // of the library, below that of the program
 };
 
 inline std::ostream &operator<<(std::ostream &out, const implementation &which) { return out << which.name; }
 
-inline constexpr implementation implementations[] = {{"generic", 0},
-#define VORN_TEST_LIBRARY(capability, name) {name, capability},
-                                                     VORN_SPECIALIZED_LIBRARIES(VORN_TEST_LIBRARY)};
+// The library that uses VBMI where there is some is there a second time, without it.
+inline constexpr implementation implementations[] = {
+    {"generic", "generic", 0},
+#define VORN_TEST_LIBRARY(capability, name) {name, name, capability},
+    VORN_SPECIALIZED_LIBRARIES(VORN_TEST_LIBRARY){"svxlavx51219_without_vbmi", "svxlavx51219", 269, "without_vbmi"}};
 
 inline bool runs_here(const implementation &which) {
   uint32_t answer[3] = {};
@@ -33,17 +39,24 @@ inline const vorn_global_ctx_t initial_global_ctx = vorn_global_ctx;
 
 // Puts an implementation in force and proves that it is.  A load has no way back, so the initial record is restored.
 inline void put_in_force(const implementation &which, vorn_host::environment &env) {
+  const std::filesystem::path folder = std::filesystem::read_symlink("/proc/self/exe").parent_path() / which.folder;
   vorn_global_ctx = initial_global_ctx;
   vorn_ctx ctx = env.context();
   if (which.capability != 0) {
+    vorn_host::set_library_folder(folder);
     ctx.vorn_ctx_init_flags = VORN_INIT_SPECIALIZED;
-    ctx.vorn_ctx_lib_name = which.name;
+    ctx.vorn_ctx_lib_name = which.library;
   }
   vorn_nfy(VORN_NFY_LOAD, &ctx);
-  ASSERT_STREQ(vorn_global_ctx.vorn_global_ctx_lib_name, which.name);
+  vorn_host::set_library_folder({});
+  ASSERT_STREQ(vorn_global_ctx.vorn_global_ctx_lib_name, which.library);
   ASSERT_EQ(vorn_global_ctx.vorn_global_ctx_status,
             which.capability == 0 ? uint32_t{VORN_STATUS_GENERIC} : uint32_t{VORN_STATUS_SPECIALIZED});
   ASSERT_EQ(vorn_global_ctx.vorn_global_ctx_dispatch == vorn_dispatch_table, which.capability == 0);
+  Dl_info file = {};
+  ASSERT_NE(dladdr(vorn_global_ctx.vorn_global_ctx_dispatch, &file), 0);
+  ASSERT_TRUE(std::filesystem::equivalent(std::filesystem::path(file.dli_fname).parent_path(), folder))
+      << "not the library of this name";
 }
 
 class implementation_test : public testing::TestWithParam<implementation> {

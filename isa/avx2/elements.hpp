@@ -1,0 +1,40 @@
+// Blocks of 64 codes as elements of 1, 2 or 4 bytes.
+#pragma once
+
+#include <type_traits>
+#include <utility>
+
+#include "isa/avx2/code_lanes.hpp"
+
+namespace vorn::inline VORN_LEVEL {
+
+// Stores the lanes of each half one after the other, as wider numbers where an element is wider; the elements of a half
+// begin 16 behind those of the half before.
+template <class Lane, class Element>
+[[gnu::always_inline]] inline void store_lanes(vector x, Element *elements) {
+  if constexpr (sizeof(Lane) == sizeof(Element)) {
+    store_halves(reinterpret_cast<uint8_t *>(elements), 16 * sizeof(Element), x);
+  } else {
+    using wider = std::conditional_t<sizeof(Lane) == 1, uint16_t, uint32_t>;
+    constexpr bool bytes = sizeof(Lane) == 1;
+    store_lanes<wider>(bytes ? VORN_VECTOR(unpacklo_epi8)(x, none()) : VORN_VECTOR(unpacklo_epi16)(x, none()),
+                       elements);
+    store_lanes<wider>(bytes ? VORN_VECTOR(unpackhi_epi8)(x, none()) : VORN_VECTOR(unpackhi_epi16)(x, none()),
+                       elements + half_bytes / sizeof(wider));
+  }
+}
+
+template <unsigned W, class Element>
+[[gnu::always_inline]] inline void unpack_block(const uint8_t *block, Element *elements) {
+  using lanes = code_lanes<W>;
+#pragma GCC unroll 4
+  for (unsigned group = 0; group < word_groups; ++group)
+    [&]<size_t... V>(std::index_sequence<V...>) {
+      (store_lanes<lane<W>>(lanes::template exact<V>(block, group),
+                            elements + group * group_codes + V * lanes::per_half),
+       ...);
+    }
+  (std::make_index_sequence<lanes::vectors>{});
+}
+
+} // namespace vorn::inline VORN_LEVEL

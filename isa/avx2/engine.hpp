@@ -1,0 +1,27 @@
+// The engine of AVX2, and of the levels below it in vectors of half the size.
+#pragma once
+
+#include "generic/bitvec/combine.hpp"
+#include "generic/decode/burst.hpp"
+#include "isa/avx2/ones.hpp"
+#include "isa/avx2/scan.hpp"
+#include "isa/avx2/unpack.hpp"
+
+namespace vorn::inline VORN_LEVEL::engine {
+
+template <unsigned W>
+using dict_rows = lane_dict<W>;
+template <unsigned W, bool Tz>
+using fixed_rows = lane_fixed<W, Tz>;
+template <unsigned W, bool Tz>
+using dynp_rows = lane_dynp<W, Tz>;
+
+template <unsigned W, class Element>
+using steps = lane_steps<W, Element>;
+
+using run_pass = single_runs;
+
+using bitvec_pass = single_words;
+using ones_pass = byte_ones;
+
+} // namespace vorn::inline VORN_LEVEL::engine

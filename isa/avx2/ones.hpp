@@ -1,0 +1,60 @@
+// The positions of the ones of a bit vector, a byte at a time.
+#pragma once
+
+#include "generic/bitvec/iterate.hpp"
+#include "isa/avx2/compress.hpp"
+
+namespace vorn::inline VORN_LEVEL {
+
+struct byte_ones {
+  template <class Unit, class Context>
+  static uint32_t list_ones(Context &context, uint32_t *out, uint32_t max) {
+    constexpr uint32_t few = 3; // which are sooner listed one by one
+    Context local = context;    // in registers: out may be the context as far as the compiler knows
+    auto &[next, nbits, base, offset, word] = local;
+    uint32_t count = 0;
+    while (max - count >= 64 + beyond && has_bits<Unit, wanted::set>(local) && int64_t{nbits} - base >= 64) {
+      const uint32_t ones = popcount(word);
+      if (ones <= few)
+        for (uint32_t i = 0; i < ones; ++i)
+          out[count + i] = static_cast<uint32_t>(take_bit(local));
+      else
+        list_word(word, base, out + count, ones);
+      word = 0;
+      count += ones;
+    }
+    context = local;
+    return count + single_bits::list_ones<Unit>(context, out + count, max - count);
+  }
+
+private:
+  static constexpr uint32_t beyond = 8; // positions that may be written behind those of a word
+
+  // What is behind the positions is put back, since nobody asked for it to change.
+  [[gnu::always_inline]] static void list_word(uint64_t word, int32_t base, uint32_t *out, uint32_t ones) {
+    uint32_t kept[beyond];
+    std::memcpy(kept, out + ones, sizeof kept);
+    vector first = lanes_of<uint32_t>::all(static_cast<uint32_t>(base));
+    const vector step = lanes_of<uint32_t>::all(8);
+    uint32_t *to = out;
+#pragma GCC unroll 8
+    for (unsigned i = 0; i < 64; i += 8) {
+      const auto byte = static_cast<unsigned>(word >> i & 0xff);
+      store_positions(load_ones(byte), first, to);
+      first = VORN_VECTOR(add_epi32)(first, step);
+      to += popcount(byte);
+    }
+    std::memcpy(out + ones, kept, sizeof kept);
+  }
+
+  static void store_positions(__m128i places, vector first, uint32_t *to) {
+#ifdef __AVX2__
+    _mm256_storeu_si256(reinterpret_cast<__m256i *>(to), _mm256_add_epi32(_mm256_cvtepu8_epi32(places), first));
+#else
+    store_half(to, _mm_add_epi32(_mm_cvtepu8_epi32(places), first));
+    store_half(to + 4, _mm_add_epi32(_mm_cvtepu8_epi32(_mm_srli_si128(places, 4)), first));
+#endif
+  }
+};
+
+} // namespace vorn::inline VORN_LEVEL

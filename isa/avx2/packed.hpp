@@ -1,0 +1,131 @@
+// Dynamic-packed values.  A byte of length codes tells how to spread the stored bytes of its rows over a half: a
+// shuffle of a table puts each value at the top of its lane, with zeros for the bytes that are missing.
+#pragma once
+
+#include "generic/scan/dynp_lengths.hpp"
+#include "isa/avx2/pairs.hpp"
+
+namespace vorn::inline VORN_LEVEL {
+
+// Shuffles for each byte of length codes.
+template <unsigned W>
+inline constexpr auto spreads = [] {
+  constexpr unsigned bits = length_code_bits(W), rows = 8 / bits, size = W / 8;
+  std::array<std::array<uint8_t, 16>, 256> out = {};
+  for (unsigned codes = 0; codes < 256; ++codes) {
+    unsigned position = 0;
+    for (unsigned row = 0; row < rows; ++row) {
+      const unsigned length = (codes >> (8 - bits * (row + 1)) & (size - 1)) + 1;
+      for (unsigned byte = 0; byte < size; ++byte)
+        out[codes][size * row + size - 1 - byte] = static_cast<uint8_t>(byte < length ? position + byte : 0x80);
+      position += length;
+    }
+  }
+  return out;
+}();
+
+// Walks over the values of W bits.
+template <unsigned W>
+class packed_values {
+  static constexpr unsigned code_bytes = 8 * length_code_bits(W); // of 64 rows
+  static constexpr unsigned per_byte = 8 / length_code_bits(W);
+  static constexpr unsigned block_bytes = 8 * W; // of 64 values
+
+public:
+  using lanes = code_lanes<W>;
+
+  packed_values(const uint8_t *values, const uint8_t *lens, uint32_t nrows)
+      : values_(values), lens_(lens), rows_left_(nrows) {}
+
+  // The answer match(value) for the next 64 rows, or those that are left; value(group, v) is vector v of a group.
+  template <class Match>
+  [[gnu::always_inline]] uint64_t next(Match match) {
+    const uint64_t rows = std::min<uint64_t>(rows_left_, 64);
+    rows_left_ -= rows;
+    alignas(sizeof(vector)) uint8_t values[block_bytes];
+    if (rows_left_ >= half_bytes) // every row has a byte, so that whole loads end within the values
+      values_ = spread(values_, lens_, code_bytes, values);
+    else
+      values_ += spread_last(rows, values);
+    lens_ += code_bytes;
+    const auto value = [&](unsigned group, auto v) {
+      const unsigned first = group * group_codes + v * lanes::per_half;
+      return load_halves(values + first * (W / 8), 2 * W);
+    };
+    return match(value) & low_bits(rows);
+  }
+
+private:
+  // Returns where the stored bytes end.
+  [[gnu::always_inline]] static const uint8_t *spread(const uint8_t *stored, const uint8_t *codes, uint64_t size,
+                                                      uint8_t *values) {
+    for (uint64_t i = 0; i < size; ++i) {
+      const unsigned byte = legal(codes[i]);
+      const __m128i bytes = _mm_shuffle_epi8(load_half(stored), load_half(spreads<W>[byte].data()));
+      store_half(values + half_bytes * i, bytes);
+      stored += length_consumed<W>[byte];
+    }
+    return stored;
+  }
+
+  // Through a copy, so that nothing is read behind the last value.  Returns how many bytes are stored.
+  uint64_t spread_last(uint64_t rows, uint8_t *values) const {
+    uint8_t codes[code_bytes] = {};
+    const uint64_t size = (rows + per_byte - 1) / per_byte, unused = size * per_byte - rows;
+    std::memcpy(codes, lens_, size);
+    codes[size - 1] = static_cast<uint8_t>(codes[size - 1] & 0xff << unused * length_code_bits(W));
+    uint64_t stored = 0;
+    for (uint64_t i = 0; i < size; ++i)
+      stored += length_consumed<W>[legal(codes[i])];
+    uint8_t copy[block_bytes + half_bytes] = {};
+    stored -= unused; // a code of 0 counts 1
+    std::memcpy(copy, values_, stored);
+    spread(copy, codes, code_bytes, values);
+    return stored;
+  }
+
+  // What is no code must not lead out of the buffers.
+  static unsigned legal(unsigned codes) { return W == 64 ? codes & 0x77 : codes; }
+
+  const uint8_t *values_;
+  const uint8_t *lens_;
+  uint64_t rows_left_;
+};
+
+template <unsigned W>
+[[gnu::noinline]] uint32_t select_packed(const uint8_t *stream, uint32_t nrows, const uint8_t *lens, const ring &asked,
+                                         uint64_t *out) {
+  if (asked.none) {
+    std::fill_n(out, words_of(nrows), 0);
+    return 0;
+  }
+  packed_values<W> values(stream, lens, nrows);
+  const in_ring<W, false> test(asked);
+  uint32_t count = 0;
+  for (uint64_t word = 0; word < words_of(nrows); ++word) {
+    out[word] = values.next(
+        [&](auto value) { return hits<code_lanes<W>>([&](unsigned group, auto v) { return test(value(group, v)); }); });
+    count += popcount(out[word]);
+  }
+  return count;
+}
+
+template <unsigned W>
+[[gnu::noinline]] uint32_t select_packed_pairs(const uint8_t *stream, uint32_t nrows, const uint8_t *lens,
+                                               const pair_interval &asked, uint64_t *out) {
+  packed_values<W> values(stream, lens, nrows);
+  const pair_bounds<code_lanes<W>> bounds(asked);
+  code_answers answers;
+  return select_pieces(nrows, asked, out, [&](uint32_t first, uint32_t rows, uint64_t *words) {
+    answers.fill({lens, length_code_bits(W), nullptr}, first, rows, asked);
+    uint32_t count = 0;
+    for (uint64_t word = 0; word < words_of(rows); ++word) {
+      words[word] =
+          values.next([&](auto value) { return bounds.match(value, answers.below[word], answers.above[word]); });
+      count += popcount(words[word]);
+    }
+    return count;
+  });
+}
+
+} // namespace vorn::inline VORN_LEVEL

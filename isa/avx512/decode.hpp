@@ -1,0 +1,49 @@
+// The steps of the decoders, with VBMI where there is some.
+#pragma once
+
+#include "isa/avx512/processor.hpp"
+#include "isa/block_steps.hpp"
+#include "isa/vbmi/passes.hpp"
+
+namespace vorn::inline VORN_LEVEL {
+
+// The last one before a row, before which there is one.
+inline uint32_t last_one(const uint64_t *rows, uint32_t before) {
+  uint32_t word = (before - 1) / 64;
+  uint64_t bits = rows[word] & low_bits(before - 64 * word);
+  while (bits == 0)
+    bits = rows[--word];
+  return 64 * word + 63 - static_cast<uint32_t>(__builtin_clzll(bits));
+}
+
+template <unsigned W, class Element>
+struct avx512_steps : block_steps<W, Element> {
+  using base = code_steps<W, Element>;
+  static constexpr bool is_least = std::is_same_v<Element, lane<W>>;
+
+  static void range(const code_stream &stream, uint64_t first, uint32_t n, void *elements) {
+    if (!has_vbmi || (W == 8 && is_least)) // bytes are copied
+      return base::range(stream, first, n, elements);
+    auto *out = static_cast<Element *>(elements);
+    const uint32_t head = base::start_of_range(stream, first, n, out);
+    const uint8_t *codes = stream.bytes + (first + head) / 8 * W;
+    const vbmi_passes::unpack_passes &passes = vbmi_passes::unpack.of[W];
+    (is_least ? passes.range : passes.range_ub4)(codes, n - head, out + head);
+  }
+
+  static uint32_t filter(const code_stream &stream, const uint64_t *rows, uint32_t first, uint32_t &room,
+                         void *elements) {
+    if (!has_vbmi || room == 0)
+      return base::filter(stream, rows, first, room, elements);
+    const auto nrows = static_cast<uint32_t>(stream.ncodes);
+    const vbmi_passes::unpack_passes &passes = vbmi_passes::unpack.of[W];
+    const uint32_t before = room;
+    const uint32_t next =
+        (is_least ? passes.filter : passes.filter_ub4)(stream.bytes, nrows, rows, first, room, elements);
+    if (room == 0)
+      return last_one(rows, std::min(next, nrows));
+    return base::filter(stream, rows, next, room, static_cast<Element *>(elements) + (before - room));
+  }
+};
+
+} // namespace vorn::inline VORN_LEVEL

@@ -1,0 +1,58 @@
+// Ones of words: how many, and where.
+#include "isa/vbmi/passes.hpp"
+#include "isa/vbmi/select.hpp"
+
+namespace vorn::inline VORN_LEVEL {
+
+namespace {
+
+constexpr byte_indices positions = [] {
+  byte_indices out = {};
+  for (unsigned i = 0; i < 64; ++i)
+    out[i] = static_cast<uint8_t>(i);
+  return out;
+}();
+
+// The ones of a word are a compression of all positions; 16 of them at a time become numbers of 32 bits.
+void list_word(uint64_t word, uint32_t base, uint32_t *out, uint32_t count) {
+  alignas(64) uint8_t listed[64];
+  _mm512_store_si512(listed, _mm512_maskz_compress_epi8(word, load_vector(positions)));
+  const __m512i first = _mm512_set1_epi32(static_cast<int>(base));
+  const uint64_t kept = low_bits(count);
+  for (unsigned i = 0; i < count; i += 16) {
+    const __m512i some = _mm512_cvtepu8_epi32(_mm_load_si128(reinterpret_cast<const __m128i *>(listed + i)));
+    _mm512_mask_storeu_epi32(out + i, static_cast<__mmask16>(kept >> i), _mm512_add_epi32(some, first));
+  }
+}
+
+} // namespace
+
+} // namespace vorn::inline VORN_LEVEL
+
+namespace vorn::vbmi_passes {
+
+uint32_t count_ones(const void *words, uint64_t nwords) { return ones_of(words, nwords); }
+
+uint64_t list_ones(const uint64_t *words, uint64_t nwords, uint32_t base, uint32_t *out, uint32_t &room) {
+  uint64_t i = 0;
+  uint32_t *place = out;
+  uint32_t left = room;
+  for (; i < nwords && left != 0; ++i, base += 64) {
+    uint64_t word = words[i];
+    const uint32_t count = popcount(word);
+    if (count > left)
+      break;
+    if (count <= 4) { // a few by themselves are faster
+      for (uint32_t k = 0; k < count; ++k, word &= word - 1)
+        place[k] = base + static_cast<uint32_t>(__builtin_ctzll(word));
+    } else {
+      list_word(word, base, place, count);
+    }
+    place += count;
+    left -= count;
+  }
+  room = left;
+  return i;
+}
+
+} // namespace vorn::vbmi_passes

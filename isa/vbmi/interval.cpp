@@ -1,0 +1,98 @@
+// Codes in an interval: one comparison of unsigned lanes.  A code stands at the top of its lane, where what is below it
+// counts less than one.
+#include "isa/vbmi/passes.hpp"
+#include "isa/vbmi/select.hpp"
+#include "isa/vbmi/widths.hpp"
+
+namespace vorn::inline VORN_LEVEL {
+
+namespace {
+
+template <unsigned W, bool Nonzero>
+class in_ring {
+  using lanes = code_lanes<W>;
+  using operations = typename lanes::operations;
+
+public:
+  explicit in_ring(const ring &asked)
+      : low_(operations::all(asked.low << lanes::spare)),
+        span_(operations::all(asked.span << lanes::spare | low_bits(lanes::spare))),
+        code_(operations::all(low_bits(W) << lanes::spare)) {}
+
+  auto operator()(__m512i raw) const {
+    const __m512i x = lanes::top(raw);
+    const __m512i distance = operations::subtract(x, low_);
+    return Nonzero ? operations::at_most(operations::common(x, code_), distance, span_)
+                   : operations::at_most(distance, span_);
+  }
+
+private:
+  __m512i low_, span_, code_;
+};
+
+template <unsigned W>
+uint32_t select(const uint8_t *stream, uint32_t nrows, const ring &asked, uint64_t *out) {
+  if (asked.none) {
+    std::fill_n(out, words_of(nrows), 0);
+    return 0;
+  }
+  constexpr bool may_be_codes = W <= 32 || W == 64; // values have no NULL
+  if (may_be_codes && asked.nonzero)
+    return select_codes<code_lanes<W>>(stream, nrows, in_ring<W, may_be_codes>(asked), out);
+  return select_codes<code_lanes<W>>(stream, nrows, in_ring<W, false>(asked), out);
+}
+
+// A code of one bit is its answer, or the opposite of it, or makes no difference: eight words at a time are told by
+// their bytes, whose bits stand the other way round.
+template <>
+uint32_t select<1>(const uint8_t *stream, uint32_t nrows, const ring &asked, uint64_t *out) {
+  const auto takes = [&](unsigned code) {
+    return !asked.none && ((code - asked.low) & 1) <= asked.span && !(asked.nonzero && code == 0);
+  };
+  const __m512i zero = _mm512_set1_epi8(takes(0) ? -1 : 0), one = _mm512_set1_epi8(takes(1) ? -1 : 0);
+  constexpr byte_indices reversed_nibbles = [] {
+    byte_indices places = {};
+    for (unsigned i = 0; i < 64; ++i)
+      places[i] = static_cast<uint8_t>((i & 1) << 3 | (i & 2) << 1 | (i & 4) >> 1 | (i & 8) >> 3);
+    return places;
+  }();
+  const __m512i nibbles = load_vector(reversed_nibbles), low_nibble = _mm512_set1_epi8(15);
+  const __m512i high_nibbles = _mm512_slli_epi16(nibbles, 4);
+  const auto answers = [&](__m512i codes) {
+    const __m512i low = _mm512_shuffle_epi8(high_nibbles, _mm512_and_si512(codes, low_nibble));
+    const __m512i high = _mm512_shuffle_epi8(nibbles, _mm512_and_si512(_mm512_srli_epi16(codes, 4), low_nibble));
+    // code ? one : zero
+    return _mm512_ternarylogic_epi64(_mm512_or_si512(low, high), one, zero, 0xca);
+  };
+  __m512i counts = _mm512_setzero_si512();
+  for (uint32_t row = 0; row < nrows; row += 512) {
+    const uint32_t rows = std::min(nrows - row, 512U);
+    const __mmask64 read = low_bits((rows + 7) / 8);
+    const auto words = static_cast<__mmask8>(low_bits(words_of(rows)));
+    __m512i hits = answers(_mm512_maskz_loadu_epi8(read, stream + row / 8));
+    if (rows < 512) {
+      const __m512i before = _mm512_set_epi64(448, 384, 320, 256, 192, 128, 64, 0); // rows before each word
+      const __m512i left = _mm512_subs_epu16(_mm512_set1_epi64(rows), before);      // 0 to 512
+      hits = _mm512_andnot_si512(_mm512_sllv_epi64(_mm512_set1_epi64(-1), left), hits);
+    }
+    _mm512_mask_storeu_epi64(out + row / 64, words, hits);
+    counts = _mm512_add_epi64(counts, _mm512_popcnt_epi64(hits));
+  }
+  return sum_of(counts);
+}
+
+} // namespace
+
+} // namespace vorn::inline VORN_LEVEL
+
+namespace vorn::vbmi_passes {
+
+#define VORN_SELECT(w) out.of[w] = select<w>;
+constexpr by_width<interval_pass> built = [] {
+  by_width<interval_pass> out = {};
+  VORN_VALUE_WIDTHS(VORN_SELECT)
+  return out;
+}();
+constinit const by_width<interval_pass> select_interval = built;
+
+} // namespace vorn::vbmi_passes

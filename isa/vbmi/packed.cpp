@@ -1,0 +1,146 @@
+// Dynamic-packed values.  The length codes of 64 rows become masks of the bytes that the values have, by a table of
+// half bytes; an expansion puts the stored bytes there, and what is missing is zero.
+#include "isa/vbmi/pairs.hpp"
+
+namespace vorn::inline VORN_LEVEL {
+
+namespace {
+
+// Walks over the values of W bits.
+template <unsigned W>
+class packed_values {
+  static constexpr unsigned code_bits = W == 64 ? 4 : W == 32 ? 2 : 1;
+  static constexpr unsigned code_bytes = 8 * code_bits; // of 64 rows
+  static constexpr unsigned value_bytes = W / 8;
+
+public:
+  using lanes = code_lanes<W>;
+
+  packed_values(const uint8_t *values, const uint8_t *lens, uint32_t nrows)
+      : values_(values), lens_(lens), rows_left_(nrows) {}
+
+  // The answer match(value) for the next 64 rows, or those that are left; value(v) is vector v of their values.
+  template <class Match>
+  [[gnu::always_inline]] uint64_t next(Match match) {
+    const uint64_t rows = std::min<uint64_t>(rows_left_, 64);
+    alignas(64) uint64_t masks[8];
+    _mm512_store_si512(masks, byte_masks((rows * code_bits + 7) / 8));
+    rows_left_ -= rows;
+    lens_ += code_bytes;
+    __m512i values[lanes::vectors];
+    if (rows_left_ >= 64) { // every row has a byte, so that whole loads end within the values
+      for (unsigned v = 0; v < lanes::vectors; ++v)
+        values[v] = expanded(masks[v], load_vector(values_));
+    } else {
+      for (unsigned v = 0; v < lanes::vectors; ++v) {
+        const uint64_t before = 64 * v, size = rows * value_bytes;
+        const uint64_t mask = size < before ? 0 : masks[v] & low_bits(size - before);
+        values[v] = expanded(mask, _mm512_maskz_loadu_epi8(low_bits(popcount(mask)), values_));
+      }
+    }
+    return match([&](unsigned v) { return values[v]; }) & low_bits(rows);
+  }
+
+private:
+  __m512i expanded(uint64_t mask, __m512i stored) {
+    values_ += popcount(mask);
+    return lanes::top(_mm512_maskz_expand_epi8(mask, stored));
+  }
+
+  // A bit for each byte of 64 values that is stored.
+  __m512i byte_masks(uint64_t size) const {
+    const __m512i codes = _mm512_maskz_loadu_epi8(low_bits(size), lens_);
+    const __m512i twice = _mm512_permutexvar_epi8(load_vector(pair_index), codes);
+    constexpr uint64_t high_halves = 0x5555555555555555; // come first
+    const __m512i halves = _mm512_mask_blend_epi8(high_halves, twice, _mm512_srli_epi16(twice, 4));
+    return _mm512_shuffle_epi8(load_vector(masks_of_halves), _mm512_and_si512(halves, _mm512_set1_epi8(15)));
+  }
+
+  static constexpr byte_indices pair_index = [] {
+    byte_indices out = {};
+    for (unsigned i = 0; i < 64; ++i)
+      out[i] = static_cast<uint8_t>(i / 2);
+    return out;
+  }();
+
+  // The codes of half a byte, the first row's on top, are those of 4, 2 or 1 rows, which take 8 bits of a mask.
+  static constexpr byte_indices masks_of_halves = [] {
+    byte_indices out = {};
+    for (unsigned i = 0; i < 64; ++i)
+      for (unsigned row = 0; row < 4 / code_bits; ++row) {
+        const unsigned code = i % 16 >> (4 - code_bits * (row + 1)) & low_bits(code_bits);
+        const uint64_t stored = low_bits(code % value_bytes + 1);
+        out[i] = static_cast<uint8_t>(out[i] | stored << (row * value_bytes));
+      }
+    return out;
+  }();
+
+  const uint8_t *values_;
+  const uint8_t *lens_;
+  uint64_t rows_left_;
+};
+
+template <unsigned W>
+uint32_t select(const uint8_t *stream, uint32_t nrows, const uint8_t *lens, const ring &asked, uint64_t *out) {
+  using lanes = code_lanes<W>;
+  using operations = typename lanes::operations;
+  if (asked.none) {
+    std::fill_n(out, words_of(nrows), 0);
+    return 0;
+  }
+  packed_values<W> values(stream, lens, nrows);
+  const __m512i low = operations::all(asked.low), span = operations::all(asked.span);
+  uint32_t count = 0;
+  for (uint64_t word = 0; word < words_of(nrows); ++word) {
+    out[word] = values.next([&](auto value) {
+      return collect_masks<lanes>(
+          [&](unsigned v) { return operations::at_most(operations::subtract(value(v), low), span); });
+    });
+    count += popcount(out[word]);
+  }
+  return count;
+}
+
+template <unsigned W>
+uint32_t select_with_codes(const uint8_t *stream, uint32_t nrows, const uint8_t *lens, const pair_interval &asked,
+                           uint64_t *out) {
+  packed_values<W> values(stream, lens, nrows);
+  const pair_bounds<code_lanes<W>> bounds(asked);
+  code_answers answers;
+  return select_pieces(nrows, asked, out, [&](uint32_t first, uint32_t rows, uint64_t *words) {
+    answers.fill({lens, W == 64 ? 4 : W / 16, nullptr}, first, rows, asked);
+    uint32_t count = 0;
+    for (uint64_t word = 0; word < words_of(rows); ++word) {
+      words[word] =
+          values.next([&](auto value) { return bounds.match(value, answers.at_least[word], answers.at_most[word]); });
+      count += popcount(words[word]);
+    }
+    return count;
+  });
+}
+
+} // namespace
+
+} // namespace vorn::inline VORN_LEVEL
+
+namespace vorn::vbmi_passes {
+
+constexpr by_width<packed_pass> built = [] {
+  by_width<packed_pass> out = {};
+  out.of[16] = select<16>;
+  out.of[32] = select<32>;
+  out.of[64] = select<64>;
+  return out;
+}();
+constinit const by_width<packed_pass> select_packed = built;
+
+constexpr by_width<packed_pair_pass> built_with_codes = [] {
+  by_width<packed_pair_pass> out = {};
+  out.of[16] = select_with_codes<16>;
+  out.of[32] = select_with_codes<32>;
+  out.of[64] = select_with_codes<64>;
+  return out;
+}();
+constinit const by_width<packed_pair_pass> select_packed_pairs = built_with_codes;
+
+} // namespace vorn::vbmi_passes

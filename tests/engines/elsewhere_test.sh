@@ -1,0 +1,40 @@
+# Runs the tests of a library's engines on a processor of its level, whatever this one is:
+#
+#   TEST LIBRARY                on this processor, or on the one that VORN_EMULATOR brings
+#   TEST LIBRARY qemu MODEL     on a model of qemu's
+#   TEST LIBRARY model MODEL    on a model of VORN_EMULATOR's
+#
+# VORN_EMULATOR is a program, with options of its own if need be, that runs its arguments on an emulated processor where the
+# real one would not do: [--cpu MODEL] [--file FILE]... [--env NAME=VALUE]... PROGRAM [ARGUMENT]..., where files go along.
+# Emulated processors are slow, so that fewer cases are drawn.  Ends with 77 where no such processor is at hand.
+set -eu
+test=$1 library=$2 kind=${3:-} model=${4:-}
+folder=$(dirname "$test")
+filter=--gtest_filter="*/$library:*/${library}_without_vbmi"
+
+case $kind in
+  qemu)
+    command -v qemu-x86_64 >/dev/null || exit 77
+    set -- env VORN_TEST_ONE_IN=10 qemu-x86_64 -cpu "$model" "$test"
+    ;;
+  *)
+    if [ -n "${VORN_EMULATOR:-}" ]; then
+      # shellcheck disable=SC2086 # it has options
+      set -- $VORN_EMULATOR ${model:+--cpu "$model"} --file "$folder/$library.so" --file "$folder/without_vbmi" \
+        --env VORN_TEST_ONE_IN=40 "$test"
+    elif [ -z "$model" ]; then
+      set -- "$test"
+    else
+      exit 77
+    fi
+    ;;
+esac
+
+status=0
+output=$("$@" "$filter" 2>&1) || status=$?
+echo "$output"
+case $output in
+  *"SKIPPED"*) [ -z "$kind${VORN_EMULATOR:-}" ] && exit 77 || exit 1 ;;
+  *"PASSED  ] 0 tests"*) exit 1 ;;
+esac
+exit $status

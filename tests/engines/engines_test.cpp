@@ -1,0 +1,390 @@
+// What engines serve, in each library, against the generic record: from one state both have to leave the same in every
+// byte within their reach, records and canaries included.  The generic kernels have models of their own; here are many
+// rows instead, each count of them up to 257 and a long one, in memory that nobody may read around.
+//
+// --gtest_random_seed draws other cases; VORN_TEST_ONE_IN takes one in so many of them, for processors that are slow.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <numeric>
+
+#include "tests/bitvec/family.hpp"
+#include "tests/support/random.hpp"
+#include "tests/support/slots.hpp"
+#include "tests/support/stored.hpp"
+
+namespace {
+
+using vorn_test::placed_vector;
+using vorn_test::slot;
+using vorn_test::store_big;
+
+constexpr uint64_t top_of(unsigned width) { return width == 0 ? 0 : UINT64_MAX >> (64 - width); }
+
+class engines : public vorn_test::implementation_test {
+protected:
+  // The memory of a call, by what it mostly holds.
+  enum part { values, lens, low, low_code, high, high_code, mask, filter, operand, out, out_lens, out_flgs, parts };
+
+  void SetUp() override {
+    implementation_test::SetUp();
+    at_hand = vorn_global_ctx;
+  }
+  void TearDown() override {
+    RecordProperty("rows", std::to_string(rows));
+    implementation_test::TearDown();
+  }
+
+  // Makes a call by either record and compares.
+  template <class Call>
+  void compare(const char *name, uint64_t nrows, Call call) {
+    rows += nrows;
+    const std::string before = state();
+    vorn_global_ctx = vorn_test::initial_global_ctx;
+    call();
+    const std::string expected = state();
+    const char *from = before.data();
+    for_all_bytes([&](std::span<uint8_t> bytes) {
+      std::memcpy(bytes.data(), from, bytes.size());
+      from += bytes.size();
+    });
+    vorn_global_ctx = at_hand;
+    call();
+    const std::string actual = state();
+    ASSERT_TRUE(actual == expected) << name << ", " << nrows << " rows of " << r.enc.vorn_enc_ctx_width << " bits, "
+                                    << r.enc.vorn_enc_ctx_rle_nruns << " runs, filter "
+                                    << (r.aux.vorn_aux_filter_bv != nullptr) << ", flags " << int{r.aux.vorn_aux_flags}
+                                    << ", room " << r.res.vorn_cv_nrows << ": byte "
+                                    << std::ranges::mismatch(actual, expected).in1 - actual.begin()
+                                    << ", behind the records from " << sizeof r << " on";
+  }
+  void compare(const slot &s, uint64_t nrows) {
+    const bool scan = s.predicate() || s.opcode() == VORN_OPC_SET;
+    compare(s.name(), nrows,
+            [&] { r.results[0] = scan ? s.run(r.res, r.src, r.lo, r.hi, r.aux) : s.run(r.res, r.src, r.aux); });
+  }
+
+  template <class Visit>
+  void for_all_bytes(Visit visit) {
+    visit(std::span(reinterpret_cast<uint8_t *>(&r), sizeof r));
+    for (const placed_vector &v : memory)
+      visit(v.with_canaries());
+    for (const placed_vector &v : sources)
+      visit(v.with_canaries());
+  }
+  std::string state() {
+    std::string all;
+    for_all_bytes([&](auto bytes) { all.append(reinterpret_cast<const char *>(bytes.data()), bytes.size()); });
+    return all;
+  }
+
+  // Memory of a call: bytes at one of its ends, such as a result, or random bits.
+  uint8_t *put(part p, size_t size, bool last, unsigned offset = 0) {
+    memory[p].place(last ? vorn_test::at_end : offset, size);
+    return std::fill_n(memory[p].begin(), size, uint8_t{0xff}) - size;
+  }
+  uint8_t *put(part p, size_t size) { return put(p, size, random.once_in(2)); }
+  uint64_t *put_bits(part p, uint64_t nbits) {
+    put(p, (nbits + 63) / 64 * 8);
+    random.fill(memory[p]);
+    return memory[p];
+  }
+
+  uint8_t *put_codes(unsigned width, bool last) {
+    uint8_t *bytes = put(values, (numbers.size() * width + 7) / 8, last, static_cast<unsigned>(random.below(8)));
+    for (size_t i = 0; i < numbers.size(); ++i)
+      vorn_model::put_code(bytes, width, i, numbers[i]);
+    return bytes;
+  }
+
+  // Runs that have so many rows together, and a CLA of them.
+  void put_runs(uint32_t nrows, unsigned bits, bool indexed, uint64_t shortest) {
+    const uint64_t longest = std::min(random.one_of({1UL, 3UL, 20UL, 100UL, 65535UL}), top_of(bits));
+    runs.clear();
+    for (uint32_t left = nrows; left != 0; left -= runs.back())
+      runs.push_back(static_cast<uint32_t>(shortest + random.below(std::min<uint64_t>(left, longest) + 1 - shortest)));
+    uint8_t *length = put(lens, runs.size() * bits / 8), *first = put(operand, 4 * runs.size() + 4);
+    vorn_add_encoding_type_rle(&r.enc, length, indexed ? first : nullptr, static_cast<uint8_t>(bits),
+                               static_cast<uint32_t>(runs.size()), nullptr);
+    uint32_t row = 0;
+    for (const uint32_t run : runs) {
+      store_big(std::exchange(length, length + bits / 8), indexed ? 0xa5a5 : run, bits / 8); // the CLA stands for it
+      store_big(std::exchange(first, first + 4), std::exchange(row, row + run), 4);
+    }
+    store_big(first, row, 4);
+  }
+
+  // Calls visit(count, last) for every count, with streams at either end of their memory.
+  template <class Visit>
+  void for_each_count(Visit visit) {
+    for (uint32_t count = 0; count <= 258 && !HasFatalFailure(); ++count)
+      for (const bool last : {false, true})
+        if (random.once_in(share)) {
+          r = {};
+          std::ranges::for_each(memory, [](placed_vector &v) { v.place(vorn_test::at_end, 0); });
+          visit(count < 258 ? count : 32768 + static_cast<uint32_t>(random.below(8192)), last);
+        }
+  }
+
+  void check_scan(const slot &s, uint32_t nrows);
+  void check_predicates(const slot &first, unsigned width, bool uniform, uint32_t nrows, bool last);
+  void check_unpack(const slot &s, unsigned run_bits, uint32_t nrows);
+  void check_bits(uint32_t nbits, bool last);
+
+  struct {
+    vorn_enc_ctx enc;
+    vorn_cv res, src, lo, hi;
+    vorn_aux aux;
+    vorn_test::iterator iterator;
+    uint64_t results[8];
+  } r = {};
+  std::array<placed_vector, parts> memory;
+  vorn_test::sources sources;
+  std::array<vorn_test::family, 2> families; // generic and at hand
+  std::vector<uint64_t> numbers;
+  std::vector<uint32_t> runs;
+  uint32_t next_start = 0;
+  uint64_t rows = 0;
+  vorn_global_ctx_t at_hand = {};
+  const uint64_t share = std::getenv("VORN_TEST_ONE_IN") ? std::stoul(std::getenv("VORN_TEST_ONE_IN")) : 1;
+  vorn_test::random_source random{static_cast<uint64_t>(GTEST_FLAG_GET(random_seed))};
+};
+
+// A scan of the source at hand with mask and filter, or by its selective twin.
+void engines::check_scan(const slot &s, uint32_t nrows) {
+  r.src.vorn_cv_mask_bv = random.once_in(4) ? put_bits(mask, nrows) : nullptr;
+  r.aux = vorn_test::selective_by(random.once_in(3) ? nullptr : put_bits(filter, nrows), random.once_in(2));
+  r.aux.vorn_aux_op_bits[2] = 0x40;
+  put(out, (nrows + 63) / 64 * 8);
+  r.res = vorn_test::result_of(memory[out], nrows);
+  r.res.vorn_cv_popc = 1234;
+  compare(s, nrows);
+}
+
+// A column, and the ten predicates.
+void engines::check_predicates(const slot &first, unsigned width, bool uniform, uint32_t nrows, bool last) {
+  const bool packed = first.encoding() == VORN_ENC_DYNP, codes = first.encoding() == VORN_ENC_DICT;
+  const unsigned size = width / 8, bits = codes ? 0 : vorn_model::length_code_bits(first.width());
+  r.enc = first.encoding_context(uniform ? VORN_UNIFORM_LENS : 0);
+  r.enc.vorn_enc_ctx_width = width;
+  random.draw(numbers, nrows, top_of(width));
+
+  // Now and then dynamic-packed values have one length.
+  uint8_t *lengths = put(lens, uniform ? 1 : (uint64_t{nrows} * bits + 7) / 8);
+  const auto shortest = random.once_in(4) ? random.below(size + 1) : 0;
+  std::vector<uint8_t> stored(nrows, static_cast<uint8_t>(size)); // bytes of each value
+  if (uniform)
+    *lengths = static_cast<uint8_t>(random());
+  for (uint32_t row = 0; row < nrows && bits != 0 && !uniform; ++row) {
+    const auto code = static_cast<uint8_t>(std::max(shortest, random.below(first.width() / 8)) & top_of(bits));
+    vorn_model::put_length_code(lengths, bits, row, code & (packed ? size - 1 : 255U));
+    stored[row] = packed ? static_cast<uint8_t>((code & (size - 1)) + 1) : stored[row];
+  }
+  uint8_t *at = nullptr;
+  if (codes)
+    put_codes(width, last);
+  else
+    at = put(values, std::accumulate(stored.begin(), stored.end(), size_t{0}), last,
+             static_cast<unsigned>(random.below(8)));
+  for (uint32_t row = 0; row < nrows && !codes; at += stored[row++])
+    store_big(at, numbers[row] >> 8 * (size - stored[row]), stored[row]);
+  r.src = vorn_test::vector_of(memory[values].begin(), r.enc, nrows, lengths);
+
+  for (unsigned opcode = VORN_OPC_EQ; opcode <= VORN_OPC_GE_LE; ++opcode) {
+    for (const auto &[cv, value, code] : {std::tuple{&r.lo, low, low_code}, {&r.hi, high, high_code}}) {
+      const uint64_t number = random.bound(numbers, top_of(width));
+      *cv = vorn_test::vector_of(put(value, codes ? 4 : size), r.enc, 1, put(code, 1));
+      codes ? std::memcpy(cv->vorn_cv_vals, &number, 4) : (store_big(memory[value], number, size), nullptr);
+      *memory[code].begin() = static_cast<uint8_t>(uniform              ? *lengths + random.below(3) - 1
+                                                   : random.once_in(16) ? random() // refused where values are packed
+                                                                        : random.below(first.width() / 8 + 1));
+    }
+    check_scan({first.index + opcode}, nrows);
+  }
+}
+
+// Kernels of fixed values serve several widths.
+TEST_P(engines, predicates) {
+  for (const slot &s : vorn_test::slots_where([](const slot &each) { return each.opcode() == VORN_OPC_EQ; })) {
+    const bool fixed = s.encoding() == VORN_ENC_FIXED;
+    const unsigned narrowest = fixed && s.width() > 16 ? s.width() / 2 + 8 : s.width();
+    for (unsigned width = narrowest; width <= s.width(); width += 8)
+      for (int uniform = 0; uniform <= (fixed && s.flag()); ++uniform)
+        for_each_count([&](uint32_t nrows, bool last) { check_predicates(s, width, uniform != 0, nrows, last); });
+  }
+}
+
+// The map has the word of the largest code, but no other behind it.
+TEST_P(engines, sets) {
+  for (const slot &s : vorn_test::slots_of(VORN_OPC_SET, 22))
+    for_each_count([&](uint32_t nrows, bool last) {
+      r.enc = s.encoding_context();
+      random.draw(numbers, nrows,
+                  std::min(top_of(s.width()), random.once_in(2) ? uint64_t{70000} : 1 + random.below(300)));
+      r.src = vorn_test::vector_of(put_codes(s.width(), last), r.enc, nrows);
+      r.lo.vorn_cv_bv = put_bits(operand, nrows == 0 ? 1 : *std::ranges::max_element(numbers) + 1);
+      check_scan(s, nrows);
+    });
+}
+
+// A range, a filter and a list of one column, from row 0 to 70 on.
+void engines::check_unpack(const slot &s, unsigned run_bits, uint32_t nrows) {
+  enum { range, by_filter, by_list };
+  for (const int form : {range, by_filter, by_list}) {
+    const uint32_t start = std::min(nrows, next_start++ % 71);
+    r.aux = {};
+    r.aux.vorn_aux_flags = random.once_in(2) ? VORN_AUX_UNPACK_UB4 : 0;
+    r.aux.vorn_aux_start_slot = start;
+    r.aux.vorn_aux_run_idx = 77;
+    if (run_bits != 0 && start != 0 &&
+        random.below(3) != 0) { // goes on in the run of the row before, or of an earlier one
+      const uint64_t row = start - 1 - random.below(std::min(start, 3U));
+      uint32_t run = 0, end = runs[0];
+      while (end <= row)
+        end += runs[++run];
+      r.aux.vorn_aux_run_idx = run;
+      r.aux.vorn_aux_run_end = end;
+    }
+    uint64_t room = random.one_of({uint64_t{0}, uint64_t{1}, random.below(nrows + 2), uint64_t{256}, uint64_t{nrows}});
+    if (form == by_filter)
+      r.aux.vorn_aux_filter_bv = put_bits(filter, nrows);
+    if (form == by_list) {
+      room = start == nrows ? 0 : random.below(nrows - start) + 1;
+      if (room == 0 && run_bits != 0)
+        continue; // is an error
+      put(operand, 4 * room);
+      r.aux.vorn_aux_ones_vec = memory[operand];
+      r.aux.vorn_aux_ones_vec_size = static_cast<uint32_t>(room);
+      std::generate_n(r.aux.vorn_aux_ones_vec, room,
+                      [&] { return start + static_cast<uint32_t>(random.below(nrows - start)); });
+      if (run_bits != 0)
+        std::sort(r.aux.vorn_aux_ones_vec, r.aux.vorn_aux_ones_vec + room);
+    }
+    const unsigned element = r.aux.vorn_aux_flags != 0 || s.width() > 16 ? 4 : s.width() > 8 ? 2 : 1;
+    r.res = {};
+    r.res.vorn_cv_nrows = static_cast<uint32_t>(room);
+    r.res.vorn_cv_vals = put(out, room * element);
+    compare(s, nrows);
+  }
+}
+
+TEST_P(engines, unpack) {
+  for (const slot &s : vorn_test::slots_of(VORN_OPC_DECODE_UNPACK, 22))
+    for (const unsigned run_bits : {0U, 8U, 16U})
+      for (int repetition = 0; repetition < 2; ++repetition)
+        for_each_count([&](uint32_t nrows, bool last) {
+          r.enc = s.encoding_context();
+          if (run_bits != 0)
+            put_runs(nrows, run_bits, false, 1);
+          random.draw(numbers, run_bits == 0 ? nrows : runs.size(), top_of(s.width()));
+          r.src = vorn_test::vector_of(put_codes(s.width(), last), r.enc, nrows);
+          check_unpack(s, run_bits, nrows);
+        });
+}
+
+// The values of a list of rows.  No symbol is read.
+TEST_P(engines, decode) {
+  for (const slot &s : vorn_test::slots_of(VORN_OPC_DECODE, 22))
+    for (const bool offsets : {false, true})
+      for_each_count([&](uint32_t listed, bool last) {
+        const auto ncodes = 1 + static_cast<uint32_t>(random.below(2 * std::min(listed, 20000U) + 9));
+        random.draw(numbers, ncodes, std::min(top_of(s.width()), offsets ? 1 + random.below(5000) : UINT64_MAX));
+        const auto nsyms = static_cast<uint32_t>(1 + *std::ranges::max_element(numbers));
+        uint8_t *cla = put(operand, offsets ? 4 * (uint64_t{nsyms} + 1) : 0, true);
+        uint64_t offset = 0;
+        for (uint64_t i = 0; offsets && i <= nsyms; offset += random.once_in(20) ? 65536 : random.below(9))
+          store_big(cla + 4 * i++, offset, 4);
+        uint8_t *length = put(low, 2);
+        store_big(length, random.once_in(4) ? 0 : random(), 2);
+        vorn_build_encoding_type_dict(&r.enc, s.width(), cla, length, cla, nsyms,
+                                      offsets ? VORN_DICT_CLA : VORN_DICT_ONE_LENGTH, 0);
+        const bool of_runs = random.once_in(2); // whose number it is that matters
+        if (of_runs)
+          vorn_add_encoding_type_rle(&r.enc, nullptr, nullptr, 8, ncodes, nullptr);
+        r.src = vorn_test::vector_of(put_codes(s.width(), last), r.enc, of_runs ? 3 : ncodes);
+        put(filter, 4 * uint64_t{listed});
+        r.aux.vorn_aux_ones_vec = memory[filter];
+        r.aux.vorn_aux_ones_vec_size = listed;
+        std::generate_n(r.aux.vorn_aux_ones_vec, listed, [&] { return static_cast<uint32_t>(random.below(ncodes)); });
+        r.res.vorn_cv_vals = put(out, 8 * uint64_t{listed});
+        r.res.vorn_cv_lens = put(out_lens, 2 * uint64_t{listed});
+        r.res.vorn_cv_flgs = random.once_in(3) ? nullptr : put(out_flgs, 2 * uint64_t{listed});
+        compare(s, listed);
+      });
+}
+
+TEST_P(engines, bursts) {
+  for (const unsigned bits : {8U, 16U})
+    for (const bool indexed : {false, true})
+      for (int repetition = 0; repetition < 10; ++repetition)
+        for_each_count([&](uint32_t nrows, bool /*last*/) {
+          vorn_build_encoding_type_dict(&r.enc, 8, nullptr, nullptr, nullptr, 0, 0, 0);
+          put_runs(nrows, bits, indexed, random.below(2));
+          r.src = vorn_test::vector_of(nullptr, r.enc, 0);
+          r.aux.vorn_aux_filter_bv = put_bits(filter, runs.size());
+          const auto nbits =
+              static_cast<uint32_t>(nrows + random.one_of({0U, 0U, 35U, 70U})); // the others are of no run
+          put(out, (nbits + 63) / 64 * 8);
+          r.res = vorn_test::result_of(memory[out], nbits);
+          compare({static_cast<uint32_t>(r.enc.vorn_enc_ctx_minor_type << 5 | VORN_OPC_BURST)}, nrows);
+        });
+}
+
+// The operations of a family, and of an iterator after some of them.
+void engines::check_bits(uint32_t nbits, bool last) {
+  const vorn_test::family &generic = families[0];
+  const auto check = [&](const char *name, auto operation) {
+    compare(name, nbits, [&] { operation(families[vorn_global_ctx.vorn_global_ctx_dispatch != vorn_dispatch_table]); });
+  };
+  const auto place = [&](placed_vector &v) {
+    v.place(last ? vorn_test::at_end : static_cast<unsigned>(random.below(generic.unit == 8 ? 8 : 1)),
+            generic.size(nbits));
+    random.fill(v);
+  };
+  auto *const count = reinterpret_cast<uint32_t *>(r.results);
+  place(memory[out]);
+  for (size_t op = 0; op < generic.combinations.size(); ++op) {
+    std::ranges::for_each(sources, place);
+    const auto target = random.below(generic.combinations[op].nsources + 1);
+    const placed_vector &dst = target == 0 ? memory[out] : sources[target - 1];
+    uint32_t *const counted = random.once_in(3) ? nullptr : count;
+    check("combination", [&](auto &ops) { ops.combinations[op].run(dst, counted, sources, nbits); });
+  }
+  check("popcnt", [&](auto &ops) { ops.popcnt(count, sources[0], nbits); });
+  if (nbits != 0) {
+    const uint64_t from = random.below(nbits), to = from + random.below(nbits - from);
+    check("set_range", [&](auto &ops) { ops.set_range(sources[0], from, to); });
+    check("clr_range", [&](auto &ops) { ops.clr_range(sources[1], from, to); });
+  }
+  const auto mode = static_cast<uint8_t>(random.below(3));
+  const uint64_t start = random.once_in(2) ? 0 : random.below(8 * generic.size(nbits) + 1);
+  check("ictx_ini2", [&](auto &ops) { ops.start(r.iterator, sources[2], nbits, mode, start); });
+  for (unsigned step = 0; step < 6; ++step) {
+    const uint32_t batch = random.one_of({0U, 1U, 7U, 64U, 65U, nbits});
+    put(operand, 4 * uint64_t{batch});
+    const bool singly = random.once_in(3);
+    check("iterator", [&](auto &ops) {
+      for (uint64_t &result : r.results)
+        result = mode == 1 ? ops.iter_clr(r.iterator)
+                 : singly  ? ops.iter(r.iterator)
+                           : ops.ones(r.iterator, memory[operand], batch);
+    });
+  }
+}
+
+TEST_P(engines, bit_vectors) {
+  for (const bool of_words : {false, true}) {
+    vorn_global_ctx = vorn_test::initial_global_ctx;
+    families[0] = vorn_test::family_in_force(of_words);
+    vorn_global_ctx = at_hand;
+    families[1] = vorn_test::family_in_force(of_words);
+    for (int repetition = 0; repetition < 20; ++repetition)
+      for_each_count([&](uint32_t nbits, bool last) { check_bits(nbits, last); });
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(each, engines,
+                         testing::ValuesIn(vorn_test::implementations + 1, std::end(vorn_test::implementations)),
+                         vorn_test::implementation_name);
+
+} // namespace

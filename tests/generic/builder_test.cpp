@@ -1,0 +1,53 @@
+// What the builder of dispatch tables rejects, which elsewhere ends the compilation.
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <vector>
+
+#include "generic/table/dispatch_table.hpp"
+#include "tests/support/slots.hpp"
+
+namespace {
+
+#define COUNT(family, KERNELS, shape, count) +count
+constexpr uint64_t all_kernels = 0 VORN_FAMILIES(COUNT);
+
+vorn::dispatch_builder with_all_families() {
+  vorn::dispatch_builder builder;
+#define ADD(family, KERNELS, shape, count) builder.add(#family, vorn::family, count);
+  VORN_FAMILIES(ADD)
+  return builder;
+}
+
+TEST(dispatch_builder, tells_what_is_wrong_with_which_kernel) {
+  using entries = std::vector<vorn::dispatch_entry>;
+  const vorn::dispatch_entry eq(0x03a0, vorn_eq_dict_8bit, "vorn_eq_dict_8bit");
+  const auto add = [](const entries &kernels) {
+    return [=](vorn::dispatch_builder &builder) { builder.add("family", kernels, kernels.size()); };
+  };
+  const char *const count_off = "the number of kernels is not the one expected";
+  const char *const misnamed = "the name does not fit the slot";
+  const struct {
+    std::function<void(vorn::dispatch_builder &)> step;
+    uint64_t number;
+    const char *name, *reason;
+  } cases[] = {{[&](auto &builder) { builder.add("family", entries{eq}, 2); }, 1, "family", count_off},
+               {[](auto &builder) { builder.finish(all_kernels - 1); }, all_kernels, "all families", count_off},
+               {add({eq}), 0x03a0, "vorn_eq_dict_8bit", "two kernels claim the slot"},
+               {add({{0x03a1, vorn_eq_dict_8bit, "vorn_eq_dict_8bit"}}), 0x03a1, "vorn_eq_dict_8bit", misnamed},
+               {add({{0x0420, vorn_eq_dict_8bit, "vorn_eq_dict_8bit"}}), 0x0420, "vorn_eq_dict_8bit", misnamed},
+               {add({{0x13a0, vorn_eq_dict_8bit, "vorn_eq_dict_8bit"}}), 0x13a0, "vorn_eq_dict_8bit", misnamed},
+               {add({{0x03e0, vorn_eq_dict_8bit, "vorn_eq_dict_8bit"}}), 0x03e0, "vorn_eq_dict_8bit", misnamed},
+               {add({{0x03a0, vorn_eq_dict_8bit, "vorn_eq_dict_8bits"}}), 0x03a0, "vorn_eq_dict_8bits", misnamed}};
+  EXPECT_STREQ(with_all_families().finish(all_kernels).fault.reason, "");
+  for (const auto &[step, number, name, reason] : cases) {
+    vorn::dispatch_builder builder = with_all_families();
+    step(builder);
+    const vorn::dispatch_fault fault = builder.finish(0).fault; // the first one is kept
+    EXPECT_STREQ(fault.name, name);
+    EXPECT_EQ(fault.number, number) << name << ' ' << reason;
+    EXPECT_STREQ(fault.reason, reason);
+  }
+}
+
+} // namespace
