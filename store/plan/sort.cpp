@@ -1,6 +1,7 @@
 #include "store/plan/sort.hpp"
 
 #include <algorithm>
+#include <cstring>
 #include <utility>
 
 #include "store/encode/big_endian.hpp"
@@ -21,7 +22,8 @@ beginning beginning_of(std::string_view bytes) {
   // Seven bytes and the length, since bytes that are not there are told from zeros by it.
   constexpr size_t room = 7;
   uint64_t number = 0;
-  bytes.copy(reinterpret_cast<char *>(&number), room); // of an empty text there may be no address
+  if (!bytes.empty())
+    std::memcpy(&number, bytes.data(), std::min(bytes.size(), room));
   return {big_endian(number) | std::min(bytes.size(), room + 1), bytes.size() <= room};
 }
 
