@@ -3,6 +3,7 @@
 
 #include "generic/bitvec/combine.hpp"
 #include "generic/bitvec/iterate.hpp"
+#include "isa/avx2/ones.hpp"
 #include "isa/avx512/processor.hpp"
 #include "isa/vbmi/passes.hpp"
 
@@ -34,25 +35,25 @@ struct avx512_words {
 struct avx512_ones {
   template <class Unit, class Context>
   static uint32_t list_ones(Context &context, uint32_t *out, uint32_t max) {
+    if (!has_vbmi)
+      return byte_ones::list_ones<Unit>(context, out, max);
+    Context local = context;
+    auto &[next, nbits, base, offset, word] = local;
+    const int64_t left = int64_t{nbits} - base - 64; // bits behind the word in hand
+    const uint32_t in_hand = popcount(word);
     uint32_t count = 0;
-    if (has_vbmi) {
-      Context local = context;
-      auto &[next, nbits, base, offset, word] = local;
-      const int64_t left = int64_t{nbits} - base - 64; // bits behind the word in hand
-      const uint32_t in_hand = popcount(word);
-      if (left >= 64 && in_hand < max) {
-        count = single_bits::list_ones<Unit>(local, out, in_hand);
-        uint32_t room = max - count;
-        const uint64_t words = vbmi_passes::list_ones(next, static_cast<uint64_t>(left) / 64,
-                                                      static_cast<uint32_t>(base + 64), out + count, room);
-        count = max - room;
-        if (words != 0) {
-          next += words;
-          base += static_cast<int32_t>(64 * words);
-          offset = 0;
-        }
-        context = local;
+    if (left >= 64 && in_hand < max) {
+      count = single_bits::list_ones<Unit>(local, out, in_hand);
+      uint32_t room = max - count;
+      const uint64_t words = vbmi_passes::list_ones(next, static_cast<uint64_t>(left) / 64,
+                                                    static_cast<uint32_t>(base + 64), out + count, room);
+      count = max - room;
+      if (words != 0) {
+        next += words;
+        base += static_cast<int32_t>(64 * words);
+        offset = 0;
       }
+      context = local;
     }
     return count == max ? count : count + single_bits::list_ones<Unit>(context, out + count, max - count);
   }

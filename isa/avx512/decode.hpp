@@ -1,8 +1,8 @@
 // The steps of the decoders, with VBMI where there is some.
 #pragma once
 
+#include "isa/avx2/unpack.hpp"
 #include "isa/avx512/processor.hpp"
-#include "isa/block_steps.hpp"
 #include "isa/vbmi/passes.hpp"
 
 namespace vorn::inline VORN_LEVEL {
@@ -17,15 +17,16 @@ inline uint32_t last_one(const uint64_t *rows, uint32_t before) {
 }
 
 template <unsigned W, class Element>
-struct avx512_steps : block_steps<W, Element> {
-  using base = code_steps<W, Element>;
+struct avx512_steps : lane_steps<W, Element> {
+  using without_vbmi = lane_steps<W, Element>;
+  using by_rows = code_steps<W, Element>;
   static constexpr bool is_least = std::is_same_v<Element, lane<W>>;
 
   static void range(const code_stream &stream, uint64_t first, uint32_t n, void *elements) {
     if (!has_vbmi || (W == 8 && is_least)) // bytes are copied
-      return base::range(stream, first, n, elements);
+      return without_vbmi::range(stream, first, n, elements);
     auto *out = static_cast<Element *>(elements);
-    const uint32_t head = base::start_of_range(stream, first, n, out);
+    const uint32_t head = by_rows::start_of_range(stream, first, n, out);
     const uint8_t *codes = stream.bytes + (first + head) / 8 * W;
     const vbmi_passes::unpack_passes &passes = vbmi_passes::unpack.of[W];
     (is_least ? passes.range : passes.range_ub4)(codes, n - head, out + head);
@@ -34,7 +35,7 @@ struct avx512_steps : block_steps<W, Element> {
   static uint32_t filter(const code_stream &stream, const uint64_t *rows, uint32_t first, uint32_t &room,
                          void *elements) {
     if (!has_vbmi || room == 0)
-      return base::filter(stream, rows, first, room, elements);
+      return without_vbmi::filter(stream, rows, first, room, elements);
     const auto nrows = static_cast<uint32_t>(stream.ncodes);
     const vbmi_passes::unpack_passes &passes = vbmi_passes::unpack.of[W];
     const uint32_t before = room;
@@ -42,7 +43,7 @@ struct avx512_steps : block_steps<W, Element> {
         (is_least ? passes.filter : passes.filter_ub4)(stream.bytes, nrows, rows, first, room, elements);
     if (room == 0)
       return last_one(rows, std::min(next, nrows));
-    return base::filter(stream, rows, next, room, static_cast<Element *>(elements) + (before - room));
+    return by_rows::filter(stream, rows, next, room, static_cast<Element *>(elements) + (before - room));
   }
 };
 
