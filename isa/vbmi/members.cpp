@@ -82,11 +82,12 @@ private:
   // Of two tables by one permutation, of more by the bit of the index that tells the halves apart.
   template <unsigned First, unsigned Count>
   __m512i look_up(__m512i index) const {
-    if constexpr (Count == 2)
+    if constexpr (Count == 2) {
       return _mm512_permutex2var_epi16(words_[First], index, words_[First + 1]);
-    else
-      return _mm512_mask_blend_epi16(_mm512_test_epi16_mask(index, _mm512_set1_epi16(Count / 2 * 32)),
-                                     look_up<First, Count / 2>(index), look_up<First + Count / 2, Count / 2>(index));
+    } else {
+      const __m512i lower = look_up<First, Count / 2>(index), upper = look_up<First + Count / 2, Count / 2>(index);
+      return _mm512_mask_mov_epi16(lower, _mm512_test_epi16_mask(index, _mm512_set1_epi16(Count / 2 * 32)), upper);
+    }
   }
 
   __m512i words_[tables];
