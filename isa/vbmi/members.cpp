@@ -61,6 +61,7 @@ requires(W >= 9 && W <= 12) class in_map<W> {
 
 public:
   using lanes = code_lanes<W>;
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): all tables are loaded
   explicit in_map(const uint64_t *map) {
     for (unsigned i = 0; i < tables; ++i)
       words_[i] = _mm512_loadu_si512(map + 8 * i);
@@ -119,6 +120,7 @@ struct whole_map {
   alignas(64) uint64_t words[nwords];
 
   // scratch: room for a bit for each row.
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): read does it
   whole_map(const uint8_t *stream, uint32_t nrows, const uint64_t *map, uint64_t *scratch) {
     constexpr uint64_t page = 4096;
     const uint64_t on_page = (page - reinterpret_cast<uintptr_t>(map) % page) / sizeof *map;

@@ -12,6 +12,10 @@ namespace vorn::inline VORN_LEVEL {
 // For some words of rows: which codes are as large as the lower bound's, and which are no larger than the upper one's.
 class code_answers {
 public:
+  // They are not cleared before they are made.
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init)
+  code_answers() {}
+
   static constexpr uint64_t words = 256;
 
   // Of nrows rows, at most 64 for each word, whose codes begin with a byte.

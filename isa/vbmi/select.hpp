@@ -60,6 +60,8 @@ class code_blocks {
   static constexpr uint64_t loaded = 64 + (Lanes::vectors - 1) * Lanes::bytes; // of a block
 
 public:
+  // What no block is copied to is not cleared.
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init)
   code_blocks(const uint8_t *stream, uint64_t ncodes) : stream_(stream), blocks_((ncodes + 63) / 64) {
     const uint64_t bits = ncodes * Lanes::width, size = (bits + 7) / 8;
     in_stream_ = size < loaded ? 0 : std::min((size - loaded) / block_bytes + 1, ncodes / 64);
