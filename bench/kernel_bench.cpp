@@ -4,6 +4,7 @@
 //   in_cache      65,536 rows, again and again
 //   out_of_cache  a stream of 256 MB
 //   selectivity   65,536 rows of which 1, 50 or 99 percent match
+//   rows          10,000 to 100,000,000 rows, of streams of up to 256 MB
 //   twin          65,536 rows of which a filter keeps 1, 10 or 50 percent
 //   runs_of       bursts over 65,536 rows in runs of about 4, 20 or 100, half of them selected
 //   range, filter, list

@@ -200,6 +200,10 @@ void add_scans(const std::vector<implementation> &found) {
         RegisterBenchmark(name_of("selectivity_" + std::to_string(per_cent), slot.name(), which).c_str(), scan,
                           which.table(), slot, cached_rows, per_cent / 100.0)
             ->UseManualTime();
+      for (uint64_t count = 10'000; count <= 100'000'000 && count * slot.width() / 8 <= stream_bytes; count *= 10)
+        RegisterBenchmark(name_of("rows_" + std::to_string(count), slot.name(), which).c_str(), scan, which.table(),
+                          slot, count, 0.5)
+            ->UseManualTime();
       for (const unsigned per_cent : {1U, 10U, 50U})
         RegisterBenchmark(name_of("twin_" + std::to_string(per_cent), slot.name(), which).c_str(), twin, which.table(),
                           slot, per_cent);

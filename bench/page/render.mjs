@@ -1,0 +1,51 @@
+// Makes the page of the record of a run, with all that it needs, in a folder.
+//   node render.mjs RUN.json FOLDER
+import fs from 'node:fs';
+import path from 'node:path';
+
+import { colours, sectionsOf } from './plots.mjs';
+
+const [record, folder] = process.argv.slice(2);
+const here = import.meta.dirname;
+const run = JSON.parse(fs.readFileSync(record));
+
+const escaped = (text) => String(text).replace(/[&<>"]/g, (c) => `&#${c.charCodeAt(0)};`);
+const html = (parts, ...values) => String.raw({ raw: parts }, ...values.map((v) => (Array.isArray(v) ? v.join('') : v)));
+const shown = (value) => (typeof value === 'number' ? Number(value.toPrecision(3)).toLocaleString('en') : (value ?? ''));
+
+function table(rows) {
+  const columns = [...new Set(rows.flatMap(Object.keys))];
+  const cells = (tag, values) => html`<tr>${values.map((value) => `<${tag}>${escaped(shown(value))}</${tag}>`)}</tr>`;
+  return html`<table>${cells('th', columns)}${rows.map((row) => cells('td', columns.map((column) => row[column])))}</table>`;
+}
+
+const specs = [];
+const figure = ({ title, spec, table: rows }) => html`
+<figure>
+<figcaption>${escaped(title)}</figcaption>
+<div class="plot" id="plot-${specs.push(spec) - 1}"></div>
+<details><summary>figures</summary>${table(rows)}</details>
+</figure>`;
+
+const section = ({ title, text, figures }) => html`
+<section>
+<h2>${escaped(title)}</h2>
+<p>${escaped(text)}</p>
+${figures.map(figure)}
+</section>`;
+
+const facts = (machine) => html`<dl>${Object.entries(machine).map(([name, value]) => `<dt>${escaped(name)}</dt><dd>${escaped(value)}</dd>`)}</dl>`;
+const legend = html`<p class="legend">${Object.entries(colours).map(([name, code]) => `<span style="--colour: ${code}">${name}</span>`)}</p>`;
+
+const parts = {
+  machine: facts(run.machine),
+  legend,
+  sections: sectionsOf(run).map(section).join(''),
+  specs: JSON.stringify(specs).replaceAll('<', '\\u003c'),
+};
+const template = fs.readFileSync(path.join(here, 'template.html'), 'utf8');
+
+fs.mkdirSync(folder, { recursive: true });
+fs.writeFileSync(path.join(folder, 'index.html'), template.replace(/\{\{(\w+)\}\}/g, (_, name) => parts[name]));
+for (const file of ['page.css', 'page.js', ...['vega', 'vega-lite', 'vega-embed'].map((name) => `node_modules/${name}/build/${name}.min.js`)])
+  fs.copyFileSync(path.join(here, file), path.join(folder, path.basename(file)));
