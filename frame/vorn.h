@@ -45,8 +45,9 @@
  *  5. Results.  Entry points and kernels return one of the VORN_RESULT codes.  A wrong call is reported through
  *     host_raise_internal_error of the host (frame/host.h); if the reporter returns, the call goes on with its next
  *     step.  A limit that only a builder or a kernel can see is a fatal assertion.
- *  6. Unwinding.  A reporter may throw or jump: no entry point holds a resource when it reports, but for the scratch
- *     vector of a self-check that failed, which the host takes back with the scratch of the call.
+ *  6. Unwinding.  A reporter may throw or jump: no entry point holds a resource when it reports, but for scratch memory
+ *     of a self-check that failed, and of group keys over a stream that cannot be decompressed, which the host takes back
+ *     with the scratch of the call.
  *  7. Threads.  vorn_nfy comes before all other calls.  After it any number of threads may call, each with its own
  *     result and vorn_aux.  One thread at a time makes the first call on a block-compressed vector, and one thread
  *     at a time scans a given run-length encoding context.

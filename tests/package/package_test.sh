@@ -6,6 +6,7 @@
 #   add_subdirectory      builds it with vorn as a part of its project
 #   fetch_content         the same by FetchContent, in the folder of the former, which has compiled the same sources
 #   alone                 configures the library without the stand-in host
+#   document NAME         does what docs/NAME.md says
 #   vornq                 runs the installed program
 #   remove                removes the folder
 #
@@ -82,6 +83,8 @@ alone() {
   configure alone "$SOURCE" -DVORN_BUILD_HOST=OFF $without_packages
   check_alone alone
 }
+
+document() { PREFIX="$prefix" sh "$SOURCE/tests/package/document_test.sh" "$SOURCE/docs/$1.md"; }
 
 vornq() {
   printf 'city,late\nAtlanta,75\nParis,3\nChicago,60\n' >"$root/flights.csv"
