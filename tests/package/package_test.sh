@@ -8,6 +8,8 @@
 #   alone                 configures the library without the stand-in host
 #   document NAME         does what docs/NAME.md says
 #   vornq                 runs the installed program
+#   debian                installs the Debian packages into an empty root and does the same with these: find_package,
+#                         pkg_config, vornq
 #   remove                removes the folder
 #
 # SOURCE, BUILD, CMAKE and CC name what is tested.
@@ -91,6 +93,26 @@ vornq() {
   "$prefix/bin/vornq" "$root/flights.csv" --where 'late >= 60' --select city --isa sse42 >"$root/answer" ||
     fail "$(cat "$root/answer")"
   grep -q Chicago "$root/answer" || fail "$(cat "$root/answer")"
+}
+
+debian() {
+  (cd "$BUILD" && "$(dirname "$CMAKE")/cpack" -B "$root/debian") >"$root.log" 2>&1 || fail "$(cat "$root.log")"
+  system=$root/system
+  mkdir -p "$system/var/lib/dpkg"
+  for part in info updates; do mkdir "$system/var/lib/dpkg/$part"; done
+  touch "$system/var/lib/dpkg/status"
+  dpkg --root="$system" --log=/dev/null --force-not-root,depends --install "$root"/debian/*.deb >"$root.log" 2>&1 ||
+    fail "$(cat "$root.log")"
+  for needs in 'libvorn-dev libvorn0 (= ' 'libvorn0 libc6 (>= ' 'vornq libvornhost0 (= ' 'vornq libstdc++6 (>= '; do
+    dpkg-query --admindir="$system/var/lib/dpkg" --show --showformat='${Depends}' "${needs%% *}" |
+      grep -Fq "${needs#* }" || fail "not said: $needs"
+  done
+  prefix=$system/usr
+  root=$root/with_packages
+  mkdir "$root"
+  find_package vorn
+  pkg_config
+  vornq
 }
 
 "$@"
