@@ -98,11 +98,12 @@ vornq() {
 debian() {
   (cd "$BUILD" && "$(dirname "$CMAKE")/cpack" -B "$root/debian") >"$root.log" 2>&1 || fail "$(cat "$root.log")"
   system=$root/system
-  mkdir -p "$system/var/lib/dpkg"
-  for part in info updates; do mkdir "$system/var/lib/dpkg/$part"; done
+  mkdir -p "$system/var/lib/dpkg/info" "$system/var/lib/dpkg/updates" "$root/bin"
   touch "$system/var/lib/dpkg/status"
-  dpkg --root="$system" --log=/dev/null --force-not-root,depends --install "$root"/debian/*.deb >"$root.log" 2>&1 ||
-    fail "$(cat "$root.log")"
+  # What the packages do when they are configured is meant for the whole machine.
+  ln -s "$(command -v true)" "$root/bin/ldconfig"
+  PATH=$root/bin:$PATH dpkg --root="$system" --log=/dev/null --force-not-root,depends,script-chrootless \
+    --install "$root"/debian/*.deb >"$root.log" 2>&1 || fail "$(cat "$root.log")"
   for needs in 'libvorn-dev libvorn0 (= ' 'libvorn0 libc6 (>= ' 'vornq libvornhost0 (= ' 'vornq libstdc++6 (>= '; do
     dpkg-query --admindir="$system/var/lib/dpkg" --show --showformat='${Depends}' "${needs%% *}" |
       grep -Fq "${needs#* }" || fail "not said: $needs"
