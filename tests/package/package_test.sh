@@ -104,6 +104,10 @@ debian() {
   ln -s "$(command -v true)" "$root/bin/ldconfig"
   PATH=$root/bin:$PATH dpkg --root="$system" --log=/dev/null --force-not-root,depends,script-chrootless \
     --install "$root"/debian/*.deb >"$root.log" 2>&1 || fail "$(cat "$root.log")"
+  # An install() without a COMPONENT is in no package.
+  (cd "$prefix" && find . ! -type d) | sort >"$root/installed"
+  (cd "$system/usr" && find . ! -type d ! -path './share/doc/*/copyright') | sort | diff "$root/installed" - ||
+    fail "the packages do not have what is installed without them"
   for needs in 'libvorn-dev libvorn0 (= ' 'libvorn0 libc6 (>= ' 'vornq libvornhost0 (= ' 'vornq libstdc++6 (>= '; do
     dpkg-query --admindir="$system/var/lib/dpkg" --show --showformat='${Depends}' "${needs%% *}" |
       grep -Fq "${needs#* }" || fail "not said: $needs"
