@@ -35,8 +35,8 @@ public:
   }
 
 private:
-  alignas(8) std::array<uint8_t, rows> codes_;
-  vorn_enc_ctx encoding_;
+  alignas(8) std::array<uint8_t, rows> codes_ = {};
+  vorn_enc_ctx encoding_ = {};
 };
 
 } // namespace
@@ -47,7 +47,7 @@ int main(int argc, char **argv) {
   std::array columns = {region.vector(), product.vector()};
 
   // Signed numbers of 32 bits, the first byte the most significant one.
-  alignas(8) std::array<uint8_t, 4 * rows> amounts;
+  alignas(8) std::array<uint8_t, 4 * rows> amounts = {};
   for (uint32_t row = 0; row < rows; ++row)
     for (uint32_t byte = 0; byte < 4; ++byte)
       amounts[4 * row + byte] = static_cast<uint8_t>(static_cast<uint32_t>(amount_of(row)) >> (24 - 8 * byte));
@@ -55,7 +55,7 @@ int main(int argc, char **argv) {
   vorn_build_encoding_type_fixed(&number, 32, 0);
   number.vorn_enc_ctx_num_type = VORN_NUM_DSB;
 
-  std::array<uint32_t, batch> keys, room;
+  std::array<uint32_t, batch> keys = {}, room = {};
   std::array<int64_t, regions.size() * products.size()> sums = {}, expected = {};
   vorn_cv groups = {}, scratch = {}, numbers = {}, accumulators = {};
   groups.vorn_cv_vals = keys.data();

@@ -53,7 +53,7 @@ private:
   std::array<bucket, 2> buckets_ = {};
   std::vector<std::unique_ptr<bucket>> overflow_;
   std::array<void *, 1> tables_ = {buckets_.data()}, cursor_ = {}, end_ = {};
-  vorn_hash_table table_;
+  vorn_hash_table table_ = {};
 };
 
 // A vector with how it is encoded, which must live as long.
@@ -62,7 +62,7 @@ struct column {
   column(const column &) = delete;
   column &operator=(const column &) = delete;
 
-  vorn_enc_ctx encoding;
+  vorn_enc_ctx encoding = {};
   vorn_cv vector = {};
 };
 
@@ -80,8 +80,8 @@ void fill_keys(column &keys, std::array<uint32_t, Rows> &values, uint32_t (*key)
 
 int main(int argc, char **argv) {
   const vorn_ctx ctx = minimal_host_start(argc, argv);
-  std::array<uint32_t, customers> ids;
-  std::array<uint32_t, orders> wanted;
+  std::array<uint32_t, customers> ids = {};
+  std::array<uint32_t, orders> wanted = {};
   column build_keys, probe_keys, row_numbers;
   fill_keys(build_keys, ids, customer_id);
   fill_keys(probe_keys, wanted, ordered_by);

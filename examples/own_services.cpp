@@ -69,8 +69,8 @@ private:
   std::vector<uint8_t> stream_;
   std::unique_ptr<uint64_t[]> memory_;
   void *slot_ = nullptr;
-  vorn_enc_ctx encoding_, constant_;
-  vorn_cv vector_;
+  vorn_enc_ctx encoding_ = {}, constant_ = {};
+  vorn_cv vector_ = {};
 };
 
 } // namespace
