@@ -7,7 +7,7 @@
 
 namespace {
 
-constexpr uint32_t rows = 24, batch = 10;
+constexpr uint32_t rows = 24, batch = 10, amount_bytes = 4 * rows;
 constexpr std::array regions = {"north", "south", "west"};
 constexpr std::array products = {"apples", "pears"};
 
@@ -47,7 +47,7 @@ int main(int argc, char **argv) {
   std::array columns = {region.vector(), product.vector()};
 
   // Signed numbers of 32 bits, the first byte the most significant one.
-  alignas(8) std::array<uint8_t, 4 * rows> amounts = {};
+  alignas(8) std::array<uint8_t, amount_bytes> amounts = {};
   for (uint32_t row = 0; row < rows; ++row)
     for (uint32_t byte = 0; byte < 4; ++byte)
       amounts[4 * row + byte] = static_cast<uint8_t>(static_cast<uint32_t>(amount_of(row)) >> (24 - 8 * byte));
