@@ -13,7 +13,8 @@ int64_t key_of(const column &of, uint64_t ordinal) {
   return static_cast<int64_t>(static_cast<uint64_t>(std::get<key_range>(of.values).low) + ordinal);
 }
 
-// The value stream of a batch as it was before compression.  What is decompressed is kept where the library keeps it.
+} // namespace
+
 const uint8_t *plain_stream(const vorn_ctx &ctx, const column &of, const batch &rows) {
   if (!of.compressed)
     return rows.stream.data();
@@ -29,8 +30,6 @@ const uint8_t *plain_stream(const vorn_ctx &ctx, const column &of, const batch &
   }
   return static_cast<const uint8_t *>(rows.decompressed);
 }
-
-} // namespace
 
 int64_t stored_key(const column &of, const uint8_t *bytes, uint32_t count) {
   return key_of(of, read_big_endian(bytes, count));

@@ -10,6 +10,10 @@ namespace store {
 // The key whose ordinal in the column has these bytes, the most significant one first.
 int64_t stored_key(const column &of, const uint8_t *bytes, uint32_t count);
 
+// The value stream of a batch as it was before compression.  What is decompressed is kept where the library keeps it.
+// Throws store::error when it cannot be decompressed.
+const uint8_t *plain_stream(const vorn_ctx &ctx, const column &of, const batch &rows);
+
 class fixed_decoder final : public batch_decoder {
 public:
   // Context and column outlive this.
