@@ -100,8 +100,8 @@ struct database {
       add_table(other, "other_", random.one_in(6) ? 0 : random.below(is_long ? 40 : 200), key,
                 random.one_in(3) ? "(hash(i + 1) // 64 % 50)" : "i::UBIGINT");
     const auto load = [&] {
-      const std::optional join = fmt::format("{0}:key_{1}=other_key_{1}", other.string(), key.name);
-      loaded.emplace(ctx, db, std::span(&one, 1), is_joined ? join : std::nullopt);
+      const std::string join = fmt::format("{0}:key_{1}=other_key_{1}", other.string(), key.name);
+      loaded.emplace(ctx, db, std::span(&one, 1), is_joined ? std::optional(join) : std::nullopt);
       loaded->load(names, names, choices);
     };
     ctx.vorn_ctx_decompress = vorn_qpak_decode;
