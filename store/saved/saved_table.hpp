@@ -27,7 +27,7 @@ public:
 
   void check_encoding(const column_info &info, const encoding_choice &choice) const override;
 
-  // Not a byte is copied, and columns outlive this.
+  // One of the columns of this.  It takes no copy of the file, and may outlive this.
   column load(const column_info &info, const encoding_choice &choice,
               const std::function<void(uint64_t rows)> &progress) const override;
 
