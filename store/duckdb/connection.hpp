@@ -79,8 +79,8 @@ private:
   std::unique_ptr<void, closer> handle;
 };
 
-// A private in-memory database, which is opened when it is first asked: that takes a third of the time in which a query
-// of a saved table is answered, which never asks.
+// A private in-memory database, which is opened when it is first asked: that takes as long as a whole query of a saved
+// table, which never asks.
 class connection {
 public:
   result query(const std::string &sql);
