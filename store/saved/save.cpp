@@ -1,7 +1,5 @@
 #include "store/saved/save.hpp"
 
-#include <cstring>
-#include <string_view>
 #include <vector>
 
 #include "store/encode/big_endian.hpp"
@@ -38,6 +36,10 @@ public:
 private:
   std::vector<uint8_t> content;
 };
+
+uint64_t checksum_of(const section_bytes &content) {
+  return vorn_host_hash(content.bytes().data(), content.bytes().size(), 0);
+}
 
 column_record record_of(const saved_column &c) {
   const column &stored = c.stored;
@@ -97,7 +99,7 @@ public:
   void add(const section_bytes &content) {
     const std::vector<uint8_t> &bytes = content.bytes();
     file.write(bytes, end);
-    table.push_back({end, bytes.size(), vorn_host_hash(bytes.data(), bytes.size(), 0)});
+    table.push_back({end, bytes.size(), checksum_of(content)});
     end += room_of(bytes.size());
   }
 
@@ -107,12 +109,8 @@ public:
     first.columns = columns;
     first.rows = rows;
     first.file_bytes = end;
-    section_bytes head;
-    head.add(first);
-    head.add(table.data(), table.size() * sizeof(section));
-    first.checksum = vorn_host_hash(head.bytes().data(), head.bytes().size(), 0);
-    file.write(head.bytes(), 0);
-    file.write({reinterpret_cast<const uint8_t *>(&first), sizeof first}, 0);
+    first.checksum = checksum_of(head_of(first));
+    file.write(head_of(first).bytes(), 0);
     // What lies behind the last section.
     const uint8_t last = 0;
     file.write({&last, 1}, end - 1);
@@ -121,6 +119,13 @@ public:
   }
 
 private:
+  section_bytes head_of(const header &first) const {
+    section_bytes out;
+    out.add(first);
+    out.add(table.data(), table.size() * sizeof(section));
+    return out;
+  }
+
   replaced_file file;
   std::vector<section> table;
   uint64_t end;

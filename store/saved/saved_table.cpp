@@ -9,6 +9,7 @@
 
 #include <fmt/format.h>
 
+#include "store/decode/key_decoder.hpp"
 #include "store/encode/big_endian.hpp"
 #include "store/encode/prefix_encoder.hpp"
 #include "store/error.hpp"
@@ -70,17 +71,15 @@ uint64_t length_bytes_of(const column &of, const batch &rows) {
 // The bytes of the values of a batch, as its length codes have them.
 uint32_t dynp_bytes(const column &of, const batch &rows) {
   const uint32_t bits = length_code_bits(of.width);
-  const uint8_t *bytes_of_lengths = of.width == 16   ? vorn_length_consumed_dynp_8bit_idx_maxwidth2
-                                    : of.width == 32 ? vorn_length_consumed_dynp_8bit_idx_maxwidth4
-                                                     : vorn_length_consumed_dynp_8bit_idx_maxwidth8;
   const std::span<const uint8_t> lengths(rows.lens.data(), rows.length_bytes());
   // Four bits hold more than the lengths of 8 bytes.
   const bool are_lengths =
       of.width != 64 || std::none_of(lengths.begin(), lengths.end(), [](uint8_t two) { return (two & 0x88) != 0; });
   const auto without_row = static_cast<uint32_t>(lengths.size() * 8 / bits - rows.rows);
   require(are_lengths && (lengths.back() & ((1U << (without_row * bits)) - 1)) == 0, "its length codes are none");
+  // A code without a row is that of a byte.
   return std::accumulate(lengths.begin(), lengths.end(), uint32_t{0},
-                         [&](uint32_t sum, uint8_t some) { return sum + bytes_of_lengths[some]; }) -
+                         [bytes = bytes_of_lengths(of)](uint32_t sum, uint8_t some) { return sum + bytes[some]; }) -
          without_row;
 }
 
