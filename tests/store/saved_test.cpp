@@ -1,6 +1,5 @@
 // Saved tables: what is had back from a file, and that no file, however it came about, is more than refused.
 #include <gmock/gmock.h>
-
 #include <sys/resource.h>
 #include <sys/stat.h>
 
