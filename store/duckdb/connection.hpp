@@ -79,17 +79,18 @@ private:
   std::unique_ptr<void, closer> handle;
 };
 
-// A private in-memory database.
+// A private in-memory database, which is opened when it is first asked: that takes as long as a whole query of a saved
+// table, which never asks.
 class connection {
 public:
-  connection();
-
   result query(const std::string &sql);
   // The same, but rows are made as they are fetched, rather than all at first; the next query ends this.
   result stream(const std::string &sql);
   statement prepare(const std::string &sql);
 
 private:
+  void *opened();
+
   struct database_closer {
     void operator()(void *closed) const;
   };
