@@ -158,6 +158,7 @@ int run(int argc, char **argv) {
   std::vector<uint64_t> counts = {1'000'000, 10'000'000, 100'000'000};
   join_settings settings;
   std::optional<std::string> isa;
+  std::string record_file;
   CLI::App app("Joins a table of generated keys with rows that come in batches.", "vorn_join_scale");
   app.add_option("--keys", keys, "The keys in the table")->check(CLI::PositiveNumber)->capture_default_str();
   app.add_option("--rows", counts, "How many rows to look up; can be given several times")->capture_default_str();
@@ -165,6 +166,7 @@ int run(int argc, char **argv) {
       ->check(CLI::Range(0, 16));
   app.add_option("--bloom", settings.bloom, "Whether rows are first tested against a bloom map; otherwise as it pays");
   app.add_option("--isa", isa, "The kernels to use: generic, sse42, avx, avx2 or avx512; otherwise the best");
+  app.add_option("--record", record_file, "Write the times and memory as JSON into this file");
   CLI11_PARSE(app, argc, argv);
 
   const kernels library(isa, "");
@@ -183,11 +185,15 @@ int run(int argc, char **argv) {
              megabytes(side.keys.size() * sizeof(uint64_t)));
   bool agree = true;
   std::vector<std::vector<std::string>> lines;
+  std::string record;
   for (const uint64_t rows : counts) {
     const outcome out = probe(ctx, side, rows, settings);
     agree = agree && out.found == out.expected;
+    const double a_row = out.nanoseconds / static_cast<double>(rows);
+    record += fmt::format("{}{{\"rows\": {}, \"ns_a_row\": {:.3f}, \"peak_bytes\": {}}}", record.empty() ? "" : ",\n",
+                          rows, a_row, peak_bytes());
     lines.push_back({grouped(rows), grouped(out.found.count), out.found == out.expected ? "right" : "WRONG",
-                     fmt::format("{:.1f}", out.nanoseconds / static_cast<double>(rows)), megabytes(peak_bytes()),
+                     fmt::format("{:.1f}", a_row), megabytes(peak_bytes()),
                      megabytes(peak_bytes() - std::min(peak_bytes(), kept))});
   }
   fmt::print("{}", text_table({{"rows", true},
@@ -197,6 +203,11 @@ int run(int argc, char **argv) {
                                {"peak MB", true},
                                {"beside table, map and keys", true}},
                               lines));
+  if (!record_file.empty() &&
+      !(std::ofstream(record_file) << fmt::format("{{\"kernels\": \"{}\", \"keys\": {}, \"joins\": [{}]}}\n",
+                                                  library.name(), keys, record))
+           .flush())
+    throw error(fmt::format("cannot write {}", record_file));
   return agree ? 0 : 1;
 }
 

@@ -122,6 +122,9 @@ std::optional<options> read_options(int argc, char **argv) {
                "List the columns with their encoded sizes; so does a call without a condition");
   app.add_flag("--summary", out.summary,
                "End with the sizes of the columns as stored, in the files and plain, and the times of all conditions");
+  app.add_option("--record", out.record,
+                 "Write the sizes of the columns as stored and plain, and the least times of all conditions, as JSON")
+      ->type_name("FILE");
   app.add_option("--isa", out.isa,
                  "The kernels to use: generic, sse42, avx, avx2 or avx512; otherwise the best for this processor")
       ->type_name("NAME");

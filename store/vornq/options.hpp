@@ -31,6 +31,7 @@ struct options {
   std::optional<std::filesystem::path> saved_file;
   bool list_columns = false;
   bool summary = false;
+  std::optional<std::filesystem::path> record;
   instrumentation more;
 
   bool asks_for_groups() const { return group_columns || !aggregates.empty(); }

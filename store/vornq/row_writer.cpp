@@ -62,18 +62,6 @@ void append_csv(std::string &out, std::string_view text) {
     out += text;
 }
 
-void append_json(std::string &out, std::string_view text) {
-  out += '"';
-  for (char c : text)
-    if (c == '"' || c == '\\')
-      out += {'\\', c};
-    else if (is_control(c))
-      fmt::format_to(std::back_inserter(out), "\\u{:04x}", static_cast<unsigned char>(c));
-    else
-      out += c;
-  out += '"';
-}
-
 // JSON has no number for these.
 bool is_finite(const cell &c, const column_type &type) {
   const bool real = type.kind == value_kind::single || type.kind == value_kind::real;
@@ -95,17 +83,29 @@ void append_json(std::string &out, const cell &c, const column_type &type) {
   if (is_null(c)) {
     out += "null";
   } else if (const auto *text = std::get_if<std::string_view>(&c); text != nullptr && type.kind == value_kind::text) {
-    append_json(out, *text);
+    append_json_text(out, *text);
   } else if (type.kind == value_kind::boolean || (type.is_numeric() && is_finite(c, type))) {
     append_text(out, c, type);
   } else {
     std::string written;
     append_text(written, c, type);
-    append_json(out, written);
+    append_json_text(out, written);
   }
 }
 
 } // namespace
+
+void append_json_text(std::string &out, std::string_view text) {
+  out += '"';
+  for (char c : text)
+    if (c == '"' || c == '\\')
+      out += {'\\', c};
+    else if (is_control(c))
+      fmt::format_to(std::back_inserter(out), "\\u{:04x}", static_cast<unsigned char>(c));
+    else
+      out += c;
+  out += '"';
+}
 
 row_format parse_row_format(std::string_view name) {
   for (const auto &[known, format] : {std::pair{"table", row_format::table}, std::pair{"csv", row_format::csv},
@@ -118,7 +118,7 @@ row_format parse_row_format(std::string_view name) {
 row_writer::row_writer(row_format chosen, std::span<const heading> shown) : format(chosen) {
   for (const heading &h : shown) {
     std::string key = columns.empty() ? "{" : ",";
-    append_json(key, h.name);
+    append_json_text(key, h.name);
     key += ':';
     columns.push_back({h, std::move(key), h.type.is_numeric()});
   }

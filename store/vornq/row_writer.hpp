@@ -22,6 +22,9 @@ enum class row_format {
 // Throws store::error for a name that is none.
 row_format parse_row_format(std::string_view name);
 
+// A text as JSON has it.
+void append_json_text(std::string &out, std::string_view text);
+
 class row_writer {
 public:
   row_writer(row_format format, std::span<const heading> columns);

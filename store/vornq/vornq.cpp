@@ -20,6 +20,7 @@
 #include "store/vornq/answers.hpp"
 #include "store/vornq/options.hpp"
 #include "store/vornq/questions.hpp"
+#include "store/vornq/record.hpp"
 #include "store/vornq/report.hpp"
 #include "store/vornq/tables.hpp"
 #include "store/vornq/text_table.hpp"
@@ -53,7 +54,7 @@ status run(const options &chosen) {
   // A query needs its own columns only.
   const bool list_columns = chosen.list_columns || (asked.columns.empty() && !chosen.saved_file);
   std::vector<std::string> wanted = asked.columns;
-  if (list_columns || chosen.summary || chosen.saved_file) {
+  if (list_columns || chosen.summary || chosen.record || chosen.saved_file) {
     wanted.clear();
     for (const column_info *info : from.names().columns())
       if (info->type)
@@ -93,6 +94,8 @@ status run(const options &chosen) {
   }
   if (chosen.summary)
     print_summary(from, answers);
+  if (chosen.record)
+    write_record(*chosen.record, from, answers, library.name(), 1);
   if (chosen.more.rates)
     library.print_rates();
   return end;
