@@ -8,13 +8,18 @@ const read = (name) => JSON.parse(fs.readFileSync(path.join(folder, name)));
 const lines = (name) => fs.readFileSync(path.join(folder, name), 'utf8').trim().split('\n');
 const files = (pattern) => fs.readdirSync(folder).filter((name) => pattern.test(name)).sort();
 
-const libraries = {
-  generic: 'generic',
+// What implementations are called by vorn_bench, which has the names of the libraries, and by vornq.
+const names = {
   svxlsse4219: 'SSE4.2',
   svxlavx19: 'AVX',
   svxlavx219: 'AVX2',
   svxlavx51219: 'AVX-512',
+  sse42: 'SSE4.2',
+  avx: 'AVX',
+  avx2: 'AVX2',
+  avx512: 'AVX-512',
 };
+const nameOf = (name) => names[name] ?? name;
 
 // The least time of the repetitions of a benchmark, and the least of the plain read beside it.
 function kernels() {
@@ -26,7 +31,7 @@ function kernels() {
       const share = run.of_read ?? run.of_touch;
       const measured = {
         benchmark: `${group}/${subject}`,
-        implementation: libraries[library],
+        implementation: nameOf(library),
         cycles: run['cycles/64'],
         grows,
         ...(share && { read_cycles: run['cycles/64'] * share, read_grows: grows / share }),
@@ -40,13 +45,37 @@ function kernels() {
   return [...best.values()];
 }
 
+// The answers of vornq, by the number of threads, and the tables that they are asked of.
+function queries() {
+  const runs = files(/^queries-.*\.json$/).map(read);
+  const tables = new Map(runs.flatMap((run) => run.tables).map((table) => [table.table, table]));
+  return {
+    tables: [...tables.values()],
+    answers: runs.flatMap((run) =>
+      run.answers.flatMap(({ question, engines }) =>
+        engines.map(({ engine, least_ms }) => ({
+          threads: run.threads,
+          question: run.tables.length === 1 ? question : `${question} (joined)`,
+          implementation: nameOf(engine),
+          least_ms,
+        })),
+      ),
+    ),
+  };
+}
+
+const joins = () =>
+  files(/^join-.*\.json$/)
+    .map(read)
+    .flatMap(({ kernels, keys, joins }) => joins.map((join) => ({ implementation: nameOf(kernels), keys, ...join })));
+
 console.log(
   JSON.stringify(
     {
       machine: Object.fromEntries(lines('machine.txt').map((line) => line.split(/: (.*)/))),
       kernels: kernels(),
-      queries: files(/^queries-.*\.json$/).map(read),
-      joins: files(/^join-.*\.json$/).map(read),
+      ...queries(),
+      joins: joins(),
     },
     (_, value) => (typeof value === 'number' ? Number(value.toPrecision(5)) : value),
     1,

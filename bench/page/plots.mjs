@@ -1,6 +1,14 @@
 // Vega-Lite descriptions of the plots and the rows of the tables below them, made of the record of a run.
 import { growth, operations, patternOf, widths } from './families.mjs';
 
+export const config = {
+  background: 'white',
+  font: 'system-ui, sans-serif',
+  axis: { labelFontSize: 11, titleFontSize: 11, titleFontWeight: 'normal', gridColor: '#eee' },
+  title: { fontSize: 12, fontWeight: 'normal', anchor: 'start', color: '#444' },
+  view: { stroke: '#ccc' },
+};
+
 export const colours = {
   generic: '#8c8c8c',
   'SSE4.2': '#e0a030',
@@ -11,22 +19,27 @@ export const colours = {
   'plain read': '#000000',
 };
 
-const colour = {
+const forms = { 'as stored': '#7d3cb5', 'in the file': '#c9a6e0', plain: '#777777' };
+
+const colouredBy = (codes) => ({
   field: 'who',
   type: 'nominal',
-  scale: { domain: Object.keys(colours), range: Object.values(colours) },
-  legend: null,
-};
+  scale: { domain: Object.keys(codes), range: Object.values(codes) },
+});
+const colour = { ...colouredBy(colours), legend: null };
 const dash = {
   condition: { test: "datum.who == 'plain read'", value: [4, 3] },
   value: [1, 0],
 };
 const tooltip = (...fields) => fields.map(([field, title]) => ({ field, title, ...(field === 'y' && { format: '.3g' }) }));
 
+// Of ten: the numbers along logarithmic axes.
+const powers = Array.from({ length: 10 }, (_, exponent) => 10 ** exponent);
+
 const axes = {
   width: { title: 'width, bits', type: 'ordinal', axis: { labelAngle: 0, labelOverlap: true } },
-  bytes: { title: 'size, bytes', type: 'quantitative', scale: { type: 'log' }, axis: { format: '.0s', tickCount: 5 } },
-  rows: { title: 'rows', type: 'quantitative', scale: { type: 'log' }, axis: { format: '.0s', tickCount: 5 } },
+  bytes: { title: 'size, bytes', type: 'quantitative', scale: { type: 'log' }, axis: { format: '~s', values: powers } },
+  rows: { title: 'rows', type: 'quantitative', scale: { type: 'log' }, axis: { format: '~s', values: powers } },
 };
 const measures = {
   cycles: { title: 'cycles for 64 rows', read: 'read_cycles', best: Math.min },
@@ -59,28 +72,37 @@ const lines = (points, { axis, title, heading, width = 300 }) => ({
   mark: { type: 'line', point: { size: 22 }, clip: false },
   encoding: {
     x: { field: 'x', ...axes[axis] },
-    y: { field: 'y', type: 'quantitative', title, scale: { type: 'log' }, axis: { format: '~g', tickCount: 5 } },
+    y: { field: 'y', type: 'quantitative', title, scale: { type: 'log', nice: false, padding: 8 }, axis: { format: '~g', tickCount: 5 } },
     color: colour,
     strokeDash: dash,
     tooltip: tooltip(['who', 'implementation'], ['x', axes[axis].title], ['y', title]),
   },
 });
 
-const dots = (points, { title, names, width = 420, facet }) => ({
+const dots = (points, { title, names, width = 330, labels = true }) => ({
   width,
   height: { step: 24 },
   data: { values: points },
   mark: { type: 'point', filled: true, size: 70, opacity: 0.85 },
   encoding: {
-    y: { field: 'name', type: 'nominal', sort: names, title: null, axis: { grid: true, labelLimit: 320 } },
-    x: { field: 'y', type: 'quantitative', title, scale: { type: 'log' }, axis: { format: '~g', tickCount: 5 } },
+    y: { field: 'name', type: 'nominal', sort: names, title: null, axis: { grid: true, labels, labelLimit: 420 } },
+    x: { field: 'y', type: 'quantitative', title, scale: { type: 'log', nice: false, padding: 8 }, axis: { format: '~g', tickCount: 5 } },
     color: colour,
-    shape: {
-      condition: { test: "datum.who == 'plain read'", value: 'stroke' },
-      value: 'circle',
-    },
     tooltip: tooltip(['who', 'implementation'], ['name', ' '], ['y', title]),
-    ...(facet && { column: { field: facet, type: 'nominal', title: null } }),
+  },
+});
+
+const bars = (points, { title, names }) => ({
+  width: 420,
+  height: { step: 11 },
+  data: { values: points },
+  mark: { type: 'bar' },
+  encoding: {
+    y: { field: 'name', type: 'nominal', sort: names, title: null, axis: { labelLimit: 320 } },
+    yOffset: { field: 'who', sort: Object.keys(forms) },
+    x: { field: 'y', type: 'quantitative', title },
+    color: { ...colouredBy(forms), title: null },
+    tooltip: tooltip(['who', 'what'], ['name', ' '], ['y', title]),
   },
 });
 
@@ -108,7 +130,7 @@ function familyOfLines(run, { title, axis, panels }) {
     .filter((panel) => panel.points.length > 0);
   return {
     title,
-    spec: { hconcat: drawn.map((panel) => lines(panel.points, { ...panel, width: drawn.length > 3 ? 215 : 300 })) },
+    spec: { hconcat: drawn.map((panel) => lines(panel.points, { ...panel, width: drawn.length > 3 ? 205 : 300 })) },
     table: tableOf(
       drawn.map((p) => ({ ...p, heading: `${p.title}, ${p.heading}` })),
       axes[axis].title,
@@ -130,6 +152,73 @@ function familyOfDots(run, { title, names }) {
   };
 }
 
+function questions(run) {
+  const title = 'milliseconds';
+  const counts = [...new Set(run.answers.map((a) => a.threads))];
+  const names = [...new Set(run.answers.map((a) => a.question))];
+  const panels = counts.map((threads) => ({
+    heading: threads === 1 ? '1 thread' : `${threads} threads`,
+    points: run.answers
+      .filter((a) => a.threads === threads)
+      .map((a) => ({ name: a.question, y: a.least_ms, who: a.implementation })),
+    of: 'name',
+  }));
+  return {
+    title: 'Flights and airports',
+    spec: {
+      resolve: { scale: { x: 'shared' } },
+      hconcat: panels.map(({ heading, points }, index) => ({
+        ...dots(points, { title, names, labels: index === 0 }),
+        title: heading,
+      })),
+    },
+    table: tableOf(panels, 'question'),
+  };
+}
+
+function growingJoin(run) {
+  const title = 'nanoseconds a row';
+  const points = run.joins.map((join) => ({ x: join.rows, y: join.ns_a_row, who: join.implementation }));
+  const heading = `join with ${run.joins[0]?.keys.toLocaleString('en')} keys`;
+  return {
+    title: 'With the number of rows of a join; less is better',
+    spec: lines(points, { axis: 'rows', title, heading }),
+    table: tableOf([{ heading, points }], axes.rows.title),
+  };
+}
+
+function sizes(run) {
+  const title = 'bits a row';
+  const points = run.tables.flatMap(({ table, rows, file_bytes: fileBytes, columns }) => {
+    const sum = (field) => columns.reduce((all, column) => all + column[field], 0);
+    const all = { column: 'all columns', bytes: sum('bytes'), plain_bytes: sum('plain_bytes'), file_bytes: fileBytes };
+    return [...columns, all].flatMap((c) =>
+      Object.entries({ 'as stored': c.bytes, 'in the file': c.file_bytes, plain: c.plain_bytes })
+        .filter(([, bytes]) => bytes)
+        .map(([who, bytes]) => ({
+          name: `${table}.${c.column}${c.encoding ? `, ${c.encoding} of ${c.width}` : ''}`,
+          y: (8 * bytes) / rows,
+          who,
+        })),
+    );
+  });
+  const names = [...new Set(points.map((p) => p.name))];
+  return { title: 'Columns', spec: bars(points, { title, names }), table: tableOf([{ points, of: 'name' }], 'column') };
+}
+
+// The first two panels of the first family, with a legend and the machine: a plot that stands alone.
+export function lonePlot(run) {
+  const { title, spec } = familyOfLines(run, widths[0]);
+  const [cached, , streamed] = structuredClone(spec.hconcat);
+  const shown = Object.keys(colours).filter((who) => who !== 'DuckDB');
+  cached.encoding.color.legend = { title: null, orient: 'bottom', symbolType: 'stroke', values: shown };
+  return {
+    config: { ...config, aria: false }, // a third of the size
+    title: { text: title, subtitle: `${run.machine.processor}; ${run.machine.compiler}`, fontWeight: 'bold' },
+    hconcat: [cached, streamed],
+  };
+}
+
 // The sections of the page: figures with a description and a table each.
 export function sectionsOf(run) {
   const drawn = (figures) => figures.filter((figure) => figure.table.length > 0);
@@ -146,10 +235,22 @@ export function sectionsOf(run) {
       figures: drawn(operations.map((family) => familyOfDots(run, family))),
     },
     {
+      title: 'Queries beside DuckDB',
+      text: `${run.tables.map((t) => `${t.rows.toLocaleString('en')} ${t.table}`).join(' and ')}, in memory; less is
+        better.  Every answer was DuckDB's too.`,
+      figures: drawn([questions(run)]),
+    },
+    {
       title: 'Growth',
       text: `More is better.  The dashed line touches one byte of each bucket or of each byte of a map that the kernel
         looks at, or reads the stream of the scan.`,
-      figures: drawn(growth.map((family) => familyOfLines(run, family))),
+      figures: drawn([...growth.map((family) => familyOfLines(run, family)), growingJoin(run)]),
+    },
+    {
+      title: 'Compression',
+      text: `What a row takes: in the form that scans and joins work on, in arrays of plain values, and, all columns
+        together, in the Parquet file where there is one, from which nothing can be read without decompression.`,
+      figures: drawn([sizes(run)]),
     },
   ].filter((section) => section.figures.length > 0);
 }

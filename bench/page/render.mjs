@@ -3,7 +3,7 @@
 import fs from 'node:fs';
 import path from 'node:path';
 
-import { colours, sectionsOf } from './plots.mjs';
+import { colours, config, sectionsOf } from './plots.mjs';
 
 const [record, folder] = process.argv.slice(2);
 const here = import.meta.dirname;
@@ -24,7 +24,7 @@ const figure = ({ title, spec, table: rows }) => html`
 <figure>
 <figcaption>${escaped(title)}</figcaption>
 <div class="plot" id="plot-${specs.push(spec) - 1}"></div>
-<details><summary>figures</summary>${table(rows)}</details>
+<details><summary>table</summary>${table(rows)}</details>
 </figure>`;
 
 const section = ({ title, text, figures }) => html`
@@ -37,11 +37,12 @@ ${figures.map(figure)}
 const facts = (machine) => html`<dl>${Object.entries(machine).map(([name, value]) => `<dt>${escaped(name)}</dt><dd>${escaped(value)}</dd>`)}</dl>`;
 const legend = html`<p class="legend">${Object.entries(colours).map(([name, code]) => `<span style="--colour: ${code}">${name}</span>`)}</p>`;
 
+const sections = sectionsOf(run).map(section).join('');
 const parts = {
   machine: facts(run.machine),
   legend,
-  sections: sectionsOf(run).map(section).join(''),
-  specs: JSON.stringify(specs).replaceAll('<', '\\u003c'),
+  sections,
+  specs: JSON.stringify(specs.map((spec) => ({ config, ...spec }))).replaceAll('<', '\\u003c'),
 };
 const template = fs.readFileSync(path.join(here, 'template.html'), 'utf8');
 

@@ -1,0 +1,11 @@
+// Draws the plot of a run that the README shows, as SVG on standard output.
+//   node export.mjs RUN.json
+import fs from 'node:fs';
+
+import * as vega from 'vega';
+import { compile } from 'vega-lite';
+
+import { lonePlot } from './plots.mjs';
+
+const run = JSON.parse(fs.readFileSync(process.argv[2]));
+console.log(await new vega.View(vega.parse(compile(lonePlot(run)).spec), { renderer: 'none' }).toSVG());

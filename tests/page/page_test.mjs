@@ -1,0 +1,46 @@
+// Makes the benchmark page of recorded rates of kernels and of a small query and join, opens it in a browser and looks
+// at what was drawn.
+//   node page_test.mjs SOURCE_TREE FOLDER VORNQ VORN_JOIN_SCALE
+import assert from 'node:assert/strict';
+import { execFileSync, spawnSync } from 'node:child_process';
+import fs from 'node:fs';
+import path from 'node:path';
+
+const [tree, folder, vornq, joinScale] = process.argv.slice(2);
+const page = path.join(tree, 'bench/page');
+const inFolder = (name) => path.join(folder, name);
+const output = (program, ...args) => execFileSync(program, args, { encoding: 'utf8', maxBuffer: 2 ** 26 });
+
+if (spawnSync('chromium', ['--version']).error) {
+  console.log('skipped: chromium is not installed; tools/benchmark-page installs it');
+  process.exit(77);
+}
+output(path.join(tree, 'tools/fetch-data'), 'bench/page');
+fs.rmSync(folder, { recursive: true, force: true });
+fs.cpSync(path.join(import.meta.dirname, 'recorded'), inFolder('raw'), { recursive: true });
+fs.writeFileSync(inFolder('towns.csv'), 'town,people\n"A""dorf\\",120\nBdorf,7000\n');
+for (const threads of ['1', '2'])
+  output(vornq, inFolder('towns.csv'), '--isa', 'generic', '--threads', threads, '--where', 'town = \'A"dorf\\\'',
+    '--record', inFolder(`raw/queries-${threads}.json`));
+output(joinScale, '--isa', 'generic', '--keys', '1000', '--rows', '1000', '--rows', '2000', '--record', inFolder('raw/join-generic.json'));
+fs.writeFileSync(inFolder('run.json'), output('node', path.join(page, 'collect.mjs'), inFolder('raw')));
+output('node', path.join(page, 'render.mjs'), inFolder('run.json'), folder);
+
+const run = JSON.parse(fs.readFileSync(inFolder('run.json')));
+const { cycles, grows, read_cycles: read } = run.kernels.find((k) => k.benchmark === 'in_cache/vorn_le_dict_8bit');
+assert.deepEqual([cycles, grows, read], [20.5, 12, 2.05], 'the best of the repetitions');
+assert.equal(run.answers[0].question, 'town = \'A"dorf\\\'');
+assert.deepEqual(run.joins.map((join) => [join.keys, join.rows]), [[1000, 1000], [1000, 2000]]);
+
+const browse = (how) => output(path.join(page, 'browse'), '--window-size=1160,3000', how, inFolder('index.html'));
+browse(`--screenshot=${inFolder('page.png')}`);
+const drawn = browse('--dump-dom');
+assert.match(drawn, /<body data-state="drawn"/);
+assert.ok(!drawn.includes('<b>'), 'what was measured is text');
+const plots = drawn.split('<div class="plot').slice(1);
+const marks = plots.map((plot) => plot.match(/aria-roledescription="(point|bar)"/g)?.length ?? 0);
+// Kernels by width: five and the reads beside them.  Bits.  Queries of two engines on one and two threads.  Probes and
+// reads.  A scan.  Joins.  Two columns and both together, as stored and plain.
+assert.deepEqual(marks, [10, 1, 4, 4, 1, 2, 6]);
+assert.ok(!/ d="[^"]*(NaN|Infinity|undefined)/.test(drawn), 'every mark has a place');
+assert.match(drawn, /<tr><td>8<\/td><td>cycles for 64 rows[^/]*<\/td><td>20.5<\/td><td>2.05<\/td>/);
