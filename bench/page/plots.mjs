@@ -93,8 +93,8 @@ const dots = (points, { title, names, width = 330, labels = true }) => ({
 });
 
 const bars = (points, { title, names }) => ({
-  width: 420,
-  height: { step: 11 },
+  width: 250,
+  height: { step: 9 },
   data: { values: points },
   mark: { type: 'bar' },
   encoding: {
@@ -187,23 +187,22 @@ function growingJoin(run) {
   };
 }
 
-function sizes(run) {
+function sizes({ table, rows, file_bytes: fileBytes, columns }) {
   const title = 'bits a row';
-  const points = run.tables.flatMap(({ table, rows, file_bytes: fileBytes, columns }) => {
-    const sum = (field) => columns.reduce((all, column) => all + column[field], 0);
-    const all = { column: 'all columns', bytes: sum('bytes'), plain_bytes: sum('plain_bytes'), file_bytes: fileBytes };
-    return [...columns, all].flatMap((c) =>
-      Object.entries({ 'as stored': c.bytes, 'in the file': c.file_bytes, plain: c.plain_bytes })
-        .filter(([, bytes]) => bytes)
-        .map(([who, bytes]) => ({
-          name: `${table}.${c.column}${c.encoding ? `, ${c.encoding} of ${c.width}` : ''}`,
-          y: (8 * bytes) / rows,
-          who,
-        })),
-    );
-  });
-  const names = [...new Set(points.map((p) => p.name))];
-  return { title: 'Columns', spec: bars(points, { title, names }), table: tableOf([{ points, of: 'name' }], 'column') };
+  const sum = (field) => columns.reduce((all, column) => all + column[field], 0);
+  const named = columns.map((c) => ({ ...c, name: `${c.column}: ${c.encoding}, ${c.width} bits` }));
+  const all = { name: 'all', bytes: sum('bytes'), plain_bytes: sum('plain_bytes'), file_bytes: fileBytes };
+  const points = [...named, all].flatMap((c) =>
+    Object.entries({ 'as stored': c.bytes, 'in the file': c.file_bytes, plain: c.plain_bytes })
+      .filter(([, bytes]) => bytes)
+      .map(([who, bytes]) => ({ name: c.name, y: (8 * bytes) / rows, who })),
+  );
+  const names = points.map((p) => p.name);
+  return {
+    title: `${table}, ${rows.toLocaleString('en')} rows`,
+    spec: bars(points, { title, names }),
+    table: tableOf([{ points, of: 'name' }], 'column'),
+  };
 }
 
 // The first two panels of the first family, with a legend and the machine: a plot that stands alone.
@@ -249,8 +248,8 @@ export function sectionsOf(run) {
     {
       title: 'Compression',
       text: `What a row takes: in the form that scans and joins work on, in arrays of plain values, and, all columns
-        together, in the Parquet file where there is one, from which nothing can be read without decompression.`,
-      figures: drawn([sizes(run)]),
+        together, in the Parquet file where there is one.`,
+      figures: drawn(run.tables.map(sizes)),
     },
   ].filter((section) => section.figures.length > 0);
 }
