@@ -15,8 +15,6 @@
 
 namespace store {
 
-using choice_map = std::map<std::string, encoding_choice, std::less<>>;
-
 struct loaded_table {
   table_file file;
   column_map columns = {};
