@@ -102,8 +102,8 @@ void append_runs(Builder &out, const arrow_field &field, const ArrowArray *array
   check_shape(ends, shape_of(*field.run_ends), faults);
   faults.unless(ends->null_count <= 0 && ends->buffers[0] == nullptr, "has run ends that are NULL");
   const runs_of_range runs = runs_in(field, *ends, {array->offset + rows.first, rows.count}, faults);
-  const auto values = rows_of(out, field, array->children[1],
-                              {runs.first, static_cast<int64_t>(runs.lengths.size())}, faults);
+  const auto values =
+      rows_of(out, field, array->children[1], {runs.first, static_cast<int64_t>(runs.lengths.size())}, faults);
   for (size_t run = 0; run < values.size(); ++run)
     out.append_run(values[run], runs.lengths[run]);
 }

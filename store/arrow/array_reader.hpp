@@ -1,10 +1,10 @@
-// The rows of Arrow arrays, handed to the builder of a column: what a value is to the builder is asked once for an entry
-// of a dictionary that rows refer to, and once for a run.
+// The rows of Arrow arrays, handed to the builder of a column: what a value is to the builder is asked once for an
+// entry of a dictionary that rows refer to, and once for a run.
 #pragma once
 
+#include "store/arrow/array_values.hpp"
 #include "store/arrow/arrow_interface.h"
 #include "store/arrow/arrow_type.hpp"
-#include "store/arrow/array_values.hpp"
 #include "store/encode/column_builder.hpp"
 
 namespace store {

@@ -10,11 +10,11 @@ extern "C" {
 #endif
 
 #ifndef ARROW_C_DATA_INTERFACE
-#define ARROW_C_DATA_INTERFACE
+  #define ARROW_C_DATA_INTERFACE
 
-#define ARROW_FLAG_DICTIONARY_ORDERED 1
-#define ARROW_FLAG_NULLABLE 2
-#define ARROW_FLAG_MAP_KEYS_SORTED 4
+  #define ARROW_FLAG_DICTIONARY_ORDERED 1
+  #define ARROW_FLAG_NULLABLE           2
+  #define ARROW_FLAG_MAP_KEYS_SORTED    4
 
 struct ArrowSchema {
   const char *format;
@@ -44,7 +44,7 @@ struct ArrowArray {
 #endif
 
 #ifndef ARROW_C_STREAM_INTERFACE
-#define ARROW_C_STREAM_INTERFACE
+  #define ARROW_C_STREAM_INTERFACE
 
 struct ArrowArrayStream {
   int (*get_schema)(struct ArrowArrayStream *, struct ArrowSchema *out);

@@ -152,13 +152,15 @@ std::optional<std::string_view> metadata_value(const char *metadata, std::string
   return std::nullopt;
 }
 
+constexpr std::string_view extension_key = "ARROW:extension:name";
+constexpr std::string_view uuid_extension = "arrow.uuid";
+
 std::optional<arrow_type> fixed_bytes_type(const ArrowSchema &schema) {
   constexpr int32_t longest = dictionary::longest_text;
   const auto numbers = numbers_behind("w:", schema.format);
   if (!numbers || numbers->size() != 1 || numbers->front() < 0 || numbers->front() > longest)
     return std::nullopt;
-  const bool is_uuid =
-      numbers->front() == 16 && metadata_value(schema.metadata, "ARROW:extension:name") == "arrow.uuid";
+  const bool is_uuid = numbers->front() == 16 && metadata_value(schema.metadata, extension_key) == uuid_extension;
   return arrow_type{layout::fixed_bytes, is_uuid ? "UUID" : "BLOB", numbers->front()};
 }
 
@@ -214,6 +216,61 @@ arrow_field field_of(const ArrowSchema &schema) {
     at = at->dictionary;
   }
   out.values = type_of_values(out.name, *at);
+  return out;
+}
+
+std::string format_of(const column_type &type) {
+  switch (type.kind) {
+  case value_kind::boolean:
+    return "b";
+  case value_kind::integer: {
+    const bool is_long = type.plain_bytes > 4;
+    if (type.scale != 0)
+      return fmt::format("d:{},{}", is_long ? 18 : type.plain_bytes > 2 ? 9 : 4, type.scale);
+    const char letter = is_long ? 'l' : type.plain_bytes > 2 ? 'i' : type.plain_bytes > 1 ? 's' : 'c';
+    return std::string(1, type.is_signed ? letter : static_cast<char>(letter - 'a' + 'A'));
+  }
+  case value_kind::natural:
+    return "L";
+  case value_kind::wide:
+    return fmt::format("d:38,{}", type.scale);
+  case value_kind::single:
+    return "f";
+  case value_kind::real:
+    return "g";
+  case value_kind::date:
+    return "tdD";
+  case value_kind::time:
+    return "ttu";
+  case value_kind::timestamp:
+    return "tsu:";
+  case value_kind::nanoseconds:
+    return "tsn:";
+  case value_kind::instant:
+    return "tsu:UTC";
+  case value_kind::uuid:
+    return "w:16";
+  case value_kind::text:
+    return "u";
+  case value_kind::blob:
+    break;
+  }
+  return "z";
+}
+
+std::string metadata_of(const column_type &type) {
+  if (type.kind != value_kind::uuid)
+    return {};
+  std::string out;
+  const auto append_number = [&](size_t number) {
+    const auto bits = static_cast<int32_t>(number);
+    out.append(reinterpret_cast<const char *>(&bits), sizeof bits);
+  };
+  append_number(1); // pair
+  for (const std::string_view text : {extension_key, uuid_extension}) {
+    append_number(text.size());
+    out += text;
+  }
   return out;
 }
 

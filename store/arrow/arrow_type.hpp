@@ -7,6 +7,7 @@
 #include <string>
 
 #include "store/arrow/arrow_interface.h"
+#include "store/value/value.hpp"
 
 namespace store {
 
@@ -32,7 +33,7 @@ enum class arrow_layout {
 
 struct arrow_type {
   arrow_layout layout = arrow_layout::bits;
-  std::string sql_type;  // by which the store knows the type
+  std::string sql_type; // by which the store knows the type
   int32_t fixed_bytes = 0;
 
   // The key is the number in the array times one of these and through the other, and the interface promises that this
@@ -60,5 +61,10 @@ struct arrow_field {
 // Throws store::error for a column of a type that the store does not encode, such as a nested one, and for a schema
 // that contradicts itself.
 arrow_field field_of(const ArrowSchema &schema);
+
+// The other way round: the format and the metadata of a column of the store, which has decimal numbers with the digits
+// that their bytes have room for, and timestamps in micro- or nanoseconds.
+std::string format_of(const column_type &type);
+std::string metadata_of(const column_type &type);
 
 } // namespace store

@@ -102,8 +102,7 @@ public:
   column finish();
 
 private:
-  using any_builder =
-      std::variant<code_builder<int64_t>, code_builder<std::string>, key_builder, prefix_text_builder>;
+  using any_builder = std::variant<code_builder<int64_t>, code_builder<std::string>, key_builder, prefix_text_builder>;
   static any_builder made(const column_info &info, const encoding_choice &choice);
 
   std::string name;

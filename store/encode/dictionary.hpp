@@ -68,8 +68,8 @@ private:
   uint64_t ncodes;
 };
 
-// The distinct values of a column while it is read: numbers from 1 in the order of their first appearance; NULL is 0.  Key
-// is int64_t or, for texts and other symbols, std::string.
+// The distinct values of a column while it is read: numbers from 1 in the order of their first appearance; NULL is 0.
+// Key is int64_t or, for texts and other symbols, std::string.
 template <class Key>
 class distinct_values {
 public:
