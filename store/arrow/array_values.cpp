@@ -52,6 +52,8 @@ void read_values(std::vector<int64_t> &keys, std::vector<wide_key> & /*wide*/, c
     faults.unless(array.buffers[1] != nullptr || rows.count == 0, "has rows but no buffer of values");
     return fill(keys, read, bit_elements(array.buffers[1], array.offset + rows.first),
                 [](bool bit) { return int64_t{bit}; });
+  case layout::truth_bytes:
+    return fill(keys, read, elements<int8_t>(array, rows, faults), [](int8_t byte) { return int64_t{byte != 0}; });
   case layout::float32:
     return fill(keys, read, elements<float>(array, rows, faults), [](float real) { return real_key(real); });
   case layout::float64:

@@ -155,13 +155,23 @@ std::optional<std::string_view> metadata_value(const char *metadata, std::string
 constexpr std::string_view extension_key = "ARROW:extension:name";
 constexpr std::string_view uuid_extension = "arrow.uuid";
 
-std::optional<arrow_type> fixed_bytes_type(const ArrowSchema &schema) {
+std::optional<arrow_type> fixed_bytes_type(std::string_view format) {
   constexpr int32_t longest = dictionary::longest_text;
-  const auto numbers = numbers_behind("w:", schema.format);
+  const auto numbers = numbers_behind("w:", format);
   if (!numbers || numbers->size() != 1 || numbers->front() < 0 || numbers->front() > longest)
     return std::nullopt;
-  const bool is_uuid = numbers->front() == 16 && metadata_value(schema.metadata, extension_key) == uuid_extension;
-  return arrow_type{layout::fixed_bytes, is_uuid ? "UUID" : "BLOB", numbers->front()};
+  return arrow_type{layout::fixed_bytes, "BLOB", numbers->front()};
+}
+
+// What a name in the metadata makes of a format.  What other names stand for is taken as the format says.
+std::optional<arrow_type> extension_type(const ArrowSchema &schema) {
+  const auto extension = metadata_value(schema.metadata, extension_key);
+  const std::string_view format = schema.format;
+  if (extension == uuid_extension && format == "w:16")
+    return arrow_type{layout::fixed_bytes, "UUID", 16};
+  if (extension == "arrow.bool8" && format == "c")
+    return arrow_type{layout::truth_bytes, "BOOLEAN"};
+  return std::nullopt;
 }
 
 std::string_view format_of(const ArrowSchema &schema) {
@@ -185,12 +195,13 @@ arrow_layout counter_layout(std::string_view name, const ArrowSchema &schema, st
 
 arrow_type type_of_values(std::string_view name, const ArrowSchema &schema) {
   const std::string_view format = format_of(schema);
-  std::optional<arrow_type> out;
   if (schema.n_children != 0 || schema.dictionary != nullptr || format.starts_with('+'))
     refuse(name, "is nested, which the store does not encode:", format);
+  if (const auto extension = extension_type(schema))
+    return *extension;
   if (const arrow_type *simple = simple_type(format))
     return *simple;
-  for (const auto &type : {timestamp_type(format), decimal_type(format), fixed_bytes_type(schema)})
+  for (const auto &type : {timestamp_type(format), decimal_type(format), fixed_bytes_type(format)})
     if (type)
       return *type;
   refuse(name, "is of a type that the store does not encode:", format);

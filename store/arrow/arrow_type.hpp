@@ -14,6 +14,7 @@ namespace store {
 // How the values of an array lie in its buffers.
 enum class arrow_layout {
   bits,
+  truth_bytes, // 0 is false
   int8,
   uint8,
   int16,

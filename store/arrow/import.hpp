@@ -17,6 +17,13 @@ struct arrow_table {
   std::vector<column_info> columns; // in their order
   column_map encoded;
   uint64_t rows = 0;
+
+  std::vector<const column *> in_order() const {
+    std::vector<const column *> out;
+    for (const column_info &info : columns)
+      out.push_back(&encoded.at(info.name));
+    return out;
+  }
 };
 
 // Encodes record batches as they come.
