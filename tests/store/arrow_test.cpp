@@ -73,14 +73,13 @@ Element *at(const ArrowArray &of, int number) {
 }
 
 constexpr const char *every_type =
-    "CREATE TABLE original AS SELECT i, bool, tinyint, smallint, \"int\" AS int4, bigint, utinyint, usmallint, uint, "
-    "ubigint, "
-    "hugeint // 2 AS huge, date, time, timestamp, timestamp_s, timestamp_ms, timestamp_ns, timestamp_tz, float, "
-    "double, "
-    "dec_4_1, dec_9_4, dec_18_6, dec38_10, uuid, blob, small_enum, CASE WHEN i % 5 < 4 THEN varchar END AS t, "
-    "i // 100 AS runs, nullif(i % 1000, 7)::SMALLINT AS n, 'text ' || repeat('x', (i % 20)::INT) AS x, i % 3 = 0 AS b, "
-    "(i * 7919) % 100000 / 64 AS d, NULL::INT AS none, uuid() AS u FROM range(70000) r(i) LEFT JOIN "
-    "(SELECT *, row_number() OVER () AS k FROM test_all_types()) ON i % 4 = k ORDER BY i";
+    "CREATE TABLE original AS SELECT i, bool, tinyint, smallint, \"int\" AS int4, bigint, utinyint, usmallint, "
+    "uint, ubigint, hugeint // 2 AS huge, date, time, timestamp, timestamp_s, timestamp_ms, timestamp_ns, "
+    "timestamp_tz, float, double, dec_4_1, dec_9_4, dec_18_6, dec38_10, uuid, blob, small_enum, CASE WHEN i % 5 "
+    "< 4 THEN varchar END AS t, i // 100 AS runs, nullif(i % 1000, 7)::SMALLINT AS n, 'text ' || repeat('x', (i "
+    "% 20)::INT) AS x, i % 3 = 0 AS b, (i * 7919) % 100000 / 64 AS d, NULL::INT AS none, uuid() AS u FROM "
+    "range(66000) r(i) LEFT JOIN (SELECT *, row_number() OVER () AS k FROM test_all_types()) ON i % 4 = k ORDER "
+    "BY i";
 
 TEST(arrow, every_type_goes_from_duckdb_and_back) {
   arrow_database db;
@@ -97,7 +96,7 @@ TEST(arrow, every_type_goes_from_duckdb_and_back) {
     std::vector<std::string> differ;
     for (const auto &[name, c] : table.encoded)
       if (c.type.kind != value_kind::blob || name == "blob") // without loss, a number of 128 bits is DuckDB's own
-        differ.push_back(fmt::format("(o.{0}::TEXT IS DISTINCT FROM b.{0}::TEXT)::BIGINT << {1}", name, differ.size()));
+        differ.push_back(fmt::format("(o.{0} IS DISTINCT FROM b.{0})::BIGINT << {1}", name, differ.size()));
     const auto mask = fmt::format("SELECT bit_or({}) FROM original o POSITIONAL JOIN back b", fmt::join(differ, " | "));
     EXPECT_EQ(db.number(mask), 0) << setting << ": a bit for each column that differs";
   }
