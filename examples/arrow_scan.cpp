@@ -77,20 +77,15 @@ void run() {
 
   store::arrow_column numbers = store::exported_row_numbers(late, table.rows);
   std::printf("rows");
-  for (int64_t i = 0; i < numbers.array.length; ++i)
-    std::printf(" %u", static_cast<const uint32_t *>(numbers.array.buffers[1])[i]);
-  numbers.array.release(&numbers.array);
-  numbers.schema.release(&numbers.schema);
+  for (int64_t i = 0; i < numbers.array->length; ++i)
+    std::printf(" %u", static_cast<const uint32_t *>(numbers.array->buffers[1])[i]);
 
   store::arrow_column bits = store::exported_booleans(late, table.rows);
-  std::printf(", bits %02x\n", *static_cast<const uint8_t *>(bits.array.buffers[1]));
-  bits.array.release(&bits.array);
-  bits.schema.release(&bits.schema);
+  std::printf(", bits %02x\n", *static_cast<const uint8_t *>(bits.array->buffers[1]));
 
-  ArrowArrayStream stream = store::exported_rows(ctx, table.in_order(), late);
-  for (ArrowArray batch; stream.get_next(&stream, &batch) == 0 && batch.release != nullptr; batch.release(&batch))
+  store::arrow_owner stream = store::exported_rows(ctx, table.in_order(), late);
+  for (ArrowArray batch; stream->get_next(&*stream, &batch) == 0 && batch.release != nullptr; batch.release(&batch))
     other_library::show(batch);
-  stream.release(&stream);
 }
 
 } // namespace

@@ -159,19 +159,20 @@ int answered(ArrowArrayStream *stream, Record *out, Make make) noexcept {
 } // namespace
 
 arrow_column exported_booleans(selection selected, uint64_t rows) {
-  return {handed_out(schema_parts{"b"}),
-          handed_out(
-              array_parts{static_cast<int64_t>(rows), 0, {arrow_buffer(), arrow_buffer(std::move(selected.words))}})};
+  return {arrow_owner(handed_out(schema_parts{"b"})),
+          arrow_owner(handed_out(
+              array_parts{static_cast<int64_t>(rows), 0, {arrow_buffer(), arrow_buffer(std::move(selected.words))}}))};
 }
 
 arrow_column exported_row_numbers(const selection &selected, uint64_t rows) {
   const bool is_narrow = rows <= uint64_t{1} << 32;
-  return {handed_out(schema_parts{is_narrow ? "I" : "L"}),
-          handed_out(is_narrow ? row_numbers<uint32_t>(selected, rows) : row_numbers<uint64_t>(selected, rows))};
+  return {arrow_owner(handed_out(schema_parts{is_narrow ? "I" : "L"})),
+          arrow_owner(
+              handed_out(is_narrow ? row_numbers<uint32_t>(selected, rows) : row_numbers<uint64_t>(selected, rows)))};
 }
 
-ArrowArrayStream exported_rows(const vorn_ctx &ctx, std::span<const column *const> columns,
-                               std::optional<selection> selected, const arrow_batch_limits &limits) {
+arrow_owner<ArrowArrayStream> exported_rows(const vorn_ctx &ctx, std::span<const column *const> columns,
+                                            std::optional<selection> selected, const arrow_batch_limits &limits) {
   if (columns.empty())
     throw error("no column is to be handed out");
   ArrowArrayStream out{};
@@ -190,7 +191,7 @@ ArrowArrayStream exported_rows(const vorn_ctx &ctx, std::span<const column *cons
     stream->release = nullptr;
   };
   out.private_data = new outgoing_rows(ctx, columns, std::move(selected), limits);
-  return out;
+  return arrow_owner(std::move(out));
 }
 
 } // namespace store

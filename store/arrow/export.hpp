@@ -1,6 +1,6 @@
 // Selections and the selected rows of tables, handed to another library through the Arrow interfaces.
 //
-// What is handed out owns its memory and belongs to whoever releases it.
+// What is handed out owns its memory.
 #pragma once
 
 #include <cstdint>
@@ -9,6 +9,7 @@
 #include <span>
 
 #include "store/arrow/arrow_interface.h"
+#include "store/arrow/owner.hpp"
 #include "store/encode/column.hpp"
 #include "store/query/selection.hpp"
 #include <vorn/vorn.h>
@@ -18,8 +19,8 @@ namespace store {
 // A selection of the rows of a table as a column without a name: a boolean for each row, whose bitmap is the
 // selection's own, or the numbers of the selected rows, of 32 bits where those of all rows of the table are.
 struct arrow_column {
-  ArrowSchema schema;
-  ArrowArray array;
+  arrow_owner<ArrowSchema> schema;
+  arrow_owner<ArrowArray> array;
 };
 arrow_column exported_booleans(selection selected, uint64_t rows);
 arrow_column exported_row_numbers(const selection &selected, uint64_t rows);
@@ -32,7 +33,7 @@ struct arrow_batch_limits {
 
 // The values of columns on the selected rows, all rows without a selection, as a stream of record batches.  Context and
 // columns outlive it.  Throws store::error when there is no column.
-ArrowArrayStream exported_rows(const vorn_ctx &ctx, std::span<const column *const> columns,
-                               std::optional<selection> selected, const arrow_batch_limits &limits = {});
+arrow_owner<ArrowArrayStream> exported_rows(const vorn_ctx &ctx, std::span<const column *const> columns,
+                                            std::optional<selection> selected, const arrow_batch_limits &limits = {});
 
 } // namespace store

@@ -12,10 +12,8 @@ namespace {
 template <class Record, class Parts>
 struct owned_record {
   explicit owned_record(Parts made) : parts(std::move(made)) {
-    for (Parts &child : parts.children) {
-      Record out = handed_out(std::move(child));
-      addresses.push_back(&*children.emplace_back(out));
-    }
+    for (Parts &child : parts.children)
+      addresses.push_back(&*children.emplace_back(handed_out(std::move(child))));
   }
 
   static void release(Record *record) {

@@ -1,4 +1,5 @@
-// Whoever takes over a record of the Arrow interfaces releases it, once.
+// Records of the Arrow interfaces, each of which is released once, by its owner.  A library that is given the address
+// of one may move it elsewhere, so that there is nothing left to release.
 #pragma once
 
 #include "store/arrow/arrow_interface.h"
@@ -10,10 +11,11 @@ template <class Record>
 class arrow_owner {
 public:
   arrow_owner() = default;
-  // Moves the record, which is a released one afterwards.
+  // Takes a record that nobody else knows, or moves one, which is a released one afterwards.
+  explicit arrow_owner(Record &&made) : held(made) {}
   explicit arrow_owner(Record &given) : held(given) { given.release = nullptr; }
-  arrow_owner(const arrow_owner &) = delete;
-  arrow_owner &operator=(const arrow_owner &) = delete;
+  arrow_owner(arrow_owner &&other) noexcept : arrow_owner(other.held) {}
+  arrow_owner &operator=(arrow_owner &&) = delete;
   ~arrow_owner() {
     if (held.release != nullptr)
       held.release(&held);

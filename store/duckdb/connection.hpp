@@ -89,6 +89,9 @@ public:
   result stream(const std::string &sql);
   statement prepare(const std::string &sql);
 
+  // The duckdb_connection, for calls that this does not wrap.
+  void *opened() { return handle.get(); }
+
 private:
   struct database_closer {
     void operator()(void *closed) const;
