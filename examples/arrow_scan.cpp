@@ -84,7 +84,7 @@ void run() {
   std::printf(", bits %02x\n", *static_cast<const uint8_t *>(bits.array->buffers[1]));
 
   store::arrow_owner stream = store::exported_rows(ctx, table.in_order(), late);
-  for (ArrowArray batch; stream->get_next(&*stream, &batch) == 0 && batch.release != nullptr; batch.release(&batch))
+  for (ArrowArray batch{}; stream->get_next(&*stream, &batch) == 0 && batch.release != nullptr; batch.release(&batch))
     other_library::show(batch);
 }
 

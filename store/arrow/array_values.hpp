@@ -78,7 +78,7 @@ public:
   const char *at(int64_t row) const { return bytes + (first + row) * static_cast<int64_t>(sizeof(Element)); }
   // Nothing aligns the buffers of another library.
   Element operator[](int64_t row) const {
-    Element out;
+    Element out{};
     std::memcpy(&out, at(row), sizeof out);
     return out;
   }

@@ -191,7 +191,7 @@ arrow_owner<ArrowArrayStream> exported_rows(const vorn_ctx &ctx, std::span<const
     stream->release = nullptr;
   };
   out.private_data = new outgoing_rows(ctx, columns, std::move(selected), limits);
-  return arrow_owner(std::move(out));
+  return arrow_owner(out);
 }
 
 } // namespace store
