@@ -1,6 +1,6 @@
 #include "store/arrow/handed_out.hpp"
 
-#include <deque>
+#include <list>
 
 #include "store/arrow/owner.hpp"
 
@@ -22,7 +22,7 @@ struct owned_record {
   }
 
   Parts parts;
-  std::deque<arrow_owner<Record>> children;
+  std::list<arrow_owner<Record>> children;
   std::vector<Record *> addresses;
   std::vector<const void *> buffers;
 };

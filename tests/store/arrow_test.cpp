@@ -49,6 +49,11 @@ struct arrow_database {
     return std::get<int64_t>(answer.value_of(answer.first_ordinal()));
   }
   void copy(arrow_owner<ArrowArrayStream> stream, const char *table) {
+    // DuckDB leaves schemas to their stream and releases none.
+    static ArrowSchema lent;
+    ASSERT_EQ(stream->get_schema(&*stream, &lent), 0);
+    const arrow_owner<ArrowSchema> owned(ArrowSchema{lent});
+    stream->get_schema = [](auto *, auto *schema) { return *schema = lent, 0; };
     ASSERT_EQ(duckdb_arrow_scan(connection.opened(), "incoming", &*stream), 0);
     query(fmt::format("CREATE OR REPLACE TABLE {} AS FROM incoming", table));
   }
@@ -141,7 +146,6 @@ struct foreign_batch {
     add("C", 1, {one_null, buffer<uint8_t>({1, 0, 2, 1, 2})});
     add("+r", 0, {});
     add("d:20,1", 0, {no_nulls, buffer<__int128>({-5, 15, 25, -35, 45})});
-    add("w:3", 0, {no_nulls, text("aaabbbcccdddeee")});
     add("ttm", 0, {no_nulls, buffer<int32_t>({0, 1, 1'000, 86'400'000, 5})});
     add("tsn:UTC", 0, {no_nulls, buffer<int64_t>({0, 1'000, -1'000, 1'000'000'000, 0})});
     add("tdm", 0, {no_nulls, buffer<int64_t>({0, 86'400'000, -86'400'000, 0, 0})});
@@ -175,23 +179,20 @@ TEST(arrow, reads_slices_dictionaries_runs_and_views) {
       append_text(out, scan.rows()[c][row], columns[c]->type);
       out += c + 1 == columns.size() ? '\n' : '|';
     }
-  EXPECT_EQ(out, "NULL|a|NULL|NULL|1.5|1.5|bbb|00:00:00.001|1970-01-01 00:00:00.000001+00|1970-01-02\n"
-                 "2||abc|b|NULL|2.5|ccc|00:00:01|1969-12-31 23:59:59.999999+00|1969-12-31\n"
-                 "-3|bcd|more than 12..|NULL|NULL|-3.5|ddd|24:00:00|1970-01-01 00:00:01+00|1970-01-01\n"
-                 "4|e||b|3.5|4.5|eee|00:00:00.005|1970-01-01 00:00:00+00|1970-01-01\n");
+  EXPECT_EQ(out, "NULL|a|NULL|NULL|1.5|1.5|00:00:00.001|1970-01-01 00:00:00.000001+00|1970-01-02\n"
+                 "2||abc|b|NULL|2.5|00:00:01|1969-12-31 23:59:59.999999+00|1969-12-31\n"
+                 "-3|bcd|more than 12..|NULL|NULL|-3.5|24:00:00|1970-01-01 00:00:01+00|1970-01-01\n"
+                 "4|e||b|3.5|4.5|00:00:00.005|1970-01-01 00:00:00+00|1970-01-01\n");
 }
 
 TEST(arrow, refuses_what_contradicts_itself_or_is_not_stored) {
   const std::pair<const char *, void (*)(foreign_batch &)> faults[] = {
       {"not that of record batches", [](auto &b) { b.schema.format = "i"; }},
       {"'i' is nested", [](auto &b) { b.schema.children[0]->format = "+l"; }},
-      {"two columns are called 'i'", [](auto &b) { b.schema.children[1]->name = "i"; }},
       {"run ends of Arrow's 'c'", [](auto &b) { b.schema.children[4]->children[0]->format = "c"; }},
-      {"begins at row -1", [](auto &b) { b.of(0).offset = -1; }},
       {"an array of -1 rows", [](auto &b) { b.of(0).length = -1; }},
       {"an array of 4 rows where 5 are needed", [](auto &b) { b.of(0).length = 4, b.of(0).null_count = -1; }},
       {"1 NULLs that says 2", [](auto &b) { b.of(0).null_count = 2; }},
-      {"no buffer of values", [](auto &b) { b.of(0).buffers[1] = nullptr; }},
       {"an array without a dictionary", [](auto &b) { b.of(3).dictionary = nullptr; }},
       {"offsets that fall from 2 to 1", [](auto &b) { at<int32_t>(b.of(1), 1)[4] = 1; }},
       {"a view of buffer 1 of 1", [](auto &b) { at<view>(b.of(2), 1)[3][2] = 1; }},
@@ -200,8 +201,8 @@ TEST(arrow, refuses_what_contradicts_itself_or_is_not_stored) {
       {"index 3 into a dictionary of 3", [](auto &b) { at<uint8_t>(b.of(3), 1)[2] = 3; }},
       {"ends at row 1 behind one that ends at 1", [](auto &b) { at<int16_t>(*b.of(4).children[0], 1)[1] = 1; }},
       {"runs of 5 rows where 6 are needed", [](auto &b) { b.of(4).children[0]->length = 3; }},
-      {"holds 86400001, which no TIME is", [](auto &b) { ++at<int32_t>(b.of(7), 1)[3]; }},
-      {"holds 1001, which no TIMESTAMP WITH TIME ZONE is", [](auto &b) { ++at<int64_t>(b.of(8), 1)[1]; }}};
+      {"holds 86400001, which no TIME is", [](auto &b) { ++at<int32_t>(b.of(6), 1)[3]; }},
+      {"holds 1001, which no TIMESTAMP WITH TIME ZONE is", [](auto &b) { ++at<int64_t>(b.of(7), 1)[1]; }}};
   for (const auto &[message, tell] : faults) {
     foreign_batch made;
     tell(made);
