@@ -117,23 +117,26 @@ result statement::run() {
 
 void statement::closer::operator()(void *closed) const { duckdb_destroy_prepare(&closed); }
 
-connection::connection() {
-  duckdb_database opened = nullptr;
-  if (duckdb_open(nullptr, &opened) != duckdb_success)
+void *connection::opened() {
+  if (handle)
+    return handle.get();
+  duckdb_database in_memory = nullptr;
+  if (duckdb_open(nullptr, &in_memory) != duckdb_success)
     fail("DuckDB cannot open an in-memory database");
-  database.reset(opened);
+  database.reset(in_memory);
   duckdb_connection connected = nullptr;
-  if (duckdb_connect(opened, &connected) != duckdb_success)
+  if (duckdb_connect(in_memory, &connected) != duckdb_success)
     fail("DuckDB cannot connect to its in-memory database");
   handle.reset(connected);
   // A file of a kind that DuckDB does not know is an error, not a reason to fetch an extension.
   query("SET autoinstall_known_extensions = false");
   query("SET TimeZone = 'UTC'");
+  return connected;
 }
 
 result connection::query(const std::string &sql) {
   result out;
-  if (duckdb_query(handle.get(), sql.c_str(), &out.owned->handle) != duckdb_success)
+  if (duckdb_query(opened(), sql.c_str(), &out.owned->handle) != duckdb_success)
     fail(duckdb_result_error(&out.owned->handle));
   return out;
 }
@@ -148,7 +151,7 @@ result connection::stream(const std::string &sql) {
 
 statement connection::prepare(const std::string &sql) {
   duckdb_prepared_statement prepared = nullptr;
-  duckdb_state state = duckdb_prepare(handle.get(), sql.c_str(), &prepared);
+  duckdb_state state = duckdb_prepare(opened(), sql.c_str(), &prepared);
   statement out(prepared);
   if (state != duckdb_success)
     fail(duckdb_prepare_error(prepared));

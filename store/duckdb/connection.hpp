@@ -79,18 +79,17 @@ private:
   std::unique_ptr<void, closer> handle;
 };
 
-// A private in-memory database.
+// A private in-memory database, which is opened when it is first asked: that takes as long as a whole query of a saved
+// table, which never asks.
 class connection {
 public:
-  connection();
-
   result query(const std::string &sql);
   // The same, but rows are made as they are fetched, rather than all at first; the next query ends this.
   result stream(const std::string &sql);
   statement prepare(const std::string &sql);
 
   // The duckdb_connection, for calls that this does not wrap.
-  void *opened() { return handle.get(); }
+  void *opened();
 
 private:
   struct database_closer {

@@ -2,15 +2,6 @@
 
 namespace store {
 
-namespace {
-
-// Bytes behind a stream that are readable but not part of it.
-uint64_t without_slack(const aligned_vector<uint8_t> &stream) {
-  return stream.empty() ? 0 : stream.size() - cache_line;
-}
-
-} // namespace
-
 std::string_view encoding_name(encoding form) {
   static constexpr std::string_view names[] = {"dict", "rle", "fixed", "dynp", "prefix"};
   return names[static_cast<size_t>(form)];
@@ -20,7 +11,7 @@ uint64_t column::encoded_bytes() const {
   const auto *entries = std::get_if<dictionary>(&values);
   uint64_t bytes = entries ? entries->bytes() : std::holds_alternative<key_range>(values) ? sizeof(key_range) : 0;
   for (const batch &b : batches)
-    bytes += sizeof(zone) + without_slack(b.stream) + without_slack(b.lens) + b.cla.size() * sizeof(uint32_t);
+    bytes += sizeof(zone) + b.stored_bytes() + b.length_bytes() + b.cla.size() * sizeof(uint32_t);
   return bytes;
 }
 

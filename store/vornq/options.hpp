@@ -28,6 +28,7 @@ struct options {
   std::vector<std::string> encodings;
   std::optional<std::string> isa;
   std::string library_folder;
+  std::optional<std::filesystem::path> saved_file;
   bool list_columns = false;
   bool summary = false;
   instrumentation more;
