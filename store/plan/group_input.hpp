@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <span>
 
 #include "store/plan/numbers.hpp"
@@ -24,6 +25,13 @@ public:
 
   // Groups are below this number.  It may grow from step to step, and some may be without rows.
   virtual uint32_t group_count() const = 0;
+
+  // Goes to the rows of a batch, with which they end; without a call these are those of all.
+  virtual void go_to(size_t batch) = 0;
+
+  // The same rows for another thread, and the number here of a group that has another number there.
+  virtual std::unique_ptr<group_input> another() const = 0;
+  virtual uint32_t group_of(const group_input & /*there*/, uint32_t group) { return group; }
 
   // What a group has in common, a cell of each column that rows are grouped by.
   virtual void show(uint32_t group, std::span<cell> out) const = 0;

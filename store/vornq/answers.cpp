@@ -22,7 +22,7 @@ std::vector<answered> answer_all(const session &s) {
   const auto &[choices, conditions, shown, columns] = s.asked;
   if (shown && shown->is_grouped) {
     keep(described(*shown, s.chosen),
-         measure(s.library, s.from.plan(), *shown, s.from.names(), s.checker, s.repetitions()));
+         measure(s.library, s.threads, s.from.plan(), *shown, s.from.names(), s.checker, s.repetitions()));
     return out;
   }
   // To count the rows of a join takes all of them, which a limit is there to spare.  Those in a polygon are others than
@@ -32,11 +32,11 @@ std::vector<answered> answer_all(const session &s) {
   for (size_t i = 0; i < conditions.size(); ++i) {
     const condition &c = conditions[i];
     keep(s.chosen.conditions[i],
-         s.from.are_joined() ? measure(s.library, s.from.query_for(&c), c.sql, s.checker, s.repetitions())
-                             : measure(s.library, s.from.list().front().columns, c, s.checker, s.repetitions()));
+         s.from.are_joined() ? measure(s.library, s.threads, s.from.query_for(&c), c.sql, s.checker, s.repetitions())
+                             : measure(s.library, s.threads, s.from.list().front().columns, c, s.checker, s.repetitions()));
   }
   if (s.from.are_joined() && conditions.empty())
-    keep(*s.chosen.join, measure(s.library, s.from.query_for(nullptr), "", s.checker, s.repetitions()));
+    keep(*s.chosen.join, measure(s.library, s.threads, s.from.query_for(nullptr), "", s.checker, s.repetitions()));
   return out;
 }
 
@@ -44,13 +44,13 @@ bool show(const session &s) {
   const request &asked = *s.asked.shown;
   const column_names &names = s.from.names();
   const plan_tables from = s.from.plan();
-  const vorn_ctx &ctx = s.library.chosen();
+  const execution run(s.library.chosen(), s.threads);
   const std::vector<heading> headings = asked.headings(names);
   row_writer writer(s.chosen.format, headings);
   constexpr uint64_t shown_without_limit = 20; // of a table
   const uint64_t shown = s.as_table() && !s.chosen.limit ? shown_without_limit : std::numeric_limits<uint64_t>::max();
   const auto compare = [&](const request &compared, uint64_t most, const std::function<void(row_block)> &take) {
-    return project(*planned(ctx, from, compared), headings, s.checker.answer(compared.sql(names, true)), most, take);
+    return project(*planned(run, from, compared), headings, s.checker.answer(compared.sql(names, true)), most, take);
   };
   const auto write = [&](row_block block) { writer.write(block); };
   projection rows;
@@ -59,7 +59,7 @@ bool show(const session &s) {
   const bool is_order_open = rows.rounded != 0;
   if (is_order_open) {
     rows.count = std::min(rows.count, s.chosen.limit.value_or(rows.count));
-    limited_rows first(planned(ctx, from, asked), shown);
+    limited_rows first(planned(run, from, asked), shown);
     while (first.next() != 0)
       writer.write(first.rows());
   } else if (rows.agree) {

@@ -16,6 +16,7 @@ namespace store {
 struct session {
   const options &chosen;
   const kernels &library;
+  worker_pool &threads;
   const tables &from;
   const questions &asked;
   const reference checker;

@@ -11,6 +11,7 @@
 #include "store/plan/plan.hpp"
 #include "store/query/condition.hpp"
 #include "store/query/filter.hpp"
+#include "store/run/worker_pool.hpp"
 #include "store/vornq/kernels.hpp"
 
 namespace store {
@@ -29,16 +30,16 @@ struct answer {
   std::string counted = "matches";          // what is
 };
 
-// Each engine runs `repetitions` times, after a first run that does not count unless it is the only one.
-answer measure(const kernels &library, const column_map &columns, const condition &asked, const reference &checker,
-               uint32_t repetitions);
+// Each engine runs on so many threads `repetitions` times, after a first run that does not count unless it is the only one.
+answer measure(const kernels &library, worker_pool &threads, const column_map &columns, const condition &asked,
+               const reference &checker, uint32_t repetitions);
 
 // The same for a join and the SQL of its condition, if it has one.  Of joined rows no selection is kept.
-answer measure(const kernels &library, const join_query &asked, const std::string &condition_sql,
-               const reference &checker, uint32_t repetitions);
+answer measure(const kernels &library, worker_pool &threads, const join_query &asked, 
+               const std::string &condition_sql, const reference &checker, uint32_t repetitions);
 
 // The same for the rows of a request, which the kernels give alike, bit by bit.  DuckDB's are counted here.
-answer measure(const kernels &library, const plan_tables &from, const request &asked, const column_names &names,
-               const reference &checker, uint32_t repetitions);
+answer measure(const kernels &library, worker_pool &threads, const plan_tables &from, const request &asked,
+               const column_names &names, const reference &checker, uint32_t repetitions);
 
 } // namespace store

@@ -1,8 +1,10 @@
 #include "store/vornq/options.hpp"
 
+#include <algorithm>
 #include <charconv>
 #include <cstdio>
 #include <map>
+#include <thread>
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
@@ -121,6 +123,13 @@ std::optional<options> read_options(int argc, char **argv) {
   app.add_option("--libraries", out.library_folder,
                  "The folder of the specialised libraries; otherwise that of this program")
       ->type_name("FOLDER");
+  app.add_option("--threads", out.threads,
+                 "Spread the batches of rows over so many threads, 0 for as many as there are processors, of the\n"
+                 "kernels and of DuckDB; the answers are the same to the bit.  Loading, the build of a hash table, the\n"
+                 "reading of the rows of one table, sums of doubles, sorting and checks stay on one thread")
+      ->type_name("NUMBER")
+      ->check(CLI::Range(0, 1024))
+      ->capture_default_str();
   app.add_flag("--self-check", out.more.self_check,
                "Run every specialised kernel against the generic one; ends with status 1 when they differ");
   app.add_flag("--trace", out.more.trace, "Print the library's trace lines on standard error");
@@ -134,6 +143,10 @@ std::optional<options> read_options(int argc, char **argv) {
     std::fputs((version->count() != 0 ? "vornq " VORN_VERSION "\n" : app.help()).c_str(), stdout);
     return std::nullopt;
   }
+  if (out.threads == 0)
+    out.threads = std::max(1U, std::thread::hardware_concurrency());
+  if (out.threads != 1 && out.more.rates)
+    throw error("--stats keeps the rates of one thread; it goes with --threads 1");
   out.format = parse_row_format(format);
   out.aggregates = in_order(app);
   if (limit)

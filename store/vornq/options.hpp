@@ -28,6 +28,7 @@ struct options {
   std::vector<std::string> encodings;
   std::optional<std::string> isa;
   std::string library_folder;
+  uint32_t threads = 1;
   bool list_columns = false;
   bool summary = false;
   instrumentation more;

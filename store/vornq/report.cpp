@@ -42,6 +42,10 @@ std::string grouped(uint64_t number) {
   return digits;
 }
 
+std::string threads_named(size_t threads) {
+  return threads == 1 ? "one thread each" : fmt::format("{} threads each", threads);
+}
+
 namespace {
 
 void print_columns(const loaded_table &table) {
@@ -150,7 +154,7 @@ void print_shown(const projection &rows, std::string_view unit, uint64_t shown, 
              is_order_open ? "; their order, which hangs on such sums, is not compared" : "");
 }
 
-void print_summary(const tables &from, std::span<const answered> answers) {
+void print_summary(const tables &from, std::span<const answered> answers, size_t threads) {
   fmt::print("\nsummary\n");
   for (const loaded_table &table : from.list()) {
     if (from.are_joined())
@@ -160,7 +164,8 @@ void print_summary(const tables &from, std::span<const answered> answers) {
   if (answers.empty())
     return;
   const auto equal = std::count_if(answers.begin(), answers.end(), [](const answered &a) { return a.given.agree; });
-  fmt::print("{} of {} answers are equal to DuckDB's\n\n", equal, answers.size());
+  fmt::print("{} of {} answers are equal to DuckDB's; times on {}\n\n", equal, answers.size(),
+             threads_named(threads));
   // The generic kernels come first, those in force before DuckDB.
   const auto &engines = answers.front().given.measurements;
   const size_t in_force = engines.size() - 2;

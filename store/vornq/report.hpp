@@ -15,6 +15,9 @@ namespace store {
 // A number with its digits in groups of three.
 std::string grouped(uint64_t number);
 
+// "one thread each" or the like, of the kernels and DuckDB.
+std::string threads_named(size_t threads);
+
 void print_columns(const tables &from);
 
 void print_answer(const std::string &question, uint64_t rows, const answer &a);
@@ -29,6 +32,6 @@ struct answered {
 };
 
 // What was gained: the sizes of the columns, in the files too where these tell, and the times of the answers.
-void print_summary(const tables &from, std::span<const answered> answers);
+void print_summary(const tables &from, std::span<const answered> answers, size_t threads);
 
 } // namespace store
