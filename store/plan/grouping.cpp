@@ -2,7 +2,10 @@
 
 #include <algorithm>
 #include <cmath>
+#include <span>
 #include <utility>
+
+#include "store/run/batch_turns.hpp"
 
 namespace store {
 
@@ -21,12 +24,13 @@ grouping::grouping(const execution &on, std::unique_ptr<group_input> grouped, si
                    std::vector<value_kind> grouped_by, std::vector<aggregate> asked, std::vector<term> added,
                    std::vector<number_form> number_forms)
     : run(on), batches(input_batches), kinds(std::move(grouped_by)), aggregates(std::move(asked)),
-      terms(std::move(added)), forms(std::move(number_forms)), shares(run, made_share(std::move(grouped))),
+      terms(std::move(added)), forms(std::move(number_forms)), all(made_share(std::move(grouped))), shares(run),
       cells(kinds.size() + aggregates.size()), blocks(cells.size()) {}
 
 std::unique_ptr<grouping::share> grouping::made_share(std::unique_ptr<group_input> input) const {
   const vorn_ctx &ctx = run.context();
-  std::unique_ptr<share> out(new share{std::move(input), group_counts(ctx), {}, {}, {}});
+  const uint32_t groups = input->group_count();
+  std::unique_ptr<share> out(new share{std::move(input), group_counts(ctx), {}, {}, groups, 0, {}, {}});
   const auto is_nullable = [&](const term::operand &o) { return !o.constant && forms[o.column].is_nullable; };
   for (const term &t : terms) {
     const bool computes = t.opcode != VORN_OPC_NONE;
@@ -52,80 +56,103 @@ const numbers &grouping::numbers_of(share &own, size_t added) const {
 }
 
 void grouping::add_all() {
-  const size_t most_kept = 2 * run.threads(); // batches
-  for (size_t first = 0; first < batches; first += most_kept) {
-    std::vector<std::vector<kept_step>> kept(std::min(most_kept, batches - first));
-    run.each(kept.size(), [&](size_t thread, size_t i) { kept[i] = add_batch(thread, first + i); });
-    for (const auto &steps : kept)
-      for (const kept_step &step : steps)
-        add_reals(step);
+  const auto has_own_groups = [](const auto &own) { return own && own->has_own_groups(); };
+  size_t done = 0;
+  if (run.threads() > 1) {
+    done = std::min(2 * run.threads(), batches);
+    spread(0, done);
+    // To put such groups together takes as long as to find them.
+    if (std::none_of(shares.all().begin(), shares.all().end(), has_own_groups))
+      spread(std::exchange(done, batches), batches);
   }
-  share &all = shares.first();
-  for (const auto &other : shares.all()) {
-    if (!other || other.get() == &all)
+  for (; done < batches; ++done)
+    add_batch(*all, done);
+  for (const auto &own : shares.all()) {
+    if (!own)
       continue;
-    find_groups_of_first(*other);
-    all.counts.add(other->counts, other->groups_of_first);
+    find_groups_of_all(*own);
+    all->counts.add(own->counts, own->groups_of_all);
     for (size_t added = 0; added < terms.size(); ++added)
-      if (!is_kept(added))
-        all.sums[added].add(other->sums[added], other->groups_of_first);
+      if (!is_ordered(added))
+        all->sums[added].add(own->sums[added], own->groups_of_all);
   }
 }
 
-std::vector<grouping::kept_step> grouping::add_batch(size_t thread, size_t batch) {
-  share &own = shares.of(thread, [&] { return made_share(shares.first().input->another()); });
-  std::vector<kept_step> out;
+void grouping::spread(size_t first, size_t end) {
+  const bool has_reals = std::any_of(all->sums.begin(), all->sums.end(),
+                                     [](const summation &sum) { return sum.stored_as().is_real; });
+  batch_turns turns(first);
+  run.each(end - first, [&](size_t thread, size_t i) {
+    try {
+      share &own = shares.of(thread, [&] { return made_share(all->input->another()); });
+      const size_t steps = add_batch(own, first + i);
+      if (has_reals)
+        turns.take(first + i, [&] { add_reals(own, steps); });
+    } catch (...) {
+      turns.give_up();
+      throw;
+    }
+  });
+}
+
+// Returns how many steps have kept reals.
+size_t grouping::add_batch(share &own, size_t batch) {
   std::vector<uint8_t> ones;
+  size_t steps = 0;
   own.input->go_to(batch);
   while (const uint32_t rows = own.input->next()) {
-    const uint32_t *groups = own.input->groups();
     own.resize();
+    own.rows += rows;
     ones.resize(rows, 1);
-    own.counts.add(ones.data(), rows, groups);
-    kept_step kept{thread, {}, {}};
-    for (size_t added = 0; added < terms.size(); ++added) {
-      if (!is_kept(added)) {
-        own.sums[added].add(numbers_of(own, added), groups);
-        continue;
-      }
-      kept.reals.resize(added, numbers(number_form()));
-      kept.reals.push_back(numbers_of(own, added));
-    }
-    if (kept.reals.empty())
-      continue;
-    if (groups != nullptr)
-      kept.groups.emplace(groups, groups + rows);
-    out.push_back(std::move(kept));
+    own.counts.add(ones.data(), rows, own.input->groups());
+    bool keeps = false;
+    for (size_t added = 0; added < terms.size(); ++added)
+      if (&own == all.get() || !is_ordered(added))
+        own.sums[added].add(numbers_of(own, added), own.input->groups());
+      else
+        keeps = true;
+    if (keeps)
+      keep_reals(own, rows, steps++);
   }
-  return out;
+  return steps;
 }
 
-void grouping::add_reals(const kept_step &step) {
-  share &other = *shares.all()[step.thread];
-  if (step.thread != 0)
-    find_groups_of_first(other);
-  std::vector<uint32_t> groups = step.groups.value_or(std::vector<uint32_t>());
-  if (step.thread != 0)
+void grouping::keep_reals(share &own, uint32_t rows, size_t step) {
+  if (step == own.kept.size())
+    own.kept.push_back({false, {}, std::vector<numbers>(terms.size(), numbers(number_form()))});
+  auto &[is_grouped, groups, reals] = own.kept[step];
+  for (size_t added = 0; added < terms.size(); ++added)
+    if (is_ordered(added))
+      reals[added] = numbers_of(own, added);
+  const uint32_t *own_groups = own.input->groups();
+  is_grouped = own_groups != nullptr;
+  if (is_grouped)
+    groups.assign(own_groups, own_groups + rows);
+}
+
+void grouping::add_reals(share &own, size_t steps) {
+  find_groups_of_all(own);
+  for (auto &[is_grouped, groups, reals] : std::span(own.kept).first(steps)) {
     for (uint32_t &group : groups)
-      group = other.groups_of_first[group];
-  for (size_t added = 0; added < step.reals.size(); ++added)
-    if (is_kept(added))
-      shares.first().sums[added].add(step.reals[added], step.groups ? groups.data() : nullptr);
+      group = own.groups_of_all[group];
+    for (size_t added = 0; added < terms.size(); ++added)
+      if (is_ordered(added))
+        all->sums[added].add(reals[added], is_grouped ? groups.data() : nullptr);
+  }
 }
 
-void grouping::find_groups_of_first(share &other) {
-  share &first = shares.first();
-  for (auto group = static_cast<uint32_t>(other.groups_of_first.size()); group < other.input->group_count(); ++group)
-    other.groups_of_first.push_back(first.input->group_of(*other.input, group));
-  first.resize();
+void grouping::find_groups_of_all(share &own) {
+  for (auto group = static_cast<uint32_t>(own.groups_of_all.size()); group < own.input->group_count(); ++group)
+    own.groups_of_all.push_back(all->input->group_of(*own.input, group));
+  all->resize();
 }
 
 cell grouping::value(const aggregate &asked, uint32_t group) const {
   if (asked.what == function::count)
-    return static_cast<int64_t>(shares.first().counts[group]);
-  const summation &sum = shares.first().sums[asked.added];
+    return static_cast<int64_t>(all->counts[group]);
+  const summation &sum = all->sums[asked.added];
   const number_form &form = sum.stored_as();
-  const uint64_t values = form.is_nullable ? sum.present()[group] : shares.first().counts[group];
+  const uint64_t values = form.is_nullable ? sum.present()[group] : all->counts[group];
   if (values == 0)
     return {};
   if (asked.what == function::sum && !form.is_real)
@@ -144,13 +171,12 @@ uint64_t grouping::next() {
   for (std::vector<cell> &c : cells)
     c.clear();
   const size_t columns = kinds.size();
-  const share &all = shares.first();
   std::vector<cell> common(columns);
   size_t count = 0;
-  for (; count < most && next_group < all.input->group_count(); ++next_group) {
-    if (all.counts[next_group] == 0 && columns != 0)
+  for (; count < most && next_group < all->input->group_count(); ++next_group) {
+    if (all->counts[next_group] == 0 && columns != 0)
       continue;
-    all.input->show(next_group, common);
+    all->input->show(next_group, common);
     for (size_t c = 0; c < columns; ++c)
       cells[c].push_back(shown_as_one(common[c], kinds[c]));
     for (size_t a = 0; a < aggregates.size(); ++a)

@@ -1,13 +1,12 @@
 // One row for each group of rows: what the group has in common, and counts, sums and averages over its rows.
 //
 // Threads take batches by turns.  Each counts rows and adds integers by groups of its own, which are put together at
-// the end.  A sum of reals depends on the order of its additions: of these, threads find the groups and the numbers, and
-// one adds them in the order of the rows, so that the sums are the same to the bit on any number of threads.
+// the end.  A sum of reals depends on the order of its additions: threads find the groups and the numbers of a batch
+// at once but add the reals in the order of the batches, so that the sums are the same to the bit on any number of them.
 #pragma once
 
 #include <cstdint>
 #include <memory>
-#include <optional>
 #include <vector>
 
 #include "store/decode/row_source.hpp"
@@ -40,31 +39,42 @@ public:
   row_block rows() const override { return blocks; }
 
 private:
-  // The groups of a thread, which have numbers of their own, and what it has added.
+  // Reals of some rows.  Their memory is used again.
+  struct kept_step {
+    bool is_grouped = false;
+    std::vector<uint32_t> groups;
+    std::vector<numbers> reals; // by term; those of integers are empty
+  };
+  // Groups with numbers of their own, and what was added: of all rows, or of those of a thread.
   struct share {
     std::unique_ptr<group_input> input;
     group_counts counts; // rows
     // By term.
     std::vector<computed_numbers> computed;
     std::vector<summation> sums;
-    std::vector<uint32_t> groups_of_first; // the same groups in the first thread's share
+
+    uint32_t groups_at_first = 0; // before the first row
+    uint64_t rows = 0;
+
+    // Of a thread: the numbers of the groups among those of all rows, and the reals of the last batch.
+    std::vector<uint32_t> groups_of_all;
+    std::vector<kept_step> kept;
 
     void resize();
-  };
-  // Reals of some rows of a thread, which the first one adds.
-  struct kept_step {
-    size_t thread;
-    std::optional<std::vector<uint32_t>> groups; // nothing where there is but one
-    std::vector<numbers> reals;                  // by term; those of integers are empty
+    // Do most rows have a group for themselves?
+    bool has_own_groups() const { return input->group_count() > groups_at_first + rows / 4; }
   };
 
   std::unique_ptr<share> made_share(std::unique_ptr<group_input> input) const;
   void add_all();
-  std::vector<kept_step> add_batch(size_t thread, size_t batch);
-  void add_reals(const kept_step &step);
-  void find_groups_of_first(share &other);
+  void spread(size_t first, size_t end);
+  size_t add_batch(share &own, size_t batch);
+  void keep_reals(share &own, uint32_t rows, size_t step);
+  void add_reals(share &own, size_t steps);
+  void find_groups_of_all(share &own);
   const numbers &numbers_of(share &own, size_t added) const;
-  bool is_kept(size_t added) const { return shares.all().size() > 1 && shares.first().sums[added].stored_as().is_real; }
+  // Is a term added by one thread, whichever found its numbers?
+  bool is_ordered(size_t added) const { return all->sums[added].stored_as().is_real; }
   cell value(const aggregate &asked, uint32_t group) const;
 
   execution run;
@@ -73,6 +83,7 @@ private:
   std::vector<aggregate> aggregates;
   std::vector<term> terms;
   std::vector<number_form> forms;
+  std::unique_ptr<share> all;
   per_thread<share> shares;
 
   bool is_added = false;

@@ -310,8 +310,9 @@ TEST(measure, notices_when_duckdb_counts_otherwise) {
   columns.emplace("n", loaded.load(loaded.find("n"), {}, [](uint64_t) {}));
   const std::string names[] = {"n"};
   const reference checker(db, other, names);
-  EXPECT_TRUE(measure(library, columns, parse_condition("n = 3", loaded.columns()), checker, 1).agree);
-  EXPECT_FALSE(measure(library, columns, parse_condition("n = 2", loaded.columns()), checker, 1).agree);
+  worker_pool threads(2);
+  EXPECT_TRUE(measure(library, threads, columns, parse_condition("n = 3", loaded.columns()), checker, 1).agree);
+  EXPECT_FALSE(measure(library, threads, columns, parse_condition("n = 2", loaded.columns()), checker, 1).agree);
 }
 
 TEST(projection, notices_what_duckdb_has_otherwise) {
