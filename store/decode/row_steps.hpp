@@ -42,6 +42,7 @@ public:
     return out;
   }
 
+  size_t batch_number() const { return batches_opened - 1; }
   // The batch of the last step, how many of its rows are selected, and which; null for all.
   const batch &rows() const { return of.batches[batches_opened - 1]; }
   uint32_t count() const { return wanted; }

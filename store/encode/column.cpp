@@ -20,9 +20,11 @@ uint64_t column::encoded_bytes() const {
   const auto *entries = std::get_if<dictionary>(&values);
   uint64_t bytes = entries ? entries->bytes() : std::holds_alternative<key_range>(values) ? sizeof(key_range) : 0;
   for (const batch &b : batches)
-    bytes += sizeof(zone) + without_slack(b.stream) + without_slack(b.lens) + b.cla.size() * sizeof(uint32_t);
+    bytes += sizeof(zone) + b.bytes();
   return bytes;
 }
+
+uint64_t batch::bytes() const { return without_slack(stream) + without_slack(lens) + cla.size() * sizeof(uint32_t); }
 
 uint64_t column::last_ordinal() const {
   if (const auto *entries = std::get_if<dictionary>(&values))

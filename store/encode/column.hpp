@@ -55,6 +55,9 @@ struct batch {
   // Where the library keeps the decompressed stream.  The memory belongs to the environment of the context of the
   // first scan, so every scan of a compressed column takes a context of that one.
   mutable void *decompressed = nullptr;
+
+  // As stored, without the memory behind the ends.
+  uint64_t bytes() const;
 };
 
 struct column {

@@ -34,6 +34,7 @@ void hash_join::go_to(size_t batch) {
 }
 
 uint64_t hash_join::next() {
+  const step_timer timer(sides->told);
   joined_count = 0;
   while (joined_count == 0) {
     if (next_equal == equal.size() && !next_keys())
@@ -41,6 +42,8 @@ uint64_t hash_join::next() {
     join_rows();
   }
   show();
+  if (sides->told != nullptr)
+    sides->told->rows_out += joined_count;
   return joined_count;
 }
 
@@ -50,6 +53,11 @@ bool hash_join::next_step() {
   if (hashes.empty())
     return false;
   did.probed_rows += hashes.size();
+  if (plan_step *told = sides->told) {
+    if (step.opens_batch)
+      told->count_batch(steps.batch_number());
+    told->rows_in += step.rows;
+  }
   if (step.opens_batch)
     cursor.open(steps.rows(), steps.filter());
   step_rows = cursor.next(hashes.size());

@@ -60,6 +60,7 @@ struct join_sides {
   std::vector<output_column> shown;
   row_test test; // of joined rows only those are given that it takes, if there is one
   join_settings settings;
+  plan_step *told = nullptr; // that joins rows; null where nothing is explained
 };
 
 class hash_join final : public batch_source {

@@ -107,9 +107,25 @@ std::unique_ptr<hash_join> join_query::run(const execution &on, std::span<const 
     };
   }
   const vorn_ctx &ctx = on.context();
-  return std::make_unique<hash_join>(
-      ctx, std::make_shared<join_sides>(ctx, join_side{first_key, filtered(on, false)},
-                                        join_side{second_key, filtered(on, true)}, columns, std::move(test), settings));
+  join_side probed{first_key, filtered(on, false)};
+  const join_side looked_up{second_key, filtered(on, true)};
+  std::vector<const column *> read[2] = {{&first_key}, {&second_key}};
+  for (const auto &[of, of_second] : columns)
+    read[of_second].push_back(of);
+  plan_step *const built = on.begin_step("build table of " + second_key.name, read[true]);
+  std::optional<step_timer> timer(built);
+  const auto sides =
+      std::make_shared<join_sides>(ctx, std::move(probed), looked_up, columns, std::move(test), settings);
+  timer.reset();
+  if (built != nullptr) {
+    for (size_t batch = 0; batch < second_key.batches.size(); ++batch)
+      built->count_batch(batch);
+    built->rows_in = looked_up.count();
+    built->rows_out = sides->second.table->rows();
+    built->bytes += sides->second.table->bytes();
+  }
+  sides->told = on.begin_step("join by " + first_key.name, read[false]);
+  return std::make_unique<hash_join>(ctx, sides);
 }
 
 } // namespace store

@@ -55,6 +55,13 @@ std::unique_ptr<dense_groups> dense_groups::copy() const {
   return std::make_unique<dense_groups>(ctx, walked, key.columns(), added, selected, settings);
 }
 
+std::vector<const column *> dense_groups::read() const {
+  std::vector<const column *> out(key.columns().begin(), key.columns().end());
+  for (const number_column &c : added)
+    out.push_back(c.of);
+  return out;
+}
+
 void dense_groups::go_to(size_t batch) {
   steps.go_to(batch);
   for (number_reader &reader : readers)

@@ -38,6 +38,9 @@ public:
   dense_groups(const dense_groups &) = delete;
 
   uint32_t next() override;
+  const char *method() const override { return "dense keys"; }
+  bool calls_groupkey() const override { return !unpackers.empty(); }
+  std::vector<const column *> read() const override;
   void go_to(size_t batch) override;
   std::unique_ptr<group_input> another() const override { return copy(); }
   std::unique_ptr<dense_groups> copy() const;

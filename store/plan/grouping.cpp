@@ -22,9 +22,9 @@ cell shown_as_one(const cell &c, value_kind kind) {
 
 grouping::grouping(const execution &on, std::unique_ptr<group_input> grouped, size_t input_batches,
                    std::vector<value_kind> grouped_by, std::vector<aggregate> asked, std::vector<term> added,
-                   std::vector<number_form> number_forms)
+                   std::vector<number_form> number_forms, plan_step *explained)
     : run(on), batches(input_batches), kinds(std::move(grouped_by)), aggregates(std::move(asked)),
-      terms(std::move(added)), forms(std::move(number_forms)), all(made_share(std::move(grouped))), shares(run),
+      terms(std::move(added)), forms(std::move(number_forms)), told(explained), all(made_share(std::move(grouped))), shares(run),
       cells(kinds.size() + aggregates.size()), blocks(cells.size()) {}
 
 std::unique_ptr<grouping::share> grouping::made_share(std::unique_ptr<group_input> input) const {
@@ -97,8 +97,10 @@ void grouping::spread(size_t first, size_t end) {
 
 // Returns how many steps have kept reals.
 size_t grouping::add_batch(share &own, size_t batch) {
+  const step_timer timer(told);
   std::vector<uint8_t> ones;
   size_t steps = 0;
+  bool is_first = true;
   own.input->go_to(batch);
   while (const uint32_t rows = own.input->next()) {
     own.resize();
@@ -113,6 +115,11 @@ size_t grouping::add_batch(share &own, size_t batch) {
         keeps = true;
     if (keeps)
       keep_reals(own, rows, steps++);
+    if (told != nullptr) {
+      if (std::exchange(is_first, false))
+        told->count_batch(batch);
+      told->rows_in += rows;
+    }
   }
   return steps;
 }
@@ -131,6 +138,7 @@ void grouping::keep_reals(share &own, uint32_t rows, size_t step) {
 }
 
 void grouping::add_reals(share &own, size_t steps) {
+  const step_timer timer(told);
   find_groups_of_all(own);
   for (auto &[is_grouped, groups, reals] : std::span(own.kept).first(steps)) {
     for (uint32_t &group : groups)
@@ -165,6 +173,7 @@ cell grouping::value(const aggregate &asked, uint32_t group) const {
 }
 
 uint64_t grouping::next() {
+  const step_timer timer(told);
   if (!std::exchange(is_added, true))
     add_all();
   constexpr size_t most = 4096;
@@ -185,6 +194,8 @@ uint64_t grouping::next() {
   }
   for (size_t c = 0; c < cells.size(); ++c)
     blocks[c] = cells[c];
+  if (told != nullptr)
+    told->rows_out += count;
   return count;
 }
 

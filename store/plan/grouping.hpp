@@ -33,7 +33,8 @@ public:
   // The context outlives this.  The input has rows of so many batches.  The kinds are those of the columns that rows
   // are grouped by, the forms those of the columns of numbers.
   grouping(const execution &on, std::unique_ptr<group_input> input, size_t batches, std::vector<value_kind> kinds,
-           std::vector<aggregate> aggregates, std::vector<term> terms, std::vector<number_form> forms);
+           std::vector<aggregate> aggregates, std::vector<term> terms, std::vector<number_form> forms,
+           plan_step *explained);
 
   uint64_t next() override;
   row_block rows() const override { return blocks; }
@@ -83,6 +84,7 @@ private:
   std::vector<aggregate> aggregates;
   std::vector<term> terms;
   std::vector<number_form> forms;
+  plan_step *told; // null where nothing is explained
   std::unique_ptr<share> all;
   per_thread<share> shares;
 

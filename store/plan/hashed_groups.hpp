@@ -23,6 +23,8 @@ public:
                 std::span<const number_column> added);
 
   uint32_t next() override;
+  const char *method() const override { return "hashed values"; }
+  std::vector<const column *> read() const override { return {}; }
   void go_to(size_t batch) override { source->go_to(batch); }
   std::unique_ptr<group_input> another() const override {
     return std::make_unique<hashed_groups>(source->another(), columns, added);

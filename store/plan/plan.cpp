@@ -3,11 +3,14 @@
 #include <algorithm>
 #include <utility>
 
+#include <fmt/format.h>
+
 #include "store/plan/grouping.hpp"
 #include "store/plan/hashed_groups.hpp"
 #include "store/plan/limit.hpp"
 #include "store/plan/sort.hpp"
 #include "store/plan/spread_rows.hpp"
+#include "store/plan/told_rows.hpp"
 #include "store/plan/translated_groups.hpp"
 #include "store/plan/wide_groups.hpp"
 
@@ -23,11 +26,23 @@ public:
   std::unique_ptr<row_source> whole() const {
     std::unique_ptr<row_source> out = asked.is_grouped ? groups() : rows();
     if (asked.limit)
-      out = std::make_unique<limited_rows>(std::move(out), *asked.limit);
+      out = above("limit", std::move(out), [&](auto below) {
+        return std::make_unique<limited_rows>(std::move(below), *asked.limit);
+      });
     return out;
   }
 
 private:
+  // A step that takes its rows from another one.
+  template <class Make>
+  std::unique_ptr<row_source> above(const char *name, std::unique_ptr<row_source> below, Make make) const {
+    plan_step *const told = run.begin_step(name);
+    if (told == nullptr)
+      return make(std::move(below));
+    below = std::make_unique<told_rows>(std::move(below), *told, told->rows_in);
+    return std::make_unique<told_rows>(make(std::move(below)), *told, told->rows_out);
+  }
+
   std::unique_ptr<row_source> rows() const {
     std::vector<std::string> names = asked.columns;
     std::vector<sort_key> keys;
@@ -44,7 +59,9 @@ private:
     else
       out = std::move(taken);
     if (!keys.empty())
-      out = std::make_unique<sorted_rows>(std::move(out), std::move(keys), names.size(), asked.columns.size());
+      out = above("sort", std::move(out), [&](auto below) {
+        return std::make_unique<sorted_rows>(std::move(below), std::move(keys), names.size(), asked.columns.size());
+      });
     return out;
   }
 
@@ -68,10 +85,16 @@ private:
     forms.reserve(columns.size());
     for (const number_column &c : columns)
       forms.push_back(form_of(c));
-    auto grouped = std::make_unique<grouping>(run, input(columns), batches(), group_kinds(), std::move(aggregates),
-                                              std::move(terms), std::move(forms));
+    std::unique_ptr<group_input> taken = input(columns);
+    plan_step *const told = run.begin_step(fmt::format("group by {}", taken->method()), taken->read());
+    if (told != nullptr && taken->calls_groupkey())
+      told->calls.emplace("vorn_groupkey", "vorn_groupkey");
+    auto grouped = std::make_unique<grouping>(run, std::move(taken), batches(), group_kinds(), std::move(aggregates),
+                                              std::move(terms), std::move(forms), told);
     const size_t shown = asked.columns.size() + asked.aggregates.size();
-    return std::make_unique<sorted_rows>(std::move(grouped), group_order(), shown, shown);
+    return above("sort", std::move(grouped), [&](auto below) {
+      return std::make_unique<sorted_rows>(std::move(below), group_order(), shown, shown);
+    });
   }
 
   // The order that is asked for, and by the columns of the groups.
@@ -112,7 +135,10 @@ private:
   std::unique_ptr<batch_source> source(const std::vector<std::string> &names) const {
     if (from.second != nullptr)
       return joined().run(run, from.outputs(names), settings.join);
-    return std::make_unique<table_scan>(run.context(), columns_of(names), selected());
+    std::vector<const column *> read = columns_of(names);
+    std::shared_ptr<const selection> chosen = selected();
+    plan_step *const told = run.begin_step("read rows", read);
+    return std::make_unique<table_scan>(run.context(), read, std::move(chosen), told);
   }
 
   std::vector<const column *> columns_of(const std::vector<std::string> &names) const {

@@ -70,12 +70,14 @@ selection inside(const execution &run, const polygon &area, const column &x, con
     row_steps steps;
     row_cursor cursor = {};
   };
+  plan_step *const told = run.begin_step(fmt::format("points of {}, {}", x.name, y.name), {&x, &y});
   per_thread<reader> readers(run);
   run.each(x.batches.size(), [&](size_t thread, size_t batch) {
     auto &[test, xs, ys, steps, cursor] = readers.of(thread, [&] {
       const vorn_ctx &ctx = run.context();
       return std::unique_ptr<reader>(new reader{{ctx, area}, {ctx, x, among}, {ctx, y, among}, {x, among}});
     });
+    const step_timer timer(told);
     xs.go_to(batch);
     ys.go_to(batch);
     steps.go_to(batch);
@@ -83,6 +85,11 @@ selection inside(const execution &run, const polygon &area, const column &x, con
       if (step.opens_batch)
         cursor.open(steps.rows(), steps.filter());
       const std::span<const uint32_t> rows = cursor.next(step.rows);
+      if (told != nullptr) {
+        if (step.opens_batch)
+          told->count_batch(batch);
+        told->rows_in += step.rows;
+      }
       const std::span<const cell> x_cells = xs.next();
       const std::span<const cell> y_cells = ys.next();
       for (size_t i = 0; i < rows.size(); ++i) {
@@ -95,6 +102,8 @@ selection inside(const execution &run, const polygon &area, const column &x, con
     }
   });
   out.count_rows();
+  if (told != nullptr)
+    told->rows_out = out.count;
   return out;
 }
 

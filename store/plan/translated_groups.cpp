@@ -143,6 +143,12 @@ std::unique_ptr<group_input> translated_groups::another() const {
   return std::unique_ptr<group_input>(new translated_groups(ctx, direct->copy(), shared));
 }
 
+std::vector<const column *> translated_groups::read() const {
+  std::vector<const column *> out = direct->read();
+  out.push_back(&shared->key);
+  return out;
+}
+
 void translated_groups::go_to(size_t batch) {
   direct->go_to(batch);
   steps.go_to(batch);

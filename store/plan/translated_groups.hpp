@@ -34,6 +34,9 @@ public:
 
   translated_groups(const translated_groups &) = delete;
   uint32_t next() override;
+  const char *method() const override { return "translated keys"; }
+  bool calls_groupkey() const override { return direct->calls_groupkey(); }
+  std::vector<const column *> read() const override;
   void go_to(size_t batch) override;
   std::unique_ptr<group_input> another() const override;
   const uint32_t *groups() const override { return shared->tables.empty() ? direct->groups() : keys.data(); }

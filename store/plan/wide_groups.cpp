@@ -19,6 +19,13 @@ std::unique_ptr<group_input> wide_groups::another() const {
   return std::make_unique<wide_groups>(ctx, key.columns(), added, selected);
 }
 
+std::vector<const column *> wide_groups::read() const {
+  std::vector<const column *> out(key.columns().begin(), key.columns().end());
+  for (const number_column &c : added)
+    out.push_back(c.of);
+  return out;
+}
+
 void wide_groups::go_to(size_t batch) {
   steps.go_to(batch);
   for (number_reader &reader : readers)

@@ -31,6 +31,8 @@ public:
   wide_groups(const wide_groups &) = delete;
 
   uint32_t next() override;
+  const char *method() const override { return "numbered keys"; }
+  std::vector<const column *> read() const override;
   void go_to(size_t batch) override;
   std::unique_ptr<group_input> another() const override;
   uint32_t group_of(const group_input &there, uint32_t group) override {

@@ -14,8 +14,10 @@ namespace store {
 
 void filter(const execution &run, const column &on, const ordinal_test &test, const selection *among, selection &out) {
   out.resize(on.rows);
+  plan_step *const told = run.begin_step("scan " + on.name, {&on});
   per_thread<batch_scan> scans(run);
   run.each(on.batches.size(), [&](size_t thread, size_t i) {
+    const step_timer timer(told);
     const batch &rows = on.batches[i];
     const uint64_t *filter = among != nullptr ? among->batch_words(i) : nullptr;
     const uint32_t candidates = among != nullptr ? among->batch_counts[i] : rows.rows;
@@ -34,6 +36,14 @@ void filter(const execution &run, const column &on, const ordinal_test &test, co
     } else {
       batch_scan &scan = scans.of(thread, [&] { return std::make_unique<batch_scan>(run.context(), on, test); });
       count = scan.run(rows, filter, among != nullptr ? candidates : 0, words);
+    }
+    if (told != nullptr) {
+      if (covered == coverage::some)
+        told->count_batch(i);
+      else
+        ++told->skipped;
+      told->rows_in += candidates;
+      told->rows_out += count;
     }
   });
   out.count_rows();

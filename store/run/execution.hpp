@@ -6,9 +6,11 @@
 
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <utility>
 #include <vector>
 
+#include "store/run/explanation.hpp"
 #include "store/run/worker_pool.hpp"
 #include <vorn/vorn.h>
 
@@ -16,15 +18,22 @@ namespace store {
 
 class execution {
 public:
-  // On the calling thread alone, or on those of a pool.  Context and pool outlive this.
+  // On the calling thread alone, or on those of a pool.  Context, pool and explanation outlive this.
   execution(const vorn_ctx &context) : ctx(context) {}
-  execution(const vorn_ctx &context, worker_pool &threads) : ctx(context), pool(&threads) {}
+  execution(const vorn_ctx &context, worker_pool &threads, explanation *told = nullptr)
+      : ctx(context), pool(&threads), explained(told) {}
 
   const vorn_ctx &context() const { return ctx; }
   size_t threads() const { return pool == nullptr ? 1 : pool->threads(); }
 
+  // A step of the plan that is to be explained; null when it is not.
+  plan_step *begin_step(std::string name, std::vector<const column *> read = {}) const {
+    return explained == nullptr ? nullptr : &explained->begin_step(std::move(name), std::move(read));
+  }
+
   // Does the work of each batch, as the pool does; one after the other without one.
   void each(size_t batches, const worker_pool::work &of_batch) const {
+    const step_timer waits(nullptr);
     if (pool != nullptr)
       pool->run(batches, of_batch);
     else
@@ -35,6 +44,7 @@ public:
 private:
   const vorn_ctx &ctx;
   worker_pool *pool = nullptr;
+  explanation *explained = nullptr;
 };
 
 // What each thread has of its own, made when it takes its first batch.

@@ -22,7 +22,7 @@ std::vector<answered> answer_all(const session &s) {
   const auto &[choices, conditions, shown, columns] = s.asked;
   if (shown && shown->is_grouped) {
     keep(described(*shown, s.chosen),
-         measure(s.library, s.threads, s.from.plan(), *shown, s.from.names(), s.checker, s.repetitions()));
+         measure(s.how(), s.from.plan(), *shown, s.from.names()));
     return out;
   }
   // To count the rows of a join takes all of them, which a limit is there to spare.  Those in a polygon are others than
@@ -32,11 +32,11 @@ std::vector<answered> answer_all(const session &s) {
   for (size_t i = 0; i < conditions.size(); ++i) {
     const condition &c = conditions[i];
     keep(s.chosen.conditions[i],
-         s.from.are_joined() ? measure(s.library, s.threads, s.from.query_for(&c), c.sql, s.checker, s.repetitions())
-                             : measure(s.library, s.threads, s.from.list().front().columns, c, s.checker, s.repetitions()));
+         s.from.are_joined() ? measure(s.how(), s.from.query_for(&c), c.sql)
+                             : measure(s.how(), s.from.list().front().columns, c));
   }
   if (s.from.are_joined() && conditions.empty())
-    keep(*s.chosen.join, measure(s.library, s.threads, s.from.query_for(nullptr), "", s.checker, s.repetitions()));
+    keep(*s.chosen.join, measure(s.how(), s.from.query_for(nullptr), ""));
   return out;
 }
 
@@ -66,6 +66,12 @@ bool show(const session &s) {
     rows = compare(asked, shown, write);
   }
   writer.finish();
+  if (s.chosen.explain && !asked.is_grouped)
+    print_explanation(*explain(s.how(), [&](const execution &on) {
+      const auto all = planned(on, from, asked);
+      while (all->next() != 0)
+        continue;
+    }));
   if (s.as_table())
     print_shown(rows, asked.is_grouped ? "groups" : "rows", shown, rows.count == s.chosen.limit, is_order_open);
   return rows.agree;

@@ -130,6 +130,16 @@ std::optional<options> read_options(int argc, char **argv) {
       ->type_name("NUMBER")
       ->check(CLI::Range(0, 1024))
       ->capture_default_str();
+  app.add_option("--repeat", out.repetitions,
+                 "Time each question so many times, after a run that does not count unless it is the only one, and\n"
+                 "show the median and the least")
+      ->type_name("TIMES")
+      ->check(CLI::Range(1, 1'000'000))
+      ->capture_default_str();
+  app.add_flag("--explain", out.explain,
+               "Show the steps of the plan in their order, as the kernels in force do them: batches that the library\n"
+               "is called for and batches that are skipped, rows in and out, bytes of columns and tables as stored,\n"
+               "the time of all threads, its share and the rate, and the entry points with their kernels");
   app.add_flag("--self-check", out.more.self_check,
                "Run every specialised kernel against the generic one; ends with status 1 when they differ");
   app.add_flag("--trace", out.more.trace, "Print the library's trace lines on standard error");
@@ -159,7 +169,7 @@ std::optional<options> read_options(int argc, char **argv) {
           std::pair{"--order-by", out.order.has_value()}, std::pair{"--format", shown_as->count() != 0}})
       if (is_given)
         throw error(fmt::format("{} requires --select, or --group-by, --count, --sum or --avg", name));
-  if (out.format != row_format::table && (out.list_columns || out.summary || out.more.rates))
+  if (out.format != row_format::table && (out.list_columns || out.summary || out.more.rates || out.explain))
     throw error(fmt::format("with --format {} rows are all that is printed", format));
   return out;
 }

@@ -29,6 +29,8 @@ struct options {
   std::optional<std::string> isa;
   std::string library_folder;
   uint32_t threads = 1;
+  uint32_t repetitions = 9;
+  bool explain = false;
   bool list_columns = false;
   bool summary = false;
   instrumentation more;

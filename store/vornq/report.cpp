@@ -113,13 +113,48 @@ void print_answer(const std::string &question, uint64_t rows, const answer &a) {
   std::vector<std::vector<std::string>> lines;
   for (const measurement &m : a.measurements)
     lines.push_back({m.engine, grouped(rows), grouped(m.matches), fmt::format("{:.3f}", m.milliseconds),
+                     fmt::format("{:.3f}", m.least),
                      fmt::format("{:.1f}", static_cast<double>(rows) / m.milliseconds / 1e3)});
   fmt::print(
       "\n{}\n{}", visible(question),
-      text_table({{"engine", false}, {"rows", true}, {a.counted, true}, {"ms", true}, {"Mrows/s", true}}, lines));
+      text_table({{"engine", false}, {"rows", true}, {a.counted, true}, {"ms", true}, {"least ms", true}, {"Mrows/s", true}},
+                 lines));
   if (a.join)
     print_join(*a.join);
   fmt::print("{}\n", a.agree ? "the counts agree" : "the counts DISAGREE");
+  if (a.explained)
+    print_explanation(*a.explained);
+}
+
+void print_explanation(const explanation &of) {
+  int64_t whole = 0;
+  for (const plan_step &s : of.steps())
+    whole += s.nanoseconds;
+  std::vector<std::vector<std::string>> lines;
+  std::string calls;
+  for (const plan_step &s : of.steps()) {
+    const auto time = static_cast<double>(s.nanoseconds);
+    const bool reads = s.bytes != 0;
+    lines.push_back({std::to_string(lines.size() + 1), shortened(s.name), reads ? grouped(s.batches) : "",
+                     s.skipped != 0 ? grouped(s.skipped) : "", grouped(s.rows_in), grouped(s.rows_out),
+                     reads ? grouped(s.bytes) : "", fmt::format("{:.3f}", time / 1e6),
+                     fmt::format("{:.0f} %", whole == 0 ? 0 : 100 * time / static_cast<double>(whole)),
+                     reads ? fmt::format("{:.2f}", static_cast<double>(s.bytes) / time) : ""});
+    for (const auto &[entry, kernel] : s.calls)
+      calls += fmt::format("{:>2} calls {}{}\n", lines.size(), entry, kernel == entry ? "" : " with " + kernel);
+  }
+  fmt::print("{}{}", text_table({{"", true},
+                                 {"step", false},
+                                 {"batches", true},
+                                 {"skipped", true},
+                                 {"rows in", true},
+                                 {"rows out", true},
+                                 {"bytes", true},
+                                 {"ms", true},
+                                 {"share", true},
+                                 {"GB/s", true}},
+                                lines),
+             calls);
 }
 
 namespace {

@@ -22,6 +22,8 @@ void print_columns(const tables &from);
 
 void print_answer(const std::string &question, uint64_t rows, const answer &a);
 
+void print_explanation(const explanation &of);
+
 // What became of rows or groups that were shown, perhaps in an order that could not be compared.
 void print_shown(const projection &rows, std::string_view unit, uint64_t shown, bool ends_at_limit, bool is_order_open);
 

@@ -43,7 +43,7 @@ status complain(std::string_view message, status end) {
 }
 
 status run(const options &chosen) {
-  const kernels library(chosen.isa, chosen.library_folder, chosen.more);
+  kernels library(chosen.isa, chosen.library_folder, chosen.more);
   if (const auto &missing = library.missing_library())
     print_line(fmt::format("the library {} is not there; the generic kernels are used", *missing));
 
