@@ -82,7 +82,8 @@ private:
 // A private in-memory database.
 class connection {
 public:
-  connection();
+  // On so many threads; without a number on as many as there are processors.
+  explicit connection(std::optional<uint32_t> threads = {});
 
   result query(const std::string &sql);
   // The same, but rows are made as they are fetched, rather than all at first; the next query ends this.

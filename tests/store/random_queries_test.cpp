@@ -78,7 +78,7 @@ struct made_column {
 // One table, or two that are joined, and what is asked of them.
 struct database {
   dice random;
-  duckdb::connection db;
+  duckdb::connection db{1}; // the thread sanitizer, without which it is built, would see races among its own threads
   vorn_test::scratch_folder folder;
   std::vector<made_column> columns;
   std::vector<const made_column *> searched, numeric; // of the columns

@@ -25,7 +25,7 @@ TEST(worker_pool, does_all_work_or_throws_what_one_thread_meets_first) {
   for (const uint32_t count : {1U, 2U, 3U, 7U}) {
     worker_pool threads(count);
     EXPECT_EQ(threads.threads(), count);
-    for (const size_t items : {0, 1, 2, 500}) {
+    for (const size_t items : {0U, 1U, 2U, 500U}) {
       std::vector<std::atomic<int>> done(items);
       threads.run(items, [&](size_t thread, size_t item) { done[item] += thread < count ? 1 : 100; });
       for (size_t item = 0; item < items; ++item)
