@@ -72,7 +72,9 @@ public:
       reader.go_to(batch);
     steps.go_to(batch);
   }
-  std::unique_ptr<batch_source> another() const override { return std::make_unique<table_scan>(ctx, columns, selected, told); }
+  std::unique_ptr<batch_source> another() const override {
+    return std::make_unique<table_scan>(ctx, columns, selected, told);
+  }
 
 private:
   void tell() {

@@ -26,7 +26,8 @@ struct sql_select {
 
 class reference {
 public:
-  // Copies columns of a file into a table in memory, and from then on runs on one thread, unless it is told another number.
+  // Copies columns of a file into a table in memory, and from then on runs on one thread, unless it is told another
+  // number.
   reference(duckdb::connection &db, const table_file &file, std::span<const std::string> columns);
 
   // Copies columns of two tables in the same way; a row of one is joined with each of the other where the keys are

@@ -118,8 +118,8 @@ void hash_join::show() {
       for (size_t i = 0; i < joined_count; ++i)
         c.cells[i] = c.step[matches[i].row];
   }
-  const auto fetched =
-      of_second.empty() ? std::span<const uint8_t *const>() : second().records->fetch(std::span(matches).first(joined_count), room);
+  const auto fetched = of_second.empty() ? std::span<const uint8_t *const>()
+                                         : second().records->fetch(std::span(matches).first(joined_count), room);
   for (const uint8_t *const &record : fetched) {
     const auto i = static_cast<size_t>(&record - fetched.data());
     record_fields fields(record);

@@ -4,7 +4,8 @@
 
 namespace store {
 
-prober::prober(const vorn_ctx &context, const hash_table &probed_table, const bloom_map *keys, const join_settings &settings)
+prober::prober(const vorn_ctx &context, const hash_table &probed_table, const bloom_map *keys,
+               const join_settings &settings)
     : ctx(context), table(probed_table), map(keys), must_test(settings.bloom.value_or(false)), pairs(settings.pairs) {}
 
 void prober::open(std::span<const uint64_t> hashes) {

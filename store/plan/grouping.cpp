@@ -24,8 +24,8 @@ grouping::grouping(const execution &on, std::unique_ptr<group_input> grouped, si
                    std::vector<value_kind> grouped_by, std::vector<aggregate> asked, std::vector<term> added,
                    std::vector<number_form> number_forms, plan_step *explained)
     : run(on), batches(input_batches), kinds(std::move(grouped_by)), aggregates(std::move(asked)),
-      terms(std::move(added)), forms(std::move(number_forms)), told(explained), all(made_share(std::move(grouped))), shares(run),
-      cells(kinds.size() + aggregates.size()), blocks(cells.size()) {}
+      terms(std::move(added)), forms(std::move(number_forms)), told(explained), all(made_share(std::move(grouped))),
+      shares(run), cells(kinds.size() + aggregates.size()), blocks(cells.size()) {}
 
 std::unique_ptr<grouping::share> grouping::made_share(std::unique_ptr<group_input> input) const {
   const vorn_ctx &ctx = run.context();
@@ -79,8 +79,8 @@ void grouping::add_all() {
 }
 
 void grouping::spread(size_t first, size_t end) {
-  const bool has_reals = std::any_of(all->sums.begin(), all->sums.end(),
-                                     [](const summation &sum) { return sum.stored_as().is_real; });
+  const bool has_reals =
+      std::any_of(all->sums.begin(), all->sums.end(), [](const summation &sum) { return sum.stored_as().is_real; });
   batch_turns turns(first);
   run.each(end - first, [&](size_t thread, size_t i) {
     try {

@@ -2,7 +2,8 @@
 //
 // Threads take batches by turns.  Each counts rows and adds integers by groups of its own, which are put together at
 // the end.  A sum of reals depends on the order of its additions: threads find the groups and the numbers of a batch
-// at once but add the reals in the order of the batches, so that the sums are the same to the bit on any number of them.
+// at once but add the reals in the order of the batches, so that the sums are the same to the bit on any number of
+// them.
 #pragma once
 
 #include <cstdint>

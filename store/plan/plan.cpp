@@ -26,9 +26,8 @@ public:
   std::unique_ptr<row_source> whole() const {
     std::unique_ptr<row_source> out = asked.is_grouped ? groups() : rows();
     if (asked.limit)
-      out = above("limit", std::move(out), [&](auto below) {
-        return std::make_unique<limited_rows>(std::move(below), *asked.limit);
-      });
+      out = above("limit", std::move(out),
+                  [&](auto below) { return std::make_unique<limited_rows>(std::move(below), *asked.limit); });
     return out;
   }
 

@@ -133,8 +133,8 @@ std::unique_ptr<translated_groups> translated_groups::made(const execution &run,
 
 translated_groups::translated_groups(const vorn_ctx &context, std::unique_ptr<dense_groups> by_first,
                                      std::shared_ptr<const translation> by_second)
-    : ctx(context), direct(std::move(by_first)), shared(std::move(by_second)),
-      steps(shared->key, direct->rows().get()), unpacker(ctx, shared->key, code_unpacker::element::four_bytes) {
+    : ctx(context), direct(std::move(by_first)), shared(std::move(by_second)), steps(shared->key, direct->rows().get()),
+      unpacker(ctx, shared->key, code_unpacker::element::four_bytes) {
   for (const numbers &of_codes : shared->numbers_of_codes)
     second_numbers.emplace_back(of_codes.stored_as());
 }

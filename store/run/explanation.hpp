@@ -18,12 +18,13 @@ namespace store {
 
 // Threads add to a step at once.
 struct plan_step {
-  plan_step(std::string called, std::vector<const column *> columns) : name(std::move(called)), read(std::move(columns)) {}
+  plan_step(std::string called, std::vector<const column *> columns)
+      : name(std::move(called)), read(std::move(columns)) {}
 
   void count_batch(size_t batch);
 
   std::string name;
-  std::vector<const column *> read; // of each batch
+  std::vector<const column *> read;  // of each batch
   std::atomic<uint64_t> batches = 0; // that the library was called for
   std::atomic<uint64_t> skipped = 0; // that it was not called for: their zone tells all, or no row is asked for
   std::atomic<uint64_t> rows_in = 0;

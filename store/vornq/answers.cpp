@@ -21,8 +21,7 @@ std::vector<answered> answer_all(const session &s) {
   };
   const auto &[choices, conditions, shown, columns] = s.asked;
   if (shown && shown->is_grouped) {
-    keep(described(*shown, s.chosen),
-         measure(s.how(), s.from.plan(), *shown, s.from.names()));
+    keep(described(*shown, s.chosen), measure(s.how(), s.from.plan(), *shown, s.from.names()));
     return out;
   }
   // To count the rows of a join takes all of them, which a limit is there to spare.  Those in a polygon are others than
@@ -31,9 +30,8 @@ std::vector<answered> answer_all(const session &s) {
     return out;
   for (size_t i = 0; i < conditions.size(); ++i) {
     const condition &c = conditions[i];
-    keep(s.chosen.conditions[i],
-         s.from.are_joined() ? measure(s.how(), s.from.query_for(&c), c.sql)
-                             : measure(s.how(), s.from.list().front().columns, c));
+    keep(s.chosen.conditions[i], s.from.are_joined() ? measure(s.how(), s.from.query_for(&c), c.sql)
+                                                     : measure(s.how(), s.from.list().front().columns, c));
   }
   if (s.from.are_joined() && conditions.empty())
     keep(*s.chosen.join, measure(s.how(), s.from.query_for(nullptr), ""));

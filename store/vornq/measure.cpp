@@ -60,8 +60,9 @@ template <class None, class Work>
 auto by_kernels(const measuring &how, answer &out, None none, Work work) {
   auto found = none();
   const auto run = [&](const vorn_ctx &ctx, std::string_view engine) {
-    out.measurements.push_back(
-        measured(std::string(engine), how.repetitions, [&] { work({ctx, how.threads}, found); }));
+    out.measurements.push_back(measured(std::string(engine), how.repetitions, [&] {
+      work({ctx, how.threads}, found);
+    }));
     out.measurements.back().matches = count_of(found);
   };
   run(how.library.generic(), "generic");
@@ -109,8 +110,11 @@ digest digest_of(const join_query &asked, const execution &run, join_statistics 
 
 std::unique_ptr<explanation> explain(const measuring &how, const std::function<void(const execution &)> &work) {
   explanation named;
-  how.library.observe([&](const vorn_ctx &ctx) { work({ctx, how.threads, &named}); },
-                      [&](std::string_view entry, std::string_view kernel) { named.add_call(entry, kernel); });
+  how.library.observe(
+      [&](const vorn_ctx &ctx) {
+        work({ctx, how.threads, &named});
+      },
+      [&](std::string_view entry, std::string_view kernel) { named.add_call(entry, kernel); });
   auto out = std::make_unique<explanation>();
   work({how.library.chosen(), how.threads, out.get()});
   out->take_calls(named);
@@ -120,16 +124,17 @@ std::unique_ptr<explanation> explain(const measuring &how, const std::function<v
 answer measure(const measuring &how, const column_map &columns, const condition &asked) {
   answer out{};
   const query bound(asked, columns);
-  out.selected =
-      by_kernels(how, out, [] { return selection(); }, [&](const execution &run, selection &found) { bound.run(run, found); });
+  out.selected = by_kernels(
+      how, out, [] { return selection(); }, [&](const execution &run, selection &found) { bound.run(run, found); });
   ask_duckdb(how, out, how.checker.counting(asked.sql), reference::count);
   return out;
 }
 
 answer measure(const measuring &how, const join_query &asked, const std::string &condition_sql) {
   answer out{};
-  by_kernels(how, out, [] { return digest(); },
-             [&](const execution &run, digest &found) { found = digest_of(asked, run, out.join.emplace()); });
+  by_kernels(
+      how, out, [] { return digest(); },
+      [&](const execution &run, digest &found) { found = digest_of(asked, run, out.join.emplace()); });
   ask_duckdb(how, out, how.checker.counting(condition_sql), reference::count);
   return out;
 }

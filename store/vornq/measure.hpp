@@ -53,8 +53,8 @@ answer measure(const measuring &how, const join_query &asked, const std::string 
 // The same for the rows of a request, which the kernels give alike, bit by bit.  DuckDB's are counted here.
 answer measure(const measuring &how, const plan_tables &from, const request &asked, const column_names &names);
 
-// What the steps of some work are with the kernels in force, which do it twice: the first time their calls are observed,
-// the second time they are measured.
+// What the steps of some work are with the kernels in force, which do it twice: the first time their calls are
+// observed, the second time they are measured.
 std::unique_ptr<explanation> explain(const measuring &how, const std::function<void(const execution &)> &work);
 
 } // namespace store

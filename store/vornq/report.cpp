@@ -1,6 +1,9 @@
 #include "store/vornq/report.hpp"
 
+#include <unistd.h>
+
 #include <algorithm>
+#include <cstdlib>
 #include <vector>
 
 #include <fmt/format.h>
@@ -84,6 +87,17 @@ void print_columns(const loaded_table &table) {
                         lines));
 }
 
+// With a colour on a terminal, unless NO_COLOR is set to something.
+void print_verdict(std::string_view what, bool agree, std::string_view more) {
+  const char *no_color = std::getenv("NO_COLOR");
+  const bool has_colour = isatty(STDOUT_FILENO) == 1 && (no_color == nullptr || *no_color == '\0');
+  const std::string_view verdict = agree ? "agree" : "DISAGREE";
+  if (has_colour)
+    fmt::print("the {} \033[{}m{}\033[0m{}\n", what, agree ? 32 : 31, verdict, more);
+  else
+    fmt::print("the {} {}{}\n", what, verdict, more);
+}
+
 // How a join was done.
 void print_join(const join_statistics &did) {
   fmt::print("{} rows with {} keys in {} buckets of {} in {} part{}, and {} for overflow: {} bytes\n",
@@ -117,11 +131,12 @@ void print_answer(const std::string &question, uint64_t rows, const answer &a) {
                      fmt::format("{:.1f}", static_cast<double>(rows) / m.milliseconds / 1e3)});
   fmt::print(
       "\n{}\n{}", visible(question),
-      text_table({{"engine", false}, {"rows", true}, {a.counted, true}, {"ms", true}, {"least ms", true}, {"Mrows/s", true}},
-                 lines));
+      text_table(
+          {{"engine", false}, {"rows", true}, {a.counted, true}, {"ms", true}, {"least ms", true}, {"Mrows/s", true}},
+          lines));
   if (a.join)
     print_join(*a.join);
-  fmt::print("{}\n", a.agree ? "the counts agree" : "the counts DISAGREE");
+  print_verdict("counts", a.agree, "");
   if (a.explained)
     print_explanation(*a.explained);
 }
@@ -143,17 +158,18 @@ void print_explanation(const explanation &of) {
     for (const auto &[entry, kernel] : s.calls)
       calls += fmt::format("{:>2} calls {}{}\n", lines.size(), entry, kernel == entry ? "" : " with " + kernel);
   }
-  fmt::print("{}{}", text_table({{"", true},
-                                 {"step", false},
-                                 {"batches", true},
-                                 {"skipped", true},
-                                 {"rows in", true},
-                                 {"rows out", true},
-                                 {"bytes", true},
-                                 {"ms", true},
-                                 {"share", true},
-                                 {"GB/s", true}},
-                                lines),
+  fmt::print("{}{}",
+             text_table({{"", true},
+                         {"step", false},
+                         {"batches", true},
+                         {"skipped", true},
+                         {"rows in", true},
+                         {"rows out", true},
+                         {"bytes", true},
+                         {"ms", true},
+                         {"share", true},
+                         {"GB/s", true}},
+                        lines),
              calls);
 }
 
@@ -185,8 +201,7 @@ void print_shown(const projection &rows, std::string_view unit, uint64_t shown, 
         "{} sum{} of reals, added in another order, differ{} from DuckDB's by no more than 2(n + 4) * 2^-53 of the sum "
         "of the n magnitudes\n",
         grouped(rows.rounded), rows.rounded == 1 ? "" : "s", rows.rounded == 1 ? "s" : "");
-  fmt::print("the {} {}{}\n", unit, rows.agree ? "agree" : "DISAGREE",
-             is_order_open ? "; their order, which hangs on such sums, is not compared" : "");
+  print_verdict(unit, rows.agree, is_order_open ? "; their order, which hangs on such sums, is not compared" : "");
 }
 
 void print_summary(const tables &from, std::span<const answered> answers, size_t threads) {
@@ -199,8 +214,7 @@ void print_summary(const tables &from, std::span<const answered> answers, size_t
   if (answers.empty())
     return;
   const auto equal = std::count_if(answers.begin(), answers.end(), [](const answered &a) { return a.given.agree; });
-  fmt::print("{} of {} answers are equal to DuckDB's; times on {}\n\n", equal, answers.size(),
-             threads_named(threads));
+  fmt::print("{} of {} answers are equal to DuckDB's; times on {}\n\n", equal, answers.size(), threads_named(threads));
   // The generic kernels come first, those in force before DuckDB.
   const auto &engines = answers.front().given.measurements;
   const size_t in_force = engines.size() - 2;

@@ -68,15 +68,19 @@ status run(const options &chosen) {
   if (!asked.columns.empty()) {
     const bool as_table = chosen.format == row_format::table;
     const session s{
-        chosen, library, threads, from, asked,
+        chosen,
+        library,
+        threads,
+        from,
+        asked,
         from.made_reference(database, asked.columns,
                             (as_table && (!asked.conditions.empty() || chosen.asks_for_groups())) || chosen.order)};
     const auto disagree = [&](std::string_view what) {
       end = as_table ? disagreed : complain(fmt::format("the {} DISAGREE", what), disagreed);
     };
     if (as_table)
-      fmt::print("{}kernels in force: {}; DuckDB {}; {}\n", list_columns ? "\n" : "", library.name(),
-                 duckdb::version(), threads_named(threads.threads()));
+      fmt::print("{}kernels in force: {}; DuckDB {}; {}\n", list_columns ? "\n" : "", library.name(), duckdb::version(),
+                 threads_named(threads.threads()));
     answers = answer_all(s);
     if (std::any_of(answers.begin(), answers.end(), [](const answered &a) { return !a.given.agree; }))
       disagree("counts");

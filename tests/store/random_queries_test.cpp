@@ -216,7 +216,8 @@ TEST_P(random_queries, are_answered_as_duckdb_does) {
   std::map<uint32_t, kept_rows> answers;
   constexpr uint32_t thread_counts[] = {1, 2, 3, 7};
   constexpr size_t counts = std::size(thread_counts);
-  for (size_t run = 0; run < counts + std::size(vorn_test::implementations) - 1; ++run) { // generic with each, then others
+  for (size_t run = 0; run < counts + std::size(vorn_test::implementations) - 1;
+       ++run) { // generic with each, then others
     const auto &implementation = vorn_test::implementations[run < counts ? 0 : run - counts + 1];
     if (!vorn_test::runs_here(implementation))
       continue;
@@ -226,8 +227,8 @@ TEST_P(random_queries, are_answered_as_duckdb_does) {
       from.random = dice(GetParam(), number);
       const request asked = from.whole();
       SCOPED_TRACE(fmt::format("{}, {} threads: {}{}\nVORN_SEED={} VORN_QUERY={} --gtest_filter='*random_queries*/{}'",
-                               implementation.name, threads.threads(), from.checker->sql_of(asked.sql(known, false)), from.made, seed,
-                               number, GetParam()));
+                               implementation.name, threads.threads(), from.checker->sql_of(asked.sql(known, false)),
+                               from.made, seed, number, GetParam()));
       const std::vector<heading> headings = asked.headings(known);
       kept_rows found(headings.size());
       const auto keep = [&](row_block block) { found.add(block); };

@@ -65,57 +65,118 @@ column made_column(const char *name, uint64_t rows) {
   return out;
 }
 
-TEST(threads, end_a_query_at_an_error_and_serve_the_next) {
+class threads_test : public testing::Test {
+protected:
+  threads_test() {
+    vorn_test::put_in_force(vorn_test::implementations[0], env);
+    ctx = env.context();
+    ctx.vorn_ctx_decompress = decode_or_fail;
+    second.emplace("k", made_column("k", 99));
+    compress(x);
+    const auto grouped = [&](const char *column, std::vector<asked_aggregate> aggregates) {
+      request out;
+      out.is_grouped = true;
+      if (column != nullptr)
+        out.columns = {column};
+      out.aggregates = std::move(aggregates);
+      return out;
+    };
+    const auto sum_of = [&](const char *added) { return parse_aggregate(function::sum, added, names); };
+    questions = {{grouped(nullptr, {{}})},
+                 {grouped(nullptr, {sum_of("x")})},
+                 {grouped("x", {{}, sum_of("x * x")})},
+                 {grouped("k", {sum_of("x")}), true},
+                 {{}, true}};
+    questions[0].asked.where = parse_condition("x > 5 and x < 20", names);
+    questions[4].asked.columns = {"k", "x"};
+    questions[4].asked.order = {{"x", true}};
+    questions[4].asked.limit = 9000;
+  }
+  ~threads_test() override { vorn_global_ctx = vorn_test::initial_global_ctx; }
+
+  struct question {
+    request asked;
+    bool is_joined = false;
+  };
+  kept_rows answer(const question &q, const execution &on) {
+    const plan_tables from{first, q.is_joined ? &second : nullptr, {"x", "k"}};
+    for (const batch &b : x.batches)
+      b.decompressed = nullptr;
+    kept_rows out(q.asked.columns.size() + q.asked.aggregates.size());
+    const auto rows = planned(on, from, q.asked);
+    while (rows->next() != 0)
+      out.add(rows->rows());
+    return out;
+  }
+
   vorn_host::environment env;
-  vorn_test::put_in_force(vorn_test::implementations[0], env);
-  vorn_ctx ctx = env.context();
-  ctx.vorn_ctx_decompress = decode_or_fail;
+  vorn_ctx ctx;
   const std::vector<column_info> infos = {{"x", "DOUBLE", type_of("DOUBLE")}, {"k", "DOUBLE", type_of("DOUBLE")}};
   const column_names names = infos;
   column_map first, second;
   column &x = first.emplace("x", made_column("x", 9 * batch_rows + 5)).first->second;
-  second.emplace("k", made_column("k", 99));
-  compress(x);
-  request counted, added, grouped, joined, joined_groups;
-  counted.where = parse_condition("x > 5", names);
-  counted.is_grouped = added.is_grouped = grouped.is_grouped = joined_groups.is_grouped = true;
-  counted.aggregates = {{}};
-  added.aggregates = {parse_aggregate(function::sum, "x", names)};
-  grouped.aggregates = {{}, parse_aggregate(function::average, "x * x", names)};
-  grouped.columns = {"x"};
-  joined.columns = {"k", "x"};
-  joined_groups.columns = {"k"};
-  joined_groups.aggregates = added.aggregates;
+  std::vector<question> questions;
+};
+
+TEST_F(threads_test, end_a_query_at_an_error_and_serve_the_next) {
   std::vector<kept_rows> answers; // of one thread
   for (const uint32_t count : {1U, 2U, 3U, 7U}) {
     worker_pool threads(count);
-    size_t number = 0;
-    for (const request *asked : {&counted, &added, &grouped, &joined, &joined_groups}) {
-      const bool is_joined = asked == &joined || asked == &joined_groups;
-      const plan_tables from{first, is_joined ? &second : nullptr, {"x", "k"}};
-      const auto answer = [&](int failing_call) {
-        calls_left = failing_call;
-        for (const batch &b : x.batches)
-          b.decompressed = nullptr;
-        kept_rows out(asked->columns.size() + asked->aggregates.size());
-        const auto rows = planned({ctx, threads}, from, *asked);
-        while (rows->next() != 0)
-          out.add(rows->rows());
-        return out;
-      };
+    for (size_t number = 0; number < questions.size(); ++number) {
       SCOPED_TRACE(fmt::format("{} threads, question {}", count, number));
-      for (const int failing_call : {1, 4, 10})
-        EXPECT_THAT([&] { answer(failing_call); },
-                    testing::Throws<error>(testing::Property(&error::what, testing::StrEq("the block decoder failed"))));
-      if (count == 1)
-        answers.push_back(answer(0));
-      else
-        EXPECT_TRUE(answer(0) == answers[number]);
+      const question &asked = questions[number];
+      for (const int failing_call : {1, 4, 10}) {
+        calls_left = failing_call;
+        EXPECT_THAT(
+            [&] {
+              answer(asked, {ctx, threads});
+            },
+            testing::Throws<error>(testing::Property(&error::what, testing::StrEq("the block decoder failed"))));
+      }
+      calls_left = 0;
+      kept_rows found = answer(asked, {ctx, threads});
       EXPECT_EQ(calls_left, -10) << "not each batch was decoded once";
-      ++number;
+      if (count == 1)
+        answers.push_back(std::move(found));
+      else
+        EXPECT_TRUE(found == answers[number]);
     }
   }
-  vorn_global_ctx = vorn_test::initial_global_ctx;
+}
+
+// What was read, joined and grouped adds up, and is the same on any number of threads.
+TEST_F(threads_test, are_explained_by_figures_that_add_up) {
+  const char *const names_of_steps[] = {"scan x,scan x,group by dense keys,sort,", "group by dense keys,sort,",
+                                        "group by dense keys,sort,", "scan x,group by translated keys,sort,",
+                                        "build table of k,join by x,sort,limit,"};
+  for (size_t number = 0; number < questions.size(); ++number)
+    for (const uint32_t count : {1U, 3U}) {
+      SCOPED_TRACE(fmt::format("{} threads, question {}", count, number));
+      worker_pool threads(count);
+      explanation told;
+      const uint64_t given = answer(questions[number], {ctx, threads, &told}).count();
+      std::string steps;
+      uint64_t rows = x.rows;
+      for (const plan_step &s : told.steps()) {
+        steps += s.name + ",";
+        EXPECT_GT(s.nanoseconds, 0);
+        if (s.name == "build table of k") {
+          EXPECT_EQ(std::pair(s.rows_in.load(), s.batches.load()), std::pair(uint64_t{99}, uint64_t{1}));
+          continue;
+        }
+        EXPECT_EQ(s.rows_in, rows) << s.name;
+        rows = s.rows_out;
+        if (s.read.empty())
+          continue;
+        EXPECT_EQ(s.batches + s.skipped, x.batches.size()) << s.name;
+        uint64_t bytes = 0;
+        for (const column *c : s.read)
+          bytes += c->encoded_bytes();
+        EXPECT_TRUE(s.skipped != 0 || (s.bytes != 0 && s.bytes < bytes)) << s.name << " read " << s.bytes;
+      }
+      EXPECT_EQ(steps, names_of_steps[number]);
+      EXPECT_EQ(rows, given);
+    }
 }
 
 } // namespace

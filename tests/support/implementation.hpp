@@ -27,7 +27,7 @@ inline std::ostream &operator<<(std::ostream &out, const implementation &which) 
 inline constexpr implementation implementations[] = {
     {"generic", "generic", 0},
 #ifndef VORN_TEST_GENERIC_ALONE
-#define VORN_TEST_LIBRARY(capability, name) {name, name, capability},
+  #define VORN_TEST_LIBRARY(capability, name) {name, name, capability},
     VORN_SPECIALIZED_LIBRARIES(VORN_TEST_LIBRARY){"svxlavx51219_without_vbmi", "svxlavx51219", 269, "without_vbmi"}
 #endif
 };
