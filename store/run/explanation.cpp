@@ -3,6 +3,8 @@
 namespace store {
 
 void plan_step::count_batch(size_t batch) {
+  if (read.empty())
+    return;
   ++batches;
   for (const column *c : read)
     bytes += c->batches[batch].bytes();

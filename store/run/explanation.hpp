@@ -21,6 +21,7 @@ struct plan_step {
   plan_step(std::string called, std::vector<const column *> columns)
       : name(std::move(called)), read(std::move(columns)) {}
 
+  // A step that takes all from the one before it has no batches.
   void count_batch(size_t batch);
 
   std::string name;

@@ -214,7 +214,7 @@ void print_summary(const tables &from, std::span<const answered> answers, size_t
   if (answers.empty())
     return;
   const auto equal = std::count_if(answers.begin(), answers.end(), [](const answered &a) { return a.given.agree; });
-  fmt::print("{} of {} answers are equal to DuckDB's; times on {}\n\n", equal, answers.size(), threads_named(threads));
+  fmt::print("{} of {} answers are equal to DuckDB's; times of {}\n\n", equal, answers.size(), threads_named(threads));
   // The generic kernels come first, those in force before DuckDB.
   const auto &engines = answers.front().given.measurements;
   const size_t in_force = engines.size() - 2;

@@ -229,7 +229,7 @@ TEST_F(vornq_test, ends_with_what_was_gained) {
   EXPECT_THAT(out, testing::ContainsRegex("\nsummary\n100,000 rows in 1 column, [0-9,]+ bytes as stored\n"
                                           "[0-9,]+ bytes in the file, [0-9.]+ times as many\n"
                                           "800,000 bytes plain, [0-9.]+ times as many\n"
-                                          "2 of 2 answers are equal to DuckDB's\n"));
+                                          "2 of 2 answers are equal to DuckDB's; times of one thread each\n"));
   EXPECT_THAT(out, testing::ContainsRegex("\nn < 3 +30,000( +[0-9.]+){3,5}\n$"));
 }
 
