@@ -35,7 +35,7 @@ void report_bits(const rate_meter &meter) { meter.report(static_cast<double>(cac
 
 template <class Family>
 void combine(benchmark::State &state, const vorn_global_ctx_t *record, unsigned nsources, bool in_place, bool counted) {
-  std::vector<uint64_t> apart(cached_rows / 64), a(random_words().begin(), random_words().begin() + cached_rows / 64);
+  word_vector apart(cached_rows / 64), a(random_words().begin(), random_words().begin() + cached_rows / 64);
   const uint64_t *b = random_words().data() + cached_rows, *c = b + cached_rows;
   uint64_t *dst = in_place ? a.data() : apart.data();
   uint32_t popc = 0;
@@ -63,7 +63,7 @@ void count_ones(benchmark::State &state, const vorn_global_ctx_t *record) {
 
 template <class Family>
 void iterate(benchmark::State &state, const vorn_global_ctx_t *record, unsigned per_cent, bool in_batches) {
-  const std::vector<uint64_t> bv = random_bits(cached_rows, per_cent);
+  const word_vector bv = random_bits(cached_rows, per_cent);
   std::vector<uint32_t> rows(cached_rows);
   typename Family::context iterator;
   const rate_meter meter(state);

@@ -18,7 +18,7 @@ void burst(benchmark::State &state, const vorn_kernel *table, slot_axes which, u
   const auto nruns = static_cast<uint32_t>(cached_rows / run_length);
   std::mt19937_64 random(9);
   std::vector<uint8_t> lens(nruns * 2), cla(4 * (nruns + 1));
-  std::vector<uint64_t> selected((nruns + 63) / 64);
+  word_vector selected((nruns + 63) / 64);
   uint32_t rows = 0;
   for (uint32_t run = 0; run < nruns; ++run) {
     const auto length = static_cast<uint32_t>(run_length / 2 + random() % (run_length + 1));
@@ -31,7 +31,7 @@ void burst(benchmark::State &state, const vorn_kernel *table, slot_axes which, u
   vorn_enc_ctx enc;
   vorn_build_encoding_type_dict(&enc, 8, nullptr, nullptr, nullptr, 0, 0, 0);
   vorn_add_encoding_type_rle(&enc, lens.data(), indexed ? cla.data() : nullptr, wide ? 16 : 8, nruns, nullptr);
-  std::vector<uint64_t> out((rows + 63) / 64);
+  word_vector out((rows + 63) / 64);
   vorn_cv res = {}, src = {};
   vorn_build_vector(&res, nullptr, nullptr, nullptr, nullptr, nullptr, out.data(), rows, 0, nullptr, 0);
   vorn_build_vector(&src, nullptr, nullptr, nullptr, &enc, nullptr, nullptr, rows, 0, nullptr, 0);
@@ -76,13 +76,13 @@ struct symbol_arrays {
                       0, nullptr, 0);
   }
 
-  std::vector<uint64_t> vals;
+  word_vector vals;
   std::vector<uint16_t> lens;
   std::vector<uint16_t> flgs;
   vorn_cv res = {};
 };
 
-std::vector<uint32_t> rows_of(const std::vector<uint64_t> &bits) {
+std::vector<uint32_t> rows_of(const word_vector &bits) {
   std::vector<uint32_t> rows;
   for (uint32_t i = 0; i < bits.size() * 64; ++i)
     if (bits[i / 64] >> i % 64 & 1)
@@ -143,7 +143,7 @@ void unpack(benchmark::State &state, const vorn_kernel *table, slot_axes which, 
   if (run_length != 0)
     vorn_add_encoding_type_rle(&enc, lens.data(), nullptr, 8, static_cast<uint32_t>(lens.size()), nullptr);
   std::vector<uint32_t> out(cached_rows);
-  std::vector<uint64_t> filter = random_bits(cached_rows, per_cent);
+  word_vector filter = random_bits(cached_rows, per_cent);
   vorn_cv res = {}, src = {};
   vorn_build_vector(&res, out.data(), nullptr, nullptr, nullptr, nullptr, nullptr, cached_rows, 0, nullptr, 0);
   vorn_build_vector(&src, const_cast<uint64_t *>(random_words().data()), nullptr, nullptr, &enc, nullptr, nullptr,
@@ -172,8 +172,8 @@ void prefix_decode(benchmark::State &state, const vorn_global_ctx_t *record, boo
     records[group * record_size] = 4;
     offsets.push_back(__builtin_bswap32(group * record_size));
   }
-  std::vector<uint64_t> out(cached_rows);
-  std::vector<uint64_t> descriptors(2 * cached_rows);
+  word_vector out(cached_rows);
+  word_vector descriptors(2 * cached_rows);
   vorn_enc_ctx enc = {};
   enc.vorn_enc_ctx_prefix_group = 16;
   enc.vorn_enc_ctx_prefix_vlen = 8;

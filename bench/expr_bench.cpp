@@ -107,7 +107,7 @@ void translate(benchmark::State &state, implementation which, slot_axes slot, ui
   static const uint8_t bits_of[] = {1, 4, 8, 16, 32};
   const uint32_t width = bits_of[slot.index >> 7 & 31], kind = slot.encoding();
   std::vector<uint32_t> keys(rows);
-  std::vector<uint64_t> table(uint64_t{entries} * width / 64 + 1, 0x5555555555555555U), codes(rows / 2);
+  word_vector table(uint64_t{entries} * width / 64 + 1, 0x5555555555555555U), codes(rows / 2);
   for (uint64_t i = 0; i < table.size(); ++i)
     if (random_words()[i] & 1)
       table[i] = UINT64_MAX;
@@ -122,7 +122,7 @@ void translate(benchmark::State &state, implementation which, slot_axes slot, ui
     const auto key = static_cast<uint32_t>(random_words()[i] % entries);
     keys[i] = group_key ? key : __builtin_bswap32(key);
   }
-  std::vector<uint64_t> out(rows / 64), filter = random_bits(rows, per_cent);
+  word_vector out(rows / 64), filter = random_bits(rows, per_cent);
   std::vector<uint32_t> range(rows);
   vorn_cv src = vector_of(keys.data(), enc), tbl = vector_of(nullptr, tbl_enc), res = vector_of(range.data(), enc);
   tbl.vorn_cv_bv = kind == VORN_ENC_DYNP ? reinterpret_cast<uint64_t *>(pages.data()) : table.data();

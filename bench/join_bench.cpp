@@ -126,10 +126,10 @@ void probe(benchmark::State &state, implementation which, const layout &of, unsi
   table &probed = filled_table(of, bits);
   const uint64_t rows = std::min<uint64_t>(std::max<uint64_t>(probed.rows, cached_rows), 4U << 20);
   std::mt19937_64 random(5);
-  std::vector<uint64_t> hashes(rows);
+  word_vector hashes(rows);
   for (uint64_t &hash : hashes)
     hash = random() % 2 == 0 ? hash_values()[random() % probed.rows] : random();
-  std::vector<uint64_t> pairs(4 * rows);
+  word_vector pairs(4 * rows);
   vorn_enc_ctx keys = form(VORN_HASH_VALUES), ids = form(VORN_AUTORID), out = form(VORN_RIDVALUE);
   vorn_cv src = vector_of(hashes.data(), keys, rows), left = vector_of(nullptr, ids, 0);
   vorn_cv res = vector_of(pairs.data(), out, 0);
@@ -202,7 +202,7 @@ struct value_store {
   }
 
   std::vector<uint8_t> bytes;
-  std::vector<uint64_t> entries, words;
+  word_vector entries, words;
   std::vector<uint32_t> offsets;
   void *bytes_at = bytes.data(), *entries_at = entries.data(), *words_at = words.data(), *offsets_at = offsets.data();
   vorn_transpose_table tbl = {};
@@ -215,7 +215,7 @@ void gather(benchmark::State &state, implementation which, uint32_t kind, uint32
   static value_store store;
   constexpr uint64_t rows = cached_rows;
   std::vector<uint8_t> ids(rows * 16);
-  std::vector<uint64_t> referring(rows * 2);
+  word_vector referring(rows * 2);
   std::vector<uint16_t> lens(rows);
   std::vector<const uint8_t *> touched(rows);
   for (uint64_t i = 0; i < rows; ++i) {
@@ -256,7 +256,7 @@ void gather(benchmark::State &state, implementation which, uint32_t kind, uint32
 void transpose(benchmark::State &state, implementation which, uint32_t flags) {
   constexpr uint64_t rows = cached_rows;
   constexpr uint32_t columns = 4;
-  std::vector<uint64_t> entries(rows * columns * 2), described(rows * columns * 2);
+  word_vector entries(rows * columns * 2), described(rows * columns * 2);
   std::vector<uint8_t> out(rows * columns * 10);
   void *matrix = entries.data(), *refs, *offsets, *pos, *end = out.data() + out.size();
   vorn_transpose_table from, to;
@@ -293,7 +293,7 @@ void bloom(benchmark::State &state, implementation which, unsigned bits, uint32_
   vorn_enc_ctx keys = form(VORN_HASH_VALUES), filter_enc = {};
   keys.vorn_enc_ctx_width = width;
   vorn_add_encoding_type_bloom(&filter_enc, 0, mask, 0, 0);
-  std::vector<uint64_t> out(rows / 64), rows_tested = random_bits(rows, per_cent);
+  word_vector out(rows / 64), rows_tested = random_bits(rows, per_cent);
   uint32_t range[2];
   vorn_cv src = vector_of(hash_values(), keys, rows), filter = vector_of(nullptr, filter_enc, 0), res = {};
   filter.vorn_cv_bv = reinterpret_cast<uint64_t *>(map.data());
@@ -336,7 +336,7 @@ void hash(benchmark::State &state, implementation which, uint32_t source) {
   }
   vorn_enc_ctx keys = fixed(64), seed_enc = form(VORN_HASH_VALUES);
   keys.vorn_enc_ctx_flags = source;
-  std::vector<uint64_t> out(rows);
+  word_vector out(rows);
   const uint64_t seed = 0;
   vorn_cv src = vector_of(values.data(), keys, rows, lens.data()), seeds = vector_of(&seed, seed_enc, 1);
   vorn_cv res = vector_of(out.data(), seed_enc, rows);

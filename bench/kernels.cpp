@@ -29,9 +29,9 @@ std::vector<implementation> implementations() {
   return found;
 }
 
-const std::vector<uint64_t> &random_words() {
-  static const std::vector<uint64_t> words = [] {
-    std::vector<uint64_t> filled(stream_bytes / 8 + 8);
+const word_vector &random_words() {
+  static const word_vector words = [] {
+    word_vector filled(stream_bytes / 8 + 8);
     std::mt19937_64 random(42);
     std::generate(filled.begin(), filled.end(), std::ref(random));
     return filled;
@@ -39,8 +39,8 @@ const std::vector<uint64_t> &random_words() {
   return words;
 }
 
-std::vector<uint64_t> random_bits(uint64_t nbits, unsigned per_cent) {
-  std::vector<uint64_t> bits((nbits + 63) / 64);
+word_vector random_bits(uint64_t nbits, unsigned per_cent) {
+  word_vector bits((nbits + 63) / 64);
   std::mt19937_64 random(7);
   for (uint64_t i = 0; i < nbits; ++i)
     bits[i / 64] |= uint64_t{random() % 100 < per_cent} << i % 64;

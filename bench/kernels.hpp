@@ -7,8 +7,12 @@
 
 #include "frame/vorn.h"
 #include "host/stand_in.hpp"
+#include "store/encode/aligned.hpp"
 
 namespace vorn_bench {
+
+// Streams and results begin on a cache line, as those of a store do.
+using word_vector = store::aligned_vector<uint64_t>;
 
 inline constexpr uint64_t cached_rows = 65536;
 inline constexpr uint64_t stream_bytes = 256U << 20;
@@ -27,10 +31,10 @@ vorn_host::environment &environment();
 std::vector<implementation> implementations();
 
 // Random bytes: uniformly distributed codes and values at every width.
-const std::vector<uint64_t> &random_words();
+const word_vector &random_words();
 
 // A bit vector of nbits bits of which about per_cent are set.
-std::vector<uint64_t> random_bits(uint64_t nbits, unsigned per_cent);
+word_vector random_bits(uint64_t nbits, unsigned per_cent);
 
 struct slot_axes {
   uint32_t index;

@@ -54,9 +54,9 @@ std::vector<slot_axes> scan_slots() {
 }
 
 // Length codes of 4 bits that are legal, 0 to 7.
-const std::vector<uint64_t> &random_nibbles() {
-  static const std::vector<uint64_t> words = [] {
-    std::vector<uint64_t> filled = random_words();
+const word_vector &random_nibbles() {
+  static const word_vector words = [] {
+    word_vector filled = random_words();
     for (uint64_t &word : filled)
       word &= 0x7777777777777777U;
     return filled;
@@ -121,8 +121,8 @@ struct kernel_call {
 
   vorn_kernel kernel;
   bool range;
-  std::vector<uint64_t> out;
-  std::vector<uint64_t> members;
+  word_vector out;
+  word_vector members;
   alignas(8) uint8_t lo_value[8] = {};
   alignas(8) uint8_t hi_value[8] = {};
   uint8_t length_code = 1;
@@ -158,7 +158,7 @@ void scan(benchmark::State &state, const vorn_kernel *table, slot_axes which, ui
 
 void twin(benchmark::State &state, const vorn_kernel *table, slot_axes which, unsigned per_cent) {
   kernel_call call(table, which, cached_rows, 0.5);
-  std::vector<uint64_t> filter = random_bits(cached_rows, per_cent);
+  word_vector filter = random_bits(cached_rows, per_cent);
   call.aux.vorn_aux_filter_bv = filter.data();
   call.aux.vorn_aux_flags = VORN_AUX_FORCE_SELECTIVE;
   const rate_meter meter(state);

@@ -24,6 +24,13 @@ struct pair_interval {
   bool none, outside; // none lies inside
 };
 
+// The length codes of rows: packed, or the one of all rows where they have one.
+struct code_source {
+  const uint8_t *packed;
+  unsigned bits; // of a code
+  const uint8_t *uniform;
+};
+
 } // namespace vorn
 
 namespace vorn::inline VORN_LEVEL {

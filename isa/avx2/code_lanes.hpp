@@ -2,14 +2,16 @@
 //
 // A shuffle brings the bytes of each code into its lane, the most significant one on top, and a product or a shift
 // moves the code to the top of the lane.  What is below it there belongs to its neighbours, or is zero where codes are
-// whole bytes.
+// whole bytes.  Widths of one form differ in tables alone, so that a loop is compiled for a form of lanes and not for a
+// width.
 //
 // Each half of a group of lanes holds 16 codes: half h of vector v those from 16 h + v * per_half on.  So the answers
 // of all vectors of a group pack to one bit for each code, in order.
 #pragma once
 
+#include <type_traits>
+
 #include "frame/bits.hpp"
-#include "generic/big_endian.hpp"
 #include "isa/avx2/vector.hpp"
 
 namespace vorn::inline VORN_LEVEL {
@@ -17,125 +19,155 @@ namespace vorn::inline VORN_LEVEL {
 inline constexpr unsigned group_codes = 16 * halves;
 inline constexpr unsigned word_groups = 64 / group_codes;
 
-template <unsigned W>
-struct code_lanes {
-  static constexpr unsigned width = W;
-  using number = lane<W>;
-  using operations = lanes_of<number>;
-  static constexpr unsigned bits = 8 * sizeof(number);
-  static constexpr unsigned spare = bits - W;         // bits of a lane below its code
-  static constexpr unsigned vectors = sizeof(number); // of a group
-  static constexpr unsigned per_half = 16 / vectors;
-  static constexpr unsigned block_bytes = 8 * W; // of 64 codes
-  // The last half of a block, and what its load takes in beyond the block.
-  static constexpr unsigned last_half = (64 - per_half) * W / 8;
-  static constexpr unsigned slack = last_half + half_bytes - block_bytes;
+// Codes are whole bytes, or lie each within the two or four bytes that a shuffle takes for it, or some lie across three
+// bytes where a lane has two.
+enum class code_form { whole, within, across };
 
-  // The codes of vector V of a group, each at the top of its lane.
-  template <unsigned V>
-  static vector top(const uint8_t *block, unsigned group) {
-    constexpr unsigned half_distance = 2 * W;
-    const vector raw = load_halves(block + group * halves * half_distance + V * per_half * W / 8, half_distance);
-    constexpr places at = {.begin = V * per_half * W % 8};
-    if constexpr (W == 8) {
+// A shuffle of 16 bytes, and a shift to the left for each lane: a factor, or a number of bits where a level has such
+// shifts, which is for lanes of 32 bits.
+struct half_layout {
+  std::array<uint8_t, 16> places = {}, shifts = {};
+};
+
+// Codes of less than 8 bits take both: those of even places, and those of odd ones.  Codes across three bytes have the
+// first two, and the third.  Vectors of 32-bit lanes begin with a byte, or with half of one.
+struct lane_layout {
+  half_layout first, second;
+};
+
+constexpr lane_layout layout_of(unsigned width) {
+  constexpr uint8_t zero_byte = 0x80; // as a place in a shuffle
+  const unsigned lane_bytes = width <= 16 ? 2 : width <= 32 ? 4 : 8;
+  struct codes {
+    unsigned begin = 0, step = 1;      // in bits and codes
+    unsigned first_byte = 0, left = 0; // the top bytes that a lane does not take, the bits that it is shifted further
+  };
+  const auto layout = [=](codes of) {
+    half_layout out;
+    for (unsigned i = 0; i < 16 / lane_bytes; ++i) {
+      const unsigned bit = of.begin + i * of.step * width, shift = bit % 8 + of.left;
+      uint8_t *const places = &out.places[i * lane_bytes], *const shifts = &out.shifts[i * lane_bytes];
+      for (unsigned byte = 0; byte < lane_bytes; ++byte) { // from the top one on
+        const bool taken = byte >= of.first_byte && (width % 8 != 0 || byte < width / 8);
+        places[lane_bytes - 1 - byte] = taken ? static_cast<uint8_t>(bit / 8 + of.first_byte + byte) : zero_byte;
+      }
+      const unsigned amount = lane_bytes == 4 && halves == 2 ? shift : 1U << shift;
+      shifts[0] = static_cast<uint8_t>(amount);
+      shifts[1] = static_cast<uint8_t>(amount >> 8);
+    }
+    return out;
+  };
+  if (width < 8)
+    return {layout({.step = 2, .left = 8}), layout({.begin = width, .step = 2})};
+  if (lane_bytes == 2)
+    return {layout({}), layout({.first_byte = 1, .left = 8})};
+  return {layout({}), layout({.begin = 4 * width % 8})};
+}
+
+inline constexpr auto layouts = [] {
+  std::array<lane_layout, 65> out = {};
+  for (unsigned width = 1; width <= 64; ++width)
+    if (width <= 20 || width % 8 == 0)
+      out[width] = layout_of(width);
+  return out;
+}();
+
+template <class Lane, code_form Form>
+class code_lanes {
+public:
+  using number = Lane;
+  using operations = lanes_of<Lane>;
+  static constexpr bool is_whole = Form == code_form::whole;
+  static constexpr unsigned bits = 8 * sizeof(Lane);
+  static constexpr unsigned vectors = sizeof(Lane); // of a group
+  static constexpr unsigned per_half = 16 / vectors;
+
+  explicit code_lanes(unsigned width)
+      : width_(width), places_{in_each_half(layouts[width].first.places), in_each_half(layouts[width].second.places)},
+        shifts_{in_each_half(layouts[width].first.shifts), in_each_half(layouts[width].second.shifts)},
+        spare_(_mm_cvtsi32_si128(static_cast<int>(bits - width))) {}
+
+  unsigned width() const { return is_whole && bits <= 16 ? bits : width_; }
+  unsigned spare() const { return bits - width(); }    // bits of a lane below its code
+  unsigned block_bytes() const { return 8 * width(); } // of 64 codes
+  // What the load of the last half of a block takes in beyond the block.
+  unsigned slack() const { return half_bytes - per_half * width() / 8; }
+
+  // The codes of vector v of a group, each at the top of its lane.
+  [[gnu::always_inline]] vector top(const uint8_t *block, unsigned group, unsigned v) const {
+    const unsigned half_distance = 2 * width();
+    const vector raw = load_halves(block + group * halves * half_distance + v * per_half * width() / 8, half_distance);
+    if constexpr (bits == 8 && is_whole) {
       return raw;
-    } else if constexpr (W < 8) {
+    } else if constexpr (bits == 8) {
       // Codes of even places go to the lower bytes of pairs, the others to the upper ones.
-      constexpr places even = {.begin = 0, .step = 2}, odd = {.begin = W, .step = 2};
-      return chosen(high_product(shuffled(raw, in_each_half(even.two_bytes())), in_each_half(even.powers(8))),
-                    low_product(shuffled(raw, in_each_half(odd.two_bytes())), in_each_half(odd.powers(0))),
+      return chosen(high_product(shuffled(raw, places_[0]), shifts_[0]),
+                    low_product(shuffled(raw, places_[1]), shifts_[1]),
                     VORN_VECTOR(set1_epi16)(static_cast<int16_t>(0xff00)));
-    } else if constexpr (W < 16) {
-      const vector head = low_product(shuffled(raw, in_each_half(at.two_bytes())), in_each_half(at.powers(0)));
-      if constexpr (at.straddles(16))
-        return head | high_product(shuffled(raw, in_each_half(at.third_byte())), in_each_half(at.powers(8)));
+    } else if constexpr (is_whole) {
+      return shuffled(raw, places_[0]);
+    } else if constexpr (bits == 16) {
+      const vector head = low_product(shuffled(raw, places_[0]), shifts_[0]);
+      if constexpr (Form == code_form::across)
+        return head | high_product(shuffled(raw, places_[1]), shifts_[1]);
       else
         return head;
-    } else if constexpr (W % 8 != 0) {
-      return shifted(shuffled(raw, in_each_half(at.all_bytes())), at);
     } else {
-      return shuffled(raw, in_each_half(at.all_bytes()));
+      return shifted(shuffled(raw, places_[v % 2]), shifts_[v % 2]);
     }
   }
 
   // The same at the bottom of its lane, with zeros above it.
-  template <unsigned V>
-  static vector exact(const uint8_t *block, unsigned group) {
-    const vector x = top<V>(block, group);
-    if constexpr (spare == 0)
+  [[gnu::always_inline]] vector exact(const uint8_t *block, unsigned group, unsigned v) const {
+    static_assert(bits <= 32);
+    const vector x = top(block, group, v);
+    if constexpr (is_whole && bits <= 16)
       return x;
     else if constexpr (bits == 8)
-      return VORN_VECTOR(srli_epi16)(x, spare) & operations::all(low_bits(W));
+      return VORN_VECTOR(srl_epi16)(x, spare_) & operations::all(low_bits(width_));
     else if constexpr (bits == 16)
-      return VORN_VECTOR(srli_epi16)(x, spare);
-    else if constexpr (bits == 32)
-      return VORN_VECTOR(srli_epi32)(x, spare);
+      return VORN_VECTOR(srl_epi16)(x, spare_);
     else
-      return VORN_VECTOR(srli_epi64)(x, spare);
+      return VORN_VECTOR(srl_epi32)(x, spare_);
   }
 
 private:
   static vector low_product(vector a, vector b) { return VORN_VECTOR(mullo_epi16)(a, b); }
   static vector high_product(vector a, vector b) { return VORN_VECTOR(mulhi_epu16)(a, b); }
-
-  static constexpr uint8_t zero_byte = 0x80; // as a place in a shuffle
-
-  // Where the codes of a half stand: the first at bit `begin`, each other one `step` codes behind.
-  struct places {
-    unsigned begin = 0;
-    unsigned step = 1;
-
-    constexpr unsigned bit(unsigned i) const { return begin + i * step * W; }
-
-    constexpr bool straddles(unsigned room) const {
-      for (unsigned i = 0; i < per_half; ++i)
-        if (bit(i) % 8 + W > room)
-          return true;
-      return false;
-    }
-
-    // Lane i: the first bytes of code i in the order of the processor.
-    constexpr std::array<uint8_t, 16> bytes(unsigned size) const {
-      std::array<uint8_t, 16> out = {};
-      for (unsigned i = 0; i < 16; ++i) {
-        const unsigned byte = size - 1 - i % size;
-        out[i] = W % 8 == 0 && byte >= W / 8 ? zero_byte : static_cast<uint8_t>(bit(i / size) / 8 + byte);
-      }
-      return out;
-    }
-    constexpr std::array<uint8_t, 16> two_bytes() const { return bytes(2); }
-    constexpr std::array<uint8_t, 16> all_bytes() const { return bytes(vectors); }
-
-    // Lane i: the byte behind the first two of code i, with 0 above it.
-    constexpr std::array<uint8_t, 16> third_byte() const {
-      std::array<uint8_t, 16> out = {};
-      for (unsigned i = 0; i < 8; ++i) {
-        out[2 * i] = static_cast<uint8_t>(bit(i) / 8 + 2);
-        out[2 * i + 1] = zero_byte;
-      }
-      return out;
-    }
-
-    // A factor that moves code i up to the top, and by `more` beyond it.
-    constexpr std::array<uint16_t, 8> powers(unsigned more) const {
-      std::array<uint16_t, 8> out = {};
-      for (unsigned i = 0; i < 8; ++i)
-        out[i] = static_cast<uint16_t>(1U << (bit(i) % 8 + more));
-      return out;
-    }
-    constexpr std::array<uint32_t, 4> shifts() const { return {bit(0) % 8, bit(1) % 8, bit(2) % 8, bit(3) % 8}; }
-    constexpr std::array<uint32_t, 4> factors() const {
-      return {1U << bit(0) % 8, 1U << bit(1) % 8, 1U << bit(2) % 8, 1U << bit(3) % 8};
-    }
-  };
-
-  static vector shifted(vector x, places at) {
+  static vector shifted(vector x, vector by) {
 #ifdef __AVX2__
-    return _mm256_sllv_epi32(x, in_each_half(at.shifts()));
+    return _mm256_sllv_epi32(x, by);
 #else
-    return _mm_mullo_epi32(x, in_each_half(at.factors()));
+    return _mm_mullo_epi32(x, by);
 #endif
   }
+
+  unsigned width_;
+  vector places_[2], shifts_[2];
+  __m128i spare_;
 };
+
+// Calls call(type) with the lanes of a width up to Widest.  Each form of lanes has a loop, better in a function of its
+// own than all in one.
+template <unsigned Widest, class Call>
+[[gnu::always_inline]] inline auto with_lanes(unsigned width, Call call) {
+  using enum code_form;
+  if (width < 8)
+    return call(std::type_identity<code_lanes<uint8_t, within>>{});
+  if (width == 8)
+    return call(std::type_identity<code_lanes<uint8_t, whole>>{});
+  if (width == 11 || (width >= 13 && width <= 15))
+    return call(std::type_identity<code_lanes<uint16_t, across>>{});
+  if (width < 16)
+    return call(std::type_identity<code_lanes<uint16_t, within>>{});
+  if (width == 16)
+    return call(std::type_identity<code_lanes<uint16_t, whole>>{});
+  if (width <= 20)
+    return call(std::type_identity<code_lanes<uint32_t, within>>{});
+  if (Widest <= 32 || width <= 32)
+    return call(std::type_identity<code_lanes<uint32_t, whole>>{});
+  if constexpr (Widest > 32)
+    return call(std::type_identity<code_lanes<uint64_t, whole>>{});
+}
 
 } // namespace vorn::inline VORN_LEVEL

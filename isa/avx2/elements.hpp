@@ -24,17 +24,16 @@ template <class Lane, class Element>
   }
 }
 
-template <unsigned W, class Element>
-[[gnu::always_inline]] inline void unpack_block(const uint8_t *block, Element *elements) {
-  using lanes = code_lanes<W>;
+template <class Lanes, class Element>
+[[gnu::always_inline]] inline void unpack_block(const Lanes &lanes, const uint8_t *block, Element *elements) {
 #pragma GCC unroll 4
   for (unsigned group = 0; group < word_groups; ++group)
-    [&]<size_t... V>(std::index_sequence<V...>) {
-      (store_lanes<lane<W>>(lanes::template exact<V>(block, group),
-                            elements + group * group_codes + V * lanes::per_half),
+    [&]<size_t... V>(std::index_sequence<V...>) __attribute__((always_inline)) {
+      (store_lanes<typename Lanes::number>(lanes.exact(block, group, V),
+                                           elements + group * group_codes + V * Lanes::per_half),
        ...);
     }
-  (std::make_index_sequence<lanes::vectors>{});
+  (std::make_index_sequence<Lanes::vectors>{});
 }
 
 } // namespace vorn::inline VORN_LEVEL

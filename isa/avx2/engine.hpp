@@ -4,17 +4,18 @@
 #include "generic/bitvec/combine.hpp"
 #include "generic/decode/burst.hpp"
 #include "isa/avx2/ones.hpp"
+#include "isa/avx2/passes.hpp"
 #include "isa/avx2/scan.hpp"
 #include "isa/avx2/unpack.hpp"
 
 namespace vorn::inline VORN_LEVEL::engine {
 
 template <unsigned W>
-using dict_rows = lane_dict<W>;
+using dict_rows = lane_dict<W, lane_passes>;
 template <unsigned W, bool Tz>
-using fixed_rows = lane_fixed<W, Tz>;
+using fixed_rows = lane_fixed<W, Tz, lane_passes>;
 template <unsigned W, bool Tz>
-using dynp_rows = lane_dynp<W, Tz>;
+using dynp_rows = lane_dynp<W, Tz, lane_passes>;
 
 template <unsigned W, class Element>
 using steps = lane_steps<W, Element>;

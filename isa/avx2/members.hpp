@@ -10,40 +10,36 @@
 
 namespace vorn::inline VORN_LEVEL {
 
-// The words of a map for codes of W bits.  It may have fewer words, since it ends with the highest code of the column;
-// what follows on the same page may be looked at, and belongs to no code of a row.
-template <unsigned W>
-struct map_words {
-  static constexpr unsigned size = W <= 6 ? 1 : 1U << (W - 6);
-  uint64_t words[4] = {};
+// The words of a map for codes of up to 8 bits.  It may have fewer words, since it ends with the highest code of the
+// column; what follows on the same page may be looked at, and belongs to no code of a row.
+class small_map {
+public:
+  static bool readable(unsigned width, const uint64_t *map) {
+    constexpr uintptr_t page = 4096;
+    return reinterpret_cast<uintptr_t>(map) % page <= page - 8 * size(width);
+  }
 
-  [[gnu::no_sanitize_address]] explicit map_words(const uint64_t *map) {
-    for (unsigned i = 0; i < size; ++i)
+  [[gnu::no_sanitize_address]] small_map(unsigned width, const uint64_t *map) {
+    for (unsigned i = 0; i < size(width); ++i)
       words[i] = map[i];
   }
 
-  static bool readable(const uint64_t *map) {
-    constexpr uintptr_t page = 4096;
-    return reinterpret_cast<uintptr_t>(map) % page <= page - 8 * size;
-  }
+  uint64_t words[4] = {};
+
+private:
+  static unsigned size(unsigned width) { return width <= 6 ? 1 : 1U << (width - 6); }
 };
 
-template <unsigned W>
+template <bool Eight> // bits
 class in_map {
-  static constexpr unsigned spare = 8 - W;
-
 public:
-  explicit in_map(const uint64_t *map) {
-    const map_words<W> known(map);
-    low_ = in_each_half(load_half(known.words));
-    high_ = in_each_half(load_half(known.words + 2));
-  }
+  explicit in_map(const small_map &map)
+      : low_(in_each_half(load_half(map.words))), high_(in_each_half(load_half(map.words + 2))) {}
 
-  vector operator()(vector x) const {
-    const vector code = W == 8 ? x : VORN_VECTOR(srli_epi16)(x, spare) & bytes(0xff >> spare);
+  vector operator()(vector code) const {
     const vector bit = shuffled(in_each_half(single_bits), code & bytes(7));
-    const vector index = VORN_VECTOR(srli_epi16)(code, 3) & bytes(W == 8 ? 15 : 0xff >> spare >> 3);
-    if constexpr (W < 8)
+    const vector index = VORN_VECTOR(srli_epi16)(code, 3) & bytes(15);
+    if constexpr (!Eight)
       return lanes_of<uint8_t>::equal(shuffled(low_, index) & bit, none());
     // A byte of the map comes from the half that the top bit of the code tells; the other half gives 0.
     const vector upper = code & bytes(0x80);
@@ -59,32 +55,37 @@ private:
   vector low_, high_;
 };
 
-// The map must be readable as far as its words go.
-template <unsigned W>
-[[gnu::noinline]] uint32_t select_members(const uint8_t *stream, uint32_t nrows, const uint64_t *map, uint64_t *out) {
-  if constexpr (W == 1)
-    return select_bits(stream, nrows, map[0] & 1, map[0] & 2, out);
-  else
-    return select_codes<code_lanes<W>>(stream, nrows, in_map<W>(map), out);
+// With up to 8 bits the map must be readable as far as its words go, with more no code but those of rows, and 0, is
+// looked up.
+template <class Lanes>
+[[gnu::noinline]] uint32_t select_members_in(unsigned width, const uint8_t *stream, uint32_t nrows, const uint64_t *map,
+                                             uint64_t *out) {
+  const Lanes lanes(width);
+  if constexpr (Lanes::bits == 8) {
+    const in_map<Lanes::is_whole> test(small_map(width, map));
+    const auto match = [&](uint64_t /*word*/, const uint8_t *block) {
+      return hits<Lanes>([&](unsigned group, auto v) { return test(lanes.exact(block, group, v)); });
+    };
+    return select_words(lanes, stream, nrows, match, out);
+  } else {
+    using number = typename Lanes::number;
+    const auto match = [&](uint64_t /*word*/, const uint8_t *block) {
+      number codes[64];
+      unpack_block(lanes, block, codes);
+      return membership{map}.match64<number>([&](unsigned i) { return codes[i]; });
+    };
+    return select_words(lanes, stream, nrows, match, out);
+  }
 }
 
-// Codes of more than 8 bits.  No code but those of rows is looked up.
-template <unsigned W>
-[[gnu::noinline]] uint32_t select_members(const dict<W> &rows, uint32_t nrows, const membership &asked, uint64_t *out) {
-  using lanes = code_lanes<W>;
-  const uint64_t whole = whole_blocks<lanes>(nrows);
-  uint32_t count = 0;
-  for (uint64_t word = 0; word < words_of(nrows); ++word) {
-    if (word < whole) {
-      lane<W> codes[64];
-      unpack_block<W>(rows.stream() + word * lanes::block_bytes, codes);
-      out[word] = asked.match64<lane<W>>([&](unsigned i) { return codes[i]; });
-    } else {
-      out[word] = rows.match(word, asked);
-    }
-    count += popcount(out[word]);
-  }
-  return count;
+// Codes of up to 32 bits.
+inline uint32_t select_members(unsigned width, const uint8_t *stream, uint32_t nrows, const uint64_t *map,
+                               uint64_t *out) {
+  if (width == 1)
+    return select_bits(stream, nrows, map[0] & 1, map[0] & 2, out);
+  return with_lanes<32>(width, [&]<class Lanes>(std::type_identity<Lanes> /*lanes*/) {
+    return select_members_in<Lanes>(width, stream, nrows, map, out);
+  });
 }
 
 } // namespace vorn::inline VORN_LEVEL

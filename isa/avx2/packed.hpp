@@ -32,7 +32,7 @@ class packed_values {
   static constexpr unsigned block_bytes = 8 * W; // of 64 values
 
 public:
-  using lanes = code_lanes<W>;
+  using lanes = code_lanes<lane<W>, code_form::whole>;
 
   packed_values(const uint8_t *values, const uint8_t *lens, uint32_t nrows)
       : values_(values), lens_(lens), rows_left_(nrows) {}
@@ -48,7 +48,7 @@ public:
     else
       values_ += spread_last(rows, values);
     lens_ += code_bytes;
-    const auto value = [&](unsigned group, auto v) {
+    const auto value = [&](unsigned group, auto v) __attribute__((always_inline)) {
       const unsigned first = group * group_codes + v * lanes::per_half;
       return load_halves(values + first * (W / 8), 2 * W);
     };
@@ -100,11 +100,12 @@ template <unsigned W>
     return 0;
   }
   packed_values<W> values(stream, lens, nrows);
-  const in_ring<W, false> test(asked);
+  using lanes = typename packed_values<W>::lanes;
+  const in_ring<lanes, false> test(0, asked);
   uint32_t count = 0;
   for (uint64_t word = 0; word < words_of(nrows); ++word) {
     out[word] = values.next(
-        [&](auto value) { return hits<code_lanes<W>>([&](unsigned group, auto v) { return test(value(group, v)); }); });
+        [&](auto value) { return hits<lanes>([&](unsigned group, auto v) { return test(value(group, v)); }); });
     count += popcount(out[word]);
   }
   return count;
@@ -114,10 +115,10 @@ template <unsigned W>
 [[gnu::noinline]] uint32_t select_packed_pairs(const uint8_t *stream, uint32_t nrows, const uint8_t *lens,
                                                const pair_interval &asked, uint64_t *out) {
   packed_values<W> values(stream, lens, nrows);
-  const pair_bounds<code_lanes<W>> bounds(asked);
+  const pair_bounds<typename packed_values<W>::lanes> bounds(0, asked);
   code_answers answers;
   return select_pieces(nrows, asked, out, [&](uint32_t first, uint32_t rows, uint64_t *words) {
-    answers.fill({lens, length_code_bits(W), nullptr}, first, rows, asked);
+    answers.fill({lens, length_code_bits(W), nullptr}, first, rows, asked, select_ring);
     uint32_t count = 0;
     for (uint64_t word = 0; word < words_of(rows); ++word) {
       words[word] =

@@ -1,41 +1,10 @@
-// Values with a second sort key, their length codes.  Pairs are compared by their values; where a value is that of a
-// bound, the codes decide, whose answers are words of bits made beforehand.
+// Values with a second sort key, compared in vectors.
 #pragma once
 
 #include "isa/avx2/interval.hpp"
+#include "isa/pairs.hpp"
 
 namespace vorn::inline VORN_LEVEL {
-
-// Length codes of rows: packed, or the one of all rows where they have one.
-struct code_source {
-  const uint8_t *packed;
-  unsigned bits; // of a code
-  const uint8_t *uniform;
-};
-
-// For some words of rows: which codes are below the lower bound's, and which above the upper one's.
-class code_answers {
-public:
-  static constexpr uint32_t rows = 64 * 128; // at most
-
-  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init)
-  code_answers() {} // to be filled before it is read
-
-  void fill(const code_source &codes, uint32_t first_row, uint32_t nrows, const pair_interval &asked) {
-    const uint64_t top = low_bits(codes.bits), low = asked.low_code, high = asked.high_code;
-    if (codes.uniform != nullptr) {
-      std::fill_n(below, words_of(nrows), *codes.uniform < low ? UINT64_MAX : 0);
-      std::fill_n(above, words_of(nrows), *codes.uniform > high ? UINT64_MAX : 0);
-      return;
-    }
-    const uint8_t *packed = codes.packed + first_row / 8 * codes.bits;
-    const auto select = codes.bits == 4 ? select_ring<4> : codes.bits == 2 ? select_ring<2> : select_ring<1>;
-    select(packed, nrows, {0, std::min(low - 1, top), low == 0, false}, below);
-    select(packed, nrows, {high + 1, top - high - 1, high >= top, false}, above);
-  }
-
-  uint64_t below[rows / 64], above[rows / 64];
-};
 
 // The bounds in the lanes of values, which have zeros below them.
 template <class Lanes>
@@ -44,11 +13,10 @@ class pair_bounds {
   static constexpr uint64_t sign = uint64_t{1} << (Lanes::bits - 1);
 
 public:
-  explicit pair_bounds(const pair_interval &asked)
-      : low_(operations::all(asked.low << Lanes::spare)), high_(operations::all(asked.high << Lanes::spare)),
-        start_(operations::all(asked.low << Lanes::spare ^ sign)),
-        span_(operations::all((asked.high - asked.low) << Lanes::spare ^ sign)),
-        outside_(asked.outside ? UINT64_MAX : 0) {}
+  pair_bounds(unsigned spare, const pair_interval &asked)
+      : low_(operations::all(asked.low << spare)), high_(operations::all(asked.high << spare)),
+        start_(operations::all(asked.low << spare ^ sign)),
+        span_(operations::all((asked.high - asked.low) << spare ^ sign)), outside_(asked.outside ? UINT64_MAX : 0) {}
 
   // The answers for the values of 64 rows: value(group, v) is vector v of a group.
   template <class Value>
@@ -68,34 +36,32 @@ private:
   uint64_t outside_;
 };
 
-// Calls select(first row, rows, words) for the pieces of which the answers of codes are kept.
-template <class Select>
-uint32_t select_pieces(uint32_t nrows, const pair_interval &asked, uint64_t *out, Select select) {
-  if (asked.none) {
-    std::fill_n(out, words_of(nrows), 0);
-    return 0;
-  }
-  uint32_t count = 0;
-  for (uint32_t first = 0; first < nrows; first += std::min(code_answers::rows, nrows - first))
-    count += select(first, std::min(code_answers::rows, nrows - first), out + first / 64);
-  return count;
-}
-
-// Fixed values of W bits.
-template <unsigned W>
-[[gnu::noinline]] uint32_t select_pairs(const uint8_t *values, uint32_t nrows, const code_source &codes,
-                                        const pair_interval &asked, uint64_t *out) {
-  using lanes = code_lanes<W>;
-  const pair_bounds<lanes> bounds(asked);
+template <class Lanes>
+[[gnu::noinline]] uint32_t select_pairs_in(unsigned width, const uint8_t *values, uint32_t nrows,
+                                           const code_source &codes, const pair_interval &asked, uint64_t *out) {
+  const Lanes lanes(width);
+  const pair_bounds<Lanes> bounds(lanes.spare(), asked);
   code_answers answers;
   return select_pieces(nrows, asked, out, [&](uint32_t first, uint32_t rows, uint64_t *words) {
-    answers.fill(codes, first, rows, asked);
+    answers.fill(codes, first, rows, asked, select_ring);
     const auto match = [&](uint64_t word, const uint8_t *block) {
-      return bounds.match([&](unsigned group, auto v) { return lanes::template top<v>(block, group); },
-                          answers.below[word], answers.above[word]);
+      return bounds.match(
+          [&](unsigned group, auto v) __attribute__((always_inline)) { return lanes.top(block, group, v); },
+          answers.below[word], answers.above[word]);
     };
-    return select_words<lanes>(values + uint64_t{first} * (W / 8), rows, match, words);
+    return select_words(lanes, values + uint64_t{first} / 8 * width, rows, match, words);
   });
+}
+
+// Fixed values of a width.
+inline uint32_t select_pairs(unsigned width, const uint8_t *values, uint32_t nrows, const code_source &codes,
+                             const pair_interval &asked, uint64_t *out) {
+  using enum code_form;
+  const auto select = width == 8    ? select_pairs_in<code_lanes<uint8_t, whole>>
+                      : width == 16 ? select_pairs_in<code_lanes<uint16_t, whole>>
+                      : width <= 32 ? select_pairs_in<code_lanes<uint32_t, whole>>
+                                    : select_pairs_in<code_lanes<uint64_t, whole>>;
+  return select(width, values, nrows, codes, asked, out);
 }
 
 } // namespace vorn::inline VORN_LEVEL

@@ -1,4 +1,4 @@
-// The pass of the scans that asks a vector of rows at once, and its readers.
+// Readers of the scans whose passes ask a vector of rows at once.
 #pragma once
 
 #include "generic/bitvec/combine.hpp"
@@ -6,9 +6,8 @@
 #include "generic/scan/dynp.hpp"
 #include "generic/scan/fixed.hpp"
 #include "generic/scan/membership.hpp"
-#include "isa/avx2/members.hpp"
-#include "isa/avx2/packed.hpp"
 #include "isa/dense.hpp"
+#include "isa/ring.hpp"
 
 namespace vorn::inline VORN_LEVEL {
 
@@ -32,99 +31,69 @@ struct lane_pass {
   }
 };
 
-template <unsigned W>
+// Passes are those of a level (lane_passes).
+template <unsigned W, class Passes>
 struct lane_dict : dict<W> {
   using dict<W>::dict;
   using pass = lane_pass;
 
-  static unsigned row_cost(const interval<uint64_t> & /*asked*/) { return W <= 8 ? 48 : 80 / sizeof(lane<W>); }
+  static unsigned row_cost(const interval<uint64_t> & /*asked*/) { return Passes::interval_row_cost(W); }
   uint32_t select_lanes(const interval<uint64_t> &asked, uint64_t *out, uint32_t nrows) const {
-    return select_ring<W>(this->stream(), nrows, ring_of(asked, W), out);
+    return Passes::interval(W, this->stream(), nrows, ring_of(asked, W), out);
   }
 
-  // Above 20 bits a map is larger than a cache and every look-up counts; above 24 nothing else does.
-  static unsigned row_cost(const membership &asked) {
-    if (W > 8)
-      return W > 24 ? 0 : W > 20 ? 1 : 6;
-    return map_words<W>::readable(asked.map) ? 48 : 0;
-  }
+  static unsigned row_cost(const membership &asked) { return Passes::member_row_cost(W, asked.map); }
   uint32_t select_lanes(const membership &asked, uint64_t *out, uint32_t nrows) const {
-    if constexpr (W <= 8)
-      return select_members<W>(this->stream(), nrows, asked.map, out);
-    else
-      return select_members<W>(*this, nrows, asked, out);
+    return Passes::members(W, this->stream(), nrows, asked.map, out);
   }
 };
 
-// Calls call(W) for values of a stride in bytes, which are codes of W bits.
-template <class Call>
-uint32_t by_width(unsigned stride, Call call) {
-  const auto of = [&]<unsigned W>() { return call(std::integral_constant<unsigned, W>{}); };
-  switch (stride) {
-  case 1:
-    return of.template operator()<8>();
-  case 2:
-    return of.template operator()<16>();
-  case 3:
-    return of.template operator()<24>();
-  case 4:
-    return of.template operator()<32>();
-  case 5:
-    return of.template operator()<40>();
-  case 6:
-    return of.template operator()<48>();
-  case 7:
-    return of.template operator()<56>();
-  default:
-    return of.template operator()<64>();
-  }
-}
-
-template <unsigned W, bool Tz>
+// Values of a stride in bytes are codes of eight times as many bits.
+template <unsigned W, bool Tz, class Passes>
 struct lane_fixed : fixed<W, Tz> {
   using fixed<W, Tz>::fixed;
   using pass = lane_pass;
 
   template <class Number>
   static unsigned row_cost(const interval<Number> & /*asked*/) {
-    return 640 / W / (Tz ? 2 : 1);
+    return Passes::value_row_cost(W, Tz);
   }
   template <class Number>
   uint32_t select_lanes(const interval<Number> &asked, uint64_t *out, uint32_t nrows) const {
-    if (Tz && nrows != 0) // as the generic form, which looks at the width when it meets a row
-      this->check_width();
-    return by_width(this->stride(), [&](auto width) {
-      if constexpr (Tz)
-        return select_pairs<width>(this->values(), nrows, {this->lens(), length_code_bits(W), this->uniform()},
-                                   pairs_of(asked, width), out);
-      else
-        return select_ring<width>(this->values(), nrows, ring_of(asked, width), out);
-    });
+    const unsigned width = 8 * this->stride();
+    if constexpr (Tz) {
+      if (nrows != 0) // as the generic form, which looks at the width when it meets a row
+        this->check_width();
+      const code_source codes = {this->lens(), length_code_bits(W), this->uniform()};
+      return Passes::pairs(width, this->values(), nrows, codes, pairs_of(asked, width), out);
+    } else {
+      return Passes::interval(width, this->values(), nrows, ring_of(asked, width), out);
+    }
   }
 };
 
 // Bytes are dictionary codes of 8 bits, as in the generic form.
-template <bool Tz>
-struct lane_fixed<8, Tz> : lane_dict<8> {
-  using lane_dict<8>::lane_dict;
-  static uint64_t selective_constant(const vorn_cv &cst) { return constant(cst); }
+template <bool Tz, class Passes>
+struct lane_fixed<8, Tz, Passes> : lane_dict<8, Passes> {
+  using lane_dict<8, Passes>::lane_dict;
+  static uint64_t selective_constant(const vorn_cv &cst) { return lane_fixed::constant(cst); }
 };
 
-template <unsigned W, bool Tz>
+template <unsigned W, bool Tz, class Passes>
 struct lane_dynp : dynp<W, Tz> {
   using dynp<W, Tz>::dynp;
   using pass = lane_pass;
 
   template <class Number>
   static unsigned row_cost(const interval<Number> & /*asked*/) {
-    return 1024 / W;
+    return Passes::packed_row_cost(W);
   }
   template <class Number>
   uint32_t select_lanes(const interval<Number> &asked, uint64_t *out, uint32_t nrows) const {
     if constexpr (Tz)
-      return select_packed_pairs<W>(this->values(), nrows, this->lens(), pairs_of(asked, W), out);
+      return Passes::packed_pairs(W, this->values(), nrows, this->lens(), pairs_of(asked, W), out);
     else
-      return select_packed<W>(this->values(), nrows, this->lens(), ring_of(asked, W), out);
+      return Passes::packed(W, this->values(), nrows, this->lens(), ring_of(asked, W), out);
   }
 };
 

@@ -31,54 +31,67 @@ template <class Lanes, class Mask>
   return ~misses;
 }
 
-// A block of the last codes, of `size` bytes, with zeros behind them.
+// A copy of some last codes of a stream, of one block at most, with zeros behind them.
 template <class Lanes>
-struct padded_block {
-  uint8_t bytes[Lanes::block_bytes + Lanes::slack] = {};
+class padded_block {
+public:
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): it is filled before it is read
+  padded_block() {}
 
-  padded_block(const uint8_t *block, uint64_t size) {
-    if (size >= Lanes::block_bytes)
-      std::memcpy(bytes, block, Lanes::block_bytes); // a few instructions
-    else
-      std::memcpy(bytes, block, size);
+  const uint8_t *copy(const uint8_t *block, uint64_t ncodes, unsigned width) {
+    const uint64_t bits = ncodes * width, size = (bits + 7) / 8;
+    std::memset(bytes_, 0, sizeof bytes_);
+    std::memcpy(bytes_, block, size);
+    if (bits % 8 != 0) // a stray bit would make a code that no row has, for which a set has no word
+      bytes_[size - 1] = static_cast<uint8_t>(bytes_[size - 1] & 0xff00U >> bits % 8);
+    return bytes_;
   }
+
+private:
+  uint8_t bytes_[8 * Lanes::bits + half_bytes];
 };
 
 // The blocks of ncodes whose halves can be loaded whole, though a vector may have fewer bytes in them: nothing is read
 // behind the last code.  The others go through a copy.
 template <class Lanes>
-constexpr uint64_t whole_blocks(uint64_t ncodes) {
-  const uint64_t size = (ncodes * Lanes::width + 7) / 8;
-  return size < Lanes::slack ? 0 : std::min((size - Lanes::slack) / Lanes::block_bytes, ncodes / 64);
+uint64_t whole_blocks(const Lanes &lanes, uint64_t ncodes) {
+  const uint64_t size = (ncodes * lanes.width() + 7) / 8;
+  return size < lanes.slack() ? 0 : std::min((size - lanes.slack()) / lanes.block_bytes(), ncodes / 64);
 }
 
 // Writes match(word, block) for each word of 64 of nrows packed codes, zeros up to the end of the last word, and
 // returns the number of ones.
 template <class Lanes, class Match>
-[[gnu::always_inline]] inline uint32_t select_words(const uint8_t *stream, uint32_t nrows, Match match, uint64_t *out) {
-  const uint64_t whole = whole_blocks<Lanes>(nrows);
+[[gnu::always_inline]] inline uint32_t select_words(const Lanes &lanes, const uint8_t *stream, uint32_t nrows,
+                                                    Match match, uint64_t *out) {
+  const uint64_t whole = whole_blocks(lanes, nrows), words = words_of(nrows);
+  padded_block<Lanes> last;
   uint32_t count = 0;
-  for (uint64_t word = 0; word < whole; ++word) {
-    out[word] = match(word, stream + word * Lanes::block_bytes);
-    count += popcount(out[word]);
-  }
-  for (uint64_t word = whole; word < words_of(nrows); ++word) {
-    const uint64_t before = word * Lanes::block_bytes, size = (uint64_t{nrows} * Lanes::width + 7) / 8;
-    const padded_block<Lanes> last(stream + before, size - before);
-    out[word] = match(word, last.bytes) & low_bits(nrows - 64 * word);
-    count += popcount(out[word]);
+  for (uint64_t word = 0; word < words;) {
+    const uint8_t *block = stream + word * lanes.block_bytes();
+    uint64_t end = whole, rows = UINT64_MAX;
+    if (word >= whole) {
+      const uint64_t left = std::min<uint64_t>(nrows - 64 * word, 64);
+      block = last.copy(block, left, lanes.width());
+      rows = low_bits(left);
+      end = word + 1;
+    }
+    for (; word < end; ++word, block += lanes.block_bytes()) {
+      out[word] = match(word, block) & rows;
+      count += popcount(out[word]);
+    }
   }
   return count;
 }
 
 // The same for a test of the lanes of a vector.
 template <class Lanes, class Test>
-[[gnu::always_inline]] inline uint32_t select_codes(const uint8_t *stream, uint32_t nrows, const Test &test,
-                                                    uint64_t *out) {
+[[gnu::always_inline]] inline uint32_t select_codes(const Lanes &lanes, const uint8_t *stream, uint32_t nrows,
+                                                    const Test &test, uint64_t *out) {
   const auto match = [&](uint64_t /*word*/, const uint8_t *block) {
-    return hits<Lanes>([&](unsigned group, auto v) { return test(Lanes::template top<v>(block, group)); });
+    return hits<Lanes>([&](unsigned group, auto v) { return test(lanes.top(block, group, v)); });
   };
-  return select_words<Lanes>(stream, nrows, match, out);
+  return select_words(lanes, stream, nrows, match, out);
 }
 
 } // namespace vorn::inline VORN_LEVEL

@@ -20,16 +20,14 @@ template <unsigned W, class Element>
 struct avx512_steps : lane_steps<W, Element> {
   using without_vbmi = lane_steps<W, Element>;
   using by_rows = code_steps<W, Element>;
-  static constexpr bool is_least = std::is_same_v<Element, lane<W>>;
 
   static void range(const code_stream &stream, uint64_t first, uint32_t n, void *elements) {
-    if (!has_vbmi || (W == 8 && is_least)) // bytes are copied
+    if (!has_vbmi || (W == 8 && sizeof(Element) == 1)) // bytes are copied
       return without_vbmi::range(stream, first, n, elements);
     auto *out = static_cast<Element *>(elements);
     const uint32_t head = by_rows::start_of_range(stream, first, n, out);
     const uint8_t *codes = stream.bytes + (first + head) / 8 * W;
-    const vbmi_passes::unpack_passes &passes = vbmi_passes::unpack.of[W];
-    (is_least ? passes.range : passes.range_ub4)(codes, n - head, out + head);
+    vbmi_passes::unpack_range(W, sizeof(Element), codes, n - head, out + head);
   }
 
   static uint32_t filter(const code_stream &stream, const uint64_t *rows, uint32_t first, uint32_t &room,
@@ -37,10 +35,9 @@ struct avx512_steps : lane_steps<W, Element> {
     if (!has_vbmi || room == 0)
       return without_vbmi::filter(stream, rows, first, room, elements);
     const auto nrows = static_cast<uint32_t>(stream.ncodes);
-    const vbmi_passes::unpack_passes &passes = vbmi_passes::unpack.of[W];
     const uint32_t before = room;
     const uint32_t next =
-        (is_least ? passes.filter : passes.filter_ub4)(stream.bytes, nrows, rows, first, room, elements);
+        vbmi_passes::unpack_filter(W, sizeof(Element), stream.bytes, nrows, rows, first, room, elements);
     if (room == 0)
       return last_one(rows, std::min(next, nrows));
     return by_rows::filter(stream, rows, next, room, static_cast<Element *>(elements) + (before - room));

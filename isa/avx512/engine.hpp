@@ -2,18 +2,19 @@
 #pragma once
 
 #include "generic/decode/burst.hpp"
+#include "isa/avx2/scan.hpp"
 #include "isa/avx512/bitvec.hpp"
 #include "isa/avx512/decode.hpp"
-#include "isa/avx512/scan.hpp"
+#include "isa/avx512/passes.hpp"
 
 namespace vorn::inline VORN_LEVEL::engine {
 
 template <unsigned W>
-using dict_rows = avx512_dict<W>;
+using dict_rows = lane_dict<W, avx512_passes>;
 template <unsigned W, bool Tz>
-using fixed_rows = avx512_fixed<W, Tz>;
+using fixed_rows = lane_fixed<W, Tz, avx512_passes>;
 template <unsigned W, bool Tz>
-using dynp_rows = avx512_dynp<W, Tz>;
+using dynp_rows = lane_dynp<W, Tz, avx512_passes>;
 
 template <unsigned W, class Element>
 using steps = avx512_steps<W, Element>;

@@ -1,16 +1,18 @@
 // 64 packed codes as vectors of 8-, 16-, 32- or 64-bit lanes.
 //
 // A permutation brings the bytes of each code into its lane, the most significant one on top, and a shift moves the
-// code to the top or to the bottom of the lane.  What surrounds it there is left as it is.
+// code to the top or to the bottom of the lane.  Widths with lanes of one size differ in tables alone, so that a loop
+// is compiled for a kind of lanes and not for a width.
 #pragma once
 
 #include <immintrin.h>
 
 #include <array>
 #include <cstdint>
+#include <type_traits>
 
 #include "frame/bits.hpp"
-#include "generic/big_endian.hpp"
+#include "frame/level.hpp"
 
 namespace vorn::inline VORN_LEVEL {
 
@@ -43,90 +45,127 @@ inline __m512i load_vector(const std::array<T, N> &elements) {
   return _mm512_loadu_si512(elements.data());
 }
 
-template <unsigned W, class Lane = lane<W>>
-struct code_lanes {
-  static constexpr unsigned width = W;
+// Where a code goes in its lane.  At the top, what is below it is left as it is where codes are not whole bytes; at the
+// bottom there are zeros above it.
+enum class place { top, bottom };
+
+// How the codes of a vector come into their lanes.
+struct lane_layout {
+  byte_indices indices; // of the bytes that a lane, or a group of them, takes
+  byte_indices shifts;  // of the bits that a byte takes of its group, or of a lane of 32 bits
+};
+
+// Codes of 8 and 16 bits or less are shifted in groups of 64 bits, all others by themselves.
+constexpr lane_layout layout_of(unsigned bits, unsigned width, place at) {
+  lane_layout out = {};
+  const bool whole = width % 8 == 0, by_groups = !whole && bits <= 16;
+  const unsigned group = by_groups ? 64 : bits, size = group / 8; // bits and bytes of a group
+  const unsigned group_width = width * (group / bits);            // of its codes
+  for (unsigned i = 0; i < 64; ++i) {
+    const unsigned first_bit = i / size * group_width, byte = size - 1 - i % size; // the first is the top one
+    const unsigned above = whole && at == place::bottom ? size - width / 8 : 0;    // bytes that stay empty
+    out.indices[i] = static_cast<uint8_t>(first_bit / 8 + (byte < above ? 0 : byte - above));
+    if (by_groups) {
+      const unsigned lane = bits / 8, begin = first_bit % 8 + i % 8 / lane * width; // from the top of the group
+      const unsigned end = begin + (at == place::top ? bits : width);               // of what becomes a lane
+      out.shifts[i] = static_cast<uint8_t>((64 - end + 8 * (i % lane)) % 64);
+    } else if (!whole && i % 4 == 0) {
+      out.shifts[i] = static_cast<uint8_t>(at == place::top ? first_bit % 8 : 32 - width - first_bit % 8);
+    }
+  }
+  return out;
+}
+
+// Layouts for lanes of some bits, by the width of a code; for those of 64 bits by its bytes.
+template <unsigned Bits, place At>
+inline constexpr auto layouts = [] {
+  constexpr unsigned unit = Bits == 64 ? 8 : 1;
+  std::array<lane_layout, Bits / unit + 1> out = {};
+  for (unsigned i = 1; i < out.size(); ++i)
+    if (i * unit <= 20 || i * unit % 8 == 0)
+      out[i] = layout_of(Bits, i * unit, At);
+  return out;
+}();
+
+// Whole: codes are whole bytes.
+template <class Lane, bool Whole, place At>
+class code_lanes {
+public:
   using operations = lanes_of<Lane>;
   using mask = typename operations::mask;
   static constexpr unsigned bits = 8 * sizeof(Lane);
   static constexpr unsigned vectors = sizeof(Lane); // of 64 codes
   static constexpr unsigned codes = 64 / vectors;   // of a vector
-  static constexpr unsigned bytes = codes * W / 8;  // of a vector's codes
-  static constexpr unsigned spare = bits - W;       // bits of a lane beside its code
-  static constexpr unsigned block_bytes = 8 * W;    // of 64 codes
+
+  explicit code_lanes(unsigned width)
+      : width_(width), indices_(load_vector(layout(width).indices)), shifts_(load_vector(layout(width).shifts)) {
+    if constexpr (Whole)
+      stored_ = low_bits(width / 8) * (UINT64_MAX / low_bits(sizeof(Lane)));
+    else
+      low_ = operations::all(low_bits(width));
+  }
+
+  unsigned width() const { return Whole && bits <= 16 ? bits : width_; }
+  unsigned spare() const { return bits - width(); }             // bits of a lane beside its code
+  unsigned vector_bytes() const { return codes * width() / 8; } // of a vector's codes
+  unsigned block_bytes() const { return 8 * width(); }          // of 64 codes
 
   // Vector v of a block, with what follows it up to 64 bytes.
-  static __m512i load(const uint8_t *block, unsigned v) { return load_vector(block + v * bytes); }
+  __m512i load(const uint8_t *block, unsigned v) const { return load_vector(block + v * vector_bytes()); }
 
-  // Each code at the top of its lane.
-  static __m512i top(__m512i raw) {
-    if constexpr (bits == 8 && W == 8)
+  // Each code at its place, among bits of others where it is not whole bytes.
+  [[gnu::always_inline]] __m512i placed(__m512i raw) const {
+    if constexpr (Whole && bits == 8)
       return raw;
-    else if constexpr (by_groups)
-      return _mm512_multishift_epi64_epi8(load_vector(top_shifts), grouped(raw));
-    else if constexpr (W % 8 == 0)
-      return grouped(raw);
+    else if constexpr (Whole && At == place::bottom)
+      return _mm512_maskz_permutexvar_epi8(stored_, indices_, raw);
+    else if constexpr (Whole)
+      return _mm512_permutexvar_epi8(indices_, raw);
+    else if constexpr (bits <= 16)
+      return _mm512_multishift_epi64_epi8(shifts_, _mm512_permutexvar_epi8(indices_, raw));
+    else if constexpr (At == place::top)
+      return _mm512_sllv_epi32(_mm512_permutexvar_epi8(indices_, raw), shifts_);
     else
-      return _mm512_sllv_epi32(grouped(raw), load_vector(places));
+      return _mm512_srlv_epi32(_mm512_permutexvar_epi8(indices_, raw), shifts_);
   }
 
-  // Each code at the bottom of its lane, with zeros above it.
-  static __m512i exact(__m512i raw) {
-    if constexpr (sizeof(Lane) == 1 && W < 8)
-      return _mm512_and_si512(bottom(raw), operations::all(low_bits(W)));
-    else if constexpr (spare == 0)
-      return top(raw);
-    else if constexpr (sizeof(Lane) == 2)
-      return _mm512_srli_epi16(top(raw), spare);
-    else if constexpr (sizeof(Lane) == 4)
-      return _mm512_srli_epi32(top(raw), spare);
+  // Each code at the bottom, among zeros.
+  [[gnu::always_inline]] __m512i numbers(__m512i raw) const {
+    static_assert(At == place::bottom);
+    if constexpr (Whole)
+      return placed(raw);
     else
-      return _mm512_srli_epi64(top(raw), spare);
+      return _mm512_and_si512(placed(raw), low_);
   }
-
-  // Codes of less than 8 bits at the bottom of their lanes, with bits of others above them.
-  static __m512i bottom(__m512i raw) { return _mm512_multishift_epi64_epi8(load_vector(bottom_shifts), grouped(raw)); }
 
 private:
-  // The codes of 64 bits are shifted as a group where they are not whole bytes.
-  static constexpr bool by_groups = sizeof(Lane) <= 2 && W % 8 != 0;
-  static constexpr unsigned group = by_groups ? 64 : bits;           // bits of a group
-  static constexpr unsigned group_codes = by_groups ? 64 / bits : 1; // codes of it
-
-  static constexpr unsigned first_bit(unsigned g) { return g * group_codes * W; }
-
-  // The bytes of each group in the order of the processor.
-  static __m512i grouped(__m512i raw) { return _mm512_permutexvar_epi8(load_vector(indices), raw); }
-
-  static constexpr byte_indices indices = [] {
-    byte_indices out = {};
-    constexpr unsigned size = group / 8;
-    for (unsigned i = 0; i < 64; ++i)
-      out[i] = static_cast<uint8_t>(first_bit(i / size) / 8 + size - 1 - i % size);
-    return out;
-  }();
-
-  // Where the bits of each byte of a lane begin in its group, for codes at the top or at the bottom.
-  static constexpr byte_indices shifts(bool at_top) {
-    byte_indices out = {};
-    for (unsigned i = 0; i < 64; ++i) {
-      const unsigned code = i % 8 / sizeof(Lane), byte = i % sizeof(Lane);
-      const unsigned begin = first_bit(i / 8) % 8 + code * W; // from the top of the group
-      const unsigned end = at_top ? begin + bits : begin + W; // of the lane
-      out[i] = static_cast<uint8_t>((64 - end + 8 * byte) % 64);
-    }
-    return out;
+  static constexpr const lane_layout &layout(unsigned width) {
+    return layouts<bits, At>[bits == 64 ? width / 8 : width];
   }
-  static constexpr byte_indices top_shifts = shifts(true);
-  static constexpr byte_indices bottom_shifts = shifts(false);
 
-  // Of 32-bit lanes: where a code begins in its first byte.
-  static constexpr std::array<uint32_t, 16> places = [] {
-    std::array<uint32_t, 16> out = {};
-    for (unsigned i = 0; i < 16; ++i)
-      out[i] = i * W % 8;
-    return out;
-  }();
+  unsigned width_;
+  __m512i indices_, shifts_;
+  __m512i low_ = {};     // the bits of a code, at the bottom
+  __mmask64 stored_ = 0; // the bytes of a code, at the bottom
 };
+
+// Calls call(type) with the narrowest lanes that hold codes of a width.  Each kind of lanes has a loop, better in a
+// function of its own than all in one.
+template <place At, class Call>
+[[gnu::always_inline]] inline auto with_lanes(unsigned width, Call call) {
+  if (width < 8)
+    return call(std::type_identity<code_lanes<uint8_t, false, At>>{});
+  if (width == 8)
+    return call(std::type_identity<code_lanes<uint8_t, true, At>>{});
+  if (width < 16)
+    return call(std::type_identity<code_lanes<uint16_t, false, At>>{});
+  if (width == 16)
+    return call(std::type_identity<code_lanes<uint16_t, true, At>>{});
+  if (width <= 20)
+    return call(std::type_identity<code_lanes<uint32_t, false, At>>{});
+  if (width <= 32)
+    return call(std::type_identity<code_lanes<uint32_t, true, At>>{});
+  return call(std::type_identity<code_lanes<uint64_t, true, At>>{});
+}
 
 } // namespace vorn::inline VORN_LEVEL

@@ -2,50 +2,36 @@
 // counts less than one.
 #include "isa/vbmi/passes.hpp"
 #include "isa/vbmi/select.hpp"
-#include "isa/vbmi/widths.hpp"
 
 namespace vorn::inline VORN_LEVEL {
 
 namespace {
 
-template <unsigned W, bool Nonzero>
+template <class Lanes, bool Nonzero>
 class in_ring {
-  using lanes = code_lanes<W>;
-  using operations = typename lanes::operations;
+  using operations = typename Lanes::operations;
 
 public:
-  explicit in_ring(const ring &asked)
-      : low_(operations::all(asked.low << lanes::spare)),
-        span_(operations::all(asked.span << lanes::spare | low_bits(lanes::spare))),
-        code_(operations::all(low_bits(W) << lanes::spare)) {}
+  in_ring(const Lanes &lanes, const ring &asked)
+      : lanes_(lanes), low_(operations::all(asked.low << lanes.spare())),
+        span_(operations::all(asked.span << lanes.spare() | low_bits(lanes.spare()))),
+        code_(operations::all(low_bits(lanes.width()) << lanes.spare())) {}
 
   auto operator()(__m512i raw) const {
-    const __m512i x = lanes::top(raw);
+    const __m512i x = lanes_.placed(raw);
     const __m512i distance = operations::subtract(x, low_);
     return Nonzero ? operations::at_most(operations::common(x, code_), distance, span_)
                    : operations::at_most(distance, span_);
   }
 
 private:
+  Lanes lanes_;
   __m512i low_, span_, code_;
 };
 
-template <unsigned W>
-uint32_t select(const uint8_t *stream, uint32_t nrows, const ring &asked, uint64_t *out) {
-  if (asked.none) {
-    std::fill_n(out, words_of(nrows), 0);
-    return 0;
-  }
-  constexpr bool may_be_codes = W <= 32 || W == 64; // values have no NULL
-  if (may_be_codes && asked.nonzero)
-    return select_codes<code_lanes<W>>(stream, nrows, in_ring<W, may_be_codes>(asked), out);
-  return select_codes<code_lanes<W>>(stream, nrows, in_ring<W, false>(asked), out);
-}
-
 // A code of one bit is its answer, or the opposite of it, or makes no difference: eight words at a time are told by
 // their bytes, whose bits stand the other way round.
-template <>
-uint32_t select<1>(const uint8_t *stream, uint32_t nrows, const ring &asked, uint64_t *out) {
+uint32_t select_bits(const uint8_t *stream, uint32_t nrows, const ring &asked, uint64_t *out) {
   const auto takes = [&](unsigned code) {
     return !asked.none && ((code - asked.low) & 1) <= asked.span && !(asked.nonzero && code == 0);
   };
@@ -81,18 +67,29 @@ uint32_t select<1>(const uint8_t *stream, uint32_t nrows, const ring &asked, uin
   return sum_of(counts);
 }
 
+template <class Lanes, bool Nonzero>
+[[gnu::noinline]] uint32_t select(unsigned width, const uint8_t *stream, uint32_t nrows, const ring &asked,
+                                  uint64_t *out) {
+  const Lanes lanes(width);
+  return select_codes(lanes, stream, nrows, in_ring<Lanes, Nonzero>(lanes, asked), out);
+}
+
 } // namespace
 
 } // namespace vorn::inline VORN_LEVEL
 
 namespace vorn::vbmi_passes {
 
-#define VORN_SELECT(w) out.of[w] = select<w>;
-constexpr by_width<interval_pass> built = [] {
-  by_width<interval_pass> out = {};
-  VORN_VALUE_WIDTHS(VORN_SELECT)
-  return out;
-}();
-constinit const by_width<interval_pass> select_interval = built;
+uint32_t select_interval(unsigned width, const uint8_t *stream, uint32_t nrows, const ring &asked, uint64_t *out) {
+  if (width == 1)
+    return select_bits(stream, nrows, asked, out);
+  if (asked.none) {
+    std::fill_n(out, words_of(nrows), 0);
+    return 0;
+  }
+  return with_lanes<place::top>(width, [&]<class Lanes>(std::type_identity<Lanes> /*lanes*/) {
+    return (asked.nonzero ? select<Lanes, true> : select<Lanes, false>) (width, stream, nrows, asked, out);
+  });
+}
 
 } // namespace vorn::vbmi_passes

@@ -1,47 +1,41 @@
 // Codes whose bits are set in a map: a look-up in registers as long as the map fits there, else one in memory.
 #include "isa/vbmi/passes.hpp"
 #include "isa/vbmi/select.hpp"
-#include "isa/vbmi/widths.hpp"
 
 namespace vorn::inline VORN_LEVEL {
 
 namespace {
 
-template <unsigned W>
-class in_map;
-
-// A byte for each code.  The look-up takes the low bits of its index alone, so that the table repeats itself where a
-// code has fewer.
-template <unsigned W>
-requires(W <= 7) class in_map<W> {
-  using lanes_type = code_lanes<W>;
-
+// A byte for each code of up to 6 or of 7 bits.  The look-up takes the low bits of its index alone, so that the table
+// repeats itself where a code has fewer.
+template <bool Seven>
+class in_bytes {
 public:
-  using lanes = lanes_type;
-  explicit in_map(const uint64_t *map) {
+  using lanes = code_lanes<uint8_t, false, place::bottom>;
+  in_bytes(const lanes &codes, const uint64_t *map) : lanes_(codes) {
     uint64_t bits = map[0];
-    for (unsigned size = 1U << W; size < 64; size *= 2)
+    for (unsigned size = 1U << codes.width(); size < 64; size *= 2)
       bits = (bits & low_bits(size)) << size | (bits & low_bits(size));
     low_ = _mm512_movm_epi8(bits);
-    high_ = _mm512_movm_epi8(W == 7 ? map[1] : 0);
+    high_ = _mm512_movm_epi8(Seven ? map[1] : 0);
   }
 
   __mmask64 operator()(__m512i raw) const {
-    const __m512i codes = lanes::bottom(raw);
-    return _mm512_movepi8_mask(W < 7 ? _mm512_permutexvar_epi8(codes, low_)
-                                     : _mm512_permutex2var_epi8(low_, codes, high_));
+    const __m512i codes = lanes_.placed(raw);
+    return _mm512_movepi8_mask(Seven ? _mm512_permutex2var_epi8(low_, codes, high_)
+                                     : _mm512_permutexvar_epi8(codes, low_));
   }
 
 private:
+  lanes lanes_;
   __m512i low_, high_;
 };
 
-// The byte of the map, and a bit of it.
-template <>
-class in_map<8> {
+// Of 8 bits: the byte of the map, and a bit of it.
+class in_bits_of_bytes {
 public:
-  using lanes = code_lanes<8>;
-  explicit in_map(const uint64_t *map)
+  using lanes = code_lanes<uint8_t, true, place::bottom>;
+  in_bits_of_bytes(const lanes & /*codes*/, const uint64_t *map)
       : bytes_(_mm512_maskz_loadu_epi64(15, map)), bits_(_mm512_set1_epi64(static_cast<int64_t>(0x8040201008040201))) {}
 
   __mmask64 operator()(__m512i codes) const {
@@ -54,27 +48,25 @@ private:
   __m512i bytes_, bits_;
 };
 
-// A word of 16 bits of the map, and a bit of it.
-template <unsigned W>
-requires(W >= 9 && W <= 12) class in_map<W> {
-  static constexpr unsigned tables = W == 9 ? 1 : 1U << (W - 9); // of 32 words
-
+// Of 9 to 12 bits: a word of 16 bits of the map, and a bit of it.
+template <unsigned Tables> // of 32 words
+class in_words {
 public:
-  using lanes = code_lanes<W>;
+  using lanes = code_lanes<uint16_t, false, place::bottom>;
   // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): all tables are loaded
-  explicit in_map(const uint64_t *map) {
-    for (unsigned i = 0; i < tables; ++i)
+  in_words(const lanes &codes, const uint64_t *map) : lanes_(codes) {
+    for (unsigned i = 0; i < Tables; ++i)
       words_[i] = _mm512_loadu_si512(map + 8 * i);
   }
 
   __mmask32 operator()(__m512i raw) const {
-    const __m512i codes = lanes::exact(raw);
+    const __m512i codes = lanes_.numbers(raw);
     const __m512i index = _mm512_srli_epi16(codes, 4);
     __m512i word;
-    if constexpr (W == 9)
+    if constexpr (Tables == 1)
       word = _mm512_permutexvar_epi16(index, words_[0]);
     else
-      word = look_up<0, tables>(index);
+      word = look_up<0, Tables>(index);
     const __m512i bit = _mm512_sllv_epi16(_mm512_set1_epi16(1), _mm512_and_si512(codes, _mm512_set1_epi16(15)));
     return _mm512_test_epi16_mask(word, bit);
   }
@@ -91,51 +83,53 @@ private:
     }
   }
 
-  __m512i words_[tables];
+  lanes lanes_;
+  __m512i words_[Tables];
 };
 
-// The 32 bits of the map that hold a code's, read from memory.
-template <unsigned W>
-requires(W >= 13) class in_map<W> {
+// Of more: the 32 bits of the map that hold a code's, read from memory.
+template <bool Whole>
+class in_memory {
 public:
-  using lanes = code_lanes<W, uint32_t>;
-  explicit in_map(const uint64_t *map) : map_(map) {}
+  using lanes = code_lanes<uint32_t, Whole, place::bottom>;
+  in_memory(const lanes &codes, const uint64_t *map) : lanes_(codes), map_(map) {}
 
   __mmask16 operator()(__m512i raw) const {
-    const __m512i codes = lanes::exact(raw);
+    const __m512i codes = lanes_.numbers(raw);
     const __m512i words = _mm512_i32gather_epi32(_mm512_srli_epi32(codes, 5), map_, 4);
     const __m512i bit = _mm512_sllv_epi32(_mm512_set1_epi32(1), _mm512_and_si512(codes, _mm512_set1_epi32(31)));
     return _mm512_test_epi32_mask(words, bit);
   }
 
 private:
+  lanes lanes_;
   const uint64_t *map_;
 };
 
-// The words of a map for all codes of W bits.  A column may have fewer codes, and its map fewer words: what follows
-// them is read, within the page that they end in, but makes no difference.
-template <unsigned W>
+// The words of a map for all codes of up to 12 bits.  A column may have fewer codes, and its map fewer words: what
+// follows them is read, within the page that they end in, but makes no difference.
 struct whole_map {
-  static constexpr unsigned nwords = W <= 6 ? 1 : 1U << (W - 6);
-  alignas(64) uint64_t words[nwords];
+  alignas(64) uint64_t words[64];
 
   // scratch: room for a bit for each row.
   // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): read does it
-  whole_map(const uint8_t *stream, uint32_t nrows, const uint64_t *map, uint64_t *scratch) {
+  whole_map(unsigned width, const uint8_t *stream, uint32_t nrows, const uint64_t *map, uint64_t *scratch) {
     constexpr uint64_t page = 4096;
     const uint64_t on_page = (page - reinterpret_cast<uintptr_t>(map) % page) / sizeof *map;
+    const uint64_t nwords = width <= 6 ? 1 : uint64_t{1} << (width - 6);
     uint64_t present = nwords;
     if (on_page < nwords) { // the next page is there if a code leads to it
       const uint64_t beyond = on_page * 64;
-      if (vbmi_passes::select_interval[W](stream, nrows, {beyond, low_bits(W) - beyond, false, false}, scratch) == 0)
+      const ring asked = {beyond, low_bits(width) - beyond, false, false};
+      if (vbmi_passes::select_interval(width, stream, nrows, asked, scratch) == 0)
         present = on_page;
     }
-    read(map, present);
+    read(map, nwords, present);
   }
 
 private:
-  [[gnu::no_sanitize_address]] void read(const uint64_t *map, uint64_t present) {
-    for (unsigned i = 0; i < nwords; i += 8) {
+  [[gnu::no_sanitize_address]] void read(const uint64_t *map, uint64_t nwords, uint64_t present) {
+    for (uint64_t i = 0; i < nwords; i += 8) {
       const auto these = static_cast<__mmask8>(low_bits(present < i ? 0 : present - i));
       _mm512_mask_storeu_epi64(words + i, static_cast<__mmask8>(low_bits(nwords - i)),
                                _mm512_maskz_loadu_epi64(these, map + i));
@@ -143,13 +137,11 @@ private:
   }
 };
 
-template <unsigned W>
-uint32_t select(const uint8_t *stream, uint32_t nrows, const uint64_t *map, uint64_t *out) {
-  using lanes = typename in_map<W>::lanes;
-  if constexpr (W <= 12)
-    return select_codes<lanes>(stream, nrows, in_map<W>(whole_map<W>(stream, nrows, map, out).words), out);
-  else
-    return select_codes<lanes>(stream, nrows, in_map<W>(map), out);
+template <class Test>
+[[gnu::noinline]] uint32_t select(unsigned width, const uint8_t *stream, uint32_t nrows, const uint64_t *map,
+                                  uint64_t *out) {
+  const typename Test::lanes lanes(width);
+  return select_codes(lanes, stream, nrows, Test(lanes, map), out);
 }
 
 } // namespace
@@ -158,12 +150,29 @@ uint32_t select(const uint8_t *stream, uint32_t nrows, const uint64_t *map, uint
 
 namespace vorn::vbmi_passes {
 
-#define VORN_SELECT(w) out.of[w] = select<w>;
-constexpr by_width<set_pass> built = [] {
-  by_width<set_pass> out = {};
-  VORN_CODE_WIDTHS(VORN_SELECT)
-  return out;
-}();
-constinit const by_width<set_pass> select_members = built;
+uint32_t select_members(unsigned width, const uint8_t *stream, uint32_t nrows, const uint64_t *map, uint64_t *out) {
+  if (width > 12)
+    return (width % 8 == 0 ? select<in_memory<true>> : select<in_memory<false>>) (width, stream, nrows, map, out);
+  const whole_map known(width, stream, nrows, map, out);
+  const auto pass = [&] {
+    switch (width) {
+    case 7:
+      return select<in_bytes<true>>;
+    case 8:
+      return select<in_bits_of_bytes>;
+    case 9:
+      return select<in_words<1>>;
+    case 10:
+      return select<in_words<2>>;
+    case 11:
+      return select<in_words<4>>;
+    case 12:
+      return select<in_words<8>>;
+    default:
+      return select<in_bytes<false>>;
+    }
+  }();
+  return pass(width, stream, nrows, known.words, out);
+}
 
 } // namespace vorn::vbmi_passes

@@ -1,20 +1,21 @@
 // Dynamic-packed values.  The length codes of 64 rows become masks of the bytes that the values have, by a table of
 // half bytes; an expansion puts the stored bytes there, and what is missing is zero.
+#include "generic/scan/length_codes.hpp"
 #include "isa/vbmi/pairs.hpp"
 
 namespace vorn::inline VORN_LEVEL {
 
 namespace {
 
-// Walks over the values of W bits.
-template <unsigned W>
+// Walks over the values of a type.
+template <class Value>
 class packed_values {
-  static constexpr unsigned code_bits = W == 64 ? 4 : W == 32 ? 2 : 1;
+  static constexpr unsigned value_bytes = sizeof(Value);
+  static constexpr unsigned code_bits = length_code_bits(8 * value_bytes);
   static constexpr unsigned code_bytes = 8 * code_bits; // of 64 rows
-  static constexpr unsigned value_bytes = W / 8;
 
 public:
-  using lanes = code_lanes<W>;
+  using lanes = code_lanes<Value, true, place::top>;
 
   packed_values(const uint8_t *values, const uint8_t *lens, uint32_t nrows)
       : values_(values), lens_(lens), rows_left_(nrows) {}
@@ -44,7 +45,7 @@ public:
 private:
   __m512i expanded(uint64_t mask, __m512i stored) {
     values_ += popcount(mask);
-    return lanes::top(_mm512_maskz_expand_epi8(mask, stored));
+    return lanes_.placed(_mm512_maskz_expand_epi8(mask, stored));
   }
 
   // A bit for each byte of 64 values that is stored.
@@ -68,27 +69,28 @@ private:
     byte_indices out = {};
     for (unsigned i = 0; i < 64; ++i)
       for (unsigned row = 0; row < 4 / code_bits; ++row) {
-        const unsigned code = i % 16 >> (4 - code_bits * (row + 1)) & low_bits(code_bits);
+        const uint64_t code = i % 16 >> (4 - code_bits * (row + 1)) & low_bits(code_bits);
         const uint64_t stored = low_bits(code % value_bytes + 1);
         out[i] = static_cast<uint8_t>(out[i] | stored << (row * value_bytes));
       }
     return out;
   }();
 
+  const lanes lanes_{8 * value_bytes};
   const uint8_t *values_;
   const uint8_t *lens_;
   uint64_t rows_left_;
 };
 
-template <unsigned W>
+template <class Value>
 uint32_t select(const uint8_t *stream, uint32_t nrows, const uint8_t *lens, const ring &asked, uint64_t *out) {
-  using lanes = code_lanes<W>;
+  using lanes = typename packed_values<Value>::lanes;
   using operations = typename lanes::operations;
   if (asked.none) {
     std::fill_n(out, words_of(nrows), 0);
     return 0;
   }
-  packed_values<W> values(stream, lens, nrows);
+  packed_values<Value> values(stream, lens, nrows);
   const __m512i low = operations::all(asked.low), span = operations::all(asked.span);
   uint32_t count = 0;
   for (uint64_t word = 0; word < words_of(nrows); ++word) {
@@ -101,18 +103,19 @@ uint32_t select(const uint8_t *stream, uint32_t nrows, const uint8_t *lens, cons
   return count;
 }
 
-template <unsigned W>
+template <class Value>
 uint32_t select_with_codes(const uint8_t *stream, uint32_t nrows, const uint8_t *lens, const pair_interval &asked,
                            uint64_t *out) {
-  packed_values<W> values(stream, lens, nrows);
-  const pair_bounds<code_lanes<W>> bounds(asked);
+  packed_values<Value> values(stream, lens, nrows);
+  const pair_bounds<typename packed_values<Value>::lanes> bounds(asked);
   code_answers answers;
   return select_pieces(nrows, asked, out, [&](uint32_t first, uint32_t rows, uint64_t *words) {
-    answers.fill({lens, W == 64 ? 4 : W / 16, nullptr}, first, rows, asked);
+    answers.fill({lens, length_code_bits(8 * sizeof(Value)), nullptr}, first, rows, asked,
+                 vbmi_passes::select_interval);
     uint32_t count = 0;
     for (uint64_t word = 0; word < words_of(rows); ++word) {
       words[word] =
-          values.next([&](auto value) { return bounds.match(value, answers.at_least[word], answers.at_most[word]); });
+          values.next([&](auto value) { return bounds.match(value, answers.below[word], answers.above[word]); });
       count += popcount(words[word]);
     }
     return count;
@@ -125,22 +128,18 @@ uint32_t select_with_codes(const uint8_t *stream, uint32_t nrows, const uint8_t 
 
 namespace vorn::vbmi_passes {
 
-constexpr by_width<packed_pass> built = [] {
-  by_width<packed_pass> out = {};
-  out.of[16] = select<16>;
-  out.of[32] = select<32>;
-  out.of[64] = select<64>;
-  return out;
-}();
-constinit const by_width<packed_pass> select_packed = built;
+uint32_t select_packed(unsigned width, const uint8_t *values, uint32_t nrows, const uint8_t *lens, const ring &asked,
+                       uint64_t *out) {
+  const auto pass = width == 16 ? select<uint16_t> : width == 32 ? select<uint32_t> : select<uint64_t>;
+  return pass(values, nrows, lens, asked, out);
+}
 
-constexpr by_width<packed_pair_pass> built_with_codes = [] {
-  by_width<packed_pair_pass> out = {};
-  out.of[16] = select_with_codes<16>;
-  out.of[32] = select_with_codes<32>;
-  out.of[64] = select_with_codes<64>;
-  return out;
-}();
-constinit const by_width<packed_pair_pass> select_packed_pairs = built_with_codes;
+uint32_t select_packed_pairs(unsigned width, const uint8_t *values, uint32_t nrows, const uint8_t *lens,
+                             const pair_interval &asked, uint64_t *out) {
+  const auto pass = width == 16   ? select_with_codes<uint16_t>
+                    : width == 32 ? select_with_codes<uint32_t>
+                                  : select_with_codes<uint64_t>;
+  return pass(values, nrows, lens, asked, out);
+}
 
 } // namespace vorn::vbmi_passes

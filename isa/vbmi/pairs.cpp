@@ -5,21 +5,20 @@ namespace vorn::inline VORN_LEVEL {
 
 namespace {
 
-template <unsigned W>
-uint32_t select(const uint8_t *values, uint32_t nrows, const vbmi_passes::code_source &codes,
+template <class Lanes>
+uint32_t select(Lanes lanes, const uint8_t *values, uint32_t nrows, const code_source &codes,
                 const pair_interval &asked, uint64_t *out) {
-  using lanes = code_lanes<W>;
-  const pair_bounds<lanes> bounds(asked);
+  const pair_bounds<Lanes> bounds(asked);
   code_answers answers;
   return select_pieces(nrows, asked, out, [&](uint32_t first, uint32_t rows, uint64_t *words) {
-    answers.fill(codes, first, rows, asked);
+    answers.fill(codes, first, rows, asked, vbmi_passes::select_interval);
     const auto match = [&](uint64_t word, const uint8_t *block) {
-      __m512i numbers[lanes::vectors];
-      for (unsigned v = 0; v < lanes::vectors; ++v)
-        numbers[v] = lanes::exact(lanes::load(block, v));
-      return bounds.match([&](unsigned v) { return numbers[v]; }, answers.at_least[word], answers.at_most[word]);
+      __m512i numbers[Lanes::vectors];
+      for (unsigned v = 0; v < Lanes::vectors; ++v)
+        numbers[v] = lanes.numbers(lanes.load(block, v));
+      return bounds.match([&](unsigned v) { return numbers[v]; }, answers.below[word], answers.above[word]);
     };
-    return select_words<lanes>(values + uint64_t{first} * (W / 8), rows, match, words);
+    return select_words(lanes, values + uint64_t{first} / 8 * lanes.width(), rows, match, words);
   });
 }
 
@@ -29,17 +28,12 @@ uint32_t select(const uint8_t *values, uint32_t nrows, const vbmi_passes::code_s
 
 namespace vorn::vbmi_passes {
 
-constexpr by_width<pair_pass> built = [] {
-  by_width<pair_pass> out = {};
-  out.of[16] = select<16>;
-  out.of[24] = select<24>;
-  out.of[32] = select<32>;
-  out.of[40] = select<40>;
-  out.of[48] = select<48>;
-  out.of[56] = select<56>;
-  out.of[64] = select<64>;
-  return out;
-}();
-constinit const by_width<pair_pass> select_pairs = built;
+uint32_t select_pairs(unsigned width, const uint8_t *values, uint32_t nrows, const code_source &codes,
+                      const pair_interval &asked, uint64_t *out) {
+  const auto select_in = [&]<class Lane>(Lane /*lane*/) {
+    return select(code_lanes<Lane, true, place::bottom>(width), values, nrows, codes, asked, out);
+  };
+  return width == 16 ? select_in(uint16_t{}) : width <= 32 ? select_in(uint32_t{}) : select_in(uint64_t{});
+}
 
 } // namespace vorn::vbmi_passes

@@ -1,7 +1,7 @@
-// What the AVX-512 library does where a processor has VBMI, VBMI2, BITALG and VPOPCNTDQ too: passes by the width of a
-// code.
+// What the AVX-512 library does where a processor has VBMI, VBMI2, BITALG and VPOPCNTDQ too: passes over packed codes
+// of a width.
 //
-// They are compiled for these instructions, so that everything here is called through tables.
+// They are compiled for these instructions, so that nothing of them may be inlined elsewhere.
 #pragma once
 
 #include <cstdint>
@@ -10,57 +10,31 @@
 
 namespace vorn::vbmi_passes {
 
-// The widths 1 to 20, 24, 32, 40, 48, 56 and 64; null in between.
-template <class Pass>
-struct by_width {
-  Pass of[65];
-
-  constexpr Pass operator[](unsigned width) const { return of[width]; }
-};
-
 // Sets a bit for each of nrows packed codes that is taken, and zeros up to the end of the last word.  Returns how many
-// are taken.  Nothing is read behind the last code.
-using interval_pass = uint32_t (*)(const uint8_t *stream, uint32_t nrows, const ring &asked, uint64_t *out);
-extern const by_width<interval_pass> select_interval;
+// are taken.  Nothing is read behind the last code.  Widths are 1 to 20, 24, 32, 40, 48, 56 and 64.
+uint32_t select_interval(unsigned width, const uint8_t *stream, uint32_t nrows, const ring &asked, uint64_t *out);
 
-// The same for the codes whose bits are set in a map.
-using set_pass = uint32_t (*)(const uint8_t *stream, uint32_t nrows, const uint64_t *map, uint64_t *out);
-extern const by_width<set_pass> select_members; // up to 32
+// The same for the codes, of up to 32 bits, whose bits are set in a map.
+uint32_t select_members(unsigned width, const uint8_t *stream, uint32_t nrows, const uint64_t *map, uint64_t *out);
 
-// The length codes of rows: packed, or the one of all rows where they have one.
-struct code_source {
-  const uint8_t *packed;
-  unsigned bits; // of a code
-  const uint8_t *uniform;
-};
+// The same for values of 16 bits and more, in whole bytes, with their length codes.
+uint32_t select_pairs(unsigned width, const uint8_t *values, uint32_t nrows, const code_source &codes,
+                      const pair_interval &asked, uint64_t *out);
 
-// The same for values with their length codes.
-using pair_pass = uint32_t (*)(const uint8_t *values, uint32_t nrows, const code_source &codes,
-                               const pair_interval &asked, uint64_t *out);
-extern const by_width<pair_pass> select_pairs; // 16 and more, in whole bytes
+// The same for dynamic-packed values in classes of 16, 32 and 64 bits, and with their length codes as a second key.
+uint32_t select_packed(unsigned width, const uint8_t *values, uint32_t nrows, const uint8_t *lens, const ring &asked,
+                       uint64_t *out);
+uint32_t select_packed_pairs(unsigned width, const uint8_t *values, uint32_t nrows, const uint8_t *lens,
+                             const pair_interval &asked, uint64_t *out);
 
-// Dynamic-packed values, in classes of 16, 32 and 64 bits, and with their length codes as a second key.
-using packed_pass = uint32_t (*)(const uint8_t *values, uint32_t nrows, const uint8_t *lens, const ring &asked,
-                                 uint64_t *out);
-extern const by_width<packed_pass> select_packed;
-using packed_pair_pass = uint32_t (*)(const uint8_t *values, uint32_t nrows, const uint8_t *lens,
-                                      const pair_interval &asked, uint64_t *out);
-extern const by_width<packed_pair_pass> select_packed_pairs;
-
-// Writes n codes, of which the first begins with a byte, as elements.
-using unpack_pass = void (*)(const uint8_t *codes, uint32_t n, void *elements);
+// Writes n codes of up to 32 bits, of which the first begins with a byte, as elements of `size` bytes: the least that
+// hold a code, or 4.
+void unpack_range(unsigned width, unsigned size, const uint8_t *codes, uint32_t n, void *elements);
 
 // Writes the codes of the rows of a filter, of nrows rows, from `first` on, word by word as long as there is room for
 // all rows of a word.  Returns the row behind the last word.
-using filter_pass = uint32_t (*)(const uint8_t *stream, uint32_t nrows, const uint64_t *filter, uint32_t first,
-                                 uint32_t &room, void *elements);
-
-// To the least elements that hold a code, and to those of 4 bytes.
-struct unpack_passes {
-  unpack_pass range, range_ub4;
-  filter_pass filter, filter_ub4;
-};
-extern const by_width<unpack_passes> unpack; // up to 32
+uint32_t unpack_filter(unsigned width, unsigned size, const uint8_t *stream, uint32_t nrows, const uint64_t *filter,
+                       uint32_t first, uint32_t &room, void *elements);
 
 // The number of ones of words at any address.
 uint32_t count_ones(const void *words, uint64_t nwords);

@@ -32,7 +32,7 @@ inline uint32_t sum_of(__m512i counts) { return static_cast<uint32_t>(_mm512_red
 // A bit for each lane of the vectors of 64 codes: answer(v) is a mask.
 template <class Lanes, class Answer>
 [[gnu::always_inline]] inline uint64_t collect_masks(Answer answer) {
-  return [&]<size_t... V>(std::index_sequence<V...>) {
+  return [&]<size_t... V>(std::index_sequence<V...>) __attribute__((always_inline)) {
     return ((uint64_t{answer(static_cast<unsigned>(V))} << (V * Lanes::codes)) | ...);
   }
   (std::make_index_sequence<Lanes::vectors>{});
@@ -56,50 +56,50 @@ template <class Lanes, class Answer>
 // blocks, where that would lead behind the last code, are a copy with zeros behind it.
 template <class Lanes>
 class code_blocks {
-  static constexpr uint64_t block_bytes = Lanes::block_bytes;
-  static constexpr uint64_t loaded = 64 + (Lanes::vectors - 1) * Lanes::bytes; // of a block
-
 public:
   // What no block is copied to is not cleared.
   // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init)
-  code_blocks(const uint8_t *stream, uint64_t ncodes) : stream_(stream), blocks_((ncodes + 63) / 64) {
-    const uint64_t bits = ncodes * Lanes::width, size = (bits + 7) / 8;
-    in_stream_ = size < loaded ? 0 : std::min((size - loaded) / block_bytes + 1, ncodes / 64);
+  code_blocks(const Lanes &lanes, const uint8_t *stream, uint64_t ncodes)
+      : stream_(stream), block_bytes_(lanes.block_bytes()), blocks_((ncodes + 63) / 64) {
+    const uint64_t loaded = 64 + (Lanes::vectors - 1) * lanes.vector_bytes(); // of a block
+    const uint64_t bits = ncodes * lanes.width(), size = (bits + 7) / 8;
+    in_stream_ = size < loaded ? 0 : std::min((size - loaded) / block_bytes_ + 1, ncodes / 64);
     if (in_stream_ == blocks_)
       return;
-    const uint64_t copied = in_stream_ * block_bytes;
+    const uint64_t copied = in_stream_ * block_bytes_, capacity = (2 * loaded + 63) / 64 * 64;
     // Stray bits of the last byte would make a code that no row has, for which a set has no word.
-    copy_padded(rest_, sizeof rest_, stream + copied, size - copied, bits % 8 != 0 ? 0xff00U >> bits % 8 : 0xffU);
+    copy_padded(rest_, capacity, stream + copied, size - copied, bits % 8 != 0 ? 0xff00U >> bits % 8 : 0xffU);
   }
 
   uint64_t size() const { return blocks_; }
   uint64_t in_stream() const { return in_stream_; }
 
   const uint8_t *operator[](uint64_t block) const {
-    return block < in_stream_ ? stream_ + block * block_bytes : rest_ + (block - in_stream_) * block_bytes;
+    return block < in_stream_ ? stream_ + block * block_bytes_ : rest_ + (block - in_stream_) * block_bytes_;
   }
 
 private:
   const uint8_t *stream_;
+  uint64_t block_bytes_;
   uint64_t blocks_;
   uint64_t in_stream_;
-  alignas(64) uint8_t rest_[(2 * loaded + 63) / 64 * 64];
+  alignas(64) uint8_t rest_[2 * 64 * Lanes::vectors];
 };
 
 // Writes match(word, block) for each word of 64 of nrows codes, zeros up to the end of the last word, and returns the
 // number of ones.
 template <class Lanes, class Match>
-[[gnu::always_inline]] inline uint32_t select_words(const uint8_t *stream, uint32_t nrows, const Match &match,
-                                                    uint64_t *out) {
-  const code_blocks<Lanes> blocks(stream, nrows);
+[[gnu::always_inline]] inline uint32_t select_words(const Lanes &lanes, const uint8_t *stream, uint32_t nrows,
+                                                    const Match &match, uint64_t *out) {
+  const code_blocks<Lanes> blocks(lanes, stream, nrows);
   constexpr uint64_t piece = 512; // words, which are counted while they are in the cache
-  const uint64_t words = blocks.size(), in_stream = blocks.in_stream();
+  const uint64_t words = blocks.size(), in_stream = blocks.in_stream(), block_bytes = lanes.block_bytes();
   uint32_t count = 0;
   for (uint64_t first = 0; first < words;) {
     const uint64_t end = first < in_stream ? std::min(first + piece, in_stream) : words;
     const uint8_t *block = blocks[first];
 #pragma GCC unroll 2
-    for (uint64_t word = first; word < end; ++word, block += Lanes::block_bytes)
+    for (uint64_t word = first; word < end; ++word, block += block_bytes)
       out[word] = match(word, block);
     if (end == words)
       out[end - 1] &= low_bits(nrows - 64 * (end - 1));
@@ -111,12 +111,12 @@ template <class Lanes, class Match>
 
 // The same for a test of the lanes of a vector: test(bytes) is a mask.
 template <class Lanes, class Test>
-[[gnu::always_inline]] inline uint32_t select_codes(const uint8_t *stream, uint32_t nrows, const Test &test,
-                                                    uint64_t *out) {
+[[gnu::always_inline]] inline uint32_t select_codes(const Lanes &lanes, const uint8_t *stream, uint32_t nrows,
+                                                    const Test &test, uint64_t *out) {
   const auto match = [&](uint64_t /*word*/, const uint8_t *block) {
-    return collect_masks<Lanes>([&](unsigned v) { return test(Lanes::load(block, v)); });
+    return collect_masks<Lanes>([&](unsigned v) { return test(lanes.load(block, v)); });
   };
-  return select_words<Lanes>(stream, nrows, match, out);
+  return select_words(lanes, stream, nrows, match, out);
 }
 
 } // namespace vorn::inline VORN_LEVEL

@@ -2,7 +2,6 @@
 // compressed in a register.
 #include "isa/vbmi/passes.hpp"
 #include "isa/vbmi/select.hpp"
-#include "isa/vbmi/widths.hpp"
 
 namespace vorn::inline VORN_LEVEL {
 
@@ -29,27 +28,36 @@ __m512i compressed(uint64_t mask, __m512i elements) {
     return _mm512_maskz_compress_epi32(static_cast<__mmask16>(mask), elements);
 }
 
-template <unsigned W, class Element>
-void unpack_range(const uint8_t *codes, uint32_t n, void *elements) {
-  using lanes = code_lanes<W, Element>;
-  const code_blocks<lanes> blocks(codes, n);
-  auto *out = static_cast<Element *>(elements);
+// Calls call(element, lanes) for codes of a width as elements of a size.
+template <class Call>
+auto with_elements(unsigned width, unsigned size, Call call) {
+  if (size == 4)
+    return width % 8 == 0 ? call(uint32_t{}, code_lanes<uint32_t, true, place::bottom>(width))
+                          : call(uint32_t{}, code_lanes<uint32_t, false, place::bottom>(width));
+  if (size == 2)
+    return width == 16 ? call(uint16_t{}, code_lanes<uint16_t, true, place::bottom>(width))
+                       : call(uint16_t{}, code_lanes<uint16_t, false, place::bottom>(width));
+  return width == 8 ? call(uint8_t{}, code_lanes<uint8_t, true, place::bottom>(width))
+                    : call(uint8_t{}, code_lanes<uint8_t, false, place::bottom>(width));
+}
+
+template <class Element, class Lanes>
+void unpack(Lanes lanes, const uint8_t *codes, uint32_t n, Element *out) {
+  const code_blocks<Lanes> blocks(lanes, codes, n);
   Element last[64];
   for (uint64_t i = 0; i < blocks.size(); ++i) {
     const uint8_t *block = blocks[i];
     Element *const to = 64 * (i + 1) <= n ? out + 64 * i : last;
-    for (unsigned v = 0; v < lanes::vectors; ++v)
-      _mm512_storeu_si512(to + v * lanes::codes, lanes::exact(lanes::load(block, v)));
+    for (unsigned v = 0; v < Lanes::vectors; ++v)
+      _mm512_storeu_si512(to + v * Lanes::codes, lanes.numbers(lanes.load(block, v)));
   }
   std::copy_n(last, n % 64, out + n / 64 * 64);
 }
 
-template <unsigned W, class Element>
-uint32_t unpack_filter(const uint8_t *stream, uint32_t nrows, const uint64_t *filter, uint32_t first, uint32_t &room,
-                       void *elements) {
-  using lanes = code_lanes<W, Element>;
-  const code_blocks<lanes> blocks(stream, nrows);
-  auto *out = static_cast<Element *>(elements);
+template <class Element, class Lanes>
+uint32_t unpack(Lanes lanes, const uint8_t *stream, uint32_t nrows, const uint64_t *filter, uint32_t first,
+                uint32_t &room, Element *out) {
+  const code_blocks<Lanes> blocks(lanes, stream, nrows);
   uint64_t word = first / 64;
   uint64_t from_first = UINT64_MAX << first % 64;
   for (; word < blocks.size(); ++word, from_first = UINT64_MAX) {
@@ -61,19 +69,15 @@ uint32_t unpack_filter(const uint8_t *stream, uint32_t nrows, const uint64_t *fi
       break;
     room -= count;
     const uint8_t *block = blocks[word];
-    for (unsigned v = 0; v < lanes::vectors; ++v) {
-      const uint64_t these = rows >> (v * lanes::codes) & low_bits(lanes::codes);
+    for (unsigned v = 0; v < Lanes::vectors; ++v) {
+      const uint64_t these = rows >> (v * Lanes::codes) & low_bits(Lanes::codes);
       const uint32_t some = popcount(these);
-      store_first(out, some, compressed<Element>(these, lanes::exact(lanes::load(block, v))));
+      store_first(out, some, compressed<Element>(these, lanes.numbers(lanes.load(block, v))));
       out += some;
     }
   }
   return static_cast<uint32_t>(std::max<uint64_t>(first, 64 * word));
 }
-
-template <unsigned W>
-constexpr vbmi_passes::unpack_passes passes = {unpack_range<W, lane<W>>, unpack_range<W, uint32_t>,
-                                               unpack_filter<W, lane<W>>, unpack_filter<W, uint32_t>};
 
 } // namespace
 
@@ -81,12 +85,17 @@ constexpr vbmi_passes::unpack_passes passes = {unpack_range<W, lane<W>>, unpack_
 
 namespace vorn::vbmi_passes {
 
-#define VORN_UNPACK(w) out.of[w] = passes<w>;
-constexpr by_width<unpack_passes> built = [] {
-  by_width<unpack_passes> out = {};
-  VORN_CODE_WIDTHS(VORN_UNPACK)
-  return out;
-}();
-constinit const by_width<unpack_passes> unpack = built;
+void unpack_range(unsigned width, unsigned size, const uint8_t *codes, uint32_t n, void *elements) {
+  with_elements(width, size, [&]<class Element>(Element /*element*/, auto lanes) {
+    unpack(lanes, codes, n, static_cast<Element *>(elements));
+  });
+}
+
+uint32_t unpack_filter(unsigned width, unsigned size, const uint8_t *stream, uint32_t nrows, const uint64_t *filter,
+                       uint32_t first, uint32_t &room, void *elements) {
+  return with_elements(width, size, [&]<class Element>(Element /*element*/, auto lanes) {
+    return unpack(lanes, stream, nrows, filter, first, room, static_cast<Element *>(elements));
+  });
+}
 
 } // namespace vorn::vbmi_passes
