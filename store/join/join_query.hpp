@@ -58,7 +58,7 @@ private:
   };
 
   struct answer {
-    bool of_second;
+    bool of_second = false;
     selection rows; // of the table
   };
 
