@@ -155,18 +155,20 @@ add_custom_target(vorn_specialized DEPENDS ${VORN_SPECIALIZED})
 # What a host installs: headers, libraries, and the files that find_package and pkg-config read.  These also say where the
 # specialised libraries are.
 include(CMakePackageConfigHelpers)
-install(FILES ${VORN_HEADERS} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vorn)
-install(TARGETS vorn vorn_static EXPORT vorn-targets)
-install(TARGETS ${VORN_SPECIALIZED} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/vorn)
-install(EXPORT vorn-targets NAMESPACE vorn:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/vorn)
+install(FILES ${VORN_HEADERS} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vorn COMPONENT development)
+install(TARGETS vorn vorn_static EXPORT vorn-targets
+  LIBRARY COMPONENT library NAMELINK_COMPONENT development
+  ARCHIVE COMPONENT development)
+install(TARGETS ${VORN_SPECIALIZED} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/vorn COMPONENT specialized)
+install(EXPORT vorn-targets NAMESPACE vorn:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/vorn COMPONENT development)
 set(VORN_INSTALL_SPECIALIZED_DIR ${CMAKE_INSTALL_LIBDIR}/vorn)
 file(RELATIVE_PATH VORN_SPECIALIZED_FROM_PROGRAM ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR}/vorn)
 configure_package_config_file(cmake/vorn-config.cmake.in ${PROJECT_BINARY_DIR}/vorn-config.cmake
   INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/vorn PATH_VARS VORN_INSTALL_SPECIALIZED_DIR)
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/vorn-config-version.cmake COMPATIBILITY SameMinorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/vorn-config.cmake ${PROJECT_BINARY_DIR}/vorn-config-version.cmake
-  DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/vorn)
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/vorn COMPONENT development)
 # The installed folders are named from where the file itself is, so that they may move together.
 file(RELATIVE_PATH VORN_PC_TO_INCLUDE ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_FULL_INCLUDEDIR})
 configure_file(cmake/vorn.pc.in ${PROJECT_BINARY_DIR}/vorn.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/vorn.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+install(FILES ${PROJECT_BINARY_DIR}/vorn.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)

@@ -7,7 +7,6 @@
 #include "minimal_host.h"
 
 #include <stdio.h>
-#include <string.h>
 
 enum { ROWS = 20, WORDS = (ROWS + 63) / 64 };
 
@@ -28,11 +27,7 @@ static void print_rows(const char *what, const vorn_cv *res) {
 }
 
 int main(int argc, char **argv) {
-  vorn_ctx ctx = minimal_host_context();
-  if (argc > 1 && strcmp(argv[1], "specialized") == 0)
-    ctx.vorn_ctx_init_flags = VORN_INIT_SPECIALIZED;
-  vorn_nfy(VORN_NFY_LOAD, &ctx);
-  printf("kernels: %s\n", vorn_global_ctx.vorn_global_ctx_lib_name);
+  const vorn_ctx ctx = minimal_host_start(argc, argv);
 
   /* The column; whole words, so that the stream is aligned and readable a little beyond its last code. */
   uint64_t stream[(ROWS * 4 + 63) / 64 + 1] = {0};

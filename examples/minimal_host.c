@@ -11,6 +11,9 @@
 #include <string.h>
 #include <time.h>
 
+/* A program may bring a service of its own in place of one that bears this. */
+#define REPLACEABLE __attribute__((weak))
+
 /* The environment: where the library finds the print function, the argument of the error reporters and the trace. */
 
 static void print(void *env, const char *format, ...) {
@@ -49,7 +52,7 @@ static void print_error(const char *message, uint32_t nvalues, va_list values) {
   fputc('\n', stderr);
 }
 
-void host_raise_internal_error(void *env, void *error_arg, const char *message, uint32_t nvalues, ...) {
+REPLACEABLE void host_raise_internal_error(void *env, void *error_arg, const char *message, uint32_t nvalues, ...) {
   (void) env, (void) error_arg;
   va_list values;
   va_start(values, nvalues);
@@ -154,8 +157,8 @@ void vornu_stack_free_align(void *env, void *memory, void *token) {
 }
 
 /* Compressed streams: this host stores none, so a stream to decode is a fault. */
-uint32_t qpak_decode(void *env, void *heap, const void *in, void *out, uint32_t *outlen, uint32_t outsize, uint64_t a,
-                     uint64_t b, uint64_t c) {
+REPLACEABLE uint32_t qpak_decode(void *env, void *heap, const void *in, void *out, uint32_t *outlen, uint32_t outsize,
+                                 uint64_t a, uint64_t b, uint64_t c) {
   (void) env, (void) heap, (void) in, (void) out, (void) outlen, (void) outsize, (void) a, (void) b, (void) c;
   return 1;
 }
@@ -220,5 +223,14 @@ vorn_ctx minimal_host_context(void) {
   ctx.vorn_ctx_alloc = allocate_stream;
   ctx.vorn_ctx_stack_alloc = vornu_stack_alloc_align;
   ctx.vorn_ctx_stack_free = vornu_stack_free_align;
+  return ctx;
+}
+
+vorn_ctx minimal_host_start(int argc, char **argv) {
+  vorn_ctx ctx = minimal_host_context();
+  if (argc > 1 && strcmp(argv[1], "specialized") == 0)
+    ctx.vorn_ctx_init_flags = VORN_INIT_SPECIALIZED;
+  vorn_nfy(VORN_NFY_LOAD, &ctx);
+  printf("kernels: %s\n", vorn_global_ctx.vorn_global_ctx_lib_name);
   return ctx;
 }

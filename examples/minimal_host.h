@@ -7,7 +7,19 @@
 
 #include <vorn/host.h>
 
+#ifdef __cplusplus
+extern "C" {
+#endif
+
 /* A cleared context with the environment and the memory callbacks of this host.  It serves the whole process. */
 vorn_ctx minimal_host_context(void);
+
+/* The same, with kernels chosen, and their name printed: the generic ones, or with an argument "specialized" those of
+ * the best library that the processor can run. */
+vorn_ctx minimal_host_start(int argc, char **argv);
+
+#ifdef __cplusplus
+}
+#endif
 
 #endif

@@ -8,7 +8,6 @@
 #include "minimal_host.h"
 
 #include <stdio.h>
-#include <string.h>
 
 enum { ROWS = 8, WORDS = (ROWS + 63) / 64, CITIES = 4 };
 
@@ -23,11 +22,7 @@ static const char symbols[] = "AtlantaChicagoParis";
 static const uint8_t symbol_lengths[CITIES] = {0, 7, 7, 5};
 
 int main(int argc, char **argv) {
-  vorn_ctx ctx = minimal_host_context();
-  if (argc > 1 && strcmp(argv[1], "specialized") == 0)
-    ctx.vorn_ctx_init_flags = VORN_INIT_SPECIALIZED;
-  vorn_nfy(VORN_NFY_LOAD, &ctx);
-  printf("kernels: %s\n", vorn_global_ctx.vorn_global_ctx_lib_name);
+  const vorn_ctx ctx = minimal_host_start(argc, argv);
 
   vorn_enc_ctx delay_enc, hour_enc;
   vorn_build_encoding_type_fixed(&delay_enc, 16, 0);

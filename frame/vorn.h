@@ -35,8 +35,8 @@
  *     significant bit, of word r >> 6.  A vector of n rows takes (n + 63) >> 6 words.  In a result every bit from n
  *     to the end of the last word is zero.  Filters and masks may hold stray bits there.
  *  3. Stored data is big-endian: packed codes, fixed values, cumulative arrays.  Records, bit vectors, dictionary code
- *     constants, unpacked codes, and the row forms and tables of the joins are in the processor's order
- * (little-endian).
+ *     constants, unpacked codes, and the row forms and tables of the joins are in the processor's
+ *     order (little-endian).
  *  4. Slack.  A stream should be readable beyond its last code or value, compressed or not.  Packed codes: 8 bytes at
  *     the widths 5 and 7, otherwise 3 bytes up to width 6, 2 at 9 to 15, 1 at 17 to 20 and 24, none at 8, 16, 32
  *     and 64.  Fixed values: 1 byte at width 24, 3, 2 and 1 at 40, 48 and 56, none at the others.  Dynamic-packed
@@ -45,8 +45,9 @@
  *  5. Results.  Entry points and kernels return one of the VORN_RESULT codes.  A wrong call is reported through
  *     host_raise_internal_error of the host (frame/host.h); if the reporter returns, the call goes on with its next
  *     step.  A limit that only a builder or a kernel can see is a fatal assertion.
- *  6. Unwinding.  A reporter may throw or jump: no entry point holds a resource when it reports, but for the scratch
- *     vector of a self-check that failed, which the host takes back with the scratch of the call.
+ *  6. Unwinding.  A reporter may throw or jump: no entry point holds a resource when it reports, but for scratch
+ *     memory of a self-check that failed, and of group keys over a stream that cannot be decompressed, which the host
+ *     takes back with the scratch of the call.
  *  7. Threads.  vorn_nfy comes before all other calls.  After it any number of threads may call, each with its own
  *     result and vorn_aux.  One thread at a time makes the first call on a block-compressed vector, and one thread
  *     at a time scans a given run-length encoding context.
@@ -386,6 +387,7 @@ enum { VORN_NFY_LOAD = 3 };
 /** @defgroup records Records
  *  @{ */
 
+/** The records by their names. */
 typedef struct vorn_cv vorn_cv;
 typedef struct vorn_enc_ctx vorn_enc_ctx;
 typedef struct vorn_aux vorn_aux;
@@ -468,8 +470,8 @@ struct vorn_enc_ctx {
   uint8_t vorn_enc_ctx_width_code;     /**< vorn_convert_width of it */
   uint8_t vorn_enc_ctx_unit;           /**< 8 from the fixed builder */
   uint16_t vorn_enc_ctx_row_a;         /**< arguments of vorn_build_encoding_type_row */
-  uint64_t vorn_enc_ctx_row_b;
-  uint8_t vorn_enc_ctx_num_type; /**< VORN_NUM_FLOAT, VORN_NUM_DOUBLE or VORN_NUM_DSB */
+  uint64_t vorn_enc_ctx_row_b;         /**< the same */
+  uint8_t vorn_enc_ctx_num_type;       /**< VORN_NUM_FLOAT, VORN_NUM_DOUBLE or VORN_NUM_DSB */
 };
 
 /** The auxiliary record of one call: filter, options, resume position.  Clear it before its first use. */
@@ -614,11 +616,12 @@ struct vorn_transpose_table {
  * The slots bear the names of their generic implementations.
  */
 struct vorn_global_ctx_t {
+  /** What a load compares, see frame/vorn_specialized.h. */
   uint64_t vorn_global_ctx_magic;
   const char *vorn_global_ctx_version;
-  uint32_t vorn_global_ctx_status; /**< VORN_STATUS_GENERIC or VORN_STATUS_SPECIALIZED */
-  uint32_t vorn_global_ctx_flags;  /**< VORN_REQUIRES_..., VORN_ALLOWS_... */
-  const char *vorn_global_ctx_lib_name;
+  uint32_t vorn_global_ctx_status;             /**< VORN_STATUS_GENERIC or VORN_STATUS_SPECIALIZED */
+  uint32_t vorn_global_ctx_flags;              /**< VORN_REQUIRES_..., VORN_ALLOWS_... */
+  const char *vorn_global_ctx_lib_name;        /**< "generic", or the load name of a library */
   uint64_t VORN_MAX_ALIGN;                     /**< largest alignment */
   uint64_t VORN_DATASTREAM_ALIGN;              /**< of vorn_cv_vals of a source and other data streams */
   uint64_t VORN_BITWVEC_ALIGN;                 /**< of a filter */
@@ -630,9 +633,11 @@ struct vorn_global_ctx_t {
   uint64_t vorn_global_ctx_pad_spare;          /**< not read */
   uint32_t vorn_global_ctx_end_cu;             /**< printed by the load report */
   const vorn_kernel *vorn_global_ctx_dispatch; /**< the dispatch table in force */
+  /** Hooks: the end of start-up, a change of the trace level. */
   void (*vorn_global_ctx_init_sharedlib)(vorn_ctx *ctx);
   uint32_t (*vorn_global_ctx_set_trace_level)(uint32_t level, void *a, void *b);
 
+  /** Bit vectors that begin at any byte. */
   void (*vorn_lbivpopcnt_dydi)(uint32_t *popc, const void *bv, uint64_t nbits);
   void (*vorn_lbivnot_dydi)(void *dst, uint32_t *popc, const void *src, uint64_t nbits);
   void (*vorn_lbivand_dydi)(void *dst, uint32_t *popc, const void *a, const void *b, uint64_t nbits);
@@ -651,6 +656,7 @@ struct vorn_global_ctx_t {
   uint64_t (*vorn_lbivrun_dydi)(uint64_t a, uint64_t b);
   uint64_t (*vorn_lbivruns_dydi)(uint64_t a, uint64_t b, uint64_t c, uint64_t d);
 
+  /** Bit vectors of whole words. */
   void (*vorn_lbiwvpopcnt_dydi)(uint32_t *popc, const uint64_t *bv, uint64_t nbits);
   void (*vorn_lbiwvnot_dydi)(uint64_t *dst, uint32_t *popc, const uint64_t *src, uint64_t nbits);
   void (*vorn_lbiwvand_dydi)(uint64_t *dst, uint32_t *popc, const uint64_t *a, const uint64_t *b, uint64_t nbits);
@@ -673,6 +679,7 @@ struct vorn_global_ctx_t {
   uint64_t (*vorn_lbiwvrun_dydi)(uint64_t a, uint64_t b);
   uint64_t (*vorn_lbiwvruns_dydi)(uint64_t a, uint64_t b, uint64_t c, uint64_t d);
 
+  /** The kernels behind the entry points of these names without _dydi. */
   uint32_t (*vorn_bloom_dydi)(vorn_cv *res, vorn_cv *src, vorn_cv *filter, vorn_aux *aux);
   uint32_t (*vorn_spatial_pip_dydi)(vorn_cv *res, vorn_cv *xs, vorn_cv *ys, vorn_cv *px, vorn_cv *py, vorn_aux *aux);
   uint32_t (*vorn_groupkey_dydi)(vorn_cv *res, uint32_t *nkeys, vorn_cv *cols, uint32_t ncols, vorn_cv *tmp,
@@ -694,8 +701,9 @@ struct vorn_global_ctx_t {
                                           int32_t src_arr, uint32_t first, uint32_t last, vorn_aux *aux);
   uint32_t (*vorn_qpak_decode_dydi)(vorn_qpak_ctx *qctx, const void *src, void *dst, uint32_t *outlen, uint32_t dstlen);
 
-  uint32_t (*vorn_thread_ctx_init_dydi)(void *a, void *b, void *c, void *d); /**< may be null */
-  uint32_t (*vorn_thread_ctx_fini_dydi)(void *a, void *b, void *c, void *d); /**< may be null */
+  /** May be null. */
+  uint32_t (*vorn_thread_ctx_init_dydi)(void *a, void *b, void *c, void *d);
+  uint32_t (*vorn_thread_ctx_fini_dydi)(void *a, void *b, void *c, void *d);
 };
 
 /** @} */
@@ -703,6 +711,7 @@ struct vorn_global_ctx_t {
 /** @defgroup data Data
  *  @{ */
 
+/** The implementation in force. */
 extern VORN_API vorn_global_ctx_t vorn_global_ctx;
 
 /** The generic kernels and their names, by dispatch index: low byte of vorn_enc_ctx_type << 5 | opcode.  An empty slot
@@ -1235,13 +1244,15 @@ VORN_API uint32_t vorn_partition(const vorn_ctx *ctx, vorn_partition_buffer *pb,
  *   - VORN_DLP: a word per row of src, at the place of the row, whose offset field is the partition, shifted by
  *     vorn_enc_ctx_dlp_shift, plus as many low bits of the address; without a test for room.
  * VORN_LV_SEP and VORN_LP_SEP write lens, which has room for the rows of src.  vorn_cv_nrows is not written: the rows
- * done are those before vorn_aux_start_slot. src, for values in tbl: the identifiers, VORN_FIXED of up to 8 bytes, or
- * VORN_RIDVALUE, of which the table value is followed, or with VORN_AUX_RID the left value.  An identifier is a row in
- * its low vorn_tt_row_bits and a partition in the bits above, up to vorn_tt_hi_bit; it is not checked. tbl: values by
- * length-pointer entries (VORN_TT_LP), by dlp words (VORN_TT_DLP) or by offsets (VORN_TT_CLA).  Dlp words are relative
- * to entry 0 of the vorn_enc_ctx_dlp_table of res, with its vorn_enc_ctx_dlp_shift, whatever the form of res. src, for
- * results in VORN_LV_SEP and VORN_LV, may also hold the values: VORN_LP_SEP, VORN_LP or VORN_DLP.  tbl is then not
- * read.
+ * done are those before vorn_aux_start_slot.
+ * src, for values in tbl: the identifiers, VORN_FIXED of up to 8 bytes, or VORN_RIDVALUE, of which the table value is
+ * followed, or with VORN_AUX_RID the left value.  An identifier is a row in its low vorn_tt_row_bits and a partition
+ * in the bits above, up to vorn_tt_hi_bit; it is not checked.
+ * tbl: values by length-pointer entries (VORN_TT_LP), by dlp words (VORN_TT_DLP) or by offsets (VORN_TT_CLA).  Dlp
+ * words are relative to entry 0 of the vorn_enc_ctx_dlp_table of res, with its vorn_enc_ctx_dlp_shift, whatever the
+ * form of res.
+ * src, for results in VORN_LV_SEP and VORN_LV, may also hold the values: VORN_LP_SEP, VORN_LP or VORN_DLP.  tbl is
+ * then not read.
  *
  * Returns VORN_RESULT_DONE; VORN_RESULT_REFUSED for another form or kind; VORN_RESULT_OUTPUT_FULL when a row has no
  * room left: the host takes the output and resumes.
@@ -1288,11 +1299,12 @@ VORN_API uint32_t vorn_transpose_convert(const vorn_ctx *ctx, vorn_transpose_tab
  * filter: vorn_cv_bv, the map, and an encoding context with vorn_add_encoding_type_bloom.  A hash value h, cut to 32
  * bits, tests the bit h & vorn_enc_ctx_bloom_mask of the map.  With vorn_enc_ctx_bloom_ind vorn_cv_bv is an array of
  * pointers to maps: the masked h, shifted right by vorn_enc_ctx_ind_shift, selects one, and masked with
- * vorn_enc_ctx_ind_mask the bit in it. res: bv, aligned, of (nrows + 63) >> 6 words, nrows of src.  Bits are only set:
- * it is clear at first.  vorn_cv_popc becomes the number of rows that pass, and the two uint32_t at vals the first and
- * the last of them, 0xffffffff twice without any. aux: null, or vorn_aux_start_row, the first row to test, and a
- * filter: only its rows are tested.  The filter of a run-length source is dropped: vorn_aux_filter_bv is null after the
- * call.
+ * vorn_enc_ctx_ind_mask the bit in it.
+ * res: bv, aligned, of (nrows + 63) >> 6 words, nrows of src.  Bits are only set: it is clear at first.  vorn_cv_popc
+ * becomes the number of rows that pass, and the two uint32_t at vals the first and the last of them, 0xffffffff twice
+ * without any.
+ * aux: null, or vorn_aux_start_row, the first row to test, and a filter: only its rows are tested.  The filter of a
+ * run-length source is dropped: vorn_aux_filter_bv is null after the call.
  *
  * Returns VORN_RESULT_DONE, VORN_RESULT_EMPTY, or VORN_RESULT_REFUSED for another form.
  */
@@ -1331,9 +1343,9 @@ VORN_API uint32_t vorn_xlate(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, co
  *
  * cols: an array of ncols columns, at least one and at most 32 over runs, as for vorn_decode_unpack; the first one
  * tells the number of rows.  res: vals, room for vorn_cv_nrows keys of 32 bits; vorn_cv_popc becomes their number; bv
- * is aligned.  tmp: vals, room for vorn_cv_nrows numbers of 32 bits, the rows of a batch. aux, not null:
- * vorn_aux_start_slot, the first row, and a filter.  It keeps its position: after VORN_RESULT_OUTPUT_FULL the host
- * finds the row to go on with by the number of keys.
+ * is aligned.  tmp: vals, room for vorn_cv_nrows numbers of 32 bits, the rows of a batch.
+ * aux, not null: vorn_aux_start_slot, the first row, and a filter.  It keeps its position: after
+ * VORN_RESULT_OUTPUT_FULL the host finds the row to go on with by the number of keys.
  *
  * Returns VORN_RESULT_DONE; VORN_RESULT_REFUSED for a column without VORN_DICT, VORN_RESULT_KEY_SPACE when the number
  * of keys exceeds 2^32 - 1, both with nothing written; VORN_RESULT_OUTPUT_FULL when rows remain.
@@ -1355,9 +1367,9 @@ VORN_API uint32_t vorn_gby_sum(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, 
  * Computes left + right, left - right or left * right row by row, by VORN_OPC_ADD, VORN_OPC_SUB or VORN_OPC_MUL.
  *
  * left, right: float or double numbers of the kind of left, each native or canonical.  One of them may be a constant,
- * with VORN_CONST: its first number goes with every row.  There are as many rows as the longer one has. res: vals, a
- * native number per row, which may be the array of an operand, or with VORN_AUX_SUM one accumulator to which the sum of
- * the rows is added.  aux may be null.
+ * with VORN_CONST: its first number goes with every row.  There are as many rows as the longer one has.
+ * res: vals, a native number per row, which may be the array of an operand, or with VORN_AUX_SUM one accumulator to
+ * which the sum of the rows is added.  aux may be null.
  *
  * Returns VORN_RESULT_DONE.  A kind that is neither is reported; then VORN_RESULT_NO_IMPLEMENTATION.
  */

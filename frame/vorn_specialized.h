@@ -1,4 +1,4 @@
-/*
+/** @file
  * The contract between libvorn and a specialised library.
  *
  * A specialised library is a shared object that exports one symbol, the record vorn_global_specialized_ctx.  At load
@@ -11,11 +11,12 @@
 
 #include "vorn.h"
 
+/** What a load compares, and the name that it looks up. */
 #define VORN_GLOBAL_CTX_MAGIC   UINT64_C(0xb9018218)
 #define VORN_GLOBAL_CTX_VERSION "19.1-1"
 #define VORN_SPECIALIZED_SYMBOL "vorn_global_specialized_ctx"
 
-/* Capability codes of cpucap_query and load names, best first. */
+/** Capability codes of cpucap_query and load names, best first. */
 #define VORN_SPECIALIZED_LIBRARIES(X)                                                                                  \
   X(269, "svxlavx51219")                                                                                               \
   X(267, "svxlavx219")                                                                                                 \
@@ -26,6 +27,7 @@
 extern "C" {
 #endif
 
+/** The record of the library. */
 extern VORN_API vorn_global_ctx_t vorn_global_specialized_ctx;
 
 #ifdef __cplusplus

@@ -1,6 +1,7 @@
 // Decoder of block-compressed streams.  It is not told where its input ends, so a number of the stream is used only
 // after the check that covers it.
 #include "host.h"
+#include "host/qpak_encoder.hpp"
 #include "host/qpak_format.hpp"
 
 #include <cstring>
@@ -63,6 +64,11 @@ bool decode(const uint8_t *stream, uint8_t *out, uint32_t outsize) {
 }
 
 } // namespace
+
+uint32_t vorn_host::qpak_stream_size(const void *data, size_t size) {
+  header head = {};
+  return size >= directory_at && read_header(static_cast<const uint8_t *>(data), head) ? head.total_size : 0;
+}
 
 uint32_t qpak_decode(void *, void *, const void *in, void *out, uint32_t *outlen, uint32_t outsize, uint64_t, uint64_t,
                      uint64_t) {

@@ -16,4 +16,8 @@ namespace vorn_host {
 // caller copies the stream to aligned memory.
 VORN_API std::vector<uint8_t> qpak_encode(const void *data, size_t size);
 
+// The bytes of a whole stream, as the header tells that its first bytes are; 0 when they are none.  The decoder is not
+// told where its input ends, so who has a stream from somewhere else asks first whether it has as many.
+VORN_API uint32_t qpak_stream_size(const void *data, size_t size);
+
 } // namespace vorn_host

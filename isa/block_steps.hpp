@@ -1,6 +1,8 @@
 // The steps of the decoders for levels whose vectors reverse bytes: the bytes of the codes of a list are loaded first,
-// and the rest becomes vector code.
+// and the rest becomes vector code; so do the addresses of their values.
 #pragma once
+
+#include <iterator>
 
 #include "generic/decode/code_steps.hpp"
 
@@ -27,6 +29,23 @@ struct block_steps : code_steps<W, Element> {
           base::list(stream, places, block, out);
       }
       base::list(stream, places, n, out);
+    }
+  }
+
+  [[gnu::noinline]] static void addresses(const code_stream &stream, const uint32_t *places, uint32_t n,
+                                          const equal_symbols &symbols, const uint8_t **vals) {
+    if constexpr (W == 8 || W == 16) // soon read one by one
+      return base::addresses(stream, places, n, symbols, vals);
+    const equal_symbols values = symbols; // in registers
+    uint32_t codes[256];
+    while (n != 0) {
+      const uint32_t some = std::min<uint32_t>(n, std::size(codes));
+      block_steps<W, uint32_t>::list(stream, places, some, codes);
+      for (uint32_t i = 0; i < some; ++i)
+        vals[i] = values.address(codes[i]);
+      n -= some;
+      places += some;
+      vals += some;
     }
   }
 

@@ -13,7 +13,14 @@ int64_t key_of(const column &of, uint64_t ordinal) {
   return static_cast<int64_t>(static_cast<uint64_t>(std::get<key_range>(of.values).low) + ordinal);
 }
 
-// The value stream of a batch as it was before compression.  What is decompressed is kept where the library keeps it.
+} // namespace
+
+const uint8_t *bytes_of_lengths(const column &of) {
+  return of.width == 16   ? vorn_length_consumed_dynp_8bit_idx_maxwidth2
+         : of.width == 32 ? vorn_length_consumed_dynp_8bit_idx_maxwidth4
+                          : vorn_length_consumed_dynp_8bit_idx_maxwidth8;
+}
+
 const uint8_t *plain_stream(const vorn_ctx &ctx, const column &of, const batch &rows) {
   if (!of.compressed)
     return rows.stream.data();
@@ -29,8 +36,6 @@ const uint8_t *plain_stream(const vorn_ctx &ctx, const column &of, const batch &
   }
   return static_cast<const uint8_t *>(rows.decompressed);
 }
-
-} // namespace
 
 int64_t stored_key(const column &of, const uint8_t *bytes, uint32_t count) {
   return key_of(of, read_big_endian(bytes, count));
@@ -50,9 +55,7 @@ void fixed_decoder::next(std::span<cell> out) {
 
 dynp_decoder::dynp_decoder(const vorn_ctx &context, const column &decoded)
     : ctx(context), of(decoded), lengths_per_byte(8 / length_code_bits(of.width)),
-      bytes_of_lengths(of.width == 16   ? vorn_length_consumed_dynp_8bit_idx_maxwidth2
-                       : of.width == 32 ? vorn_length_consumed_dynp_8bit_idx_maxwidth4
-                                        : vorn_length_consumed_dynp_8bit_idx_maxwidth8) {}
+      bytes_by_lengths(bytes_of_lengths(of)) {}
 
 void dynp_decoder::open(const batch &rows, const uint64_t *filter, uint32_t /*count*/) {
   current = &rows;
@@ -80,7 +83,7 @@ uint32_t dynp_decoder::length_of(uint32_t row) const {
 void dynp_decoder::move_to(uint32_t row) {
   while (at_row < row)
     if (at_row % lengths_per_byte == 0 && row - at_row >= lengths_per_byte) {
-      at += bytes_of_lengths[current->lens[at_row / lengths_per_byte]];
+      at += bytes_by_lengths[current->lens[at_row / lengths_per_byte]];
       at_row += lengths_per_byte;
     } else {
       at += length_of(at_row);

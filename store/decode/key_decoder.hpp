@@ -10,6 +10,13 @@ namespace store {
 // The key whose ordinal in the column has these bytes, the most significant one first.
 int64_t stored_key(const column &of, const uint8_t *bytes, uint32_t count);
 
+// Bytes of the values whose length codes make up a byte, by that byte, of a column of dynp.
+const uint8_t *bytes_of_lengths(const column &of);
+
+// The value stream of a batch as it was before compression.  What is decompressed is kept where the library keeps it.
+// Throws store::error when it cannot be decompressed.
+const uint8_t *plain_stream(const vorn_ctx &ctx, const column &of, const batch &rows);
+
 class fixed_decoder final : public batch_decoder {
 public:
   // Context and column outlive this.
@@ -40,7 +47,7 @@ private:
   const vorn_ctx &ctx;
   const column &of;
   uint32_t lengths_per_byte;
-  const uint8_t *bytes_of_lengths; // bytes of the values whose length codes make up a byte, by that byte
+  const uint8_t *bytes_by_lengths;
   const batch *current = nullptr;
   row_cursor cursor;
 

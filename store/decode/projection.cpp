@@ -84,10 +84,12 @@ projection project(const vorn_ctx &ctx, std::span<const column *const> columns, 
   return project(source, headings_of(columns), std::move(expected), shown, take);
 }
 
-projection project(row_source &source, std::span<const heading> columns, duckdb::result expected, uint64_t shown,
-                   const std::function<void(row_block)> &take) {
+projection project(row_source &source, std::span<const heading> columns, std::optional<duckdb::result> expected,
+                   uint64_t shown, const std::function<void(row_block)> &take) {
   projection out;
-  expected_rows checker(std::move(expected));
+  std::optional<expected_rows> checker;
+  if (expected)
+    checker.emplace(std::move(*expected));
   while (const uint64_t step_rows = source.next()) {
     const row_block step = source.rows();
     if (out.count < shown) {
@@ -99,23 +101,23 @@ projection project(row_source &source, std::span<const heading> columns, duckdb:
       take(block);
     }
     out.count += step_rows;
-    for (uint64_t done = 0; out.agree && done < step_rows;) {
-      if (checker.at_end()) {
+    for (uint64_t done = 0; checker && out.agree && done < step_rows;) {
+      if (checker->at_end()) {
         out.agree = false;
         break;
       }
-      const uint64_t compared = checker.available(step_rows - done);
+      const uint64_t compared = checker->available(step_rows - done);
       uint64_t bound_index = columns.size();
       for (size_t c = 0; c < columns.size() && out.agree; ++c) {
         const auto cells = step[c].subspan(done, compared);
-        out.agree = columns[c].is_rounded ? checker.near(c, bound_index++, cells, out.rounded)
-                                          : checker.equal(c, columns[c].type.kind, cells);
+        out.agree = columns[c].is_rounded ? checker->near(c, bound_index++, cells, out.rounded)
+                                          : checker->equal(c, columns[c].type.kind, cells);
       }
-      checker.advance(compared);
+      checker->advance(compared);
       done += compared;
     }
   }
-  out.agree = out.agree && checker.at_end();
+  out.agree = out.agree && (!checker || checker->at_end());
   return out;
 }
 

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -17,14 +18,15 @@ namespace store {
 
 struct projection {
   uint64_t count = 0;   // rows in all
-  bool agree = true;    // DuckDB has the same values in the same order
+  bool agree = true;    // DuckDB has the same values in the same order, if it is asked
   uint64_t rounded = 0; // sums of reals that differ from DuckDB's within their bound
 };
 
 // `expected` are the columns of the source as sql_values has them and then, for each that is rounded, how far its
-// values may lie from these.  `take` gets the first `shown` rows, some thousand at a time.
-projection project(row_source &source, std::span<const heading> columns, duckdb::result expected, uint64_t shown,
-                   const std::function<void(row_block)> &take);
+// values may lie from these; nothing where DuckDB has no copy.  `take` gets the first `shown` rows, some thousand at a
+// time.
+projection project(row_source &source, std::span<const heading> columns, std::optional<duckdb::result> expected,
+                   uint64_t shown, const std::function<void(row_block)> &take);
 
 // The same of the selected rows of a table, of all rows without a selection.
 projection project(const vorn_ctx &ctx, std::span<const column *const> columns, const selection *rows,

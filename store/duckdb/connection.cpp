@@ -121,29 +121,32 @@ result statement::run() {
 
 void statement::closer::operator()(void *closed) const { duckdb_destroy_prepare(&closed); }
 
-connection::connection(std::optional<uint32_t> threads) {
+void *connection::opened() {
+  if (handle)
+    return handle.get();
   duckdb_config config = nullptr;
-  duckdb_database opened = nullptr;
+  duckdb_database in_memory = nullptr;
   bool is_open = duckdb_create_config(&config) == duckdb_success;
   if (is_open && threads)
     is_open = duckdb_set_config(config, "threads", std::to_string(*threads).c_str()) == duckdb_success;
-  is_open = is_open && duckdb_open_ext(nullptr, &opened, config, nullptr) == duckdb_success;
+  is_open = is_open && duckdb_open_ext(nullptr, &in_memory, config, nullptr) == duckdb_success;
   duckdb_destroy_config(&config);
   if (!is_open)
     fail("DuckDB cannot open an in-memory database");
-  database.reset(opened);
+  database.reset(in_memory);
   duckdb_connection connected = nullptr;
-  if (duckdb_connect(opened, &connected) != duckdb_success)
+  if (duckdb_connect(in_memory, &connected) != duckdb_success)
     fail("DuckDB cannot connect to its in-memory database");
   handle.reset(connected);
   // A file of a kind that DuckDB does not know is an error, not a reason to fetch an extension.
   query("SET autoinstall_known_extensions = false");
   query("SET TimeZone = 'UTC'");
+  return connected;
 }
 
 result connection::query(const std::string &sql) {
   result out;
-  if (duckdb_query(handle.get(), sql.c_str(), &out.owned->handle) != duckdb_success)
+  if (duckdb_query(opened(), sql.c_str(), &out.owned->handle) != duckdb_success)
     fail(duckdb_result_error(&out.owned->handle));
   return out;
 }
@@ -158,7 +161,7 @@ result connection::stream(const std::string &sql) {
 
 statement connection::prepare(const std::string &sql) {
   duckdb_prepared_statement prepared = nullptr;
-  duckdb_state state = duckdb_prepare(handle.get(), sql.c_str(), &prepared);
+  duckdb_state state = duckdb_prepare(opened(), sql.c_str(), &prepared);
   statement out(prepared);
   if (state != duckdb_success)
     fail(duckdb_prepare_error(prepared));

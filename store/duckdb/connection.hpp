@@ -79,11 +79,12 @@ private:
   std::unique_ptr<void, closer> handle;
 };
 
-// A private in-memory database.
+// A private in-memory database, which is opened when it is first asked: that takes as long as a whole query of a saved
+// table, which never asks.
 class connection {
 public:
   // On so many threads; without a number on as many as there are processors.
-  explicit connection(std::optional<uint32_t> threads = {});
+  explicit connection(std::optional<uint32_t> chosen_threads = {}) : threads(chosen_threads) {}
 
   result query(const std::string &sql);
   // The same, but rows are made as they are fetched, rather than all at first; the next query ends this.
@@ -91,12 +92,15 @@ public:
   statement prepare(const std::string &sql);
 
 private:
+  void *opened();
+
   struct database_closer {
     void operator()(void *closed) const;
   };
   struct connection_closer {
     void operator()(void *closed) const;
   };
+  std::optional<uint32_t> threads;
   std::unique_ptr<void, database_closer> database;
   std::unique_ptr<void, connection_closer> handle;
 };

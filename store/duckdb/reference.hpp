@@ -44,6 +44,10 @@ public:
 
   void use_threads(size_t threads) const;
 
+  // Has no columns, so that there is nothing to compare with and no query: saved tables are not DuckDB's.
+  explicit reference(duckdb::connection &db) : database(db) {}
+  bool has_columns() const { return !source.empty(); }
+
   // A query that counts the rows of the table on which a condition holds; all without one.
   duckdb::statement counting(const std::string &condition_sql) const;
   static uint64_t count(duckdb::statement &query);

@@ -143,8 +143,9 @@ void encode_prefix_texts(column &out, duckdb::result rows, const report &progres
 } // namespace
 
 table_file::table_file(duckdb::connection &db, std::span<const std::filesystem::path> paths)
-    : database(db), stem(paths.front().stem().string()), scan(scan_of(paths)),
-      infos(columns_of(db, scan_of(paths.first(1)))) {
+    : database(db), scan(scan_of(paths)) {
+  stem = paths.front().stem().string();
+  infos = columns_of(db, scan_of(paths.first(1)));
   for (const std::filesystem::path &path : paths.subspan(1)) {
     const auto others = columns_of(db, scan_of(std::span(&path, 1)));
     const bool same =
@@ -175,7 +176,7 @@ std::optional<uint64_t> table_file::compressed_bytes(const std::vector<std::stri
   return static_cast<uint64_t>(sum->column(0).number<int64_t>(0));
 }
 
-void table_file::check_encoding(const column_info &info, const encoding_choice &choice) {
+void table_file::check_encoding(const column_info &info, const encoding_choice &choice) const {
   const column_type &type = *info.type;
   const bool as_texts = type.is_bytes() && choice.form == encoding::prefix;
   if ((type.is_bytes() || type.is_wide()) && stores_values(choice) && !as_texts)

@@ -2,15 +2,6 @@
 
 namespace store {
 
-namespace {
-
-// Bytes behind a stream that are readable but not part of it.
-uint64_t without_slack(const aligned_vector<uint8_t> &stream) {
-  return stream.empty() ? 0 : stream.size() - cache_line;
-}
-
-} // namespace
-
 std::string_view encoding_name(encoding form) {
   static constexpr std::string_view names[] = {"dict", "rle", "fixed", "dynp", "prefix"};
   return names[static_cast<size_t>(form)];
@@ -23,8 +14,6 @@ uint64_t column::encoded_bytes() const {
     bytes += sizeof(zone) + b.bytes();
   return bytes;
 }
-
-uint64_t batch::bytes() const { return without_slack(stream) + without_slack(lens) + cla.size() * sizeof(uint32_t); }
 
 uint64_t column::last_ordinal() const {
   if (const auto *entries = std::get_if<dictionary>(&values))

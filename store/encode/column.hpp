@@ -9,8 +9,8 @@
 #include <variant>
 #include <vector>
 
-#include "store/encode/aligned.hpp"
 #include "store/encode/dictionary.hpp"
+#include "store/encode/stored_array.hpp"
 #include "store/value/constant.hpp"
 #include "store/value/value.hpp"
 
@@ -45,19 +45,28 @@ struct zone {
 // All streams begin on a cache line and are readable for another one behind their end.
 struct batch {
   uint32_t rows = 0;
-  zone held;                      // not with texts that are stored themselves
-  aligned_vector<uint8_t> stream; // codes of rows or runs, values, or records of groups; perhaps compressed
-  uint32_t stream_bytes = 0;      // of the stream when it is not compressed
-  aligned_vector<uint8_t> lens;   // rle: lengths of the runs; dynp: length codes of the rows; prefix: record offsets
-  aligned_vector<uint32_t> cla;   // rle: first rows of the runs, and the row behind the last
-  uint32_t runs = 0;              // rle
+  zone held;                    // not with texts that are stored themselves
+  stored_array<uint8_t> stream; // codes of rows or runs, values, or records of groups; perhaps compressed
+  uint32_t stream_bytes = 0;    // of the stream when it is not compressed
+  stored_array<uint8_t> lens;   // rle: lengths of the runs; dynp: length codes of the rows; prefix: record offsets
+  aligned_vector<uint32_t> cla; // rle: first rows of the runs, and the row behind the last
+  uint32_t runs = 0;            // rle
+
+  // Bytes of the stream as it is stored, and of the lengths.
+  uint64_t stored_bytes() const { return without_slack(stream); }
+  uint64_t length_bytes() const { return without_slack(lens); }
 
   // Where the library keeps the decompressed stream.  The memory belongs to the environment of the context of the
   // first scan, so every scan of a compressed column takes a context of that one.
   mutable void *decompressed = nullptr;
 
   // As stored, without the memory behind the ends.
-  uint64_t bytes() const;
+  uint64_t bytes() const { return stored_bytes() + length_bytes() + cla.size() * sizeof(uint32_t); }
+
+private:
+  static uint64_t without_slack(const stored_array<uint8_t> &stream) {
+    return stream.empty() ? 0 : stream.size() - cache_line;
+  }
 };
 
 struct column {

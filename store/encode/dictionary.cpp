@@ -4,6 +4,7 @@
 #include <bit>
 #include <cstring>
 #include <limits>
+#include <utility>
 
 #include "store/encode/big_endian.hpp"
 #include "store/error.hpp"
@@ -19,26 +20,34 @@ constexpr uint64_t sign_bit = uint64_t{1} << 63;
 
 key_symbol::key_symbol(int64_t key) : number(big_endian(static_cast<uint64_t>(key) ^ sign_bit)) {}
 
-dictionary::dictionary(bool with_null) : null_codes(with_null ? 1 : 0), ncodes(null_codes) {
+dictionary::dictionary(bool with_null) {
+  made.has_null = with_null;
+  made.codes = first_code();
   if (with_null)
-    cla = {0, 0};
+    made.cla.made() = {0, 0};
 }
 
+// The empty text is the smallest.
+dictionary::dictionary(parts made_before)
+    : made(std::move(made_before)), has_empty_text(size() != 0 && symbol(first_code()).empty()) {}
+
 void dictionary::append(std::string_view value) {
+  aligned_vector<char> &symbols = made.symbols.made();
+  aligned_vector<uint32_t> &cla = made.cla.made();
   if (symbols.size() + value.size() > largest)
     throw error("the distinct values of a column take more than 4 GB");
   const auto length = static_cast<uint16_t>(value.size());
-  if (ncodes == 0) {
-    one_length = big_endian(length);
-  } else if (cla.empty() && big_endian(length) != one_length) {
-    for (uint64_t code = 0; code <= ncodes; ++code)
-      cla.push_back(big_endian(static_cast<uint32_t>(code * big_endian(one_length))));
+  if (codes() == 0) {
+    made.one_length = big_endian(length);
+  } else if (cla.empty() && big_endian(length) != made.one_length) {
+    for (uint64_t code = 0; code <= codes(); ++code)
+      cla.push_back(big_endian(static_cast<uint32_t>(code * big_endian(made.one_length))));
   }
-  symbols += value;
+  symbols.insert(symbols.end(), value.begin(), value.end());
   if (!cla.empty())
     cla.push_back(big_endian(static_cast<uint32_t>(symbols.size())));
   has_empty_text = has_empty_text || value.empty();
-  ++ncodes;
+  ++made.codes;
 }
 
 void dictionary::append(int64_t key) { append(key_symbol(key).bytes()); }
@@ -60,17 +69,19 @@ cell dictionary::value_of(std::string_view symbol, value_kind kind) {
 cell dictionary::value_of(uint64_t code, value_kind kind) const { return value_of(symbol(code), kind); }
 
 std::string_view dictionary::symbol(uint64_t code) const {
+  const auto &[symbols, cla, one_length, with_null, count] = made;
   const uint64_t length = big_endian(one_length);
   const uint64_t begin = cla.empty() ? code * length : big_endian(cla[code]);
   const uint64_t end = cla.empty() ? begin + length : big_endian(cla[code + 1]);
-  return std::string_view(symbols).substr(begin, end - begin);
+  return {symbols.data() + begin, end - begin};
 }
 
 vorn_enc_ctx dictionary::encoding(uint32_t width, uint32_t flags) const {
+  const bool has_one_length = made.cla.empty();
   vorn_enc_ctx out;
-  vorn_build_encoding_type_dict(&out, width, symbols.data(), &one_length, cla.empty() ? nullptr : cla.data(),
-                                static_cast<uint32_t>(codes()), cla.empty() ? VORN_DICT_ONE_LENGTH : VORN_DICT_CLA,
-                                flags);
+  vorn_build_encoding_type_dict(&out, width, made.symbols.data(), &made.one_length,
+                                has_one_length ? nullptr : made.cla.data(), static_cast<uint32_t>(codes()),
+                                has_one_length ? VORN_DICT_ONE_LENGTH : VORN_DICT_CLA, flags);
   return out;
 }
 

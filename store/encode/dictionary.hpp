@@ -16,6 +16,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "store/encode/stored_array.hpp"
 #include "store/value/value.hpp"
 #include <vorn/vorn.h>
 
@@ -38,15 +39,28 @@ public:
 
   explicit dictionary(bool with_null = false);
 
+  // What it is made of, and a dictionary that was made before.
+  struct parts {
+    stored_array<char> symbols;
+    stored_array<uint32_t> cla; // big-endian; empty as long as all symbols have one length
+    uint16_t one_length = 0;    // big-endian
+    bool has_null = false;
+    uint64_t codes = 0;
+  };
+  explicit dictionary(parts made_before);
+  const parts &stored() const { return made; }
+
   // Adds the next larger value.  All are symbols, or all are keys of 64 bits.
   void append(std::string_view symbol);
   void append(int64_t key);
 
-  bool has_null() const { return null_codes != 0; }
-  uint64_t size() const { return codes() - null_codes; } // values, without NULL
-  uint64_t codes() const { return ncodes; }
-  uint64_t first_code() const { return null_codes; } // of the smallest value
-  uint64_t bytes() const { return symbols.size() + (cla.empty() ? sizeof one_length : cla.size() * sizeof(uint32_t)); }
+  bool has_null() const { return made.has_null; }
+  uint64_t size() const { return codes() - first_code(); } // values, without NULL
+  uint64_t codes() const { return made.codes; }
+  uint64_t first_code() const { return made.has_null ? 1 : 0; } // of the smallest value
+  uint64_t bytes() const {
+    return made.symbols.size() + (made.cla.empty() ? sizeof made.one_length : made.cla.size() * sizeof(uint32_t));
+  }
 
   // Do the library's flags tell NULL from every value?
   bool flags_tell_null() const { return !has_null() || !has_empty_text; }
@@ -60,12 +74,8 @@ public:
   vorn_enc_ctx encoding(uint32_t width, uint32_t flags) const;
 
 private:
-  std::string symbols;
-  std::vector<uint32_t> cla; // big-endian; empty as long as all symbols have one length
-  uint16_t one_length = 0;   // big-endian
+  parts made;
   bool has_empty_text = false;
-  uint32_t null_codes;
-  uint64_t ncodes;
 };
 
 // Takes the values of a column row by row and replaces them by codes.  Key is int64_t or, for texts and other symbols,

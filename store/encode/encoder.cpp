@@ -45,8 +45,8 @@ batch fixed_batch(std::span<const int64_t> keys, const key_range &range, uint32_
   batch out;
   out.rows = static_cast<uint32_t>(keys.size());
   out.stream_bytes = out.rows * width / 8;
-  out.stream.resize(out.stream_bytes + cache_line);
-  uint8_t *next = out.stream.data();
+  out.stream.made().resize(out.stream_bytes + cache_line);
+  uint8_t *next = out.stream.made().data();
   for (int64_t key : keys) {
     const uint64_t ordinal = static_cast<uint64_t>(key) - static_cast<uint64_t>(range.low);
     for (uint32_t shift = width; shift != 0; shift -= 8)
@@ -61,19 +61,21 @@ batch dynp_batch(std::span<const int64_t> keys, const key_range &range, uint32_t
   out.rows = static_cast<uint32_t>(keys.size());
   const uint32_t code_bits = length_code_bits(width);
   const uint32_t codes_per_byte = 8 / code_bits;
-  out.lens.resize((keys.size() + codes_per_byte - 1) / codes_per_byte + cache_line);
-  out.stream.reserve(keys.size() * width / 8 + cache_line);
+  aligned_vector<uint8_t> &lens = out.lens.made();
+  aligned_vector<uint8_t> &stream = out.stream.made();
+  lens.resize((keys.size() + codes_per_byte - 1) / codes_per_byte + cache_line);
+  stream.reserve(keys.size() * width / 8 + cache_line);
   for (size_t row = 0; row < keys.size(); ++row) {
     const uint64_t ordinal = static_cast<uint64_t>(keys[row]) - static_cast<uint64_t>(range.low);
     const uint32_t zero_bytes = ordinal == 0 ? width / 8 - 1 : static_cast<uint32_t>(std::countr_zero(ordinal)) / 8;
     const uint32_t length = width / 8 - zero_bytes;
     const auto shift = static_cast<uint32_t>(codes_per_byte - 1 - row % codes_per_byte) * code_bits;
-    out.lens[row / codes_per_byte] |= static_cast<uint8_t>((length - 1) << shift);
+    lens[row / codes_per_byte] |= static_cast<uint8_t>((length - 1) << shift);
     for (uint32_t i = 1; i <= length; ++i)
-      out.stream.push_back(static_cast<uint8_t>(ordinal >> (width - 8 * i)));
+      stream.push_back(static_cast<uint8_t>(ordinal >> (width - 8 * i)));
   }
-  out.stream_bytes = static_cast<uint32_t>(out.stream.size());
-  out.stream.resize(out.stream.size() + cache_line);
+  out.stream_bytes = static_cast<uint32_t>(stream.size());
+  stream.resize(stream.size() + cache_line);
   return out;
 }
 
@@ -159,9 +161,9 @@ void compress(column &out) {
   out.compressed = true;
   for (batch &b : out.batches) {
     const std::vector<uint8_t> blocks = vorn_host::qpak_encode(b.stream.data(), b.stream_bytes);
-    b.stream.assign(blocks.begin(), blocks.end());
-    b.stream.resize(blocks.size() + cache_line);
-    b.stream.shrink_to_fit();
+    aligned_vector<uint8_t> stream(blocks.size() + cache_line);
+    std::copy(blocks.begin(), blocks.end(), stream.begin());
+    b.stream = std::move(stream);
   }
 }
 

@@ -46,20 +46,26 @@ uint8_t best_run_length_bits(std::span<const uint32_t> codes, uint32_t width) {
   return bits(8) < bits(16) ? 8 : 16;
 }
 
+aligned_vector<uint32_t> run_ends(const uint8_t *lengths, uint32_t runs, uint8_t run_length_bits) {
+  aligned_vector<uint32_t> cla(runs + 1);
+  const auto build = run_length_bits == 8 ? vorn_build_cla_1_ub1 : vorn_build_cla_1_ub2;
+  build(cla.data(), runs + 1, lengths, runs);
+  return cla;
+}
+
 batch run_batch(std::span<const uint32_t> codes, uint32_t width, uint8_t run_length_bits) {
   batch out;
+  aligned_vector<uint8_t> &lens = out.lens.made();
   std::vector<uint32_t> codes_of_runs;
   for_runs(codes, longest_run(run_length_bits), [&](uint32_t code, uint32_t length) {
     codes_of_runs.push_back(code);
     if (run_length_bits == 16)
-      out.lens.push_back(static_cast<uint8_t>(length >> 8));
-    out.lens.push_back(static_cast<uint8_t>(length));
+      lens.push_back(static_cast<uint8_t>(length >> 8));
+    lens.push_back(static_cast<uint8_t>(length));
   });
   out.runs = static_cast<uint32_t>(codes_of_runs.size());
-  out.cla.resize(out.runs + 1);
-  const auto build = run_length_bits == 8 ? vorn_build_cla_1_ub1 : vorn_build_cla_1_ub2;
-  build(out.cla.data(), out.runs + 1, out.lens.data(), out.runs);
-  out.lens.resize(out.lens.size() + cache_line);
+  out.cla = run_ends(lens.data(), out.runs, run_length_bits);
+  lens.resize(lens.size() + cache_line);
   out.stream = packed(codes_of_runs, width);
   out.stream_bytes = static_cast<uint32_t>(out.stream.size() - cache_line);
   return out;

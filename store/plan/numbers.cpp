@@ -18,7 +18,7 @@ constexpr int128 largest_whole = int128{1} << 46;
 
 // The smallest and the largest number of a column; false without any.
 bool range_of(const column &of, int128 &low, int128 &high) {
-  if (of.first_ordinal() > of.last_ordinal())
+  if (of.rows == 0 || of.first_ordinal() > of.last_ordinal())
     return false;
   low = integer_of(of.value_of(of.first_ordinal()), of.type.kind);
   high = integer_of(of.value_of(of.last_ordinal()), of.type.kind);

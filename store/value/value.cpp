@@ -31,6 +31,8 @@ std::optional<column_type> decimal_type(std::string_view sql_type) {
   uint32_t scale = 0;
   std::from_chars(sql_type.data() + name.size(), sql_type.data() + comma, width);
   std::from_chars(sql_type.data() + comma + 1, sql_type.data() + sql_type.size(), scale);
+  if (width > 38 || scale > width)
+    return std::nullopt;
   if (width > 18)
     return column_type{value_kind::wide, 16, scale};
   return column_type{value_kind::integer, width > 9 ? 8U : width > 4 ? 4U : 2U, scale};

@@ -77,10 +77,11 @@ void append_time(std::string &out, int64_t ticks, int64_t per_second) {
 void append_timestamp(std::string &out, int64_t ticks, int64_t per_second) {
   if (append_infinity<int64_t>(out, ticks))
     return;
-  const int64_t days = floor_quotient(ticks, day_seconds * per_second);
-  append_date(out, days);
+  const int64_t per_day = day_seconds * per_second;
+  append_date(out, floor_quotient(ticks, per_day));
   out += ' ';
-  append_time(out, ticks - days * day_seconds * per_second, per_second);
+  // The first day of the smallest numbers began before these.
+  append_time(out, (ticks % per_day + per_day) % per_day, per_second);
 }
 
 // The fewest digits that give the number back; a whole number shows that it is a real.

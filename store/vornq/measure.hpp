@@ -30,6 +30,7 @@ struct measurement {
 struct answer {
   std::vector<measurement> measurements;
   bool agree = true;                        // all count the same, and the kernels select the same rows
+  bool is_compared = false;                 // with DuckDB's, the last of the measurements
   selection selected;                       // by the kernels in force
   std::optional<join_statistics> join = {}; // by them too
   std::string counted = "matches";          // what is

@@ -10,6 +10,7 @@
 #include <fmt/format.h>
 
 #include "store/error.hpp"
+#include "store/saved/saved_table.hpp"
 
 namespace store {
 
@@ -45,7 +46,8 @@ std::optional<options> read_options(int argc, char **argv) {
       "Counts, shows and groups the rows of a table or a join that satisfy a condition, on compressed columns.",
       "vornq");
   auto *version = app.set_version_flag("--version", "vornq " VORN_VERSION);
-  app.add_option("file", out.files, "A .parquet or .csv file, or several with the same columns as one table")
+  app.add_option("file", out.files,
+                 "A .parquet or .csv file, or several with the same columns as one table; or a saved .vorn file")
       ->required();
   app.add_option("--join", out.join,
                  "Join each row with those of another file whose column, the second one, equals its own, the first.\n"
@@ -113,6 +115,11 @@ std::optional<options> read_options(int argc, char **argv) {
                  "rle where equal values follow each other; can be given several times")
       ->type_name("COLUMN=ENCODING")
       ->allow_extra_args(false);
+  app.add_option(
+         "--save", out.saved_file,
+         "Save the columns, as they are encoded, in a .vorn file, which later stands in place of the table and\n"
+         "is mapped in some milliseconds; an answer of a saved table is not compared with DuckDB's")
+      ->type_name("FILE");
   app.add_flag("--columns", out.list_columns,
                "List the columns with their encoded sizes; so does a call without a condition");
   app.add_flag("--summary", out.summary,
@@ -166,6 +173,11 @@ std::optional<options> read_options(int argc, char **argv) {
   out.aggregates = in_order(app);
   if (limit)
     out.limit = parse_limit(*limit);
+  if (out.saved_file && out.saved_file->extension() != saved_table::ending)
+    throw error(
+        fmt::format("a saved table has a name that ends in .vorn, not {}", shortened(out.saved_file->string())));
+  if (out.saved_file && out.join)
+    throw error("--save takes one table, not two that are joined");
   if (out.selected_columns && out.asks_for_groups())
     throw error("--select shows rows, and --group-by, --count, --sum and --avg show groups of them");
   if (!out.selected_columns && !out.asks_for_groups())

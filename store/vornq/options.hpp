@@ -31,6 +31,7 @@ struct options {
   uint32_t threads = 1;
   uint32_t repetitions = 9;
   bool explain = false;
+  std::optional<std::filesystem::path> saved_file;
   bool list_columns = false;
   bool summary = false;
   instrumentation more;

@@ -70,7 +70,7 @@ questions read_questions(duckdb::connection &db, const options &chosen, const ta
     const auto [name, form] = parse_assignment(text);
     const encoding_choice choice = parse_encoding(form);
     const column_info &info = from.names().find(name);
-    table_file::check_encoding(info, choice);
+    from.check_encoding(info, choice);
     out.choices[info.name] = choice;
   }
   for (const std::string &text : chosen.conditions) {

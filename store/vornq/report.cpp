@@ -15,6 +15,8 @@ namespace store {
 
 namespace {
 
+constexpr std::string_view not_compared = "not compared with DuckDB, which has no copy of a saved table";
+
 std::string ratio(double dividend, double divisor) {
   return divisor == 0 ? "" : fmt::format("{:.1f}", dividend / divisor);
 }
@@ -54,7 +56,7 @@ namespace {
 void print_columns(const loaded_table &table) {
   const auto &[file, loaded, reasons] = table;
   std::vector<std::vector<std::string>> lines;
-  for (const column_info &info : file.columns()) {
+  for (const column_info &info : file->columns()) {
     auto &line = lines.emplace_back(std::vector<std::string>{shortened(info.name), shortened(info.sql_type)});
     const auto found = loaded.find(info.name);
     if (found == loaded.end()) {
@@ -73,7 +75,7 @@ void print_columns(const loaded_table &table) {
   const sizes all = sizes_of(loaded);
   lines.push_back(
       {"total", "", "", "", "", "", grouped(all.encoded), grouped(all.plain), ratio(all.plain, all.encoded), ""});
-  fmt::print("{} rows\n{}", grouped(file.rows()),
+  fmt::print("{} rows\n{}", grouped(file->rows()),
              text_table({{"column", false},
                          {"type", false},
                          {"encoding", false},
@@ -118,9 +120,15 @@ void print_join(const join_statistics &did) {
 void print_columns(const tables &from) {
   for (const loaded_table &table : from.list()) {
     if (from.are_joined())
-      fmt::print("{}{}: ", &table == &from.list().front() ? "" : "\n", visible(shortened(table.file.name())));
+      fmt::print("{}{}: ", &table == &from.list().front() ? "" : "\n", visible(shortened(table.file->name())));
     print_columns(table);
   }
+}
+
+void print_saved(const tables &from, const std::filesystem::path &path, uint64_t bytes) {
+  const auto &[file, loaded, reasons] = from.list().front();
+  fmt::print("{} rows in {} of {} columns saved in {}, {} bytes\n", grouped(file->rows()), loaded.size(),
+             file->columns().size(), visible(path.string()), grouped(bytes));
 }
 
 void print_answer(const std::string &question, uint64_t rows, const answer &a) {
@@ -136,7 +144,10 @@ void print_answer(const std::string &question, uint64_t rows, const answer &a) {
           lines));
   if (a.join)
     print_join(*a.join);
-  print_verdict("counts", a.agree, "");
+  if (a.agree && !a.is_compared)
+    fmt::print("{}\n", not_compared);
+  else
+    print_verdict("counts", a.agree, "");
   if (a.explained)
     print_explanation(*a.explained);
 }
@@ -178,19 +189,19 @@ namespace {
 void print_sizes(const loaded_table &table) {
   const auto &[file, loaded, reasons] = table;
   const sizes all = sizes_of(loaded);
-  fmt::print("{} rows in {} column{}, {} bytes as stored\n", grouped(file.rows()), loaded.size(),
+  fmt::print("{} rows in {} column{}, {} bytes as stored\n", grouped(file->rows()), loaded.size(),
              loaded.size() == 1 ? "" : "s", grouped(all.encoded));
   std::vector<std::string> names;
   for (const auto &[name, c] : loaded)
     names.push_back(name);
-  if (const auto in_file = file.compressed_bytes(names))
+  if (const auto in_file = file->compressed_bytes(names))
     fmt::print("{} bytes in the file, {} times as many\n", grouped(*in_file), ratio(*in_file, all.encoded));
   fmt::print("{} bytes plain, {} times as many\n", grouped(all.plain), ratio(all.plain, all.encoded));
 }
 
 } // namespace
 
-void print_shown(const projection &rows, std::string_view unit, uint64_t shown, bool ends_at_limit,
+void print_shown(const projection &rows, std::string_view unit, uint64_t shown, bool ends_at_limit, bool is_compared,
                  bool is_order_open) {
   if (ends_at_limit)
     fmt::print("{} {}, which is the limit\n", grouped(rows.count), unit);
@@ -201,23 +212,31 @@ void print_shown(const projection &rows, std::string_view unit, uint64_t shown, 
         "{} sum{} of reals, added in another order, differ{} from DuckDB's by no more than 2(n + 4) * 2^-53 of the sum "
         "of the n magnitudes\n",
         grouped(rows.rounded), rows.rounded == 1 ? "" : "s", rows.rounded == 1 ? "s" : "");
-  print_verdict(unit, rows.agree, is_order_open ? "; their order, which hangs on such sums, is not compared" : "");
+  if (!is_compared)
+    fmt::print("{}\n", not_compared);
+  else
+    print_verdict(unit, rows.agree, is_order_open ? "; their order, which hangs on such sums, is not compared" : "");
 }
 
 void print_summary(const tables &from, std::span<const answered> answers, size_t threads) {
   fmt::print("\nsummary\n");
   for (const loaded_table &table : from.list()) {
     if (from.are_joined())
-      fmt::print("{}: ", visible(shortened(table.file.name())));
+      fmt::print("{}: ", visible(shortened(table.file->name())));
     print_sizes(table);
   }
   if (answers.empty())
     return;
   const auto equal = std::count_if(answers.begin(), answers.end(), [](const answered &a) { return a.given.agree; });
-  fmt::print("{} of {} answers are equal to DuckDB's; times of {}\n\n", equal, answers.size(), threads_named(threads));
-  // The generic kernels come first, those in force before DuckDB.
+  const bool are_compared = answers.front().given.is_compared;
+  if (are_compared)
+    fmt::print("{} of {} answers are equal to DuckDB's", equal, answers.size());
+  else
+    fmt::print("{}", not_compared);
+  fmt::print("; times of {}\n\n", threads_named(threads));
+  // The generic kernels come first, those in force last or before DuckDB.
   const auto &engines = answers.front().given.measurements;
-  const size_t in_force = engines.size() - 2;
+  const size_t in_force = engines.size() - (are_compared ? 2 : 1);
   std::vector<text_column> headings = {{"question", false}, {"matches", true}};
   for (const measurement &m : engines)
     headings.push_back({m.engine + ", ms", true});

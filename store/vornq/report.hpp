@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <filesystem>
 #include <span>
 #include <string>
 #include <string_view>
@@ -20,12 +21,15 @@ std::string threads_named(size_t threads);
 
 void print_columns(const tables &from);
 
+void print_saved(const tables &from, const std::filesystem::path &path, uint64_t bytes);
+
 void print_answer(const std::string &question, uint64_t rows, const answer &a);
 
 void print_explanation(const explanation &of);
 
 // What became of rows or groups that were shown, perhaps in an order that could not be compared.
-void print_shown(const projection &rows, std::string_view unit, uint64_t shown, bool ends_at_limit, bool is_order_open);
+void print_shown(const projection &rows, std::string_view unit, uint64_t shown, bool ends_at_limit, bool is_compared,
+                 bool is_order_open);
 
 // An answer with its question, a condition, a join or a grouping.
 struct answered {

@@ -49,18 +49,23 @@ status run(const options &chosen) {
 
   worker_pool threads(chosen.threads);
   duckdb::connection database;
-  tables from(database, chosen.files, chosen.join);
+  tables from(library.chosen(), database, chosen.files, chosen.join);
   const questions asked = read_questions(database, chosen, from);
   // A query needs its own columns only.
-  const bool list_columns = chosen.list_columns || asked.columns.empty();
+  const bool list_columns = chosen.list_columns || (asked.columns.empty() && !chosen.saved_file);
   std::vector<std::string> wanted = asked.columns;
-  if (list_columns || chosen.summary) {
+  if (list_columns || chosen.summary || chosen.saved_file) {
     wanted.clear();
     for (const column_info *info : from.names().columns())
       if (info->type)
         wanted.push_back(info->name);
   }
   from.load(wanted, asked.columns, asked.choices);
+  if (chosen.saved_file) {
+    const uint64_t bytes = from.save(*chosen.saved_file);
+    if (chosen.format == row_format::table)
+      print_saved(from, *chosen.saved_file, bytes);
+  }
   if (list_columns)
     print_columns(from);
   std::vector<answered> answers;
@@ -79,7 +84,8 @@ status run(const options &chosen) {
       end = as_table ? disagreed : complain(fmt::format("the {} DISAGREE", what), disagreed);
     };
     if (as_table)
-      fmt::print("{}kernels in force: {}; DuckDB {}; {}\n", list_columns ? "\n" : "", library.name(), duckdb::version(),
+      fmt::print("{}kernels in force: {}{}; {}\n", list_columns ? "\n" : "", library.name(),
+                 s.checker.has_columns() ? fmt::format("; DuckDB {}", duckdb::version()) : "",
                  threads_named(threads.threads()));
     answers = answer_all(s);
     if (std::any_of(answers.begin(), answers.end(), [](const answered &a) { return !a.given.agree; }))

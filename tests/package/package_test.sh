@@ -6,7 +6,10 @@
 #   add_subdirectory      builds it with vorn as a part of its project
 #   fetch_content         the same by FetchContent, in the folder of the former, which has compiled the same sources
 #   alone                 configures the library without the stand-in host
+#   document NAME         does what docs/NAME.md says
 #   vornq                 runs the installed program
+#   debian                installs the Debian packages into an empty root and does the same with these: find_package,
+#                         pkg_config, vornq
 #   remove                removes the folder
 #
 # SOURCE, BUILD, CMAKE and CC name what is tested.
@@ -83,11 +86,38 @@ alone() {
   check_alone alone
 }
 
+document() { PREFIX="$prefix" sh "$SOURCE/tests/package/document_test.sh" "$SOURCE/docs/$1.md"; }
+
 vornq() {
   printf 'city,late\nAtlanta,75\nParis,3\nChicago,60\n' >"$root/flights.csv"
   "$prefix/bin/vornq" "$root/flights.csv" --where 'late >= 60' --select city --isa sse42 >"$root/answer" ||
     fail "$(cat "$root/answer")"
   grep -q Chicago "$root/answer" || fail "$(cat "$root/answer")"
+}
+
+debian() {
+  (cd "$BUILD" && "$(dirname "$CMAKE")/cpack" -B "$root/debian") >"$root.log" 2>&1 || fail "$(cat "$root.log")"
+  system=$root/system
+  mkdir -p "$system/var/lib/dpkg/info" "$system/var/lib/dpkg/updates" "$root/bin"
+  touch "$system/var/lib/dpkg/status"
+  # What the packages do when they are configured is meant for the whole machine.
+  ln -s "$(command -v true)" "$root/bin/ldconfig"
+  PATH=$root/bin:$PATH dpkg --root="$system" --log=/dev/null --force-not-root,depends,script-chrootless \
+    --install "$root"/debian/*.deb >"$root.log" 2>&1 || fail "$(cat "$root.log")"
+  # An install() without a COMPONENT is in no package.
+  (cd "$prefix" && find . ! -type d) | sort >"$root/installed"
+  (cd "$system/usr" && find . ! -type d ! -path './share/doc/*/copyright') | sort | diff "$root/installed" - ||
+    fail "the packages do not have what is installed without them"
+  for needs in 'libvorn-dev libvorn0 (= ' 'libvorn0 libc6 (>= ' 'vornq libvornhost0 (= ' 'vornq libstdc++6 (>= '; do
+    dpkg-query --admindir="$system/var/lib/dpkg" --show --showformat='${Depends}' "${needs%% *}" |
+      grep -Fq "${needs#* }" || fail "not said: $needs"
+  done
+  prefix=$system/usr
+  root=$root/with_packages
+  mkdir "$root"
+  find_package vorn
+  pkg_config
+  vornq
 }
 
 "$@"

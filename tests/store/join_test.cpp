@@ -103,7 +103,7 @@ TEST(join, gives_the_rows_of_a_nested_loop_and_of_duckdb) {
       db.query(fmt::format(table_sql, maker.first, "i AS a", random(), rows, first.string()));
       db.query(fmt::format(table_sql, maker.second, "i AS b, ['v', '', NULL][(r % 3)::INT + 1] AS t", random(),
                            other_rows, second));
-      tables from(db, std::span(&first, 1), second + ":k=k");
+      tables from(ctx, db, std::span(&first, 1), second + ":k=k");
       choice_map choices;
       constexpr encoding forms[] = {encoding::dict, encoding::rle, encoding::fixed, encoding::dynp, encoding::prefix};
       for (const char *key : {"one.k", "other.k"})

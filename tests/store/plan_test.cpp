@@ -131,7 +131,7 @@ TEST(plan, answers_as_duckdb_does) {
           fmt::format("COPY ({} {}) TO '{}'", first_sql, fmt::format(fmt::runtime(rows_sql), s.rows), first.string()));
       db.query(fmt::format("COPY (SELECT t.* FROM ({} {}) t, range({})) TO '{}'", second_sql,
                            fmt::format(fmt::runtime(rows_sql), 30), copies, second));
-      tables all(db, std::span(&first, 1), copies != 0 ? std::optional(second + ":key=k") : std::nullopt);
+      tables all(ctx, db, std::span(&first, 1), copies != 0 ? std::optional(second + ":key=k") : std::nullopt);
       std::vector<std::string> names;
       for (const column_info *info : all.names().columns())
         names.push_back(info->name);

@@ -78,6 +78,8 @@ struct made_column {
 // One table, or two that are joined, and what is asked of them.
 struct database {
   dice random;
+  vorn_host::environment env;
+  vorn_ctx ctx = env.context();
   duckdb::connection db{1}; // the thread sanitizer, without which it is built, would see races among its own threads
   vorn_test::scratch_folder folder;
   std::vector<made_column> columns;
@@ -92,23 +94,35 @@ struct database {
     const bool is_joined = number % 4 != 0, is_long = number % 10 == 4 || number % 10 == 5; // more than a batch
     const uint64_t rows = number < 2 ? 0 : is_long ? batch_rows + random.below(1500) : random.below(4000);
     const value_maker &key = makers[1 + random.below(std::size(makers) - 1)]; // of which few rows are alike
-    const std::filesystem::path one = folder.path("one.parquet"), other = folder.path("other.parquet");
+    std::filesystem::path one = folder.path("one.parquet"), other = folder.path("other.parquet");
     add_table(one, "", rows, key, random.one_in(2) ? "(hash(i) // 64 % 40)" : "(hash(i) // 64 % 200)");
     if (is_joined) // keys once each, or again
       add_table(other, "other_", random.one_in(6) ? 0 : random.below(is_long ? 40 : 200), key,
                 random.one_in(3) ? "(hash(i + 1) // 64 % 50)" : "i::UBIGINT");
-    const std::optional join = fmt::format("{0}:key_{1}=other_key_{1}", other.string(), key.name);
-    loaded.emplace(db, std::span(&one, 1), is_joined ? join : std::nullopt);
-    for (made_column &c : columns) {
+    const auto load = [&] {
+      const std::string join = fmt::format("{0}:key_{1}=other_key_{1}", other.string(), key.name);
+      loaded.emplace(ctx, db, std::span(&one, 1), is_joined ? std::optional(join) : std::nullopt);
+      loaded->load(names, names, choices);
+    };
+    ctx.vorn_ctx_decompress = vorn_qpak_decode;
+    put_in_force(vorn_test::implementations[0], env);
+    for (const made_column &c : columns)
       names.push_back(c.name);
+    load();
+    checker.emplace(loaded->made_reference(db, names, true));
+    if (number % 3 != 0) { // the first table from a saved file, or all
+      loaded->save(one.replace_extension(".vorn"));
+      if (is_joined && number % 3 == 1)
+        loaded->save(other.replace_extension(".vorn"), 1);
+      load();
+    }
+    for (made_column &c : columns) {
       c.type = &*loaded->names().find(c.name).type;
       if (choices[c.name].form != encoding::prefix)
         searched.push_back(&c);
       if (c.type->is_numeric())
         numeric.push_back(&c);
     }
-    loaded->load(names, names, choices);
-    checker.emplace(loaded->made_reference(db, names, true));
   }
 
   void add_table(const std::string &file, const std::string &prefix, uint64_t rows, const value_maker &key,
@@ -209,9 +223,6 @@ class random_queries : public testing::TestWithParam<uint32_t> {};
 TEST_P(random_queries, are_answered_as_duckdb_does) {
   database from(GetParam());
   const column_names &known = from.loaded->names();
-  vorn_host::environment env;
-  vorn_ctx ctx = env.context();
-  ctx.vorn_ctx_decompress = vorn_qpak_decode;
   const uint32_t begin = chosen("VORN_QUERY", 0), end = chosen("VORN_QUERY", queries - 1) + 1;
   std::map<uint32_t, kept_rows> answers;
   constexpr uint32_t thread_counts[] = {1, 2, 3, 7};
@@ -221,7 +232,7 @@ TEST_P(random_queries, are_answered_as_duckdb_does) {
     const auto &implementation = vorn_test::implementations[run < counts ? 0 : run - counts + 1];
     if (!vorn_test::runs_here(implementation))
       continue;
-    ASSERT_NO_FATAL_FAILURE(vorn_test::put_in_force(implementation, env));
+    ASSERT_NO_FATAL_FAILURE(vorn_test::put_in_force(implementation, from.env));
     worker_pool threads(thread_counts[run % counts]);
     for (uint32_t number = begin; number < end; ++number) {
       from.random = dice(GetParam(), number);
@@ -234,7 +245,7 @@ TEST_P(random_queries, are_answered_as_duckdb_does) {
       const auto keep = [&](row_block block) { found.add(block); };
       from.random.random.discard(run); // an answer does not hang on room
       try {
-        const auto rows = planned({ctx, threads}, from.loaded->plan(), asked, from.rooms());
+        const auto rows = planned({from.ctx, threads}, from.loaded->plan(), asked, from.rooms());
         if (run == 0)
           EXPECT_TRUE(project(*rows, headings, from.checker->answer(asked.sql(known, true)), UINT64_MAX, keep).agree);
         else

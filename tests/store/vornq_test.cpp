@@ -150,6 +150,28 @@ TEST_F(vornq_test, takes_back_what_it_shows) {
   }
 }
 
+TEST_F(vornq_test, answers_from_a_saved_table_as_from_the_file) {
+  const std::string saved = folder.path("saved.vorn"), again = folder.path("again.vorn");
+  const std::string other = folder.write("other.csv", "name,x\nAdorf,1\nCdorf,2\n"), others = folder.path("other.vorn");
+  ASSERT_EQ(run({table, "--save", saved, "--encode", "town=prefix"}), 0) << err;
+  EXPECT_THAT(out, testing::MatchesRegex("3 rows in 3 of 3 columns saved in .*saved.vorn, [0-9,]+ bytes\n"));
+  ASSERT_EQ(run({other, "--save", others}), 0) << err;
+  ASSERT_EQ(run({saved, "--save", again, "--count", "--format", "csv"}), 0) << err;
+  EXPECT_EQ(out, "count(*)\n3\n");
+  for (const std::string &first : {table, saved, again})
+    for (const std::string &second : {other, others}) {
+      ASSERT_EQ(run({first, "--join", second + ":town=name", "--where", "x > 1 or people < 200", "--group-by", "town",
+                     "--sum", "people * x", "--order-by", "town desc", "--limit", "2", "--format", "csv"}),
+                0)
+          << err;
+      EXPECT_EQ(out, "town,sum(people * x)\nCdorf,14000.0\nAdorf,120.0\n");
+    }
+  ASSERT_EQ(run({saved, "--columns", "--summary", "--stats", "--where", "people > 100"}), 0) << err;
+  EXPECT_THAT(out, testing::ContainsRegex("town +VARCHAR +prefix .*\n(.*\n)*kernels in force: [a-z0-9]+\n"));
+  EXPECT_THAT(out, testing::ContainsRegex("generic +3 +2 .*\n(.*\n)*not compared with DuckDB"));
+  EXPECT_THAT(out, Not(HasSubstr("agree")));
+}
+
 TEST_F(vornq_test, writes_rows_for_programs) {
   const std::string path = folder.path("rows.parquet");
   make(path,
@@ -303,6 +325,11 @@ TEST_F(vornq_test, ends_with_one_line_and_status_2_when_it_cannot_do_what_it_was
   const std::string lengths = folder.write("lengths.csv", "short,long\na,nine char\nab,nine char\n");
   const std::string points = folder.write("points.csv", "people,price\n1,2\n3,4\n");
   const std::string same = folder.write("same.csv", "Town\nAdorf\n");
+  const std::string saved = folder.path("saved.vorn"), changed = folder.path("changed.vorn");
+  ASSERT_EQ(run({table, "--save", saved}), 0) << err;
+  std::string bytes = folder.read("saved.vorn");
+  bytes[bytes.find("dorf")] = 'D';
+  folder.write("changed.vorn", bytes);
   struct bad_call {
     std::vector<std::string> arguments;
     const char *message;
@@ -361,6 +388,11 @@ TEST_F(vornq_test, ends_with_one_line_and_status_2_when_it_cannot_do_what_it_was
       {{lengths, "--encode", "long=prefix"}, "column 'long' has a text of 9 bytes; prefix stores 1 to 8"},
       {{table, "--encode", "town=prefix", "--where", "town = Adorf"},
        "column 'town' is stored as prefix, which no condition can be put to"},
+      {{changed}, "changed.vorn is damaged: column 'town': a section has changed"},
+      {{saved, "--encode", "town=dict"}, "column 'town' is that of a saved table, which stays as it was encoded"},
+      {{saved, changed}, "a saved table is not one with other files"},
+      {{table, "--save", "towns.csv"}, "a saved table has a name that ends in .vorn, not towns.csv"},
+      {{table, "--join", lengths + ":town=long", "--save", saved}, "--save takes one table"},
       {{table, "--isa", "mmx"}, "unknown instruction set 'mmx'"},
       {{table, "--join", other + ":town=town"}, "is not of the form file:column=column"},
       {{table, "--join", lengths + ":town"}, "'town' is not of the form column=column"},

@@ -1,0 +1,54 @@
+// Where the columns of a table come from.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "store/encode/column.hpp"
+#include "store/encode/encoder.hpp"
+#include "store/value/column_names.hpp"
+
+namespace store {
+
+class table_source {
+public:
+  virtual ~table_source() = default;
+
+  const std::vector<column_info> &columns() const { return infos; }
+  uint64_t rows() const { return row_count; }
+
+  // Throws store::error when there is no such column or the store does not encode its type.
+  const column_info &find(std::string_view name) const { return column_names(infos).find(name); }
+
+  // What columns are qualified by: the name of the first file without its ending.
+  const std::string &name() const { return stem; }
+
+  // Names the columns of two tables that are joined, so that no two have one name.
+  static void tell_apart(table_source &first, table_source &second) {
+    store::tell_apart(first.infos, first.stem, second.infos, second.stem);
+  }
+
+  // The bytes that columns take in the files; nothing for files that do not tell.
+  virtual std::optional<uint64_t> compressed_bytes(const std::vector<std::string> & /*names*/) const {
+    return std::nullopt;
+  }
+
+  // Can the column be stored as is chosen?  Throws store::error when not.
+  virtual void check_encoding(const column_info &info, const encoding_choice &choice) const = 0;
+
+  // A column, encoded.  Reports the rows done so far now and then.  Throws store::error for one that cannot be had, or
+  // not as is chosen.
+  virtual column load(const column_info &info, const encoding_choice &choice,
+                      const std::function<void(uint64_t rows)> &progress) const = 0;
+
+protected:
+  std::string stem;
+  std::vector<column_info> infos;
+  uint64_t row_count = 0;
+};
+
+} // namespace store

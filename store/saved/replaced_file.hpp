@@ -1,0 +1,33 @@
+// A file that is written under another name in the same folder and takes its own when it is whole, so that nobody sees
+// a part of it and a failure leaves what was there before.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <span>
+#include <string>
+
+namespace store::saved {
+
+class replaced_file {
+public:
+  // Throws store::error, as the others do.
+  explicit replaced_file(std::filesystem::path path);
+  ~replaced_file();
+  replaced_file(const replaced_file &) = delete;
+  replaced_file &operator=(const replaced_file &) = delete;
+
+  void write(std::span<const uint8_t> bytes, uint64_t at);
+
+  // The file is on the disk, and has its name.
+  void finish();
+
+private:
+  [[noreturn]] void fail() const;
+
+  std::filesystem::path path;
+  std::string written; // the name in the meantime; empty at the end
+  int file = -1;
+};
+
+} // namespace store::saved

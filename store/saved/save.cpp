@@ -1,0 +1,145 @@
+#include "store/saved/save.hpp"
+
+#include <vector>
+
+#include "store/encode/big_endian.hpp"
+#include "store/error.hpp"
+#include "store/saved/format.hpp"
+#include "store/saved/replaced_file.hpp"
+#include <vorn/hash.h>
+
+namespace store {
+
+namespace {
+
+using namespace saved;
+
+// A section in the making.
+class section_bytes {
+public:
+  template <class Record>
+  void add(const Record &record) {
+    add(&record, sizeof record);
+  }
+  void add(const void *bytes, size_t count) {
+    const auto *first = static_cast<const uint8_t *>(bytes);
+    content.insert(content.end(), first, first + count);
+  }
+  // On a cache line, with another one behind it.
+  void add_stream(const uint8_t *bytes, size_t count) {
+    add(bytes, count);
+    content.resize(content.size() + room_of(count) - count);
+  }
+
+  const std::vector<uint8_t> &bytes() const { return content; }
+
+private:
+  std::vector<uint8_t> content;
+};
+
+uint64_t checksum_of(const section_bytes &content) {
+  return vorn_host_hash(content.bytes().data(), content.bytes().size(), 0);
+}
+
+column_record record_of(const saved_column &c) {
+  const column &stored = c.stored;
+  column_record out;
+  out.plain_bytes = stored.plain_bytes;
+  if (const auto *range = std::get_if<key_range>(&stored.values)) {
+    out.low = range->low;
+    out.high = range->high;
+  } else if (const auto *entries = std::get_if<dictionary>(&stored.values)) {
+    out.codes = entries->codes();
+    out.symbol_bytes = entries->stored().cla.empty() ? big_endian(entries->stored().one_length) : uint16_t{0};
+    out.has_null = entries->has_null();
+  }
+  out.name_bytes = static_cast<uint32_t>(c.name.size());
+  out.type_bytes = static_cast<uint32_t>(c.sql_type.size());
+  out.width = stored.width;
+  out.form = static_cast<uint8_t>(stored.form);
+  out.is_compressed = stored.compressed;
+  out.run_length_bits = stored.run_length_bits;
+  return out;
+}
+
+section_bytes catalogue_of(std::span<const saved_column> columns) {
+  section_bytes out;
+  for (const saved_column &c : columns)
+    out.add(record_of(c));
+  for (const saved_column &c : columns) {
+    out.add(c.name.data(), c.name.size());
+    out.add(c.sql_type.data(), c.sql_type.size());
+  }
+  return out;
+}
+
+section_bytes part_of(const column &stored, part which) {
+  section_bytes out;
+  const auto *entries = std::get_if<dictionary>(&stored.values);
+  if (which == part::symbols && entries != nullptr)
+    out.add(entries->stored().symbols.data(), entries->stored().symbols.size());
+  if (which == part::symbol_ends && entries != nullptr)
+    out.add(entries->stored().cla.data(), entries->stored().cla.size() * sizeof(uint32_t));
+  for (const batch &b : stored.batches)
+    if (which == part::batches)
+      out.add(batch_record{b.held.low, b.held.high, b.held.nulls, b.runs, static_cast<uint32_t>(b.stored_bytes()), 0});
+    else if (which == part::streams)
+      out.add_stream(b.stream.data(), b.stored_bytes());
+    else if (which == part::lengths && b.length_bytes() != 0)
+      out.add_stream(b.lens.data(), b.length_bytes());
+  return out;
+}
+
+// The sections, one after the other.
+class writer {
+public:
+  writer(const std::filesystem::path &path, uint64_t columns)
+      : file(path), end(room_of(sizeof(header) + section_count(columns) * sizeof(section))) {}
+
+  void add(const section_bytes &content) {
+    const std::vector<uint8_t> &bytes = content.bytes();
+    file.write(bytes, end);
+    table.push_back({end, bytes.size(), checksum_of(content)});
+    end += room_of(bytes.size());
+  }
+
+  // The bytes of the file.
+  uint64_t finish(uint32_t columns, uint64_t rows) {
+    header first;
+    first.columns = columns;
+    first.rows = rows;
+    first.file_bytes = end;
+    first.checksum = checksum_of(head_of(first));
+    file.write(head_of(first).bytes(), 0);
+    // What lies behind the last section.
+    const uint8_t last = 0;
+    file.write({&last, 1}, end - 1);
+    file.finish();
+    return end;
+  }
+
+private:
+  section_bytes head_of(const header &first) const {
+    section_bytes out;
+    out.add(first);
+    out.add(table.data(), table.size() * sizeof(section));
+    return out;
+  }
+
+  replaced_file file;
+  std::vector<section> table;
+  uint64_t end;
+};
+
+} // namespace
+
+uint64_t save(const std::filesystem::path &path, std::span<const saved_column> columns) {
+  writer out(path, columns.size());
+  out.add(catalogue_of(columns));
+  for (const saved_column &c : columns)
+    for (const part which : parts)
+      out.add(part_of(c.stored, which));
+  return out.finish(static_cast<uint32_t>(columns.size()), columns.front().stored.rows);
+}
+
+} // namespace store

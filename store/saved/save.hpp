@@ -1,0 +1,24 @@
+// Writes columns to a file, from which saved_table has them back.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <span>
+#include <string>
+
+#include "store/encode/column.hpp"
+
+namespace store {
+
+// A column under the name and with the SQL type that it shall have.
+struct saved_column {
+  const std::string &name;
+  const std::string &sql_type;
+  const column &stored;
+};
+
+// Columns of one table, of which there is at least one.  The bytes of the file.  Throws store::error, and leaves the
+// file, or that there is none, as it was.
+uint64_t save(const std::filesystem::path &path, std::span<const saved_column> columns);
+
+} // namespace store

@@ -1,0 +1,261 @@
+#include "store/saved/saved_table.hpp"
+
+#include <algorithm>
+#include <cstring>
+#include <numeric>
+#include <set>
+#include <string_view>
+#include <utility>
+
+#include <fmt/format.h>
+
+#include "store/decode/key_decoder.hpp"
+#include "store/encode/big_endian.hpp"
+#include "store/encode/prefix_encoder.hpp"
+#include "store/error.hpp"
+#include "store/saved/validation.hpp"
+#include <vorn/hash.h>
+
+namespace store {
+
+using namespace saved;
+
+namespace {
+
+kept_bytes copy_of(std::span<const uint8_t> bytes) {
+  const auto copied = std::make_shared<aligned_vector<uint8_t>>(bytes.begin(), bytes.end());
+  return {*copied, copied};
+}
+
+template <class Record>
+void read(std::span<const uint8_t> from, std::span<Record> out) {
+  std::memcpy(out.data(), from.data(), out.size_bytes());
+}
+
+uint64_t bytes_of_bits(uint64_t bits) { return (bits + 7) / 8; }
+
+// Streams of a section, each behind the other.
+class stream_walk {
+public:
+  stream_walk(std::span<const uint8_t> section_content, const std::shared_ptr<const void> &keeper)
+      : rest(section_content), kept(keeper) {}
+
+  // A stream of so many bytes, with those behind it.
+  stored_array<uint8_t> next(uint64_t bytes) {
+    require(room_of(bytes) <= rest.size(), "a stream goes beyond its section");
+    const std::span<const uint8_t> out = rest.first(bytes + cache_line);
+    rest = rest.subspan(room_of(bytes));
+    return {out, kept};
+  }
+  bool at_end() const { return rest.empty(); }
+
+private:
+  std::span<const uint8_t> rest;
+  const std::shared_ptr<const void> &kept;
+};
+
+// The bytes of the lengths of a batch.
+uint64_t length_bytes_of(const column &of, const batch &rows) {
+  switch (of.form) {
+  case encoding::rle:
+    return uint64_t{rows.runs} * of.run_length_bits / 8;
+  case encoding::dynp:
+    return bytes_of_bits(uint64_t{rows.rows} * length_code_bits(of.width));
+  case encoding::prefix:
+    return (rows.rows + prefix_group - 1) / prefix_group * sizeof(uint32_t);
+  default:
+    return 0;
+  }
+}
+
+// The bytes of the values of a batch, as its length codes have them.
+uint32_t dynp_bytes(const column &of, const batch &rows) {
+  const uint32_t bits = length_code_bits(of.width);
+  const std::span<const uint8_t> lengths(rows.lens.data(), rows.length_bytes());
+  // Four bits hold more than the lengths of 8 bytes.
+  const bool are_lengths =
+      of.width != 64 || std::none_of(lengths.begin(), lengths.end(), [](uint8_t two) { return (two & 0x88) != 0; });
+  const auto without_row = static_cast<uint32_t>(lengths.size() * 8 / bits - rows.rows);
+  require(are_lengths && (lengths.back() & ((1U << (without_row * bits)) - 1)) == 0, "its length codes are none");
+  // A code without a row is that of a byte.
+  return std::accumulate(lengths.begin(), lengths.end(), uint32_t{0},
+                         [bytes = bytes_of_lengths(of)](uint32_t sum, uint8_t some) { return sum + bytes[some]; }) -
+         without_row;
+}
+
+// The bytes of the value stream of a batch before it was compressed.
+uint64_t plain_bytes_of(const column &of, const batch &rows) {
+  switch (of.form) {
+  case encoding::rle:
+    return bytes_of_bits(uint64_t{rows.runs} * of.width);
+  case encoding::dynp:
+    return dynp_bytes(of, rows);
+  case encoding::prefix:
+    return rows.stored_bytes();
+  default:
+    return bytes_of_bits(uint64_t{rows.rows} * of.width);
+  }
+}
+
+} // namespace
+
+saved_table::saved_table(const vorn_ctx &context, const std::filesystem::path &path)
+    : saved_table(context, mapped_file(path), path) {}
+
+saved_table::saved_table(const vorn_ctx &context, std::span<const uint8_t> bytes, const std::string &name)
+    : saved_table(context, copy_of(bytes), name) {}
+
+saved_table::saved_table(const vorn_ctx &context, kept_bytes opened, const std::filesystem::path &path)
+    : ctx(context), file_name(shortened(path.string())), file(std::move(opened)) {
+  stem = path.stem().string();
+  read_header();
+  try {
+    read_catalogue();
+  } catch (const error &e) {
+    throw error(fmt::format("{} is damaged: {}", file_name, e.what()));
+  }
+}
+
+void saved_table::read_header() {
+  header first;
+  const uint64_t size = file.bytes.size();
+  if (size < magic.size() || std::memcmp(file.bytes.data(), magic.data(), magic.size()) != 0)
+    throw error(fmt::format("{} is not a saved table", file_name));
+  if (size < sizeof first)
+    throw error(fmt::format("{} is cut: it ends after {} bytes", file_name, size));
+  read(file.bytes, std::span(&first, 1));
+  if (first.version != current_version)
+    throw error(fmt::format("{} has version {} of the format of saved tables; {} is the one that can be read",
+                            file_name, first.version, current_version));
+  if (size != first.file_bytes)
+    throw error(fmt::format("{} has {} bytes of {}", file_name, size, first.file_bytes));
+  const uint64_t table_bytes = section_count(first.columns) * sizeof(section);
+  if (table_bytes > size - sizeof first)
+    throw error(fmt::format("{} is damaged: the section table goes beyond the end", file_name));
+  std::vector<uint8_t> head(file.bytes.begin(),
+                            file.bytes.begin() + static_cast<ptrdiff_t>(sizeof first + table_bytes));
+  const uint64_t expected = std::exchange(first.checksum, 0);
+  std::memcpy(head.data(), &first, sizeof first);
+  if (vorn_host_hash(head.data(), head.size(), 0) != expected)
+    throw error(fmt::format("{} is damaged: the header or the section table has changed", file_name));
+  row_count = first.rows;
+  records.resize(first.columns);
+  sections.resize(section_count(first.columns));
+  read(file.bytes.subspan(sizeof first), std::span(sections));
+}
+
+std::span<const uint8_t> saved_table::section_at(uint64_t index) const {
+  const section &wanted = sections[index];
+  const uint64_t size = file.bytes.size();
+  require(wanted.offset % cache_line == 0 && wanted.offset <= size && wanted.bytes <= size &&
+              room_of(wanted.bytes) <= size - wanted.offset,
+          "a section goes beyond the end");
+  const std::span<const uint8_t> out = file.bytes.subspan(wanted.offset, wanted.bytes);
+  require(vorn_host_hash(out.data(), out.size(), 0) == wanted.checksum, "a section has changed");
+  return out;
+}
+
+void saved_table::read_catalogue() {
+  const std::span<const uint8_t> catalogue = section_at(0);
+  require(!records.empty() && records.size() * sizeof(column_record) <= catalogue.size(), "there are no columns");
+  read(catalogue, std::span(records));
+  std::span<const uint8_t> rest = catalogue.subspan(records.size() * sizeof(column_record));
+  const auto text = [&](uint32_t bytes) {
+    require(bytes <= rest.size(), "a name goes beyond the catalogue");
+    std::string out(reinterpret_cast<const char *>(rest.data()), bytes);
+    rest = rest.subspan(bytes);
+    return out;
+  };
+  std::set<std::string> names;
+  for (const column_record &record : records) {
+    const std::string name = text(record.name_bytes);
+    const std::string sql_type = text(record.type_bytes);
+    infos.push_back({name, sql_type, type_of(sql_type)});
+    require(infos.back().type.has_value(), "a column has a type that is not stored");
+    require(names.insert(name).second, "two columns have one name");
+  }
+  require(rest.empty(), "the catalogue goes on behind its names");
+}
+
+void saved_table::check_encoding(const column_info &info, const encoding_choice & /*choice*/) const {
+  throw error(fmt::format("column '{}' is that of a saved table, which stays as it was encoded", shortened(info.name)));
+}
+
+column saved_table::load(const column_info &info, const encoding_choice & /*choice*/,
+                         const std::function<void(uint64_t)> &progress) const {
+  const auto index = static_cast<size_t>(&info - infos.data());
+  try {
+    column out = read_column(index);
+    progress(row_count);
+    return out;
+  } catch (const error &e) {
+    throw error(fmt::format("{} is damaged: column '{}': {}", file_name, shortened(info.file_name()), e.what()));
+  }
+}
+
+column saved_table::read_column(size_t index) const {
+  const column_record &record = records[index];
+  column out;
+  out.name = infos[index].name;
+  out.type = *infos[index].type;
+  out.plain_bytes = record.plain_bytes;
+  out.rows = row_count;
+  require(record.form <= static_cast<uint8_t>(encoding::prefix), "its form is unknown");
+  out.form = static_cast<encoding>(record.form);
+  out.compressed = record.is_compressed != 0;
+  out.width = record.width;
+  out.run_length_bits = record.run_length_bits;
+  read_values(index, out);
+  check_form(out);
+  read_batches(index, out);
+  check_values(ctx, out);
+  return out;
+}
+
+template <class Element>
+stored_array<Element> saved_table::elements_of(size_t index, part which) const {
+  const std::span<const uint8_t> bytes = part_of(index, which);
+  require(bytes.size() % sizeof(Element) == 0, "a section ends inside of an element");
+  return {{reinterpret_cast<const Element *>(bytes.data()), bytes.size() / sizeof(Element)}, file.keeper};
+}
+
+void saved_table::read_values(size_t index, column &out) const {
+  const column_record &record = records[index];
+  if (out.form == encoding::dict || out.form == encoding::rle) {
+    dictionary::parts made{elements_of<char>(index, part::symbols), elements_of<uint32_t>(index, part::symbol_ends),
+                           big_endian(record.symbol_bytes), record.has_null != 0, record.codes};
+    check_symbol_ends(made);
+    check_symbols(out.values.emplace<dictionary>(std::move(made)), out.type.kind);
+  } else if (out.form == encoding::prefix && out.type.is_bytes()) {
+    out.values = std::monostate{};
+  } else {
+    out.values = key_range{record.low, record.high};
+  }
+}
+
+void saved_table::read_batches(size_t index, column &out) const {
+  const uint64_t count = row_count / batch_rows + (row_count % batch_rows != 0 ? 1 : 0);
+  const stored_array<batch_record> described = elements_of<batch_record>(index, part::batches);
+  require(described.size() == count, "it has not as many batches as the table");
+  stream_walk streams_left(part_of(index, part::streams), file.keeper);
+  stream_walk lengths_left(part_of(index, part::lengths), file.keeper);
+  for (const batch_record &record : described) {
+    batch rows;
+    rows.rows = static_cast<uint32_t>(std::min<uint64_t>(batch_rows, row_count - out.batches.size() * batch_rows));
+    rows.held = {record.low, record.high, record.nulls};
+    rows.runs = record.runs;
+    require(out.form == encoding::rle ? rows.runs != 0 && rows.runs <= rows.rows : rows.runs == 0,
+            "it has not as many runs as rows");
+    rows.stream = streams_left.next(record.stream_bytes);
+    if (const uint64_t bytes = length_bytes_of(out, rows); bytes != 0)
+      rows.lens = lengths_left.next(bytes);
+    const uint64_t plain_bytes = plain_bytes_of(out, rows);
+    rows.stream_bytes = static_cast<uint32_t>(plain_bytes);
+    require(out.compressed || plain_bytes == record.stream_bytes, "a stream is not as long as its rows");
+    check_lengths(out, rows);
+    out.batches.push_back(std::move(rows));
+  }
+  require(streams_left.at_end() && lengths_left.at_end(), "a section goes on behind its streams");
+}
+
+} // namespace store
