@@ -48,7 +48,7 @@ std::string record_of(const answered &a) {
   return fmt::format(R"({{"question": {}, "agree": {}, "engines": {}}})", json_text(a.question), a.given.agree,
                      array_of(a.given.measurements, [](const measurement &m) {
                        return fmt::format(R"({{"engine": {}, "matches": {}, "least_ms": {:.6f}}})", json_text(m.engine),
-                                          m.matches, m.milliseconds);
+                                          m.matches, m.least);
                      }));
 }
 
