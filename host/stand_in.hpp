@@ -100,6 +100,8 @@ struct trace_answers {
   std::function<std::optional<uint64_t>(const uint64_t *events, uint32_t event, const trace_site &site)> check_event;
   // host_trace_eval_filters.  Everything passes.
   std::function<bool(uint32_t level, uint64_t flags, const trace_site &site)> eval_filters;
+  // host_trace_record: is handed each record, with its tagged values.
+  std::function<void(const char *entry, const char *format, const std::vector<value> &values)> take_record;
 };
 
 // A host environment: its address goes into vorn_ctx_env, and it outlives every context made for it.  Set the public

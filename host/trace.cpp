@@ -19,10 +19,10 @@ uint64_t flags_of_level(const host_trace_ctl *ctl, uint32_t level, uint64_t flag
 
 std::string source_of(const char *file, uint32_t line) { return text_or_null(file) + ':' + std::to_string(line); }
 
-void print_line(const environment &env, const char *format, const std::vector<value> &values, size_t first) {
+void print_line(const environment &env, const char *format, const std::vector<value> &values) {
   if (!env.print_trace)
     return;
-  const std::string text = format_values(format, values.data() + first, values.size() - first);
+  const std::string text = format_values(format, values.data(), values.size());
   std::fputs(text.c_str(), env.print_trace);
 }
 
@@ -82,8 +82,7 @@ void host_trace_record(struct host_trace_ctl *ctl, uint32_t component, uint32_t,
   environment *env = environment_of(ctl);
   if (!env)
     return;
-  std::vector<value> values = {text_or_null(entry), uint64_t{component}, flags};
-  const size_t own = values.size();
+  std::vector<value> values;
   va_list pairs;
   va_start(pairs, nvalues);
   append_tagged(values, nvalues, pairs);
@@ -92,7 +91,10 @@ void host_trace_record(struct host_trace_ctl *ctl, uint32_t component, uint32_t,
   const char *separator = std::strchr(text, '\x01');
   const std::string source = separator ? std::string(text, separator) : std::string();
   const char *format = separator ? separator + 1 : text;
-  print_line(*env, format, values, own);
+  print_line(*env, format, values);
+  if (env->trace.take_record)
+    env->trace.take_record(entry, format, values);
+  values.insert(values.begin(), {text_or_null(entry), uint64_t{component}, flags});
   record(env, {.service = "host_trace_record", .text = format, .values = std::move(values), .source = source});
 }
 
@@ -104,6 +106,6 @@ void host_trace_write(void *env, const char *format, uint32_t nvalues, ...) {
   append_tagged(values, nvalues, pairs);
   va_end(pairs);
 
-  print_line(owner, format, values, 0);
+  print_line(owner, format, values);
   record(&owner, {.service = "host_trace_write", .text = format, .values = std::move(values), .source = {}});
 }

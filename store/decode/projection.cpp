@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <memory>
 #include <optional>
 #include <vector>
 
@@ -78,7 +79,8 @@ std::vector<heading> headings_of(std::span<const column *const> columns) {
 
 projection project(const vorn_ctx &ctx, std::span<const column *const> columns, const selection *rows,
                    duckdb::result expected, uint64_t shown, const std::function<void(row_block)> &take) {
-  table_scan source(ctx, columns, rows);
+  const std::shared_ptr<const selection> not_owned(std::shared_ptr<void>(), rows);
+  table_scan source(ctx, columns, not_owned);
   return project(source, headings_of(columns), std::move(expected), shown, take);
 }
 

@@ -20,6 +20,9 @@ public:
   // step.
   std::span<const cell> next();
 
+  // As the walk over rows does.
+  void go_to(size_t batch) { steps.go_to(batch); }
+
 private:
   row_steps steps;
   std::unique_ptr<batch_decoder> decoder;

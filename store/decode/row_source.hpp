@@ -2,11 +2,15 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "store/decode/row_reader.hpp"
+#include "store/decode/row_steps.hpp"
+#include "store/run/explanation.hpp"
 #include "store/value/value.hpp"
 
 namespace store {
@@ -32,24 +36,60 @@ public:
   virtual row_block rows() const = 0;
 };
 
-// The selected rows of a table, all rows without a selection.
-class table_scan final : public row_source {
+// Rows that come batch by batch of a table, so that threads can take turns at its batches.
+class batch_source : public row_source {
 public:
-  // Context, columns, of which there is at least one, and selection outlive this.
-  table_scan(const vorn_ctx &ctx, std::span<const column *const> columns, const selection *selected) {
+  // Goes to the rows of a batch, with which the source ends; without a call it has those of all.
+  virtual void go_to(size_t batch) = 0;
+
+  // The same rows for another thread.
+  virtual std::unique_ptr<batch_source> another() const = 0;
+};
+
+// The selected rows of a table, all rows without a selection.
+class table_scan final : public batch_source {
+public:
+  // Context and columns, of which there is at least one, outlive this.
+  table_scan(const vorn_ctx &context, std::span<const column *const> read, std::shared_ptr<const selection> rows,
+             plan_step *explained = nullptr)
+      : ctx(context), columns(read.begin(), read.end()), selected(std::move(rows)), told(explained),
+        steps(*columns.front(), selected.get()), cells(columns.size()) {
     for (const column *c : columns)
-      readers.emplace_back(ctx, *c, selected);
-    cells.resize(columns.size());
+      readers.emplace_back(ctx, *c, selected.get());
   }
 
   uint64_t next() override {
+    const step_timer timer(told);
     for (size_t c = 0; c < readers.size(); ++c)
       cells[c] = readers[c].next();
+    if (told != nullptr)
+      tell();
     return cells.front().size();
   }
   row_block rows() const override { return cells; }
+  void go_to(size_t batch) override {
+    for (row_reader &reader : readers)
+      reader.go_to(batch);
+    steps.go_to(batch);
+  }
+  std::unique_ptr<batch_source> another() const override {
+    return std::make_unique<table_scan>(ctx, columns, selected, told);
+  }
 
 private:
+  void tell() {
+    const row_steps::step step = steps.next();
+    if (step.opens_batch)
+      told->count_batch(steps.batch_number());
+    told->rows_in += step.rows;
+    told->rows_out += step.rows;
+  }
+
+  const vorn_ctx &ctx;
+  std::vector<const column *> columns;
+  std::shared_ptr<const selection> selected;
+  plan_step *told; // null where nothing is explained
+  row_steps steps; // that are told
   std::vector<row_reader> readers;
   std::vector<std::span<const cell>> cells;
 };

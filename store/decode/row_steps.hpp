@@ -12,7 +12,14 @@ namespace store {
 class row_steps {
 public:
   // Column and selection outlive this.  Without a selection all rows are walked over.
-  row_steps(const column &walked, const selection *rows) : of(walked), selected(rows) {}
+  row_steps(const column &walked, const selection *rows) : of(walked), selected(rows), batches_end(of.batches.size()) {}
+
+  // Goes to a batch, with which the walk ends.
+  void go_to(size_t batch) {
+    batches_opened = batch;
+    batches_end = batch + 1;
+    left = 0;
+  }
 
   struct step {
     uint32_t rows = 0; // none at the end
@@ -22,7 +29,7 @@ public:
   step next() {
     step out;
     while (left == 0) {
-      if (batches_opened == of.batches.size())
+      if (batches_opened == batches_end)
         return out;
       left = selected != nullptr ? selected->batch_counts[batches_opened] : of.batches[batches_opened].rows;
       ++batches_opened;
@@ -35,6 +42,7 @@ public:
     return out;
   }
 
+  size_t batch_number() const { return batches_opened - 1; }
   // The batch of the last step, how many of its rows are selected, and which; null for all.
   const batch &rows() const { return of.batches[batches_opened - 1]; }
   uint32_t count() const { return wanted; }
@@ -51,6 +59,7 @@ private:
   const column &of;
   const selection *selected;
   size_t batches_opened = 0;
+  size_t batches_end;
   uint32_t wanted = 0; // rows of the batch
   uint32_t left = 0;   // of these
 };

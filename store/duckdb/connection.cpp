@@ -8,6 +8,7 @@
 extern "C" {
 typedef void *duckdb_database;
 typedef void *duckdb_connection;
+typedef void *duckdb_config;
 typedef void *duckdb_prepared_statement;
 typedef void *duckdb_data_chunk;
 typedef void *duckdb_vector;
@@ -31,7 +32,10 @@ typedef struct {
 } duckdb_string_t;
 
 const char *duckdb_library_version(void);
-duckdb_state duckdb_open(const char *path, duckdb_database *out);
+duckdb_state duckdb_create_config(duckdb_config *out);
+duckdb_state duckdb_set_config(duckdb_config config, const char *name, const char *option);
+void duckdb_destroy_config(duckdb_config *config);
+duckdb_state duckdb_open_ext(const char *path, duckdb_database *out, duckdb_config config, char **error);
 void duckdb_close(duckdb_database *database);
 duckdb_state duckdb_connect(duckdb_database database, duckdb_connection *out);
 void duckdb_disconnect(duckdb_connection *connection);
@@ -120,8 +124,14 @@ void statement::closer::operator()(void *closed) const { duckdb_destroy_prepare(
 void *connection::opened() {
   if (handle)
     return handle.get();
+  duckdb_config config = nullptr;
   duckdb_database in_memory = nullptr;
-  if (duckdb_open(nullptr, &in_memory) != duckdb_success)
+  bool is_open = duckdb_create_config(&config) == duckdb_success;
+  if (is_open && threads)
+    is_open = duckdb_set_config(config, "threads", std::to_string(*threads).c_str()) == duckdb_success;
+  is_open = is_open && duckdb_open_ext(nullptr, &in_memory, config, nullptr) == duckdb_success;
+  duckdb_destroy_config(&config);
+  if (!is_open)
     fail("DuckDB cannot open an in-memory database");
   database.reset(in_memory);
   duckdb_connection connected = nullptr;

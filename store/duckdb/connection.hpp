@@ -83,6 +83,9 @@ private:
 // table, which never asks.
 class connection {
 public:
+  // On so many threads; without a number on as many as there are processors.
+  explicit connection(std::optional<uint32_t> chosen_threads = {}) : threads(chosen_threads) {}
+
   result query(const std::string &sql);
   // The same, but rows are made as they are fetched, rather than all at first; the next query ends this.
   result stream(const std::string &sql);
@@ -98,6 +101,7 @@ private:
   struct connection_closer {
     void operator()(void *closed) const;
   };
+  std::optional<uint32_t> threads;
   std::unique_ptr<void, database_closer> database;
   std::unique_ptr<void, connection_closer> handle;
 };

@@ -18,11 +18,11 @@ std::string where(const std::string &condition_sql) {
 reference::reference(duckdb::connection &db, const table_file &file, std::span<const std::string> columns)
     : database(db), source("reference"), row_number("rowid") {
   copy(source, file, columns, "");
-  database.query("SET threads TO 1");
+  use_threads(1);
 }
 
 reference::reference(duckdb::connection &db, const table_file &file) : database(db), source(file.sql()) {
-  database.query("SET threads TO 1");
+  use_threads(1);
 }
 
 reference::reference(duckdb::connection &db, const joined &first, const joined &second)
@@ -31,7 +31,7 @@ reference::reference(duckdb::connection &db, const joined &first, const joined &
       row_order({"\"row of reference\"", "\"row of joined\""}) {
   copy("reference", first.file, first.columns, ", row_number() OVER () AS \"row of reference\"");
   copy("joined", second.file, second.columns, ", row_number() OVER () AS \"row of joined\"");
-  database.query("SET threads TO 1");
+  use_threads(1);
 }
 
 void reference::copy(std::string_view table, const table_file &file, std::span<const std::string> columns,
@@ -43,6 +43,8 @@ void reference::copy(std::string_view table, const table_file &file, std::span<c
   database.query(fmt::format("CREATE OR REPLACE TABLE {} AS SELECT {}{} FROM {}", table, fmt::join(named, ", "), more,
                              file.sql()));
 }
+
+void reference::use_threads(size_t threads) const { database.query(fmt::format("SET threads TO {}", threads)); }
 
 duckdb::statement reference::counting(const std::string &condition_sql) const {
   return database.prepare(fmt::format("SELECT count(*) FROM {}{}", source, where(condition_sql)));

@@ -26,7 +26,8 @@ struct sql_select {
 
 class reference {
 public:
-  // Copies columns of a file into a table in memory, and from then on runs on one thread.
+  // Copies columns of a file into a table in memory, and from then on runs on one thread, unless it is told another
+  // number.
   reference(duckdb::connection &db, const table_file &file, std::span<const std::string> columns);
 
   // Copies columns of two tables in the same way; a row of one is joined with each of the other where the keys are
@@ -40,6 +41,8 @@ public:
 
   // Reads the file itself, which is enough where no time is measured.
   reference(duckdb::connection &db, const table_file &file);
+
+  void use_threads(size_t threads) const;
 
   // Has no columns, so that there is nothing to compare with and no query: saved tables are not DuckDB's.
   explicit reference(duckdb::connection &db) : database(db) {}

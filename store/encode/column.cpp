@@ -11,7 +11,7 @@ uint64_t column::encoded_bytes() const {
   const auto *entries = std::get_if<dictionary>(&values);
   uint64_t bytes = entries ? entries->bytes() : std::holds_alternative<key_range>(values) ? sizeof(key_range) : 0;
   for (const batch &b : batches)
-    bytes += sizeof(zone) + b.stored_bytes() + b.length_bytes() + b.cla.size() * sizeof(uint32_t);
+    bytes += sizeof(zone) + b.bytes();
   return bytes;
 }
 

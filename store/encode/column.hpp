@@ -17,8 +17,9 @@
 namespace store {
 
 // Rows of a batch; the last one of a column may have fewer.  A multiple of 64, so that the result of a batch begins
-// with a word.
-inline constexpr uint32_t batch_rows = 65536;
+// with a word.  Tests take fewer, so that small tables have many batches.
+inline constexpr uint32_t batch_rows = VORN_BATCH_ROWS;
+static_assert(batch_rows % 64 == 0 && batch_rows <= 65536);
 
 enum class encoding { dict, rle, fixed, dynp, prefix };
 std::string_view encoding_name(encoding form);
@@ -58,6 +59,9 @@ struct batch {
   // Where the library keeps the decompressed stream.  The memory belongs to the environment of the context of the
   // first scan, so every scan of a compressed column takes a context of that one.
   mutable void *decompressed = nullptr;
+
+  // As stored, without the memory behind the ends.
+  uint64_t bytes() const { return stored_bytes() + length_bytes() + cla.size() * sizeof(uint32_t); }
 
 private:
   static uint64_t without_slack(const stored_array<uint8_t> &stream) {

@@ -27,7 +27,8 @@ void bloom_map::add(std::span<const uint64_t> hashes) {
   }
 }
 
-std::span<const uint32_t> bloom_map::test(std::span<const uint64_t> hashes) {
+std::span<const uint32_t> bloom_map::test(std::span<const uint64_t> hashes, room &used) const {
+  auto &[tested, bits, passed] = used;
   tested.resize(hashes.size());
   std::transform(hashes.begin(), hashes.end(), tested.begin(),
                  [](uint64_t hash) { return big_endian(asked_of(hash)); });
@@ -37,8 +38,9 @@ std::span<const uint32_t> bloom_map::test(std::span<const uint64_t> hashes) {
   vorn_enc_ctx encoding{};
   vorn_add_encoding_type_bloom(&encoding, 0, mask, 0, 0);
   vorn_cv filter{};
-  vorn_build_vector(&filter, nullptr, nullptr, nullptr, &encoding, nullptr, reinterpret_cast<uint64_t *>(map.data()), 0,
-                    0, nullptr, 0);
+  // Vectors serve as sources and as results, so their pointers are not const; the library only reads a source.
+  auto *words = reinterpret_cast<uint64_t *>(const_cast<uint8_t *>(map.data()));
+  vorn_build_vector(&filter, nullptr, nullptr, nullptr, &encoding, nullptr, words, 0, 0, nullptr, 0);
   uint32_t first_and_last[2];
   vorn_cv result{};
   vorn_build_vector(&result, first_and_last, nullptr, nullptr, nullptr, nullptr, bits.data(),

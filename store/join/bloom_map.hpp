@@ -17,8 +17,14 @@ public:
 
   void add(std::span<const uint64_t> hashes);
 
-  // The numbers of those that may be in the map, in ascending order.  Good until the next call.
-  std::span<const uint32_t> test(std::span<const uint64_t> hashes);
+  // What a test needs, of each thread its own.
+  struct room {
+    std::vector<uint32_t> tested;
+    aligned_vector<uint64_t> bits;
+    std::vector<uint32_t> passed;
+  };
+  // The numbers of those that may be in the map, in ascending order.  Good until the room is used again.
+  std::span<const uint32_t> test(std::span<const uint64_t> hashes, room &used) const;
 
   uint64_t bytes() const { return map.size(); }
 
@@ -26,10 +32,6 @@ private:
   const vorn_ctx &ctx;
   uint32_t mask;
   aligned_vector<uint8_t> map;
-  // Of a test.
-  std::vector<uint32_t> tested;
-  aligned_vector<uint64_t> bits;
-  std::vector<uint32_t> passed;
 };
 
 } // namespace store

@@ -13,14 +13,11 @@
 
 #include "store/decode/row_cursor.hpp"
 #include "store/decode/row_source.hpp"
-#include "store/join/bloom_map.hpp"
-#include "store/join/hash_table.hpp"
+#include "store/join/built_side.hpp"
 #include "store/join/key_reader.hpp"
 #include "store/join/prober.hpp"
 #include "store/join/record_store.hpp"
-#include "store/join/row_groups.hpp"
 #include "store/join/sizing.hpp"
-#include "store/query/selection.hpp"
 #include <vorn/vorn.h>
 
 namespace store {
@@ -29,19 +26,6 @@ namespace store {
 struct joined_row {
   uint64_t first;
   uint64_t second;
-};
-
-struct join_side {
-  const column &key;
-  std::optional<selection> rows; // nothing for all; no key of them is NULL
-
-  const selection *selected() const { return rows ? &*rows : nullptr; }
-  uint64_t count() const { return rows ? rows->count : key.rows; }
-};
-
-struct output_column {
-  const column *of = nullptr;
-  bool of_second = false; // table
 };
 
 // What a join did.
@@ -58,19 +42,37 @@ struct join_statistics {
   bool map_given_up = false;
   uint64_t candidates = 0;
   uint64_t confirmed = 0; // of these
+
+  // Adds what another thread looked up in the same table.
+  void add_probe(const join_statistics &other);
 };
 
-class hash_join final : public row_source {
-public:
+// What all threads that join rows share, and only read.
+struct join_sides {
   using row_test = std::function<bool(const joined_row &)>;
 
-  // Builds the table.  Context and columns outlive this.  Keys are of one kind of value.  Of the joined rows only those
-  // are given that a test takes, if there is one.
-  hash_join(const vorn_ctx &ctx, join_side first, const join_side &second, std::span<const output_column> columns,
-            row_test test, const join_settings &settings);
+  // Builds the table.  Context and columns outlive this.  Keys are of one kind of value.
+  join_sides(const vorn_ctx &ctx, join_side first, const join_side &second, std::span<const output_column> columns,
+             row_test test, const join_settings &settings);
+
+  join_side first;
+  built_side second;
+  std::vector<output_column> shown;
+  row_test test; // of joined rows only those are given that it takes, if there is one
+  join_settings settings;
+  plan_step *told = nullptr; // that joins rows; null where nothing is explained
+};
+
+class hash_join final : public batch_source {
+public:
+  // The context outlives this.
+  hash_join(const vorn_ctx &ctx, std::shared_ptr<const join_sides> sides);
 
   uint64_t next() override;
   row_block rows() const override { return blocks; }
+  void go_to(size_t batch) override;
+  std::unique_ptr<batch_source> another() const override { return copy(); }
+  std::unique_ptr<hash_join> copy() const { return std::make_unique<hash_join>(ctx, sides); }
 
   // Which rows of the tables these are.
   std::span<const joined_row> joined() const { return std::span(pairs).first(joined_count); }
@@ -87,32 +89,23 @@ private:
     std::vector<cell> cells;
   };
 
-  void build(const join_side &second, std::span<const output_column> columns);
+  const built_side &second() const { return sides->second; }
   bool next_step();
   bool next_keys();
   void join_rows();
   void show();
 
   const vorn_ctx &ctx;
-  join_settings settings;
-  row_test test;
+  std::shared_ptr<const join_sides> sides;
   join_statistics did;
   std::vector<shown_column> shown;
 
-  // The second table.
-  std::optional<bloom_map> map;
-  std::optional<hash_table> table;
-  row_groups groups;                   // of its rows by their key
-  std::optional<record_store> keys;    // of the table's entries, which confirm candidates
-  std::optional<record_store> records; // what is shown of its rows: the bits of NULLs, and the values
-  std::vector<uint64_t> built_rows;    // the numbers of its rows; empty where these are all
-
-  // The first one, and a step of it.
-  join_side first;
+  // A step of the first table.
   key_reader probed_keys;
   row_steps steps;
   row_cursor cursor;
-  std::optional<prober> probe;
+  prober probe;
+  record_store::room room;
   std::span<const uint32_t> step_rows; // in their batch
 
   // Rows of the step and entries with an equal key, and how far these are joined.

@@ -75,38 +75,57 @@ join_query::part join_query::bound(const expression &e, bool is_false) {
   return out;
 }
 
-bool join_query::holds(const part &p, const std::vector<selection> &answers, const std::vector<question> &questions,
-                       const joined_row &row) {
-  if (p.what == kind::single)
-    return answers[p.question].contains(questions[p.question].of_second ? row.second : row.first);
-  const auto part_holds = [&](const part &inner) { return holds(inner, answers, questions, row); };
+bool join_query::holds(const part &p, const std::vector<answer> &answers, const joined_row &row) {
+  if (p.what == kind::single) {
+    const auto &[of_second, rows] = answers[p.question];
+    return rows.contains(of_second ? row.second : row.first);
+  }
+  const auto part_holds = [&](const part &inner) { return holds(inner, answers, row); };
   return p.what == kind::all_of ? std::all_of(p.parts.begin(), p.parts.end(), part_holds)
                                 : std::any_of(p.parts.begin(), p.parts.end(), part_holds);
 }
 
-std::optional<selection> join_query::filtered(const vorn_ctx &ctx, bool of_second) const {
+std::optional<selection> join_query::filtered(const execution &on, bool of_second) const {
   const std::vector<expression> &all = filters[of_second];
   std::optional<selection> out;
   if (!all.empty())
-    query(condition{{kind::all_of, {}, all}, {}, {}}, of_second ? second : first).run(ctx, out.emplace());
+    query(condition{{kind::all_of, {}, all}, {}, {}}, of_second ? second : first).run(on, out.emplace());
   if (narrowed[of_second])
     out = narrowed[of_second](out ? &*out : nullptr);
   return out;
 }
 
-std::unique_ptr<hash_join> join_query::run(const vorn_ctx &ctx, std::span<const output_column> columns,
+std::unique_ptr<hash_join> join_query::run(const execution &on, std::span<const output_column> columns,
                                            const join_settings &settings) const {
-  hash_join::row_test test;
+  join_sides::row_test test;
   if (!mixed.empty()) {
-    std::vector<selection> answers(questions.size());
-    for (size_t i = 0; i < questions.size(); ++i)
-      questions[i].asked.run(ctx, answers[i]);
-    test = [this, answers = std::move(answers)](const joined_row &row) {
-      return std::all_of(mixed.begin(), mixed.end(), [&](const part &p) { return holds(p, answers, questions, row); });
+    std::vector<answer> answers;
+    for (const auto &[of_second, asked] : questions)
+      asked.run(on, answers.emplace_back(answer{of_second, {}}).rows);
+    test = [parts = mixed, answers = std::move(answers)](const joined_row &row) {
+      return std::all_of(parts.begin(), parts.end(), [&](const part &p) { return holds(p, answers, row); });
     };
   }
-  return std::make_unique<hash_join>(ctx, join_side{first_key, filtered(ctx, false)},
-                                     join_side{second_key, filtered(ctx, true)}, columns, std::move(test), settings);
+  const vorn_ctx &ctx = on.context();
+  join_side probed{first_key, filtered(on, false)};
+  const join_side looked_up{second_key, filtered(on, true)};
+  std::vector<const column *> read[2] = {{&first_key}, {&second_key}};
+  for (const auto &[of, of_second] : columns)
+    read[of_second].push_back(of);
+  plan_step *const built = on.begin_step("build table of " + second_key.name, read[true]);
+  std::optional<step_timer> timer(built);
+  const auto sides =
+      std::make_shared<join_sides>(ctx, std::move(probed), looked_up, columns, std::move(test), settings);
+  timer.reset();
+  if (built != nullptr) {
+    for (size_t batch = 0; batch < second_key.batches.size(); ++batch)
+      built->count_batch(batch);
+    built->rows_in = looked_up.count();
+    built->rows_out = sides->second.table->rows();
+    built->bytes += sides->second.table->bytes();
+  }
+  sides->told = on.begin_step("join by " + first_key.name, read[false]);
+  return std::make_unique<hash_join>(ctx, sides);
 }
 
 } // namespace store

@@ -35,14 +35,14 @@ public:
   using row_filter = std::function<selection(const selection *among)>;
   void narrow(bool of_second, row_filter further) { narrowed[of_second] = std::move(further); }
 
-  // The joined rows on which the condition is true.  The context, and this, outlive them.
-  std::unique_ptr<hash_join> run(const vorn_ctx &ctx, std::span<const output_column> columns,
+  // The joined rows on which the condition is true, for one thread.  Context and columns outlive them.
+  std::unique_ptr<hash_join> run(const execution &on, std::span<const output_column> columns,
                                  const join_settings &settings) const;
 
   // What of it is there without a join: does the condition ask something of both tables at once, the rows of a table on
   // which its part of the condition is true and no key is NULL, nothing for all, and the key of a table.
   bool asks_both() const { return !mixed.empty(); }
-  std::optional<selection> filtered(const vorn_ctx &ctx, bool of_second) const;
+  std::optional<selection> filtered(const execution &on, bool of_second) const;
   const column &key(bool of_second) const { return of_second ? second_key : first_key; }
 
 private:
@@ -57,11 +57,15 @@ private:
     query asked;
   };
 
+  struct answer {
+    bool of_second = false;
+    selection rows; // of the table
+  };
+
   bool asks(const expression &e, bool of_second) const;
   void split(const expression &e, bool is_false);
   part bound(const expression &e, bool is_false);
-  static bool holds(const part &p, const std::vector<selection> &answers, const std::vector<question> &questions,
-                    const joined_row &row);
+  static bool holds(const part &p, const std::vector<answer> &answers, const joined_row &row);
 
   const column_map &first;
   const column_map &second;

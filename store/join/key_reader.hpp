@@ -26,6 +26,12 @@ public:
   // The hash values of the next rows; of none at the end.  Good until the next call.
   std::span<const uint64_t> next();
 
+  void go_to(size_t batch) {
+    steps.go_to(batch);
+    if (values)
+      values->go_to(batch);
+  }
+
   // Are equal keys known by their code?  The number of codes, or 0.
   uint64_t distinct_codes() const { return symbol_hashes.size(); }
   uint32_t code(uint64_t row) const { return codes[row] == negative_zero ? codes[row] + 1 : codes[row]; }

@@ -4,7 +4,8 @@
 
 namespace store {
 
-prober::prober(const vorn_ctx &context, const hash_table &probed_table, bloom_map *keys, const join_settings &settings)
+prober::prober(const vorn_ctx &context, const hash_table &probed_table, const bloom_map *keys,
+               const join_settings &settings)
     : ctx(context), table(probed_table), map(keys), must_test(settings.bloom.value_or(false)), pairs(settings.pairs) {}
 
 void prober::open(std::span<const uint64_t> hashes) {
@@ -17,7 +18,7 @@ void prober::open(std::span<const uint64_t> hashes) {
 }
 
 void prober::drop_rows_without_match() {
-  const std::span<const uint32_t> passed = map->test(probed);
+  const std::span<const uint32_t> passed = map->test(probed, room);
   rows_tested += probed.size();
   rows_passed += passed.size();
   map_given_up = !must_test && !is_worth_testing(rows_passed, rows_tested);

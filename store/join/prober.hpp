@@ -21,7 +21,7 @@ struct candidate {
 class prober {
 public:
   // Context, table and map outlive this.  The map may be null.
-  prober(const vorn_ctx &ctx, const hash_table &table, bloom_map *map, const join_settings &settings);
+  prober(const vorn_ctx &ctx, const hash_table &table, const bloom_map *map, const join_settings &settings);
 
   // Begins a batch of rows.  The hash values outlive its candidates.
   void open(std::span<const uint64_t> hashes);
@@ -40,11 +40,12 @@ private:
 
   const vorn_ctx &ctx;
   const hash_table &table;
-  bloom_map *map;
+  const bloom_map *map;
   bool must_test; // whatever the map lets through
   uint64_t rows_tested = 0;
   uint64_t rows_passed = 0;
   bool map_given_up = false;
+  bloom_map::room room;
 
   // The batch.
   std::span<const uint64_t> probed;

@@ -44,10 +44,12 @@ void record_store::add_block(uint64_t bytes) {
   block_end = block.data() + block.size();
 }
 
-std::span<const uint8_t *const> record_store::fetch(std::span<const candidate> rows) {
+std::span<const uint8_t *const> record_store::fetch(std::span<const candidate> rows, room &used) const {
+  auto &[fetched, lengths] = used;
   fetched.resize(rows.size());
   lengths.resize(rows.size());
-  void *references = records.data();
+  // The table has its parts by pointers that are not const; the library only reads what it gathers.
+  void *references = const_cast<reference *>(records.data());
   vorn_transpose_table table{};
   constexpr uint8_t one_partition = 64;
   vorn_build_transpose_table(&table, 0, 0, 0, 0, one_partition, &references, nullptr, 0, nullptr, 0, 0, 0, nullptr,

@@ -42,8 +42,13 @@ public:
   // Adds rows, of each field equally many, VORN_LP_SEP or VORN_FIXED.
   void append(std::span<row_vector> fields);
 
-  // The records of the table's rows of some candidates.  Good until the next call.
-  std::span<const uint8_t *const> fetch(std::span<const candidate> rows);
+  // What a fetch needs, of each thread its own.
+  struct room {
+    std::vector<const uint8_t *> fetched;
+    std::vector<uint16_t> lengths;
+  };
+  // The records of the table's rows of some candidates.  Good until the room is used again.
+  std::span<const uint8_t *const> fetch(std::span<const candidate> rows, room &used) const;
 
 private:
   struct reference { // VORN_LP
@@ -63,10 +68,6 @@ private:
   void *block_end = nullptr;
   void *fields_begin = nullptr;
   std::vector<reference> matrix; // of the fields, row by row
-
-  // The results of a fetch.
-  std::vector<const uint8_t *> fetched;
-  std::vector<uint16_t> lengths;
 };
 
 } // namespace store

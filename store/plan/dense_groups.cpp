@@ -38,16 +38,34 @@ bool dense_groups::serves(const vorn_ctx &ctx, std::span<const column *const> co
   return space && *space <= settings.most_groups;
 }
 
-dense_groups::dense_groups(const vorn_ctx &context, const column &walked, std::span<const column *const> columns,
-                           std::span<const number_column> added, std::optional<selection> chosen,
+dense_groups::dense_groups(const vorn_ctx &context, const column &any, std::span<const column *const> columns,
+                           std::span<const number_column> added_columns, std::shared_ptr<const selection> chosen,
                            const dense_settings &chosen_settings)
-    : ctx(context), settings(chosen_settings), key(columns), selected(std::move(chosen)),
-      steps(walked, selected ? &*selected : nullptr), count(key_space(ctx, columns).value_or(0)) {
+    : ctx(context), settings(chosen_settings), walked(any), key(columns),
+      added(added_columns.begin(), added_columns.end()), selected(std::move(chosen)), steps(walked, selected.get()),
+      count(key_space(ctx, columns).value_or(0)) {
   for (const column *c : columns)
     unpackers.emplace_back(ctx, *c, code_unpacker::element::four_bytes);
   packed.resize(columns.size());
   for (const number_column &c : added)
-    readers.emplace_back(ctx, c, selected ? &*selected : nullptr);
+    readers.emplace_back(ctx, c, selected.get());
+}
+
+std::unique_ptr<dense_groups> dense_groups::copy() const {
+  return std::make_unique<dense_groups>(ctx, walked, key.columns(), added, selected, settings);
+}
+
+std::vector<const column *> dense_groups::read() const {
+  std::vector<const column *> out(key.columns().begin(), key.columns().end());
+  for (const number_column &c : added)
+    out.push_back(c.of);
+  return out;
+}
+
+void dense_groups::go_to(size_t batch) {
+  steps.go_to(batch);
+  for (number_reader &reader : readers)
+    reader.go_to(batch);
 }
 
 uint32_t dense_groups::next() {

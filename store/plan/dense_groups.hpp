@@ -33,17 +33,24 @@ public:
   // Context and columns outlive this.  `walked` is any column of the table.  Without columns there is one group.
   // Without a selection all rows are grouped.
   dense_groups(const vorn_ctx &ctx, const column &walked, std::span<const column *const> columns,
-               std::span<const number_column> added, std::optional<selection> selected, const dense_settings &settings);
+               std::span<const number_column> added, std::shared_ptr<const selection> selected,
+               const dense_settings &settings);
   dense_groups(const dense_groups &) = delete;
 
   uint32_t next() override;
+  const char *method() const override { return "dense keys"; }
+  bool calls_groupkey() const override { return !unpackers.empty(); }
+  std::vector<const column *> read() const override;
+  void go_to(size_t batch) override;
+  std::unique_ptr<group_input> another() const override { return copy(); }
+  std::unique_ptr<dense_groups> copy() const;
   const uint32_t *groups() const override { return unpackers.empty() ? nullptr : keys.data(); }
   const numbers &operator[](size_t column) const override { return readers[column].current(); }
   uint32_t group_count() const override { return count; }
   void show(uint32_t group, std::span<cell> out) const override { key.show(group, out); }
 
   // All of them; null for those of the table.
-  const selection *rows() const { return selected ? &*selected : nullptr; }
+  const std::shared_ptr<const selection> &rows() const { return selected; }
 
 private:
   static std::optional<uint32_t> key_space(const vorn_ctx &ctx, std::span<const column *const> columns);
@@ -51,8 +58,10 @@ private:
 
   const vorn_ctx &ctx;
   dense_settings settings;
+  const column &walked;
   code_key key;
-  std::optional<selection> selected;
+  std::vector<number_column> added;
+  std::shared_ptr<const selection> selected;
   row_steps steps;
   row_cursor cursor;
   std::deque<code_unpacker> unpackers;

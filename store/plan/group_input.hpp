@@ -2,7 +2,9 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <span>
+#include <vector>
 
 #include "store/plan/numbers.hpp"
 #include "store/value/value.hpp"
@@ -24,6 +26,19 @@ public:
 
   // Groups are below this number.  It may grow from step to step, and some may be without rows.
   virtual uint32_t group_count() const = 0;
+
+  // Goes to the rows of a batch, with which they end; without a call these are those of all.
+  virtual void go_to(size_t batch) = 0;
+
+  // The same rows for another thread, and the number here of a group that has another number there.
+  virtual std::unique_ptr<group_input> another() const = 0;
+  virtual uint32_t group_of(const group_input & /*there*/, uint32_t group) { return group; }
+
+  // How the groups are found, by an entry point that tells no trace of itself or by none, and the columns whose batches
+  // this reads itself.
+  virtual const char *method() const = 0;
+  virtual bool calls_groupkey() const { return false; }
+  virtual std::vector<const column *> read() const = 0;
 
   // What a group has in common, a cell of each column that rows are grouped by.
   virtual void show(uint32_t group, std::span<cell> out) const = 0;

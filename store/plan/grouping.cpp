@@ -1,7 +1,11 @@
 #include "store/plan/grouping.hpp"
 
+#include <algorithm>
 #include <cmath>
+#include <span>
 #include <utility>
+
+#include "store/run/batch_turns.hpp"
 
 namespace store {
 
@@ -16,49 +20,147 @@ cell shown_as_one(const cell &c, value_kind kind) {
 
 } // namespace
 
-grouping::grouping(const vorn_ctx &context, std::unique_ptr<group_input> grouped, std::vector<value_kind> grouped_by,
-                   std::vector<aggregate> asked, std::vector<term> added, const std::vector<number_form> &forms)
-    : ctx(context), input(std::move(grouped)), kinds(std::move(grouped_by)), aggregates(std::move(asked)), counts(ctx),
-      terms(std::move(added)), cells(kinds.size() + aggregates.size()), blocks(cells.size()) {
+grouping::grouping(const execution &on, std::unique_ptr<group_input> grouped, size_t input_batches,
+                   std::vector<value_kind> grouped_by, std::vector<aggregate> asked, std::vector<term> added,
+                   std::vector<number_form> number_forms, plan_step *explained)
+    : run(on), batches(input_batches), kinds(std::move(grouped_by)), aggregates(std::move(asked)),
+      terms(std::move(added)), forms(std::move(number_forms)), told(explained), all(made_share(std::move(grouped))),
+      shares(run), cells(kinds.size() + aggregates.size()), blocks(cells.size()) {}
+
+std::unique_ptr<grouping::share> grouping::made_share(std::unique_ptr<group_input> input) const {
+  const vorn_ctx &ctx = run.context();
+  const uint32_t groups = input->group_count();
+  std::unique_ptr<share> out(new share{std::move(input), group_counts(ctx), {}, {}, groups, 0, {}, {}});
   const auto is_nullable = [&](const term::operand &o) { return !o.constant && forms[o.column].is_nullable; };
   for (const term &t : terms) {
     const bool computes = t.opcode != VORN_OPC_NONE;
-    computed.emplace_back(ctx, computes && (is_nullable(t.left) || is_nullable(t.right)));
-    sums.emplace_back(ctx, computes ? computed.back().stored_as() : forms[t.left.column]);
+    out->computed.emplace_back(ctx, computes && (is_nullable(t.left) || is_nullable(t.right)));
+    out->sums.emplace_back(ctx, computes ? out->computed.back().stored_as() : forms[t.left.column]);
   }
+  out->resize();
+  return out;
 }
 
-const numbers &grouping::numbers_of(size_t added) {
+void grouping::share::resize() {
+  counts.resize(input->group_count());
+  for (summation &sum : sums)
+    sum.resize(input->group_count());
+}
+
+const numbers &grouping::numbers_of(share &own, size_t added) const {
   const term &t = terms[added];
   if (t.opcode == VORN_OPC_NONE)
-    return (*input)[t.left.column];
-  const auto operand = [&](const term::operand &o) { return o.constant ? nullptr : &(*input)[o.column]; };
-  return computed[added].compute(t, operand(t.left), operand(t.right));
+    return (*own.input)[t.left.column];
+  const auto operand = [&](const term::operand &o) { return o.constant ? nullptr : &(*own.input)[o.column]; };
+  return own.computed[added].compute(t, operand(t.left), operand(t.right));
 }
 
 void grouping::add_all() {
-  std::vector<uint8_t> ones;
-  const auto resize = [&] {
-    counts.resize(input->group_count());
-    for (summation &sum : sums)
-      sum.resize(input->group_count());
-  };
-  resize();
-  while (const uint32_t rows = input->next()) {
-    resize();
-    ones.resize(rows, 1);
-    counts.add(ones.data(), rows, input->groups());
-    for (size_t added = 0; added < sums.size(); ++added)
-      sums[added].add(numbers_of(added), input->groups());
+  const auto has_own_groups = [](const auto &own) { return own && own->has_own_groups(); };
+  size_t done = 0;
+  if (run.threads() > 1) {
+    done = std::min(2 * run.threads(), batches);
+    spread(0, done);
+    // To put such groups together takes as long as to find them.
+    if (std::none_of(shares.all().begin(), shares.all().end(), has_own_groups))
+      spread(std::exchange(done, batches), batches);
   }
+  for (; done < batches; ++done)
+    add_batch(*all, done);
+  for (const auto &own : shares.all()) {
+    if (!own)
+      continue;
+    find_groups_of_all(*own);
+    all->counts.add(own->counts, own->groups_of_all);
+    for (size_t added = 0; added < terms.size(); ++added)
+      if (!is_ordered(added))
+        all->sums[added].add(own->sums[added], own->groups_of_all);
+  }
+}
+
+void grouping::spread(size_t first, size_t end) {
+  const bool has_reals =
+      std::any_of(all->sums.begin(), all->sums.end(), [](const summation &sum) { return sum.stored_as().is_real; });
+  batch_turns turns(first);
+  run.each(end - first, [&](size_t thread, size_t i) {
+    try {
+      share &own = shares.of(thread, [&] { return made_share(all->input->another()); });
+      const size_t steps = add_batch(own, first + i);
+      if (has_reals)
+        turns.take(first + i, [&] { add_reals(own, steps); });
+    } catch (...) {
+      turns.give_up();
+      throw;
+    }
+  });
+}
+
+// Returns how many steps have kept reals.
+size_t grouping::add_batch(share &own, size_t batch) {
+  const step_timer timer(told);
+  std::vector<uint8_t> ones;
+  size_t steps = 0;
+  bool is_first = true;
+  own.input->go_to(batch);
+  while (const uint32_t rows = own.input->next()) {
+    own.resize();
+    own.rows += rows;
+    ones.resize(rows, 1);
+    own.counts.add(ones.data(), rows, own.input->groups());
+    bool keeps = false;
+    for (size_t added = 0; added < terms.size(); ++added)
+      if (&own == all.get() || !is_ordered(added))
+        own.sums[added].add(numbers_of(own, added), own.input->groups());
+      else
+        keeps = true;
+    if (keeps)
+      keep_reals(own, rows, steps++);
+    if (told != nullptr) {
+      if (std::exchange(is_first, false))
+        told->count_batch(batch);
+      told->rows_in += rows;
+    }
+  }
+  return steps;
+}
+
+void grouping::keep_reals(share &own, uint32_t rows, size_t step) {
+  if (step == own.kept.size())
+    own.kept.push_back({false, {}, std::vector<numbers>(terms.size(), numbers(number_form()))});
+  auto &[is_grouped, groups, reals] = own.kept[step];
+  for (size_t added = 0; added < terms.size(); ++added)
+    if (is_ordered(added))
+      reals[added] = numbers_of(own, added);
+  const uint32_t *own_groups = own.input->groups();
+  is_grouped = own_groups != nullptr;
+  if (is_grouped)
+    groups.assign(own_groups, own_groups + rows);
+}
+
+void grouping::add_reals(share &own, size_t steps) {
+  const step_timer timer(told);
+  find_groups_of_all(own);
+  for (auto &[is_grouped, groups, reals] : std::span(own.kept).first(steps)) {
+    for (uint32_t &group : groups)
+      group = own.groups_of_all[group];
+    for (size_t added = 0; added < terms.size(); ++added)
+      if (is_ordered(added))
+        all->sums[added].add(reals[added], is_grouped ? groups.data() : nullptr);
+  }
+}
+
+void grouping::find_groups_of_all(share &own) {
+  for (auto group = static_cast<uint32_t>(own.groups_of_all.size()); group < own.input->group_count(); ++group)
+    own.groups_of_all.push_back(all->input->group_of(*own.input, group));
+  all->resize();
 }
 
 cell grouping::value(const aggregate &asked, uint32_t group) const {
   if (asked.what == function::count)
-    return static_cast<int64_t>(counts[group]);
-  const summation &sum = sums[asked.added];
+    return static_cast<int64_t>(all->counts[group]);
+  const summation &sum = all->sums[asked.added];
   const number_form &form = sum.stored_as();
-  const uint64_t values = form.is_nullable ? sum.present()[group] : counts[group];
+  const uint64_t values = form.is_nullable ? sum.present()[group] : all->counts[group];
   if (values == 0)
     return {};
   if (asked.what == function::sum && !form.is_real)
@@ -71,6 +173,7 @@ cell grouping::value(const aggregate &asked, uint32_t group) const {
 }
 
 uint64_t grouping::next() {
+  const step_timer timer(told);
   if (!std::exchange(is_added, true))
     add_all();
   constexpr size_t most = 4096;
@@ -79,10 +182,10 @@ uint64_t grouping::next() {
   const size_t columns = kinds.size();
   std::vector<cell> common(columns);
   size_t count = 0;
-  for (; count < most && next_group < input->group_count(); ++next_group) {
-    if (counts[next_group] == 0 && columns != 0)
+  for (; count < most && next_group < all->input->group_count(); ++next_group) {
+    if (all->counts[next_group] == 0 && columns != 0)
       continue;
-    input->show(next_group, common);
+    all->input->show(next_group, common);
     for (size_t c = 0; c < columns; ++c)
       cells[c].push_back(shown_as_one(common[c], kinds[c]));
     for (size_t a = 0; a < aggregates.size(); ++a)
@@ -91,6 +194,8 @@ uint64_t grouping::next() {
   }
   for (size_t c = 0; c < cells.size(); ++c)
     blocks[c] = cells[c];
+  if (told != nullptr)
+    told->rows_out += count;
   return count;
 }
 

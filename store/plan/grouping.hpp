@@ -1,4 +1,9 @@
 // One row for each group of rows: what the group has in common, and counts, sums and averages over its rows.
+//
+// Threads take batches by turns.  Each counts rows and adds integers by groups of its own, which are put together at
+// the end.  A sum of reals depends on the order of its additions: threads find the groups and the numbers of a batch
+// at once but add the reals in the order of the batches, so that the sums are the same to the bit on any number of
+// them.
 #pragma once
 
 #include <cstdint>
@@ -9,6 +14,7 @@
 #include "store/plan/arithmetic.hpp"
 #include "store/plan/group_input.hpp"
 #include "store/plan/summation.hpp"
+#include "store/run/execution.hpp"
 #include <vorn/vorn.h>
 
 namespace store {
@@ -25,30 +31,63 @@ public:
     uint32_t scale = 0; // of decimal numbers, which are added as integers
   };
 
-  // The context outlives this.  The kinds are those of the columns that rows are grouped by, the forms those of the
-  // columns of numbers.
-  grouping(const vorn_ctx &ctx, std::unique_ptr<group_input> input, std::vector<value_kind> kinds,
-           std::vector<aggregate> aggregates, std::vector<term> terms, const std::vector<number_form> &forms);
+  // The context outlives this.  The input has rows of so many batches.  The kinds are those of the columns that rows
+  // are grouped by, the forms those of the columns of numbers.
+  grouping(const execution &on, std::unique_ptr<group_input> input, size_t batches, std::vector<value_kind> kinds,
+           std::vector<aggregate> aggregates, std::vector<term> terms, std::vector<number_form> forms,
+           plan_step *explained);
 
   uint64_t next() override;
   row_block rows() const override { return blocks; }
 
 private:
+  // Reals of some rows.  Their memory is used again.
+  struct kept_step {
+    bool is_grouped = false;
+    std::vector<uint32_t> groups;
+    std::vector<numbers> reals; // by term; those of integers are empty
+  };
+  // Groups with numbers of their own, and what was added: of all rows, or of those of a thread.
+  struct share {
+    std::unique_ptr<group_input> input;
+    group_counts counts; // rows
+    // By term.
+    std::vector<computed_numbers> computed;
+    std::vector<summation> sums;
+
+    uint32_t groups_at_first = 0; // before the first row
+    uint64_t rows = 0;
+
+    // Of a thread: the numbers of the groups among those of all rows, and the reals of the last batch.
+    std::vector<uint32_t> groups_of_all;
+    std::vector<kept_step> kept;
+
+    void resize();
+    // Do most rows have a group for themselves?
+    bool has_own_groups() const { return input->group_count() > groups_at_first + rows / 4; }
+  };
+
+  std::unique_ptr<share> made_share(std::unique_ptr<group_input> input) const;
   void add_all();
-  const numbers &numbers_of(size_t added);
+  void spread(size_t first, size_t end);
+  size_t add_batch(share &own, size_t batch);
+  void keep_reals(share &own, uint32_t rows, size_t step);
+  void add_reals(share &own, size_t steps);
+  void find_groups_of_all(share &own);
+  const numbers &numbers_of(share &own, size_t added) const;
+  // Is a term added by one thread, whichever found its numbers?
+  bool is_ordered(size_t added) const { return all->sums[added].stored_as().is_real; }
   cell value(const aggregate &asked, uint32_t group) const;
 
-  const vorn_ctx &ctx;
-  std::unique_ptr<group_input> input;
+  execution run;
+  size_t batches;
   std::vector<value_kind> kinds;
   std::vector<aggregate> aggregates;
-
-  group_counts counts; // rows
-
-  // By term.
   std::vector<term> terms;
-  std::vector<computed_numbers> computed;
-  std::vector<summation> sums;
+  std::vector<number_form> forms;
+  plan_step *told; // null where nothing is explained
+  std::unique_ptr<share> all;
+  per_thread<share> shares;
 
   bool is_added = false;
   uint32_t next_group = 0;

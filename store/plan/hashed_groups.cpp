@@ -6,48 +6,61 @@
 
 namespace store {
 
-hashed_groups::hashed_groups(std::unique_ptr<row_source> rows, std::span<const column *const> columns,
-                             std::vector<numbers> summed)
-    : source(std::move(rows)), added(std::move(summed)), shown(columns.size()) {
-  for (const column *c : columns)
-    kinds.push_back(c->type.kind);
-}
+hashed_groups::hashed_groups(std::unique_ptr<batch_source> rows, std::span<const column *const> grouped_by,
+                             std::span<const number_column> added_columns)
+    : source(std::move(rows)), columns(grouped_by.begin(), grouped_by.end()),
+      added(added_columns.begin(), added_columns.end()), numbers_of_rows(added.begin(), added.end()),
+      shown(columns.size()) {}
 
 uint32_t hashed_groups::next() {
   const auto count = static_cast<uint32_t>(source->next());
   if (count == 0)
     return 0;
   const row_block rows = source->rows();
-  if (!kinds.empty())
-    find_groups(rows.first(kinds.size()));
-  for (size_t n = 0; n < added.size(); ++n)
-    added[n].assign(rows[kinds.size() + n]);
+  if (!columns.empty())
+    find_groups(rows.first(columns.size()));
+  for (size_t n = 0; n < numbers_of_rows.size(); ++n)
+    numbers_of_rows[n].assign(rows[columns.size() + n]);
   return count;
 }
 
 void hashed_groups::find_groups(row_block rows) {
-  std::vector<value_bytes> values(kinds.size());
-  for (size_t c = 0; c < kinds.size(); ++c)
-    values[c].assign_keys(rows[c], kinds[c]);
+  std::vector<value_bytes> values(columns.size());
+  for (size_t c = 0; c < columns.size(); ++c)
+    values[c].assign_keys(rows[c], columns[c]->type.kind);
   group_of_row.resize(rows.front().size());
   std::string key;
-  std::vector<cell> row(kinds.size());
+  std::vector<cell> row(columns.size());
   for (size_t i = 0; i < group_of_row.size(); ++i) {
     // NULL, which equals NULL here, has a length that no value has.
     key.clear();
-    for (size_t c = 0; c < kinds.size(); ++c) {
+    for (size_t c = 0; c < columns.size(); ++c) {
       row[c] = rows[c][i];
       const bool is_null = std::holds_alternative<std::monostate>(row[c]);
       const uint32_t length = is_null ? UINT32_MAX : static_cast<uint32_t>(values[c][i].size());
       key.append(reinterpret_cast<const char *>(&length), sizeof length).append(values[c][i]);
     }
-    auto found = group_of_key.find(std::string_view(key));
-    if (found == group_of_key.end()) {
-      found = group_of_key.emplace(key, group_count()).first;
-      shown.add(row);
-    }
-    group_of_row[i] = found->second;
+    group_of_row[i] = number_of(key, row);
   }
+}
+
+uint32_t hashed_groups::number_of(std::string_view key, std::span<const cell> values) {
+  auto found = group_of_key.find(key);
+  if (found == group_of_key.end()) {
+    found = group_of_key.emplace(key, group_count()).first;
+    key_of_group.push_back(found->first);
+    shown.add(values);
+  }
+  return found->second;
+}
+
+uint32_t hashed_groups::group_of(const group_input &there, uint32_t group) {
+  const auto &other = static_cast<const hashed_groups &>(there);
+  std::vector<cell> values(columns.size());
+  if (columns.empty())
+    return group;
+  other.show(group, values);
+  return number_of(other.key_of_group[group], values);
 }
 
 void hashed_groups::show(uint32_t group, std::span<cell> out) const {

@@ -19,25 +19,36 @@ class hashed_groups final : public group_input {
 public:
   // The rows have the columns that they are grouped by and then those of numbers.  Without the first there is one
   // group.
-  hashed_groups(std::unique_ptr<row_source> rows, std::span<const column *const> columns, std::vector<numbers> added);
+  hashed_groups(std::unique_ptr<batch_source> rows, std::span<const column *const> columns,
+                std::span<const number_column> added);
 
   uint32_t next() override;
-  const uint32_t *groups() const override { return kinds.empty() ? nullptr : group_of_row.data(); }
-  const numbers &operator[](size_t column) const override { return added[column]; }
-  uint32_t group_count() const override { return kinds.empty() ? 1 : static_cast<uint32_t>(shown.count()); }
+  const char *method() const override { return "hashed values"; }
+  std::vector<const column *> read() const override { return {}; }
+  void go_to(size_t batch) override { source->go_to(batch); }
+  std::unique_ptr<group_input> another() const override {
+    return std::make_unique<hashed_groups>(source->another(), columns, added);
+  }
+  uint32_t group_of(const group_input &there, uint32_t group) override;
+  const uint32_t *groups() const override { return columns.empty() ? nullptr : group_of_row.data(); }
+  const numbers &operator[](size_t column) const override { return numbers_of_rows[column]; }
+  uint32_t group_count() const override { return columns.empty() ? 1 : static_cast<uint32_t>(shown.count()); }
   void show(uint32_t group, std::span<cell> out) const override;
 
 private:
   void find_groups(row_block rows);
+  uint32_t number_of(std::string_view key, std::span<const cell> values);
 
   struct hash : std::hash<std::string_view> {
     using is_transparent = void;
   };
 
-  std::unique_ptr<row_source> source;
-  std::vector<value_kind> kinds;
-  std::vector<numbers> added;
+  std::unique_ptr<batch_source> source;
+  std::vector<const column *> columns;
+  std::vector<number_column> added;
+  std::vector<numbers> numbers_of_rows;
   std::unordered_map<std::string, uint32_t, hash, std::equal_to<>> group_of_key;
+  std::vector<std::string_view> key_of_group;
   kept_rows shown; // the values of each group
   std::vector<uint32_t> group_of_row;
 };

@@ -22,6 +22,11 @@ public:
   // Goes on to the next rows, in step with the readers of other columns; there are some left.
   void next();
   const numbers &current() const { return rows; }
+  void go_to(size_t batch) {
+    steps.go_to(batch);
+    if (values)
+      values->go_to(batch);
+  }
 
 private:
   numbers rows;

@@ -3,12 +3,14 @@
 #include <algorithm>
 #include <utility>
 
+#include <fmt/format.h>
+
 #include "store/plan/grouping.hpp"
 #include "store/plan/hashed_groups.hpp"
-#include "store/plan/joined_rows.hpp"
 #include "store/plan/limit.hpp"
-#include "store/plan/scan.hpp"
 #include "store/plan/sort.hpp"
+#include "store/plan/spread_rows.hpp"
+#include "store/plan/told_rows.hpp"
 #include "store/plan/translated_groups.hpp"
 #include "store/plan/wide_groups.hpp"
 
@@ -18,17 +20,28 @@ namespace {
 
 class planner {
 public:
-  planner(const vorn_ctx &context, const plan_tables &tables, const request &requested, const plan_settings &chosen)
-      : ctx(context), from(tables), asked(requested), settings(chosen) {}
+  planner(const execution &on, const plan_tables &tables, const request &requested, const plan_settings &chosen)
+      : run(on), from(tables), asked(requested), settings(chosen) {}
 
   std::unique_ptr<row_source> whole() const {
     std::unique_ptr<row_source> out = asked.is_grouped ? groups() : rows();
     if (asked.limit)
-      out = std::make_unique<limited_rows>(std::move(out), *asked.limit);
+      out = above("limit", std::move(out),
+                  [&](auto below) { return std::make_unique<limited_rows>(std::move(below), *asked.limit); });
     return out;
   }
 
 private:
+  // A step that takes its rows from another one.
+  template <class Make>
+  std::unique_ptr<row_source> above(const char *name, std::unique_ptr<row_source> below, Make make) const {
+    plan_step *const told = run.begin_step(name);
+    if (told == nullptr)
+      return make(std::move(below));
+    below = std::make_unique<told_rows>(std::move(below), *told, told->rows_in);
+    return std::make_unique<told_rows>(make(std::move(below)), *told, told->rows_out);
+  }
+
   std::unique_ptr<row_source> rows() const {
     std::vector<std::string> names = asked.columns;
     std::vector<sort_key> keys;
@@ -37,9 +50,17 @@ private:
       if (keys.back().column == names.size())
         names.push_back(o.by);
     }
-    std::unique_ptr<row_source> out = source(names);
+    std::unique_ptr<batch_source> taken = source(names);
+    std::unique_ptr<row_source> out;
+    // To read the rows of one table takes no longer than to keep them.
+    if (from.second != nullptr && run.threads() > 1)
+      out = std::make_unique<spread_rows>(run, std::move(taken), batches(), names.size());
+    else
+      out = std::move(taken);
     if (!keys.empty())
-      out = std::make_unique<sorted_rows>(std::move(out), std::move(keys), names.size(), asked.columns.size());
+      out = above("sort", std::move(out), [&](auto below) {
+        return std::make_unique<sorted_rows>(std::move(below), std::move(keys), names.size(), asked.columns.size());
+      });
     return out;
   }
 
@@ -63,10 +84,16 @@ private:
     forms.reserve(columns.size());
     for (const number_column &c : columns)
       forms.push_back(form_of(c));
-    auto grouped =
-        std::make_unique<grouping>(ctx, input(columns), group_kinds(), std::move(aggregates), std::move(terms), forms);
+    std::unique_ptr<group_input> taken = input(columns);
+    plan_step *const told = run.begin_step(fmt::format("group by {}", taken->method()), taken->read());
+    if (told != nullptr && taken->calls_groupkey())
+      told->calls.emplace("vorn_groupkey", "vorn_groupkey");
+    auto grouped = std::make_unique<grouping>(run, std::move(taken), batches(), group_kinds(), std::move(aggregates),
+                                              std::move(terms), std::move(forms), told);
     const size_t shown = asked.columns.size() + asked.aggregates.size();
-    return std::make_unique<sorted_rows>(std::move(grouped), group_order(), shown, shown);
+    return above("sort", std::move(grouped), [&](auto below) {
+      return std::make_unique<sorted_rows>(std::move(below), group_order(), shown, shown);
+    });
   }
 
   // The order that is asked for, and by the columns of the groups.
@@ -88,28 +115,29 @@ private:
 
   std::unique_ptr<group_input> input(const std::vector<number_column> &added) const {
     const std::vector<const column *> grouped_by = columns_of(asked.columns);
+    const vorn_ctx &ctx = run.context();
     if (from.second == nullptr && dense_groups::serves(ctx, grouped_by, settings.dense))
       return std::make_unique<dense_groups>(ctx, from.first.begin()->second, grouped_by, added, selected(),
                                             settings.dense);
     if (from.second == nullptr && wide_groups::serves(grouped_by))
       return std::make_unique<wide_groups>(ctx, grouped_by, added, selected());
     if (from.second != nullptr)
-      if (auto translated = translated_groups::made(ctx, joined(), from.outputs(asked.columns), added, settings.dense))
+      if (auto translated = translated_groups::made(run, joined(), from.outputs(asked.columns), added, settings.dense))
         return translated;
     std::vector<std::string> names = asked.columns;
-    std::vector<numbers> added_numbers;
-    for (const number_column &c : added) {
+    for (const number_column &c : added)
       names.push_back(c.of->name);
-      added_numbers.emplace_back(c);
-    }
-    return std::make_unique<hashed_groups>(source(names), grouped_by, std::move(added_numbers));
+    return std::make_unique<hashed_groups>(source(names), grouped_by, added);
   }
 
   // Columns of the rows on which the condition is true.
-  std::unique_ptr<row_source> source(const std::vector<std::string> &names) const {
+  std::unique_ptr<batch_source> source(const std::vector<std::string> &names) const {
     if (from.second != nullptr)
-      return std::make_unique<joined_rows>(ctx, joined(), from.outputs(names), settings.join);
-    return std::make_unique<selected_scan>(ctx, columns_of(names), selected());
+      return joined().run(run, from.outputs(names), settings.join);
+    std::vector<const column *> read = columns_of(names);
+    std::shared_ptr<const selection> chosen = selected();
+    plan_step *const told = run.begin_step("read rows", read);
+    return std::make_unique<table_scan>(run.context(), read, std::move(chosen), told);
   }
 
   std::vector<const column *> columns_of(const std::vector<std::string> &names) const {
@@ -132,18 +160,21 @@ private:
     return out;
   }
 
-  std::optional<selection> selected() const {
-    std::optional<selection> out;
+  size_t batches() const { return from.first.begin()->second.batches.size(); }
+
+  // Null for all rows.
+  std::shared_ptr<const selection> selected() const {
+    std::shared_ptr<selection> out;
     if (asked.where)
-      query(*asked.where, from.first).run(ctx, out.emplace());
+      query(*asked.where, from.first).run(run, *(out = std::make_shared<selection>()));
     if (asked.area)
-      out = in_area()(out ? &*out : nullptr);
+      out = std::make_shared<selection>(in_area()(out.get()));
     return out;
   }
 
   join_query::row_filter in_area() const {
-    return [&context = ctx, &area = *asked.area, &x = from.at(asked.area->x_column),
-            &y = from.at(asked.area->y_column)](const selection *among) { return inside(context, area, x, y, among); };
+    return [on = run, &area = *asked.area, &x = from.at(asked.area->x_column),
+            &y = from.at(asked.area->y_column)](const selection *among) { return inside(on, area, x, y, among); };
   }
 
   static size_t place_of(const std::vector<std::string> &names, const std::string &name) {
@@ -160,7 +191,7 @@ private:
     return place;
   }
 
-  const vorn_ctx &ctx;
+  execution run;
   const plan_tables &from;
   const request &asked;
   const plan_settings &settings;
@@ -180,9 +211,9 @@ std::vector<output_column> plan_tables::outputs(std::span<const std::string> nam
   return out;
 }
 
-std::unique_ptr<row_source> planned(const vorn_ctx &ctx, const plan_tables &from, const request &asked,
+std::unique_ptr<row_source> planned(const execution &on, const plan_tables &from, const request &asked,
                                     const plan_settings &settings) {
-  return planner(ctx, from, asked, settings).whole();
+  return planner(on, from, asked, settings).whole();
 }
 
 } // namespace store

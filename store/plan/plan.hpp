@@ -37,8 +37,8 @@ struct plan_settings {
   join_settings join;
 };
 
-// The rows of the answer.  Context, tables and request outlive them.  Throws store::error as a condition does.
-std::unique_ptr<row_source> planned(const vorn_ctx &ctx, const plan_tables &from, const request &asked,
+// The rows of the answer.  Context, threads, tables and request outlive them.  Throws store::error as a condition does.
+std::unique_ptr<row_source> planned(const execution &on, const plan_tables &from, const request &asked,
                                     const plan_settings &settings = {});
 
 } // namespace store

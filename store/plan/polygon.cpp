@@ -1,5 +1,7 @@
 #include "store/plan/polygon.hpp"
 
+#include <memory>
+
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
@@ -59,30 +61,49 @@ std::string polygon::sql() const {
   return fmt::format("({}) % 2 = 1", fmt::join(crossings, " + "));
 }
 
-selection inside(const vorn_ctx &ctx, const polygon &area, const column &x, const column &y, const selection *among) {
+selection inside(const execution &run, const polygon &area, const column &x, const column &y, const selection *among) {
   selection out;
   out.resize(x.rows);
-  point_test test(ctx, area);
-  row_reader xs(ctx, x, among);
-  row_reader ys(ctx, y, among);
-  row_steps steps(x, among);
-  row_cursor cursor;
-  for (row_steps::step step = steps.next(); step.rows != 0; step = steps.next()) {
-    if (step.opens_batch)
-      cursor.open(steps.rows(), steps.filter());
-    const std::span<const uint32_t> rows = cursor.next(step.rows);
-    const std::span<const cell> x_cells = xs.next();
-    const std::span<const cell> y_cells = ys.next();
-    for (size_t i = 0; i < rows.size(); ++i) {
-      if (std::holds_alternative<std::monostate>(x_cells[i]) || std::holds_alternative<std::monostate>(y_cells[i]) ||
-          !test.contains(real_of(x_cells[i], x.type), real_of(y_cells[i], y.type)))
-        continue;
-      const uint64_t row = steps.first_row() + rows[i];
-      out.words[row / 64] |= uint64_t{1} << (row % 64);
-      ++out.batch_counts[row / batch_rows];
-      ++out.count;
+  struct reader {
+    point_test test;
+    row_reader xs, ys;
+    row_steps steps;
+    row_cursor cursor = {};
+  };
+  plan_step *const told = run.begin_step(fmt::format("points of {}, {}", x.name, y.name), {&x, &y});
+  per_thread<reader> readers(run);
+  run.each(x.batches.size(), [&](size_t thread, size_t batch) {
+    auto &[test, xs, ys, steps, cursor] = readers.of(thread, [&] {
+      const vorn_ctx &ctx = run.context();
+      return std::unique_ptr<reader>(new reader{{ctx, area}, {ctx, x, among}, {ctx, y, among}, {x, among}});
+    });
+    const step_timer timer(told);
+    xs.go_to(batch);
+    ys.go_to(batch);
+    steps.go_to(batch);
+    for (row_steps::step step = steps.next(); step.rows != 0; step = steps.next()) {
+      if (step.opens_batch)
+        cursor.open(steps.rows(), steps.filter());
+      const std::span<const uint32_t> rows = cursor.next(step.rows);
+      if (told != nullptr) {
+        if (step.opens_batch)
+          told->count_batch(batch);
+        told->rows_in += step.rows;
+      }
+      const std::span<const cell> x_cells = xs.next();
+      const std::span<const cell> y_cells = ys.next();
+      for (size_t i = 0; i < rows.size(); ++i) {
+        if (std::holds_alternative<std::monostate>(x_cells[i]) || std::holds_alternative<std::monostate>(y_cells[i]) ||
+            !test.contains(real_of(x_cells[i], x.type), real_of(y_cells[i], y.type)))
+          continue;
+        out.batch_words(batch)[rows[i] / 64] |= uint64_t{1} << (rows[i] % 64);
+        ++out.batch_counts[batch];
+      }
     }
-  }
+  });
+  out.count_rows();
+  if (told != nullptr)
+    told->rows_out = out.count;
   return out;
 }
 

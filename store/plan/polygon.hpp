@@ -7,6 +7,7 @@
 
 #include "store/encode/column.hpp"
 #include "store/query/selection.hpp"
+#include "store/run/execution.hpp"
 #include <vorn/vorn.h>
 
 namespace store {
@@ -24,6 +25,6 @@ struct polygon {
 
 // The rows of `among`, of all rows without it, whose point lies inside.  A point of which a coordinate is NULL does
 // not.
-selection inside(const vorn_ctx &ctx, const polygon &area, const column &x, const column &y, const selection *among);
+selection inside(const execution &run, const polygon &area, const column &x, const column &y, const selection *among);
 
 } // namespace store

@@ -40,6 +40,11 @@ void group_counts::add(const uint8_t *bytes, uint32_t rows, const uint32_t *grou
   add_by_group(ctx, bytes_form, bytes, rows, groups, counts.data());
 }
 
+void group_counts::add(const group_counts &other, std::span<const uint32_t> groups_here) {
+  for (size_t group = 0; group < other.counts.size(); ++group)
+    counts[groups_here[group]] += other.counts[group];
+}
+
 summation::summation(const vorn_ctx &context, const number_form &added)
     : ctx(context), form(added), number_encoding(encoding_of(form.is_real ? VORN_NUM_DOUBLE : VORN_NUM_DSB, 64)),
       counts(context) {}
@@ -80,6 +85,16 @@ void summation::flush() {
       totals[limb][group] += std::exchange(sums[limb][group], 0);
   }
   rows_pending = 0;
+}
+
+void summation::add(summation &other, std::span<const uint32_t> groups_here) {
+  flush();
+  other.flush();
+  for (uint32_t limb = 0; limb < form.limbs; ++limb)
+    for (size_t group = 0; group < other.totals[limb].size(); ++group)
+      totals[limb][groups_here[group]] += other.totals[limb][group];
+  if (form.is_nullable)
+    counts.add(other.counts, groups_here);
 }
 
 int128 summation::integer(uint32_t group) const {

@@ -25,6 +25,9 @@ public:
   void add(const uint8_t *bytes, uint32_t rows, const uint32_t *groups);
   uint64_t operator[](uint32_t group) const { return static_cast<uint64_t>(counts[group]); }
 
+  // Adds the counts of another, whose groups have these numbers here.
+  void add(const group_counts &other, std::span<const uint32_t> groups_here);
+
 private:
   const vorn_ctx &ctx;
   vorn_enc_ctx bytes_form{};
@@ -38,6 +41,9 @@ public:
   void resize(uint32_t groups);
   // `groups` is null when all rows are of group 0.
   void add(const numbers &added, const uint32_t *groups);
+
+  // Adds the sums of another, whose groups have these numbers here.  Integers only: sums of reals depend on the order.
+  void add(summation &other, std::span<const uint32_t> groups_here);
 
   double real(uint32_t group) const { return reals[group]; }
   // Throws store::error when the sum takes more than 128 bits.

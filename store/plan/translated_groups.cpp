@@ -72,41 +72,41 @@ std::vector<uint32_t> numbered(const std::vector<cell> &cells, value_kind kind, 
 
 } // namespace
 
-std::unique_ptr<translated_groups> translated_groups::made(const vorn_ctx &ctx, const join_query &asked,
+std::unique_ptr<translated_groups> translated_groups::made(const execution &run, const join_query &asked,
                                                            std::span<const output_column> columns,
                                                            std::span<const number_column> added,
                                                            const dense_settings &settings) {
+  const vorn_ctx &ctx = run.context();
   const column &key = asked.key(false);
   if (asked.asks_both() || !key.is_dictionary())
     return nullptr;
-  const std::optional<selection> second_rows = asked.filtered(ctx, true);
+  const std::optional<selection> second_rows = asked.filtered(run, true);
   const auto read = [&](const column &of) { return all_of(ctx, of, second_rows ? &*second_rows : nullptr); };
   const auto row_of_code = matches(key, read(asked.key(true)));
   if (!row_of_code)
     return nullptr;
 
-  std::unique_ptr<translated_groups> out(new translated_groups(ctx));
+  translation out{key};
   std::vector<const column *> direct;
   for (size_t place = 0; place < columns.size(); ++place)
     if (const auto &[of, of_second] = columns[place]; of_second) {
-      out->tables.push_back({place, {}});
-      out->tables.back().entries = numbered(by_code(read(*of), *row_of_code), of->type.kind, out->tables.back().values);
+      out.tables.push_back({place, {}});
+      auto &[at, entries, values, factor] = out.tables.back();
+      entries = numbered(by_code(read(*of), *row_of_code), of->type.kind, values);
     } else {
       direct.push_back(of);
-      out->direct_places.push_back(place);
+      out.direct_places.push_back(place);
     }
   if (!dense_groups::serves(ctx, direct, settings))
     return nullptr;
   std::vector<number_column> direct_added;
   for (const number_column &c : added) {
-    out->added.push_back({c.of_second ? out->second_numbers.size() : direct_added.size(), c.of_second});
+    out.added.push_back({c.of_second ? out.numbers_of_codes.size() : direct_added.size(), c.of_second});
     if (!c.of_second) {
       direct_added.push_back(c);
       continue;
     }
-    numbers of_codes(c);
-    of_codes.assign(by_code(read(*c.of), *row_of_code));
-    out->second_numbers.push_back({std::move(of_codes), numbers(c)});
+    out.numbers_of_codes.emplace_back(c).assign(by_code(read(*c.of), *row_of_code));
   }
 
   // The rows of the first table that have one in the second.
@@ -114,44 +114,66 @@ std::unique_ptr<translated_groups> translated_groups::made(const vorn_ctx &ctx, 
   for (uint64_t code = 0; code < row_of_code->size(); ++code)
     if ((*row_of_code)[code] != none)
       matched.members.push_back(code);
-  const std::optional<selection> first_rows = asked.filtered(ctx, false);
-  selection joined;
-  filter(ctx, key, matched, first_rows ? &*first_rows : nullptr, joined);
+  const std::optional<selection> first_rows = asked.filtered(run, false);
+  const auto joined = std::make_shared<selection>();
+  filter(run, key, matched, first_rows ? &*first_rows : nullptr, *joined);
 
-  out->direct.emplace(ctx, key, direct, direct_added, std::move(joined), settings);
-  uint64_t space = out->direct->group_count();
-  for (translate_table &table : out->tables) {
+  auto direct_groups = std::make_unique<dense_groups>(ctx, key, direct, direct_added, joined, settings);
+  uint64_t space = direct_groups->group_count();
+  for (translate_table &table : out.tables) {
     table.factor = static_cast<uint32_t>(space);
     space *= table.values.count();
     if (space > settings.most_groups)
       return nullptr;
   }
-  out->count = static_cast<uint32_t>(space);
-  out->steps.emplace(key, out->direct->rows());
-  out->unpacker.emplace(ctx, key, code_unpacker::element::four_bytes);
+  out.count = static_cast<uint32_t>(space);
+  return std::unique_ptr<translated_groups>(
+      new translated_groups(ctx, std::move(direct_groups), std::make_shared<translation>(std::move(out))));
+}
+
+translated_groups::translated_groups(const vorn_ctx &context, std::unique_ptr<dense_groups> by_first,
+                                     std::shared_ptr<const translation> by_second)
+    : ctx(context), direct(std::move(by_first)), shared(std::move(by_second)), steps(shared->key, direct->rows().get()),
+      unpacker(ctx, shared->key, code_unpacker::element::four_bytes) {
+  for (const numbers &of_codes : shared->numbers_of_codes)
+    second_numbers.emplace_back(of_codes.stored_as());
+}
+
+std::unique_ptr<group_input> translated_groups::another() const {
+  return std::unique_ptr<group_input>(new translated_groups(ctx, direct->copy(), shared));
+}
+
+std::vector<const column *> translated_groups::read() const {
+  std::vector<const column *> out = direct->read();
+  out.push_back(&shared->key);
   return out;
+}
+
+void translated_groups::go_to(size_t batch) {
+  direct->go_to(batch);
+  steps.go_to(batch);
 }
 
 uint32_t translated_groups::next() {
   const uint32_t rows = direct->next();
   if (rows == 0)
     return 0;
-  const row_steps::step step = steps->next();
+  const row_steps::step step = steps.next();
   if (step.opens_batch)
-    unpacker->open(steps->rows(), steps->filter());
-  unpacker->next(rows);
+    unpacker.open(steps.rows(), steps.filter());
+  unpacker.next(rows);
   if (const uint32_t *direct_keys = direct->groups(); direct_keys != nullptr)
     keys.assign(direct_keys, direct_keys + rows);
   else
     keys.assign(rows, 0);
-  for (translate_table &table : tables)
+  for (const translate_table &table : shared->tables)
     add_keys(table, rows);
-  for (auto &[of_codes, of_rows] : second_numbers)
-    of_rows.assign(of_codes, {unpacker->codes_of_four_bytes(), rows});
+  for (size_t n = 0; n < second_numbers.size(); ++n)
+    second_numbers[n].assign(shared->numbers_of_codes[n], {unpacker.codes_of_four_bytes(), rows});
   return rows;
 }
 
-void translated_groups::add_keys(translate_table &table, uint32_t rows) {
+void translated_groups::add_keys(const translate_table &table, uint32_t rows) {
   vorn_enc_ctx code_form{};
   code_form.vorn_enc_ctx_width = 32;
   vorn_enc_ctx table_form{};
@@ -160,28 +182,28 @@ void translated_groups::add_keys(translate_table &table, uint32_t rows) {
   vorn_cv entries{};
   vorn_cv result{};
   // Vectors serve as sources and as results, so their pointers are not const; the library only reads a source.
-  vorn_build_vector(&codes, const_cast<uint32_t *>(unpacker->codes_of_four_bytes()), nullptr, nullptr, &code_form,
+  vorn_build_vector(&codes, const_cast<uint32_t *>(unpacker.codes_of_four_bytes()), nullptr, nullptr, &code_form,
                     nullptr, nullptr, rows, 0, nullptr, 0);
   entries.vorn_cv_encoding_context = &table_form;
   result.vorn_cv_vals = keys.data();
   vorn_aux aux{};
-  aux.vorn_aux_xlate_tbl = table.entries.data();
+  aux.vorn_aux_xlate_tbl = const_cast<uint32_t *>(table.entries.data()); // only read
   aux.vorn_aux_xlate_n = table.factor;
   expect(vorn_xlate(&ctx, &result, &codes, &entries, &aux), VORN_RESULT_DONE, "translating group keys");
 }
 
 const numbers &translated_groups::operator[](size_t column) const {
-  const auto &[index, of_second] = added[column];
-  return of_second ? second_numbers[index].of_rows : (*direct)[index];
+  const auto &[index, of_second] = shared->added[column];
+  return of_second ? second_numbers[index] : (*direct)[index];
 }
 
 void translated_groups::show(uint32_t group, std::span<cell> out) const {
   const uint32_t direct_groups = direct->group_count();
-  std::vector<cell> cells(direct_places.size());
+  std::vector<cell> cells(shared->direct_places.size());
   direct->show(group % direct_groups, cells);
   for (size_t c = 0; c < cells.size(); ++c)
-    out[direct_places[c]] = cells[c];
-  for (const translate_table &table : tables) {
+    out[shared->direct_places[c]] = cells[c];
+  for (const translate_table &table : shared->tables) {
     const std::vector<cell> &values = table.values.column(0);
     out[table.place] = values[group / table.factor % values.size()];
   }

@@ -28,15 +28,20 @@ public:
   // Nothing where rows cannot be grouped so: the condition asks something of both tables at once, keys of the second
   // occur again or those of the first have no codes, or there would be too many groups.  Context and columns outlive
   // this.
-  static std::unique_ptr<translated_groups> made(const vorn_ctx &ctx, const join_query &asked,
+  static std::unique_ptr<translated_groups> made(const execution &run, const join_query &asked,
                                                  std::span<const output_column> columns,
                                                  std::span<const number_column> added, const dense_settings &settings);
 
   translated_groups(const translated_groups &) = delete;
   uint32_t next() override;
-  const uint32_t *groups() const override { return tables.empty() ? direct->groups() : keys.data(); }
+  const char *method() const override { return "translated keys"; }
+  bool calls_groupkey() const override { return direct->calls_groupkey(); }
+  std::vector<const column *> read() const override;
+  void go_to(size_t batch) override;
+  std::unique_ptr<group_input> another() const override;
+  const uint32_t *groups() const override { return shared->tables.empty() ? direct->groups() : keys.data(); }
   const numbers &operator[](size_t column) const override;
-  uint32_t group_count() const override { return count; }
+  uint32_t group_count() const override { return shared->count; }
   void show(uint32_t group, std::span<cell> out) const override;
 
 private:
@@ -51,26 +56,29 @@ private:
     size_t index; // among those of its table
     bool of_second;
   };
-  struct looked_up_numbers {
-    numbers of_codes;
-    numbers of_rows;
+  // What all threads share, and only read.
+  struct translation {
+    const column &key; // of the first table
+    std::vector<size_t> direct_places = {};
+    std::vector<translate_table> tables = {};
+    std::vector<added_column> added = {};
+    std::vector<numbers> numbers_of_codes = {}; // of columns of the second table
+    uint32_t count = 0;                         // groups
   };
 
-  explicit translated_groups(const vorn_ctx &context) : ctx(context) {}
-  void add_keys(translate_table &table, uint32_t rows);
+  translated_groups(const vorn_ctx &ctx, std::unique_ptr<dense_groups> direct,
+                    std::shared_ptr<const translation> shared);
+  void add_keys(const translate_table &table, uint32_t rows);
 
   const vorn_ctx &ctx;
-  std::optional<dense_groups> direct; // by columns of the first table
-  std::vector<size_t> direct_places;
-  std::vector<translate_table> tables;
-  std::vector<added_column> added;
-  std::vector<looked_up_numbers> second_numbers;
-  uint32_t count = 0;
+  std::unique_ptr<dense_groups> direct; // by columns of the first table
+  std::shared_ptr<const translation> shared;
 
-  // The codes of the first table's keys, and the groups of a step.
-  std::optional<row_steps> steps;
-  std::optional<code_unpacker> unpacker;
+  // The codes of the first table's keys, and the groups of a step, with the numbers of the second table.
+  row_steps steps;
+  code_unpacker unpacker;
   aligned_vector<uint32_t> keys;
+  std::vector<numbers> second_numbers;
 };
 
 } // namespace store

@@ -5,13 +5,31 @@
 
 namespace store {
 
-wide_groups::wide_groups(const vorn_ctx &ctx, std::span<const column *const> columns,
-                         std::span<const number_column> added, std::optional<selection> chosen)
-    : key(columns), selected(std::move(chosen)), steps(*columns.front(), selected ? &*selected : nullptr) {
+wide_groups::wide_groups(const vorn_ctx &context, std::span<const column *const> columns,
+                         std::span<const number_column> added_columns, std::shared_ptr<const selection> chosen)
+    : ctx(context), key(columns), added(added_columns.begin(), added_columns.end()), selected(std::move(chosen)),
+      steps(*columns.front(), selected.get()) {
   for (const column *c : columns)
     unpackers.emplace_back(ctx, *c, code_unpacker::element::four_bytes);
   for (const number_column &c : added)
-    readers.emplace_back(ctx, c, selected ? &*selected : nullptr);
+    readers.emplace_back(ctx, c, selected.get());
+}
+
+std::unique_ptr<group_input> wide_groups::another() const {
+  return std::make_unique<wide_groups>(ctx, key.columns(), added, selected);
+}
+
+std::vector<const column *> wide_groups::read() const {
+  std::vector<const column *> out(key.columns().begin(), key.columns().end());
+  for (const number_column &c : added)
+    out.push_back(c.of);
+  return out;
+}
+
+void wide_groups::go_to(size_t batch) {
+  steps.go_to(batch);
+  for (number_reader &reader : readers)
+    reader.go_to(batch);
 }
 
 uint32_t wide_groups::next() {

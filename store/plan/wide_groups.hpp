@@ -4,7 +4,7 @@
 
 #include <cstdint>
 #include <deque>
-#include <optional>
+#include <memory>
 #include <span>
 #include <vector>
 
@@ -27,10 +27,17 @@ public:
 
   // Context and columns outlive this.  Without a selection all rows are grouped.
   wide_groups(const vorn_ctx &ctx, std::span<const column *const> columns, std::span<const number_column> added,
-              std::optional<selection> selected);
+              std::shared_ptr<const selection> selected);
   wide_groups(const wide_groups &) = delete;
 
   uint32_t next() override;
+  const char *method() const override { return "numbered keys"; }
+  std::vector<const column *> read() const override;
+  void go_to(size_t batch) override;
+  std::unique_ptr<group_input> another() const override;
+  uint32_t group_of(const group_input &there, uint32_t group) override {
+    return group_of(static_cast<const wide_groups &>(there).key_of_group[group]);
+  }
   const uint32_t *groups() const override { return group_of_row.data(); }
   const numbers &operator[](size_t column) const override { return readers[column].current(); }
   uint32_t group_count() const override { return static_cast<uint32_t>(key_of_group.size()); }
@@ -41,8 +48,10 @@ private:
   size_t slot_of(uint64_t wanted) const;
   void grow();
 
+  const vorn_ctx &ctx;
   code_key key;
-  std::optional<selection> selected;
+  std::vector<number_column> added;
+  std::shared_ptr<const selection> selected;
   row_steps steps;
   std::deque<code_unpacker> unpackers;
   std::deque<number_reader> readers;

@@ -1,6 +1,7 @@
 #include "store/query/filter.hpp"
 
 #include <algorithm>
+#include <memory>
 #include <span>
 #include <utility>
 
@@ -11,11 +12,12 @@
 
 namespace store {
 
-void filter(const vorn_ctx &ctx, const column &on, const ordinal_test &test, const selection *among, selection &out) {
+void filter(const execution &run, const column &on, const ordinal_test &test, const selection *among, selection &out) {
   out.resize(on.rows);
-  out.count = 0;
-  batch_scan scan(ctx, on, test);
-  for (size_t i = 0; i < on.batches.size(); ++i) {
+  plan_step *const told = run.begin_step("scan " + on.name, {&on});
+  per_thread<batch_scan> scans(run);
+  run.each(on.batches.size(), [&](size_t thread, size_t i) {
+    const step_timer timer(told);
     const batch &rows = on.batches[i];
     const uint64_t *filter = among != nullptr ? among->batch_words(i) : nullptr;
     const uint32_t candidates = among != nullptr ? among->batch_counts[i] : rows.rows;
@@ -32,10 +34,19 @@ void filter(const vorn_ctx &ctx, const column &on, const ordinal_test &test, con
         vorn_global_ctx.vorn_lbiwvset_range_dydi(words, 0, rows.rows - 1);
       count = candidates;
     } else {
+      batch_scan &scan = scans.of(thread, [&] { return std::make_unique<batch_scan>(run.context(), on, test); });
       count = scan.run(rows, filter, among != nullptr ? candidates : 0, words);
     }
-    out.count += count;
-  }
+    if (told != nullptr) {
+      if (covered == coverage::some)
+        told->count_batch(i);
+      else
+        ++told->skipped;
+      told->rows_in += candidates;
+      told->rows_out += count;
+    }
+  });
+  out.count_rows();
 }
 
 void check_searchable(std::string_view column_name, encoding form) {
@@ -93,20 +104,20 @@ void query::unite(std::vector<part> &parts) {
   parts = std::move(out);
 }
 
-void query::run(const part &p, const vorn_ctx &ctx, const selection *among, selection &out) {
+void query::run(const part &p, const execution &on, const selection *among, selection &out) {
   using kind = expression::kind;
   if (p.what == kind::single) {
-    filter(ctx, *p.on, p.test, among, out);
+    filter(on, *p.on, p.test, among, out);
     return;
   }
-  run(p.parts.front(), ctx, among, out);
+  run(p.parts.front(), on, among, out);
   selection other;
   for (const part &next : std::span(p.parts).subspan(1))
     if (p.what == kind::all_of) {
       std::swap(other, out);
-      run(next, ctx, &other, out);
+      run(next, on, &other, out);
     } else {
-      run(next, ctx, among, other);
+      run(next, on, among, other);
       out.add(other);
     }
 }

@@ -9,13 +9,14 @@
 #include "store/encode/column.hpp"
 #include "store/query/ordinal_test.hpp"
 #include "store/query/selection.hpp"
+#include "store/run/execution.hpp"
 #include <vorn/vorn.h>
 
 namespace store {
 
 // The rows of `among` that satisfy a test; of all rows when it is null.  The memory of `out`, which is not `among`, is
 // reused.  The library is called for the batches that their zone leaves open.
-void filter(const vorn_ctx &ctx, const column &on, const ordinal_test &test, const selection *among, selection &out);
+void filter(const execution &run, const column &on, const ordinal_test &test, const selection *among, selection &out);
 
 using column_map = std::map<std::string, column, std::less<>>;
 
@@ -30,7 +31,7 @@ public:
   query(const condition &asked, const column_map &columns);
 
   // The rows on which the condition is true.
-  void run(const vorn_ctx &ctx, selection &out) const { run(root, ctx, nullptr, out); }
+  void run(const execution &on, selection &out) const { run(root, on, nullptr, out); }
 
 private:
   // Negations are in the tests.  Where all of some parts have to hold, the result of one is the filter of the next, and
@@ -44,7 +45,7 @@ private:
   // Alternatives that ask the same column become one where they can.
   static void unite(std::vector<part> &parts);
   static part bound(const expression &e, bool is_false, const column_map &columns);
-  static void run(const part &p, const vorn_ctx &ctx, const selection *among, selection &out);
+  static void run(const part &p, const execution &on, const selection *among, selection &out);
 
   part root;
 };

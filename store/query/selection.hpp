@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <numeric>
 #include <vector>
 
 #include <vorn/vorn.h>
@@ -21,6 +22,8 @@ struct selection {
     words.resize((rows + 63) / 64);
     batch_counts.resize((rows + batch_rows - 1) / batch_rows);
   }
+  // The number in total, from those by batch.
+  void count_rows() { count = std::accumulate(batch_counts.begin(), batch_counts.end(), uint64_t{0}); }
   bool contains(uint64_t row) const { return (words[row / 64] >> (row % 64) & 1) != 0; }
   uint64_t *batch_words(uint64_t index) { return words.data() + index * (batch_rows / 64); }
   const uint64_t *batch_words(uint64_t index) const { return words.data() + index * (batch_rows / 64); }

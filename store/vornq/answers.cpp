@@ -25,8 +25,7 @@ std::vector<answered> answer_all(const session &s) {
   if (!s.as_table() && !s.checker.has_columns())
     return out;
   if (shown && shown->is_grouped) {
-    keep(described(*shown, s.chosen),
-         measure(s.library, s.from.plan(), *shown, s.from.names(), s.checker, s.repetitions()));
+    keep(described(*shown, s.chosen), measure(s.how(), s.from.plan(), *shown, s.from.names()));
     return out;
   }
   // To count the rows of a join takes all of them, which a limit is there to spare.  Those in a polygon are others than
@@ -35,12 +34,11 @@ std::vector<answered> answer_all(const session &s) {
     return out;
   for (size_t i = 0; i < conditions.size(); ++i) {
     const condition &c = conditions[i];
-    keep(s.chosen.conditions[i],
-         s.from.are_joined() ? measure(s.library, s.from.query_for(&c), c.sql, s.checker, s.repetitions())
-                             : measure(s.library, s.from.list().front().columns, c, s.checker, s.repetitions()));
+    keep(s.chosen.conditions[i], s.from.are_joined() ? measure(s.how(), s.from.query_for(&c), c.sql)
+                                                     : measure(s.how(), s.from.list().front().columns, c));
   }
   if (s.from.are_joined() && conditions.empty())
-    keep(*s.chosen.join, measure(s.library, s.from.query_for(nullptr), "", s.checker, s.repetitions()));
+    keep(*s.chosen.join, measure(s.how(), s.from.query_for(nullptr), ""));
   return out;
 }
 
@@ -48,7 +46,7 @@ bool show(const session &s) {
   const request &asked = *s.asked.shown;
   const column_names &names = s.from.names();
   const plan_tables from = s.from.plan();
-  const vorn_ctx &ctx = s.library.chosen();
+  const execution run(s.library.chosen(), s.threads);
   const std::vector<heading> headings = asked.headings(names);
   row_writer writer(s.chosen.format, headings);
   constexpr uint64_t shown_without_limit = 20; // of a table
@@ -57,7 +55,7 @@ bool show(const session &s) {
     std::optional<duckdb::result> expected;
     if (s.checker.has_columns())
       expected = s.checker.answer(compared.sql(names, true));
-    return project(*planned(ctx, from, compared), headings, std::move(expected), most, take);
+    return project(*planned(run, from, compared), headings, std::move(expected), most, take);
   };
   const auto write = [&](row_block block) { writer.write(block); };
   projection rows;
@@ -66,13 +64,19 @@ bool show(const session &s) {
   const bool is_order_open = rows.rounded != 0;
   if (is_order_open) {
     rows.count = std::min(rows.count, s.chosen.limit.value_or(rows.count));
-    limited_rows first(planned(ctx, from, asked), shown);
+    limited_rows first(planned(run, from, asked), shown);
     while (first.next() != 0)
       writer.write(first.rows());
   } else if (rows.agree) {
     rows = compare(asked, shown, write);
   }
   writer.finish();
+  if (s.chosen.explain && !asked.is_grouped)
+    print_explanation(*explain(s.how(), [&](const execution &on) {
+      const auto all = planned(on, from, asked);
+      while (all->next() != 0)
+        continue;
+    }));
   if (s.as_table())
     print_shown(rows, asked.is_grouped ? "groups" : "rows", shown, rows.count == s.chosen.limit,
                 s.checker.has_columns(), is_order_open);

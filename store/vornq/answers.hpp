@@ -15,14 +15,17 @@ namespace store {
 // The tables with what answers questions about them.
 struct session {
   const options &chosen;
-  const kernels &library;
+  kernels &library;
+  worker_pool &threads;
   const tables &from;
   const questions &asked;
   const reference checker;
 
   bool as_table() const { return chosen.format == row_format::table; }
   // One run is enough to trace, and to show.
-  uint32_t repetitions() const { return chosen.more.trace || !as_table() ? 1 : 9; }
+  measuring how() const {
+    return {library, threads, checker, chosen.more.trace || !as_table() ? 1 : chosen.repetitions, chosen.explain};
+  }
 };
 
 // Counts what the conditions, the join or the groups select, with the generic and the chosen kernels and with DuckDB.

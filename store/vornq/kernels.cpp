@@ -92,6 +92,20 @@ void kernels::arm(const instrumentation &more) {
   }
 }
 
+void kernels::observe(const std::function<void(const vorn_ctx &)> &work, const call_taker &take) {
+  constexpr uint32_t kernel_level = 2;
+  environment.trace_control().trace_on = 1;
+  // The name of a kernel of the dispatch table is the first value of its line; the others are called as their entry.
+  environment.trace.take_record = [&](const char *entry, const char *, const std::vector<vorn_host::value> &values) {
+    const auto *kernel = std::get_if<std::string>(&values.front());
+    take(entry, kernel != nullptr ? *kernel : entry);
+  };
+  vorn_ctx observed = context;
+  observed.vorn_ctx_trace = kernel_level;
+  work(observed);
+  environment.trace.take_record = nullptr;
+}
+
 void kernels::slot_rates::attach_to(vorn_ctx &ctx) {
   ctx.vorn_ctx_flags |= VORN_CTX_ACCUMULATE;
   ctx.vorn_ctx_call_counts = calls.data();

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <span>
 #include <string>
@@ -53,6 +54,11 @@ public:
 
   // The library that was not there, so that the generic kernels are used; otherwise nothing.
   const std::optional<std::string> &missing_library() const { return missing; }
+
+  // Does some work with the kernels in force and says which entry points it calls with which kernels.  Threads may call
+  // `take` at once.
+  using call_taker = std::function<void(std::string_view entry, std::string_view kernel)>;
+  void observe(const std::function<void(const vorn_ctx &)> &work, const call_taker &take);
 
   // Prints the rates that were kept, of the generic kernels and of those in force, on standard output.
   void print_rates() const;

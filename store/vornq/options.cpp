@@ -1,8 +1,10 @@
 #include "store/vornq/options.hpp"
 
+#include <algorithm>
 #include <charconv>
 #include <cstdio>
 #include <map>
+#include <thread>
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
@@ -128,12 +130,34 @@ std::optional<options> read_options(int argc, char **argv) {
   app.add_option("--libraries", out.library_folder,
                  "The folder of the specialised libraries; otherwise that of this program")
       ->type_name("FOLDER");
+  app.add_option(
+         "--threads", out.threads,
+         "Spread the batches of rows over so many threads, 0 for as many as there are processors, of the\n"
+         "kernels and of DuckDB; the answers of the kernels are the same to the bit.  Loading, the build of a\n"
+         "hash table, the reading of the rows of one table, sorting and checks stay on one thread, and doubles\n"
+         "are added by one at a time, in the order of the rows")
+      ->type_name("NUMBER")
+      ->check(CLI::Range(0, 1024))
+      ->capture_default_str();
+  app.add_option("--repeat", out.repetitions,
+                 "Time each question so many times, after a run that does not count unless it is the only one, and\n"
+                 "show the median and the least")
+      ->type_name("TIMES")
+      ->check(CLI::Range(1, 1'000'000))
+      ->capture_default_str();
+  app.add_flag("--explain", out.explain,
+               "Show the steps of the plan in their order, as the kernels in force do them: batches that the library\n"
+               "is called for and batches that are skipped, rows in and out, bytes of columns and tables as stored,\n"
+               "the time of all threads, its share and the rate, and the entry points with their kernels");
   app.add_flag("--self-check", out.more.self_check,
                "Run every specialised kernel against the generic one; ends with status 1 when they differ");
   app.add_flag("--trace", out.more.trace, "Print the library's trace lines on standard error");
   app.add_flag("--stats", out.more.rates,
                "Time every call of the library and print the mean rates at the end; a rate is inf or nan when a call\n"
                "took less than the microsecond of the clock");
+  app.footer(
+      "Ends with status 0 when all answers agree with DuckDB's; 1 when one does not, or a self-check finds kernels\n"
+      "that differ; 2, with one line on standard error, when it cannot do what it is asked.");
   try {
     app.parse(argc, argv);
   } catch (const CLI::Success &) {
@@ -141,6 +165,10 @@ std::optional<options> read_options(int argc, char **argv) {
     std::fputs((version->count() != 0 ? "vornq " VORN_VERSION "\n" : app.help()).c_str(), stdout);
     return std::nullopt;
   }
+  if (out.threads == 0)
+    out.threads = std::max(1U, std::thread::hardware_concurrency());
+  if (out.threads != 1 && out.more.rates)
+    throw error("--stats keeps the rates of one thread; it goes with --threads 1");
   out.format = parse_row_format(format);
   out.aggregates = in_order(app);
   if (limit)
@@ -158,7 +186,7 @@ std::optional<options> read_options(int argc, char **argv) {
           std::pair{"--order-by", out.order.has_value()}, std::pair{"--format", shown_as->count() != 0}})
       if (is_given)
         throw error(fmt::format("{} requires --select, or --group-by, --count, --sum or --avg", name));
-  if (out.format != row_format::table && (out.list_columns || out.summary || out.more.rates))
+  if (out.format != row_format::table && (out.list_columns || out.summary || out.more.rates || out.explain))
     throw error(fmt::format("with --format {} rows are all that is printed", format));
   return out;
 }

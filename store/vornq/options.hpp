@@ -28,6 +28,9 @@ struct options {
   std::vector<std::string> encodings;
   std::optional<std::string> isa;
   std::string library_folder;
+  uint32_t threads = 1;
+  uint32_t repetitions = 9;
+  bool explain = false;
   std::optional<std::filesystem::path> saved_file;
   bool list_columns = false;
   bool summary = false;

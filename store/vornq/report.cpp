@@ -1,6 +1,9 @@
 #include "store/vornq/report.hpp"
 
+#include <unistd.h>
+
 #include <algorithm>
+#include <cstdlib>
 #include <vector>
 
 #include <fmt/format.h>
@@ -44,6 +47,10 @@ std::string grouped(uint64_t number) {
   return digits;
 }
 
+std::string threads_named(size_t threads) {
+  return threads == 1 ? "one thread each" : fmt::format("{} threads each", threads);
+}
+
 namespace {
 
 void print_columns(const loaded_table &table) {
@@ -82,6 +89,17 @@ void print_columns(const loaded_table &table) {
                         lines));
 }
 
+// With a colour on a terminal, unless NO_COLOR is set to something.
+void print_verdict(std::string_view what, bool agree, std::string_view more) {
+  const char *no_color = std::getenv("NO_COLOR");
+  const bool has_colour = isatty(STDOUT_FILENO) == 1 && (no_color == nullptr || *no_color == '\0');
+  const std::string_view verdict = agree ? "agree" : "DISAGREE";
+  if (has_colour)
+    fmt::print("the {} \033[{}m{}\033[0m{}\n", what, agree ? 32 : 31, verdict, more);
+  else
+    fmt::print("the {} {}{}\n", what, verdict, more);
+}
+
 // How a join was done.
 void print_join(const join_statistics &did) {
   fmt::print("{} rows with {} keys in {} buckets of {} in {} part{}, and {} for overflow: {} bytes\n",
@@ -117,13 +135,53 @@ void print_answer(const std::string &question, uint64_t rows, const answer &a) {
   std::vector<std::vector<std::string>> lines;
   for (const measurement &m : a.measurements)
     lines.push_back({m.engine, grouped(rows), grouped(m.matches), fmt::format("{:.3f}", m.milliseconds),
+                     fmt::format("{:.3f}", m.least),
                      fmt::format("{:.1f}", static_cast<double>(rows) / m.milliseconds / 1e3)});
   fmt::print(
       "\n{}\n{}", visible(question),
-      text_table({{"engine", false}, {"rows", true}, {a.counted, true}, {"ms", true}, {"Mrows/s", true}}, lines));
+      text_table(
+          {{"engine", false}, {"rows", true}, {a.counted, true}, {"ms", true}, {"least ms", true}, {"Mrows/s", true}},
+          lines));
   if (a.join)
     print_join(*a.join);
-  fmt::print("{}\n", !a.agree ? "the counts DISAGREE" : a.is_compared ? "the counts agree" : not_compared);
+  if (a.agree && !a.is_compared)
+    fmt::print("{}\n", not_compared);
+  else
+    print_verdict("counts", a.agree, "");
+  if (a.explained)
+    print_explanation(*a.explained);
+}
+
+void print_explanation(const explanation &of) {
+  int64_t whole = 0;
+  for (const plan_step &s : of.steps())
+    whole += s.nanoseconds;
+  std::vector<std::vector<std::string>> lines;
+  std::string calls;
+  for (const plan_step &s : of.steps()) {
+    const auto time = static_cast<double>(s.nanoseconds);
+    const bool reads = s.bytes != 0;
+    lines.push_back({std::to_string(lines.size() + 1), shortened(s.name), reads ? grouped(s.batches) : "",
+                     s.skipped != 0 ? grouped(s.skipped) : "", grouped(s.rows_in), grouped(s.rows_out),
+                     reads ? grouped(s.bytes) : "", fmt::format("{:.3f}", time / 1e6),
+                     fmt::format("{:.0f} %", whole == 0 ? 0 : 100 * time / static_cast<double>(whole)),
+                     reads ? fmt::format("{:.2f}", static_cast<double>(s.bytes) / time) : ""});
+    for (const auto &[entry, kernel] : s.calls)
+      calls += fmt::format("{:>2} calls {}{}\n", lines.size(), entry, kernel == entry ? "" : " with " + kernel);
+  }
+  fmt::print("{}{}",
+             text_table({{"", true},
+                         {"step", false},
+                         {"batches", true},
+                         {"skipped", true},
+                         {"rows in", true},
+                         {"rows out", true},
+                         {"bytes", true},
+                         {"ms", true},
+                         {"share", true},
+                         {"GB/s", true}},
+                        lines),
+             calls);
 }
 
 namespace {
@@ -157,11 +215,10 @@ void print_shown(const projection &rows, std::string_view unit, uint64_t shown, 
   if (!is_compared)
     fmt::print("{}\n", not_compared);
   else
-    fmt::print("the {} {}{}\n", unit, rows.agree ? "agree" : "DISAGREE",
-               is_order_open ? "; their order, which hangs on such sums, is not compared" : "");
+    print_verdict(unit, rows.agree, is_order_open ? "; their order, which hangs on such sums, is not compared" : "");
 }
 
-void print_summary(const tables &from, std::span<const answered> answers) {
+void print_summary(const tables &from, std::span<const answered> answers, size_t threads) {
   fmt::print("\nsummary\n");
   for (const loaded_table &table : from.list()) {
     if (from.are_joined())
@@ -173,9 +230,10 @@ void print_summary(const tables &from, std::span<const answered> answers) {
   const auto equal = std::count_if(answers.begin(), answers.end(), [](const answered &a) { return a.given.agree; });
   const bool are_compared = answers.front().given.is_compared;
   if (are_compared)
-    fmt::print("{} of {} answers are equal to DuckDB's\n\n", equal, answers.size());
+    fmt::print("{} of {} answers are equal to DuckDB's", equal, answers.size());
   else
-    fmt::print("{}\n\n", not_compared);
+    fmt::print("{}", not_compared);
+  fmt::print("; times of {}\n\n", threads_named(threads));
   // The generic kernels come first, those in force last or before DuckDB.
   const auto &engines = answers.front().given.measurements;
   const size_t in_force = engines.size() - (are_compared ? 2 : 1);

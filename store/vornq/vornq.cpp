@@ -43,10 +43,11 @@ status complain(std::string_view message, status end) {
 }
 
 status run(const options &chosen) {
-  const kernels library(chosen.isa, chosen.library_folder, chosen.more);
+  kernels library(chosen.isa, chosen.library_folder, chosen.more);
   if (const auto &missing = library.missing_library())
     print_line(fmt::format("the library {} is not there; the generic kernels are used", *missing));
 
+  worker_pool threads(chosen.threads);
   duckdb::connection database;
   tables from(library.chosen(), database, chosen.files, chosen.join);
   const questions asked = read_questions(database, chosen, from);
@@ -72,15 +73,20 @@ status run(const options &chosen) {
   if (!asked.columns.empty()) {
     const bool as_table = chosen.format == row_format::table;
     const session s{
-        chosen, library, from, asked,
+        chosen,
+        library,
+        threads,
+        from,
+        asked,
         from.made_reference(database, asked.columns,
                             (as_table && (!asked.conditions.empty() || chosen.asks_for_groups())) || chosen.order)};
     const auto disagree = [&](std::string_view what) {
       end = as_table ? disagreed : complain(fmt::format("the {} DISAGREE", what), disagreed);
     };
     if (as_table)
-      fmt::print("{}kernels in force: {}{}\n", list_columns ? "\n" : "", library.name(),
-                 s.checker.has_columns() ? fmt::format("; DuckDB {} on one thread", duckdb::version()) : "");
+      fmt::print("{}kernels in force: {}{}; {}\n", list_columns ? "\n" : "", library.name(),
+                 s.checker.has_columns() ? fmt::format("; DuckDB {}", duckdb::version()) : "",
+                 threads_named(threads.threads()));
     answers = answer_all(s);
     if (std::any_of(answers.begin(), answers.end(), [](const answered &a) { return !a.given.agree; }))
       disagree("counts");
@@ -92,7 +98,7 @@ status run(const options &chosen) {
     }
   }
   if (chosen.summary)
-    print_summary(from, answers);
+    print_summary(from, answers, threads.threads());
   if (chosen.more.rates)
     library.print_rates();
   return end;

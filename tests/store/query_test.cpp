@@ -305,13 +305,14 @@ TEST(measure, notices_when_duckdb_counts_otherwise) {
   duckdb::connection db;
   const table_file loaded(db, folder.write("loaded.csv", "n\n1\n2\n3\n"));
   const table_file other(db, folder.write("other.csv", "n\n1\n1\n3\n"));
-  const kernels library("generic", "");
+  kernels library("generic", "");
   column_map columns;
   columns.emplace("n", loaded.load(loaded.find("n"), {}, [](uint64_t) {}));
   const std::string names[] = {"n"};
   const reference checker(db, other, names);
-  EXPECT_TRUE(measure(library, columns, parse_condition("n = 3", loaded.columns()), checker, 1).agree);
-  EXPECT_FALSE(measure(library, columns, parse_condition("n = 2", loaded.columns()), checker, 1).agree);
+  worker_pool threads(2);
+  EXPECT_TRUE(measure({library, threads, checker}, columns, parse_condition("n = 3", loaded.columns())).agree);
+  EXPECT_FALSE(measure({library, threads, checker}, columns, parse_condition("n = 2", loaded.columns())).agree);
 }
 
 TEST(projection, notices_what_duckdb_has_otherwise) {

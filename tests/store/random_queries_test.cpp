@@ -1,5 +1,5 @@
 // Random queries of random tables: conditions, joins, orders, groups and sums over every kind of value in every
-// encoding.  The generic kernels answer as DuckDB does, and the best ones as the generic ones, to the bit.
+// encoding.  The generic kernels answer as DuckDB does, and all others, on any number of threads, as these, to the bit.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -80,7 +80,7 @@ struct database {
   dice random;
   vorn_host::environment env;
   vorn_ctx ctx = env.context();
-  duckdb::connection db;
+  duckdb::connection db{1}; // the thread sanitizer, without which it is built, would see races among its own threads
   vorn_test::scratch_folder folder;
   std::vector<made_column> columns;
   std::vector<const made_column *> searched, numeric; // of the columns
@@ -225,23 +225,28 @@ TEST_P(random_queries, are_answered_as_duckdb_does) {
   const column_names &known = from.loaded->names();
   const uint32_t begin = chosen("VORN_QUERY", 0), end = chosen("VORN_QUERY", queries - 1) + 1;
   std::map<uint32_t, kept_rows> answers;
-  for (const auto &implementation : vorn_test::implementations) {
+  constexpr uint32_t thread_counts[] = {1, 2, 3, 7};
+  constexpr size_t counts = std::size(thread_counts);
+  for (size_t run = 0; run < counts + std::size(vorn_test::implementations) - 1;
+       ++run) { // generic with each, then others
+    const auto &implementation = vorn_test::implementations[run < counts ? 0 : run - counts + 1];
     if (!vorn_test::runs_here(implementation))
       continue;
     ASSERT_NO_FATAL_FAILURE(vorn_test::put_in_force(implementation, from.env));
+    worker_pool threads(thread_counts[run % counts]);
     for (uint32_t number = begin; number < end; ++number) {
       from.random = dice(GetParam(), number);
       const request asked = from.whole();
-      SCOPED_TRACE(fmt::format("{}: {}{}\nVORN_SEED={} VORN_QUERY={} --gtest_filter='*random_queries*/{}'",
-                               implementation.name, from.checker->sql_of(asked.sql(known, false)), from.made, seed,
-                               number, GetParam()));
+      SCOPED_TRACE(fmt::format("{}, {} threads: {}{}\nVORN_SEED={} VORN_QUERY={} --gtest_filter='*random_queries*/{}'",
+                               implementation.name, threads.threads(), from.checker->sql_of(asked.sql(known, false)),
+                               from.made, seed, number, GetParam()));
       const std::vector<heading> headings = asked.headings(known);
       kept_rows found(headings.size());
       const auto keep = [&](row_block block) { found.add(block); };
-      from.random.random.discard(implementation.capability); // an answer does not hang on room
+      from.random.random.discard(run); // an answer does not hang on room
       try {
-        const auto rows = planned(from.ctx, from.loaded->plan(), asked, from.rooms());
-        if (implementation.capability == 0)
+        const auto rows = planned({from.ctx, threads}, from.loaded->plan(), asked, from.rooms());
+        if (run == 0)
           EXPECT_TRUE(project(*rows, headings, from.checker->answer(asked.sql(known, true)), UINT64_MAX, keep).agree);
         else
           while (rows->next() != 0)

@@ -6,6 +6,10 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <regex>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -247,7 +251,7 @@ TEST_F(vornq_test, ends_with_what_was_gained) {
   EXPECT_THAT(out, testing::ContainsRegex("\nsummary\n100,000 rows in 1 column, [0-9,]+ bytes as stored\n"
                                           "[0-9,]+ bytes in the file, [0-9.]+ times as many\n"
                                           "800,000 bytes plain, [0-9.]+ times as many\n"
-                                          "2 of 2 answers are equal to DuckDB's\n"));
+                                          "2 of 2 answers are equal to DuckDB's; times of one thread each\n"));
   EXPECT_THAT(out, testing::ContainsRegex("\nn < 3 +30,000( +[0-9.]+){3,5}\n$"));
 }
 
@@ -269,6 +273,34 @@ TEST_F(vornq_test, prints_what_the_library_tells) {
   EXPECT_EQ(run({table, "--where", "people > 100", "--isa", "generic", "--self-check"}), 2);
   EXPECT_EQ(err, "vornq: there is nothing to check the generic kernels against; a self-check needs a specialised "
                  "library\n");
+}
+
+TEST_F(vornq_test, explains_its_steps_on_any_number_of_threads) {
+  ASSERT_EQ(run({table, "--where", "people > 120", "--threads", "3", "--explain", "--repeat", "1"}), 0) << err;
+  EXPECT_THAT(out, HasSubstr("; 3 threads each\n"));
+  EXPECT_THAT(out, testing::ContainsRegex("\n1  scan people +1 +3 +1 +1 +[0-9.]+ +100 % +[0-9.]+\n"
+                                          " 1 calls vorn_cmp with vorn_gt_dict_2bit_null\n"));
+  for (const char *option : {"--select", "--group-by"}) {
+    ASSERT_EQ(run({table, option, "town", "--order-by", "town desc", "--limit", "2", "--explain", "--threads", "2"}),
+              0);
+    EXPECT_THAT(out, testing::ContainsRegex("\n2  sort +3 +3 +[0-9.]+ +[0-9]+ %\n3  limit +3 +2 +"));
+  }
+  ASSERT_EQ(run({table, "--count", "--where", "people > 120", "--stats", "--isa", "generic", "--repeat", "2"}), 0);
+  EXPECT_THAT(out, testing::ContainsRegex("vorn_gt_dict_2bit_null +Call Freq: 3\t")) << "one of them is not timed";
+}
+
+TEST_F(vornq_test, has_a_manual_of_all_options) {
+  ASSERT_EQ(run({"--help"}), 0);
+  std::ifstream file(MANUAL);
+  std::string manual(std::istreambuf_iterator<char>(file), {});
+  std::erase(manual, '\\');
+  const std::regex option("--[a-z][a-z-]*");
+  std::set<std::string> options;
+  for (std::sregex_iterator at(out.begin(), out.end(), option), end; at != end; ++at)
+    options.insert(at->str());
+  EXPECT_GT(options.size(), 20U);
+  for (const std::string &name : options)
+    EXPECT_THAT(manual, testing::ContainsRegex("\n\\.BI? \"?" + name + "[ \n]"));
 }
 
 TEST_F(vornq_test, runs_the_instruction_set_that_it_is_told) {
@@ -305,6 +337,9 @@ TEST_F(vornq_test, ends_with_one_line_and_status_2_when_it_cannot_do_what_it_was
   const bad_call calls[] = {
       {{}, "file is required"},
       {{table, "--frobnicate"}, "--frobnicate"},
+      {{table, "--threads", "5000"}, "--threads"},
+      {{table, "--where", "people > 1", "--threads", "2", "--stats"}, "--stats keeps the rates of one thread"},
+      {{table, "--select", "town", "--format", "csv", "--explain"}, "rows are all that is printed"},
       {{table, "--where"}, "--where"},
       {{folder.path("missing.csv")}, "no such file"},
       {{folder.path()}, "neither a .parquet nor a .csv file"},

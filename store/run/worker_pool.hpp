@@ -1,0 +1,48 @@
+// Threads that take the batches of a table by turns.
+#pragma once
+
+#include <condition_variable>
+#include <cstdint>
+#include <exception>
+#include <functional>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+namespace store {
+
+class worker_pool {
+public:
+  // What is done with an item, by a thread whose number is below that of the threads.
+  using work = std::function<void(size_t thread, size_t item)>;
+
+  // The thread that calls `run` is one of them.
+  explicit worker_pool(uint32_t threads);
+  worker_pool(const worker_pool &) = delete;
+
+  size_t threads() const { return others.size() + 1; }
+
+  // Does the work of all items below `items`, which are handed out in ascending order, and returns when it is done.
+  // After an error no more are handed out, and that of the smallest item is thrown: on any number of threads the one
+  // that a single thread meets.
+  void run(size_t items, const work &of_item);
+
+private:
+  void wait_for_work(const std::stop_token &stop, size_t thread);
+  void take_items(std::unique_lock<std::mutex> &lock, size_t thread);
+
+  std::mutex guard; // of everything below but the threads
+  std::condition_variable_any begun;
+  std::condition_variable ended;
+  const work *current = nullptr;
+  uint64_t runs = 0;
+  size_t next_item = 0;
+  size_t end_item = 0;
+  size_t working = 0; // threads that have an item
+  std::exception_ptr error;
+  size_t error_item = 0;
+
+  std::vector<std::jthread> others; // the last member: they end before the others do
+};
+
+} // namespace store
