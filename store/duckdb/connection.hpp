@@ -91,9 +91,10 @@ public:
   result stream(const std::string &sql);
   statement prepare(const std::string &sql);
 
-private:
+  // The duckdb_connection, for calls that this does not wrap.
   void *opened();
 
+private:
   struct database_closer {
     void operator()(void *closed) const;
   };

@@ -6,7 +6,7 @@
 #include <fmt/ranges.h>
 
 #include "store/duckdb/values.hpp"
-#include "store/encode/prefix_encoder.hpp"
+#include "store/encode/column_builder.hpp"
 #include "store/error.hpp"
 
 namespace store {
@@ -60,84 +60,13 @@ std::vector<column_info> columns_of(duckdb::connection &db, const std::string &s
   return out;
 }
 
-// Are the values of a column stored themselves, rather than their codes?
-bool stores_values(const encoding_choice &choice) {
-  return choice.form == encoding::fixed || choice.form == encoding::dynp || choice.form == encoding::prefix;
-}
-
-using report = std::function<void(uint64_t)>;
-
-// Calls with the values of a column, one by one.
-template <class Take>
-void for_values(duckdb::result rows, value_kind kind, const report &progress, Take take) {
-  uint64_t done = 0;
-  while (auto chunk = rows.next()) {
-    const duckdb::vector values = chunk->column(0);
-    for (uint64_t row = 0; row < chunk->rows(); ++row)
-      take(value_at(values, row, kind));
-    progress(done += chunk->rows());
-  }
-}
-
-bool is_null(const cell &c) { return std::holds_alternative<std::monostate>(c); }
-
-void refuse_null(const cell &c, const column &of, encoding form) {
-  if (is_null(c))
-    throw error(fmt::format("column '{}' has NULLs, which {} does not store", of.name, encoding_name(form)));
-}
-
-template <class Key>
-void encode_distinct(column &out, const encoding_choice &choice, duckdb::result rows, const report &progress) {
-  using view = typename dictionary_encoder<Key>::view;
-  dictionary_encoder<Key> encoder;
-  for_values(std::move(rows), out.type.kind, progress, [&](const cell &c) {
-    if (is_null(c)) {
-      encoder.add_null();
-      return;
-    }
-    if constexpr (std::is_same_v<Key, std::string>) {
-      const auto *wide = std::get_if<wide_key>(&c);
-      const view symbol = wide != nullptr ? wide->view() : std::get<view>(c);
-      if (symbol.size() > dictionary::longest_text)
-        throw error(fmt::format("column '{}' has a value of {} bytes; {} is the most that a dictionary stores",
-                                shortened(out.name), symbol.size(), dictionary::longest_text));
-      encoder.add(symbol);
-    } else {
-      encoder.add(std::get<Key>(c));
-    }
-  });
-  out.values = encoder.finish();
-  if (out.type.is_bytes())
-    out.plain_bytes = encoder.text_bytes();
-  store_codes(out, encoder.codes(), choice.form);
-}
-
-void encode_keys(column &out, encoding form, duckdb::result rows, const report &progress) {
-  std::vector<int64_t> keys;
-  for_values(std::move(rows), out.type.kind, progress, [&](const cell &c) {
-    refuse_null(c, out, form);
-    keys.push_back(std::get<int64_t>(c));
-  });
-  store_keys(out, keys, form);
-}
-
-void encode_prefix_texts(column &out, duckdb::result rows, const report &progress) {
-  std::string texts;
-  uint32_t text_bytes = 0;
-  for_values(std::move(rows), out.type.kind, progress, [&](const cell &c) {
-    refuse_null(c, out, encoding::prefix);
-    const auto text = std::get<std::string_view>(c);
-    if (text.empty() || text.size() > longest_prefix_value)
-      throw error(fmt::format("column '{}' has a text of {} bytes; prefix stores 1 to {}", out.name, text.size(),
-                              longest_prefix_value));
-    if (text_bytes != 0 && text.size() != text_bytes)
-      throw error(fmt::format("column '{}' has texts of {} and of {} bytes; prefix stores one length", out.name,
-                              text_bytes, text.size()));
-    text_bytes = static_cast<uint32_t>(text.size());
-    texts += text;
-  });
-  out.plain_bytes = texts.size();
-  store_texts(out, texts, std::max(text_bytes, 1U));
+// A key, a text or another symbol.
+template <class Value>
+Value value_in(const cell &c) {
+  if constexpr (std::is_same_v<Value, std::string_view>)
+    if (const auto *wide = std::get_if<wide_key>(&c))
+      return wide->view();
+  return std::get<Value>(c);
 }
 
 } // namespace
@@ -177,32 +106,27 @@ std::optional<uint64_t> table_file::compressed_bytes(const std::vector<std::stri
 }
 
 void table_file::check_encoding(const column_info &info, const encoding_choice &choice) const {
-  const column_type &type = *info.type;
-  const bool as_texts = type.is_bytes() && choice.form == encoding::prefix;
-  if ((type.is_bytes() || type.is_wide()) && stores_values(choice) && !as_texts)
-    throw error(fmt::format("column '{}' is of type {}, which {} does not store", shortened(info.name), info.sql_type,
-                            encoding_name(*choice.form)));
+  store::check_encoding(info, choice);
 }
 
 column table_file::load(const column_info &info, const encoding_choice &choice,
                         const std::function<void(uint64_t)> &progress) const {
-  check_encoding(info, choice);
-  column out;
-  out.name = info.name;
-  out.type = *info.type;
-  auto rows = database.stream(fmt::format("SELECT {} FROM {}", sql_values(info.file_name(), out.type), scan));
-  if (out.type.is_bytes() && choice.form == encoding::prefix)
-    encode_prefix_texts(out, std::move(rows), progress);
-  else if (out.type.is_bytes() || out.type.is_wide())
-    encode_distinct<std::string>(out, choice, std::move(rows), progress);
-  else if (stores_values(choice))
-    encode_keys(out, *choice.form, std::move(rows), progress);
-  else
-    encode_distinct<int64_t>(out, choice, std::move(rows), progress);
-  out.plain_bytes += out.rows * out.type.plain_bytes;
-  if (choice.compressed)
-    compress(out);
-  return out;
+  column_builder building(info, choice);
+  auto rows = database.stream(fmt::format("SELECT {} FROM {}", sql_values(info.file_name(), *info.type), scan));
+  uint64_t done = 0;
+  building.with([&]<class Builder>(Builder &builder) {
+    while (auto chunk = rows.next()) {
+      const duckdb::vector values = chunk->column(0);
+      for (uint64_t row = 0; row < chunk->rows(); ++row) {
+        const cell c = value_at(values, row, info.type->kind);
+        builder.append(std::holds_alternative<std::monostate>(c)
+                           ? builder.null_row()
+                           : builder.row_of(value_in<typename Builder::value>(c)));
+      }
+      progress(done += chunk->rows());
+    }
+  });
+  return building.finish();
 }
 
 } // namespace store

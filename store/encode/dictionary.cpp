@@ -86,26 +86,18 @@ vorn_enc_ctx dictionary::encoding(uint32_t width, uint32_t flags) const {
 }
 
 template <class Key>
-void dictionary_encoder<Key>::add(view key) {
+uint32_t distinct_values<Key>::number_of(view key) {
   auto found = numbers.find(key);
   if (found == numbers.end()) {
     if (numbers.size() == largest)
       throw error("a column has more than 2^32 distinct values");
     found = numbers.emplace(Key(key), static_cast<uint32_t>(numbers.size() + 1)).first;
   }
-  row_codes.push_back(found->second);
-  if constexpr (std::is_same_v<Key, std::string>)
-    characters += key.size();
+  return found->second;
 }
 
 template <class Key>
-void dictionary_encoder<Key>::add_null() {
-  nulls = true;
-  row_codes.push_back(0);
-}
-
-template <class Key>
-dictionary dictionary_encoder<Key>::finish() {
+dictionary distinct_values<Key>::finish(std::vector<uint32_t> &code_of) {
   using entry = typename decltype(numbers)::value_type;
   std::vector<const entry *> order;
   order.reserve(numbers.size());
@@ -114,18 +106,16 @@ dictionary dictionary_encoder<Key>::finish() {
   std::sort(order.begin(), order.end(), [](const entry *a, const entry *b) { return a->first < b->first; });
 
   dictionary ascending(nulls);
-  std::vector<uint32_t> code_of(order.size() + 1);
+  code_of.resize(order.size() + 1);
   for (const entry *e : order) {
     code_of[e->second] = static_cast<uint32_t>(ascending.codes());
     ascending.append(e->first);
   }
   numbers.clear();
-  for (uint32_t &row : row_codes)
-    row = code_of[row];
   return ascending;
 }
 
-template class dictionary_encoder<int64_t>;
-template class dictionary_encoder<std::string>;
+template class distinct_values<int64_t>;
+template class distinct_values<std::string>;
 
 } // namespace store

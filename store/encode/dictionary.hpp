@@ -78,35 +78,32 @@ private:
   bool has_empty_text = false;
 };
 
-// Takes the values of a column row by row and replaces them by codes.  Key is int64_t or, for texts and other symbols,
-// std::string.
+// The distinct values of a column while it is read: numbers from 1 in the order of their first appearance; NULL is 0.
+// Key is int64_t or, for texts and other symbols, std::string.
 template <class Key>
-class dictionary_encoder {
+class distinct_values {
 public:
   using view = std::conditional_t<std::is_same_v<Key, std::string>, std::string_view, Key>;
 
-  void add(view key);
-  void add_null();
+  uint32_t number_of(view key);
+  uint32_t null_number() {
+    nulls = true;
+    return 0;
+  }
 
-  uint64_t text_bytes() const { return characters; } // bytes of all texts so far, repeated ones too
-
-  // Ends the column: the dictionary, and the rows' codes in codes().
-  dictionary finish();
-  const std::vector<uint32_t> &codes() const { return row_codes; }
+  // The dictionary, and the code of each number.
+  dictionary finish(std::vector<uint32_t> &code_of);
 
 private:
   struct hash : std::hash<view> {
     using is_transparent = void;
   };
 
-  // In the meantime values are numbered from 1 in the order of their first appearance and NULL is 0.
   std::unordered_map<Key, uint32_t, hash, std::equal_to<>> numbers;
-  std::vector<uint32_t> row_codes;
-  uint64_t characters = 0;
   bool nulls = false;
 };
 
-extern template class dictionary_encoder<int64_t>;
-extern template class dictionary_encoder<std::string>;
+extern template class distinct_values<int64_t>;
+extern template class distinct_values<std::string>;
 
 } // namespace store

@@ -7,7 +7,6 @@
 
 #include "store/encode/packing.hpp"
 #include "store/encode/prefix_encoder.hpp"
-#include "store/encode/runs.hpp"
 #include "store/error.hpp"
 #include <vorn/qpak_encoder.hpp>
 
@@ -22,15 +21,38 @@ void for_batches(std::span<const Row> rows, Take take) {
     take(rows.subspan(first, std::min<size_t>(batch_rows, rows.size() - first)));
 }
 
-zone zone_of(std::span<const uint32_t> codes, uint32_t first_code) {
+// Calls with the runs of each batch in turn, cut where a batch ends.
+template <class Take>
+void for_batches(std::span<const code_run> runs, Take take) {
+  std::vector<code_run> rows;
+  uint64_t room = batch_rows;
+  for (const code_run &run : runs)
+    for (uint64_t left = run.rows; left != 0;) {
+      const uint64_t count = std::min(left, room);
+      rows.push_back({run.code, count});
+      left -= count;
+      room -= count;
+      if (room == 0) {
+        take(std::span<const code_run>(rows));
+        rows.clear();
+        room = batch_rows;
+      }
+    }
+  if (!rows.empty())
+    take(std::span<const code_run>(rows));
+}
+
+template <class Row>
+zone zone_of(std::span<const Row> rows, uint32_t first_code) {
   zone out{~uint64_t{0}, 0, 0};
-  for (uint64_t code : codes) {
+  for (const Row &row : rows) {
+    const auto [code, count] = as_run(row);
     if (code < first_code) {
-      ++out.nulls;
+      out.nulls += static_cast<uint32_t>(count);
       continue;
     }
-    out.low = std::min(out.low, code);
-    out.high = std::max(out.high, code);
+    out.low = std::min<uint64_t>(out.low, code);
+    out.high = std::max<uint64_t>(out.high, code);
   }
   return out;
 }
@@ -79,6 +101,22 @@ batch dynp_batch(std::span<const int64_t> keys, const key_range &range, uint32_t
   return out;
 }
 
+// The codes of rows, or their runs, as rle.
+template <class Row>
+void store_as_runs(column &out, std::span<const Row> all) {
+  out.width = least_width(std::get<dictionary>(out.values).codes());
+  out.form = encoding::rle;
+  out.run_length_bits = best_run_length_bits(all, out.width);
+  for_batches(all, [&](std::span<const Row> rows) {
+    batch made = run_batch(rows, out.width, out.run_length_bits);
+    for (const Row &row : rows)
+      made.rows += static_cast<uint32_t>(as_run(row).rows);
+    made.held = zone_of(rows, static_cast<uint32_t>(out.first_ordinal()));
+    out.rows += made.rows;
+    out.batches.push_back(std::move(made));
+  });
+}
+
 batch key_prefix_batch(std::span<const int64_t> keys, const key_range &range, uint32_t width) {
   const batch values = fixed_batch(keys, range, width);
   return prefix_batch({reinterpret_cast<const char *>(values.stream.data()), values.stream_bytes}, width / 8);
@@ -106,25 +144,34 @@ encoding_choice parse_encoding(std::string_view text) {
 }
 
 void store_codes(column &out, std::span<const uint32_t> codes, std::optional<encoding> form) {
-  out.rows = codes.size();
+  const bool as_runs = form ? form == encoding::rle : has_long_runs(codes);
+  if (as_runs) {
+    store_as_runs(out, codes);
+    return;
+  }
   out.width = least_width(std::get<dictionary>(out.values).codes());
-  if (!form)
-    form = has_long_runs(codes) ? encoding::rle : encoding::dict;
-  out.form = *form;
-  if (out.form == encoding::rle)
-    out.run_length_bits = best_run_length_bits(codes, out.width);
+  out.form = encoding::dict;
+  out.rows = codes.size();
   for_batches(codes, [&](std::span<const uint32_t> rows) {
     batch made;
-    if (out.form == encoding::rle) {
-      made = run_batch(rows, out.width, out.run_length_bits);
-    } else {
-      made.stream = packed(rows, out.width);
-      made.stream_bytes = static_cast<uint32_t>(made.stream.size() - cache_line);
-    }
+    made.stream = packed(rows, out.width);
+    made.stream_bytes = static_cast<uint32_t>(made.stream.size() - cache_line);
     made.rows = static_cast<uint32_t>(rows.size());
     made.held = zone_of(rows, static_cast<uint32_t>(out.first_ordinal()));
     out.batches.push_back(std::move(made));
   });
+}
+
+void store_runs(column &out, std::span<const code_run> runs, std::optional<encoding> form) {
+  const bool as_runs = form ? form == encoding::rle : has_long_runs(runs);
+  if (as_runs) {
+    store_as_runs(out, runs);
+    return;
+  }
+  std::vector<uint32_t> codes;
+  for (const code_run &run : runs)
+    codes.insert(codes.end(), run.rows, run.code);
+  store_codes(out, codes, encoding::dict);
 }
 
 void store_keys(column &out, std::span<const int64_t> keys, encoding form) {

@@ -2,12 +2,15 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <map>
 #include <optional>
 #include <span>
 #include <string>
 #include <string_view>
 
 #include "store/encode/column.hpp"
+#include "store/encode/runs.hpp"
 
 namespace store {
 
@@ -17,13 +20,18 @@ struct encoding_choice {
   bool compressed = false;      // the value stream in blocks; not with prefix
 };
 
+// The choices for columns, by their names.
+using choice_map = std::map<std::string, encoding_choice, std::less<>>;
+
 // Reads "dict", "rle+qpak" and the like.  Throws store::error.
 encoding_choice parse_encoding(std::string_view text);
 
 // Fill the batches and what tells how they are stored; the rest of the column is there already.  The first stores
-// codes as dict or rle and needs the dictionary; the second stores keys as fixed, dynp or prefix and sets their range;
-// the third stores texts of one length, which lie back to back, as prefix.
+// codes as dict or rle and needs the dictionary, and so does the second, whose codes are those of runs; the third
+// stores keys as fixed, dynp or prefix and sets their range; the fourth stores texts of one length, which lie back to
+// back, as prefix.
 void store_codes(column &out, std::span<const uint32_t> codes, std::optional<encoding> form);
+void store_runs(column &out, std::span<const code_run> runs, std::optional<encoding> form);
 void store_keys(column &out, std::span<const int64_t> keys, encoding form);
 void store_texts(column &out, std::string_view texts, uint32_t text_bytes);
 

@@ -33,6 +33,7 @@ struct column_type {
   uint32_t plain_bytes = 0; // of a value in a plain array; of a text or blob those of its length, which its bytes come
                             // on top of
   uint32_t scale = 0;       // decimal digits behind the point
+  bool is_signed = true;    // of integers
 
   bool is_bytes() const { return kind == value_kind::text || kind == value_kind::blob; }
   bool is_wide() const { return kind == value_kind::wide || kind == value_kind::uuid; }

@@ -16,8 +16,6 @@
 
 namespace store {
 
-using choice_map = std::map<std::string, encoding_choice, std::less<>>;
-
 struct loaded_table {
   std::unique_ptr<table_source> file;
   column_map columns = {};

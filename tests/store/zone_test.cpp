@@ -7,6 +7,7 @@
 
 #include <fmt/format.h>
 
+#include "store/encode/column_builder.hpp"
 #include "store/encode/encoder.hpp"
 #include "store/query/filter.hpp"
 #include "tests/support/implementation.hpp"
@@ -40,14 +41,10 @@ column stored(const std::vector<row> &rows, encoding form) {
     store_keys(out, keys, form);
     return out;
   }
-  dictionary_encoder<int64_t> encoder;
+  code_builder<int64_t> builder("");
   for (const row &r : rows)
-    if (r)
-      encoder.add(*r);
-    else
-      encoder.add_null();
-  out.values = encoder.finish();
-  store_codes(out, encoder.codes(), form);
+    builder.append(r ? builder.row_of(*r) : builder.null_row());
+  builder.finish(out, form);
   return out;
 }
 

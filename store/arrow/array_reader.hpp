@@ -1,0 +1,16 @@
+// The rows of Arrow arrays, handed to the builder of a column: what a value is to the builder is asked once for an
+// entry of a dictionary that rows refer to, and once for a run.
+#pragma once
+
+#include "store/arrow/array_values.hpp"
+#include "store/arrow/arrow_interface.h"
+#include "store/arrow/arrow_type.hpp"
+#include "store/encode/column_builder.hpp"
+
+namespace store {
+
+// Throws store::error, with the name of the column, for an array that is not one of the field's, has fewer rows or
+// contradicts itself.
+void append_rows(column_builder &out, const arrow_field &field, const ArrowArray *array, row_range rows);
+
+} // namespace store

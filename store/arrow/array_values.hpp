@@ -1,0 +1,144 @@
+// Arrow arrays, read with a look at what they say of themselves.
+//
+// An array does not say how long its buffers are, but for the bytes behind views: that those are there is its promise,
+// everything else is checked.
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include <fmt/format.h>
+
+#include "store/arrow/arrow_interface.h"
+#include "store/arrow/arrow_type.hpp"
+#include "store/error.hpp"
+#include "store/value/value.hpp"
+
+namespace store {
+
+// Complains of arrays.
+class array_faults {
+public:
+  // The owner of the arrays, with which every message begins.
+  explicit array_faults(std::string owner) : subject(std::move(owner)) {}
+
+  template <class... Values>
+  void unless(bool holds, fmt::format_string<Values...> what, Values &&...values) const {
+    if (!holds)
+      throw error(fmt::format("{} {}", subject, fmt::format(what, std::forward<Values>(values)...)));
+  }
+
+private:
+  std::string subject;
+};
+
+// Some consecutive rows of an array, counted from its offset.
+struct row_range {
+  int64_t first = 0;
+  int64_t count = 0;
+};
+inline row_range all_rows(const ArrowArray &array) { return {0, array.length}; }
+
+// What an array consists of.
+struct array_shape {
+  int64_t buffers = 0;
+  bool has_more_buffers = false; // perhaps
+  int64_t children = 0;
+  bool has_dictionary = false;
+};
+array_shape shape_of(arrow_layout layout);
+
+// Has the array this shape, and can its length, offset and NULLs be?
+void check_shape(const ArrowArray *array, const array_shape &shape, const array_faults &faults);
+
+// Bits of a bitmap.
+class bit_elements {
+public:
+  bit_elements(const void *buffer, int64_t first_bit) : bytes(static_cast<const uint8_t *>(buffer)), first(first_bit) {}
+  bool operator[](int64_t row) const { return (bytes[(first + row) / 8] >> ((first + row) % 8) & 1) != 0; }
+
+private:
+  const uint8_t *bytes;
+  int64_t first;
+};
+
+// The elements of the second buffer, of which some rows have one each.
+template <class Element>
+class elements {
+public:
+  elements(const ArrowArray &array, row_range rows, const array_faults &faults)
+      : bytes(static_cast<const char *>(array.buffers[1])), first(array.offset + rows.first) {
+    faults.unless(bytes != nullptr || rows.count == 0, "has rows but no buffer of values");
+  }
+
+  const char *at(int64_t row) const { return bytes + (first + row) * static_cast<int64_t>(sizeof(Element)); }
+  // Nothing aligns the buffers of another library.
+  Element operator[](int64_t row) const {
+    Element out{};
+    std::memcpy(&out, at(row), sizeof out);
+    return out;
+  }
+
+private:
+  const char *bytes;
+  int64_t first;
+};
+
+// Calls with the elements of an array of integers.
+template <class Take>
+void with_integers(arrow_layout layout, const ArrowArray &array, row_range rows, const array_faults &faults,
+                   Take take) {
+  switch (layout) {
+  case arrow_layout::int8:
+    return take(elements<int8_t>(array, rows, faults));
+  case arrow_layout::uint8:
+    return take(elements<uint8_t>(array, rows, faults));
+  case arrow_layout::int16:
+    return take(elements<int16_t>(array, rows, faults));
+  case arrow_layout::uint16:
+    return take(elements<uint16_t>(array, rows, faults));
+  case arrow_layout::int32:
+    return take(elements<int32_t>(array, rows, faults));
+  case arrow_layout::uint32:
+    return take(elements<uint32_t>(array, rows, faults));
+  case arrow_layout::uint64:
+    return take(elements<uint64_t>(array, rows, faults));
+  default:
+    return take(elements<int64_t>(array, rows, faults));
+  }
+}
+
+// Which rows of an array have a value.
+class validity {
+public:
+  validity(const ArrowArray &array, const array_faults &faults);
+  bool is_whole() const { return all; }
+  bool operator[](int64_t row) const { return all || bits[row]; }
+
+private:
+  bool all;
+  bit_elements bits;
+};
+
+// The values of some rows as the store has them, keys of 64 bits or symbols; any where a row is NULL.  Symbols are good
+// as long as this and the array.
+template <class Value>
+struct array_values {
+  array_values(const arrow_type &type, const ArrowArray &array, row_range rows, const validity &valid,
+               const array_faults &faults);
+  array_values(const array_values &) = delete;
+
+  std::vector<Value> values;
+
+private:
+  std::vector<wide_key> wide; // what symbols are the bytes of
+};
+
+extern template struct array_values<int64_t>;
+extern template struct array_values<std::string_view>;
+
+} // namespace store

@@ -1,0 +1,71 @@
+// What the schema of an Arrow column says: how its arrays are laid out, and what a value is to the store.
+#pragma once
+
+#include <cstdint>
+#include <limits>
+#include <optional>
+#include <string>
+
+#include "store/arrow/arrow_interface.h"
+#include "store/value/value.hpp"
+
+namespace store {
+
+// How the values of an array lie in its buffers.
+enum class arrow_layout {
+  bits,
+  truth_bytes, // 0 is false
+  int8,
+  uint8,
+  int16,
+  uint16,
+  int32,
+  uint32,
+  int64,
+  uint64,
+  float32,
+  float64,
+  int128,
+  fixed_bytes,
+  offsets32, // bytes back to back, and where those of a value begin
+  offsets64,
+  views // the bytes of a value or, when there are more than 12, where they are
+};
+
+struct arrow_type {
+  arrow_layout layout = arrow_layout::bits;
+  std::string sql_type; // by which the store knows the type
+  int32_t fixed_bytes = 0;
+
+  // The key is the number in the array times one of these and through the other, and the interface promises that this
+  // is a whole one and where it lies.
+  int64_t multiplier = 1;
+  int64_t divisor = 1;
+  __int128 low = std::numeric_limits<int64_t>::min();
+  __int128 high = std::numeric_limits<int64_t>::max();
+
+  // Is the number itself the key, whatever it is?
+  bool is_plain_key() const {
+    return multiplier == 1 && divisor == 1 && low == std::numeric_limits<int64_t>::min() &&
+           high == std::numeric_limits<int64_t>::max();
+  }
+};
+
+// A column: runs of what is perhaps a dictionary's index.
+struct arrow_field {
+  std::string name;
+  std::optional<arrow_layout> run_ends;
+  std::optional<arrow_layout> index;
+  arrow_type values;
+};
+
+// Throws store::error for a column of a type that the store does not encode, such as a nested one, and for a schema
+// that contradicts itself.
+arrow_field field_of(const ArrowSchema &schema);
+
+// The other way round: the format and the metadata of a column of the store, which has decimal numbers with the digits
+// that their bytes have room for, and timestamps in micro- or nanoseconds.
+std::string format_of(const column_type &type);
+std::string metadata_of(const column_type &type);
+
+} // namespace store

@@ -1,0 +1,39 @@
+// Selections and the selected rows of tables, handed to another library through the Arrow interfaces.
+//
+// What is handed out owns its memory.
+#pragma once
+
+#include <cstdint>
+#include <limits>
+#include <optional>
+#include <span>
+
+#include "store/arrow/arrow_interface.h"
+#include "store/arrow/owner.hpp"
+#include "store/encode/column.hpp"
+#include "store/query/selection.hpp"
+#include <vorn/vorn.h>
+
+namespace store {
+
+// A selection of the rows of a table as a column without a name: a boolean for each row, whose bitmap is the
+// selection's own, or the numbers of the selected rows, of 32 bits where those of all rows of the table are.
+struct arrow_column {
+  arrow_owner<ArrowSchema> schema;
+  arrow_owner<ArrowArray> array;
+};
+arrow_column exported_booleans(selection selected, uint64_t rows);
+arrow_column exported_row_numbers(const selection &selected, uint64_t rows);
+
+struct arrow_batch_limits {
+  uint64_t rows = batch_rows; // some thousand at least
+  // Of one column; all that offsets reach.
+  uint64_t text_bytes = std::numeric_limits<int32_t>::max();
+};
+
+// The values of columns on the selected rows, all rows without a selection, as a stream of record batches.  Context and
+// columns outlive it.  Throws store::error when there is no column.
+arrow_owner<ArrowArrayStream> exported_rows(const vorn_ctx &ctx, std::span<const column *const> columns,
+                                            std::optional<selection> selected, const arrow_batch_limits &limits = {});
+
+} // namespace store

@@ -1,0 +1,47 @@
+// Arrays and schemas that another library gets, with all that is theirs, until it releases them.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "store/arrow/arrow_interface.h"
+#include "store/encode/aligned.hpp"
+
+namespace store {
+
+// Memory of any kind that is handed out as it is.
+class arrow_buffer {
+public:
+  arrow_buffer() = default; // none
+  template <class Element>
+  explicit arrow_buffer(aligned_vector<Element> elements) {
+    const auto kept = std::make_shared<aligned_vector<Element>>(std::move(elements));
+    memory = std::shared_ptr<const void>(kept, kept->data());
+  }
+  const void *data() const { return memory.get(); }
+
+private:
+  std::shared_ptr<const void> memory;
+};
+
+struct array_parts {
+  int64_t length = 0;
+  int64_t null_count = 0;
+  std::vector<arrow_buffer> buffers;
+  std::vector<array_parts> children = {};
+};
+ArrowArray handed_out(array_parts parts);
+
+struct schema_parts {
+  std::string format;
+  std::string name = {};
+  std::string metadata = {};
+  bool is_nullable = false;
+  std::vector<schema_parts> children = {};
+};
+ArrowSchema handed_out(schema_parts parts);
+
+} // namespace store

@@ -1,0 +1,53 @@
+// Tables of another library, taken over through the Arrow interfaces and encoded.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "store/arrow/arrow_interface.h"
+#include "store/arrow/arrow_type.hpp"
+#include "store/encode/column_builder.hpp"
+#include "store/query/filter.hpp"
+#include "store/value/column_names.hpp"
+
+namespace store {
+
+struct arrow_table {
+  std::vector<column_info> columns; // in their order
+  column_map encoded;
+  uint64_t rows = 0;
+
+  std::vector<const column *> in_order() const {
+    std::vector<const column *> out;
+    for (const column_info &info : columns)
+      out.push_back(&encoded.at(info.name));
+    return out;
+  }
+};
+
+// Encodes record batches as they come.
+class arrow_importer {
+public:
+  // The schema is not needed any more afterwards.  Throws store::error for a column that the store does not encode, or
+  // not as is chosen.
+  explicit arrow_importer(const ArrowSchema &schema, const choice_map &choices = {});
+
+  // Neither takes over the batch nor keeps anything of it.  Throws store::error for one that contradicts itself or the
+  // schema, and for a value that cannot be stored; the importer is then only good for its end.
+  void add(const ArrowArray &batch);
+
+  arrow_table finish();
+
+private:
+  std::vector<arrow_field> fields;
+  std::vector<column_builder> builders;
+  arrow_table made;
+};
+
+// Take over all that they are given, release it whatever happens, and throw store::error where the importer does or
+// the stream fails.
+arrow_table import_arrow(ArrowArrayStream &stream, const choice_map &choices = {});
+arrow_table import_arrow(ArrowSchema &schema, ArrowArray &batch, const choice_map &choices = {});
+
+} // namespace store

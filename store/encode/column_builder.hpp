@@ -1,0 +1,117 @@
+// Columns made of values as they come, in the form that was chosen for them.
+//
+// A builder says once what a value is to the rows that hold it, its row, which is then appended for each of them:
+//
+//     builder.append(builder.row_of(value));
+//     builder.append(builder.null_row());
+//
+// NULLs, and values of a length, that the form does not store are a store::error.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+#include "store/encode/column.hpp"
+#include "store/encode/encoder.hpp"
+#include "store/encode/runs.hpp"
+
+namespace store {
+
+// Codes of a dictionary, as dict or rle.  Rows come one by one or, all of them, in runs.
+template <class Key>
+class code_builder {
+public:
+  using value = typename distinct_values<Key>::view;
+  using row = uint32_t;
+
+  explicit code_builder(std::string_view column_name) : name(column_name) {}
+
+  row row_of(value v);
+  row null_row() { return distinct.null_number(); }
+  void append(row r) { rows.push_back(r); }
+  void append_run(row r, uint64_t count);
+
+  void finish(column &out, std::optional<encoding> form);
+
+private:
+  std::string name;
+  distinct_values<Key> distinct;
+  std::vector<uint32_t> rows;
+  std::vector<code_run> runs;
+};
+
+// Keys that are stored themselves.
+class key_builder {
+public:
+  using value = int64_t;
+  using row = int64_t;
+
+  key_builder(std::string_view column_name, encoding chosen) : name(column_name), form(chosen) {}
+
+  row row_of(value key) const { return key; }
+  row null_row() const;
+  void append(row key) { keys.push_back(key); }
+  void append_run(row key, uint64_t count) { keys.insert(keys.end(), count, key); }
+
+  void finish(column &out) const { store_keys(out, keys, form); }
+
+private:
+  std::string name;
+  encoding form;
+  std::vector<int64_t> keys;
+};
+
+// Texts of one length that are stored themselves.
+class prefix_text_builder {
+public:
+  using value = std::string_view;
+  using row = std::string_view; // as long as the value is there
+
+  explicit prefix_text_builder(std::string_view column_name) : name(column_name) {}
+
+  row row_of(value text);
+  row null_row() const;
+  void append(row text) { texts += text; }
+  void append_run(row text, uint64_t count);
+
+  void finish(column &out) const;
+
+private:
+  std::string name;
+  std::string texts;
+  uint32_t text_bytes = 0;
+};
+
+// Can values of the column's kind be stored so?  Throws store::error when not.
+void check_encoding(const column_info &info, const encoding_choice &choice);
+
+class column_builder {
+public:
+  // Throws store::error for a form that does not store the kind of the values.
+  column_builder(const column_info &info, const encoding_choice &choice);
+
+  // Calls with the builder of the kind of the values: its value is a key, or a text or another symbol.
+  template <class Take>
+  void with(Take take) {
+    std::visit(take, builder);
+  }
+
+  column finish();
+
+private:
+  using any_builder = std::variant<code_builder<int64_t>, code_builder<std::string>, key_builder, prefix_text_builder>;
+  static any_builder made(const column_info &info, const encoding_choice &choice);
+
+  std::string name;
+  column_type type;
+  encoding_choice choice;
+  any_builder builder;
+};
+
+extern template class code_builder<int64_t>;
+extern template class code_builder<std::string>;
+
+} // namespace store
