@@ -10,6 +10,7 @@
 
 #include <fmt/format.h>
 
+#include "store/encode/column_builder.hpp"
 #include "store/encode/encoder.hpp"
 #include "store/error.hpp"
 #include "store/plan/kept_rows.hpp"
@@ -57,11 +58,10 @@ column made_column(const char *name, uint64_t rows) {
   column out;
   out.name = name;
   out.type = {value_kind::real, 8};
-  dictionary_encoder<int64_t> encoder;
+  code_builder<int64_t> builder(name);
   for (uint64_t row = 0; row < rows; ++row)
-    encoder.add(real_key(static_cast<double>(row * 0x9e3779b97f4a7c15 % 199) / 7));
-  out.values = encoder.finish();
-  store_codes(out, encoder.codes(), encoding::dict);
+    builder.append(builder.row_of(real_key(static_cast<double>(row * 0x9e3779b97f4a7c15 % 199) / 7)));
+  builder.finish(out, encoding::dict);
   return out;
 }
 
