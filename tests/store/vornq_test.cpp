@@ -167,7 +167,8 @@ TEST_F(vornq_test, answers_from_a_saved_table_as_from_the_file) {
       EXPECT_EQ(out, "town,sum(people * x)\nCdorf,14000.0\nAdorf,120.0\n");
     }
   ASSERT_EQ(run({saved, "--columns", "--summary", "--stats", "--where", "people > 100"}), 0) << err;
-  EXPECT_THAT(out, testing::ContainsRegex("town +VARCHAR +prefix .*\n(.*\n)*kernels in force: [a-z0-9]+; one thread each\n"));
+  EXPECT_THAT(
+      out, testing::ContainsRegex("town +VARCHAR +prefix .*\n(.*\n)*kernels in force: [a-z0-9]+; one thread each\n"));
   EXPECT_THAT(out, testing::ContainsRegex("generic +3 +2 .*\n(.*\n)*not compared with DuckDB"));
   EXPECT_THAT(out, Not(HasSubstr("agree")));
 }
