@@ -8,6 +8,13 @@
 
 namespace vorn::inline VORN_LEVEL {
 
+// The addresses of the values of n codes.
+[[gnu::noinline]] inline void list_addresses(const uint32_t *codes, uint32_t n, equal_symbols symbols,
+                                             const uint8_t **vals) {
+  for (uint32_t i = 0; i < n; ++i)
+    vals[i] = symbols.address(codes[i]);
+}
+
 template <unsigned W, class Element>
 struct block_steps : code_steps<W, Element> {
   using base = code_steps<W, Element>;
@@ -36,13 +43,11 @@ struct block_steps : code_steps<W, Element> {
                                           const equal_symbols &symbols, const uint8_t **vals) {
     if constexpr (W == 8 || W == 16) // soon read one by one
       return base::addresses(stream, places, n, symbols, vals);
-    const equal_symbols values = symbols; // in registers
     uint32_t codes[256];
     while (n != 0) {
       const uint32_t some = std::min<uint32_t>(n, std::size(codes));
       block_steps<W, uint32_t>::list(stream, places, some, codes);
-      for (uint32_t i = 0; i < some; ++i)
-        vals[i] = values.address(codes[i]);
+      list_addresses(codes, some, symbols, vals);
       n -= some;
       places += some;
       vals += some;
