@@ -8,4 +8,5 @@ import { compile } from 'vega-lite';
 import { lonePlot } from './plots.mjs';
 
 const run = JSON.parse(fs.readFileSync(process.argv[2]));
-console.log(await new vega.View(vega.parse(compile(lonePlot(run)).spec), { renderer: 'none' }).toSVG());
+const [plot] = Object.values(compile(lonePlot(run))); // what vega draws, before notes of how it was made
+console.log(await new vega.View(vega.parse(plot), { renderer: 'none' }).toSVG());

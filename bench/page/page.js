@@ -1,10 +1,10 @@
 // Draws the plots of the page.  The body ends up with its height and with data-state "drawn", or "failed" when a plot
 // could not be.
-const specs = JSON.parse(document.getElementById('specs').textContent);
-const draw = async (spec, index) => {
+const plots = JSON.parse(document.getElementById('plots').textContent);
+const draw = async (plot, index) => {
   const place = document.getElementById(`plot-${index}`);
   try {
-    await vegaEmbed(place, spec, { renderer: 'svg', actions: false });
+    await vegaEmbed(place, plot, { renderer: 'svg', actions: false });
   } catch (error) {
     place.classList.add('failed');
     place.textContent = `This plot could not be drawn: ${error.message}`;
@@ -13,4 +13,4 @@ const draw = async (spec, index) => {
 };
 
 const end = (state) => Object.assign(document.body.dataset, { state, height: document.documentElement.scrollHeight });
-Promise.all(specs.map(draw)).then(() => end('drawn'), () => end('failed'));
+Promise.all(plots.map(draw)).then(() => end('drawn'), () => end('failed'));

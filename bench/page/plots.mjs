@@ -130,7 +130,7 @@ function familyOfLines(run, { title, axis, panels }) {
     .filter((panel) => panel.points.length > 0);
   return {
     title,
-    spec: { hconcat: drawn.map((panel) => lines(panel.points, { ...panel, width: drawn.length > 3 ? 205 : 300 })) },
+    plot: { hconcat: drawn.map((panel) => lines(panel.points, { ...panel, width: drawn.length > 3 ? 205 : 300 })) },
     table: tableOf(
       drawn.map((p) => ({ ...p, heading: `${p.title}, ${p.heading}` })),
       axes[axis].title,
@@ -147,7 +147,7 @@ function familyOfDots(run, { title, names }) {
   const heading = measures.cycles.title;
   return {
     title,
-    spec: dots(points, { title: heading, names: Object.keys(names) }),
+    plot: dots(points, { title: heading, names: Object.keys(names) }),
     table: tableOf([{ heading, points, of: 'name' }], 'operation'),
   };
 }
@@ -165,7 +165,7 @@ function questions(run) {
   }));
   return {
     title: 'Flights and airports',
-    spec: {
+    plot: {
       resolve: { scale: { x: 'shared' } },
       hconcat: panels.map(({ heading, points }, index) => ({
         ...dots(points, { title, names, labels: index === 0 }),
@@ -182,7 +182,7 @@ function growingJoin(run) {
   const heading = `join with ${run.joins[0]?.keys.toLocaleString('en')} keys`;
   return {
     title: 'With the number of rows of a join; less is better',
-    spec: lines(points, { axis: 'rows', title, heading }),
+    plot: lines(points, { axis: 'rows', title, heading }),
     table: tableOf([{ heading, points }], axes.rows.title),
   };
 }
@@ -200,15 +200,15 @@ function sizes({ table, rows, file_bytes: fileBytes, columns }) {
   const names = points.map((p) => p.name);
   return {
     title: `${table}, ${rows.toLocaleString('en')} rows`,
-    spec: bars(points, { title, names }),
+    plot: bars(points, { title, names }),
     table: tableOf([{ points, of: 'name' }], 'column'),
   };
 }
 
 // The first two panels of the first family, with a legend and the machine: a plot that stands alone.
 export function lonePlot(run) {
-  const { title, spec } = familyOfLines(run, widths[0]);
-  const [cached, , streamed] = structuredClone(spec.hconcat);
+  const { title, plot } = familyOfLines(run, widths[0]);
+  const [cached, , streamed] = structuredClone(plot.hconcat);
   const shown = Object.keys(colours).filter((who) => who !== 'DuckDB');
   cached.encoding.color.legend = { title: null, orient: 'bottom', symbolType: 'stroke', values: shown };
   return {

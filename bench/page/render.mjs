@@ -19,11 +19,11 @@ function table(rows) {
   return html`<table>${cells('th', columns)}${rows.map((row) => cells('td', columns.map((column) => row[column])))}</table>`;
 }
 
-const specs = [];
-const figure = ({ title, spec, table: rows }) => html`
+const plots = [];
+const figure = ({ title, plot, table: rows }) => html`
 <figure>
 <figcaption>${escaped(title)}</figcaption>
-<div class="plot" id="plot-${specs.push(spec) - 1}"></div>
+<div class="plot" id="plot-${plots.push(plot) - 1}"></div>
 <details><summary>table</summary>${table(rows)}</details>
 </figure>`;
 
@@ -42,7 +42,7 @@ const parts = {
   machine: facts(run.machine),
   legend,
   sections,
-  specs: JSON.stringify(specs.map((spec) => ({ config, ...spec }))).replaceAll('<', '\\u003c'),
+  plots: JSON.stringify(plots.map((plot) => ({ config, ...plot }))).replaceAll('<', '\\u003c'),
 };
 const template = fs.readFileSync(path.join(here, 'template.html'), 'utf8');
 
