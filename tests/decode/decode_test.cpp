@@ -3,14 +3,15 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <random>
 
 #include "tests/support/implementation.hpp"
+#include "tests/support/random.hpp"
 #include "tests/support/slots.hpp"
 #include "tests/support/stored.hpp"
 
 namespace {
 
+using vorn_test::each;
 using vorn_test::slot;
 
 constexpr uint64_t untouched = 0xabababababababab;
@@ -114,12 +115,12 @@ protected:
       src = vorn_test::vector_of(elements(codes, (flags & VORN_AUX_UNPACK_UB4) ? 4 : s.width() / 8), enc,
                                  static_cast<uint32_t>(codes.size()));
     } else {
-      const bool runs = random() % 2; // whose number it is that matters
+      const bool runs = random.below(2); // whose number it is that matters
       if (runs)
         vorn_add_encoding_type_rle(&enc, nullptr, nullptr, 8, static_cast<uint32_t>(codes.size()), nullptr);
-      src = vorn_test::vector_of(
-          vorn_test::store_codes(stream, random() % 2, s.width(), codes.size(), [&](uint32_t i) { return codes[i]; }),
-          enc, runs ? 2000 : 1);
+      src = vorn_test::vector_of(vorn_test::store_codes(stream, random.below(2), s.width(), codes.size(),
+                                                        [&](uint32_t i) { return codes[i]; }),
+                                 enc, runs ? 2000 : 1);
       src.vorn_cv_stream_slot = &kept; // a compressed stream is left as it is where no code is asked for
       src.vorn_cv_vals = enc.vorn_enc_ctx_flags & VORN_STREAM ? nullptr : src.vorn_cv_vals;
     }
@@ -160,20 +161,20 @@ protected:
   std::vector<uint32_t> draw(size_t n, uint64_t ncodes) {
     std::vector<uint32_t> codes(n);
     for (uint32_t &code : codes)
-      code = static_cast<uint32_t>(random() % ncodes);
+      code = static_cast<uint32_t>(random.below(ncodes));
     return codes;
   }
 
   std::vector<slot> packed, unpacked;
-  std::mt19937_64 random{20241124};
+  vorn_test::random_source random{20241124};
   vorn_test::guarded stream{4 * 1100};
 };
 
 TEST_P(value_decoders, find_the_values_of_packed_codes) {
-  for (const slot &s : packed) {
+  for (const slot &s : each(packed)) {
     const uint64_t ncodes = uint64_t{1} << s.width(), nsyms = std::min(ncodes, uint64_t{300});
     const auto offsets = dictionary::of_offsets(static_cast<uint32_t>(nsyms));
-    for (const uint32_t nrows : {1U, 2U, 3U, 8U, 9U, 64U, 1025U}) {
+    for (const uint32_t nrows : each({1U, 2U, 3U, 8U, 9U, 64U, 1025U})) {
       std::vector<uint32_t> rows(nrows);
       for (uint32_t row = 0; row < nrows; ++row)
         rows[row] = row;
@@ -190,10 +191,10 @@ TEST_P(value_decoders, find_the_values_of_packed_codes) {
 
 TEST_P(value_decoders, find_the_values_of_every_element) {
   const auto offsets = dictionary::of_offsets(300);
-  for (const slot &s : unpacked)
+  for (const slot &s : each(unpacked))
     for (const uint8_t flags : {uint8_t{0}, uint8_t{VORN_AUX_UNPACK_UB4}})
-      for (const bool flagged : {true, false})
-        for (const size_t n : {0U, 1U, 3U, 1025U}) {
+      for (const bool flagged : each({true, false}))
+        for (const size_t n : each({0U, 1U, 3U, 1025U})) {
           const auto codes = draw(n, s.width() == 8 && flags == 0 ? 256 : 300);
           ASSERT_NO_FATAL_FAILURE(check(s, offsets, codes, {}, flags, flagged));
           for (const uint16_t length : {uint16_t{5}, uint16_t{0}})
@@ -207,7 +208,7 @@ TEST_P(value_decoders, copy_values_of_one_length_back_to_back) {
     symbols += static_cast<char>('a' + i * 7 % 26);
   const slot s = unpacked.back();
   ASSERT_EQ(s.width(), 32U);
-  for (const unsigned length : {0U, 1U, 2U, 5U, 8U, 17U}) {
+  for (const unsigned length : each({0U, 1U, 2U, 5U, 8U, 17U})) {
     const auto values = dictionary::of_one_length(static_cast<uint16_t>(length));
     vorn_enc_ctx enc = values.encoding(32);
     enc.vorn_enc_ctx_dict_syms = symbols.data();

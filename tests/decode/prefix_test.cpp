@@ -3,17 +3,20 @@
 
 #include <cstring>
 #include <numeric>
-#include <random>
 
 #include "tests/support/implementation.hpp"
+#include "tests/support/random.hpp"
 #include "tests/support/slots.hpp"
 #include "tests/support/stored.hpp"
 
 namespace {
 
+using vorn_test::each, vorn_test::each_from;
+
 // Groups of 16 random values behind one another in a shuffled order, ending at unreadable memory.
 struct prefix_source {
-  prefix_source(uint32_t nvals, uint32_t length, uint32_t prefix_length, uint32_t spare_groups, std::mt19937 &random)
+  prefix_source(uint32_t nvals, uint32_t length, uint32_t prefix_length, uint32_t spare_groups,
+                vorn_test::random_source &random)
       : ngroups((nvals + 15) / 16 + spare_groups), values(size_t{nvals} * length) {
     std::vector<uint32_t> order(ngroups);
     std::iota(order.begin(), order.end(), 0);
@@ -23,7 +26,7 @@ struct prefix_source {
     for (const uint32_t group : order) {
       vorn_test::store_big(offsets + 4 * size_t{group}, stored.size(), 4);
       const uint32_t n = std::min(16U, nvals - std::min(nvals, group * 16));
-      const uint32_t p = prefix_length > length ? static_cast<uint32_t>(random() % (length + 1)) : prefix_length;
+      const uint32_t p = prefix_length > length ? static_cast<uint32_t>(random.below(length + 1)) : prefix_length;
       stored.push_back(static_cast<uint8_t>(p));
       const size_t record = stored.size();
       for (uint32_t i = 0; i < p + n * (length - p); ++i)
@@ -49,15 +52,15 @@ struct prefix_source {
 
 class prefix_decode : public vorn_test::implementation_test {
 protected:
-  std::mt19937 random{3};
+  vorn_test::random_source random{3};
 };
 
 TEST_P(prefix_decode, puts_values_together) {
   vorn_test::guarded output(8 * 1000), descriptors(16 * 1000);
-  for (uint32_t length = 1; length <= 8; ++length)
-    for (uint32_t prefix = 0; prefix <= length + 1; ++prefix) // the last: a prefix of its own for each group
-      for (const uint32_t nvals : {0U, 1U, 5U, 16U, 17U, 33U, 1000U})
-        for (const uint32_t spare_groups : {0U, 2U}) {
+  for (const uint32_t length : each_from(1U, 8U))
+    for (const uint32_t prefix : each_from(0U, length + 1)) // the last: a prefix of its own for each group
+      for (const uint32_t nvals : each({0U, 1U, 5U, 16U, 17U, 33U, 1000U}))
+        for (const uint32_t spare_groups : each({0U, 2U})) {
           prefix_source source(nvals, length, prefix, spare_groups, random);
           const size_t size = source.values.size();
           vorn_aux aux = {};

@@ -2,13 +2,15 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <random>
 
 #include "tests/support/implementation.hpp"
+#include "tests/support/random.hpp"
 #include "tests/support/slots.hpp"
 #include "tests/support/stored.hpp"
 
 namespace {
+
+using vorn_test::each, vorn_test::each_from;
 
 vorn_test::slot burst_slot(uint64_t minor_type) { return {static_cast<uint32_t>(minor_type << 5 | VORN_OPC_BURST)}; }
 
@@ -69,32 +71,32 @@ protected:
   }
 
   void check_all_forms(const std::vector<uint32_t> &lengths, const std::vector<bool> &selected) {
-    for (const unsigned width : {8U, 16U})
-      for (const bool indexed : {false, true})
-        for (const uint32_t spare : {0U, 70U})
+    for (const unsigned width : each({8U, 16U}))
+      for (const bool indexed : each({false, true}))
+        for (const uint32_t spare : each({0U, 70U}))
           ASSERT_NO_FATAL_FAILURE(check(lengths, selected, width, indexed, spare));
   }
 };
 
 TEST_P(burst_kernels, expand_runs_at_every_border) {
   // A run of every length at every offset in a word, selected alone and with both neighbours.
-  for (uint32_t before = 0; before < 66; ++before)
-    for (const uint32_t length : {0U, 1U, 2U, 62U, 63U, 64U, 65U, 127U, 128U, 200U}) {
+  for (const uint32_t before : each_from(0U, 65U))
+    for (const uint32_t length : each({0U, 1U, 2U, 62U, 63U, 64U, 65U, 127U, 128U, 200U})) {
       ASSERT_NO_FATAL_FAILURE(check_all_forms({before, length, 3}, {false, true, false}));
       ASSERT_NO_FATAL_FAILURE(check_all_forms({before, length, 3}, {true, true, true}));
     }
 }
 
 TEST_P(burst_kernels, expand_random_runs) {
-  std::mt19937 random(11);
-  for (const size_t nruns : {0U, 1U, 2U, 63U, 64U, 65U, 300U})
-    for (const uint32_t longest : {1U, 5U, 40U, 255U})
-      for (const unsigned per_cent : {0U, 3U, 50U, 100U}) {
+  vorn_test::random_source random(11);
+  for (const size_t nruns : each({0U, 1U, 2U, 63U, 64U, 65U, 300U}))
+    for (const uint32_t longest : each({1U, 5U, 40U, 255U}))
+      for (const unsigned per_cent : each({0U, 3U, 50U, 100U})) {
         std::vector<uint32_t> lengths(nruns);
         std::vector<bool> selected(nruns);
         for (size_t run = 0; run < nruns; ++run) {
-          lengths[run] = static_cast<uint32_t>(random() % (longest + 1));
-          selected[run] = random() % 100 < per_cent;
+          lengths[run] = static_cast<uint32_t>(random.below(longest + 1));
+          selected[run] = random.below(100) < per_cent;
         }
         ASSERT_NO_FATAL_FAILURE(check_all_forms(lengths, selected));
       }

@@ -4,7 +4,6 @@
 
 #include <cstring>
 #include <numeric>
-#include <random>
 
 #include "tests/support/column.hpp"
 #include "tests/support/implementation.hpp"
@@ -13,6 +12,7 @@ namespace {
 
 using vorn_model::unpack_form;
 using vorn_test::column;
+using vorn_test::each, vorn_test::each_from;
 using vorn_test::slot;
 
 constexpr uint64_t seed = 20241124;
@@ -109,7 +109,7 @@ protected:
   std::vector<uint32_t> some_rows(uint32_t nrows, unsigned per_cent) {
     std::vector<uint32_t> rows;
     for (uint32_t row = 0; row < nrows; ++row)
-      if (random() % 100 < per_cent)
+      if (random.below(100) < per_cent)
         rows.push_back(row);
     return rows;
   }
@@ -117,9 +117,9 @@ protected:
   // The three kinds of column at the given sizes.
   template <class Visit>
   void for_each_column(std::initializer_list<uint32_t> sizes, uint32_t longest, Visit visit) {
-    for (const slot &s : kernels)
-      for (const uint32_t nrows : sizes)
-        for (const unsigned lens_width : {0U, 8U, 16U}) {
+    for (const slot &s : each(kernels))
+      for (const uint32_t nrows : each(sizes))
+        for (const unsigned lens_width : each({0U, 8U, 16U})) {
           column from(s.width(), nrows, lens_width, longest, random);
           for (const uint8_t flags : {uint8_t{0}, uint8_t{VORN_AUX_UNPACK_UB4}}) {
             visit(s, from, flags);
@@ -129,7 +129,7 @@ protected:
         }
   }
 
-  std::mt19937_64 random{seed};
+  vorn_test::random_source random{seed};
   std::vector<slot> kernels;
   vorn_test::guarded output{8192}, filters{256};
 };
@@ -137,8 +137,8 @@ protected:
 TEST_P(unpack_kernels, walk_with_every_room) {
   for_each_column({0, 1, 2, 7, 19}, 6, [&](const slot &s, column &from, uint8_t flags) {
     const uint32_t nrows = from.src.vorn_cv_nrows;
-    for (uint32_t room = 0; room <= nrows + 1; ++room) {
-      for (const unsigned per_cent : {0U, 40U, 100U})
+    for (const uint32_t room : each_from(0U, nrows + 1)) {
+      for (const unsigned per_cent : each({0U, 40U, 100U}))
         walk(s, from, unpack_form::filter, some_rows(nrows, per_cent), flags, room);
       walk(s, from, unpack_form::range, {}, flags, room);
     }
@@ -148,7 +148,7 @@ TEST_P(unpack_kernels, walk_with_every_room) {
 TEST_P(unpack_kernels, walk_over_blocks_of_rows) {
   for_each_column({63, 64, 65, 1023, 1024, 1025}, 300, [&](const slot &s, column &from, uint8_t flags) {
     const uint32_t nrows = from.src.vorn_cv_nrows;
-    for (const uint32_t room : {61U, 64U, 129U, 2000U}) {
+    for (const uint32_t room : each({61U, 64U, 129U, 2000U})) {
       walk(s, from, unpack_form::range, {}, flags, room);
       walk(s, from, unpack_form::filter, some_rows(nrows, 70), flags, room);
     }
@@ -157,11 +157,11 @@ TEST_P(unpack_kernels, walk_over_blocks_of_rows) {
 
 TEST_P(unpack_kernels, stop_on_the_row_that_fills_the_room) {
   for_each_column({1000}, 20, [&](const slot &s, column &from, uint8_t flags) {
-    for (const uint32_t ones : {255U, 256U, 257U}) {
+    for (const uint32_t ones : each({255U, 256U, 257U})) {
       std::vector<uint32_t> rows(ones);
       for (uint32_t i = 0; i < ones; ++i)
         rows[i] = 3 * i;
-      for (const uint32_t room : {255U, 256U, 257U, 512U})
+      for (const uint32_t room : each({255U, 256U, 257U, 512U}))
         walk(s, from, unpack_form::filter, rows, flags, room);
     }
   });
@@ -170,7 +170,7 @@ TEST_P(unpack_kernels, stop_on_the_row_that_fills_the_room) {
 // Without a cursor the runs are counted from the first one, wherever the call begins.
 TEST_P(unpack_kernels, begin_in_the_middle) {
   for_each_column({200}, 20, [&](const slot &s, column &from, uint8_t flags) {
-    for (const uint32_t start : {1U, 63U, 100U, 199U}) {
+    for (const uint32_t start : each({1U, 63U, 100U, 199U})) {
       call(s, from, unpack_form::range, {}, flags, {start, 77, 0}, 50);
       call(s, from, unpack_form::filter, some_rows(200, 50), flags, {start, 77, 0}, 50);
       call(s, from, unpack_form::list, {start, 199}, flags, {start, 77, 0}, 50);
@@ -181,7 +181,7 @@ TEST_P(unpack_kernels, begin_in_the_middle) {
 TEST_P(unpack_kernels, take_the_rows_of_a_list) {
   for_each_column({1, 9, 500}, 30, [&](const slot &s, column &from, uint8_t flags) {
     const uint32_t nrows = from.src.vorn_cv_nrows;
-    for (const unsigned per_cent : {5U, 60U, 100U}) {
+    for (const unsigned per_cent : each({5U, 60U, 100U})) {
       std::vector<uint32_t> rows = some_rows(nrows, per_cent);
       rows.push_back(nrows - 1);
       if (!from.model.run_lengths) // rows of their own may come in any order and more than once
@@ -203,8 +203,8 @@ TEST_P(unpack_kernels, take_the_rows_of_a_list) {
 
 // One run of 1,000 rows: the walk never comes to a second length, which cannot be read.
 TEST_P(unpack_kernels, stay_in_a_run_without_a_look_at_its_length) {
-  for (const slot &s : kernels)
-    for (const unsigned lens_width : {8U, 16U}) {
+  for (const slot &s : each(kernels))
+    for (const unsigned lens_width : each({8U, 16U})) {
       column from(s.width(), 250, lens_width, 1, random);
       std::fill(from.model.row_codes.begin(), from.model.row_codes.end(), from.model.row_codes[0]);
       from.model.run_lengths = {250};

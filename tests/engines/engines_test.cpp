@@ -15,6 +15,7 @@
 
 namespace {
 
+using vorn_test::each, vorn_test::each_from;
 using vorn_test::placed_vector;
 using vorn_test::slot;
 using vorn_test::store_big;
@@ -105,9 +106,9 @@ protected:
   // Calls visit(count, last) for every count, with streams at either end of their memory.
   template <class Visit>
   void for_each_count(Visit visit) {
-    for (uint32_t count = 0; count <= 258 && !HasFatalFailure(); ++count)
-      for (const bool last : {false, true})
-        if (random.once_in(share)) {
+    for (const uint32_t count : each_from(0U, 258U))
+      for (const bool last : each({false, true}))
+        if (random.once_in(share) && !HasFatalFailure()) {
           r = {};
           std::ranges::for_each(memory, [](placed_vector &v) { v.place(vorn_test::at_end, 0); });
           visit(count < 258 ? count : 32768 + static_cast<uint32_t>(random.below(8192)), last);
@@ -131,7 +132,6 @@ protected:
   std::array<vorn_test::family, 2> families; // generic and at hand
   std::vector<uint64_t> numbers;
   std::vector<uint32_t> runs;
-  uint32_t next_start = 0;
   const uint64_t share = std::getenv("VORN_TEST_ONE_IN") ? std::stoul(std::getenv("VORN_TEST_ONE_IN")) : 1;
   vorn_test::random_source random{static_cast<uint64_t>(GTEST_FLAG_GET(random_seed))};
 };
@@ -176,7 +176,7 @@ void engines::check_predicates(const slot &first, unsigned width, bool uniform, 
     store_big(at, numbers[row] >> 8 * (size - stored[row]), stored[row]);
   r.src = vorn_test::vector_of(memory[values].begin(), r.enc, nrows, lengths);
 
-  for (unsigned opcode = VORN_OPC_EQ; opcode <= VORN_OPC_GE_LE; ++opcode) {
+  for (const unsigned opcode : each_from<unsigned>(VORN_OPC_EQ, VORN_OPC_GE_LE)) {
     for (const auto &[cv, value, code] : {std::tuple{&r.lo, low, low_code}, {&r.hi, high, high_code}}) {
       const uint64_t number = random.bound(numbers, top_of(width));
       *cv = vorn_test::vector_of(put(value, codes ? 4 : size), r.enc, 1, put(code, 1));
@@ -191,18 +191,19 @@ void engines::check_predicates(const slot &first, unsigned width, bool uniform, 
 
 // Kernels of fixed values serve several widths.
 TEST_P(engines, predicates) {
-  for (const slot &s : vorn_test::slots_where([](const slot &each) { return each.opcode() == VORN_OPC_EQ; })) {
+  for (const slot &s : each(vorn_test::slots_where([](const slot &any) { return any.opcode() == VORN_OPC_EQ; }))) {
     const bool fixed = s.encoding() == VORN_ENC_FIXED;
     const unsigned narrowest = fixed && s.width() > 16 ? s.width() / 2 + 8 : s.width();
-    for (unsigned width = narrowest; width <= s.width(); width += 8)
-      for (int uniform = 0; uniform <= (fixed && s.flag()); ++uniform)
-        for_each_count([&](uint32_t nrows, bool last) { check_predicates(s, width, uniform != 0, nrows, last); });
+    for (const unsigned more : each_from(0U, (s.width() - narrowest) / 8))
+      for (const int uniform : each_from(0, fixed && s.flag() ? 1 : 0))
+        for_each_count(
+            [&](uint32_t nrows, bool last) { check_predicates(s, narrowest + 8 * more, uniform != 0, nrows, last); });
   }
 }
 
 // The map has the word of the largest code, but no other behind it.
 TEST_P(engines, sets) {
-  for (const slot &s : vorn_test::slots_of(VORN_OPC_SET, 22))
+  for (const slot &s : each(vorn_test::slots_of(VORN_OPC_SET, 22)))
     for_each_count([&](uint32_t nrows, bool last) {
       r.enc = s.encoding_context();
       random.draw(numbers, nrows,
@@ -215,8 +216,8 @@ TEST_P(engines, sets) {
 
 // A range, a filter and a list of one column, from row 0 to 70 on.
 void engines::check_unpack(const slot &s, unsigned run_bits, uint32_t nrows) {
-  for (const char *form : {"range", "filter", "list"}) {
-    const uint32_t start = std::min(nrows, next_start++ % 71);
+  for (const char *form : each({"range", "filter", "list"})) {
+    const uint32_t start = std::min(nrows, static_cast<uint32_t>(random.below(71)));
     r.aux = {};
     r.aux.vorn_aux_flags = random.once_in(2) ? VORN_AUX_UNPACK_UB4 : 0;
     r.aux.vorn_aux_start_slot = start;
@@ -254,9 +255,9 @@ void engines::check_unpack(const slot &s, unsigned run_bits, uint32_t nrows) {
 }
 
 TEST_P(engines, unpack) {
-  for (const slot &s : vorn_test::slots_of(VORN_OPC_DECODE_UNPACK, 22))
-    for (const unsigned run_bits : {0U, 8U, 16U})
-      for (int repetition = 0; repetition < 2; ++repetition)
+  for (const slot &s : each(vorn_test::slots_of(VORN_OPC_DECODE_UNPACK, 22)))
+    for (const unsigned run_bits : each({0U, 8U, 16U}))
+      for ([[maybe_unused]] const int repetition : each_from(1, 2))
         for_each_count([&](uint32_t nrows, bool last) {
           r.enc = s.encoding_context();
           if (run_bits != 0)
@@ -269,8 +270,8 @@ TEST_P(engines, unpack) {
 
 // The values of a list of rows.  No symbol is read.
 TEST_P(engines, decode) {
-  for (const slot &s : vorn_test::slots_of(VORN_OPC_DECODE, 22))
-    for (const bool offsets : {false, true})
+  for (const slot &s : each(vorn_test::slots_of(VORN_OPC_DECODE, 22)))
+    for (const bool offsets : each({false, true}))
       for_each_count([&](uint32_t listed, bool last) {
         const auto ncodes = 1 + static_cast<uint32_t>(random.below(2 * std::min(listed, 20000U) + 9));
         random.draw(numbers, ncodes, std::min(top_of(s.width()), offsets ? 1 + random.below(5000) : UINT64_MAX));
@@ -299,9 +300,9 @@ TEST_P(engines, decode) {
 }
 
 TEST_P(engines, bursts) {
-  for (const unsigned bits : {8U, 16U})
-    for (const bool indexed : {false, true})
-      for (int repetition = 0; repetition < 10; ++repetition)
+  for (const unsigned bits : each({8U, 16U}))
+    for (const bool indexed : each({false, true}))
+      for ([[maybe_unused]] const int repetition : each_from(1, 10))
         for_each_count([&](uint32_t nrows, bool /*last*/) {
           vorn_build_encoding_type_dict(&r.enc, 8, nullptr, nullptr, nullptr, 0, 0, 0);
           put_runs(nrows, bits, indexed, random.below(2));
@@ -328,7 +329,7 @@ void engines::check_bits(uint32_t nbits, bool last) {
   };
   auto *const count = reinterpret_cast<uint32_t *>(r.results);
   place(memory[out]);
-  for (size_t op = 0; op < generic.combinations.size(); ++op) {
+  for (const size_t op : each_from(size_t{0}, generic.combinations.size() - 1)) {
     std::ranges::for_each(sources, place);
     const auto target = random.below(generic.combinations[op].nsources + 1);
     const placed_vector &dst = target == 0 ? memory[out] : sources[target - 1];
@@ -358,12 +359,12 @@ void engines::check_bits(uint32_t nbits, bool last) {
 }
 
 TEST_P(engines, bit_vectors) {
-  for (const bool of_words : {false, true}) {
+  for (const bool of_words : each({false, true})) {
     families[1] = vorn_test::family_in_force(of_words);
     const vorn_global_ctx_t in_force = std::exchange(vorn_global_ctx, vorn_test::initial_global_ctx);
     families[0] = vorn_test::family_in_force(of_words);
     vorn_global_ctx = in_force;
-    for (int repetition = 0; repetition < 20; ++repetition)
+    for ([[maybe_unused]] const int repetition : each_from(1, 20))
       for_each_count([&](uint32_t nbits, bool last) { check_bits(nbits, last); });
   }
 }

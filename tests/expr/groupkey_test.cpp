@@ -96,11 +96,13 @@ struct groupkey_test : kernel_test {
 };
 
 TEST_P(groupkey_test, folds_the_codes_of_the_columns) {
-  for (const uint32_t ncols : {1U, 2U, 2U, 3U, 35U})
-    for (const uint32_t nrows : {0U, 1U, 64U, 65U, 150U})
-      for (const uint32_t batch : {0U, 1U, 2U, 3U, 5U, 7U, 64U, 300U})
-        for (const uint32_t start : {0U, 0U, 1U, 63U, 64U, nrows, nrows + 70})
-          for (int way = 0; way < 4 && !HasFailure(); ++way) {
+  for (const uint32_t ncols : each({1U, 2U, 2U, 3U, 35U}))
+    for (const uint32_t nrows : each({0U, 1U, 64U, 65U, 150U}))
+      for (const uint32_t batch : each({0U, 1U, 2U, 3U, 5U, 7U, 64U, 300U}))
+        for (const uint32_t start : each({0U, 0U, 1U, 63U, 64U, nrows, nrows + 70}))
+          for (const int way : each_from(0, 3)) {
+            if (HasFailure())
+              return;
             SCOPED_TRACE(testing::Message() << ncols << " columns of " << nrows << " rows from " << start << " by "
                                             << batch << " way " << way);
             check(way & 1, ncols, nrows, start, way & 2, batch);

@@ -132,10 +132,11 @@ struct numbers_test : kernel_test {
 };
 
 TEST_P(numbers_test, are_summed_in_the_order_of_the_rows_and_converted) {
-  for (const uint32_t nrows : row_counts)
-    for (const operation what : {by_key, by_key, to_one, to_one, converting_to_one, converting_to_one, converting})
-      for (const unsigned kind : {1U, 2U, 8U, 3U, 9U, 0xaU, 0x41U, 0x82U, 0x1cU, 0xf4U, 0U})
-        for (const bool native : {false, true}) {
+  for (const uint32_t nrows : each(row_counts))
+    for (const operation what :
+         each({by_key, by_key, to_one, to_one, converting_to_one, converting_to_one, converting}))
+      for (const unsigned kind : each({1U, 2U, 8U, 3U, 9U, 0xaU, 0x41U, 0x82U, 0x1cU, 0xf4U, 0U}))
+        for (const bool native : each({false, true})) {
           const unsigned first = kind & 1 ? 1 : kind & 2 ? 2 : kind & 8; // conversions look at bits
           const unsigned known = what >= converting_to_one || first == kind ? first : 0;
           SCOPED_TRACE(testing::Message() << what << " kind " << kind << " rows " << nrows << " native " << native);
@@ -144,16 +145,16 @@ TEST_P(numbers_test, are_summed_in_the_order_of_the_rows_and_converted) {
           else if (known == VORN_NUM_DOUBLE)
             check<double>(what, kind, known, 8, native, nrows);
           else
-            for (const unsigned size : {1U, 2U, 3U, 4U, 8U})
+            for (const unsigned size : each({1U, 2U, 3U, 4U, 8U}))
               check<uint64_t>(what, kind, known, size, native, nrows);
         }
 }
 
 TEST_P(numbers_test, are_added_subtracted_and_multiplied) {
-  for (const unsigned opcode : {VORN_OPC_ADD, VORN_OPC_SUB, VORN_OPC_MUL})
-    for (const slot &s : slots_of(opcode, 16))
-      for (const uint32_t nrows : row_counts)
-        for (unsigned way = 0; way < 12; ++way) {
+  for (const unsigned opcode : each({VORN_OPC_ADD, VORN_OPC_SUB, VORN_OPC_MUL}))
+    for (const slot &s : each(slots_of(opcode, 16)))
+      for (const uint32_t nrows : each(row_counts))
+        for (const unsigned way : each_from(0U, 11U)) {
           SCOPED_TRACE(testing::Message() << s.name() << " rows " << nrows << " way " << way);
           if (s.width_code() & 1)
             check_arithmetic<double>(s, nrows, way / 3, way % 3);

@@ -52,7 +52,7 @@ struct translate_test : kernel_test {
     std::string marked = bv.now(), stored = codes.now();
     uint32_t popc = 0, range[] = {1, 2, 3}, first = UINT32_MAX, last = UINT32_MAX;
     for (uint32_t row = 0; row < nrows; ++row) {
-      const auto key = static_cast<uint32_t>(form.base + random() % form.span);
+      const auto key = static_cast<uint32_t>(form.base + random.below(form.span));
       const uint32_t page = form.kind == ind ? key >> form.shift : 0;
       const bool missing = form.kind == ind && page_array.as<uint8_t *>()[page] == nullptr;
       const uint32_t place = form.kind == ind ? page * (form.mask + 1) + (key & form.mask) : key - form.base;
@@ -104,11 +104,11 @@ struct translate_test : kernel_test {
 };
 
 TEST_P(translate_test, tells_which_keys_have_an_entry_and_what_it_says) {
-  for (const slot &s : slots_of(VORN_OPC_XLATE, 31))
-    for (const table_form &form : forms)
-      for (const uint32_t nrows : {0U, 1U, 2U, 63U, 64U, 65U, 130U, 257U})
-        for (const uint32_t start : {0U, 1U, 62U, 63U, 64U, 65U, 127U, nrows - 1, nrows, UINT32_MAX})
-          for (const bool filtered : {false, true})
+  for (const slot &s : each(slots_of(VORN_OPC_XLATE, 31)))
+    for (const table_form &form : each(forms))
+      for (const uint32_t nrows : each({0U, 1U, 2U, 63U, 64U, 65U, 130U, 257U}))
+        for (const uint32_t start : each({0U, 1U, 62U, 63U, 64U, 65U, 127U, nrows - 1, nrows, UINT32_MAX}))
+          for (const bool filtered : each({false, true}))
             if (s.encoding() == form.kind && !HasFailure()) {
               SCOPED_TRACE(testing::Message() << s.name() << " span " << form.span << " rows " << nrows << " from "
                                               << start << " filtered " << filtered);

@@ -6,6 +6,7 @@
 namespace {
 
 using vorn_model::predicate;
+using vorn_test::each;
 using vorn_test::scan_call;
 using vorn_test::slot;
 using vorn_test::vector_of;
@@ -22,22 +23,23 @@ protected:
     const uint64_t middle = random() & top;
     const uint64_t palette[] = {0, 1, top, top - 1, middle, middle ^ 1, middle & 0xffffffff, random() & top};
     return vorn_test::store_codes(stream, true, width, nrows,
-                                  [&](uint32_t) { return palette[random() % std::size(palette)] & top; });
+                                  [&](uint32_t) { return palette[random.below(std::size(palette))] & top; });
   }
 
   uint32_t make_constant(unsigned width, const uint8_t *bytes, uint32_t nrows) {
     const uint32_t top = width >= 32 ? UINT32_MAX : (1U << width) - 1;
     const auto any = static_cast<uint32_t>(random()); // mostly beyond the width
-    const auto of_a_row = static_cast<uint32_t>(nrows == 0 ? 1 : vorn_model::code_at(bytes, width, random() % nrows));
+    const auto of_a_row =
+        static_cast<uint32_t>(nrows == 0 ? 1 : vorn_model::code_at(bytes, width, random.below(nrows)));
     const uint32_t palette[] = {any & 3, top, top - 1, any};
-    const auto choice = random() % 8;
+    const auto choice = random.below(8);
     return choice < 4 ? palette[choice] : of_a_row & top;
   }
 
   void check_slot(const slot &s, const scan_call &call) {
     uint8_t *bytes = make_stream(s.width(), call.nrows);
     predicate p = {s.opcode(), s.width(), s.flag(), make_constant(s.width(), bytes, call.nrows), 0};
-    p.hi = random() % 4 == 0 ? p.c : make_constant(s.width(), bytes, call.nrows);
+    p.hi = random.below(4) == 0 ? p.c : make_constant(s.width(), bytes, call.nrows);
 
     vorn_enc_ctx enc = s.encoding_context();
     const auto matches = [&](uint32_t row) {
@@ -53,8 +55,8 @@ protected:
 TEST_P(dict_predicates_test, agree_with_the_model) {
   const auto slots = dict_predicates();
   ASSERT_EQ(slots.size(), 460U);
-  for (const slot &s : slots)
-    for (int repetition = 0; repetition < 3; ++repetition)
+  for (const slot &s : each(slots))
+    for ([[maybe_unused]] const int repetition : each({1, 2, 3}))
       ASSERT_NO_FATAL_FAILURE(for_each_call([&](const scan_call &call) { check_slot(s, call); }));
 }
 
@@ -88,8 +90,8 @@ protected:
   // Codes below `codes`, the ends among them, and a map that has a bit for each but not a word more.
   void check_slot(const slot &s, const scan_call &call, uint64_t codes) {
     const uint8_t *bytes = vorn_test::store_codes(stream, true, s.width(), call.nrows, [&](uint32_t) {
-      const uint64_t palette[] = {0, codes - 1, random() % codes, random() % codes};
-      return palette[random() % std::size(palette)];
+      const uint64_t palette[] = {0, codes - 1, random.below(codes), random.below(codes)};
+      return palette[random.below(std::size(palette))];
     });
     uint64_t *members = random_words(map, (codes + 63) / 64);
     vorn_enc_ctx enc = s.encoding_context();
@@ -105,9 +107,9 @@ protected:
 };
 
 TEST_P(sets_test, agree_with_the_model) {
-  for (const slot &s : vorn_test::slots_of(VORN_OPC_SET, 22)) {
+  for (const slot &s : each(vorn_test::slots_of(VORN_OPC_SET, 22))) {
     const uint64_t codes = s.width() < 17 ? uint64_t{1} << s.width() : 70000 + s.width();
-    for (int repetition = 0; repetition < 3; ++repetition)
+    for ([[maybe_unused]] const int repetition : each({1, 2, 3}))
       ASSERT_NO_FATAL_FAILURE(for_each_call([&](const scan_call &call) { check_slot(s, call, codes); }));
   }
 }

@@ -5,6 +5,7 @@
 namespace {
 
 using vorn_model::sort_pair;
+using vorn_test::each, vorn_test::each_from;
 using vorn_test::scan_call;
 using vorn_test::slot;
 using vorn_test::store_big;
@@ -22,20 +23,20 @@ protected:
     const uint64_t middle = 0x8070605040302010 >> (64 - 8 * size);
     const uint64_t palette[] = {
         0, 1, top, top - 1, middle, middle ^ 1, middle ^ (top ^ top >> 1), middle & ~uint64_t{0xff}};
-    return palette[random() % std::size(palette)];
+    return palette[random.below(std::size(palette))];
   }
 
   // Room for a stream or a constant, at one of the two ends of its memory.
-  uint8_t *place(vorn_test::guarded &memory, size_t size) { return vorn_test::place(memory, size, random() % 2); }
+  uint8_t *place(vorn_test::guarded &memory, size_t size) { return vorn_test::place(memory, size, random.below(2)); }
 
   // A constant of `size` bytes near a row, and its length code.
   sort_pair make_constant(vorn_cv &cst, vorn_enc_ctx &enc, vorn_test::guarded &value, vorn_test::guarded &code,
                           unsigned size, const std::vector<sort_pair> &rows, unsigned codes) {
-    sort_pair key = {draw(size), static_cast<unsigned>(random() % codes)};
-    if (!rows.empty() && random() % 4 != 0)
-      key = rows[random() % rows.size()];
-    if (random() % 4 == 0)
-      key.second = static_cast<unsigned>(random() % codes);
+    sort_pair key = {draw(size), static_cast<unsigned>(random.below(codes))};
+    if (!rows.empty() && random.below(4) != 0)
+      key = rows[random.below(rows.size())];
+    if (random.below(4) == 0)
+      key.second = static_cast<unsigned>(random.below(codes));
     cst = vector_of(place(value, size), enc, 1, place(code, 1));
     store_big(static_cast<uint8_t *>(cst.vorn_cv_vals), key.first, size);
     *static_cast<uint8_t *>(cst.vorn_cv_lens) = static_cast<uint8_t>(key.second);
@@ -93,9 +94,9 @@ protected:
     uint8_t *codes = place(lens, nlens);
     std::fill_n(codes, nlens, uint8_t{0xff});
     std::vector<uint8_t> stored;
-    const unsigned fewest = static_cast<unsigned>(random() % 2) * (width / 8 - 1); // now and then all rows are whole
+    const unsigned fewest = static_cast<unsigned>(random.below(2)) * (width / 8 - 1); // now and then all rows are whole
     for (uint32_t row = 0; row < nrows; ++row) {
-      const unsigned code = std::max(fewest, static_cast<unsigned>(random() % (width / 8)));
+      const unsigned code = std::max(fewest, static_cast<unsigned>(random.below(width / 8)));
       vorn_model::put_length_code(codes, bits, row, code);
       uint8_t value[8];
       store_big(value, draw(width / 8), width / 8);
@@ -115,25 +116,23 @@ protected:
 TEST_P(value_predicates_test, fixed_agree_with_the_model) {
   const auto slots = slots_of(VORN_ENC_FIXED);
   ASSERT_EQ(slots.size(), 80U);
-  for (const slot &s : slots)
+  for (const slot &s : each(slots))
     for (unsigned width = 8; width <= 64; width += 8) {
       vorn_enc_ctx enc;
       vorn_build_encoding_type_fixed(&enc, width, 0);
       if (enc.vorn_enc_ctx_width_code != s.width_code())
         continue;
-      for (const bool uniform : {false, true}) {
-        if (uniform && !s.flag())
-          continue;
-        ASSERT_NO_FATAL_FAILURE(for_each_call([&](const scan_call &call) { check_fixed(s, call, width, uniform); }));
-      }
+      for (const int uniform : each_from(0, s.flag() ? 1 : 0))
+        ASSERT_NO_FATAL_FAILURE(
+            for_each_call([&](const scan_call &call) { check_fixed(s, call, width, uniform != 0); }));
     }
 }
 
 TEST_P(value_predicates_test, dynp_agree_with_the_model) {
   const auto slots = slots_of(VORN_ENC_DYNP);
   ASSERT_EQ(slots.size(), 60U);
-  for (const slot &s : slots)
-    for (int repetition = 0; repetition < 4; ++repetition)
+  for (const slot &s : each(slots))
+    for ([[maybe_unused]] const int repetition : each({1, 2, 3, 4}))
       ASSERT_NO_FATAL_FAILURE(for_each_call([&](const scan_call &call) {
         vorn_cv src;
         vorn_enc_ctx enc;

@@ -8,8 +8,10 @@ using namespace vorn_test;
 using bloom_test = join_test;
 
 TEST_P(bloom_test, passes_the_rows_whose_bits_are_set) {
-  for (unsigned turn = 0; turn < 3000 && !HasFailure(); ++turn) {
+  for (const unsigned turn : each_from(0U, 2999U)) {
     SCOPED_TRACE(turn);
+    if (HasFailure())
+      break;
     const uint32_t ind = one_of(0, 0, 1, 0x80), mask = one_of(0, 0x3ff, 0x5255, ind == 0 ? 0xffff : 0x7f00fff);
     const uint32_t shift = one_of(14, 20, 46, 63), page_mask = ind == 0 ? mask : one_of(0, 0x15, 0x3ff);
     vorn_enc_ctx map = {};
@@ -27,8 +29,8 @@ TEST_P(bloom_test, passes_the_rows_whose_bits_are_set) {
     stored_rows src(VORN_HASH_VALUES, hashes, width);
     std::vector<uint64_t> bv(nrows / 64 + 2), rows((nrows + 63) / 64);
     std::ranges::generate(bv, [&] { return random() & random() & random(); });
-    std::ranges::generate(rows, [&] { return random() % 4 ? random() : 0; }); // with stray bits
-    vorn_aux aux = selective_by(random() % 2 ? rows.data() : nullptr), after = aux;
+    std::ranges::generate(rows, [&] { return random.below(4) ? random() : 0; }); // with stray bits
+    vorn_aux aux = selective_by(random.below(2) ? rows.data() : nullptr), after = aux;
     aux.vorn_aux_flags = after.vorn_aux_flags = static_cast<uint8_t>(random()); // which do not matter
     aux.vorn_aux_start_row = after.vorn_aux_start_row = one_of(0, 1, 64, nrows, nrows + 70);
     after.vorn_aux_op_bits[1] = aux.vorn_aux_filter_bv != nullptr ? 0x20 : 0;

@@ -24,7 +24,7 @@ inline std::string length_bytes(size_t length) { return bytes_of(static_cast<uin
 struct join_test : kernel_test {
   template <class... Numbers>
   uint32_t one_of(Numbers... numbers) {
-    return std::array{static_cast<uint32_t>(numbers)...}[random() % sizeof...(numbers)];
+    return std::array{static_cast<uint32_t>(numbers)...}[random.below(sizeof...(numbers))];
   }
 
   // Values of one size; with size 0 of several, of which one is the longest.

@@ -32,7 +32,7 @@ struct gather_test : join_test {
              : form == VORN_DLP    ? bytes_of(((base == 0) * partition * below + offset % below) << 16 | length)
                                    : bytes;
     };
-    for (unsigned turn = 0; turn < 4; ++turn) {
+    for (const unsigned turn : each_from(0U, 3U)) {
       const bool by_name = GetParam().capability == 0 && turn % 2;
       enc.vorn_enc_ctx_flags = by_name ? form : with_later(form) | (tbl == nullptr ? VORN_FIXED : 0);
       src.enc.vorn_enc_ctx_flags = by_name ? src_form : later;
@@ -40,7 +40,7 @@ struct gather_test : join_test {
       aux.vorn_aux_start_slot = one_of(0, 70, nrows + 3);
       aux.vorn_aux_flags = after.vorn_aux_flags = flags;
       for (uint32_t code = full, row = aux.vorn_aux_start_slot; code == full && !HasFailure();) {
-        size_t room = random() % 4 == 0 && row < nrows ? written(rows[row]).size() : random() % 100;
+        size_t room = random.below(4) == 0 && row < nrows ? written(rows[row]).size() : random.below(100);
         std::string vals, lens;
         if (form == VORN_DLP) // which has no test of the room and leaves out the rows before
           vals.assign(8 * std::min(row, nrows), '~'), room = 8 * nrows;
@@ -70,7 +70,7 @@ TEST_P(gather_test, fetches_the_values_that_identifiers_name) {
   auto *const start = static_cast<uint8_t *>(store.cv.vorn_cv_vals);
   using layout = std::array<uint8_t, 3>;
   for (const auto &[row_bits, hi_bit, part_rows] :
-       {layout{64, 9, 64}, {0, 5, 1}, {3, 5, 8}, {3, 63, 8}, {6, 5, 64}, {58, 63, 1}}) {
+       each({layout{64, 9, 64}, {0, 5, 1}, {3, 5, 8}, {3, 63, 8}, {6, 5, 64}, {58, 63, 1}})) {
     // 64 values in every kind.  Behind number 20 is a gap that does not show in 16 bits; number 21 has any length.
     std::vector<located> named;
     std::array<std::string, 64> lp, dlp, cla;
@@ -85,7 +85,7 @@ TEST_P(gather_test, fetches_the_values_that_identifiers_name) {
       cla_of[part] = cla[part].append(bytes_of(begin - part)).data();
       data_of[part] = start + part;
     }
-    for (const auto &[member, place, kernel] : vorn::gather_members) {
+    for (const auto &[member, place, kernel] : each(vorn::gather_members)) {
       std::string name = member + std::strlen("vorn_gather");
       const uint32_t kind = take(name, {{"_lp", VORN_TT_LP}, {"_dlp", VORN_TT_DLP}, {"_cla", VORN_TT_CLA}});
       const uint32_t form = take(name, value_forms);
@@ -106,7 +106,7 @@ TEST_P(gather_test, fetches_the_values_that_identifiers_name) {
       vorn_build_transpose_table(&tbl, 0, 9 * 8 + 7, 0, hi_bit, row_bits, lp_of.data(), nullptr, 0, dlp_of.data(), 0, 0,
                                  0, cla_of.data(), nullptr, 0, data_of.data(), nullptr, nullptr, 2 * kind - 1);
       vorn_enc_ctx enc;
-      vorn_build_encoding_type_dlp(&enc, !dlp_kind && random() % 2 ? 45 : dlp_shift,
+      vorn_build_encoding_type_dlp(&enc, !dlp_kind && random.below(2) ? 45 : dlp_shift,
                                    dlp_kind && form != VORN_DLP ? &store.cv.vorn_cv_vals : nullptr);
       const uint8_t flags = pairs && !left ? 0xdf : VORN_AUX_RID;
       check(member, kernel, form, enc, src, pairs ? ~0x10c800U : ~0x10c000U, &tbl, flags, rows,
@@ -117,7 +117,7 @@ TEST_P(gather_test, fetches_the_values_that_identifiers_name) {
 
 TEST_P(gather_test, copies_the_values_that_a_vector_refers_to) {
   static_assert(vorn::gather_direct_members.size() == 6);
-  for (const auto &[member, place, kernel] : vorn::gather_direct_members) {
+  for (const auto &[member, place, kernel] : each(vorn::gather_direct_members)) {
     std::string name = member + std::strlen("vorn_gather");
     const uint32_t form = take(name, value_forms), referring = take(name, value_forms);
     const auto referred = values(nrows, 0, 65535);

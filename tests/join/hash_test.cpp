@@ -1,4 +1,5 @@
 // Hashing: the bytes, lengths and seeds that the host's function is given, their order, and where its values go.
+#include <numeric>
 #include <tuple>
 
 #include "generic/join/families.hpp"
@@ -7,6 +8,8 @@
 #include "tests/support/implementation.hpp"
 
 namespace {
+
+using vorn_test::each, vorn_test::each_from;
 
 std::vector<std::tuple<const void *, uint64_t, uint64_t>> calls;
 uint64_t recording(const void *data, uint64_t length, uint64_t seed) {
@@ -35,19 +38,19 @@ using hashing = vorn_test::implementation_test;
 
 TEST_P(hashing, gives_every_row_to_the_function_once) {
   vorn_test::guarded results(8 * 300), seed_memory(8 * 300);
-  uint32_t weaker = ~0U; // flags that do not count beside that of the form
-  for (size_t f = 0; f < std::size(forms); ++f) {
+  for (const size_t f : each_from(size_t{0}, std::size(forms) - 1)) {
     const uint32_t form = forms[f];
-    weaker &= ~form;
-    for (const uint32_t width : widths)
-      for (const uint32_t n : {0U, 1U, 2U, 300U}) {
+    // Flags that do not count beside that of the form.
+    const uint32_t weaker = ~std::accumulate(forms, forms + f + 1, 0U, std::bit_or<>());
+    for (const uint32_t width : each(widths))
+      for (const uint32_t n : each({0U, 1U, 2U, 300U})) {
         if (form == VORN_DICT ? width == 0 || width > 32 : form != VORN_FIXED && width != 0)
           continue;
         const std::vector<std::string> values = values_of(form, width, n);
         vorn_test::stored_rows rows(form, values, width);
-        for (const uint32_t nseeds : {0U, 1U, 2U, 300U})
-          for (const uint32_t flags : {form, form | weaker})
-            for (const bool by_name : {false, true}) {
+        for (const uint32_t nseeds : each({0U, 1U, 2U, 300U}))
+          for (const uint32_t flags : each({form, form | weaker}))
+            for (const bool by_name : each({false, true})) {
               const bool one = nseeds == 1;
               const std::string name = std::string("vorn_hash_hashfn_") + (one ? "const_" : "stream_") + names[f];
               uint64_t *out = results.last_words(n); // where one seed lies, too

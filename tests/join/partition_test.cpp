@@ -15,7 +15,7 @@ struct partition_test : join_test {
   void check(vorn::partition_kernel *named, uint32_t type, uint32_t key, uint32_t payload) {
     const bool rids = type & 1, copied = key == records || key == VORN_HASHRID;
     const bool hashed = !copied && key != hashes, refusing = !rids && !copied;
-    const bool by_slot = GetParam().capability != 0 || random() % 2, endless = random() % 4 == 0;
+    const bool by_slot = GetParam().capability != 0 || random.below(2), endless = random.below(4) == 0;
     const uint32_t nrows = one_of(0, 1024, 1041, 1041);
     const uint32_t key_size = key == VORN_HASHRID ? 16 : key == hashes ? 8 : key & (VORN_FIXED | VORN_GD) ? 4 : 0;
     auto keys = values(nrows + 1, key_size, 65527);
@@ -33,7 +33,7 @@ struct partition_test : join_test {
     given.cv.vorn_cv_autorid = UINT64_MAX - 1;
 
     constexpr std::pair<uint8_t, uint8_t> bits[] = {{2, 0}, {5, 3}, {63, 61}, {5, 6}, {40, 38}, {63, 64}, {0, 0}};
-    const auto [hi_bit, shift] = bits[random() % std::size(bits)];
+    const auto [hi_bit, shift] = bits[random.below(std::size(bits))];
     std::array<void *, 8> cur, end;
     vorn_partition_buffer pb;
     vorn_build_partition_buffer(&pb, nullptr, cur.data(), endless ? nullptr : end.data(), hi_bit, shift, type);
@@ -88,7 +88,7 @@ struct partition_test : join_test {
         after.vorn_aux_full_part = static_cast<uint32_t>(part);
         EXPECT_LT(static_cast<char *>(end[part]) - at, static_cast<ptrdiff_t>(record.size()));
         EXPECT_EQ(std::string(at, 100), std::string(100, '~'));
-        end[part] = at + (random() % 4 == 0 ? record.size() : random() % 100);
+        end[part] = at + (random.below(4) == 0 ? record.size() : random.below(100));
       }
       EXPECT_EQ(code, row < nrows ? full : done);
       EXPECT_TRUE(same(aux, after));
@@ -104,7 +104,7 @@ TEST_P(partition_test, appends_the_records_of_all_rows) {
   flag_names forms = value_forms;
   forms.insert(forms.begin(),
                {{"_hash_values", hashes}, {"_gd", VORN_GD}, {"_hashrid", VORN_HASHRID}, {"_autorid", VORN_AUTORID}});
-  for (const auto &[member, place, function] : vorn::partition_members) {
+  for (const auto &[member, place, function] : each(vorn::partition_members)) {
     SCOPED_TRACE(member);
     std::string name = member + std::strlen("vorn_partition");
     uint32_t type = take(name, {{"_rid", VORN_PB_RID}, {"_lv", VORN_PB_LV}, {"_fixed", VORN_PB_FIXED}});
@@ -112,8 +112,9 @@ TEST_P(partition_test, appends_the_records_of_all_rows) {
     const uint32_t payload = take(name, forms);
     type |= key == VORN_GD ? VORN_PB_RID_GD : 0;
     key |= type == VORN_PB_LV && payload == 0 ? records : 0;
-    for (int turn = 0; turn < 8 && !HasFailure(); ++turn)
-      check(function, type, key, payload);
+    for ([[maybe_unused]] const int turn : each_from(0, 7))
+      if (!HasFailure())
+        check(function, type, key, payload);
   }
 }
 

@@ -9,8 +9,8 @@ constexpr uint32_t full = VORN_RESULT_TRANSPOSE_FULL, nrows = 12;
 using transpose_test = join_test;
 
 TEST_P(transpose_test, refers_to_the_values_of_a_column) {
-  for (const auto &[name, form] : value_forms)
-    for (const uint32_t ncols : {1U, 3U, 255U}) {
+  for (const auto &[name, form] : each(value_forms))
+    for (const uint32_t ncols : each({1U, 3U, 255U})) {
       SCOPED_TRACE(testing::Message() << name << " columns " << ncols);
       const auto column = values(nrows, form == VORN_FIXED ? 3 : 0, 65535);
       std::string expected(16 * ncols * nrows, '~');
@@ -38,10 +38,10 @@ TEST_P(transpose_test, refers_to_the_values_of_a_column) {
 
 TEST_P(transpose_test, converts_rows_into_any_room) {
   // Columns, the first row, and what all row numbers begin at: entries are counted in 32 bits.
-  constexpr uint32_t ranges[][3] = {{0, 0, 0}, {0, 0, 0xfffffff4}, {1, 5, 0},        {2, 0, 0x80000000},
-                                    {3, 0, 0}, {3, 5, 0},          {3, nrows + 2, 0}};
-  for (const auto &[ncols, first, base] : ranges)
-    for (const auto &[by_row, offsets] : {std::pair{false, false}, {false, true}, {true, false}, {true, true}}) {
+  constexpr std::array<uint32_t, 3> ranges[] = {{0, 0, 0}, {0, 0, 0xfffffff4}, {1, 5, 0},        {2, 0, 0x80000000},
+                                                {3, 0, 0}, {3, 5, 0},          {3, nrows + 2, 0}};
+  for (const auto &[ncols, first, base] : each(ranges))
+    for (const auto &[by_row, offsets] : each({std::pair{false, false}, {false, true}, {true, false}, {true, true}})) {
       SCOPED_TRACE(testing::Message() << ncols << " columns from " << first + base << " by row " << by_row
                                       << " offsets " << offsets);
       const auto cells = values(nrows * ncols, 0, 65535);
@@ -62,7 +62,7 @@ TEST_P(transpose_test, converts_rows_into_any_room) {
       vorn_transpose_table src = {}, dst = {};
       src.vorn_tt_ncols = static_cast<uint16_t>(ncols);
       src.vorn_tt_in_refs = in_refs;
-      src.vorn_tt_flags = by_row ? 0 : random() % 4;
+      src.vorn_tt_flags = by_row ? 0 : below(4);
       dst.vorn_tt_pos = pos;
       dst.vorn_tt_end = end;
       (offsets ? dst.vorn_tt_offsets : dst.vorn_tt_refs) = cursor;
@@ -79,7 +79,7 @@ TEST_P(transpose_test, converts_rows_into_any_room) {
       uint32_t item_end = 0xfffff000;
       for (uint32_t code = full, row = first; code == full && !HasFailure();) {
         const uint32_t from = row + base;
-        const size_t room = random() % 3 == 0 && row < nrows ? sizes[row] : random() % 60;
+        const size_t room = random.below(3) == 0 && row < nrows ? sizes[row] : random.below(60);
         std::string out(room, '~'), bytes, described = bytes_of(item_end) + std::string(999, '~');
         std::string index = offsets && from == 0 ? bytes_of(item_end = 0) : "";
         for (; row < nrows && bytes.size() + sizes[row] <= room; ++row)

@@ -2,9 +2,9 @@
 #pragma once
 
 #include <optional>
-#include <random>
 
 #include "tests/model/unpack.hpp"
+#include "tests/support/random.hpp"
 #include "tests/support/slots.hpp"
 #include "tests/support/stored.hpp"
 
@@ -14,14 +14,15 @@ namespace vorn_test {
 class column {
 public:
   // lens_width 0: no runs.
-  column(unsigned width, uint32_t nrows, unsigned lens_width, uint32_t longest, std::mt19937_64 &random)
+  column(unsigned width, uint32_t nrows, unsigned lens_width, uint32_t longest, random_source &random)
       : stream_(nrows * 4) {
     longest = lens_width == 8 ? std::min(longest, 255U) : longest;
     std::vector<uint32_t> lengths;
     for (uint32_t left = nrows; left != 0; left -= lengths.back())
-      lengths.push_back(lens_width == 0 ? 1 : std::min<uint32_t>(left, static_cast<uint32_t>(1 + random() % longest)));
+      lengths.push_back(lens_width == 0 ? 1
+                                        : std::min<uint32_t>(left, static_cast<uint32_t>(1 + random.below(longest))));
     const auto ncodes = static_cast<uint32_t>(lengths.size());
-    const uint8_t *bytes = store_codes(stream_, random() % 2, width, ncodes, [&](uint32_t i) {
+    const uint8_t *bytes = store_codes(stream_, random.once_in(2), width, ncodes, [&](uint32_t i) {
       const auto code = static_cast<uint32_t>(random() & ((uint64_t{1} << width) - 1));
       model.row_codes.insert(model.row_codes.end(), lengths[i], code);
       return code;

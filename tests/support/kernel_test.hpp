@@ -2,9 +2,9 @@
 #pragma once
 
 #include <algorithm>
-#include <random>
 
 #include "tests/support/implementation.hpp"
+#include "tests/support/random.hpp"
 
 namespace vorn_test {
 
@@ -28,9 +28,9 @@ struct kernel_test : implementation_test {
     return bytes;
   }
 
-  uint32_t below(uint64_t limit) { return static_cast<uint32_t>(random() % limit); }
+  uint32_t below(uint64_t limit) { return static_cast<uint32_t>(random.below(limit)); }
 
-  std::mt19937_64 random{20240917};
+  random_source random{20240917};
 };
 
 } // namespace vorn_test

@@ -1,19 +1,76 @@
-// Random rows, bits and numbers that hit the borders of what is tested.
+// Random rows, bits and numbers that hit the borders of what is tested; and what decides for a fuzzer.
 #pragma once
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
+#include <initializer_list>
 #include <random>
 #include <span>
+#include <string_view>
 #include <vector>
 
 namespace vorn_test {
 
-class random_source : public std::mt19937_64 {
+// While a fuzzer runs a test its input makes the choices: generators take its bytes, a loop over each() takes one turn.
+// Behind the end of the input come numbers that follow from all of it.
+class choices {
 public:
-  using std::mt19937_64::mt19937_64;
+  bool made_by_input() const { return by_input_; }
+  void make_by(std::span<const uint8_t> input) {
+    by_input_ = true;
+    input_ = input;
+    behind_.seed(std::hash<std::string_view>()({reinterpret_cast<const char *>(input.data()), input.size()}));
+  }
+  // A number below a limit, which takes no more bytes than it needs; 0 for any number.
+  uint64_t next(uint64_t limit) {
+    const size_t bytes = static_cast<size_t>(std::bit_width(limit - 1) + 7) / 8;
+    uint64_t number = bytes > input_.size() ? behind_() : 0;
+    if (bytes <= input_.size() && bytes != 0)
+      std::memcpy(&number, input_.data(), bytes);
+    input_ = input_.subspan(std::min(bytes, input_.size()));
+    return limit == 0 ? number : number % limit;
+  }
 
-  uint64_t below(uint64_t limit) { return (*this)() % limit; }
+private:
+  bool by_input_ = false;
+  std::span<const uint8_t> input_;
+  std::mt19937_64 behind_;
+};
+inline choices chosen;
+
+// The cases of a loop.
+template <class Cases>
+auto each(const Cases &cases) {
+  std::vector all(std::begin(cases), std::end(cases));
+  if (chosen.made_by_input() && !all.empty())
+    all = {all[chosen.next(all.size())]};
+  return all;
+}
+template <class Case>
+std::vector<Case> each(std::initializer_list<Case> cases) {
+  return each(std::span(cases.begin(), cases.size()));
+}
+template <class Number>
+std::vector<Number> each_from(Number first, Number last) {
+  std::vector<Number> all;
+  for (Number number = first; number <= last; ++number)
+    all.push_back(number);
+  return each(all);
+}
+
+class random_source {
+public:
+  using result_type = uint64_t;
+  static constexpr uint64_t min() { return 0; }
+  static constexpr uint64_t max() { return UINT64_MAX; }
+
+  explicit random_source(uint64_t seed) : generator_(seed) {}
+
+  uint64_t operator()() { return below(0); }
+  uint64_t below(uint64_t limit) {
+    return chosen.made_by_input() ? chosen.next(limit) : limit == 0 ? generator_() : generator_() % limit;
+  }
   uint64_t up_to(uint64_t top) { return top == UINT64_MAX ? (*this)() : below(top + 1); }
   bool once_in(uint64_t times) { return below(times) == 0; }
   template <class T, size_t N>
@@ -47,6 +104,9 @@ public:
     const uint64_t row = numbers.empty() ? 0 : numbers[below(numbers.size())];
     return one_of({uint64_t{0}, uint64_t{1}, top, top - 1, row, row, row + 1, row - 1, (*this)()});
   }
+
+private:
+  std::mt19937_64 generator_;
 };
 
 } // namespace vorn_test
