@@ -84,6 +84,21 @@ const entry bloom = {
     .does = takes_null_aux | drops_filter | does_without_kernel,
     .generic_popc = 3};
 
+TEST(self_check, of_a_bloom_test_compares_unless_both_kernels_refuse) {
+  for (const bool both : {true, false}) {
+    entry_call call(bloom);
+    call.enc.vorn_enc_ctx_flags = VORN_FIXED;
+    call.ctx.vorn_ctx_flags = VORN_CTX_SELF_CHECK;
+    script.code = VORN_RESULT_DONE;
+    if (both)
+      vorn_global_ctx.vorn_bloom_dydi = initial_global_ctx.vorn_bloom_dydi;
+    EXPECT_EQ(call.run(), uint32_t{both ? VORN_RESULT_REFUSED : VORN_RESULT_DONE});
+    EXPECT_EQ(call.messages(),
+              both ? lines{} : lines({"vorn_bloom: vxl check popcount", "vorn_bloom: vxl check range"}));
+    EXPECT_EQ(call.env.outstanding_scratch(), 0U);
+  }
+}
+
 INSTANTIATE_TEST_SUITE_P(joins, entry_test,
                          testing::Values(hash, build, probe, partition, gather, reference, convert, bloom), entry_name);
 INSTANTIATE_TEST_SUITE_P(joins_implicit, entry_test, testing::Values(hash_implicit), entry_name);
