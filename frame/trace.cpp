@@ -15,10 +15,10 @@ bool events_are_on(const uint64_t *events) {
   return events != nullptr && (events[0] & 0x10) != 0 && (events[1] & events[2] & events[3] & 0x1) != 0;
 }
 
-// The gate of a host with a control block.
+// The gate of a host with a control block.  No gate is asked while the trace word is clear.
 trace_answer controlled_gate(const vorn_ctx &ctx, host_trace_ctl *ctl, uint32_t level, const trace_site &site) {
   uint64_t flags = asked_flags;
-  if (ctx.vorn_ctx_trace == 0 || !is_active(*ctl))
+  if (!is_active(*ctl))
     return {trace_sink::none, flags};
   if (ctx.vorn_ctx_trace != all_ones) {
     flags = host_trace_eval_flags(ctl, trace_component, level, flags, ctx.vorn_ctx_trace);
@@ -46,7 +46,7 @@ trace_answer trace_gate(const vorn_ctx &ctx, uint32_t level, const trace_site &s
   if (host_trace_ctl *ctl = control_block(ctx))
     return controlled_gate(ctx, ctl, level, site);
   uint64_t flags = asked_flags;
-  if (ctx.vorn_ctx_trace != 0 && ctx.vorn_ctx_trace != all_ones)
+  if (ctx.vorn_ctx_trace != all_ones)
     flags = host_trace_eval_flags(nullptr, trace_component, level, flags, ctx.vorn_ctx_trace);
   return {(flags & 0x4) != 0 ? trace_sink::write : trace_sink::none, flags};
 }

@@ -91,10 +91,11 @@ struct trace_answer {
   uint64_t flags;
 };
 
-// The gate before every trace point, asked afresh each time.
+// The gate before every trace point, asked afresh each time, of a context whose trace word is not clear.
 trace_answer trace_gate(const vorn_ctx &ctx, uint32_t level, const trace_site &site);
 
-// The gate of the timing decision: without a control block a call is never timed, and no service is asked.
+// The gate of the timing decision, of such a context too: without a control block a call is never timed, and no service
+// is asked.
 bool is_timed(const vorn_ctx &ctx, const trace_site &site);
 
 template <class... Values>

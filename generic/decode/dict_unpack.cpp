@@ -1,4 +1,6 @@
 // The kernels that unpack dictionary codes.
+#include <array>
+
 #include "frame/names.hpp"
 #include "generic/decode/unpack.hpp"
 #include "generic/decode/unpackers.hpp"
@@ -20,14 +22,14 @@ VORN_KERNELS_END
 namespace vorn::inline VORN_LEVEL {
 
 vorn_unary_fn unpacker_of(uint64_t type_code) {
-  switch (type_code & 0xff) {
+  static constexpr auto unpackers = [] {
+    std::array<vorn_unary_fn, 256> by_code = {};
 #define VORN_UNPACKER(op, OP, enc, ENC, w, suffix)                                                                     \
-  case width_code(w) << 2 | VORN_ENC_##ENC:                                                                            \
-    return VORN_KERNEL_NAME(op, enc, w, suffix);
+  by_code[width_code(w) << 2 | VORN_ENC_##ENC] = VORN_KERNEL_NAME(op, enc, w, suffix);
     VORN_DICT_UNPACK_KERNELS(VORN_UNPACKER)
-  default:
-    return nullptr;
-  }
+    return by_code;
+  }();
+  return unpackers[type_code & 0xff];
 }
 
 } // namespace vorn::inline VORN_LEVEL

@@ -146,7 +146,12 @@ public:
     case row_form::fixed:
       return write_each(values, count, [&](value v) { return copy(v.at, fixed_size_); });
     case row_form::lv_sep:
-      return write_each(values, count, [&](value v) { return copy(v.at, v.length) && put_length(v); });
+      return write_each(values, count, [&](value v) {
+        if (!copy(v.at, v.length))
+          return false;
+        put_length(v);
+        return true;
+      });
     case row_form::lv:
       return write_each(values, count, [&](value v) {
         uint8_t *at = take(2U + v.length);
@@ -162,7 +167,8 @@ public:
         if (at == nullptr)
           return false;
         store<const uint8_t *>(at, v.at);
-        return put_length(v);
+        put_length(v);
+        return true;
       });
     case row_form::lp:
       return write_each(values, count, [&](value v) {
@@ -205,10 +211,9 @@ private:
     return at != nullptr;
   }
 
-  bool put_length(value v) {
+  void put_length(value v) {
     store<uint16_t>(lens_, v.length);
     lens_ += sizeof v.length;
-    return true;
   }
 
   row_form form_;

@@ -55,7 +55,7 @@ struct bucket_layout {
         folded |= folded >> 16;
       found |= uint32_t{static_cast<Tag>(folded)} << slot;
     }
-    if (slot < Slots)
+    if constexpr (Slots % lanes == 1) // the last slot is left
       found |= uint32_t{tag_at(bucket, slot) == tag} << slot;
     return found & static_cast<uint32_t>(low_bits(count));
   }

@@ -79,12 +79,10 @@ public:
       row_ids_ = {rows_of(16), 16};
       hashes_ = {row_ids_.at + 8, 16};
       break;
-    case row_form::hashgdrid:
+    default: // hashgdrid
       hashes_ = {rows_of(24), 24};
       codes_ = {hashes_.at + 8, 24};
       row_ids_ = {hashes_.at + 16, 24};
-      break;
-    default:
       break;
     }
     return true;

@@ -205,10 +205,8 @@ inline uint32_t visit_values(const vorn_cv &cv, row_form form, row_position from
     return visit(lv_rows{vals + from.byte});
   case row_form::lp_sep:
     return visit(lp_sep_rows{vals + uint64_t{from.row} * sizeof(uint64_t), lens()});
-  case row_form::lp:
+  default: // lp
     return visit(lp_rows{vals + uint64_t{from.row} * lp_size});
-  default:
-    return VORN_RESULT_REFUSED;
   }
 }
 

@@ -8,7 +8,8 @@
 
 namespace vorn::inline VORN_LEVEL {
 
-constexpr bool is_range(unsigned opcode) { return opcode >= VORN_OPC_GT_LT && opcode <= VORN_OPC_GE_LE; }
+// Of a comparison: those with two constants are the last ones.
+constexpr bool is_range(unsigned opcode) { return opcode >= VORN_OPC_GT_LT; }
 
 // Has a predicate one answer for every row?
 enum class settled { no, none_matches, all_match };

@@ -95,7 +95,7 @@ template <class Reader, class Kernel>
   case settled::all_match:
     count = and_words(out, filter, filter, nrows);
     break;
-  case settled::none_matches:
+  default: // none matches
     break;
   }
 

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <initializer_list>
 #include <span>
 #include <string_view>
 
@@ -60,27 +61,26 @@ struct slot_bits {
   constexpr bool flag() const { return slot >> 12 & 1; }
 };
 
-template <class... Parts>
-constexpr bool consists_of(std::string_view name, Parts... parts) {
-  const auto take = [&](std::string_view part) {
-    const bool found = name.starts_with(part);
-    name.remove_prefix(found ? part.size() : 0);
-    return found;
-  };
-  return (take(parts) && ...) && name.empty();
+constexpr bool consists_of(std::string_view name, std::initializer_list<std::string_view> parts) {
+  for (const std::string_view part : parts) {
+    if (!name.starts_with(part))
+      return false;
+    name.remove_prefix(part.size());
+  }
+  return name.empty();
 }
 
 constexpr bool spells_column(slot_bits bits, std::string_view rest) {
   const std::string_view suffix = bits.encoding() == VORN_ENC_DICT ? "_null" : "_tz";
-  return consists_of(rest, "_", encoding_names.at(bits.encoding()), "_", width_names.at(bits.width_code()), "bit",
-                     bits.flag() ? suffix : "");
+  return consists_of(rest, {"_", encoding_names.at(bits.encoding()), "_", width_names.at(bits.width_code()), "bit",
+                            bits.flag() ? suffix : ""});
 }
 
 // An odd width code says that there is a CLA.
 constexpr bool spells_burst(slot_bits bits, std::string_view rest) {
   const bool indexed = bits.width_code() % 2 == 1;
   return !bits.flag() &&
-         consists_of(rest, "_rle_", width_names.at(bits.width_code() | 1), "bit", indexed ? "_cla" : "");
+         consists_of(rest, {"_rle_", width_names.at(bits.width_code() | 1), "bit", indexed ? "_cla" : ""});
 }
 
 // The encoding bits are the kind of a table.
@@ -88,14 +88,14 @@ constexpr bool spells_translation(slot_bits bits, std::string_view rest) {
   constexpr std::string_view kinds[] = {"sim", "off", "ind", "groupkey"};
   constexpr std::string_view widths[] = {"bit", "nib", "ub1", "ub2", "ub4"};
   return bits.width_code() < std::size(widths) &&
-         consists_of(rest, "_", kinds[bits.encoding()], "_", widths[bits.width_code()], bits.flag() ? "_c2d" : "");
+         consists_of(rest, {"_", kinds[bits.encoding()], "_", widths[bits.width_code()], bits.flag() ? "_c2d" : ""});
 }
 
 constexpr bool spells_arithmetic(slot_bits bits, std::string_view rest) {
   const uint32_t code = bits.width_code();
   return bits.encoding() == 0 && (code & ~13U) == 0 &&
-         consists_of(rest, code & 1 ? "_double" : "_float", code & 4 ? "_c" : "_n", code & 8 ? "_c" : "_n",
-                     bits.flag() ? "_sum" : "");
+         consists_of(rest, {code & 1 ? "_double" : "_float", code & 4 ? "_c" : "_n", code & 8 ? "_c" : "_n",
+                            bits.flag() ? "_sum" : ""});
 }
 
 constexpr bool spells(slot_bits bits, std::string_view name) {

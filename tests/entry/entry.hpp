@@ -285,6 +285,19 @@ inline void hold_hash_values(entry_call &c) {
   c.vals[0] = uint64_t{5} << 32 | 1;
 }
 
+// The self-check of an entry whose generic kernel refuses the source: it compares unless that in force refuses as well.
+inline void check_refusals(const entry &which, const lines &differences) {
+  for (const uint32_t code : {VORN_RESULT_REFUSED, VORN_RESULT_DONE}) {
+    entry_call call(which);
+    call.enc.vorn_enc_ctx_flags = VORN_FIXED;
+    call.ctx.vorn_ctx_flags = VORN_CTX_SELF_CHECK;
+    script.code = code;
+    call.run();
+    EXPECT_EQ(call.messages(), code == VORN_RESULT_REFUSED ? lines{} : differences);
+    EXPECT_EQ(call.env.outstanding_scratch(), 0U);
+  }
+}
+
 // Operands are records of the call, or numbers as they are.
 template <auto operand>
 auto operand_of(entry_call &call) {

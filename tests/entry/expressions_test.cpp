@@ -125,6 +125,10 @@ INSTANTIATE_TEST_SUITE_P(expressions, entry_test,
                                          dense_key, compare),
                          [](const auto &each) { return std::get<std::string>(kernel_name(each.param)); });
 
+TEST(xlate, is_compared_unless_both_kernels_refuse) {
+  check_refusals(xlate<false>(), {"vorn_xlate: vxl check popcount", "vorn_xlate: vxl check range"});
+}
+
 TEST(arithmetic, of_other_numbers_is_reported) {
   entry_call call(add);
   call.enc.vorn_enc_ctx_num_type = VORN_NUM_FLOAT | VORN_NUM_DOUBLE;

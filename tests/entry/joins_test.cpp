@@ -84,6 +84,10 @@ const entry bloom = {
     .does = takes_null_aux | drops_filter | does_without_kernel,
     .generic_popc = 3};
 
+TEST(bloom, is_compared_unless_both_kernels_refuse) {
+  check_refusals(bloom, {"vorn_bloom: vxl check popcount", "vorn_bloom: vxl check range"});
+}
+
 INSTANTIATE_TEST_SUITE_P(joins, entry_test,
                          testing::Values(hash, build, probe, partition, gather, reference, convert, bloom), entry_name);
 INSTANTIATE_TEST_SUITE_P(joins_implicit, entry_test, testing::Values(hash_implicit), entry_name);

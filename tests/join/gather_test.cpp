@@ -24,13 +24,15 @@ struct gather_test : join_test {
     const uint32_t src_form = src.enc.vorn_enc_ctx_flags;
     const auto written = [&](const located &value) {
       const auto &[at, length, partition] = value;
-      const uint64_t below = uint64_t{1} << enc.vorn_enc_ctx_dlp_shift, offset = reinterpret_cast<uintptr_t>(at) - base;
+      const uint64_t offset = reinterpret_cast<uintptr_t>(at) - base, shift = enc.vorn_enc_ctx_dlp_shift,
+                     below = uint64_t{1} << shift % 64;
       const std::string bytes(at, at + (form == VORN_FIXED ? 9 : length));
       return form == VORN_LV       ? length_bytes(length) + bytes
              : form == VORN_LP_SEP ? bytes_of(at)
              : form == VORN_LP     ? length_bytes(length) + "~~~~~~" + bytes_of(at)
-             : form == VORN_DLP    ? bytes_of(((base == 0) * partition * below + offset % below) << 16 | length)
-                                   : bytes;
+             : form == VORN_DLP
+                 ? bytes_of((shift > 63 ? offset : (base == 0) * partition * below + offset % below) << 16 | length)
+                 : bytes;
     };
     for (const unsigned turn : each_from(0U, 3U)) {
       const bool by_name = GetParam().capability == 0 && turn % 2;
@@ -106,7 +108,7 @@ TEST_P(gather_test, fetches_the_values_that_identifiers_name) {
       vorn_build_transpose_table(&tbl, 0, 9 * 8 + 7, 0, hi_bit, row_bits, lp_of.data(), nullptr, 0, dlp_of.data(), 0, 0,
                                  0, cla_of.data(), nullptr, 0, data_of.data(), nullptr, nullptr, 2 * kind - 1);
       vorn_enc_ctx enc;
-      vorn_build_encoding_type_dlp(&enc, !dlp_kind && random.below(2) ? 45 : dlp_shift,
+      vorn_build_encoding_type_dlp(&enc, static_cast<uint8_t>(dlp_kind ? dlp_shift : one_of(dlp_shift, 45, 64)),
                                    dlp_kind && form != VORN_DLP ? &store.cv.vorn_cv_vals : nullptr);
       const uint8_t flags = pairs && !left ? 0xdf : VORN_AUX_RID;
       check(member, kernel, form, enc, src, pairs ? ~0x10c800U : ~0x10c000U, &tbl, flags, rows,
@@ -121,11 +123,13 @@ TEST_P(gather_test, copies_the_values_that_a_vector_refers_to) {
     std::string name = member + std::strlen("vorn_gather");
     const uint32_t form = take(name, value_forms), referring = take(name, value_forms);
     const auto referred = values(nrows, 0, 65535);
-    stored_rows src(referring, referred, referring == VORN_DLP ? dlp_shift : 0);
-    std::vector<located> rows;
-    for (uint32_t row = 0; row < nrows; ++row)
-      rows.push_back({src.places[row], referred[row].size(), 0});
-    check(member, kernel, form, {}, src, with_later(referring) | VORN_FIXED, nullptr, 0, rows);
+    for (const uint32_t shift : {uint32_t{dlp_shift}, 64U}) {
+      stored_rows src(referring, referred, referring == VORN_DLP ? shift : 0);
+      std::vector<located> rows;
+      for (uint32_t row = 0; row < nrows; ++row)
+        rows.push_back({src.places[row], referred[row].size(), 0});
+      check(member, kernel, form, {}, src, with_later(referring) | VORN_FIXED, nullptr, 0, rows);
+    }
   }
 }
 

@@ -40,11 +40,11 @@ public:
     begins.push_back(all.size());
     uint8_t *vals = form == VORN_DICT ? place_codes(values, width) : place_bytes(all);
     for (uint64_t row = 0; row < values.size() && form != VORN_DICT; ++row) {
-      const uint64_t part = row % 3, in_part = begins[row] + part * 4;
+      const uint64_t part = width < 64 ? row % 3 : 0, in_part = begins[row] + part * 4;
       places.push_back(vals + begins[row] + (form == VORN_LV ? 2 : 0));
       rows += form == VORN_LP_SEP ? bytes_of(places[row])
               : form == VORN_LP   ? lens.substr(2 * row, 2) + "unread" + bytes_of(places[row])
-              : form == VORN_DLP  ? bytes_of((part << width | in_part) << 16 | values[row].size())
+              : form == VORN_DLP  ? bytes_of((part << width % 64 | in_part) << 16 | values[row].size())
                                   : "";
     }
     if (form == VORN_DLP)

@@ -28,14 +28,16 @@ uint64_t host_hash(const void *data, uint64_t length, uint64_t seed) {
   return cut(hashes[hashing_now], hash_width) + seed;
 }
 
-// Fields of a table and the width of the hash values, but for low bits and part counted from the bits of a tag on.
+// Fields of a table and the width of the hash values, but for low bits and part counted from the bits of a tag on; a
+// negative width is less than a tag.
 struct geometry {
   int bucket_hi_bit, part_hi_bit, part_shift, part_low_bits, part, hash_width;
 };
 const geometry geometries[] = {{-1, -1, 0, 0, -1, 48},  {2, 2, 9, 0, -1, 48},   {2, 4, 3, 0, -1, 48},
                                {1, 3, 2, 2, -1, 48},    {1, 1, 2, 2, -1, 48},   {2, 3, 1, 0, -1, 48},
                                {-1, 48, 31, 1, -1, 33}, {31, 200, 1, 0, -1, 3}, {200, 150, 1, 0, -1, 3},
-                               {2, 4, 3, 1, 0, 48},     {1, 4, 2, 1, 11, 48}};
+                               {2, 4, 3, 1, 0, 48},     {1, 4, 2, 1, 11, 48},   {2, 200, 47, 0, -1, 48},
+                               {1, 3, 60, 2, -1, 48},   {2, 4, 3, 64, -1, -4}};
 
 // Rows, the first one that is asked for, and buckets of room that a partition gets at a time.
 struct shape {
@@ -86,7 +88,7 @@ struct table {
   table(const bucket_layout &layout, uint32_t type, const geometry &g, const shape &s)
       : memory(8192 + 1024 * (s.n / 2 + 8), 0xab) {
     const auto field = [&](int at) { return static_cast<uint8_t>(at + static_cast<int>(8 * layout.tag_size)); };
-    hash_width = field(g.hash_width);
+    hash_width = g.hash_width < 0 ? static_cast<unsigned>(-g.hash_width) : field(g.hash_width);
     std::fill_n(memory.begin(), 8192, uint8_t{0});
     for (size_t part = 0; part < 16; ++part) {
       tables.push_back(&memory[512 * (15 - part)]);

@@ -41,7 +41,9 @@ struct hash_table {
     return part >= 0 || one ? 0 : cut(hash, ht.vorn_ht_part_hi_bit + 1U);
   }
   uint64_t partition(uint64_t hash, int32_t part) const {
-    const uint64_t high = high_bits(hash, part) >> ht.vorn_ht_part_shift << ht.vorn_ht_part_low_bits;
+    const bool in_reach = ht.vorn_ht_part_shift < 64 && ht.vorn_ht_part_low_bits < 64;
+    const uint64_t bits = in_reach ? high_bits(hash, part) : 0;
+    const uint64_t high = bits >> ht.vorn_ht_part_shift % 64 << ht.vorn_ht_part_low_bits % 64;
     return part >= 0 ? static_cast<uint64_t>(part) : high | cut(hash, ht.vorn_ht_part_low_bits);
   }
   uint32_t full_part(uint64_t hash, int32_t part) const {
