@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "fuzz/crash_at_failure.hpp"
 #include "tests/support/implementation.hpp"
 #include "tests/support/random.hpp"
 
@@ -15,16 +16,6 @@ namespace {
 
 // The tests that were named, on each implementation that this processor runs.
 std::vector<std::string> runnable;
-
-// A failure ends the process, so that the fuzzer keeps its input.
-struct crash_at_failure : testing::EmptyTestEventListener {
-  void OnTestPartResult(const testing::TestPartResult &result) override {
-    if (!result.failed())
-      return;
-    std::fprintf(stderr, "%s: %s\n", GTEST_FLAG_GET(filter).c_str(), result.message());
-    std::abort();
-  }
-};
 
 bool runs_here(const std::string &test) {
   return std::ranges::any_of(vorn_test::implementations, [&](const vorn_test::implementation &which) {
@@ -54,8 +45,7 @@ extern "C" int LLVMFuzzerInitialize(int *argc, char ***argv) {
     std::fprintf(stderr, "no test that runs here is among '%s'\n", named.c_str());
     std::exit(2);
   }
-  delete all.listeners().Release(all.listeners().default_result_printer());
-  all.listeners().Append(new crash_at_failure);
+  vorn_fuzz::crash_at_failure::install();
   return 0;
 }
 
