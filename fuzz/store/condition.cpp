@@ -120,7 +120,7 @@ private:
 
 std::vector<bool> selected(const store::condition &asked) {
   selection found;
-  query(asked, sample().encoded).run(context(), found);
+  query(asked, sample().encoded).run(lasting_context(), found);
   std::vector<bool> out;
   for (uint64_t row = 0; row < sample().rows; ++row)
     out.push_back(found.contains(row));

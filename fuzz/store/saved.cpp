@@ -74,7 +74,7 @@ std::string changed(const std::string &whole, input &from) {
 } // namespace
 
 void saved(input &from) {
-  static const vorn_test::saved_sample sample(context());
+  static const vorn_test::saved_sample sample(lasting_context());
   std::string file;
   if (seldom(from)) {
     file = from.ConsumeRemainingBytesAsString();
@@ -90,7 +90,7 @@ void saved(input &from) {
       file = vorn_test::repaired(std::move(file));
   }
   try {
-    sample.content_of(file);
+    vorn_test::content_of(context(), file);
   } catch (const store::error &) { // NOLINT(bugprone-empty-catch)
   }
 }

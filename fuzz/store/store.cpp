@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -22,19 +23,25 @@ constexpr std::pair<const char *, void (*)(input &)> targets[] = {
 };
 void (*chosen)(input &) = nullptr;
 
-vorn_host::environment env;
+struct surroundings {
+  surroundings() { ctx.vorn_ctx_decompress = vorn_qpak_decode; }
+
+  vorn_host::environment env;
+  vorn_ctx ctx = env.context();
+};
+std::optional<surroundings> of_run;
+
+surroundings &lasting() {
+  static surroundings made;
+  return made;
+}
+
 std::vector<vorn_global_ctx_t> implementations; // as they are in force
 
 } // namespace
 
-const vorn_ctx &vorn_fuzz::context() {
-  static const vorn_ctx ctx = [] {
-    vorn_ctx made = env.context();
-    made.vorn_ctx_decompress = vorn_qpak_decode;
-    return made;
-  }();
-  return ctx;
-}
+const vorn_ctx &vorn_fuzz::context() { return of_run->ctx; }
+const vorn_ctx &vorn_fuzz::lasting_context() { return lasting().ctx; }
 
 extern "C" int LLVMFuzzerInitialize(int *argc, char ***argv) {
   for (int i = 1; i < *argc; ++i)
@@ -52,7 +59,7 @@ extern "C" int LLVMFuzzerInitialize(int *argc, char ***argv) {
   crash_at_failure::install();
   for (const vorn_test::implementation &which : vorn_test::implementations)
     if (vorn_test::runs_here(which)) {
-      vorn_test::put_in_force(which, env);
+      vorn_test::put_in_force(which, lasting().env);
       implementations.push_back(vorn_global_ctx);
     }
   return 0;
@@ -61,6 +68,8 @@ extern "C" int LLVMFuzzerInitialize(int *argc, char ***argv) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *bytes, size_t size) {
   input from(bytes, size);
   vorn_global_ctx = implementations[from.ConsumeIntegralInRange<size_t>(0, implementations.size() - 1)];
+  of_run.emplace();
   chosen(from);
+  of_run.reset();
   return 0;
 }

@@ -13,8 +13,9 @@ namespace vorn_fuzz {
 
 using input = FuzzedDataProvider;
 
-// The context of all calls.
+// The contexts of calls for a run, at whose end the memory of the library is freed, and for what is kept for all runs.
 const vorn_ctx &context();
+const vorn_ctx &lasting_context();
 
 // Once in 16 times, and never behind the end of the input.
 inline bool seldom(input &from) { return from.ConsumeIntegral<uint8_t>() >= 240; }

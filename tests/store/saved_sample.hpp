@@ -56,6 +56,35 @@ inline std::string repaired(std::string bytes) {
   return bytes;
 }
 
+// All values as text.  What a condition selects are the rows with these values, whatever the file says.
+inline std::string content(const vorn_ctx &ctx, const store::column &c) {
+  using namespace store;
+  std::string out = c.name;
+  const bool is_searched = c.form != encoding::prefix && c.rows != 0 && c.first_ordinal() <= c.last_ordinal();
+  const uint64_t bound = is_searched ? std::midpoint(c.first_ordinal(), c.last_ordinal()) : 0;
+  uint64_t expected = 0;
+  row_reader reader(ctx, c, nullptr);
+  for (std::span<const cell> some; !(some = reader.next()).empty();)
+    for (const cell &value : some) {
+      append_text(out += ' ', value, c.type);
+      expected += is_searched && !(value < c.value_of(bound)) ? 1 : 0;
+    }
+  selection found;
+  if (is_searched)
+    filter(ctx, c, ordinal_comparison{comparison::ge, bound}, nullptr, found);
+  EXPECT_EQ(found.count, expected) << c.name;
+  return out + '\n';
+}
+
+// The content of a file.  Throws store::error when it is refused.
+inline std::string content_of(const vorn_ctx &ctx, const std::string &bytes) {
+  std::string out;
+  const store::saved_table table(ctx, {reinterpret_cast<const uint8_t *>(bytes.data()), bytes.size()}, "t.vorn");
+  for (const store::column_info &info : table.columns())
+    out += content(ctx, table.load(info, {}, [](uint64_t) {}));
+  return out;
+}
+
 struct saved_sample {
   // The context outlives this.
   explicit saved_sample(const vorn_ctx &context) : ctx(context) {
@@ -75,35 +104,6 @@ struct saved_sample {
     const std::filesystem::path path = folder.path(name);
     auto out = std::make_unique<store::tables>(ctx, db, std::span(&path, 1), std::nullopt);
     out->load(names, names, choices);
-    return out;
-  }
-
-  // All values as text.  What a condition selects are the rows with these values, whatever the file says.
-  std::string content(const store::column &c) const {
-    using namespace store;
-    std::string out = c.name;
-    const bool is_searched = c.form != encoding::prefix && c.rows != 0 && c.first_ordinal() <= c.last_ordinal();
-    const uint64_t bound = is_searched ? std::midpoint(c.first_ordinal(), c.last_ordinal()) : 0;
-    uint64_t expected = 0;
-    row_reader reader(ctx, c, nullptr);
-    for (std::span<const cell> some; !(some = reader.next()).empty();)
-      for (const cell &value : some) {
-        append_text(out += ' ', value, c.type);
-        expected += is_searched && !(value < c.value_of(bound)) ? 1 : 0;
-      }
-    selection found;
-    if (is_searched)
-      filter(ctx, c, ordinal_comparison{comparison::ge, bound}, nullptr, found);
-    EXPECT_EQ(found.count, expected) << c.name;
-    return out + '\n';
-  }
-
-  // The content of a file.  Throws store::error when it is refused.
-  std::string content_of(const std::string &bytes) const {
-    std::string out;
-    const store::saved_table table(ctx, {reinterpret_cast<const uint8_t *>(bytes.data()), bytes.size()}, "t.vorn");
-    for (const store::column_info &info : table.columns())
-      out += content(table.load(info, {}, [](uint64_t) {}));
     return out;
   }
 

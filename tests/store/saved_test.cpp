@@ -23,12 +23,12 @@ struct saved_test : testing::Test {
   saved_test() { put_in_force(vorn_test::implementations[0], env); }
   ~saved_test() override { vorn_global_ctx = vorn_test::initial_global_ctx; }
 
-  std::string content(const column &c) const { return sample.content(c); }
+  std::string content(const column &c) const { return vorn_test::content(ctx, c); }
 
   // The content of a file, or nothing when it is refused; then the reason is kept.
   std::string content(const std::string &bytes) {
     try {
-      return sample.content_of(bytes);
+      return vorn_test::content_of(ctx, bytes);
     } catch (const error &e) {
       reasons.emplace(e.what() + std::string(e.what()).rfind(": ") + 1);
       return "";
