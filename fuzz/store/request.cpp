@@ -43,6 +43,21 @@ std::string written(const std::vector<Named> &all, std::string Named::*name) {
   return fmt::format("{}", fmt::join(out, ","));
 }
 
+// What names a column that is there is never refused.
+void expect_understood(input &from) {
+  std::vector<std::string> numbers;
+  for (const column_info &info : sample().columns)
+    if (info.type && info.type->is_numeric())
+      numbers.push_back(info.name);
+  const auto operand = [&] {
+    return asked_operand{numbers[from.ConsumeIntegralInRange<size_t>(0, numbers.size() - 1)]};
+  };
+  constexpr char operators[] = {'\0', '+', '-', '*'};
+  const asked_aggregate asked{function::sum, operand(), from.PickValueInArray(operators), operand()};
+  EXPECT_EQ(parse_aggregate(asked.what, written(asked), names()).name(), asked.name());
+  EXPECT_EQ(parse_columns(quoted(numbers), names()), numbers);
+}
+
 // Lines, each behind the sign of what it is, as options of a query of groups or, where nothing is added up, of rows.
 store::request read_request(const std::vector<std::string> &lines) {
   store::request out;
@@ -99,6 +114,7 @@ store::request read_request(const std::vector<std::string> &lines) {
 } // namespace
 
 void request(input &from) {
+  expect_understood(from);
   const std::string text = from.ConsumeRemainingBytesAsString();
   std::vector<std::string> lines;
   for (size_t begin = 0; begin < text.size(); begin = std::min(text.find('\n', begin), text.size()) + 1)

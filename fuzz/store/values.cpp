@@ -63,7 +63,8 @@ value value_from(input &from, const column_type &type) {
   case value_kind::wide:
   case value_kind::uuid: {
     const auto high = __int128{from.ConsumeIntegral<int64_t>()};
-    return {wide_key_of(high << 64 | from.ConsumeIntegral<uint64_t>())};
+    const __int128 bits = high << 64 | from.ConsumeIntegral<uint64_t>();
+    return {wide_key_of(type.kind == value_kind::uuid ? bits : bits / 2)}; // no more than 38 digits are read
   }
   case value_kind::single:
     return {real_key(std::bit_cast<float>(from.ConsumeIntegral<uint32_t>()))};
