@@ -128,7 +128,7 @@ std::vector<bool> selected(const store::condition &asked) {
   return out;
 }
 
-std::optional<store::condition> parsed(const std::string &text) {
+std::optional<store::condition> parsed(std::string_view text) {
   try {
     return parse_condition(text, sample().columns);
   } catch (const error &) {
@@ -139,7 +139,8 @@ std::optional<store::condition> parsed(const std::string &text) {
 } // namespace
 
 void condition(input &from) {
-  const auto asked = parsed(from.ConsumeRemainingBytesAsString());
+  const auto text = from.ConsumeRemainingBytes<char>(); // nothing ends it
+  const auto asked = parsed({text.data(), text.size()});
   if (!asked)
     return;
   std::vector<bool> expected;

@@ -49,21 +49,25 @@ void expect_understood(input &from) {
   for (const column_info &info : sample().columns)
     if (info.type && info.type->is_numeric())
       numbers.push_back(info.name);
-  const auto operand = [&] {
+  const auto column = [&] {
     return asked_operand{numbers[from.ConsumeIntegralInRange<size_t>(0, numbers.size() - 1)]};
   };
   constexpr char operators[] = {'\0', '+', '-', '*'};
-  const asked_aggregate asked{function::sum, operand(), from.PickValueInArray(operators), operand()};
+  asked_aggregate asked{function::sum, column(), from.PickValueInArray(operators), column()};
+  if (asked.op != '\0' && from.ConsumeBool())
+    (from.ConsumeBool() ? asked.left : asked.right) = {"-2.5", -2.5};
   EXPECT_EQ(parse_aggregate(asked.what, written(asked), names()).name(), asked.name());
   EXPECT_EQ(parse_columns(quoted(numbers), names()), numbers);
 }
 
 // Lines, each behind the sign of what it is, as options of a query of groups or, where nothing is added up, of rows.
-store::request read_request(const std::vector<std::string> &lines) {
+store::request read_request(const std::vector<std::vector<char>> &lines) {
   store::request out;
-  for (const std::string &line : lines) {
-    const std::string text = line.substr(std::min<size_t>(line.size(), 1));
-    switch (line.empty() ? '\0' : line.front()) {
+  for (const std::vector<char> &line : lines) {
+    if (line.empty())
+      continue;
+    const std::string_view text(line.data() + 1, line.size() - 1);
+    switch (line.front()) {
     case 'g': {
       out.columns = parse_columns(text, names());
       EXPECT_EQ(parse_columns(quoted(out.columns), names()), out.columns) << text;
@@ -105,7 +109,7 @@ store::request read_request(const std::vector<std::string> &lines) {
       break;
     }
     default:
-      out.where = parse_condition(line, names());
+      out.where = parse_condition({line.data(), line.size()}, names());
     }
   }
   return out;
@@ -115,10 +119,13 @@ store::request read_request(const std::vector<std::string> &lines) {
 
 void request(input &from) {
   expect_understood(from);
-  const std::string text = from.ConsumeRemainingBytesAsString();
-  std::vector<std::string> lines;
-  for (size_t begin = 0; begin < text.size(); begin = std::min(text.find('\n', begin), text.size()) + 1)
-    lines.push_back(text.substr(begin, text.find('\n', begin) - begin));
+  const auto text = from.ConsumeRemainingBytes<char>();
+  std::vector<std::vector<char>> lines(1); // nothing ends them
+  for (const char c : text)
+    if (c == '\n')
+      lines.emplace_back();
+    else
+      lines.back().push_back(c);
   try {
     const store::request asked = read_request(lines);
     const auto headings = asked.headings(names());
