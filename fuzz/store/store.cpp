@@ -18,8 +18,8 @@ namespace {
 using namespace vorn_fuzz;
 
 constexpr std::pair<const char *, void (*)(input &)> targets[] = {
-    {"arrow", arrow},     {"blocks", blocks}, {"condition", condition}, {"csv", csv},
-    {"request", request}, {"saved", saved},   {"values", values},
+    {"answer", answer}, {"arrow", arrow},     {"blocks", blocks}, {"condition", condition},
+    {"csv", csv},       {"request", request}, {"saved", saved},   {"values", values},
 };
 void (*chosen)(input &) = nullptr;
 
