@@ -2,7 +2,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
+#include <iterator>
 #include <optional>
+#include <span>
+#include <tuple>
 
 #include <fmt/format.h>
 
@@ -48,77 +52,85 @@ bool is_like(std::string_view text, std::string_view pattern) {
   return std::ranges::any_of(reached, &std::string_view::empty);
 }
 
-// Conditions by the meaning of SQL, a row at a time.
-class row_model {
-public:
-  explicit row_model(uint64_t number) : row(number) {}
+// What a test says of a value that is not NULL.
+using value_test = std::function<truth(const cell &)>;
 
-  truth of(const expression &e) const {
-    switch (e.what) {
-    case expression::kind::single:
-      return of(e.asked);
-    case expression::kind::negation:
-      return negated(of(e.parts.front()));
-    default:
-      break;
-    }
-    const bool is_any = e.what == expression::kind::any_of;
-    truth out = truth_of(!is_any);
-    for (const expression &part : e.parts)
-      out = is_any ? std::max(out, of(part)) : std::min(out, of(part));
+// A comparison by a library's operation, with NULL where there is no order.
+value_test compared(unsigned op, std::optional<value_order> order) {
+  return [op, order = std::move(order)](const cell &value) {
+    return order ? truth_of(vorn_model::satisfies((*order)(value), op, 0, 0)) : truth::unknown;
+  };
+}
+
+bool is_null(const constant &c) { return c.written == constant::form::null; }
+
+// The orders to constants that are compared together; none to NULL.
+std::vector<std::optional<value_order>> orders_to(const std::vector<constant> &all, const column_type &type) {
+  std::vector<constant> known;
+  std::ranges::copy_if(all, std::back_inserter(known), [](const constant &c) { return !is_null(c); });
+  auto orders = orders_of(known, type);
+  std::vector<std::optional<value_order>> out;
+  for (size_t i = 0, next = 0; i < all.size(); ++i)
+    out.push_back(is_null(all[i]) ? std::nullopt : std::optional(std::move(orders[next++])));
+  return out;
+}
+
+value_test meaning(const comparison_test &test, const column_type &type) {
+  return compared(static_cast<unsigned>(test.op), orders_to({test.value}, type).front());
+}
+value_test meaning(const interval_test &test, const column_type &type) {
+  auto low = orders_to({test.low}, type).front(), high = orders_to({test.high}, type).front();
+  if (test.one_type) {
+    auto both = orders_to({test.low, test.high}, type);
+    std::tie(low, high) = std::tie(both[0], both[1]);
+  }
+  const value_test above = compared(includes_low(test.form) ? VORN_OPC_GE : VORN_OPC_GT, low);
+  const value_test below = compared(includes_high(test.form) ? VORN_OPC_LE : VORN_OPC_LT, high);
+  return [above, below](const cell &value) { return std::min(above(value), below(value)); };
+}
+value_test meaning(const set_test &test, const column_type &type) {
+  std::vector<value_test> members;
+  for (auto &order : orders_to(test.values, type))
+    members.push_back(compared(VORN_OPC_EQ, std::move(order)));
+  return [members](const cell &value) {
+    truth out = truth::no;
+    for (const value_test &member : members)
+      out = std::max(out, member(value));
     return out;
-  }
+  };
+}
+value_test meaning(const like_test &test, const column_type &) {
+  return [&test](const cell &value) { return truth_of(is_like(std::get<std::string_view>(value), test.pattern)); };
+}
+value_test meaning(const null_test &, const column_type &) {
+  return [](const cell &) { return truth::no; };
+}
 
-private:
-  truth of(const predicate &p) const {
-    const cell &value = sample().cells.at(p.column)[row];
-    const column_type &type = sample().encoded.at(p.column).type;
-    truth out = truth::unknown;
-    if (std::holds_alternative<null_test>(p.test))
-      out = truth_of(std::holds_alternative<std::monostate>(value));
-    else if (!std::holds_alternative<std::monostate>(value))
-      out = std::visit([&](const auto &test) { return holds(test, value, type); }, p.test);
-    return p.negated ? negated(out) : out;
+// A condition by the meaning of SQL, for each row.
+std::vector<truth> truths_of(const predicate &p) {
+  const value_test test =
+      std::visit([&](const auto &t) { return meaning(t, sample().encoded.at(p.column).type); }, p.test);
+  std::vector<truth> out;
+  for (const cell &value : sample().cells.at(p.column)) {
+    const bool is_missing = std::holds_alternative<std::monostate>(value);
+    const truth of_null = std::holds_alternative<null_test>(p.test) ? truth::yes : truth::unknown;
+    const truth holds = is_missing ? of_null : test(value);
+    out.push_back(p.negated ? negated(holds) : holds);
   }
-
-  static truth compared(unsigned op, const cell &value, const std::vector<constant> &constants, const column_type &type,
-                        size_t index = 0) {
-    if (constants[index].written == constant::form::null)
-      return truth::unknown;
-    std::vector<constant> known;
-    for (const constant &c : constants)
-      if (c.written != constant::form::null)
-        known.push_back(c);
-    return truth_of(vorn_model::satisfies(orders_of(known, type)[known.size() == 1 ? 0 : index](value), op, 0, 0));
-  }
-  static truth holds(const comparison_test &test, const cell &value, const column_type &type) {
-    return compared(static_cast<unsigned>(test.op), value, {test.value}, type);
-  }
-  static truth holds(const interval_test &test, const cell &value, const column_type &type) {
-    const unsigned above = includes_low(test.form) ? VORN_OPC_GE : VORN_OPC_GT;
-    const unsigned below = includes_high(test.form) ? VORN_OPC_LE : VORN_OPC_LT;
-    if (test.one_type)
-      return std::min(compared(above, value, {test.low, test.high}, type, 0),
-                      compared(below, value, {test.low, test.high}, type, 1));
-    return std::min(compared(above, value, {test.low}, type), compared(below, value, {test.high}, type));
-  }
-  static truth holds(const set_test &test, const cell &value, const column_type &type) {
-    std::vector<constant> known;
-    for (const constant &c : test.values)
-      if (c.written != constant::form::null)
-        known.push_back(c);
-    const auto orders = orders_of(known, type);
-    if (std::ranges::any_of(orders, [&](const value_order &order) { return order(value) == 0; }))
-      return truth::yes;
-    return known.size() == test.values.size() ? truth::no : truth::unknown;
-  }
-  static truth holds(const like_test &test, const cell &value, const column_type &) {
-    return truth_of(is_like(std::get<std::string_view>(value), test.pattern));
-  }
-  static truth holds(const null_test &, const cell &, const column_type &) { return truth::unknown; }
-
-  uint64_t row;
-};
+  return out;
+}
+std::vector<truth> truths_of(const expression &e) {
+  if (e.what == expression::kind::single)
+    return truths_of(e.asked);
+  std::vector<truth> out = truths_of(e.parts.front());
+  if (e.what == expression::kind::negation)
+    std::ranges::transform(out, out.begin(), negated);
+  for (const expression &part : std::span(e.parts).subspan(1))
+    std::ranges::transform(out, truths_of(part), out.begin(), [&](truth a, truth b) {
+      return e.what == expression::kind::any_of ? std::max(a, b) : std::min(a, b);
+    });
+  return out;
+}
 
 std::vector<bool> selected(const store::condition &asked) {
   selection found;
@@ -204,8 +216,8 @@ std::optional<selecting> selecting_from(input &from) {
   if (!asked)
     return std::nullopt;
   selecting out{std::move(*asked), {}};
-  for (uint64_t row = 0; row < sample().rows; ++row)
-    out.expected.push_back(row_model(row).of(out.asked.root) == truth::yes);
+  for (const truth holds : truths_of(out.asked.root))
+    out.expected.push_back(holds == truth::yes);
   return out;
 }
 

@@ -9,7 +9,9 @@
 #include "tests/host/qpak_stream.hpp"
 
 using namespace vorn_host;
-using namespace vorn_test;
+using vorn_test::between_guards;
+using vorn_test::decode;
+using vorn_test::reseal;
 using bytes = std::vector<uint8_t>;
 
 namespace {
