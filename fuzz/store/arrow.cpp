@@ -78,7 +78,7 @@ public:
     else if (seldom(from) && !buffers.empty() && !are_views)
       buffers.pop_back();
     if (seldom(from))
-      of.array.null_count = from.ConsumeIntegral<int8_t>();
+      of.array.null_count = from.ConsumeIntegralInRange(-128, 127);
     if (seldom(from))
       of.offset = from.ConsumeBool() ? -1 : std::numeric_limits<int64_t>::max();
     of.is_released = seldom(from) && seldom(from);

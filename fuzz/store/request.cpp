@@ -5,7 +5,6 @@
 #include <algorithm>
 
 #include <fmt/format.h>
-#include <fmt/ranges.h>
 
 #include "fuzz/store/sample_table.hpp"
 #include "fuzz/store/targets.hpp"
@@ -24,10 +23,10 @@ const column_names &names() {
 }
 
 std::string quoted(const std::vector<std::string> &all) {
-  std::vector<std::string> out;
+  std::string out;
   for (const std::string &name : all)
-    out.push_back(duckdb::quoted_name(name));
-  return fmt::format("{}", fmt::join(out, " ,"));
+    out += (out.empty() ? "" : " ,") + duckdb::quoted_name(name);
+  return out;
 }
 
 std::string written(const asked_operand &of) { return of.constant ? of.text : duckdb::quoted_name(of.text); }
@@ -37,10 +36,10 @@ std::string written(const asked_aggregate &of) {
 
 template <class Named>
 std::string written(const std::vector<Named> &all, std::string Named::*name) {
-  std::vector<std::string> out;
+  std::string out;
   for (const Named &item : all)
-    out.push_back(fmt::format("{} {}", duckdb::quoted_name(item.*name), item.descending ? "DESC" : "asc"));
-  return fmt::format("{}", fmt::join(out, ","));
+    out += (out.empty() ? "" : ",") + duckdb::quoted_name(item.*name) + (item.descending ? " DESC" : " asc");
+  return out;
 }
 
 // What names a column that is there is never refused.

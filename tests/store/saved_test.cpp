@@ -30,7 +30,8 @@ struct saved_test : testing::Test {
     try {
       return vorn_test::content_of(ctx, bytes);
     } catch (const error &e) {
-      reasons.emplace(e.what() + std::string(e.what()).rfind(": ") + 1);
+      const std::string_view reason = e.what();
+      reasons.emplace(reason.substr(reason.rfind(": ") + 1));
       return "";
     }
   }
