@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "fuzz/crash_at_failure.hpp"
 #include "tests/support/implementation.hpp"
 #include "tests/support/random.hpp"
 
@@ -15,16 +16,6 @@ namespace {
 
 // The tests that were named, on each implementation that this processor runs.
 std::vector<std::string> runnable;
-
-// A failure ends the process, so that the fuzzer keeps its input.
-struct crash_at_failure : testing::EmptyTestEventListener {
-  void OnTestPartResult(const testing::TestPartResult &result) override {
-    if (!result.failed())
-      return;
-    std::fprintf(stderr, "%s: %s\n", GTEST_FLAG_GET(filter).c_str(), result.message());
-    std::abort();
-  }
-};
 
 bool runs_here(const std::string &test) {
   return std::ranges::any_of(vorn_test::implementations, [&](const vorn_test::implementation &which) {
@@ -46,7 +37,8 @@ extern "C" int LLVMFuzzerInitialize(int *argc, char ***argv) {
   for (int s = 0; s < all.total_test_suite_count(); ++s)
     for (int t = 0; t < all.GetTestSuite(s)->total_test_count(); ++t) {
       const std::string suite = all.GetTestSuite(s)->name(), test = all.GetTestSuite(s)->GetTestInfo(t)->name();
-      const std::string name = suite.substr(suite.find('/') + 1) + "." + test.substr(0, test.find('/'));
+      std::string name = suite.substr(suite.find('/') + 1);
+      name.append(".").append(test, 0, test.find('/'));
       if (named.find(":" + name + ":") != std::string::npos && runs_here(test))
         runnable.push_back(suite + "." + test);
     }
@@ -54,8 +46,7 @@ extern "C" int LLVMFuzzerInitialize(int *argc, char ***argv) {
     std::fprintf(stderr, "no test that runs here is among '%s'\n", named.c_str());
     std::exit(2);
   }
-  delete all.listeners().Release(all.listeners().default_result_printer());
-  all.listeners().Append(new crash_at_failure);
+  vorn_fuzz::crash_at_failure::install();
   return 0;
 }
 

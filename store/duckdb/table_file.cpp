@@ -60,15 +60,6 @@ std::vector<column_info> columns_of(duckdb::connection &db, const std::string &s
   return out;
 }
 
-// A key, a text or another symbol.
-template <class Value>
-Value value_in(const cell &c) {
-  if constexpr (std::is_same_v<Value, std::string_view>)
-    if (const auto *wide = std::get_if<wide_key>(&c))
-      return wide->view();
-  return std::get<Value>(c);
-}
-
 } // namespace
 
 table_file::table_file(duckdb::connection &db, std::span<const std::filesystem::path> paths)
@@ -114,18 +105,10 @@ column table_file::load(const column_info &info, const encoding_choice &choice,
   column_builder building(info, choice);
   auto rows = database.stream(fmt::format("SELECT {} FROM {}", sql_values(info.file_name(), *info.type), scan));
   uint64_t done = 0;
-  building.with([&]<class Builder>(Builder &builder) {
-    while (auto chunk = rows.next()) {
-      const duckdb::vector values = chunk->column(0);
-      for (uint64_t row = 0; row < chunk->rows(); ++row) {
-        const cell c = value_at(values, row, info.type->kind);
-        builder.append(std::holds_alternative<std::monostate>(c)
-                           ? builder.null_row()
-                           : builder.row_of(value_in<typename Builder::value>(c)));
-      }
-      progress(done += chunk->rows());
-    }
-  });
+  while (auto chunk = rows.next()) {
+    append_values(building, chunk->column(0), chunk->rows(), info.type->kind);
+    progress(done += chunk->rows());
+  }
   return building.finish();
 }
 

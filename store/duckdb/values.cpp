@@ -4,6 +4,19 @@
 
 namespace store {
 
+namespace {
+
+// A key, a text or another symbol.
+template <class Value>
+Value value_in(const cell &c) {
+  if constexpr (std::is_same_v<Value, std::string_view>)
+    if (const auto *wide = std::get_if<wide_key>(&c))
+      return wide->view();
+  return std::get<Value>(c);
+}
+
+} // namespace
+
 std::string sql_type(const column_type &type) {
   // The types as which values are read; a boolean is read as the number that is its key.
   static constexpr std::string_view types[] = {"BIGINT",      "BIGINT", "UBIGINT", "HUGEINT",   "DOUBLE",
@@ -38,6 +51,16 @@ cell value_at(const duckdb::vector &values, uint64_t row, value_kind kind) {
   default:
     return values.number<int64_t>(row);
   }
+}
+
+void append_values(column_builder &out, const duckdb::vector &values, uint64_t rows, value_kind kind) {
+  out.with([&]<class Builder>(Builder &builder) {
+    for (uint64_t row = 0; row < rows; ++row) {
+      const cell c = value_at(values, row, kind);
+      builder.append(std::holds_alternative<std::monostate>(c) ? builder.null_row()
+                                                               : builder.row_of(value_in<typename Builder::value>(c)));
+    }
+  });
 }
 
 } // namespace store

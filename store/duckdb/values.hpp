@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "store/duckdb/connection.hpp"
+#include "store/encode/column_builder.hpp"
 #include "store/value/value.hpp"
 
 namespace store {
@@ -16,5 +17,8 @@ std::string sql_type(const column_type &type);
 std::string sql_values(std::string_view column, const column_type &type);
 
 cell value_at(const duckdb::vector &values, uint64_t row, value_kind kind);
+
+// The same of some rows, handed to the builder of a column.
+void append_values(column_builder &out, const duckdb::vector &values, uint64_t rows, value_kind kind);
 
 } // namespace store

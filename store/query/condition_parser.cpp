@@ -306,9 +306,10 @@ private:
       fail(fmt::format("an interval of {} bounds rather than 2", read.values.size()));
     std::erase_if(replaced, [begin](const replacement &r) { return r.begin >= begin; });
     const std::string column = duckdb::quoted_name(name);
-    replace_from(begin,
-                 fmt::format("{}({} {} {} AND {} {} {})", negated ? "NOT " : "", column, read.square_left ? ">=" : ">",
-                             read.sql[0], column, read.square_right ? "<=" : "<", read.sql[1]));
+    const bool follows_word = begin != 0 && !one_of(whole[begin - 1], blanks) && !one_of(whole[begin - 1], brackets);
+    replace_from(begin, fmt::format("{}{}({} {} {} AND {} {} {})", follows_word ? " " : "", negated ? "NOT " : "",
+                                    column, read.square_left ? ">=" : ">", read.sql[0], column,
+                                    read.square_right ? "<=" : "<", read.sql[1]));
     return {interval_of(read.square_left, read.square_right), std::move(read.values[0]), std::move(read.values[1]),
             false};
   }

@@ -55,6 +55,7 @@ TEST(condition, is_handed_to_duckdb_as_it_is_typed) {
       {"n between [1, 2]", "(\"n\" >= 1 AND \"n\" <= 2)"},
       {"a in ( 1 , 2 ]", "(\"A\" > '1' AND \"A\" <= '2')"},
       {"n=1 and a not in[1,'2')or n=3", "\"n\"=1 and NOT (\"A\" >= '1' AND \"A\" < '2')or \"n\"=3"},
+      {"n=1 or\"a\" not in [1,2)", "\"n\"=1 or NOT (\"A\" >= '1' AND \"A\" < '2')"},
       {"a in (x, 'y,)')", "\"A\" in ('x', 'y,)')"},
       {"a NOT IN('1',null)", "\"A\" NOT IN('1',null)"},
       {"origin like A% and origin not like '_B'", "\"origin\" like 'A%' and \"origin\" not like '_B'"},

@@ -5,131 +5,52 @@
 
 #include <array>
 #include <csignal>
-#include <memory>
-#include <numeric>
 #include <random>
 #include <set>
 
-#include <fmt/format.h>
-
-#include "store/decode/row_reader.hpp"
 #include "store/error.hpp"
-#include "store/saved/saved_table.hpp"
-#include "store/vornq/tables.hpp"
-#include "tests/store/scratch_folder.hpp"
+#include "tests/store/saved_sample.hpp"
 #include "tests/support/implementation.hpp"
-#include <vorn/hash.h>
 
 namespace {
 
 using namespace store;
 using namespace store::saved;
-
-// A column of every form, with and without NULLs, and of the kinds that not every key is a value of.
-constexpr const char *stored_columns[][3] = {
-    {"n", "CASE WHEN i % 5 <> 0 THEN i % 40 END"},
-    {"o", "CASE i % 9 WHEN 0 THEN NULL WHEN 1 THEN '' ELSE 'text ' || i END", "dict+qpak"},
-    {"runs", "i // 90", "rle"},
-    {"half", "CASE WHEN i > 200 THEN i // 2 END", "rle+qpak"},
-    {"none", "NULL::DATE"},
-    {"day", "DATE '2001-01-01' + i::INT", "fixed"},
-    {"small", "i % 300", "dynp"},
-    {"clock", "TIME '00:00:00' + to_seconds(i)", "dynp"},
-    {"big", "i * 12345678901", "dynp+qpak"},
-    {"code", "lpad(i::VARCHAR, 6, '0')", "prefix"},
-    {"keys", "i * 70000", "prefix"},
-    {"flag", "i % 2 = 0"},
-    {"id", "md5(i::VARCHAR)::UUID"}};
-
-std::span<section> sections_of(std::string &bytes) {
-  return {reinterpret_cast<section *>(bytes.data() + sizeof(header)),
-          section_count(reinterpret_cast<header *>(bytes.data())->columns)};
-}
-
-// Makes all checksums right again, as far as there is something to check.
-std::string repaired(std::string bytes) {
-  auto &first = *reinterpret_cast<header *>(bytes.data());
-  const std::span<section> sections = sections_of(bytes);
-  if (sizeof first + sections.size_bytes() > bytes.size())
-    return bytes;
-  for (section &s : sections)
-    if (s.offset <= bytes.size() && s.bytes <= bytes.size() - s.offset)
-      s.checksum = vorn_host_hash(bytes.data() + s.offset, s.bytes, 0);
-  first.checksum = 0;
-  first.checksum = vorn_host_hash(bytes.data(), sizeof first + sections.size_bytes(), 0);
-  return bytes;
-}
+using vorn_test::repaired;
+using vorn_test::sections_of;
 
 struct saved_test : testing::Test {
-  saved_test() {
-    ctx.vorn_ctx_decompress = vorn_qpak_decode;
-    put_in_force(vorn_test::implementations[0], env);
-    std::string sql;
-    for (const auto &[name, expression, form] : stored_columns) {
-      names.emplace_back(name);
-      if (form != nullptr)
-        choices[name] = parse_encoding(form);
-      sql += fmt::format("{} AS {}, ", expression, name);
-    }
-    db.query(fmt::format("COPY (SELECT {} FROM range(400) made(i)) TO '{}'", sql, folder.path("t.parquet")));
-    loaded("t.parquet")->save(folder.path("t.vorn"));
-    whole = folder.read("t.vorn");
-  }
+  saved_test() { put_in_force(vorn_test::implementations[0], env); }
   ~saved_test() override { vorn_global_ctx = vorn_test::initial_global_ctx; }
 
-  std::unique_ptr<tables> loaded(const char *name) {
-    const std::filesystem::path path = folder.path(name);
-    auto out = std::make_unique<tables>(ctx, db, std::span(&path, 1), std::nullopt);
-    out->load(names, names, choices);
-    return out;
-  }
-
-  // All values as text.  What a condition selects are the rows with these values, whatever the file says.
-  std::string content(const column &c) const {
-    std::string out = c.name;
-    const bool is_searched = c.form != encoding::prefix && c.rows != 0 && c.first_ordinal() <= c.last_ordinal();
-    const uint64_t bound = is_searched ? std::midpoint(c.first_ordinal(), c.last_ordinal()) : 0;
-    uint64_t expected = 0;
-    row_reader reader(ctx, c, nullptr);
-    for (std::span<const cell> some; !(some = reader.next()).empty();)
-      for (const cell &value : some) {
-        append_text(out += ' ', value, c.type);
-        expected += is_searched && !(value < c.value_of(bound)) ? 1 : 0;
-      }
-    selection found;
-    if (is_searched)
-      filter(ctx, c, ordinal_comparison{comparison::ge, bound}, nullptr, found);
-    EXPECT_EQ(found.count, expected) << c.name;
-    return out + '\n';
-  }
+  std::string content(const column &c) const { return vorn_test::content(ctx, c); }
 
   // The content of a file, or nothing when it is refused; then the reason is kept.
   std::string content(const std::string &bytes) {
-    std::string out;
     try {
-      const saved_table table(ctx, {reinterpret_cast<const uint8_t *>(bytes.data()), bytes.size()}, "t.vorn");
-      for (const column_info &info : table.columns())
-        out += content(table.load(info, {}, [](uint64_t) {}));
+      return vorn_test::content_of(ctx, bytes);
     } catch (const error &e) {
-      out.clear();
-      reasons.emplace(e.what() + std::string(e.what()).rfind(": ") + 1);
+      const std::string_view reason = e.what();
+      reasons.emplace(reason.substr(reason.rfind(": ") + 1));
+      return "";
     }
-    return out;
   }
 
-  vorn_test::scratch_folder folder;
   vorn_host::environment env;
-  vorn_ctx ctx = env.context();
-  duckdb::connection db;
-  std::vector<std::string> names;
-  choice_map choices;
-  std::string whole; // the file
+  vorn_ctx ctx = [this] {
+    vorn_ctx out = env.context();
+    out.vorn_ctx_decompress = vorn_qpak_decode;
+    return out;
+  }();
+  vorn_test::saved_sample sample{ctx};
+  const vorn_test::scratch_folder &folder = sample.folder;
+  std::string &whole = sample.whole;
   std::set<std::string, std::less<>> reasons;
 };
 
 TEST_F(saved_test, has_the_columns_that_were_saved_and_saves_them_again_to_the_byte) {
-  const auto original = loaded("t.parquet"), saved = loaded("t.vorn");
-  for (const std::string &name : names)
+  const auto original = sample.loaded("t.parquet"), saved = sample.loaded("t.vorn");
+  for (const std::string &name : sample.names)
     EXPECT_EQ(content(original->at(name)), content(saved->at(name)));
   for (const char *file : {"again.vorn", "t.vorn"}) { // one that it is a map of
     EXPECT_EQ(saved->save(folder.path(file)), whole.size());
@@ -138,7 +59,7 @@ TEST_F(saved_test, has_the_columns_that_were_saved_and_saves_them_again_to_the_b
 }
 
 TEST_F(saved_test, leaves_what_was_there_when_it_cannot_write) {
-  const auto from = loaded("t.vorn");
+  const auto from = sample.loaded("t.vorn");
   ASSERT_TRUE(std::filesystem::create_directory(folder.path("folder.vorn")));
   EXPECT_THROW(from->save(folder.path("folder.vorn")), error);
   std::signal(SIGXFSZ, SIG_IGN);

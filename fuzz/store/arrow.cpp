@@ -1,0 +1,331 @@
+// Record batches that another library might make, and that may lie: what is taken over can be read, and handed out and
+// taken over once more.
+//
+// The interface does not say how long buffers are, nor lists and metadata.  Lies that only this would tell are left
+// out: every list has the length that its record says, and every buffer what its array says it has, lengths, offsets
+// and sizes of buffers included, wherever these can be.  So is a format that is not that of the array.
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstring>
+#include <limits>
+#include <list>
+#include <string>
+#include <vector>
+
+#include "fuzz/store/targets.hpp"
+#include "store/arrow/export.hpp"
+#include "store/arrow/handed_out.hpp"
+#include "store/arrow/import.hpp"
+#include "store/decode/row_source.hpp"
+#include "store/error.hpp"
+
+namespace vorn_fuzz {
+
+using namespace store;
+
+namespace {
+
+using bytes = aligned_vector<uint8_t>;
+
+struct plain_format {
+  const char *name;
+  int64_t bytes; // of an element
+};
+constexpr plain_format formats[] = {
+    {"c", 1},        {"C", 1},         {"s", 2},       {"S", 2},        {"i", 4},    {"I", 4},    {"l", 8},
+    {"L", 8},        {"f", 4},         {"g", 8},       {"tdD", 4},      {"tdm", 8},  {"tts", 4},  {"ttm", 4},
+    {"ttu", 8},      {"ttn", 8},       {"tss:", 8},    {"tsm:", 8},     {"tsu:", 8}, {"tsn:", 8}, {"tsn:UTC", 8},
+    {"d:9,2,32", 4}, {"d:18,3,64", 8}, {"d:20,1", 16}, {"d:38,10", 16}, {"w:0", 0},  {"w:3", 3},  {"w:16", 16},
+};
+
+// An array, its schema and, behind these, what they are told apart from what they have.
+struct made_array {
+  schema_parts schema;
+  array_parts array;
+  int64_t offset = 0;
+  std::vector<made_array> children = {};
+  std::vector<made_array> dictionary = {}; // one or none
+  bool is_released = false;
+};
+
+class array_maker {
+public:
+  explicit array_maker(input &source) : from(source) {}
+
+  // A column of at least so many rows, if it is honest.
+  made_array column(int64_t rows, const std::string &name) {
+    made_array out = runs_or_rows(rows);
+    out.schema.name = name;
+    return out;
+  }
+
+  // What an array says of its length, and of anything else that has one.
+  int64_t length_of(int64_t truth) {
+    constexpr int64_t lies[] = {-1, 0, std::numeric_limits<int64_t>::max(), std::numeric_limits<int64_t>::min(),
+                                int64_t{1} << 31};
+    return !seldom(from) ? truth : seldom(from) ? from.PickValueInArray(lies) : std::max<int64_t>(truth - 1, 0);
+  }
+
+  // Buffers that are missing, or too many; a NULL count, a place to begin or an end of life that cannot be.
+  void tell_lies(made_array &of) {
+    std::vector<arrow_buffer> &buffers = of.array.buffers;
+    if (seldom(from) && !buffers.empty())
+      buffers[from.ConsumeIntegralInRange<size_t>(0, buffers.size() - 1)] = arrow_buffer();
+    const bool are_views = of.schema.format.starts_with('v'); // whose last buffer tells of the others
+    if (seldom(from))
+      buffers.emplace_back();
+    else if (seldom(from) && !buffers.empty() && !are_views)
+      buffers.pop_back();
+    if (seldom(from))
+      of.array.null_count = from.ConsumeIntegralInRange(-128, 127);
+    if (seldom(from))
+      of.offset = from.ConsumeBool() ? -1 : std::numeric_limits<int64_t>::max();
+    of.is_released = seldom(from) && seldom(from);
+  }
+
+private:
+  made_array runs_or_rows(int64_t rows) {
+    if (from.ConsumeIntegralInRange(0, 5) != 5)
+      return rows_or_indices(rows);
+    made_array out{{"+r"}, {length_of(rows), 0, {}}, from.ConsumeIntegralInRange<int64_t>(0, 3)};
+    std::vector<int64_t> ends;
+    for (int64_t end = 0; end < rows + out.offset;)
+      ends.push_back(end += seldom(from) ? from.ConsumeIntegral<int8_t>() : from.ConsumeIntegralInRange(1, 9));
+    constexpr plain_format end_formats[] = {{"s", 2}, {"i", 4}, {"l", 8}};
+    out.children.push_back(integers(from.PickValueInArray(end_formats), ends, false));
+    out.children.push_back(rows_or_indices(static_cast<int64_t>(ends.size())));
+    if (seldom(from))
+      out.children.pop_back();
+    return out;
+  }
+
+  made_array rows_or_indices(int64_t rows) {
+    if (from.ConsumeIntegralInRange(0, 4) != 4)
+      return plain(rows);
+    std::vector<int64_t> indices;
+    const auto entries = from.ConsumeIntegralInRange<int64_t>(0, 9);
+    for (int64_t row = 0; row < rows; ++row)
+      indices.push_back(seldom(from) ? from.ConsumeIntegral<int64_t>()
+                                     : from.ConsumeIntegralInRange<int64_t>(0, entries));
+    made_array out = integers(formats[from.ConsumeIntegralInRange(0, 7)], indices, true);
+    if (!seldom(from))
+      out.dictionary.push_back(plain(entries + 1));
+    return out;
+  }
+
+  made_array plain(int64_t rows) {
+    switch (from.ConsumeIntegralInRange(0, 5)) {
+    case 0:
+      return bits(rows);
+    case 1:
+      return texts<int32_t>(from.ConsumeBool() ? "u" : "z", rows);
+    case 2:
+      return texts<int64_t>(from.ConsumeBool() ? "U" : "Z", rows);
+    case 3:
+      return views(from.ConsumeBool() ? "vu" : "vz", rows);
+    default:
+      break;
+    }
+    const plain_format &format = from.PickValueInArray(formats);
+    made_array out = begin(format.name, rows, true);
+    out.array.buffers.emplace_back(content((held(out)) * format.bytes));
+    return finished(std::move(out));
+  }
+
+  // An array with a bitmap or without, before its other buffers.
+  made_array begin(const char *format, int64_t rows, bool may_be_null) {
+    made_array out{{format}, {length_of(rows), 0, {}}, seldom(from) ? from.ConsumeIntegralInRange<int64_t>(1, 9) : 0};
+    if (may_be_null && from.ConsumeBool()) {
+      const bytes map = content((held(out) + 7) / 8);
+      int64_t nulls = 0;
+      for (int64_t row = 0; row < out.array.length && row < held(out) - out.offset; ++row)
+        nulls += (map[static_cast<size_t>((out.offset + row) / 8)] >> ((out.offset + row) % 8) & 1) == 0 ? 1 : 0;
+      out.array.null_count = from.ConsumeBool() ? nulls : -1;
+      out.array.buffers.emplace_back(map);
+    } else {
+      out.array.buffers.emplace_back();
+    }
+    return out;
+  }
+  made_array finished(made_array out) {
+    tell_lies(out);
+    return out;
+  }
+
+  // The elements in front of its end, of an array whose length can be.
+  static int64_t held(const made_array &of) {
+    return of.offset + (of.array.length < 0 || of.array.length > 1000 ? 0 : of.array.length);
+  }
+
+  bytes content(int64_t size) {
+    const auto taken = from.ConsumeBytes<uint8_t>(static_cast<size_t>(size));
+    bytes out(taken.begin(), taken.end());
+    out.resize(static_cast<size_t>(size));
+    return out;
+  }
+
+  made_array integers(const plain_format &format, const std::vector<int64_t> &numbers, bool may_be_null) {
+    made_array out = begin(format.name, static_cast<int64_t>(numbers.size()), may_be_null);
+    bytes stored(static_cast<size_t>(held(out) * format.bytes));
+    const auto first = static_cast<size_t>(out.offset * format.bytes), size = static_cast<size_t>(format.bytes);
+    for (size_t i = 0; i < numbers.size() && first + (i + 1) * size <= stored.size(); ++i)
+      std::memcpy(&stored[first + i * size], &numbers[i], size);
+    out.array.buffers.emplace_back(std::move(stored));
+    return finished(std::move(out));
+  }
+
+  made_array bits(int64_t rows) {
+    made_array out = begin("b", rows, true);
+    out.array.buffers.emplace_back(content((held(out) + 7) / 8));
+    return finished(std::move(out));
+  }
+
+  template <class Offset>
+  made_array texts(const char *format, int64_t rows) {
+    made_array out = begin(format, rows, true);
+    aligned_vector<Offset> offsets;
+    Offset at = 0, most = 0;
+    for (int64_t i = 0; i <= held(out); ++i) {
+      offsets.push_back(at);
+      most = std::max(most, at);
+      at += static_cast<Offset>(seldom(from) ? from.ConsumeIntegral<int16_t>() * 3 : from.ConsumeIntegralInRange(0, 9));
+    }
+    out.array.buffers.emplace_back(std::move(offsets));
+    out.array.buffers.emplace_back(content(int64_t{most}));
+    return finished(std::move(out));
+  }
+
+  made_array views(const char *format, int64_t rows) {
+    made_array out = begin(format, rows, true);
+    std::vector<bytes> texts(from.ConsumeIntegralInRange<size_t>(0, 3));
+    aligned_vector<int64_t> sizes;
+    for (bytes &text : texts) {
+      text = content(from.ConsumeIntegralInRange<int64_t>(13, 40));
+      sizes.push_back(seldom(from) ? from.ConsumeIntegral<int8_t>() % static_cast<int8_t>(text.size())
+                                   : static_cast<int64_t>(text.size()));
+    }
+    aligned_vector<std::array<int32_t, 4>> stored;
+    for (int64_t i = 0; i < held(out); ++i) {
+      auto &[length, prefix, buffer, offset] = stored.emplace_back();
+      length = seldom(from) ? from.ConsumeIntegral<int32_t>() : from.ConsumeIntegralInRange(0, 20);
+      prefix = from.ConsumeIntegral<int32_t>();
+      buffer = from.ConsumeIntegralInRange(seldom(from) ? -1 : 0, static_cast<int>(texts.size()));
+      offset = seldom(from) ? from.ConsumeIntegral<int32_t>() : from.ConsumeIntegralInRange(0, 20);
+      if (length > 12 && buffer >= 0 && buffer < static_cast<int>(texts.size()) && offset >= 0 && offset < 10 &&
+          !seldom(from))
+        std::memcpy(&prefix, &texts[static_cast<size_t>(buffer)][static_cast<size_t>(offset)], sizeof prefix);
+    }
+    out.array.buffers.emplace_back(std::move(stored));
+    for (bytes &text : texts)
+      out.array.buffers.emplace_back(std::move(text));
+    out.array.buffers.emplace_back(std::move(sizes));
+    return finished(std::move(out));
+  }
+
+  input &from;
+};
+
+// What is made, as it is handed out; dictionaries belong to this.
+class handed_batch {
+public:
+  explicit handed_batch(const made_array &made) : schema(schema_of(made)), array(array_of(made)) {
+    complete(made, schema, array);
+  }
+  ArrowSchema schema;
+  ArrowArray array;
+
+private:
+  static ArrowSchema schema_of(const made_array &made) {
+    return handed_out(parts_of<schema_parts>(made, &made_array::schema));
+  }
+  static ArrowArray array_of(const made_array &made) {
+    return handed_out(parts_of<array_parts>(made, &made_array::array));
+  }
+
+  template <class Parts>
+  static Parts parts_of(const made_array &made, Parts made_array::*member) {
+    Parts out = made.*member;
+    for (const made_array &child : made.children)
+      out.children.push_back(parts_of(child, member));
+    return out;
+  }
+
+  void complete(const made_array &made, ArrowSchema &its_schema, ArrowArray &its_array) {
+    its_array.offset = made.offset;
+    for (size_t i = 0; i < made.children.size(); ++i)
+      complete(made.children[i], *its_schema.children[i], *its_array.children[i]);
+    for (const made_array &entries : made.dictionary) {
+      its_schema.dictionary = &*schemas.emplace_back(schema_of(entries));
+      its_array.dictionary = &*arrays.emplace_back(array_of(entries));
+      complete(entries, *its_schema.dictionary, *its_array.dictionary);
+    }
+    if (made.is_released)
+      its_array.release(&its_array);
+  }
+
+  std::list<arrow_owner<ArrowSchema>> schemas;
+  std::list<arrow_owner<ArrowArray>> arrays;
+};
+
+std::vector<std::string> rows_of(const arrow_table &table) {
+  std::vector<std::string> out;
+  const auto columns = table.in_order();
+  table_scan scan(context(), columns, nullptr);
+  while (const uint64_t rows = scan.next())
+    for (uint64_t row = 0; row < rows; ++row) {
+      std::string &text = out.emplace_back();
+      for (size_t c = 0; c < columns.size(); ++c)
+        append_text(text += '|', scan.rows()[c][row], columns[c]->type);
+    }
+  return out;
+}
+
+encoding_choice choice_from(input &from) {
+  constexpr std::optional<encoding> forms[] = {std::nullopt, encoding::rle, encoding::fixed, encoding::dynp,
+                                               encoding::prefix};
+  return {seldom(from) ? from.PickValueInArray(forms) : std::nullopt, false};
+}
+
+// A schema alone, with a format of the input's.
+void read_schema(input &from) {
+  schema_parts made{"+s"};
+  made.children.push_back({from.ConsumeRandomLengthString(), "a"});
+  made.children.push_back({"+r", "b"});
+  for (int i = 0; i < 2; ++i)
+    made.children.back().children.push_back({from.ConsumeRandomLengthString()});
+  arrow_owner<ArrowSchema> schema(handed_out(std::move(made)));
+  arrow_importer importer(*schema);
+}
+
+void read_batch(input &from) {
+  array_maker maker(from);
+  const auto rows = from.ConsumeIntegralInRange<int64_t>(0, 70), first = from.ConsumeIntegralInRange<int64_t>(0, 3);
+  const auto columns = from.ConsumeIntegralInRange(1, 3);
+  made_array made{{"+s"}, {maker.length_of(rows), 0, {arrow_buffer()}}, first};
+  choice_map choices;
+  for (int c = 0; c < columns; ++c) {
+    const std::string name(1, static_cast<char>('a' + c));
+    made.children.push_back(maker.column(rows + first, name));
+    choices[name] = choice_from(from);
+  }
+  maker.tell_lies(made);
+  handed_batch batch(made);
+  const arrow_table table = import_arrow(batch.schema, batch.array, choices);
+  EXPECT_EQ(table.rows, static_cast<uint64_t>(made.array.length));
+  const auto expected = rows_of(table);
+  EXPECT_EQ(expected.size(), table.rows);
+  const arrow_table again = import_arrow(*exported_rows(context(), table.in_order(), std::nullopt));
+  EXPECT_EQ(rows_of(again), expected);
+}
+
+} // namespace
+
+void arrow(input &from) {
+  try {
+    seldom(from) ? read_schema(from) : read_batch(from);
+  } catch (const error &) { // NOLINT(bugprone-empty-catch)
+  }
+}
+
+} // namespace vorn_fuzz
