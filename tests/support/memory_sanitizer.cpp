@@ -9,6 +9,10 @@ extern "C" [[gnu::visibility("default")]] const char *__msan_default_options() {
   return "poison_in_malloc=0:poison_in_free=0";
 }
 
+// The table of this facet is made before there are variables that a kernel left unwritten where that library's then
+// lie.
+[[maybe_unused]] static const char widened = std::use_facet<std::ctype<char>>(std::locale()).widen(' ');
+
 template class std::basic_string<char>;
 template class std::basic_streambuf<char>;
 template class std::basic_stringbuf<char>;
