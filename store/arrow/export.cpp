@@ -190,7 +190,7 @@ arrow_owner<ArrowArrayStream> stream_of(std::unique_ptr<outgoing_rows> rows) {
     stream->release = nullptr;
   };
   out.private_data = rows.release();
-  return arrow_owner(std::move(out));
+  return arrow_owner(out);
 }
 
 } // namespace
