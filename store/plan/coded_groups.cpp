@@ -1,5 +1,7 @@
 #include "store/plan/coded_groups.hpp"
 
+#include <algorithm>
+
 namespace store {
 
 coded_groups::coded_groups(const vorn_ctx &context, const column &any, std::span<const column *const> columns,
@@ -33,6 +35,17 @@ uint32_t coded_groups::next() {
   for (number_reader &reader : readers)
     reader.next();
   return step.rows;
+}
+
+std::vector<uint32_t> coded_groups::in_order() const {
+  std::vector<std::pair<uint64_t, uint32_t>> places;
+  places.reserve(group_count());
+  for (uint32_t group = 0; group < group_count(); ++group)
+    places.emplace_back(key.place(key_of(group)), group);
+  std::sort(places.begin(), places.end());
+  std::vector<uint32_t> out(places.size());
+  std::transform(places.begin(), places.end(), out.begin(), [](const auto &placed) { return placed.second; });
+  return out;
 }
 
 } // namespace store

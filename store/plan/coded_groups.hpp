@@ -27,6 +27,9 @@ public:
   std::vector<const column *> read() const final;
   void go_to(size_t batch) final;
   const numbers &operator[](size_t column) const final { return readers[column].current(); }
+  bool knows_order() const final { return true; }
+  std::vector<uint32_t> in_order() const final;
+  void show(uint32_t group, std::span<cell> out) const final { key.show(key_of(group), out); }
 
   // All of them; null for those of the table.
   const std::shared_ptr<const selection> &rows() const { return selected; }
@@ -38,6 +41,8 @@ protected:
 
   // Finds the groups of the rows of a step.
   virtual void find_groups(const row_steps::step &step) = 0;
+
+  virtual uint64_t key_of(uint32_t group) const = 0;
 
   const vorn_ctx &ctx;
   const column &walked;

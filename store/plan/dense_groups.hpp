@@ -36,11 +36,11 @@ public:
   std::unique_ptr<dense_groups> copy() const;
   const uint32_t *groups() const override { return unpackers.empty() ? nullptr : keys.data(); }
   uint32_t group_count() const override { return count; }
-  void show(uint32_t group, std::span<cell> out) const override { key.show(group, out); }
 
 private:
   static std::optional<uint32_t> key_space(const vorn_ctx &ctx, std::span<const column *const> columns);
   void find_groups(const row_steps::step &step) override;
+  uint64_t key_of(uint32_t group) const override { return group; }
   void make_keys(uint32_t rows);
 
   dense_settings settings;

@@ -29,10 +29,10 @@ public:
   }
   const uint32_t *groups() const override { return group_of_row.data(); }
   uint32_t group_count() const override { return static_cast<uint32_t>(key_of_group.size()); }
-  void show(uint32_t group, std::span<cell> out) const override { key.show(key_of_group[group], out); }
 
 private:
   void find_groups(const row_steps::step &step) override;
+  uint64_t key_of(uint32_t group) const override { return key_of_group[group]; }
   uint32_t group_of(uint64_t wanted);
   size_t slot_of(uint64_t wanted) const;
   void grow();
