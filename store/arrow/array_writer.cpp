@@ -37,7 +37,7 @@ private:
 // Which rows have a value.  Where all have there is no bitmap.
 class row_validity {
 public:
-  // Of the column, whose code 0 is that of NULL.
+  // The code 0 is that of NULL.
   explicit row_validity(bool with_nulls) : has_nulls(with_nulls) {}
 
   void append(std::span<const uint32_t> codes) {
@@ -97,14 +97,21 @@ Number number_in(const cell &c) {
   }
 }
 
-// The values of all codes of a column, by code.
+// What the writers of all types are made of.
+struct written_values {
+  const column_type &type;
+  bool has_nulls;
+  const dictionary *entries; // or null
+};
+
+// The values of all codes, by code.
 template <class Number>
-std::vector<Number> numbers_by_code(const column &of) {
+std::vector<Number> numbers_by_code(const written_values &of) {
   std::vector<Number> out;
-  if (const auto *entries = std::get_if<dictionary>(&of.values)) {
-    out.resize(entries->codes());
-    for (uint64_t code = entries->first_code(); code < entries->codes(); ++code)
-      out[code] = number_in<Number>(entries->value_of(code, of.type.kind));
+  if (of.entries != nullptr) {
+    out.resize(of.entries->codes());
+    for (uint64_t code = of.entries->first_code(); code < of.entries->codes(); ++code)
+      out[code] = number_in<Number>(of.entries->value_of(code, of.type.kind));
   }
   return out;
 }
@@ -112,7 +119,7 @@ std::vector<Number> numbers_by_code(const column &of) {
 template <class Number>
 class number_writer final : public array_writer {
 public:
-  explicit number_writer(const column &of) : by_code(numbers_by_code<Number>(of)), valid(of.has_nulls()) {}
+  explicit number_writer(const written_values &of) : by_code(numbers_by_code<Number>(of)), valid(of.has_nulls) {}
 
   void append(std::span<const uint32_t> codes) override {
     valid.append(codes);
@@ -145,7 +152,7 @@ private:
 
 class bit_writer final : public array_writer {
 public:
-  explicit bit_writer(const column &of) : by_code(numbers_by_code<uint8_t>(of)), valid(of.has_nulls()) {}
+  explicit bit_writer(const written_values &of) : by_code(numbers_by_code<uint8_t>(of)), valid(of.has_nulls) {}
 
   void append(std::span<const uint32_t> codes) override {
     valid.append(codes);
@@ -171,7 +178,7 @@ private:
 
 class text_writer final : public array_writer {
 public:
-  explicit text_writer(const column &of) : entries(std::get_if<dictionary>(&of.values)), valid(of.has_nulls()) {}
+  explicit text_writer(const written_values &of) : entries(of.entries), valid(of.has_nulls) {}
 
   void append(std::span<const uint32_t> codes) override { append_rows(codes); }
   void append(std::span<const cell> cells) override { append_rows(cells); }
@@ -217,7 +224,7 @@ private:
   aligned_vector<char> bytes;
 };
 
-std::unique_ptr<array_writer> integer_writer(const column &of) {
+std::unique_ptr<array_writer> integer_writer(const written_values &of) {
   if (of.type.scale != 0)
     return std::make_unique<number_writer<__int128>>(of);
   switch (of.type.plain_bytes) { // whether they have a sign makes no difference
@@ -234,8 +241,9 @@ std::unique_ptr<array_writer> integer_writer(const column &of) {
 
 } // namespace
 
-std::unique_ptr<array_writer> writer_of(const column &of) {
-  switch (of.type.kind) {
+std::unique_ptr<array_writer> writer_of(const column_type &type, bool has_nulls, const dictionary *entries) {
+  const written_values of{type, has_nulls, entries};
+  switch (type.kind) {
   case value_kind::boolean:
     return std::make_unique<bit_writer>(of);
   case value_kind::integer:

@@ -26,7 +26,7 @@ public:
   virtual array_parts finish() = 0;
 };
 
-// The column outlives it.
-std::unique_ptr<array_writer> writer_of(const column &of);
+// Of a type's values; without a dictionary, which outlives it, they come as cells.
+std::unique_ptr<array_writer> writer_of(const column_type &type, bool has_nulls, const dictionary *entries = nullptr);
 
 } // namespace store

@@ -7,13 +7,13 @@
 #include <new>
 #include <string>
 #include <utility>
+#include <variant>
 #include <vector>
 
 #include "store/arrow/array_writer.hpp"
 #include "store/arrow/arrow_type.hpp"
 #include "store/arrow/handed_out.hpp"
 #include "store/decode/code_unpacker.hpp"
-#include "store/decode/row_reader.hpp"
 #include "store/decode/row_steps.hpp"
 #include "store/error.hpp"
 
@@ -41,49 +41,39 @@ array_parts row_numbers(const selection &selected, uint64_t rows) {
   return {static_cast<int64_t>(selected.count), 0, {arrow_buffer(), arrow_buffer(std::move(numbers))}};
 }
 
-// A column on its way out, some thousand rows at a time: codes of its dictionary as they are, or values.
-class outgoing_column {
+// The codes of a column of a table on selected rows, in step with the cells of others.
+class outgoing_codes {
 public:
-  outgoing_column(const vorn_ctx &ctx, const column &of, const selection *selected)
-      : steps(of, selected), writer(writer_of(of)) {
-    if (of.is_dictionary())
-      unpacker = std::make_unique<code_unpacker>(ctx, of, code_unpacker::element::four_bytes);
-    else
-      reader = std::make_unique<row_reader>(ctx, of, selected);
-  }
+  outgoing_codes(const vorn_ctx &ctx, const column &of, const selection *selected)
+      : steps(of, selected), unpacker(ctx, of, code_unpacker::element::four_bytes) {}
 
-  // Goes on to the next rows and says how many they are; none at the end.
-  uint64_t next() {
-    if (reader)
-      cells = reader->next();
-    else
-      codes = unpacked();
-    return reader ? cells.size() : codes.size();
-  }
-
-  bool has_room(uint64_t most_text_bytes) const {
-    return reader ? writer->has_room_for(cells, most_text_bytes) : writer->has_room_for(codes, most_text_bytes);
-  }
-  void append() { reader ? writer->append(cells) : writer->append(codes); }
-  array_parts finish() { return writer->finish(); }
-
-private:
-  std::span<const uint32_t> unpacked() {
+  std::span<const uint32_t> next() {
     const row_steps::step step = steps.next();
     if (step.rows == 0)
       return {};
     if (step.opens_batch)
-      unpacker->open(steps.rows(), steps.filter());
-    unpacker->next(step.rows);
-    return {unpacker->codes_of_four_bytes(), step.rows};
+      unpacker.open(steps.rows(), steps.filter());
+    unpacker.next(step.rows);
+    return {unpacker.codes_of_four_bytes(), step.rows};
   }
 
+private:
   row_steps steps;
-  std::unique_ptr<code_unpacker> unpacker; // this or the next
-  std::unique_ptr<row_reader> reader;
-  std::span<const uint32_t> codes;
-  std::span<const cell> cells;
+  code_unpacker unpacker;
+};
+
+// A column on its way out, some thousand rows at a time: codes of its dictionary as they are, or values.
+struct outgoing_column {
   std::unique_ptr<array_writer> writer;
+  std::unique_ptr<outgoing_codes> coded = {}; // null where the rows' source has its cells
+  std::variant<std::span<const uint32_t>, std::span<const cell>> next = {};
+
+  bool has_room(uint64_t most_text_bytes) const {
+    return std::visit([&](auto values) { return writer->has_room_for(values, most_text_bytes); }, next);
+  }
+  void append() {
+    std::visit([&](auto values) { writer->append(values); }, next);
+  }
 };
 
 // The stream's own data.
@@ -91,11 +81,23 @@ class outgoing_rows {
 public:
   outgoing_rows(const vorn_ctx &ctx, std::span<const column *const> of, std::optional<selection> rows,
                 const arrow_batch_limits &limited)
-      : selected(std::move(rows)), limits(limited) {
+      : selected(rows ? std::make_shared<const selection>(std::move(*rows)) : nullptr), limits(limited) {
+    std::vector<const column *> read;
     for (const column *c : of) {
-      columns.emplace_back(ctx, *c, selected ? &*selected : nullptr);
-      fields.push_back({format_of(c->type), c->name, metadata_of(c->type), c->has_nulls()});
+      add({c->name, c->type}, c->has_nulls(), std::get_if<dictionary>(&c->values));
+      if (c->is_dictionary())
+        columns.back().coded = std::make_unique<outgoing_codes>(ctx, *c, selected.get());
+      else
+        read.push_back(c);
     }
+    if (!read.empty())
+      source = std::make_unique<table_scan>(ctx, read, selected);
+    go_on();
+  }
+  outgoing_rows(std::unique_ptr<row_source> rows, std::span<const heading> headings, const arrow_batch_limits &limited)
+      : source(std::move(rows)), limits(limited) {
+    for (const heading &h : headings)
+      add(h, true, nullptr);
     go_on();
   }
   outgoing_rows(const outgoing_rows &) = delete;
@@ -114,16 +116,30 @@ public:
     if (out.length == 0)
       return {};
     for (outgoing_column &c : columns)
-      out.children.push_back(c.finish());
+      out.children.push_back(c.writer->finish());
     return handed_out(std::move(out));
   }
 
   std::string last_error;
 
 private:
+  void add(const heading &of, bool has_nulls, const dictionary *entries) {
+    columns.push_back({writer_of(of.type, has_nulls, entries)});
+    fields.push_back({format_of(of.type), of.name, metadata_of(of.type), has_nulls});
+  }
+
+  // All columns have equally many rows; none at the end.
   void go_on() {
+    waiting = source ? source->next() : 0;
+    size_t cells = 0;
     for (outgoing_column &c : columns)
-      waiting = c.next();
+      if (c.coded) {
+        const std::span<const uint32_t> codes = c.coded->next();
+        waiting = codes.size();
+        c.next = codes;
+      } else if (waiting != 0) {
+        c.next = source->rows()[cells++];
+      }
   }
 
   bool has_room(uint64_t rows) const {
@@ -132,7 +148,8 @@ private:
            });
   }
 
-  std::optional<selection> selected;
+  std::shared_ptr<const selection> selected; // null for all rows
+  std::unique_ptr<row_source> source;        // null where all columns have codes
   arrow_batch_limits limits;
   std::vector<outgoing_column> columns;
   std::vector<schema_parts> fields;
@@ -156,6 +173,26 @@ int answered(ArrowArrayStream *stream, Record *out, Make make) noexcept {
   }
 }
 
+arrow_owner<ArrowArrayStream> stream_of(std::unique_ptr<outgoing_rows> rows) {
+  ArrowArrayStream out{};
+  out.get_schema = [](ArrowArrayStream *stream, ArrowSchema *schema) {
+    return answered(stream, schema, [](const outgoing_rows &from) { return from.schema(); });
+  };
+  out.get_next = [](ArrowArrayStream *stream, ArrowArray *batch) {
+    return answered(stream, batch, [](outgoing_rows &from) { return from.batch(); });
+  };
+  out.get_last_error = [](ArrowArrayStream *stream) -> const char * {
+    const std::string &reason = rows_of(stream).last_error;
+    return reason.empty() ? nullptr : reason.c_str();
+  };
+  out.release = [](ArrowArrayStream *stream) {
+    delete &rows_of(stream);
+    stream->release = nullptr;
+  };
+  out.private_data = rows.release();
+  return arrow_owner(out);
+}
+
 } // namespace
 
 arrow_column exported_booleans(selection selected, uint64_t rows) {
@@ -175,23 +212,12 @@ arrow_owner<ArrowArrayStream> exported_rows(const vorn_ctx &ctx, std::span<const
                                             std::optional<selection> selected, const arrow_batch_limits &limits) {
   if (columns.empty())
     throw error("no column is to be handed out");
-  ArrowArrayStream out{};
-  out.get_schema = [](ArrowArrayStream *stream, ArrowSchema *schema) {
-    return answered(stream, schema, [](const outgoing_rows &rows) { return rows.schema(); });
-  };
-  out.get_next = [](ArrowArrayStream *stream, ArrowArray *batch) {
-    return answered(stream, batch, [](outgoing_rows &rows) { return rows.batch(); });
-  };
-  out.get_last_error = [](ArrowArrayStream *stream) -> const char * {
-    const std::string &reason = rows_of(stream).last_error;
-    return reason.empty() ? nullptr : reason.c_str();
-  };
-  out.release = [](ArrowArrayStream *stream) {
-    delete &rows_of(stream);
-    stream->release = nullptr;
-  };
-  out.private_data = new outgoing_rows(ctx, columns, std::move(selected), limits);
-  return arrow_owner(out);
+  return stream_of(std::make_unique<outgoing_rows>(ctx, columns, std::move(selected), limits));
+}
+
+arrow_owner<ArrowArrayStream> exported_rows(std::unique_ptr<row_source> rows, std::span<const heading> columns,
+                                            const arrow_batch_limits &limits) {
+  return stream_of(std::make_unique<outgoing_rows>(std::move(rows), columns, limits));
 }
 
 } // namespace store

@@ -1,15 +1,18 @@
-// Selections and the selected rows of tables, handed to another library through the Arrow interfaces.
+// Selections, the selected rows of tables and the rows of plans, handed to another library through the Arrow
+// interfaces.
 //
 // What is handed out owns its memory.
 #pragma once
 
 #include <cstdint>
 #include <limits>
+#include <memory>
 #include <optional>
 #include <span>
 
 #include "store/arrow/arrow_interface.h"
 #include "store/arrow/owner.hpp"
+#include "store/decode/row_source.hpp"
 #include "store/encode/column.hpp"
 #include "store/query/selection.hpp"
 #include <vorn/vorn.h>
@@ -35,5 +38,12 @@ struct arrow_batch_limits {
 // columns outlive it.  Throws store::error when there is no column.
 arrow_owner<ArrowArrayStream> exported_rows(const vorn_ctx &ctx, std::span<const column *const> columns,
                                             std::optional<selection> selected, const arrow_batch_limits &limits = {});
+
+// The rows of a plan, such as a join or groups, under their headings: a count as a number of 64 bits, a sum of integers
+// as a decimal one of 38 digits, other sums and averages as doubles.  What the plan takes outlives the stream.  The
+// first rows are made here, with the errors of the plan, the others as the stream is read, which then ends with its
+// errors.
+arrow_owner<ArrowArrayStream> exported_rows(std::unique_ptr<row_source> rows, std::span<const heading> columns,
+                                            const arrow_batch_limits &limits = {});
 
 } // namespace store

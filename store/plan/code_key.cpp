@@ -32,6 +32,20 @@ std::optional<uint64_t> code_key::space() const {
   return out;
 }
 
+uint64_t code_key::place(uint64_t key) const {
+  uint64_t out = 0;
+  uint64_t factor = 1;
+  for (size_t c = digits.size(); c-- > 0;) {
+    const uint64_t all = codes(*digits[c]);
+    const uint64_t first = digits[c]->first_ordinal();
+    const uint64_t code = key % all;
+    key /= all;
+    out += factor * (code < first ? all - first : code - first);
+    factor *= all;
+  }
+  return out;
+}
+
 void code_key::show(uint64_t key, std::span<cell> out) const {
   for (size_t c = digits.size(); c-- > 0;) {
     const uint64_t code = key % codes(*digits[c]);

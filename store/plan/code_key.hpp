@@ -24,6 +24,9 @@ public:
   // How many keys there are; nothing when 64 bits do not hold them.
   std::optional<uint64_t> space() const;
 
+  // Where a key stands among all in the order of their values, NULL last.
+  uint64_t place(uint64_t key) const;
+
   // The values of a key.
   void show(uint64_t key, std::span<cell> out) const;
 

@@ -41,51 +41,25 @@ bool dense_groups::serves(const vorn_ctx &ctx, std::span<const column *const> co
 dense_groups::dense_groups(const vorn_ctx &context, const column &any, std::span<const column *const> columns,
                            std::span<const number_column> added_columns, std::shared_ptr<const selection> chosen,
                            const dense_settings &chosen_settings)
-    : ctx(context), settings(chosen_settings), walked(any), key(columns),
-      added(added_columns.begin(), added_columns.end()), selected(std::move(chosen)), steps(walked, selected.get()),
-      count(key_space(ctx, columns).value_or(0)) {
-  for (const column *c : columns)
-    unpackers.emplace_back(ctx, *c, code_unpacker::element::four_bytes);
-  packed.resize(columns.size());
-  for (const number_column &c : added)
-    readers.emplace_back(ctx, c, selected.get());
-}
+    : coded_groups(context, any, columns, added_columns, std::move(chosen)), settings(chosen_settings),
+      packed(columns.size()), count(key_space(ctx, columns).value_or(0)) {}
 
 std::unique_ptr<dense_groups> dense_groups::copy() const {
   return std::make_unique<dense_groups>(ctx, walked, key.columns(), added, selected, settings);
 }
 
-std::vector<const column *> dense_groups::read() const {
-  std::vector<const column *> out(key.columns().begin(), key.columns().end());
-  for (const number_column &c : added)
-    out.push_back(c.of);
-  return out;
-}
-
-void dense_groups::go_to(size_t batch) {
-  steps.go_to(batch);
-  for (number_reader &reader : readers)
-    reader.go_to(batch);
-}
-
-uint32_t dense_groups::next() {
-  const row_steps::step step = steps.next();
-  if (step.rows == 0)
-    return 0;
-  if (!unpackers.empty()) {
-    if (step.opens_batch) {
-      for (size_t c = 0; c < unpackers.size(); ++c) {
-        unpackers[c].open(steps.rows_of(*key.columns()[c]), nullptr);
-        packed[c] = unpackers[c].packed();
-      }
-      cursor.open(steps.rows(), steps.filter());
-      next_row = 0;
+void dense_groups::find_groups(const row_steps::step &step) {
+  if (unpackers.empty())
+    return;
+  if (step.opens_batch) {
+    for (size_t c = 0; c < unpackers.size(); ++c) {
+      unpackers[c].open(steps.rows_of(*key.columns()[c]), nullptr);
+      packed[c] = unpackers[c].packed();
     }
-    make_keys(step.rows);
+    cursor.open(steps.rows(), steps.filter());
+    next_row = 0;
   }
-  for (number_reader &reader : readers)
-    reader.next();
-  return step.rows;
+  make_keys(step.rows);
 }
 
 // Takes as many calls as the room for keys asks for: a call that has filled it says so, and the next one begins at the

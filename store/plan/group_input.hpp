@@ -40,6 +40,10 @@ public:
   virtual bool calls_groupkey() const { return false; }
   virtual std::vector<const column *> read() const = 0;
 
+  // All groups in the order of what they have in common, NULL last, where they can be had so without their cells.
+  virtual bool knows_order() const { return false; }
+  virtual std::vector<uint32_t> in_order() const { return {}; }
+
   // What a group has in common, a cell of each column that rows are grouped by.
   virtual void show(uint32_t group, std::span<cell> out) const = 0;
 };

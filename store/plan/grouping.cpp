@@ -22,10 +22,10 @@ cell shown_as_one(const cell &c, value_kind kind) {
 
 grouping::grouping(const execution &on, std::unique_ptr<group_input> grouped, size_t input_batches,
                    std::vector<value_kind> grouped_by, std::vector<aggregate> asked, std::vector<term> added,
-                   std::vector<number_form> number_forms, plan_step *explained)
+                   std::vector<number_form> number_forms, bool in_order, plan_step *explained)
     : run(on), batches(input_batches), kinds(std::move(grouped_by)), aggregates(std::move(asked)),
       terms(std::move(added)), forms(std::move(number_forms)), told(explained), all(made_share(std::move(grouped))),
-      shares(run), cells(kinds.size() + aggregates.size()), blocks(cells.size()) {}
+      shares(run), is_ordered_by_columns(in_order), cells(kinds.size() + aggregates.size()), blocks(cells.size()) {}
 
 std::unique_ptr<grouping::share> grouping::made_share(std::unique_ptr<group_input> input) const {
   const vorn_ctx &ctx = run.context();
@@ -174,8 +174,11 @@ cell grouping::value(const aggregate &asked, uint32_t group) const {
 
 uint64_t grouping::next() {
   const step_timer timer(told);
-  if (!std::exchange(is_added, true))
+  if (!std::exchange(is_added, true)) {
     add_all();
+    if (is_ordered_by_columns)
+      order = all->input->in_order();
+  }
   constexpr size_t most = 4096;
   for (std::vector<cell> &c : cells)
     c.clear();
@@ -183,13 +186,14 @@ uint64_t grouping::next() {
   std::vector<cell> common(columns);
   size_t count = 0;
   for (; count < most && next_group < all->input->group_count(); ++next_group) {
-    if (all->counts[next_group] == 0 && columns != 0)
+    const uint32_t group = is_ordered_by_columns ? order[next_group] : next_group;
+    if (all->counts[group] == 0 && columns != 0)
       continue;
-    all->input->show(next_group, common);
+    all->input->show(group, common);
     for (size_t c = 0; c < columns; ++c)
       cells[c].push_back(shown_as_one(common[c], kinds[c]));
     for (size_t a = 0; a < aggregates.size(); ++a)
-      cells[columns + a].push_back(value(aggregates[a], next_group));
+      cells[columns + a].push_back(value(aggregates[a], group));
     ++count;
   }
   for (size_t c = 0; c < cells.size(); ++c)

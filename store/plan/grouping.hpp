@@ -32,9 +32,10 @@ public:
   };
 
   // The context outlives this.  The input has rows of so many batches.  The kinds are those of the columns that rows
-  // are grouped by, the forms those of the columns of numbers.
+  // are grouped by, the forms those of the columns of numbers.  Groups come in the order of their columns if they are
+  // to, which the input then knows.
   grouping(const execution &on, std::unique_ptr<group_input> input, size_t batches, std::vector<value_kind> kinds,
-           std::vector<aggregate> aggregates, std::vector<term> terms, std::vector<number_form> forms,
+           std::vector<aggregate> aggregates, std::vector<term> terms, std::vector<number_form> forms, bool in_order,
            plan_step *explained);
 
   uint64_t next() override;
@@ -90,6 +91,8 @@ private:
   per_thread<share> shares;
 
   bool is_added = false;
+  bool is_ordered_by_columns;
+  std::vector<uint32_t> order;
   uint32_t next_group = 0;
   std::vector<std::vector<cell>> cells;
   std::vector<std::span<const cell>> blocks;

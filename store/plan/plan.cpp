@@ -88,8 +88,11 @@ private:
     plan_step *const told = run.begin_step(fmt::format("group by {}", taken->method()), taken->read());
     if (told != nullptr && taken->calls_groupkey())
       told->calls.emplace("vorn_groupkey", "vorn_groupkey");
+    const bool in_order = asked.order.empty() && taken->knows_order();
     auto grouped = std::make_unique<grouping>(run, std::move(taken), batches(), group_kinds(), std::move(aggregates),
-                                              std::move(terms), std::move(forms), told);
+                                              std::move(terms), std::move(forms), in_order, told);
+    if (in_order)
+      return grouped;
     const size_t shown = asked.columns.size() + asked.aggregates.size();
     return above("sort", std::move(grouped), [&](auto below) {
       return std::make_unique<sorted_rows>(std::move(below), group_order(), shown, shown);

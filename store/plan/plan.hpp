@@ -3,7 +3,8 @@
 //     rows      scan or join                  sort   limit
 //     groups    scan or join   grouping       sort   limit
 //
-// Groups of the rows of one table are made of the compressed columns without a scan, where there are few enough.
+// Groups of the rows of one table are made of the compressed columns without a scan where these have codes, and need no
+// sort in the order of their columns, which is that of the codes.
 #pragma once
 
 #include <memory>

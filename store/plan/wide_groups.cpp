@@ -7,35 +7,13 @@ namespace store {
 
 wide_groups::wide_groups(const vorn_ctx &context, std::span<const column *const> columns,
                          std::span<const number_column> added_columns, std::shared_ptr<const selection> chosen)
-    : ctx(context), key(columns), added(added_columns.begin(), added_columns.end()), selected(std::move(chosen)),
-      steps(*columns.front(), selected.get()) {
-  for (const column *c : columns)
-    unpackers.emplace_back(ctx, *c, code_unpacker::element::four_bytes);
-  for (const number_column &c : added)
-    readers.emplace_back(ctx, c, selected.get());
-}
+    : coded_groups(context, *columns.front(), columns, added_columns, std::move(chosen)) {}
 
 std::unique_ptr<group_input> wide_groups::another() const {
   return std::make_unique<wide_groups>(ctx, key.columns(), added, selected);
 }
 
-std::vector<const column *> wide_groups::read() const {
-  std::vector<const column *> out(key.columns().begin(), key.columns().end());
-  for (const number_column &c : added)
-    out.push_back(c.of);
-  return out;
-}
-
-void wide_groups::go_to(size_t batch) {
-  steps.go_to(batch);
-  for (number_reader &reader : readers)
-    reader.go_to(batch);
-}
-
-uint32_t wide_groups::next() {
-  const row_steps::step step = steps.next();
-  if (step.rows == 0)
-    return 0;
+void wide_groups::find_groups(const row_steps::step &step) {
   keys.assign(step.rows, 0);
   for (size_t c = 0; c < unpackers.size(); ++c) {
     const column &digit = *key.columns()[c];
@@ -49,9 +27,6 @@ uint32_t wide_groups::next() {
   group_of_row.resize(step.rows);
   for (uint32_t row = 0; row < step.rows; ++row)
     group_of_row[row] = group_of(keys[row]);
-  for (number_reader &reader : readers)
-    reader.next();
-  return step.rows;
 }
 
 uint32_t wide_groups::group_of(uint64_t wanted) {

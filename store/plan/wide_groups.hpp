@@ -3,22 +3,15 @@
 #pragma once
 
 #include <cstdint>
-#include <deque>
 #include <memory>
 #include <span>
 #include <vector>
 
-#include "store/decode/code_unpacker.hpp"
-#include "store/decode/row_steps.hpp"
-#include "store/plan/code_key.hpp"
-#include "store/plan/group_input.hpp"
-#include "store/plan/number_reader.hpp"
-#include "store/query/selection.hpp"
-#include <vorn/vorn.h>
+#include "store/plan/coded_groups.hpp"
 
 namespace store {
 
-class wide_groups final : public group_input {
+class wide_groups final : public coded_groups {
 public:
   // Can rows be grouped so?
   static bool serves(std::span<const column *const> columns) {
@@ -28,33 +21,22 @@ public:
   // Context and columns outlive this.  Without a selection all rows are grouped.
   wide_groups(const vorn_ctx &ctx, std::span<const column *const> columns, std::span<const number_column> added,
               std::shared_ptr<const selection> selected);
-  wide_groups(const wide_groups &) = delete;
 
-  uint32_t next() override;
   const char *method() const override { return "numbered keys"; }
-  std::vector<const column *> read() const override;
-  void go_to(size_t batch) override;
   std::unique_ptr<group_input> another() const override;
   uint32_t group_of(const group_input &there, uint32_t group) override {
     return group_of(static_cast<const wide_groups &>(there).key_of_group[group]);
   }
   const uint32_t *groups() const override { return group_of_row.data(); }
-  const numbers &operator[](size_t column) const override { return readers[column].current(); }
   uint32_t group_count() const override { return static_cast<uint32_t>(key_of_group.size()); }
-  void show(uint32_t group, std::span<cell> out) const override { key.show(key_of_group[group], out); }
 
 private:
+  void find_groups(const row_steps::step &step) override;
+  uint64_t key_of(uint32_t group) const override { return key_of_group[group]; }
   uint32_t group_of(uint64_t wanted);
   size_t slot_of(uint64_t wanted) const;
   void grow();
 
-  const vorn_ctx &ctx;
-  code_key key;
-  std::vector<number_column> added;
-  std::shared_ptr<const selection> selected;
-  row_steps steps;
-  std::deque<code_unpacker> unpackers;
-  std::deque<number_reader> readers;
   std::vector<uint64_t> keys; // of a step
   std::vector<uint32_t> group_of_row;
 

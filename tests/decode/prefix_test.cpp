@@ -67,12 +67,11 @@ TEST_P(prefix_decode, puts_values_together) {
           uint8_t *described = descriptors.last(16 * size_t{nvals});
           std::fill_n(described, 16 * size_t{nvals}, uint8_t{0xab});
           aux.vorn_aux_prefix_out = described;
-          uint8_t *out = output.last(size);
           vorn_cv res = {};
-          res.vorn_cv_vals = out;
           res.vorn_cv_popc = 12345;
           for (vorn_aux *given : {static_cast<vorn_aux *>(nullptr), &aux}) {
-            std::fill_n(out, size, uint8_t{0xab});
+            uint8_t *out = output.last(size);
+            res.vorn_cv_vals = out;
             ASSERT_EQ(vorn_global_ctx.vorn_prefix_decode_dydi(&res, &source.src, given), uint32_t{VORN_RESULT_DONE});
             ASSERT_EQ(std::vector<uint8_t>(out, out + size), source.values)
                 << nvals << " values of " << length << " with a prefix of " << prefix;
@@ -82,7 +81,7 @@ TEST_P(prefix_decode, puts_values_together) {
           for (uint32_t i = 0; i < nvals; ++i) {
             uint8_t expected[16] = {0, 0, 0, 0,    0,    0,    0,   0, static_cast<uint8_t>(length),
                                     0, 0, 0, 0xab, 0xab, 0xab, 0xab};
-            const uint8_t *value = out + i * length;
+            const uint8_t *value = static_cast<const uint8_t *>(res.vorn_cv_vals) + i * length;
             std::memcpy(expected, &value, sizeof value);
             ASSERT_EQ(std::memcmp(described + 16 * size_t{i}, expected, 16), 0) << i;
           }

@@ -55,7 +55,6 @@ protected:
     const auto [words, count] = vorn_model::select(nrows, nullptr, nullptr, [&](uint32_t row) { return rows[row]; });
     vorn_test::guarded output(words.size() * 8);
     uint64_t *out = output.last_words(words.size());
-    std::fill_n(out, words.size(), uint64_t{0xabababababababab});
     vorn_cv res = vorn_test::result_of(out, nrows), src = vorn_test::vector_of(nullptr, source.enc, 0);
     vorn_aux aux = vorn_test::selective_by(per_run.data(), false);
     const uint32_t code = burst_slot(source.enc.vorn_enc_ctx_minor_type).run(res, src, aux);

@@ -45,7 +45,7 @@ protected:
     const size_t written = expected.codes.size();
     const size_t capacity = form == unpack_form::list ? written : room;
     uint8_t *out = output.last(capacity * size);
-    std::fill_n(out, capacity * size, uint8_t{0xab});
+    std::fill_n(out + written * size, (capacity - written) * size, uint8_t{0xab});
     uint64_t *filter = filters.last_words((from.src.vorn_cv_nrows + 63) / 64);
     std::vector<uint32_t> list = rows;
     list.reserve(1); // a list is there even without rows

@@ -288,7 +288,6 @@ TEST(cla, of_bytes_and_of_big_endian_numbers) {
     for (uint8_t *const from : {source.last(lens.size()), source.behind(1, lens.size())}) {
       std::ranges::copy(lens, from);
       uint8_t *const cla = room.last(sums.size());
-      std::fill_n(cla, sums.size(), uint8_t{0xee});
       const auto items = static_cast<uint32_t>(sums.size() / 4 - 1);
       build(reinterpret_cast<uint32_t *>(cla), items + 2, items == 0 ? nullptr : from, items);
       EXPECT_EQ(bytes(cla, cla + sums.size()), sums);

@@ -44,8 +44,9 @@ protected:
 
   // Random bits, stray ones behind the last row included.
   uint64_t *random_words(guarded &memory, size_t count) {
-    random.fill({memory.last(count * 8), count * 8});
-    return reinterpret_cast<uint64_t *>(memory.last(count * 8));
+    uint64_t *const words = memory.last_words(count);
+    random.fill({reinterpret_cast<uint8_t *>(words), count * 8});
+    return words;
   }
 
   // Runs the kernel of a slot over src, whose rows match as matches(row) says, and compares all that it writes.
@@ -58,7 +59,6 @@ protected:
     uint64_t *mask = call.masked ? random_words(masks, nwords) : nullptr;
     uint64_t *filter = call.filtering != filter_kind::none ? random_words(filters, nwords) : nullptr;
     uint64_t *out = output.last_words(nwords);
-    std::fill_n(out, nwords, uint64_t{0xabababababababab});
 
     vorn_cv res = result_of(out, nrows);
     src.vorn_cv_mask_bv = mask;

@@ -4,6 +4,9 @@
 
 #include <sys/mman.h>
 #include <unistd.h>
+#if __has_include(<sanitizer/msan_interface.h>)
+  #include <sanitizer/msan_interface.h>
+#endif
 
 #include <algorithm>
 #include <cstdint>
@@ -13,6 +16,17 @@
 #include <vector>
 
 namespace vorn_test {
+
+// What is left unwritten of these bytes is known by its value, and by the memory sanitizer.
+inline uint8_t *unwritten(uint8_t *bytes, size_t size) {
+  std::fill_n(bytes, size, uint8_t{0xab});
+#if defined(__has_feature)
+  #if __has_feature(memory_sanitizer)
+  __msan_poison(bytes, size);
+  #endif
+#endif
+  return bytes;
+}
 
 class guarded {
 public:
@@ -36,7 +50,7 @@ public:
   // The last `size` bytes before the unreadable page, with fresh canaries in front.
   uint8_t *last(size_t size) {
     std::fill_n(end_ - size - canaries, canaries, canary);
-    return end_ - size;
+    return unwritten(end_ - size, size);
   }
   uint64_t *last_words(size_t count) { return reinterpret_cast<uint64_t *>(last(count * sizeof(uint64_t))); }
 
@@ -50,7 +64,7 @@ public:
   uint8_t *behind(size_t offset, size_t size) {
     std::fill_n(begin_, offset, canary);
     std::fill_n(begin_ + offset + size, canaries, canary);
-    return begin_ + offset;
+    return unwritten(begin_ + offset, size);
   }
   bool intact_around(size_t offset, size_t size) const {
     const auto untouched = [](uint8_t byte) { return byte == canary; };
