@@ -36,11 +36,11 @@ extern "C" int LLVMFuzzerInitialize(int *argc, char ***argv) {
   testing::UnitTest &all = *testing::UnitTest::GetInstance();
   for (int s = 0; s < all.total_test_suite_count(); ++s)
     for (int t = 0; t < all.GetTestSuite(s)->total_test_count(); ++t) {
-      const std::string suite = all.GetTestSuite(s)->name(), test = all.GetTestSuite(s)->GetTestInfo(t)->name();
-      std::string name = suite.substr(suite.find('/') + 1);
-      name.append(".").append(test, 0, test.find('/'));
+      std::string suite = all.GetTestSuite(s)->name();
+      const std::string test = all.GetTestSuite(s)->GetTestInfo(t)->name();
+      const std::string name = suite.substr(suite.find('/') + 1) + "." + test.substr(0, test.find('/'));
       if (named.find(":" + name + ":") != std::string::npos && runs_here(test))
-        runnable.push_back(suite + "." + test);
+        runnable.push_back(suite.append(".").append(test));
     }
   if (runnable.empty()) {
     std::fprintf(stderr, "no test that runs here is among '%s'\n", named.c_str());

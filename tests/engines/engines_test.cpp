@@ -108,7 +108,7 @@ protected:
   void for_each_count(Visit visit) {
     for (const uint32_t count : each_from(0U, 258U))
       for (const bool last : each({false, true}))
-        if (random.once_in(share) && !HasFatalFailure()) {
+        if (random.takes_case() && !HasFatalFailure()) {
           r = {};
           std::ranges::for_each(memory, [](placed_vector &v) { v.place(vorn_test::at_end, 0); });
           visit(count < 258 ? count : 32768 + static_cast<uint32_t>(random.below(8192)), last);
@@ -132,7 +132,6 @@ protected:
   std::array<vorn_test::family, 2> families; // generic and at hand
   std::vector<uint64_t> numbers;
   std::vector<uint32_t> runs;
-  const uint64_t share = std::getenv("VORN_TEST_ONE_IN") ? std::stoul(std::getenv("VORN_TEST_ONE_IN")) : 1;
   vorn_test::random_source random{static_cast<uint64_t>(GTEST_FLAG_GET(random_seed))};
 };
 

@@ -229,8 +229,7 @@ TEST(query, selects_the_rows_that_duckdb_selects) {
                           {"batch.parquet", batch_rows, 0},
                           {"batches.parquet", batch_rows + 465, 5},
                           {"whole batches.parquet", 2 * batch_rows + 1, 0}};
-  // 1,008 conditions.
-  constexpr int loads = 4;
+  // 1,008 conditions where there are 4 loads.
   constexpr int questions_per_load = 28;
   const vorn_test::scratch_folder folder;
   // The environment owns what is decompressed, so it is one for all implementations.
@@ -248,7 +247,7 @@ TEST(query, selects_the_rows_that_duckdb_selects) {
       names.emplace_back(maker.name);
     const reference checker(db, file, names);
 
-    for (int load = 0; load < loads; ++load) {
+    for (int load = 0; load < QUERY_LOADS; ++load) {
       column_map columns;
       for (const std::string &name : names) {
         const auto &info = file.find(name);

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cstdlib>
 #include <cstring>
 #include <initializer_list>
 #include <random>
@@ -73,6 +74,11 @@ public:
   }
   uint64_t up_to(uint64_t top) { return top == UINT64_MAX ? (*this)() : below(top + 1); }
   bool once_in(uint64_t times) { return below(times) == 0; }
+  // Of long tests, all cases or, where the environment says VORN_TEST_ONE_IN, one in so many.
+  bool takes_case() {
+    static const char *const one_in = std::getenv("VORN_TEST_ONE_IN");
+    return one_in == nullptr || once_in(std::strtoul(one_in, nullptr, 10));
+  }
   template <class T, size_t N>
   T one_of(const T (&choices)[N]) {
     return choices[below(N)];
