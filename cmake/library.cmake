@@ -33,18 +33,24 @@ set(VORN_KERNEL_SOURCES
 
 # What is libvorn's alone: the entry points, the record in force, the tables that it exports.
 set(VORN_FRAME_SOURCES
-  decode/decode.cpp
-  decode/prefix.cpp
-  decode/qpak.cpp
-  decode/rle_burst.cpp
-  decode/symbol.cpp
-  decode/unpack.cpp
-  expr/arith.cpp
-  expr/empty.cpp
-  expr/groupkey.cpp
-  expr/numbers.cpp
-  expr/pip.cpp
-  expr/xlate.cpp
+  entry/decode/decode.cpp
+  entry/decode/prefix.cpp
+  entry/decode/qpak.cpp
+  entry/decode/rle_burst.cpp
+  entry/decode/symbol.cpp
+  entry/decode/unpack.cpp
+  entry/expr/arith.cpp
+  entry/expr/empty.cpp
+  entry/expr/groupkey.cpp
+  entry/expr/numbers.cpp
+  entry/expr/pip.cpp
+  entry/expr/xlate.cpp
+  entry/join/bloom.cpp
+  entry/join/join.cpp
+  entry/scan/cmp.cpp
+  entry/scan/in_set.cpp
+  entry/scan/range_cmp.cpp
+  entry/scan/rowz.cpp
   frame/builders.cpp
   frame/costs.cpp
   frame/entry_point.cpp
@@ -52,13 +58,7 @@ set(VORN_FRAME_SOURCES
   frame/start_up.cpp
   frame/trace.cpp
   generic/table/exported_tables.cpp
-  generic/table/global_ctx.cpp
-  join/bloom.cpp
-  join/join.cpp
-  scan/cmp.cpp
-  scan/in_set.cpp
-  scan/range_cmp.cpp
-  scan/rowz.cpp)
+  generic/table/global_ctx.cpp)
 
 # vorn_add_level(LEVEL SOURCES source... [ENGINE engine] [FLAGS flag...]): the objects vorn_level_LEVEL.  The engine is a
 # folder of isa/, whose passes the kernels take.

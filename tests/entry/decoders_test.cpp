@@ -25,7 +25,7 @@ trace_point outputs_line() {
 void make_room_for_40(entry_call &call) { call.res.vorn_cv_nrows = 40; }
 
 const entry decode = {.name = "vorn_decode",
-                      .source = "decode/decode.cpp",
+                      .source = "entry/decode/decode.cpp",
                       .slot = dict_8bit(VORN_OPC_DECODE),
                       .called = in_table<vorn_unary_fn, vorn_decode, &entry_call::res, &entry_call::src>(),
                       .set_up = make_room_for_40,
@@ -42,7 +42,7 @@ const entry decode = {.name = "vorn_decode",
 
 const entry unpack = {
     .name = "vorn_decode_unpack",
-    .source = "decode/unpack.cpp",
+    .source = "entry/decode/unpack.cpp",
     .slot = dict_8bit(VORN_OPC_DECODE_UNPACK),
     .called = in_table<vorn_unary_fn, vorn_decode_unpack, &entry_call::res, &entry_call::src>(),
     .set_up = make_room_for_40,
@@ -59,7 +59,7 @@ const entry unpack = {
     .generic_popc = 4}; // of the filter, from row 10 on
 
 const entry symbol = {.name = "vorn_decode_symbol",
-                      .source = "decode/symbol.cpp",
+                      .source = "entry/decode/symbol.cpp",
                       .slot = dict_8bit(VORN_OPC_DECODE_SYMBOL),
                       .called = in_table<vorn_unary_fn, vorn_decode_symbol, &entry_call::res, &entry_call::src>(),
                       .set_up = make_room_for_40,
@@ -73,7 +73,7 @@ const entry symbol = {.name = "vorn_decode_symbol",
 
 const entry rle_burst = {
     .name = "vorn_decode_rle_burst",
-    .source = "decode/rle_burst.cpp",
+    .source = "entry/decode/rle_burst.cpp",
     .slot = 27 << 5 | VORN_OPC_BURST,
     .called = in_table<vorn_unary_fn, vorn_decode_rle_burst, &entry_call::res, &entry_call::src>(),
     .set_up =
@@ -101,7 +101,7 @@ const entry rle_burst = {
 // It has no checks and no counters, its kernel a slot of its own, and its rate counts groups.
 const entry prefix = {
     .name = "vorn_prefix_decode",
-    .source = "decode/prefix.cpp",
+    .source = "entry/decode/prefix.cpp",
     .slot = {},
     .called = in_record<&record::vorn_prefix_decode_dydi, vorn_prefix_decode, &entry_call::res, &entry_call::src>(),
     .trace = {operation_line("vorn_prefix_decode"), rows_line(), filter_line()},

@@ -25,19 +25,19 @@ entry expression(const char *name, const char *source, shape called, unsigned do
   return e;
 }
 
-const entry sum = expression("vorn_gby_sum", "expr/numbers.cpp",
+const entry sum = expression("vorn_gby_sum", "entry/expr/numbers.cpp",
                              in_record<&record::vorn_gby_sum_dydi, vorn_gby_sum, res, src, lo>(), keeps_diagnostic);
 const entry convert =
-    expression("vorn_convert", "expr/numbers.cpp", in_record<&record::vorn_convert_dydi, vorn_convert, res, src>(),
-               takes_null_aux | keeps_diagnostic);
+    expression("vorn_convert", "entry/expr/numbers.cpp",
+               in_record<&record::vorn_convert_dydi, vorn_convert, res, src>(), takes_null_aux | keeps_diagnostic);
 
-const entry polygon = expression("vorn_spatial_pip", "expr/pip.cpp",
+const entry polygon = expression("vorn_spatial_pip", "entry/expr/pip.cpp",
                                  in_record<&record::vorn_spatial_pip_dydi, vorn_spatial_pip, res, src, lo, hi, hi>(),
                                  takes_null_aux | does_without_kernel, bits_kept);
 
 // Its column has no dictionary.
 const entry groupkey = [] {
-  entry e = expression("vorn_groupkey", "expr/groupkey.cpp",
+  entry e = expression("vorn_groupkey", "entry/expr/groupkey.cpp",
                        in_record<&record::vorn_groupkey_dydi, vorn_groupkey, res, &entry_call::lo_code, src, 1U, hi>(),
                        traces_nothing, {{{0, 0, 0}, {0xf7, 0xff, 0xff}}});
   e.set_up = [](entry_call &c) { c.enc.vorn_enc_ctx_flags = 0; };
@@ -51,7 +51,7 @@ const entry groupkey = [] {
 // A kernel of group keys runs from the table in force alone, and nothing is compared.
 template <bool groups>
 entry xlate() {
-  entry e = expression("vorn_xlate", "expr/xlate.cpp", in_table<vorn_binary_fn, vorn_xlate, res, src, lo>(),
+  entry e = expression("vorn_xlate", "entry/expr/xlate.cpp", in_table<vorn_binary_fn, vorn_xlate, res, src, lo>(),
                        drops_filter, {{{0, 1, 0}, {0xff, 0xff, 0xfe}}});
   e.slot = (groups ? 0x87 << 5 : 0) | VORN_OPC_XLATE;
   e.set_up = [](entry_call &c) {
@@ -78,7 +78,7 @@ entry xlate() {
 
 template <auto function, uint32_t opcode, bool sums>
 entry arithmetic() {
-  entry e = expression("vorn_arith", "expr/arith.cpp", in_table<vorn_binary_fn, function, res, src, lo>(),
+  entry e = expression("vorn_arith", "entry/expr/arith.cpp", in_table<vorn_binary_fn, function, res, src, lo>(),
                        leaves_context | keeps_diagnostic | (sums ? 0U : takes_null_aux));
   e.slot = (sums ? 1 << 12 : 0) | 5 << 7 | opcode;
   e.set_up = [](entry_call &c) {
@@ -101,7 +101,7 @@ entry arithmetic() {
 // There is no kernel: a scripted one takes notes behind the call.
 template <auto function, auto... operands>
 entry nothing(const char *name) {
-  entry e = expression(name, "expr/empty.cpp",
+  entry e = expression(name, "entry/expr/empty.cpp",
                        {[](entry_call &c) {
                           const uint32_t code = call_of<function, operands...>(c);
                           scripted<vorn_binary_fn>::kernel(&c.res, &c.src, &c.lo, &c.aux);

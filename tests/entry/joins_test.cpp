@@ -11,7 +11,7 @@ uint64_t hash_nothing(const void *, uint64_t, uint64_t seed) { return seed; }
 // They check and count nothing, and leave the bits of operations alone.
 entry join(const char *name, shape called, const char *operation = nullptr) {
   return {.name = name,
-          .source = "join/join.cpp",
+          .source = "entry/join/join.cpp",
           .slot = {},
           .called = std::move(called),
           .trace = {operation_line(operation == nullptr ? name : operation), rows_line()},
@@ -66,7 +66,7 @@ const entry convert = [] {
 // Hash values 0 to 63, of which the map lets 1, 3 and 5 pass.
 const entry bloom = {
     .name = "vorn_bloom",
-    .source = "join/bloom.cpp",
+    .source = "entry/join/bloom.cpp",
     .slot = {},
     .called = in_record<&record::vorn_bloom_dydi, vorn_bloom, &entry_call::res, &entry_call::src, &entry_call::lo>(),
     .set_up =

@@ -47,7 +47,7 @@ check invalid_length() {
 
 const entry cmp = {
     .name = "vorn_cmp",
-    .source = "scan/cmp.cpp",
+    .source = "entry/scan/cmp.cpp",
     .slot = dict_8bit(VORN_OPC_EQ),
     .called = in_table<vorn_binary_fn, vorn_eq, &entry_call::res, &entry_call::src, &entry_call::lo>(),
     .checks = {missing_run_vector("vorn_cmp: src1 missing burst resvec"),
@@ -72,7 +72,7 @@ const entry cmp = {
 
 const entry range_cmp = {
     .name = "vorn_range_cmp",
-    .source = "scan/range_cmp.cpp",
+    .source = "entry/scan/range_cmp.cpp",
     .slot = dict_8bit(VORN_OPC_GE_LE),
     .called =
         in_table<vorn_ternary_fn, vorn_ge_le, &entry_call::res, &entry_call::src, &entry_call::lo, &entry_call::hi>(),
@@ -96,7 +96,7 @@ const entry range_cmp = {
 
 const entry in_set = {
     .name = "vorn_in_set",
-    .source = "scan/in_set.cpp",
+    .source = "entry/scan/in_set.cpp",
     .slot = dict_8bit(VORN_OPC_SET),
     .called = in_table<vorn_binary_fn, vorn_in_set, &entry_call::res, &entry_call::src, &entry_call::set>(),
     .checks = {missing_run_vector("vorn_in_set: src1 missing burst resvec"),
@@ -321,7 +321,7 @@ TEST_F(trace_gate, by_events_and_by_filters) {
   const auto expect_site = [](const vorn_host::trace_site &site) {
     EXPECT_EQ(site.component, 0x12050004U);
     EXPECT_STREQ(site.entry, "vorn_cmp");
-    EXPECT_STREQ(site.file, "scan/cmp.cpp");
+    EXPECT_STREQ(site.file, "entry/scan/cmp.cpp");
   };
   call.env.trace.check_event = [&](const uint64_t *given, uint32_t event, const vorn_host::trace_site &site) {
     EXPECT_EQ(given, events);
