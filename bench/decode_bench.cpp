@@ -11,7 +11,7 @@ namespace vorn_bench {
 
 namespace {
 
-// Runs of about one length, half of them selected.  The rate counts rows.
+// Runs of about the same length.  Half of them are selected.  The rate counts rows.
 void burst(benchmark::State &state, const vorn_kernel *table, slot_axes which, uint32_t run_length) {
   const bool wide = which.width() > 8;
   const bool indexed = which.width() % 8 == 0;
@@ -90,7 +90,7 @@ std::vector<uint32_t> rows_of(const word_vector &bits) {
   return rows;
 }
 
-// Every other row or so, by a list.  The rate counts rows decoded.
+// A list of about half of the rows.  The rate counts decoded rows.
 void decode(benchmark::State &state, const vorn_kernel *table, slot_axes which, uint32_t layout) {
   const dictionary symbols(which.width());
   std::vector<uint8_t> stream(cached_rows * which.width() / 8 + 8);
@@ -133,8 +133,8 @@ void decode_symbol(benchmark::State &state, const vorn_kernel *table, slot_axes 
   report_rows(state, meter, cached_rows, which.width());
 }
 
-// per_cent: rows of a filter or of a list, or 0 for a range.  run_length: 0 for one code per row.  The rate counts
-// source rows.
+// per_cent is the share of rows of a filter or of a list, or 0 for a range.  run_length is 0 for one code per row.  The
+// rate counts source rows.
 void unpack(benchmark::State &state, const vorn_kernel *table, slot_axes which, uint8_t flags, unsigned per_cent,
             bool listed, uint32_t run_length) {
   vorn_enc_ctx enc;
@@ -162,7 +162,7 @@ void unpack(benchmark::State &state, const vorn_kernel *table, slot_axes which, 
   report_rows(state, meter, cached_rows, which.width());
 }
 
-// Values of 8 bytes of which half are the prefix.
+// Values of 8 bytes with a prefix of 4 bytes.
 void prefix_decode(benchmark::State &state, const vorn_global_ctx_t *record, bool described) {
   constexpr uint32_t ngroups = cached_rows / 16;
   constexpr uint32_t record_size = 1 + 4 + 16 * 4;
@@ -222,10 +222,12 @@ void add_decoders(const std::vector<implementation> &found) {
                           which.table(), slot, run_length);
       }
   for (const implementation &which : found) {
-    for (uint32_t index = 0; index < VORN_DISPATCH_SLOTS; ++index)
-      if (which.table()[index].unary != nullptr && (index & 31) >= VORN_OPC_DECODE &&
-          (index & 31) <= VORN_OPC_DECODE_SYMBOL)
-        add_dictionary_decoder(which, {index});
+    for (uint32_t index = 0; index < VORN_DISPATCH_SLOTS; ++index) {
+      const slot_axes slot = {index};
+      if (which.table()[index].unary != nullptr && slot.opcode() >= VORN_OPC_DECODE &&
+          slot.opcode() <= VORN_OPC_DECODE_SYMBOL)
+        add_dictionary_decoder(which, slot);
+    }
     for (const bool described : {false, true})
       RegisterBenchmark(name_of(described ? "described" : "values", "vorn_prefix_decode", which).c_str(), prefix_decode,
                         which.record, described);

@@ -29,7 +29,7 @@ void read(const void *vals, uint64_t bytes) {
   benchmark::DoNotOptimize(sum);
 }
 
-// Doubles and floats of moderate size, native or canonical.
+// Doubles or floats of moderate size, in native or canonical form.
 template <class Float, class Bits>
 std::vector<Float> numbers(bool native) {
   std::mt19937_64 random(3);
@@ -63,7 +63,7 @@ vorn_enc_ctx number_encoding(bool is_double, bool native, uint32_t flags = 0) {
   return enc;
 }
 
-// 0 groups: no keys.
+// With 0 groups there are no keys.
 void sum(benchmark::State &state, implementation which, bool is_double, bool native, uint32_t groups) {
   vorn_enc_ctx enc = number_encoding(is_double, native);
   vorn_cv src = vector_of(numbers_of(is_double, native), enc);
@@ -89,7 +89,7 @@ void convert(benchmark::State &state, implementation which, bool is_double) {
 }
 
 void arith(benchmark::State &state, implementation which, slot_axes slot) {
-  const uint32_t code = slot.index >> 7 & 31;
+  const uint32_t code = slot.width_code();
   const bool is_double = code & 1, left_native = !(code & 4), right_native = !(code & 8);
   vorn_enc_ctx left_enc = number_encoding(is_double, left_native), right_enc = number_encoding(is_double, right_native);
   vorn_cv left = vector_of(numbers_of(is_double, left_native), left_enc);
@@ -105,7 +105,7 @@ void arith(benchmark::State &state, implementation which, slot_axes slot) {
 // Half of the keys have an entry.  Pages have 4,096 entries.
 void translate(benchmark::State &state, implementation which, slot_axes slot, uint32_t entries, unsigned per_cent) {
   static const uint8_t bits_of[] = {1, 4, 8, 16, 32};
-  const uint32_t width = bits_of[slot.index >> 7 & 31], kind = slot.encoding();
+  const uint32_t width = bits_of[slot.width_code()], kind = slot.encoding();
   std::vector<uint32_t> keys(rows);
   word_vector table(uint64_t{entries} * width / 64 + 1, 0x5555555555555555U), codes(rows / 2);
   for (uint64_t i = 0; i < table.size(); ++i)

@@ -43,10 +43,10 @@ vorn_enc_ctx form(uint32_t flag) {
   return enc;
 }
 
-const uint64_t *hash_values() { return random_words().data(); } // and behind them more that no table holds
+const uint64_t *hash_values() { return random_words().data(); } // the later ones are in no table
 constexpr uint64_t most_hash_values = stream_bytes / 8;
 
-// Bytes of memory, read one after the other.
+// Reads bytes of memory one after the other.
 template <class Address>
 void touch(uint64_t count, Address address) {
   uint64_t sum = 0;
@@ -66,7 +66,7 @@ constexpr layout layouts[] = {{"k2v4", VORN_HT_K2V4, 16, 9},
                               {"k4v4", VORN_HT_K4V4, 32, 6},
                               {"k4v8", VORN_HT_K4V8, 32, 4}};
 
-// A table of 2^bits buckets, half of whose slots are for rows, which are the first hash values.
+// A table of 2^bits buckets.  Its rows are the first hash values.  They fill half of the slots.
 struct table {
   table(const layout &of, unsigned bits)
       : which(of), buckets(uint64_t{1} << bits), rows(std::min<uint64_t>(buckets * of.slots / 2, most_hash_values / 2)),
@@ -96,16 +96,16 @@ struct table {
   vorn_hash_table ht = {};
 };
 
-// The tables are large: one at a time.
+// The tables are large, so only one exists at a time.
 table &filled_table(const layout &of, unsigned bits) {
-  static std::unique_ptr<table> kept;
-  if (!kept || &kept->which != &of || kept->buckets != uint64_t{1} << bits) {
-    kept.reset();
-    kept = std::make_unique<table>(of, bits);
-    if (kept->build({"generic", &vorn_global_ctx}, 0, kept->rows) != VORN_RESULT_DONE)
+  static std::unique_ptr<table> current;
+  if (!current || &current->which != &of || current->buckets != uint64_t{1} << bits) {
+    current.reset();
+    current = std::make_unique<table>(of, bits);
+    if (current->build({"generic", &vorn_global_ctx}, 0, current->rows) != VORN_RESULT_DONE)
       std::abort();
   }
-  return *kept;
+  return *current;
 }
 
 void build(benchmark::State &state, implementation which, const layout &of, unsigned bits) {
@@ -146,7 +146,7 @@ void probe(benchmark::State &state, implementation which, const layout &of, unsi
 void partition(benchmark::State &state, implementation which, uint32_t type, unsigned bits) {
   constexpr uint64_t rows = 1U << 20;
   const uint64_t parts = uint64_t{1} << bits;
-  const uint64_t room = rows * 32 / parts + 65 * 64; // so that areas do not begin at the same place in the cache
+  const uint64_t room = rows * 32 / parts + 65 * 64; // so areas do not begin at the same set of the cache
   std::vector<uint8_t> areas(room * parts);
   std::vector<void *> cur(parts), end(parts);
   vorn_partition_buffer pb;
@@ -182,7 +182,7 @@ constexpr named_flag results[] = {{"fixed", VORN_FIXED},   {"lv_sep", VORN_LV_SE
 constexpr named_flag kinds[] = {{"lp", VORN_TT_LP}, {"dlp", VORN_TT_DLP}, {"cla", VORN_TT_CLA}};
 constexpr named_flag sources[] = {{"lp_sep", VORN_LP_SEP}, {"lp", VORN_LP}, {"dlp", VORN_DLP}};
 
-// A million values of 1 to 15 bytes in one partition, described in all three ways.
+// A million values of 1 to 15 bytes in one partition, with all three kinds of descriptions.
 struct value_store {
   static constexpr uint64_t count = 1U << 20;
   static constexpr uint8_t shift = 32;
@@ -208,8 +208,8 @@ struct value_store {
   vorn_transpose_table tbl = {};
 };
 
-// The values of random rows, fetched by identifiers of `size` bytes or, with 16, by pairs; or those that the source
-// refers to.
+// Fetches the values of random rows by identifiers of `size` bytes, or by pairs if the size is 16.  With a source,
+// fetches the values that the source refers to.
 void gather(benchmark::State &state, implementation which, uint32_t kind, uint32_t result, uint32_t size,
             uint32_t source) {
   static value_store store;
@@ -315,7 +315,7 @@ uint64_t short_hash(const void *data, uint64_t len, uint64_t seed) {
   return (word ^ seed) * 0x9e3779b97f4a7c15U;
 }
 
-// Values of 8 bytes, by a function that does next to nothing, beside the calls of that function alone.
+// Values of 8 bytes by a trivial hash function, beside the calls of that function alone.
 void hash(benchmark::State &state, implementation which, uint32_t source) {
   constexpr uint64_t rows = cached_rows;
   std::vector<uint8_t> values(rows * 16);

@@ -1,3 +1,4 @@
+// Finds the implementations that can run here, and makes random data.
 #include "bench/kernels.hpp"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// What the benchmarks share: the implementations that can run here, slots by their axes, and data.
+// Shared parts of the benchmarks: the implementations that can run here, slots by their axes, and data.
 #pragma once
 
 #include <cstdint>
@@ -6,12 +6,13 @@
 #include <vector>
 
 #include "frame/vorn.h"
+#include "generic/table/slot_bits.hpp"
 #include "host/stand_in.hpp"
 #include "store/encode/aligned.hpp"
 
 namespace vorn_bench {
 
-// Streams and results begin on a cache line, as those of a store do.
+// Streams and results begin on a cache line.
 using word_vector = store::aligned_vector<uint64_t>;
 
 inline constexpr uint64_t cached_rows = 65536;
@@ -26,22 +27,18 @@ struct implementation {
 
 vorn_host::environment &environment();
 
-// The generic table and those of the specialised libraries that can run here, all at once: benchmarks call the kernels
-// of a table without putting its record in force.
+// The generic implementation and every specialised library that can run here.  Benchmarks call the kernels of each
+// implementation directly, without putting its record in force.
 std::vector<implementation> implementations();
 
-// Random bytes: uniformly distributed codes and values at every width.
+// Random bytes: codes and values of every width are uniformly distributed.
 const word_vector &random_words();
 
-// A bit vector of nbits bits of which about per_cent are set.
+// A bit vector of nbits bits.  About per_cent percent of them are set.
 word_vector random_bits(uint64_t nbits, unsigned per_cent);
 
-struct slot_axes {
-  uint32_t index;
-  uint32_t opcode() const { return index & 31; }
-  uint32_t encoding() const { return index >> 5 & 3; }
-  bool flag() const { return index >> 12; }
-  unsigned width() const { return static_cast<unsigned>(std::stoul(vorn_datawidth_name(index >> 7 & 31))); }
+struct slot_axes : vorn::slot_bits {
+  unsigned width() const { return static_cast<unsigned>(std::stoul(vorn_datawidth_name(width_code()))); }
   bool range() const { return opcode() >= VORN_OPC_GT_LT && opcode() <= VORN_OPC_GE_LE; }
   const char *name() const { return vorn_dispatch_func_names[index]; }
 };

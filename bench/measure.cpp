@@ -1,3 +1,4 @@
+// The clock of the benchmarks.
 #include "bench/measure.hpp"
 
 namespace vorn_bench {
@@ -18,15 +19,17 @@ double clock_rate() {
   return best;
 }
 
-double rate_meter::cycles() const { return rate * 1e9 * static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC; }
+double rate_meter::cycles() const { return rate_ * 1e9 * static_cast<double>(std::clock() - start_) / CLOCKS_PER_SEC; }
 
 void rate_meter::report(double rows, const char *unit) const {
   const double spent = cycles();
-  const double all_rows = rows * static_cast<double>(state.iterations());
-  state.counters[unit] = all_rows * rate / spent;
-  state.counters["cycles/64"] = spent / (all_rows / 64);
+  const double all_rows = rows * static_cast<double>(state_.iterations());
+  state_.counters[unit] = all_rows * rate_ / spent;
+  state_.counters["cycles/64"] = spent / (all_rows / 64);
 }
 
-void rate_meter::report_call() const { state.counters["cycles"] = cycles() / static_cast<double>(state.iterations()); }
+void rate_meter::report_call() const {
+  state_.counters["cycles"] = cycles() / static_cast<double>(state_.iterations());
+}
 
 } // namespace vorn_bench

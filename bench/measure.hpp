@@ -1,4 +1,4 @@
-// Work timed in turn with a plain touch of the same memory, within one run.
+// Times work in turn with a plain touch of the same memory, within one run.
 #pragma once
 
 #include <benchmark/benchmark.h>
@@ -8,18 +8,19 @@
 
 namespace vorn_bench {
 
-// Cycles a nanosecond at the clock of this moment: a chain of dependent multiplications takes three cycles each.
+// The current clock rate in cycles per nanosecond.  It times a chain of dependent multiplications of three cycles each.
 double clock_rate();
 
-// Grows/s of the work, the time of the touch as a fraction of its own, and the cycles that 64 rows take.
-template <class Work, class Touch, class Reset>
-void measure_beside(benchmark::State &state, double rows, Work work, Touch touch, Reset reset) {
+// Times work and touch in turn and counts Grows/s and the cycles that 64 rows of the work take.  Returns the time of
+// the touch as a fraction of the time of the work.  A reset comes before each turn and is not timed.
+template <class Work, class Touch, class... Reset>
+double measure_in_turn(benchmark::State &state, double rows, Work work, Touch touch, Reset... reset) {
   using clock_type = std::chrono::steady_clock;
   double work_time = 0, touch_time = 0;
   const double rate = clock_rate();
   work();
   for (auto _ : state) {
-    reset();
+    (reset(), ...);
     const auto start = clock_type::now();
     work();
     const auto between = clock_type::now();
@@ -32,30 +33,31 @@ void measure_beside(benchmark::State &state, double rows, Work work, Touch touch
   }
   const double all_rows = rows * static_cast<double>(state.iterations());
   state.counters["Grows/s"] = all_rows / work_time / 1e9;
-  state.counters["of_touch"] = touch_time / work_time;
   state.counters["cycles/64"] = work_time * 1e9 * rate / (all_rows / 64);
+  return touch_time / work_time;
 }
 
-template <class Work, class Touch>
-void measure_beside(benchmark::State &state, double rows, Work work, Touch touch) {
-  measure_beside(state, rows, work, touch, [] {});
+// The same, with the fraction as a counter.
+template <class Work, class Touch, class... Reset>
+void measure_beside(benchmark::State &state, double rows, Work work, Touch touch, Reset... reset) {
+  state.counters["of_touch"] = measure_in_turn(state, rows, work, touch, reset...);
 }
 
-// The same of a benchmark whose iterations are timed as a whole: made before the loop, asked after it.
+// Measures a benchmark with all its iterations timed as a whole.  It is made before the loop and reports after it.
 class rate_meter {
 public:
-  explicit rate_meter(benchmark::State &measured) : state(measured) {}
+  explicit rate_meter(benchmark::State &state) : state_(state) {}
 
-  // Each iteration has worked on so many rows, or in 10^9 a second something else.
+  // Each iteration has worked on this many rows.  Another unit counts 10^9 of something else per second.
   void report(double rows, const char *unit = "Grows/s") const;
   void report_call() const; // cycles of an iteration
 
 private:
   double cycles() const; // of all iterations
 
-  benchmark::State &state;
-  double rate = clock_rate();
-  std::clock_t start = std::clock(); // of the processor: it stops when the process is not running
+  benchmark::State &state_;
+  double rate_ = clock_rate();
+  std::clock_t start_ = std::clock(); // the processor's clock stops while the process is not running
 };
 
 } // namespace vorn_bench

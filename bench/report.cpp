@@ -1,3 +1,4 @@
+// Prints the tables of a benchmark run.
 #include "bench/report.hpp"
 
 #include <fmt/core.h>
@@ -19,7 +20,7 @@ void reporter::ReportRuns(const std::vector<Run> &runs) {
     const size_t last = name.rfind('/');
     if (width == run.counters.end() || run.run_type != Run::RT_Iteration || first == last)
       continue;
-    // Kernels over other encodings stand in tables of their own.
+    // Each encoding has its own table.
     const std::string kernel = name.substr(first + 1, last - first - 1);
     std::string family = kernel.find("_fixed_") != std::string::npos  ? ", fixed"
                          : kernel.find("_dynp_") != std::string::npos ? ", dynamic-packed"

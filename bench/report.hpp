@@ -1,4 +1,4 @@
-// The closing table of a benchmark run: the slowest kernel of every width, by implementation.
+// The last table of a benchmark run: the slowest kernel of every width, for each implementation.
 #pragma once
 
 #include <benchmark/benchmark.h>
@@ -8,16 +8,16 @@
 
 namespace vorn_bench {
 
-// What a measured kernel is, carried in the counters of its run.
+// A measured kernel.  The counters of its run hold these values.
 struct kernel_run {
   std::string group; // "in cache", "out of cache"
   unsigned width;
   std::string implementation;
   double grows;   // 10^9 rows a second
-  double of_read; // its time as a fraction of which a plain read of the same bytes would take, 0 if not measured
+  double of_read; // the time of a plain read of the same bytes as a fraction of its own time, 0 if not measured
 };
 
-// Prints runs as they come, like the console, and the table at the end.
+// Prints each run like the console reporter, and the table at the end.
 class reporter : public benchmark::ConsoleReporter {
 public:
   explicit reporter(std::vector<std::string> implementations) : implementations_(std::move(implementations)) {}

@@ -2,7 +2,6 @@
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cstring>
 
 #include "bench/kernels.hpp"
@@ -11,8 +10,6 @@
 namespace vorn_bench {
 
 namespace {
-
-using clock_type = std::chrono::steady_clock;
 
 template <size_t Lanes>
 [[gnu::always_inline]] inline uint64_t sum_words(const uint64_t *words, size_t count) {
@@ -39,21 +36,19 @@ void plain_read(const uint64_t *words, size_t count) {
   benchmark::DoNotOptimize(avx2 ? plain_read_avx2(words, count) : plain_read_baseline(words, count));
 }
 
-double seconds(clock_type::time_point from, clock_type::time_point to) {
-  return std::chrono::duration<double>(to - from).count();
-}
-
-// The predicates and sets, whatever the encoding.
+// The predicates and sets of all encodings.
 std::vector<slot_axes> scan_slots() {
   std::vector<slot_axes> slots;
-  for (uint32_t index = 0; index < VORN_DISPATCH_SLOTS; ++index)
+  for (uint32_t index = 0; index < VORN_DISPATCH_SLOTS; ++index) {
+    const slot_axes slot = {index};
     if (vorn_dispatch_table[index].binary != nullptr &&
-        ((index & 31) <= VORN_OPC_GE_LE || (index & 31) == VORN_OPC_SET))
-      slots.push_back({index});
+        (slot.opcode() <= VORN_OPC_GE_LE || slot.opcode() == VORN_OPC_SET))
+      slots.push_back(slot);
+  }
   return slots;
 }
 
-// Length codes of 4 bits that are legal, 0 to 7.
+// Legal length codes of 4 bits: 0 to 7.
 const word_vector &random_nibbles() {
   static const word_vector words = [] {
     word_vector filled = random_words();
@@ -64,7 +59,7 @@ const word_vector &random_nibbles() {
   return words;
 }
 
-// One call of a kernel with everything that it needs.
+// One call of a kernel with its operands.
 struct kernel_call {
   kernel_call(const vorn_kernel *table, slot_axes which, uint64_t rows, double selectivity)
       : kernel(table[which.index]), range(which.range()), out((rows + 63) / 64) {
@@ -102,12 +97,12 @@ struct kernel_call {
       vorn_build_encoding_type_dynp(&enc, width, 0, 0, which.flag() ? VORN_TZ : 0);
   }
 
-  // One bound at the selectivity, or two at a quarter and three quarters of the numbers.
+  // One bound at the selectivity, or two bounds at a quarter and at three quarters of the numbers.
   void build_constants(slot_axes which, double selectivity) {
     const double low = which.range() ? 0.25 : selectivity;
     const double high = 0.75;
     if (which.encoding() == VORN_ENC_DICT) {
-      // A width of 64 compares with a 32-bit constant: nearly all of its codes lie above.
+      // Codes of 64 bits are compared with a 32-bit constant.  Nearly all of them are greater.
       const unsigned width = std::min(which.width(), 32U);
       const double top = static_cast<double>((uint64_t{1} << width) - 1);
       const uint32_t codes[] = {static_cast<uint32_t>(top * low), static_cast<uint32_t>(top * high)};
@@ -134,25 +129,14 @@ struct kernel_call {
 void scan(benchmark::State &state, const vorn_kernel *table, slot_axes which, uint64_t rows, double selectivity) {
   kernel_call call(table, which, rows, selectivity);
   const uint64_t bytes = rows * which.width() / 8;
-  const unsigned reads = bytes < (1U << 20) ? 16 : 1; // so that the clock does not count
-  double kernel_time = 0, read_time = 0;
-  const double rate = clock_rate();
-  call.run();
-  for (auto _ : state) {
-    const auto start = clock_type::now();
-    call.run();
-    const auto between = clock_type::now();
+  const unsigned reads = bytes < (1U << 20) ? 16 : 1; // a single read of few bytes takes no longer than the clock
+  const auto read = [&] {
     for (unsigned i = 0; i < reads; ++i)
       plain_read(random_words().data(), bytes / 8);
-    const auto end = clock_type::now();
-    kernel_time += seconds(start, between);
-    read_time += seconds(between, end) / reads;
-    state.SetIterationTime(seconds(start, between));
-  }
-  state.counters["Grows/s"] = static_cast<double>(rows) * static_cast<double>(state.iterations()) / kernel_time / 1e9;
-  state.counters["cycles/64"] =
-      64 * kernel_time * 1e9 * rate / (static_cast<double>(rows) * static_cast<double>(state.iterations()));
-  state.counters["of_read"] = read_time / kernel_time;
+  };
+  const double read_time = measure_in_turn(
+      state, static_cast<double>(rows), [&] { call.run(); }, read);
+  state.counters["of_read"] = read_time / reads;
   state.counters["width"] = which.width();
 }
 

@@ -1,4 +1,4 @@
-// Access to stored data, which is big-endian and unaligned.
+// Access to stored numbers, which are big-endian and not aligned.
 #pragma once
 
 #include <cstdint>
@@ -31,7 +31,7 @@ inline uint64_t read_big(const uint8_t *bytes, unsigned size) {
   return value;
 }
 
-// The narrowest integer of W bits or more.
+// The narrowest integer type of at least W bits.
 template <unsigned W>
 using lane = std::conditional_t<
     W <= 8, uint8_t,

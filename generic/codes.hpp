@@ -10,8 +10,8 @@
 
 namespace vorn::inline VORN_LEVEL {
 
-// Reads single codes of a stream of ncodes and nothing behind them.  Of a code that lies behind them, should one be
-// asked for, its own bytes and some before it are read.
+// Reads single codes of a stream of ncodes and no byte after the last one.  If a caller asks for a code after the last
+// one, the reader reads the bytes of that code and some bytes before it.
 template <unsigned W>
 class code_reader {
 public:
@@ -32,7 +32,7 @@ public:
   }
 
 private:
-  // Of bytes of the code and of those before it.
+  // Reads bytes of the code and bytes before it.
   uint32_t from_its_end(uint64_t end_bit) const {
     const uint64_t end = (end_bit + 7) / 8;
     const uint64_t bits =
@@ -41,17 +41,17 @@ private:
   }
 
   const uint8_t *stream_;
-  uint64_t early_bits_; // codes that begin before this have four bytes in the stream
+  uint64_t early_bits_; // a code that begins before this bit has four bytes in the stream
 };
 
-// Unpacks the 64 codes of a block of 8 * W bytes and reads nothing else.  An element holds a code or is wider.
+// Unpacks the 64 codes of a block of 8 * W bytes and reads nothing else.  An element is at least as wide as a code.
 template <unsigned W, class Element>
 inline void unpack64(const uint8_t *block, Element *codes) {
   if constexpr (W == 8 * sizeof(lane<W>)) {
     for (unsigned i = 0; i < 64; ++i)
       codes[i] = load_big<lane<W>>(block + i * sizeof(lane<W>));
   } else if constexpr (W < 8) {
-    // A group of 8 codes takes W bytes: one load that ends with the group, or at the first 8 bytes of the block.
+    // A group of 8 codes takes W bytes.  One load ends with the group, or takes the first 8 bytes of the block.
     for (unsigned group = 0; group < 8; ++group) {
       const unsigned end = (group + 1) * W;
       const unsigned at = end > 8 ? end - 8 : 0;
@@ -60,7 +60,7 @@ inline void unpack64(const uint8_t *block, Element *codes) {
         codes[8 * group + k] = static_cast<Element>(bits >> (W * (7 - k)) & low_bits(W));
     }
   } else {
-    // A group takes more than 8 bytes: one load for each code, moved back where it would leave the group.
+    // A group takes more than 8 bytes.  Each code has a load, which moves back where it would leave the group.
     for (unsigned group = 0; group < 8; ++group) {
       const uint8_t *bytes = block + group * W;
       [&]<size_t... K>(std::index_sequence<K...>) {
@@ -76,7 +76,7 @@ inline void unpack64(const uint8_t *block, Element *codes) {
   }
 }
 
-// The block of the last codes of a stream, fewer than 64: a copy, so that nothing is read behind them.
+// The last block of a stream, with fewer than 64 codes.  It is a copy, so that nothing is read after the last code.
 template <unsigned W>
 struct last_block {
   uint8_t bytes[8 * W] = {};
@@ -84,7 +84,7 @@ struct last_block {
   last_block(const uint8_t *block, uint64_t ncodes) {
     const uint64_t bits = ncodes * W;
     std::memcpy(bytes, block, (bits + 7) / 8);
-    // Stray bits of the last byte would make a code that no row has, for which a set has no word.
+    // Stray bits of the last byte would make a code that no row has.  A set has no word for such a code.
     if (bits % 8 != 0)
       bytes[bits / 8] = static_cast<uint8_t>(bytes[bits / 8] & 0xff00U >> bits % 8);
   }

@@ -1,4 +1,4 @@
-// Copies of few bytes, where a call of a library would take most of the time.
+// Copies of a few bytes, where a library call would take most of the time.
 #pragma once
 
 #include <cstdint>
@@ -8,7 +8,7 @@
 
 namespace vorn::inline VORN_LEVEL {
 
-// The head and the tail of `size` bytes, as two numbers that overlap.
+// Copies `size` bytes as two numbers that may overlap: the head and the tail.
 template <class Half>
 inline void copy_ends(uint8_t *dst, const uint8_t *src, uint32_t size) {
   Half head, tail;
@@ -18,7 +18,7 @@ inline void copy_ends(uint8_t *dst, const uint8_t *src, uint32_t size) {
   std::memcpy(dst + size - sizeof tail, &tail, sizeof tail);
 }
 
-// Up to 8 bytes.
+// Copies up to 8 bytes.
 inline void copy_short(uint8_t *dst, const uint8_t *src, uint32_t size) {
   if (size >= 4)
     copy_ends<uint32_t>(dst, src, size);

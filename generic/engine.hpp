@@ -1,5 +1,6 @@
-// What a level may do in its own way: how rows are scanned, codes unpacked, runs set and words combined.  A level with
-// an engine has a header that defines the same names, which the build names by VORN_ENGINE.
+// The loops that a level may replace: row scans, unpacking of codes, bursts of runs, and combinations of words.  A
+// level with an engine has a header that defines the same names.  The build passes the path of that header in
+// VORN_ENGINE.
 #pragma once
 
 #ifdef VORN_ENGINE
@@ -16,7 +17,7 @@
 
 namespace vorn::inline VORN_LEVEL::engine {
 
-// Readers of the scans, each with its pass.
+// Readers of the scans, each with its loops.
 template <unsigned W>
 using dict_rows = dict<W>;
 template <unsigned W, bool Tz>
@@ -24,14 +25,14 @@ using fixed_rows = fixed<W, Tz>;
 template <unsigned W, bool Tz>
 using dynp_rows = dynp<W, Tz>;
 
-// Codes to integers.
+// From codes to integers.
 template <unsigned W, class Element>
 using steps = code_steps<W, Element>;
 
-// Selected runs to rows.
+// From selected runs to rows.
 using run_loop = single_runs;
 
-// Words of bit vectors, and the positions of their ones.
+// Combinations of bit vectors, and lists of the positions of their ones.
 using bitvec_loops = single_words;
 using ones_loop = single_bits;
 

@@ -1,14 +1,14 @@
-// Every kernel with a slot in the dispatch table, once.  A list calls X for each kernel of a family, always with the
-// same arguments, from which its name follows:
+// Lists every kernel with a slot in the dispatch table once.  A list calls X for each kernel of a family, always with
+// the same arguments.  The name of the kernel follows from the arguments:
 //
 //     X(op, OP, enc, ENC, width, suffix)     vorn_<op>_<enc>_<width>bit<suffix>
 //
-// The lists of ranges add the one-sided operation of the first bound, under whose name a range reports its stream.
+// The lists of ranges add the one-sided operation of the first bound.  A range reports its stream under that name.
 #pragma once
 
 #define VORN_KERNEL_NAME(op, enc, w, suffix) vorn_##op##_##enc##_##w##bit##suffix
 
-// EACH(width, ...) for the widths of dictionary codes.
+// Calls EACH(width, ...) for the widths of dictionary codes.
 #define VORN_DICT_WIDTHS(EACH, ...)                                                                                    \
   EACH(1, __VA_ARGS__)                                                                                                 \
   EACH(2, __VA_ARGS__)                                                                                                 \
@@ -33,7 +33,7 @@
   EACH(24, __VA_ARGS__)                                                                                                \
   EACH(32, __VA_ARGS__)
 
-// The predicates of one encoding, width and form.
+// The predicates of one encoding, one width and one form.
 #define VORN_COMPARES(w, X, enc, ENC, suffix)                                                                          \
   X(eq, EQ, enc, ENC, w, suffix)                                                                                       \
   X(lt, LT, enc, ENC, w, suffix)                                                                                       \
@@ -97,7 +97,7 @@
   X(burst, BURST, rle, RLE, 16, )                                                                                      \
   X(burst, BURST, rle, RLE, 16, _cla)
 
-// Kernels that do nothing: sum and distinct have slots but no operation.
+// Kernels that do nothing.  Sum and distinct have slots but no operation.
 #define VORN_PLACEHOLDER_KERNELS(X)                                                                                    \
   X(sum, SUM, fixed, FIXED, 8, )                                                                                       \
   X(sum, SUM, fixed, FIXED, 16, )                                                                                      \
@@ -106,13 +106,13 @@
   VORN_DICT_WIDTHS(VORN_DICT_KERNEL, X, sum, SUM)                                                                      \
   VORN_DICT_WIDTHS(VORN_DICT_KERNEL, X, distinct, DISTINCT)
 
-// Kernels whose slots are not told by an encoding and a width have lists of another kind, with the name and the bits of
-// the slot in front:
+// The slots of some kernels do not follow from an encoding and a width.  Their lists begin with the name and the bits
+// of the slot:
 //
 //     X(name, OP, ENC, code, flag, axes...)
 
-// Translation: the encoding bits are the kind of the table, the width code is the width of an entry, the flag says that
-// codes are stored.
+// Translation.  The encoding bits are the kind of the table.  The width code is the width of an entry.  The flag says
+// that the kernel stores codes.
 #define VORN_XLATE_KIND(X, kind, ENC)                                                                                  \
   X(vorn_xlate_##kind##_bit, XLATE, ENC, 0, false, kind, bit)                                                          \
   X(vorn_xlate_##kind##_nib, XLATE, ENC, 1, false, kind, nib)                                                          \
@@ -131,8 +131,8 @@
   VORN_XLATE_KIND(X, ind, DYNP)
 #define VORN_XLATE_GROUPKEY_KERNELS(X) VORN_XLATE_C2D(X, groupkey, RLE)
 
-// Arithmetic: the width code has a bit for double and one for each canonical operand, the flag says that rows are
-// summed.
+// Arithmetic.  The width code has a bit for double and a bit for each canonical operand.  The flag says that the kernel
+// sums the rows.
 #define VORN_ARITH_FORMS(X, op, OP, type, code)                                                                        \
   VORN_ARITH_FORM(X, op, OP, type, code, n, n)                                                                         \
   VORN_ARITH_FORM(X, op, OP, type, code | 4, c, n)                                                                     \
@@ -149,7 +149,7 @@
   VORN_ARITH_OPERATION(X, sub, SUB)                                                                                    \
   VORN_ARITH_OPERATION(X, mul, MUL)
 
-// The families: F(family, list, shape of its kernels, number of its kernels).  Those of the second kind are "named".
+// The families: F(family, list, shape of its kernels, number of its kernels).  Lists of the second kind are "named".
 #define VORN_FAMILIES(F)                                                                                               \
   F(dict_compares, VORN_DICT_COMPARE_KERNELS, binary, 276)                                                             \
   F(dict_ranges, VORN_DICT_RANGE_KERNELS, ternary, 184)                                                                \

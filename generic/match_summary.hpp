@@ -1,8 +1,9 @@
-// The rows of a result that tells them by bits, their number, and the first and the last one.
+// The summary of the matching rows of a result: how many match, and the first and the last row that matches.
 #pragma once
 
 #include "frame/bits.hpp"
 #include "frame/vorn.h"
+#include "generic/bitvec/words.hpp"
 #include "generic/native.hpp"
 
 namespace vorn::inline VORN_LEVEL {
@@ -12,9 +13,9 @@ struct match_summary {
   uint32_t first = UINT32_MAX;
   uint32_t last = UINT32_MAX;
 
-  // The bits of 64 rows; the rows of a call come in ascending order.
+  // Adds the bits of 64 rows.  The rows of a call come in ascending order.
   void add_word(uint64_t *bv, uint64_t word, uint64_t bits) {
-    bv[word] |= bits;
+    set_word(bv, word, get_word(bv, word) | bits);
     if (bits == 0)
       return;
     const auto first_row = static_cast<uint32_t>(word * 64);
@@ -24,11 +25,11 @@ struct match_summary {
     count += popcount(bits);
   }
 
-  // One row, without a branch on whether it passes, which nobody can predict.
-  void add_row(uint64_t *bv, uint32_t row, bool passes) {
-    const uint32_t taken = passes ? 1 : 0;
-    bv[row / 64] |= uint64_t{taken} << row % 64;
-    if (taken & (count == 0 ? 1U : 0U)) // once
+  // Adds one row.  There is no branch on the match, since such a branch cannot be predicted.
+  void add_row(uint64_t *bv, uint32_t row, bool matches) {
+    const uint32_t taken = matches ? 1 : 0;
+    set_word(bv, row / 64, get_word(bv, row / 64) | uint64_t{taken} << row % 64);
+    if (taken & (count == 0 ? 1U : 0U)) // true once in a call
       first = row;
     const uint32_t mask = 0 - taken;
     last = (row & mask) | (last & ~mask);

@@ -1,4 +1,4 @@
-// Access to numbers in the processor's order, at any address.
+// Access to numbers in the byte order of the processor, at any address.
 #pragma once
 
 #include <cstdint>
@@ -21,7 +21,7 @@ inline T load(const void *array, uint64_t index) {
   return load<T>(static_cast<const uint8_t *>(array) + index * sizeof(T));
 }
 
-// For a value of another type than the one that is stored, the latter is to be named.
+// If the value has another type than the stored number, the caller names the stored type.
 template <class T>
 inline void store(void *bytes, std::type_identity_t<T> value) {
   std::memcpy(bytes, &value, sizeof value);

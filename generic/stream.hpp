@@ -8,13 +8,13 @@
 
 namespace vorn::inline VORN_LEVEL {
 
-// The codes of a stream: one per row, or one per run.
+// The number of codes of a stream: one for each row, or one for each run.
 inline uint32_t ncodes_of(const vorn_cv &src) {
   const vorn_enc_ctx &enc = *src.vorn_cv_encoding_context;
   return enc.vorn_enc_ctx_flags & VORN_RLE ? enc.vorn_enc_ctx_rle_nruns : src.vorn_cv_nrows;
 }
 
-// The two texts of the stream path, which carry the name of a kernel.
+// The two texts of decompression.  Each contains the name of a kernel.
 struct stream_texts {
   const char *allocation;
   const char *decode_failed;
@@ -23,8 +23,8 @@ struct stream_texts {
 #define VORN_STREAM_TEXTS(kernel)                                                                                      \
   { kernel ": vec1_decomp", kernel ": vorn_qpak_decode failed" }
 
-// The decompressed form of a stream that is compressed in blocks.  It is made once and kept in the host's slot; nothing
-// here frees it.
+// The decompressed form of a stream that is compressed in blocks.  It is made once and stays in the host's slot.  The
+// host frees it.
 [[gnu::noinline]] inline const uint8_t *decompressed_stream(const vorn_cv &src, const vorn_aux &aux,
                                                             const stream_texts &texts) {
   void **slot = src.vorn_cv_stream_slot;

@@ -1,5 +1,5 @@
-// Values with a second sort key, their length codes.  Pairs are compared by their values; where a value is that of a
-// bound, the codes decide, whose answers are words of bits made beforehand.
+// Values with a second sort key, the length code.  Pairs are compared by their values.  If a value equals the value of
+// a bound, the length code decides.  The codes are compared first, and their answers are words of bits.
 #pragma once
 
 #include "generic/bitvec/words.hpp"
@@ -7,15 +7,17 @@
 
 namespace vorn::inline VORN_LEVEL {
 
-// For some rows: which codes are below the lower bound's, and which above the upper one's; often none can be.
+// The answers for some rows: which codes lie below the code of the lower bound, and which above the code of the upper
+// bound.
 class code_answers {
 public:
   static constexpr uint32_t rows = 64 * 256; // at most
 
   // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init)
-  code_answers() {} // to be filled before it is read
+  code_answers() {} // fill is called before the answers are read
 
-  // Of nrows rows, whose codes begin with a byte.  select(width, stream, nrows, ring, words) asks packed codes.
+  // Fills the answers for nrows rows.  Their codes begin with a byte.  select(width, stream, nrows, range, words)
+  // compares packed codes.
   template <class Select>
   void fill(const code_source &codes, uint64_t first_row, uint32_t nrows, const pair_interval &range, Select select) {
     const uint64_t top = low_bits(codes.bits), low = range.low_code, high = range.high_code;
@@ -32,11 +34,11 @@ public:
   uint64_t below[rows / 64], above[rows / 64];
 };
 
-// Calls select(first row, rows, words) for the pieces of which the answers of codes are kept.
+// Calls select(first row, rows, words) for pieces of rows.  The answers for the codes of a piece fit in code_answers.
 template <class Select>
 uint32_t select_pieces(uint32_t nrows, const pair_interval &range, uint64_t *out, Select select) {
   if (range.none) {
-    std::fill_n(out, words_of(nrows), 0);
+    clear_words(out, words_of(nrows));
     return 0;
   }
   uint32_t count = 0;

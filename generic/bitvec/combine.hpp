@@ -1,7 +1,7 @@
 // Logical combinations, population counts and ranges of bit vectors.
 //
-// Loops is the loop over whole words, which an engine of a level may replace by one that takes several at once; the
-// last word and what is stored of it are the same for all.
+// Loops has the loops over whole words.  The engine of a level may have loops that take several words at once.  The
+// last word and its stored bytes are handled here, for all engines.
 #pragma once
 
 #include "generic/bitvec/words.hpp"
@@ -14,10 +14,10 @@ inline constexpr auto bit_xor = [](auto... words) { return (words ^ ...); };
 inline constexpr auto bit_andnot = [](auto a, auto b) { return ~a & b; };
 inline constexpr auto bit_not = [](auto word) { return ~word; };
 
-// One word after the other.
+// Takes one word after the other.
 struct single_words {
-  // Stores operation(sources...) for nwords whole words and returns the number of its ones, or 0 where they are not
-  // Counted. Each word is stored before the next ones are loaded, so dst may be any of the sources.
+  // Stores operation(sources...) for nwords whole words.  Returns the number of ones, or 0 without Counted.  Each word
+  // is stored before the next words are loaded, so dst may be any of the sources.
   template <bool Counted, class Operation, class... Source>
   static uint32_t combine(Operation operation, void *dst, uint64_t nwords, const Source *...sources) {
     uint32_t count = 0;
@@ -71,10 +71,11 @@ inline void count_ones(uint32_t *popc, const void *bv, uint64_t nbits) {
   *popc = count;
 }
 
-// What kernels do with masks and filters: dst = a AND b, and the number of ones, by the level's pass.
+// Kernels apply masks and filters: dst = a AND b.  Returns the number of ones.  The level's loops do the work.
 uint32_t and_words(uint64_t *dst, const uint64_t *a, const uint64_t *b, uint64_t nbits);
 
-// Makes the bits first to last, both included, Value.  On bytes, which hold the bits of either family.
+// Sets the bits from first to last, both included, to Value.  It works on bytes, since the bytes of both families hold
+// the same bits.
 template <bool Value>
 inline void fill_range(void *bv, uint64_t first, uint64_t last) {
   auto *const bytes = static_cast<uint8_t *>(bv);

@@ -1,9 +1,10 @@
-// The seventeen operations that both families of bit vectors have: as declarations, and as definitions over the common
-// algorithms.  Vector is void or uint64_t; a source that defines a family says what is its own:
+// The seventeen operations of both families of bit vectors: their declarations, and their definitions by the common
+// algorithms.  Vector is void or uint64_t.  A source that defines a family defines four names:
 //
-//     unit              what is stored: uint8_t or uint64_t
-//     end_mark          what an iterator returns at its end
-//     bitvec_loops, ones_loop   the loops over whole words
+//     unit           the stored unit: uint8_t or uint64_t
+//     end_mark       the result of an iterator at its end
+//     bitvec_loops   the loops over whole words
+//     ones_loop      the loop that lists ones
 #pragma once
 
 #include <cstdint>
@@ -44,7 +45,7 @@
     vorn::combine<unit, bitvec_loops>(vorn::bit_##op, dst, popc, nbits, a, b, c);                                      \
   }
 
-// All but the start of an iterator, which depends on where a family's vectors begin.
+// Every operation except the start of an iterator, since the families differ in where a vector may begin.
 #define VORN_DEFINE_BIT_VECTORS(family, Vector)                                                                        \
   void vorn_##family##popcnt_dydi(uint32_t *popc, const Vector *bv, uint64_t nbits) {                                  \
     vorn::count_ones<unit, bitvec_loops>(popc, bv, nbits);                                                             \

@@ -1,5 +1,5 @@
-// Bit vectors, 64 bits at a time.  One family stores whole 64-bit words and the other bytes at any address; bit i has
-// the same place in both, so they differ only in how many bytes of their last word are theirs.
+// Bit vectors, 64 bits at a time.  One family stores whole 64-bit words, the other family stores bytes at any address.
+// Bit i has the same position in both, so the families differ only in the number of stored bytes of the last word.
 #pragma once
 
 #include <cstddef>
@@ -13,7 +13,7 @@ namespace vorn::inline VORN_LEVEL {
 
 constexpr uint64_t words_of(uint64_t nbits) { return (nbits + 63) >> 6; }
 
-// The bytes that are stored of a word with `bits` bits of the vector, 1 to 64.  Unit is uint8_t or uint64_t.
+// The number of stored bytes of a word that has `bits` bits of the vector, 1 to 64.  Unit is uint8_t or uint64_t.
 template <class Unit>
 constexpr size_t stored_bytes(uint64_t bits) {
   return sizeof(Unit) == sizeof(uint64_t) ? sizeof(uint64_t) : (bits + 7) / 8;
@@ -24,7 +24,18 @@ inline const void *word_at(const void *bv, uint64_t index) {
 }
 inline void *word_at(void *bv, uint64_t index) { return static_cast<char *>(bv) + index * sizeof(uint64_t); }
 
-// The size is known where it matters: a whole word is one instruction.
+// The words of a vector of words.  An entry point reports a vector that is not aligned; if the reporter returns, the
+// call goes on with it, so words are read and written at any address.
+using unaligned_word = uint64_t __attribute__((aligned(1)));
+inline uint64_t get_word(const uint64_t *bv, uint64_t index) { return static_cast<const unaligned_word *>(bv)[index]; }
+inline void set_word(uint64_t *bv, uint64_t index, uint64_t word) { static_cast<unaligned_word *>(bv)[index] = word; }
+inline void clear_words(uint64_t *bv, uint64_t nwords) {
+  if (nwords != 0) // a vector without words may have no memory
+    std::memset(bv, 0, nwords * sizeof(uint64_t));
+}
+
+// Loads and stores of the first `size` bytes of a word.  In loops the size is constant, so a word takes one
+// instruction.
 inline uint64_t load_word(const void *from, size_t size) {
   uint64_t word = 0;
   std::memcpy(&word, from, size);

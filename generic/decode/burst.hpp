@@ -1,4 +1,4 @@
-// Bursts: every selected run sets its whole row_range of rows.
+// Bursts: every selected run sets the bits of all its rows.
 #pragma once
 
 #include <algorithm>
@@ -15,14 +15,16 @@ struct row_range {
   uint32_t rows;
 };
 
-// Where the 64 runs of a word of the per-run vector lie, by the sums of their lengths.  Words are entered in order.
+// Finds the rows of the 64 runs of a word of the per-run vector by the sums of the run lengths.  Words are entered in
+// order.
 template <unsigned Bits>
 class summed_runs {
 public:
   explicit summed_runs(const vorn_enc_ctx &enc)
       : lens_(enc.vorn_enc_ctx_rle_lens, Bits), nruns_(enc.vorn_enc_ctx_rle_nruns) {}
 
-  // Sums all of them: a loop over the runs in between would end at a place that no branch predictor foresees.
+  // Sums all lengths of the word.  A loop over only the runs before the next selected run would end at a point that the
+  // branch predictor cannot foresee.
   void enter(uint32_t block) {
     const uint32_t size = std::min(nruns_ - block, 64U);
     uint32_t first = first_[64];
@@ -38,10 +40,10 @@ public:
 private:
   run_lengths lens_;
   uint32_t nruns_;
-  uint32_t first_[65] = {}; // first row of each run and of the one behind, modulo 2^32
+  uint32_t first_[65] = {}; // the first row of each run and of the run after them, modulo 2^32
 };
 
-// The same by the CLA.
+// Finds the rows of runs by the CLA.
 class indexed_runs {
 public:
   explicit indexed_runs(const vorn_enc_ctx &enc) : cla_(static_cast<const uint8_t *>(enc.vorn_enc_ctx_rle_cla)) {}
@@ -58,14 +60,14 @@ private:
   const uint8_t *cla_;
 };
 
-// Sets the rows of a run in a vector in which nothing is set behind it: only its first word may hold earlier runs.
-// Up to four words are written without a branch on their number, which no predictor foresees.
+// Sets the rows of a run in a vector that has no bits after the run.  Only the first word of the run may hold earlier
+// runs.  Up to four words are written without a branch on their number, since the branch predictor cannot foresee it.
 inline void set_rows(uint64_t *out, row_range run) {
-  if (run.rows == 0) // the word of an empty run may lie behind the vector
+  if (run.rows == 0) // the word of an empty run may lie after the vector
     return;
   const uint32_t end = run.first % 64 + run.rows - 1;
-  uint64_t *word = out + run.first / 64;
-  uint64_t *const last = word + end / 64;
+  unaligned_word *word = out + run.first / 64;
+  unaligned_word *const last = word + end / 64;
   const uint64_t head = UINT64_MAX << run.first % 64;
   const uint64_t tail = UINT64_MAX >> (63 - end % 64);
   if (word == last) {
@@ -81,15 +83,15 @@ inline void set_rows(uint64_t *out, row_range run) {
   *last = tail;
 }
 
-// One selected run after the other.  An engine of a level may replace it.
+// Takes one selected run after the other.  The engine of a level may have another loop.
 struct single_runs {
-  // Sets the rows of the selected ones of nruns runs in a vector of zeros and returns how many they are.
+  // Sets the rows of the selected runs among nruns runs in a vector of zeros.  Returns the number of these rows.
   template <class Runs>
   static uint32_t set(Runs runs, const uint64_t *selected, uint32_t nruns, uint64_t *out) {
     uint32_t count = 0;
     for (uint32_t block = 0; block < nruns; block += 64) {
       runs.enter(block);
-      uint64_t word = selected[block / 64] & low_bits(nruns - block);
+      uint64_t word = get_word(selected, block / 64) & low_bits(nruns - block);
       for (; word != 0; word &= word - 1) {
         const row_range rows = runs.at(block, static_cast<uint32_t>(std::countr_zero(word)));
         set_rows(out, rows);
@@ -104,7 +106,7 @@ template <class Runs, class Loop>
 uint32_t burst(vorn_cv *res, vorn_cv *src, vorn_aux *aux) {
   const vorn_enc_ctx &enc = *src->vorn_cv_encoding_context;
   uint64_t *out = res->vorn_cv_bv;
-  std::fill_n(out, words_of(res->vorn_cv_nrows), 0);
+  clear_words(out, words_of(res->vorn_cv_nrows));
   const uint32_t count = Loop::set(Runs(enc), aux->vorn_aux_filter_bv, enc.vorn_enc_ctx_rle_nruns, out);
   res->vorn_cv_popc = count;
   return count == 0 ? VORN_RESULT_EMPTY : VORN_RESULT_DONE;

@@ -1,5 +1,5 @@
-// The steps of the decoders that depend on the width of a code: codes of rows to integers.  An engine of a level is
-// another set of the same steps.
+// The steps of the decoders that depend on the width of a code.  They turn the codes of rows into integers.  The engine
+// of a level is another set of the same steps.
 #pragma once
 
 #include <algorithm>
@@ -12,13 +12,13 @@
 
 namespace vorn::inline VORN_LEVEL {
 
-// ncodes packed codes.
+// A stream of ncodes packed codes.
 struct code_stream {
   const uint8_t *bytes;
   uint64_t ncodes;
 };
 
-// A place in the runs: a run and the row behind it.  It moves forward.
+// A position in the runs: a run and the row after its last row.  The cursor only moves forward.
 class run_cursor {
 public:
   explicit run_cursor(const vorn_enc_ctx &enc) : lengths_(enc.vorn_enc_ctx_rle_lens, enc.vorn_enc_ctx_rle_width) {}
@@ -46,8 +46,8 @@ private:
   uint32_t end_ = 0;
 };
 
-// The rows of a filter from `first` on, as many as there is room for, which is taken: take(rows, n) some at a time.
-// Returns the last row that was looked at: the one for which there was no room behind it, or the last of all.
+// Walks over the rows of a filter from `first` on, as long as there is room.  It calls take(rows, n) for some rows at a
+// time and reduces room by n.  Returns the last visited row: the row that took the last room, or the last row of all.
 template <class Take>
 uint32_t walk_filter(const uint64_t *filter, uint32_t nrows, uint32_t first, uint32_t &room, Take take) {
   vorn_lbiwv_ictx selected = iterator_over(filter, nrows, wanted::set, first);
@@ -61,15 +61,15 @@ uint32_t walk_filter(const uint64_t *filter, uint32_t nrows, uint32_t first, uin
     room -= fetched;
     if (fetched < requested)
       return nrows - 1;
-    last = batch[fetched - 1]; // a full batch stops on its row, even on the last one
+    last = batch[fetched - 1]; // a full batch stops on its last row, even if it is the last row of all
   }
   return last;
 }
 
-// Codes of W bits to elements of 1, 2 or 4 bytes.
+// Turns codes of W bits into elements of 1, 2 or 4 bytes.
 template <unsigned W, class Element>
 struct code_steps {
-  // The codes from `first` on, n of them.
+  // Unpacks n codes from `first` on.
   [[gnu::noinline]] static void range(const code_stream &stream, uint64_t first, uint32_t n, void *elements) {
     auto *out = static_cast<Element *>(elements);
     if constexpr (W == 8 && sizeof(Element) == 1) {
@@ -89,53 +89,54 @@ struct code_steps {
     }
   }
 
-  // The codes at a list of n places.
-  [[gnu::noinline]] static void list(const code_stream &stream, const uint32_t *places, uint32_t n, void *elements) {
+  // Unpacks the codes at a list of n positions.
+  [[gnu::noinline]] static void list(const code_stream &stream, const uint32_t *positions, uint32_t n, void *elements) {
     const code_reader<W> codes(stream.bytes, stream.ncodes);
     auto *out = static_cast<Element *>(elements);
     for (uint32_t i = 0; i < n; ++i)
-      out[i] = static_cast<Element>(codes.at(places[i]));
+      out[i] = static_cast<Element>(codes.at(positions[i]));
   }
 
-  // The codes of the rows of a filter, as walk_filter has them.
+  // Unpacks the codes of the rows of a filter, in the order of walk_filter.
   [[gnu::noinline]] static uint32_t filter(const code_stream &stream, const uint64_t *rows, uint32_t first,
                                            uint32_t &room, void *elements) {
     auto *out = static_cast<Element *>(elements);
     return walk_filter(rows, static_cast<uint32_t>(stream.ncodes), first, room,
-                       [&](const uint32_t *places, uint32_t n) {
-                         list(stream, places, n, out);
+                       [&](const uint32_t *positions, uint32_t n) {
+                         list(stream, positions, n, out);
                          out += n;
                        });
   }
 
-  // The addresses of the values of the codes at a list of n places, where all values have one length.
-  [[gnu::noinline]] static void addresses(const code_stream &stream, const uint32_t *places, uint32_t n,
+  // Finds the addresses of the values of the codes at a list of n positions.  All values have one length.
+  [[gnu::noinline]] static void addresses(const code_stream &stream, const uint32_t *positions, uint32_t n,
                                           const equal_symbols &symbols, const uint8_t **vals) {
     const code_reader<W> codes(stream.bytes, stream.ncodes);
-    const equal_symbols values = symbols; // in registers
+    const equal_symbols values = symbols; // a copy stays in registers
     for (uint32_t i = 0; i < n; ++i)
-      vals[i] = values.address(static_cast<uint32_t>(codes.at(places[i])));
+      vals[i] = values.address(static_cast<uint32_t>(codes.at(positions[i])));
   }
 
-  // The codes of a list of n rows, ascending, where there is one code per run.
+  // Unpacks the codes of a list of n rows in ascending order.  There is one code for each run.
   [[gnu::noinline]] static void list_over_runs(const code_stream &stream, run_cursor &cursor, const uint32_t *rows,
                                                uint32_t n, void *elements) {
     const code_reader<W> codes(stream.bytes, stream.ncodes);
     auto *out = static_cast<Element *>(elements);
-    run_cursor place = cursor; // in registers: out may be the cursor as far as the compiler knows
-    Element code = n != 0 && place.end() != 0 ? static_cast<Element>(codes.at(place.run())) : Element{0};
+    run_cursor local = cursor; // a copy stays in registers; for all the compiler knows, out may alias the cursor
+    Element code = n != 0 && local.end() != 0 ? static_cast<Element>(codes.at(local.run())) : Element{0};
     for (uint32_t i = 0; i < n; ++i) {
-      if (rows[i] >= place.end()) {
-        place.move_to(rows[i]);
-        code = static_cast<Element>(codes.at(place.run()));
+      if (rows[i] >= local.end()) {
+        local.move_to(rows[i]);
+        code = static_cast<Element>(codes.at(local.run()));
       }
       out[i] = code;
     }
-    cursor = place;
+    cursor = local;
   }
 
 protected:
-  // The codes up to the first one that begins with a byte, where blocks can begin.  Returns how many these are.
+  // Unpacks the codes before the first code that begins with a byte, since a block can only begin there.  Returns the
+  // number of these codes.
   static uint32_t start_of_range(const code_stream &stream, uint64_t first, uint32_t n, Element *out) {
     const code_reader<W> codes(stream.bytes, stream.ncodes);
     const auto head = static_cast<uint32_t>(std::min<uint64_t>(-first % 8, n));

@@ -1,4 +1,4 @@
-// The decoders of packed codes: the values of a list of rows.
+// The decoders of packed codes.  They find the values of a list of rows.
 #pragma once
 
 #include "frame/operations.hpp"
@@ -8,7 +8,7 @@
 
 namespace vorn::inline VORN_LEVEL {
 
-// The steps for one width of codes.
+// The steps for codes of one width.
 struct decode_steps {
   decltype(&code_steps<8, uint32_t>::list) list;
   decltype(&code_steps<8, uint32_t>::addresses) addresses;

@@ -1,4 +1,4 @@
-// The generic block decoder: the host's.
+// The generic block decoder calls the decoder of the host.
 #include "frame/host.h"
 #include "frame/level.hpp"
 

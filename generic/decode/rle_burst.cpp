@@ -5,7 +5,7 @@
 
 namespace {
 
-// By the suffix of a kernel.
+// The suffix of a kernel selects one of these.
 template <unsigned Bits>
 using runs = vorn::summed_runs<Bits>;
 template <unsigned Bits>
@@ -15,7 +15,7 @@ using runs_cla = vorn::indexed_runs;
 
 VORN_KERNELS_BEGIN
 
-// The assertions stand in the kernels, which they name.
+// The assertions stand in the kernels, since an assertion names its function.
 #define VORN_DEFINE_BURST(op, OP, enc, ENC, w, suffix)                                                                 \
   uint32_t vorn_burst_rle_##w##bit##suffix(vorn_cv *res, vorn_cv *src, vorn_aux *aux) {                                \
     VORN_ASSERT(src->vorn_cv_encoding_context->vorn_enc_ctx_flags &VORN_RLE,                                           \

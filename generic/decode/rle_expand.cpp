@@ -1,3 +1,4 @@
+// The kernels that expand run values to row values, and fills of elements.
 #include "generic/decode/rle_expand.hpp"
 
 VORN_KERNELS_BEGIN

@@ -1,4 +1,4 @@
-// Reader of run lengths: bytes, or big-endian 16-bit numbers at any address.
+// The reader of run lengths.  Lengths are bytes, or big-endian 16-bit numbers at any address.
 #pragma once
 
 #include "generic/big_endian.hpp"
@@ -11,10 +11,10 @@ public:
 
   uint32_t operator[](uint64_t run) const { return wide_ ? load_big<uint16_t>(bytes_ + 2 * run) : bytes_[run]; }
 
-  // loop(length), where length(run) does not ask for the width each time.
+  // Calls loop(length).  length(run) does not test the width again for each run.
   template <class Loop>
   void over(Loop loop) const {
-    const uint8_t *bytes = bytes_; // the loop may store bytes
+    const uint8_t *bytes = bytes_; // a copy stays in a register while the loop stores bytes
     if (wide_)
       loop([bytes](uint64_t run) -> uint32_t { return load_big<uint16_t>(bytes + 2 * run); });
     else

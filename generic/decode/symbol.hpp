@@ -1,4 +1,4 @@
-// The decoders of unpacked codes: the value of every element of an array, as an address or as a copy.
+// The decoders of unpacked codes.  They find the value of every element of an array, as an address or as a copy.
 #pragma once
 
 #include "generic/decode/symbols.hpp"
@@ -33,13 +33,13 @@ uint32_t decode_elements(vorn_cv *res, const vorn_cv *src) {
   return decode_symbols(res, *src->vorn_cv_encoding_context, src->vorn_cv_nrows, element_codes<Element>(*src));
 }
 
-// The values themselves, back to back.
+// Copies the values, back to back.
 inline uint32_t copy_values(vorn_cv *res, const vorn_cv *src) {
   const equal_symbols symbols(*src->vorn_cv_encoding_context);
   const element_codes<uint32_t> code(*src);
   const uint32_t length = symbols.length();
   auto *out = static_cast<uint8_t *>(res->vorn_cv_vals);
-  if (length == 1) { // a store, not a call
+  if (length == 1) { // a byte is stored without a call of memcpy
     for (uint32_t i = 0; i < src->vorn_cv_nrows; ++i)
       out[i] = *symbols.address(code(i));
   } else if (length != 0) {

@@ -1,4 +1,4 @@
-// Dictionary codes to values: where the value of a code lies and how long it is, by the layout of the dictionary.
+// From dictionary codes to values.  The layout of the dictionary gives the address and the length of a value.
 #pragma once
 
 #include <algorithm>
@@ -14,7 +14,7 @@ struct symbol {
   uint32_t length;
 };
 
-// All values have one length.
+// The layout with one length for all values.
 class equal_symbols {
 public:
   explicit equal_symbols(const vorn_enc_ctx &enc)
@@ -30,7 +30,7 @@ private:
   uint32_t length_;
 };
 
-// Values lie back to back; a CLA says where each begins.
+// The layout with values back to back.  A CLA holds the offset of each value.
 class offset_symbols {
 public:
   explicit offset_symbols(const vorn_enc_ctx &enc)
@@ -38,7 +38,7 @@ public:
         cla_(static_cast<const uint8_t *>(enc.vorn_enc_ctx_dict_cla)) {}
 
   symbol at(uint32_t code) const {
-    const auto bounds = load_big<uint64_t>(cla_ + 4 * uint64_t{code}); // begin and end in one load
+    const auto bounds = load_big<uint64_t>(cla_ + 4 * uint64_t{code}); // one load reads begin and end
     const auto begin = static_cast<uint32_t>(bounds >> 32);
     return {bytes_ + begin, static_cast<uint32_t>(bounds) - begin};
   }
@@ -48,7 +48,7 @@ private:
   const uint8_t *cla_;
 };
 
-// The three output arrays of a decode, one entry per value.
+// The three output arrays of a decoder.  Each has one entry for each value.
 struct symbol_arrays {
   const uint8_t **vals;
   uint16_t *lens;
@@ -70,13 +70,14 @@ inline void write_lengths(const symbol_arrays &out, uint32_t n, uint16_t length,
 // Writes the values of n codes to the entries from `first` on.
 template <class Symbols, class Code>
 void write_symbols(const symbol_arrays &out, uint32_t first, uint32_t n, const Symbols &symbols, Code code) {
-  const Symbols values = symbols; // in registers, as the arrays: they may lie anywhere as far as the compiler knows
+  const Symbols values =
+      symbols; // copies stay in registers, since the output may alias anything for all the compiler knows
   const uint8_t **const vals = out.vals + first;
   uint16_t *const lens = out.lens + first;
   const auto write = [&](uint32_t i) {
     const symbol value = values.at(code(i));
     vals[i] = value.bytes;
-    return lens[i] = static_cast<uint16_t>(value.length); // a value of 2^16 bytes is taken for NULL
+    return lens[i] = static_cast<uint16_t>(value.length); // a value of 2^16 bytes becomes NULL
   };
   if (out.flgs == nullptr) {
     for (uint32_t i = 0; i < n; ++i)
@@ -88,8 +89,8 @@ void write_symbols(const symbol_arrays &out, uint32_t first, uint32_t n, const S
   }
 }
 
-// Decodes n codes, which codes.write(symbols, out) does.  Where every value is NULL it is not asked, so that a stream
-// is not decompressed for nothing.
+// Decodes n codes by codes.write(symbols, out).  If every value is NULL, write is not called, so that no stream is
+// decompressed for nothing.
 template <class Codes>
 uint32_t decode_symbols(vorn_cv *res, const vorn_enc_ctx &enc, uint32_t n, const Codes &codes) {
   const symbol_arrays out(*res);

@@ -1,5 +1,5 @@
-// The unpackers: packed codes to an array of plain integers, for the rows of a filter, of a list or of a range, in
-// batches that resume where the last one stopped.
+// The unpackers.  They turn packed codes into an array of plain integers, for the rows of a filter, of a list or of a
+// range.  A call resumes at the position where the last call stopped.
 #pragma once
 
 #include <algorithm>
@@ -17,7 +17,7 @@ struct unpack_texts {
   const char *empty_list;
 };
 
-// The steps for one width of codes and one size of elements.
+// The steps for codes of one width and elements of one size.
 struct unpack_steps {
   uint32_t element_size;
   decltype(&code_steps<8, uint8_t>::range) range;
@@ -55,7 +55,7 @@ private:
     const uint64_t *rows = aux_.vorn_aux_filter_bv;
     const uint32_t nrows = src_.vorn_cv_nrows, first = aux_.vorn_aux_start_slot;
     uint32_t room = res_.vorn_cv_nrows;
-    uint32_t last = nrows - 1; // over runs, also where there is no room at all
+    uint32_t last = nrows - 1; // over runs this is also the result without any room
     if (!runs_)
       last = steps_.filter(stream_, rows, first, room, out_);
     else if (room != 0)
@@ -87,7 +87,7 @@ private:
   }
 
   // Unpacks the codes of the runs into the tail of the output and expands them in place.  A run has at least one row,
-  // so that the expansion never overtakes the codes that it has still to read.
+  // so the expansion never overwrites a code before it reads it.
   void unpack_runs(uint32_t first, uint32_t n) {
     cursor_.move_to(first);
     const uint32_t first_run = cursor_.run();
@@ -97,7 +97,7 @@ private:
     const uint32_t nruns = cursor_.run() - first_run + 1;
     uint8_t *const tail = out_ + uint64_t{n - nruns} * steps_.element_size;
     steps_.range(stream_, first_run, nruns, tail);
-    // The last element is in its place already.
+    // The last element already has its final position.
     steps_.expand(out_, tail, nruns, cursor_.lengths().from(first_run), first_end - first, cursor_.end() - last);
     store_cursor();
   }
@@ -134,7 +134,7 @@ private:
   uint8_t *out_;
 };
 
-// A kernel: elements of the least size that holds a code, or of 4 bytes.
+// The body of a kernel.  Elements have the least size that holds a code, or 4 bytes.
 template <template <unsigned, class> class Steps, unsigned W>
 uint32_t unpack(const unpack_texts &texts, vorn_cv *res, vorn_cv *src, vorn_aux *aux) {
   const unpack_steps &steps = aux->vorn_aux_flags & VORN_AUX_UNPACK_UB4 ? unpack_steps_of<Steps, W, uint32_t>

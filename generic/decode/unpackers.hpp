@@ -1,4 +1,4 @@
-// The unpack kernel of a column, within a level.
+// Finds the unpack kernel of a column, within a level.
 #pragma once
 
 #include "frame/level.hpp"
@@ -6,7 +6,7 @@
 
 namespace vorn::inline VORN_LEVEL {
 
-// By the type code of the column's encoding; null for one that has no kernel.
+// Takes the type code of the column's encoding.  Returns null if there is no kernel for it.
 vorn_unary_fn unpacker_of(uint64_t type_code);
 
 } // namespace vorn::inline VORN_LEVEL

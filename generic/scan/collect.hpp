@@ -1,4 +1,4 @@
-// One bit for each of 64 rows.
+// Collects one bit for each of 64 rows.
 #pragma once
 
 #include <cstdint>
@@ -8,12 +8,12 @@
 
 namespace vorn::inline VORN_LEVEL {
 
-// hit(i) answers 0 or 1 for row i.  By_vector: the 64 answers can be computed side by side.
+// hit(i) returns 0 or 1 for row i.  With By_vector, the compiler can compute the 64 answers in vectors.
 template <bool By_vector, class Hit>
 inline uint64_t collect64(Hit hit) {
   uint64_t word = 0;
   if constexpr (By_vector) {
-    alignas(8) uint8_t hits[64]; // this loop becomes vector code
+    alignas(8) uint8_t hits[64]; // the compiler vectorises this loop
     for (unsigned i = 0; i < 64; ++i)
       hits[i] = hit(i);
     for (unsigned group = 0; group < 64; group += 8) {
@@ -22,7 +22,7 @@ inline uint64_t collect64(Hit hit) {
       word |= (bytes * 0x0102040810204080U >> 56) << group; // bit 0 of byte k moves to bit k of the top byte
     }
   } else {
-    for (unsigned group = 0; group < 64; group += 8) { // short chains of bits beat a detour over memory
+    for (unsigned group = 0; group < 64; group += 8) { // short chains of shifts are faster than a way through memory
       unsigned byte = 0;
       for (unsigned k = 8; k-- > 0;)
         byte = 2 * byte + hit(group + k);

@@ -1,7 +1,7 @@
-// Expands a list of predicates to kernels: for each entry the named kernel, its selective twin and the description that
-// both hand to the scans.  The stream of a kernel is reported under the name of its one-sided main kernel.
+// Expands a list of predicates to kernels.  Each entry becomes the named kernel, its selective twin, and the
+// description that both pass to the scans.  A kernel reports its stream under the name of its one-sided main kernel.
 //
-// A source that uses it says what its rows are:
+// A source that uses these macros defines its rows:
 //
 //     template <unsigned W, bool Flag> struct row_form { using reader = ...; static constexpr bool nulls = ...; };
 #pragma once

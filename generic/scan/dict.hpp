@@ -1,4 +1,4 @@
-// Reader of dictionary codes, for the scans.
+// The reader of dictionary codes for the scans.
 #pragma once
 
 #include "frame/vorn.h"
@@ -7,10 +7,10 @@
 
 namespace vorn::inline VORN_LEVEL {
 
-// One bit for each of the 64 codes of a block: does the predicate select it?
+// One bit for each of the 64 codes of a block: 1 where the predicate selects the code.
 template <unsigned W, class Predicate>
 inline uint64_t match_block(const uint8_t *block, const Predicate &predicate) {
-  if constexpr (W == 8 || W == 64) { // bytes lie ready, and words gain nothing from a detour over memory
+  if constexpr (W == 8 || W == 64) { // bytes need no unpacking, and words gain nothing from it
     return predicate.template match64<lane<W>>(
         [&](unsigned i) { return load_big<lane<W>>(block + i * sizeof(lane<W>)); });
   } else {
@@ -20,7 +20,7 @@ inline uint64_t match_block(const uint8_t *block, const Predicate &predicate) {
   }
 }
 
-// The code stream of nrows rows.  Nothing is read behind the last code.
+// The code stream of nrows rows.  Nothing is read after the last code.
 template <unsigned W>
 class dict {
 public:
@@ -33,7 +33,7 @@ public:
 
   static bool accepts(const vorn_cv & /*cst*/) { return true; }
 
-  // The constant as the full pass sees it: at the widths 8 and 16 only as wide as a code.
+  // The constant for the full scan.  At the widths 8 and 16 it is only as wide as a code.
   static uint64_t constant(const vorn_cv &cst) {
     if constexpr (W == 8 || W == 16) {
       lane<W> code;
@@ -44,14 +44,14 @@ public:
     }
   }
 
-  // The constant as the visit of single rows sees it.
+  // The constant for the visit of single rows.
   static uint64_t selective_constant(const vorn_cv &cst) {
     uint32_t code;
     std::memcpy(&code, cst.vorn_cv_vals, sizeof code);
     return code;
   }
 
-  // One bit for each of the rows 64 * word and following, 0 behind the last row.
+  // One bit for each of the 64 rows from 64 * word on, and 0 after the last row.
   template <class Predicate>
   uint64_t match(uint64_t word, const Predicate &predicate) const {
     const uint8_t *block = stream_ + word * (8 * W);

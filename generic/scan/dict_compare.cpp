@@ -1,4 +1,4 @@
-// The predicate kernels over dictionary codes: 460 slots and their 460 selective twins, which differ in nothing but
+// The predicate kernels over dictionary codes: 460 slots and their 460 selective twins.  The kernels differ only in
 // width, operation and form.
 #include "generic/engine.hpp"
 #include "generic/scan/define_predicates.hpp"

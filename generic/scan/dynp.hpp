@@ -1,8 +1,8 @@
-// Reader of dynamic-packed values: back to back, each without its trailing zero bytes, in classes of W bits.  A value's
-// length code is one less than its bytes.  With Tz it is a second sort key.
+// The reader of dynamic-packed values.  Values of a class of W bits lie back to back, each without its trailing zero
+// bytes.  The length code of a value is its number of bytes minus 1.  With Tz the length code is a second sort key.
 //
-// Where a row lies depends on all rows before it.  The reader therefore moves along with the scans: match is called for
-// the words from 0 on, at for rows in ascending order, and never both.
+// The position of a row depends on all rows before it.  So the reader moves along with a scan.  A scan calls match for
+// the words from 0 on, or it calls at for rows in ascending order.  It never calls both.
 #pragma once
 
 #include <algorithm>
@@ -19,7 +19,7 @@ class dynp {
   using key = sort_key<W, Tz>;
   using lane_type = typename key::lane_type;
   using value = lane<W>;
-  static constexpr uint8_t longest = W / 8 - 1; // the highest code of a stream
+  static constexpr uint8_t longest = W / 8 - 1; // the highest length code
 
 public:
   using loops = word_loops;
@@ -29,7 +29,7 @@ public:
   dynp(const uint8_t *stream, uint32_t nrows, const vorn_cv &src, const vorn_cv & /*cst*/)
       : values_(stream), nrows_(nrows), lens_(src.vorn_cv_lens, nrows) {}
 
-  // One more than the longest code is let through: it is that of no row.
+  // The code after the longest one is accepted too.  No row has it.
   static bool accepts(const vorn_cv &cst) { return code_of(cst) <= W / 8; }
 
   static number constant(const vorn_cv &cst) {
@@ -37,17 +37,17 @@ public:
   }
   static number selective_constant(const vorn_cv &cst) { return constant(cst); }
 
-  // One bit for each of the rows 64 * word and following, 0 behind the last row.
+  // One bit for each of the 64 rows from 64 * word on, and 0 after the last row.
   template <class Predicate>
   uint64_t match(uint64_t word, const Predicate &predicate) {
     const auto rows = static_cast<unsigned>(std::min<uint64_t>(nrows_ - 64 * word, 64));
     uint8_t codes[64];
     lens_.unpack(word, codes);
-    if (W == 64) // what is no code must not lead out of the buffers
+    if (W == 64) // an illegal code must not lead out of the buffers
       std::for_each(codes, codes + 64, [](uint8_t &code) { code &= longest; });
 
-    // Every load ends with its value, so that none goes past the last one.  The first values have too little in front
-    // of them: they move to where there is more.
+    // Every load ends with its value, so no load goes past the last value.  There are too few bytes before the first
+    // values, so these values move to a buffer that has more bytes before them.
     const uint8_t *bytes = values_;
     uint8_t moved[65 * sizeof(value)];
     if (word == 0) {
@@ -72,7 +72,8 @@ public:
   number at(uint64_t row) {
     for (; row >= base_ + per_byte; base_ += per_byte)
       position_ += length_consumed<W>[codes_of(base_)];
-    // The codes before the row, moved to the end of a byte of their own whose other codes are 0 and count 1 each.
+    // The codes of the rows before the row, moved to the end of a byte.  The other codes of that byte are 0, and each
+    // counts one byte.
     const auto before = static_cast<unsigned>(row - base_);
     const unsigned preceding = codes_of(base_) >> (8 - before * length_codes<W>::bits);
     const uint64_t position = position_ + length_consumed<W>[preceding] - (per_byte - before);
@@ -92,19 +93,19 @@ protected:
 private:
   static constexpr unsigned per_byte = length_codes<W>::per_byte;
 
-  // The codes of a byte of them.  What is no code must not lead out of the buffers.
+  // A byte of length codes.  An illegal code must not lead out of the buffers.
   unsigned codes_of(uint64_t first_row) const { return lens_.byte(first_row / per_byte) & (W == 64 ? 0x77U : 0xffU); }
 
   static uint8_t code_of(const vorn_cv &cst) { return *static_cast<const uint8_t *>(cst.vorn_cv_lens); }
 
-  // The value whose stored bytes are the last code + 1 of bits: zeros follow them.
+  // The value whose code + 1 stored bytes are the last bytes of `bits`.  Zeros follow the stored bytes.
   static value padded(value bits, unsigned code) { return static_cast<value>(bits << (W - 8 - 8 * code)); }
 
-  const uint8_t *values_; // from the row of the next match on, or the whole stream under at
+  const uint8_t *values_; // match: the values from the next word on; at: the whole stream
   uint32_t nrows_;
   length_codes<W> lens_;
-  uint64_t base_ = 0;     // under at: the first row of a byte of length codes
-  uint64_t position_ = 0; // and where its value begins
+  uint64_t base_ = 0;     // at: the first row of the current byte of length codes
+  uint64_t position_ = 0; // at: the position of the value of that row
 };
 
 } // namespace vorn::inline VORN_LEVEL

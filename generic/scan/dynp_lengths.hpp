@@ -1,4 +1,4 @@
-// How many value bytes the rows of one byte of a length stream take, for the classes of 2, 4 and 8 bytes.
+// The number of value bytes of the rows of one byte of length codes, for the classes of 2, 4 and 8 bytes.
 #pragma once
 
 #include <cstdint>
@@ -13,7 +13,7 @@ struct length_table {
   constexpr uint8_t operator[](unsigned byte) const { return bytes[byte]; }
 };
 
-// A row takes its code plus 1.  A pair of 4-bit codes of which one is no code counts as two rows of 8.
+// A row takes its code plus 1.  If a 4-bit code of a byte is illegal, both rows of the byte count 8.
 constexpr length_table bytes_consumed(unsigned width) {
   length_table table = {};
   const unsigned bits = length_code_bits(width), longest = width / 8, rows = 8 / bits;

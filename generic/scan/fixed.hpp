@@ -1,5 +1,5 @@
-// Reader of fixed values: big-endian numbers at a fixed stride, in classes of W bits.  The classes of 32 and 64 bits
-// serve every narrower width too.  With Tz a row has a second sort key, its length code.
+// The reader of fixed values: big-endian numbers at a fixed stride, in classes of W bits.  The classes of 32 and 64
+// bits also serve narrower widths.  With Tz a row has a second sort key, its length code.
 #pragma once
 
 #include <algorithm>
@@ -19,7 +19,7 @@ inline void read64(const uint8_t *block, unsigned stride, Value *values) {
       values[i] = load_big<Value>(block + i * sizeof(Value));
     return;
   }
-  // Each load ends with its number, but the first few begin with the block.
+  // Each load ends with its number, except that the first few loads begin with the block.
   const unsigned forward = 8 / stride;
   for (unsigned i = 0; i < forward; ++i)
     values[i] = static_cast<Value>(load_big<uint64_t>(block + i * stride) >> (64 - 8 * stride));
@@ -27,13 +27,13 @@ inline void read64(const uint8_t *block, unsigned stride, Value *values) {
     values[i] = static_cast<Value>(load_big<uint64_t>(block + (i + 1) * stride - 8) & low_bits(8 * stride));
 }
 
-// The values of nrows rows.  Nothing is read behind the last value or the last length code.
+// The values of nrows rows.  Nothing is read after the last value or after the last length code.
 template <unsigned W, bool Tz>
 class fixed {
   using key = sort_key<W, Tz>;
   using lane_type = typename key::lane_type;
   using value =
-      std::conditional_t<Tz, lane<(W < 64 ? W + 8 : 64)>, lane<W>>; // with Tz also what is wider than the class
+      std::conditional_t<Tz, lane<(W < 64 ? W + 8 : 64)>, lane<W>>; // with Tz a value may be wider than the class
 
 public:
   using loops = word_loops;
@@ -58,7 +58,7 @@ public:
   }
   number selective_constant(const vorn_cv &cst) const { return constant(cst); }
 
-  // One bit for each of the rows 64 * word and following, 0 behind the last row.
+  // One bit for each of the 64 rows from 64 * word on, and 0 after the last row.
   template <class Predicate>
   uint64_t match(uint64_t word, const Predicate &predicate) const {
     check_width();
@@ -86,9 +86,9 @@ protected:
   const uint8_t *values() const { return values_; }
   unsigned stride() const { return stride_; }
   const uint8_t *lens() const { return lens_.bytes(); }
-  const uint8_t *uniform() const { return uniform_; } // the length code of all rows, where they share one
+  const uint8_t *uniform() const { return uniform_; } // the length code of all rows, or null if each row has one
 
-  // With the second key only these strides have a reading.
+  // With the second key, only these widths have a meaning.
   void check_width() const {
     if constexpr (Tz && W > 16)
       if (width_ != W && width_ != 24 && width_ != 40 && width_ != 48 && width_ != 56)
@@ -100,7 +100,7 @@ private:
   uint64_t match_block(const uint8_t *block, uint64_t word, const Predicate &predicate) const {
     if constexpr (!Tz)
       if (stride_ == W / 8)
-        return vorn::match_block<W>(block, predicate); // the same thing as codes of this width
+        return vorn::match_block<W>(block, predicate); // the values are codes of this width
     value values[64];
     read64(block, stride_, values);
     uint8_t codes[64];
@@ -119,7 +119,8 @@ private:
   const uint8_t *uniform_ = nullptr;
 };
 
-// Bytes are dictionary codes of 8 bits.  They have no second key, and every kernel takes one byte of the constant.
+// Bytes are read as dictionary codes of 8 bits.  They have no second key, and every kernel takes one byte of the
+// constant.
 template <bool Tz>
 class fixed<8, Tz> : public dict<8> {
 public:

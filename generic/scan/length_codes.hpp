@@ -1,15 +1,16 @@
-// Length codes of rows, the second sort key of fixed and dynamic-packed values, and the number that stands for a value
-// with it.
+// Length codes of rows, and the number that stands for a value with its length code.  The length code is the second
+// sort key of fixed and dynamic-packed values.
 #pragma once
 
 #include "generic/codes.hpp"
 
 namespace vorn::inline VORN_LEVEL {
 
-// The bits of a length code in the class of W-bit values.
+// The number of bits of a length code in the class of W-bit values.
 constexpr unsigned length_code_bits(unsigned W) { return W == 64 ? 4 : W == 32 ? 2 : 1; }
 
-// What is compared of a row.  Two keys make one number, the value above the length code, which sorts as the pair does.
+// The number that predicates compare.  Two keys make one number, with the value above the length code.  The number
+// sorts like the pair.
 template <unsigned W, bool Tz>
 struct sort_key {
   using lane_type = lane<Tz ? W + 8 : W>;
@@ -25,7 +26,7 @@ struct sort_key {
   }
 };
 
-// The codes of nrows rows, packed like dictionary codes of the same width.  Nothing is read behind the last one.
+// The codes of nrows rows, packed like dictionary codes of the same width.  Nothing is read after the last code.
 template <unsigned W>
 class length_codes {
 public:
@@ -34,7 +35,7 @@ public:
 
   length_codes(const void *bytes, uint32_t nrows) : bytes_(static_cast<const uint8_t *>(bytes)), nrows_(nrows) {}
 
-  // The codes of the rows 64 * word and following, 0 behind the last row.
+  // The codes of the 64 rows from 64 * word on, and 0 after the last row.
   void unpack(uint64_t word, uint8_t *codes) const {
     const uint8_t *block = bytes_ + word * (8 * bits);
     const uint64_t rows = nrows_ - 64 * word;
@@ -48,8 +49,8 @@ public:
   uint8_t byte(uint64_t index) const { return bytes_[index]; }
 
   uint8_t at(uint64_t row) const {
-    const uint64_t behind = per_byte - 1 - row % per_byte;
-    return static_cast<uint8_t>(byte(row / per_byte) >> (bits * behind) & low_bits(bits));
+    const uint64_t codes_after = per_byte - 1 - row % per_byte;
+    return static_cast<uint8_t>(byte(row / per_byte) >> (bits * codes_after) & low_bits(bits));
   }
 
 private:

@@ -1,4 +1,4 @@
-// The ten predicates, plain and with NULL, as one predicate on an unsigned number: is it in an interval?
+// The ten predicates, plain and with NULL, as one predicate on an unsigned number: the number lies in an interval.
 #pragma once
 
 #include <cstdint>
@@ -8,28 +8,28 @@
 
 namespace vorn::inline VORN_LEVEL {
 
-// Of a comparison: those with two constants are the last ones.
+// A range has two constants.  Ranges are the last comparisons in the order of operations.
 constexpr bool is_range(unsigned opcode) { return opcode >= VORN_OPC_GT_LT; }
 
-// Has a predicate one answer for every row?
+// Whether a predicate has the same result for every row.
 enum class constant_result { no, none_match, all_match };
 
-// x matches when (x - low <= span) differs from `outside` and, with `nonzero`, x is not 0.  The bounds fit the width of
-// the numbers, so that the difference may be taken in any lane that holds one.
+// x matches if (x - low <= span) differs from `outside` and, with `nonzero`, x is not 0.  The bounds fit the width of
+// the numbers, so the difference can be taken in any lane that holds a number.
 template <class Number>
 struct interval {
   Number low;
   Number span;
-  bool outside; // the complement: ne, and the empty set
-  bool nonzero; // ne with NULL: two points are cut out
+  bool outside; // the complement, for ne and for the empty set
+  bool nonzero; // for ne with NULL, two points are cut out
 
   constexpr bool contains(Number x) const {
     const bool inside = x - low <= span;
     const bool cut_out = nonzero & (x == 0);
-    return (inside != outside) & !cut_out; // no branch: the answer is the caller's selectivity
+    return (inside != outside) & !cut_out; // no branch, since the result is as unpredictable as the selectivity
   }
 
-  // One bit for each of 64 numbers; code(i) gives number i.
+  // One bit for each of 64 numbers.  code(i) returns number i.
   template <class Lane, class Code>
   uint64_t match64(Code code) const {
     const auto in_range = [&](Lane from, Lane length) {
@@ -45,12 +45,12 @@ struct interval {
     return word;
   }
 
-  // Rows are read even where no number, or every number, lies inside.
+  // Rows are read even if no number, or every number, lies inside.
   static constexpr constant_result folds_to(Number /*max*/) { return constant_result::no; }
 };
 
-// The numbers from 0 to max that satisfy `opcode` with the constant c, or lo and hi of a range.  With nulls, 0 stands
-// for NULL and satisfies nothing.
+// The numbers from 0 to max that satisfy `opcode` with the constant c, or a range with the constants c and hi.  With
+// nulls, 0 stands for NULL and satisfies nothing.
 template <class Number>
 constexpr interval<Number> normalise(unsigned opcode, bool nulls, Number max, Number c, Number hi) {
   Number low = nulls ? 1 : 0;

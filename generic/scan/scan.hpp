@@ -1,6 +1,6 @@
-// The two scans behind every predicate kernel: the full pass and its selective twin.  A Reader says where row r of a
-// stored form is and which number stands there, and names the pass that runs over it.  A Predicate, an interval or a
-// set, is asked for 64 numbers at once or for one.  The scans own target, stream, mask, filter and count.
+// The two scans of every predicate kernel: the full scan and its selective twin.  A Reader knows the position and the
+// number of each row of a stored form, and names the loops that run over it.  A Predicate is an interval or a set, and
+// tests 64 numbers at once or one.  The scans handle target, stream, mask, filter and count.
 #pragma once
 
 #include <algorithm>
@@ -12,7 +12,8 @@
 
 namespace vorn::inline VORN_LEVEL {
 
-// What a named comparison hands to the scans.  A one-sided one passes its constant as lo and hi.
+// The description that a named comparison passes to the scans.  A one-sided comparison passes its constant as lo and
+// hi.
 struct compare_kernel {
   static constexpr operation reported = operations::compare;
   static constexpr bool masked = true;
@@ -20,7 +21,7 @@ struct compare_kernel {
   unsigned opcode;
   bool nulls; // 0 stands for NULL
   stream_texts texts;
-  vorn_kernel twin; // its selective twin, of the same shape
+  vorn_kernel twin; // the selective twin, with the same parameters
 
   template <class Reader>
   auto predicate(const Reader &rows, const vorn_cv &lo, const vorn_cv &hi) const {
@@ -40,8 +41,8 @@ struct compare_kernel {
 
 inline uint32_t verdict(uint32_t count) { return count == 0 ? VORN_RESULT_EMPTY : VORN_RESULT_DONE; }
 
-// The full pass.  Every row is evaluated, whatever the filter; a run-length source is evaluated once per run, into its
-// per-run vector, which the burst callback then expands to rows.
+// The full scan.  Every row is evaluated, also rows that the filter excludes.  A run-length source is evaluated once
+// for each run, into the per-run vector.  The burst callback then expands that vector to rows.
 template <class Reader, class Kernel>
 [[gnu::noinline]] uint32_t scan(const Kernel &kernel, vorn_cv *res, vorn_cv *src, const vorn_cv *lo, const vorn_cv *hi,
                                 vorn_aux *aux) {
@@ -75,7 +76,7 @@ template <class Reader, class Kernel>
   return enc.vorn_enc_ctx_burst_fn(aux->vorn_aux_ctx, res, src, &burst);
 }
 
-// Visits the rows of the filter alone, in their order, each at its own place.  Never used over runs.
+// Visits only the rows of the filter, in ascending order.  It is never used over runs.
 template <class Reader, class Kernel>
 [[gnu::noinline]] uint32_t scan_selective(const Kernel &kernel, vorn_cv *res, vorn_cv *src, const vorn_cv *lo,
                                           const vorn_cv *hi, vorn_aux *aux) {
@@ -84,7 +85,7 @@ template <class Reader, class Kernel>
   const uint64_t *filter = aux->vorn_aux_filter_bv;
   Reader rows(obtain_stream(*src, *aux, kernel.texts), nrows, *src, *lo);
   set(*aux, Kernel::reported.selective);
-  std::fill_n(out, words_of(nrows), 0);
+  clear_words(out, words_of(nrows));
 
   const auto predicate = kernel.selective_predicate(rows, *lo, *hi);
   uint32_t count = 0;

@@ -1,5 +1,5 @@
-// The loops of the two scans that every reader can have: a full pass one word of 64 rows at a time, and a visit of
-// single rows.  An engine of a level is a reader with another pass.
+// The loops of the two scans for any reader: a full scan that takes a word of 64 rows at a time, and a visit of single
+// rows.  The engine of a level has readers with other loops.
 #pragma once
 
 #include "frame/bits.hpp"
@@ -9,19 +9,21 @@
 namespace vorn::inline VORN_LEVEL {
 
 struct word_loops {
-  // Writes a bit for each of nrows rows, zeros up to the end of the last word, and returns how many are selected.
+  // Writes a bit for each of nrows rows, and zeros up to the end of the last word.  Returns the number of selected
+  // rows.
   template <class Reader, class Predicate>
   static uint32_t select(Reader &rows, const Predicate &predicate, uint64_t *out, uint32_t nrows) {
     uint32_t count = 0;
     for (uint64_t word = 0; word < words_of(nrows); ++word) {
-      out[word] = rows.match(word, predicate);
-      count += popcount(out[word]);
+      const uint64_t bits = rows.match(word, predicate);
+      set_word(out, word, bits);
+      count += popcount(bits);
     }
     return count;
   }
 
-  // Sets the bits of the selected ones among the rows of the filter, in a vector of zeros, and returns how many they
-  // are.
+  // Sets the bits of the selected rows among the rows of the filter.  `out` holds zeros before.  Returns the number of
+  // selected rows.
   template <class Reader, class Predicate>
   static uint32_t visit(Reader &rows, const Predicate &predicate, const uint64_t *filter, uint64_t *out,
                         uint32_t nrows) {
@@ -34,7 +36,7 @@ struct word_loops {
       for (uint32_t i = 0; i < fetched; ++i) {
         const uint32_t row = batch[i];
         const uint32_t hit = predicate.contains(rows.at(row));
-        out[row >> 6] |= uint64_t{hit} << (row & 63);
+        set_word(out, row / 64, get_word(out, row / 64) | uint64_t{hit} << row % 64);
         count += hit;
       }
     } while (fetched == 8);

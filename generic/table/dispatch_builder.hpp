@@ -1,5 +1,6 @@
-// The dispatch table as a computation: every entry says its axes and its name, and compilation stops where the name
-// that the slot's bits spell differs from the entry's own, where two entries claim one slot, or where a count is off.
+// Computes the dispatch table at compile time.  Every entry has its axes and its name.  The compilation stops if the
+// name that follows from the bits of a slot differs from the name of its entry, if two entries claim one slot, or if a
+// number of kernels is wrong.
 #pragma once
 
 #include <algorithm>
@@ -12,10 +13,11 @@
 #include "frame/level.hpp"
 #include "frame/names.hpp"
 #include "frame/vorn.h"
+#include "generic/table/slot_bits.hpp"
 
 namespace vorn::inline VORN_LEVEL {
 
-// What is wrong with a table: the kernel or family, its slot or the number found, and the reason.
+// A fault of a table: the kernel or the family, the slot or the number of kernels, and the reason.
 struct dispatch_fault {
   char name[64] = {};
   uint64_t number = 0;
@@ -25,7 +27,7 @@ struct dispatch_fault {
 struct dispatch {
   std::array<vorn_kernel, VORN_DISPATCH_SLOTS> kernels = {};
   std::array<const char *, VORN_DISPATCH_SLOTS> names = {};
-  dispatch_fault fault; // the first one; without a reason, there is none
+  dispatch_fault fault; // the first fault; there is none if the reason is empty
 };
 
 struct dispatch_entry {
@@ -41,8 +43,8 @@ struct dispatch_entry {
       : slot(at), kernel{.ternary = function}, name(called) {}
 };
 
-// The slot of a kernel by its axes.  A suffix is the flag, but for bursts: without a CLA they stand one width code
-// lower.
+// The slot of a kernel by its axes.  A suffix sets the flag, except for bursts: a burst without a CLA has the next
+// lower width code.
 constexpr uint32_t slot_of(uint32_t opcode, uint32_t encoding, uint32_t width, std::string_view suffix) {
   const bool runs = encoding == VORN_ENC_RLE;
   const uint32_t code = width_code(runs && suffix.empty() ? width - 1 : width);
@@ -50,17 +52,8 @@ constexpr uint32_t slot_of(uint32_t opcode, uint32_t encoding, uint32_t width, s
   return flag << 12 | code << 7 | encoding << 5 | opcode;
 }
 
-// How the bits of a slot spell a name: "vorn_", the operation and what follows.  They are read from the slot alone, not
-// from the axes of an entry.  Each rule checks what follows the operation.
-struct slot_bits {
-  uint32_t slot;
-
-  constexpr uint32_t opcode() const { return slot & 31; }
-  constexpr uint32_t encoding() const { return slot >> 5 & 3; }
-  constexpr uint32_t width_code() const { return slot >> 7 & 31; }
-  constexpr bool flag() const { return slot >> 12 & 1; }
-};
-
+// The bits of a slot spell a name: "vorn_", the operation, and the rest.  The rules read the slot alone, not the axes
+// of an entry.  Each rule checks the rest.
 constexpr bool consists_of(std::string_view name, std::initializer_list<std::string_view> parts) {
   for (const std::string_view part : parts) {
     if (!name.starts_with(part))
@@ -76,7 +69,7 @@ constexpr bool spells_column(slot_bits bits, std::string_view rest) {
                             bits.flag() ? suffix : ""});
 }
 
-// An odd width code says that there is a CLA.
+// An odd width code means that there is a CLA.
 constexpr bool spells_burst(slot_bits bits, std::string_view rest) {
   const bool indexed = bits.width_code() % 2 == 1;
   return !bits.flag() &&
@@ -116,7 +109,7 @@ constexpr bool spells(slot_bits bits, std::string_view name) {
   }
 }
 
-// Ends the compilation when there is a fault, which the compiler shows as the argument of this template.
+// Stops the compilation if there is a fault.  The compiler shows the fault as the argument of this template.
 template <dispatch_fault Fault>
 consteval void prove() {
   static_assert(Fault.reason[0] == '\0',
@@ -139,7 +132,7 @@ public:
   }
 
 private:
-  // The first fault is kept.
+  // Only the first fault is recorded.
   constexpr void reject(std::string_view name, uint64_t number, std::string_view reason) {
     dispatch_fault &fault = table_.fault;
     if (fault.reason[0] != '\0')
@@ -179,7 +172,7 @@ private:
   vorn::dispatch_entry(vorn::slot_of(VORN_OPC_##OP, VORN_ENC_##ENC, w, #suffix), VORN_KERNEL_NAME(op, enc, w, suffix), \
                        VORN_KERNEL_TEXT(VORN_KERNEL_NAME(op, enc, w, suffix))),
 
-// Declarations, by the shape of the kernels of a family.
+// Declarations, one macro for each shape of kernels.
 #define VORN_DECLARE_unary(op, OP, enc, ENC, w, suffix, ...)                                                           \
   uint32_t VORN_KERNEL_NAME(op, enc, w, suffix)(vorn_cv *, vorn_cv *, vorn_aux *);
 #define VORN_DECLARE_binary(op, OP, enc, ENC, w, suffix, ...)                                                          \

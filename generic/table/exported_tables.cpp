@@ -1,5 +1,5 @@
-// The tables of kernels that libvorn exports for its host.  The exported names are C arrays, which no function can
-// return: they are aliases of what is computed here.
+// The constant tables that libvorn exports for its host.  The exported names are C arrays, and no function can return
+// an array.  So the exported names are aliases of objects that are computed here.
 #include <array>
 #include <bit>
 

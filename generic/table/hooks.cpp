@@ -1,4 +1,4 @@
-// The slots of a level that need no set-up of its own.
+// The hooks of a level.  No level needs a set-up of its own, so they do nothing.
 #include "generic/table/record.hpp"
 
 VORN_KERNELS_BEGIN

@@ -1,4 +1,4 @@
-// The kernels of the placeholder slots: they write nothing and answer done.
+// The kernels of the placeholder slots.  They write nothing and return VORN_RESULT_DONE.
 #include "frame/level.hpp"
 #include "frame/vorn.h"
 #include "generic/families.hpp"

@@ -1,4 +1,4 @@
-// The record of a level.  The levels differ in status, name and the code behind the slots.
+// The record of a level.  The records differ in status, name and the kernels in their slots.
 #pragma once
 
 #include "frame/level.hpp"
@@ -6,7 +6,7 @@
 #include "frame/vorn_specialized.h"
 #include "generic/bitvec/family.hpp"
 
-// NOLINTBEGIN(readability-redundant-declaration): the generic level's own stand in vorn.h too
+// NOLINTBEGIN(readability-redundant-declaration): vorn.h declares the generic ones too
 VORN_KERNELS_BEGIN
 VORN_DECLARE_BIT_VECTORS(lbiv, void)
 VORN_DECLARE_BIT_VECTORS(lbiwv, uint64_t)

@@ -1,5 +1,5 @@
-// Codes of one bit: a code is its answer, or the opposite of it, or makes no difference.  The bits of a byte stand the
-// other way round.
+// Codes of one bit.  The result for a code is the code, its opposite, or the same for both codes.  The first code of a
+// byte is its top bit, and the first row of a result is the lowest bit, so the bits of each byte are reversed.
 #pragma once
 
 #include <algorithm>
@@ -10,7 +10,7 @@
 
 namespace vorn::inline VORN_LEVEL {
 
-// The bits of each byte in reverse order, by its nibbles.
+// Reverses the bits of each byte, by a table of nibbles.
 inline vector reversed_bytes(vector x) {
   constexpr auto nibbles = [](unsigned shift) {
     std::array<uint8_t, 16> out = {};
@@ -24,8 +24,9 @@ inline vector reversed_bytes(vector x) {
          shuffled(in_each_half(to_low), VORN_VECTOR(srli_epi16)(x, 4) & nibble);
 }
 
-// Sets a bit for each of nrows codes that is taken, by whether zeros and ones are, and zeros up to the end of the last
-// word.  Returns how many are taken.  Nothing is read behind the last code.
+// Sets a bit for each selected code of nrows codes, and writes zeros up to the end of the last word.  `zeros` and
+// `ones` say whether codes of 0 and of 1 are selected.  Returns the number of selected codes.  Nothing is read after
+// the last code.
 [[gnu::noinline]] inline uint32_t select_bits(const uint8_t *stream, uint32_t nrows, bool zeros, bool ones,
                                               uint64_t *out) {
   constexpr uint32_t step = 8 * sizeof(vector); // rows
@@ -39,7 +40,7 @@ inline vector reversed_bytes(vector x) {
   for (; nrows - row >= step; row += step) {
     answers(stream + row / 8, out + row / 64);
     for (unsigned i = 0; i < step / 64; ++i)
-      count += popcount(out[row / 64 + i]);
+      count += popcount(get_word(out, row / 64 + i));
   }
   if (row < nrows) {
     uint8_t copy[sizeof(vector)] = {};
@@ -47,8 +48,9 @@ inline vector reversed_bytes(vector x) {
     uint64_t words[step / 64];
     answers(copy, words);
     for (uint64_t word = row / 64; word < words_of(nrows); ++word) {
-      out[word] = words[word - row / 64] & low_bits(nrows - 64 * word);
-      count += popcount(out[word]);
+      const uint64_t bits = words[word - row / 64] & low_bits(nrows - 64 * word);
+      set_word(out, word, bits);
+      count += popcount(bits);
     }
   }
   return count;

@@ -1,12 +1,12 @@
 // Packed codes as lanes of 8, 16, 32 or 64 bits.
 //
-// A shuffle brings the bytes of each code into its lane, the most significant one on top, and a product or a shift
-// moves the code to the top of the lane.  What is below it there belongs to its neighbours, or is zero where codes are
-// whole bytes.  Widths of one form differ in tables alone, so that a loop is compiled for a form of lanes and not for a
+// A shuffle moves the bytes of each code into its lane, the most significant byte on top.  A product or a shift moves
+// the code to the top of the lane.  The bits below the code are bits of its neighbours, or zeros if codes are whole
+// bytes. Widths of one form differ only in tables, so a loop is compiled once for each form of lanes, not for each
 // width.
 //
-// Each half of a group of lanes holds 16 codes: half h of vector v those from 16 h + v * per_half on.  So the answers
-// of all vectors of a group pack to one bit for each code, in order.
+// Each half of a group of lanes holds 16 codes.  Half h of vector v holds the codes from 16 h + v * per_half on.  So
+// the answers of all vectors of a group pack to one bit for each code, in order.
 #pragma once
 
 #include <type_traits>
@@ -19,37 +19,39 @@ namespace vorn::inline VORN_LEVEL {
 inline constexpr unsigned group_codes = 16 * halves;
 inline constexpr unsigned word_groups = 64 / group_codes;
 
-// Codes are whole bytes, or lie each within the two or four bytes that a shuffle takes for it, or some lie across three
-// bytes where a lane has two.
+// The form of codes.  whole: codes are whole bytes.  within: each code lies within the two or four bytes that a shuffle
+// takes for it.  across: some codes lie across three bytes, and a lane has two bytes.
 enum class code_form { whole, within, across };
 
-// A shuffle of 16 bytes, and a shift to the left for each lane: a factor, or a number of bits where a level has such
-// shifts, which is for lanes of 32 bits.
+// A shuffle of 16 bytes, and a shift to the left for each lane.  A shift is a factor.  It is a number of bits for lanes
+// of 32 bits if the level has shifts by different numbers of bits.
 struct half_layout {
-  std::array<uint8_t, 16> places = {}, shifts = {};
+  std::array<uint8_t, 16> indices = {}, shifts = {};
 };
 
-// Codes of less than 8 bits take both: those of even places, and those of odd ones.  Codes across three bytes have the
-// first two, and the third.  Vectors of 32-bit lanes begin with a byte, or with half of one.
+// Codes of less than 8 bits use both layouts: `first` for codes of even index, `second` for codes of odd index.  Codes
+// across three bytes use `first` for two bytes and `second` for the third.  A vector of 32-bit lanes begins with a byte
+// (`first`) or in the middle of one (`second`).
 struct lane_layout {
   half_layout first, second;
 };
 
 constexpr lane_layout layout_of(unsigned width) {
-  constexpr uint8_t zero_byte = 0x80; // as a place in a shuffle
+  constexpr uint8_t zero_byte = 0x80; // this index of a shuffle gives 0
   const unsigned lane_bytes = width <= 16 ? 2 : width <= 32 ? 4 : 8;
   struct codes {
-    unsigned begin = 0, step = 1;      // in bits and codes
-    unsigned first_byte = 0, left = 0; // the top bytes that a lane does not take, the bits that it is shifted further
+    unsigned begin = 0, step = 1; // in bits, in codes
+    unsigned first_byte = 0;      // the number of top bytes that a lane does not take
+    unsigned left = 0;            // additional bits of the shift
   };
   const auto layout = [=](codes of) {
     half_layout out;
     for (unsigned i = 0; i < 16 / lane_bytes; ++i) {
       const unsigned bit = of.begin + i * of.step * width, shift = bit % 8 + of.left;
-      uint8_t *const places = &out.places[i * lane_bytes], *const shifts = &out.shifts[i * lane_bytes];
-      for (unsigned byte = 0; byte < lane_bytes; ++byte) { // from the top one on
+      uint8_t *const indices = &out.indices[i * lane_bytes], *const shifts = &out.shifts[i * lane_bytes];
+      for (unsigned byte = 0; byte < lane_bytes; ++byte) { // from the top byte on
         const bool taken = byte >= of.first_byte && (width % 8 != 0 || byte < width / 8);
-        places[lane_bytes - 1 - byte] = taken ? static_cast<uint8_t>(bit / 8 + of.first_byte + byte) : zero_byte;
+        indices[lane_bytes - 1 - byte] = taken ? static_cast<uint8_t>(bit / 8 + of.first_byte + byte) : zero_byte;
       }
       const unsigned amount = lane_bytes == 4 && halves == 2 ? shift : 1U << shift;
       shifts[0] = static_cast<uint8_t>(amount);
@@ -83,14 +85,15 @@ public:
   static constexpr unsigned per_half = 16 / vectors;
 
   explicit code_lanes(unsigned width)
-      : width_(width), places_{in_each_half(layouts[width].first.places), in_each_half(layouts[width].second.places)},
+      : width_(width), indices_{in_each_half(layouts[width].first.indices),
+                                in_each_half(layouts[width].second.indices)},
         shifts_{in_each_half(layouts[width].first.shifts), in_each_half(layouts[width].second.shifts)},
         spare_(_mm_cvtsi32_si128(static_cast<int>(bits - width))) {}
 
   unsigned width() const { return is_whole && bits <= 16 ? bits : width_; }
   unsigned spare() const { return bits - width(); }    // bits of a lane below its code
   unsigned block_bytes() const { return 8 * width(); } // of 64 codes
-  // What the load of the last half of a block takes in beyond the block.
+  // The number of bytes after the block that the load of the last half reads.
   unsigned slack() const { return half_bytes - per_half * width() / 8; }
 
   // The codes of vector v of a group, each at the top of its lane.
@@ -100,24 +103,24 @@ public:
     if constexpr (bits == 8 && is_whole) {
       return raw;
     } else if constexpr (bits == 8) {
-      // Codes of even places go to the lower bytes of pairs, the others to the upper ones.
-      return chosen(high_product(shuffled(raw, places_[0]), shifts_[0]),
-                    low_product(shuffled(raw, places_[1]), shifts_[1]),
+      // Codes of even index go to the lower bytes of pairs, codes of odd index to the upper bytes.
+      return chosen(high_product(shuffled(raw, indices_[0]), shifts_[0]),
+                    low_product(shuffled(raw, indices_[1]), shifts_[1]),
                     VORN_VECTOR(set1_epi16)(static_cast<int16_t>(0xff00)));
     } else if constexpr (is_whole) {
-      return shuffled(raw, places_[0]);
+      return shuffled(raw, indices_[0]);
     } else if constexpr (bits == 16) {
-      const vector head = low_product(shuffled(raw, places_[0]), shifts_[0]);
+      const vector head = low_product(shuffled(raw, indices_[0]), shifts_[0]);
       if constexpr (Form == code_form::across)
-        return head | high_product(shuffled(raw, places_[1]), shifts_[1]);
+        return head | high_product(shuffled(raw, indices_[1]), shifts_[1]);
       else
         return head;
     } else {
-      return shifted(shuffled(raw, places_[v % 2]), shifts_[v % 2]);
+      return shifted(shuffled(raw, indices_[v % 2]), shifts_[v % 2]);
     }
   }
 
-  // The same at the bottom of its lane, with zeros above it.
+  // The codes of the same vector, each at the bottom of its lane, with zeros above it.
   [[gnu::always_inline]] vector exact(const uint8_t *block, unsigned group, unsigned v) const {
     static_assert(bits <= 32);
     const vector x = top(block, group, v);
@@ -143,12 +146,12 @@ private:
   }
 
   unsigned width_;
-  vector places_[2], shifts_[2];
+  vector indices_[2], shifts_[2];
   __m128i spare_;
 };
 
-// Calls call(type) with the lanes of a width up to Widest.  Each form of lanes has a loop, better in a function of its
-// own than all in one.
+// Calls call(type) with the lanes of a width up to Widest.  The loop of each form of lanes is better in its own
+// function than in one function with all loops.
 template <unsigned Widest, class Call>
 [[gnu::always_inline]] inline auto with_lanes(unsigned width, Call call) {
   using enum code_form;

@@ -1,4 +1,4 @@
-// Blocks of 64 codes as elements of 1, 2 or 4 bytes.
+// Unpacks blocks of 64 codes into elements of 1, 2 or 4 bytes.
 #pragma once
 
 #include <type_traits>
@@ -8,8 +8,8 @@
 
 namespace vorn::inline VORN_LEVEL {
 
-// Stores the lanes of each half one after the other, as wider numbers where an element is wider; the elements of a half
-// begin 16 behind those of the half before.
+// Stores the lanes of each half one after the other, as wider numbers if an element is wider.  The elements of the
+// second half begin 16 elements after the elements of the first half.
 template <class Lane, class Element>
 [[gnu::always_inline]] inline void store_lanes(vector x, Element *elements) {
   if constexpr (sizeof(Lane) == sizeof(Element)) {

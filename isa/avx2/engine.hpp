@@ -1,4 +1,4 @@
-// The engine of AVX2, and of the levels below it in vectors of half the size.
+// The engine of AVX2.  The levels below it use the same engine with vectors of half the size.
 #pragma once
 
 #include "generic/bitvec/combine.hpp"

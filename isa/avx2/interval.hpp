@@ -1,5 +1,5 @@
-// Codes in an interval: a difference and one comparison.  A code stands at the top of its lane, where what is below it
-// counts less than one.
+// Codes in a wrapped range: a difference and one comparison.  A code stands at the top of its lane, so the bits below
+// it count less than one.
 #pragma once
 
 #include "isa/avx2/bits.hpp"
@@ -8,7 +8,7 @@
 
 namespace vorn::inline VORN_LEVEL {
 
-// The comparison is one of signed numbers, so that distances are taken from half of all numbers below.
+// The instruction compares signed numbers.  The inverted sign bit of both sides makes the comparison unsigned.
 template <class Lanes, bool Nonzero>
 class in_wrapped_range {
   using operations = typename Lanes::operations;
@@ -45,7 +45,7 @@ template <class Lanes, bool Nonzero>
     return select_bits(stream, nrows, takes(0), takes(1), out);
   }
   if (range.none) {
-    std::fill_n(out, words_of(nrows), 0);
+    clear_words(out, words_of(nrows));
     return 0;
   }
   return with_lanes<64>(width, [&]<class Lanes>(std::type_identity<Lanes> /*lanes*/) {

@@ -1,4 +1,5 @@
-// The passes of AVX2 and below, by the width of a code or value, and as how many rows in lanes a row by itself takes.
+// The vector kernels of AVX2 and below, by the width of a code or value, and their costs.  The cost of a row is the
+// number of rows of a full scan that take as long as the visit of a single row.
 #pragma once
 
 #include "generic/big_endian.hpp"
@@ -14,7 +15,7 @@ struct lane_kernels {
   }
 
   static constexpr auto members = select_members;
-  // Above 20 bits a map is larger than a cache and every look-up counts; above 24 nothing else does.
+  // Above 20 bits a map is larger than a cache, and every look-up counts.  Above 24 bits nothing else counts.
   static unsigned member_cost_per_row(unsigned width, const uint64_t *map) {
     if (width > 8)
       return width > 24 ? 0 : width > 20 ? 1 : 6;

@@ -1,5 +1,5 @@
-// Codes whose bits are set in a map: a byte of the map and a bit of it, both looked up in registers as long as the map
-// fits there.  Wider codes are only unpacked in vectors.
+// Codes that a map selects: a code matches if its bit is set in the map.  If the map fits in registers, a shuffle looks
+// up the byte and another shuffle the bit.  Wider codes are only unpacked in vectors.
 #pragma once
 
 #include "generic/scan/dict.hpp"
@@ -10,8 +10,8 @@
 
 namespace vorn::inline VORN_LEVEL {
 
-// The words of a map for codes of up to 8 bits.  It may have fewer words, since it ends with the highest code of the
-// column; what follows on the same page may be looked at, and belongs to no code of a row.
+// The words of a map for codes of up to 8 bits.  The map may have fewer words, since it ends with the highest code of
+// the column.  The bytes after it on the same page may be read.  They belong to no code of a row.
 class small_map {
 public:
   static bool readable(unsigned width, const uint64_t *map) {
@@ -21,7 +21,7 @@ public:
 
   [[gnu::no_sanitize_address]] small_map(unsigned width, const uint64_t *map) {
     for (unsigned i = 0; i < size(width); ++i)
-      words[i] = map[i];
+      words[i] = get_word(map, i);
   }
 
   uint64_t words[4] = {};
@@ -30,7 +30,7 @@ private:
   static unsigned size(unsigned width) { return width <= 6 ? 1 : 1U << (width - 6); }
 };
 
-template <bool Eight> // bits
+template <bool EightBits>
 class in_map {
 public:
   explicit in_map(const small_map &map)
@@ -39,9 +39,9 @@ public:
   vector operator()(vector code) const {
     const vector bit = shuffled(in_each_half(single_bits), code & bytes(7));
     const vector index = VORN_VECTOR(srli_epi16)(code, 3) & bytes(15);
-    if constexpr (!Eight)
+    if constexpr (!EightBits)
       return lanes_of<uint8_t>::equal(shuffled(low_, index) & bit, none());
-    // A byte of the map comes from the half that the top bit of the code tells; the other half gives 0.
+    // The top bit of the code selects the half of the map.  The shuffle of the other half gives 0.
     const vector upper = code & bytes(0x80);
     const vector byte = shuffled(low_, index | upper) | shuffled(high_, index | (upper ^ bytes(0x80)));
     return lanes_of<uint8_t>::equal(byte & bit, none());
@@ -55,8 +55,8 @@ private:
   vector low_, high_;
 };
 
-// With up to 8 bits the map must be readable as far as its words go, with more no code but those of rows, and 0, is
-// looked up.
+// For codes of up to 8 bits, all words of the map must be readable.  For wider codes, only the codes of rows and the
+// code 0 are looked up.
 template <class Lanes>
 [[gnu::noinline]] uint32_t select_members_in(unsigned width, const uint8_t *stream, uint32_t nrows, const uint64_t *map,
                                              uint64_t *out) {
@@ -78,11 +78,11 @@ template <class Lanes>
   }
 }
 
-// Codes of up to 32 bits.
+// Selects codes of up to 32 bits.
 inline uint32_t select_members(unsigned width, const uint8_t *stream, uint32_t nrows, const uint64_t *map,
                                uint64_t *out) {
   if (width == 1)
-    return select_bits(stream, nrows, map[0] & 1, map[0] & 2, out);
+    return select_bits(stream, nrows, get_word(map, 0) & 1, get_word(map, 0) & 2, out);
   return with_lanes<32>(width, [&]<class Lanes>(std::type_identity<Lanes> /*lanes*/) {
     return select_members_in<Lanes>(width, stream, nrows, map, out);
   });

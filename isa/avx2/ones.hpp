@@ -1,4 +1,4 @@
-// The positions of the ones of a bit vector, a byte at a time.
+// Lists the positions of the ones of a bit vector, a byte at a time.
 #pragma once
 
 #include "generic/bitvec/iterate.hpp"
@@ -9,8 +9,8 @@ namespace vorn::inline VORN_LEVEL {
 struct byte_ones {
   template <class Unit, class Context>
   static uint32_t list_ones(Context &context, uint32_t *out, uint32_t max) {
-    constexpr uint32_t few = 3; // which are sooner listed one by one
-    Context local = context;    // in registers: out may be the context as far as the compiler knows
+    constexpr uint32_t few = 3; // this many are listed faster one by one
+    Context local = context;    // a copy stays in registers; for all the compiler knows, out may alias the context
     auto &[next, nbits, base, offset, word] = local;
     uint32_t count = 0;
     while (max - count >= 64 + beyond && has_bits<Unit, wanted::set>(local) && int64_t{nbits} - base >= 64) {
@@ -28,9 +28,9 @@ struct byte_ones {
   }
 
 private:
-  static constexpr uint32_t beyond = 8; // positions that may be written behind those of a word
+  static constexpr uint32_t beyond = 8; // this many positions after the positions of a word may be overwritten
 
-  // What is behind the positions is put back, since nobody range for it to change.
+  // The elements after the positions are restored, since a caller does not expect them to change.
   [[gnu::always_inline]] static void list_word(uint64_t word, int32_t base, uint32_t *out, uint32_t ones) {
     uint32_t kept[beyond];
     std::memcpy(kept, out + ones, sizeof kept);
@@ -47,12 +47,12 @@ private:
     std::memcpy(out + ones, kept, sizeof kept);
   }
 
-  static void store_positions(__m128i places, vector first, uint32_t *to) {
+  static void store_positions(__m128i positions, vector first, uint32_t *to) {
 #ifdef __AVX2__
-    _mm256_storeu_si256(reinterpret_cast<__m256i *>(to), _mm256_add_epi32(_mm256_cvtepu8_epi32(places), first));
+    _mm256_storeu_si256(reinterpret_cast<__m256i *>(to), _mm256_add_epi32(_mm256_cvtepu8_epi32(positions), first));
 #else
-    store_half(to, _mm_add_epi32(_mm_cvtepu8_epi32(places), first));
-    store_half(to + 4, _mm_add_epi32(_mm_cvtepu8_epi32(_mm_srli_si128(places, 4)), first));
+    store_half(to, _mm_add_epi32(_mm_cvtepu8_epi32(positions), first));
+    store_half(to + 4, _mm_add_epi32(_mm_cvtepu8_epi32(_mm_srli_si128(positions, 4)), first));
 #endif
   }
 };

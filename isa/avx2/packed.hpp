@@ -1,5 +1,5 @@
-// Dynamic-packed values.  A byte of length codes tells how to spread the stored bytes of its rows over a half: a
-// shuffle of a table puts each value at the top of its lane, with zeros for the bytes that are missing.
+// Dynamic-packed values.  A byte of length codes selects a shuffle that expands the stored bytes of its rows to a half.
+// The shuffle puts each value at the top of its lane, with zeros for the bytes that are not stored.
 #pragma once
 
 #include "generic/scan/dynp_lengths.hpp"
@@ -7,7 +7,7 @@
 
 namespace vorn::inline VORN_LEVEL {
 
-// Shuffles for each byte of length codes.
+// A shuffle for each byte of length codes.
 template <unsigned W>
 inline constexpr auto expand_shuffles = [] {
   constexpr unsigned bits = length_code_bits(W), rows = 8 / bits, size = W / 8;
@@ -24,7 +24,7 @@ inline constexpr auto expand_shuffles = [] {
   return out;
 }();
 
-// Walks over the values of W bits.
+// Walks over values of W bits.
 template <unsigned W>
 class packed_values {
   static constexpr unsigned code_bytes = 8 * length_code_bits(W); // of 64 rows
@@ -37,13 +37,13 @@ public:
   packed_values(const uint8_t *values, const uint8_t *lens, uint32_t nrows)
       : values_(values), lens_(lens), rows_left_(nrows) {}
 
-  // The answer match(value) for the next 64 rows, or those that are left; value(group, v) is vector v of a group.
+  // Returns match(value) for the next 64 rows, or for the rows that are left.  value(group, v) is vector v of a group.
   template <class Match>
   [[gnu::always_inline]] uint64_t next(Match match) {
     const uint64_t rows = std::min<uint64_t>(rows_left_, 64);
     rows_left_ -= rows;
     alignas(sizeof(vector)) uint8_t values[block_bytes];
-    if (rows_left_ >= half_bytes) // every row has a byte, so that whole loads end within the values
+    if (rows_left_ >= half_bytes) // every row has a byte, so whole loads end within the values
       values_ = expand(values_, lens_, code_bytes, values);
     else
       values_ += expand_last(rows, values);
@@ -56,7 +56,7 @@ public:
   }
 
 private:
-  // Returns where the stored bytes end.
+  // Returns the end of the stored bytes.
   [[gnu::always_inline]] static const uint8_t *expand(const uint8_t *stored, const uint8_t *codes, uint64_t size,
                                                       uint8_t *values) {
     for (uint64_t i = 0; i < size; ++i) {
@@ -68,7 +68,7 @@ private:
     return stored;
   }
 
-  // Through a copy, so that nothing is read behind the last value.  Returns how many bytes are stored.
+  // Expands a copy, so nothing is read after the last value.  Returns the number of stored bytes.
   uint64_t expand_last(uint64_t rows, uint8_t *values) const {
     uint8_t codes[code_bytes] = {};
     const uint64_t size = (rows + per_byte - 1) / per_byte, unused = size * per_byte - rows;
@@ -84,7 +84,7 @@ private:
     return stored;
   }
 
-  // What is no code must not lead out of the buffers.
+  // An illegal code must not lead out of the buffers.
   static unsigned legal(unsigned codes) { return W == 64 ? codes & 0x77 : codes; }
 
   const uint8_t *values_;
@@ -96,7 +96,7 @@ template <unsigned W>
 [[gnu::noinline]] uint32_t select_packed(const uint8_t *stream, uint32_t nrows, const uint8_t *lens,
                                          const wrapped_range &range, uint64_t *out) {
   if (range.none) {
-    std::fill_n(out, words_of(nrows), 0);
+    clear_words(out, words_of(nrows));
     return 0;
   }
   packed_values<W> values(stream, lens, nrows);
@@ -104,9 +104,10 @@ template <unsigned W>
   const in_wrapped_range<lanes, false> test(0, range);
   uint32_t count = 0;
   for (uint64_t word = 0; word < words_of(nrows); ++word) {
-    out[word] = values.next(
+    const uint64_t bits = values.next(
         [&](auto value) { return hits<lanes>([&](unsigned group, auto v) { return test(value(group, v)); }); });
-    count += popcount(out[word]);
+    set_word(out, word, bits);
+    count += popcount(bits);
   }
   return count;
 }
@@ -121,9 +122,10 @@ template <unsigned W>
     answers.fill({lens, length_code_bits(W), nullptr}, first, rows, range, select_range);
     uint32_t count = 0;
     for (uint64_t word = 0; word < words_of(rows); ++word) {
-      words[word] =
+      const uint64_t bits =
           values.next([&](auto value) { return bounds.match(value, answers.below[word], answers.above[word]); });
-      count += popcount(words[word]);
+      set_word(words, word, bits);
+      count += popcount(bits);
     }
     return count;
   });

@@ -6,7 +6,7 @@
 
 namespace vorn::inline VORN_LEVEL {
 
-// The bounds in the lanes of values, which have zeros below them.
+// The bounds of pairs in lanes.  The lanes of values have zeros below the values.
 template <class Lanes>
 class pair_bounds {
   using operations = typename Lanes::operations;
@@ -18,7 +18,7 @@ public:
         start_(operations::all(range.low << spare ^ sign)),
         span_(operations::all((range.high - range.low) << spare ^ sign)), outside_(range.outside ? UINT64_MAX : 0) {}
 
-  // The answers for the values of 64 rows: value(group, v) is vector v of a group.
+  // The result word for the values of 64 rows.  value(group, v) is vector v of a group.
   template <class Value>
   [[gnu::always_inline]] uint64_t match(Value value, uint64_t below, uint64_t above) const {
     const uint64_t inside = hits<Lanes>([&](unsigned group, auto v) {
@@ -53,7 +53,7 @@ template <class Lanes>
   });
 }
 
-// Fixed values of a width.
+// Selects fixed values of a width.
 inline uint32_t select_pairs(unsigned width, const uint8_t *values, uint32_t nrows, const code_source &codes,
                              const pair_interval &range, uint64_t *out) {
   using enum code_form;

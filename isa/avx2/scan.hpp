@@ -1,4 +1,4 @@
-// Readers of the scans whose passes ask a vector of rows at once.
+// Readers for scans that compare a vector of rows at a time.
 #pragma once
 
 #include "generic/bitvec/combine.hpp"
@@ -11,8 +11,9 @@
 
 namespace vorn::inline VORN_LEVEL {
 
-// A reader says by cost_per_row(predicate) as how many rows in lanes a row by itself takes, or 0 where a predicate has
-// no lanes: a filter that selects more than one row of so many is not worth a visit of its rows.
+// cost_per_row(predicate) of a reader is the number of rows in lanes that take as long as the visit of a single row, or
+// 0 if the predicate has no vector kernel.  If a filter selects more than one row in this many rows, all rows are
+// scanned.
 struct lane_loops {
   template <class Reader, class Predicate>
   static uint32_t select(Reader &rows, const Predicate &predicate, uint64_t *out, uint32_t nrows) {
@@ -31,7 +32,7 @@ struct lane_loops {
   }
 };
 
-// Kernels are those of a level (lane_kernels).
+// Kernels are the vector kernels of a level, such as lane_kernels.
 template <unsigned W, class Kernels>
 struct lane_dict : dict<W> {
   using dict<W>::dict;
@@ -48,7 +49,7 @@ struct lane_dict : dict<W> {
   }
 };
 
-// Values of a stride in bytes are codes of eight times as many bits.
+// A value of `stride` bytes is a code of 8 * stride bits.
 template <unsigned W, bool Tz, class Kernels>
 struct lane_fixed : fixed<W, Tz> {
   using fixed<W, Tz>::fixed;
@@ -62,7 +63,7 @@ struct lane_fixed : fixed<W, Tz> {
   uint32_t select_lanes(const interval<Number> &predicate, uint64_t *out, uint32_t nrows) const {
     const unsigned width = 8 * this->stride();
     if constexpr (Tz) {
-      if (nrows != 0) // as the generic form, which looks at the width when it meets a row
+      if (nrows != 0) // like the generic reader, which checks the width at the first row
         this->check_width();
       const code_source codes = {this->lens(), length_code_bits(W), this->uniform()};
       return Kernels::pairs(width, this->values(), nrows, codes, pairs_of(predicate, width), out);
@@ -72,7 +73,7 @@ struct lane_fixed : fixed<W, Tz> {
   }
 };
 
-// Bytes are dictionary codes of 8 bits, as in the generic form.
+// Bytes are read as dictionary codes of 8 bits, as in the generic reader.
 template <bool Tz, class Kernels>
 struct lane_fixed<8, Tz, Kernels> : lane_dict<8, Kernels> {
   using lane_dict<8, Kernels>::lane_dict;

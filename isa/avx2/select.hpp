@@ -1,4 +1,4 @@
-// Asks a test of 64 codes at a time.
+// Tests 64 codes at a time.
 #pragma once
 
 #include <algorithm>
@@ -10,7 +10,7 @@
 
 namespace vorn::inline VORN_LEVEL {
 
-// One bit for each code of a group: the masks of its vectors, mask(v) each, packed.
+// One bit for each code of a group: the packed masks of its vectors.  mask(v) is the mask of vector v.
 template <unsigned First, unsigned Count, class Mask>
 [[gnu::always_inline]] inline vector packed_masks(Mask mask) {
   if constexpr (Count == 1)
@@ -19,8 +19,8 @@ template <unsigned First, unsigned Count, class Mask>
     return packed(packed_masks<First, Count / 2>(mask), packed_masks<First + Count / 2, Count / 2>(mask));
 }
 
-// One bit for each of 64 codes that is not missed.  The masks answer with ones for what a test does not take, since a
-// comparison tells what is greater; mask(group, v) is that of vector v of a group.
+// One bit for each of 64 codes.  The masks have ones for codes that do not match, since the comparison instruction
+// finds greater numbers.  mask(group, v) is the mask of vector v of a group.
 template <class Lanes, class Mask>
 [[gnu::always_inline]] inline uint64_t hits(Mask mask) {
   uint64_t misses = 0;
@@ -31,7 +31,7 @@ template <class Lanes, class Mask>
   return ~misses;
 }
 
-// A copy of some last codes of a stream, of one block at most, with zeros behind them.
+// A copy of the last codes of a stream, at most one block, with zeros after them.
 template <class Lanes>
 class padded_block {
 public:
@@ -42,7 +42,7 @@ public:
     const uint64_t bits = ncodes * width, size = (bits + 7) / 8;
     std::memset(bytes_, 0, sizeof bytes_);
     std::memcpy(bytes_, block, size);
-    if (bits % 8 != 0) // a stray bit would make a code that no row has, for which a set has no word
+    if (bits % 8 != 0) // a stray bit would make a code that no row has, and a set has no word for it
       bytes_[size - 1] = static_cast<uint8_t>(bytes_[size - 1] & 0xff00U >> bits % 8);
     return bytes_;
   }
@@ -51,8 +51,8 @@ private:
   uint8_t bytes_[8 * Lanes::bits + half_bytes];
 };
 
-// The blocks of ncodes whose halves can be loaded whole, though a vector may have fewer bytes in them: nothing is read
-// behind the last code.  The others go through a copy.
+// The number of blocks of ncodes codes whose halves can be loaded whole, without a read after the last code.  A vector
+// may use fewer bytes than a load reads.  The other blocks go through a copy.
 template <class Lanes>
 uint64_t whole_blocks(const Lanes &lanes, uint64_t ncodes) {
   const uint64_t size = (ncodes * lanes.width() + 7) / 8;
@@ -77,14 +77,15 @@ template <class Lanes, class Match>
       end = word + 1;
     }
     for (; word < end; ++word, block += lanes.block_bytes()) {
-      out[word] = match(word, block) & rows;
-      count += popcount(out[word]);
+      const uint64_t bits = match(word, block) & rows;
+      set_word(out, word, bits);
+      count += popcount(bits);
     }
   }
   return count;
 }
 
-// The same for a test of the lanes of a vector.
+// The same for a test that takes the lanes of a vector.
 template <class Lanes, class Test>
 [[gnu::always_inline]] inline uint32_t select_codes(const Lanes &lanes, const uint8_t *stream, uint32_t nrows,
                                                     const Test &test, uint64_t *out) {

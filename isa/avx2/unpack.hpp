@@ -1,4 +1,4 @@
-// Codes to elements of 1, 2 or 4 bytes, 64 at a time.
+// From codes to elements of 1, 2 or 4 bytes, 64 at a time.
 #pragma once
 
 #include "isa/avx2/compress.hpp"
@@ -8,8 +8,8 @@
 
 namespace vorn::inline VORN_LEVEL {
 
-// Calls call(type) with the lanes of a width whose codes can become elements of a type: those of its size, or for 4
-// bytes any.
+// Calls call(type) with the lanes of a width if their codes can become elements of a type.  The lanes have the size of
+// the element, or the element has 4 bytes.
 template <class Element, class Call>
 [[gnu::always_inline]] inline void with_lanes_of(unsigned width, Call call) {
   with_lanes<32>(width, [&]<class Lanes>(std::type_identity<Lanes> type) {
@@ -38,15 +38,15 @@ template <class Lanes, class Element>
   }
 }
 
-// The first n of some codes.
+// Unpacks the first n codes of a stream.
 template <class Element>
 void unpack_range(unsigned width, const code_stream &codes, uint32_t n, Element *out) {
   with_lanes_of<Element>(
       width, [&]<class Lanes>(std::type_identity<Lanes> /*lanes*/) { unpack_range_in<Lanes>(width, codes, n, out); });
 }
 
-// The rows of a filter from `first` on, or as many as there is room for; 0 where single rows are faster, all in all or
-// as far as the first words tell: of less than `break_even` rows of a word.
+// The number of rows of a filter from `first` on, at most `room`.  Returns 0 if single rows are faster: if a word has
+// fewer than `break_even` rows on average, either in all words or in the first words.
 inline uint64_t rows_to_compress(uint64_t nrows, const uint64_t *rows, uint64_t first, uint32_t room,
                                  uint64_t break_even) {
   constexpr uint64_t first_words = 32;
@@ -54,13 +54,13 @@ inline uint64_t rows_to_compress(uint64_t nrows, const uint64_t *rows, uint64_t 
   for (uint64_t row = first / 64 * 64; row < nrows && ones < room; row += 64, ++words) {
     if (words == first_words && ones < break_even * words)
       return 0;
-    ones += popcount(rows[row / 64] & kept & low_bits(nrows - row));
+    ones += popcount(get_word(rows, row / 64) & kept & low_bits(nrows - row));
     kept = UINT64_MAX;
   }
   return ones < break_even * words ? 0 : std::min<uint64_t>(ones, room);
 }
 
-// Compresses words from `first` on as long as all rows of one are to come, of which `left` are there.
+// Compresses the codes of whole words from `first` on, while `left`, the number of rows to write, is at least 64.
 template <class Lanes, class Element>
 [[gnu::noinline]] uint32_t unpack_filter_in(unsigned width, const code_stream &stream, const uint64_t *rows,
                                             uint32_t first, uint64_t left, uint32_t &room, Element *out) {
@@ -70,7 +70,7 @@ template <class Lanes, class Element>
   for (const uint64_t whole = whole_blocks(lanes, stream.ncodes); left >= 64 && word < whole; ++word) {
     Element elements[64];
     unpack_block(lanes, block, elements);
-    const Element *const end = compress(elements, rows[word] & kept, out);
+    const Element *const end = compress(elements, get_word(rows, word) & kept, out);
     left -= static_cast<uint64_t>(end - out);
     room -= static_cast<uint32_t>(end - out);
     out += end - out;
@@ -80,12 +80,13 @@ template <class Lanes, class Element>
   return std::max(first, static_cast<uint32_t>(64 * word));
 }
 
-// Writes the codes of the rows of a filter from `first` on, a word at a time, where it has some rows in a word and as
-// long as a vector ends within the result.  Returns the row where it stopped; `room` is what is left.
+// Writes the codes of the rows of a filter from `first` on, a word at a time, if the filter has enough rows in a word,
+// and as long as a vector ends within the result.  Returns the row where it stopped.  `room` becomes the rest of the
+// room.
 template <class Element>
 uint32_t unpack_filter(unsigned width, const code_stream &stream, const uint64_t *rows, uint32_t first, uint32_t &room,
                        Element *out) {
-  const uint64_t break_even = width % 8 == 0 ? 4 + sizeof(Element) : 5; // codes of whole bytes are soon read
+  const uint64_t break_even = width % 8 == 0 ? 4 + sizeof(Element) : 5; // single codes of whole bytes are cheap to read
   const uint64_t left = rows_to_compress(stream.ncodes, rows, first, room, break_even);
   if (left >= 64)
     with_lanes_of<Element>(width, [&]<class Lanes>(std::type_identity<Lanes> /*lanes*/) {
@@ -94,7 +95,7 @@ uint32_t unpack_filter(unsigned width, const code_stream &stream, const uint64_t
   return first;
 }
 
-// The other steps, which want shifts that differ from lane to lane to be vector code.
+// The other steps.  The compiler vectorises block_steps only if the level has shifts that differ between lanes.
 template <unsigned W, class Element>
 using other_steps = std::conditional_t<halves == 2, block_steps<W, Element>, code_steps<W, Element>>;
 
@@ -112,7 +113,7 @@ struct lane_steps : other_steps<W, Element> {
     unpack_range(W, {stream.bytes + first / 8 * W, stream.ncodes - first}, n - head, out + head);
   }
 
-  // Single rows where a word of the filter has few, and at the end.
+  // The rows are read one by one if a word of the filter has few rows, and at the end.
   static uint32_t filter(const code_stream &stream, const uint64_t *rows, uint32_t first, uint32_t &room,
                          void *elements) {
     auto *out = static_cast<Element *>(elements);

@@ -1,5 +1,5 @@
-// Vectors of 32 bytes, or of 16 where a level has no others.  A vector is one or two halves of 16 bytes, and no
-// operation here moves anything from one half to the other, so that the same code does for both.
+// Vectors of 32 bytes, or of 16 bytes if a level has no others.  A vector is one or two halves of 16 bytes.  No
+// operation here moves a byte from one half to the other, so the same code works for both sizes.
 #pragma once
 
 #include <immintrin.h>
@@ -39,7 +39,7 @@ inline vector in_each_half(const std::array<T, N> &table) {
   return in_each_half(load_half(table.data()));
 }
 
-// Halves that begin `distance` bytes apart.
+// Loads and stores of halves that begin `distance` bytes apart.
 inline vector load_halves(const uint8_t *first, [[maybe_unused]] size_t distance) {
 #ifdef __AVX2__
   return _mm256_inserti128_si256(_mm256_castsi128_si256(load_half(first)), load_half(first + distance), 1);
@@ -57,15 +57,15 @@ inline void store_halves(uint8_t *first, [[maybe_unused]] size_t distance, vecto
 }
 
 inline vector none() { return vector{}; }
-inline vector shuffled(vector x, vector places) { return VORN_VECTOR(shuffle_epi8)(x, places); }
-// By the top bit of each byte of the mask.
+inline vector shuffled(vector x, vector indices) { return VORN_VECTOR(shuffle_epi8)(x, indices); }
+// Chooses each byte by the top bit of the byte of the mask.
 inline vector chosen(vector clear, vector set, vector mask) { return VORN_VECTOR(blendv_epi8)(clear, set, mask); }
-// The lanes of two masks, each of half the size; within a half those of `first` come first.
+// Packs the lanes of two masks to half their size.  Within a half the lanes of `first` come first.
 inline vector packed(vector first, vector second) { return VORN_VECTOR(packs_epi16)(first, second); }
 // The top bit of each byte.
 inline uint32_t top_bits(vector x) { return static_cast<uint32_t>(VORN_VECTOR(movemask_epi8)(x)); }
 
-// Operations on lanes, by their type.  Comparisons are of signed numbers and answer with all bits of a lane.
+// Operations on lanes, by the type of a lane.  Comparisons take signed numbers and set all bits of a lane.
 template <class Lane>
 struct lanes_of;
 

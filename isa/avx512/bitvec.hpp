@@ -1,4 +1,4 @@
-// The passes over bit vectors, with VBMI and what comes with it where there is some.
+// The loops over bit vectors.  They use VBMI and its companions if the processor has them.
 #pragma once
 
 #include "generic/bitvec/combine.hpp"
@@ -9,7 +9,7 @@
 
 namespace vorn::inline VORN_LEVEL {
 
-// Words are combined some at a time, and counted while they are in the cache.
+// Combines a piece of words at a time and counts its ones while the piece is in the cache.
 struct avx512_words {
   template <bool Counted, class Operation, class... Source>
   static uint32_t combine(Operation operation, void *dst, uint64_t nwords, const Source *...sources) {
@@ -30,8 +30,7 @@ struct avx512_words {
   }
 };
 
-// Ones are listed a word at a time, but for those of the word in hand, of a word that there is no room for, and of the
-// last one.
+// Lists the ones of a word at a time, except for the current word, a word without enough room, and the last word.
 struct avx512_ones {
   template <class Unit, class Context>
   static uint32_t list_ones(Context &context, uint32_t *out, uint32_t max) {
@@ -39,11 +38,11 @@ struct avx512_ones {
       return byte_ones::list_ones<Unit>(context, out, max);
     Context local = context;
     auto &[next, nbits, base, offset, word] = local;
-    const int64_t left = int64_t{nbits} - base - 64; // bits behind the word in hand
-    const uint32_t in_hand = popcount(word);
+    const int64_t left = int64_t{nbits} - base - 64; // bits after the current word
+    const uint32_t in_current_word = popcount(word);
     uint32_t count = 0;
-    if (left >= 64 && in_hand < max) {
-      count = single_bits::list_ones<Unit>(local, out, in_hand);
+    if (left >= 64 && in_current_word < max) {
+      count = single_bits::list_ones<Unit>(local, out, in_current_word);
       uint32_t room = max - count;
       const uint64_t words = vbmi_kernels::list_ones(next, static_cast<uint64_t>(left) / 64,
                                                      static_cast<uint32_t>(base + 64), out + count, room);

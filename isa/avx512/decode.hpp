@@ -1,4 +1,4 @@
-// The steps of the decoders, with VBMI where there is some.
+// The steps of the decoders.  They use VBMI if the processor has it.
 #pragma once
 
 #include "isa/avx2/unpack.hpp"
@@ -7,12 +7,12 @@
 
 namespace vorn::inline VORN_LEVEL {
 
-// The last one before a row, before which there is one.
+// The position of the last one before a row.  The filter has a one before that row.
 inline uint32_t last_one(const uint64_t *rows, uint32_t before) {
   uint32_t word = (before - 1) / 64;
-  uint64_t bits = rows[word] & low_bits(before - 64 * word);
+  uint64_t bits = get_word(rows, word) & low_bits(before - 64 * word);
   while (bits == 0)
-    bits = rows[--word];
+    bits = get_word(rows, --word);
   return 64 * word + 63 - static_cast<uint32_t>(__builtin_clzll(bits));
 }
 

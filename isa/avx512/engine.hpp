@@ -1,4 +1,4 @@
-// The engine of AVX-512.  Most of it needs VBMI, which not all of these processors have.
+// The engine of AVX-512.  Most of it needs VBMI.  Some processors with AVX-512 do not have VBMI.
 #pragma once
 
 #include "generic/decode/burst.hpp"

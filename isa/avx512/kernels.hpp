@@ -1,4 +1,4 @@
-// The passes of AVX-512: with VBMI where there is some, else those of AVX2.
+// The vector kernels of AVX-512: the kernels of VBMI if the processor has it, else the kernels of AVX2.
 #pragma once
 
 #include "isa/avx2/kernels.hpp"

@@ -1,3 +1,4 @@
+// Finds the extensions of the processor while the library is loaded.
 #include "isa/avx512/processor.hpp"
 
 namespace vorn::inline VORN_LEVEL {

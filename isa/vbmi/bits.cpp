@@ -1,4 +1,4 @@
-// Ones of words: how many, and where.
+// The ones of words: their number and their positions.
 #include "isa/vbmi/kernels.hpp"
 #include "isa/vbmi/select.hpp"
 
@@ -13,7 +13,8 @@ constexpr byte_indices positions = [] {
   return out;
 }();
 
-// The ones of a word are a compression of all positions; 16 of them at a time become numbers of 32 bits.
+// The positions of the ones of a word are a compression of all positions.  16 of them at a time become numbers of 32
+// bits.
 void list_word(uint64_t word, uint32_t base, uint32_t *out, uint32_t count) {
   alignas(64) uint8_t listed[64];
   _mm512_store_si512(listed, _mm512_maskz_compress_epi8(word, load_vector(positions)));
@@ -35,20 +36,20 @@ uint32_t count_ones(const void *words, uint64_t nwords) { return ones_of(words, 
 
 uint64_t list_ones(const uint64_t *words, uint64_t nwords, uint32_t base, uint32_t *out, uint32_t &room) {
   uint64_t i = 0;
-  uint32_t *place = out;
+  uint32_t *next = out;
   uint32_t left = room;
   for (; i < nwords && left != 0; ++i, base += 64) {
-    uint64_t word = words[i];
+    uint64_t word = get_word(words, i);
     const uint32_t count = popcount(word);
     if (count > left)
       break;
-    if (count <= 4) { // a few by themselves are faster
+    if (count <= 4) { // a few are listed faster one by one
       for (uint32_t k = 0; k < count; ++k, word &= word - 1)
-        place[k] = base + static_cast<uint32_t>(__builtin_ctzll(word));
+        next[k] = base + static_cast<uint32_t>(__builtin_ctzll(word));
     } else {
-      list_word(word, base, place, count);
+      list_word(word, base, next, count);
     }
-    place += count;
+    next += count;
     left -= count;
   }
   room = left;

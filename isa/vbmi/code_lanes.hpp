@@ -1,8 +1,8 @@
 // 64 packed codes as vectors of 8-, 16-, 32- or 64-bit lanes.
 //
-// A permutation brings the bytes of each code into its lane, the most significant one on top, and a shift moves the
-// code to the top or to the bottom of the lane.  Widths with lanes of one size differ in tables alone, so that a loop
-// is compiled for a kind of lanes and not for a width.
+// A permutation moves the bytes of each code into its lane, the most significant byte on top.  A shift moves the code
+// to the top or to the bottom of the lane.  Widths with lanes of one size differ only in tables, so a loop is compiled
+// once for each kind of lanes, not for each width.
 #pragma once
 
 #include <immintrin.h>
@@ -16,7 +16,7 @@
 
 namespace vorn::inline VORN_LEVEL {
 
-// Operations on vectors of lanes, by their type; each mask has a bit per lane.
+// Operations on vectors of lanes, by the type of a lane.  A mask has one bit for each lane.
 template <class Lane>
 struct lanes_of;
 
@@ -45,39 +45,40 @@ inline __m512i load_vector(const std::array<T, N> &elements) {
   return _mm512_loadu_si512(elements.data());
 }
 
-// Where a code goes in its lane.  At the top, what is below it is left as it is where codes are not whole bytes; at the
-// bottom there are zeros above it.
-enum class place { top, bottom };
+// The end of the lane that a code moves to.  At the top, the bits below a code are arbitrary unless codes are whole
+// bytes. At the bottom, the bits above a code are zeros.
+enum class lane_end { top, bottom };
 
-// How the codes of a vector come into their lanes.
+// The tables that move the codes of a vector into their lanes.
 struct lane_layout {
-  byte_indices indices; // of the bytes that a lane, or a group of them, takes
-  byte_indices shifts;  // of the bits that a byte takes of its group, or of a lane of 32 bits
+  byte_indices indices; // the bytes that a lane takes, or a group of lanes
+  byte_indices shifts;  // the bits of its group that a byte takes, or the shift of a lane of 32 bits
 };
 
-// Codes of 8 and 16 bits or less are shifted in groups of 64 bits, all others by themselves.
-constexpr lane_layout layout_of(unsigned bits, unsigned width, place at) {
+// Codes of up to 16 bits are shifted in groups of 64 bits.  Wider codes are shifted in their lanes.
+constexpr lane_layout layout_of(unsigned bits, unsigned width, lane_end at) {
   lane_layout out = {};
   const bool whole = width % 8 == 0, by_groups = !whole && bits <= 16;
   const unsigned group = by_groups ? 64 : bits, size = group / 8; // bits and bytes of a group
-  const unsigned group_width = width * (group / bits);            // of its codes
+  const unsigned group_width = width * (group / bits);            // bits of its codes
   for (unsigned i = 0; i < 64; ++i) {
-    const unsigned first_bit = i / size * group_width, byte = size - 1 - i % size; // the first is the top one
-    const unsigned above = whole && at == place::bottom ? size - width / 8 : 0;    // bytes that stay empty
+    const unsigned first_bit = i / size * group_width, byte = size - 1 - i % size; // the first byte is the top byte
+    const unsigned above = whole && at == lane_end::bottom ? size - width / 8 : 0; // bytes that stay empty
     out.indices[i] = static_cast<uint8_t>(first_bit / 8 + (byte < above ? 0 : byte - above));
     if (by_groups) {
       const unsigned lane = bits / 8, begin = first_bit % 8 + i % 8 / lane * width; // from the top of the group
-      const unsigned end = begin + (at == place::top ? bits : width);               // of what becomes a lane
+      const unsigned end = begin + (at == lane_end::top ? bits : width);            // of what becomes a lane
       out.shifts[i] = static_cast<uint8_t>((64 - end + 8 * (i % lane)) % 64);
     } else if (!whole && i % 4 == 0) {
-      out.shifts[i] = static_cast<uint8_t>(at == place::top ? first_bit % 8 : 32 - width - first_bit % 8);
+      out.shifts[i] = static_cast<uint8_t>(at == lane_end::top ? first_bit % 8 : 32 - width - first_bit % 8);
     }
   }
   return out;
 }
 
-// Layouts for lanes of some bits, by the width of a code; for those of 64 bits by its bytes.
-template <unsigned Bits, place At>
+// The layouts for lanes of `Bits` bits, by the width of a code.  For lanes of 64 bits they are listed by the bytes of a
+// code.
+template <unsigned Bits, lane_end At>
 inline constexpr auto layouts = [] {
   constexpr unsigned unit = Bits == 64 ? 8 : 1;
   std::array<lane_layout, Bits / unit + 1> out = {};
@@ -88,7 +89,7 @@ inline constexpr auto layouts = [] {
 }();
 
 // Whole: codes are whole bytes.
-template <class Lane, bool Whole, place At>
+template <class Lane, bool Whole, lane_end At>
 class code_lanes {
 public:
   using operations = lanes_of<Lane>;
@@ -106,32 +107,32 @@ public:
   }
 
   unsigned width() const { return Whole && bits <= 16 ? bits : width_; }
-  unsigned spare() const { return bits - width(); }             // bits of a lane beside its code
+  unsigned spare() const { return bits - width(); }             // bits of a lane that its code does not take
   unsigned vector_bytes() const { return codes * width() / 8; } // of a vector's codes
   unsigned block_bytes() const { return 8 * width(); }          // of 64 codes
 
-  // Vector v of a block, with what follows it up to 64 bytes.
+  // Loads 64 bytes that begin with vector v of a block.
   __m512i load(const uint8_t *block, unsigned v) const { return load_vector(block + v * vector_bytes()); }
 
-  // Each code at its place, among bits of others where it is not whole bytes.
+  // Moves each code to its end of the lane.  Unless codes are whole bytes, the other bits of the lane are arbitrary.
   [[gnu::always_inline]] __m512i placed(__m512i raw) const {
     if constexpr (Whole && bits == 8)
       return raw;
-    else if constexpr (Whole && At == place::bottom)
+    else if constexpr (Whole && At == lane_end::bottom)
       return _mm512_maskz_permutexvar_epi8(stored_, indices_, raw);
     else if constexpr (Whole)
       return _mm512_permutexvar_epi8(indices_, raw);
     else if constexpr (bits <= 16)
       return _mm512_multishift_epi64_epi8(shifts_, _mm512_permutexvar_epi8(indices_, raw));
-    else if constexpr (At == place::top)
+    else if constexpr (At == lane_end::top)
       return _mm512_sllv_epi32(_mm512_permutexvar_epi8(indices_, raw), shifts_);
     else
       return _mm512_srlv_epi32(_mm512_permutexvar_epi8(indices_, raw), shifts_);
   }
 
-  // Each code at the bottom, among zeros.
+  // Moves each code to the bottom of its lane, with zeros above it.
   [[gnu::always_inline]] __m512i numbers(__m512i raw) const {
-    static_assert(At == place::bottom);
+    static_assert(At == lane_end::bottom);
     if constexpr (Whole)
       return placed(raw);
     else
@@ -149,9 +150,9 @@ private:
   __mmask64 stored_ = 0; // the bytes of a code, at the bottom
 };
 
-// Calls call(type) with the narrowest lanes that hold codes of a width.  Each kind of lanes has a loop, better in a
-// function of its own than all in one.
-template <place At, class Call>
+// Calls call(type) with the narrowest lanes that hold codes of a width.  The loop of each kind of lanes is better in
+// its own function than in one function with all loops.
+template <lane_end At, class Call>
 [[gnu::always_inline]] inline auto with_lanes(unsigned width, Call call) {
   if (width < 8)
     return call(std::type_identity<code_lanes<uint8_t, false, At>>{});

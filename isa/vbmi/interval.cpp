@@ -1,5 +1,5 @@
-// Codes in an interval: one comparison of unsigned lanes.  A code stands at the top of its lane, where what is below it
-// counts less than one.
+// Codes in a wrapped range: one comparison of unsigned lanes.  A code stands at the top of its lane, so the bits below
+// it count less than one.
 #include "isa/vbmi/kernels.hpp"
 #include "isa/vbmi/select.hpp"
 
@@ -29,18 +29,18 @@ private:
   __m512i low_, span_, code_;
 };
 
-// A code of one bit is its answer, or the opposite of it, or makes no difference: eight words at a time are told by
-// their bytes, whose bits stand the other way round.
+// Codes of one bit.  The result for a code is the code, its opposite, or the same for both codes.  The bits of each
+// byte are reversed, eight words at a time.
 uint32_t select_bits(const uint8_t *stream, uint32_t nrows, const wrapped_range &range, uint64_t *out) {
   const auto takes = [&](unsigned code) {
     return !range.none && ((code - range.low) & 1) <= range.span && !(range.nonzero && code == 0);
   };
   const __m512i zero = _mm512_set1_epi8(takes(0) ? -1 : 0), one = _mm512_set1_epi8(takes(1) ? -1 : 0);
   constexpr byte_indices reversed_nibbles = [] {
-    byte_indices places = {};
+    byte_indices reversed = {};
     for (unsigned i = 0; i < 64; ++i)
-      places[i] = static_cast<uint8_t>((i & 1) << 3 | (i & 2) << 1 | (i & 4) >> 1 | (i & 8) >> 3);
-    return places;
+      reversed[i] = static_cast<uint8_t>((i & 1) << 3 | (i & 2) << 1 | (i & 4) >> 1 | (i & 8) >> 3);
+    return reversed;
   }();
   const __m512i nibbles = load_vector(reversed_nibbles), low_nibble = _mm512_set1_epi8(15);
   const __m512i high_nibbles = _mm512_slli_epi16(nibbles, 4);
@@ -85,10 +85,10 @@ uint32_t select_interval(unsigned width, const uint8_t *stream, uint32_t nrows, 
   if (width == 1)
     return select_bits(stream, nrows, range, out);
   if (range.none) {
-    std::fill_n(out, words_of(nrows), 0);
+    clear_words(out, words_of(nrows));
     return 0;
   }
-  return with_lanes<place::top>(width, [&]<class Lanes>(std::type_identity<Lanes> /*lanes*/) {
+  return with_lanes<lane_end::top>(width, [&]<class Lanes>(std::type_identity<Lanes> /*lanes*/) {
     return (range.nonzero ? select<Lanes, true> : select<Lanes, false>) (width, stream, nrows, range, out);
   });
 }

@@ -1,4 +1,5 @@
-// Codes whose bits are set in a map: a look-up in registers as long as the map fits there, else one in memory.
+// Codes that a map selects: a code matches if its bit is set in the map.  The look-up is in registers if the map fits
+// there, else in memory.
 #include "isa/vbmi/kernels.hpp"
 #include "isa/vbmi/select.hpp"
 
@@ -6,18 +7,18 @@ namespace vorn::inline VORN_LEVEL {
 
 namespace {
 
-// A byte for each code of up to 6 or of 7 bits.  The look-up takes the low bits of its index alone, so that the table
-// repeats itself where a code has fewer.
+// For codes of up to 6 bits or of 7 bits: a table with a byte for each code.  The look-up takes only the low bits of
+// its index, so the table repeats itself if a code has fewer bits.
 template <bool Seven>
 class in_bytes {
 public:
-  using lanes = code_lanes<uint8_t, false, place::bottom>;
+  using lanes = code_lanes<uint8_t, false, lane_end::bottom>;
   in_bytes(const lanes &codes, const uint64_t *map) : lanes_(codes) {
-    uint64_t bits = map[0];
+    uint64_t bits = get_word(map, 0);
     for (unsigned size = 1U << codes.width(); size < 64; size *= 2)
       bits = (bits & low_bits(size)) << size | (bits & low_bits(size));
     low_ = _mm512_movm_epi8(bits);
-    high_ = _mm512_movm_epi8(Seven ? map[1] : 0);
+    high_ = _mm512_movm_epi8(Seven ? get_word(map, 1) : 0);
   }
 
   __mmask64 operator()(__m512i raw) const {
@@ -31,10 +32,10 @@ private:
   __m512i low_, high_;
 };
 
-// Of 8 bits: the byte of the map, and a bit of it.
+// For codes of 8 bits: a look-up of the byte of the map, then a test of its bit.
 class in_bits_of_bytes {
 public:
-  using lanes = code_lanes<uint8_t, true, place::bottom>;
+  using lanes = code_lanes<uint8_t, true, lane_end::bottom>;
   in_bits_of_bytes(const lanes & /*codes*/, const uint64_t *map)
       : bytes_(_mm512_maskz_loadu_epi64(15, map)), bits_(_mm512_set1_epi64(static_cast<int64_t>(0x8040201008040201))) {}
 
@@ -48,11 +49,11 @@ private:
   __m512i bytes_, bits_;
 };
 
-// Of 9 to 12 bits: a word of 16 bits of the map, and a bit of it.
+// For codes of 9 to 12 bits: a look-up of a 16-bit word of the map, then a test of its bit.
 template <unsigned Tables> // of 32 words
 class in_words {
 public:
-  using lanes = code_lanes<uint16_t, false, place::bottom>;
+  using lanes = code_lanes<uint16_t, false, lane_end::bottom>;
   // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): all tables are loaded
   in_words(const lanes &codes, const uint64_t *map) : lanes_(codes) {
     for (unsigned i = 0; i < Tables; ++i)
@@ -72,7 +73,7 @@ public:
   }
 
 private:
-  // Of two tables by one permutation, of more by the bit of the index that tells the halves apart.
+  // One permutation looks up two tables.  For more tables, a bit of the index chooses between the two halves.
   template <unsigned First, unsigned Count>
   __m512i look_up(__m512i index) const {
     if constexpr (Count == 2) {
@@ -87,11 +88,11 @@ private:
   __m512i words_[Tables];
 };
 
-// Of more: the 32 bits of the map that hold a code's, read from memory.
+// For wider codes: the 32 bits of the map around the bit of the code are read from memory.
 template <bool Whole>
 class in_memory {
 public:
-  using lanes = code_lanes<uint32_t, Whole, place::bottom>;
+  using lanes = code_lanes<uint32_t, Whole, lane_end::bottom>;
   in_memory(const lanes &codes, const uint64_t *map) : lanes_(codes), map_(map) {}
 
   __mmask16 operator()(__m512i raw) const {
@@ -106,19 +107,19 @@ private:
   const uint64_t *map_;
 };
 
-// The words of a map for all codes of up to 12 bits.  A column may have fewer codes, and its map fewer words: what
-// follows them is read, within the page that they end in, but makes no difference.
+// The words of a map for all codes of up to 12 bits.  A column may have fewer codes, and its map fewer words.  Bytes
+// after the map are read within the page in which the map ends.  They do not change the result.
 struct whole_map {
   alignas(64) uint64_t words[64];
 
-  // scratch: room for a bit for each row.
+  // scratch has room for a bit for each row.
   // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): read does it
   whole_map(unsigned width, const uint8_t *stream, uint32_t nrows, const uint64_t *map, uint64_t *scratch) {
     constexpr uint64_t page = 4096;
     const uint64_t on_page = (page - reinterpret_cast<uintptr_t>(map) % page) / sizeof *map;
     const uint64_t nwords = width <= 6 ? 1 : uint64_t{1} << (width - 6);
     uint64_t present = nwords;
-    if (on_page < nwords) { // the next page is there if a code leads to it
+    if (on_page < nwords) { // the next page exists if some code leads to it
       const uint64_t beyond = on_page * 64;
       const wrapped_range range = {beyond, low_bits(width) - beyond, false, false};
       if (vbmi_kernels::select_interval(width, stream, nrows, range, scratch) == 0)

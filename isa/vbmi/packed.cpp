@@ -1,5 +1,5 @@
-// Dynamic-packed values.  The length codes of 64 rows become masks of the bytes that the values have, by a table of
-// half bytes; an expansion puts the stored bytes there, and what is missing is zero.
+// Dynamic-packed values.  A table of half bytes turns the length codes of 64 rows into masks of the stored bytes.  An
+// expansion moves the stored bytes to the positions in the mask, and the other bytes become zeros.
 #include "generic/scan/length_codes.hpp"
 #include "isa/vbmi/pairs.hpp"
 
@@ -7,7 +7,7 @@ namespace vorn::inline VORN_LEVEL {
 
 namespace {
 
-// Walks over the values of a type.
+// Walks over values of a type.
 template <class Value>
 class packed_values {
   static constexpr unsigned value_bytes = sizeof(Value);
@@ -15,12 +15,12 @@ class packed_values {
   static constexpr unsigned code_bytes = 8 * code_bits; // of 64 rows
 
 public:
-  using lanes = code_lanes<Value, true, place::top>;
+  using lanes = code_lanes<Value, true, lane_end::top>;
 
   packed_values(const uint8_t *values, const uint8_t *lens, uint32_t nrows)
       : values_(values), lens_(lens), rows_left_(nrows) {}
 
-  // The answer match(value) for the next 64 rows, or those that are left; value(v) is vector v of their values.
+  // Returns match(value) for the next 64 rows, or for the rows that are left.  value(v) is vector v of their values.
   template <class Match>
   [[gnu::always_inline]] uint64_t next(Match match) {
     const uint64_t rows = std::min<uint64_t>(rows_left_, 64);
@@ -29,7 +29,7 @@ public:
     rows_left_ -= rows;
     lens_ += code_bytes;
     __m512i values[lanes::vectors];
-    if (rows_left_ >= 64) { // every row has a byte, so that whole loads end within the values
+    if (rows_left_ >= 64) { // every row has a byte, so whole loads end within the values
       for (unsigned v = 0; v < lanes::vectors; ++v)
         values[v] = expanded(masks[v], load_vector(values_));
     } else {
@@ -52,7 +52,7 @@ private:
   __m512i byte_masks(uint64_t size) const {
     const __m512i codes = _mm512_maskz_loadu_epi8(low_bits(size), lens_);
     const __m512i twice = _mm512_permutexvar_epi8(load_vector(pair_index), codes);
-    constexpr uint64_t high_halves = 0x5555555555555555; // come first
+    constexpr uint64_t high_halves = 0x5555555555555555; // the first row has the high half
     const __m512i halves = _mm512_mask_blend_epi8(high_halves, twice, _mm512_srli_epi16(twice, 4));
     return _mm512_shuffle_epi8(load_vector(masks_of_halves), _mm512_and_si512(halves, _mm512_set1_epi8(15)));
   }
@@ -64,7 +64,7 @@ private:
     return out;
   }();
 
-  // The codes of half a byte, the first row's on top, are those of 4, 2 or 1 rows, which take 8 bits of a mask.
+  // Half a byte has the codes of 4, 2 or 1 rows, the first row on top.  These rows take 8 bits of a mask.
   static constexpr byte_indices masks_of_halves = [] {
     byte_indices out = {};
     for (unsigned i = 0; i < 64; ++i)
@@ -87,18 +87,19 @@ uint32_t select(const uint8_t *stream, uint32_t nrows, const uint8_t *lens, cons
   using lanes = typename packed_values<Value>::lanes;
   using operations = typename lanes::operations;
   if (range.none) {
-    std::fill_n(out, words_of(nrows), 0);
+    clear_words(out, words_of(nrows));
     return 0;
   }
   packed_values<Value> values(stream, lens, nrows);
   const __m512i low = operations::all(range.low), span = operations::all(range.span);
   uint32_t count = 0;
   for (uint64_t word = 0; word < words_of(nrows); ++word) {
-    out[word] = values.next([&](auto value) {
+    const uint64_t bits = values.next([&](auto value) {
       return collect_masks<lanes>(
           [&](unsigned v) { return operations::at_most(operations::subtract(value(v), low), span); });
     });
-    count += popcount(out[word]);
+    set_word(out, word, bits);
+    count += popcount(bits);
   }
   return count;
 }
@@ -114,9 +115,10 @@ uint32_t select_with_codes(const uint8_t *stream, uint32_t nrows, const uint8_t 
                  vbmi_kernels::select_interval);
     uint32_t count = 0;
     for (uint64_t word = 0; word < words_of(rows); ++word) {
-      words[word] =
+      const uint64_t bits =
           values.next([&](auto value) { return bounds.match(value, answers.below[word], answers.above[word]); });
-      count += popcount(words[word]);
+      set_word(words, word, bits);
+      count += popcount(bits);
     }
     return count;
   });

@@ -1,4 +1,4 @@
-// Fixed values with their length codes.
+// Selects fixed values with their length codes.
 #include "isa/vbmi/pairs.hpp"
 
 namespace vorn::inline VORN_LEVEL {
@@ -31,7 +31,7 @@ namespace vorn::vbmi_kernels {
 uint32_t select_pairs(unsigned width, const uint8_t *values, uint32_t nrows, const code_source &codes,
                       const pair_interval &range, uint64_t *out) {
   const auto select_in = [&]<class Lane>(Lane /*lane*/) {
-    return select(code_lanes<Lane, true, place::bottom>(width), values, nrows, codes, range, out);
+    return select(code_lanes<Lane, true, lane_end::bottom>(width), values, nrows, codes, range, out);
   };
   return width == 16 ? select_in(uint16_t{}) : width <= 32 ? select_in(uint32_t{}) : select_in(uint64_t{});
 }

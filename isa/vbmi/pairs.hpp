@@ -7,7 +7,7 @@
 
 namespace vorn::inline VORN_LEVEL {
 
-// The bounds in the lanes of values.
+// The bounds of pairs in lanes.
 template <class Lanes>
 class pair_bounds {
   using operations = typename Lanes::operations;
@@ -17,7 +17,7 @@ public:
       : low_(operations::all(range.low)), high_(operations::all(range.high)),
         span_(operations::all(range.high - range.low)), outside_(range.outside ? UINT64_MAX : 0) {}
 
-  // The answers for the values of 64 rows: value(v) is vector v of them.
+  // The result word for the values of 64 rows.  value(v) is vector v of the values.
   template <class Value>
   [[gnu::always_inline]] uint64_t match(Value value, uint64_t below, uint64_t above) const {
     const uint64_t inside = collect_masks<Lanes>(

@@ -1,4 +1,4 @@
-// Asks a test of 64 codes at a time.
+// Tests 64 codes at a time.
 #pragma once
 
 #include <utility>
@@ -10,10 +10,10 @@ namespace vorn::inline VORN_LEVEL {
 
 inline uint32_t sum_of(__m512i counts) { return static_cast<uint32_t>(_mm512_reduce_add_epi64(counts)); }
 
-// The ones of words at any address.
+// The number of ones of words at any address.
 [[gnu::noinline]] inline uint32_t ones_of(const void *words, uint64_t nwords) {
   const auto *at = static_cast<const uint8_t *>(words);
-  if (nwords <= 16) { // perhaps just written, which a load of a vector would have to wait for
+  if (nwords <= 16) { // they may have just been written, and a load of a vector would wait for the stores
     uint32_t count = 0;
     for (; nwords != 0; --nwords, at += 8) {
       uint64_t word;
@@ -29,7 +29,7 @@ inline uint32_t sum_of(__m512i counts) { return static_cast<uint32_t>(_mm512_red
   return sum_of(_mm512_add_epi64(counts, _mm512_popcnt_epi64(_mm512_maskz_loadu_epi64(rest, at))));
 }
 
-// A bit for each lane of the vectors of 64 codes: answer(v) is a mask.
+// One bit for each lane of the vectors of 64 codes.  answer(v) is the mask of vector v.
 template <class Lanes, class Answer>
 [[gnu::always_inline]] inline uint64_t collect_masks(Answer answer) {
   return [&]<size_t... V>(std::index_sequence<V...>) __attribute__((always_inline)) {
@@ -38,7 +38,8 @@ template <class Lanes, class Answer>
   (std::make_index_sequence<Lanes::vectors>{});
 }
 
-// Copies size >= 1 bytes, of the last one the bits of a mask, and zeros up to a capacity in whole vectors.
+// Copies size >= 1 bytes and writes zeros up to a capacity in whole vectors.  Of the last byte only the bits of a mask
+// are copied.
 [[gnu::noinline]] inline void copy_padded(uint8_t *to, uint64_t capacity, const uint8_t *from, uint64_t size,
                                           unsigned last_mask) {
   uint64_t at = 0;
@@ -52,12 +53,12 @@ template <class Lanes, class Answer>
     _mm512_store_si512(to + at, _mm512_setzero_si512());
 }
 
-// The blocks of 64 codes of a stream.  A vector is loaded whole, though its codes may have fewer bytes: the last
-// blocks, where that would lead behind the last code, are a copy with zeros behind it.
+// The blocks of 64 codes of a stream.  A vector is loaded whole, though its codes may have fewer bytes.  If a load of a
+// block would read after the last code, the block is in a copy with zeros after the codes.
 template <class Lanes>
 class code_blocks {
 public:
-  // What no block is copied to is not cleared.
+  // The copy is not cleared if no block needs it.
   // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init)
   code_blocks(const Lanes &lanes, const uint8_t *stream, uint64_t ncodes)
       : stream_(stream), block_bytes_(lanes.block_bytes()), blocks_((ncodes + 63) / 64) {
@@ -67,7 +68,7 @@ public:
     if (in_stream_ == blocks_)
       return;
     const uint64_t copied = in_stream_ * block_bytes_, capacity = (2 * loaded + 63) / 64 * 64;
-    // Stray bits of the last byte would make a code that no row has, for which a set has no word.
+    // Stray bits of the last byte would make a code that no row has.  A set has no word for such a code.
     copy_padded(rest_, capacity, stream + copied, size - copied, bits % 8 != 0 ? 0xff00U >> bits % 8 : 0xffU);
   }
 
@@ -92,7 +93,7 @@ template <class Lanes, class Match>
 [[gnu::always_inline]] inline uint32_t select_words(const Lanes &lanes, const uint8_t *stream, uint32_t nrows,
                                                     const Match &match, uint64_t *out) {
   const code_blocks<Lanes> blocks(lanes, stream, nrows);
-  constexpr uint64_t piece = 512; // words, which are counted while they are in the cache
+  constexpr uint64_t piece = 512; // words; their ones are counted while they are in the cache
   const uint64_t words = blocks.size(), in_stream = blocks.in_stream(), block_bytes = lanes.block_bytes();
   uint32_t count = 0;
   for (uint64_t first = 0; first < words;) {
@@ -100,16 +101,16 @@ template <class Lanes, class Match>
     const uint8_t *block = blocks[first];
 #pragma GCC unroll 2
     for (uint64_t word = first; word < end; ++word, block += block_bytes)
-      out[word] = match(word, block);
+      set_word(out, word, match(word, block));
     if (end == words)
-      out[end - 1] &= low_bits(nrows - 64 * (end - 1));
+      set_word(out, end - 1, get_word(out, end - 1) & low_bits(nrows - 64 * (end - 1)));
     count += ones_of(out + first, end - first);
     first = end;
   }
   return count;
 }
 
-// The same for a test of the lanes of a vector: test(bytes) is a mask.
+// The same for a test that takes the lanes of a vector.  test(bytes) is a mask.
 template <class Lanes, class Test>
 [[gnu::always_inline]] inline uint32_t select_codes(const Lanes &lanes, const uint8_t *stream, uint32_t nrows,
                                                     const Test &test, uint64_t *out) {

@@ -1,5 +1,5 @@
-// Codes to integers: each code to the bottom of a lane that is as wide as an element.  The rows of a filter are
-// compressed in a register.
+// Unpacks codes to integers.  Each code moves to the bottom of a lane that is as wide as an element.  The rows of a
+// filter are compressed in a register.
 #include "isa/vbmi/kernels.hpp"
 #include "isa/vbmi/select.hpp"
 
@@ -32,13 +32,13 @@ __m512i compressed(uint64_t mask, __m512i elements) {
 template <class Call>
 auto with_elements(unsigned width, unsigned size, Call call) {
   if (size == 4)
-    return width % 8 == 0 ? call(uint32_t{}, code_lanes<uint32_t, true, place::bottom>(width))
-                          : call(uint32_t{}, code_lanes<uint32_t, false, place::bottom>(width));
+    return width % 8 == 0 ? call(uint32_t{}, code_lanes<uint32_t, true, lane_end::bottom>(width))
+                          : call(uint32_t{}, code_lanes<uint32_t, false, lane_end::bottom>(width));
   if (size == 2)
-    return width == 16 ? call(uint16_t{}, code_lanes<uint16_t, true, place::bottom>(width))
-                       : call(uint16_t{}, code_lanes<uint16_t, false, place::bottom>(width));
-  return width == 8 ? call(uint8_t{}, code_lanes<uint8_t, true, place::bottom>(width))
-                    : call(uint8_t{}, code_lanes<uint8_t, false, place::bottom>(width));
+    return width == 16 ? call(uint16_t{}, code_lanes<uint16_t, true, lane_end::bottom>(width))
+                       : call(uint16_t{}, code_lanes<uint16_t, false, lane_end::bottom>(width));
+  return width == 8 ? call(uint8_t{}, code_lanes<uint8_t, true, lane_end::bottom>(width))
+                    : call(uint8_t{}, code_lanes<uint8_t, false, lane_end::bottom>(width));
 }
 
 template <class Element, class Lanes>
@@ -61,7 +61,7 @@ uint32_t unpack(Lanes lanes, const uint8_t *stream, uint32_t nrows, const uint64
   uint64_t word = first / 64;
   uint64_t from_first = UINT64_MAX << first % 64;
   for (; word < blocks.size(); ++word, from_first = UINT64_MAX) {
-    const uint64_t rows = filter[word] & from_first & low_bits(nrows - 64 * word);
+    const uint64_t rows = get_word(filter, word) & from_first & low_bits(nrows - 64 * word);
     if (rows == 0)
       continue;
     const uint32_t count = popcount(rows);

@@ -1,4 +1,4 @@
-// The slots of a dispatch table, taken apart.
+// The slots of a dispatch table.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -9,16 +9,11 @@
 #include <vector>
 
 #include "frame/vorn.h"
+#include "generic/table/slot_bits.hpp"
 
 namespace vorn_test {
 
-struct slot {
-  uint32_t index;
-
-  unsigned opcode() const { return index & 31; }
-  unsigned encoding() const { return index >> 5 & 3; }
-  unsigned width_code() const { return index >> 7 & 31; }
-  bool flag() const { return index >> 12; }
+struct slot : vorn::slot_bits {
   unsigned width() const { return static_cast<unsigned>(std::stoul(vorn_datawidth_name(width_code()))); }
   const char *name() const { return vorn_dispatch_func_names[index]; }
   bool predicate() const { return opcode() <= VORN_OPC_GE_LE; }
