@@ -2,6 +2,7 @@
 #include "frame/entry_point.hpp"
 
 #include <cmath>
+#include <cstring>
 
 namespace vorn {
 
@@ -33,26 +34,54 @@ void entry_point::accumulate(const vorn_ctx &ctx, uint32_t index, double rate) {
   ++ctx.vorn_ctx_call_counts[index];
 }
 
-void entry_point::begin_self_check(const vorn_ctx &ctx, const vorn_cv &res, const self_check_texts &texts,
+// The kernels of a range set bits of some rows only, so their scratch result begins clear.
+void entry_point::begin_self_check(const vorn_ctx &ctx, const vorn_cv &res, const self_check_subject &subject,
                                    self_check_scratch &scratch) {
-  const uint64_t size = ((uint64_t{res.vorn_cv_nrows} + 63) >> 3) & ~uint64_t{7};
+  const bool has_range = subject.texts.range_differs != nullptr;
+  const uint64_t size = (uint64_t{subject.nrows} + 63) / 64 * sizeof(uint64_t);
   void *memory =
-      vornu_stack_alloc_align(ctx.vorn_ctx_env, size, texts.scratch, vorn_global_ctx.VORN_OUTPUT_BITWVEC_ALIGN,
+      vornu_stack_alloc_align(ctx.vorn_ctx_env, size, subject.texts.scratch, vorn_global_ctx.VORN_OUTPUT_BITWVEC_ALIGN,
                               vorn_global_ctx.vorn_global_ctx_pad_output, &scratch.token);
-  vorn_build_vector(&scratch.result, nullptr, nullptr, nullptr, res.vorn_cv_encoding_context, nullptr,
-                    static_cast<uint64_t *>(memory), res.vorn_cv_nrows, 0, nullptr, 0);
+  if (has_range)
+    std::memset(memory, 0, size);
+  vorn_build_vector(&scratch.result, has_range ? &scratch.rows : nullptr, nullptr, nullptr,
+                    has_range ? nullptr : res.vorn_cv_encoding_context, nullptr, static_cast<uint64_t *>(memory),
+                    subject.nrows, 0, nullptr, 0);
 }
 
-void entry_point::end_self_check(const vorn_ctx &ctx, const vorn_cv &res, uint32_t index, bool compared,
-                                 const self_check_texts &texts, self_check_scratch &scratch) {
-  if (compared) {
-    const char *kernel = vorn_dispatch_func_names[index];
-    const uint32_t nrows = res.vorn_cv_nrows;
+// Without a range the counts are compared first, with a range the bits.
+void entry_point::compare_results(const vorn_ctx &ctx, const vorn_cv &res, const self_check_subject &subject,
+                                  const self_check_scratch &scratch) {
+  const self_check_texts &texts = subject.texts;
+  const auto report = [&](const char *message, auto... values) {
+    if (subject.kernel != nullptr)
+      raise(ctx, message, subject.kernel, values...);
+    else
+      raise(ctx, message, values...);
+  };
+  const auto compare_popcounts = [&] {
     if (scratch.result.vorn_cv_popc != res.vorn_cv_popc)
-      raise(ctx, texts.popcount_differs, kernel, scratch.result.vorn_cv_popc, res.vorn_cv_popc);
-    if (vornt_compare_res(0, scratch.result.vorn_cv_bv, res.vorn_cv_bv, nrows) == 0)
-      raise(ctx, texts.result_differs, kernel, nrows, nrows);
+      report(texts.popcount_differs, scratch.result.vorn_cv_popc, res.vorn_cv_popc);
+  };
+  const auto bits_differ = [&] {
+    return vornt_compare_res(0, scratch.result.vorn_cv_bv, res.vorn_cv_bv, subject.nrows) == 0;
+  };
+  if (texts.range_differs == nullptr) {
+    compare_popcounts();
+    if (bits_differ())
+      report(texts.result_differs, subject.nrows, subject.nrows);
+    return;
   }
+  if (bits_differ())
+    report(texts.result_differs, subject.nrows, subject.operand);
+  compare_popcounts();
+  row_range rows;
+  std::memcpy(&rows, res.vorn_cv_vals, sizeof rows);
+  if (scratch.rows.first != rows.first || scratch.rows.last != rows.last)
+    report(texts.range_differs, scratch.rows.first, scratch.rows.last, rows.first, rows.last);
+}
+
+void entry_point::end_self_check(const vorn_ctx &ctx, const self_check_scratch &scratch) {
   vornu_stack_free_align(ctx.vorn_ctx_env, scratch.result.vorn_cv_bv, scratch.token);
 }
 

@@ -1,5 +1,4 @@
-// The steps that entry points share.  Each entry point takes them in its own order, so that a step that it lacks shows
-// by its absence.
+// The steps that entry points share.  Each entry point lists its steps in their order, so a missing step is visible.
 #pragma once
 
 #include <cstdint>
@@ -18,55 +17,73 @@ inline uint32_t dispatch_index(uint64_t type_code, uint32_t opcode) {
   return static_cast<uint32_t>(type_code & 0xff) << 5 | opcode;
 }
 
-// The alignment words are those of the record in force.
+// The caller takes the alignment from the record in force.
 inline bool is_aligned(const void *address, uint64_t alignment) {
   return (reinterpret_cast<uintptr_t>(address) & (alignment - 1)) == 0;
 }
 
-// The length code of a constant, 0 where it has none.
+// The length code of a constant, 0 for a constant without one.
 inline uint32_t length_code(const vorn_cv &cst) {
   const auto *lens = static_cast<const uint8_t *>(cst.vorn_cv_lens);
   return lens == nullptr ? 0 : *lens;
 }
 
-// The caller's aux or a cleared one of the call's own.
+// The caller's aux, or a cleared aux of the call.
 inline vorn_aux &aux_or_own(vorn_aux *aux, std::optional<vorn_aux> &own) {
   return aux != nullptr ? *aux : own.emplace();
 }
 
-// The texts of an entry's self-check.
+// What the self-check of an entry reports.
 struct self_check_texts {
   const char *scratch;
   const char *popcount_differs;
   const char *result_differs;
+  const char *range_differs = nullptr; // for kernels that return the first and the last row as well
+};
+
+// The result that a self-check compares.
+struct self_check_subject {
+  const self_check_texts &texts;
+  uint32_t nrows;
+  const char *kernel = nullptr;  // a name for the reports
+  const void *operand = nullptr; // a value for the report of a different result, with a range
+};
+
+struct row_range {
+  uint32_t first = UINT32_MAX;
+  uint32_t last = UINT32_MAX;
 };
 
 // The scratch result of the generic kernel.
 struct self_check_scratch {
   vorn_cv result = {};
+  row_range rows;
   void *token = nullptr;
 };
 
 // One call of an entry point: its context, its name and its place in the source.
 class entry_point {
 public:
+  // An entry point without trace points and timing.
+  explicit entry_point(const vorn_ctx &ctx) : ctx_(ctx) {}
+
   // Decides whether the call is timed.
   entry_point(const vorn_ctx &ctx, const char *name, const char *file = __builtin_FILE(),
               uint32_t line = __builtin_LINE())
       : ctx_(ctx), name_(name), file_(file), timed_(ctx.vorn_ctx_trace != 0 && is_timed(ctx, {name, file, line})) {}
 
-  // Reports a fault unless all is well.  If the reporter returns, the call goes on.
+  // Reports a wrong argument unless the condition holds.  If the reporter returns, the call goes on.
   template <class... Values>
-  void check(bool well, const char *fault, Values... values) const {
-    if (!well)
-      raise(ctx_, fault, values...);
+  void check(bool condition, const char *message, Values... values) const {
+    if (!condition)
+      raise(ctx_, message, values...);
   }
 
-  void check_aligned(const void *address, uint64_t alignment, const char *fault) const {
-    check(is_aligned(address, alignment), fault, address);
+  void check_aligned(const void *address, uint64_t alignment, const char *message) const {
+    check(is_aligned(address, alignment), message, address);
   }
 
-  // A run-length source needs room for one bit per run; its bits are expanded to rows by the burst entry.
+  // A run-length source needs room for one bit per run.  The burst entry expands the bits of runs to rows.
   void check_runs(const vorn_cv &src, const char *missing_vector) const {
     if (!over_runs(src))
       return;
@@ -75,7 +92,8 @@ public:
     enc.vorn_enc_ctx_burst_fn = vorn_decode_rle_burst;
   }
 
-  // A run-length source is evaluated over runs, where a filter of rows has no meaning: it is dropped.
+  // A predicate over a run-length source is evaluated once per run.  A filter of rows has no meaning there and is
+  // dropped.
   void check_filter(const vorn_cv &src, vorn_aux *aux, const char *not_aligned, const char *inverted) const {
     if (aux == nullptr)
       return;
@@ -91,12 +109,12 @@ public:
 
   template <class... Values>
   void trace(const trace_point &point, Values... values) const {
-    if (ctx_.vorn_ctx_trace != 0) // a cleared trace word lets nothing through, with or without a control block
+    if (ctx_.vorn_ctx_trace != 0) // a cleared trace word lets no line through
       vorn::trace(ctx_, name_, file_, point, values...);
   }
 
   void trace_kernel(const trace_point &point, uint32_t index, const vorn_enc_ctx &enc) const {
-    if (ctx_.vorn_ctx_trace != 0) // an index may lie behind the names
+    if (ctx_.vorn_ctx_trace != 0) // the index may lie past the end of the names
       trace(point, vorn_dispatch_func_names[index], force_generic(), (enc.vorn_enc_ctx_flags & VORN_STREAM) ? 1 : 0);
   }
 
@@ -105,7 +123,7 @@ public:
       trace(point, vorn_dispatch_func_names[index], force_generic());
   }
 
-  // The implementation in force, and what the call works on.
+  // The implementation in force and the operands of the call.
   template <class... Values>
   void trace_call(const trace_point &point, Values... values) const {
     trace(point, vorn_global_ctx.vorn_global_ctx_lib_name, vorn_global_ctx.vorn_global_ctx_status,
@@ -123,7 +141,7 @@ public:
           aux.vorn_aux_ones_vec, aux.vorn_aux_ones_vec_size);
   }
 
-  // Readies aux for a kernel: the diagnostic code, the way back to the context, and the bits of an operation.
+  // Prepares aux for a kernel: the diagnostic code, the pointer to the context, and the bits of the operation.
   void prepare(vorn_aux &aux) const {
     aux.vorn_aux_diag_code = 0;
     aux.vorn_aux_ctx = &ctx_;
@@ -149,19 +167,29 @@ public:
     return (force_generic() ? vorn_dispatch_table : vorn_global_ctx.vorn_global_ctx_dispatch)[index];
   }
 
-  // The dispatch rule: the generic kernel when it is forced, both under the self-check, else the one in force.
+  // The dispatch rule: the generic kernel if it is forced, both kernels under the self-check, else the kernel in force.
   // invoke(kernel, res) calls a kernel.
   template <class Invoke>
   uint32_t run(uint32_t index, vorn_cv &res, const self_check_texts &texts, Invoke invoke) const {
     if (!has_self_check())
       return invoke(kernel(index), res);
+    return run_both({texts, res.vorn_cv_nrows, vorn_dispatch_func_names[index]}, res, vorn_dispatch_table[index],
+                    kernel(index), invoke);
+  }
+
+  // The self-check: the generic kernel fills a scratch result, which is compared with the result of the kernel in
+  // force.
+  template <class Kernel, class Invoke>
+  uint32_t run_both(const self_check_subject &subject, vorn_cv &res, const Kernel &generic, const Kernel &in_force,
+                    Invoke invoke) const {
     self_check_scratch scratch;
-    begin_self_check(ctx_, res, texts, scratch);
-    const uint32_t generic_code = invoke(vorn_dispatch_table[index], scratch.result);
-    const uint32_t code = invoke(kernel(index), res);
+    begin_self_check(ctx_, res, subject, scratch);
+    const uint32_t generic_code = invoke(generic, scratch.result);
+    const uint32_t code = invoke(in_force, res);
     // Kernels that refuse their operands write nothing that could be compared.
-    const bool compared = generic_code != VORN_RESULT_REFUSED || code != VORN_RESULT_REFUSED;
-    end_self_check(ctx_, res, index, compared, texts, scratch);
+    if (generic_code != VORN_RESULT_REFUSED || code != VORN_RESULT_REFUSED)
+      compare_results(ctx_, res, subject, scratch);
+    end_self_check(ctx_, scratch);
     return code;
   }
 
@@ -170,21 +198,22 @@ public:
       trace(point, aux.vorn_aux_diag_code);
   }
 
-  // Adds what the bits of the operation say to the host's statistics block, if there is one.
+  // Increments the counters whose bits are set, in the host's statistics block if there is one.
   void count(const vorn_aux &aux, const operation &op) const {
     if (ctx_.vorn_ctx_stats != nullptr)
       add_to(ctx_.vorn_ctx_stats, aux, op);
   }
 
-  // The end of a timed call: its line.  With an index also the running mean of the slot, when the context asks for it.
+  // Ends a timed call: traces its time.  With an index it also updates the running mean of the slot, if the context
+  // wants it.
   void finish(const trace_point &point, uint32_t nrows) const {
     if (timed_)
-      tell_time(point, stop_clock(start_, nrows));
+      trace_time(point, stop_clock(start_, nrows));
   }
   void finish(const trace_point &point, uint32_t nrows, uint32_t index) const {
     if (timed_) {
       const timing spent = stop_clock(start_, nrows);
-      tell_time(point, spent);
+      trace_time(point, spent);
       accumulate(ctx_, index, spent.rate);
     }
   }
@@ -196,21 +225,22 @@ private:
     double rate;
   };
 
-  void tell_time(const trace_point &point, const timing &spent) const { trace(point, spent.elapsed, spent.rate); }
+  void trace_time(const trace_point &point, const timing &spent) const { trace(point, spent.elapsed, spent.rate); }
 
-  // What lies elsewhere does not take the object, which then stays in registers.
+  // Functions of the source file do not take the object, so the object stays in registers.
   static void add_to(void *stats, const vorn_aux &aux, const operation &op);
-  static void begin_self_check(const vorn_ctx &ctx, const vorn_cv &res, const self_check_texts &texts,
+  static void begin_self_check(const vorn_ctx &ctx, const vorn_cv &res, const self_check_subject &subject,
                                self_check_scratch &scratch);
-  static void end_self_check(const vorn_ctx &ctx, const vorn_cv &res, uint32_t index, bool compared,
-                             const self_check_texts &texts, self_check_scratch &scratch);
+  static void compare_results(const vorn_ctx &ctx, const vorn_cv &res, const self_check_subject &subject,
+                              const self_check_scratch &scratch);
+  static void end_self_check(const vorn_ctx &ctx, const self_check_scratch &scratch);
   static timing stop_clock(uint64_t start, uint32_t nrows);
   static void accumulate(const vorn_ctx &ctx, uint32_t index, double rate);
 
   const vorn_ctx &ctx_;
-  const char *name_;
-  const char *file_;
-  bool timed_;
+  const char *name_ = nullptr;
+  const char *file_ = nullptr;
+  bool timed_ = false;
   uint64_t start_ = 0;
 };
 

@@ -6,12 +6,12 @@ using namespace vorn;
 namespace {
 
 uint32_t run(const vorn_ctx &ctx, const char *name, const vorn_cv &src, vorn_aux &aux) {
-  entry_point here(ctx, name);
-  here.trace(VORN_POINT(kernel_alone), name, here.force_generic());
-  here.trace_call(VORN_POINT(rows), src.vorn_cv_nrows);
-  here.prepare(aux);
-  here.start_clock();
-  here.finish(VORN_POINT(time), src.vorn_cv_nrows);
+  entry_point call(ctx, name);
+  call.trace(VORN_POINT(kernel_alone), name, call.force_generic());
+  call.trace_call(VORN_POINT(rows), src.vorn_cv_nrows);
+  call.prepare(aux);
+  call.start_clock();
+  call.finish(VORN_POINT(time), src.vorn_cv_nrows);
   return VORN_RESULT_NO_IMPLEMENTATION;
 }
 

@@ -10,32 +10,32 @@ constexpr self_check_texts self_check = {"vorncmp: res_generic_bv", "vorn_in_set
 
 } // namespace
 
-// Neither the encoding of the set operand nor a refusal of the kernel means anything here.
+// Neither the encoding of the set operand nor a refusal of the kernel means anything call.
 extern "C" uint32_t vorn_in_set(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, const vorn_cv *set, vorn_aux *aux) {
-  entry_point here(*ctx, "vorn_in_set");
+  entry_point call(*ctx, "vorn_in_set");
   const vorn_global_ctx_t &global = vorn_global_ctx;
   const vorn_enc_ctx &enc = *src->vorn_cv_encoding_context;
-  here.check_runs(*src, "vorn_in_set: src1 missing burst resvec");
-  here.check(enc.vorn_enc_ctx_flags & VORN_DICT, "vorn_in_set: src is not DICT");
-  here.check_aligned(res->vorn_cv_bv, global.VORN_OUTPUT_BITWVEC_ALIGN, "vorn_in_set: res is not aligned");
-  here.check_aligned(src->vorn_cv_vals, global.VORN_DATASTREAM_ALIGN, "vorn_in_set: src is not aligned");
-  here.check_aligned(set->vorn_cv_bv, global.VORN_JOIN_BITWVEC_ALIGN, "vorn_in_set: join bv is not aligned");
-  here.check_filter(*src, aux, "vorn_in_set: aux bv is not aligned", "vorn_in_set: invert filter not supported");
+  call.check_runs(*src, "vorn_in_set: src1 missing burst resvec");
+  call.check(enc.vorn_enc_ctx_flags & VORN_DICT, "vorn_in_set: src is not DICT");
+  call.check_aligned(res->vorn_cv_bv, global.VORN_OUTPUT_BITWVEC_ALIGN, "vorn_in_set: res is not aligned");
+  call.check_aligned(src->vorn_cv_vals, global.VORN_DATASTREAM_ALIGN, "vorn_in_set: src is not aligned");
+  call.check_aligned(set->vorn_cv_bv, global.VORN_JOIN_BITWVEC_ALIGN, "vorn_in_set: join bv is not aligned");
+  call.check_filter(*src, aux, "vorn_in_set: aux bv is not aligned", "vorn_in_set: invert filter not supported");
   src->vorn_cv_mask_bv = nullptr;
 
   const uint32_t index = dispatch_index(enc.vorn_enc_ctx_type, VORN_OPC_SET);
-  here.trace_kernel(VORN_POINT(kernel), index, enc);
-  here.trace_call(VORN_POINT(rows), src->vorn_cv_nrows);
-  here.trace_filter(VORN_POINT(filter), aux);
+  call.trace_kernel(VORN_POINT(kernel), index, enc);
+  call.trace_call(VORN_POINT(rows), src->vorn_cv_nrows);
+  call.trace_filter(VORN_POINT(filter), aux);
   std::optional<vorn_aux> own;
-  vorn_aux &given = aux_or_own(aux, own);
-  here.prepare(given, operations::in_set);
-  here.start_clock();
-  const uint32_t code = here.run(index, *res, self_check, [&](const vorn_kernel &kernel, vorn_cv &result) {
-    return kernel.binary(&result, src, set, &given);
+  vorn_aux &kernel_aux = aux_or_own(aux, own);
+  call.prepare(kernel_aux, operations::in_set);
+  call.start_clock();
+  const uint32_t code = call.run(index, *res, self_check, [&](const vorn_kernel &kernel, vorn_cv &result) {
+    return kernel.binary(&result, src, set, &kernel_aux);
   });
-  here.trace_diagnostic(VORN_POINT(diagnostic), given);
-  here.count(given, operations::in_set);
-  here.finish(VORN_POINT(time), src->vorn_cv_nrows, index);
+  call.trace_diagnostic(VORN_POINT(diagnostic), kernel_aux);
+  call.count(kernel_aux, operations::in_set);
+  call.finish(VORN_POINT(time), src->vorn_cv_nrows, index);
   return code;
 }

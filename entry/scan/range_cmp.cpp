@@ -16,36 +16,36 @@ extern "C" {
 // of lo even where hi is at fault.
 uint32_t vorn_range_cmp(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, const vorn_cv *lo, const vorn_cv *hi,
                         vorn_aux *aux, uint32_t opc) {
-  entry_point here(*ctx, "vorn_range_cmp");
+  entry_point call(*ctx, "vorn_range_cmp");
   const vorn_global_ctx_t &global = vorn_global_ctx;
   const vorn_enc_ctx &enc = *src->vorn_cv_encoding_context;
   const vorn_enc_ctx &lo_enc = *lo->vorn_cv_encoding_context;
   const vorn_enc_ctx &hi_enc = *hi->vorn_cv_encoding_context;
-  here.check_runs(*src, "vorn_cmp: src1 missing burst resvec");
-  here.check(enc.vorn_enc_ctx_type == lo_enc.vorn_enc_ctx_type, "vorn_range_cmp: src1 & src2 encoding does not match");
-  here.check(enc.vorn_enc_ctx_type == hi_enc.vorn_enc_ctx_type, "vorn_range_cmp: src1 & src3 encoding does not match");
-  here.check(lo_enc.vorn_enc_ctx_flags & VORN_CONST, "vorn_range_cmp: src2 is not constant");
-  here.check(hi_enc.vorn_enc_ctx_flags & VORN_CONST, "vorn_range_cmp: src3 is not constant");
-  here.check_aligned(res->vorn_cv_bv, global.VORN_OUTPUT_BITWVEC_ALIGN, "vorn_range_cmp: res is not aligned");
-  here.check_aligned(src->vorn_cv_vals, global.VORN_DATASTREAM_ALIGN, "vorn_range_cmp: src is not aligned");
-  here.check_filter(*src, aux, "vorn_range_cmp: aux bv is not aligned", "vorn_range_cmp: invert filter not supported");
+  call.check_runs(*src, "vorn_cmp: src1 missing burst resvec");
+  call.check(enc.vorn_enc_ctx_type == lo_enc.vorn_enc_ctx_type, "vorn_range_cmp: src1 & src2 encoding does not match");
+  call.check(enc.vorn_enc_ctx_type == hi_enc.vorn_enc_ctx_type, "vorn_range_cmp: src1 & src3 encoding does not match");
+  call.check(lo_enc.vorn_enc_ctx_flags & VORN_CONST, "vorn_range_cmp: src2 is not constant");
+  call.check(hi_enc.vorn_enc_ctx_flags & VORN_CONST, "vorn_range_cmp: src3 is not constant");
+  call.check_aligned(res->vorn_cv_bv, global.VORN_OUTPUT_BITWVEC_ALIGN, "vorn_range_cmp: res is not aligned");
+  call.check_aligned(src->vorn_cv_vals, global.VORN_DATASTREAM_ALIGN, "vorn_range_cmp: src is not aligned");
+  call.check_filter(*src, aux, "vorn_range_cmp: aux bv is not aligned", "vorn_range_cmp: invert filter not supported");
 
   const uint32_t index = dispatch_index(enc.vorn_enc_ctx_type, opc);
-  here.trace_kernel(VORN_POINT(kernel), index, enc);
-  here.trace_call(VORN_POINT(rows), src->vorn_cv_nrows);
-  here.trace_filter(VORN_POINT(filter), aux);
+  call.trace_kernel(VORN_POINT(kernel), index, enc);
+  call.trace_call(VORN_POINT(rows), src->vorn_cv_nrows);
+  call.trace_filter(VORN_POINT(filter), aux);
   std::optional<vorn_aux> own;
-  vorn_aux &given = aux_or_own(aux, own);
-  here.prepare(given, operations::compare);
-  here.start_clock();
-  const uint32_t code = here.run(index, *res, self_check, [&](const vorn_kernel &kernel, vorn_cv &result) {
-    return kernel.ternary(&result, src, lo, hi, &given);
+  vorn_aux &kernel_aux = aux_or_own(aux, own);
+  call.prepare(kernel_aux, operations::compare);
+  call.start_clock();
+  const uint32_t code = call.run(index, *res, self_check, [&](const vorn_kernel &kernel, vorn_cv &result) {
+    return kernel.ternary(&result, src, lo, hi, &kernel_aux);
   });
-  here.trace_diagnostic(VORN_POINT(diagnostic), given);
-  here.count(given, operations::compare);
+  call.trace_diagnostic(VORN_POINT(diagnostic), kernel_aux);
+  call.count(kernel_aux, operations::compare);
   if (code == VORN_RESULT_REFUSED)
     raise(*ctx, "vorn_cmp: invalid constant length", vorn_dispatch_func_names[index], length_code(*lo));
-  here.finish(VORN_POINT(time), src->vorn_cv_nrows, index);
+  call.finish(VORN_POINT(time), src->vorn_cv_nrows, index);
   return code;
 }
 
