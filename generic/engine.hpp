@@ -29,11 +29,11 @@ template <unsigned W, class Element>
 using steps = code_steps<W, Element>;
 
 // Selected runs to rows.
-using run_pass = single_runs;
+using run_loop = single_runs;
 
 // Words of bit vectors, and the positions of their ones.
-using bitvec_pass = single_words;
-using ones_pass = single_bits;
+using bitvec_loops = single_words;
+using ones_loop = single_bits;
 
 } // namespace vorn::inline VORN_LEVEL::engine
 

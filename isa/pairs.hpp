@@ -3,7 +3,7 @@
 #pragma once
 
 #include "generic/bitvec/words.hpp"
-#include "isa/ring.hpp"
+#include "isa/wrapped_range.hpp"
 
 namespace vorn::inline VORN_LEVEL {
 
@@ -17,8 +17,8 @@ public:
 
   // Of nrows rows, whose codes begin with a byte.  select(width, stream, nrows, ring, words) asks packed codes.
   template <class Select>
-  void fill(const code_source &codes, uint64_t first_row, uint32_t nrows, const pair_interval &asked, Select select) {
-    const uint64_t top = low_bits(codes.bits), low = asked.low_code, high = asked.high_code;
+  void fill(const code_source &codes, uint64_t first_row, uint32_t nrows, const pair_interval &range, Select select) {
+    const uint64_t top = low_bits(codes.bits), low = range.low_code, high = range.high_code;
     if (codes.uniform != nullptr) {
       std::fill_n(below, words_of(nrows), *codes.uniform < low ? UINT64_MAX : 0);
       std::fill_n(above, words_of(nrows), *codes.uniform > high ? UINT64_MAX : 0);
@@ -34,8 +34,8 @@ public:
 
 // Calls select(first row, rows, words) for the pieces of which the answers of codes are kept.
 template <class Select>
-uint32_t select_pieces(uint32_t nrows, const pair_interval &asked, uint64_t *out, Select select) {
-  if (asked.none) {
+uint32_t select_pieces(uint32_t nrows, const pair_interval &range, uint64_t *out, Select select) {
+  if (range.none) {
     std::fill_n(out, words_of(nrows), 0);
     return 0;
   }

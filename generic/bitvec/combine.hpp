@@ -1,7 +1,7 @@
 // Logical combinations, population counts and ranges of bit vectors.
 //
-// Pass is the loop over whole words, which an engine of a level may replace by one that takes several at once; the last
-// word and what is stored of it are the same for all.
+// Loops is the loop over whole words, which an engine of a level may replace by one that takes several at once; the
+// last word and what is stored of it are the same for all.
 #pragma once
 
 #include "generic/bitvec/words.hpp"
@@ -38,10 +38,10 @@ struct single_words {
   }
 };
 
-template <class Unit, class Pass, bool Counted, class Operation, class... Source>
+template <class Unit, class Loops, bool Counted, class Operation, class... Source>
 inline uint32_t combine_words(Operation operation, void *dst, uint64_t nbits, const Source *...sources) {
   const uint64_t nwords = nbits / 64;
-  uint32_t count = Pass::template combine<Counted>(operation, dst, nwords, sources...);
+  uint32_t count = Loops::template combine<Counted>(operation, dst, nwords, sources...);
   if (const uint64_t rest = nbits % 64; rest != 0) {
     const size_t size = stored_bytes<Unit>(rest);
     const uint64_t word = operation(load_word(word_at(sources, nwords), size)...) & low_bits(rest);
@@ -52,20 +52,20 @@ inline uint32_t combine_words(Operation operation, void *dst, uint64_t nbits, co
   return count;
 }
 
-template <class Unit, class Pass, class Operation, class... Source>
+template <class Unit, class Loops, class Operation, class... Source>
 inline void combine(Operation operation, void *dst, uint32_t *popc, uint64_t nbits, const Source *...sources) {
   if (popc == nullptr)
-    combine_words<Unit, Pass, false>(operation, dst, nbits, sources...);
+    combine_words<Unit, Loops, false>(operation, dst, nbits, sources...);
   else
-    *popc = combine_words<Unit, Pass, true>(operation, dst, nbits, sources...);
+    *popc = combine_words<Unit, Loops, true>(operation, dst, nbits, sources...);
 }
 
-template <class Unit, class Pass>
+template <class Unit, class Loops>
 inline void count_ones(uint32_t *popc, const void *bv, uint64_t nbits) {
   if (popc == nullptr)
     return;
   const uint64_t nwords = nbits / 64;
-  uint32_t count = Pass::count(bv, nwords);
+  uint32_t count = Loops::count(bv, nwords);
   if (const uint64_t rest = nbits % 64; rest != 0)
     count += popcount(load_word(word_at(bv, nwords), stored_bytes<Unit>(rest)) & low_bits(rest));
   *popc = count;

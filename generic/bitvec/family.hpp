@@ -3,7 +3,7 @@
 //
 //     unit              what is stored: uint8_t or uint64_t
 //     end_mark          what an iterator returns at its end
-//     pass, list_pass   the loops over whole words
+//     bitvec_loops, ones_loop   the loops over whole words
 #pragma once
 
 #include <cstdint>
@@ -36,21 +36,21 @@
 
 #define VORN_DEFINE_COMBINATION2(family, Vector, op)                                                                   \
   void vorn_##family##op##_dydi(Vector *dst, uint32_t *popc, const Vector *a, const Vector *b, uint64_t nbits) {       \
-    vorn::combine<unit, pass>(vorn::bit_##op, dst, popc, nbits, a, b);                                                 \
+    vorn::combine<unit, bitvec_loops>(vorn::bit_##op, dst, popc, nbits, a, b);                                         \
   }
 #define VORN_DEFINE_COMBINATION3(family, Vector, op)                                                                   \
   void vorn_##family##op##3_dydi(Vector * dst, uint32_t * popc, const Vector *a, const Vector *b, const Vector *c,     \
                                  uint64_t nbits) {                                                                     \
-    vorn::combine<unit, pass>(vorn::bit_##op, dst, popc, nbits, a, b, c);                                              \
+    vorn::combine<unit, bitvec_loops>(vorn::bit_##op, dst, popc, nbits, a, b, c);                                      \
   }
 
 // All but the start of an iterator, which depends on where a family's vectors begin.
 #define VORN_DEFINE_BIT_VECTORS(family, Vector)                                                                        \
   void vorn_##family##popcnt_dydi(uint32_t *popc, const Vector *bv, uint64_t nbits) {                                  \
-    vorn::count_ones<unit, pass>(popc, bv, nbits);                                                                     \
+    vorn::count_ones<unit, bitvec_loops>(popc, bv, nbits);                                                             \
   }                                                                                                                    \
   void vorn_##family##not_dydi(Vector *dst, uint32_t *popc, const Vector *src, uint64_t nbits) {                       \
-    vorn::combine<unit, pass>(vorn::bit_not, dst, popc, nbits, src);                                                   \
+    vorn::combine<unit, bitvec_loops>(vorn::bit_not, dst, popc, nbits, src);                                           \
   }                                                                                                                    \
   VORN_DEFINE_COMBINATION2(family, Vector, and)                                                                        \
   VORN_DEFINE_COMBINATION2(family, Vector, or)                                                                         \
@@ -72,7 +72,7 @@
     return vorn::next_bit<unit, vorn::wanted::clear>(*ictx, end_mark);                                                 \
   }                                                                                                                    \
   uint32_t vorn_##family##ones_dydi(vorn_##family##_ictx *ictx, uint32_t *out, uint32_t max) {                         \
-    return list_pass::list_ones<unit>(*ictx, out, max);                                                                \
+    return ones_loop::list_ones<unit>(*ictx, out, max);                                                                \
   }                                                                                                                    \
   uint64_t vorn_##family##run_dydi(uint64_t, uint64_t) { return end_mark; }                                            \
   uint64_t vorn_##family##runs_dydi(uint64_t, uint64_t, uint64_t, uint64_t) { return 0; }

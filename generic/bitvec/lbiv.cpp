@@ -5,8 +5,8 @@
 namespace {
 
 using unit = uint8_t;
-using pass = vorn::engine::bitvec_pass;
-using list_pass = vorn::engine::ones_pass;
+using bitvec_loops = vorn::engine::bitvec_loops;
+using ones_loop = vorn::engine::ones_loop;
 
 constexpr uint64_t end_mark = UINT32_MAX;
 

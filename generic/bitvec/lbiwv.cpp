@@ -5,8 +5,8 @@
 namespace {
 
 using unit = uint64_t;
-using pass = vorn::engine::bitvec_pass;
-using list_pass = vorn::engine::ones_pass;
+using bitvec_loops = vorn::engine::bitvec_loops;
+using ones_loop = vorn::engine::ones_loop;
 
 constexpr uint64_t end_mark = UINT64_MAX;
 
@@ -15,11 +15,11 @@ constexpr uint64_t end_mark = UINT64_MAX;
 namespace vorn::inline VORN_LEVEL {
 
 uint32_t next_ones(vorn_lbiwv_ictx &iterator, uint32_t *out, uint32_t max) {
-  return list_pass::list_ones<uint64_t>(iterator, out, max);
+  return ones_loop::list_ones<uint64_t>(iterator, out, max);
 }
 
 uint32_t and_words(uint64_t *dst, const uint64_t *a, const uint64_t *b, uint64_t nbits) {
-  return combine_words<uint64_t, pass, true>(bit_and, dst, nbits, a, b);
+  return combine_words<uint64_t, bitvec_loops, true>(bit_and, dst, nbits, a, b);
 }
 
 } // namespace vorn::inline VORN_LEVEL

@@ -1,4 +1,4 @@
-// Bursts: every selected run sets its whole stretch of rows.
+// Bursts: every selected run sets its whole row_range of rows.
 #pragma once
 
 #include <algorithm>
@@ -10,7 +10,7 @@
 
 namespace vorn::inline VORN_LEVEL {
 
-struct stretch {
+struct row_range {
   uint32_t first;
   uint32_t rows;
 };
@@ -33,7 +33,7 @@ public:
     first_[size] = first;
   }
 
-  stretch at(uint32_t /*block*/, uint32_t run) const { return {first_[run], first_[run + 1] - first_[run]}; }
+  row_range at(uint32_t /*block*/, uint32_t run) const { return {first_[run], first_[run + 1] - first_[run]}; }
 
 private:
   run_lengths lens_;
@@ -48,7 +48,7 @@ public:
 
   void enter(uint32_t /*block*/) {}
 
-  stretch at(uint32_t block, uint32_t run) const {
+  row_range at(uint32_t block, uint32_t run) const {
     const uint8_t *entry = cla_ + 4 * (uint64_t{block} + run);
     const uint32_t first = load_big<uint32_t>(entry);
     return {first, load_big<uint32_t>(entry + 4) - first};
@@ -60,7 +60,7 @@ private:
 
 // Sets the rows of a run in a vector in which nothing is set behind it: only its first word may hold earlier runs.
 // Up to four words are written without a branch on their number, which no predictor foresees.
-inline void set_rows(uint64_t *out, stretch run) {
+inline void set_rows(uint64_t *out, row_range run) {
   if (run.rows == 0) // the word of an empty run may lie behind the vector
     return;
   const uint32_t end = run.first % 64 + run.rows - 1;
@@ -91,7 +91,7 @@ struct single_runs {
       runs.enter(block);
       uint64_t word = selected[block / 64] & low_bits(nruns - block);
       for (; word != 0; word &= word - 1) {
-        const stretch rows = runs.at(block, static_cast<uint32_t>(std::countr_zero(word)));
+        const row_range rows = runs.at(block, static_cast<uint32_t>(std::countr_zero(word)));
         set_rows(out, rows);
         count += rows.rows;
       }
@@ -100,12 +100,12 @@ struct single_runs {
   }
 };
 
-template <class Runs, class Pass>
+template <class Runs, class Loop>
 uint32_t burst(vorn_cv *res, vorn_cv *src, vorn_aux *aux) {
   const vorn_enc_ctx &enc = *src->vorn_cv_encoding_context;
   uint64_t *out = res->vorn_cv_bv;
   std::fill_n(out, words_of(res->vorn_cv_nrows), 0);
-  const uint32_t count = Pass::set(Runs(enc), aux->vorn_aux_filter_bv, enc.vorn_enc_ctx_rle_nruns, out);
+  const uint32_t count = Loop::set(Runs(enc), aux->vorn_aux_filter_bv, enc.vorn_enc_ctx_rle_nruns, out);
   res->vorn_cv_popc = count;
   return count == 0 ? VORN_RESULT_EMPTY : VORN_RESULT_DONE;
 }

@@ -55,11 +55,11 @@ uint32_t walk_filter(const uint64_t *filter, uint32_t nrows, uint32_t first, uin
   uint32_t batch[batch_size];
   uint32_t last = first - 1;
   while (room != 0) {
-    const uint32_t asked = std::min(room, batch_size);
-    const uint32_t fetched = next_ones(selected, batch, asked);
+    const uint32_t requested = std::min(room, batch_size);
+    const uint32_t fetched = next_ones(selected, batch, requested);
     take(batch, fetched);
     room -= fetched;
-    if (fetched < asked)
+    if (fetched < requested)
       return nrows - 1;
     last = batch[fetched - 1]; // a full batch stops on its row, even on the last one
   }

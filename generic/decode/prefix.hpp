@@ -21,18 +21,15 @@ struct descriptor {
 };
 static_assert(sizeof(descriptor) == 16);
 
-// One value after the other.  An engine of a level may replace it.
-struct single_values {
-  static void write(uint8_t *out, uint32_t values, const uint8_t *prefix, uint32_t prefix_length, const uint8_t *suffix,
-                    uint32_t suffix_length) {
-    for (uint32_t i = 0; i < values; ++i) {
-      copy_short(out, prefix, prefix_length);
-      copy_short(out + prefix_length, suffix, suffix_length);
-      out += prefix_length + suffix_length;
-      suffix += suffix_length;
-    }
+inline void write_values(uint8_t *out, uint32_t values, const uint8_t *prefix, uint32_t prefix_length,
+                         const uint8_t *suffix, uint32_t suffix_length) {
+  for (uint32_t i = 0; i < values; ++i) {
+    copy_short(out, prefix, prefix_length);
+    copy_short(out + prefix_length, suffix, suffix_length);
+    out += prefix_length + suffix_length;
+    suffix += suffix_length;
   }
-};
+}
 
 inline descriptor *describe(descriptor *out, const uint8_t *value, uint32_t values, uint32_t length) {
   for (uint32_t i = 0; i < values; ++i, ++out, value += length) {
@@ -43,9 +40,7 @@ inline descriptor *describe(descriptor *out, const uint8_t *value, uint32_t valu
   return out;
 }
 
-// Pass writes the values of one group.
-template <class Pass>
-uint32_t prefix_decode(vorn_cv *res, vorn_cv *src, vorn_aux *aux) {
+inline uint32_t prefix_decode(vorn_cv *res, vorn_cv *src, vorn_aux *aux) {
   const vorn_enc_ctx &enc = *src->vorn_cv_encoding_context;
   const uint32_t length = enc.vorn_enc_ctx_prefix_vlen;
   if (enc.vorn_enc_ctx_prefix_group != group_size || length == 0 || length > longest_value)
@@ -66,7 +61,7 @@ uint32_t prefix_decode(vorn_cv *res, vorn_cv *src, vorn_aux *aux) {
     const uint32_t values = std::min(left, group_size);
     if (described != nullptr)
       described = describe(described, out, values, length);
-    Pass::write(out, values, prefix, prefix_length, suffix, suffix_length);
+    write_values(out, values, prefix, prefix_length, suffix, suffix_length);
     out += values * length;
     left -= values;
   }

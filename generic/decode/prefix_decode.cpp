@@ -4,7 +4,7 @@
 VORN_KERNELS_BEGIN
 
 uint32_t vorn_prefix_decode_dydi(vorn_cv *res, vorn_cv *src, vorn_aux *aux) {
-  return vorn::prefix_decode<vorn::single_values>(res, src, aux);
+  return vorn::prefix_decode(res, src, aux);
 }
 
 VORN_KERNELS_END

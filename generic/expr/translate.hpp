@@ -8,8 +8,8 @@
 #include "frame/vorn.h"
 #include "generic/big_endian.hpp"
 #include "generic/bitvec/iterate.hpp"
+#include "generic/match_summary.hpp"
 #include "generic/native.hpp"
-#include "generic/passed_rows.hpp"
 
 namespace vorn::inline VORN_LEVEL {
 
@@ -91,7 +91,7 @@ public:
       passed_.add_row(bv_, rows[i], entries_[i] != Entries::miss);
   }
 
-  const passed_rows &passed() const { return passed_; }
+  const match_summary &passed() const { return passed_; }
 
 private:
   template <class Row>
@@ -111,7 +111,7 @@ private:
   const uint8_t *keys_;
   uint64_t *bv_;
   uint8_t *codes_;
-  passed_rows passed_;
+  match_summary passed_;
   uint32_t entries_[xlate_block] = {};
 };
 

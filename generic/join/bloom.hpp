@@ -8,8 +8,8 @@
 #include "frame/vorn.h"
 #include "generic/big_endian.hpp"
 #include "generic/bitvec/iterate.hpp"
+#include "generic/match_summary.hpp"
 #include "generic/native.hpp"
-#include "generic/passed_rows.hpp"
 
 namespace vorn::inline VORN_LEVEL {
 
@@ -44,8 +44,8 @@ struct bloom_map {
 struct single_tests {
   // Rows first to end - 1: the bits of a word are collected before they are set.
   template <class Map>
-  static passed_rows test_range(const Map &map, uint64_t *bv, uint32_t first, uint32_t end) {
-    passed_rows passed;
+  static match_summary test_range(const Map &map, uint64_t *bv, uint32_t first, uint32_t end) {
+    match_summary passed;
     for (uint64_t row = first; row < end;) {
       const uint64_t word_end = std::min<uint64_t>(end, (row / 64 + 1) * 64);
       const uint64_t word = row / 64;
@@ -58,8 +58,8 @@ struct single_tests {
   }
 
   template <class Map>
-  static passed_rows test_rows(const Map &map, uint64_t *bv, vorn_lbiwv_ictx rows) {
-    passed_rows passed;
+  static match_summary test_rows(const Map &map, uint64_t *bv, vorn_lbiwv_ictx rows) {
+    match_summary passed;
     uint32_t batch[64];
     uint32_t count;
     do {

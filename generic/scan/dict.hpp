@@ -3,7 +3,7 @@
 
 #include "frame/vorn.h"
 #include "generic/codes.hpp"
-#include "generic/scan/word_pass.hpp"
+#include "generic/scan/word_loops.hpp"
 
 namespace vorn::inline VORN_LEVEL {
 
@@ -24,7 +24,7 @@ inline uint64_t match_block(const uint8_t *block, const Predicate &predicate) {
 template <unsigned W>
 class dict {
 public:
-  using pass = word_pass;
+  using loops = word_loops;
   using number = uint64_t;
   static constexpr number max = low_bits(W);
 

@@ -10,7 +10,7 @@
 #include "frame/vorn.h"
 #include "generic/scan/dynp_lengths.hpp"
 #include "generic/scan/length_codes.hpp"
-#include "generic/scan/word_pass.hpp"
+#include "generic/scan/word_loops.hpp"
 
 namespace vorn::inline VORN_LEVEL {
 
@@ -22,7 +22,7 @@ class dynp {
   static constexpr uint8_t longest = W / 8 - 1; // the highest code of a stream
 
 public:
-  using pass = word_pass;
+  using loops = word_loops;
   using number = typename key::number;
   static constexpr number max = key::max;
 

@@ -7,7 +7,7 @@
 #include "frame/assertion.hpp"
 #include "generic/scan/dict.hpp"
 #include "generic/scan/length_codes.hpp"
-#include "generic/scan/word_pass.hpp"
+#include "generic/scan/word_loops.hpp"
 
 namespace vorn::inline VORN_LEVEL {
 
@@ -36,7 +36,7 @@ class fixed {
       std::conditional_t<Tz, lane<(W < 64 ? W + 8 : 64)>, lane<W>>; // with Tz also what is wider than the class
 
 public:
-  using pass = word_pass;
+  using loops = word_loops;
   using number = typename key::number;
   static constexpr number max = key::max;
 

@@ -19,11 +19,11 @@ struct membership {
   }
 
   // Of a dictionary of two codes the map alone may tell.
-  settled settles(uint64_t max) const {
+  constant_result folds_to(uint64_t max) const {
     if (max > 1)
-      return settled::no;
+      return constant_result::no;
     const uint64_t members = map[0] & 3;
-    return members == 3 ? settled::all_match : members == 0 ? settled::none_matches : settled::no;
+    return members == 3 ? constant_result::all_match : members == 0 ? constant_result::none_match : constant_result::no;
   }
 };
 

@@ -12,7 +12,7 @@ namespace vorn::inline VORN_LEVEL {
 constexpr bool is_range(unsigned opcode) { return opcode >= VORN_OPC_GT_LT; }
 
 // Has a predicate one answer for every row?
-enum class settled { no, none_matches, all_match };
+enum class constant_result { no, none_match, all_match };
 
 // x matches when (x - low <= span) differs from `outside` and, with `nonzero`, x is not 0.  The bounds fit the width of
 // the numbers, so that the difference may be taken in any lane that holds one.
@@ -46,7 +46,7 @@ struct interval {
   }
 
   // Rows are read even where no number, or every number, lies inside.
-  static constexpr settled settles(Number /*max*/) { return settled::no; }
+  static constexpr constant_result folds_to(Number /*max*/) { return constant_result::no; }
 };
 
 // The numbers from 0 to max that satisfy `opcode` with the constant c, or lo and hi of a range.  With nulls, 0 stands

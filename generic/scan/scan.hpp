@@ -57,7 +57,7 @@ template <class Reader, class Kernel>
     return kernel.hand_over(res, src, lo, hi, aux);
 
   Reader rows(obtain_stream(*src, *aux, kernel.texts), nrows, *src, *lo);
-  uint32_t count = Reader::pass::select(rows, kernel.predicate(rows, *lo, *hi), out, nrows);
+  uint32_t count = Reader::loops::select(rows, kernel.predicate(rows, *lo, *hi), out, nrows);
 
   if (Kernel::masked && src->vorn_cv_mask_bv != nullptr)
     count = and_words(out, out, src->vorn_cv_mask_bv, nrows);
@@ -88,11 +88,11 @@ template <class Reader, class Kernel>
 
   const auto predicate = kernel.selective_predicate(rows, *lo, *hi);
   uint32_t count = 0;
-  switch (predicate.settles(Reader::max)) {
-  case settled::no:
-    count = Reader::pass::visit(rows, predicate, filter, out, nrows);
+  switch (predicate.folds_to(Reader::max)) {
+  case constant_result::no:
+    count = Reader::loops::visit(rows, predicate, filter, out, nrows);
     break;
-  case settled::all_match:
+  case constant_result::all_match:
     count = and_words(out, filter, filter, nrows);
     break;
   default: // none matches

@@ -3,26 +3,26 @@
 
 #include "generic/bitvec/combine.hpp"
 #include "generic/decode/burst.hpp"
+#include "isa/avx2/kernels.hpp"
 #include "isa/avx2/ones.hpp"
-#include "isa/avx2/passes.hpp"
 #include "isa/avx2/scan.hpp"
 #include "isa/avx2/unpack.hpp"
 
 namespace vorn::inline VORN_LEVEL::engine {
 
 template <unsigned W>
-using dict_rows = lane_dict<W, lane_passes>;
+using dict_rows = lane_dict<W, lane_kernels>;
 template <unsigned W, bool Tz>
-using fixed_rows = lane_fixed<W, Tz, lane_passes>;
+using fixed_rows = lane_fixed<W, Tz, lane_kernels>;
 template <unsigned W, bool Tz>
-using dynp_rows = lane_dynp<W, Tz, lane_passes>;
+using dynp_rows = lane_dynp<W, Tz, lane_kernels>;
 
 template <unsigned W, class Element>
 using steps = lane_steps<W, Element>;
 
-using run_pass = single_runs;
+using run_loop = single_runs;
 
-using bitvec_pass = single_words;
-using ones_pass = byte_ones;
+using bitvec_loops = single_words;
+using ones_loop = byte_ones;
 
 } // namespace vorn::inline VORN_LEVEL::engine

@@ -30,7 +30,7 @@ struct byte_ones {
 private:
   static constexpr uint32_t beyond = 8; // positions that may be written behind those of a word
 
-  // What is behind the positions is put back, since nobody asked for it to change.
+  // What is behind the positions is put back, since nobody range for it to change.
   [[gnu::always_inline]] static void list_word(uint64_t word, int32_t base, uint32_t *out, uint32_t ones) {
     uint32_t kept[beyond];
     std::memcpy(kept, out + ones, sizeof kept);

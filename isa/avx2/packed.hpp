@@ -9,7 +9,7 @@ namespace vorn::inline VORN_LEVEL {
 
 // Shuffles for each byte of length codes.
 template <unsigned W>
-inline constexpr auto spreads = [] {
+inline constexpr auto expand_shuffles = [] {
   constexpr unsigned bits = length_code_bits(W), rows = 8 / bits, size = W / 8;
   std::array<std::array<uint8_t, 16>, 256> out = {};
   for (unsigned codes = 0; codes < 256; ++codes) {
@@ -44,9 +44,9 @@ public:
     rows_left_ -= rows;
     alignas(sizeof(vector)) uint8_t values[block_bytes];
     if (rows_left_ >= half_bytes) // every row has a byte, so that whole loads end within the values
-      values_ = spread(values_, lens_, code_bytes, values);
+      values_ = expand(values_, lens_, code_bytes, values);
     else
-      values_ += spread_last(rows, values);
+      values_ += expand_last(rows, values);
     lens_ += code_bytes;
     const auto value = [&](unsigned group, auto v) __attribute__((always_inline)) {
       const unsigned first = group * group_codes + v * lanes::per_half;
@@ -57,11 +57,11 @@ public:
 
 private:
   // Returns where the stored bytes end.
-  [[gnu::always_inline]] static const uint8_t *spread(const uint8_t *stored, const uint8_t *codes, uint64_t size,
+  [[gnu::always_inline]] static const uint8_t *expand(const uint8_t *stored, const uint8_t *codes, uint64_t size,
                                                       uint8_t *values) {
     for (uint64_t i = 0; i < size; ++i) {
       const unsigned byte = legal(codes[i]);
-      const __m128i bytes = _mm_shuffle_epi8(load_half(stored), load_half(spreads<W>[byte].data()));
+      const __m128i bytes = _mm_shuffle_epi8(load_half(stored), load_half(expand_shuffles<W>[byte].data()));
       store_half(values + half_bytes * i, bytes);
       stored += length_consumed<W>[byte];
     }
@@ -69,7 +69,7 @@ private:
   }
 
   // Through a copy, so that nothing is read behind the last value.  Returns how many bytes are stored.
-  uint64_t spread_last(uint64_t rows, uint8_t *values) const {
+  uint64_t expand_last(uint64_t rows, uint8_t *values) const {
     uint8_t codes[code_bytes] = {};
     const uint64_t size = (rows + per_byte - 1) / per_byte, unused = size * per_byte - rows;
     std::memcpy(codes, lens_, size);
@@ -80,7 +80,7 @@ private:
     uint8_t copy[block_bytes + half_bytes] = {};
     stored -= unused; // a code of 0 counts 1
     std::memcpy(copy, values_, stored);
-    spread(copy, codes, code_bytes, values);
+    expand(copy, codes, code_bytes, values);
     return stored;
   }
 
@@ -93,15 +93,15 @@ private:
 };
 
 template <unsigned W>
-[[gnu::noinline]] uint32_t select_packed(const uint8_t *stream, uint32_t nrows, const uint8_t *lens, const ring &asked,
-                                         uint64_t *out) {
-  if (asked.none) {
+[[gnu::noinline]] uint32_t select_packed(const uint8_t *stream, uint32_t nrows, const uint8_t *lens,
+                                         const wrapped_range &range, uint64_t *out) {
+  if (range.none) {
     std::fill_n(out, words_of(nrows), 0);
     return 0;
   }
   packed_values<W> values(stream, lens, nrows);
   using lanes = typename packed_values<W>::lanes;
-  const in_ring<lanes, false> test(0, asked);
+  const in_wrapped_range<lanes, false> test(0, range);
   uint32_t count = 0;
   for (uint64_t word = 0; word < words_of(nrows); ++word) {
     out[word] = values.next(
@@ -113,12 +113,12 @@ template <unsigned W>
 
 template <unsigned W>
 [[gnu::noinline]] uint32_t select_packed_pairs(const uint8_t *stream, uint32_t nrows, const uint8_t *lens,
-                                               const pair_interval &asked, uint64_t *out) {
+                                               const pair_interval &range, uint64_t *out) {
   packed_values<W> values(stream, lens, nrows);
-  const pair_bounds<typename packed_values<W>::lanes> bounds(0, asked);
+  const pair_bounds<typename packed_values<W>::lanes> bounds(0, range);
   code_answers answers;
-  return select_pieces(nrows, asked, out, [&](uint32_t first, uint32_t rows, uint64_t *words) {
-    answers.fill({lens, length_code_bits(W), nullptr}, first, rows, asked, select_ring);
+  return select_pieces(nrows, range, out, [&](uint32_t first, uint32_t rows, uint64_t *words) {
+    answers.fill({lens, length_code_bits(W), nullptr}, first, rows, range, select_range);
     uint32_t count = 0;
     for (uint64_t word = 0; word < words_of(rows); ++word) {
       words[word] =

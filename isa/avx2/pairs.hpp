@@ -13,10 +13,10 @@ class pair_bounds {
   static constexpr uint64_t sign = uint64_t{1} << (Lanes::bits - 1);
 
 public:
-  pair_bounds(unsigned spare, const pair_interval &asked)
-      : low_(operations::all(asked.low << spare)), high_(operations::all(asked.high << spare)),
-        start_(operations::all(asked.low << spare ^ sign)),
-        span_(operations::all((asked.high - asked.low) << spare ^ sign)), outside_(asked.outside ? UINT64_MAX : 0) {}
+  pair_bounds(unsigned spare, const pair_interval &range)
+      : low_(operations::all(range.low << spare)), high_(operations::all(range.high << spare)),
+        start_(operations::all(range.low << spare ^ sign)),
+        span_(operations::all((range.high - range.low) << spare ^ sign)), outside_(range.outside ? UINT64_MAX : 0) {}
 
   // The answers for the values of 64 rows: value(group, v) is vector v of a group.
   template <class Value>
@@ -38,12 +38,12 @@ private:
 
 template <class Lanes>
 [[gnu::noinline]] uint32_t select_pairs_in(unsigned width, const uint8_t *values, uint32_t nrows,
-                                           const code_source &codes, const pair_interval &asked, uint64_t *out) {
+                                           const code_source &codes, const pair_interval &range, uint64_t *out) {
   const Lanes lanes(width);
-  const pair_bounds<Lanes> bounds(lanes.spare(), asked);
+  const pair_bounds<Lanes> bounds(lanes.spare(), range);
   code_answers answers;
-  return select_pieces(nrows, asked, out, [&](uint32_t first, uint32_t rows, uint64_t *words) {
-    answers.fill(codes, first, rows, asked, select_ring);
+  return select_pieces(nrows, range, out, [&](uint32_t first, uint32_t rows, uint64_t *words) {
+    answers.fill(codes, first, rows, range, select_range);
     const auto match = [&](uint64_t word, const uint8_t *block) {
       return bounds.match(
           [&](unsigned group, auto v) __attribute__((always_inline)) { return lanes.top(block, group, v); },
@@ -55,13 +55,13 @@ template <class Lanes>
 
 // Fixed values of a width.
 inline uint32_t select_pairs(unsigned width, const uint8_t *values, uint32_t nrows, const code_source &codes,
-                             const pair_interval &asked, uint64_t *out) {
+                             const pair_interval &range, uint64_t *out) {
   using enum code_form;
   const auto select = width == 8    ? select_pairs_in<code_lanes<uint8_t, whole>>
                       : width == 16 ? select_pairs_in<code_lanes<uint16_t, whole>>
                       : width <= 32 ? select_pairs_in<code_lanes<uint32_t, whole>>
                                     : select_pairs_in<code_lanes<uint64_t, whole>>;
-  return select(width, values, nrows, codes, asked, out);
+  return select(width, values, nrows, codes, range, out);
 }
 
 } // namespace vorn::inline VORN_LEVEL

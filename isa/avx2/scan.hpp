@@ -6,94 +6,94 @@
 #include "generic/scan/dynp.hpp"
 #include "generic/scan/fixed.hpp"
 #include "generic/scan/membership.hpp"
-#include "isa/dense.hpp"
-#include "isa/ring.hpp"
+#include "isa/full_scan.hpp"
+#include "isa/wrapped_range.hpp"
 
 namespace vorn::inline VORN_LEVEL {
 
-// A reader says by row_cost(predicate) as how many rows in lanes a row by itself takes, or 0 where a predicate has no
-// lanes: a filter that selects more than one row of so many is not worth a visit of its rows.
-struct lane_pass {
+// A reader says by cost_per_row(predicate) as how many rows in lanes a row by itself takes, or 0 where a predicate has
+// no lanes: a filter that selects more than one row of so many is not worth a visit of its rows.
+struct lane_loops {
   template <class Reader, class Predicate>
   static uint32_t select(Reader &rows, const Predicate &predicate, uint64_t *out, uint32_t nrows) {
-    return rows.row_cost(predicate) != 0 ? rows.select_lanes(predicate, out, nrows)
-                                         : word_pass::select(rows, predicate, out, nrows);
+    return rows.cost_per_row(predicate) != 0 ? rows.select_lanes(predicate, out, nrows)
+                                             : word_loops::select(rows, predicate, out, nrows);
   }
 
   template <class Reader, class Predicate>
   static uint32_t visit(Reader &rows, const Predicate &predicate, const uint64_t *filter, uint64_t *out,
                         uint32_t nrows) {
-    const uint64_t cost = rows.row_cost(predicate);
-    if (cost == 0 || !is_dense(filter, nrows, cost))
-      return word_pass::visit(rows, predicate, filter, out, nrows);
+    const uint64_t cost = rows.cost_per_row(predicate);
+    if (cost == 0 || !prefers_full_scan(filter, nrows, cost))
+      return word_loops::visit(rows, predicate, filter, out, nrows);
     rows.select_lanes(predicate, out, nrows);
     return and_words(out, out, filter, nrows);
   }
 };
 
-// Passes are those of a level (lane_passes).
-template <unsigned W, class Passes>
+// Kernels are those of a level (lane_kernels).
+template <unsigned W, class Kernels>
 struct lane_dict : dict<W> {
   using dict<W>::dict;
-  using pass = lane_pass;
+  using loops = lane_loops;
 
-  static unsigned row_cost(const interval<uint64_t> & /*asked*/) { return Passes::interval_row_cost(W); }
-  uint32_t select_lanes(const interval<uint64_t> &asked, uint64_t *out, uint32_t nrows) const {
-    return Passes::interval(W, this->stream(), nrows, ring_of(asked, W), out);
+  static unsigned cost_per_row(const interval<uint64_t> & /*predicate*/) { return Kernels::interval_cost_per_row(W); }
+  uint32_t select_lanes(const interval<uint64_t> &predicate, uint64_t *out, uint32_t nrows) const {
+    return Kernels::interval(W, this->stream(), nrows, wrapped_range_of(predicate, W), out);
   }
 
-  static unsigned row_cost(const membership &asked) { return Passes::member_row_cost(W, asked.map); }
-  uint32_t select_lanes(const membership &asked, uint64_t *out, uint32_t nrows) const {
-    return Passes::members(W, this->stream(), nrows, asked.map, out);
+  static unsigned cost_per_row(const membership &predicate) { return Kernels::member_cost_per_row(W, predicate.map); }
+  uint32_t select_lanes(const membership &predicate, uint64_t *out, uint32_t nrows) const {
+    return Kernels::members(W, this->stream(), nrows, predicate.map, out);
   }
 };
 
 // Values of a stride in bytes are codes of eight times as many bits.
-template <unsigned W, bool Tz, class Passes>
+template <unsigned W, bool Tz, class Kernels>
 struct lane_fixed : fixed<W, Tz> {
   using fixed<W, Tz>::fixed;
-  using pass = lane_pass;
+  using loops = lane_loops;
 
   template <class Number>
-  static unsigned row_cost(const interval<Number> & /*asked*/) {
-    return Passes::value_row_cost(W, Tz);
+  static unsigned cost_per_row(const interval<Number> & /*predicate*/) {
+    return Kernels::value_cost_per_row(W, Tz);
   }
   template <class Number>
-  uint32_t select_lanes(const interval<Number> &asked, uint64_t *out, uint32_t nrows) const {
+  uint32_t select_lanes(const interval<Number> &predicate, uint64_t *out, uint32_t nrows) const {
     const unsigned width = 8 * this->stride();
     if constexpr (Tz) {
       if (nrows != 0) // as the generic form, which looks at the width when it meets a row
         this->check_width();
       const code_source codes = {this->lens(), length_code_bits(W), this->uniform()};
-      return Passes::pairs(width, this->values(), nrows, codes, pairs_of(asked, width), out);
+      return Kernels::pairs(width, this->values(), nrows, codes, pairs_of(predicate, width), out);
     } else {
-      return Passes::interval(width, this->values(), nrows, ring_of(asked, width), out);
+      return Kernels::interval(width, this->values(), nrows, wrapped_range_of(predicate, width), out);
     }
   }
 };
 
 // Bytes are dictionary codes of 8 bits, as in the generic form.
-template <bool Tz, class Passes>
-struct lane_fixed<8, Tz, Passes> : lane_dict<8, Passes> {
-  using lane_dict<8, Passes>::lane_dict;
+template <bool Tz, class Kernels>
+struct lane_fixed<8, Tz, Kernels> : lane_dict<8, Kernels> {
+  using lane_dict<8, Kernels>::lane_dict;
   static uint64_t selective_constant(const vorn_cv &cst) { return lane_fixed::constant(cst); }
 };
 
-template <unsigned W, bool Tz, class Passes>
+template <unsigned W, bool Tz, class Kernels>
 struct lane_dynp : dynp<W, Tz> {
   using dynp<W, Tz>::dynp;
-  using pass = lane_pass;
+  using loops = lane_loops;
 
   template <class Number>
-  static unsigned row_cost(const interval<Number> & /*asked*/) {
-    return Passes::packed_row_cost(W);
+  static unsigned cost_per_row(const interval<Number> & /*predicate*/) {
+    return Kernels::packed_cost_per_row(W);
   }
   template <class Number>
-  uint32_t select_lanes(const interval<Number> &asked, uint64_t *out, uint32_t nrows) const {
+  uint32_t select_lanes(const interval<Number> &predicate, uint64_t *out, uint32_t nrows) const {
     if constexpr (Tz)
-      return Passes::packed_pairs(W, this->values(), nrows, this->lens(), pairs_of(asked, W), out);
+      return Kernels::packed_pairs(W, this->values(), nrows, this->lens(), pairs_of(predicate, W), out);
     else
-      return Passes::packed(W, this->values(), nrows, this->lens(), ring_of(asked, W), out);
+      return Kernels::packed(W, this->values(), nrows, this->lens(), wrapped_range_of(predicate, W), out);
   }
 };
 

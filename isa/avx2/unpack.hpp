@@ -46,17 +46,18 @@ void unpack_range(unsigned width, const code_stream &codes, uint32_t n, Element 
 }
 
 // The rows of a filter from `first` on, or as many as there is room for; 0 where single rows are faster, all in all or
-// as far as the first words tell: of less than `worth` rows of a word.
-inline uint64_t dense_rows(uint64_t nrows, const uint64_t *rows, uint64_t first, uint32_t room, uint64_t worth) {
+// as far as the first words tell: of less than `break_even` rows of a word.
+inline uint64_t rows_to_compress(uint64_t nrows, const uint64_t *rows, uint64_t first, uint32_t room,
+                                 uint64_t break_even) {
   constexpr uint64_t first_words = 32;
   uint64_t ones = 0, words = 0, kept = UINT64_MAX << first % 64;
   for (uint64_t row = first / 64 * 64; row < nrows && ones < room; row += 64, ++words) {
-    if (words == first_words && ones < worth * words)
+    if (words == first_words && ones < break_even * words)
       return 0;
     ones += popcount(rows[row / 64] & kept & low_bits(nrows - row));
     kept = UINT64_MAX;
   }
-  return ones < worth * words ? 0 : std::min<uint64_t>(ones, room);
+  return ones < break_even * words ? 0 : std::min<uint64_t>(ones, room);
 }
 
 // Compresses words from `first` on as long as all rows of one are to come, of which `left` are there.
@@ -84,8 +85,8 @@ template <class Lanes, class Element>
 template <class Element>
 uint32_t unpack_filter(unsigned width, const code_stream &stream, const uint64_t *rows, uint32_t first, uint32_t &room,
                        Element *out) {
-  const uint64_t worth = width % 8 == 0 ? 4 + sizeof(Element) : 5; // codes of whole bytes are soon read
-  const uint64_t left = dense_rows(stream.ncodes, rows, first, room, worth);
+  const uint64_t break_even = width % 8 == 0 ? 4 + sizeof(Element) : 5; // codes of whole bytes are soon read
+  const uint64_t left = rows_to_compress(stream.ncodes, rows, first, room, break_even);
   if (left >= 64)
     with_lanes_of<Element>(width, [&]<class Lanes>(std::type_identity<Lanes> /*lanes*/) {
       first = unpack_filter_in<Lanes>(width, stream, rows, first, left, room, out);

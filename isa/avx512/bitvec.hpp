@@ -5,7 +5,7 @@
 #include "generic/bitvec/iterate.hpp"
 #include "isa/avx2/ones.hpp"
 #include "isa/avx512/processor.hpp"
-#include "isa/vbmi/passes.hpp"
+#include "isa/vbmi/kernels.hpp"
 
 namespace vorn::inline VORN_LEVEL {
 
@@ -20,13 +20,13 @@ struct avx512_words {
     for (uint64_t first = 0; first < nwords; first += piece) {
       const uint64_t some = std::min(nwords - first, piece);
       single_words::combine<false>(operation, word_at(dst, first), some, word_at(sources, first)...);
-      count += vbmi_passes::count_ones(word_at(dst, first), some);
+      count += vbmi_kernels::count_ones(word_at(dst, first), some);
     }
     return count;
   }
 
   static uint32_t count(const void *bv, uint64_t nwords) {
-    return has_vbmi ? vbmi_passes::count_ones(bv, nwords) : single_words::count(bv, nwords);
+    return has_vbmi ? vbmi_kernels::count_ones(bv, nwords) : single_words::count(bv, nwords);
   }
 };
 
@@ -45,8 +45,8 @@ struct avx512_ones {
     if (left >= 64 && in_hand < max) {
       count = single_bits::list_ones<Unit>(local, out, in_hand);
       uint32_t room = max - count;
-      const uint64_t words = vbmi_passes::list_ones(next, static_cast<uint64_t>(left) / 64,
-                                                    static_cast<uint32_t>(base + 64), out + count, room);
+      const uint64_t words = vbmi_kernels::list_ones(next, static_cast<uint64_t>(left) / 64,
+                                                     static_cast<uint32_t>(base + 64), out + count, room);
       count = max - room;
       if (words != 0) {
         next += words;

@@ -3,7 +3,7 @@
 
 #include "isa/avx2/unpack.hpp"
 #include "isa/avx512/processor.hpp"
-#include "isa/vbmi/passes.hpp"
+#include "isa/vbmi/kernels.hpp"
 
 namespace vorn::inline VORN_LEVEL {
 
@@ -27,7 +27,7 @@ struct avx512_steps : lane_steps<W, Element> {
     auto *out = static_cast<Element *>(elements);
     const uint32_t head = by_rows::start_of_range(stream, first, n, out);
     const uint8_t *codes = stream.bytes + (first + head) / 8 * W;
-    vbmi_passes::unpack_range(W, sizeof(Element), codes, n - head, out + head);
+    vbmi_kernels::unpack_range(W, sizeof(Element), codes, n - head, out + head);
   }
 
   static uint32_t filter(const code_stream &stream, const uint64_t *rows, uint32_t first, uint32_t &room,
@@ -37,7 +37,7 @@ struct avx512_steps : lane_steps<W, Element> {
     const auto nrows = static_cast<uint32_t>(stream.ncodes);
     const uint32_t before = room;
     const uint32_t next =
-        vbmi_passes::unpack_filter(W, sizeof(Element), stream.bytes, nrows, rows, first, room, elements);
+        vbmi_kernels::unpack_filter(W, sizeof(Element), stream.bytes, nrows, rows, first, room, elements);
     if (room == 0)
       return last_one(rows, std::min(next, nrows));
     return by_rows::filter(stream, rows, next, room, static_cast<Element *>(elements) + (before - room));

@@ -5,23 +5,23 @@
 #include "isa/avx2/scan.hpp"
 #include "isa/avx512/bitvec.hpp"
 #include "isa/avx512/decode.hpp"
-#include "isa/avx512/passes.hpp"
+#include "isa/avx512/kernels.hpp"
 
 namespace vorn::inline VORN_LEVEL::engine {
 
 template <unsigned W>
-using dict_rows = lane_dict<W, avx512_passes>;
+using dict_rows = lane_dict<W, avx512_kernels>;
 template <unsigned W, bool Tz>
-using fixed_rows = lane_fixed<W, Tz, avx512_passes>;
+using fixed_rows = lane_fixed<W, Tz, avx512_kernels>;
 template <unsigned W, bool Tz>
-using dynp_rows = lane_dynp<W, Tz, avx512_passes>;
+using dynp_rows = lane_dynp<W, Tz, avx512_kernels>;
 
 template <unsigned W, class Element>
 using steps = avx512_steps<W, Element>;
 
-using run_pass = single_runs;
+using run_loop = single_runs;
 
-using bitvec_pass = avx512_words;
-using ones_pass = avx512_ones;
+using bitvec_loops = avx512_words;
+using ones_loop = avx512_ones;
 
 } // namespace vorn::inline VORN_LEVEL::engine

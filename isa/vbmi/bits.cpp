@@ -1,5 +1,5 @@
 // Ones of words: how many, and where.
-#include "isa/vbmi/passes.hpp"
+#include "isa/vbmi/kernels.hpp"
 #include "isa/vbmi/select.hpp"
 
 namespace vorn::inline VORN_LEVEL {
@@ -29,7 +29,7 @@ void list_word(uint64_t word, uint32_t base, uint32_t *out, uint32_t count) {
 
 } // namespace vorn::inline VORN_LEVEL
 
-namespace vorn::vbmi_passes {
+namespace vorn::vbmi_kernels {
 
 uint32_t count_ones(const void *words, uint64_t nwords) { return ones_of(words, nwords); }
 
@@ -55,4 +55,4 @@ uint64_t list_ones(const uint64_t *words, uint64_t nwords, uint32_t base, uint32
   return i;
 }
 
-} // namespace vorn::vbmi_passes
+} // namespace vorn::vbmi_kernels

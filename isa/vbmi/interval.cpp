@@ -1,6 +1,6 @@
 // Codes in an interval: one comparison of unsigned lanes.  A code stands at the top of its lane, where what is below it
 // counts less than one.
-#include "isa/vbmi/passes.hpp"
+#include "isa/vbmi/kernels.hpp"
 #include "isa/vbmi/select.hpp"
 
 namespace vorn::inline VORN_LEVEL {
@@ -8,13 +8,13 @@ namespace vorn::inline VORN_LEVEL {
 namespace {
 
 template <class Lanes, bool Nonzero>
-class in_ring {
+class in_wrapped_range {
   using operations = typename Lanes::operations;
 
 public:
-  in_ring(const Lanes &lanes, const ring &asked)
-      : lanes_(lanes), low_(operations::all(asked.low << lanes.spare())),
-        span_(operations::all(asked.span << lanes.spare() | low_bits(lanes.spare()))),
+  in_wrapped_range(const Lanes &lanes, const wrapped_range &range)
+      : lanes_(lanes), low_(operations::all(range.low << lanes.spare())),
+        span_(operations::all(range.span << lanes.spare() | low_bits(lanes.spare()))),
         code_(operations::all(low_bits(lanes.width()) << lanes.spare())) {}
 
   auto operator()(__m512i raw) const {
@@ -31,9 +31,9 @@ private:
 
 // A code of one bit is its answer, or the opposite of it, or makes no difference: eight words at a time are told by
 // their bytes, whose bits stand the other way round.
-uint32_t select_bits(const uint8_t *stream, uint32_t nrows, const ring &asked, uint64_t *out) {
+uint32_t select_bits(const uint8_t *stream, uint32_t nrows, const wrapped_range &range, uint64_t *out) {
   const auto takes = [&](unsigned code) {
-    return !asked.none && ((code - asked.low) & 1) <= asked.span && !(asked.nonzero && code == 0);
+    return !range.none && ((code - range.low) & 1) <= range.span && !(range.nonzero && code == 0);
   };
   const __m512i zero = _mm512_set1_epi8(takes(0) ? -1 : 0), one = _mm512_set1_epi8(takes(1) ? -1 : 0);
   constexpr byte_indices reversed_nibbles = [] {
@@ -68,28 +68,29 @@ uint32_t select_bits(const uint8_t *stream, uint32_t nrows, const ring &asked, u
 }
 
 template <class Lanes, bool Nonzero>
-[[gnu::noinline]] uint32_t select(unsigned width, const uint8_t *stream, uint32_t nrows, const ring &asked,
+[[gnu::noinline]] uint32_t select(unsigned width, const uint8_t *stream, uint32_t nrows, const wrapped_range &range,
                                   uint64_t *out) {
   const Lanes lanes(width);
-  return select_codes(lanes, stream, nrows, in_ring<Lanes, Nonzero>(lanes, asked), out);
+  return select_codes(lanes, stream, nrows, in_wrapped_range<Lanes, Nonzero>(lanes, range), out);
 }
 
 } // namespace
 
 } // namespace vorn::inline VORN_LEVEL
 
-namespace vorn::vbmi_passes {
+namespace vorn::vbmi_kernels {
 
-uint32_t select_interval(unsigned width, const uint8_t *stream, uint32_t nrows, const ring &asked, uint64_t *out) {
+uint32_t select_interval(unsigned width, const uint8_t *stream, uint32_t nrows, const wrapped_range &range,
+                         uint64_t *out) {
   if (width == 1)
-    return select_bits(stream, nrows, asked, out);
-  if (asked.none) {
+    return select_bits(stream, nrows, range, out);
+  if (range.none) {
     std::fill_n(out, words_of(nrows), 0);
     return 0;
   }
   return with_lanes<place::top>(width, [&]<class Lanes>(std::type_identity<Lanes> /*lanes*/) {
-    return (asked.nonzero ? select<Lanes, true> : select<Lanes, false>) (width, stream, nrows, asked, out);
+    return (range.nonzero ? select<Lanes, true> : select<Lanes, false>) (width, stream, nrows, range, out);
   });
 }
 
-} // namespace vorn::vbmi_passes
+} // namespace vorn::vbmi_kernels

@@ -1,5 +1,5 @@
 // Codes whose bits are set in a map: a look-up in registers as long as the map fits there, else one in memory.
-#include "isa/vbmi/passes.hpp"
+#include "isa/vbmi/kernels.hpp"
 #include "isa/vbmi/select.hpp"
 
 namespace vorn::inline VORN_LEVEL {
@@ -120,8 +120,8 @@ struct whole_map {
     uint64_t present = nwords;
     if (on_page < nwords) { // the next page is there if a code leads to it
       const uint64_t beyond = on_page * 64;
-      const ring asked = {beyond, low_bits(width) - beyond, false, false};
-      if (vbmi_passes::select_interval(width, stream, nrows, asked, scratch) == 0)
+      const wrapped_range range = {beyond, low_bits(width) - beyond, false, false};
+      if (vbmi_kernels::select_interval(width, stream, nrows, range, scratch) == 0)
         present = on_page;
     }
     read(map, nwords, present);
@@ -148,13 +148,13 @@ template <class Test>
 
 } // namespace vorn::inline VORN_LEVEL
 
-namespace vorn::vbmi_passes {
+namespace vorn::vbmi_kernels {
 
 uint32_t select_members(unsigned width, const uint8_t *stream, uint32_t nrows, const uint64_t *map, uint64_t *out) {
   if (width > 12)
     return (width % 8 == 0 ? select<in_memory<true>> : select<in_memory<false>>) (width, stream, nrows, map, out);
   const whole_map known(width, stream, nrows, map, out);
-  const auto pass = [&] {
+  const auto kernel = [&] {
     switch (width) {
     case 7:
       return select<in_bytes<true>>;
@@ -172,7 +172,7 @@ uint32_t select_members(unsigned width, const uint8_t *stream, uint32_t nrows, c
       return select<in_bytes<false>>;
     }
   }();
-  return pass(width, stream, nrows, known.words, out);
+  return kernel(width, stream, nrows, known.words, out);
 }
 
-} // namespace vorn::vbmi_passes
+} // namespace vorn::vbmi_kernels

@@ -83,15 +83,15 @@ private:
 };
 
 template <class Value>
-uint32_t select(const uint8_t *stream, uint32_t nrows, const uint8_t *lens, const ring &asked, uint64_t *out) {
+uint32_t select(const uint8_t *stream, uint32_t nrows, const uint8_t *lens, const wrapped_range &range, uint64_t *out) {
   using lanes = typename packed_values<Value>::lanes;
   using operations = typename lanes::operations;
-  if (asked.none) {
+  if (range.none) {
     std::fill_n(out, words_of(nrows), 0);
     return 0;
   }
   packed_values<Value> values(stream, lens, nrows);
-  const __m512i low = operations::all(asked.low), span = operations::all(asked.span);
+  const __m512i low = operations::all(range.low), span = operations::all(range.span);
   uint32_t count = 0;
   for (uint64_t word = 0; word < words_of(nrows); ++word) {
     out[word] = values.next([&](auto value) {
@@ -104,14 +104,14 @@ uint32_t select(const uint8_t *stream, uint32_t nrows, const uint8_t *lens, cons
 }
 
 template <class Value>
-uint32_t select_with_codes(const uint8_t *stream, uint32_t nrows, const uint8_t *lens, const pair_interval &asked,
+uint32_t select_with_codes(const uint8_t *stream, uint32_t nrows, const uint8_t *lens, const pair_interval &range,
                            uint64_t *out) {
   packed_values<Value> values(stream, lens, nrows);
-  const pair_bounds<typename packed_values<Value>::lanes> bounds(asked);
+  const pair_bounds<typename packed_values<Value>::lanes> bounds(range);
   code_answers answers;
-  return select_pieces(nrows, asked, out, [&](uint32_t first, uint32_t rows, uint64_t *words) {
-    answers.fill({lens, length_code_bits(8 * sizeof(Value)), nullptr}, first, rows, asked,
-                 vbmi_passes::select_interval);
+  return select_pieces(nrows, range, out, [&](uint32_t first, uint32_t rows, uint64_t *words) {
+    answers.fill({lens, length_code_bits(8 * sizeof(Value)), nullptr}, first, rows, range,
+                 vbmi_kernels::select_interval);
     uint32_t count = 0;
     for (uint64_t word = 0; word < words_of(rows); ++word) {
       words[word] =
@@ -126,20 +126,20 @@ uint32_t select_with_codes(const uint8_t *stream, uint32_t nrows, const uint8_t 
 
 } // namespace vorn::inline VORN_LEVEL
 
-namespace vorn::vbmi_passes {
+namespace vorn::vbmi_kernels {
 
-uint32_t select_packed(unsigned width, const uint8_t *values, uint32_t nrows, const uint8_t *lens, const ring &asked,
-                       uint64_t *out) {
-  const auto pass = width == 16 ? select<uint16_t> : width == 32 ? select<uint32_t> : select<uint64_t>;
-  return pass(values, nrows, lens, asked, out);
+uint32_t select_packed(unsigned width, const uint8_t *values, uint32_t nrows, const uint8_t *lens,
+                       const wrapped_range &range, uint64_t *out) {
+  const auto kernel = width == 16 ? select<uint16_t> : width == 32 ? select<uint32_t> : select<uint64_t>;
+  return kernel(values, nrows, lens, range, out);
 }
 
 uint32_t select_packed_pairs(unsigned width, const uint8_t *values, uint32_t nrows, const uint8_t *lens,
-                             const pair_interval &asked, uint64_t *out) {
-  const auto pass = width == 16   ? select_with_codes<uint16_t>
-                    : width == 32 ? select_with_codes<uint32_t>
-                                  : select_with_codes<uint64_t>;
-  return pass(values, nrows, lens, asked, out);
+                             const pair_interval &range, uint64_t *out) {
+  const auto kernel = width == 16   ? select_with_codes<uint16_t>
+                      : width == 32 ? select_with_codes<uint32_t>
+                                    : select_with_codes<uint64_t>;
+  return kernel(values, nrows, lens, range, out);
 }
 
-} // namespace vorn::vbmi_passes
+} // namespace vorn::vbmi_kernels

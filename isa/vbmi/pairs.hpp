@@ -2,7 +2,7 @@
 #pragma once
 
 #include "isa/pairs.hpp"
-#include "isa/vbmi/passes.hpp"
+#include "isa/vbmi/kernels.hpp"
 #include "isa/vbmi/select.hpp"
 
 namespace vorn::inline VORN_LEVEL {
@@ -13,9 +13,9 @@ class pair_bounds {
   using operations = typename Lanes::operations;
 
 public:
-  explicit pair_bounds(const pair_interval &asked)
-      : low_(operations::all(asked.low)), high_(operations::all(asked.high)),
-        span_(operations::all(asked.high - asked.low)), outside_(asked.outside ? UINT64_MAX : 0) {}
+  explicit pair_bounds(const pair_interval &range)
+      : low_(operations::all(range.low)), high_(operations::all(range.high)),
+        span_(operations::all(range.high - range.low)), outside_(range.outside ? UINT64_MAX : 0) {}
 
   // The answers for the values of 64 rows: value(v) is vector v of them.
   template <class Value>

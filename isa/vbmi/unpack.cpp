@@ -1,6 +1,6 @@
 // Codes to integers: each code to the bottom of a lane that is as wide as an element.  The rows of a filter are
 // compressed in a register.
-#include "isa/vbmi/passes.hpp"
+#include "isa/vbmi/kernels.hpp"
 #include "isa/vbmi/select.hpp"
 
 namespace vorn::inline VORN_LEVEL {
@@ -83,7 +83,7 @@ uint32_t unpack(Lanes lanes, const uint8_t *stream, uint32_t nrows, const uint64
 
 } // namespace vorn::inline VORN_LEVEL
 
-namespace vorn::vbmi_passes {
+namespace vorn::vbmi_kernels {
 
 void unpack_range(unsigned width, unsigned size, const uint8_t *codes, uint32_t n, void *elements) {
   with_elements(width, size, [&]<class Element>(Element /*element*/, auto lanes) {
@@ -98,4 +98,4 @@ uint32_t unpack_filter(unsigned width, unsigned size, const uint8_t *stream, uin
   });
 }
 
-} // namespace vorn::vbmi_passes
+} // namespace vorn::vbmi_kernels

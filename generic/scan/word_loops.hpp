@@ -8,7 +8,7 @@
 
 namespace vorn::inline VORN_LEVEL {
 
-struct word_pass {
+struct word_loops {
   // Writes a bit for each of nrows rows, zeros up to the end of the last word, and returns how many are selected.
   template <class Reader, class Predicate>
   static uint32_t select(Reader &rows, const Predicate &predicate, uint64_t *out, uint32_t nrows) {

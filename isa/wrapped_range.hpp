@@ -11,7 +11,7 @@
 namespace vorn {
 
 // x matches when x - low <= span modulo 2^W and, with `nonzero`, x is not 0; none matches with `none`.
-struct ring {
+struct wrapped_range {
   uint64_t low, span;
   bool none, nonzero;
 };
@@ -37,29 +37,29 @@ namespace vorn::inline VORN_LEVEL {
 
 // The numbers of W bits of an interval, whose bounds may lie above them.
 template <class Number>
-constexpr ring ring_of(const interval<Number> &asked, unsigned width) {
+constexpr wrapped_range wrapped_range_of(const interval<Number> &predicate, unsigned width) {
   const uint64_t top = low_bits(width);
-  const auto low = static_cast<uint64_t>(asked.low), span = static_cast<uint64_t>(asked.span);
-  if (!asked.outside)
+  const auto low = static_cast<uint64_t>(predicate.low), span = static_cast<uint64_t>(predicate.span);
+  if (!predicate.outside)
     return {low, std::min(span, top - low), low > top, false};
   if (low > top)
-    return {0, top, false, asked.nonzero};
-  return {(low + span + 1) & top, top - span - 1, span >= top, asked.nonzero};
+    return {0, top, false, predicate.nonzero};
+  return {(low + span + 1) & top, top - span - 1, span >= top, predicate.nonzero};
 }
 
 // The same for numbers that are pairs: the value, of a width, above the length code.
 template <class Number>
-constexpr pair_interval pairs_of(const interval<Number> &asked, unsigned width) {
+constexpr pair_interval pairs_of(const interval<Number> &predicate, unsigned width) {
   const uint64_t top = low_bits(width);
-  const auto high = static_cast<Number>(asked.low + asked.span);
-  const auto low_value = static_cast<uint64_t>(asked.low >> 8), high_value = static_cast<uint64_t>(high >> 8);
+  const auto high = static_cast<Number>(predicate.low + predicate.span);
+  const auto low_value = static_cast<uint64_t>(predicate.low >> 8), high_value = static_cast<uint64_t>(high >> 8);
   const bool beyond = high_value > top; // every value with every code is below
   return {low_value,
           beyond ? top : high_value,
-          static_cast<uint8_t>(asked.low),
+          static_cast<uint8_t>(predicate.low),
           beyond ? uint8_t{255} : static_cast<uint8_t>(high),
-          asked.low >> 8 > top, // in all its bits, which may be more than 64
-          asked.outside};
+          predicate.low >> 8 > top, // in all its bits, which may be more than 64
+          predicate.outside};
 }
 
 } // namespace vorn::inline VORN_LEVEL

@@ -7,7 +7,7 @@
 
 namespace vorn::inline VORN_LEVEL {
 
-struct passed_rows {
+struct match_summary {
   uint32_t count = 0;
   uint32_t first = UINT32_MAX;
   uint32_t last = UINT32_MAX;
