@@ -1,8 +1,12 @@
 # check.sh KERNELS TEXT COMMAND...: the command succeeds and prints a line about its kernels, whose name matches the pattern, and
-# then what stands in the file TEXT.
+# then the text of the file TEXT.  Ends with 77 when the command needs an emulator that is not installed.
 set -eu
 pattern=$1 text=$2
 shift 2
+if [ "$1" = qemu-x86_64 ] && ! command -v "$1" >/dev/null; then
+  echo "qemu-x86_64 is missing (Debian: qemu-user)"
+  exit 77
+fi
 printed=$("$@")
 case $printed in
   "kernels: "$pattern"
