@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 #include <sstream>
 #include <string>
@@ -9,6 +10,7 @@
 #include <vector>
 
 #include "frame/vorn.h"
+#include "tests/support/bytes.hpp"
 #include "tests/support/guarded.hpp"
 
 namespace {
@@ -18,13 +20,13 @@ using context = vorn_enc_ctx;
 // An address that is not read.
 template <class T = void>
 T *somewhere(uintptr_t address) {
-  return reinterpret_cast<T *>(address);
+  return std::bit_cast<T *>(address);
 }
 
 template <class Record>
-Record filled_with(int byte) {
-  Record record;
-  std::memset(&record, byte, sizeof record);
+Record full_of_ones() {
+  Record record = {};
+  std::memset(&record, 0xff, sizeof record);
   return record;
 }
 
@@ -50,10 +52,10 @@ std::string text_of(const Record &record, const std::string &names) {
   std::apply(
       [&](auto... field) {
         const auto add = [&](auto value) {
-          uint64_t word = 0;
-          std::memcpy(&word, &value, sizeof value);
-          const auto ones = filled_with<decltype(value)>(0xff);
-          values.emplace_back(word, std::memcmp(&value, &ones, sizeof value) == 0);
+          if constexpr (std::is_integral_v<decltype(value)>)
+            values.emplace_back(value, value == static_cast<decltype(value)>(-1));
+          else
+            values.emplace_back(std::bit_cast<uintptr_t>(value), std::bit_cast<uintptr_t>(value) == UINTPTR_MAX);
         };
         (add(field), ...);
       },
@@ -158,12 +160,12 @@ const std::pair<void (*)(context *enc), const char *> builders[] = {
 
 TEST(build_encoding, sets_its_fields_and_clears_or_keeps_the_others) {
   for (const auto &[build, expected] : builders) {
-    auto enc = filled_with<context>(0xff);
+    auto enc = full_of_ones<context>();
     build(&enc);
     EXPECT_EQ(text_of(enc, context_fields), expected);
   }
   for (uint32_t width = 1; width <= 64; ++width) { // fixed widths fall into classes
-    auto enc = filled_with<context>(0xff);
+    auto enc = full_of_ones<context>();
     vorn_build_encoding_type_fixed(&enc, width, 0);
     const uint32_t code = width <= 16 ? width - 1 : width <= 32 ? 21 : 22;
     EXPECT_EQ(enc.vorn_enc_ctx_width_code, code) << width;
@@ -176,7 +178,7 @@ TEST(build_vector, stores_its_arguments_and_keeps_the_rest) {
   const auto text = [](const vorn_cv &cv) {
     return text_of(cv, "vals lens flgs enc mask bv popc nrows stream_len slot tag autorid size");
   };
-  auto cv = filled_with<vorn_cv>(0xff);
+  auto cv = full_of_ones<vorn_cv>();
   vorn_build_vector(&cv, somewhere(1), somewhere(2), somewhere(3), somewhere<context>(4), somewhere<uint64_t>(5),
                     somewhere<uint64_t>(6), 11, 12, somewhere<void *>(7), 0x1300000014); // the slot is not read
   const std::string built =
@@ -208,16 +210,16 @@ TEST(build_record, clears_it_and_stores_its_arguments) {
   static const vorn_partition_buffer areas = {0, 0x80000002, 4, 5, {}, 0, {}, somewhere(1), at(2), at(3)};
   static const vorn_transpose_table store = {0,     0x80000003, 255, 0xabcd, a,     1,     2, 0,     at(3),  at(4), b,
                                              at(5), c,          d,   6,      at(7), at(8), f, at(9), at(10), at(11)};
-  auto ht = filled_with<vorn_hash_table>(0xff);
-  auto pb = filled_with<vorn_partition_buffer>(0xff);
-  auto tt = filled_with<vorn_transpose_table>(0xff);
+  auto ht = full_of_ones<vorn_hash_table>();
+  auto pb = full_of_ones<vorn_partition_buffer>();
+  auto tt = full_of_ones<vorn_transpose_table>();
   vorn_build_hash_table(&ht, at(1), somewhere(2), at(3), at(4), 5, 6, 7, 0x80000001);
   vorn_build_partition_buffer(&pb, somewhere(1), at(2), at(3), 4, 5, 0x80000002);
   vorn_build_transpose_table(&tt, 255, 0xabcd, a, 1, 2, at(3), at(4), b, at(5), c, d, 6, at(7), at(8), f, at(9), at(10),
                              at(11), 0x80000003);
-  EXPECT_EQ(std::memcmp(&ht, &table, sizeof ht), 0);
-  EXPECT_EQ(std::memcmp(&pb, &areas, sizeof pb), 0);
-  EXPECT_EQ(std::memcmp(&tt, &store, sizeof tt), 0);
+  EXPECT_EQ(vorn_test::bytes_of(ht), vorn_test::bytes_of(table));
+  EXPECT_EQ(vorn_test::bytes_of(pb), vorn_test::bytes_of(areas));
+  EXPECT_EQ(vorn_test::bytes_of(tt), vorn_test::bytes_of(store));
 }
 
 TEST(width_code, every_width_has_its_code_and_name) {

@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstring>
 
+#include "tests/support/bytes.hpp"
 #include "tests/support/implementation.hpp"
 
 namespace {
@@ -110,7 +111,7 @@ std::string start_up::events() {
   generic.vorn_global_ctx_status = 2;
   set_pads(padded, {64, 8, 8, 64, 64, 64, 64, 64, 64, 16});
   const auto in_force = [](const vorn_global_ctx_t &which) {
-    return std::memcmp(&vorn_global_ctx, &which, sizeof which) == 0;
+    return vorn_test::bytes_of(vorn_global_ctx) == vorn_test::bytes_of(which);
   };
   all.emplace_back(in_force(record)    ? "loaded"
                    : in_force(initial) ? "unchanged"
@@ -378,7 +379,7 @@ TEST(start_up, begins_with_the_generic_record) {
   constexpr pad_words words = {8, 8, 8, 8, 8, 8, 8, 16, 0, 16};
   set_pads(expected, words);
   expected.vorn_global_ctx_dispatch = vorn_dispatch_table;
-  EXPECT_EQ(std::memcmp(&vorn_global_ctx, &expected, sizeof expected), 0);
+  EXPECT_EQ(vorn_test::bytes_of(vorn_global_ctx), vorn_test::bytes_of(expected));
   EXPECT_STREQ(expected.vorn_global_ctx_version, "19.1-1");
   EXPECT_STREQ(expected.vorn_global_ctx_lib_name, "generic");
 
