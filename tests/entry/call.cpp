@@ -24,15 +24,15 @@ template <class Record, class... Fields>
 std::string changed(entry_call &call, const char *name, const Record &was, const Record &is,
                     std::pair<const char *, Fields Record::*>... fields) {
   std::string text;
-  Record rest;
-  std::memcpy(&rest, &is, sizeof rest);
+  std::string rest(bytes_of(is));
   const auto compare = [&](const char *label, auto at) {
-    if (std::memcmp(&(was.*at), &(is.*at), sizeof(was.*at)) != 0)
+    const std::string_view before = bytes_of(was.*at), after = bytes_of(is.*at);
+    if (after != before)
       text.append(" ").append(label).append("=").append(word_of(call, is.*at));
-    std::memcpy(&(rest.*at), &(was.*at), sizeof(was.*at));
+    rest.replace(static_cast<size_t>(after.data() - bytes_of(is).data()), after.size(), before);
   };
   (compare(fields.first, fields.second), ...);
-  return std::memcmp(&rest, &was, sizeof rest) == 0 ? text : text + " and more of " + name;
+  return rest == bytes_of(was) ? text : text + " and more of " + name;
 }
 
 // Appends the event.  Of the trace services a line keeps what differs from one to the next, if the rest is as it has to

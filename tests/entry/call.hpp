@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/bytes.hpp"
 #include "tests/support/implementation.hpp"
 
 namespace vorn_test {

@@ -11,7 +11,8 @@ constexpr auto res = &c::res, src = &c::src, lo = &c::lo, hi = &c::hi, set = &c:
 
 template <class Pointer>
 void misalign(Pointer *&pointer) {
-  pointer = reinterpret_cast<Pointer *>(reinterpret_cast<uintptr_t>(pointer) + 1);
+  const char *const moved = static_cast<const char *>(static_cast<const void *>(pointer)) + 1;
+  std::memcpy(&pointer, &moved, sizeof moved);
 }
 
 constexpr step result_misaligned = [](c &call) { misalign(call.res.vorn_cv_bv); };

@@ -14,7 +14,7 @@ namespace vorn_test {
 
 namespace {
 
-void also(std::function<void(vorn_aux &)> act) {
+void also(const std::function<void(vorn_aux &)> &act) {
   script.act = [first = script.act, act](vorn_aux &aux) {
     if (first)
       first(aux);
@@ -90,8 +90,8 @@ bool shows_self_check(const entry &which) { return which.shows_self_check; }
 
 using record = vorn_global_ctx_t;
 struct scenario {
-  const char *name;
-  step change;
+  const char *name = nullptr;
+  step change = nullptr;
   bool (*is_for)(const entry &which) = any;
   step basis = unchanged; // the scenario from which the events differ
 };
@@ -213,8 +213,9 @@ class entry_test : public testing::TestWithParam<entry> {};
 
 // Everything that a call may change.
 std::string contents(const entry_call &call) {
-  const auto bytes = [](const auto &part) { return std::string(reinterpret_cast<const char *>(&part), sizeof part); };
-  return bytes(static_cast<const call_records &>(call)) + bytes(call.out) + bytes(call.vals);
+  return std::string(bytes_of(static_cast<const call_records &>(call)))
+      .append(bytes_of(call.out))
+      .append(bytes_of(call.vals));
 }
 
 } // namespace

@@ -1,232 +1,361 @@
-// Start-up: which library is chosen, how it is loaded and checked, the hooks of the record, queries.  The host is asked
-// through services of the test's own, which hand out a record that the test has filled.
-#include <gmock/gmock.h>
+// Start-up: which library is chosen, how it is loaded and checked, the hooks of the record, queries.  The test brings
+// the services that ask for capabilities and open libraries; the library that they open is a record that the test
+// fills.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstring>
 
+#include "tests/support/bytes.hpp"
 #include "tests/support/implementation.hpp"
 
 namespace {
 
 using lines = std::vector<std::string>;
-using testing::ElementsAre;
-using testing::IsEmpty;
+using pad_words = std::array<uint64_t, 10>;
+constexpr size_t first_pad_word = offsetof(vorn_global_ctx_t, VORN_MAX_ALIGN);
+constexpr uint32_t capabilities[] = {269, 267, 259, 258};
 
 struct capability_answer {
   uint32_t result;
   std::array<uint32_t, 3> words;
 };
 constexpr capability_answer present = {0, {0, 0xdead, 1}}, absent = {0, {1, 0, 1}};
-constexpr std::pair<uint32_t, const char *> libraries[] = {
-    {269, "svxlavx51219"}, {267, "svxlavx219"}, {259, "svxlavx19"}, {258, "svxlsse4219"}};
 
-// What the host answers, and what it was asked.
-struct scripted_host {
-  std::map<uint32_t, capability_answer> capabilities;
-  uint32_t open_result = 1;
-  bool opens = true;
-  vorn_global_ctx_t *record = nullptr;
-  lines asked;
-};
-scripted_host host;
-
-// What the hooks below were called with.
-std::vector<std::vector<uint64_t>> hook_calls;
-
-uint64_t number(const void *pointer) { return reinterpret_cast<uintptr_t>(pointer); }
-
-template <unsigned implementation> // 0: the generic one
-void init_hook(vorn_ctx *ctx) {
-  hook_calls.push_back({implementation, number(ctx)});
-}
-template <unsigned implementation>
-uint32_t level_hook(uint32_t level, void *a, void *b) {
-  hook_calls.push_back({implementation, level, number(a), number(b)});
-  return 77;
-}
-uint32_t thread_hook(void *a, void *b, void *c, void *d) {
-  hook_calls.push_back({number(a), number(b), number(c), number(d)});
-  return 78;
+void set_pads(vorn_global_ctx_t &record, const pad_words &words) {
+  std::memcpy(reinterpret_cast<char *>(&record) + first_pad_word, words.data(), sizeof words);
 }
 
-constexpr size_t first_pad_word = offsetof(vorn_global_ctx_t, VORN_MAX_ALIGN);
-using pad_words = std::array<uint64_t, 10>;
+// A process that is about to start up, with a good library to load, and what happens in it.
+struct start_up {
+  start_up();
+  ~start_up() { vorn_global_ctx = vorn_test::initial_global_ctx; }
+  start_up(const start_up &) = delete;
+  start_up &operator=(const start_up &) = delete;
 
-template <class Record>
-auto *pads_of(Record &record) {
-  using byte = std::conditional_t<std::is_const_v<Record>, const char, char>;
-  return reinterpret_cast<byte *>(&record) + first_pad_word;
-}
-
-class start_up_test : public testing::Test {
-protected:
-  void SetUp() override {
-    env.record = true;
-    restart();
+  // One capability is present, under the flag that asks for a specialised library.
+  void offer(uint32_t capability, const char *library) {
+    answers[capability] = present;
+    ctx.vorn_ctx_init_flags = 1;
+    record.vorn_global_ctx_lib_name = library;
   }
-  void TearDown() override { vorn_global_ctx = vorn_test::initial_global_ctx; }
-
-  // As a fresh process would be, with a good library to load.  The padding bytes of its record can be told.
-  void restart(vorn_host::error_policy policy = vorn_host::error_policy::resume) {
-    vorn_global_ctx = vorn_test::initial_global_ctx;
-    vorn_global_ctx.vorn_global_ctx_init_sharedlib = init_hook<0>;
-    vorn_global_ctx.vorn_global_ctx_set_trace_level = level_hook<0>;
-    vorn_global_ctx.vorn_global_ctx_status = 9;
-    initial = vorn_global_ctx;
-    std::memset(&record, 0, sizeof record);
-    record.vorn_global_ctx_magic = 0xb9018218;
-    record.vorn_global_ctx_version = "19.1-1";
-    record.vorn_global_ctx_status = 3;
-    record.vorn_global_ctx_flags = 0x1f;
-    record.vorn_global_ctx_lib_name = "svxlother";
-    constexpr pad_words words = {64, 8, 16, 32, 128, 256, 512, 1024, 2048, 0xeeeeeeee00001000};
-    std::memcpy(pads_of(record), words.data(), sizeof words);
-    record.vorn_global_ctx_dispatch = kernels;
-    record.vorn_global_ctx_init_sharedlib = init_hook<1>;
-    record.vorn_global_ctx_set_trace_level = level_hook<1>;
-    host = {.capabilities = {}, .record = &record, .asked = {}};
-    for (const auto &[code, name] : libraries)
-      host.capabilities[code] = absent;
-    hook_calls.clear();
-    env.clear_calls();
-    env.clear_errors();
-    env.on_error = policy;
+  void name_library() {
+    ctx.vorn_ctx_init_flags = 0xffffffff;
+    ctx.vorn_ctx_lib_name = "svxlother";
   }
-
-  bool in_force(const vorn_global_ctx_t &which) const {
-    return std::memcmp(&vorn_global_ctx, &which, sizeof which) == 0;
-  }
+  // Questions, hooks, reports and prints, then the record in force.
+  std::string events();
 
   vorn_host::environment env;
   vorn_ctx ctx = env.context();
   vorn_global_ctx_t record, initial;
   const vorn_kernel kernels[1] = {};
+  std::map<uint32_t, capability_answer> answers;
+  uint32_t open_result = 1;
+  bool opens = true, has_symbol = true;
+  lines log;
 };
+start_up *process = nullptr;
+
+std::string name_of(const void *pointer) {
+  return pointer == nullptr ? "null" : pointer == &process->ctx ? "ctx" : "other";
+}
+
+template <unsigned implementation> // 0: the generic one
+void init_hook(vorn_ctx *ctx) {
+  process->log.push_back("init " + std::to_string(implementation) + " " + name_of(ctx));
+}
+template <unsigned implementation>
+uint32_t level_hook(uint32_t level, void *a, void *b) {
+  process->log.push_back("level " + std::to_string(implementation) + " " + std::to_string(level) + " " + name_of(a) +
+                         " " + name_of(b));
+  return 77;
+}
+
+start_up::start_up() {
+  process = this;
+  env.record = true;
+  env.on_error = vorn_host::error_policy::resume;
+  vorn_global_ctx = vorn_test::initial_global_ctx;
+  vorn_global_ctx.vorn_global_ctx_init_sharedlib = init_hook<0>;
+  vorn_global_ctx.vorn_global_ctx_set_trace_level = level_hook<0>;
+  vorn_global_ctx.vorn_global_ctx_status = 9;
+  initial = vorn_global_ctx;
+  std::memset(&record, 0, sizeof record);
+  record.vorn_global_ctx_magic = 0xb9018218;
+  record.vorn_global_ctx_version = "19.1-1";
+  record.vorn_global_ctx_status = 3;
+  record.vorn_global_ctx_flags = 0x1f;
+  record.vorn_global_ctx_lib_name = "svxlother";
+  set_pads(record, {64, 8, 16, 32, 128, 256, 512, 1024, 2048, 0xeeeeeeee00001000}); // with the padding of the last word
+  record.vorn_global_ctx_dispatch = kernels;
+  record.vorn_global_ctx_init_sharedlib = init_hook<1>;
+  record.vorn_global_ctx_set_trace_level = level_hook<1>;
+  for (const uint32_t code : capabilities)
+    answers[code] = absent;
+}
+
+std::string start_up::events() {
+  lines all = log;
+  env.name_pointer(kernels, "kernels");
+  for (std::string line : env.transcript()) {
+    char address[32];
+    std::snprintf(address, sizeof address, "%p", static_cast<const void *>(kernels));
+    if (const size_t at = line.find(address); at != std::string::npos)
+      line.replace(at, std::strlen(address), "kernels");
+    all.push_back(line);
+  }
+  vorn_global_ctx_t generic = initial, padded = record;
+  generic.vorn_global_ctx_status = 2;
+  set_pads(padded, {64, 8, 8, 64, 64, 64, 64, 64, 64, 16});
+  const auto in_force = [](const vorn_global_ctx_t &which) {
+    return vorn_test::bytes_of(vorn_global_ctx) == vorn_test::bytes_of(which);
+  };
+  all.emplace_back(in_force(record)    ? "loaded"
+                   : in_force(initial) ? "unchanged"
+                   : in_force(generic) ? "generic"
+                   : in_force(padded)  ? "loaded with maximum pads"
+                                       : "another record");
+  std::string text;
+  for (const std::string &line : all)
+    text += (text.empty() ? "" : ", ") + line;
+  return text;
+}
+
+struct scenario {
+  void (*set)(start_up &process);
+  std::string events;
+};
+
+const std::string all_asked = "269, 267, 259, 258", symbol = "vorn_global_specialized_ctx";
+
+// Starts up.
+const scenario start_ups[] = {
+    // Unless asked for a specialised library it looks at nothing; maximum pads and the report belong to the load.
+    {[](start_up &p) {
+       p.offer(269, "svxlother");
+       p.name_library();
+       p.ctx.vorn_ctx_init_flags = 0xfffffffe;
+       p.ctx.vorn_ctx_flags = 0x88;
+     },
+     "init 0 ctx, generic"},
+    // The first capability that is there chooses; a name replaces the choice, but the processor is asked all the same.
+    {[](start_up &p) { p.offer(269, "svxlavx51219"); }, "269, svxlavx51219, " + symbol + ", init 1 ctx, loaded"},
+    {[](start_up &p) { p.offer(267, "svxlavx219"); }, "269, 267, svxlavx219, " + symbol + ", init 1 ctx, loaded"},
+    {[](start_up &p) { p.offer(259, "svxlavx19"); }, "269, 267, 259, svxlavx19, " + symbol + ", init 1 ctx, loaded"},
+    {[](start_up &p) { p.offer(258, "svxlsse4219"); }, all_asked + ", svxlsse4219, " + symbol + ", init 1 ctx, loaded"},
+    {[](start_up &p) { p.ctx.vorn_ctx_init_flags = 1; }, all_asked + ", init 0 ctx, generic"},
+    {[](start_up &p) {
+       p.offer(267, "svxlother");
+       p.name_library();
+     },
+     "269, 267, svxlother, " + symbol + ", init 1 ctx, loaded"},
+    {[](start_up &p) { p.name_library(); }, all_asked + ", svxlother, " + symbol + ", init 1 ctx, loaded"},
+    // The trace level goes to the hook of the implementation in force.
+    {[](start_up &p) { p.ctx.vorn_ctx_trace_level = 0x80000005; }, "init 0 ctx, level 0 2147483653 null null, generic"},
+    {[](start_up &p) {
+       p.name_library();
+       p.ctx.vorn_ctx_trace_level = 5;
+     },
+     all_asked + ", svxlother, " + symbol + ", init 1 ctx, level 1 5 null null, loaded"},
+    // Without a library to load nothing changes and no other library is tried, but the hook of start-up runs.
+    {[](start_up &p) {
+       p.name_library();
+       p.open_result = 0;
+     },
+     all_asked +
+         R"(, svxlother, init 0 ctx, host_raise_internal_error "vorn_load_global_ctx: library load failed" "svxlother", unchanged)"},
+    {[](start_up &p) {
+       p.name_library();
+       p.opens = false;
+       p.ctx.vorn_ctx_flags = 0x88;
+     },
+     all_asked +
+         R"(, svxlother, init 0 ctx, host_raise_internal_error "vorn_load_global_ctx: library load failed" "svxlother", unchanged)"},
+    {[](start_up &p) {
+       p.name_library();
+       p.has_symbol = false;
+       p.ctx.vorn_ctx_flags = 0x88;
+     },
+     all_asked + ", svxlother, " + symbol +
+         R"(, init 0 ctx, host_raise_internal_error "vorn_load_global_ctx: Cannot load vorn_global_ctx", unchanged)"}};
+
+const std::string opened = "svxlother, " + symbol + ", ";
+const auto report = [](const std::string &text) { return opened + "host_raise_internal_error " + text; };
+
+// Loads "svxlother".  The faults come in the order of the checks.
+const scenario loads[] = {
+    {[](start_up &) {}, opened + "loaded"},
+    {[](start_up &p) { p.record.vorn_global_ctx_version = "19.1-10"; },
+     report(R"("Unexpected VXL library version" "19.1-10" "19.1-1", loaded)")},
+    {[](start_up &p) { p.record.vorn_global_ctx_magic = 0x1b9018218; }, // reported by its low half
+     report(R"("VXL Library on-load check failed" -1191083496 -1191083496, loaded)")},
+    {[](start_up &p) { p.record.vorn_global_ctx_magic = 0xb9018219; },
+     report(R"("VXL Library on-load check failed" -1191083495 -1191083496, loaded)")},
+    {[](start_up &p) { p.record.vorn_global_ctx_lib_name = "svxlothe"; },
+     opened + R"(host_soft_internal_error "Wrong library name in loaded VXL" "svxlother" "svxlothe", loaded)"},
+    {[](start_up &p) { p.record.vorn_global_ctx_status = 4; },
+     report(R"("Loaded VXL context status is not SPECIALIZED", loaded)")},
+    {[](start_up &p) { p.record.vorn_global_ctx_status = 2; },
+     report(R"("Loaded VXL context status is not SPECIALIZED", loaded)")},
+    {[](start_up &p) { p.record.VORN_MAX_ALIGN = 3; },
+     report(R"("vorn_load_global_ctx: VORN_MAX_ALIGN is not power of 2", loaded)")},
+    {[](start_up &p) { p.record.VORN_DATASTREAM_ALIGN = 6; },
+     report(R"("vorn_load_global_ctx: VORN_DATASTREAM_ALIGN is not power of 2", loaded)")},
+    {[](start_up &p) { p.record.VORN_BITWVEC_ALIGN = 12; },
+     report(R"("vorn_load_global_ctx: VORN_BITWVEC_ALIGN is not power of 2", loaded)")},
+    {[](start_up &p) { p.record.VORN_OUTPUT_BITWVEC_ALIGN = 0x100000001; },
+     report(R"("vorn_load_global_ctx: VORN_OUTPUT_BITWVEC_ALIGN is not power of 2", loaded)")},
+    {[](start_up &p) { p.record.VORN_JOIN_BITWVEC_ALIGN = UINT64_MAX; },
+     report(R"("vorn_load_global_ctx: VORN_JOIN_BITWVEC_ALIGN is not power of 2", loaded)")},
+    // 0, 1 and the top bit pass as powers of 2.
+    {[](start_up &p) { set_pads(p.record, {}); }, opened + "loaded"},
+    {[](start_up &p) {
+       set_pads(p.record, {1, 2, 4, uint64_t{1} << 63, uint64_t{1} << 32});
+     },
+     opened + "loaded"},
+    // Maximum pads replace ten words before they are checked.
+    {[](start_up &p) {
+       p.ctx.vorn_ctx_flags = 0x80;
+       p.record.VORN_BITWVEC_ALIGN = 3;
+     },
+     opened + "loaded with maximum pads"},
+    {[](start_up &p) { p.ctx.vorn_ctx_flags = 0x77; }, opened + "loaded"},
+    {[](start_up &p) { p.ctx.vorn_ctx_flags = 0x08; },
+     opened + R"(host_env_print "vorn_load_global_ctx dispatch_table: kernels status: 3 lib: svxlother\n", )"
+              R"(host_env_print "align max: 64 datastream: 8 bv: 16 output: 32 join: 128\n", )"
+              R"(host_env_print "pad output: 1024 end_cu: 4096 \n", loaded)"},
+    {[](start_up &p) { p.ctx.vorn_ctx_flags = 0x88; },
+     opened + R"(host_env_print "vorn_load_global_ctx dispatch_table: kernels status: 3 lib: svxlother\n", )"
+              R"(host_env_print "align max: 64 datastream: 8 bv: 8 output: 64 join: 64\n", )"
+              R"(host_env_print "pad output: 64 end_cu: 16 \n", loaded with maximum pads)"}};
 
 } // namespace
 
 uint32_t cpucap_query(uint32_t code, void *answer) {
-  host.asked.push_back(std::to_string(code));
-  std::ranges::copy(host.capabilities[code].words, static_cast<uint32_t *>(answer));
-  return host.capabilities[code].result;
+  process->log.push_back(std::to_string(code));
+  std::ranges::copy(process->answers[code].words, static_cast<uint32_t *>(answer));
+  return process->answers[code].result;
 }
 
 uint32_t svorn_dlopen(vorn_ctx *, const char *name, void **handle) {
-  host.asked.emplace_back(name);
-  *handle = host.opens ? &host : nullptr;
-  return host.open_result;
+  process->log.emplace_back(name);
+  *handle = process->opens ? process : nullptr;
+  return process->open_result;
 }
 
-void *svorn_dlsym(vorn_ctx *, void *handle, const char *symbol) {
-  EXPECT_EQ(handle, &host);
-  host.asked.emplace_back(symbol);
-  return host.record;
+void *svorn_dlsym(vorn_ctx *, void *handle, const char *name) {
+  EXPECT_EQ(handle, process);
+  process->log.emplace_back(name);
+  return process->has_symbol ? &process->record : nullptr;
 }
 
-TEST_F(start_up_test, other_events_do_nothing) {
-  host.capabilities[269] = present;
-  ctx.vorn_ctx_init_flags = 1;
-  ctx.vorn_ctx_lib_name = "svxlother";
-  ctx.vorn_ctx_trace_level = 5;
-  for (const uint32_t event : {0U, 1U, 2U, 4U, 0x103U, UINT32_MAX})
-    vorn_nfy(event, &ctx);
-  EXPECT_TRUE(in_force(initial));
-  EXPECT_THAT(hook_calls, IsEmpty());
-  EXPECT_THAT(host.asked, IsEmpty());
+TEST(start_up, chooses_and_loads_a_library) {
+  for (const auto &[set, events] : start_ups) {
+    start_up process_of_test;
+    set(process_of_test);
+    vorn_nfy(3, &process_of_test.ctx);
+    EXPECT_EQ(process_of_test.events(), events);
+  }
+  for (const uint32_t event : {0U, 1U, 2U, 4U, 0x103U, UINT32_MAX}) { // other events do nothing
+    start_up process_of_test;
+    process_of_test.name_library();
+    process_of_test.ctx.vorn_ctx_trace_level = 5;
+    vorn_nfy(event, &process_of_test.ctx);
+    EXPECT_EQ(process_of_test.events(), "unchanged") << event;
+  }
 }
 
-TEST_F(start_up_test, unasked_stays_generic_and_looks_at_nothing) {
-  host.capabilities[269] = present;
-  ctx.vorn_ctx_init_flags = 0xfffffffe;
-  ctx.vorn_ctx_lib_name = "svxlother";
-  ctx.vorn_ctx_flags = 0x88; // the report and the maximum pads belong to the load
-  vorn_nfy(3, &ctx);
-  initial.vorn_global_ctx_status = 2;
-  EXPECT_TRUE(in_force(initial));
-  EXPECT_THAT(hook_calls, ElementsAre(ElementsAre(0, number(&ctx))));
-  EXPECT_THAT(host.asked, IsEmpty());
-  EXPECT_THAT(env.transcript(), IsEmpty());
-}
-
-// The first capability that is there chooses; a name replaces the choice, but the processor is asked all the same.
-TEST_F(start_up_test, the_best_library_or_the_named_one_is_loaded) {
-  for (const char *named : {static_cast<const char *>(nullptr), "svxlother"})
-    for (size_t best = 0; best <= std::size(libraries); ++best) {
-      restart();
-      lines expected;
-      for (size_t i = 0; i < std::size(libraries); ++i) {
-        host.capabilities[libraries[i].first] = i < best ? absent : present;
-        if (i <= best)
-          expected.push_back(std::to_string(libraries[i].first));
-      }
-      const char *chosen = named != nullptr ? named : best < std::size(libraries) ? libraries[best].second : nullptr;
-      if (chosen != nullptr) {
-        record.vorn_global_ctx_lib_name = chosen;
-        expected.insert(expected.end(), {chosen, "vorn_global_specialized_ctx"});
-      }
-      ctx.vorn_ctx_init_flags = named != nullptr ? 0xffffffff : 1;
-      ctx.vorn_ctx_lib_name = named;
-      vorn_nfy(3, &ctx);
-      EXPECT_EQ(host.asked, expected);
-      initial.vorn_global_ctx_status = 2;
-      EXPECT_TRUE(in_force(chosen != nullptr ? record : initial));
-      EXPECT_THAT(hook_calls, ElementsAre(ElementsAre(chosen != nullptr, number(&ctx))));
-      EXPECT_THAT(env.transcript(), IsEmpty());
-    }
-}
-
-TEST_F(start_up_test, a_capability_is_present_when_result_and_both_words_say_so) {
-  ctx.vorn_ctx_init_flags = 1;
+TEST(start_up, takes_a_capability_as_present_when_result_and_both_words_say_so) {
   for (const capability_answer &answer : std::initializer_list<capability_answer>{
            {1, {0, 1, 1}}, {0, {1, 1, 1}}, {0, {0, 1, 0}}, {0, {0, 1, 2}}, {0, {0x100, 0, 1}}, {0x100, {0, 0, 1}}}) {
-    restart();
-    host.capabilities[267] = answer;
-    vorn_nfy(3, &ctx);
-    EXPECT_THAT(host.asked, ElementsAre("269", "267", "259", "258"))
-        << answer.result << ' ' << answer.words[0] << ' ' << answer.words[2];
+    start_up process_of_test;
+    process_of_test.ctx.vorn_ctx_init_flags = 1;
+    process_of_test.answers[267] = answer;
+    vorn_nfy(3, &process_of_test.ctx);
+    EXPECT_EQ(process_of_test.events(), all_asked + ", init 0 ctx, generic");
   }
 }
 
-TEST_F(start_up_test, trace_level_goes_to_the_hook_of_the_implementation_in_force) {
-  for (const uint32_t implementation : {0U, 1U}) {
-    restart();
-    ctx.vorn_ctx_init_flags = implementation;
-    ctx.vorn_ctx_lib_name = "svxlother";
-    ctx.vorn_ctx_trace_level = 0x80000005;
-    vorn_nfy(3, &ctx);
-    EXPECT_THAT(hook_calls,
-                ElementsAre(ElementsAre(implementation, number(&ctx)), ElementsAre(implementation, 0x80000005, 0, 0)));
-    hook_calls.clear();
-    vorn_init_global_ctx(&ctx); // the part of it that does not look at the level
-    ctx.vorn_ctx_trace_level = 0;
-    vorn_nfy(3, &ctx);
-    EXPECT_EQ(hook_calls, (std::vector<std::vector<uint64_t>>(2, {implementation, number(&ctx)})));
+// A reporter that returns lets the load run on.
+TEST(start_up, checks_a_loaded_library) {
+  for (const auto &[set, events] : loads) {
+    start_up process_of_test;
+    set(process_of_test);
+    vorn_load_global_ctx(&process_of_test.ctx, "svxlother");
+    EXPECT_EQ(process_of_test.events(), events);
   }
-  hook_calls.clear();
+  // All faults at once: their reports in the order of the checks.
+  start_up process_of_test;
+  std::string reports = opened;
+  for (const auto &[set, events] : loads) {
+    const size_t reported = events.find("internal_error");
+    if (reported == std::string::npos || events.find("1191083495") != std::string::npos)
+      continue;
+    if (process_of_test.record.vorn_global_ctx_status == 3 || events.find("SPECIALIZED") == std::string::npos)
+      reports += events.substr(opened.size(), events.rfind(", ") + 2 - opened.size());
+    set(process_of_test);
+  }
+  process_of_test.record.vorn_global_ctx_magic = 0x1b9018218;
+  vorn_load_global_ctx(&process_of_test.ctx, "svxlother");
+  EXPECT_EQ(process_of_test.events(), reports + "loaded");
+}
+
+// A reporter that unwinds leaves the record as it was, or loaded when an alignment is wrong, which is seen after the
+// copy.  A soft report returns.
+TEST(start_up, ends_when_the_reporter_unwinds) {
+  for (const auto &[set, events] : loads) {
+    start_up process_of_test;
+    set(process_of_test);
+    process_of_test.env.on_error = vorn_host::error_policy::unwind;
+    if (events.find("raise_internal_error") == std::string::npos) {
+      vorn_load_global_ctx(&process_of_test.ctx, "svxlother");
+      EXPECT_EQ(process_of_test.events(), events);
+      continue;
+    }
+    EXPECT_THROW(vorn_load_global_ctx(&process_of_test.ctx, "svxlother"), vorn_host::internal_error);
+    const bool copied = events.find("power of 2") != std::string::npos;
+    EXPECT_EQ(process_of_test.events(), events.substr(0, events.rfind(", ") + 2) + (copied ? "loaded" : "unchanged"));
+    EXPECT_EQ(process_of_test.env.errors().at(0).error_arg, process_of_test.env.host_env_error_arg);
+  }
+  start_up process_of_test;
+  process_of_test.name_library();
+  process_of_test.opens = false;
+  process_of_test.env.on_error = vorn_host::error_policy::unwind;
+  EXPECT_THROW(vorn_nfy(3, &process_of_test.ctx), vorn_host::internal_error);
+  EXPECT_EQ(std::ranges::count(process_of_test.log, "init 0 ctx"), 0);
+}
+
+TEST(start_up, hooks_of_the_record) {
+  start_up process_of_test;
   uint32_t level = 0x90000001;
-  char a, c;
-  EXPECT_EQ(vorn_set_trace_level_callback(&a, &level, &c), 77U);
-  EXPECT_THAT(hook_calls, ElementsAre(ElementsAre(1, 0x90000001, number(&level), number(&c))));
-}
+  int a = 0;
+  EXPECT_EQ(vorn_set_trace_level_callback(&a, &level, nullptr), 77U);
+  vorn_set_trace_level_callback(&a, &level, &process_of_test.ctx);
+  process_of_test.ctx.vorn_ctx_trace_level = 5; // which is not looked at here
+  vorn_init_global_ctx(&process_of_test.ctx);
+  EXPECT_EQ(process_of_test.log,
+            (lines{"level 0 2415919105 other null", "level 0 2415919105 other ctx", "init 0 ctx"}));
 
-TEST_F(start_up_test, thread_functions_use_their_slots) {
-  char a, b, c, d;
-  EXPECT_EQ(vorn_thread_ctx_init(&a, &b, &c, &d), 0U);
-  EXPECT_EQ(vorn_thread_ctx_fini(&a, &b, &c, &d), 0U);
+  const auto thread_hook = [](void *first, void *second, void *third, void *fourth) -> uint32_t {
+    return first == &process->env && second == &process->ctx && third == &process->record && fourth == process;
+  };
+  const auto call = [&](decltype(&vorn_thread_ctx_init) function) {
+    return function(&process_of_test.env, &process_of_test.ctx, &process_of_test.record, &process_of_test);
+  };
+  EXPECT_EQ(vorn_test::initial_global_ctx.vorn_thread_ctx_init_dydi(nullptr, nullptr, nullptr, nullptr), 0U);
+  EXPECT_EQ(vorn_test::initial_global_ctx.vorn_thread_ctx_fini_dydi(nullptr, nullptr, nullptr, nullptr), 0U);
   for (const bool init : {true, false}) {
-    hook_calls.clear();
-    vorn_global_ctx.vorn_thread_ctx_init_dydi = init ? thread_hook : nullptr;
-    vorn_global_ctx.vorn_thread_ctx_fini_dydi = init ? nullptr : thread_hook;
-    EXPECT_EQ(vorn_thread_ctx_init(&a, &b, &c, &d), init ? 78U : 10U);
-    EXPECT_EQ(vorn_thread_ctx_fini(&a, &b, &c, &d), init ? 10U : 78U);
-    EXPECT_THAT(hook_calls, ElementsAre(ElementsAre(number(&a), number(&b), number(&c), number(&d))));
+    vorn_global_ctx.vorn_thread_ctx_init_dydi = init ? +thread_hook : nullptr;
+    vorn_global_ctx.vorn_thread_ctx_fini_dydi = init ? nullptr : +thread_hook;
+    EXPECT_EQ(call(vorn_thread_ctx_init), init ? 1U : 10U);
+    EXPECT_EQ(call(vorn_thread_ctx_fini), init ? 10U : 1U);
   }
 }
 
-TEST_F(start_up_test, queries_return_their_own_bit) {
+TEST(start_up, queries_return_their_own_bit) {
   const std::pair<uint32_t (*)(), uint32_t> queries[] = {{vorn_is_qpak_packed_dict_required, 0x1},
                                                          {vorn_is_byte_aligned_widths_required, 0x2},
                                                          {vorn_is_byte_aligned_widths_required_over_2bytes, 0x4},
@@ -238,19 +367,19 @@ TEST_F(start_up_test, queries_return_their_own_bit) {
     vorn_global_ctx.vorn_global_ctx_flags = ~bit;
     EXPECT_EQ(query(), 0U) << bit;
   }
+  vorn_global_ctx = vorn_test::initial_global_ctx;
 }
 
 // The record before any load.
-TEST_F(start_up_test, begins_with_the_generic_record) {
+TEST(start_up, begins_with_the_generic_record) {
   vorn_global_ctx_t expected = vorn_test::initial_global_ctx;
   expected.vorn_global_ctx_magic = 0xb9018218;
   expected.vorn_global_ctx_status = 2;
   expected.vorn_global_ctx_flags = 0;
   constexpr pad_words words = {8, 8, 8, 8, 8, 8, 8, 16, 0, 16};
-  std::memcpy(pads_of(expected), words.data(), sizeof words);
+  set_pads(expected, words);
   expected.vorn_global_ctx_dispatch = vorn_dispatch_table;
-  vorn_global_ctx = vorn_test::initial_global_ctx;
-  EXPECT_TRUE(in_force(expected));
+  EXPECT_EQ(vorn_test::bytes_of(vorn_global_ctx), vorn_test::bytes_of(expected));
   EXPECT_STREQ(expected.vorn_global_ctx_version, "19.1-1");
   EXPECT_STREQ(expected.vorn_global_ctx_lib_name, "generic");
 
@@ -260,6 +389,7 @@ TEST_F(start_up_test, begins_with_the_generic_record) {
   static_assert(offsetof(vorn_global_ctx_t, vorn_global_ctx_init_sharedlib) + sizeof functions == sizeof expected);
   std::memcpy(functions, &expected.vorn_global_ctx_init_sharedlib, sizeof functions);
   EXPECT_EQ(std::ranges::count(functions, uintptr_t{0}), 0);
+  vorn_ctx ctx = {};
   expected.vorn_global_ctx_init_sharedlib(&ctx);
   EXPECT_EQ(expected.vorn_global_ctx_set_trace_level(5, nullptr, nullptr), 0U);
   vorn_enc_ctx enc = {};
@@ -274,146 +404,4 @@ TEST_F(start_up_test, begins_with_the_generic_record) {
   EXPECT_EQ(expected.vorn_gby_sum_dydi(&cv, &cv, nullptr, &aux), 0U);
   EXPECT_EQ(expected.vorn_convert_dydi(&cv, &cv, &aux), 0U);
   EXPECT_EQ(expected.vorn_spatial_pip_dydi(&cv, &cv, &cv, &cv, &cv, &aux), 0U);
-}
-
-namespace {
-
-struct fault {
-  void (*into)(vorn_global_ctx_t &record);
-  std::string report;
-  bool after_the_copy = false;
-};
-
-// In the order of the checks.
-const fault faults[] = {
-    {[](vorn_global_ctx_t &r) { r.vorn_global_ctx_version = "19.1-10"; },
-     R"(host_raise_internal_error "Unexpected VXL library version" "19.1-10" "19.1-1")"},
-    {[](vorn_global_ctx_t &r) { r.vorn_global_ctx_magic = 0x1b9018218; }, // told by its low half
-     R"(host_raise_internal_error "VXL Library on-load check failed" -1191083496 -1191083496)"},
-    {[](vorn_global_ctx_t &r) { r.vorn_global_ctx_lib_name = "svxlothe"; },
-     R"(host_soft_internal_error "Wrong library name in loaded VXL" "svxlother" "svxlothe")"},
-    {[](vorn_global_ctx_t &r) { r.vorn_global_ctx_status = 4; },
-     R"(host_raise_internal_error "Loaded VXL context status is not SPECIALIZED")"},
-    {[](vorn_global_ctx_t &r) { r.VORN_MAX_ALIGN = 3; },
-     R"(host_raise_internal_error "vorn_load_global_ctx: VORN_MAX_ALIGN is not power of 2")", true},
-    {[](vorn_global_ctx_t &r) { r.VORN_DATASTREAM_ALIGN = 6; },
-     R"(host_raise_internal_error "vorn_load_global_ctx: VORN_DATASTREAM_ALIGN is not power of 2")", true},
-    {[](vorn_global_ctx_t &r) { r.VORN_BITWVEC_ALIGN = 12; },
-     R"(host_raise_internal_error "vorn_load_global_ctx: VORN_BITWVEC_ALIGN is not power of 2")", true},
-    {[](vorn_global_ctx_t &r) { r.VORN_OUTPUT_BITWVEC_ALIGN = 0x100000001; },
-     R"(host_raise_internal_error "vorn_load_global_ctx: VORN_OUTPUT_BITWVEC_ALIGN is not power of 2")", true},
-    {[](vorn_global_ctx_t &r) { r.VORN_JOIN_BITWVEC_ALIGN = UINT64_MAX; },
-     R"(host_raise_internal_error "vorn_load_global_ctx: VORN_JOIN_BITWVEC_ALIGN is not power of 2")", true}};
-
-} // namespace
-
-// A reporter that comes back lets the load run on; one that unwinds leaves the record as it was, or loaded when the
-// fault is one of the alignments, which are looked at after the copy.  A soft report returns under either.
-TEST_F(start_up_test, a_load_reports_every_fault_in_its_order) {
-  std::vector<std::vector<fault>> cases = {{}, {std::begin(faults), std::end(faults)}};
-  for (const fault &alone : faults)
-    cases.push_back({alone});
-  for (const auto policy : {vorn_host::error_policy::resume, vorn_host::error_policy::unwind})
-    for (const auto &broken : cases) {
-      restart(policy);
-      lines reports;
-      for (const fault &wrong : broken) {
-        wrong.into(record);
-        reports.push_back(wrong.report);
-      }
-      const bool unwinds = policy == vorn_host::error_policy::unwind && !broken.empty() &&
-                           (broken.size() > 1 || !reports[0].starts_with("host_soft"));
-      if (unwinds) {
-        reports.resize(1);
-        EXPECT_THROW(vorn_load_global_ctx(&ctx, "svxlother"), vorn_host::internal_error);
-      } else {
-        vorn_load_global_ctx(&ctx, "svxlother");
-      }
-      EXPECT_EQ(env.transcript(), reports);
-      EXPECT_TRUE(in_force(unwinds && !broken[0].after_the_copy ? initial : record));
-    }
-  for (const uint64_t magic : {0U, 0xb9018219U}) {
-    restart();
-    record.vorn_global_ctx_magic = magic;
-    vorn_load_global_ctx(&ctx, "svxlother");
-    ASSERT_EQ(env.errors().size(), 1U);
-    EXPECT_EQ(env.errors()[0].values, (std::vector<vorn_host::value>{static_cast<int32_t>(magic), -1191083496}));
-  }
-  for (const uint32_t status : {0U, 2U}) {
-    restart();
-    record.vorn_global_ctx_status = status;
-    vorn_load_global_ctx(&ctx, "svxlother");
-    EXPECT_EQ(env.errors().size(), 1U);
-  }
-}
-
-TEST_F(start_up_test, an_alignment_of_0_or_1_or_the_top_bit_passes) {
-  for (const pad_words &words : {pad_words{0, 0, 0, 0, 0}, {1, 2, 4, uint64_t{1} << 63, uint64_t{1} << 32}}) {
-    restart();
-    std::memcpy(pads_of(record), words.data(), sizeof words);
-    vorn_load_global_ctx(&ctx, "svxlother");
-    EXPECT_THAT(env.transcript(), IsEmpty());
-    EXPECT_TRUE(in_force(record));
-  }
-}
-
-// No other library is tried, but the hook of start-up runs.
-TEST_F(start_up_test, nothing_to_load_ends_a_load_with_nothing_changed) {
-  for (const auto policy : {vorn_host::error_policy::resume, vorn_host::error_policy::unwind})
-    for (unsigned missing = 0; missing < 3; ++missing) {
-      restart(policy);
-      if (missing == 0)
-        host.open_result = 0;
-      else if (missing == 1)
-        host.opens = false;
-      else
-        host.record = nullptr;
-      ctx.vorn_ctx_flags = 0x88;
-      ctx.vorn_ctx_init_flags = 1;
-      ctx.vorn_ctx_lib_name = "svxlother";
-      if (policy == vorn_host::error_policy::resume)
-        vorn_nfy(3, &ctx);
-      else
-        EXPECT_THROW(vorn_nfy(3, &ctx), vorn_host::internal_error);
-      EXPECT_THAT(
-          env.transcript(),
-          ElementsAre(missing < 2
-                          ? "host_raise_internal_error \"vorn_load_global_ctx: library load failed\" \"svxlother\""
-                          : "host_raise_internal_error \"vorn_load_global_ctx: Cannot load vorn_global_ctx\""));
-      EXPECT_EQ(env.errors().at(0).error_arg, env.host_env_error_arg);
-      EXPECT_TRUE(in_force(initial));
-      EXPECT_EQ(hook_calls.size(), policy == vorn_host::error_policy::resume ? 1U : 0U);
-    }
-}
-
-TEST_F(start_up_test, maximum_pads_replace_ten_words_before_they_are_checked_and_nothing_else) {
-  ctx.vorn_ctx_flags = 0x80;
-  record.VORN_BITWVEC_ALIGN = 3;
-  vorn_load_global_ctx(&ctx, "svxlother");
-  EXPECT_THAT(env.transcript(), IsEmpty());
-  constexpr pad_words maximum = {64, 8, 8, 64, 64, 64, 64, 64, 64, 16}; // the padding of the last word included
-  std::memcpy(pads_of(record), maximum.data(), sizeof maximum);
-  EXPECT_TRUE(in_force(record));
-}
-
-TEST_F(start_up_test, prints_a_report_of_the_load_on_demand) {
-  char first_line[200];
-  std::snprintf(first_line, sizeof first_line, "vorn_load_global_ctx dispatch_table: %p status: 3 lib: svxlother\n",
-                static_cast<const void *>(kernels));
-  const std::pair<uint8_t, std::string> expected[] = {
-      {0x08, first_line + std::string("align max: 64 datastream: 8 bv: 16 output: 32 join: -1\n"
-                                      "pad output: 1024 end_cu: 4096 \n")},
-      {0x88, first_line + std::string("align max: 64 datastream: 8 bv: 8 output: 64 join: 64\n"
-                                      "pad output: 64 end_cu: 16 \n")},
-      {0x77, ""}};
-  std::string printed;
-  for (const auto &[flags, text] : expected) {
-    restart();
-    record.VORN_JOIN_BITWVEC_ALIGN = UINT64_MAX;
-    ctx.vorn_ctx_flags = flags;
-    vorn_load_global_ctx(&ctx, "svxlother");
-    EXPECT_EQ(in_force(record), flags != 0x88);
-    printed += text;
-    EXPECT_EQ(env.printed(), printed);
-  }
 }

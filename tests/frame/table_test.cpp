@@ -134,7 +134,7 @@ TEST(costs, by_width_of_a_code) {
 }
 
 TEST(rowz_codes, all_256) {
-  std::array<uint32_t, 256> opcodes;
+  std::array<uint32_t, 256> opcodes = {};
   opcodes.fill(22);
   const struct {
     unsigned first, second;
