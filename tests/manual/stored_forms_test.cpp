@@ -14,7 +14,7 @@ using bytes = std::vector<uint8_t>;
 using texts = std::vector<std::string>;
 using vorn_test::vector_of;
 
-// Bytes in hexadecimal, with the slack that a stream has behind it.
+// Bytes in hexadecimal, with slack after the stream.
 bytes hex(const char *text) {
   std::istringstream in(text);
   bytes out;
