@@ -10,37 +10,43 @@
 
 namespace vorn::inline VORN_LEVEL {
 
+inline constexpr unsigned any_width = 0;
+
 // Reads single codes of a stream of ncodes and no byte after the last one.  If a caller asks for a code after the last
-// one, the reader reads the bytes of that code and some bytes before it.
+// one, the reader reads the bytes of that code and some bytes before it.  The width is W, or a number of up to 32 bits
+// that the constructor takes.
 template <unsigned W>
 class code_reader {
 public:
-  code_reader(const uint8_t *stream, uint64_t ncodes) : stream_(stream) {
-    const uint64_t size = (ncodes * W + 7) / 8;
+  code_reader(const uint8_t *stream, uint64_t ncodes, unsigned width = W) : stream_(stream), width_(width) {
+    const uint64_t size = (ncodes * this->width() + 7) / 8;
     early_bits_ = size < 4 ? 0 : 8 * (size - 3);
   }
 
   uint64_t at(uint64_t index) const {
-    if constexpr (W == 8 * sizeof(lane<W>)) {
+    if constexpr (W != any_width && W == 8 * sizeof(lane<W>)) {
       return load_big<lane<W>>(stream_ + index * sizeof(lane<W>));
     } else {
-      const uint64_t bit = index * W;
+      const uint64_t bit = index * width();
       if (bit < early_bits_)
-        return load_big<uint32_t>(stream_ + bit / 8) << bit % 8 >> (32 - W);
-      return from_its_end(bit + W);
+        return load_big<uint32_t>(stream_ + bit / 8) << bit % 8 >> (32 - width());
+      return from_its_end(bit + width());
     }
   }
 
 private:
+  unsigned width() const { return W == any_width ? width_ : W; }
+
   // Reads bytes of the code and bytes before it.
   uint32_t from_its_end(uint64_t end_bit) const {
     const uint64_t end = (end_bit + 7) / 8;
     const uint64_t bits =
         end >= 4 ? load_big<uint32_t>(stream_ + end - 4) : read_big(stream_, static_cast<unsigned>(end));
-    return static_cast<uint32_t>(bits >> (8 * end - end_bit) & low_bits(W));
+    return static_cast<uint32_t>(bits >> (8 * end - end_bit) & low_bits(width()));
   }
 
   const uint8_t *stream_;
+  unsigned width_;
   uint64_t early_bits_; // a code that begins before this bit has four bytes in the stream
 };
 

@@ -1,20 +1,17 @@
-// The conversion of canonical numbers to native ones, or to their sum.
+// The kernel that converts canonical numbers to native numbers, or to their sum.
 #include "generic/expr/convert.hpp"
 #include "generic/expr/sum.hpp"
 #include "generic/table/record.hpp"
 
-namespace vorn::inline VORN_LEVEL {
+namespace vorn::inline VORN_LEVEL::expr {
 
 namespace {
 
-using sum_pass = ordered_sums;
-
 template <class Float>
-uint32_t convert(const vorn_cv &res, const vorn_cv &src, bool native, bool to_sum) {
+uint32_t convert(const vorn_cv &res, const vorn_cv &src, bool to_sum) {
   if (to_sum)
-    return native ? sum<sum_pass, native_numbers<Float>>(res, src, nullptr)
-                  : sum<sum_pass, canonical_numbers<Float>>(res, src, nullptr);
-  if (native) // they are what they would become
+    return sum_floats<ordered_sums, Float>(res, src, nullptr);
+  if (is_native(src)) // there is nothing to convert
     return VORN_RESULT_NO_IMPLEMENTATION;
   single_numbers::decode<canonical_numbers<Float>>(static_cast<uint8_t *>(res.vorn_cv_vals),
                                                    static_cast<const uint8_t *>(src.vorn_cv_vals), src.vorn_cv_nrows);
@@ -23,21 +20,21 @@ uint32_t convert(const vorn_cv &res, const vorn_cv &src, bool native, bool to_su
 
 } // namespace
 
-} // namespace vorn::inline VORN_LEVEL
+} // namespace vorn::inline VORN_LEVEL::expr
 
 VORN_KERNELS_BEGIN
 
-// The first bit of the kind that is known counts.
+// Of the bits of the number type, the first known bit decides.
 uint32_t vorn_convert_dydi(vorn_cv *res, vorn_cv *src, vorn_aux *aux) {
-  const vorn_enc_ctx &enc = *src->vorn_cv_encoding_context;
-  const bool native = enc.vorn_enc_ctx_flags & VORN_NATIVE;
+  using namespace vorn::expr;
+  const uint32_t type = src->vorn_cv_encoding_context->vorn_enc_ctx_num_type;
   const bool to_sum = aux->vorn_aux_flags & VORN_AUX_SUM;
-  if (enc.vorn_enc_ctx_num_type & VORN_NUM_FLOAT)
-    return vorn::convert<float>(*res, *src, native, to_sum);
-  if (enc.vorn_enc_ctx_num_type & VORN_NUM_DOUBLE)
-    return vorn::convert<double>(*res, *src, native, to_sum);
-  if ((enc.vorn_enc_ctx_num_type & VORN_NUM_DSB) && to_sum)
-    return vorn::sum_dsb<vorn::sum_pass>(*res, *src, nullptr);
+  if (type & VORN_NUM_FLOAT)
+    return convert<float>(*res, *src, to_sum);
+  if (type & VORN_NUM_DOUBLE)
+    return convert<double>(*res, *src, to_sum);
+  if ((type & VORN_NUM_DSB) && to_sum)
+    return sum_dsb<ordered_sums>(*res, *src, nullptr);
   return VORN_RESULT_NO_IMPLEMENTATION;
 }
 

@@ -1,11 +1,11 @@
-// Arrays of numbers in their native form.
+// Conversion of stored numbers to native numbers.
 #pragma once
 
 #include "generic/expr/numbers.hpp"
 
-namespace vorn::inline VORN_LEVEL {
+namespace vorn::inline VORN_LEVEL::expr {
 
-// One number after the other.  An engine of a level may replace it.
+// Converts one number after the other.  An engine of a level may replace it.
 struct single_numbers {
   template <class Numbers>
   static void decode(uint8_t *out, const uint8_t *vals, uint32_t count) {
@@ -14,4 +14,4 @@ struct single_numbers {
   }
 };
 
-} // namespace vorn::inline VORN_LEVEL
+} // namespace vorn::inline VORN_LEVEL::expr

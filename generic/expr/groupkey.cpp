@@ -23,7 +23,7 @@ void vorn_add_ub4(uint32_t *vals, const uint32_t *other, uint32_t n) {
 }
 
 uint32_t vorn_groupkey_dydi(vorn_cv *res, uint32_t *nkeys, vorn_cv *cols, uint32_t ncols, vorn_cv *tmp, vorn_aux *aux) {
-  using namespace vorn;
+  using namespace vorn::expr;
   const auto has = [=](uint32_t column, uint32_t flag) {
     return (cols[column].vorn_cv_encoding_context->vorn_enc_ctx_flags & flag) != 0;
   };
@@ -41,22 +41,22 @@ uint32_t vorn_groupkey_dydi(vorn_cv *res, uint32_t *nkeys, vorn_cv *cols, uint32
   auto *states = static_cast<key_column *>(ctx.vorn_ctx_stack_alloc(ctx.vorn_ctx_env, ncols * sizeof(key_column),
                                                                     "vorn_groupkey_dydi: temp column info",
                                                                     alignof(key_column), 0, &token));
-  // Runs are taken up again in the first columns only.
-  constexpr uint32_t most_over_runs = 32;
-  const auto over_runs = [&](uint32_t column) { return column < most_over_runs && has(column, VORN_RLE); };
+  // Only the first columns resume in their runs.
+  constexpr uint32_t most_with_runs = 32;
+  const auto has_runs = [&](uint32_t column) { return column < most_with_runs && has(column, VORN_RLE); };
   for (uint32_t column = 0; column < ncols; ++column)
     states[column] = {0, 0, space.factor(*cols[column].vorn_cv_encoding_context)};
 
-  vorn_aux walk = *aux;
-  walk.vorn_aux_flags |= VORN_AUX_UNPACK_UB4;
+  vorn_aux unpack_aux = *aux;
+  unpack_aux.vorn_aux_flags |= VORN_AUX_UNPACK_UB4;
   auto *const keys = static_cast<uint32_t *>(res->vorn_cv_vals);
   auto *const scratch = static_cast<uint32_t *>(tmp->vorn_cv_vals);
   const uint32_t positions = cols[0].vorn_cv_nrows, capacity = res->vorn_cv_nrows, batch = tmp->vorn_cv_nrows;
   uint32_t position = aux->vorn_aux_start_slot, written = 0;
   while (position < positions && written < capacity && batch != 0) {
-    const column_unpacker unpacker(walk, std::min(capacity - written, batch));
+    const column_unpacker unpacker(unpack_aux, std::min(capacity - written, batch));
     const auto unpack = [&](uint32_t column, uint32_t *out) {
-      return unpacker.unpack(cols[column], states[column], over_runs(column), position, out);
+      return unpacker.unpack(cols[column], states[column], has_runs(column), position, out);
     };
     uint32_t *const out = keys + written;
     const uint32_t n = unpack(0, out);
@@ -66,7 +66,7 @@ uint32_t vorn_groupkey_dydi(vorn_cv *res, uint32_t *nkeys, vorn_cv *cols, uint32
       vorn_add_ub4(out, scratch, n);
     }
     written += n;
-    position = walk.vorn_aux_start_slot + 1;
+    position = unpack_aux.vorn_aux_start_slot + 1;
   }
   ctx.vorn_ctx_stack_free(ctx.vorn_ctx_env, states, token);
   res->vorn_cv_popc = written;

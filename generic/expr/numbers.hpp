@@ -1,8 +1,8 @@
 // The stored forms of numbers, each as a reader of element i of an array.
 //
-// native      an IEEE 754 value in the processor's order
-// canonical   its bytes from the most significant one on, with the sign folded so that they sort as the values do: the
-//             top bit of a value that is not negative is set, all bits of a negative one are inverted
+// native      an IEEE 754 value in the byte order of the processor
+// canonical   an IEEE 754 value, most significant byte first, whose bytes sort like the values: the top bit of a value
+//             that is not negative is set, all bits of a negative value are inverted
 // dsb         a signed integer, most significant byte first
 #pragma once
 
@@ -14,7 +14,7 @@
 #include "generic/big_endian.hpp"
 #include "generic/native.hpp"
 
-namespace vorn::inline VORN_LEVEL {
+namespace vorn::inline VORN_LEVEL::expr {
 
 template <class Float>
 struct native_numbers {
@@ -31,13 +31,14 @@ struct canonical_numbers {
   static Float at(const uint8_t *vals, uint64_t index) {
     constexpr unsigned top = 8 * sizeof(bits) - 1;
     const bits stored = load_big<bits>(vals + index * sizeof(bits));
-    // The top bit, with all others when it is clear: signs are not to be predicted.
+    // The top bit, and all other bits when it is clear in the stored value.  Signs are not predictable, so there is no
+    // branch.
     const bits inverted = bits{1} << top | (0 - (~stored >> top));
     return std::bit_cast<Float>(stored ^ inverted);
   }
 };
 
-// Sums wrap around, so the numbers count as unsigned ones.
+// The numbers are returned as unsigned, since sums wrap around.
 template <class Signed>
 struct dsb_numbers {
   using number = uint64_t;
@@ -48,4 +49,4 @@ struct dsb_numbers {
   }
 };
 
-} // namespace vorn::inline VORN_LEVEL
+} // namespace vorn::inline VORN_LEVEL::expr

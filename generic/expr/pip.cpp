@@ -1,11 +1,12 @@
-// Point in polygon: how many edges of a ring a ray crosses that runs from a point along the first axis.
+// Point in polygon: the number of edges of a ring that a ray crosses.  The ray starts at the point and runs along the
+// first axis.
 #include "generic/native.hpp"
 #include "generic/table/record.hpp"
 
 VORN_KERNELS_BEGIN
 
-// An edge spans the height of the ray when just one of its ends lies above it; its low end belongs to it and its high
-// end does not, so that a vertex on the ray counts once for two edges that pass through.
+// An edge spans the height of the ray when one of its ends lies above the ray and the other end does not.  The low end
+// belongs to the edge and the high end does not, so that two edges that pass through the ray at a vertex count once.
 uint32_t vorn_spatial_pip_dydi(vorn_cv *res, vorn_cv *xs, vorn_cv *ys, vorn_cv *px, vorn_cv *py, vorn_aux *) {
   const auto coordinate = [](const vorn_cv *cv, uint64_t i) { return vorn::load<double>(cv->vorn_cv_vals, i); };
   const double x = coordinate(px, 0), y = coordinate(py, 0);

@@ -1,11 +1,11 @@
-// Sums of numbers, by group or of all.  The order of the additions is a part of the result: they go row by row.
+// Sums of numbers, by group or of all rows.  The result depends on the order of the additions: the order of the rows.
 #pragma once
 
 #include "generic/expr/numbers.hpp"
 
-namespace vorn::inline VORN_LEVEL {
+namespace vorn::inline VORN_LEVEL::expr {
 
-// One row after the other.  An engine of a level may replace it by a pass that adds in the same order.
+// Adds one row after the other.  An engine of a level may replace it by a loop that adds in the same order.
 struct ordered_sums {
   template <class Numbers>
   static void by_key(void *sums, const uint8_t *vals, const void *keys, uint32_t nrows) {
@@ -25,37 +25,42 @@ struct ordered_sums {
   }
 };
 
-// Adds what is summed up to one accumulator.
-template <class Number>
-inline void add_to(void *accumulator, Number sum) {
-  store<Number>(accumulator, sum + load<Number>(accumulator));
-}
-
-// Into the accumulators that keys select, or without keys into the first one.
-template <class Pass, class Numbers>
+// Adds to the accumulators that the keys select.  Without keys, adds the sum of all rows to the first accumulator.
+template <class Loop, class Numbers>
 uint32_t sum(const vorn_cv &res, const vorn_cv &src, const vorn_cv *keys) {
   const auto *vals = static_cast<const uint8_t *>(src.vorn_cv_vals);
-  if (keys != nullptr)
-    Pass::template by_key<Numbers>(res.vorn_cv_vals, vals, keys->vorn_cv_vals, src.vorn_cv_nrows);
-  else
-    add_to(res.vorn_cv_vals, Pass::template of_all<Numbers>(vals, src.vorn_cv_nrows));
+  if (keys != nullptr) {
+    Loop::template by_key<Numbers>(res.vorn_cv_vals, vals, keys->vorn_cv_vals, src.vorn_cv_nrows);
+  } else {
+    using number = typename Numbers::number;
+    const number all = Loop::template of_all<Numbers>(vals, src.vorn_cv_nrows);
+    store<number>(res.vorn_cv_vals, all + load<number>(res.vorn_cv_vals));
+  }
   return VORN_RESULT_DONE;
 }
 
-template <class Pass>
+inline bool is_native(const vorn_cv &src) { return src.vorn_cv_encoding_context->vorn_enc_ctx_flags & VORN_NATIVE; }
+
+template <class Loop, class Float>
+uint32_t sum_floats(const vorn_cv &res, const vorn_cv &src, const vorn_cv *keys) {
+  return is_native(src) ? sum<Loop, native_numbers<Float>>(res, src, keys)
+                        : sum<Loop, canonical_numbers<Float>>(res, src, keys);
+}
+
+template <class Loop>
 uint32_t sum_dsb(const vorn_cv &res, const vorn_cv &src, const vorn_cv *keys) {
   switch (src.vorn_cv_encoding_context->vorn_enc_ctx_width) {
   case 8:
-    return sum<Pass, dsb_numbers<int8_t>>(res, src, keys);
+    return sum<Loop, dsb_numbers<int8_t>>(res, src, keys);
   case 16:
-    return sum<Pass, dsb_numbers<int16_t>>(res, src, keys);
+    return sum<Loop, dsb_numbers<int16_t>>(res, src, keys);
   case 32:
-    return sum<Pass, dsb_numbers<int32_t>>(res, src, keys);
+    return sum<Loop, dsb_numbers<int32_t>>(res, src, keys);
   case 64:
-    return sum<Pass, dsb_numbers<int64_t>>(res, src, keys);
-  default: // numbers of another width add nothing
+    return sum<Loop, dsb_numbers<int64_t>>(res, src, keys);
+  default: // numbers of other widths add nothing
     return VORN_RESULT_DONE;
   }
 }
 
-} // namespace vorn::inline VORN_LEVEL
+} // namespace vorn::inline VORN_LEVEL::expr

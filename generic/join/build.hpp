@@ -1,18 +1,18 @@
-// Building a hash table: rows are inserted batch by batch, each batch after a look at all of its buckets.
+// Building a hash table: rows are inserted batch by batch.  All buckets of a batch are read before its first insertion.
 #pragma once
 
 #include "generic/join/hash_table.hpp"
 #include "generic/join/keys.hpp"
 
-namespace vorn::inline VORN_LEVEL {
+namespace vorn::inline VORN_LEVEL::join {
 
-// What is to be inserted of a batch.  The tag is the low end of the hash value, or the code.
+// The rows of a batch that are to be inserted.  The tag is the low end of the hash value, or the code.
 struct inserted_rows {
   uint32_t count;
   strided hashes;
   strided tags;
   strided values;  // of payload and record
-  bool has_values; // else they count up from first_id
+  bool has_values; // without values, row identifiers count up from first_id
   uint64_t first_id;
 
   template <class Value>
@@ -21,9 +21,9 @@ struct inserted_rows {
   }
 };
 
-// One row after the other.  An engine of a level may replace it by a pass that leaves the same tables.
+// Inserts one row after the other.  An engine of a level may replace it by a loop that leaves the same tables.
 struct single_inserts {
-  // Has every row of the batch room in its first bucket?  What is read here is in the cache when rows are inserted.
+  // Does the first bucket of every row have a free slot?  The buckets are in the cache afterwards.
   template <class Layout>
   static bool touch(const inserted_rows &rows, const hash_bits &bits, void *const *tables) {
     bool room = true;
@@ -34,8 +34,8 @@ struct single_inserts {
     return room;
   }
 
-  // Inserts rows as long as there is room and returns how many.  With `room` a bucket that is not full has no chain and
-  // is filled at once.
+  // Inserts rows while there is room and returns their number.  With `room`, a bucket that is not full has no chain and
+  // takes its row at once.
   template <class Layout>
   static uint32_t insert(const inserted_rows &rows, const hash_bits &bits, void *const *tables, void **free,
                          void *const *end, bool room) {
@@ -52,9 +52,9 @@ struct single_inserts {
         continue;
       }
       for (; header & chained; header = *bucket) {
-        const uint8_t kept = without_duplicate<Layout>(bucket, header, tag);
-        if (kept != header)
-          *bucket = kept;
+        const uint8_t updated = without_duplicate<Layout>(bucket, header, tag);
+        if (updated != header)
+          *bucket = updated;
         bucket = next_bucket(bucket);
       }
       header = without_duplicate<Layout>(bucket, header, tag);
@@ -75,14 +75,14 @@ struct single_inserts {
   }
 
 private:
-  // The header is that of the bucket before.
+  // header: of the bucket before the row is added.
   template <class Layout>
   static void append(uint8_t *bucket, uint8_t header, typename Layout::tag tag, typename Layout::value value) {
     Layout::fill(bucket, header & slot_count, tag, value);
     *bucket = static_cast<uint8_t>(header + 1);
   }
 
-  // The header of a bucket before a tag goes behind its slots: no longer distinct when one of them has it.
+  // The header of a bucket before the tag is added after its slots.  It is no longer distinct when a slot has the tag.
   template <class Layout>
   static uint8_t without_duplicate(const uint8_t *bucket, uint8_t header, typename Layout::tag tag) {
     const bool duplicate = Layout::slots_with(bucket, header & slot_count, tag) != 0;
@@ -90,7 +90,7 @@ private:
   }
 };
 
-template <class Pass, class Layout>
+template <class Loop, class Layout>
 [[gnu::noinline]] uint32_t build(row_form form, value_source source, const vorn_hash_table &ht, const vorn_cv &src,
                                  const vorn_cv &values, int32_t part, vorn_hashfn hashfn, vorn_aux &aux) {
   key_batch keys(src, form, hashfn, aux);
@@ -101,32 +101,32 @@ template <class Pass, class Layout>
   void *const *tables = ht.vorn_ht_tables + first;
   void **free = ht.vorn_ht_ovfl_cur + first;
   void *const *end = ht.vorn_ht_ovfl_end + first;
-  const bool has_codes = form == row_form::gd || form == row_form::hashgdrid;
+  const bool coded = form == row_form::gd || form == row_form::hashgdrid;
   constexpr uint32_t value_size = sizeof(typename Layout::value);
 
-  for (; keys.load_batch(); keys.pass()) {
+  for (; keys.load_batch(); keys.advance()) {
     const auto *payload = static_cast<const uint8_t *>(values.vorn_cv_vals);
     const inserted_rows rows = {.count = keys.count(),
                                 .hashes = keys.hashes(),
-                                .tags = has_codes ? keys.codes() : keys.hashes(),
+                                .tags = coded ? keys.codes() : keys.hashes(),
                                 .values = source == value_source::record ? keys.row_ids()
                                           : source == value_source::payload
                                               ? strided{payload + uint64_t{keys.first()} * value_size, value_size}
                                               : strided{},
                                 .has_values = source != value_source::autorid,
                                 .first_id = values.vorn_cv_autorid + keys.first()};
-    const bool room = Pass::template touch<Layout>(rows, bits, tables);
-    const uint32_t inserted = Pass::template insert<Layout>(rows, bits, tables, free, end, room);
+    const bool room = Loop::template touch<Layout>(rows, bits, tables);
+    const uint32_t inserted = Loop::template insert<Layout>(rows, bits, tables, free, end, room);
     if (inserted < rows.count) {
       const auto hash = rows.hashes.get<uint64_t>(inserted);
       const uint32_t above_bucket = ht.vorn_ht_bucket_hi_bit + 1U;
       aux.vorn_aux_full_part = static_cast<uint32_t>(above_bucket < 64 ? (bits.part_mask & hash) >> above_bucket : 0);
-      keys.leave_at(inserted, aux);
+      keys.save_position(inserted, aux);
       return VORN_RESULT_NO_OVERFLOW;
     }
   }
-  keys.leave_at_end(aux);
+  keys.save_end(aux);
   return VORN_RESULT_DONE;
 }
 
-} // namespace vorn::inline VORN_LEVEL
+} // namespace vorn::inline VORN_LEVEL::join

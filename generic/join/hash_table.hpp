@@ -5,15 +5,15 @@
 #include "frame/vorn.h"
 #include "generic/native.hpp"
 
-namespace vorn::inline VORN_LEVEL {
+namespace vorn::inline VORN_LEVEL::join {
 
-// Buckets have 64 bytes in every layout: the header at 0, the chain pointer at 56, tags and values between.
+// A bucket has 64 bytes in every layout: the header at 0, the chain pointer at 56, tags and values between them.
 inline constexpr uint32_t bucket_size = 64;
 
 enum bucket_header : uint8_t {
   slot_count = 0x0f,
-  distinct = 0x40, // no tag of the bucket occurs again behind it, here or later in the chain
-  chained = 0x80   // the bucket is full, and another follows
+  distinct = 0x40, // no tag of the bucket occurs a second time, neither in the bucket nor later in the chain
+  chained = 0x80   // the bucket is full, and another bucket follows
 };
 
 inline uint8_t *next_bucket(const uint8_t *bucket) { return load<uint8_t *>(bucket + 56); }
@@ -34,19 +34,19 @@ struct bucket_layout {
     store<Value>(bucket + ValuesAt + sizeof(Value) * slot, value);
   }
 
-  // A bit for each of the first `count` slots that has the tag.  All are compared, a register of them at a time, which
-  // needs no branch; what else lies in the bucket is compared with them and cut off.
+  // A bit for each of the first `count` slots that has the tag.  All slots are compared without a branch, one register
+  // of tags at a time.  The bits of other slots and of other bytes of the bucket are cleared at the end.
   static uint32_t slots_with(const uint8_t *bucket, uint32_t count, Tag tag) {
     constexpr uint32_t lanes = 16 / sizeof(Tag);
     typedef Tag tags [[gnu::vector_size(16)]];
     uint32_t found = 0;
     uint32_t slot = 0;
     for (; slot + 1 < Slots; slot += lanes) {
-      tags here, bits;
-      std::memcpy(&here, bucket + sizeof(Tag) * (slot + 1), sizeof here);
+      tags stored, bits;
+      std::memcpy(&stored, bucket + sizeof(Tag) * (slot + 1), sizeof stored);
       for (uint32_t lane = 0; lane < lanes; ++lane)
         bits[lane] = static_cast<Tag>(1U << lane);
-      const auto matches = reinterpret_cast<tags>(here == tag) & bits;
+      const auto matches = reinterpret_cast<tags>(stored == tag) & bits;
       uint64_t halves[2];
       std::memcpy(halves, &matches, sizeof halves);
       uint64_t folded = halves[0] | halves[1];
@@ -55,51 +55,39 @@ struct bucket_layout {
         folded |= folded >> 16;
       found |= uint32_t{static_cast<Tag>(folded)} << slot;
     }
-    if constexpr (Slots % lanes == 1) // the last slot is left
+    if constexpr (Slots % lanes == 1) // the last slot remains
       found |= uint32_t{tag_at(bucket, slot) == tag} << slot;
     return found & static_cast<uint32_t>(low_bits(count));
   }
 };
 
-using k2v4_bucket = bucket_layout<uint16_t, uint32_t, 9, 20>;
-using k2v8_bucket = bucket_layout<uint16_t, uint64_t, 5, 16>;
-using k4v4_bucket = bucket_layout<uint32_t, uint32_t, 6, 32>;
-using k4v8_bucket = bucket_layout<uint32_t, uint64_t, 4, 24>;
+struct k2v4_bucket : bucket_layout<uint16_t, uint32_t, 9, 20> {};
+struct k2v8_bucket : bucket_layout<uint16_t, uint64_t, 5, 16> {};
+struct k4v4_bucket : bucket_layout<uint32_t, uint32_t, 6, 32> {};
+struct k4v8_bucket : bucket_layout<uint32_t, uint64_t, 4, 24> {};
 
-// The layouts by number.
-enum class layout_code : uint8_t { k2v4, k2v8, k4v4, k4v8, none };
-inline constexpr uint32_t layout_codes = static_cast<uint32_t>(layout_code::none);
+// The tags of such a table are codes of a global dictionary.
+inline bool has_codes(const vorn_hash_table &ht) { return ht.vorn_ht_type & VORN_HT_GD; }
 
-struct table_kind {
-  layout_code layout;
-  bool has_codes; // its tags are codes of a global dictionary
-};
-
-// A type with VORN_HT_GD is told by its bits, any other has to be exact.
-inline table_kind kind_of(const vorn_hash_table &ht) {
+// Calls visit with the layout of a table.  A type with VORN_HT_GD is known by single bits.  Any other type has to be
+// exact.
+template <class Visit>
+inline uint32_t visit_layout(const vorn_hash_table &ht, Visit visit) {
   const uint32_t type = ht.vorn_ht_type;
-  if (type & VORN_HT_GD)
-    return {type & VORN_HT_K4V8   ? layout_code::k4v8
-            : type & VORN_HT_K4V4 ? layout_code::k4v4
-                                  : layout_code::none,
-            true};
-  switch (type) {
-  case VORN_HT_K2V4:
-    return {layout_code::k2v4, false};
-  case VORN_HT_K2V8:
-    return {layout_code::k2v8, false};
-  case VORN_HT_K4V4:
-    return {layout_code::k4v4, false};
-  case VORN_HT_K4V8:
-    return {layout_code::k4v8, false};
-  default:
-    return {layout_code::none, false};
-  }
+  if (type == VORN_HT_K2V4)
+    return visit(k2v4_bucket());
+  if (type == VORN_HT_K2V8)
+    return visit(k2v8_bucket());
+  if (has_codes(ht) ? type & VORN_HT_K4V8 : type == VORN_HT_K4V8)
+    return visit(k4v8_bucket());
+  if (has_codes(ht) ? type & VORN_HT_K4V4 : type == VORN_HT_K4V4)
+    return visit(k4v4_bucket());
+  return VORN_RESULT_REFUSED;
 }
 
-// Which partition and bucket a hash value belongs to.
+// The partition and the bucket that a hash value selects.
 struct hash_bits {
-  // All rows of a call belong to one partition: the one that is given, or the only one.
+  // one_partition: all rows of the call belong to one partition, since the caller names it.
   hash_bits(const vorn_hash_table &ht, uint32_t tag_width, bool one_partition)
       : bucket_mask(low_bits(uint64_t{ht.vorn_ht_bucket_hi_bit} + 1)), tag_bits(tag_width) {
     if (one_partition || (ht.vorn_ht_part_hi_bit == ht.vorn_ht_bucket_hi_bit && ht.vorn_ht_part_low_bits == 0))
@@ -125,9 +113,9 @@ struct hash_bits {
   uint32_t tag_bits;
   uint8_t shift = 0;
   uint8_t low_width = 0;
-  uint64_t part_mask = 0; // bits of the partition number; none without partitions
-  uint64_t high_mask = 0; // those of them that are shifted
-  uint64_t low_mask = 0;
+  uint64_t part_mask = 0; // all bits of the partition number; none without partitions
+  uint64_t high_mask = 0; // the bits that are shifted
+  uint64_t low_mask = 0;  // the bits that are not
 };
 
-} // namespace vorn::inline VORN_LEVEL
+} // namespace vorn::inline VORN_LEVEL::join

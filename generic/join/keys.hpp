@@ -1,4 +1,4 @@
-// The keys of a vector, a batch at a time: their hash values, and what a record holds beside them.
+// The keys of a vector, a batch at a time: hash values, codes and row identifiers.
 #pragma once
 
 #include <algorithm>
@@ -16,34 +16,34 @@ void vorn_hashfn_array_lp_sep(uint64_t *out, const void *ptrs, const uint16_t *l
 void vorn_hashfn_array_lp(uint64_t *out, const void *recs, uint32_t count, vorn_hashfn hashfn);
 VORN_KERNELS_END
 
-namespace vorn::inline VORN_LEVEL {
+namespace vorn::inline VORN_LEVEL::join {
 
-// A fixed number, since what a build leaves in the headers of buckets depends on it.
+// The number is fixed, since the bits that a build leaves in the headers of buckets depend on it.
 inline constexpr uint32_t batch_rows = 1024;
 
-// Where a number that goes with a row comes from.
+// Where the number of a row comes from.
 enum class value_source : uint8_t {
-  autorid, // the row number, from vorn_cv_autorid on
+  autorid, // the row number, counted from vorn_cv_autorid
   payload, // an array
   record   // the row identifier in the record of the key
 };
 
-// A batch lies in the object, on the stack of a kernel.
+// The object holds the batch.  It lies on the stack of a kernel.
 class key_batch {
 public:
-  // The buffers are written before they are read, and to clear them would cost more than many a call.
+  // The buffers are written before they are read.  Clearing them would cost more than a small call.
   // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init)
   key_batch(const vorn_cv &src, row_form form, vorn_hashfn hashfn, const vorn_aux &aux)
       : src_(src), form_(form), hashfn_(hashfn), first_(aux.vorn_aux_start_slot),
-        cursor_(is_walked(form) ? aux.vorn_aux_out_pos : 0) {}
+        cursor_(has_byte_position(form) ? aux.vorn_aux_out_pos : 0) {}
 
-  // Keys that have to be hashed need a function, and there is none of our own.
+  // The library has no hash function of its own.
   bool can_hash() const {
     return hashfn_ != nullptr || form_ == row_form::hash_values || form_ == row_form::hashrid ||
            form_ == row_form::hashgdrid;
   }
 
-  // Takes up the rows from the first one of the batch on; false at the end.
+  // Loads the rows from first() on.  Returns false after the last row.
   bool load_batch() {
     if (first_ >= src_.vorn_cv_nrows)
       return false;
@@ -94,22 +94,22 @@ public:
   const strided &codes() const { return codes_; }     // of gd and hashgdrid
   const strided &row_ids() const { return row_ids_; } // of hashrid and hashgdrid
 
-  // Goes on behind the batch.
-  void pass() {
+  // Moves to the rows after the batch.
+  void advance() {
     first_ += count_;
-    if (is_walked(form_))
+    if (has_byte_position(form_))
       cursor_ += offsets_[count_];
   }
 
-  // Where a later call takes up the keys: at a row of the batch, or behind the last one.
-  void leave_at(uint32_t row_in_batch, vorn_aux &aux) const {
+  // Saves where a later call resumes: at a row of the batch, or after the last row.
+  void save_position(uint32_t row_in_batch, vorn_aux &aux) const {
     aux.vorn_aux_start_slot = first_ + row_in_batch;
-    if (is_walked(form_))
+    if (has_byte_position(form_))
       aux.vorn_aux_out_pos = cursor_ + offsets_[row_in_batch];
   }
-  void leave_at_end(vorn_aux &aux) const {
+  void save_end(vorn_aux &aux) const {
     aux.vorn_aux_start_slot = src_.vorn_cv_nrows;
-    if (is_walked(form_))
+    if (has_byte_position(form_))
       aux.vorn_aux_out_pos = cursor_;
   }
 
@@ -128,4 +128,4 @@ private:
   uint64_t offsets_[batch_rows + 1];
 };
 
-} // namespace vorn::inline VORN_LEVEL
+} // namespace vorn::inline VORN_LEVEL::join

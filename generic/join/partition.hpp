@@ -1,12 +1,12 @@
-// Partitioning: a record for each row is appended to the area that the row's hash value selects.
+// Partitioning: each row appends a record to the area that its hash value selects.
 #pragma once
 
 #include "generic/copy.hpp"
 #include "generic/join/keys.hpp"
 
-namespace vorn::inline VORN_LEVEL {
+namespace vorn::inline VORN_LEVEL::join {
 
-// The areas, and which one a hash value selects.
+// The areas, and the area that a hash value selects.
 struct partition_areas {
   explicit partition_areas(const vorn_partition_buffer &pb)
       : cur(pb.vorn_pb_cur), end(pb.vorn_pb_end), shift(pb.vorn_pb_shift < 64 ? pb.vorn_pb_shift : 0),
@@ -14,7 +14,7 @@ struct partition_areas {
 
   uint64_t partition(uint64_t hash) const { return (hash & mask) >> shift; }
 
-  // Where a record of the partition goes, and the next one behind it; null when it does not fit.
+  // Takes room for a record of the partition; null when the record does not fit.
   uint8_t *take(uint64_t partition, uint32_t size) const {
     auto *at = static_cast<uint8_t *>(cur[partition]);
     if (end != nullptr && static_cast<uint8_t *>(end[partition]) - at < int64_t{size})
@@ -24,26 +24,26 @@ struct partition_areas {
   }
 
   void **cur;
-  void *const *end; // null when the caller vouches for the room
+  void *const *end; // null when the caller guarantees the room
   uint8_t shift;
   uint64_t mask;
 };
 
-// The records.  Each is told of every row, in order, how large its record is and where it goes.
+// The records.  For each row in order, next() returns the size of the record and write() writes it.
 
-// A row identifier and the hash value; with a code as well they stand the other way round.
+// A row identifier and the hash value.  With a code the order is hash value, code, row identifier.
 struct rid_record {
   void begin(const key_batch &keys) {
     batch = &keys;
-    listed = source == value_source::record ? keys.row_ids()
-             : source == value_source::payload
-                 ? strided{static_cast<const uint8_t *>(ids.vorn_cv_vals) + uint64_t{keys.first()} * 8, 8}
-                 : strided{};
+    stored_ids = source == value_source::record ? keys.row_ids()
+                 : source == value_source::payload
+                     ? strided{static_cast<const uint8_t *>(ids.vorn_cv_vals) + uint64_t{keys.first()} * 8, 8}
+                     : strided{};
   }
   uint32_t next() const { return has_code ? 24 : 16; }
   void write(uint8_t *out, uint32_t row, uint64_t hash) const {
     const uint64_t id =
-        source == value_source::autorid ? ids.vorn_cv_autorid + batch->first() + row : listed.get<uint64_t>(row);
+        source == value_source::autorid ? ids.vorn_cv_autorid + batch->first() + row : stored_ids.get<uint64_t>(row);
     if (has_code) {
       store<uint64_t>(out, hash);
       store<uint32_t>(out + 8, batch->codes().get<uint32_t>(row));
@@ -53,14 +53,14 @@ struct rid_record {
       store<uint64_t>(out + 8, hash);
     }
   }
-  void leave(vorn_aux &) const {}
-  void leave_at_end(vorn_aux &) const {}
+  void save_position(vorn_aux &) const {}
+  void save_end(vorn_aux &) const {}
 
   const vorn_cv &ids;
   value_source source = value_source::autorid;
   bool has_code = false;
   const key_batch *batch = nullptr;
-  strided listed = {}; // of the batch, unless they are implicit
+  strided stored_ids = {}; // of the batch; none when the row number is the identifier
 };
 
 // Length, hash value and payload.
@@ -77,21 +77,21 @@ struct lv_record {
     store<uint64_t>(out + 2, hash);
     copy_bytes(out + 10, payload.at, payload.length);
   }
-  void leave(vorn_aux &aux) const { leave_before(before, aux); }
-  void leave_at_end(vorn_aux &aux) const { leave_before(rows, aux); }
+  void save_position(vorn_aux &aux) const { save(before, aux); }
+  void save_end(vorn_aux &aux) const { save(rows, aux); }
 
-  void leave_before(const Rows &next, vorn_aux &aux) const {
-    if constexpr (is_walk<Rows>)
+  void save(const Rows &next, vorn_aux &aux) const {
+    if constexpr (needs_byte_position<Rows>)
       aux.vorn_aux_out_pos2 = static_cast<uint64_t>(next.at - vals);
   }
 
   const uint8_t *vals = nullptr;
   Rows rows = {};
-  Rows before = rows;
+  Rows before = rows; // the row whose record is next to be written
   value payload = {};
 };
 
-// Hash value and payload, of which more or fewer bytes are taken than it has.
+// Hash value and payload.  The record has `width` bytes of payload, even when the row has more or fewer.
 struct fixed_record {
   void begin(const key_batch &) {}
   uint32_t next() {
@@ -102,8 +102,8 @@ struct fixed_record {
     store<uint64_t>(out, hash);
     copy_bytes(out + 8, payload.at, width);
   }
-  void leave(vorn_aux &) const {}
-  void leave_at_end(vorn_aux &) const {}
+  void save_position(vorn_aux &) const {}
+  void save_end(vorn_aux &) const {}
 
   fixed_rows rows = {};
   uint16_t width = 0;
@@ -112,7 +112,7 @@ struct fixed_record {
 
 template <class Record>
 uint32_t append_rows(const partition_areas &areas, key_batch &keys, Record record, vorn_aux &aux) {
-  for (; keys.load_batch(); keys.pass()) {
+  for (; keys.load_batch(); keys.advance()) {
     record.begin(keys);
     for (uint32_t row = 0; row < keys.count(); ++row) {
       const auto hash = keys.hashes().get<uint64_t>(row);
@@ -120,19 +120,19 @@ uint32_t append_rows(const partition_areas &areas, key_batch &keys, Record recor
       uint8_t *out = areas.take(partition, record.next());
       if (out == nullptr) {
         aux.vorn_aux_full_part = static_cast<uint32_t>(partition);
-        keys.leave_at(row, aux);
-        record.leave(aux);
+        keys.save_position(row, aux);
+        record.save_position(aux);
         return VORN_RESULT_PARTITION_FULL;
       }
       record.write(out, row, hash);
     }
   }
-  keys.leave_at_end(aux);
-  record.leave_at_end(aux);
+  keys.save_end(aux);
+  record.save_end(aux);
   return VORN_RESULT_DONE;
 }
 
-// Records that a partitioning wrote are partitioned once more: each is copied whole, by the hash value in front of it.
+// Partitions the records of an earlier partitioning.  Each record begins with its hash value and is copied whole.
 inline uint32_t partition_records(const vorn_partition_buffer &pb, const vorn_cv &src, vorn_aux &aux) {
   const partition_areas areas(pb);
   const auto *vals = static_cast<const uint8_t *>(src.vorn_cv_vals);
@@ -141,9 +141,9 @@ inline uint32_t partition_records(const vorn_partition_buffer &pb, const vorn_cv
   uint32_t code = VORN_RESULT_DONE;
   for (; row < src.vorn_cv_nrows; ++row) {
     const uint8_t *record = rows.at;
-    const value held = rows.next();
-    const uint64_t partition = areas.partition(load<uint64_t>(held.at));
-    const uint32_t size = 2U + held.length;
+    const value content = rows.next();
+    const uint64_t partition = areas.partition(load<uint64_t>(content.at));
+    const uint32_t size = 2U + content.length;
     uint8_t *out = areas.take(partition, size);
     if (out == nullptr) {
       aux.vorn_aux_full_part = static_cast<uint32_t>(partition);
@@ -158,10 +158,6 @@ inline uint32_t partition_records(const vorn_partition_buffer &pb, const vorn_cv
   return code;
 }
 
-enum class record_form : uint8_t { rid, lv, fixed, records };
-
-// The kernels: which records they write, by the form of the keys and what goes into a record beside the hash value.
-
 [[gnu::noinline]] inline uint32_t partition_rids(row_form form, value_source source, const vorn_partition_buffer &pb,
                                                  const vorn_cv &src, const vorn_cv &ids, vorn_hashfn hashfn,
                                                  vorn_aux &aux) {
@@ -170,6 +166,8 @@ enum class record_form : uint8_t { rid, lv, fixed, records };
     return VORN_RESULT_NO_IMPLEMENTATION;
   return append_rows(partition_areas(pb), keys, rid_record{ids, source, form == row_form::gd}, aux);
 }
+
+enum class record_form : uint8_t { lv, fixed };
 
 [[gnu::noinline]] inline uint32_t partition_values(record_form record, row_form form, row_form payload_form,
                                                    const vorn_partition_buffer &pb, const vorn_cv &src,
@@ -189,4 +187,4 @@ enum class record_form : uint8_t { rid, lv, fixed, records };
   });
 }
 
-} // namespace vorn::inline VORN_LEVEL
+} // namespace vorn::inline VORN_LEVEL::join

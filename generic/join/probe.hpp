@@ -4,15 +4,15 @@
 #include "generic/join/hash_table.hpp"
 #include "generic/join/keys.hpp"
 
-namespace vorn::inline VORN_LEVEL {
+namespace vorn::inline VORN_LEVEL::join {
 
-// What is to be looked up of a batch, and what a pair says of each row.
+// The rows of a batch that are to be looked up, and the left value of their pairs.
 struct probed_rows {
   uint32_t count;
   strided hashes;
   strided tags;
   strided left;  // payload
-  bool has_left; // else row identifiers count up from first_id
+  bool has_left; // without left values, row identifiers count up from first_id
   uint64_t first_id;
 
   template <class Value>
@@ -22,15 +22,15 @@ struct probed_rows {
 };
 
 struct match_count {
-  uint64_t pairs; // of the rows that are done
-  uint32_t rows;  // done; fewer than the batch has when the next row's pairs found no room
+  uint64_t pairs;
+  uint32_t rows; // with all of their pairs written; fewer than the batch has when the pairs of the next row had no room
 };
 
-// Rows are looked up a block at a time: first their buckets, without a branch, and then those of them in which there is
-// more to do.  An engine of a level may replace it by a pass that finds the same pairs.
+// Looks rows up a block at a time: first the first bucket of every row, without a branch, and then the rows that have a
+// match or a chain.  An engine of a level may replace it by a loop that finds the same pairs.
 struct block_matches {
   static constexpr uint32_t block_rows = 128;
-  static constexpr uint32_t ahead = 32; // rows whose buckets are on their way to the cache
+  static constexpr uint32_t ahead = 32; // the number of rows whose buckets are prefetched
 
   template <class Layout>
   static match_count match(const probed_rows &rows, const hash_bits &bits, void *const *tables, uint8_t *out,
@@ -54,7 +54,7 @@ private:
   struct candidate {
     const uint8_t *bucket;
     uint32_t row;
-    uint32_t found; // slots of the first bucket
+    uint32_t found; // a bit for each slot of the first bucket with the tag
   };
 
   template <class Layout>
@@ -73,22 +73,22 @@ private:
     return count;
   }
 
-  // All pairs of a row, or none and false when they have no room.
+  // Writes all pairs of a row.  When they have no room, none is counted and the result is false.
   template <class Layout>
-  static bool write_pairs(const probed_rows &rows, const candidate &of, uint8_t *out, uint64_t room, uint64_t &pairs) {
-    const uint8_t *bucket = of.bucket;
-    uint32_t found = of.found;
+  static bool write_pairs(const probed_rows &rows, const candidate &row, uint8_t *out, uint64_t room, uint64_t &pairs) {
+    const uint8_t *bucket = row.bucket;
+    uint32_t found = row.found;
     uint64_t written = pairs;
     for (;;) {
       const uint8_t header = *bucket;
       if (found != 0) {
         if (header & distinct)
-          found &= -found; // the first one is the only one
+          found &= -found; // the first match is the only one
         do {
           if (written == room)
             return false;
           const auto slot = static_cast<uint32_t>(__builtin_ctz(found));
-          store<uint64_t>(out + written * 16, rows.left_of<typename Layout::value>(of.row));
+          store<uint64_t>(out + written * 16, rows.left_of<typename Layout::value>(row.row));
           store<uint64_t>(out + written * 16 + 8, Layout::value_at(bucket, slot));
           ++written;
           found &= found - 1;
@@ -99,14 +99,14 @@ private:
       if (!(header & chained))
         break;
       bucket = next_bucket(bucket);
-      found = Layout::slots_with(bucket, *bucket & slot_count, rows.tags.get<typename Layout::tag>(of.row));
+      found = Layout::slots_with(bucket, *bucket & slot_count, rows.tags.get<typename Layout::tag>(row.row));
     }
     pairs = written;
     return true;
   }
 };
 
-template <class Pass, class Layout>
+template <class Loop, class Layout>
 [[gnu::noinline]] uint32_t probe(row_form form, bool has_left, vorn_cv &res, const vorn_cv &src, const vorn_cv &left,
                                  const vorn_hash_table &ht, vorn_hashfn hashfn, vorn_aux &aux) {
   key_batch keys(src, form, hashfn, aux);
@@ -119,7 +119,7 @@ template <class Pass, class Layout>
   const uint64_t capacity = res.vorn_cv_nrows;
   uint64_t written = 0;
 
-  for (; keys.load_batch(); keys.pass()) {
+  for (; keys.load_batch(); keys.advance()) {
     const auto *payload = static_cast<const uint8_t *>(left.vorn_cv_vals);
     const probed_rows rows = {.count = keys.count(),
                               .hashes = keys.hashes(),
@@ -128,17 +128,17 @@ template <class Pass, class Layout>
                                                : strided{},
                               .has_left = has_left,
                               .first_id = left.vorn_cv_autorid + keys.first()};
-    const match_count found = Pass::template match<Layout>(rows, bits, tables, out + written * 16, capacity - written);
+    const match_count found = Loop::template match<Layout>(rows, bits, tables, out + written * 16, capacity - written);
     written += found.pairs;
     if (found.rows < rows.count) {
-      keys.leave_at(found.rows, aux);
+      keys.save_position(found.rows, aux);
       res.vorn_cv_nrows = static_cast<uint32_t>(written);
       return VORN_RESULT_PROBE_FULL;
     }
   }
-  keys.leave_at_end(aux);
+  keys.save_end(aux);
   res.vorn_cv_nrows = static_cast<uint32_t>(written);
   return VORN_RESULT_DONE;
 }
 
-} // namespace vorn::inline VORN_LEVEL
+} // namespace vorn::inline VORN_LEVEL::join

@@ -1,4 +1,4 @@
-// The row forms: where the value of each row is and how long it is.  One type per form, a walk over rows in their
+// The row forms: where the value of each row lies and how long it is.  Each form has a type that reads its rows in
 // order.
 #pragma once
 
@@ -6,60 +6,53 @@
 
 #include "frame/bits.hpp"
 #include "frame/vorn.h"
-#include "generic/big_endian.hpp"
+#include "generic/codes.hpp"
+#include "generic/decode/symbols.hpp"
 #include "generic/native.hpp"
 
-namespace vorn::inline VORN_LEVEL {
+namespace vorn::inline VORN_LEVEL::join {
 
-enum class row_form : uint8_t { fixed, dict, lv_sep, lv, lp_sep, lp, dlp, hash_values, gd, hashrid, hashgdrid, none };
-inline constexpr uint32_t row_forms = static_cast<uint32_t>(row_form::none);
-
-// The flag that names a form.
-struct form_flag {
-  uint32_t flag;
-  row_form form;
+// A form is the flag that names it.
+enum class row_form : uint32_t {
+  none = 0,
+  fixed = VORN_FIXED,
+  dict = VORN_DICT,
+  lv_sep = VORN_LV_SEP,
+  lv = VORN_LV,
+  lp_sep = VORN_LP_SEP,
+  lp = VORN_LP,
+  dlp = VORN_DLP,
+  hash_values = VORN_HASH_VALUES,
+  gd = VORN_GD,
+  hashrid = VORN_HASHRID,
+  hashgdrid = VORN_HASHGDRID
 };
 
-namespace flagged {
-inline constexpr form_flag fixed = {VORN_FIXED, row_form::fixed};
-inline constexpr form_flag dict = {VORN_DICT, row_form::dict};
-inline constexpr form_flag lv_sep = {VORN_LV_SEP, row_form::lv_sep};
-inline constexpr form_flag lv = {VORN_LV, row_form::lv};
-inline constexpr form_flag lp_sep = {VORN_LP_SEP, row_form::lp_sep};
-inline constexpr form_flag lp = {VORN_LP, row_form::lp};
-inline constexpr form_flag dlp = {VORN_DLP, row_form::dlp};
-inline constexpr form_flag hash_values = {VORN_HASH_VALUES, row_form::hash_values};
-inline constexpr form_flag gd = {VORN_GD, row_form::gd};
-inline constexpr form_flag hashrid = {VORN_HASHRID, row_form::hashrid};
-inline constexpr form_flag hashgdrid = {VORN_HASHGDRID, row_form::hashgdrid};
-} // namespace flagged
-
-// The forms that an operation takes are an array, in the order in which their flags are looked at: the first one that
-// is set counts.
-inline constexpr std::array value_forms = {flagged::fixed, flagged::lv_sep, flagged::lv, flagged::lp_sep, flagged::lp};
-
-template <size_t N>
-inline row_form form_of(const std::array<form_flag, N> &order, uint32_t flags) {
-  for (const auto &[flag, form] : order)
-    if (flags & flag)
-      return form;
-  return row_form::none;
+// The first flag of an order that is set.  Each operation has its own order.
+template <class Flag, size_t N>
+constexpr Flag first_set(const std::array<Flag, N> &flags_in_order, uint32_t flags) {
+  for (const Flag flag : flags_in_order)
+    if (flags & static_cast<uint32_t>(flag))
+      return flag;
+  return Flag::none;
 }
+
+inline constexpr std::array value_forms = {row_form::fixed, row_form::lv_sep, row_form::lv, row_form::lp_sep,
+                                           row_form::lp};
 
 inline uint32_t flags_of(const vorn_cv &cv) { return cv.vorn_cv_encoding_context->vorn_enc_ctx_flags; }
 
 // Bytes of a row in the fixed form.
-inline uint16_t stride_of(const vorn_enc_ctx &enc) {
-  return static_cast<uint16_t>(static_cast<uint16_t>(enc.vorn_enc_ctx_width) / 8);
+inline uint16_t stride_of(const vorn_cv &cv) {
+  return static_cast<uint16_t>(static_cast<uint16_t>(cv.vorn_cv_encoding_context->vorn_enc_ctx_width) / 8);
 }
-inline uint16_t stride_of(const vorn_cv &cv) { return stride_of(*cv.vorn_cv_encoding_context); }
 
 struct value {
   const uint8_t *at;
   uint16_t length;
 };
 
-// A length-pointer record: 16-bit length, 6 bytes that are neither read nor written, pointer.
+// A length-pointer record: a 16-bit length, 6 bytes that are neither read nor written, and a pointer.
 inline constexpr uint32_t lp_size = 16;
 
 inline value load_lp(const uint8_t *record) { return {load<const uint8_t *>(record + 8), load<uint16_t>(record)}; }
@@ -74,9 +67,9 @@ struct fixed_rows {
   uint16_t stride;
 
   value next() {
-    const value here = {at, stride};
+    const value row = {at, stride};
     at += stride;
-    return here;
+    return row;
   }
 };
 
@@ -85,10 +78,10 @@ struct lv_sep_rows {
   const uint8_t *lens;
 
   value next() {
-    const value here = {at, load<uint16_t>(lens)};
-    at += here.length;
-    lens += sizeof here.length;
-    return here;
+    const value row = {at, load<uint16_t>(lens)};
+    at += row.length;
+    lens += sizeof row.length;
+    return row;
   }
 };
 
@@ -96,26 +89,27 @@ struct lv_rows {
   const uint8_t *at;
 
   value next() {
-    const value here = {at + sizeof(uint16_t), load<uint16_t>(at)};
-    at = here.at + here.length;
-    return here;
+    const value row = {at + sizeof(uint16_t), load<uint16_t>(at)};
+    at = row.at + row.length;
+    return row;
   }
 };
 
-// Forms whose rows are found by walking: a walk that is left is taken up again at a byte.
+// In these forms the position of a row depends on the lengths of all rows before it.  A call that stops saves the byte
+// position of its next row.
 template <class Rows>
-inline constexpr bool is_walk = std::is_same_v<Rows, lv_sep_rows> || std::is_same_v<Rows, lv_rows>;
-constexpr bool is_walked(row_form form) { return form == row_form::lv_sep || form == row_form::lv; }
+inline constexpr bool needs_byte_position = std::is_same_v<Rows, lv_sep_rows> || std::is_same_v<Rows, lv_rows>;
+constexpr bool has_byte_position(row_form form) { return form == row_form::lv_sep || form == row_form::lv; }
 
 struct lp_sep_rows {
   const uint8_t *pointers;
   const uint8_t *lens;
 
   value next() {
-    const value here = {load<const uint8_t *>(pointers), load<uint16_t>(lens)};
-    pointers += sizeof here.at;
-    lens += sizeof here.length;
-    return here;
+    const value row = {load<const uint8_t *>(pointers), load<uint16_t>(lens)};
+    pointers += sizeof row.at;
+    lens += sizeof row.length;
+    return row;
   }
 };
 
@@ -123,43 +117,31 @@ struct lp_rows {
   const uint8_t *records;
 
   value next() {
-    const value here = load_lp(records);
+    const value row = load_lp(records);
     records += lp_size;
-    return here;
+    return row;
   }
 };
 
-// The symbols of packed codes.  A code is read with the three bytes behind its first one, as far as there are any.
+// Values of a dictionary, by packed codes.
 struct dict_rows {
   explicit dict_rows(const vorn_cv &cv)
-      : stream(static_cast<const uint8_t *>(cv.vorn_cv_vals)), width(cv.vorn_cv_encoding_context->vorn_enc_ctx_width),
-        stream_bytes((uint64_t{cv.vorn_cv_nrows} * width + 7) / 8),
-        cla(static_cast<const uint8_t *>(cv.vorn_cv_encoding_context->vorn_enc_ctx_dict_cla)),
-        symbols(static_cast<const uint8_t *>(cv.vorn_cv_encoding_context->vorn_enc_ctx_dict_syms)) {}
+      : codes(static_cast<const uint8_t *>(cv.vorn_cv_vals), cv.vorn_cv_nrows,
+              cv.vorn_cv_encoding_context->vorn_enc_ctx_width),
+        symbols(*cv.vorn_cv_encoding_context) {}
 
   value next() {
-    const uint64_t byte = bit / 8;
-    const uint64_t readable = stream_bytes - byte;
-    const auto word = readable >= 4 ? load_big<uint32_t>(stream + byte)
-                                    : static_cast<uint32_t>(read_big(stream + byte, static_cast<unsigned>(readable))
-                                                            << 8 * (4 - readable));
-    const uint32_t code = word << bit % 8 >> (32 - width) % 32;
-    bit += width;
-    const uint8_t *entry = cla + uint64_t{code} * 4;
-    const auto offset = load_big<uint32_t>(entry);
-    return {symbols + offset, static_cast<uint16_t>(load_big<uint32_t>(entry + 4) - offset)};
+    const symbol of_code = symbols.at(static_cast<uint32_t>(codes.at(row++)));
+    return {of_code.bytes, static_cast<uint16_t>(of_code.length)};
   }
 
-  const uint8_t *stream;
-  uint32_t width;
-  uint64_t stream_bytes;
-  const uint8_t *cla;
-  const uint8_t *symbols;
-  uint64_t bit = 0;
+  code_reader<any_width> codes;
+  offset_symbols symbols;
+  uint64_t row = 0;
 };
 
-// Places in a partitioned store: the length in the low 16 bits, above it the offset field, whose high part selects a
-// partition.
+// References into a partitioned store, one word each.  The low 16 bits hold the length.  The offset field lies above
+// them, and the high part of the field selects a partition.
 struct dlp_rows {
   const uint8_t *words;
   uint8_t shift;
@@ -174,7 +156,7 @@ struct dlp_rows {
   }
 };
 
-// Where a call takes up a vector again: the row, and the byte at which it stands in a form that has to be walked.
+// Where a call resumes: at a row, and at a byte in the forms with a byte position.
 struct row_position {
   uint32_t row = 0;
   uint64_t byte = 0;
@@ -210,4 +192,4 @@ inline uint32_t visit_values(const vorn_cv &cv, row_form form, row_position from
   }
 }
 
-} // namespace vorn::inline VORN_LEVEL
+} // namespace vorn::inline VORN_LEVEL::join

@@ -1,10 +1,10 @@
-// Transposition: columns become a matrix of references, and its rows become records or values in one output.
+// Transposition: columns become a matrix of references.  The rows of a matrix become records or values in one output.
 #pragma once
 
 #include "generic/copy.hpp"
 #include "generic/join/rows.hpp"
 
-namespace vorn::inline VORN_LEVEL {
+namespace vorn::inline VORN_LEVEL::join {
 
 inline uint32_t refer_to_column(row_form form, const vorn_transpose_table &table, const vorn_cv &src, uint32_t col,
                                 int32_t arr) {
@@ -17,16 +17,16 @@ inline uint32_t refer_to_column(row_form form, const vorn_transpose_table &table
   });
 }
 
-// What describes an output.  A record is begun where its bytes begin and closed with its size, a value is one step.
+// The index of an output.  begin() and close() add a record, add() adds a single value.
 
-// The end of every item, 32 bits each, with a 0 in front of the first row.
+// The end offset of every item, 32 bits each.  A 0 comes before the first row.
 class end_offsets {
 public:
-  static constexpr uint32_t counted_head = sizeof(uint16_t); // a record counts the lengths in it
+  static constexpr uint32_t counted_head = sizeof(uint16_t); // the size of a record includes the lengths in it
 
-  end_offsets(const vorn_transpose_table &dst, int32_t arr, bool from_start)
+  end_offsets(const vorn_transpose_table &dst, int32_t arr, bool at_first_row)
       : cursor_(static_cast<uint8_t *>(dst.vorn_tt_offsets[arr])) {
-    if (from_start)
+    if (at_first_row)
       add(nullptr, 0);
     else
       end_ = load<uint32_t>(cursor_ - sizeof end_);
@@ -39,7 +39,7 @@ public:
     store<uint32_t>(cursor_, end_);
     cursor_ += sizeof end_;
   }
-  void leave(const vorn_transpose_table &dst, int32_t arr) const { dst.vorn_tt_offsets[arr] = cursor_; }
+  void save_position(const vorn_transpose_table &dst, int32_t arr) const { dst.vorn_tt_offsets[arr] = cursor_; }
 
 private:
   uint8_t *cursor_;
@@ -63,16 +63,17 @@ public:
     begin(at);
     close(size);
   }
-  void leave(const vorn_transpose_table &dst, int32_t arr) const { dst.vorn_tt_refs[arr] = entry_; }
+  void save_position(const vorn_transpose_table &dst, int32_t arr) const { dst.vorn_tt_refs[arr] = entry_; }
 
 private:
   uint8_t *entry_;
 };
 
-// Copies the rows first to last.  What is written of a row that does not fit is not counted.
+// Copies the rows first to last.  A row that does not fit leaves bytes in the output, but no position includes them.
 template <class Index>
-uint32_t convert_rows(bool by_row, const vorn_transpose_table &dst, const vorn_transpose_table &src, int32_t dst_arr,
-                      int32_t src_arr, uint32_t first, uint32_t last, vorn_aux &aux) {
+[[gnu::noinline]] uint32_t convert_rows(bool by_row, const vorn_transpose_table &dst, const vorn_transpose_table &src,
+                                        int32_t dst_arr, int32_t src_arr, uint32_t first, uint32_t last,
+                                        vorn_aux &aux) {
   Index index(dst, dst_arr, first == 0);
   auto *position = static_cast<uint8_t *>(dst.vorn_tt_pos[dst_arr]);
   const auto *end = static_cast<const uint8_t *>(dst.vorn_tt_end[dst_arr]);
@@ -80,30 +81,29 @@ uint32_t convert_rows(bool by_row, const vorn_transpose_table &dst, const vorn_t
   const uint32_t ncols = src.vorn_tt_ncols;
   const uint32_t head = by_row ? sizeof(uint16_t) : 0;
 
-  // Positions are kept of whole rows alone.
   const auto convert = [&](uint32_t row) {
     uint8_t *at = position;
-    Index done = index;
+    Index next = index;
     uint16_t row_size = 0;
     if (by_row)
-      done.begin(at);
+      next.begin(at);
     for (uint32_t column = 0; column < ncols; ++column) {
-      const value held = load_lp(entries + uint64_t{row * ncols + column} * lp_size);
-      if (end - at < int64_t{held.length + head})
+      const value cell = load_lp(entries + uint64_t{row * ncols + column} * lp_size);
+      if (end - at < int64_t{cell.length + head})
         return false;
       if (by_row) {
-        store<uint16_t>(at, held.length);
-        row_size = static_cast<uint16_t>(row_size + held.length + Index::counted_head);
+        store<uint16_t>(at, cell.length);
+        row_size = static_cast<uint16_t>(row_size + cell.length + Index::counted_head);
       } else {
-        done.add(at, held.length);
+        next.add(at, cell.length);
       }
-      copy_bytes(at + head, held.at, held.length);
-      at += head + held.length;
+      copy_bytes(at + head, cell.at, cell.length);
+      at += head + cell.length;
     }
     if (by_row)
-      done.close(row_size);
+      next.close(row_size);
     position = at;
-    index = done;
+    index = next;
     return true;
   };
 
@@ -112,8 +112,8 @@ uint32_t convert_rows(bool by_row, const vorn_transpose_table &dst, const vorn_t
     ++row;
   aux.vorn_aux_start_slot = static_cast<uint32_t>(row);
   dst.vorn_tt_pos[dst_arr] = position;
-  index.leave(dst, dst_arr);
+  index.save_position(dst, dst_arr);
   return row <= last ? VORN_RESULT_TRANSPOSE_FULL : VORN_RESULT_DONE;
 }
 
-} // namespace vorn::inline VORN_LEVEL
+} // namespace vorn::inline VORN_LEVEL::join

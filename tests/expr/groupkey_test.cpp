@@ -1,4 +1,4 @@
-// Group keys, against the codes of one row after the other.
+// Group keys against a model that combines the codes of one row after the other.
 #include <deque>
 
 #include "tests/support/column.hpp"
@@ -11,13 +11,13 @@ using namespace vorn_test;
 struct groupkey_test : kernel_test {
   void check(bool multiplied, uint32_t ncols, uint32_t nrows, uint32_t start, bool filtered, uint32_t batch) {
     const size_t words = (nrows + 63) / 64;
-    guarded_bytes filter(below(8) == 0 ? std::string(8 * words, 0) : value(8 * words)); // with stray bits
+    guarded_bytes filter(below(8) == 0 ? std::string(8 * words, 0) : value(8 * words)); // also bits after the last row
     std::vector<uint32_t> rows, widths, symbols;
     for (uint32_t row = start; row < nrows; ++row)
       if (!filtered || (filter.as<uint64_t>()[row / 64] >> row % 64 & 1))
         rows.push_back(row);
 
-    // The first column that has no dictionary or makes too many keys decides; codes may be larger than the symbols.
+    // The first column without a dictionary or with too many keys decides the result.  Codes may exceed the symbols.
     std::deque<column> columns;
     std::deque<void *> decompressed;
     std::vector<vorn_cv> cols;
@@ -26,7 +26,7 @@ struct groupkey_test : kernel_test {
     for (uint32_t i = 0; i < ncols; ++i) {
       widths.push_back(std::array{1U, 3U, 8U, 16U, 20U, 32U}[below(ncols > 4 ? 2 : 6)]);
       symbols.push_back(i > 2 ? 1 : std::array{1U, 1U, 2U, 5U, 0xffffU, 0x10000U, 0x10001U, UINT32_MAX}[below(8)]);
-      const uint32_t more = i == 0 || filtered ? 0 : below(3); // rows that the first column does not have
+      const uint32_t more = i == 0 || filtered ? 0 : below(3); // rows in addition to those of the first column
       column &from = columns.emplace_back(widths[i], nrows + more, i < 32 ? 8 * below(3) : 0, 1 + below(40), random);
       from.enc.vorn_enc_ctx_dict_nsyms = symbols[i];
       if (below(4) == 0) {
@@ -35,7 +35,7 @@ struct groupkey_test : kernel_test {
         from.src.vorn_cv_stream_slot = &decompressed.emplace_back(nullptr);
         from.src.vorn_cv_stream_len = (ncodes * widths[i] + 7) / 8;
       }
-      if (batch == 0 && below(4) == 0) // no code of such a column is ever unpacked
+      if (batch == 0 && below(4) == 0) // without a batch, no code is unpacked
         widths[i] = from.enc.vorn_enc_ctx_width = 64;
       if (below(8 * ncols) == 0)
         from.enc.vorn_enc_ctx_flags &= ~uint32_t{VORN_DICT};
@@ -67,7 +67,7 @@ struct groupkey_test : kernel_test {
       code = VORN_RESULT_OUTPUT_FULL;
 
     env.record = true;
-    env.scratch_fill = 0xff; // no place in the runs to go on from
+    env.scratch_fill = 0xff; // no valid position in the runs
     vorn_ctx ctx = env.context();
     ctx.vorn_ctx_decompress = [](vorn_qpak_ctx *, const void *packed, void *to, uint32_t *, uint32_t size) {
       std::memcpy(to, packed, size);

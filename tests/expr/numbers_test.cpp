@@ -1,5 +1,5 @@
-// Sums, conversion and arithmetic, against one row after the other of numbers that are read byte by byte; and point in
-// polygon.
+// Sums, conversion and arithmetic against a model that reads numbers byte by byte, one row after the other; and point
+// in polygon.
 #include <cmath>
 
 #include "tests/support/guarded.hpp"
@@ -15,7 +15,7 @@ constexpr uint32_t row_counts[] = {0, 1, 2, 3, 63, 64, 65, 255, 256, 257, 700};
 template <class Number>
 using bits_of = std::conditional_t<sizeof(Number) == 4, uint32_t, uint64_t>;
 
-// A float or double, or as uint64_t, which wraps around, a dsb number of some bytes.
+// A float, a double, or a dsb number of some bytes.  A dsb number is returned as uint64_t, since sums wrap around.
 template <class Number>
 Number read(const uint8_t *at, bool native, unsigned size = sizeof(Number)) {
   uint64_t bits = 0;
@@ -28,7 +28,7 @@ Number read(const uint8_t *at, bool native, unsigned size = sizeof(Number)) {
     return std::bit_cast<Number>(static_cast<bits_of<Number>>(native ? bits : bits & top ? bits ^ top : ~bits));
 }
 
-// One NaN is as good as another.
+// Equal bytes, or two NaNs.
 template <class Number>
 bool alike(const Number &a, const Number &b) {
   return same(a, b) || (a != a && b != b);
@@ -37,7 +37,7 @@ bool alike(const Number &a, const Number &b) {
 enum operation { by_key, to_one, converting_to_one, converting };
 
 struct numbers_test : kernel_test {
-  // Stored numbers; floats such that the order of additions shows, or extremes.
+  // Stored numbers.  The sum of the floats depends on the order of additions, unless they are extremes.
   template <class Number>
   std::string numbers(size_t n, bool native, bool extremes, unsigned size = sizeof(Number)) {
     if constexpr (std::is_integral_v<Number>) {
@@ -58,7 +58,7 @@ struct numbers_test : kernel_test {
     }
   }
 
-  // known: what the operation takes the kind for, or 0.
+  // known: the kind as the operation reads it, or 0.
   template <class Number>
   void check(operation what, unsigned kind, unsigned known, unsigned size, bool native, uint32_t nrows) {
     const bool extremes = below(2), works = known != 0 && (what != converting || (known != VORN_NUM_DSB && !native));
@@ -94,7 +94,8 @@ struct numbers_test : kernel_test {
                            what == converting ? same<Number> : alike<Number>));
   }
 
-  // constant: 1 the left operand, 2 the right one, 3 the left one again; the result may be where either is.
+  // constant: 1 for the left operand, 2 for the right, 3 for flags on both, of which the left counts.  in_place: 1 when
+  // the result overwrites the left operand, 2 for the right.
   template <class Float>
   void check_arithmetic(const slot &s, uint32_t nrows, unsigned constant, unsigned in_place) {
     const bool native[] = {!(s.width_code() & 4), !(s.width_code() & 8)}, extremes = below(2);
@@ -114,8 +115,8 @@ struct numbers_test : kernel_test {
       expected = {sum + *out.as<Float>()};
     vorn_enc_ctx enc[2] = {};
     for (unsigned i = 0; i < 2; ++i)
-      enc[i].vorn_enc_ctx_flags =
-          all_flags ^ (native[i] ? 0U : VORN_NATIVE | 0U) ^ (constant >> i & 1 ? 0U : VORN_CONST | 0U);
+      enc[i].vorn_enc_ctx_flags = ~((native[i] ? 0 : uint32_t{VORN_NATIVE}) |
+                                    (constant >> i & 1 ? 0 : uint32_t{VORN_CONST})); // all other flags are set
     enc[0].vorn_enc_ctx_num_type = s.width_code() & 1 ? VORN_NUM_DOUBLE : VORN_NUM_FLOAT;
     enc[1].vorn_enc_ctx_num_type = static_cast<uint8_t>(random());
     vorn_cv a = vector_of(left.data(), enc[0], nrows), b = vector_of(right.data(), enc[1], nrows);
@@ -135,9 +136,12 @@ TEST_P(numbers_test, are_summed_in_the_order_of_the_rows_and_converted) {
   for (const uint32_t nrows : each(row_counts))
     for (const operation what :
          each({by_key, by_key, to_one, to_one, converting_to_one, converting_to_one, converting}))
+      // The kinds alone and with other bits: conversions test bits, sums compare the whole kind.
       for (const unsigned kind : each({1U, 2U, 8U, 3U, 9U, 0xaU, 0x41U, 0x82U, 0x1cU, 0xf4U, 0U}))
         for (const bool native : each({false, true})) {
-          const unsigned first = kind & 1 ? 1 : kind & 2 ? 2 : kind & 8; // conversions look at bits
+          const unsigned first = kind & VORN_NUM_FLOAT    ? unsigned{VORN_NUM_FLOAT}
+                                 : kind & VORN_NUM_DOUBLE ? unsigned{VORN_NUM_DOUBLE}
+                                                          : kind & VORN_NUM_DSB;
           const unsigned known = what >= converting_to_one || first == kind ? first : 0;
           SCOPED_TRACE(testing::Message() << what << " kind " << kind << " rows " << nrows << " native " << native);
           if (known == VORN_NUM_FLOAT)
@@ -177,7 +181,7 @@ struct polygon_test : kernel_test {
 
 TEST_P(polygon_test, counts_the_edges_that_a_ray_crosses) {
   const double nan = std::nan("");
-  const std::vector<double> far = {0, 1, 1, 0}, up = {0, 0, 1, 1}; // a square, clockwise with these in the other order
+  const std::vector<double> far = {0, 1, 1, 0}, up = {0, 0, 1, 1}; // a square; swapped, the same square clockwise
   const std::array<double, 3> points[] = {{0.5, 0.5, 1}, {2, 0.5, 0},   {-1, 0.5, 2}, {0, 0.5, 1}, {1, 0.5, 0},
                                           {0.5, 0, 1},   {0.5, 1, 0},   {0, 0, 1},    {1, 1, 0},   {1, 0, 0},
                                           {0, 1, 0},     {0.5, nan, 0}, {nan, 0.5, 0}};
@@ -189,8 +193,7 @@ TEST_P(polygon_test, counts_the_edges_that_a_ray_crosses) {
   EXPECT_EQ(crossed({0, 9, 9, 0}, {0, 0, nan, 9}, -1, 5), 1U);
   EXPECT_EQ(crossed({1, 2, 3}, {0, 5, 0}, 0, 5), 0U) << "a peak";
   EXPECT_EQ(crossed({1, 2, 3}, {5, 0, 5}, 0, 0), 2U) << "a valley";
-  for (int round = 0; round < 2000;
-       ++round) { // the place of a crossing is computed in one order and not counted itself
+  for (int round = 0; round < 2000; ++round) { // a crossing at the point itself does not count
     double at[4];
     std::generate_n(at, 4, [&] { return std::ldexp(static_cast<double>(random()), -64); });
     const double y = (2 * at[3] - 1) * at[1], t = ((at[0] - at[2]) * (y + at[1])) / (at[1] + at[1]) + at[2];

@@ -1,4 +1,4 @@
-// Transposition: matrices entry by entry, and what their rows become in outputs of any room.
+// Transposition: the entries of a matrix, and its rows converted into outputs of any room.
 #include "tests/join/calls.hpp"
 
 namespace {
@@ -9,7 +9,7 @@ constexpr uint32_t full = VORN_RESULT_TRANSPOSE_FULL, nrows = 12;
 using transpose_test = join_test;
 
 TEST_P(transpose_test, refers_to_the_values_of_a_column) {
-  for (const auto &[name, form] : each(value_forms))
+  for (const auto &[name, form] : each(result_forms))
     for (const uint32_t ncols : each({1U, 3U, 255U})) {
       SCOPED_TRACE(testing::Message() << name << " columns " << ncols);
       const auto column = values(nrows, form == VORN_FIXED ? 3 : 0, 65535);
@@ -17,7 +17,7 @@ TEST_P(transpose_test, refers_to_the_values_of_a_column) {
       stored_rows src(form, column, form == VORN_DLP ? 20 : 0), matrix(VORN_FIXED, {expected});
       for (uint32_t row = 0, entry = ncols / 2; row < nrows && form != VORN_DLP; ++row, entry += ncols)
         expected.replace(16 * entry, 2, length_bytes(column[row].size()))
-            .replace(16 * entry + 8, 8, bytes_of(src.places[row]));
+            .replace(16 * entry + 8, 8, bytes_of(src.addresses[row]));
       void *const start = matrix.cv.vorn_cv_vals, *refs[] = {nullptr, nullptr, start};
       vorn_transpose_table tbl = {};
       tbl.vorn_tt_ncols = static_cast<uint16_t>(ncols);
@@ -28,16 +28,16 @@ TEST_P(transpose_test, refers_to_the_values_of_a_column) {
         src.enc.vorn_enc_ctx_flags = form_flags;
         return vorn_global_ctx.vorn_transpose_reference_dydi(&tbl, &src.cv, ncols / 2 + 0x70000, 2, &aux);
       };
-      src.enc.vorn_enc_ctx_width += 0x70003; // of which 16 bits count, and whole bytes
-      EXPECT_EQ(refer(~0x20U, all_flags), refused);
-      EXPECT_EQ(refer(0x20, with_later(form)), form == VORN_DLP ? refused : done);
+      src.enc.vorn_enc_ctx_width += ignored_width_bits;
+      EXPECT_EQ(refer(all_except(VORN_TT_LP), all_flags), refused);
+      EXPECT_EQ(refer(VORN_TT_LP, with_later(form)), form == VORN_DLP ? refused : done);
       EXPECT_TRUE(same(aux, before) && refs[2] == start);
       EXPECT_EQ(std::string(static_cast<char *>(start), expected.size()), expected);
     }
 }
 
 TEST_P(transpose_test, converts_rows_into_any_room) {
-  // Columns, the first row, and what all row numbers begin at: entries are counted in 32 bits.
+  // Columns, the first row, and the number of row 0: entries are counted in 32 bits.
   constexpr std::array<uint32_t, 3> ranges[] = {{0, 0, 0}, {0, 0, 0xfffffff4}, {1, 5, 0},        {2, 0, 0x80000000},
                                                 {3, 0, 0}, {3, 5, 0},          {3, nrows + 2, 0}};
   for (const auto &[ncols, first, base] : each(ranges))
@@ -45,7 +45,7 @@ TEST_P(transpose_test, converts_rows_into_any_room) {
       SCOPED_TRACE(testing::Message() << ncols << " columns from " << first + base << " by row " << by_row
                                       << " offsets " << offsets);
       const auto cells = values(nrows * ncols, 0, 65535);
-      std::vector<std::pair<std::string, size_t>> items[nrows]; // of a row: their bytes, and the size that is told
+      std::vector<std::pair<std::string, size_t>> items[nrows]; // of a row: the bytes, and the size in the index
       size_t sizes[nrows] = {};
       for (uint32_t row = 0; row < nrows; ++row) {
         items[row].resize(by_row ? 1 : ncols);
@@ -71,11 +71,12 @@ TEST_P(transpose_test, converts_rows_into_any_room) {
       const auto convert = [&](vorn_transpose_table *to, uint32_t from) {
         return vorn_global_ctx.vorn_transpose_convert_dydi(to, &src, 1, 2, from, last, &aux);
       };
-      dst.vorn_tt_flags = ~0x28U;
+      dst.vorn_tt_flags = all_except(VORN_TT_CLA | VORN_TT_LP);
       EXPECT_EQ(convert(&dst, 0), refused);
       EXPECT_EQ(convert(nullptr, 0), refused);
-      dst.vorn_tt_flags = (offsets ? 0x28U : 0x20U) | (by_row ? 2U : src.vorn_tt_flags);
-      // A new output each time.  Offsets go on from the one in front of the cursor.
+      dst.vorn_tt_flags = (offsets ? VORN_TT_CLA | VORN_TT_LP : uint32_t{VORN_TT_LP}) |
+                          (by_row ? uint32_t{VORN_TT_ROW} : src.vorn_tt_flags);
+      // Each call has a new output.  Its offsets continue from the offset before the cursor.
       uint32_t item_end = 0xfffff000;
       for (uint32_t code = full, row = first; code == full && !HasFailure();) {
         const uint32_t from = row + base;

@@ -1,0 +1,39 @@
+// Tests of rows: the rows from a start on, or the rows of a filter.  A result has a bit for each row that passes.
+#pragma once
+
+#include <algorithm>
+
+#include "frame/operations.hpp"
+#include "generic/bitvec/iterate.hpp"
+#include "generic/match_summary.hpp"
+
+namespace vorn::inline VORN_LEVEL {
+
+// Rows are tested in blocks: the rows of one word of the result, or as many rows of the filter.
+inline constexpr uint32_t test_block = 64;
+
+// test(count, row) returns a bit for each of `count` rows; row(i) is the number of row i.
+template <class Test>
+inline uint32_t test_rows(vorn_cv &res, uint32_t nrows, vorn_aux &aux, const operation &reported, Test test) {
+  match_summary passed;
+  if (aux.vorn_aux_filter_bv == nullptr) {
+    for (uint32_t first = aux.vorn_aux_start_row; first < nrows;) {
+      const uint32_t count = std::min(nrows - first, test_block - first % test_block);
+      const uint64_t bits = test(count, [=](uint32_t i) { return uint64_t{first} + i; });
+      passed.add_word(res.vorn_cv_bv, first / 64, bits << first % 64);
+      first += count;
+    }
+  } else {
+    set(aux, reported.selective);
+    vorn_lbiwv_ictx filter = iterator_over(aux.vorn_aux_filter_bv, nrows, wanted::set, aux.vorn_aux_start_row);
+    uint32_t rows[test_block];
+    while (const uint32_t count = next_ones(filter, rows, test_block)) {
+      const uint64_t bits = test(count, [&](uint32_t i) { return uint64_t{rows[i]}; });
+      for (uint32_t i = 0; i < count; ++i)
+        passed.add_row(res.vorn_cv_bv, rows[i], bits >> i & 1);
+    }
+  }
+  return passed.store_in(res);
+}
+
+} // namespace vorn::inline VORN_LEVEL
