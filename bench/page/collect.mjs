@@ -1,4 +1,4 @@
-// Makes the record of a run, on standard output, of what the measuring programs wrote into a folder.
+// Reads the files that the measuring programs wrote into a folder, and prints the record of the run.
 //   node collect.mjs FOLDER
 import fs from 'node:fs';
 import path from 'node:path';
@@ -8,7 +8,7 @@ const read = (name) => JSON.parse(fs.readFileSync(path.join(folder, name)));
 const lines = (name) => fs.readFileSync(path.join(folder, name), 'utf8').trim().split('\n');
 const files = (pattern) => fs.readdirSync(folder).filter((name) => pattern.test(name)).sort();
 
-// What implementations are called by vorn_bench, which has the names of the libraries, and by vornq.
+// The shown names of implementations.  vorn_bench uses the names of the libraries, and vornq the names of the levels.
 const names = {
   svxlsse4219: 'SSE4.2',
   svxlavx19: 'AVX',
@@ -21,7 +21,7 @@ const names = {
 };
 const nameOf = (name) => names[name] ?? name;
 
-// The least time of the repetitions of a benchmark, and the least of the plain read beside it.
+// The least time of all repetitions of a benchmark, and the least time of the plain read beside it.
 function kernels() {
   const best = new Map();
   for (const name of files(/^bench-.*\.json$/))
@@ -45,7 +45,7 @@ function kernels() {
   return [...best.values()];
 }
 
-// The answers of vornq, by the number of threads, and the tables that they are asked of.
+// The answers of vornq for each number of threads, and the queried tables.
 function queries() {
   const runs = files(/^queries-.*\.json$/).map(read);
   const tables = new Map(runs.flatMap((run) => run.tables).map((table) => [table.table, table]));

@@ -1,4 +1,4 @@
-// Draws the plot of a run that the README shows, as SVG on standard output.
+// Draws the plot of the README and prints it as SVG.
 //   node export.mjs RUN.json
 import fs from 'node:fs';
 
@@ -8,5 +8,5 @@ import { compile } from 'vega-lite';
 import { lonePlot } from './plots.mjs';
 
 const run = JSON.parse(fs.readFileSync(process.argv[2]));
-const [plot] = Object.values(compile(lonePlot(run))); // what vega draws, before notes of how it was made
+const [plot] = Object.values(compile(lonePlot(run))); // the first value is the plot, the others describe its compilation
 console.log(await new vega.View(vega.parse(plot), { renderer: 'none' }).toSVG());

@@ -1,6 +1,6 @@
-// What the page shows of a run of vorn_bench: families of kernels with the names of their benchmarks.  A # in a name is
-// the number or size along the axis.  `node families.mjs [stream|growth]` prints the filter that makes vorn_bench run
-// those of one group; they take unlike times, and so are repeated unlike often.
+// The families of kernels on the page, with the names of their benchmarks.  A # in a name is the number or the size along
+// the axis.  `node families.mjs [stream|growth]` prints the filter of vorn_bench for one group of benchmarks.  The groups
+// take different times, so they have different numbers of repetitions.
 
 const cycles = (name) => ({ name, measure: 'cycles' });
 const rate = (name, heading) => ({ name, measure: 'grows', heading });
@@ -85,7 +85,7 @@ export const growth = [
   },
 ];
 
-// A regular expression that takes the number or size as its group.
+// A regular expression.  Its group is the number or the size.
 export const patternOf = (name) => `^${name.replace('#', '([0-9]+[KMG]?)')}$`;
 
 const filters = {

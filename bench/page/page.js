@@ -1,5 +1,5 @@
-// Draws the plots of the page.  The body ends up with its height and with data-state "drawn", or "failed" when a plot
-// could not be.
+// Draws the plots of the page.  At the end the body has its height and data-state "drawn", or "failed" if a plot could not
+// be drawn.
 const plots = JSON.parse(document.getElementById('plots').textContent);
 const draw = async (plot, index) => {
   const place = document.getElementById(`plot-${index}`);

@@ -1,4 +1,4 @@
-// Vega-Lite descriptions of the plots and the rows of the tables below them, made of the record of a run.
+// Makes the Vega-Lite descriptions of the plots and the rows of their tables from the record of a run.
 import { growth, operations, patternOf, widths } from './families.mjs';
 
 export const config = {
@@ -33,7 +33,7 @@ const dash = {
 };
 const tooltip = (...fields) => fields.map(([field, title]) => ({ field, title, ...(field === 'y' && { format: '.3g' }) }));
 
-// Of ten: the numbers along logarithmic axes.
+// The powers of ten are the numbers along logarithmic axes.
 const powers = Array.from({ length: 10 }, (_, exponent) => 10 ** exponent);
 
 const axes = {
@@ -49,7 +49,7 @@ const measures = {
 const unit = { '': 1, K: 2 ** 10, M: 2 ** 20, G: 2 ** 30 };
 const number = (text) => parseInt(text) * unit[text.replace(/\d+/, '')];
 
-// Points of all implementations, and of the best plain read of each x.
+// The points of all implementations, and of the best plain read for each x.
 function pointsOf(run, { name, measure }) {
   const pattern = new RegExp(patternOf(name));
   const { read, best } = measures[measure];
@@ -106,7 +106,7 @@ const bars = (points, { title, names }) => ({
   },
 });
 
-// A line for each x, a column for each implementation.
+// A table with a row for each x and a column for each implementation.
 function tableOf(panels, first) {
   const rows = [];
   for (const { heading, points, of = 'x' } of panels)
@@ -205,27 +205,27 @@ function sizes({ table, rows, file_bytes: fileBytes, columns }) {
   };
 }
 
-// The first two panels of the first family, with a legend and the machine: a plot that stands alone.
+// A plot for use without the page: two panels of the first family, with a legend and the machine.
 export function lonePlot(run) {
   const { title, plot } = familyOfLines(run, widths[0]);
   const [cached, , streamed] = structuredClone(plot.hconcat);
   const shown = Object.keys(colours).filter((who) => who !== 'DuckDB');
   cached.encoding.color.legend = { title: null, orient: 'bottom', symbolType: 'stroke', values: shown };
   return {
-    config: { ...config, aria: false }, // a third of the size
+    config: { ...config, aria: false }, // the file then has a third of the size
     title: { text: title, subtitle: `${run.machine.processor}; ${run.machine.compiler}`, fontWeight: 'bold' },
     hconcat: [cached, streamed],
   };
 }
 
-// The sections of the page: figures with a description and a table each.
+// The sections of the page.  Each figure has a description and a table.
 export function sectionsOf(run) {
   const drawn = (figures) => figures.filter((figure) => figure.table.length > 0);
   return [
     {
       title: 'Kernels by width',
-      text: `Less is better on the left, more on the right.  The dashed line is a plain read of the same bytes, by the
-        widest loads, timed in turn with the kernels; out of cache it is what memory gives.`,
+      text: `On the left less is better, on the right more is better.  The dashed line is a plain read of the same bytes
+        by the widest loads, timed in turn with the kernels.  Out of cache it is the speed of the memory.`,
       figures: drawn(widths.map((family) => familyOfLines(run, family))),
     },
     {
@@ -236,19 +236,19 @@ export function sectionsOf(run) {
     {
       title: 'Queries beside DuckDB',
       text: `${run.tables.map((t) => `${t.rows.toLocaleString('en')} ${t.table}`).join(' and ')}, in memory; less is
-        better.  Every answer was DuckDB's too.`,
+        better.  Every answer equals the answer of DuckDB.`,
       figures: drawn([questions(run)]),
     },
     {
       title: 'Growth',
-      text: `More is better.  The dashed line touches one byte of each bucket or of each byte of a map that the kernel
-        looks at, or reads the stream of the scan.`,
+      text: `More is better.  The dashed line reads one byte of each bucket, or each byte of a map that the kernel needs, or
+        the stream of the scan.`,
       figures: drawn([...growth.map((family) => familyOfLines(run, family)), growingJoin(run)]),
     },
     {
       title: 'Compression',
-      text: `What a row takes: in the form that scans and joins work on, in arrays of plain values, and, all columns
-        together, in the Parquet file where there is one.`,
+      text: `The size of a row: in the form that scans and joins work on, in arrays of plain values, and, for all columns
+        together, in the Parquet file if there is one.`,
       figures: drawn(run.tables.map(sizes)),
     },
   ].filter((section) => section.figures.length > 0);

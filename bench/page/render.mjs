@@ -1,4 +1,4 @@
-// Makes the page of the record of a run, with all that it needs, in a folder.
+// Makes the page of a run from its record.  The folder of the page gets all files that the page needs.
 //   node render.mjs RUN.json FOLDER
 import fs from 'node:fs';
 import path from 'node:path';

@@ -39,10 +39,10 @@ template <class Lanes, bool Nonzero>
 [[gnu::noinline]] inline uint32_t select_range(unsigned width, const uint8_t *stream, uint32_t nrows,
                                                const wrapped_range &range, uint64_t *out) {
   if (width == 1) {
-    const auto takes = [&](unsigned code) {
+    const auto selects = [&](unsigned code) {
       return !range.none && ((code - range.low) & 1) <= range.span && !(range.nonzero && code == 0);
     };
-    return select_bits(stream, nrows, takes(0), takes(1), out);
+    return select_bits(stream, nrows, selects(0), selects(1), out);
   }
   if (range.none) {
     clear_words(out, words_of(nrows));

@@ -32,8 +32,8 @@ private:
 
   // The elements after the positions are restored, since a caller does not expect them to change.
   [[gnu::always_inline]] static void list_word(uint64_t word, int32_t base, uint32_t *out, uint32_t ones) {
-    uint32_t kept[beyond];
-    std::memcpy(kept, out + ones, sizeof kept);
+    uint32_t after[beyond];
+    std::memcpy(after, out + ones, sizeof after);
     vector first = lanes_of<uint32_t>::all(static_cast<uint32_t>(base));
     const vector step = lanes_of<uint32_t>::all(8);
     uint32_t *to = out;
@@ -44,7 +44,7 @@ private:
       first = VORN_VECTOR(add_epi32)(first, step);
       to += popcount(byte);
     }
-    std::memcpy(out + ones, kept, sizeof kept);
+    std::memcpy(out + ones, after, sizeof after);
   }
 
   static void store_positions(__m128i positions, vector first, uint32_t *to) {

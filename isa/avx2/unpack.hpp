@@ -50,12 +50,12 @@ void unpack_range(unsigned width, const code_stream &codes, uint32_t n, Element 
 inline uint64_t rows_to_compress(uint64_t nrows, const uint64_t *rows, uint64_t first, uint32_t room,
                                  uint64_t break_even) {
   constexpr uint64_t first_words = 32;
-  uint64_t ones = 0, words = 0, kept = UINT64_MAX << first % 64;
+  uint64_t ones = 0, words = 0, from_first = UINT64_MAX << first % 64;
   for (uint64_t row = first / 64 * 64; row < nrows && ones < room; row += 64, ++words) {
     if (words == first_words && ones < break_even * words)
       return 0;
-    ones += popcount(get_word(rows, row / 64) & kept & low_bits(nrows - row));
-    kept = UINT64_MAX;
+    ones += popcount(get_word(rows, row / 64) & from_first & low_bits(nrows - row));
+    from_first = UINT64_MAX;
   }
   return ones < break_even * words ? 0 : std::min<uint64_t>(ones, room);
 }
@@ -65,17 +65,17 @@ template <class Lanes, class Element>
 [[gnu::noinline]] uint32_t unpack_filter_in(unsigned width, const code_stream &stream, const uint64_t *rows,
                                             uint32_t first, uint64_t left, uint32_t &room, Element *out) {
   const Lanes lanes(width);
-  uint64_t word = first / 64, kept = UINT64_MAX << first % 64;
+  uint64_t word = first / 64, from_first = UINT64_MAX << first % 64;
   const uint8_t *block = stream.bytes + word * lanes.block_bytes();
   for (const uint64_t whole = whole_blocks(lanes, stream.ncodes); left >= 64 && word < whole; ++word) {
     Element elements[64];
     unpack_block(lanes, block, elements);
-    const Element *const end = compress(elements, get_word(rows, word) & kept, out);
+    const Element *const end = compress(elements, get_word(rows, word) & from_first, out);
     left -= static_cast<uint64_t>(end - out);
     room -= static_cast<uint32_t>(end - out);
     out += end - out;
     block += lanes.block_bytes();
-    kept = UINT64_MAX;
+    from_first = UINT64_MAX;
   }
   return std::max(first, static_cast<uint32_t>(64 * word));
 }

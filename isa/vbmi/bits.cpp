@@ -19,10 +19,10 @@ void list_word(uint64_t word, uint32_t base, uint32_t *out, uint32_t count) {
   alignas(64) uint8_t listed[64];
   _mm512_store_si512(listed, _mm512_maskz_compress_epi8(word, load_vector(positions)));
   const __m512i first = _mm512_set1_epi32(static_cast<int>(base));
-  const uint64_t kept = low_bits(count);
+  const uint64_t mask = low_bits(count);
   for (unsigned i = 0; i < count; i += 16) {
     const __m512i some = _mm512_cvtepu8_epi32(_mm_load_si128(reinterpret_cast<const __m128i *>(listed + i)));
-    _mm512_mask_storeu_epi32(out + i, static_cast<__mmask16>(kept >> i), _mm512_add_epi32(some, first));
+    _mm512_mask_storeu_epi32(out + i, static_cast<__mmask16>(mask >> i), _mm512_add_epi32(some, first));
   }
 }
 

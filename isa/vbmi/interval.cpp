@@ -32,10 +32,10 @@ private:
 // Codes of one bit.  The result for a code is the code, its opposite, or the same for both codes.  The bits of each
 // byte are reversed, eight words at a time.
 uint32_t select_bits(const uint8_t *stream, uint32_t nrows, const wrapped_range &range, uint64_t *out) {
-  const auto takes = [&](unsigned code) {
+  const auto selects = [&](unsigned code) {
     return !range.none && ((code - range.low) & 1) <= range.span && !(range.nonzero && code == 0);
   };
-  const __m512i zero = _mm512_set1_epi8(takes(0) ? -1 : 0), one = _mm512_set1_epi8(takes(1) ? -1 : 0);
+  const __m512i zero = _mm512_set1_epi8(selects(0) ? -1 : 0), one = _mm512_set1_epi8(selects(1) ? -1 : 0);
   constexpr byte_indices reversed_nibbles = [] {
     byte_indices reversed = {};
     for (unsigned i = 0; i < 64; ++i)
