@@ -150,7 +150,9 @@ vorn_add_specialized(svxlavx219 avx2)
 vorn_add_specialized(svxlavx51219 avx512 vbmi)
 
 set(VORN_SPECIALIZED svxlsse4219 svxlavx19 svxlavx219 svxlavx51219)
-add_custom_target(vorn_specialized DEPENDS ${VORN_SPECIALIZED})
+set(VORN_PROGRAM_LIBRARIES ${VORN_SPECIALIZED} CACHE STRING "The specialised libraries that are built with a program of the tree")
+mark_as_advanced(VORN_PROGRAM_LIBRARIES)
+add_custom_target(vorn_specialized DEPENDS ${VORN_PROGRAM_LIBRARIES})
 
 # What a host installs: headers, libraries, and the files that find_package and pkg-config read.  These also say where the
 # specialised libraries are.

@@ -4,7 +4,7 @@
 #   find_package LIBRARY  builds the consumer with the CMake package
 #   pkg_config            builds it with the compiler alone
 #   add_subdirectory      builds it with vorn as a part of its project
-#   fetch_content         the same by FetchContent, in the folder of the former, which has compiled the same sources
+#   fetch_content         does the same by FetchContent, in the folder of add_subdirectory, where most sources are compiled
 #   alone                 configures the library without the stand-in host
 #   document NAME         does what docs/NAME.md says
 #   vornq                 runs the installed program
@@ -73,8 +73,10 @@ check_alone() {
   ! grep -E 'vornhost|vornq|_tests|_bench' "$root/$1/targets" || fail "more than the library is built"
 }
 
+# To save time the project builds one specialised library: the one that an example of this tree takes on this processor.
 add_subdirectory() {
-  consume part -DWAY=add_subdirectory -DLIBRARY=vorn::vorn_static -DVORN_SOURCE="$SOURCE" $without_packages
+  library=$("$BUILD/bin/first_scan" specialized | sed -n 's/^kernels: //p')
+  consume part -DVORN_PROGRAM_LIBRARIES="$library" -DWAY=add_subdirectory -DLIBRARY=vorn::vorn_static -DVORN_SOURCE="$SOURCE" $without_packages
   check_alone part
   ! grep -e -Werror "$root/part/compile_commands.json" || fail "warnings are errors in the project of another"
 }
