@@ -1327,7 +1327,7 @@ VORN_API uint32_t vorn_dispatch_decode_unpack(vorn_cv *res, vorn_cv *src, vorn_a
  *
  * Reports: a source without VORN_DICT; a null aux; an inverted filter.
  *
- * Memory: as vorn_decode.
+ * Memory: as vorn_decode. The codes are never block-compressed.
  */
 VORN_API uint32_t vorn_decode_symbol(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, vorn_aux *aux);
 
@@ -1784,13 +1784,13 @@ VORN_API uint32_t vorn_div(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *left, con
 /**
  * Converts canonical numbers to native numbers, or adds numbers up.
  *
- * Operands: src has canonical numbers. With VORN_AUX_SUM it may also have VORN_NUM_DSB. aux may be null.
+ * Operands: src has canonical numbers. With VORN_AUX_SUM it may have any kind and form of numbers. aux may be null.
  *
  * Writes: a native number per row to vals of res. With VORN_AUX_SUM vals of res is one accumulator, and the sum of the
  * numbers is added to it.
  *
- * Returns: VORN_RESULT_DONE, or VORN_RESULT_NO_IMPLEMENTATION when there is nothing to convert: native numbers,
- * VORN_NUM_DSB without a sum, or another kind.
+ * Returns: VORN_RESULT_DONE, or VORN_RESULT_NO_IMPLEMENTATION when there is nothing to convert: another kind, or
+ * without VORN_AUX_SUM native numbers or VORN_NUM_DSB.
  */
 VORN_API uint32_t vorn_convert(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, vorn_aux *aux);
 
