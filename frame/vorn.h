@@ -1370,8 +1370,8 @@ VORN_API uint32_t vorn_decode_rle_burst(const vorn_ctx *ctx, vorn_cv *res, vorn_
  *
  * Operands: src is the compressed stream. dst has room for dstlen bytes, the length of the decompressed stream.
  *
- * The call runs the decoder in force. When this decoder fails and is not the host's own, the call runs qpak_decode of
- * the host and returns its result.
+ * The call runs the decoder in force. When a decoder other than vorn_qpak_decode_dydi fails, the call runs qpak_decode
+ * of the host and returns its result.
  *
  * Writes: dst. *outlen is left to the decoder. Where qctx has no scratch allocator, the call stores
  * vornu_stack_alloc_align and vornu_stack_free_align of the host in it.
@@ -1733,7 +1733,7 @@ VORN_API uint32_t vorn_xlate(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, co
  * Returns: VORN_RESULT_DONE; VORN_RESULT_OUTPUT_FULL when rows remain; with nothing written VORN_RESULT_REFUSED for a
  * column without VORN_DICT, and VORN_RESULT_KEY_SPACE when the number of possible keys exceeds 2^32 - 1.
  *
- * Reports: an unaligned res; a null aux; an inverted filter.
+ * Reports: an unaligned res; a null aux; an inverted filter; a stream that cannot be decompressed.
  *
  * Memory: scratch of vorn_ctx_stack_alloc, freed before the call returns.
  */
