@@ -1327,7 +1327,7 @@ VORN_API uint32_t vorn_dispatch_decode_unpack(vorn_cv *res, vorn_cv *src, vorn_a
  *
  * Reports: a source without VORN_DICT; a null aux; an inverted filter.
  *
- * Memory: as vorn_decode.
+ * Memory: as vorn_decode. The codes are never block-compressed.
  */
 VORN_API uint32_t vorn_decode_symbol(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, vorn_aux *aux);
 
@@ -1370,8 +1370,8 @@ VORN_API uint32_t vorn_decode_rle_burst(const vorn_ctx *ctx, vorn_cv *res, vorn_
  *
  * Operands: src is the compressed stream. dst has room for dstlen bytes, the length of the decompressed stream.
  *
- * The call runs the decoder in force. When this decoder fails and is not the host's own, the call runs qpak_decode of
- * the host and returns its result.
+ * The call runs the decoder in force. When a decoder other than vorn_qpak_decode_dydi fails, the call runs qpak_decode
+ * of the host and returns its result.
  *
  * Writes: dst. *outlen is left to the decoder. Where qctx has no scratch allocator, the call stores
  * vornu_stack_alloc_align and vornu_stack_free_align of the host in it.
@@ -1733,7 +1733,7 @@ VORN_API uint32_t vorn_xlate(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, co
  * Returns: VORN_RESULT_DONE; VORN_RESULT_OUTPUT_FULL when rows remain; with nothing written VORN_RESULT_REFUSED for a
  * column without VORN_DICT, and VORN_RESULT_KEY_SPACE when the number of possible keys exceeds 2^32 - 1.
  *
- * Reports: an unaligned res; a null aux; an inverted filter.
+ * Reports: an unaligned res; a null aux; an inverted filter; a stream that cannot be decompressed.
  *
  * Memory: scratch of vorn_ctx_stack_alloc, freed before the call returns.
  */
@@ -1784,13 +1784,13 @@ VORN_API uint32_t vorn_div(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *left, con
 /**
  * Converts canonical numbers to native numbers, or adds numbers up.
  *
- * Operands: src has canonical numbers. With VORN_AUX_SUM it may also have VORN_NUM_DSB. aux may be null.
+ * Operands: src has canonical numbers. With VORN_AUX_SUM it may have any kind and form of numbers. aux may be null.
  *
  * Writes: a native number per row to vals of res. With VORN_AUX_SUM vals of res is one accumulator, and the sum of the
  * numbers is added to it.
  *
- * Returns: VORN_RESULT_DONE, or VORN_RESULT_NO_IMPLEMENTATION when there is nothing to convert: native numbers,
- * VORN_NUM_DSB without a sum, or another kind.
+ * Returns: VORN_RESULT_DONE, or VORN_RESULT_NO_IMPLEMENTATION when there is nothing to convert: another kind, or
+ * without VORN_AUX_SUM native numbers or VORN_NUM_DSB.
  */
 VORN_API uint32_t vorn_convert(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, vorn_aux *aux);
 

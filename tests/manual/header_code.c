@@ -1,6 +1,6 @@
 // The code in the comments of vorn.h, as it is there: the first example, and the uses of the calls that most hosts
 // need.
-#include "first_example.c"
+#include "first_example.inc"
 
 #include "tests/manual/header_code.h"
 
@@ -17,6 +17,6 @@ uint32_t codes_between(vorn_ctx ctx, uint8_t *stream, uint32_t nrows, uint32_t b
   vorn_build_vector(&high, &bounds[1], NULL, NULL, &constant, NULL, NULL, 1, 0, NULL, 0);
   vorn_build_vector(&least, NULL, NULL, NULL, NULL, NULL, bits[0], nrows, 0, NULL, 0);
   vorn_build_vector(&most, NULL, NULL, NULL, NULL, NULL, bits[1], nrows, 0, NULL, 0);
-#include "uses.c"
+#include "uses.inc"
   return count;
 }
