@@ -35,7 +35,7 @@ struct start_up {
   start_up(const start_up &) = delete;
   start_up &operator=(const start_up &) = delete;
 
-  // One capability is present, under the flag that asks for a specialised library.
+  // One capability is present, and the flag for a specialised library is set.
   void offer(uint32_t capability, const char *library) {
     answers[capability] = present;
     ctx.vorn_ctx_init_flags = 1;
@@ -45,7 +45,7 @@ struct start_up {
     ctx.vorn_ctx_init_flags = 0xffffffff;
     ctx.vorn_ctx_lib_name = "svxlother";
   }
-  // Questions, hooks, reports and prints, then the record in force.
+  // Queries, hooks, reports and prints, then the record in force.
   std::string events();
 
   vorn_host::environment env;
@@ -129,11 +129,11 @@ struct scenario {
   std::string events;
 };
 
-const std::string all_asked = "269, 267, 259, 258", symbol = "vorn_global_specialized_ctx";
+const std::string all_queried = "269, 267, 259, 258", symbol = "vorn_global_specialized_ctx";
 
 // Starts up.
 const scenario start_ups[] = {
-    // Unless asked for a specialised library it looks at nothing; maximum pads and the report belong to the load.
+    // Without the flag for a specialised library nothing is looked up; maximum pads and the report belong to the load.
     {[](start_up &p) {
        p.offer(269, "svxlother");
        p.name_library();
@@ -141,45 +141,46 @@ const scenario start_ups[] = {
        p.ctx.vorn_ctx_flags = 0x88;
      },
      "init 0 ctx, generic"},
-    // The first capability that is there chooses; a name replaces the choice, but the processor is asked all the same.
+    // The first present capability chooses.  A name replaces the choice, but the capabilities are queried all the same.
     {[](start_up &p) { p.offer(269, "svxlavx51219"); }, "269, svxlavx51219, " + symbol + ", init 1 ctx, loaded"},
     {[](start_up &p) { p.offer(267, "svxlavx219"); }, "269, 267, svxlavx219, " + symbol + ", init 1 ctx, loaded"},
     {[](start_up &p) { p.offer(259, "svxlavx19"); }, "269, 267, 259, svxlavx19, " + symbol + ", init 1 ctx, loaded"},
-    {[](start_up &p) { p.offer(258, "svxlsse4219"); }, all_asked + ", svxlsse4219, " + symbol + ", init 1 ctx, loaded"},
-    {[](start_up &p) { p.ctx.vorn_ctx_init_flags = 1; }, all_asked + ", init 0 ctx, generic"},
+    {[](start_up &p) { p.offer(258, "svxlsse4219"); },
+     all_queried + ", svxlsse4219, " + symbol + ", init 1 ctx, loaded"},
+    {[](start_up &p) { p.ctx.vorn_ctx_init_flags = 1; }, all_queried + ", init 0 ctx, generic"},
     {[](start_up &p) {
        p.offer(267, "svxlother");
        p.name_library();
      },
      "269, 267, svxlother, " + symbol + ", init 1 ctx, loaded"},
-    {[](start_up &p) { p.name_library(); }, all_asked + ", svxlother, " + symbol + ", init 1 ctx, loaded"},
+    {[](start_up &p) { p.name_library(); }, all_queried + ", svxlother, " + symbol + ", init 1 ctx, loaded"},
     // The trace level goes to the hook of the implementation in force.
     {[](start_up &p) { p.ctx.vorn_ctx_trace_level = 0x80000005; }, "init 0 ctx, level 0 2147483653 null null, generic"},
     {[](start_up &p) {
        p.name_library();
        p.ctx.vorn_ctx_trace_level = 5;
      },
-     all_asked + ", svxlother, " + symbol + ", init 1 ctx, level 1 5 null null, loaded"},
+     all_queried + ", svxlother, " + symbol + ", init 1 ctx, level 1 5 null null, loaded"},
     // Without a library to load nothing changes and no other library is tried, but the hook of start-up runs.
     {[](start_up &p) {
        p.name_library();
        p.open_result = 0;
      },
-     all_asked +
+     all_queried +
          R"(, svxlother, init 0 ctx, host_raise_internal_error "vorn_load_global_ctx: library load failed" "svxlother", unchanged)"},
     {[](start_up &p) {
        p.name_library();
        p.opens = false;
        p.ctx.vorn_ctx_flags = 0x88;
      },
-     all_asked +
+     all_queried +
          R"(, svxlother, init 0 ctx, host_raise_internal_error "vorn_load_global_ctx: library load failed" "svxlother", unchanged)"},
     {[](start_up &p) {
        p.name_library();
        p.has_symbol = false;
        p.ctx.vorn_ctx_flags = 0x88;
      },
-     all_asked + ", svxlother, " + symbol +
+     all_queried + ", svxlother, " + symbol +
          R"(, init 0 ctx, host_raise_internal_error "vorn_load_global_ctx: Cannot load vorn_global_ctx", unchanged)"}};
 
 const std::string opened = "svxlother, " + symbol + ", ";
@@ -275,7 +276,7 @@ TEST(start_up, takes_a_capability_as_present_when_result_and_both_words_say_so) 
     process_of_test.ctx.vorn_ctx_init_flags = 1;
     process_of_test.answers[267] = answer;
     vorn_nfy(3, &process_of_test.ctx);
-    EXPECT_EQ(process_of_test.events(), all_asked + ", init 0 ctx, generic");
+    EXPECT_EQ(process_of_test.events(), all_queried + ", init 0 ctx, generic");
   }
 }
 
