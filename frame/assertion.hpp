@@ -1,4 +1,4 @@
-// Fatal assertions of the library.  They guard what only a wrong program can break, so they stay in every build.
+// Fatal assertions of the library.  Only a wrong program can fail one, so they stay in every build.
 #pragma once
 
 #undef NDEBUG // __assert_fail is declared only without it
@@ -15,7 +15,7 @@ namespace vorn::inline VORN_LEVEL {
 
 } // namespace vorn::inline VORN_LEVEL
 
-// The text is printed as the failed expression.  It is told apart from the condition, which may be wider than it reads.
+// Prints the text as the failed expression.  The text is a parameter because it may differ from the condition.
 #define VORN_ASSERT(condition, text, source)                                                                           \
   ((condition) ? void(0) : vorn::fail_assertion(text, source, __LINE__, __func__))
 // Marks a place that no legal call reaches.

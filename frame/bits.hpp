@@ -10,7 +10,7 @@ namespace vorn::inline VORN_LEVEL {
 
 constexpr uint64_t low_bits(uint64_t count) { return count >= 64 ? UINT64_MAX : (uint64_t{1} << count) - 1; }
 
-// Without an instruction for it, std::popcount is a call that looks bytes up; sums of neighbours become vector code.
+// Without a popcount instruction std::popcount is a table lookup; sums of neighbouring bits become vector code.
 constexpr uint32_t popcount(uint64_t word) {
 #ifdef __POPCNT__
   return static_cast<uint32_t>(std::popcount(word));

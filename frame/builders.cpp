@@ -63,7 +63,7 @@ void vorn_build_encoding_type_dict(vorn_enc_ctx *enc, uint32_t width, const void
   vorn_build_encoding_type(enc);
 }
 
-// The kernels of 32 and 64 bits serve every narrower width of their class, which the context keeps as given.
+// The kernels of 32 and 64 bits serve every narrower width of their class.  The context keeps the width itself.
 void vorn_build_encoding_type_fixed(vorn_enc_ctx *enc, uint32_t width, uint32_t flags) {
   build(enc, flags | VORN_FIXED);
   const bool wide = width > 16 && width <= 64;
@@ -191,7 +191,7 @@ void vorn_build_encoding_type(vorn_enc_ctx *enc) {
   enc->vorn_enc_ctx_type = encoding | static_cast<uint32_t>(enc->vorn_enc_ctx_width_code) << 2 | (flag ? 0x80U : 0U);
 }
 
-// The burst kernels without and with a CLA stand at the width codes of 7 and 8 bits, and of 15 and 16.
+// The burst kernels have the width codes of 7 and 15 bits without a CLA, and of 8 and 16 bits with a CLA.
 void vorn_build_minor_encoding_type(vorn_enc_ctx *enc) {
   enc->vorn_enc_ctx_minor_type = 0;
   if (!(enc->vorn_enc_ctx_flags & VORN_RLE))

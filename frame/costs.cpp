@@ -1,4 +1,4 @@
-// The exported cost tables: relative costs by width, which the host's planner reads.
+// The exported cost tables: relative costs by width, for the planner of the host.
 #include "frame/vorn.h"
 
 #include <algorithm>
@@ -38,7 +38,7 @@ extern "C" constinit const auto vorn_costs_scan_dict =
 extern "C" constinit const auto vorn_costs_proj_dict =
     by_code_width({89, 89, 89, 89, 89, 96, 93, 99, 99, 97, 91, 94, 89, 98, 92, 98, 95, 96, 98, 106, 110}, 116);
 
-// The exported names are C arrays, which no function can return: they are aliases of the arrays above.
+// The exported names are C arrays.  No function can return a C array, so they are aliases of the arrays above.
 extern "C" {
 extern const double vorn_scan_fixed[65] __attribute__((alias("vorn_costs_scan_fixed")));
 extern const double vorn_scan_dynp[65] __attribute__((alias("vorn_costs_scan_dynp")));

@@ -1,14 +1,14 @@
 // The instruction-set level that a source is compiled for.  The build names it: the kernels are compiled once for every
-// level, and one library may hold several.  Whatever a level may instantiate or inline lies in vorn::VORN_LEVEL, so
-// that the linker cannot merge it with another level's.
+// level, and one library may hold several.  Everything that a level may instantiate or inline is in
+// vorn::VORN_LEVEL, so the linker cannot merge it with code of another level.
 #pragma once
 
 #ifndef VORN_LEVEL
   #error "VORN_LEVEL is generic, sse42, avx, avx2, avx512 or vbmi"
 #endif
 
-// The scope of named kernels.  Those of the generic level have the plain names of the C language, for debuggers,
-// profilers and hosts; the others lie in the namespace of their level.
+// The scope of named kernels.  Generic kernels have plain C names, for debuggers, profilers and hosts.  Kernels of
+// other levels are in the namespace of their level.
 #define VORN_SCOPE_generic    extern "C" {
 #define VORN_SCOPE_sse42      namespace vorn::inline sse42 {
 #define VORN_SCOPE_avx        namespace vorn::inline avx {

@@ -1,4 +1,4 @@
-// Names for diagnostics, and the dump of the statistics that bear them.
+// Names for diagnostics, and the dump of the statistics by name.
 #include "frame/names.hpp"
 
 #include <cstdio>

@@ -1,4 +1,4 @@
-// The texts behind the codes of a dispatch index, and the code of a width.
+// The names of the codes of a dispatch index, and the code of a width.
 #pragma once
 
 #include <array>

@@ -1,4 +1,4 @@
-// Reporting to the host: every value travels behind a 32-bit tag that its type chooses.
+// Reports to the host.  Every value follows a 32-bit tag, chosen by the type of the value.
 #pragma once
 
 #include <concepts>
@@ -23,8 +23,8 @@ void with_tags(Service service, Values... values) {
   std::apply([&](auto... flat) { service(uint32_t{sizeof...(Values)}, flat...); }, std::tuple_cat(tagged(values)...));
 }
 
-// Reports an internal error.  The reporter may unwind, so a caller holds nothing that would have to be released; only
-// the self-check does, whose scratch vector then stays with the host.
+// Reports an internal error.  The reporter may unwind, so a caller holds nothing that would have to be released.  The
+// exception is the self-check: its scratch vector stays with the host.
 template <class... Values>
 void raise(void *env, const char *message, Values... values) {
   void *error_arg = static_cast<const host_env *>(env)->host_env_error_arg;

@@ -11,7 +11,7 @@ using namespace vorn;
 
 namespace {
 
-// Replaces the words from VORN_MAX_ALIGN to vorn_global_ctx_end_cu, 64 bits each, of a host that asks for them.
+// The words from VORN_MAX_ALIGN to vorn_global_ctx_end_cu, 64 bits each, if a host wants the maximum.
 constexpr uint64_t vorn_pad_constants_max[10] = {64, 8, 8, 64, 64, 64, 64, 64, 64, 16};
 constexpr size_t pad_constants_offset = offsetof(vorn_global_ctx_t, VORN_MAX_ALIGN);
 static_assert(pad_constants_offset + sizeof vorn_pad_constants_max ==
@@ -30,7 +30,7 @@ const char *best_library() {
   return nullptr;
 }
 
-// A mask test: 0 passes too.
+// 0 passes as well.
 bool power_of_two(uint64_t x) { return ((x - 1) & x) == 0; }
 
 void print_load_report(const vorn_ctx &ctx) {

@@ -1,3 +1,4 @@
+// The gates of trace points and of the timing decision.
 #include "frame/trace.hpp"
 
 namespace vorn {
@@ -5,7 +6,7 @@ namespace vorn {
 namespace {
 
 constexpr uint32_t trace_event = 0x1160001;
-constexpr uint64_t asked_flags = 0x400;
+constexpr uint64_t initial_flags = 0x400;
 constexpr uint64_t all_ones = UINT64_MAX;
 constexpr uint64_t filtered = uint64_t{1} << 62;
 
@@ -15,9 +16,9 @@ bool events_are_on(const uint64_t *events) {
   return events != nullptr && (events[0] & 0x10) != 0 && (events[1] & events[2] & events[3] & 0x1) != 0;
 }
 
-// The gate of a host with a control block.  No gate is asked while the trace word is clear.
+// The gate of a host with a control block.  A clear trace word never comes here.
 trace_answer controlled_gate(const vorn_ctx &ctx, host_trace_ctl *ctl, uint32_t level, const trace_site &site) {
-  uint64_t flags = asked_flags;
+  uint64_t flags = initial_flags;
   if (!is_active(*ctl))
     return {trace_sink::none, flags};
   if (ctx.vorn_ctx_trace != all_ones) {
@@ -45,7 +46,7 @@ host_trace_ctl *control_block(const vorn_ctx &ctx) {
 trace_answer trace_gate(const vorn_ctx &ctx, uint32_t level, const trace_site &site) {
   if (host_trace_ctl *ctl = control_block(ctx))
     return controlled_gate(ctx, ctl, level, site);
-  uint64_t flags = asked_flags;
+  uint64_t flags = initial_flags;
   if (ctx.vorn_ctx_trace != all_ones)
     flags = host_trace_eval_flags(nullptr, trace_component, level, flags, ctx.vorn_ctx_trace);
   return {(flags & 0x4) != 0 ? trace_sink::write : trace_sink::none, flags};

@@ -1,4 +1,4 @@
-// Trace points.  With nothing armed a point costs one load and one test; formatting is left to the host.
+// Trace points.  With nothing armed a point costs one load and one test.  The host formats the lines.
 #pragma once
 
 #include <array>
@@ -14,7 +14,7 @@ inline constexpr uint32_t trace_component = 0x12050004;
 
 enum trace_level : uint32_t { trace_kernel = 2, trace_call = 3, trace_timing = 4 };
 
-// What a trace point tells: its level and the format of its values.
+// The level of a trace point and the format of its values.
 template <size_t Size>
 struct trace_line {
   trace_level level;
@@ -56,8 +56,8 @@ inline constexpr trace_line diagnostic = {trace_call, "diag_code: %d\n"};
 inline constexpr trace_line time = {trace_timing, "Runtime %.0f us (%.0f Mrows/sec)\n"};
 } // namespace lines
 
-// A line at its place in the source.  The text, source location, a byte 0x01 and the format, is static: a host's
-// recorder may keep its address.
+// A line with its place in the source.  The text is the source location, a byte 0x01 and the format.  It is static, so
+// a host may keep its address.
 struct trace_point {
   trace_level level;
   uint32_t line;
@@ -91,11 +91,11 @@ struct trace_answer {
   uint64_t flags;
 };
 
-// The gate before every trace point, asked afresh each time, of a context whose trace word is not clear.
+// The gate of a trace point.  Every point calls it again.  The trace word of the context is not clear.
 trace_answer trace_gate(const vorn_ctx &ctx, uint32_t level, const trace_site &site);
 
-// The gate of the timing decision, of such a context too: without a control block a call is never timed, and no service
-// is asked.
+// The gate of the timing decision.  The trace word of the context is not clear.  Without a control block a call is
+// never timed, and no service is called.
 bool is_timed(const vorn_ctx &ctx, const trace_site &site);
 
 template <class... Values>
@@ -120,7 +120,7 @@ template <class... Values>
 #define VORN_TEXT_OF_(x) #x
 #define VORN_TEXT_OF(x)  VORN_TEXT_OF_(x)
 
-// The trace point of a line of vorn::lines where it stands.
+// A trace point with a line of vorn::lines, at the place of the macro.
 #define VORN_POINT(what)                                                                                               \
   vorn::trace_point {                                                                                                  \
     vorn::lines::what.level, __LINE__, [] {                                                                            \

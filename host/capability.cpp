@@ -1,4 +1,4 @@
-// Capabilities of the processor, which are the levels that the specialised libraries are built for.
+// Capabilities of the processor: the instruction-set levels of the specialised libraries.
 #include "host/state.hpp"
 
 #include <cpuid.h>
@@ -23,7 +23,7 @@ constexpr uint32_t bits(std::initializer_list<int> positions) {
   return mask;
 }
 
-// Feature bits of each level by cpuid word; a level needs those of the ones before it as well.
+// Feature bits of each level by cpuid word.  A level also needs the bits of all levels before it.
 constexpr uint32_t sse42_leaf1_ecx = bits({0, 9, 13, 19, 20, 23}); // SSE3, SSSE3, CMPXCHG16B, SSE4.1, SSE4.2, POPCNT
 constexpr uint32_t sse42_extended_ecx = bits({0});                 // LAHF
 constexpr uint32_t avx_leaf1_ecx = bits({27, 28});                 // OSXSAVE, AVX
@@ -36,7 +36,7 @@ constexpr uint32_t avx512_xcr0 = bits({5, 6, 7});                  // the system
 
 constexpr bool has(uint32_t word, uint32_t mask) { return (word & mask) == mask; }
 
-// The states that the operating system saves; only where the processor says OSXSAVE.
+// The states that the operating system saves.  The instruction exists only with OSXSAVE.
 uint32_t saved_states() {
   uint32_t low, high;
   __asm__("xgetbv" : "=a"(low), "=d"(high) : "c"(0));

@@ -44,7 +44,7 @@ void *load(environment &env, const char *name) {
 }
 
 void *find(environment &env, void *handle, const char *symbol) {
-  // To the system a null handle means the whole process, where the library's own record would be found.
+  // A null handle means the whole process to the system, and the record of libvorn itself would be found there.
   if (!handle) {
     set_load_error(env, "no library to find " + std::string(symbol) + " in");
     return nullptr;

@@ -1,5 +1,5 @@
-// Decoder of block-compressed streams.  It is not told where its input ends, so a number of the stream is used only
-// after the check that covers it.
+// Decoder of block-compressed streams.  The decoder does not know where its input ends, so it uses a number of the
+// stream only after the check that covers the number.
 #include "host.h"
 #include "host/qpak_encoder.hpp"
 #include "host/qpak_format.hpp"

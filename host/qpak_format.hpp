@@ -13,8 +13,8 @@
 //     24 + 8 * n         the stored blocks, back to back, up to the end of the stream
 //
 // Numbers are little-endian.  A check is the low half of vorn_host_hash; its seed is the number of the block, 0 for
-// header and directory.  A reader is not told the length of its input: the check of the header stands at a fixed place
-// so that it can tell a damaged size before it believes it.  Blocks are independent of each other.
+// header and directory.  A reader does not know the length of its input.  The check of the header is at a fixed place,
+// so a reader finds a damaged size before it uses the size.  Blocks are independent of each other.
 #pragma once
 
 #include "host/hash.h"
@@ -38,9 +38,9 @@ inline constexpr size_t entry_check_at = 4;
 
 inline constexpr uint32_t stored_raw = 0x80000000;
 
-// What the encoder writes; small enough for a block to stay in the second-level cache.
+// The block size of the encoder.  A block stays in the second-level cache.
 inline constexpr uint32_t usual_block_size = 64 * 1024;
-// What the decoder takes.
+// The largest block size that the decoder accepts.
 inline constexpr uint32_t largest_block_size = 1 << 30;
 
 inline uint32_t load_u32(const uint8_t *at) {

@@ -1,16 +1,16 @@
-// The stand-in host: every service of host.h for programs that have no host of their own, such as tests, benchmarks
-// and small tools.  What a service answers can be scripted, and what it was asked is recorded.
+// The stand-in host: every service of host.h for programs without a host, such as tests, benchmarks and small tools.  A
+// program can script the answers of services and record their calls.
 //
 //     vorn_host::environment env;
 //     env.record = true;
 //     vorn_ctx ctx = env.context();
-//     ctx.vorn_ctx_decompress = vorn_qpak_decode;    the host does not refer to the library, so the caller does
+//     ctx.vorn_ctx_decompress = vorn_qpak_decode;    the host does not link the library
 //     vorn_nfy(VORN_NFY_LOAD, &ctx);
 //     ...
 //     for (const std::string &line : env.transcript())
 //       puts(line.c_str());
 //
-// The services expect vorn_ctx_env to be the address of an environment and a trace control block to be that of one.
+// vorn_ctx_env has to be the address of an environment, and a trace control block has to belong to an environment.
 #pragma once
 
 #include "host.h"
@@ -29,8 +29,8 @@
 
 namespace vorn_host {
 
-// A tagged value of a service, or an argument of its own: a number of a tag is int32_t, an argument of 64 bits and a
-// bit pattern (component, flags, word) is uint64_t.
+// A tagged value or another argument of a service.  A tagged number is int32_t.  A 64-bit argument and a bit pattern
+// (component, flags, word) are uint64_t.
 using value = std::variant<int32_t, double, const void *, std::string, uint64_t>;
 
 // Names of pointers in a transcript.
@@ -51,14 +51,14 @@ struct VORN_API service_call {
   std::string service;       // the function's name
   std::string text;          // message, format, name of an allocation, a library or a symbol
   std::vector<value> values; // the arguments that the environment's documentation lists, then the tagged values
-  std::string source;        // "file:line" for the services that are told it
+  std::string source;        // "file:line" for the services with this argument
 
   // The call as one line: the service, the text in quotes, the values.  int32_t appears in decimal, uint64_t in
-  // hexadecimal, double in the fewest digits that give it back, text in quotes with control characters escaped.
+  // hexadecimal, double in the fewest digits that restore it, text in quotes with control characters escaped.
   std::string line(pointer_names &names, bool with_source = false) const;
 };
 
-// What host_raise_internal_error throws, and what every report is kept as.
+// The exception of host_raise_internal_error, and the record of every report.
 struct VORN_API internal_error : std::exception {
   internal_error(std::string message_text, std::vector<value> message_values, void *argument);
   internal_error(const internal_error &) = default;
@@ -68,7 +68,7 @@ struct VORN_API internal_error : std::exception {
   // The message followed by the values.
   const char *what() const noexcept override;
 
-  std::string message; // as the library gave it
+  std::string message; // as the library passed it
   std::vector<value> values;
   void *error_arg;
 
@@ -81,7 +81,7 @@ enum class error_policy {
   resume  // return to the library
 };
 
-// Where a trace point stands.
+// The place of a trace point.
 struct trace_site {
   uint32_t component;
   const char *entry;
@@ -89,10 +89,10 @@ struct trace_site {
   uint32_t line;
 };
 
-// What the trace services answer.  An empty function stands for the default that its comment tells.
+// The answers of the trace services.  An empty function means the default in its comment.
 struct trace_answers {
   // host_trace_eval_flags.  With a nonzero word, a level up to the number in its low byte is on: flags | 0x2, or
-  // flags | 0x4 without a control block; else the flags as given.
+  // flags | 0x4 without a control block; else the unchanged flags.
   std::function<uint64_t(uint32_t component, uint32_t level, uint64_t flags, uint64_t trace_word)> eval_flags;
   // host_trace_eval_event.  The same rule.
   std::function<uint64_t(uint32_t component, uint32_t level, uint64_t flags, uint64_t word)> eval_event;
@@ -100,7 +100,7 @@ struct trace_answers {
   std::function<std::optional<uint64_t>(const uint64_t *events, uint32_t event, const trace_site &site)> check_event;
   // host_trace_eval_filters.  Everything passes.
   std::function<bool(uint32_t level, uint64_t flags, const trace_site &site)> eval_filters;
-  // host_trace_record: is handed each record, with its tagged values.
+  // host_trace_record: receives each record with its tagged values.
   std::function<void(const char *entry, const char *format, const std::vector<value> &values)> take_record;
 };
 
@@ -124,40 +124,40 @@ struct trace_answers {
 //   host_clock_time64          the time
 //   cpucap_query               code; answer
 //   vornt_compare_res          both vectors, number of rows; answer
-// An answer is 1 or 0.  qpak_decode is not recorded: it asks nothing of the environment.
+// An answer is 1 or 0.  qpak_decode is not recorded, since it does not use the environment.
 class VORN_API environment : public host_env {
 public:
   // Also adopts the calling thread.
   environment();
-  // Frees what vorn_ctx_alloc gave, and scratch memory that was left behind by an unwound call.
+  // Frees the memory of vorn_ctx_alloc, and scratch memory that an unwound call left.
   ~environment();
   environment(const environment &) = delete;
   environment &operator=(const environment &) = delete;
 
   // A cleared context with the environment, a vorn_ctx_alloc, and the scratch allocators of the host.  vorn_ctx_alloc
-  // gives memory at a multiple of 64 with 64 readable bytes behind it, which belongs to the environment.
+  // returns memory at a multiple of 64, followed by 64 readable bytes.  The environment owns the memory.
   // vorn_ctx_decompress is null: set it to vorn_qpak_decode where compressed streams are read.
   vorn_ctx context();
 
-  // Makes this the environment of the calling thread for services that are told none: the clock, the capabilities,
+  // Makes this the environment of the calling thread for services without an environment: the clock, the capabilities,
   // the comparison, and the trace services with a null control block.  They are recorded here and its answers
   // apply.  Lasts until another environment adopts the thread or this one ends.
   void adopt_thread();
 
-  // What host_raise_internal_error does after it kept the report.
+  // What host_raise_internal_error does after it recorded the report.
   error_policy on_error = error_policy::unwind;
   // Keep the calls of services for calls() and transcript().
   bool record = false;
-  // Where trace lines go, formatted with their values; null for nowhere.
+  // Trace lines are printed here, formatted with their values; null prints none.
   std::FILE *print_trace = nullptr;
   // host_env_print collects its output for printed(); otherwise it writes to stdout.
   bool capture_print = true;
-  // Scratch memory is filled with this byte before it is handed out.
+  // Scratch memory is filled with this byte before the service returns it.
   std::optional<uint8_t> scratch_fill;
   trace_answers trace;
 
-  // The control block, with four event words of its own.  At first attached, which makes it host_env_trace, inactive,
-  // and all events clear.
+  // The control block, with four event words.  At first it is attached, so it is host_env_trace; it is inactive and all
+  // events are clear.
   host_trace_ctl &trace_control();
   void attach_trace();
   void detach_trace();
@@ -193,17 +193,18 @@ private:
 
 // Settings of the process, for services without an environment.  All may be called from any thread.
 
-// Fixes what host_clock_time64 gives; no value returns to the steady clock of the machine.
+// Fixes the answer of host_clock_time64; no value restores the steady clock of the machine.
 VORN_API void set_clock(std::optional<uint64_t> microseconds);
 
-// The next answers of host_clock_time64, one per call; the last one stays.  An empty list returns to the machine's.
+// The next answers of host_clock_time64, one per call; the last one stays.  An empty list restores the clock of the
+// machine.
 VORN_API void script_clock(std::vector<uint64_t> microseconds);
 
-// Decides what cpucap_query says of a code; no value returns to the processor's answer.
+// Fixes the answer of cpucap_query for a code; no value restores the answer of the processor.
 VORN_API void override_capability(uint32_t code, std::optional<bool> present);
 
-// The only folder where svorn_dlopen looks for "<name>.so".  With an empty path, and at first, it takes the folder of
-// the running program or, when the file is not there, where an installation has it from there, mostly "../lib/vorn".
+// The only folder where svorn_dlopen looks for "<name>.so".  With an empty path, and at first, it looks in the folder
+// of the running program, then in the library folder of an installation, mostly "../lib/vorn" from there.
 VORN_API void set_library_folder(std::filesystem::path folder);
 
 } // namespace vorn_host

@@ -1,4 +1,4 @@
-// What is behind an environment, and how the services find it and write to it.
+// The state of an environment, and how the services find it and write to it.
 #pragma once
 
 #include "host/stand_in.hpp"
@@ -11,7 +11,7 @@
 
 namespace vorn_host {
 
-// Memory at an alignment, freed with the alignment that it was given.
+// Memory at an alignment, freed with the same alignment.
 class aligned_memory {
 public:
   aligned_memory(size_t bytes, size_t alignment)
@@ -31,7 +31,7 @@ struct scratch_block {
   aligned_memory memory;
 };
 
-// Services that are given the control block alone go back from it to its owner.
+// Services that receive only the control block find its owner here.
 struct owned_trace_control {
   host_trace_ctl control;
   environment *owner;
@@ -43,9 +43,9 @@ struct environment::state {
   environment &owner;
   std::array<uint64_t, 4> trace_events{};
   owned_trace_control trace_control{};
-  // An environment's usual error argument: an address that is nothing else, so that a mixed-up argument shows.
+  // The usual error argument of an environment.  Its address has no other use, so a wrong argument is visible.
   char error_argument = 0;
-  // Held by nobody else: a thread that was adopted sees by it whether the environment still exists.
+  // Nothing else owns it, so an adopted thread sees whether the environment still exists.
   std::shared_ptr<environment *> alive;
 
   mutable std::mutex guard; // of everything below
@@ -63,22 +63,22 @@ inline environment &environment_of(void *env) { return *static_cast<environment 
 // The environment that adopted this thread, null for none.
 environment *adopted_environment();
 
-// The owner of the control block; for a null one the environment that adopted the thread.
+// The owner of the control block; for a null block the environment that adopted the thread.
 inline environment *environment_of(host_trace_ctl *control) {
   return control ? reinterpret_cast<owned_trace_control *>(control)->owner : adopted_environment();
 }
 
-// Keeps the call if the environment exists and records.
+// Stores the call if the environment exists and records.
 void record(environment *env, service_call call);
 
-// Reports as host_raise_internal_error does, with values at hand.
+// Reports like host_raise_internal_error, with the values in a vector.
 void raise_internal_error(environment &env, void *error_arg, const char *message, std::vector<value> values);
 
 // Appends `count` pairs of tag and value, the form in which the services take them.
 void append_tagged(std::vector<value> &values, uint32_t count, va_list &pairs);
 
-// The format with the values, matched by their own types: a conversion that does not suit its value prints the value
-// as a transcript does, and one without a value prints "<missing>".
+// The format with the values.  A conversion that does not match the type of its value prints the value as a transcript
+// does.  A conversion without a value prints "<missing>".
 std::string format_values(const char *format, const value *values, size_t count);
 
 // One value as it stands in a transcript.
@@ -86,7 +86,7 @@ std::string render(const value &item, pointer_names &names);
 
 inline std::string text_or_null(const char *text) { return text ? text : "(null)"; }
 
-// A number of a service's own arguments that is not a bit pattern.
+// An argument of a service that is a number, not a bit pattern.
 inline int32_t number(uint32_t argument) { return static_cast<int32_t>(argument); }
 
 } // namespace vorn_host

@@ -1,4 +1,4 @@
-// The diagnostic trace: which records are wanted, and where they go.
+// The diagnostic trace: the answers of the gates, and the records.
 #include "host/state.hpp"
 
 #include <cstring>
@@ -8,7 +8,7 @@ using namespace vorn_host;
 namespace {
 
 constexpr uint64_t flag_record = 0x2;
-constexpr uint64_t flag_write = 0x4; // the one that counts without a control block
+constexpr uint64_t flag_write = 0x4; // the flag that counts without a control block
 constexpr uint64_t word_all_levels = 0xff;
 
 uint64_t flags_of_level(const host_trace_ctl *ctl, uint32_t level, uint64_t flags, uint64_t word) {

@@ -34,7 +34,7 @@ std::string printf_string(const std::string &conversion, Arguments... arguments)
   return text;
 }
 
-// One value by one conversion, given as its flags, width and precision, and its letter.
+// One value by one conversion: the options are flags, width and precision.
 std::string convert(const std::string &options, char letter, const value &item) {
   const bool integral = std::strchr("diouxXc", letter);
   if (const auto *number = std::get_if<int32_t>(&item); number && integral)
@@ -107,7 +107,7 @@ void append_tagged(std::vector<value> &values, uint32_t count, va_list &pairs) {
       values.emplace_back(text_or_null(va_arg(pairs, const char *)));
       break;
     default:
-      // The width of its value is unknown, so nothing behind an unknown tag can be read.
+      // An unknown tag says nothing about the width of its value, so nothing after it can be read.
       values.emplace_back("<unknown tag " + std::to_string(tag) + ">");
       return;
     }

@@ -24,7 +24,7 @@ uint32_t vorn_decode(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, vorn_aux *
   const uint32_t code = call.kernel(index).unary(res, src, &kernel_aux);
   call.trace_diagnostic(VORN_POINT(diagnostic), kernel_aux);
   call.count(kernel_aux, operations::decode);
-  // The rate is that of the rows from the first to the last one of the list, whether decoded or not.
+  // The rate counts all rows from the first row of the list to the last row, decoded or not.
   const bool empty = kernel_aux.vorn_aux_ones_vec_size == 0;
   call.finish(VORN_POINT(time), empty ? 0 : kernel_aux.vorn_aux_start_slot - kernel_aux.vorn_aux_ones_vec[0], index);
   return code;

@@ -1,4 +1,4 @@
-// The entry that rebuilds prefix-compressed values.  It has no checks, and no counter knows it.
+// The entry that rebuilds prefix-compressed values.  It has no checks and no counters.
 #include "frame/entry_point.hpp"
 
 using namespace vorn;

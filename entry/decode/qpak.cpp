@@ -1,4 +1,5 @@
-// The layer in front of the block decoder, which lies with the host or, faster, in a specialised library.
+// The entry of the block decoder.  The host has a decoder, and a specialised library may have a faster one.  The record
+// of a call is not a vorn_ctx, so there is no entry_point.
 #include "frame/entry_point.hpp"
 
 using namespace vorn;
@@ -23,5 +24,5 @@ extern "C" uint32_t vorn_qpak_decode(vorn_qpak_ctx *qctx, const void *src, void 
   const uint32_t result = decoder(qctx, src, dst, outlen, dstlen);
   if (result == 0 || decoder == vorn_qpak_decode_dydi)
     return result;
-  return vorn_qpak_decode_dydi(qctx, src, dst, outlen, dstlen); // the failure of another decoder is not final
+  return vorn_qpak_decode_dydi(qctx, src, dst, outlen, dstlen); // the host decodes what another decoder cannot
 }

@@ -1,4 +1,4 @@
-// The entry that expands one bit per run to one bit per row.  Predicates over runs come call through
+// The entry that expands one bit per run to one bit per row.  Predicates over runs call it through
 // vorn_enc_ctx_burst_fn.
 #include "frame/entry_point.hpp"
 
@@ -17,7 +17,7 @@ extern "C" uint32_t vorn_decode_rle_burst(const vorn_ctx *ctx, vorn_cv *res, vor
   call.check_aligned(aux->vorn_aux_filter_bv, global.VORN_BITWVEC_ALIGN,
                      "vorn_decode_rle_burst: aux bv is not aligned");
 
-  // The code stream is not read, so it is not decompressed either, whatever the flag says.
+  // The burst does not read the code stream, so the stream is not decompressed, whatever the flag says.
   const uint32_t flags = enc.vorn_enc_ctx_flags;
   enc.vorn_enc_ctx_flags &= ~uint32_t{VORN_STREAM};
 

@@ -13,7 +13,7 @@ extern "C" uint32_t vorn_decode_symbol(const vorn_ctx *ctx, vorn_cv *res, vorn_c
   call.check(!(kernel_aux.vorn_aux_flags & VORN_AUX_INVERT_FILTER), "vorn_decode_symbol: invert filter not supported",
              aux);
 
-  // Of the whole type word, whose upper bytes a builder leaves at zero.
+  // The index comes from the whole type word.  The builders leave its upper bytes at zero.
   const auto index = static_cast<uint32_t>(enc.vorn_enc_ctx_type << 5) + VORN_OPC_DECODE_SYMBOL;
   call.trace_kernel(VORN_POINT(kernel), index, enc);
   call.trace_call(VORN_POINT(rows_decoded), src->vorn_cv_nrows, res->vorn_cv_nrows);

@@ -1,4 +1,4 @@
-// Entries of operations that no implementation has: they are traced and timed like others.
+// Entries of operations without an implementation.  Their calls are traced and timed like others.
 #include "frame/entry_point.hpp"
 
 using namespace vorn;

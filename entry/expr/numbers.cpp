@@ -1,4 +1,4 @@
-// Sums by group and conversion of numbers.  They check and count nothing, and leave the diagnostic code alone.
+// Sums by group and conversion of numbers.  They check and count nothing, and do not touch the diagnostic code.
 #include "frame/entry_point.hpp"
 
 using namespace vorn;

@@ -74,7 +74,7 @@ uint32_t vorn_transpose_reference(const vorn_ctx *ctx, vorn_transpose_table *tbl
       *ctx, {"vorn_transpose_reference", VORN_POINT(reference_kernel)}, src->vorn_cv_nrows, aux, tbl, src, col, arr);
 }
 
-// What it is kernel_aux has no number of rows: the rate counts the last row.
+// The operands have no number of rows.  The rate is computed from the last row.
 uint32_t vorn_transpose_convert(const vorn_ctx *ctx, vorn_transpose_table *dst, vorn_transpose_table *src,
                                 int32_t dst_arr, int32_t src_arr, uint32_t first, uint32_t last, vorn_aux *aux) {
   return run<&vorn_global_ctx_t::vorn_transpose_convert_dydi, false>(

@@ -10,7 +10,7 @@ constexpr self_check_texts self_check = {"vorncmp: res_generic_bv", "vorn_in_set
 
 } // namespace
 
-// Neither the encoding of the set operand nor a refusal of the kernel means anything call.
+// The entry ignores the encoding of the set operand, and a refusal of the kernel is no error.
 extern "C" uint32_t vorn_in_set(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, const vorn_cv *set, vorn_aux *aux) {
   entry_point call(*ctx, "vorn_in_set");
   const vorn_global_ctx_t &global = vorn_global_ctx;

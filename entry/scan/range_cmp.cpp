@@ -12,8 +12,8 @@ constexpr self_check_texts self_check = {"vorncmp: res_generic_bv", "vorn_range_
 
 extern "C" {
 
-// Two reports carry the prefix of vorn_cmp: the missing per-run vector and the invalid constant length, which is that
-// of lo even where hi is at fault.
+// Two reports have the prefix of vorn_cmp: the missing per-run vector and the invalid constant length.  The reported
+// length is the length of lo, even if hi is at fault.
 uint32_t vorn_range_cmp(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, const vorn_cv *lo, const vorn_cv *hi,
                         vorn_aux *aux, uint32_t opc) {
   entry_point call(*ctx, "vorn_range_cmp");

@@ -102,6 +102,8 @@ lines entry_call::transcript() {
   for (const void *pointer : known) {
     const std::string text(names.substr(at, names.find(' ', at) - at));
     at += text.size() + 1;
+    if (pointer == nullptr) // the table of an entry that has no slot in it
+      continue;
     names_.name(pointer, text);
     names_.name(static_cast<const char *>(pointer) + 1, text + "+1");
   }

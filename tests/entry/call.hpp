@@ -1,4 +1,4 @@
-// A call of an entry point: operands, a context that records what the host is asked, and a kernel that follows a
+// A call of an entry point: operands, a host that records its services, and a kernel that follows a
 // script.
 #pragma once
 

@@ -89,7 +89,7 @@ TEST(timing, keeps_a_running_mean) {
   EXPECT_DOUBLE_EQ(rate, (2 * first + 2 * first) / 3);
   vorn_host::script_clock({9});
   call.run();
-  EXPECT_TRUE(std::isinf(rate)) << "equal readings are not excused";
+  EXPECT_TRUE(std::isinf(rate)) << "equal readings are no special case";
   // Readings are converted before they are subtracted: far up, neighbours are one number.
   rate = count = 0;
   vorn_host::script_clock({uint64_t{1} << 60, (uint64_t{1} << 60) + 1});
@@ -100,16 +100,16 @@ TEST(timing, keeps_a_running_mean) {
   EXPECT_TRUE(std::isnan(rate)) << "no rows in no time";
 }
 
-TEST(trace_gate, asks_no_service_unless_armed) {
+TEST(trace_gate, calls_no_service_unless_armed) {
   const struct {
     uint64_t word;
     uint32_t trace_on;
     uint8_t trace_ctl;
-    bool attached, asks;
+    bool attached, calls_services;
   } cases[] = {{0, 0, 0, true, false},    {0, 1, 0, true, false},           {4, 0, 0, true, false},
                {4, 0, 0xfb, true, false}, {4, 0, 0x4, true, true},          {4, 1, 0, true, true},
                {0, 0, 0, false, false},   {UINT64_MAX, 0, 0, false, false}, {4, 0, 0, false, true}};
-  for (const auto &[word, trace_on, trace_ctl, attached, asks] : cases) {
+  for (const auto &[word, trace_on, trace_ctl, attached, calls_services] : cases) {
     entry_call call(cmp);
     call.ctx.vorn_ctx_trace = word;
     call.env.trace_control().trace_on = trace_on;
@@ -117,7 +117,8 @@ TEST(trace_gate, asks_no_service_unless_armed) {
     if (!attached)
       call.env.detach_trace();
     call.run();
-    EXPECT_EQ(!call.env.calls().empty(), asks) << word << ' ' << trace_on << ' ' << int{trace_ctl} << ' ' << attached;
+    EXPECT_EQ(!call.env.calls().empty(), calls_services)
+        << word << ' ' << trace_on << ' ' << int{trace_ctl} << ' ' << attached;
   }
   entry_call call(cmp);
   call.ctx.vorn_ctx_trace = 4;
@@ -129,7 +130,7 @@ TEST(trace_gate, asks_no_service_unless_armed) {
 
 TEST(trace_gate, by_events_and_by_filters) {
   entry_call call(cmp);
-  const auto asked = [&] {
+  const auto services = [&] {
     call.env.clear_calls();
     call.run();
     return call.env.calls().size();
@@ -137,17 +138,17 @@ TEST(trace_gate, by_events_and_by_filters) {
   call.arm(UINT64_MAX);
   uint64_t *const events = call.env.trace_control().trace_events;
   call.env.trace_control().trace_events = nullptr;
-  EXPECT_EQ(asked(), 0U) << "no event words";
+  EXPECT_EQ(services(), 0U) << "no event words";
   call.env.trace_control().trace_events = events;
   for (const unsigned missing : {0U, 1U, 2U, 3U}) {
     events[0] = 0x10;
     events[1] = events[2] = events[3] = 1;
     events[missing] = 0xe;
-    EXPECT_EQ(asked(), 0U) << "event word " << missing;
+    EXPECT_EQ(services(), 0U) << "event word " << missing;
   }
   events[3] = 1;
   call.env.trace.check_event = [](auto...) { return std::nullopt; };
-  EXPECT_EQ(asked(), 4U) << "asked at every point, never armed";
+  EXPECT_EQ(services(), 4U) << "an event check at every point, never armed";
   const auto expect_site = [](const vorn_host::trace_site &site) {
     EXPECT_EQ(site.component, 0x12050004U);
     EXPECT_STREQ(site.entry, "vorn_cmp");
@@ -170,9 +171,9 @@ TEST(trace_gate, by_events_and_by_filters) {
     expect_site(site);
     return pass;
   };
-  EXPECT_EQ(asked(), 9U) << "events at four points, the filters of one, no record";
+  EXPECT_EQ(services(), 9U) << "events at four points, the filters of one, no record";
   pass = true;
-  EXPECT_EQ(asked(), 10U);
+  EXPECT_EQ(services(), 10U);
   // Event, filters and record name the same place.
   const auto calls = call.env.calls();
   const auto of_record = std::ranges::find(calls, "host_trace_record", &vorn_host::service_call::service);

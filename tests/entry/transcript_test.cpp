@@ -1,7 +1,7 @@
 // What each entry does around its kernel, against golden transcripts: checks, trace, timing, statistics, the dispatch
 // rule and the self-check.  A transcript has the events of an armed call, one a line; for every other scenario it has
-// the events that the scenario adds (+) or takes away (-), a changed event only as it becomes.  A scenario that changes
-// nothing is not named.  Scenarios of the self-check are held against a self-check without a difference.
+// the events that the scenario adds (+) or takes away (-).  Of a changed event it has the new form only.  A scenario
+// that changes nothing is not named.  Scenarios of the self-check are compared with a self-check without a difference.
 //
 // VORN_REWRITE_GOLDEN=1 writes the transcripts instead.
 #include <cstdlib>
@@ -85,7 +85,7 @@ bool reports_nothing(const entry &which) { return which.wrong.empty(); }
 bool has_self_check(const entry &which) { return which.generic_refuses != nullptr; }
 bool shows_range(const entry &which) { return which.compares_range && which.shows_self_check; }
 bool reports_refusal(const entry &which) { return which.reports_refusal; }
-// The one self-check has no more cases than those of an entry of each kind.
+// All entries share one self-check, so one entry of each kind shows all its cases.
 bool shows_self_check(const entry &which) { return which.shows_self_check; }
 
 using record = vorn_global_ctx_t;

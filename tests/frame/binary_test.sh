@@ -1,13 +1,13 @@
 # Properties of the built libraries, read with nm, objdump and readelf:
 #
 #   exports LIBRARY HEADER     exports the names that HEADER declares with VORN_API, and nothing else
-#   services LIBRARY HEADER    takes from outside the functions of HEADER and the few of the C library below
+#   services LIBRARY HEADER    calls only the functions of HEADER and a few functions of the C library
 #   level LEVEL LIBRARY CONTRAST [PREFIX]
-#                              has no instruction beyond the level, as CONTRAST has, but in functions whose names begin
-#                              with PREFIX
+#                              has no instruction beyond the level, except in functions with the name prefix PREFIX;
+#                              CONTRAST has one
 #   needs LIBRARY              is linked against the C library alone
-#   apart LEVEL OBJECT...      has nothing that the linker may merge with another level's: what is weak lies in the level's
-#                              namespace
+#   apart LEVEL OBJECT...      has nothing that the linker may merge with another level: weak symbols are in the namespace
+#                              of the level
 #
 # NM, OBJDUMP and READELF name the tools.
 set -eu
@@ -52,7 +52,7 @@ services() {
   grep -q host_raise_internal_error "$scratch/undefined" || fail "$1 does not report to its host"
 }
 
-# Instructions beyond a level, with the level that they belong to and their function.  Encodings tell most of them: VEX
+# Instructions beyond a level, with the level that they belong to and their function.  The encoding shows most of them: VEX
 # begins with c4 or c5, EVEX with 62.  A line of a disassembly is an address, the bytes and the instruction.
 beyond() { # LEVEL LIBRARY PREFIX
   "$OBJDUMP" -d "$2" | awk -F '\t' -v level="$1" -v prefix="$3" '

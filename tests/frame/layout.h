@@ -60,7 +60,7 @@ static_assert(QPAK(env, 0, 8) && QPAK(heap, 8, 8) && QPAK(stack_alloc, 16, 8) &&
               "layout of vorn_qpak_ctx");
 
 #define GLOBAL(field, offset, size) LIES(vorn_global_ctx_t, field, offset, size)
-/* The routines stand behind one another: those of the bit vectors of bytes, of words, and the others. */
+/* The routines follow each other: bit vectors of bytes, bit vectors of words, then the others. */
 #define ROUTINE(name, place)   GLOBAL(vorn_##name##_dydi, 136 + 8 * (place), 8)
 #define BOTH(operation, place) (ROUTINE(lbiv##operation, place) && ROUTINE(lbiwv##operation, 17 + (place)))
 static_assert(GLOBAL(vorn_global_ctx_magic, 0, 8) && GLOBAL(vorn_global_ctx_version, 8, 8) &&

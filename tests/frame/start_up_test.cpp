@@ -35,7 +35,7 @@ struct start_up {
   start_up(const start_up &) = delete;
   start_up &operator=(const start_up &) = delete;
 
-  // One capability is present, under the flag that asks for a specialised library.
+  // One capability is present, and the flag for a specialised library is set.
   void offer(uint32_t capability, const char *library) {
     answers[capability] = present;
     ctx.vorn_ctx_init_flags = 1;
@@ -45,7 +45,7 @@ struct start_up {
     ctx.vorn_ctx_init_flags = 0xffffffff;
     ctx.vorn_ctx_lib_name = "svxlother";
   }
-  // Questions, hooks, reports and prints, then the record in force.
+  // Queries, hooks, reports and prints, then the record in force.
   std::string events();
 
   vorn_host::environment env;
@@ -129,11 +129,11 @@ struct scenario {
   std::string events;
 };
 
-const std::string all_asked = "269, 267, 259, 258", symbol = "vorn_global_specialized_ctx";
+const std::string all_queried = "269, 267, 259, 258", symbol = "vorn_global_specialized_ctx";
 
 // Starts up.
 const scenario start_ups[] = {
-    // Unless asked for a specialised library it looks at nothing; maximum pads and the report belong to the load.
+    // Without the flag for a specialised library nothing is looked up; maximum pads and the report belong to the load.
     {[](start_up &p) {
        p.offer(269, "svxlother");
        p.name_library();
@@ -141,45 +141,46 @@ const scenario start_ups[] = {
        p.ctx.vorn_ctx_flags = 0x88;
      },
      "init 0 ctx, generic"},
-    // The first capability that is there chooses; a name replaces the choice, but the processor is asked all the same.
+    // The first present capability chooses.  A name replaces the choice, but the capabilities are queried all the same.
     {[](start_up &p) { p.offer(269, "svxlavx51219"); }, "269, svxlavx51219, " + symbol + ", init 1 ctx, loaded"},
     {[](start_up &p) { p.offer(267, "svxlavx219"); }, "269, 267, svxlavx219, " + symbol + ", init 1 ctx, loaded"},
     {[](start_up &p) { p.offer(259, "svxlavx19"); }, "269, 267, 259, svxlavx19, " + symbol + ", init 1 ctx, loaded"},
-    {[](start_up &p) { p.offer(258, "svxlsse4219"); }, all_asked + ", svxlsse4219, " + symbol + ", init 1 ctx, loaded"},
-    {[](start_up &p) { p.ctx.vorn_ctx_init_flags = 1; }, all_asked + ", init 0 ctx, generic"},
+    {[](start_up &p) { p.offer(258, "svxlsse4219"); },
+     all_queried + ", svxlsse4219, " + symbol + ", init 1 ctx, loaded"},
+    {[](start_up &p) { p.ctx.vorn_ctx_init_flags = 1; }, all_queried + ", init 0 ctx, generic"},
     {[](start_up &p) {
        p.offer(267, "svxlother");
        p.name_library();
      },
      "269, 267, svxlother, " + symbol + ", init 1 ctx, loaded"},
-    {[](start_up &p) { p.name_library(); }, all_asked + ", svxlother, " + symbol + ", init 1 ctx, loaded"},
+    {[](start_up &p) { p.name_library(); }, all_queried + ", svxlother, " + symbol + ", init 1 ctx, loaded"},
     // The trace level goes to the hook of the implementation in force.
     {[](start_up &p) { p.ctx.vorn_ctx_trace_level = 0x80000005; }, "init 0 ctx, level 0 2147483653 null null, generic"},
     {[](start_up &p) {
        p.name_library();
        p.ctx.vorn_ctx_trace_level = 5;
      },
-     all_asked + ", svxlother, " + symbol + ", init 1 ctx, level 1 5 null null, loaded"},
+     all_queried + ", svxlother, " + symbol + ", init 1 ctx, level 1 5 null null, loaded"},
     // Without a library to load nothing changes and no other library is tried, but the hook of start-up runs.
     {[](start_up &p) {
        p.name_library();
        p.open_result = 0;
      },
-     all_asked +
+     all_queried +
          R"(, svxlother, init 0 ctx, host_raise_internal_error "vorn_load_global_ctx: library load failed" "svxlother", unchanged)"},
     {[](start_up &p) {
        p.name_library();
        p.opens = false;
        p.ctx.vorn_ctx_flags = 0x88;
      },
-     all_asked +
+     all_queried +
          R"(, svxlother, init 0 ctx, host_raise_internal_error "vorn_load_global_ctx: library load failed" "svxlother", unchanged)"},
     {[](start_up &p) {
        p.name_library();
        p.has_symbol = false;
        p.ctx.vorn_ctx_flags = 0x88;
      },
-     all_asked + ", svxlother, " + symbol +
+     all_queried + ", svxlother, " + symbol +
          R"(, init 0 ctx, host_raise_internal_error "vorn_load_global_ctx: Cannot load vorn_global_ctx", unchanged)"}};
 
 const std::string opened = "svxlother, " + symbol + ", ";
@@ -254,96 +255,95 @@ void *svorn_dlsym(vorn_ctx *, void *handle, const char *name) {
 
 TEST(start_up, chooses_and_loads_a_library) {
   for (const auto &[set, events] : start_ups) {
-    start_up process_of_test;
-    set(process_of_test);
-    vorn_nfy(3, &process_of_test.ctx);
-    EXPECT_EQ(process_of_test.events(), events);
+    start_up run;
+    set(run);
+    vorn_nfy(3, &run.ctx);
+    EXPECT_EQ(run.events(), events);
   }
   for (const uint32_t event : {0U, 1U, 2U, 4U, 0x103U, UINT32_MAX}) { // other events do nothing
-    start_up process_of_test;
-    process_of_test.name_library();
-    process_of_test.ctx.vorn_ctx_trace_level = 5;
-    vorn_nfy(event, &process_of_test.ctx);
-    EXPECT_EQ(process_of_test.events(), "unchanged") << event;
+    start_up run;
+    run.name_library();
+    run.ctx.vorn_ctx_trace_level = 5;
+    vorn_nfy(event, &run.ctx);
+    EXPECT_EQ(run.events(), "unchanged") << event;
   }
 }
 
 TEST(start_up, takes_a_capability_as_present_when_result_and_both_words_say_so) {
   for (const capability_answer &answer : std::initializer_list<capability_answer>{
            {1, {0, 1, 1}}, {0, {1, 1, 1}}, {0, {0, 1, 0}}, {0, {0, 1, 2}}, {0, {0x100, 0, 1}}, {0x100, {0, 0, 1}}}) {
-    start_up process_of_test;
-    process_of_test.ctx.vorn_ctx_init_flags = 1;
-    process_of_test.answers[267] = answer;
-    vorn_nfy(3, &process_of_test.ctx);
-    EXPECT_EQ(process_of_test.events(), all_asked + ", init 0 ctx, generic");
+    start_up run;
+    run.ctx.vorn_ctx_init_flags = 1;
+    run.answers[267] = answer;
+    vorn_nfy(3, &run.ctx);
+    EXPECT_EQ(run.events(), all_queried + ", init 0 ctx, generic");
   }
 }
 
 // A reporter that returns lets the load run on.
 TEST(start_up, checks_a_loaded_library) {
   for (const auto &[set, events] : loads) {
-    start_up process_of_test;
-    set(process_of_test);
-    vorn_load_global_ctx(&process_of_test.ctx, "svxlother");
-    EXPECT_EQ(process_of_test.events(), events);
+    start_up run;
+    set(run);
+    vorn_load_global_ctx(&run.ctx, "svxlother");
+    EXPECT_EQ(run.events(), events);
   }
   // All faults at once: their reports in the order of the checks.
-  start_up process_of_test;
+  start_up run;
   std::string reports = opened;
   for (const auto &[set, events] : loads) {
     const size_t reported = events.find("internal_error");
     if (reported == std::string::npos || events.find("1191083495") != std::string::npos)
       continue;
-    if (process_of_test.record.vorn_global_ctx_status == 3 || events.find("SPECIALIZED") == std::string::npos)
+    if (run.record.vorn_global_ctx_status == 3 || events.find("SPECIALIZED") == std::string::npos)
       reports += events.substr(opened.size(), events.rfind(", ") + 2 - opened.size());
-    set(process_of_test);
+    set(run);
   }
-  process_of_test.record.vorn_global_ctx_magic = 0x1b9018218;
-  vorn_load_global_ctx(&process_of_test.ctx, "svxlother");
-  EXPECT_EQ(process_of_test.events(), reports + "loaded");
+  run.record.vorn_global_ctx_magic = 0x1b9018218;
+  vorn_load_global_ctx(&run.ctx, "svxlother");
+  EXPECT_EQ(run.events(), reports + "loaded");
 }
 
 // A reporter that unwinds leaves the record as it was, or loaded when an alignment is wrong, which is seen after the
 // copy.  A soft report returns.
 TEST(start_up, ends_when_the_reporter_unwinds) {
   for (const auto &[set, events] : loads) {
-    start_up process_of_test;
-    set(process_of_test);
-    process_of_test.env.on_error = vorn_host::error_policy::unwind;
+    start_up run;
+    set(run);
+    run.env.on_error = vorn_host::error_policy::unwind;
     if (events.find("raise_internal_error") == std::string::npos) {
-      vorn_load_global_ctx(&process_of_test.ctx, "svxlother");
-      EXPECT_EQ(process_of_test.events(), events);
+      vorn_load_global_ctx(&run.ctx, "svxlother");
+      EXPECT_EQ(run.events(), events);
       continue;
     }
-    EXPECT_THROW(vorn_load_global_ctx(&process_of_test.ctx, "svxlother"), vorn_host::internal_error);
+    EXPECT_THROW(vorn_load_global_ctx(&run.ctx, "svxlother"), vorn_host::internal_error);
     const bool copied = events.find("power of 2") != std::string::npos;
-    EXPECT_EQ(process_of_test.events(), events.substr(0, events.rfind(", ") + 2) + (copied ? "loaded" : "unchanged"));
-    EXPECT_EQ(process_of_test.env.errors().at(0).error_arg, process_of_test.env.host_env_error_arg);
+    EXPECT_EQ(run.events(), events.substr(0, events.rfind(", ") + 2) + (copied ? "loaded" : "unchanged"));
+    EXPECT_EQ(run.env.errors().at(0).error_arg, run.env.host_env_error_arg);
   }
-  start_up process_of_test;
-  process_of_test.name_library();
-  process_of_test.opens = false;
-  process_of_test.env.on_error = vorn_host::error_policy::unwind;
-  EXPECT_THROW(vorn_nfy(3, &process_of_test.ctx), vorn_host::internal_error);
-  EXPECT_EQ(std::ranges::count(process_of_test.log, "init 0 ctx"), 0);
+  start_up run;
+  run.name_library();
+  run.opens = false;
+  run.env.on_error = vorn_host::error_policy::unwind;
+  EXPECT_THROW(vorn_nfy(3, &run.ctx), vorn_host::internal_error);
+  EXPECT_EQ(std::ranges::count(run.log, "init 0 ctx"), 0);
 }
 
 TEST(start_up, hooks_of_the_record) {
-  start_up process_of_test;
+  start_up run;
   uint32_t level = 0x90000001;
   int a = 0;
   EXPECT_EQ(vorn_set_trace_level_callback(&a, &level, nullptr), 77U);
-  vorn_set_trace_level_callback(&a, &level, &process_of_test.ctx);
-  process_of_test.ctx.vorn_ctx_trace_level = 5; // which is not looked at here
-  vorn_init_global_ctx(&process_of_test.ctx);
-  EXPECT_EQ(process_of_test.log,
-            (lines{"level 0 2415919105 other null", "level 0 2415919105 other ctx", "init 0 ctx"}));
+  vorn_set_trace_level_callback(&a, &level, &run.ctx);
+  run.ctx.vorn_ctx_trace_level = 5; // which is not looked at here
+  vorn_init_global_ctx(&run.ctx);
+  EXPECT_EQ(run.log, (lines{"level 0 2415919105 other null", "level 0 2415919105 other ctx", "init 0 ctx"}));
 
   const auto thread_hook = [](void *first, void *second, void *third, void *fourth) -> uint32_t {
     return first == &process->env && second == &process->ctx && third == &process->record && fourth == process;
   };
   const auto call = [&](decltype(&vorn_thread_ctx_init) function) {
-    return function(&process_of_test.env, &process_of_test.ctx, &process_of_test.record, &process_of_test);
+    return function(&run.env, &run.ctx, &run.record, &run);
   };
   EXPECT_EQ(vorn_test::initial_global_ctx.vorn_thread_ctx_init_dydi(nullptr, nullptr, nullptr, nullptr), 0U);
   EXPECT_EQ(vorn_test::initial_global_ctx.vorn_thread_ctx_fini_dydi(nullptr, nullptr, nullptr, nullptr), 0U);

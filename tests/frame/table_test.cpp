@@ -1,4 +1,4 @@
-// What the library tells its host: names for diagnostics, the dump of the statistics, tables of costs, the predicate
+// Tables and names for the host: names for diagnostics, the dump of the statistics, tables of costs, the predicate
 // codes of the sibling module.
 #include <gtest/gtest.h>
 
@@ -78,7 +78,7 @@ TEST(stats_dump, of_the_called_slots) {
                              "vorn_invalid_dispatch         Call Freq: 3\tMrowsPerSec: 0\n");
 }
 
-// Every slot is told by its count, so that the order can be read from the lines.
+// Every slot has its own count, so the order is visible in the lines.
 TEST(stats_dump, walks_all_slots_by_flag_encoding_opcode_and_width) {
   statistics stats;
   for (uint32_t slot = 0; slot < 8192; ++slot) {

@@ -22,14 +22,15 @@ void raise_every_tag(environment &env) {
 
 } // namespace
 
-// With message, values and argument: hard ones unwind or, when told to, return; soft ones return always.
+// Reports keep message, values and argument.  A hard report unwinds or returns, as the policy says; a soft report
+// returns.
 TEST(Errors, AreKeptAndUnwindOrReturn) {
   environment env;
   EXPECT_NE(env.host_env_error_arg, nullptr);
   int argument = 0;
   env.host_env_error_arg = &argument;
   EXPECT_THROW(raise_every_tag(env), std::exception);
-  EXPECT_TRUE(env.calls().empty()) << "recorded although not asked to";
+  EXPECT_TRUE(env.calls().empty()) << "recorded although record is off";
   env.record = true;
   env.name_pointer(&argument, "argument");
   host_soft_internal_error(static_cast<host_env *>(&env), env.host_env_error_arg, "soft", 0u);
@@ -165,6 +166,7 @@ TEST(Environment, ServicesRunOnManyThreads) {
   env.on_error = error_policy::resume;
   vorn_ctx ctx = env.context();
   std::vector<std::thread> threads;
+  threads.reserve(4);
   for (int thread = 0; thread < 4; ++thread)
     threads.emplace_back([&] {
       env.adopt_thread();

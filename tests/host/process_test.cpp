@@ -99,7 +99,7 @@ TEST_F(Loading, FailsForMissingFilesAndNamesThatArePaths) {
   const auto folder = std::filesystem::read_symlink("/proc/self/exe").parent_path();
   EXPECT_FALSE(load((folder / "host_module_beside").c_str()));
   set_library_folder(testing::TempDir());
-  EXPECT_FALSE(load("host_module_beside")) << "looked outside of the given folder";
+  EXPECT_FALSE(load("host_module_beside")) << "looked outside of the folder";
   set_library_folder(folder / VORN_SPECIALIZED_FROM_PROGRAM);
   EXPECT_TRUE(load("host_module_installed")) << env.load_error();
 }

@@ -69,7 +69,7 @@ TEST(Qpak, RefusesWrongMagicAndWrongSizes) {
     bytes stream = good;
     qpak::store_u32(&stream[at], number);
     reseal(stream);
-    const between_guards sealed(stream, 1000, true); // a size that is believed too soon leads behind it
+    const between_guards sealed(stream, 1000, true); // a reader that uses the size unchecked reads past the end
     return decode(sealed.in, sealed.out, data.size(), length) != 0;
   };
   const auto total = static_cast<uint32_t>(good.size());

@@ -10,7 +10,7 @@
 
 namespace vorn_test {
 
-// A column of random codes that begin behind or end at unreadable memory; run lengths end there.
+// A column of random codes that begin after unreadable memory or end before it; run lengths end before it.
 class column {
 public:
   // lens_width 0: no runs.

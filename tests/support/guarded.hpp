@@ -1,5 +1,5 @@
-// Memory that catches a read or write outside: buffers end right before memory that nobody may touch, or begin right
-// behind some, and the bytes on the other side are canaries.
+// Memory that catches a read or write outside: a buffer ends directly before unreadable memory or begins directly after
+// it, and the bytes on the other side are canaries.
 #pragma once
 
 #include <sys/mman.h>
@@ -47,19 +47,19 @@ public:
   guarded(const guarded &) = delete;
   guarded &operator=(const guarded &) = delete;
 
-  // The last `size` bytes before the unreadable page, with fresh canaries in front.
+  // The last `size` bytes before the unreadable page, with fresh canaries before them.
   uint8_t *last(size_t size) {
     std::fill_n(end_ - size - canaries, canaries, canary);
     return unwritten(end_ - size, size);
   }
   uint64_t *last_words(size_t count) { return reinterpret_cast<uint64_t *>(last(count * sizeof(uint64_t))); }
 
-  // Are the bytes in front of the last `size` still as they were?
+  // Whether the bytes before the last `size` are unchanged.
   bool intact(size_t size) const {
     return std::all_of(end_ - size - canaries, end_ - size, [](uint8_t byte) { return byte == canary; });
   }
 
-  // `size` bytes that begin `offset` bytes behind the unreadable page in front, with fresh canaries on both sides, and
+  // `size` bytes that begin `offset` bytes after the first unreadable page, with fresh canaries on both sides, and
   // whether these are still as they were.
   uint8_t *behind(size_t offset, size_t size) {
     std::fill_n(begin_, offset, canary);
@@ -97,7 +97,7 @@ struct pointer {
   }
 };
 
-// Where a vector lies: some bytes behind unreadable memory, or right in front of some.
+// The place of a vector: some bytes after unreadable memory, or directly before it.
 constexpr unsigned at_end = 8;
 
 class placed_vector : public pointer {
@@ -129,7 +129,7 @@ private:
   size_t size_ = 0;
 };
 
-// Bytes that end right in front of memory that nobody may touch.
+// Bytes that end directly before unreadable memory.
 class guarded_bytes {
 public:
   explicit guarded_bytes(const std::string &bytes)
@@ -143,7 +143,9 @@ public:
     return reinterpret_cast<T *>(data_);
   }
   // As they are now.
-  std::string now() const { return memory_.intact(size_) ? std::string(data_, data_ + size_) : "written in front"; }
+  std::string now() const {
+    return memory_.intact(size_) ? std::string(data_, data_ + size_) : "written before the start";
+  }
 
 private:
   guarded memory_;

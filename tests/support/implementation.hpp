@@ -18,12 +18,12 @@ struct implementation {
   const char *name;
   const char *library;
   uint32_t capability;     // 0 for generic
-  const char *folder = ""; // of the library, below that of the program
+  const char *folder = ""; // of the library, below the folder of the program
 };
 
 inline std::ostream &operator<<(std::ostream &out, const implementation &which) { return out << which.name; }
 
-// The library that uses VBMI where there is some is there a second time, without it.
+// The AVX-512 library appears twice: with VBMI if the processor has it, and without.
 inline constexpr implementation implementations[] = {
     {"generic", "generic", 0},
 #ifndef VORN_TEST_GENERIC_ALONE
@@ -40,7 +40,7 @@ inline bool runs_here(const implementation &which) {
 // The record as the process starts with it.
 inline const vorn_global_ctx_t initial_global_ctx = vorn_global_ctx;
 
-// Puts an implementation in force and proves that it is.  A load has no way back, so the initial record is restored.
+// Puts an implementation in force and proves it.  Nothing unloads a library, so tests restore the initial record.
 inline void put_in_force(const implementation &which, vorn_host::environment &env) {
   const std::filesystem::path folder = std::filesystem::read_symlink("/proc/self/exe").parent_path() / which.folder;
   vorn_global_ctx = initial_global_ctx;

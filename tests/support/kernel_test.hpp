@@ -10,7 +10,7 @@ namespace vorn_test {
 
 constexpr uint32_t done = VORN_RESULT_DONE, refused = VORN_RESULT_REFUSED, all_flags = UINT32_MAX;
 
-// The bytes of numbers or pointers, one behind the other.
+// The bytes of numbers or pointers, one after the other.
 template <class... Number>
 std::string bytes_of(Number... numbers) {
   return (std::string(reinterpret_cast<const char *>(&numbers), sizeof numbers) + ...);

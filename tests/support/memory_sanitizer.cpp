@@ -1,6 +1,6 @@
-// What the memory sanitizer has to be told of the run-time library of C++, which is not built with it and whose writes
-// it does not see: memory of the heap counts as written, and strings and streams are built here, for that library to
-// take too.
+// Help for the memory sanitizer.  The run-time library of C++ is not built with it, so the sanitizer does not see the
+// writes of that library: heap memory counts as written, and strings and streams are compiled here and used by that
+// library as well.
 #include <locale>
 #include <sstream>
 #include <string>

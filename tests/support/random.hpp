@@ -74,7 +74,7 @@ public:
   }
   uint64_t up_to(uint64_t top) { return top == UINT64_MAX ? (*this)() : below(top + 1); }
   bool once_in(uint64_t times) { return below(times) == 0; }
-  // Of long tests, all cases or, where the environment says VORN_TEST_ONE_IN, one in so many.
+  // Whether a long test runs its next case: always, or one time in N if the environment has VORN_TEST_ONE_IN=N.
   bool takes_case() {
     static const char *const one_in = std::getenv("VORN_TEST_ONE_IN");
     return one_in == nullptr || once_in(std::strtoul(one_in, nullptr, 10));

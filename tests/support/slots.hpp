@@ -72,7 +72,7 @@ inline std::vector<slot> filled_slots(const vorn_kernel *table) {
   return slots;
 }
 
-// The slots of the implementation in force that fulfil a condition.
+// The slots of the implementation in force that meet a condition.
 template <class Condition>
 std::vector<slot> slots_where(Condition condition) {
   std::vector<slot> slots = filled_slots(vorn_global_ctx.vorn_global_ctx_dispatch);
@@ -80,7 +80,7 @@ std::vector<slot> slots_where(Condition condition) {
   return slots;
 }
 
-// The slots of an operation, whose number is known.
+// The slots of an operation.  The caller knows their number.
 inline std::vector<slot> slots_of(unsigned opcode, size_t count) {
   std::vector<slot> slots = slots_where([&](const slot &s) { return s.opcode() == opcode; });
   EXPECT_EQ(slots.size(), count);

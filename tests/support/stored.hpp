@@ -14,12 +14,12 @@ inline void store_big(uint8_t *at, uint64_t number, unsigned bytes) {
     at[i] = static_cast<uint8_t>(number >> 8 * (bytes - 1 - i));
 }
 
-// `size` bytes right behind unreadable memory or right in front of some.
+// `size` bytes directly after unreadable memory or directly before it.
 inline uint8_t *place(guarded &memory, size_t size, bool in_front) {
   return in_front ? memory.last(size) : memory.behind(0, size);
 }
 
-// Packed codes code(0) to code(n - 1); the padding bits behind the last one are ones.
+// Packed codes code(0) to code(n - 1); the padding bits after the last code are ones.
 template <class Code>
 uint8_t *store_codes(guarded &memory, bool in_front, unsigned width, size_t n, Code code) {
   const size_t size = (n * width + 7) / 8;
