@@ -58,7 +58,7 @@ private:
 
   std::vector<uint32_t> offsets_;
   uint16_t length_;
-  uint8_t lengths_[2];
+  uint8_t lengths_[2] = {};
   vorn_test::guarded memory_{4 * 400};
   uint8_t *cla_;
   static inline const uint8_t symbols_[1] = {}; // no symbol is read
