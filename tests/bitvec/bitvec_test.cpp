@@ -19,7 +19,7 @@ using vorn_test::placed_vector;
 using vorn_test::pointer;
 using positions = std::vector<uint64_t>;
 
-// What the combinations mean for one bit of each source.
+// The meaning of the combinations for one bit of each source.
 constexpr bool (*models[])(bool, bool, bool) = {[](bool a, bool, bool) { return !a; },
                                                 [](bool a, bool b, bool) { return a && b; },
                                                 [](bool a, bool b, bool) { return a || b; },
@@ -37,13 +37,13 @@ protected:
       GTEST_SKIP() << implementation.name << " needs instructions that this processor lacks";
     ASSERT_NO_FATAL_FAILURE(vorn_test::put_in_force(implementation, env));
     ops = vorn_test::family_in_force(of_words);
-    places = of_words ? std::vector<unsigned>{0, vorn_test::at_end}
-                      : std::vector<unsigned>{0, 1, 2, 3, 4, 5, 6, 7, vorn_test::at_end};
+    offsets = of_words ? std::vector<unsigned>{0, vorn_test::at_end}
+                       : std::vector<unsigned>{0, 1, 2, 3, 4, 5, 6, 7, vorn_test::at_end};
   }
   void TearDown() override { vorn_global_ctx = vorn_test::initial_global_ctx; }
 
   iterator started(pointer bv, uint64_t nbits, uint8_t mode, uint64_t start) {
-    iterator it;
+    iterator it = {};
     std::memset(&it, 0xff, sizeof it);
     ops.start(it, bv, nbits, mode, start);
     return it;
@@ -57,10 +57,10 @@ protected:
     return ops.unit == 8 ? taken_apart(it.of_bytes) : taken_apart(it.of_words);
   }
 
-  // Delivers the end whatever is asked and, once it has, changes no more: so it does for ever.
+  // Every operation delivers the end.  After the first 65 calls the iterator no longer changes, so it stays at its end.
   void expect_exhausted(iterator &it) {
     uint32_t row = 77;
-    for (unsigned again = 0; again < 70; ++again) { // any stray bits are through after one word
+    for (unsigned again = 0; again < 70; ++again) { // after one word there are no more stray bits
       const iterator before = it;
       ASSERT_EQ(ops.iter(it), ops.end);
       if (again < 65)
@@ -73,7 +73,7 @@ protected:
   }
 
   vorn_test::family ops;
-  std::vector<unsigned> places;
+  std::vector<unsigned> offsets;
   vorn_host::environment env;
   vorn_test::random_source random{20240229};
 };
@@ -87,20 +87,20 @@ TEST(bitvec, kernels_call_what_the_generic_record_holds) {
   EXPECT_EQ(vorn_test::initial_global_ctx.vorn_lbiwvones_dydi, vorn_lbiwvones_dydi);
 }
 
-// Of 0 to 130 bits and of some more, into each of the sources and apart, with and without a count.
+// For 0 to 130 bits and some larger numbers, into each source and into another vector, with and without a count.
 TEST_P(bitvec_test, combinations_and_counts) {
   vorn_test::sources s;
   placed_vector apart;
   unsigned round = 0;
   for (uint64_t nbits = 0; nbits < 5000; nbits += nbits < 130 ? 1 : nbits / 8 * 3 + 1)
-    for (size_t place = 0; place < places.size(); ++place)
+    for (size_t first = 0; first < offsets.size(); ++first)
       for (size_t op = 0; op < std::size(models); ++op)
         for (size_t target = 0; target <= ops.combinations[op].nsources; ++target) {
           for (size_t k = 0; k < 3; ++k) { // the vectors of a call lie at different offsets
-            s[k].place(places[(place + 3 * k) % places.size()], ops.size(nbits));
+            s[k].place(offsets[(first + 3 * k) % offsets.size()], ops.size(nbits));
             random.fill(s[k]);
           }
-          apart.place(places[(place + 5) % places.size()], ops.size(nbits));
+          apart.place(offsets[(first + 5) % offsets.size()], ops.size(nbits));
           const placed_vector &dst = target == ops.combinations[op].nsources ? apart : s[target];
           bits expected;
           for (uint64_t i = 0; i < nbits; ++i)
@@ -120,18 +120,18 @@ TEST_P(bitvec_test, combinations_and_counts) {
           ops.popcnt(&popc, dst, nbits);
           ASSERT_EQ(popc, count) << nbits;
         }
-  ops.popcnt(nullptr, pointer{nullptr}, 100); // looks at nothing
+  ops.popcnt(nullptr, pointer{nullptr}, 100); // reads nothing
 }
 
 TEST_P(bitvec_test, ranges) {
   placed_vector v;
-  for (const unsigned place : places)
+  for (const unsigned offset : offsets)
     for (uint64_t first = 0; first < 100; ++first)
       for (const uint64_t length :
            {1U, 2U, 3U, 5U, 7U, 8U, 9U, 10U, 15U, 16U, 17U, 18U, 24U, 25U, 33U, 63U, 64U, 65U, 100U, 1000U})
         for (const bool value : {true, false}) {
           const uint64_t last = first + length - 1;
-          v.place(place, ops.size(last + 1));
+          v.place(offset, ops.size(last + 1));
           random.fill(v);
           bits expected = v.all();
           std::fill_n(expected.begin() + static_cast<ptrdiff_t>(first), length, value);
@@ -141,16 +141,16 @@ TEST_P(bitvec_test, ranges) {
         }
 }
 
-// From every start, those behind the last bit included, over set and over clear bits, one at a time and in batches of
-// every size, with single steps between them or without.
+// From every start, also after the last bit, over set bits and over clear bits, one at a time and in batches of every
+// size, with and without single steps between the batches.
 TEST_P(bitvec_test, iteration) {
   placed_vector v;
   vorn_test::guarded room(4 * 300);
   for (const uint64_t nbits :
        {0U, 1U, 3U, 7U, 8U, 9U, 15U, 31U, 56U, 57U, 63U, 64U, 65U, 71U, 72U, 73U, 127U, 128U, 129U, 200U})
-    for (const unsigned place : places)
+    for (const unsigned offset : offsets)
       for (uint64_t start = 0; start <= 8 * ops.size(nbits); ++start) {
-        v.place(place, ops.size(nbits));
+        v.place(offset, ops.size(nbits));
         random.fill(v);
         positions set, clear;
         for (uint64_t i = start; i < nbits; ++i)
@@ -188,15 +188,15 @@ TEST_P(bitvec_test, iteration) {
       }
 }
 
-// The first word is the whole one that the start lies in: for bytes an aligned group, which may begin before the vector
-// and end behind it.  Of the next one there is only what the vector stores.
+// The first word is the whole word around the start.  For bytes it is an aligned group, so it may begin before the
+// vector and end after it.  Of the next word, only the stored bytes are read.
 TEST_P(bitvec_test, fields_of_the_iterator) {
   placed_vector v;
-  for (const unsigned place : places)
+  for (const unsigned where : offsets)
     for (const uint64_t start : {0U, 1U, 7U, 8U, 37U, 63U, 64U, 70U, 90U})
       for (const uint8_t mode : {uint8_t{0}, uint8_t{1}, uint8_t{2}, uint8_t{0xff}}) {
         const bool clear = mode == 1;
-        v.place(place, ops.size(91) + (place == vorn_test::at_end ? 0 : 8)); // what lies behind is memory too
+        v.place(where, ops.size(91) + (where == vorn_test::at_end ? 0 : 8)); // the bytes after the vector are readable
         random.fill(v);
         const uint8_t *word = v.begin() + start / ops.unit * ops.unit / 8;
         word -= reinterpret_cast<uintptr_t>(word) % 8;
@@ -223,7 +223,7 @@ TEST_P(bitvec_test, fields_of_the_iterator) {
       }
 }
 
-// Where a sanitizer watches: a group read whole may reach behind what is allocated, nothing else may.
+// For the address sanitizer: only the read of a whole group may go past the allocated bytes.
 TEST_P(bitvec_test, three_clear_bits_of_the_heap) {
   std::vector<uint8_t> bv(ops.size(3));
   iterator it = started(pointer{bv.data()}, 3, 1, 0);
@@ -231,7 +231,7 @@ TEST_P(bitvec_test, three_clear_bits_of_the_heap) {
     EXPECT_EQ(ops.iter_clr(it), index);
 }
 
-// The end of the longest vector: the next word would begin behind the numbers that the context can hold.
+// The end of the longest vector.  The position of the next word would not fit in the context.
 TEST_P(bitvec_test, almost_two_to_the_31_bits) {
   constexpr uint64_t nbits = (UINT64_C(1) << 31) - 1;
   vorn_test::guarded room(nbits / 8 + 100);

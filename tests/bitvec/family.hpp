@@ -1,4 +1,4 @@
-// The slots of either family of bit vectors under one set of signatures, and vectors in guarded memory.
+// The slots of the two families of bit vectors under common signatures.
 #pragma once
 
 #include <array>
@@ -11,7 +11,7 @@
 
 namespace vorn_test {
 
-// The contexts of both families, of which that of the family at hand is in use.
+// The contexts of both families.  Only the context of the tested family is used.
 struct iterator {
   vorn_lbiv_ictx of_bytes;
   vorn_lbiwv_ictx of_words;
@@ -19,7 +19,7 @@ struct iterator {
   operator vorn_lbiwv_ictx *() { return &of_words; }
 };
 
-// A context as numbers.
+// The fields of a context.
 struct fields {
   const void *next;
   int64_t nbits, base;
@@ -48,7 +48,7 @@ struct combination {
 
 // The slots of a family in their order.
 struct family {
-  uint64_t unit, end;
+  uint64_t unit = 0, end = 0;
   std::function<void(uint32_t *, pointer, uint64_t)> popcnt;
   std::vector<combination> combinations;
   std::function<void(pointer, uint64_t, uint64_t)> set_range, clr_range;

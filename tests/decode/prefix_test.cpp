@@ -1,4 +1,4 @@
-// Prefix decode: groups of every shape against values put together byte by byte.
+// The prefix decoder: groups of every shape against values that are put together byte by byte.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -13,7 +13,7 @@ namespace {
 
 using vorn_test::each, vorn_test::each_from;
 
-// Groups of 16 random values behind one another in a shuffled order, ending at unreadable memory.
+// Groups of 16 random values one after the other, in a shuffled order.  They end at unreadable memory.
 struct prefix_source {
   prefix_source(uint32_t nvals, uint32_t length, uint32_t prefix_length, uint32_t spare_groups,
                 vorn_test::random_source &random)
@@ -58,7 +58,8 @@ protected:
 TEST_P(prefix_decode, puts_values_together) {
   vorn_test::guarded output(8 * 1000), descriptors(16 * 1000);
   for (const uint32_t length : each_from(1U, 8U))
-    for (const uint32_t prefix : each_from(0U, length + 1)) // the last: a prefix of its own for each group
+    for (const uint32_t prefix :
+         each_from(0U, length + 1)) // the last one means that each group has its own prefix length
       for (const uint32_t nvals : each({0U, 1U, 5U, 16U, 17U, 33U, 1000U}))
         for (const uint32_t spare_groups : each({0U, 2U})) {
           prefix_source source(nvals, length, prefix, spare_groups, random);
@@ -89,7 +90,7 @@ TEST_P(prefix_decode, puts_values_together) {
         }
 }
 
-TEST_P(prefix_decode, refuses_what_it_does_not_know) {
+TEST_P(prefix_decode, refuses_unknown_groups_and_lengths) {
   prefix_source source(3, 4, 2, 0, random);
   uint8_t out[12] = {};
   vorn_cv res = {};

@@ -1,4 +1,4 @@
-// The layer in front of the block decoder.
+// The entry point of the block decoder.
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
@@ -15,7 +15,7 @@ uint32_t failing_decoder(vorn_qpak_ctx *qctx, const void *, void *, uint32_t *, 
   return 8;
 }
 
-// What the decoder of the host was asked, before it answers.
+// A call of the host's decoder.
 struct host_call {
   void *env, *heap;
   const void *in;
@@ -66,7 +66,7 @@ TEST_F(qpak_test, decodes_and_fills_in_both_allocators) {
   EXPECT_TRUE(env.errors().empty());
 }
 
-// The mark says whose output word counts.
+// The generic mark of the context chooses the alignment word of the output.
 TEST_F(qpak_test, input_and_both_outputs_have_an_alignment_word_each) {
   using record = vorn_global_ctx_t;
   for (const auto word : {&record::vorn_global_ctx_qpak_in_align, &record::vorn_global_ctx_qpak_out_align,
@@ -80,10 +80,10 @@ TEST_F(qpak_test, input_and_both_outputs_have_an_alignment_word_each) {
       decode(encoded + 8, decoded + 8);
       EXPECT_EQ(host_calls.size(), 1U) << "the call goes on";
       std::string message, found;
-      const void *told = decoded + 8, *value = told;
+      const void *expected = decoded + 8, *value = expected;
       if (word == &record::vorn_global_ctx_qpak_in_align) {
         message = "vorn_qpak_decode: input is not aligned";
-        told = encoded + 8;
+        expected = encoded + 8;
       } else if ((word == &record::vorn_global_ctx_qpak_out_align) == (generic == 0)) {
         message = generic == 0 ? "vorn_qpak_decode: output is not aligned"
                                : "vorn_qpak_decode generic: output is not aligned";
@@ -93,17 +93,17 @@ TEST_F(qpak_test, input_and_both_outputs_have_an_alignment_word_each) {
         value = std::get<const void *>(error.values.at(0));
       }
       EXPECT_EQ(found, message);
-      EXPECT_TRUE(message.empty() || value == told);
+      EXPECT_TRUE(message.empty() || value == expected);
     }
 }
 
-TEST_F(qpak_test, the_host_is_asked_once_and_told_environment_and_heap) {
+TEST_F(qpak_test, the_host_is_called_once_with_environment_and_heap) {
   const host_call expected = {qctx.vorn_qpak_ctx_env, &heap, encoded, decoded, &outlen, 5000, 0, 0, 0};
   EXPECT_EQ(decode(encoded, decoded), 0U);
   EXPECT_TRUE(host_calls == std::vector{expected});
   encoded[0] ^= 1;
   EXPECT_NE(decode(encoded, decoded), 0U);
-  EXPECT_EQ(host_calls.size(), 2U) << "a failure of its own is not tried again";
+  EXPECT_EQ(host_calls.size(), 2U) << "a failure of the host's decoder is not tried again";
 }
 
 TEST_F(qpak_test, only_the_failure_of_the_hosts_decoder_is_final) {
@@ -123,7 +123,7 @@ TEST_F(qpak_test, only_the_failure_of_the_hosts_decoder_is_final) {
 
 } // namespace
 
-// Goes before the one of the stand-in host, to which it hands on.
+// Replaces the decoder of the stand-in host, records the call, and calls that decoder.
 uint32_t qpak_decode(void *env, void *heap, const void *in, void *out, uint32_t *outlen, uint32_t outsize, uint64_t a,
                      uint64_t b, uint64_t c) {
   host_calls.push_back({env, heap, in, out, outlen, outsize, a, b, c});

@@ -1,4 +1,4 @@
-// Bursts: one bit per run becomes one bit per row.  The kernels of every implementation against a model.
+// Bursts: one bit for each run becomes one bit for each row.  The kernels of every implementation against a model.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -14,10 +14,10 @@ using vorn_test::each, vorn_test::each_from;
 
 vorn_test::slot burst_slot(uint64_t minor_type) { return {static_cast<uint32_t>(minor_type << 5 | VORN_OPC_BURST)}; }
 
-// A run-length encoded vector whose arrays end at unreadable pages.
+// A run-length encoded vector.  Its arrays end at unreadable pages.
 struct runs {
   runs(const std::vector<uint32_t> &lengths, unsigned width, bool indexed)
-      // With a CLA the lengths are never looked at.
+      // With a CLA the lengths are never read.
       : lens(indexed ? std::vector<uint32_t>(lengths.size(), 0xa5a5) : lengths, width),
         cla_memory(4 * (lengths.size() + 1)), nruns(static_cast<uint32_t>(lengths.size())) {
     uint8_t *cla = cla_memory.last(4 * (lengths.size() + 1));
@@ -39,11 +39,11 @@ struct runs {
 
 class burst_kernels : public vorn_test::implementation_test {
 protected:
-  // Runs the kernel over the selection and compares with the rows taken one by one.
+  // Runs the kernel over the selected runs and compares the result row by row.
   void check(const std::vector<uint32_t> &lengths, const std::vector<bool> &selected, unsigned width, bool indexed,
              uint32_t spare_rows) {
     runs source(lengths, width, indexed);
-    std::vector<uint64_t> per_run(source.words() + 1, ~uint64_t{0}); // stray bits behind the last run
+    std::vector<uint64_t> per_run(source.words() + 1, ~uint64_t{0}); // stray bits after the last run
     const uint32_t nrows = source.nrows + spare_rows;
     std::vector<bool> rows;
     for (size_t run = 0; run < lengths.size(); ++run) {
@@ -66,7 +66,7 @@ protected:
     ASSERT_EQ(res.vorn_cv_popc, count) << where();
     ASSERT_EQ(code, count == 0 ? uint32_t{VORN_RESULT_EMPTY} : uint32_t{VORN_RESULT_DONE}) << where();
     ASSERT_TRUE(output.intact(words.size() * 8)) << where();
-    ASSERT_EQ(aux.vorn_aux_op_bits[1], 0) << "a burst has no filter of its own";
+    ASSERT_EQ(aux.vorn_aux_op_bits[1], 0) << "a burst does not count as selective";
   }
 
   void check_all_forms(const std::vector<uint32_t> &lengths, const std::vector<bool> &selected) {
@@ -101,7 +101,7 @@ TEST_P(burst_kernels, expand_random_runs) {
       }
 }
 
-TEST_P(burst_kernels, read_long_lengths_most_significant_byte_first) {
+TEST_P(burst_kernels, read_16_bit_lengths_as_big_endian_numbers) {
   for (const bool indexed : {false, true})
     ASSERT_NO_FATAL_FAILURE(check({0x0100, 0xfffe, 0x0102}, {true, false, true}, 16, indexed, 0));
 }

@@ -1,4 +1,4 @@
-// The routines that turn run values into row values, each with its widths; the tests of unpacking go through all runs.
+// The kernels that expand run values to row values, one case for each width.  The tests of unpacking have more cases.
 #include "generic/decode/rle_expand.hpp"
 
 #include <gtest/gtest.h>
@@ -9,8 +9,8 @@ namespace {
 
 using expand_fn = void (*)(vorn_cv *, const vorn_cv *, const void *, uint32_t, uint32_t);
 
-// Two rows of a first run whose length is not read, a run of none, a long one, and the last one without its end.  The
-// run values lie in the tail of the output.
+// The first run gives two rows, and its length is not read.  Then come an empty run, a long run, and the last run
+// without its last row.  The run values lie in the tail of the output.
 template <class Element>
 void check(expand_fn expand, unsigned lens_width) {
   const uint32_t most = lens_width == 8 ? 255 : 700;
@@ -34,7 +34,7 @@ void check(expand_fn expand, unsigned lens_width) {
   out[0] = value(1);
   src.vorn_cv_vals = out;
   src.vorn_cv_nrows = 1;
-  expand(&res, &src, nullptr, 7, 3); // one run is both the first and the last
+  expand(&res, &src, nullptr, 7, 3); // a single run is both the first and the last run
   EXPECT_EQ(std::vector<Element>(out, out + 5),
             (std::vector<Element>{value(1), value(1), value(1), value(1), value(2)}));
 }

@@ -1,5 +1,5 @@
-// Unpacking: every kernel against the model, in every form, over plain codes and over runs, in walks that are cut at
-// every room; then the entry point.
+// Unpacking: every kernel against the model, in every form, over plain codes and over runs, in walks with every room
+// for the result.  Then the entry point.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -37,7 +37,7 @@ protected:
     kernels = vorn_test::slots_of(VORN_OPC_DECODE_UNPACK, 22);
   }
 
-  // One call at the position, compared with the model; gives the model's answer.
+  // Makes one call at a position, compares it with the model, and returns the result of the model.
   vorn_model::unpack_result call(const slot &s, column &from, unpack_form form, const std::vector<uint32_t> &rows,
                                  uint8_t flags, vorn_model::unpack_position at, uint32_t room) {
     const auto expected = vorn_model::unpack(from.model, form, rows, at, room);
@@ -48,7 +48,7 @@ protected:
     std::fill_n(out + written * size, (capacity - written) * size, uint8_t{0xab});
     uint64_t *filter = filters.last_words((from.src.vorn_cv_nrows + 63) / 64);
     std::vector<uint32_t> list = rows;
-    list.reserve(1); // a list is there even without rows
+    list.reserve(1); // an empty list is not null
     vorn_aux aux = {};
     aux.vorn_aux_flags = flags;
     aux.vorn_aux_start_slot = at.start_slot;
@@ -61,7 +61,7 @@ protected:
       if (from.src.vorn_cv_nrows % 64 != 0)
         filter[from.src.vorn_cv_nrows / 64] |= ~uint64_t{0} << from.src.vorn_cv_nrows % 64; // stray bits
       aux.vorn_aux_filter_bv = filter;
-      list.assign(1, 0); // a list beside a filter is not looked at
+      list.assign(1, 0); // with a filter the list is ignored
     }
     if (form != unpack_form::range) {
       aux.vorn_aux_ones_vec = list.data();
@@ -96,7 +96,7 @@ protected:
   // Walks over the whole column in batches.
   void walk(const slot &s, column &from, unpack_form form, const std::vector<uint32_t> &rows, uint8_t flags,
             uint32_t room) {
-    vorn_model::unpack_position at = {0, 77, 99}; // a walk from row 0 takes no cursor over
+    vorn_model::unpack_position at = {0, 77, 99}; // a walk from row 0 ignores the cursor
     for (;;) {
       const auto batch = call(s, from, form, rows, flags, at, room);
       at = batch.position;
@@ -167,7 +167,7 @@ TEST_P(unpack_kernels, stop_on_the_row_that_fills_the_room) {
   });
 }
 
-// Without a cursor the runs are counted from the first one, wherever the call begins.
+// Without a cursor the walk over the runs begins at the first run, wherever the call begins.
 TEST_P(unpack_kernels, begin_in_the_middle) {
   for_each_column({200}, 20, [&](const slot &s, column &from, uint8_t flags) {
     for (const uint32_t start : each({1U, 63U, 100U, 199U})) {
@@ -184,25 +184,25 @@ TEST_P(unpack_kernels, take_the_rows_of_a_list) {
     for (const unsigned per_cent : each({5U, 60U, 100U})) {
       std::vector<uint32_t> rows = some_rows(nrows, per_cent);
       rows.push_back(nrows - 1);
-      if (!from.model.run_lengths) // rows of their own may come in any order and more than once
+      if (!from.model.run_lengths) // without runs, rows may come in any order and more than once
         std::shuffle(rows.begin(), rows.end(), random);
       else
         rows.insert(rows.end() - 1, nrows - 1);
-      // The room is not looked at.
+      // The room is ignored.
       call(s, from, unpack_form::list, rows, flags, {}, 0);
     }
     if (!from.model.run_lengths) {
       call(s, from, unpack_form::list, {}, flags, {5, 0, 0}, 0);
     } else if (nrows > 100) {
-      // The second half goes on in the run of the first.
+      // The second list resumes in the last run of the first list.
       const auto first = call(s, from, unpack_form::list, {3, 40, 41}, flags, {}, 0);
       call(s, from, unpack_form::list, {42, 60, nrows - 1}, flags, first.position, 0);
     }
   });
 }
 
-// One run of 1,000 rows: the walk never comes to a second length, which cannot be read.
-TEST_P(unpack_kernels, stay_in_a_run_without_a_look_at_its_length) {
+// A single run of 250 rows.  The walk never reaches a second length, and that length could not be read.
+TEST_P(unpack_kernels, stay_in_a_run_without_a_read_of_its_length) {
   for (const slot &s : each(kernels))
     for (const unsigned lens_width : each({8U, 16U})) {
       column from(s.width(), 250, lens_width, 1, random);
@@ -231,7 +231,7 @@ TEST_P(unpack_kernels, dispatch_without_a_frame) {
   }
 }
 
-// A list without rows has no last row, which over runs is reported, once and with the kernel's name.
+// Over runs, an empty list is reported once, with the name of the kernel.
 TEST_P(unpack_kernels, report_an_empty_list_over_runs) {
   env.on_error = vorn_host::error_policy::resume;
   const vorn_ctx ctx = env.context();

@@ -1,8 +1,8 @@
-// What engines serve, in each library, against the generic record: from one state both have to leave the same in every
-// byte within their reach, records and canaries included.  The generic kernels have models of their own; here are many
-// rows instead, each count of them up to 257 and a long one, in memory that nobody may read around.
+// The kernels with engines, in each library, against the generic record.  Both begin with the same state and must leave
+// the same bytes in all memory of a call, records and canaries included.  The generic kernels are tested against
+// models.  This test has more rows: every count up to 257 and a large one, with unreadable memory around them.
 //
-// --gtest_random_seed draws other cases; VORN_TEST_ONE_IN takes one in so many of them, for processors that are slow.
+// --gtest_random_seed draws other cases.  VORN_TEST_ONE_IN=N takes one of N cases, for slow processors.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -24,10 +24,10 @@ constexpr uint64_t top_of(unsigned width) { return width == 0 ? 0 : UINT64_MAX >
 
 class engines : public vorn_test::implementation_test {
 protected:
-  // The memory of a call, by what it mostly holds.
+  // The memory of a call.  Each part has the name of its main use.
   enum part { values, lens, low, low_code, high, high_code, mask, filter, operand, out, out_lens, out_flgs, parts };
 
-  // Makes a call by the generic record and by the one in force, and compares.
+  // Makes a call by the generic record and by the record in force, and compares.
   template <class Call>
   void compare(const char *name, uint64_t nrows, Call call) {
     const vorn_global_ctx_t in_force = vorn_global_ctx;
@@ -41,21 +41,23 @@ protected:
     vorn_global_ctx = in_force;
     call();
     const std::string actual = state();
-    ASSERT_TRUE(actual == expected) << name << ", rows " << nrows << ", width " << r.enc.vorn_enc_ctx_width << ", runs "
-                                    << r.enc.vorn_enc_ctx_rle_nruns << ", flags " << int{r.aux.vorn_aux_flags}
-                                    << ", room " << r.res.vorn_cv_nrows << ", byte "
-                                    << std::ranges::mismatch(actual, expected).in1 - actual.begin()
-                                    << " behind records of " << sizeof r;
+    ASSERT_TRUE(actual == expected) << name << ", rows " << nrows << ", width " << records.enc.vorn_enc_ctx_width
+                                    << ", runs " << records.enc.vorn_enc_ctx_rle_nruns << ", flags "
+                                    << int{records.aux.vorn_aux_flags} << ", room " << records.res.vorn_cv_nrows
+                                    << ", byte " << std::ranges::mismatch(actual, expected).in1 - actual.begin()
+                                    << ", the records have " << sizeof records;
   }
   void compare(const slot &s, uint64_t nrows) {
     const bool scan = s.predicate() || s.opcode() == VORN_OPC_SET;
-    compare(s.name(), nrows,
-            [&] { r.results[0] = scan ? s.run(r.res, r.src, r.lo, r.hi, r.aux) : s.run(r.res, r.src, r.aux); });
+    compare(s.name(), nrows, [&] {
+      records.results[0] = scan ? s.run(records.res, records.src, records.lo, records.hi, records.aux)
+                                : s.run(records.res, records.src, records.aux);
+    });
   }
 
   template <class Visit>
   void for_all_bytes(Visit visit) {
-    visit(std::span(reinterpret_cast<uint8_t *>(&r), sizeof r));
+    visit(std::span(reinterpret_cast<uint8_t *>(&records), sizeof records));
     for (const placed_vector &v : memory)
       visit(v.with_canaries());
     for (const placed_vector &v : sources)
@@ -67,7 +69,7 @@ protected:
     return all;
   }
 
-  // Memory of a call: bytes at one of its ends, such as a result, or random bits.
+  // Places bytes at one of the two ends of a part, for example a result, or random bits.
   uint8_t *put(part p, size_t size, bool last, unsigned offset = 0) {
     memory[p].place(last ? vorn_test::at_end : offset, size);
     return std::fill_n(memory[p].begin(), size, uint8_t{0xff}) - size;
@@ -86,30 +88,30 @@ protected:
     return bytes;
   }
 
-  // Runs that have so many rows together, and a CLA of them.
+  // Runs with nrows rows in total, and their CLA.
   void put_runs(uint32_t nrows, unsigned bits, bool indexed, uint64_t shortest) {
     const uint64_t longest = std::min(random.one_of({1UL, 3UL, 20UL, 100UL, 65535UL}), top_of(bits));
     runs.clear();
     for (uint32_t left = nrows; left != 0; left -= runs.back())
       runs.push_back(static_cast<uint32_t>(shortest + random.below(std::min<uint64_t>(left, longest) + 1 - shortest)));
     uint8_t *length = put(lens, runs.size() * bits / 8), *first = put(operand, 4 * runs.size() + 4);
-    vorn_add_encoding_type_rle(&r.enc, length, indexed ? first : nullptr, static_cast<uint8_t>(bits),
+    vorn_add_encoding_type_rle(&records.enc, length, indexed ? first : nullptr, static_cast<uint8_t>(bits),
                                static_cast<uint32_t>(runs.size()), nullptr);
     uint32_t row = 0;
     for (size_t run = 0; run < runs.size(); row += runs[run++]) {
-      store_big(length + run * bits / 8, indexed ? 0xa5a5 : runs[run], bits / 8); // the CLA stands for the lengths
+      store_big(length + run * bits / 8, indexed ? 0xa5a5 : runs[run], bits / 8); // with a CLA the lengths are not read
       store_big(first + 4 * run, row, 4);
     }
     store_big(first + 4 * runs.size(), row, 4);
   }
 
-  // Calls visit(count, last) for every count, with streams at either end of their memory.
+  // Calls visit(count, last) for every count, with streams at both ends of their memory.
   template <class Visit>
   void for_each_count(Visit visit) {
     for (const uint32_t count : each_from(0U, 258U))
       for (const bool last : each({false, true}))
         if (random.takes_case() && !HasFatalFailure()) {
-          r = {};
+          records = {};
           std::ranges::for_each(memory, [](placed_vector &v) { v.place(vorn_test::at_end, 0); });
           visit(count < 258 ? count : 32768 + static_cast<uint32_t>(random.below(8192)), last);
         }
@@ -126,35 +128,35 @@ protected:
     vorn_aux aux;
     vorn_test::iterator iterator;
     uint64_t results[8];
-  } r = {};
+  } records = {};
   std::array<placed_vector, parts> memory;
   vorn_test::sources sources;
-  std::array<vorn_test::family, 2> families; // generic and at hand
+  std::array<vorn_test::family, 2> families; // of the generic record and of the record in force
   std::vector<uint64_t> numbers;
   std::vector<uint32_t> runs;
   vorn_test::random_source random{static_cast<uint64_t>(GTEST_FLAG_GET(random_seed))};
 };
 
-// A scan of the source at hand with mask and filter, or by its selective twin.
+// A scan of the source with mask and filter, or by its selective twin.
 void engines::check_scan(const slot &s, uint32_t nrows) {
-  r.src.vorn_cv_mask_bv = random.once_in(4) ? put_bits(mask, nrows) : nullptr;
-  r.aux = vorn_test::selective_by(random.once_in(3) ? nullptr : put_bits(filter, nrows), random.once_in(2));
-  r.aux.vorn_aux_op_bits[2] = 0x40;
+  records.src.vorn_cv_mask_bv = random.once_in(4) ? put_bits(mask, nrows) : nullptr;
+  records.aux = vorn_test::selective_by(random.once_in(3) ? nullptr : put_bits(filter, nrows), random.once_in(2));
+  records.aux.vorn_aux_op_bits[2] = 0x40;
   put(out, (nrows + 63) / 64 * 8);
-  r.res = vorn_test::result_of(memory[out], nrows);
-  r.res.vorn_cv_popc = 1234;
+  records.res = vorn_test::result_of(memory[out], nrows);
+  records.res.vorn_cv_popc = 1234;
   compare(s, nrows);
 }
 
-// A column, and the ten predicates.
+// The ten predicates over a column.
 void engines::check_predicates(const slot &first, unsigned width, bool uniform, uint32_t nrows, bool last) {
   const bool packed = first.encoding() == VORN_ENC_DYNP, codes = first.encoding() == VORN_ENC_DICT;
   const unsigned size = width / 8, bits = codes ? 0 : vorn_model::length_code_bits(first.width());
-  r.enc = first.encoding_context(uniform ? VORN_UNIFORM_LENS : 0);
-  r.enc.vorn_enc_ctx_width = width;
+  records.enc = first.encoding_context(uniform ? VORN_UNIFORM_LENS : 0);
+  records.enc.vorn_enc_ctx_width = width;
   random.draw(numbers, nrows, top_of(width));
 
-  // Now and then dynamic-packed values have one length.
+  // Sometimes all dynamic-packed values have the same length.
   uint8_t *lengths = put(lens, uniform ? 1 : (uint64_t{nrows} * bits + 7) / 8);
   const auto shortest = random.once_in(4) ? random.below(size + 1) : 0;
   std::vector<uint8_t> stored(nrows, static_cast<uint8_t>(size)); // bytes of each value
@@ -173,12 +175,12 @@ void engines::check_predicates(const slot &first, unsigned width, bool uniform, 
              static_cast<unsigned>(random.below(8)));
   for (uint32_t row = 0; row < nrows && !codes; at += stored[row++])
     store_big(at, numbers[row] >> 8 * (size - stored[row]), stored[row]);
-  r.src = vorn_test::vector_of(memory[values].begin(), r.enc, nrows, lengths);
+  records.src = vorn_test::vector_of(memory[values].begin(), records.enc, nrows, lengths);
 
   for (const unsigned opcode : each_from<unsigned>(VORN_OPC_EQ, VORN_OPC_GE_LE)) {
-    for (const auto &[cv, value, code] : {std::tuple{&r.lo, low, low_code}, {&r.hi, high, high_code}}) {
+    for (const auto &[cv, value, code] : {std::tuple{&records.lo, low, low_code}, {&records.hi, high, high_code}}) {
       const uint64_t number = random.bound(numbers, top_of(width));
-      *cv = vorn_test::vector_of(put(value, codes ? 4 : size), r.enc, 1, put(code, 1));
+      *cv = vorn_test::vector_of(put(value, codes ? 4 : size), records.enc, 1, put(code, 1));
       codes ? std::memcpy(cv->vorn_cv_vals, &number, 4) : (store_big(memory[value], number, size), nullptr);
       *memory[code].begin() = static_cast<uint8_t>(uniform              ? *lengths + random.below(3) - 1
                                                    : random.once_in(16) ? random() // refused where values are packed
@@ -188,7 +190,7 @@ void engines::check_predicates(const slot &first, unsigned width, bool uniform, 
   }
 }
 
-// Kernels of fixed values serve several widths.
+// Kernels of fixed values are also tested with the narrower widths that they serve.
 TEST_P(engines, predicates) {
   for (const slot &s : each(vorn_test::slots_where([](const slot &any) { return any.opcode() == VORN_OPC_EQ; }))) {
     const bool fixed = s.encoding() == VORN_ENC_FIXED;
@@ -200,15 +202,15 @@ TEST_P(engines, predicates) {
   }
 }
 
-// The map has the word of the largest code, but no other behind it.
+// The map ends with the word of the largest code.
 TEST_P(engines, sets) {
   for (const slot &s : each(vorn_test::slots_of(VORN_OPC_SET, 22)))
     for_each_count([&](uint32_t nrows, bool last) {
-      r.enc = s.encoding_context();
+      records.enc = s.encoding_context();
       random.draw(numbers, nrows,
                   std::min(top_of(s.width()), random.once_in(2) ? uint64_t{70000} : 1 + random.below(300)));
-      r.src = vorn_test::vector_of(put_codes(s.width(), last), r.enc, nrows);
-      r.lo.vorn_cv_bv = put_bits(operand, nrows == 0 ? 1 : *std::ranges::max_element(numbers) + 1);
+      records.src = vorn_test::vector_of(put_codes(s.width(), last), records.enc, nrows);
+      records.lo.vorn_cv_bv = put_bits(operand, nrows == 0 ? 1 : *std::ranges::max_element(numbers) + 1);
       check_scan(s, nrows);
     });
 }
@@ -217,38 +219,38 @@ TEST_P(engines, sets) {
 void engines::check_unpack(const slot &s, unsigned run_bits, uint32_t nrows) {
   for (const char *form : each({"range", "filter", "list"})) {
     const uint32_t start = std::min(nrows, static_cast<uint32_t>(random.below(71)));
-    r.aux = {};
-    r.aux.vorn_aux_flags = random.once_in(2) ? VORN_AUX_UNPACK_UB4 : 0;
-    r.aux.vorn_aux_start_slot = start;
-    r.aux.vorn_aux_run_idx = 77;
+    records.aux = {};
+    records.aux.vorn_aux_flags = random.once_in(2) ? VORN_AUX_UNPACK_UB4 : 0;
+    records.aux.vorn_aux_start_slot = start;
+    records.aux.vorn_aux_run_idx = 77;
     if (run_bits != 0 && start != 0 &&
-        random.below(3) != 0) { // goes on in the run of the row before, or of an earlier one
+        random.below(3) != 0) { // the call resumes in the run of the row before it, or of an earlier row
       const uint64_t row = start - 1 - random.below(std::min(start, 3U));
       uint32_t run = 0, end = runs[0];
       while (end <= row)
         end += runs[++run];
-      r.aux.vorn_aux_run_idx = run;
-      r.aux.vorn_aux_run_end = end;
+      records.aux.vorn_aux_run_idx = run;
+      records.aux.vorn_aux_run_end = end;
     }
     uint64_t room = random.one_of({uint64_t{0}, uint64_t{1}, random.below(nrows + 2), uint64_t{256}, uint64_t{nrows}});
     if (*form == 'f')
-      r.aux.vorn_aux_filter_bv = put_bits(filter, nrows);
+      records.aux.vorn_aux_filter_bv = put_bits(filter, nrows);
     if (*form == 'l') {
       room = start == nrows ? 0 : random.below(nrows - start) + 1;
       if (room == 0 && run_bits != 0)
-        continue; // is an error
+        continue; // an empty list over runs is an error
       put(operand, 4 * room);
-      r.aux.vorn_aux_ones_vec = memory[operand];
-      r.aux.vorn_aux_ones_vec_size = static_cast<uint32_t>(room);
-      std::generate_n(r.aux.vorn_aux_ones_vec, room,
+      records.aux.vorn_aux_ones_vec = memory[operand];
+      records.aux.vorn_aux_ones_vec_size = static_cast<uint32_t>(room);
+      std::generate_n(records.aux.vorn_aux_ones_vec, room,
                       [&] { return start + static_cast<uint32_t>(random.below(nrows - start)); });
       if (run_bits != 0)
-        std::sort(r.aux.vorn_aux_ones_vec, r.aux.vorn_aux_ones_vec + room);
+        std::sort(records.aux.vorn_aux_ones_vec, records.aux.vorn_aux_ones_vec + room);
     }
-    const unsigned element = r.aux.vorn_aux_flags != 0 || s.width() > 16 ? 4 : s.width() > 8 ? 2 : 1;
-    r.res = {};
-    r.res.vorn_cv_nrows = static_cast<uint32_t>(room);
-    r.res.vorn_cv_vals = put(out, room * element);
+    const unsigned element = records.aux.vorn_aux_flags != 0 || s.width() > 16 ? 4 : s.width() > 8 ? 2 : 1;
+    records.res = {};
+    records.res.vorn_cv_nrows = static_cast<uint32_t>(room);
+    records.res.vorn_cv_vals = put(out, room * element);
     compare(s, nrows);
   }
 }
@@ -258,11 +260,11 @@ TEST_P(engines, unpack) {
     for (const unsigned run_bits : each({0U, 8U, 16U}))
       for ([[maybe_unused]] const int repetition : each_from(1, 2))
         for_each_count([&](uint32_t nrows, bool last) {
-          r.enc = s.encoding_context();
+          records.enc = s.encoding_context();
           if (run_bits != 0)
             put_runs(nrows, run_bits, false, 1);
           random.draw(numbers, run_bits == 0 ? nrows : runs.size(), top_of(s.width()));
-          r.src = vorn_test::vector_of(put_codes(s.width(), last), r.enc, nrows);
+          records.src = vorn_test::vector_of(put_codes(s.width(), last), records.enc, nrows);
           check_unpack(s, run_bits, nrows);
         });
 }
@@ -281,19 +283,20 @@ TEST_P(engines, decode) {
           store_big(cla + 4 * i++, offset, 4);
         uint8_t *length = put(low, 2);
         store_big(length, random.once_in(4) ? 0 : random(), 2);
-        vorn_build_encoding_type_dict(&r.enc, s.width(), cla, length, cla, nsyms,
+        vorn_build_encoding_type_dict(&records.enc, s.width(), cla, length, cla, nsyms,
                                       offsets ? VORN_DICT_CLA : VORN_DICT_ONE_LENGTH, 0);
-        const bool of_runs = random.once_in(2); // whose number it is that matters
+        const bool of_runs = random.once_in(2); // the number of runs is the number of codes
         if (of_runs)
-          vorn_add_encoding_type_rle(&r.enc, nullptr, nullptr, 8, ncodes, nullptr);
-        r.src = vorn_test::vector_of(put_codes(s.width(), last), r.enc, of_runs ? 3 : ncodes);
+          vorn_add_encoding_type_rle(&records.enc, nullptr, nullptr, 8, ncodes, nullptr);
+        records.src = vorn_test::vector_of(put_codes(s.width(), last), records.enc, of_runs ? 3 : ncodes);
         put(filter, 4 * uint64_t{listed});
-        r.aux.vorn_aux_ones_vec = memory[filter];
-        r.aux.vorn_aux_ones_vec_size = listed;
-        std::generate_n(r.aux.vorn_aux_ones_vec, listed, [&] { return static_cast<uint32_t>(random.below(ncodes)); });
-        r.res.vorn_cv_vals = put(out, 8 * uint64_t{listed});
-        r.res.vorn_cv_lens = put(out_lens, 2 * uint64_t{listed});
-        r.res.vorn_cv_flgs = random.once_in(3) ? nullptr : put(out_flgs, 2 * uint64_t{listed});
+        records.aux.vorn_aux_ones_vec = memory[filter];
+        records.aux.vorn_aux_ones_vec_size = listed;
+        std::generate_n(records.aux.vorn_aux_ones_vec, listed,
+                        [&] { return static_cast<uint32_t>(random.below(ncodes)); });
+        records.res.vorn_cv_vals = put(out, 8 * uint64_t{listed});
+        records.res.vorn_cv_lens = put(out_lens, 2 * uint64_t{listed});
+        records.res.vorn_cv_flgs = random.once_in(3) ? nullptr : put(out_flgs, 2 * uint64_t{listed});
         compare(s, listed);
       });
 }
@@ -303,19 +306,19 @@ TEST_P(engines, bursts) {
     for (const bool indexed : each({false, true}))
       for ([[maybe_unused]] const int repetition : each_from(1, 10))
         for_each_count([&](uint32_t nrows, bool /*last*/) {
-          vorn_build_encoding_type_dict(&r.enc, 8, nullptr, nullptr, nullptr, 0, 0, 0);
+          vorn_build_encoding_type_dict(&records.enc, 8, nullptr, nullptr, nullptr, 0, 0, 0);
           put_runs(nrows, bits, indexed, random.below(2));
-          r.src = vorn_test::vector_of(nullptr, r.enc, 0);
-          r.aux.vorn_aux_filter_bv = put_bits(filter, runs.size());
+          records.src = vorn_test::vector_of(nullptr, records.enc, 0);
+          records.aux.vorn_aux_filter_bv = put_bits(filter, runs.size());
           const auto nbits =
-              static_cast<uint32_t>(nrows + random.one_of({0U, 0U, 35U, 70U})); // the others are of no run
+              static_cast<uint32_t>(nrows + random.one_of({0U, 0U, 35U, 70U})); // the additional rows belong to no run
           put(out, (nbits + 63) / 64 * 8);
-          r.res = vorn_test::result_of(memory[out], nbits);
-          compare({static_cast<uint32_t>(r.enc.vorn_enc_ctx_minor_type << 5 | VORN_OPC_BURST)}, nrows);
+          records.res = vorn_test::result_of(memory[out], nbits);
+          compare({static_cast<uint32_t>(records.enc.vorn_enc_ctx_minor_type << 5 | VORN_OPC_BURST)}, nrows);
         });
 }
 
-// The operations of a family, and of an iterator after some of them.
+// The operations of a family, and then its iterator.
 void engines::check_bits(uint32_t nbits, bool last) {
   const vorn_test::family &generic = families[0];
   const auto check = [&](const char *name, auto operation) {
@@ -326,7 +329,7 @@ void engines::check_bits(uint32_t nbits, bool last) {
             generic.size(nbits));
     random.fill(v);
   };
-  auto *const count = reinterpret_cast<uint32_t *>(r.results);
+  auto *const count = reinterpret_cast<uint32_t *>(records.results);
   place(memory[out]);
   for (const size_t op : each_from(size_t{0}, generic.combinations.size() - 1)) {
     std::ranges::for_each(sources, place);
@@ -343,16 +346,16 @@ void engines::check_bits(uint32_t nbits, bool last) {
   }
   const auto mode = static_cast<uint8_t>(random.below(3));
   const uint64_t start = random.once_in(2) ? 0 : random.below(8 * generic.size(nbits) + 1);
-  check("ictx_ini2", [&](auto &ops) { ops.start(r.iterator, sources[2], nbits, mode, start); });
+  check("ictx_ini2", [&](auto &ops) { ops.start(records.iterator, sources[2], nbits, mode, start); });
   for (unsigned step = 0; step < 6; ++step) {
     const uint32_t batch = random.one_of({0U, 1U, 7U, 64U, 65U, nbits});
     put(operand, 4 * uint64_t{batch});
     const bool singly = random.once_in(3);
     check("iterator", [&](auto &ops) {
-      for (uint64_t &result : r.results)
-        result = mode == 1 ? ops.iter_clr(r.iterator)
-                 : singly  ? ops.iter(r.iterator)
-                           : ops.ones(r.iterator, memory[operand], batch);
+      for (uint64_t &result : records.results)
+        result = mode == 1 ? ops.iter_clr(records.iterator)
+                 : singly  ? ops.iter(records.iterator)
+                           : ops.ones(records.iterator, memory[operand], batch);
     });
   }
 }

@@ -1,4 +1,4 @@
-// What the builder of dispatch tables rejects, which elsewhere ends the compilation.
+// The faults that the builder of dispatch tables rejects.  In the library a fault stops the compilation.
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -13,6 +13,10 @@ namespace {
 #define COUNT(family, KERNELS, shape, count) +count
 constexpr uint64_t all_kernels = 0 VORN_FAMILIES(COUNT);
 
+constexpr uint32_t slot_at(uint32_t opcode, uint32_t encoding, uint32_t width_code, bool flag = false) {
+  return uint32_t{flag} << 12 | width_code << 7 | encoding << 5 | opcode;
+}
+
 vorn::dispatch_builder with_all_families() {
   vorn::dispatch_builder builder;
 #define ADD(family, KERNELS, shape, count) builder.add(#family, vorn::family, count);
@@ -20,40 +24,41 @@ vorn::dispatch_builder with_all_families() {
   return builder;
 }
 
-TEST(dispatch_builder, tells_what_is_wrong_with_which_kernel) {
+TEST(dispatch_builder, reports_the_kernel_and_the_fault) {
   using entries = std::vector<vorn::dispatch_entry>;
-  const vorn::dispatch_entry eq(0x03a0, vorn_eq_dict_8bit, "vorn_eq_dict_8bit");
+  const uint32_t eq_slot = slot_at(VORN_OPC_EQ, VORN_ENC_DICT, 7);
+  const vorn::dispatch_entry eq(eq_slot, vorn_eq_dict_8bit, "vorn_eq_dict_8bit");
   const auto add = [](const entries &kernels) {
     return [=](vorn::dispatch_builder &builder) { builder.add("family", kernels, kernels.size()); };
   };
-  const char *const count_off = "the number of kernels is not the one expected";
+  const char *const wrong_count = "the number of kernels is not the one expected";
   struct rejected {
     std::function<void(vorn::dispatch_builder &)> step;
     uint64_t number;
     const char *name, *reason;
   };
   std::vector<rejected> cases = {
-      {[&](auto &builder) { builder.add("family", entries{eq}, 2); }, 1, "family", count_off},
-      {[](auto &builder) { builder.finish(all_kernels - 1); }, all_kernels, "all families", count_off},
-      {add({eq}), 0x03a0, "vorn_eq_dict_8bit", "two kernels claim the slot"}};
+      {[&](auto &builder) { builder.add("family", entries{eq}, 2); }, 1, "family", wrong_count},
+      {[](auto &builder) { builder.finish(all_kernels - 1); }, all_kernels, "all families", wrong_count},
+      {add({eq}), eq_slot, "vorn_eq_dict_8bit", "two kernels claim the slot"}};
   for (const auto &[slot, name] : std::initializer_list<std::pair<uint32_t, const char *>>{
-           {0x03a1, "vorn_eq_dict_8bit"},
-           {0x0420, "vorn_eq_dict_8bit"},
-           {0x13a0, "vorn_eq_dict_8bit"},
-           {0x03e0, "vorn_eq_dict_8bit"},
-           {0x03a0, "vorn_eq_dict_8bits"},
-           {0x13ee, "vorn_burst_rle_8bit_cla"}, // with the flag, whose name would be none
-           {0x0291, "vorn_xlate_sim_bit"},      // the first width behind the last
-           {0x0011, "vorn_xlate_sim_nib"},
-           {0x00b3, "vorn_add_double_n_n"}, // of an encoding
-           {0x0113, "vorn_add_float_n_n"},  // with a bit of the width that means nothing
-           {0x0013, "vorn_add_float_n_c"}})
+           {slot_at(VORN_OPC_LT, VORN_ENC_DICT, 7), "vorn_eq_dict_8bit"},
+           {slot_at(VORN_OPC_EQ, VORN_ENC_DICT, 8), "vorn_eq_dict_8bit"},
+           {slot_at(VORN_OPC_EQ, VORN_ENC_DICT, 7, true), "vorn_eq_dict_8bit"},
+           {slot_at(VORN_OPC_EQ, VORN_ENC_RLE, 7), "vorn_eq_dict_8bit"},
+           {eq_slot, "vorn_eq_dict_8bits"},
+           {slot_at(VORN_OPC_BURST, VORN_ENC_RLE, 7, true), "vorn_burst_rle_8bit_cla"}, // no burst has the flag
+           {slot_at(VORN_OPC_XLATE, VORN_ENC_FIXED, 5), "vorn_xlate_sim_bit"},          // after the last width
+           {slot_at(VORN_OPC_XLATE, VORN_ENC_FIXED, 0), "vorn_xlate_sim_nib"},
+           {slot_at(VORN_OPC_ADD, VORN_ENC_DICT, 1), "vorn_add_double_n_n"}, // arithmetic has no encoding
+           {slot_at(VORN_OPC_ADD, VORN_ENC_FIXED, 2), "vorn_add_float_n_n"}, // this bit of the width has no meaning
+           {slot_at(VORN_OPC_ADD, VORN_ENC_FIXED, 0), "vorn_add_float_n_c"}})
     cases.push_back({add({{slot, vorn_eq_dict_8bit, name}}), slot, name, "the name does not fit the slot"});
   EXPECT_STREQ(with_all_families().finish(all_kernels).fault.reason, "");
   for (const auto &[step, number, name, reason] : cases) {
     vorn::dispatch_builder builder = with_all_families();
     step(builder);
-    const vorn::dispatch_fault fault = builder.finish(0).fault; // the first one is kept
+    const vorn::dispatch_fault fault = builder.finish(0).fault; // the first fault
     EXPECT_STREQ(fault.name, name);
     EXPECT_EQ(fault.number, number) << name << ' ' << reason;
     EXPECT_STREQ(fault.reason, reason);

@@ -1,6 +1,6 @@
-// Every predicate and set kernel over dictionary codes, of every implementation, against the model: row counts around
-// words and blocks, masks and filters, the selective twins, constants in and beyond the width; streams and maps that
-// end at an unreadable page.
+// Every predicate and set kernel over dictionary codes, of every implementation, against the model.  The cases are row
+// counts around words and blocks, masks and filters, the selective twins, and constants in and beyond the width.
+// Streams and maps end at an unreadable page.
 #include "tests/generic/scan_test.hpp"
 
 namespace {
@@ -17,7 +17,7 @@ std::vector<slot> dict_predicates() {
 
 class dict_predicates_test : public vorn_test::scan_test {
 protected:
-  // A stream of few distinct codes, extremes among them, so that every predicate both hits and misses.
+  // A stream of few distinct codes with both extremes, so that every predicate selects some rows and not others.
   uint8_t *make_stream(unsigned width, uint32_t nrows) {
     const uint64_t top = width == 64 ? UINT64_MAX : (uint64_t{1} << width) - 1;
     const uint64_t middle = random() & top;
@@ -60,7 +60,7 @@ TEST_P(dict_predicates_test, agree_with_the_model) {
       ASSERT_NO_FATAL_FAILURE(for_each_call([&](const scan_call &call) { check_slot(s, call); }));
 }
 
-// All codes of a width that is small enough against all constants: no boundary is left to chance.
+// All codes of small widths against all constants, so no boundary is left to chance.
 TEST_P(dict_predicates_test, are_exact_at_every_code_and_constant) {
   for (const slot &s : dict_predicates()) {
     const unsigned width = s.width();
@@ -87,7 +87,7 @@ TEST_P(dict_predicates_test, are_exact_at_every_code_and_constant) {
 
 class sets_test : public vorn_test::scan_test {
 protected:
-  // Codes below `codes`, the ends among them, and a map that has a bit for each but not a word more.
+  // Codes below `codes`, with both ends, and a map that has a bit for each code and no further word.
   void check_slot(const slot &s, const scan_call &call, uint64_t codes) {
     const uint8_t *bytes = vorn_test::store_codes(stream, true, s.width(), call.nrows, [&](uint32_t) {
       const uint64_t palette[] = {0, codes - 1, random.below(codes), random.below(codes)};
@@ -95,7 +95,7 @@ protected:
     });
     uint64_t *members = random_words(map, (codes + 63) / 64);
     vorn_enc_ctx enc = s.encoding_context();
-    const vorn_cv set = vorn_test::result_of(members, 0); // nothing but the map is looked at
+    const vorn_cv set = vorn_test::result_of(members, 0); // only the map is read
     const auto matches = [&](uint32_t row) {
       return vorn_model::bit(members, vorn_model::code_at(bytes, s.width(), row));
     };

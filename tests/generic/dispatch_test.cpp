@@ -1,30 +1,35 @@
-// The dispatch tables: which slots are filled, where they lie, and the kernels that do nothing.
+// The dispatch tables: the filled slots, their number, and the kernels that do nothing.
 #include <gtest/gtest.h>
 
 #include <cstring>
 #include <map>
+#include <string>
 #include <tuple>
 
-#include "tests/support/implementation.hpp"
+#include "tests/support/kernel_test.hpp"
 #include "tests/support/slots.hpp"
 
-// The library proves that the names of filled slots spell their bits; here stand the numbers of widths.
+// The library proves at compile time that the names of filled slots fit their bits.  This test has the numbers of
+// widths.
 TEST(dispatch_table, every_family_has_its_widths) {
   enum { fixed, dict, dynp, rle };
   using family = std::tuple<unsigned, unsigned, bool>; // opcode, encoding, flag
-  std::map<family, unsigned> expected = {{{10, dict, false}, 22}, {{11, dict, false}, 22}, {{12, dict, false}, 3},
-                                         {{13, dict, false}, 22}, {{14, rle, false}, 4},   {{15, fixed, false}, 4},
-                                         {{15, dict, false}, 22}, {{16, dict, false}, 22}};
-  for (unsigned opcode = 0; opcode < 10; ++opcode)
+  std::map<family, unsigned> expected = {
+      {{VORN_OPC_DECODE, dict, false}, 22},       {{VORN_OPC_DECODE_UNPACK, dict, false}, 22},
+      {{VORN_OPC_DECODE_SYMBOL, dict, false}, 3}, {{VORN_OPC_SET, dict, false}, 22},
+      {{VORN_OPC_BURST, rle, false}, 4},          {{VORN_OPC_SUM, fixed, false}, 4},
+      {{VORN_OPC_SUM, dict, false}, 22},          {{VORN_OPC_DISTINCT, dict, false}, 22}};
+  for (unsigned opcode = VORN_OPC_EQ; opcode <= VORN_OPC_GE_LE; ++opcode)
     for (const bool flag : {false, true}) {
       expected[{opcode, dict, flag}] = 23;
       expected[{opcode, fixed, flag}] = 4;
       expected[{opcode, dynp, flag}] = 3;
     }
-  for (const unsigned kind : {fixed, dict, dynp}) // of translation: an entry for each key, from a base on, in pages
-    expected[{17, kind, false}] = 5, expected[{17, kind, true}] = 4;
-  expected[{17, rle, true}] = 4; // group keys
-  for (unsigned opcode = 19; opcode <= 21; ++opcode)
+  for (const unsigned kind :
+       {fixed, dict, dynp}) // the kinds of translate tables: an entry for each key, from a base on, in pages
+    expected[{VORN_OPC_XLATE, kind, false}] = 5, expected[{VORN_OPC_XLATE, kind, true}] = 4;
+  expected[{VORN_OPC_XLATE, rle, true}] = 4; // group keys
+  for (unsigned opcode = VORN_OPC_ADD; opcode <= VORN_OPC_MUL; ++opcode)
     expected[{opcode, fixed, false}] = expected[{opcode, fixed, true}] = 8; // forms of numbers
   std::map<family, unsigned> widths;
   for (uint32_t index = 0; index < vorn_dispatch_table_size(); ++index) {
@@ -52,20 +57,20 @@ TEST_P(dispatch_of_implementation, fills_the_slots_of_the_generic_table) {
 TEST_P(dispatch_of_implementation, placeholders_do_nothing) {
   unsigned placeholders = 0;
   for (const vorn_test::slot &slot : vorn_test::filled_slots(vorn_global_ctx.vorn_global_ctx_dispatch)) {
-    if (slot.opcode() != 15 && slot.opcode() != 16)
+    if (slot.opcode() != VORN_OPC_SUM && slot.opcode() != VORN_OPC_DISTINCT)
       continue;
     ++placeholders;
     struct {
       vorn_cv res, src, operand;
       vorn_aux aux;
-    } records, before;
+    } records = {};
     std::memset(&records, 0x01, sizeof records);
-    std::memcpy(&before, &records, sizeof records);
+    const std::string before = vorn_test::bytes_of(records);
     EXPECT_EQ(vorn_global_ctx.vorn_global_ctx_dispatch[slot.index].binary(&records.res, &records.src, &records.operand,
                                                                           &records.aux),
               0U)
         << slot.name();
-    EXPECT_EQ(std::memcmp(&records, &before, sizeof records), 0) << slot.name();
+    EXPECT_TRUE(vorn_test::bytes_of(records) == before) << slot.name();
   }
   EXPECT_EQ(placeholders, 48U);
 }

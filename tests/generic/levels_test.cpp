@@ -1,4 +1,4 @@
-// All levels in one program: no function of one is another's.
+// All levels in one program: no two levels share a function.
 #include <gtest/gtest.h>
 
 #include <bit>
@@ -27,7 +27,7 @@ TEST(levels, share_no_function) {
     for (const vorn_test::slot &slot : vorn_test::filled_slots(record.vorn_global_ctx_dispatch))
       expect_new(std::bit_cast<uintptr_t>(record.vorn_global_ctx_dispatch[slot.index]),
                  std::string(level) + ' ' + slot.name());
-    // The operations of bit vectors, which stand behind the two hooks.
+    // The operations of bit vectors.
     uintptr_t operations[34];
     std::memcpy(operations, &record.vorn_lbivpopcnt_dydi, sizeof operations);
     for (size_t i = 0; i < std::size(operations); ++i)

@@ -1,14 +1,13 @@
-// What every predicate and set kernel does around its comparison: the target of a run-length source, the stream of a
-// block-compressed one, and the names that both report.
+// The work of every predicate and set kernel besides its comparison: the target of a run-length source, the stream of a
+// block-compressed source, and the names that kernels report.
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <string>
 #include <vector>
 
 #include "frame/host.h"
 #include "tests/model/predicate.hpp"
-#include "tests/support/implementation.hpp"
+#include "tests/support/kernel_test.hpp"
 #include "tests/support/slots.hpp"
 
 namespace {
@@ -19,7 +18,7 @@ std::vector<slot> kernels() {
   return vorn_test::slots_where([](const slot &s) { return s.predicate() || s.opcode() == VORN_OPC_SET; });
 }
 
-// What burst and decoder of a call saw.  They are plain functions, so they write here.
+// The arguments of the burst and of the decoder in a call.  Both are plain functions, so they write to a global.
 struct observed {
   const vorn_ctx *ctx = nullptr;
   vorn_cv *res = nullptr, *src = nullptr;
@@ -64,7 +63,8 @@ protected:
     seen = {};
   }
 
-  // 100 rows of the numbers 0 and 1, alternating, with one length code; the constants, or the set, are the number 1.
+  // 100 rows alternate between the numbers 0 and 1 and share a length code.  The constants, or the set, are the
+  // number 1.
   void build(const slot &s, uint32_t flags) {
     const unsigned width = s.width();
     stream.assign(100 * width / 8 + 16, 0);
@@ -78,7 +78,7 @@ protected:
     enc = s.encoding_context(flags);
     res = vorn_test::result_of(out, 100);
     src = vorn_test::vector_of(stream.data(), enc, 100, lens.data());
-    // The number 1 as a code in the processor's order, as a big-endian value, and as a set.
+    // The number 1 as a code in the byte order of the processor, as a big-endian value, and as a set.
     one = s.encoding() == VORN_ENC_DICT ? 1 : uint64_t{1} << (width - 8);
     cst = vorn_test::vector_of(&one, enc, 1, &length_code);
     cst.vorn_cv_bv = set;
@@ -109,11 +109,11 @@ protected:
   vorn_aux aux = {};
 };
 
-TEST_P(predicate_contract_test, runs_are_evaluated_once_and_handed_to_the_burst) {
+TEST_P(predicate_contract_test, runs_are_evaluated_once_and_passed_to_the_burst) {
   for (const slot &s : kernels()) {
     SCOPED_TRACE(s.name());
     build(s, 0);
-    // 70 runs, of which the mask drops every third; their 700 rows are of no concern here.
+    // There are 70 runs with 700 rows.  The mask drops every third run.
     uint64_t per_run[2] = {~uint64_t{0}, ~uint64_t{0}};
     uint64_t mask[2] = {0xdb6db6db6db6db6d, ~uint64_t{0}};
     std::vector<uint8_t> run_lens(70, 10);
@@ -131,17 +131,17 @@ TEST_P(predicate_contract_test, runs_are_evaluated_once_and_handed_to_the_burst)
     EXPECT_EQ(seen.ctx, &ctx);
     EXPECT_EQ(seen.res, &res);
     EXPECT_EQ(seen.src, &src);
-    // The burst gets a record of its own: the per-run vector, its ones, and nothing else.
+    // The burst gets its own record with only the per-run vector and its number of ones.
     vorn_aux cleared = {};
     cleared.vorn_aux_filter_bv = per_run;
     cleared.vorn_aux_popc = runs.count;
-    EXPECT_EQ(std::memcmp(&seen.aux, &cleared, sizeof cleared), 0);
+    EXPECT_TRUE(vorn_test::bytes_of(seen.aux) == vorn_test::bytes_of(cleared));
     EXPECT_EQ(out[0], 0x5555U);
     EXPECT_EQ(aux.vorn_aux_op_bits[1], 0);
   }
 }
 
-TEST_P(predicate_contract_test, a_compressed_stream_is_decoded_once_and_kept_in_the_slot) {
+TEST_P(predicate_contract_test, a_compressed_stream_is_decoded_once_and_stays_in_the_slot) {
   const std::vector<slot> slots = kernels();
   for (const bool selective : {false, true})
     for (const slot &s : slots) {
@@ -151,10 +151,10 @@ TEST_P(predicate_contract_test, a_compressed_stream_is_decoded_once_and_kept_in_
       for (uint8_t &byte : compressed)
         byte = static_cast<uint8_t>(~byte);
       uint64_t all[2] = {~uint64_t{0}, ~uint64_t{0}};
-      void *kept = nullptr;
+      void *decompressed = nullptr;
       src.vorn_cv_vals = compressed.data();
       src.vorn_cv_stream_len = static_cast<uint32_t>(stream.size());
-      src.vorn_cv_stream_slot = &kept;
+      src.vorn_cv_stream_slot = &decompressed;
       src.vorn_cv_stream_tag = 0x123456789abcdef0;
       aux = vorn_test::selective_by(selective ? all : nullptr);
       aux.vorn_aux_ctx = &ctx;
@@ -162,7 +162,8 @@ TEST_P(predicate_contract_test, a_compressed_stream_is_decoded_once_and_kept_in_
       seen = {};
       env.clear_calls();
       run(s);
-      // The kernel of a range reports under the one-sided kernel of its first bound; a twin under its main kernel.
+      // A range reports under the name of the one-sided kernel of its first bound.  A twin reports under its main
+      // kernel.
       std::string reported = s.name();
       if (s.range())
         reported.erase(7, 3);
@@ -186,8 +187,8 @@ TEST_P(predicate_contract_test, a_compressed_stream_is_decoded_once_and_kept_in_
       EXPECT_EQ(std::vector<uint64_t>(out, out + 2), rows.words);
       EXPECT_TRUE(env.errors().empty());
 
-      // A decoder that fails is reported, and the call goes on with what it left.
-      kept = nullptr;
+      // A failed decoder is reported, and the call goes on with the bytes that it wrote.
+      decompressed = nullptr;
       seen.decoder_result = 5;
       run(s);
       ASSERT_EQ(env.errors().size(), 1U);

@@ -1,4 +1,5 @@
-// One call of a scan kernel with mask and filter, compared with what the model selects: the base of the suites.
+// The base of the suites of scans.  It makes one call of a scan kernel with mask and filter and compares it with the
+// model.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -12,9 +13,9 @@
 
 namespace vorn_test {
 
-enum class filter_kind { none, full_pass, selective };
+enum class filter_kind { none, full_scan, selective };
 
-// How one call is made.
+// The form of one call.
 struct scan_call {
   uint32_t nrows;
   bool masked;
@@ -33,23 +34,23 @@ protected:
   template <class Visit>
   static void for_each_call(Visit visit) {
     for (const uint32_t nrows : each({0U, 1U, 7U, 8U, 9U, 63U, 64U, 65U, 127U, 128U, 1023U, 1024U, 1025U}))
-      for (const auto filtering : each({filter_kind::none, filter_kind::full_pass, filter_kind::selective}))
+      for (const auto filtering : each({filter_kind::none, filter_kind::full_scan, filter_kind::selective}))
         for (const bool masked : each({false, true}))
-          if (nrows != 0 || (!masked && filtering == filter_kind::none)) { // otherwise there is nothing to combine
+          if (nrows != 0 || (!masked && filtering == filter_kind::none)) { // with 0 rows there is nothing to combine
             visit(scan_call{nrows, masked, filtering});
             if (HasFatalFailure())
               return;
           }
   }
 
-  // Random bits, stray ones behind the last row included.
+  // Random bits, with stray bits after the last row.
   uint64_t *random_words(guarded &memory, size_t count) {
     uint64_t *const words = memory.last_words(count);
     random.fill({reinterpret_cast<uint8_t *>(words), count * 8});
     return words;
   }
 
-  // Runs the kernel of a slot over src, whose rows match as matches(row) says, and compares all that it writes.
+  // Runs the kernel of a slot over src and compares everything that it writes.  matches(row) is the expected match.
   template <class Matches>
   void check(const slot &s, const scan_call &call, vorn_cv src, const vorn_cv &lo, const vorn_cv &hi, Matches matches,
              const std::string &what) {
@@ -65,7 +66,7 @@ protected:
     vorn_aux aux = selective_by(filter, call.selective());
     aux.vorn_aux_op_bits[2] = 0x40;
 
-    // Sets take no notice of a mask: their entry point removes it.
+    // Set kernels ignore a mask, since their entry point removes it.
     const auto expected = vorn_model::select(nrows, set ? nullptr : mask, filter, matches);
     const uint32_t code = s.run(res, src, lo, hi, aux);
 
@@ -77,7 +78,7 @@ protected:
     ASSERT_EQ(res.vorn_cv_popc, expected.count) << where();
     ASSERT_EQ(std::vector<uint64_t>(out, out + nwords), expected.words) << where();
     ASSERT_TRUE(output.intact(nwords * 8)) << where();
-    // The selective bit of the operation, and nothing else.
+    // Only the selective bit of the operation is set.
     ASSERT_EQ(aux.vorn_aux_op_bits[0], 0) << where();
     ASSERT_EQ(aux.vorn_aux_op_bits[1], filter == nullptr ? 0 : set ? 0x10 : 0x02) << where();
     ASSERT_EQ(aux.vorn_aux_op_bits[2], 0x40) << where();

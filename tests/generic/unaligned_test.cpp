@@ -49,9 +49,9 @@ protected:
     return state.append(reinterpret_cast<const char *>(vals.data()), sizeof vals);
   }
 
-  // Moves one vector of a call at a time.  Each is reported, except for a mask.
+  // Moves one vector of a call at a time.  A mask is never reported, and the unpackers do not report a filter.
   template <class Call>
-  void compare(const std::string &name, std::initializer_list<part> vectors, Call call) {
+  void compare(const std::string &name, std::initializer_list<part> vectors, Call call, bool reported = true) {
     offsets = {};
     const std::string expected = state_after(call);
     ASSERT_TRUE(env.errors().empty()) << name << ": " << env.errors()[0].message;
@@ -60,7 +60,8 @@ protected:
         offsets = {};
         offsets[moved] = distance;
         EXPECT_TRUE(state_after(call) == expected) << name << ", vector " << moved << " moved by " << distance;
-        EXPECT_EQ(env.errors().empty(), moved == mask) << name << ", vector " << moved << " moved by " << distance;
+        EXPECT_EQ(env.errors().empty(), moved == mask || !reported)
+            << name << ", vector " << moved << " moved by " << distance;
         env.clear_errors();
       }
   }
@@ -150,7 +151,8 @@ TEST_P(unaligned_bit_vectors, unpackers) {
   for (const slot &s : vorn_test::slots_of(VORN_OPC_DECODE_UNPACK, 22)) {
     vorn_enc_ctx enc = s.encoding_context();
     src = vorn_test::vector_of(stream.data(), enc, nrows);
-    compare(s.name(), {filter}, [&] { return vorn_decode_unpack(&ctx, &res, &src, &aux); });
+    compare(
+        s.name(), {filter}, [&] { return vorn_decode_unpack(&ctx, &res, &src, &aux); }, false);
   }
 }
 

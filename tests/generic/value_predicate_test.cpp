@@ -1,5 +1,5 @@
-// Every predicate over fixed and dynamic-packed values, of every implementation, against the model: all strides, the
-// second key, shared length codes; streams and constants that begin or end at an unreadable page.
+// Every predicate over fixed and dynamic-packed values, of every implementation, against the model.  The cases are all
+// strides, the second key, and shared length codes.  Streams and constants begin or end at an unreadable page.
 #include "tests/generic/scan_test.hpp"
 
 namespace {
@@ -17,7 +17,7 @@ std::vector<slot> slots_of(unsigned encoding) {
 
 class value_predicates_test : public vorn_test::scan_test {
 protected:
-  // A number of `size` bytes out of few, extremes and neighbours among them, so that every predicate hits and misses.
+  // One of few numbers of `size` bytes, with extremes and neighbours, so that every predicate selects some rows only.
   uint64_t draw(unsigned size) {
     const uint64_t top = UINT64_MAX >> (64 - 8 * size);
     const uint64_t middle = 0x8070605040302010 >> (64 - 8 * size);
@@ -26,7 +26,7 @@ protected:
     return palette[random.below(std::size(palette))];
   }
 
-  // Room for a stream or a constant, at one of the two ends of its memory.
+  // Memory for a stream or a constant, at one of the two ends of its pages.
   uint8_t *place(vorn_test::guarded &memory, size_t size) { return vorn_test::place(memory, size, random.below(2)); }
 
   // A constant of `size` bytes near a row, and its length code.
@@ -71,7 +71,7 @@ protected:
     uint8_t *bytes = place(values, uint64_t{call.nrows} * size);
     const size_t nlens = uniform ? 1 : (uint64_t{call.nrows} * bits + 7) / 8;
     uint8_t *codes = place(lens, nlens);
-    std::fill_n(codes, nlens, uint8_t{0xff}); // stray bits behind the last code
+    std::fill_n(codes, nlens, uint8_t{0xff}); // stray bits after the last code
     std::vector<sort_pair> rows;
     for (uint32_t row = 0; row < call.nrows; ++row) {
       store_big(bytes + row * size, draw(size), size);
@@ -94,7 +94,8 @@ protected:
     uint8_t *codes = place(lens, nlens);
     std::fill_n(codes, nlens, uint8_t{0xff});
     std::vector<uint8_t> stored;
-    const unsigned fewest = static_cast<unsigned>(random.below(2)) * (width / 8 - 1); // now and then all rows are whole
+    const unsigned fewest =
+        static_cast<unsigned>(random.below(2)) * (width / 8 - 1); // sometimes all rows have full length
     for (uint32_t row = 0; row < nrows; ++row) {
       const unsigned code = std::max(fewest, static_cast<unsigned>(random.below(width / 8)));
       vorn_model::put_length_code(codes, bits, row, code);
@@ -142,8 +143,8 @@ TEST_P(value_predicates_test, dynp_agree_with_the_model) {
       }));
 }
 
-// The highest code of the longest class is no code, and no row is longer for it.
-TEST_P(value_predicates_test, a_length_that_is_none_does_not_lead_behind_the_values) {
+// The highest code of the longest class is illegal.  It does not make a row longer.
+TEST_P(value_predicates_test, an_illegal_length_code_reads_nothing_after_the_values) {
   for (const slot &s : slots_of(VORN_ENC_DYNP)) {
     if (s.width() != 64 || s.opcode() != VORN_OPC_GE)
       continue;
@@ -164,7 +165,7 @@ TEST_P(value_predicates_test, a_length_that_is_none_does_not_lead_behind_the_val
   }
 }
 
-// A bad length code of a constant is found before anything is done, a twin or a stream included.
+// An illegal length code of a constant is refused before any other work, also before a twin or a stream is used.
 TEST_P(value_predicates_test, dynp_refuse_constants_that_are_too_long) {
   for (const slot &s : slots_of(VORN_ENC_DYNP))
     for (const unsigned too_long : {s.width() / 8 + 1, 255U})
@@ -175,9 +176,9 @@ TEST_P(value_predicates_test, dynp_refuse_constants_that_are_too_long) {
           vorn_enc_ctx enc = s.encoding_context(VORN_STREAM);
           uint64_t value = 0, out[2] = {7, 7}, filter[2] = {~uint64_t{0}, ~uint64_t{0}};
           const auto good = static_cast<uint8_t>(s.width() / 8), bad = static_cast<uint8_t>(too_long);
-          void *kept = nullptr;
+          void *decompressed = nullptr;
           vorn_cv res = vorn_test::result_of(out, 100), src = vector_of(nullptr, enc, 100);
-          src.vorn_cv_stream_slot = &kept;
+          src.vorn_cv_stream_slot = &decompressed;
           res.vorn_cv_popc = 1234;
           vorn_aux aux = vorn_test::selective_by(filter, selective);
           EXPECT_EQ(s.run(res, src, vector_of(&value, enc, 1, second ? &good : &bad),
@@ -188,7 +189,7 @@ TEST_P(value_predicates_test, dynp_refuse_constants_that_are_too_long) {
           EXPECT_EQ(out[0], 7U) << s.name();
           EXPECT_EQ(out[1], 7U) << s.name();
           EXPECT_EQ(aux.vorn_aux_op_bits[1], 0) << s.name();
-          EXPECT_EQ(kept, nullptr) << s.name();
+          EXPECT_EQ(decompressed, nullptr) << s.name();
         }
 }
 

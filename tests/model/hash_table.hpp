@@ -1,4 +1,4 @@
-// A join hash table, a row at a time: the bytes that a build leaves in its buckets, and the pairs that a probe finds.
+// A join hash table, a row at a time: the bytes that a build writes to the buckets, and the pairs that a probe finds.
 #pragma once
 
 #include <algorithm>
@@ -14,7 +14,7 @@ namespace vorn_model {
 struct bucket_layout {
   const char *name;
   uint32_t type;
-  unsigned tag_size, value_size, slots, tags, values; // sizes, slots of a bucket, bytes where tags and values begin
+  unsigned tag_size, value_size, slots, tags, values; // sizes, slots of a bucket, offsets of tags and values
 };
 inline constexpr bucket_layout bucket_layouts[] = {{"k2v8", VORN_HT_K2V8, 2, 8, 5, 2, 16},
                                                    {"k2v4", VORN_HT_K2V4, 2, 4, 9, 2, 20},
@@ -24,18 +24,19 @@ inline constexpr bucket_layout bucket_layouts[] = {{"k2v8", VORN_HT_K2V8, 2, 8, 
 inline uint64_t cut(uint64_t number, unsigned bits) { return bits >= 64 ? number : number & ((1ULL << bits) - 1); }
 
 struct table_row {
-  uint64_t hash, tag, value; // the value of a slot, or the left one of a pair
+  uint64_t hash, tag, value; // the value of a slot, or the left value of a pair
 };
 using pairs = std::vector<std::pair<uint64_t, uint64_t>>;
 
-// A copy of the memory in which all buckets lie; chains are addresses in that memory.  part: of all rows, or negative.
+// A copy of the memory with all buckets.  Chains are addresses in the original memory.  part is the partition of all
+// rows, or negative.
 struct hash_table {
   const bucket_layout &layout;
   const vorn_hash_table &ht;
   const uint8_t *memory;
   std::vector<uint8_t> bytes;
 
-  // The bits of the partition number where they stand; none in a table without partitions.
+  // The bits of the partition number at their position in the hash value.  A table without partitions has none.
   uint64_t high_bits(uint64_t hash, int32_t part) const {
     const bool one = ht.vorn_ht_part_hi_bit == ht.vorn_ht_bucket_hi_bit && ht.vorn_ht_part_low_bits == 0;
     return part >= 0 || one ? 0 : cut(hash, ht.vorn_ht_part_hi_bit + 1U);
@@ -49,16 +50,16 @@ struct hash_table {
   uint32_t full_part(uint64_t hash, int32_t part) const {
     return static_cast<uint32_t>(high_bits(hash, part) / 2 >> std::min<unsigned>(ht.vorn_ht_bucket_hi_bit, 63));
   }
-  uint8_t *here(const void *address) { return bytes.data() + (static_cast<const uint8_t *>(address) - memory); }
+  uint8_t *copy_of(const void *address) { return bytes.data() + (static_cast<const uint8_t *>(address) - memory); }
   std::vector<uint8_t *> chain(uint64_t hash, int32_t part) {
     const uint64_t bucket = cut(hash, ht.vorn_ht_bucket_hi_bit + 1U) >> 8 * layout.tag_size;
-    std::vector<uint8_t *> buckets = {here(ht.vorn_ht_tables[partition(hash, part)]) + 64 * bucket};
+    std::vector<uint8_t *> buckets = {copy_of(ht.vorn_ht_tables[partition(hash, part)]) + 64 * bucket};
     while (*buckets.back() & 0x80)
-      buckets.push_back(here(reinterpret_cast<void *>(number(buckets.back() + 56, 8))));
+      buckets.push_back(copy_of(reinterpret_cast<void *>(number(buckets.back() + 56, 8))));
     return buckets;
   }
 
-  // Bucket and value of the slots that have a tag.
+  // Bucket and value of each slot with the tag.
   std::vector<std::pair<uint8_t *, uint64_t>> slots(const std::vector<uint8_t *> &buckets, uint64_t tag) const {
     std::vector<std::pair<uint8_t *, uint64_t>> found;
     for (uint8_t *bucket : buckets)
@@ -73,10 +74,10 @@ struct hash_table {
     return number;
   }
 
-  // Inserts rows from one on and gives the first one without room, or their number.
+  // Inserts rows from `row` on.  Returns the first row without room, or the number of rows.
   size_t insert(const std::vector<table_row> &rows, size_t row, int32_t part, std::vector<void *> &free,
                 const std::vector<void *> &end) {
-    bool room = false; // had each row of the batch in its first bucket
+    bool room = false; // whether the first bucket of each row of the batch had room
     for (size_t in_batch = 0; row < rows.size(); ++row, ++in_batch) {
       const size_t left = std::min<size_t>(rows.size() - row, 1024);
       if (in_batch % 1024 == 0)
@@ -93,7 +94,7 @@ struct hash_table {
       if (full) {
         *last |= 0x80;
         std::memcpy(last + 56, &free[in], 8);
-        last = here(free[in]);
+        last = copy_of(free[in]);
         free[in] = static_cast<uint8_t *>(free[in]) + 64;
       }
       if (full || (room && *last == 0))
@@ -105,7 +106,7 @@ struct hash_table {
     return row;
   }
 
-  // The pairs of rows from one on, which becomes the first one without room, or their number.
+  // Finds the pairs of rows from `row` on.  `row` becomes the first row without room, or the number of rows.
   pairs probe(const std::vector<table_row> &rows, size_t &row, size_t capacity) {
     pairs all;
     for (size_t done = 0; row < rows.size(); ++row, done = all.size()) {

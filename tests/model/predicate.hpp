@@ -1,4 +1,4 @@
-// What a predicate means and which rows a scan selects, told one bit, byte and row at a time.
+// The meaning of predicates and the rows that a scan selects, one bit, byte and row at a time.
 #pragma once
 
 #include <cstdint>
@@ -9,8 +9,8 @@
 
 namespace vorn_model {
 
-// Key: a number, or a pair that sorts by its first member and then its second.  The answers in the order of the
-// opcodes.
+// Key is a number, or a pair that sorts by its first member and then by its second.  The results are in the order of
+// the opcodes.
 template <class Key>
 bool satisfies(const Key &x, unsigned opcode, const Key &c, const Key &hi) {
   const bool by_opcode[] = {
@@ -26,14 +26,14 @@ struct result {
   uint32_t count = 0;
 };
 
-// The rows for which matches(row) holds; mask and filter may be null.
+// The rows with matches(row).  mask and filter may be null.
 template <class Matches>
 result select(uint32_t nrows, const uint64_t *mask, const uint64_t *filter, Matches matches) {
   result expected;
   expected.words.resize((uint64_t{nrows} + 63) / 64);
   for (uint32_t row = 0; row < nrows; ++row) {
-    const bool kept = (mask == nullptr || bit(mask, row)) && (filter == nullptr || bit(filter, row));
-    if (kept && matches(row)) {
+    const bool included = (mask == nullptr || bit(mask, row)) && (filter == nullptr || bit(filter, row));
+    if (included && matches(row)) {
       expected.words[row / 64] |= uint64_t{1} << row % 64;
       ++expected.count;
     }
@@ -50,7 +50,7 @@ inline uint64_t code_at(const uint8_t *stream, unsigned width, uint64_t row) {
   return code;
 }
 
-// As many bits at once as a byte takes.
+// Writes as many bits at once as fit in a byte.
 inline void put_code(uint8_t *stream, unsigned width, uint64_t row, uint64_t code) {
   uint64_t bit = row * width;
   for (unsigned left = width, taken; left != 0; left -= taken, bit += taken) {
@@ -70,7 +70,7 @@ struct predicate {
   uint32_t hi;
 };
 
-// A full pass at the widths 8 and 16 takes from the constants only as many bytes as a code has.
+// A full scan at the widths 8 and 16 takes only as many bytes of the constants as a code has.
 inline bool matches(const predicate &p, uint64_t x, bool selective) {
   const uint64_t mask = selective || (p.width != 8 && p.width != 16) ? ~0U : (1U << p.width) - 1;
   return satisfies(x, p.opcode, p.c & mask, p.hi & mask) && !(p.nulls && x == 0);
@@ -78,10 +78,10 @@ inline bool matches(const predicate &p, uint64_t x, bool selective) {
 
 // Fixed and dynamic-packed values.
 
-// The value and its length code; without the second key the code is 0 throughout.
+// A value and its length code.  Without the second key, every code is 0.
 using sort_pair = std::pair<uint64_t, unsigned>;
 
-// The first `size` bytes as a big-endian number, padded with zero bytes on the right to `width` bytes.
+// The first `size` bytes as a big-endian number, padded on the right with zeros to `width` bytes.
 inline uint64_t value_at(const uint8_t *bytes, unsigned size, unsigned width) {
   uint64_t value = 0;
   for (unsigned i = 0; i < width; ++i)
@@ -89,7 +89,7 @@ inline uint64_t value_at(const uint8_t *bytes, unsigned size, unsigned width) {
   return value;
 }
 
-// Bits of a length code in the classes of 16, 32 and 64 bits.
+// The number of bits of a length code in the classes of 16, 32 and 64 bits.
 inline unsigned length_code_bits(unsigned width_class) { return width_class / 16; }
 
 inline unsigned length_code_shift(unsigned bits, uint64_t row) {
@@ -107,7 +107,7 @@ inline void put_length_code(uint8_t *lens, unsigned bits, uint64_t row, unsigned
   lens[row * bits / 8] = static_cast<uint8_t>(others | code << shift);
 }
 
-// The rows of a dynamic-packed stream, each after the one before it.
+// The rows of a dynamic-packed stream, one after the other.
 inline std::vector<sort_pair> dynp_rows(const uint8_t *values, const uint8_t *lens, unsigned width_class,
                                         uint32_t nrows) {
   std::vector<sort_pair> rows;

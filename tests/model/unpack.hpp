@@ -1,4 +1,4 @@
-// What one call of an unpacker has to do, row by row.
+// The expected result of one call of an unpacker, row by row.
 #pragma once
 
 #include <algorithm>
@@ -8,7 +8,7 @@
 
 namespace vorn_model {
 
-// A column by rows.  Without runs every row has a code of its own.
+// The rows of a column.  Without runs every row has its own code.
 struct unpack_source {
   std::vector<uint32_t> row_codes;
   std::optional<std::vector<uint32_t>> run_lengths;
@@ -29,7 +29,7 @@ struct unpack_result {
   bool selective;
 };
 
-// rows: those of the filter or of the list, in ascending order.
+// rows are the rows of the filter or of the list, in ascending order.
 inline unpack_result unpack(const unpack_source &src, unpack_form form, const std::vector<uint32_t> &rows,
                             unpack_position at, uint32_t room) {
   std::vector<uint32_t> wanted;
@@ -48,7 +48,7 @@ inline unpack_result unpack(const unpack_source &src, unpack_form form, const st
   for (const uint32_t row : wanted)
     result.codes.push_back(src.row_codes[row]);
 
-  // The last row dealt with.
+  // The last visited row.
   uint32_t &last = result.position.start_slot;
   if (form == unpack_form::filter && (exhausted || (src.run_lengths && room == 0)))
     last = src.nrows() - 1;
@@ -57,7 +57,7 @@ inline unpack_result unpack(const unpack_source &src, unpack_form form, const st
   else if (form != unpack_form::list)
     last = at.start_slot - 1;
 
-  // The run of the last row written; a cursor that is not taken over stands before the first run.
+  // The run of the last written row.  Without a valid cursor the walk begins before the first run.
   if (src.run_lengths && (form != unpack_form::range || !wanted.empty())) {
     uint32_t run = at.run_idx, end = at.run_end;
     if (at.start_slot == 0 || at.run_end == 0)
