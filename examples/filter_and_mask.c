@@ -14,7 +14,7 @@ static uint8_t age_of(unsigned row) { return (uint8_t) (row * 37 % 100); }
 static uint8_t region_of(unsigned row) { return (uint8_t) (row * 7 % 10); }
 static int is_deleted(unsigned row) { return row % 9 == 0; }
 
-static int has(const uint64_t *bits, unsigned row) { return bits[row / 64] >> row % 64 & 1; }
+static int has(const uint64_t *bits, unsigned row) { return (bits[row / 64] >> row % 64 & 1) != 0; }
 
 /* Prints the selected rows; 1 when they are not those that the plain question finds. */
 static int differs(const char *what, const uint64_t *bits, uint32_t count, int with_or, uint8_t age) {

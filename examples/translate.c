@@ -15,9 +15,9 @@ static const char *const cities[CITIES] = {"Atlanta", "Boise", "Chicago", "Denve
 static const char *const airports[AIRPORTS] = {"Denver", "Fresno", "Atlanta", "Chicago"};
 
 static uint8_t airport_of(const char *city) {
-  for (uint8_t airport = 0; airport < AIRPORTS; ++airport)
+  for (unsigned airport = 0; airport < AIRPORTS; ++airport)
     if (strcmp(airports[airport], city) == 0)
-      return airport;
+      return (uint8_t) airport;
   return NONE;
 }
 
