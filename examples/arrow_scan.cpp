@@ -3,6 +3,7 @@
 #include "store/arrow/export.hpp"
 #include "store/arrow/import.hpp"
 #include "store/query/condition.hpp"
+#include "store/query/filter.hpp"
 #include <vorn/stand_in.hpp>
 
 #include <array>
@@ -62,6 +63,12 @@ void show(const ArrowArray &batch) {
 
 } // namespace other_library
 
+store::expression compared(const char *column, store::comparison op, const char *constant) {
+  return {store::expression::kind::single,
+          {column, false, store::comparison_test{op, {store::constant::form::text, constant}}},
+          {}};
+}
+
 void run() {
   vorn_host::environment host;
   const vorn_ctx ctx = host.context();
@@ -71,7 +78,13 @@ void run() {
     std::printf("%s is stored as %s of %u bits\n", c->name.c_str(), store::encoding_name(c->form).data(), c->width);
 
   store::selection late;
-  const store::query asked(store::parse_condition("origin = ATL and delay > 20 or delay >= 60", table.columns),
+  // origin = ATL and delay > 20 or delay >= 60
+  using kind = store::expression::kind;
+  const store::expression from_atlanta{
+      kind::all_of,
+      {},
+      {compared("origin", store::comparison::eq, "ATL"), compared("delay", store::comparison::gt, "20")}};
+  const store::query asked({kind::any_of, {}, {from_atlanta, compared("delay", store::comparison::ge, "60")}},
                            table.encoded);
   asked.run(ctx, late);
 

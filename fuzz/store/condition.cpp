@@ -216,7 +216,7 @@ std::optional<selecting> selecting_from(input &from) {
   if (!asked)
     return std::nullopt;
   selecting out{std::move(*asked), {}};
-  for (const truth holds : truths_of(out.asked.root))
+  for (const truth holds : truths_of(out.asked))
     out.expected.push_back(holds == truth::yes);
   return out;
 }

@@ -11,9 +11,9 @@
 #include <fmt/ranges.h>
 
 #include "fuzz/store/targets.hpp"
+#include "sql/table_file.hpp"
+#include "sql/values.hpp"
 #include "store/decode/row_reader.hpp"
-#include "store/duckdb/table_file.hpp"
-#include "store/duckdb/values.hpp"
 #include "store/error.hpp"
 #include "tests/store/scratch_folder.hpp"
 

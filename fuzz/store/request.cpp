@@ -8,8 +8,8 @@
 
 #include "fuzz/store/sample_table.hpp"
 #include "fuzz/store/targets.hpp"
+#include "sql/request.hpp"
 #include "store/error.hpp"
-#include "store/plan/request.hpp"
 
 namespace vorn_fuzz {
 
@@ -108,7 +108,7 @@ store::request read_request(const std::vector<std::vector<char>> &lines) {
       break;
     }
     default:
-      out.where = parse_condition({line.data(), line.size()}, names());
+      out.set_where(parse_condition({line.data(), line.size()}, names()));
     }
   }
   return out;

@@ -4,7 +4,7 @@
 
 #include <fmt/format.h>
 
-#include "store/duckdb/values.hpp"
+#include "sql/values.hpp"
 #include "tests/store/scratch_folder.hpp"
 
 namespace vorn_fuzz {

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "store/duckdb/reference.hpp"
+#include "sql/reference.hpp"
 #include "store/query/filter.hpp"
 #include "store/value/value.hpp"
 

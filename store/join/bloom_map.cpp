@@ -3,8 +3,8 @@
 #include <algorithm>
 
 #include "store/encode/big_endian.hpp"
-#include "store/join/row_vector.hpp"
 #include "store/join/sizing.hpp"
+#include "store/library/row_vector.hpp"
 
 namespace store {
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "store/join/row_vector.hpp"
+#include "store/library/row_vector.hpp"
 
 namespace store {
 

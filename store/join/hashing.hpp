@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "store/join/row_vector.hpp"
+#include "store/library/row_vector.hpp"
 #include <vorn/vorn.h>
 
 namespace store {

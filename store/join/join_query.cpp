@@ -29,12 +29,12 @@ void check_joinable(const column_info &first, const column_info &second) {
                             shortened(first.sql_type), shortened(second.name), shortened(second.sql_type)));
 }
 
-join_query::join_query(const join_keys &keys, const condition *asked, const column_map &first_columns,
+join_query::join_query(const join_keys &keys, const expression *asked, const column_map &first_columns,
                        const column_map &second_columns)
     : first(first_columns), second(second_columns), first_key(first.at(keys.first)),
       second_key(second.at(keys.second)) {
   if (asked != nullptr)
-    split(asked->root, false);
+    split(*asked, false);
   // NULL equals nothing.
   for (const bool of_second : {false, true})
     if (const column &key = of_second ? second_key : first_key; key.has_nulls())
@@ -65,8 +65,7 @@ join_query::part join_query::bound(const expression &e, bool is_false) {
   part out;
   if (const bool of_second = asks(e, true); asks(e, false) != of_second) {
     out.question = questions.size();
-    const condition asked{signed_expression(e, is_false), {}, {}};
-    questions.push_back({of_second, query(asked, of_second ? second : first)});
+    questions.push_back({of_second, query(signed_expression(e, is_false), of_second ? second : first)});
   } else {
     out.what = joins_by_and(e, is_false) ? kind::all_of : kind::any_of;
     for (const expression &p : e.parts)
@@ -89,7 +88,7 @@ std::optional<selection> join_query::filtered(const execution &on, bool of_secon
   const std::vector<expression> &all = filters[of_second];
   std::optional<selection> out;
   if (!all.empty())
-    query(condition{{kind::all_of, {}, all}, {}, {}}, of_second ? second : first).run(on, out.emplace());
+    query({kind::all_of, {}, all}, of_second ? second : first).run(on, out.emplace());
   if (narrowed[of_second])
     out = narrowed[of_second](out ? &*out : nullptr);
   return out;

@@ -28,7 +28,7 @@ class join_query {
 public:
   // The columns of both tables, which outlive this, have names of their own.  Without a condition all joined rows are
   // asked for.  Throws store::error as query does.
-  join_query(const join_keys &keys, const condition *asked, const column_map &first, const column_map &second);
+  join_query(const join_keys &keys, const expression *asked, const column_map &first, const column_map &second);
 
   // Joins only those rows of a table, among selected ones or all, that something else selects too, which is asked while
   // a join begins.

@@ -7,7 +7,7 @@
 #include <variant>
 #include <vector>
 
-#include "store/join/row_vector.hpp"
+#include "store/library/row_vector.hpp"
 #include "store/value/value.hpp"
 
 namespace store {

@@ -1,6 +1,6 @@
 #include "store/join/prober.hpp"
 
-#include "store/join/row_vector.hpp"
+#include "store/library/row_vector.hpp"
 
 namespace store {
 

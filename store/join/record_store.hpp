@@ -10,8 +10,8 @@
 
 #include "store/encode/aligned.hpp"
 #include "store/join/prober.hpp"
-#include "store/join/row_vector.hpp"
 #include "store/join/sizing.hpp"
+#include "store/library/row_vector.hpp"
 #include <vorn/vorn.h>
 
 namespace store {

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "store/join/row_vector.hpp"
+#include "store/library/row_vector.hpp"
 #include "store/value/value.hpp"
 
 namespace store {

@@ -5,7 +5,7 @@
 #include <cstddef>
 
 #include "store/encode/big_endian.hpp"
-#include "store/join/row_vector.hpp"
+#include "store/library/row_vector.hpp"
 
 namespace store {
 
@@ -14,10 +14,10 @@ namespace {
 constexpr uint32_t limb_bits = 32;
 constexpr uint64_t largest_low_limb = (uint64_t{1} << limb_bits) - 1;
 // Of an integer that is not cut: the sums of a batch of them are far from the end of 64 bits.
-constexpr int128 largest_whole = int128{1} << 46;
+constexpr __int128 largest_whole = __int128{1} << 46;
 
 // The smallest and the largest number of a column; false without any.
-bool range_of(const column &of, int128 &low, int128 &high) {
+bool range_of(const column &of, __int128 &low, __int128 &high) {
   if (of.rows == 0 || of.first_ordinal() > of.last_ordinal())
     return false;
   low = integer_of(of.value_of(of.first_ordinal()), of.type.kind);
@@ -27,11 +27,11 @@ bool range_of(const column &of, int128 &low, int128 &high) {
 
 } // namespace
 
-int128 integer_of(const cell &number, value_kind kind) {
+__int128 integer_of(const cell &number, value_kind kind) {
   if (const auto *wide = std::get_if<wide_key>(&number))
     return number_of(*wide);
   const int64_t key = std::get<int64_t>(number);
-  return kind == value_kind::natural ? int128{natural_of_key(key)} : int128{key};
+  return kind == value_kind::natural ? __int128{natural_of_key(key)} : __int128{key};
 }
 
 double real_of(const cell &number, const column_type &type) {
@@ -49,8 +49,8 @@ number_form form_of(const number_column &read) {
   out.kind = of.type.kind;
   out.is_nullable = of.has_nulls();
   out.is_real = read.as_real || out.kind == value_kind::single || out.kind == value_kind::real;
-  int128 low = 0;
-  int128 high = 0;
+  __int128 low = 0;
+  __int128 high = 0;
   if (out.is_real || !range_of(of, low, high))
     return out;
   if (low >= -largest_whole && high <= largest_whole) {
@@ -79,9 +79,9 @@ void numbers::assign(std::span<const cell> cells) {
       words[0][i] = std::bit_cast<uint64_t>(is_null ? 0.0 : real_of(cells[i], type));
       continue;
     }
-    const int128 integer = is_null ? 0 : integer_of(cells[i], form.kind);
+    const __int128 integer = is_null ? 0 : integer_of(cells[i], form.kind);
     for (uint32_t limb = 0; limb < form.limbs; ++limb) {
-      const int128 rest = integer >> (limb_bits * limb);
+      const __int128 rest = integer >> (limb_bits * limb);
       const bool is_highest = limb + 1 == form.limbs;
       words[limb][i] = big_endian(static_cast<uint64_t>(rest) & (is_highest ? ~uint64_t{0} : largest_low_limb));
     }

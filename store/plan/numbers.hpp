@@ -17,8 +17,6 @@
 
 namespace store {
 
-using int128 = __int128;
-
 struct number_form {
   value_kind kind = value_kind::integer; // of the column
   bool is_real = false;
@@ -38,7 +36,7 @@ struct number_column {
 number_form form_of(const number_column &read);
 
 // The integer, or a real as double, of a number.
-int128 integer_of(const cell &number, value_kind kind);
+__int128 integer_of(const cell &number, value_kind kind);
 double real_of(const cell &number, const column_type &type);
 
 class numbers {

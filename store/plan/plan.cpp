@@ -20,7 +20,7 @@ namespace {
 
 class planner {
 public:
-  planner(const execution &on, const plan_tables &tables, const request &requested, const plan_settings &chosen)
+  planner(const execution &on, const plan_tables &tables, const query_spec &requested, const plan_settings &chosen)
       : run(on), from(tables), asked(requested), settings(chosen) {}
 
   std::unique_ptr<row_source> whole() const {
@@ -196,7 +196,7 @@ private:
 
   execution run;
   const plan_tables &from;
-  const request &asked;
+  const query_spec &asked;
   const plan_settings &settings;
 };
 
@@ -214,7 +214,7 @@ std::vector<output_column> plan_tables::outputs(std::span<const std::string> nam
   return out;
 }
 
-std::unique_ptr<row_source> planned(const execution &on, const plan_tables &from, const request &asked,
+std::unique_ptr<row_source> planned(const execution &on, const plan_tables &from, const query_spec &asked,
                                     const plan_settings &settings) {
   return planner(on, from, asked, settings).whole();
 }

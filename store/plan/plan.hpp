@@ -1,4 +1,4 @@
-// The plan of a request: a chain of row sources, each of which pulls its rows from the one below it.
+// The plan of a query: a chain of row sources, each of which pulls its rows from the one below it.
 //
 //     rows      scan or join                  sort   limit
 //     groups    scan or join   grouping       sort   limit
@@ -15,13 +15,13 @@
 #include "store/decode/row_source.hpp"
 #include "store/join/join_query.hpp"
 #include "store/plan/dense_groups.hpp"
-#include "store/plan/request.hpp"
+#include "store/plan/query_spec.hpp"
 #include "store/query/filter.hpp"
 #include <vorn/vorn.h>
 
 namespace store {
 
-// One table, or two that are joined, with the columns that a request takes and at least one.
+// One table, or two that are joined, with the columns that a query takes and at least one.
 struct plan_tables {
   const column_map &first;
   const column_map *second = nullptr;
@@ -30,7 +30,7 @@ struct plan_tables {
   const column &at(const std::string &name) const;
   std::vector<output_column> outputs(std::span<const std::string> names) const;
   // Of two tables.
-  join_query joined_by(const condition *asked) const { return {keys, asked, first, *second}; }
+  join_query joined_by(const expression *asked) const { return {keys, asked, first, *second}; }
 };
 
 struct plan_settings {
@@ -38,8 +38,8 @@ struct plan_settings {
   join_settings join;
 };
 
-// The rows of the answer.  Context, threads, tables and request outlive them.  Throws store::error as a condition does.
-std::unique_ptr<row_source> planned(const execution &on, const plan_tables &from, const request &asked,
+// The rows of the answer.  Context, threads, tables and query outlive them.  Throws store::error as a condition does.
+std::unique_ptr<row_source> planned(const execution &on, const plan_tables &from, const query_spec &asked,
                                     const plan_settings &settings = {});
 
 } // namespace store

@@ -3,12 +3,10 @@
 #include <memory>
 
 #include <fmt/format.h>
-#include <fmt/ranges.h>
 
 #include "store/decode/row_cursor.hpp"
 #include "store/decode/row_reader.hpp"
-#include "store/duckdb/connection.hpp"
-#include "store/join/row_vector.hpp"
+#include "store/library/row_vector.hpp"
 #include "store/plan/numbers.hpp"
 
 namespace store {
@@ -46,20 +44,6 @@ private:
 };
 
 } // namespace
-
-std::string polygon::sql() const {
-  const std::string x = fmt::format("{}::DOUBLE", duckdb::quoted_name(x_column));
-  const std::string y = fmt::format("{}::DOUBLE", duckdb::quoted_name(y_column));
-  std::vector<std::string> crossings;
-  for (size_t i = 0; i < xs.size(); ++i) {
-    const size_t before = (i == 0 ? xs.size() : i) - 1;
-    const auto real = [](double number) { return fmt::format("'{}'::DOUBLE", number); };
-    crossings.push_back(fmt::format("coalesce((({0} < {2}) <> ({0} < {4}) AND "
-                                    "(({3} - {1}) * ({0} - {2})) / ({4} - {2}) + {1} > {5})::INTEGER, 0)",
-                                    y, real(xs[i]), real(ys[i]), real(xs[before]), real(ys[before]), x));
-  }
-  return fmt::format("({}) % 2 = 1", fmt::join(crossings, " + "));
-}
 
 selection inside(const execution &run, const polygon &area, const column &x, const column &y, const selection *among) {
   selection out;

@@ -18,9 +18,6 @@ struct polygon {
   std::string y_column;
   std::vector<double> xs;
   std::vector<double> ys;
-
-  // The same as a condition of SQL: the edges that a ray from the point towards growing x crosses are odd in number.
-  std::string sql() const;
 };
 
 // The rows of `among`, of all rows without it, whose point lies inside.  A point of which a coordinate is NULL does

@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "store/error.hpp"
-#include "store/join/row_vector.hpp"
+#include "store/library/row_vector.hpp"
 
 namespace store {
 
@@ -97,11 +97,11 @@ void summation::add(summation &other, std::span<const uint32_t> groups_here) {
     counts.add(other.counts, groups_here);
 }
 
-int128 summation::integer(uint32_t group) const {
-  int128 out = 0;
+__int128 summation::integer(uint32_t group) const {
+  __int128 out = 0;
   for (uint32_t limb = form.limbs; limb-- > 0;) {
-    const int128 sum = sums[limb][group] + (group < totals[limb].size() ? totals[limb][group] : 0);
-    if (__builtin_mul_overflow(out, int128{1} << 32, &out) || __builtin_add_overflow(out, sum, &out))
+    const __int128 sum = sums[limb][group] + (group < totals[limb].size() ? totals[limb][group] : 0);
+    if (__builtin_mul_overflow(out, __int128{1} << 32, &out) || __builtin_add_overflow(out, sum, &out))
       throw error("a sum takes more than 128 bits");
   }
   return out;

@@ -47,7 +47,7 @@ public:
 
   double real(uint32_t group) const { return reals[group]; }
   // Throws store::error when the sum takes more than 128 bits.
-  int128 integer(uint32_t group) const;
+  __int128 integer(uint32_t group) const;
 
   // Rows that are not NULL, unless none can be.
   const group_counts &present() const { return counts; }
@@ -64,7 +64,7 @@ private:
 
   // Integers: accumulators for each limb, and what was taken out of them before they could overflow.
   std::array<aligned_vector<int64_t>, 4> sums;
-  std::array<std::vector<int128>, 4> totals;
+  std::array<std::vector<__int128>, 4> totals;
   uint64_t rows_pending = 0;
 
   group_counts counts;

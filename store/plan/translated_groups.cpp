@@ -6,8 +6,8 @@
 #include <utility>
 
 #include "store/decode/row_reader.hpp"
-#include "store/join/row_vector.hpp"
 #include "store/join/value_bytes.hpp"
+#include "store/library/row_vector.hpp"
 #include "store/query/filter.hpp"
 
 namespace store {

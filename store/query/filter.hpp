@@ -28,7 +28,7 @@ class query {
 public:
   // The columns outlive this.  Throws store::error when a constant is not of its column's type, and for a column that
   // cannot be searched.
-  query(const condition &asked, const column_map &columns);
+  query(const expression &asked, const column_map &columns);
 
   // The rows on which the condition is true.
   void run(const execution &on, selection &out) const { run(root, on, nullptr, out); }

@@ -7,15 +7,15 @@
 #include <fmt/ranges.h>
 
 #include "host/stand_in.hpp"
+#include "sql/connection.hpp"
+#include "sql/request.hpp"
 #include "store/arrow/export.hpp"
 #include "store/arrow/handed_out.hpp"
 #include "store/arrow/import.hpp"
 #include "store/arrow/owner.hpp"
 #include "store/decode/row_source.hpp"
-#include "store/duckdb/connection.hpp"
 #include "store/error.hpp"
 #include "store/plan/plan.hpp"
-#include "store/query/condition.hpp"
 
 extern "C" {
 int duckdb_query_arrow(void *connection, const char *query, void **result);
@@ -150,7 +150,7 @@ TEST(arrow, rows_of_plans_go_to_duckdb) {
   };
   for (const auto &q : asked) {
     request wanted;
-    wanted.where = parse_condition(q.where, names);
+    wanted.set_where(parse_condition(q.where, names));
     if (*q.columns != '\0')
       wanted.columns = parse_columns(q.columns, names);
     wanted.is_grouped = q.sums != nullptr;

@@ -10,9 +10,9 @@
 
 #include <fmt/format.h>
 
+#include "sql/condition.hpp"
 #include "store/encode/encoder.hpp"
 #include "store/error.hpp"
-#include "store/query/condition.hpp"
 #include "store/query/ordinal_test.hpp"
 #include "tests/model/predicate.hpp"
 

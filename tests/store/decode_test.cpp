@@ -8,9 +8,9 @@
 
 #include <fmt/format.h>
 
-#include "store/decode/projection.hpp"
-#include "store/duckdb/table_file.hpp"
-#include "store/duckdb/values.hpp"
+#include "sql/table_file.hpp"
+#include "sql/values.hpp"
+#include "sql/verify_rows.hpp"
 #include "store/error.hpp"
 #include "tests/store/scratch_folder.hpp"
 #include "tests/support/implementation.hpp"
@@ -24,16 +24,16 @@ column load(const table_file &file, const std::string &name, const encoding_choi
 }
 
 // Decodes all rows and compares each with DuckDB's.
-projection decoded(const vorn_ctx &ctx, const column &c, duckdb::connection &db, const table_file &file,
-                   std::string *first = nullptr) {
+verification decoded(const vorn_ctx &ctx, const column &c, duckdb::connection &db, const table_file &file,
+                     std::string *first = nullptr) {
   const column *columns[] = {&c};
-  return project(ctx, columns, nullptr,
-                 db.query(fmt::format("SELECT {} FROM {}", sql_values(c.name, c.type), file.sql())), 1,
-                 [&](row_block rows) {
-                   EXPECT_EQ(rows[0].size(), 1U);
-                   if (first != nullptr)
-                     append_text(*first, rows[0][0], c.type);
-                 });
+  return verify_rows(ctx, columns, nullptr,
+                     db.query(fmt::format("SELECT {} FROM {}", sql_values(c.name, c.type), file.sql())), 1,
+                     [&](row_block rows) {
+                       EXPECT_EQ(rows[0].size(), 1U);
+                       if (first != nullptr)
+                         append_text(*first, rows[0][0], c.type);
+                     });
 }
 
 vorn_ctx decompressing(vorn_host::environment &env) {
@@ -71,7 +71,7 @@ TEST(decode, gives_back_the_flights_from_every_encoding) {
         const vorn_ctx ctx = decompressing(env);
         for (const column *c : {&plain, compressed ? &*compressed : nullptr})
           if (c != nullptr) {
-            const projection rows = decoded(ctx, *c, db, file);
+            const verification rows = decoded(ctx, *c, db, file);
             EXPECT_EQ(rows.count, FLIGHT_ROWS);
             EXPECT_TRUE(rows.agree) << (c->compressed ? "compressed" : "plain");
           }

@@ -10,11 +10,12 @@
 
 #include <fmt/format.h>
 
-#include "store/decode/projection.hpp"
+#include "sql/condition.hpp"
+#include "sql/verify_rows.hpp"
 #include "store/join/join_query.hpp"
-#include "store/vornq/tables.hpp"
 #include "tests/store/scratch_folder.hpp"
 #include "tests/support/implementation.hpp"
+#include "vornq/tables.hpp"
 
 namespace {
 
@@ -121,8 +122,8 @@ TEST(join, gives_the_rows_of_a_nested_loop_and_of_duckdb) {
         const join_settings settings = text == conditions[0] ? join_settings{false} : random_settings(random);
         const join_query query = from.query_for(&asked);
         const auto rows_of_join = query.run(ctx, from.outputs(names), settings);
-        ASSERT_TRUE(
-            project(*rows_of_join, headings_of(shown), checker.values(shown, asked.sql), 0, [](row_block) {}).agree);
+        ASSERT_TRUE(verify_rows(*rows_of_join, headings_of(shown), checker.values(shown, asked.sql), 0, [](row_block) {
+                    }).agree);
         const join_statistics did = rows_of_join->statistics();
         false_candidates += did.candidates - did.confirmed;
         EXPECT_EQ(did.map_bytes != 0, settings.bloom.value_or(did.probed_rows > did.built_rows));

@@ -9,12 +9,13 @@
 
 #include <fmt/format.h>
 
-#include "store/decode/projection.hpp"
+#include "sql/request.hpp"
+#include "sql/verify_rows.hpp"
 #include "store/plan/limit.hpp"
 #include "store/plan/plan.hpp"
-#include "store/vornq/tables.hpp"
 #include "tests/store/scratch_folder.hpp"
 #include "tests/support/implementation.hpp"
+#include "vornq/tables.hpp"
 
 namespace {
 
@@ -81,7 +82,7 @@ constexpr query joined_queries[] = {
 request requested(const query &q, const column_names &names) {
   request out;
   if (*q.where != '\0')
-    out.where = parse_condition(q.where, names);
+    out.set_where(parse_condition(q.where, names));
   if (*q.columns != '\0')
     out.columns = parse_columns(q.columns, names);
   out.is_grouped = q.aggregates != no_groups;
@@ -149,8 +150,9 @@ TEST(plan, answers_as_duckdb_does) {
                                      q.aggregates == no_groups ? "rows" : q.aggregates, q.columns, q.order, q.where,
                                      implementation.name, settings.dense.room));
             const request asked = requested(q, all.names()).comparable(all.names());
-            const projection found = project(*planned(ctx, all.plan(), asked, settings), asked.headings(all.names()),
-                                             checker.answer(asked.sql(all.names(), true)), 0, [](row_block) {});
+            const verification found =
+                verify_rows(*planned(ctx, all.plan(), asked, settings), asked.headings(all.names()),
+                            checker.answer(asked.sql(all.names(), true)), 0, [](row_block) {});
             EXPECT_TRUE(found.agree);
             EXPECT_TRUE(copies != 0 || found.rounded == 0) << found.rounded << " sums are of another order";
           }

@@ -9,15 +9,15 @@
 
 #include <fmt/format.h>
 
-#include "store/decode/projection.hpp"
-#include "store/duckdb/connection.hpp"
-#include "store/duckdb/reference.hpp"
-#include "store/duckdb/table_file.hpp"
-#include "store/query/condition.hpp"
+#include "sql/condition.hpp"
+#include "sql/connection.hpp"
+#include "sql/reference.hpp"
+#include "sql/table_file.hpp"
+#include "sql/verify_rows.hpp"
 #include "store/query/filter.hpp"
-#include "store/vornq/measure.hpp"
 #include "tests/store/scratch_folder.hpp"
 #include "tests/support/implementation.hpp"
+#include "vornq/measure.hpp"
 
 namespace {
 
@@ -288,10 +288,10 @@ TEST(query, selects_the_rows_that_duckdb_selects) {
           ASSERT_EQ(selected.words, expected.words);
           if (which != projecting)
             continue;
-          const projection had_back =
-              project(ctx, shown, &selected, checker.values(shown, asked.sql), 0, [](row_block) {});
-          EXPECT_EQ(had_back.count, expected.count);
-          EXPECT_TRUE(had_back.agree) << shown.front()->name << " to " << shown.back()->name;
+          const verification decoded_rows =
+              verify_rows(ctx, shown, &selected, checker.values(shown, asked.sql), 0, [](row_block) {});
+          EXPECT_EQ(decoded_rows.count, expected.count);
+          EXPECT_TRUE(decoded_rows.agree) << shown.front()->name << " to " << shown.back()->name;
         }
       }
     }
@@ -314,7 +314,7 @@ TEST(measure, notices_when_duckdb_counts_otherwise) {
   EXPECT_FALSE(measure({library, threads, checker}, columns, parse_condition("n = 2", loaded.columns())).agree);
 }
 
-TEST(projection, notices_what_duckdb_has_otherwise) {
+TEST(verify_rows, notices_what_duckdb_has_otherwise) {
   const vorn_test::scratch_folder folder;
   duckdb::connection db;
   const kernels library("generic", "");
@@ -328,8 +328,8 @@ TEST(projection, notices_what_duckdb_has_otherwise) {
   for (const char *name : {"n", "t"})
     shown.push_back(&columns.emplace(name, loaded.load(loaded.find(name), {}, [](uint64_t) {})).first->second);
   const auto agrees = [&](const char *rows) {
-    return project(library.chosen(), shown, nullptr, db.query(fmt::format("SELECT * FROM (VALUES {})", rows)), 0,
-                   [](row_block) {})
+    return verify_rows(library.chosen(), shown, nullptr, db.query(fmt::format("SELECT * FROM (VALUES {})", rows)), 0,
+                       [](row_block) {})
         .agree;
   };
   EXPECT_TRUE(agrees("(1::BIGINT, 'a'), (NULL, ''), (3, 'c')"));

@@ -11,13 +11,14 @@
 
 #include <fmt/format.h>
 
-#include "store/decode/projection.hpp"
+#include "sql/request.hpp"
+#include "sql/verify_rows.hpp"
 #include "store/error.hpp"
 #include "store/plan/kept_rows.hpp"
 #include "store/plan/plan.hpp"
-#include "store/vornq/tables.hpp"
 #include "tests/store/scratch_folder.hpp"
 #include "tests/support/implementation.hpp"
+#include "vornq/tables.hpp"
 
 namespace {
 
@@ -196,7 +197,7 @@ struct database {
     request out;
     out.is_grouped = random.one_in(2);
     if (!searched.empty() && !random.one_in(4))
-      out.where = parse_condition(condition(random.below(4)), loaded->names());
+      out.set_where(parse_condition(condition(random.below(4)), loaded->names()));
     for (uint64_t more = random.below(4) + (out.is_grouped ? 0 : 1); more > 0; --more)
       out.columns.push_back(random.of(names));
     std::vector<std::string> orders = out.is_grouped ? out.columns : names;
@@ -247,7 +248,8 @@ TEST_P(random_queries, are_answered_as_duckdb_does) {
       try {
         const auto rows = planned({from.ctx, threads}, from.loaded->plan(), asked, from.rooms());
         if (run == 0)
-          EXPECT_TRUE(project(*rows, headings, from.checker->answer(asked.sql(known, true)), UINT64_MAX, keep).agree);
+          EXPECT_TRUE(
+              verify_rows(*rows, headings, from.checker->answer(asked.sql(known, true)), UINT64_MAX, keep).agree);
         else
           while (rows->next() != 0)
             keep(rows->rows());

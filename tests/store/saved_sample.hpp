@@ -13,8 +13,8 @@
 
 #include "store/decode/row_reader.hpp"
 #include "store/saved/saved_table.hpp"
-#include "store/vornq/tables.hpp"
 #include "tests/store/scratch_folder.hpp"
+#include "vornq/tables.hpp"
 #include <vorn/hash.h>
 
 namespace vorn_test {

@@ -10,6 +10,7 @@
 
 #include <fmt/format.h>
 
+#include "sql/request.hpp"
 #include "store/encode/column_builder.hpp"
 #include "store/encode/encoder.hpp"
 #include "store/error.hpp"
@@ -84,7 +85,7 @@ protected:
   ~threads_test() override { vorn_global_ctx = vorn_test::initial_global_ctx; }
 
   struct question {
-    request asked;
+    query_spec asked;
     bool is_joined = false;
   };
   kept_rows answer(const question &q, const execution &on) {

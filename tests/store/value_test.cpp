@@ -8,8 +8,8 @@
 
 #include <fmt/format.h>
 
-#include "store/duckdb/connection.hpp"
-#include "store/duckdb/values.hpp"
+#include "sql/connection.hpp"
+#include "sql/values.hpp"
 #include "store/error.hpp"
 #include "store/value/constant.hpp"
 #include "store/value/value.hpp"

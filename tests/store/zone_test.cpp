@@ -7,6 +7,7 @@
 
 #include <fmt/format.h>
 
+#include "sql/condition.hpp"
 #include "store/encode/column_builder.hpp"
 #include "store/encode/encoder.hpp"
 #include "store/query/filter.hpp"
@@ -92,7 +93,7 @@ TEST_P(zone_test, calls_the_library_for_mixed_batches_alone) {
                                                        : fmt::format("n {} {}", name, border);
           SCOPED_TRACE(fmt::format("{} as {}{}", text, encoding_name(form), nulls ? " with NULLs" : ""));
           const std::vector<column_info> columns = {{"n", "BIGINT", type_of("BIGINT")}};
-          const auto tests = to_ordinals(parse_condition(text, columns).root.asked, false, on);
+          const auto tests = to_ordinals(parse_condition(text, columns).asked, false, on);
           if (tests.size() > 1)
             continue; // a list over keys
           const ordinal_test &test = tests.front();

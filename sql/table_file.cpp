@@ -1,0 +1,115 @@
+#include "sql/table_file.hpp"
+
+#include <algorithm>
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include "sql/values.hpp"
+#include "store/encode/column_builder.hpp"
+#include "store/error.hpp"
+
+namespace store {
+
+namespace {
+
+// The name of a file in a scan, which reads some characters as patterns of names.
+std::string literal_name(const std::filesystem::path &path) {
+  std::string out;
+  for (char c : path.string())
+    if (std::string_view("*?[").find(c) != std::string_view::npos)
+      out += fmt::format("[{}]", c);
+    else
+      out += c;
+  return duckdb::quoted_text(out);
+}
+
+std::string list_of(std::span<const std::filesystem::path> paths) {
+  std::vector<std::string> names;
+  for (const std::filesystem::path &path : paths)
+    names.push_back(literal_name(path));
+  return fmt::format("[{}]", fmt::join(names, ", "));
+}
+
+std::string scan_of(std::span<const std::filesystem::path> paths) {
+  const std::string extension = paths.front().extension().string();
+  for (const std::filesystem::path &path : paths) {
+    if (!std::filesystem::exists(path))
+      throw error(fmt::format("no such file: {}", shortened(path.string())));
+    if (path.extension() != ".parquet" && path.extension() != ".csv")
+      throw error(fmt::format("neither a .parquet nor a .csv file: {}", shortened(path.string())));
+    if (path.extension() != extension)
+      throw error("the files are not of one kind");
+  }
+  // Folders with names such as a=1 add no columns.
+  const std::string list = fmt::format("{}, hive_partitioning = false", list_of(paths));
+  if (extension == ".parquet")
+    return fmt::format("read_parquet({})", list);
+  // The types of a CSV file are guessed from all of its rows, so that no later row can contradict them.
+  return fmt::format("read_csv({}, sample_size = -1)", list);
+}
+
+std::vector<column_info> columns_of(duckdb::connection &db, const std::string &scan) {
+  std::vector<column_info> out;
+  auto description = db.query(fmt::format("SELECT column_name, column_type FROM (DESCRIBE FROM {})", scan));
+  while (auto chunk = description.next())
+    for (uint64_t row = 0; row < chunk->rows(); ++row) {
+      const auto sql_type = chunk->column(1).text(row);
+      out.push_back({std::string(chunk->column(0).text(row)), std::string(sql_type), type_of(sql_type)});
+    }
+  return out;
+}
+
+} // namespace
+
+table_file::table_file(duckdb::connection &db, std::span<const std::filesystem::path> paths)
+    : database(db), scan(scan_of(paths)) {
+  stem = paths.front().stem().string();
+  infos = columns_of(db, scan_of(paths.first(1)));
+  for (const std::filesystem::path &path : paths.subspan(1)) {
+    const auto others = columns_of(db, scan_of(std::span(&path, 1)));
+    const bool same =
+        std::equal(infos.begin(), infos.end(), others.begin(), others.end(),
+                   [](const auto &a, const auto &b) { return a.name == b.name && a.sql_type == b.sql_type; });
+    if (!same)
+      throw error(fmt::format("the columns of {} are not those of {}", shortened(path.string()),
+                              shortened(paths.front().string())));
+  }
+  if (paths.front().extension() == ".parquet")
+    statistics = fmt::format("parquet_metadata({})", list_of(paths));
+  row_count = static_cast<uint64_t>(
+      database.query(fmt::format("SELECT count(*) FROM {}", scan)).next()->column(0).number<int64_t>(0));
+}
+
+std::optional<uint64_t> table_file::compressed_bytes(const std::vector<std::string> &names) const {
+  if (statistics.empty())
+    return std::nullopt;
+  std::vector<std::string> texts;
+  texts.reserve(names.size());
+  for (const std::string &name : names)
+    texts.push_back(duckdb::quoted_text(find(name).file_name()));
+  const auto sum = database
+                       .query(fmt::format("SELECT coalesce(sum(total_compressed_size), 0)::BIGINT FROM {} WHERE "
+                                          "path_in_schema IN ({})",
+                                          statistics, fmt::join(texts, ", ")))
+                       .next();
+  return static_cast<uint64_t>(sum->column(0).number<int64_t>(0));
+}
+
+void table_file::check_encoding(const column_info &info, const encoding_choice &choice) const {
+  store::check_encoding(info, choice);
+}
+
+column table_file::load(const column_info &info, const encoding_choice &choice,
+                        const std::function<void(uint64_t)> &progress) const {
+  column_builder building(info, choice);
+  auto rows = database.stream(fmt::format("SELECT {} FROM {}", sql_values(info.file_name(), *info.type), scan));
+  uint64_t done = 0;
+  while (auto chunk = rows.next()) {
+    append_values(building, chunk->column(0), chunk->rows(), info.type->kind);
+    progress(done += chunk->rows());
+  }
+  return building.finish();
+}
+
+} // namespace store

@@ -1,0 +1,44 @@
+// Parquet or CSV files as a source of columns.  DuckDB reads it; one column at a time is in memory in plain form.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "sql/connection.hpp"
+#include "store/encode/table_source.hpp"
+
+namespace store {
+
+class table_file final : public table_source {
+public:
+  // Several files are one table, their rows one after the other.  Throws store::error when there is no such file or it
+  // cannot be read, and when their columns differ.  The connection outlives this.
+  table_file(duckdb::connection &db, std::span<const std::filesystem::path> paths);
+  table_file(duckdb::connection &db, const std::filesystem::path &path) : table_file(db, std::span(&path, 1)) {}
+
+  // The files as SQL names them behind FROM.
+  const std::string &sql() const { return scan; }
+
+  std::optional<uint64_t> compressed_bytes(const std::vector<std::string> &names) const override;
+
+  // Depends on the kind of the column's values.
+  void check_encoding(const column_info &info, const encoding_choice &choice) const override;
+
+  // Throws store::error for NULLs in an encoding without them, and for a text of a length that the encoding does not
+  // store.
+  column load(const column_info &info, const encoding_choice &choice,
+              const std::function<void(uint64_t rows)> &progress) const override;
+
+private:
+  duckdb::connection &database;
+  std::string scan;
+  std::string statistics; // what tells the bytes of columns, as SQL names it; empty where nothing does
+};
+
+} // namespace store

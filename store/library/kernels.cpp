@@ -1,0 +1,152 @@
+#include "store/library/kernels.hpp"
+
+#include <algorithm>
+#include <cstdio>
+
+#include <fmt/format.h>
+
+#include "store/error.hpp"
+#include <vorn/host.h>
+
+namespace store {
+
+namespace {
+
+constexpr instruction_set sets[] = {
+    {"avx512", "svxlavx51219", 269},
+    {"avx2", "svxlavx219", 267},
+    {"avx", "svxlavx19", 259},
+    {"sse42", "svxlsse4219", 258},
+};
+
+// The instruction set to load, or null for none.
+const instruction_set *find(std::optional<std::string_view> choice) {
+  if (!choice) {
+    const auto *best = std::find_if(std::begin(sets), std::end(sets), processor_runs);
+    return best == std::end(sets) ? nullptr : best;
+  }
+  if (*choice == "generic")
+    return nullptr;
+  for (const instruction_set &isa : sets)
+    if (isa.name == *choice) {
+      if (!processor_runs(isa))
+        throw error(fmt::format("this processor cannot run {}", isa.name));
+      return &isa;
+    }
+  throw error(
+      fmt::format("unknown instruction set '{}'; it is one of generic, sse42, avx, avx2, avx512", shortened(*choice)));
+}
+
+} // namespace
+
+std::span<const instruction_set> instruction_sets() { return sets; }
+
+bool processor_runs(const instruction_set &isa) {
+  uint32_t answer[4] = {};
+  return cpucap_query(isa.capability, answer) == 0 && answer[0] == 0 && answer[2] == 1;
+}
+
+kernels::kernels(std::optional<std::string_view> choice, const std::filesystem::path &folder,
+                 const instrumentation &more)
+    : context(environment.context()) {
+  context.vorn_ctx_decompress = vorn_qpak_decode;
+  vorn_host::set_library_folder(folder);
+  const instruction_set *isa = find(choice);
+  if (isa != nullptr && !load(*isa)) {
+    if (choice)
+      throw error(fmt::format("cannot load {}: {}", isa->library, environment.load_error()));
+    missing = isa->library;
+    context.vorn_ctx_init_flags &= ~uint32_t{VORN_INIT_SPECIALIZED};
+    isa = nullptr;
+  }
+  if (isa == nullptr)
+    vorn_nfy(VORN_NFY_LOAD, &context);
+  generic_context = context;
+  generic_context.vorn_ctx_flags |= VORN_CTX_FORCE_GENERIC;
+  arm(more);
+}
+
+void kernels::arm(const instrumentation &more) {
+  if (more.self_check) {
+    if (!is_specialised())
+      throw error("there is nothing to check the generic kernels against; a self-check needs a specialised library");
+    context.vorn_ctx_flags |= VORN_CTX_SELF_CHECK;
+  }
+  if (!more.trace && !more.rates)
+    return;
+  // A call is timed when its timing line is wanted, be it printed or not.
+  constexpr uint32_t timing_level = 4;
+  environment.trace_control().trace_on = 1;
+  if (more.trace)
+    environment.print_trace = stderr;
+  else
+    environment.trace.eval_flags = [](uint32_t, uint32_t level, uint64_t flags, uint64_t) {
+      constexpr uint64_t record = 0x2;
+      return level == timing_level ? flags | record : flags;
+    };
+  for (vorn_ctx *ctx : {&context, &generic_context})
+    ctx->vorn_ctx_trace = timing_level;
+  if (more.rates) {
+    chosen_rates.attach_to(context);
+    generic_rates.attach_to(generic_context);
+  }
+}
+
+void kernels::observe(const std::function<void(const vorn_ctx &)> &work, const call_taker &take) {
+  constexpr uint32_t kernel_level = 2;
+  environment.trace_control().trace_on = 1;
+  // The name of a kernel of the dispatch table is the first value of its line; the others are called as their entry.
+  environment.trace.take_record = [&](const char *entry, const char *, const std::vector<vorn_host::value> &values) {
+    const auto *kernel = std::get_if<std::string>(&values.front());
+    take(entry, kernel != nullptr ? *kernel : entry);
+  };
+  vorn_ctx observed = context;
+  observed.vorn_ctx_trace = kernel_level;
+  work(observed);
+  environment.trace.take_record = nullptr;
+}
+
+void kernels::slot_rates::attach_to(vorn_ctx &ctx) {
+  ctx.vorn_ctx_flags |= VORN_CTX_ACCUMULATE;
+  ctx.vorn_ctx_call_counts = calls.data();
+  ctx.vorn_ctx_rates = rates.data();
+}
+
+void kernels::print_rates() const {
+  constexpr uint32_t only_called = 1;
+  fmt::print("\nrates of generic\n");
+  vorn_stats_dump(&generic_context, only_called);
+  if (is_specialised()) {
+    fmt::print("\nrates of {}\n", name());
+    vorn_stats_dump(&context, only_called);
+  }
+}
+
+bool kernels::load(const instruction_set &isa) {
+  context.vorn_ctx_init_flags |= VORN_INIT_SPECIALIZED;
+  context.vorn_ctx_lib_name = isa.library;
+  try {
+    vorn_nfy(VORN_NFY_LOAD, &context);
+  } catch (const vorn_host::internal_error &failure) {
+    const std::string reason = environment.load_error();
+    if (reason.find("No such file") != reason.npos)
+      return false;
+    throw error(fmt::format("cannot load {}: {}", isa.library, reason.empty() ? failure.what() : reason));
+  }
+  // The record says what runs; anything else would be a silent fallback.
+  if (!is_specialised() || name() != isa.name)
+    throw error(fmt::format("{} was loaded, but {} is in force", isa.library, name()));
+  return true;
+}
+
+bool kernels::is_specialised() const { return vorn_global_ctx.vorn_global_ctx_status == VORN_STATUS_SPECIALIZED; }
+
+std::string_view kernels::name() const {
+  const std::string_view in_force = vorn_global_ctx.vorn_global_ctx_lib_name;
+  for (const instruction_set &isa : sets)
+    if (isa.library == in_force)
+      return isa.name;
+  return in_force;
+}
+
+} // namespace store
