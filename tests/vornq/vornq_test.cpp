@@ -292,8 +292,7 @@ TEST_F(vornq_test, explains_its_steps_on_any_number_of_threads) {
 TEST_F(vornq_test, has_a_manual_of_all_options) {
   ASSERT_EQ(run({"--help"}), 0);
   std::ifstream file(MANUAL);
-  std::string manual(std::istreambuf_iterator<char>(file), {});
-  std::erase(manual, '\\');
+  const std::string manual(std::istreambuf_iterator<char>(file), {});
   std::set<std::string> options;
   for (size_t at = 0; (at = out.find("--", at)) != std::string::npos;) {
     const size_t end = out.find_first_not_of("-abcdefghijklmnopqrstuvwxyz", at);
@@ -302,7 +301,7 @@ TEST_F(vornq_test, has_a_manual_of_all_options) {
   }
   EXPECT_GT(options.size(), 20U);
   for (const std::string &name : options)
-    EXPECT_THAT(manual, testing::ContainsRegex("\n\\.BI? \"?" + name + "[ \n]"));
+    EXPECT_THAT(manual, HasSubstr("\n#### **" + name + "**"));
 }
 
 TEST_F(vornq_test, runs_the_instruction_set_that_it_is_told) {
