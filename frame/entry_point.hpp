@@ -35,16 +35,16 @@ inline vorn_aux &aux_or_own(vorn_aux *aux, std::optional<vorn_aux> &own) {
 
 // What the self-check of an entry reports.
 struct self_check_texts {
-  const char *scratch;
-  const char *popcount_differs;
-  const char *result_differs;
+  const char *scratch = nullptr;
+  const char *popcount_differs = nullptr;
+  const char *result_differs = nullptr;
   const char *range_differs = nullptr; // for kernels that return the first and the last row as well
 };
 
 // The result that a self-check compares.
 struct self_check_subject {
   const self_check_texts &texts;
-  uint32_t nrows;
+  uint32_t nrows = 0;
   const char *kernel = nullptr;  // a name for the reports
   const void *operand = nullptr; // a value for the report of a different result, with a range
 };

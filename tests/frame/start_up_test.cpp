@@ -50,7 +50,7 @@ struct start_up {
 
   vorn_host::environment env;
   vorn_ctx ctx = env.context();
-  vorn_global_ctx_t record, initial;
+  vorn_global_ctx_t record = {}, initial = {};
   const vorn_kernel kernels[1] = {};
   std::map<uint32_t, capability_answer> answers;
   uint32_t open_result = 1;
