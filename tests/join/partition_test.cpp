@@ -36,7 +36,7 @@ struct partition_test : join_test {
 
     constexpr std::pair<uint8_t, uint8_t> bits[] = {{2, 0}, {5, 3}, {63, 61}, {5, 6}, {40, 38}, {63, 64}, {0, 0}};
     const auto [hi_bit, shift] = bits[random.below(std::size(bits))];
-    std::array<void *, 8> cur, end;
+    std::array<void *, 8> cur{}, end{};
     vorn_partition_buffer pb;
     vorn_build_partition_buffer(&pb, nullptr, cur.data(), endless ? nullptr : end.data(), hi_bit, shift, type);
     // All bits that do not make it a type that is tested earlier.
