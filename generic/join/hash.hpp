@@ -16,14 +16,24 @@ struct strided {
   }
 };
 
+// One seed for all rows.
+struct single_seed {
+  uint64_t seed;
+
+  template <class>
+  uint64_t get(uint64_t) const {
+    return seed;
+  }
+};
+
 // Hashes one row after the other.  An engine of a level may replace it where it knows the function.
 struct single_hashes {
   // A hash value for each of `count` rows.
-  template <class Rows>
-  static void hash(uint64_t *out, Rows rows, uint32_t count, vorn_hashfn hashfn, strided seeds) {
+  template <class Rows, class Seeds>
+  static void hash(uint64_t *out, Rows rows, uint32_t count, vorn_hashfn hashfn, Seeds seeds) {
     for (uint32_t i = 0; i < count; ++i) {
       const value row = rows.next();
-      out[i] = hashfn(row.at, row.length, seeds.get<uint64_t>(i));
+      out[i] = hashfn(row.at, row.length, seeds.template get<uint64_t>(i));
     }
   }
 
@@ -40,21 +50,18 @@ struct single_hashes {
   }
 };
 
-inline constexpr uint64_t no_seed = 0;
-inline strided no_seeds() { return {reinterpret_cast<const uint8_t *>(&no_seed), 0}; }
-
 // Hashes a whole vector.  A single seed is read once, since the results may overwrite it.
 template <class Loop>
 uint32_t hash_vector(row_form form, const vorn_cv &res, const vorn_cv &src, const vorn_cv &seed, vorn_hashfn hashfn) {
   if (hashfn == nullptr) // the library has no hash function of its own
     return VORN_RESULT_NO_IMPLEMENTATION;
-  const bool seed_per_row = seed.vorn_cv_nrows != 1;
-  const auto *stored = static_cast<const uint8_t *>(seed.vorn_cv_vals);
-  const uint64_t single = seed_per_row ? 0 : load<uint64_t>(stored);
-  const strided seeds =
-      seed_per_row ? strided{stored, sizeof single} : strided{reinterpret_cast<const uint8_t *>(&single), 0};
+  const auto *seeds = static_cast<const uint8_t *>(seed.vorn_cv_vals);
+  auto *out = static_cast<uint64_t *>(res.vorn_cv_vals);
   const auto hash = [&](auto rows) -> uint32_t {
-    Loop::hash(static_cast<uint64_t *>(res.vorn_cv_vals), rows, src.vorn_cv_nrows, hashfn, seeds);
+    if (seed.vorn_cv_nrows == 1)
+      Loop::hash(out, rows, src.vorn_cv_nrows, hashfn, single_seed{load<uint64_t>(seeds)});
+    else
+      Loop::hash(out, rows, src.vorn_cv_nrows, hashfn, strided{seeds, sizeof(uint64_t)});
     return VORN_RESULT_DONE;
   };
   return form == row_form::dict ? hash(dict_rows(src)) : visit_values(src, form, {}, hash);

@@ -33,8 +33,8 @@ struct block_matches {
   static constexpr uint32_t ahead = 32; // the number of rows whose buckets are prefetched
 
   template <class Layout>
-  static match_count match(const probed_rows &rows, const hash_bits &bits, void *const *tables, uint8_t *out,
-                           uint64_t room) {
+  [[gnu::noinline]] static match_count match(const probed_rows &rows, const hash_bits &bits, void *const *tables,
+                                             uint8_t *out, uint64_t room) {
     for (uint32_t row = 0; row < std::min(rows.count, ahead); ++row)
       __builtin_prefetch(bits.find(tables, rows.hashes.get<uint64_t>(row)));
     uint64_t pairs = 0;

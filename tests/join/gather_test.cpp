@@ -93,7 +93,7 @@ TEST_P(gather_test, fetches_the_values_that_identifiers_name) {
     // 64 values in every kind.  After value 20 is a gap that 16 bits do not show.  Value 21 has the largest length.
     std::vector<located> named;
     std::array<std::string, 64> lp, dlp, cla;
-    std::array<void *, 64> lp_of, dlp_of, cla_of, data_of;
+    std::array<void *, 64> lp_of{}, dlp_of{}, cla_of{}, data_of{};
     for (uint32_t i = 0, begin = 64; i < 64; ++i) {
       const uint32_t part = i / part_rows, size = i == 21 ? 65535 : i * 7 % 23;
       named.push_back({start + begin, size, part});

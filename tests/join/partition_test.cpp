@@ -36,7 +36,7 @@ struct partition_test : join_test {
 
     constexpr std::pair<uint8_t, uint8_t> bits[] = {{2, 0}, {5, 3}, {63, 61}, {5, 6}, {40, 38}, {63, 64}, {0, 0}};
     const auto [hi_bit, shift] = bits[random.below(std::size(bits))];
-    std::array<void *, 8> cur, end;
+    std::array<void *, 8> cur{}, end{};
     vorn_partition_buffer pb;
     vorn_build_partition_buffer(&pb, nullptr, cur.data(), endless ? nullptr : end.data(), hi_bit, shift, type);
     // All bits that do not make it a type that is tested earlier.
@@ -55,10 +55,12 @@ struct partition_test : join_test {
       std::string record = bytes_of(hash);
       if (copied)
         record = (key == records ? length_bytes(bytes.size()) : "") + bytes;
+      else if (key == VORN_GD && rids)
+        record.append(bytes).append("~~~~").append(id);
       else if (rids)
-        record = key == VORN_GD ? record + bytes + "~~~~" + id : id + record;
+        record.insert(0, id);
       else if (type == VORN_PB_LV)
-        record = length_bytes(payloads[row].size() + 8) + record + payloads[row];
+        record.insert(0, length_bytes(payloads[row].size() + 8)).append(payloads[row]);
       else
         record.append(given.addresses[row], given.addresses[row] + pb.vorn_pb_fixed_width);
       const uint64_t part = shift > hi_bit ? 0 : hash << (63 - hi_bit) >> (63 - hi_bit) >> shift;
