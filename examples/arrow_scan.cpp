@@ -1,10 +1,7 @@
-// Arrow in and out: a record batch of another library is taken over and encoded, a condition is put to its columns, and
-// what it selects goes back as a boolean array, as row numbers and as record batches.
-#include "store/arrow/export.hpp"
-#include "store/arrow/import.hpp"
-#include "store/query/condition.hpp"
-#include "store/query/filter.hpp"
+// Arrow in and out: a record batch of another library is taken over and encoded, kernels compare its columns with
+// constants, and the selected rows go back as a boolean array, as row numbers and as record batches.
 #include <vorn/stand_in.hpp>
+#include <vorn/store/arrow.hpp>
 
 #include <array>
 #include <cstdio>
@@ -12,6 +9,8 @@
 #include <string_view>
 
 namespace {
+
+namespace store = vorn::store;
 
 // The other library: eight flights, whose origin is an index into a dictionary and whose delay may be NULL.  Its memory
 // is static, so that a release only says that it happened.
@@ -63,42 +62,57 @@ void show(const ArrowArray &batch) {
 
 } // namespace other_library
 
-store::expression compared(const char *column, store::comparison op, const char *constant) {
-  return {store::expression::kind::single,
-          {column, false, store::comparison_test{op, {store::constant::form::text, constant}}},
-          {}};
+// The rows on which a comparison of a column with a constant is true.
+store::selection compared(const vorn_ctx &ctx, const store::table &table, const char *name, uint32_t comparison,
+                          const char *value) {
+  store::selection out(table);
+  const store::column column = table.at(name);
+  const auto codes = column.codes(comparison, value);
+  if (!codes)
+    return out;
+  store::constant_vector first(column, codes->first);
+  store::constant_vector last(column, codes->last);
+  for (size_t group = 0; group < column.row_groups(); ++group) {
+    store::source_vector source(column, group);
+    vorn_cv result = {};
+    vorn_build_vector(&result, nullptr, nullptr, nullptr, nullptr, nullptr, out.words(group), column.rows_of(group), 0,
+                      nullptr, 0);
+    vorn_aux aux = {};
+    vorn_range_cmp(&ctx, &result, source.get(), first.get(), last.get(), &aux, VORN_OPC_GE_LE);
+  }
+  return out;
 }
 
 void run() {
   vorn_host::environment host;
   const vorn_ctx ctx = host.context();
 
-  const store::arrow_table table = store::import_arrow(other_library::flights_type, other_library::flights);
-  for (const store::column *c : table.in_order())
-    std::printf("%s is stored as %s of %u bits\n", c->name.c_str(), store::encoding_name(c->form).data(), c->width);
+  const store::table table = store::from_arrow(other_library::flights_type, other_library::flights);
+  for (const store::column &column : table.columns())
+    std::printf("%s is stored as %s of %u bits\n", column.name().c_str(), store::name_of(column.form()),
+                column.width());
 
-  store::selection late;
   // origin = ATL and delay > 20 or delay >= 60
-  using kind = store::expression::kind;
-  const store::expression from_atlanta{
-      kind::all_of,
-      {},
-      {compared("origin", store::comparison::eq, "ATL"), compared("delay", store::comparison::gt, "20")}};
-  const store::query asked({kind::any_of, {}, {from_atlanta, compared("delay", store::comparison::ge, "60")}},
-                           table.encoded);
-  asked.run(ctx, late);
+  store::selection late = compared(ctx, table, "origin", VORN_OPC_EQ, "ATL");
+  late &= compared(ctx, table, "delay", VORN_OPC_GT, "20");
+  late |= compared(ctx, table, "delay", VORN_OPC_GE, "60");
 
-  store::arrow_column numbers = store::exported_row_numbers(late, table.rows);
+  store::arrow_column numbers = store::row_numbers_to_arrow(late);
   std::printf("rows");
-  for (int64_t i = 0; i < numbers.array->length; ++i)
-    std::printf(" %u", static_cast<const uint32_t *>(numbers.array->buffers[1])[i]);
+  for (int64_t i = 0; i < numbers.array.length; ++i)
+    std::printf(" %u", static_cast<const uint32_t *>(numbers.array.buffers[1])[i]);
+  numbers.schema.release(&numbers.schema);
+  numbers.array.release(&numbers.array);
 
-  store::arrow_column bits = store::exported_booleans(late, table.rows);
-  std::printf(", bits %02x\n", *static_cast<const uint8_t *>(bits.array->buffers[1]));
+  store::arrow_column bits = store::booleans_to_arrow(late);
+  std::printf(", bits %02x\n", *static_cast<const uint8_t *>(bits.array.buffers[1]));
+  bits.schema.release(&bits.schema);
+  bits.array.release(&bits.array);
 
-  store::arrow_owner stream = store::exported_rows(ctx, table.in_order(), late);
-  for (ArrowArray batch{}; stream->get_next(&*stream, &batch) == 0 && batch.release != nullptr; batch.release(&batch))
+  ArrowArrayStream stream = store::to_arrow(ctx, table, late);
+  for (ArrowArray batch = {}; stream.get_next(&stream, &batch) == 0 && batch.release != nullptr; batch.release(&batch))
     other_library::show(batch);
+  stream.release(&stream);
 }
 
 } // namespace

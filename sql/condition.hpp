@@ -21,14 +21,14 @@ struct condition : expression {
 //     column op value                  op is one of = <> != < <= > >=
 //     column between low and high      bounds included
 //     column between [low, high)       a square bracket includes its bound, a round one does not: all four forms
-//     column in [low, high)            the same, but for two round brackets, which hold a list
+//     column in [low, high)            the same, except two round brackets, which hold a list
 //     column in (value, ...)
 //     column like pattern
 //     column is null
 //
 // with "not" before between, in, like and null, joined by and, or, not and brackets.  A column may stand in double
 // quotes and a value in single ones; a quote inside is doubled.  E'...' is a value with the escapes \\ \' \n \t \r and
-// \xHH. Without quotes a value is one word, but a timestamp may have a time behind its date; a number is one of SQL,
+// \xHH. Without quotes a value is one word, but a timestamp may have a time after its date; a number is one of SQL,
 // and the word null is NULL.  The SQL is the text itself with names and words put in quotes.  Throws store::error that
 // names what is wrong and where, and for a column that is not there or that the store does not encode.
 condition parse_condition(std::string_view text, const column_names &names);

@@ -1,4 +1,4 @@
-// DuckDB through its C API: reads files for the loader and answers the same questions as the store.
+// DuckDB through its C API: reads files for the loader and answers the same queries as the store.
 //
 // Thin owners of the handles; a failure is a store::error with DuckDB's message.
 #pragma once
@@ -83,7 +83,7 @@ private:
 // table, which never asks.
 class connection {
 public:
-  // On so many threads; without a number on as many as there are processors.
+  // On this many threads; without a number on as many as there are processors.
   explicit connection(std::optional<uint32_t> chosen_threads = {}) : threads(chosen_threads) {}
 
   result query(const std::string &sql);

@@ -81,7 +81,7 @@ std::string reference::sql_of(const sql_select &query) const {
 duckdb::statement reference::prepared(const sql_select &query) const { return database.prepare(sql_of(query)); }
 
 duckdb::result reference::answer(const sql_select &query) const {
-  // A scan keeps the order, but a long list behind IN would become a join, which need not.
+  // A scan keeps the order of rows.  A long list after IN would become a join, which need not keep it.
   database.query("SET disabled_optimizers = 'in_clause'");
   return database.stream(sql_of(query));
 }

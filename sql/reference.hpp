@@ -1,4 +1,4 @@
-// The same columns in DuckDB's memory, to check answers and to stand beside them in time.
+// The same columns in DuckDB's memory, to check answers and to compare times.
 #pragma once
 
 #include <cstdint>
@@ -26,8 +26,8 @@ struct sql_select {
 
 class reference {
 public:
-  // Copies columns of a file into a table in memory, and from then on runs on one thread, unless it is told another
-  // number.
+  // Copies columns of a file into a table in memory, and from then on runs on one thread unless use_threads sets
+  // another number.
   reference(duckdb::connection &db, const table_file &file, std::span<const std::string> columns);
 
   // Copies columns of two tables in the same way; a row of one is joined with each of the other where the keys are
@@ -56,7 +56,7 @@ public:
   // the file; of joined rows, of the first file and then of the second.  All rows without a condition.
   duckdb::result values(std::span<const column *const> columns, const std::string &condition_sql) const;
 
-  // A query of the table.  Rows that the order does not tell apart come in that of `values`, for which the columns of a
+  // A query of the table.  Rows that are equal in the order come in the order of `values`, for which the columns of a
   // single table are copied.
   duckdb::statement prepared(const sql_select &query) const;
   duckdb::result answer(const sql_select &query) const;

@@ -22,7 +22,7 @@ public:
   table_file(duckdb::connection &db, std::span<const std::filesystem::path> paths);
   table_file(duckdb::connection &db, const std::filesystem::path &path) : table_file(db, std::span(&path, 1)) {}
 
-  // The files as SQL names them behind FROM.
+  // The files as SQL names them after FROM.
   const std::string &sql() const { return scan; }
 
   std::optional<uint64_t> compressed_bytes(const std::vector<std::string> &names) const override;
@@ -38,7 +38,7 @@ public:
 private:
   duckdb::connection &database;
   std::string scan;
-  std::string statistics; // what tells the bytes of columns, as SQL names it; empty where nothing does
+  std::string statistics; // the source of the bytes of columns in SQL; empty where there is none
 };
 
 } // namespace store

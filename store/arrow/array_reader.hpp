@@ -3,9 +3,9 @@
 #pragma once
 
 #include "store/arrow/array_values.hpp"
-#include "store/arrow/arrow_interface.h"
 #include "store/arrow/arrow_type.hpp"
 #include "store/encode/column_builder.hpp"
+#include <vorn/store/arrow_interface.h>
 
 namespace store {
 

@@ -1,7 +1,7 @@
 // Arrow arrays, read with a look at what they say of themselves.
 //
-// An array does not say how long its buffers are, but for the bytes behind views: that those are there is its promise,
-// everything else is checked.
+// An array does not say how long its buffers are, except the bytes of views.  The buffers are trusted to be long
+// enough, everything else is checked.
 #pragma once
 
 #include <cstdint>
@@ -13,10 +13,10 @@
 
 #include <fmt/format.h>
 
-#include "store/arrow/arrow_interface.h"
 #include "store/arrow/arrow_type.hpp"
 #include "store/error.hpp"
 #include "store/value/value.hpp"
+#include <vorn/store/arrow_interface.h>
 
 namespace store {
 

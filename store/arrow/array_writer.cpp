@@ -37,7 +37,7 @@ private:
 // Which rows have a value.  Where all have there is no bitmap.
 class row_validity {
 public:
-  // The code 0 is that of NULL.
+  // Code 0 is NULL.
   explicit row_validity(bool with_nulls) : has_nulls(with_nulls) {}
 
   void append(std::span<const uint32_t> codes) {

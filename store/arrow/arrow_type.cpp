@@ -78,7 +78,7 @@ std::optional<arrow_type> timestamp_type(std::string_view format) {
   }
 }
 
-// The numbers behind a prefix, with commas between them; nothing for another text.
+// The numbers after a prefix, with commas between them; nothing for another text.
 std::optional<std::vector<int32_t>> numbers_behind(std::string_view prefix, std::string_view format) {
   if (!format.starts_with(prefix))
     return std::nullopt;
@@ -95,7 +95,7 @@ std::optional<std::vector<int32_t>> numbers_behind(std::string_view prefix, std:
   }
 }
 
-// "d:10,2", or with the bits of a value behind.  Up to 18 digits are a key of 64 bits.
+// "d:10,2", or with the bits of a value after them.  Up to 18 digits are a key of 64 bits.
 std::optional<arrow_type> decimal_type(std::string_view format) {
   constexpr int32_t most_digits = 38;
   constexpr int32_t most_key_digits = 18;
@@ -125,7 +125,7 @@ std::optional<arrow_type> decimal_type(std::string_view format) {
   return out;
 }
 
-// The value of a key of the metadata: a count, and each key and value behind the number of its bytes.
+// The value of a key of the metadata: a count, and each key and value after the number of its bytes.
 std::optional<std::string_view> metadata_value(const char *metadata, std::string_view key) {
   if (metadata == nullptr)
     return std::nullopt;

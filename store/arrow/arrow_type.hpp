@@ -6,8 +6,8 @@
 #include <optional>
 #include <string>
 
-#include "store/arrow/arrow_interface.h"
 #include "store/value/value.hpp"
+#include <vorn/store/arrow_interface.h>
 
 namespace store {
 
@@ -27,7 +27,7 @@ enum class arrow_layout {
   float64,
   int128,
   fixed_bytes,
-  offsets32, // bytes back to back, and where those of a value begin
+  offsets32, // bytes back to back, and where the bytes of a value begin
   offsets64,
   views // the bytes of a value or, when there are more than 12, where they are
 };

@@ -10,17 +10,17 @@
 #include <optional>
 #include <span>
 
-#include "store/arrow/arrow_interface.h"
 #include "store/arrow/owner.hpp"
 #include "store/decode/row_source.hpp"
 #include "store/encode/column.hpp"
 #include "store/query/selection.hpp"
+#include <vorn/store/arrow_interface.h>
 #include <vorn/vorn.h>
 
 namespace store {
 
 // A selection of the rows of a table as a column without a name: a boolean for each row, whose bitmap is the
-// selection's own, or the numbers of the selected rows, of 32 bits where those of all rows of the table are.
+// selection's own, or the numbers of the selected rows, of 32 bits unless the table has more than 2^32 rows.
 struct arrow_column {
   arrow_owner<ArrowSchema> schema;
   arrow_owner<ArrowArray> array;
@@ -30,7 +30,7 @@ arrow_column exported_row_numbers(const selection &selected, uint64_t rows);
 
 struct arrow_batch_limits {
   uint64_t rows = batch_rows; // some thousand at least
-  // Of one column; all that offsets reach.
+  // Of one column; without a choice as much as offsets reach.
   uint64_t text_bytes = std::numeric_limits<int32_t>::max();
 };
 

@@ -7,8 +7,8 @@
 #include <utility>
 #include <vector>
 
-#include "store/arrow/arrow_interface.h"
 #include "store/encode/aligned.hpp"
+#include <vorn/store/arrow_interface.h>
 
 namespace store {
 

@@ -5,11 +5,11 @@
 #include <string>
 #include <vector>
 
-#include "store/arrow/arrow_interface.h"
 #include "store/arrow/arrow_type.hpp"
 #include "store/encode/column_builder.hpp"
 #include "store/query/filter.hpp"
 #include "store/value/column_names.hpp"
+#include <vorn/store/arrow_interface.h>
 
 namespace store {
 

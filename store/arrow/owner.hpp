@@ -2,7 +2,7 @@
 // of one may move it elsewhere, so that there is nothing left to release.
 #pragma once
 
-#include "store/arrow/arrow_interface.h"
+#include <vorn/store/arrow_interface.h>
 
 namespace store {
 

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include "store/error.hpp"
+#include "store/library/source_vector.hpp"
 
 namespace store {
 
@@ -21,14 +22,10 @@ code_unpacker::code_unpacker(const vorn_ctx &context, const column &of_codes, el
       unpacked_encoding(std::get<dictionary>(of.values).encoding(8 * code_bytes, 0)) {}
 
 void code_unpacker::open(const batch &rows, const uint64_t *filter) {
-  // Vectors serve as sources and as results, so their pointers are not const; the library only reads a source.
-  vorn_build_vector(&source, const_cast<uint8_t *>(rows.stream.data()), nullptr, nullptr, &encoding, nullptr, nullptr,
-                    rows.rows, rows.stream_bytes, of.compressed ? &rows.decompressed : nullptr, 0);
-  if (of.form == encoding::rle)
-    vorn_add_encoding_type_rle(&encoding, rows.lens.data(), rows.cla.data(), of.run_length_bits, rows.runs, nullptr);
+  source = source_vector(of, rows, encoding);
   aux = {};
   aux.vorn_aux_flags = code_bytes == 4 ? VORN_AUX_UNPACK_UB4 : 0;
-  aux.vorn_aux_filter_bv = const_cast<uint64_t *>(filter);
+  aux.vorn_aux_filter_bv = only_read(filter);
 }
 
 vorn_cv &code_unpacker::next(uint32_t count) {

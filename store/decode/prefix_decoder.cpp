@@ -5,6 +5,7 @@
 #include "store/decode/key_decoder.hpp"
 #include "store/encode/prefix_encoder.hpp"
 #include "store/error.hpp"
+#include "store/library/source_vector.hpp"
 
 namespace store {
 
@@ -17,9 +18,8 @@ void prefix_decoder::open(const batch &rows, const uint64_t *filter, uint32_t /*
   encoding.vorn_enc_ctx_prefix_nvals = rows.rows;
   vorn_cv source{};
   vorn_cv result{};
-  // Vectors serve as sources and as results, so their pointers are not const; the library only reads a source.
-  vorn_build_vector(&source, const_cast<uint8_t *>(rows.stream.data()), const_cast<uint8_t *>(rows.lens.data()),
-                    nullptr, &encoding, nullptr, nullptr, (rows.rows + prefix_group - 1) / prefix_group, 0, nullptr, 0);
+  vorn_build_vector(&source, only_read(rows.stream.data()), only_read(rows.lens.data()), nullptr, &encoding, nullptr,
+                    nullptr, (rows.rows + prefix_group - 1) / prefix_group, 0, nullptr, 0);
   vorn_build_vector(&result, values.data(), nullptr, nullptr, nullptr, nullptr, nullptr, rows.rows, 0, nullptr, 0);
   if (const uint32_t code = vorn_prefix_decode(&ctx, &result, &source, nullptr); code != VORN_RESULT_DONE)
     throw error(fmt::format("decoding column '{}' gave result {}", of.name, code));

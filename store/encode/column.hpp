@@ -42,14 +42,14 @@ struct zone {
   bool has_values() const { return low <= high; }
 };
 
-// All streams begin on a cache line and are readable for another one behind their end.
+// All streams begin on a cache line and are readable for another cache line after their end.
 struct batch {
   uint32_t rows = 0;
   zone held;                    // not with texts that are stored themselves
   stored_array<uint8_t> stream; // codes of rows or runs, values, or records of groups; perhaps compressed
   uint32_t stream_bytes = 0;    // of the stream when it is not compressed
   stored_array<uint8_t> lens;   // rle: lengths of the runs; dynp: length codes of the rows; prefix: record offsets
-  aligned_vector<uint32_t> cla; // rle: first rows of the runs, and the row behind the last
+  aligned_vector<uint32_t> cla; // rle: first rows of the runs, and the row after the last
   uint32_t runs = 0;            // rle
 
   // Bytes of the stream as it is stored, and of the lengths.
@@ -60,7 +60,7 @@ struct batch {
   // first scan, so every scan of a compressed column takes a context of that one.
   mutable void *decompressed = nullptr;
 
-  // As stored, without the memory behind the ends.
+  // As stored, without the memory after the ends.
   uint64_t bytes() const { return stored_bytes() + length_bytes() + cla.size() * sizeof(uint32_t); }
 
 private:
@@ -79,7 +79,7 @@ struct column {
   bool compressed = false;
   uint32_t width = 1;          // bits of a code or value
   uint8_t run_length_bits = 0; // rle: 8 or 16
-  // The last is that of texts that are stored themselves.
+  // The last one is for texts that are stored themselves.
   std::variant<key_range, dictionary, std::monostate> values;
   std::vector<batch> batches;
 

@@ -2,8 +2,8 @@
 // back to back, and a CLA or the one length of all of them.  The code of a value orders as the value does, so codes
 // stand for values in every comparison.
 //
-// The symbol of a text is the text, and that of a key its 8 or 16 bytes, most significant first, with the sign bit
-// inverted: byte by byte, symbols sort as their values do.
+// The symbol of a text is the text.  The symbol of a key is its 8 or 16 bytes, most significant first, with the sign
+// bit inverted: byte by byte, symbols sort as their values do.
 //
 // With NULLs, code 0 has the symbol of length 0 that the library takes for NULL, and the values' codes begin at 1.
 // The empty text has such a symbol too, whose code the library flags as NULL like code 0.  Where it occurs beside NULLs
@@ -62,7 +62,7 @@ public:
     return made.symbols.size() + (made.cla.empty() ? sizeof made.one_length : made.cla.size() * sizeof(uint32_t));
   }
 
-  // Do the library's flags tell NULL from every value?
+  // Do the library's flags distinguish NULL from every value?
   bool flags_tell_null() const { return !has_null() || !has_empty_text; }
 
   // The value of a code other than that of NULL, or of a symbol.  A text or blob stays where the symbol is.

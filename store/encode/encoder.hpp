@@ -26,8 +26,8 @@ using choice_map = std::map<std::string, encoding_choice, std::less<>>;
 // Reads "dict", "rle+qpak" and the like.  Throws store::error.
 encoding_choice parse_encoding(std::string_view text);
 
-// Fill the batches and what tells how they are stored; the rest of the column is there already.  The first stores
-// codes as dict or rle and needs the dictionary, and so does the second, whose codes are those of runs; the third
+// Fill the batches and the fields that describe the encoding; the rest of the column is there already.  The first
+// stores codes as dict or rle and needs the dictionary, and so does the second, whose codes stand for runs; the third
 // stores keys as fixed, dynp or prefix and sets their range; the fourth stores texts of one length, which lie back to
 // back, as prefix.
 void store_codes(column &out, std::span<const uint32_t> codes, std::optional<encoding> form);

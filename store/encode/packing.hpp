@@ -11,7 +11,7 @@ namespace store {
 // The narrowest width that has kernels and holds the codes 0 to count - 1.  Throws store::error beyond 2^32 codes.
 uint32_t least_width(uint64_t count);
 
-// The stream of some codes, readable for a cache line behind its last code, which is more slack than any kernel uses.
+// The stream of some codes, readable for a cache line after its last code, which is more slack than any kernel uses.
 aligned_vector<uint8_t> packed(std::span<const uint32_t> codes, uint32_t width);
 
 } // namespace store

@@ -4,7 +4,9 @@
 
 #include "store/encode/big_endian.hpp"
 #include "store/join/sizing.hpp"
+#include "store/library/expect.hpp"
 #include "store/library/row_vector.hpp"
+#include "store/library/source_vector.hpp"
 
 namespace store {
 
@@ -38,8 +40,7 @@ std::span<const uint32_t> bloom_map::test(std::span<const uint64_t> hashes, room
   vorn_enc_ctx encoding{};
   vorn_add_encoding_type_bloom(&encoding, 0, mask, 0, 0);
   vorn_cv filter{};
-  // Vectors serve as sources and as results, so their pointers are not const; the library only reads a source.
-  auto *words = reinterpret_cast<uint64_t *>(const_cast<uint8_t *>(map.data()));
+  auto *words = reinterpret_cast<uint64_t *>(only_read(map.data()));
   vorn_build_vector(&filter, nullptr, nullptr, nullptr, &encoding, nullptr, words, 0, 0, nullptr, 0);
   uint32_t first_and_last[2];
   vorn_cv result{};

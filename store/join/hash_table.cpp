@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "store/library/expect.hpp"
 #include "store/library/row_vector.hpp"
 
 namespace store {

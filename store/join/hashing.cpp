@@ -1,4 +1,5 @@
 #include "store/join/hashing.hpp"
+#include "store/library/expect.hpp"
 
 namespace store {
 

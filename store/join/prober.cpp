@@ -1,5 +1,6 @@
 #include "store/join/prober.hpp"
 
+#include "store/library/expect.hpp"
 #include "store/library/row_vector.hpp"
 
 namespace store {

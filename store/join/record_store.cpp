@@ -1,4 +1,6 @@
 #include "store/join/record_store.hpp"
+#include "store/library/expect.hpp"
+#include "store/library/source_vector.hpp"
 
 #include <algorithm>
 
@@ -49,7 +51,7 @@ std::span<const uint8_t *const> record_store::fetch(std::span<const candidate> r
   fetched.resize(rows.size());
   lengths.resize(rows.size());
   // The table has its parts by pointers that are not const; the library only reads what it gathers.
-  void *references = const_cast<reference *>(records.data());
+  void *references = only_read(records.data());
   vorn_transpose_table table{};
   constexpr uint8_t one_partition = 64;
   vorn_build_transpose_table(&table, 0, 0, 0, 0, one_partition, &references, nullptr, 0, nullptr, 0, 0, 0, nullptr,

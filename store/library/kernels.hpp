@@ -34,7 +34,7 @@ struct instrumentation {
   bool rates = false;      // time every call and keep the rates
 };
 
-// The library in one process.  The generic kernels stay at hand beside those of a specialised library.  The choice is
+// The library in one process.  The generic kernels stay available beside a specialised library.  The choice is
 // made once per process and cannot be taken back.
 class kernels {
 public:

@@ -2,11 +2,8 @@
 #pragma once
 
 #include <cstdint>
-#include <string_view>
 
-#include <fmt/format.h>
-
-#include "store/error.hpp"
+#include "store/library/source_vector.hpp"
 #include <vorn/hash.h>
 #include <vorn/vorn.h>
 
@@ -15,8 +12,7 @@ namespace store {
 // A vector with its encoding context.
 class row_vector {
 public:
-  // A form of which the builder takes nothing but the context.  Vectors serve as sources and as results, so their
-  // pointers are not const; the library only reads a source.
+  // A form whose builder takes only the context.
   row_vector(void (*form)(vorn_enc_ctx *), const void *vals, const void *lens, uint64_t rows) {
     form(&encoding);
     build(vals, lens, rows);
@@ -42,18 +38,12 @@ public:
 private:
   row_vector() = default;
   void build(const void *vals, const void *lens, uint64_t rows) {
-    vorn_build_vector(&cv, const_cast<void *>(vals), const_cast<void *>(lens), nullptr, nullptr, nullptr, nullptr,
+    vorn_build_vector(&cv, only_read(vals), only_read(lens), nullptr, nullptr, nullptr, nullptr,
                       static_cast<uint32_t>(rows), 0, nullptr, 0);
   }
 
   vorn_enc_ctx encoding{};
   vorn_cv cv{};
 };
-
-// For a result that the host's own arguments rule out.
-inline void expect(uint32_t code, uint32_t expected, std::string_view step) {
-  if (code != expected)
-    throw error(fmt::format("{} gave result {}", step, code));
-}
 
 } // namespace store

@@ -1,6 +1,8 @@
 #include "store/plan/arithmetic.hpp"
 
+#include "store/library/expect.hpp"
 #include "store/library/row_vector.hpp"
+#include "store/library/source_vector.hpp"
 
 namespace store {
 
@@ -11,9 +13,8 @@ public:
   double_vector(const numbers *column, const std::optional<double> &constant) {
     encoding.vorn_enc_ctx_num_type = VORN_NUM_DOUBLE;
     encoding.vorn_enc_ctx_flags = VORN_NATIVE | (column == nullptr ? VORN_CONST : 0);
-    // Vectors serve as sources and as results, so their pointers are not const; the library only reads a source.
     const void *vals = column != nullptr ? static_cast<const void *>(column->limb(0)) : &*constant;
-    vorn_build_vector(&cv, const_cast<void *>(vals), nullptr, nullptr, &encoding, nullptr, nullptr,
+    vorn_build_vector(&cv, only_read(vals), nullptr, nullptr, &encoding, nullptr, nullptr,
                       column != nullptr ? static_cast<uint32_t>(column->size()) : 1, 0, nullptr, 0);
   }
   double_vector(const double_vector &) = delete;

@@ -6,6 +6,7 @@
 #include <fmt/format.h>
 
 #include "store/error.hpp"
+#include "store/library/source_vector.hpp"
 
 namespace store {
 
@@ -69,7 +70,7 @@ void dense_groups::make_keys(uint32_t rows) {
   scratch.resize(std::min(rows, settings.room));
   vorn_aux aux{};
   aux.vorn_aux_flags = VORN_AUX_MULTIPLY;
-  aux.vorn_aux_filter_bv = const_cast<uint64_t *>(steps.filter()); // the library only reads it
+  aux.vorn_aux_filter_bv = only_read(steps.filter());
   for (uint32_t done = 0; done < rows;) {
     const uint32_t wanted = std::min(rows - done, settings.room);
     vorn_cv result{};

@@ -5,7 +5,9 @@
 #include <cstddef>
 
 #include "store/encode/big_endian.hpp"
+#include "store/library/expect.hpp"
 #include "store/library/row_vector.hpp"
+#include "store/library/source_vector.hpp"
 
 namespace store {
 
@@ -111,9 +113,8 @@ void numbers::assign_reals(const vorn_ctx &ctx, const dictionary &entries) {
   canonical.vorn_enc_ctx_num_type = VORN_NUM_DOUBLE;
   vorn_cv symbols{};
   vorn_cv native{};
-  // Vectors serve as sources and as results, so their pointers are not const; the library only reads a source.
-  vorn_build_vector(&symbols, const_cast<char *>(entries.symbol(first).data()), nullptr, nullptr, &canonical, nullptr,
-                    nullptr, static_cast<uint32_t>(entries.size()), 0, nullptr, 0);
+  vorn_build_vector(&symbols, only_read(entries.symbol(first).data()), nullptr, nullptr, &canonical, nullptr, nullptr,
+                    static_cast<uint32_t>(entries.size()), 0, nullptr, 0);
   native.vorn_cv_vals = words[0].data() + first;
   expect(vorn_convert(&ctx, &native, &symbols, nullptr), VORN_RESULT_DONE, "converting numbers");
 }

@@ -6,17 +6,18 @@
 
 #include "store/decode/row_cursor.hpp"
 #include "store/decode/row_reader.hpp"
+#include "store/library/expect.hpp"
 #include "store/library/row_vector.hpp"
+#include "store/library/source_vector.hpp"
 #include "store/plan/numbers.hpp"
 
 namespace store {
 
 namespace {
 
-// Vectors serve as sources and as results, so their pointers are not const; the library only reads a source.
 vorn_cv coordinates(const double *first, size_t count) {
   vorn_cv out{};
-  out.vorn_cv_vals = const_cast<double *>(first);
+  out.vorn_cv_vals = only_read(first);
   out.vorn_cv_nrows = static_cast<uint32_t>(count);
   return out;
 }

@@ -4,19 +4,19 @@
 #include <utility>
 
 #include "store/error.hpp"
+#include "store/library/expect.hpp"
 #include "store/library/row_vector.hpp"
+#include "store/library/source_vector.hpp"
 
 namespace store {
 
 void add_by_group(const vorn_ctx &ctx, vorn_enc_ctx &form, const void *vals, uint32_t rows, const uint32_t *groups,
                   void *accumulators) {
-  // Vectors serve as sources and as results, so their pointers are not const; the library only reads a source.
   vorn_cv source{};
   vorn_cv keys{};
   vorn_cv result{};
-  vorn_build_vector(&source, const_cast<void *>(vals), nullptr, nullptr, &form, nullptr, nullptr, rows, 0, nullptr, 0);
-  vorn_build_vector(&keys, const_cast<uint32_t *>(groups), nullptr, nullptr, nullptr, nullptr, nullptr, rows, 0,
-                    nullptr, 0);
+  vorn_build_vector(&source, only_read(vals), nullptr, nullptr, &form, nullptr, nullptr, rows, 0, nullptr, 0);
+  vorn_build_vector(&keys, only_read(groups), nullptr, nullptr, nullptr, nullptr, nullptr, rows, 0, nullptr, 0);
   vorn_build_vector(&result, accumulators, nullptr, nullptr, nullptr, nullptr, nullptr, 0, 0, nullptr, 0);
   vorn_aux aux{};
   expect(vorn_gby_sum(&ctx, &result, &source, groups == nullptr ? nullptr : &keys, &aux), VORN_RESULT_DONE, "a sum");

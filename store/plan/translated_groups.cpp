@@ -7,7 +7,9 @@
 
 #include "store/decode/row_reader.hpp"
 #include "store/join/value_bytes.hpp"
+#include "store/library/expect.hpp"
 #include "store/library/row_vector.hpp"
+#include "store/library/source_vector.hpp"
 #include "store/query/filter.hpp"
 
 namespace store {
@@ -181,13 +183,12 @@ void translated_groups::add_keys(const translate_table &table, uint32_t rows) {
   vorn_cv codes{};
   vorn_cv entries{};
   vorn_cv result{};
-  // Vectors serve as sources and as results, so their pointers are not const; the library only reads a source.
-  vorn_build_vector(&codes, const_cast<uint32_t *>(unpacker.codes_of_four_bytes()), nullptr, nullptr, &code_form,
-                    nullptr, nullptr, rows, 0, nullptr, 0);
+  vorn_build_vector(&codes, only_read(unpacker.codes_of_four_bytes()), nullptr, nullptr, &code_form, nullptr, nullptr,
+                    rows, 0, nullptr, 0);
   entries.vorn_cv_encoding_context = &table_form;
   result.vorn_cv_vals = keys.data();
   vorn_aux aux{};
-  aux.vorn_aux_xlate_tbl = const_cast<uint32_t *>(table.entries.data()); // only read
+  aux.vorn_aux_xlate_tbl = only_read(table.entries.data());
   aux.vorn_aux_xlate_n = table.factor;
   expect(vorn_xlate(&ctx, &result, &codes, &entries, &aux), VORN_RESULT_DONE, "translating group keys");
 }

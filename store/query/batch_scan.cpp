@@ -1,11 +1,11 @@
 #include "store/query/batch_scan.hpp"
 
 #include <algorithm>
-#include <cstring>
 
 #include <fmt/format.h>
 
 #include "store/error.hpp"
+#include "store/library/source_vector.hpp"
 
 namespace store {
 
@@ -21,36 +21,16 @@ uint32_t sparse_one_in(const column &on) {
   return on.width == 8 || on.width == 16 ? 32 : 16;
 }
 
-vorn_enc_ctx encoding_of(const column &on, const ordinal_test &test, uint32_t more_flags) {
-  vorn_enc_ctx out{};
-  // To a set the code of NULL is one like any other, which its members leave out.
-  const bool knows_nulls = on.has_nulls() && !std::holds_alternative<ordinal_set>(test);
-  const uint32_t flags = more_flags | (knows_nulls ? VORN_NULLS : 0) | (on.compressed ? VORN_STREAM : 0);
-  switch (on.form) {
-  case encoding::dict:
-  case encoding::rle:
-    // Predicates look at the codes only, so the context carries no dictionary.
-    vorn_build_encoding_type_dict(&out, on.width, nullptr, nullptr, nullptr, 0, VORN_DICT_ONE_LENGTH, flags);
-    break;
-  case encoding::fixed:
-    vorn_build_encoding_type_fixed(&out, on.width, flags);
-    break;
-  case encoding::dynp:
-    vorn_build_encoding_type_dynp(&out, on.width, 0, 0, flags);
-    break;
-  case encoding::prefix:
-    break; // has no predicates, and check_searchable refuses it
-  }
-  return out;
-}
+// To a set the code of NULL is a code like any other, and the members leave it out.
+bool knows_nulls(const ordinal_test &test) { return !std::holds_alternative<ordinal_set>(test); }
 
 uint64_t words_of(uint64_t bits) { return (bits + 63) / 64; }
 
 } // namespace
 
 batch_scan::batch_scan(const vorn_ctx &context, const column &scanned, const ordinal_test &asked)
-    : ctx(context), on(scanned), test(asked), encoding(encoding_of(on, test, 0)),
-      constant_encoding(encoding_of(on, test, VORN_CONST)) {
+    : ctx(context), on(scanned), test(asked), scan_encoding(predicate_encoding(on, knows_nulls(test))),
+      constant_encoding(predicate_encoding(on, knows_nulls(test), VORN_CONST)) {
   const auto *set = std::get_if<ordinal_set>(&test);
   if (set == nullptr)
     return;
@@ -59,41 +39,14 @@ batch_scan::batch_scan(const vorn_ctx &context, const column &scanned, const ord
     vorn_global_ctx.vorn_lbiwvset_range_dydi(members.data(), member, member);
 }
 
-batch_scan::constant batch_scan::stored(uint64_t ordinal) const {
-  constant out;
-  if (on.is_dictionary()) {
-    const auto code = static_cast<uint32_t>(ordinal);
-    std::memcpy(out.bytes, &code, sizeof code);
-    return out;
-  }
-  for (uint32_t i = 0; i < on.width / 8; ++i)
-    out.bytes[i] = static_cast<uint8_t>(ordinal >> (on.width - 8 * (i + 1)));
-  out.length_code = static_cast<uint8_t>(on.width / 8 - 1);
-  return out;
-}
-
-vorn_cv batch_scan::vector_of(constant &made) {
-  vorn_cv out{};
-  vorn_build_vector(&out, made.bytes, &made.length_code, nullptr, &constant_encoding, nullptr, nullptr, 1, 0, nullptr,
-                    0);
-  return out;
-}
-
 uint32_t batch_scan::run(const batch &rows, const uint64_t *filter, uint32_t filter_count, uint64_t *out) {
-  // Vectors serve as sources and as results, so their pointers are not const; the library only reads a source.
-  vorn_cv source{};
-  vorn_cv result{};
-  vorn_build_vector(&source, const_cast<uint8_t *>(rows.stream.data()), const_cast<uint8_t *>(rows.lens.data()),
-                    nullptr, &encoding, nullptr, nullptr, rows.rows, rows.stream_bytes,
-                    on.compressed ? &rows.decompressed : nullptr, 0);
-  vorn_build_vector(&result, nullptr, nullptr, nullptr, nullptr, nullptr, out, rows.rows, 0, nullptr, 0);
-  if (on.form == encoding::rle) {
+  if (on.form == encoding::rle)
     run_bits.resize(std::max<size_t>(run_bits.size(), words_of(rows.runs)));
-    vorn_add_encoding_type_rle(&encoding, rows.lens.data(), rows.cla.data(), on.run_length_bits, rows.runs,
-                               run_bits.data());
-  }
+  vorn_cv source = source_vector(on, rows, scan_encoding, run_bits.data());
+  vorn_cv result{};
+  vorn_build_vector(&result, nullptr, nullptr, nullptr, nullptr, nullptr, out, rows.rows, 0, nullptr, 0);
   vorn_aux aux{};
-  aux.vorn_aux_filter_bv = const_cast<uint64_t *>(filter);
+  aux.vorn_aux_filter_bv = only_read(filter);
   aux.vorn_aux_popc = filter_count;
   if (filter != nullptr && filter_count <= rows.rows / sparse_one_in(on))
     aux.vorn_aux_flags = VORN_AUX_FORCE_SELECTIVE;
@@ -108,16 +61,16 @@ uint32_t batch_scan::run(const batch &rows, const uint64_t *filter, uint32_t fil
 }
 
 uint32_t batch_scan::call(vorn_cv &result, vorn_cv &source, vorn_aux &aux, const ordinal_comparison &compared) {
-  constant right = stored(compared.ordinal);
-  const vorn_cv operand = vector_of(right);
+  stored_constant right = constant_of(on, compared.ordinal);
+  const vorn_cv operand = right.vector(constant_encoding);
   return vorn_cmp(&ctx, &result, &source, &operand, &aux, static_cast<uint32_t>(compared.op));
 }
 
 uint32_t batch_scan::call(vorn_cv &result, vorn_cv &source, vorn_aux &aux, const ordinal_interval &between) {
-  constant low_value = stored(between.low);
-  constant high_value = stored(between.high);
-  const vorn_cv low = vector_of(low_value);
-  const vorn_cv high = vector_of(high_value);
+  stored_constant low_value = constant_of(on, between.low);
+  stored_constant high_value = constant_of(on, between.high);
+  const vorn_cv low = low_value.vector(constant_encoding);
+  const vorn_cv high = high_value.vector(constant_encoding);
   return vorn_range_cmp(&ctx, &result, &source, &low, &high, &aux, static_cast<uint32_t>(between.form));
 }
 

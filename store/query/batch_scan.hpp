@@ -19,14 +19,6 @@ public:
   uint32_t run(const batch &rows, const uint64_t *filter, uint32_t filter_count, uint64_t *out);
 
 private:
-  // A constant as its column stores it, in memory that may be read like a row.
-  struct constant {
-    alignas(8) uint8_t bytes[16] = {};
-    uint8_t length_code = 0;
-  };
-  constant stored(uint64_t ordinal) const;
-  vorn_cv vector_of(constant &stored);
-
   uint32_t call(vorn_cv &result, vorn_cv &source, vorn_aux &aux, const ordinal_comparison &test);
   uint32_t call(vorn_cv &result, vorn_cv &source, vorn_aux &aux, const ordinal_interval &test);
   uint32_t call(vorn_cv &result, vorn_cv &source, vorn_aux &aux, const ordinal_set &test);
@@ -34,7 +26,7 @@ private:
   const vorn_ctx &ctx;
   const column &on;
   const ordinal_test &test;
-  vorn_enc_ctx encoding;
+  vorn_enc_ctx scan_encoding;
   vorn_enc_ctx constant_encoding;
   aligned_vector<uint64_t> members;  // of a set of codes: one bit per code
   aligned_vector<uint64_t> run_bits; // one bit per run

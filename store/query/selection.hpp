@@ -33,7 +33,7 @@ struct selection {
     for (size_t i = 0; i < batch_counts.size(); ++i) {
       if (more.batch_counts[i] == 0)
         continue;
-      // The bits behind the last row are clear.
+      // The bits after the last row are clear.
       const uint64_t bits = std::min<uint64_t>(batch_rows, (words.size() - i * (batch_rows / 64)) * 64);
       count -= batch_counts[i];
       vorn_global_ctx.vorn_lbiwvor_dydi(batch_words(i), &batch_counts[i], batch_words(i), more.batch_words(i), bits);

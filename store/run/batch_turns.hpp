@@ -12,7 +12,7 @@ public:
   // The batches begin with this one.
   explicit batch_turns(size_t first) : next(first) {}
 
-  // Does the work of a batch when that of those before it is done; nothing when one of them was given up.
+  // Does the work of a batch after the batches before it are done; nothing when one of them was given up.
   template <class Work>
   void take(size_t batch, Work work) {
     std::unique_lock lock(guard);

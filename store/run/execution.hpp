@@ -18,7 +18,7 @@ namespace store {
 
 class execution {
 public:
-  // On the calling thread alone, or on those of a pool.  Context, pool and explanation outlive this.
+  // On the calling thread alone, or on the threads of a pool.  Context, pool and explanation outlive this.
   execution(const vorn_ctx &context) : ctx(context) {}
   execution(const vorn_ctx &context, worker_pool &threads, explanation *told = nullptr)
       : ctx(context), pool(&threads), explained(told) {}

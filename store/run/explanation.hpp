@@ -27,7 +27,7 @@ struct plan_step {
   std::string name;
   std::vector<const column *> read;  // of each batch
   std::atomic<uint64_t> batches = 0; // that the library was called for
-  std::atomic<uint64_t> skipped = 0; // that it was not called for: their zone tells all, or no row is asked for
+  std::atomic<uint64_t> skipped = 0; // that it was not called for: the zone decides, or no row is wanted
   std::atomic<uint64_t> rows_in = 0;
   std::atomic<uint64_t> rows_out = 0;
   std::atomic<uint64_t> bytes = 0; // of these columns as stored, and of a table that is built

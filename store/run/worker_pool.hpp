@@ -13,7 +13,7 @@ namespace store {
 
 class worker_pool {
 public:
-  // What is done with an item, by a thread whose number is below that of the threads.
+  // What is done with an item, by a thread whose number is below threads().
   using work = std::function<void(size_t thread, size_t item)>;
 
   // The thread that calls `run` is one of them.
@@ -23,8 +23,8 @@ public:
   size_t threads() const { return others.size() + 1; }
 
   // Does the work of all items below `items`, which are handed out in ascending order, and returns when it is done.
-  // After an error no more are handed out, and that of the smallest item is thrown: on any number of threads the one
-  // that a single thread meets.
+  // After an error no more items are started, and the error of the smallest item is thrown.  So the error does not
+  // depend on the number of threads.
   void run(size_t items, const work &of_item);
 
 private:

@@ -2,7 +2,7 @@
 //
 //     header         64 bytes
 //     section table  a section for each part: first the catalogue, then five of each column
-//     sections       each on a cache line and readable for another one behind its end, as the kernels ask of streams
+//     sections       each on a cache line and readable for another one after its end, as kernels need it
 //
 // The catalogue has a record of each column, and then the name and the SQL type of each, back to back.  A column's
 // parts:
@@ -16,7 +16,7 @@
 // What follows from something else is not stored: the rows of a batch, the places of streams, and the CLA of runs.  All
 // numbers are little-endian but those inside the parts, which are as the kernels read them.  What is not used is zero.
 //
-// A reader checks everything before a kernel sees it.  The checksums tell damages that would leave a valid table.
+// A reader checks everything before a kernel sees it.  The checksums find damage that would leave a valid table.
 #pragma once
 
 #include <array>
@@ -85,7 +85,7 @@ struct batch_record {
 };
 static_assert(sizeof(batch_record) == 32);
 
-// The bytes that a section or stream takes with what lies behind it.
+// The bytes that a section or stream takes with what lies after it.
 constexpr uint64_t room_of(uint64_t bytes) { return (bytes + 2 * cache_line - 1) / cache_line * cache_line; }
 
 } // namespace store::saved

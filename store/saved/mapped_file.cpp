@@ -18,7 +18,7 @@ kept_bytes mapped_file(const std::filesystem::path &path) {
   const auto fail = [&] {
     throw error(fmt::format("cannot read {}: {}", shortened(path.string()), std::strerror(errno)));
   };
-  // A name that is no file's, such as that of a pipe, is not waited for.
+  // A name that is not a file, such as a pipe, is not waited for.
   const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
   if (file == -1)
     fail();

@@ -25,7 +25,7 @@ public:
     const auto *first = static_cast<const uint8_t *>(bytes);
     content.insert(content.end(), first, first + count);
   }
-  // On a cache line, with another one behind it.
+  // On a cache line, with another one after it.
   void add_stream(const uint8_t *bytes, size_t count) {
     add(bytes, count);
     content.resize(content.size() + room_of(count) - count);
@@ -111,7 +111,7 @@ public:
     first.file_bytes = end;
     first.checksum = checksum_of(head_of(first));
     file.write(head_of(first).bytes(), 0);
-    // What lies behind the last section.
+    // What lies after the last section.
     const uint8_t last = 0;
     file.write({&last, 1}, end - 1);
     file.finish();

@@ -1,4 +1,4 @@
-// Writes columns to a file, from which saved_table has them back.
+// Writes columns to a file that saved_table reads.
 #pragma once
 
 #include <cstdint>

@@ -34,13 +34,13 @@ void read(std::span<const uint8_t> from, std::span<Record> out) {
 
 uint64_t bytes_of_bits(uint64_t bits) { return (bits + 7) / 8; }
 
-// Streams of a section, each behind the other.
+// Streams of a section, one after the other.
 class stream_walk {
 public:
   stream_walk(std::span<const uint8_t> section_content, const std::shared_ptr<const void> &keeper)
       : rest(section_content), kept(keeper) {}
 
-  // A stream of so many bytes, with those behind it.
+  // A stream of this many bytes, with the bytes after it.
   stored_array<uint8_t> next(uint64_t bytes) {
     require(room_of(bytes) <= rest.size(), "a stream goes beyond its section");
     const std::span<const uint8_t> out = rest.first(bytes + cache_line);
@@ -77,7 +77,7 @@ uint32_t dynp_bytes(const column &of, const batch &rows) {
       of.width != 64 || std::none_of(lengths.begin(), lengths.end(), [](uint8_t two) { return (two & 0x88) != 0; });
   const auto without_row = static_cast<uint32_t>(lengths.size() * 8 / bits - rows.rows);
   require(are_lengths && (lengths.back() & ((1U << (without_row * bits)) - 1)) == 0, "its length codes are none");
-  // A code without a row is that of a byte.
+  // A code without a row takes a byte.
   return std::accumulate(lengths.begin(), lengths.end(), uint32_t{0},
                          [bytes = bytes_of_lengths(of)](uint32_t sum, uint8_t some) { return sum + bytes[some]; }) -
          without_row;

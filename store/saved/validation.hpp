@@ -30,7 +30,7 @@ void check_symbols(const dictionary &entries, value_kind kind);
 // `stream_bytes` is set.  Makes the CLA of runs.
 void check_lengths(const column &of, batch &rows);
 
-// The stream of a batch decompresses, and its codes or values are those of the zone and of the column.
+// The stream of a batch decompresses, and its codes or values agree with the zone and the column.
 void check_values(const vorn_ctx &ctx, const column &of);
 
 } // namespace store::saved

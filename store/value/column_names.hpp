@@ -12,19 +12,19 @@ namespace store {
 // SQL makes no difference between upper and lower case.
 bool alike(std::string_view a, std::string_view b);
 
-// Names the columns of two tables so that no two have one name: a column keeps that of its file where no other has it,
-// and otherwise stands behind the name of its table and a dot.  Throws store::error where this does not help.
+// Names the columns of two tables so that no two have one name: a column keeps its name where no other column has it.
+// Otherwise its name becomes table.column.  Throws store::error where this does not help.
 void tell_apart(std::vector<column_info> &first, std::string_view first_table, std::vector<column_info> &second,
                 std::string_view second_table);
 
 class column_names {
 public:
-  // The columns outlive this.  A table has a name only beside another one, with which it was told apart.
+  // The columns outlive this.  A table has a name only beside another one.  tell_apart named both.
   column_names(const std::vector<column_info> &columns) { add(columns, ""); } // NOLINT(google-explicit-constructor)
   column_names(const std::vector<column_info> &columns, std::string_view table) { add(columns, table); }
 
-  // Adds the columns of a table, each by its name and, beside another table, by that of its file with and without the
-  // name of the table.
+  // Adds the columns of a table, each by its name.  Beside another table it adds the name in the file, with and without
+  // the name of the table.
   void add(const std::vector<column_info> &columns, std::string_view table);
 
   // Finds a column by its name, without regard to case when no name is equal and only one is alike.  Throws

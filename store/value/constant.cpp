@@ -119,7 +119,7 @@ std::optional<number> read_number(std::string_view text) {
     return out;
   if (exponent < 0) {
     exact.scale += static_cast<uint32_t>(-std::max(exponent, -1000));
-    // Digits far behind the point do not count in a value of the column.
+    // Digits far after the point do not count in a value of the column.
     while (exact.scale > most_digits && exact.mantissa != 0) {
       exact.mantissa /= 10;
       --exact.scale;

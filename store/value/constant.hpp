@@ -30,7 +30,7 @@ using value_order = std::function<int(const cell &)>;
 
 // The order of a column's values to constants that they are compared with together; none of them is NULL.  SQL finds
 // one type for all of them: a number with an exponent makes it DOUBLE, and a text becomes a number with as many digits
-// behind the point as any of the others has.  Throws store::error for a text that is not a value of the column.
+// after the point as any of the others has.  Throws store::error for a text that is not a value of the column.
 std::vector<value_order> orders_of(std::span<const constant> constants, const column_type &type);
 
 } // namespace store

@@ -18,7 +18,7 @@ namespace {
 
 constexpr uint64_t sign_bit = uint64_t{1} << 63;
 
-// The bits of positive reals sort as they are; those of negative ones the wrong way round.
+// The bits of positive reals sort as the reals do; the bits of negative reals sort in reverse.
 int64_t reorder_negative(int64_t bits) { return bits < 0 ? bits ^ std::numeric_limits<int64_t>::max() : bits; }
 
 // Reads "DECIMAL(18,3)".

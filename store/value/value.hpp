@@ -30,9 +30,9 @@ enum class value_kind {
 // A type of SQL that the store encodes.
 struct column_type {
   value_kind kind = value_kind::integer;
-  uint32_t plain_bytes = 0; // of a value in a plain array; of a text or blob those of its length, which its bytes come
-                            // on top of
-  uint32_t scale = 0;       // decimal digits behind the point
+  uint32_t plain_bytes = 0; // of a value in a plain array; of a text or blob the bytes that store its
+                            // length; its own bytes come on top
+  uint32_t scale = 0;       // decimal digits after the point
   bool is_signed = true;    // of integers
 
   bool is_bytes() const { return kind == value_kind::text || kind == value_kind::blob; }
@@ -73,15 +73,15 @@ __int128 number_of(const wide_key &key);
 // microseconds or nanoseconds since 1970.
 using cell = std::variant<std::monostate, int64_t, wide_key, std::string_view>;
 
-// Orders reals as SQL does, but for -0, which comes right before 0: NaN equals itself and lies above infinity.
+// Orders reals as SQL does, except that -0 comes right before 0: NaN equals itself and lies above infinity.
 int64_t real_key(double real);
 double real_of_key(int64_t key);
 
 int64_t natural_key(uint64_t number);
 uint64_t natural_of_key(int64_t key);
 
-// Appends a value as DuckDB writes it, but for FLOAT, on which DuckDB spends a digit more than it takes in one case in
-// a hundred; NULL as "NULL".
+// Appends a value as DuckDB writes it; NULL as "NULL".  FLOAT differs: in one case in a hundred DuckDB writes a digit
+// more than is needed.
 void append_text(std::string &out, const cell &c, const column_type &type);
 
 } // namespace store

@@ -57,7 +57,7 @@ void append_date(std::string &out, int64_t days) {
     out += " (BC)";
 }
 
-// A time of day in ticks of which a second has so many, a power of ten.
+// A time of day in ticks.  A second has a power of ten of ticks.
 void append_time(std::string &out, int64_t ticks, int64_t per_second) {
   const auto seconds = static_cast<uint64_t>(ticks / per_second);
   append_pair(out, seconds / 3600);

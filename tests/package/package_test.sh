@@ -7,6 +7,7 @@
 #   fetch_content         does the same by FetchContent, in the folder of add_subdirectory, where most sources are compiled
 #   alone                 configures the library without the stand-in host
 #   document NAME         does what docs/NAME.md says
+#   store                 builds a program over the store with the CMake package and with pkg-config
 #   vornq                 runs the installed program
 #   debian                installs the Debian packages into an empty root and does the same with these: find_package,
 #                         pkg_config, vornq
@@ -90,6 +91,23 @@ alone() {
 
 document() { PREFIX="$prefix" sh "$SOURCE/tests/package/document_test.sh" "$SOURCE/docs/$1.md"; }
 
+check_store() { # program
+  LD_LIBRARY_PATH=$(dirname "$(find "$prefix" -name libvornstore.so)") "$1" >"$root/answer" || fail "$(cat "$root/answer")"
+  grep -q '^rows 1 6 7, bits c2$' "$root/answer" || fail "$(cat "$root/answer")"
+  ! ldd "$1" | grep -i duckdb || fail "the store needs DuckDB"
+}
+
+store() {
+  configure store "$SOURCE/tests/package/store_consumer" -DCMAKE_PREFIX_PATH="$prefix"
+  "$CMAKE" --build "$root/store"
+  check_store "$root/store/store_consumer"
+  PKG_CONFIG_PATH=$(dirname "$(find "$prefix" -name vornstore.pc)")
+  export PKG_CONFIG_PATH
+  "$CXX" -std=c++20 -Wall -Wextra -Werror "$SOURCE/examples/arrow_scan.cpp" $(pkg-config --cflags --libs vornstore) \
+    -o "$root/plain_store"
+  check_store "$root/plain_store"
+}
+
 vornq() {
   printf 'city,late\nAtlanta,75\nParis,3\nChicago,60\n' >"$root/flights.csv"
   "$prefix/bin/vornq" "$root/flights.csv" --where 'late >= 60' --select city --isa sse42 >"$root/answer" ||
@@ -119,6 +137,7 @@ debian() {
   mkdir "$root"
   find_package vorn
   pkg_config
+  store
   vornq
 }
 

@@ -1,0 +1,49 @@
+// What stands behind the public classes, for their own sources.
+#pragma once
+
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include "store/error.hpp"
+#include "store/query/filter.hpp"
+#include "store/query/selection.hpp"
+#include "store/value/column_names.hpp"
+#include <vorn/store/table.hpp>
+
+namespace vorn::store {
+
+struct table_data {
+  std::vector<::store::column_info> infos;
+  ::store::column_map columns;
+  uint64_t rows = 0;
+
+  const ::store::column &at(size_t index) const { return columns.find(infos[index].name)->second; }
+};
+
+struct selection::state {
+  ::store::selection bits; // the counts are made when they are needed
+  uint64_t rows;
+};
+
+struct access {
+  static table made(std::vector<::store::column_info> infos, ::store::column_map columns, uint64_t rows) {
+    return table(std::make_shared<const table_data>(table_data{std::move(infos), std::move(columns), rows}));
+  }
+  static const std::shared_ptr<const table_data> &data(const table &of) { return of.data_; }
+
+  // The bits with their numbers.  Bits past the last row are cleared, whatever wrote them.
+  static ::store::selection counted(const selection &of);
+};
+
+// Calls, and makes the store's own errors the public one.
+template <class Call>
+auto checked(Call call) {
+  try {
+    return call();
+  } catch (const ::store::error &e) {
+    throw error(e.what());
+  }
+}
+
+} // namespace vorn::store

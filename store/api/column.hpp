@@ -1,0 +1,121 @@
+// Encoded columns, and the vectors by which the kernels of vorn read them.
+#pragma once
+
+#include <vorn/store/export.hpp>
+#include <vorn/vorn.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+
+namespace vorn::store {
+
+struct table_data;
+
+// How the values of a column are stored.
+enum class encoding {
+  dict,   // a code of the dictionary for each row
+  rle,    // a code of the dictionary for each run of equal rows, and the length of the run
+  fixed,  // each value less the smallest one, in whole bytes
+  dynp,   // the same, in as many bytes as the value takes
+  prefix, // values that share their first bytes with the value before; no predicate reads them
+};
+VORN_STORE_API const char *name_of(encoding form);
+
+// How a column is to be stored.
+struct encoding_choice {
+  std::optional<encoding> form = {}; // without it rle where the runs are long, otherwise dict
+  bool compressed = false;           // the values in compressed blocks; not with prefix
+};
+
+// Codes from `first` to `last`, both included.
+struct code_range {
+  uint64_t first;
+  uint64_t last;
+};
+
+// A column of a table.  A copy costs no memory, and a column keeps the data of its table alive.  Any number of threads
+// may read one column.
+//
+// Each value has a code, a number that orders as the value does.  The code of a dictionary column is its index in the
+// sorted dictionary; with NULLs in the column, code 0 is NULL.  The code in fixed and dynp columns is the value less
+// the smallest value.  Kernels compare codes, so a constant is first turned into a code.
+class VORN_STORE_API column {
+public:
+  const std::string &name() const;
+  const std::string &sql_type() const; // such as "INTEGER" or "DECIMAL(9,2)"
+  uint64_t rows() const;
+  encoding form() const;
+  bool is_compressed() const;
+  bool has_nulls() const;
+  uint32_t width() const;         // bits of a code or value in the stream; of dynp the most
+  uint64_t encoded_bytes() const; // of all row groups, with the dictionary
+  uint64_t plain_bytes() const;   // of the values in a plain array
+
+  // Row groups have `row_group_rows` rows each, the last one perhaps fewer.
+  size_t row_groups() const;
+  uint32_t rows_of(size_t row_group) const;
+
+  // The codes of the values on which a comparison with a constant is true: VORN_OPC_EQ, VORN_OPC_LT, VORN_OPC_LE,
+  // VORN_OPC_GT or VORN_OPC_GE.  The constant is written as SQL writes it between quotes.  Throws error for another
+  // comparison, for a constant that is no value of the column's type, and for a prefix column.
+  std::optional<code_range> codes(uint32_t comparison, std::string_view constant) const;
+
+private:
+  friend class table;
+  friend class source_vector;
+  friend class constant_vector;
+  column(std::shared_ptr<const table_data> data, size_t index) : data_(std::move(data)), index_(index) {}
+
+  std::shared_ptr<const table_data> data_;
+  size_t index_;
+};
+
+// What a kernel does with a source: predicates and sets read codes alone, decoding takes the dictionary too.  To
+// predicates NULL satisfies nothing; to a set it is a code.
+enum class reading { predicate, set, decode };
+
+// The rows of a row group as a source for the entry points of vorn.h.  It owns the records and the memory that a call
+// needs beside the data, and keeps the column alive.  One thread uses it at a time.
+//
+// The blocks of a compressed row group are decompressed at its first use, into memory of the environment of the context
+// that is then in use.  Such a row group is used by one thread at a time, with contexts of one environment, whose
+// vorn_ctx_decompress is vorn_qpak_decode, and which outlives all uses.
+class VORN_STORE_API source_vector {
+public:
+  // Throws error where the column has no such row group or cannot be read in this way.
+  source_vector(const column &of, size_t row_group, reading how = reading::predicate);
+  source_vector(source_vector &&) noexcept;
+  source_vector &operator=(source_vector &&) noexcept;
+  ~source_vector();
+
+  // Valid as long as this.
+  vorn_cv *get();
+
+private:
+  struct state;
+  std::unique_ptr<state> state_;
+};
+
+// A code as a constant for predicates over a column.  One thread uses it at a time.
+class VORN_STORE_API constant_vector {
+public:
+  // Throws error for a code that the column does not have.
+  constant_vector(const column &of, uint64_t code);
+  constant_vector(constant_vector &&) noexcept;
+  constant_vector &operator=(constant_vector &&) noexcept;
+  ~constant_vector();
+
+  // Valid as long as this.
+  vorn_cv *get();
+
+private:
+  struct state;
+  std::unique_ptr<state> state_;
+};
+
+} // namespace vorn::store
