@@ -26,9 +26,15 @@ inline void *word_at(void *bv, uint64_t index) { return static_cast<char *>(bv) 
 
 // The words of a vector of words.  An entry point reports a vector that is not aligned; if the reporter returns, the
 // call goes on with it, so words are read and written at any address.
-using unaligned_word = uint64_t __attribute__((aligned(1)));
-inline uint64_t get_word(const uint64_t *bv, uint64_t index) { return static_cast<const unaligned_word *>(bv)[index]; }
-inline void set_word(uint64_t *bv, uint64_t index, uint64_t word) { static_cast<unaligned_word *>(bv)[index] = word; }
+struct [[gnu::packed]] unaligned_word {
+  uint64_t bits;
+};
+inline uint64_t get_word(const uint64_t *bv, uint64_t index) {
+  return reinterpret_cast<const unaligned_word *>(bv)[index].bits;
+}
+inline void set_word(uint64_t *bv, uint64_t index, uint64_t word) {
+  reinterpret_cast<unaligned_word *>(bv)[index].bits = word;
+}
 inline void clear_words(uint64_t *bv, uint64_t nwords) {
   if (nwords != 0) // a vector without words may have no memory
     std::memset(bv, 0, nwords * sizeof(uint64_t));

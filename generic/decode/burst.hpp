@@ -66,21 +66,21 @@ inline void set_rows(uint64_t *out, row_range run) {
   if (run.rows == 0) // the word of an empty run may lie after the vector
     return;
   const uint32_t end = run.first % 64 + run.rows - 1;
-  unaligned_word *word = out + run.first / 64;
+  auto *word = reinterpret_cast<unaligned_word *>(out) + run.first / 64;
   unaligned_word *const last = word + end / 64;
   const uint64_t head = UINT64_MAX << run.first % 64;
   const uint64_t tail = UINT64_MAX >> (63 - end % 64);
   if (word == last) {
-    *word |= head & tail;
+    word->bits |= head & tail;
     return;
   }
-  *word |= head;
-  word[1] = UINT64_MAX;
+  word->bits |= head;
+  word[1].bits = UINT64_MAX;
   word += word + 2 < last ? 2 : 1;
-  *word = UINT64_MAX;
+  word->bits = UINT64_MAX;
   while (++word < last)
-    *word = UINT64_MAX;
-  *last = tail;
+    word->bits = UINT64_MAX;
+  last->bits = tail;
 }
 
 // Takes one selected run after the other.  The engine of a level may have another loop.

@@ -21,7 +21,7 @@ public:
 
   [[gnu::no_sanitize_address]] small_map(unsigned width, const uint64_t *map) {
     for (unsigned i = 0; i < size(width); ++i)
-      words[i] = static_cast<const unaligned_word *>(map)[i]; // the address sanitizer would check get_word
+      words[i] = reinterpret_cast<const unaligned_word *>(map)[i].bits; // the address sanitizer would check get_word
   }
 
   uint64_t words[4] = {};
