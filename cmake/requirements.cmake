@@ -3,7 +3,7 @@
 set(missing)
 # part, what is looked for: a package of CMake or a header, Debian package
 foreach(need IN ITEMS "HOST PkgConfig pkg-config" "HOST lz4.h liblz4-dev" "HOST xxhash.h libxxhash-dev"
-    "STORE fmt libfmt-dev" "STORE CLI11 libcli11-dev" "TESTS GTest libgtest-dev libgmock-dev" "BENCH fmt libfmt-dev"
+    "STORE fmt libfmt-dev" "VORNQ CLI11 libcli11-dev" "TESTS GTest libgtest-dev libgmock-dev" "BENCH fmt libfmt-dev"
     "BENCH benchmark libbenchmark-dev")
   separate_arguments(need)
   list(POP_FRONT need part name)
