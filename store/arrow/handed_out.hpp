@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "store/encode/aligned.hpp"
+#include <vorn/aligned.hpp>
 #include <vorn/store/arrow_interface.h>
 
 namespace store {
@@ -17,14 +17,14 @@ class arrow_buffer {
 public:
   arrow_buffer() = default; // none
   template <class Element>
-  explicit arrow_buffer(aligned_vector<Element> elements) {
-    const auto kept = std::make_shared<aligned_vector<Element>>(std::move(elements));
-    memory = std::shared_ptr<const void>(kept, kept->data());
+  explicit arrow_buffer(vorn_host::aligned_vector<Element> elements) {
+    const auto kept = std::make_shared<vorn_host::aligned_vector<Element>>(std::move(elements));
+    memory_ = std::shared_ptr<const void>(kept, kept->data());
   }
-  const void *data() const { return memory.get(); }
+  const void *data() const { return memory_.get(); }
 
 private:
-  std::shared_ptr<const void> memory;
+  std::shared_ptr<const void> memory_;
 };
 
 struct array_parts {

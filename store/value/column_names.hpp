@@ -38,12 +38,12 @@ public:
     std::string name;
     const column_info *means;
   };
-  const std::vector<known_name> &known() const { return names; }
-  const std::vector<const column_info *> &columns() const { return all; }
+  const std::vector<known_name> &known() const { return names_; }
+  const std::vector<const column_info *> &columns() const { return all_; }
 
 private:
-  std::vector<known_name> names;
-  std::vector<const column_info *> all;
+  std::vector<known_name> names_;
+  std::vector<const column_info *> all_;
 };
 
 } // namespace store

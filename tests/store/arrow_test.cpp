@@ -183,9 +183,11 @@ TEST(arrow, rows_of_plans_go_to_duckdb) {
 
 template <class Element>
 arrow_buffer buffer(std::initializer_list<Element> elements) {
-  return arrow_buffer(aligned_vector<Element>(elements));
+  return arrow_buffer(vorn_host::aligned_vector<Element>(elements));
 }
-arrow_buffer text(std::string_view bytes) { return arrow_buffer(aligned_vector<char>(bytes.begin(), bytes.end())); }
+arrow_buffer text(std::string_view bytes) {
+  return arrow_buffer(vorn_host::aligned_vector<char>(bytes.begin(), bytes.end()));
+}
 
 using view = std::array<int32_t, 4>; // length, the first four bytes, buffer, offset
 
