@@ -3,7 +3,7 @@
 set(missing)
 # part, what is looked for: a package of CMake or a header, Debian package
 foreach(need IN ITEMS "HOST PkgConfig pkg-config" "HOST lz4.h liblz4-dev" "HOST xxhash.h libxxhash-dev"
-    "STORE fmt libfmt-dev" "STORE CLI11 libcli11-dev" "TESTS GTest libgtest-dev libgmock-dev" "BENCH fmt libfmt-dev"
+    "STORE fmt libfmt-dev" "VORNQ CLI11 libcli11-dev" "TESTS GTest libgtest-dev libgmock-dev" "BENCH fmt libfmt-dev"
     "BENCH benchmark libbenchmark-dev")
   separate_arguments(need)
   list(POP_FRONT need part name)
@@ -25,5 +25,6 @@ if(missing)
   list(REMOVE_DUPLICATES missing)
   list(JOIN missing " " missing)
   message(FATAL_ERROR "Missing packages: ${missing}. Install them with tools/install-packages, or leave parts out with "
-                      "-DVORN_BUILD_BENCH=OFF, -DVORN_BUILD_TESTS=OFF, -DVORN_BUILD_STORE=OFF or -DVORN_BUILD_HOST=OFF.")
+                      "-DVORN_BUILD_BENCH=OFF, -DVORN_BUILD_TESTS=OFF, -DVORN_BUILD_VORNQ=OFF, "
+                      "-DVORN_BUILD_STORE=OFF or -DVORN_BUILD_HOST=OFF.")
 endif()

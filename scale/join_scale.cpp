@@ -184,7 +184,7 @@ int run(int argc, char **argv) {
     side.map.emplace(ctx, keys);
   const double built = build(ctx, side);
   const table_shape &shape = side.table.shape();
-  const uint64_t kept = side.keys.size() * sizeof(uint64_t) + side.table.bytes() + (side.map ? side.map->bytes() : 0);
+  const uint64_t used = side.keys.size() * sizeof(uint64_t) + side.table.bytes() + (side.map ? side.map->bytes() : 0);
   fmt::print("kernels in force: {}\n{} keys in {:.0f} ms, {:.1f} ns each: {} buckets of {} in {} parts, and {} for "
              "overflow\nMB: table {}, bloom map {}, keys {}\n",
              library.name(), grouped(keys), built / 1e6, built / static_cast<double>(keys), grouped(shape.buckets()),
@@ -203,7 +203,7 @@ int run(int argc, char **argv) {
                           rows, a_row, peak_bytes());
     fmt::print(line, grouped(rows), grouped(out.found.count), out.found == out.expected ? "right" : "WRONG",
                fmt::format("{:.1f}", a_row), megabytes(peak_bytes()),
-               megabytes(peak_bytes() - std::min(peak_bytes(), kept)));
+               megabytes(peak_bytes() - std::min(peak_bytes(), used)));
   }
   if (!record_file.empty() &&
       !(std::ofstream(record_file) << fmt::format("{{\"kernels\": \"{}\", \"keys\": {}, \"joins\": [{}]}}\n",

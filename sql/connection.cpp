@@ -114,8 +114,8 @@ std::optional<chunk> result::next() {
 
 result statement::run() {
   result out;
-  if (duckdb_execute_prepared(handle_.get(), &out.owned->handle) != duckdb_success)
-    fail(duckdb_result_error(&out.owned->handle));
+  if (duckdb_execute_prepared(handle_.get(), &out.owned_->handle) != duckdb_success)
+    fail(duckdb_result_error(&out.owned_->handle));
   return out;
 }
 
@@ -146,16 +146,16 @@ void *connection::opened() {
 
 result connection::query(const std::string &sql) {
   result out;
-  if (duckdb_query(opened(), sql.c_str(), &out.owned->handle) != duckdb_success)
-    fail(duckdb_result_error(&out.owned->handle));
+  if (duckdb_query(opened(), sql.c_str(), &out.owned_->handle) != duckdb_success)
+    fail(duckdb_result_error(&out.owned_->handle));
   return out;
 }
 
 result connection::stream(const std::string &sql) {
   const statement prepared = prepare(sql);
   result out;
-  if (duckdb_execute_prepared_streaming(prepared.handle.get(), &out.owned->handle) != duckdb_success)
-    fail(duckdb_result_error(&out.owned->handle));
+  if (duckdb_execute_prepared_streaming(prepared.handle_.get(), &out.owned_->handle) != duckdb_success)
+    fail(duckdb_result_error(&out.owned_->handle));
   return out;
 }
 

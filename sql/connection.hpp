@@ -79,8 +79,8 @@ private:
   std::unique_ptr<void, closer> handle_;
 };
 
-// A private in-memory database, which is opened when it is first asked: that takes as long as a whole query of a saved
-// table, which never asks.
+// A private in-memory database, which the first query opens: that takes as long as a whole query of a saved
+// table, which never needs it.
 class connection {
 public:
   // On this many threads; without a number on as many as there are processors.

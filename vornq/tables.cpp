@@ -50,7 +50,7 @@ std::vector<loaded_table> opened(const vorn_ctx &ctx, duckdb::connection &db,
   if (join) {
     const std::filesystem::path other = split(*join).file;
     out.push_back({opened(ctx, db, std::span(&other, 1))});
-    table_source::tell_apart(*out[0].file, *out[1].file);
+    table_source::disambiguate(*out[0].file, *out[1].file);
   }
   return out;
 }

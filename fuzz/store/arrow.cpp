@@ -1,7 +1,7 @@
-// Record batches that another library might make, and that may lie: what is taken over can be read, and handed out and
-// taken over once more.
+// Record batches that another library might make, and that may be faulty.  What is imported can be read, and exported
+// and imported once more.
 //
-// The interface does not say how long buffers are, nor lists and metadata.  Lies that only this would tell are left
+// The interface does not say how long buffers are, nor lists and metadata.  Faults in these are left
 // out: every list has the length that its record says, and every buffer what its array says it has, lengths, offsets
 // and sizes of buffers included, wherever these can be.  So is a format that is not that of the array.
 #include <gtest/gtest.h>
@@ -15,7 +15,7 @@
 
 #include "fuzz/store/targets.hpp"
 #include "store/arrow/export.hpp"
-#include "store/arrow/handed_out.hpp"
+#include "store/arrow/exported.hpp"
 #include "store/arrow/import.hpp"
 #include "store/decode/row_source.hpp"
 #include "store/error.hpp"
@@ -68,7 +68,7 @@ public:
   }
 
   // Buffers that are missing, or too many; a NULL count, a place to begin or an end of life that cannot be.
-  void tell_lies(made_array &of) {
+  void corrupt(made_array &of) {
     std::vector<arrow_buffer> &buffers = of.array.buffers;
     if (seldom(from_) && !buffers.empty())
       buffers[from_.ConsumeIntegralInRange<size_t>(0, buffers.size() - 1)] = arrow_buffer();
@@ -149,7 +149,7 @@ private:
     return out;
   }
   made_array finished(made_array out) {
-    tell_lies(out);
+    corrupt(out);
     return out;
   }
 
@@ -227,10 +227,10 @@ private:
   input &from_;
 };
 
-// What is made, as it is handed out; dictionaries belong to this.
-class handed_batch {
+// What is made, as another library exports it; dictionaries belong to this.
+class exported_batch {
 public:
-  explicit handed_batch(const made_array &made) : schema(schema_of(made)), array(array_of(made)) {
+  explicit exported_batch(const made_array &made) : schema(schema_of(made)), array(array_of(made)) {
     complete(made, schema, array);
   }
   ArrowSchema schema;
@@ -238,10 +238,10 @@ public:
 
 private:
   static ArrowSchema schema_of(const made_array &made) {
-    return handed_out(parts_of<schema_parts>(made, &made_array::schema));
+    return exported(parts_of<schema_parts>(made, &made_array::schema));
   }
   static ArrowArray array_of(const made_array &made) {
-    return handed_out(parts_of<array_parts>(made, &made_array::array));
+    return exported(parts_of<array_parts>(made, &made_array::array));
   }
 
   template <class Parts>
@@ -295,7 +295,7 @@ void read_schema(input &from) {
   made.children.push_back({"+r", "b"});
   for (int i = 0; i < 2; ++i)
     made.children.back().children.push_back({from.ConsumeRandomLengthString()});
-  arrow_owner<ArrowSchema> schema(handed_out(std::move(made)));
+  arrow_owner<ArrowSchema> schema(exported(std::move(made)));
   arrow_importer importer(*schema);
 }
 
@@ -310,8 +310,8 @@ void read_batch(input &from) {
     made.children.push_back(maker.column(rows + first, name));
     choices[name] = choice_from(from);
   }
-  maker.tell_lies(made);
-  handed_batch batch(made);
+  maker.corrupt(made);
+  exported_batch batch(made);
   const arrow_table table = import_arrow(batch.schema, batch.array, choices);
   EXPECT_EQ(table.rows, static_cast<uint64_t>(made.array.length));
   const auto expected = rows_of(table);

@@ -12,6 +12,7 @@
 
 #include "fuzz/store/sample_table.hpp"
 #include "fuzz/store/targets.hpp"
+#include "sql/condition.hpp"
 #include "store/error.hpp"
 #include "tests/model/predicate.hpp"
 

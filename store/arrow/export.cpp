@@ -12,7 +12,7 @@
 
 #include "store/arrow/array_writer.hpp"
 #include "store/arrow/arrow_type.hpp"
-#include "store/arrow/handed_out.hpp"
+#include "store/arrow/exported.hpp"
 #include "store/decode/code_reader.hpp"
 #include "store/error.hpp"
 
@@ -80,7 +80,7 @@ public:
   }
   outgoing_rows(const outgoing_rows &) = delete;
 
-  ArrowSchema schema() const { return handed_out({"+s", "", "", false, fields_}); }
+  ArrowSchema schema() const { return exported({"+s", "", "", false, fields_}); }
 
   // A released one at the end.
   ArrowArray batch() {
@@ -95,7 +95,7 @@ public:
       return {};
     for (outgoing_column &c : columns_)
       out.children.push_back(c.writer->finish());
-    return handed_out(std::move(out));
+    return exported(std::move(out));
   }
 
   std::string last_error;
@@ -174,16 +174,16 @@ arrow_owner<ArrowArrayStream> stream_of(std::unique_ptr<outgoing_rows> rows) {
 } // namespace
 
 arrow_column exported_booleans(selection selected, uint64_t rows) {
-  return {arrow_owner(handed_out(schema_parts{"b"})),
-          arrow_owner(handed_out(
+  return {arrow_owner(exported(schema_parts{"b"})),
+          arrow_owner(exported(
               array_parts{static_cast<int64_t>(rows), 0, {arrow_buffer(), arrow_buffer(std::move(selected.words))}}))};
 }
 
 arrow_column exported_row_numbers(const selection &selected, uint64_t rows) {
   const bool is_narrow = rows <= uint64_t{1} << 32;
-  return {arrow_owner(handed_out(schema_parts{is_narrow ? "I" : "L"})),
-          arrow_owner(
-              handed_out(is_narrow ? row_numbers<uint32_t>(selected, rows) : row_numbers<uint64_t>(selected, rows)))};
+  return {
+      arrow_owner(exported(schema_parts{is_narrow ? "I" : "L"})),
+      arrow_owner(exported(is_narrow ? row_numbers<uint32_t>(selected, rows) : row_numbers<uint64_t>(selected, rows)))};
 }
 
 arrow_owner<ArrowArrayStream> exported_rows(const vorn_ctx &ctx, std::span<const column *const> columns,

@@ -7,7 +7,7 @@
 //
 // With NULLs, code 0 has the symbol of length 0 that the library takes for NULL, and the values' codes begin at 1.
 // The empty text has such a symbol too, whose code the library flags as NULL like code 0.  Where it occurs beside NULLs
-// only the code tells the two apart, and without NULLs no flag counts at all.
+// only the code distinguishes the two, and without NULLs no flag counts at all.
 #pragma once
 
 #include <cstdint>

@@ -14,17 +14,16 @@ template <class T>
 class stored_array {
 public:
   stored_array() = default;
-  stored_array(vorn_host::aligned_vector<T> elements)
-      : own_(std::move(elements)) {} // NOLINT(google-explicit-constructor)
-  // The elements lie in what the keeper keeps.
-  stored_array(std::span<const T> elements, std::shared_ptr<const void> keeper)
-      : shared_(elements), kept_(std::move(keeper)) {}
+  stored_array(vorn_host::aligned_vector<T> elements) : own_(std::move(elements)) {}
+  // The elements lie in memory of the owner.
+  stored_array(std::span<const T> elements, std::shared_ptr<const void> owner)
+      : shared_(elements), owner_(std::move(owner)) {}
 
   // What is being made, in memory of its own.
   vorn_host::aligned_vector<T> &made() { return own_; }
 
-  const T *data() const { return kept_ ? shared_.data() : own_.data(); }
-  size_t size() const { return kept_ ? shared_.size() : own_.size(); }
+  const T *data() const { return owner_ ? shared_.data() : own_.data(); }
+  size_t size() const { return owner_ ? shared_.size() : own_.size(); }
   bool empty() const { return size() == 0; }
   const T &operator[](size_t index) const { return data()[index]; }
   const T *begin() const { return data(); }
@@ -33,7 +32,7 @@ public:
 private:
   vorn_host::aligned_vector<T> own_;
   std::span<const T> shared_;
-  std::shared_ptr<const void> kept_;
+  std::shared_ptr<const void> owner_;
 };
 
 } // namespace store

@@ -19,7 +19,7 @@ namespace store {
 struct instruction_set {
   std::string_view name; // as a user types it
   const char *library;   // the load name
-  uint32_t capability;   // the code that the host is asked for
+  uint32_t capability;   // the host's code for it
 };
 
 // All of them, the best first.
@@ -60,7 +60,7 @@ public:
   using call_taker = std::function<void(std::string_view entry, std::string_view kernel)>;
   void observe(const std::function<void(const vorn_ctx &)> &work, const call_taker &take);
 
-  // Prints the rates that were kept, of the generic kernels and of those in force, on standard output.
+  // Prints the recorded rates, of the generic kernels and of those in force, on standard output.
   void print_rates() const;
 
 private:

@@ -59,7 +59,7 @@ uint32_t hashed_groups::group_of(const group_input &there, uint32_t group) {
   if (columns_.empty())
     return group;
   other.show(group, values);
-  return number_of(other.key_of_group[group], values);
+  return number_of(other.key_of_group_[group], values);
 }
 
 void hashed_groups::show(uint32_t group, std::span<cell> out) const {

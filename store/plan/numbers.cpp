@@ -124,9 +124,9 @@ void numbers::keep_present(const numbers *left, const numbers *right) {
     return;
   std::fill(is_present_.begin(), is_present_.end(), uint8_t{1});
   for (const numbers *operand : {left, right})
-    if (operand != nullptr && operand->form.is_nullable)
+    if (operand != nullptr && operand->form_.is_nullable)
       for (size_t i = 0; i < size(); ++i)
-        is_present_[i] = is_present_[i] & operand->is_present[i];
+        is_present_[i] = is_present_[i] & operand->is_present_[i];
   for (size_t i = 0; i < size(); ++i)
     if (is_present_[i] == 0)
       words_[0][i] = 0;

@@ -25,7 +25,7 @@ public:
   const char *method() const override { return "numbered keys"; }
   std::unique_ptr<group_input> another() const override;
   uint32_t group_of(const group_input &there, uint32_t group) override {
-    return group_of(static_cast<const wide_groups &>(there).key_of_group[group]);
+    return group_of(static_cast<const wide_groups &>(there).key_of_group_[group]);
   }
   const uint32_t *groups() const override { return group_of_row_.data(); }
   uint32_t group_count() const override { return static_cast<uint32_t>(key_of_group_.size()); }

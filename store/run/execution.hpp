@@ -20,8 +20,8 @@ class execution {
 public:
   // On the calling thread alone, or on the threads of a pool.  Context, pool and explanation outlive this.
   execution(const vorn_ctx &ctx) : ctx_(ctx) {}
-  execution(const vorn_ctx &ctx, worker_pool &threads, explanation *told = nullptr)
-      : ctx_(ctx), pool_(&threads), explained_(told) {}
+  execution(const vorn_ctx &ctx, worker_pool &threads, explanation *explained = nullptr)
+      : ctx_(ctx), pool_(&threads), explained_(explained) {}
 
   const vorn_ctx &context() const { return ctx_; }
   size_t threads() const { return pool_ == nullptr ? 1 : pool_->threads(); }

@@ -63,11 +63,11 @@ void replaced_file::finish() {
   const int opened = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (opened == -1)
     fail();
-  const bool is_kept = fsync(opened) == 0;
+  const bool is_durable = fsync(opened) == 0;
   const int reason = errno;
   close(opened);
   errno = reason;
-  if (!is_kept)
+  if (!is_durable)
     fail();
 }
 

@@ -22,7 +22,7 @@ using namespace saved;
 
 namespace {
 
-kept_bytes copy_of(std::span<const uint8_t> bytes) {
+owned_bytes copy_of(std::span<const uint8_t> bytes) {
   const auto copied = std::make_shared<vorn_host::aligned_vector<uint8_t>>(bytes.begin(), bytes.end());
   return {*copied, copied};
 }
@@ -37,21 +37,21 @@ uint64_t bytes_of_bits(uint64_t bits) { return (bits + 7) / 8; }
 // Streams of a section, one after the other.
 class stream_walk {
 public:
-  stream_walk(std::span<const uint8_t> section_content, const std::shared_ptr<const void> &keeper)
-      : rest_(section_content), kept_(keeper) {}
+  stream_walk(std::span<const uint8_t> section_content, const std::shared_ptr<const void> &owner)
+      : rest_(section_content), owner_(owner) {}
 
   // A stream of this many bytes, with the bytes after it.
   stored_array<uint8_t> next(uint64_t bytes) {
     require(room_of(bytes) <= rest_.size(), "a stream goes beyond its section");
     const std::span<const uint8_t> out = rest_.first(bytes + vorn_host::cache_line);
     rest_ = rest_.subspan(room_of(bytes));
-    return {out, kept_};
+    return {out, owner_};
   }
   bool at_end() const { return rest_.empty(); }
 
 private:
   std::span<const uint8_t> rest_;
-  const std::shared_ptr<const void> &kept_;
+  const std::shared_ptr<const void> &owner_;
 };
 
 // The bytes of the lengths of a batch.
@@ -105,7 +105,7 @@ saved_table::saved_table(const vorn_ctx &ctx, const std::filesystem::path &path)
 saved_table::saved_table(const vorn_ctx &ctx, std::span<const uint8_t> bytes, const std::string &name)
     : saved_table(ctx, copy_of(bytes), name) {}
 
-saved_table::saved_table(const vorn_ctx &ctx, kept_bytes file, const std::filesystem::path &path)
+saved_table::saved_table(const vorn_ctx &ctx, owned_bytes file, const std::filesystem::path &path)
     : ctx_(ctx), file_name_(shortened(path.string())), file_(std::move(file)) {
   stem = path.stem().string();
   read_header();
@@ -216,7 +216,7 @@ template <class Element>
 stored_array<Element> saved_table::elements_of(size_t index, part which) const {
   const std::span<const uint8_t> bytes = part_of(index, which);
   require(bytes.size() % sizeof(Element) == 0, "a section ends inside of an element");
-  return {{reinterpret_cast<const Element *>(bytes.data()), bytes.size() / sizeof(Element)}, file_.keeper};
+  return {{reinterpret_cast<const Element *>(bytes.data()), bytes.size() / sizeof(Element)}, file_.owner};
 }
 
 void saved_table::read_values(size_t index, column &out) const {
@@ -237,8 +237,8 @@ void saved_table::read_batches(size_t index, column &out) const {
   const uint64_t count = row_count / batch_rows + (row_count % batch_rows != 0 ? 1 : 0);
   const stored_array<batch_record> described = elements_of<batch_record>(index, part::batches);
   require(described.size() == count, "it has not as many batches as the table");
-  stream_walk streams_left(part_of(index, part::streams), file_.keeper);
-  stream_walk lengths_left(part_of(index, part::lengths), file_.keeper);
+  stream_walk streams_left(part_of(index, part::streams), file_.owner);
+  stream_walk lengths_left(part_of(index, part::lengths), file_.owner);
   for (const batch_record &record : described) {
     batch rows;
     rows.rows = static_cast<uint32_t>(std::min<uint64_t>(batch_rows, row_count - out.batches.size() * batch_rows));

@@ -32,7 +32,7 @@ public:
               const std::function<void(uint64_t rows)> &progress) const override;
 
 private:
-  saved_table(const vorn_ctx &ctx, saved::kept_bytes file, const std::filesystem::path &path);
+  saved_table(const vorn_ctx &ctx, saved::owned_bytes file, const std::filesystem::path &path);
 
   void read_header();
   void read_catalogue();
@@ -50,7 +50,7 @@ private:
 
   const vorn_ctx &ctx_;
   std::string file_name_;
-  saved::kept_bytes file_;
+  saved::owned_bytes file_;
   std::vector<saved::section> sections_;
   std::vector<saved::column_record> records_; // of the columns
 };

@@ -28,8 +28,8 @@ bool alike(std::string_view a, std::string_view b) {
   return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](char x, char y) { return lower(x) == lower(y); });
 }
 
-void tell_apart(std::vector<column_info> &first, std::string_view first_table, std::vector<column_info> &second,
-                std::string_view second_table) {
+void disambiguate(std::vector<column_info> &first, std::string_view first_table, std::vector<column_info> &second,
+                  std::string_view second_table) {
   if (alike(first_table, second_table))
     throw error(fmt::format("two tables are called '{}', and a column is named by its table; rename a file",
                             shortened(first_table)));
