@@ -7,13 +7,13 @@
 
 #include "frame/vorn.h"
 #include "generic/table/slot_bits.hpp"
+#include "host/aligned.hpp"
 #include "host/stand_in.hpp"
-#include "store/encode/aligned.hpp"
 
 namespace vorn_bench {
 
 // Streams and results begin on a cache line.
-using word_vector = store::aligned_vector<uint64_t>;
+using word_vector = vorn_host::aligned_vector<uint64_t>;
 
 inline constexpr uint64_t cached_rows = 65536;
 inline constexpr uint64_t stream_bytes = 256U << 20;

@@ -25,5 +25,6 @@ if(missing)
   list(REMOVE_DUPLICATES missing)
   list(JOIN missing " " missing)
   message(FATAL_ERROR "Missing packages: ${missing}. Install them with tools/install-packages, or leave parts out with "
-                      "-DVORN_BUILD_BENCH=OFF, -DVORN_BUILD_TESTS=OFF, -DVORN_BUILD_STORE=OFF or -DVORN_BUILD_HOST=OFF.")
+                      "-DVORN_BUILD_BENCH=OFF, -DVORN_BUILD_TESTS=OFF, -DVORN_BUILD_VORNQ=OFF, "
+                      "-DVORN_BUILD_STORE=OFF or -DVORN_BUILD_HOST=OFF.")
 endif()

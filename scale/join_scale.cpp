@@ -36,20 +36,20 @@ constexpr uint64_t key_of(uint64_t number) { return number * 0x9e3779b97f4a7c15;
 // Those below the number of keys are in the table.
 class probed_numbers {
 public:
-  explicit probed_numbers(uint64_t keys) : count(2 * keys), jump(2'654'435'761 % count) {
-    while (std::gcd(jump, count) != 1)
-      ++jump;
+  explicit probed_numbers(uint64_t keys) : count_(2 * keys), jump_(2'654'435'761 % count_) {
+    while (std::gcd(jump_, count_) != 1)
+      ++jump_;
   }
   uint64_t next() {
-    const uint64_t out = at;
-    at = (at + jump) % count;
+    const uint64_t out = at_;
+    at_ = (at_ + jump_) % count_;
     return out;
   }
 
 private:
-  uint64_t count;
-  uint64_t jump;
-  uint64_t at = 0;
+  uint64_t count_;
+  uint64_t jump_;
+  uint64_t at_ = 0;
 };
 
 struct pairs {
@@ -65,14 +65,14 @@ struct pairs {
 
 class stopwatch {
 public:
-  void start() { began = clock::now(); }
-  void stop() { elapsed += clock::now() - began; }
-  double nanoseconds() const { return std::chrono::duration<double, std::nano>(elapsed).count(); }
+  void start() { began_ = clock::now(); }
+  void stop() { elapsed_ += clock::now() - began_; }
+  double nanoseconds() const { return std::chrono::duration<double, std::nano>(elapsed_).count(); }
 
 private:
   using clock = std::chrono::steady_clock;
-  clock::time_point began;
-  clock::duration elapsed{};
+  clock::time_point began_;
+  clock::duration elapsed_{};
 };
 
 // The most memory that the process has had so far.
@@ -184,7 +184,7 @@ int run(int argc, char **argv) {
     side.map.emplace(ctx, keys);
   const double built = build(ctx, side);
   const table_shape &shape = side.table.shape();
-  const uint64_t kept = side.keys.size() * sizeof(uint64_t) + side.table.bytes() + (side.map ? side.map->bytes() : 0);
+  const uint64_t used = side.keys.size() * sizeof(uint64_t) + side.table.bytes() + (side.map ? side.map->bytes() : 0);
   fmt::print("kernels in force: {}\n{} keys in {:.0f} ms, {:.1f} ns each: {} buckets of {} in {} parts, and {} for "
              "overflow\nMB: table {}, bloom map {}, keys {}\n",
              library.name(), grouped(keys), built / 1e6, built / static_cast<double>(keys), grouped(shape.buckets()),
@@ -203,7 +203,7 @@ int run(int argc, char **argv) {
                           rows, a_row, peak_bytes());
     fmt::print(line, grouped(rows), grouped(out.found.count), out.found == out.expected ? "right" : "WRONG",
                fmt::format("{:.1f}", a_row), megabytes(peak_bytes()),
-               megabytes(peak_bytes() - std::min(peak_bytes(), kept)));
+               megabytes(peak_bytes() - std::min(peak_bytes(), used)));
   }
   if (!record_file.empty() &&
       !(std::ofstream(record_file) << fmt::format("{{\"kernels\": \"{}\", \"keys\": {}, \"joins\": [{}]}}\n",

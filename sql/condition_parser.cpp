@@ -81,7 +81,7 @@ protected:
 
 class condition_parser : reader {
 public:
-  condition_parser(std::string_view text, const column_names &known) : reader(text), names(known) {}
+  condition_parser(std::string_view text, const column_names &known) : reader(text), names_(known) {}
 
   condition all() {
     condition out;
@@ -90,7 +90,7 @@ public:
     if (!at_end())
       fail_at_rest();
     out.sql = sql_of(0, at);
-    out.columns = std::move(named);
+    out.columns = std::move(named_);
     return out;
   }
 
@@ -101,11 +101,11 @@ private:
     size_t end;
     std::string text;
   };
-  void replace_from(size_t begin, std::string text) { replaced.push_back({begin, at, std::move(text)}); }
+  void replace_from(size_t begin, std::string text) { replaced_.push_back({begin, at, std::move(text)}); }
 
   std::string sql_of(size_t begin, size_t end) const {
     std::string out;
-    for (const replacement &r : replaced)
+    for (const replacement &r : replaced_)
       if (r.begin >= begin && r.end <= end) {
         out += whole.substr(begin, r.begin - begin);
         out += r.text;
@@ -149,7 +149,7 @@ private:
   }
 
   expression negatable() {
-    if (++depth > deepest)
+    if (++depth_ > deepest)
       fail("too many brackets");
     expression out;
     if (take_word("not")) {
@@ -165,7 +165,7 @@ private:
     } else {
       out.asked = single();
     }
-    --depth;
+    --depth_;
     return out;
   }
 
@@ -174,7 +174,7 @@ private:
     if (here() == '"')
       return take_quoted();
     size_t length = 0;
-    for (const auto &[name, means] : names.known()) {
+    for (const auto &[name, means] : names_.known()) {
       const size_t end = at + name.size();
       const bool ends = end >= whole.size() || one_of(whole[end], blanks) || one_of(whole[end], operator_characters) ||
                         one_of(whole[end], "([)'\"");
@@ -195,10 +195,10 @@ private:
     if (at_end() || one_of(here(), operator_characters))
       fail("no column");
     const size_t begin = at;
-    const column_info &found = names.find(take_name());
+    const column_info &found = names_.find(take_name());
     replace_from(begin, duckdb::quoted_name(found.name));
-    if (std::find(named.begin(), named.end(), found.name) == named.end())
-      named.push_back(found.name);
+    if (std::find(named_.begin(), named_.end(), found.name) == named_.end())
+      named_.push_back(found.name);
     return found;
   }
 
@@ -304,7 +304,7 @@ private:
   interval_test interval_in(bracketed read, size_t begin, const std::string &name, bool negated) {
     if (read.values.size() != 2)
       fail(fmt::format("an interval of {} bounds rather than 2", read.values.size()));
-    std::erase_if(replaced, [begin](const replacement &r) { return r.begin >= begin; });
+    std::erase_if(replaced_, [begin](const replacement &r) { return r.begin >= begin; });
     const std::string column = duckdb::quoted_name(name);
     const bool follows_word = begin != 0 && !one_of(whole[begin - 1], blanks) && !one_of(whole[begin - 1], brackets);
     replace_from(begin, fmt::format("{}{}({} {} {} AND {} {} {})", follows_word ? " " : "", negated ? "NOT " : "",
@@ -377,10 +377,10 @@ private:
     return out;
   }
 
-  const column_names &names;
-  std::vector<std::string> named;
-  std::vector<replacement> replaced; // ascending
-  uint32_t depth = 0;
+  const column_names &names_;
+  std::vector<std::string> named_;
+  std::vector<replacement> replaced_; // ascending
+  uint32_t depth_ = 0;
 };
 
 class list_parser : reader {

@@ -15,23 +15,23 @@ namespace store::duckdb {
 // One column of a chunk.  Valid as long as the chunk.
 class vector {
 public:
-  vector(const void *data, const uint64_t *validity) : values(data), valid_rows(validity) {}
+  vector(const void *data, const uint64_t *validity) : values_(data), valid_rows_(validity) {}
 
-  bool is_null(uint64_t row) const { return valid_rows != nullptr && (valid_rows[row / 64] >> (row % 64) & 1) == 0; }
+  bool is_null(uint64_t row) const { return valid_rows_ != nullptr && (valid_rows_[row / 64] >> (row % 64) & 1) == 0; }
 
   // T is the in-memory type of the column: int64_t of BIGINT and TIMESTAMP, int32_t of DATE, double of DOUBLE, __int128
   // of HUGEINT.
   template <class T>
   T number(uint64_t row) const {
     T out;
-    std::memcpy(&out, static_cast<const char *>(values) + row * sizeof out, sizeof out);
+    std::memcpy(&out, static_cast<const char *>(values_) + row * sizeof out, sizeof out);
     return out;
   }
   std::string_view text(uint64_t row) const;
 
 private:
-  const void *values;
-  const uint64_t *valid_rows; // null when no row is NULL
+  const void *values_;
+  const uint64_t *valid_rows_; // null when no row is NULL
 };
 
 // Some thousand consecutive rows of a result.
@@ -45,8 +45,8 @@ private:
   struct closer {
     void operator()(void *closed) const;
   };
-  explicit chunk(void *opened) : handle(opened) {}
-  std::unique_ptr<void, closer> handle;
+  explicit chunk(void *opened) : handle_(opened) {}
+  std::unique_ptr<void, closer> handle_;
 };
 
 class result {
@@ -62,7 +62,7 @@ private:
     void operator()(state *s) const;
   };
   result();
-  std::unique_ptr<state, closer> owned;
+  std::unique_ptr<state, closer> owned_;
 };
 
 // A query that was planned once and can be run many times.
@@ -75,16 +75,16 @@ private:
   struct closer {
     void operator()(void *closed) const;
   };
-  explicit statement(void *opened) : handle(opened) {}
-  std::unique_ptr<void, closer> handle;
+  explicit statement(void *opened) : handle_(opened) {}
+  std::unique_ptr<void, closer> handle_;
 };
 
-// A private in-memory database, which is opened when it is first asked: that takes as long as a whole query of a saved
-// table, which never asks.
+// A private in-memory database, which the first query opens: that takes as long as a whole query of a saved
+// table, which never needs it.
 class connection {
 public:
   // On this many threads; without a number on as many as there are processors.
-  explicit connection(std::optional<uint32_t> chosen_threads = {}) : threads(chosen_threads) {}
+  explicit connection(std::optional<uint32_t> chosen_threads = {}) : threads_(chosen_threads) {}
 
   result query(const std::string &sql);
   // The same, but rows are made as they are fetched, rather than all at first; the next query ends this.
@@ -101,9 +101,9 @@ private:
   struct connection_closer {
     void operator()(void *closed) const;
   };
-  std::optional<uint32_t> threads;
-  std::unique_ptr<void, database_closer> database;
-  std::unique_ptr<void, connection_closer> handle;
+  std::optional<uint32_t> threads_;
+  std::unique_ptr<void, database_closer> database_;
+  std::unique_ptr<void, connection_closer> handle_;
 };
 
 // The version of the library, such as "v1.5.6".

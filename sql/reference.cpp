@@ -16,19 +16,19 @@ std::string where(const std::string &condition_sql) {
 } // namespace
 
 reference::reference(duckdb::connection &db, const table_file &file, std::span<const std::string> columns)
-    : database(db), source("reference"), row_number("rowid") {
-  copy(source, file, columns, "");
+    : database_(db), source_("reference"), row_number_("rowid") {
+  copy(source_, file, columns, "");
   use_threads(1);
 }
 
-reference::reference(duckdb::connection &db, const table_file &file) : database(db), source(file.sql()) {
+reference::reference(duckdb::connection &db, const table_file &file) : database_(db), source_(file.sql()) {
   use_threads(1);
 }
 
 reference::reference(duckdb::connection &db, const joined &first, const joined &second)
-    : database(db), source(fmt::format("reference JOIN joined ON (reference.{} = joined.{})",
-                                       duckdb::quoted_name(first.key), duckdb::quoted_name(second.key))),
-      row_order({"\"row of reference\"", "\"row of joined\""}) {
+    : database_(db), source_(fmt::format("reference JOIN joined ON (reference.{} = joined.{})",
+                                         duckdb::quoted_name(first.key), duckdb::quoted_name(second.key))),
+      row_order_({"\"row of reference\"", "\"row of joined\""}) {
   copy("reference", first.file, first.columns, ", row_number() OVER () AS \"row of reference\"");
   copy("joined", second.file, second.columns, ", row_number() OVER () AS \"row of joined\"");
   use_threads(1);
@@ -40,14 +40,14 @@ void reference::copy(std::string_view table, const table_file &file, std::span<c
   for (const std::string &column : columns)
     named.push_back(
         fmt::format("{} AS {}", duckdb::quoted_name(file.find(column).file_name()), duckdb::quoted_name(column)));
-  database.query(fmt::format("CREATE OR REPLACE TABLE {} AS SELECT {}{} FROM {}", table, fmt::join(named, ", "), more,
-                             file.sql()));
+  database_.query(fmt::format("CREATE OR REPLACE TABLE {} AS SELECT {}{} FROM {}", table, fmt::join(named, ", "), more,
+                              file.sql()));
 }
 
-void reference::use_threads(size_t threads) const { database.query(fmt::format("SET threads TO {}", threads)); }
+void reference::use_threads(size_t threads) const { database_.query(fmt::format("SET threads TO {}", threads)); }
 
 duckdb::statement reference::counting(const std::string &condition_sql) const {
-  return database.prepare(fmt::format("SELECT count(*) FROM {}{}", source, where(condition_sql)));
+  return database_.prepare(fmt::format("SELECT count(*) FROM {}{}", source_, where(condition_sql)));
 }
 
 uint64_t reference::count(duckdb::statement &query) {
@@ -62,14 +62,14 @@ duckdb::result reference::values(std::span<const column *const> columns, const s
 }
 
 std::string reference::sql_of(const sql_select &query) const {
-  std::string out = fmt::format("SELECT {} FROM {}{}", fmt::join(query.values, ", "), source, where(query.condition));
+  std::string out = fmt::format("SELECT {} FROM {}{}", fmt::join(query.values, ", "), source_, where(query.condition));
   std::vector<std::string> order = query.order;
   if (!query.groups.empty())
     out += fmt::format(" GROUP BY {}", fmt::join(query.groups, ", "));
   if (!query.is_grouped) {
-    order.insert(order.end(), row_order.begin(), row_order.end());
-    if (!query.order.empty() && !row_number.empty())
-      order.push_back(row_number);
+    order.insert(order.end(), row_order_.begin(), row_order_.end());
+    if (!query.order.empty() && !row_number_.empty())
+      order.push_back(row_number_);
   }
   if (!order.empty())
     out += fmt::format(" ORDER BY {}", fmt::join(order, ", "));
@@ -78,12 +78,12 @@ std::string reference::sql_of(const sql_select &query) const {
   return out;
 }
 
-duckdb::statement reference::prepared(const sql_select &query) const { return database.prepare(sql_of(query)); }
+duckdb::statement reference::prepared(const sql_select &query) const { return database_.prepare(sql_of(query)); }
 
 duckdb::result reference::answer(const sql_select &query) const {
   // A scan keeps the order of rows.  A long list after IN would become a join, which need not keep it.
-  database.query("SET disabled_optimizers = 'in_clause'");
-  return database.stream(sql_of(query));
+  database_.query("SET disabled_optimizers = 'in_clause'");
+  return database_.stream(sql_of(query));
 }
 
 uint64_t reference::count_rows(duckdb::statement &query) {
@@ -95,7 +95,7 @@ uint64_t reference::count_rows(duckdb::statement &query) {
 }
 
 std::vector<bool> reference::rows(const std::string &condition_sql) const {
-  auto answers = database.query(fmt::format("SELECT coalesce({}, false)::BIGINT FROM {}", condition_sql, source));
+  auto answers = database_.query(fmt::format("SELECT coalesce({}, false)::BIGINT FROM {}", condition_sql, source_));
   std::vector<bool> out;
   while (auto chunk = answers.next())
     for (uint64_t row = 0; row < chunk->rows(); ++row)

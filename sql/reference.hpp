@@ -45,8 +45,8 @@ public:
   void use_threads(size_t threads) const;
 
   // Has no columns, so that there is nothing to compare with and no query: saved tables are not DuckDB's.
-  explicit reference(duckdb::connection &db) : database(db) {}
-  bool has_columns() const { return !source.empty(); }
+  explicit reference(duckdb::connection &db) : database_(db) {}
+  bool has_columns() const { return !source_.empty(); }
 
   // A query that counts the rows of the table on which a condition holds; all without one.
   duckdb::statement counting(const std::string &condition_sql) const;
@@ -70,10 +70,10 @@ private:
   void copy(std::string_view table, const table_file &file, std::span<const std::string> columns,
             std::string_view more);
 
-  duckdb::connection &database;
-  std::string source;
-  std::vector<std::string> row_order; // as SQL asks for it where rows do not have it as they are
-  std::string row_number;             // of a single table in memory
+  duckdb::connection &database_;
+  std::string source_;
+  std::vector<std::string> row_order_; // as SQL asks for it where rows do not have it as they are
+  std::string row_number_;             // of a single table in memory
 };
 
 } // namespace store

@@ -14,10 +14,10 @@ void add_new(std::vector<std::string> &names, const std::string &name) {
 
 } // namespace
 
-void request::set_where(condition asked) {
-  where_sql = std::move(asked.sql);
-  where_columns = std::move(asked.columns);
-  where = std::move(asked);
+void request::set_where(condition predicate) {
+  where_sql = std::move(predicate.sql);
+  where_columns = std::move(predicate.columns);
+  where = std::move(predicate);
 }
 
 std::vector<std::string> request::all_columns() const {

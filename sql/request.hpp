@@ -16,7 +16,7 @@ struct request : query_spec {
   std::string where_sql;                  // of `where`
   std::vector<std::string> where_columns; // that it reads
 
-  void set_where(condition asked);
+  void set_where(condition predicate);
 
   // All columns that it takes.
   std::vector<std::string> all_columns() const;
@@ -26,7 +26,7 @@ struct request : query_spec {
   bool has_rounded_order(const column_names &names) const;
   request comparable(const column_names &names) const;
 
-  // The same as a query of SQL, with the bounds that `verify_rows` expects if they are asked for.
+  // The same as a query of SQL, with the bounds that `verify_rows` expects where the caller wants them.
   sql_select sql(const column_names &names, bool with_bounds) const;
 };
 

@@ -1,4 +1,4 @@
-// A request as DuckDB is asked it.
+// A request as a query of DuckDB.
 #include <algorithm>
 
 #include <fmt/format.h>
@@ -17,16 +17,16 @@ struct aggregate_sql {
   std::string bound; // of a real
 };
 
-aggregate_sql sql_of(const asked_aggregate &asked, const column_names &names) {
-  if (asked.what == function::count)
+aggregate_sql sql_of(const asked_aggregate &aggregate, const column_names &names) {
+  if (aggregate.what == function::count)
     return {"count(*)", ""};
   const auto operand = [](const asked_operand &o) {
     return fmt::format("{}::DOUBLE", o.constant ? duckdb::quoted_text(o.text) : duckdb::quoted_name(o.text));
   };
-  const std::string *plain = asked.plain_column();
-  const std::string added = plain != nullptr
-                                ? duckdb::quoted_name(*plain)
-                                : fmt::format("({} {} {})", operand(asked.left), asked.op, operand(asked.right));
+  const std::string *plain = aggregate.plain_column();
+  const std::string added =
+      plain != nullptr ? duckdb::quoted_name(*plain)
+                       : fmt::format("({} {} {})", operand(aggregate.left), aggregate.op, operand(aggregate.right));
   const std::string sum = fmt::format("sum({})", added);
   const bool adds_reals = plain == nullptr || names.find(*plain).type->is_real();
   // Each of n - 1 additions, in whatever order, is off by half a unit in the last place of 53 bits at the most; so are
@@ -34,10 +34,10 @@ aggregate_sql sql_of(const asked_aggregate &asked, const column_names &names) {
   const std::string bound = fmt::format("1.1102230246251565e-16 * {}",
                                         adds_reals ? fmt::format("2 * (count({0}) + 4) * sum(abs({0}::DOUBLE))", added)
                                                    : fmt::format("8 * abs({}::DOUBLE)", sum));
-  if (asked.what == function::average)
+  if (aggregate.what == function::average)
     return {fmt::format("{}::DOUBLE / count({})", sum, added), fmt::format("{} / count({})", bound, added)};
   return adds_reals ? aggregate_sql{sum, bound}
-                    : aggregate_sql{fmt::format("{}::{}", sum, sql_type(asked.type(names))), ""};
+                    : aggregate_sql{fmt::format("{}::{}", sum, sql_type(aggregate.type(names))), ""};
 }
 
 // The rows whose point lies in a polygon, as a condition: the edges that a ray from the point towards growing x crosses

@@ -63,7 +63,7 @@ std::vector<column_info> columns_of(duckdb::connection &db, const std::string &s
 } // namespace
 
 table_file::table_file(duckdb::connection &db, std::span<const std::filesystem::path> paths)
-    : database(db), scan(scan_of(paths)) {
+    : database_(db), scan_(scan_of(paths)) {
   stem = paths.front().stem().string();
   infos = columns_of(db, scan_of(paths.first(1)));
   for (const std::filesystem::path &path : paths.subspan(1)) {
@@ -76,22 +76,22 @@ table_file::table_file(duckdb::connection &db, std::span<const std::filesystem::
                               shortened(paths.front().string())));
   }
   if (paths.front().extension() == ".parquet")
-    statistics = fmt::format("parquet_metadata({})", list_of(paths));
+    statistics_ = fmt::format("parquet_metadata({})", list_of(paths));
   row_count = static_cast<uint64_t>(
-      database.query(fmt::format("SELECT count(*) FROM {}", scan)).next()->column(0).number<int64_t>(0));
+      database_.query(fmt::format("SELECT count(*) FROM {}", scan_)).next()->column(0).number<int64_t>(0));
 }
 
 std::optional<uint64_t> table_file::compressed_bytes(const std::vector<std::string> &names) const {
-  if (statistics.empty())
+  if (statistics_.empty())
     return std::nullopt;
   std::vector<std::string> texts;
   texts.reserve(names.size());
   for (const std::string &name : names)
     texts.push_back(duckdb::quoted_text(find(name).file_name()));
-  const auto sum = database
+  const auto sum = database_
                        .query(fmt::format("SELECT coalesce(sum(total_compressed_size), 0)::BIGINT FROM {} WHERE "
                                           "path_in_schema IN ({})",
-                                          statistics, fmt::join(texts, ", ")))
+                                          statistics_, fmt::join(texts, ", ")))
                        .next();
   return static_cast<uint64_t>(sum->column(0).number<int64_t>(0));
 }
@@ -103,7 +103,7 @@ void table_file::check_encoding(const column_info &info, const encoding_choice &
 column table_file::load(const column_info &info, const encoding_choice &choice,
                         const std::function<void(uint64_t)> &progress) const {
   column_builder building(info, choice);
-  auto rows = database.stream(fmt::format("SELECT {} FROM {}", sql_values(info.file_name(), *info.type), scan));
+  auto rows = database_.stream(fmt::format("SELECT {} FROM {}", sql_values(info.file_name(), *info.type), scan_));
   uint64_t done = 0;
   while (auto chunk = rows.next()) {
     append_values(building, chunk->column(0), chunk->rows(), info.type->kind);

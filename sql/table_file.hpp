@@ -23,7 +23,7 @@ public:
   table_file(duckdb::connection &db, const std::filesystem::path &path) : table_file(db, std::span(&path, 1)) {}
 
   // The files as SQL names them after FROM.
-  const std::string &sql() const { return scan; }
+  const std::string &sql() const { return scan_; }
 
   std::optional<uint64_t> compressed_bytes(const std::vector<std::string> &names) const override;
 
@@ -36,9 +36,9 @@ public:
               const std::function<void(uint64_t rows)> &progress) const override;
 
 private:
-  duckdb::connection &database;
-  std::string scan;
-  std::string statistics; // the source of the bytes of columns in SQL; empty where there is none
+  duckdb::connection &database_;
+  std::string scan_;
+  std::string statistics_; // the source of the bytes of columns in SQL; empty where there is none
 };
 
 } // namespace store

@@ -18,7 +18,7 @@ std::string sql_values(std::string_view column, const column_type &type);
 
 cell value_at(const duckdb::vector &values, uint64_t row, value_kind kind);
 
-// The same of some rows, handed to the builder of a column.
+// The same of some rows, for the builder of a column.
 void append_values(column_builder &out, const duckdb::vector &values, uint64_t rows, value_kind kind);
 
 } // namespace store

@@ -15,34 +15,34 @@ namespace {
 // Rows of a result, a piece at a time.
 class expected_rows {
 public:
-  explicit expected_rows(duckdb::result rows) : source(std::move(rows)) { advance(); }
+  explicit expected_rows(duckdb::result rows) : source_(std::move(rows)) { advance(); }
 
-  bool at_end() const { return !chunk; }
+  bool at_end() const { return !chunk_; }
 
   // How many of up to `wanted` rows can be compared before advance.
-  uint64_t available(uint64_t wanted) const { return std::min(wanted, chunk->rows() - done); }
+  uint64_t available(uint64_t wanted) const { return std::min(wanted, chunk_->rows() - done_); }
 
   bool equal(uint64_t index, value_kind kind, std::span<const cell> cells) const {
-    const duckdb::vector values = chunk->column(index);
+    const duckdb::vector values = chunk_->column(index);
     for (uint64_t i = 0; i < cells.size(); ++i)
-      if (value_at(values, done + i, kind) != cells[i])
+      if (value_at(values, done_ + i, kind) != cells[i])
         return false;
     return true;
   }
 
   // The same of reals that may lie as far from the expected ones as another column says.  Counts those that differ.
   bool near(uint64_t index, uint64_t bound_index, std::span<const cell> cells, uint64_t &differing) const {
-    const duckdb::vector values = chunk->column(index);
-    const duckdb::vector bounds = chunk->column(bound_index);
+    const duckdb::vector values = chunk_->column(index);
+    const duckdb::vector bounds = chunk_->column(bound_index);
     for (uint64_t i = 0; i < cells.size(); ++i) {
-      const cell expected = value_at(values, done + i, value_kind::real);
+      const cell expected = value_at(values, done_ + i, value_kind::real);
       if (expected == cells[i])
         continue;
       const auto *real = std::get_if<int64_t>(&cells[i]);
       const auto *expected_real = std::get_if<int64_t>(&expected);
-      if (real == nullptr || expected_real == nullptr || bounds.is_null(done + i))
+      if (real == nullptr || expected_real == nullptr || bounds.is_null(done_ + i))
         return false;
-      if (!(std::abs(real_of_key(*real) - real_of_key(*expected_real)) <= bounds.number<double>(done + i)))
+      if (!(std::abs(real_of_key(*real) - real_of_key(*expected_real)) <= bounds.number<double>(done_ + i)))
         return false;
       ++differing;
     }
@@ -50,22 +50,22 @@ public:
   }
 
   void advance(uint64_t rows) {
-    done += rows;
-    if (done == chunk->rows())
+    done_ += rows;
+    if (done_ == chunk_->rows())
       advance();
   }
 
 private:
   void advance() {
     do
-      chunk = source.next();
-    while (chunk && chunk->rows() == 0);
-    done = 0;
+      chunk_ = source_.next();
+    while (chunk_ && chunk_->rows() == 0);
+    done_ = 0;
   }
 
-  duckdb::result source;
-  std::optional<duckdb::chunk> chunk;
-  uint64_t done = 0; // rows of the chunk
+  duckdb::result source_;
+  std::optional<duckdb::chunk> chunk_;
+  uint64_t done_ = 0; // rows of the chunk
 };
 
 } // namespace

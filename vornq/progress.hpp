@@ -18,9 +18,9 @@ public:
   void show(std::string_view label, uint64_t steps_done);
 
 private:
-  uint64_t steps;
-  bool on_terminal;
-  uint64_t shown = ~uint64_t{0}; // per cent
+  uint64_t steps_;
+  bool on_terminal_;
+  uint64_t shown_ = ~uint64_t{0}; // per cent
 };
 
 } // namespace store

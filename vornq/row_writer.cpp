@@ -115,109 +115,109 @@ row_format parse_row_format(std::string_view name) {
   throw error(fmt::format("unknown format '{}'; it is one of table, csv, json, jsonl", shortened(name)));
 }
 
-row_writer::row_writer(row_format chosen, std::span<const heading> shown) : format(chosen) {
-  for (const heading &h : shown) {
-    std::string key = columns.empty() ? "{" : ",";
+row_writer::row_writer(row_format format, std::span<const heading> columns) : format_(format) {
+  for (const heading &h : columns) {
+    std::string key = columns_.empty() ? "{" : ",";
     append_json_text(key, h.name);
     key += ':';
-    columns.push_back({h, std::move(key), h.type.is_numeric()});
+    columns_.push_back({h, std::move(key), h.type.is_numeric()});
   }
 }
 
 void row_writer::write(row_block rows) {
-  if (format == row_format::table) {
+  if (format_ == row_format::table) {
     write_table(rows);
     return;
   }
   const size_t count = rows.front().size();
-  if (!begun)
+  if (!begun_)
     write_heading();
   for (size_t row = 0; row < count; ++row) {
-    if (format == row_format::json)
-      out += begun ? ",\n " : "[";
-    for (size_t c = 0; c < columns.size(); ++c) {
-      const column_type &type = columns[c].of.type;
-      if (format == row_format::csv) {
-        out += c == 0 ? "" : ",";
-        append_csv(out, rows[c][row], type);
+    if (format_ == row_format::json)
+      out_ += begun_ ? ",\n " : "[";
+    for (size_t c = 0; c < columns_.size(); ++c) {
+      const column_type &type = columns_[c].of.type;
+      if (format_ == row_format::csv) {
+        out_ += c == 0 ? "" : ",";
+        append_csv(out_, rows[c][row], type);
       } else {
-        out += columns[c].key;
-        append_json(out, rows[c][row], type);
+        out_ += columns_[c].key;
+        append_json(out_, rows[c][row], type);
       }
     }
-    out += format == row_format::csv ? "\n" : format == row_format::jsonl ? "}\n" : "}";
-    begun = true;
+    out_ += format_ == row_format::csv ? "\n" : format_ == row_format::jsonl ? "}\n" : "}";
+    begun_ = true;
   }
   flush();
 }
 
 void row_writer::write_heading() {
-  if (format != row_format::csv)
+  if (format_ != row_format::csv)
     return;
-  for (size_t c = 0; c < columns.size(); ++c) {
-    out += c == 0 ? "" : ",";
-    append_csv(out, columns[c].of.name);
+  for (size_t c = 0; c < columns_.size(); ++c) {
+    out_ += c == 0 ? "" : ",";
+    append_csv(out_, columns_[c].of.name);
   }
-  out += '\n';
+  out_ += '\n';
 }
 
 // The first block sets the widths, so that no more than a block has to be at hand; a cell that is wider later on pushes
 // its line to the right.
 void row_writer::write_table(row_block rows) {
   const size_t count = rows.empty() ? 0 : rows.front().size();
-  const size_t lines = count + (begun ? 0 : 1);
-  texts.resize(std::max(texts.size(), lines * columns.size()));
-  auto next = texts.begin();
-  if (!begun)
-    for (const shown_column &c : columns)
+  const size_t lines = count + (begun_ ? 0 : 1);
+  texts_.resize(std::max(texts_.size(), lines * columns_.size()));
+  auto next = texts_.begin();
+  if (!begun_)
+    for (const shown_column &c : columns_)
       *next++ = visible(c.of.name);
   for (size_t row = 0; row < count; ++row)
-    for (size_t c = 0; c < columns.size(); ++c, ++next) {
+    for (size_t c = 0; c < columns_.size(); ++c, ++next) {
       next->clear();
-      const column_type &type = columns[c].of.type;
+      const column_type &type = columns_[c].of.type;
       const auto *text = std::get_if<std::string_view>(&rows[c][row]);
       if (text != nullptr && type.kind == value_kind::text)
         append_typed(*next, *text);
       else
         append_text(*next, rows[c][row], type);
     }
-  next = texts.begin();
-  if (!begun)
+  next = texts_.begin();
+  if (!begun_)
     for (size_t line = 0; line < lines; ++line)
-      for (shown_column &c : columns)
+      for (shown_column &c : columns_)
         c.width = std::max(c.width, width_of(*next++));
-  begun = true;
-  next = texts.begin();
+  begun_ = true;
+  next = texts_.begin();
   for (size_t line = 0; line < lines; ++line) {
-    for (size_t c = 0; c < columns.size(); ++c, ++next) {
+    for (size_t c = 0; c < columns_.size(); ++c, ++next) {
       const size_t width = width_of(*next);
-      const size_t padding = columns[c].width - std::min(columns[c].width, width);
-      out += c == 0 ? "" : "  ";
-      if (columns[c].is_number)
-        out.append(padding, ' ');
-      out += *next;
-      if (!columns[c].is_number && c + 1 != columns.size())
-        out.append(padding, ' ');
+      const size_t padding = columns_[c].width - std::min(columns_[c].width, width);
+      out_ += c == 0 ? "" : "  ";
+      if (columns_[c].is_number)
+        out_.append(padding, ' ');
+      out_ += *next;
+      if (!columns_[c].is_number && c + 1 != columns_.size())
+        out_.append(padding, ' ');
     }
-    out += '\n';
+    out_ += '\n';
   }
   flush();
 }
 
 void row_writer::finish() {
-  if (format == row_format::json)
-    out += begun ? "]\n" : "[]\n";
-  else if (!begun && format == row_format::table)
+  if (format_ == row_format::json)
+    out_ += begun_ ? "]\n" : "[]\n";
+  else if (!begun_ && format_ == row_format::table)
     write_table({});
-  else if (!begun)
+  else if (!begun_)
     write_heading();
   flush();
 }
 
 void row_writer::flush() {
-  if (std::fwrite(out.data(), 1, out.size(), stdout) != out.size())
+  if (std::fwrite(out_.data(), 1, out_.size(), stdout) != out_.size())
     throw error("cannot write to standard output");
-  out.clear();
+  out_.clear();
 }
 
 } // namespace store

@@ -44,12 +44,12 @@ private:
   void write_table(row_block rows);
   void flush();
 
-  row_format format;
-  std::vector<shown_column> columns;
-  std::string out;
-  bool begun = false;
+  row_format format_;
+  std::vector<shown_column> columns_;
+  std::string out_;
+  bool begun_ = false;
   // table: the cells of a block, row by row.
-  std::vector<std::string> texts;
+  std::vector<std::string> texts_;
 };
 
 } // namespace store

@@ -50,7 +50,7 @@ std::vector<loaded_table> opened(const vorn_ctx &ctx, duckdb::connection &db,
   if (join) {
     const std::filesystem::path other = split(*join).file;
     out.push_back({opened(ctx, db, std::span(&other, 1))});
-    table_source::tell_apart(*out[0].file, *out[1].file);
+    table_source::disambiguate(*out[0].file, *out[1].file);
   }
   return out;
 }
@@ -59,28 +59,28 @@ std::vector<loaded_table> opened(const vorn_ctx &ctx, duckdb::connection &db,
 
 tables::tables(const vorn_ctx &ctx, duckdb::connection &db, std::span<const std::filesystem::path> files,
                const std::optional<std::string> &join)
-    : all(opened(ctx, db, files, join)), known(all.front().file->columns(), join ? all.front().file->name() : "") {
+    : all_(opened(ctx, db, files, join)), known_(all_.front().file->columns(), join ? all_.front().file->name() : "") {
   if (!join)
     return;
-  known.add(all[1].file->columns(), all[1].file->name());
+  known_.add(all_[1].file->columns(), all_[1].file->name());
   const auto [first, second] = parse_equality(split(*join).columns);
   const column_info *keys[2];
   for (size_t table = 0; table < 2; ++table) {
-    const table_source &file = *all[table].file;
+    const table_source &file = *all_[table].file;
     keys[table] = &column_names(file.columns(), file.name()).find(table == 0 ? first : second);
   }
   check_joinable(*keys[0], *keys[1]);
-  joined_by = {keys[0]->name, keys[1]->name};
+  joined_by_ = {keys[0]->name, keys[1]->name};
 }
 
 bool tables::is_of_second(std::string_view name) const {
-  const auto &first = all.front().file->columns();
+  const auto &first = all_.front().file->columns();
   return std::none_of(first.begin(), first.end(), [&](const column_info &info) { return info.name == name; });
 }
 
 std::vector<std::string> tables::columns_of(size_t table, std::span<const std::string> columns) const {
   std::vector<std::string> out;
-  for (const column_info &info : all[table].file->columns())
+  for (const column_info &info : all_[table].file->columns())
     if (std::find(columns.begin(), columns.end(), info.name) != columns.end())
       out.push_back(info.name);
   return out;
@@ -90,15 +90,15 @@ void tables::load(std::span<const std::string> columns, std::span<const std::str
                   const choice_map &choices) {
   std::vector<std::string> wanted[2];
   uint64_t values = 0;
-  for (size_t table = 0; table < all.size(); ++table) {
+  for (size_t table = 0; table < all_.size(); ++table) {
     wanted[table] = columns_of(table, columns);
-    values += wanted[table].size() * all[table].file->rows();
+    values += wanted[table].size() * all_[table].file->rows();
   }
   progress_bar bar(values);
   uint64_t before = 0;
-  for (size_t table = 0; table < all.size(); ++table)
+  for (size_t table = 0; table < all_.size(); ++table)
     for (const std::string &name : wanted[table]) {
-      auto &[file, loaded, reasons] = all[table];
+      auto &[file, loaded, reasons] = all_[table];
       const auto chosen = choices.find(name);
       const auto show = [&](uint64_t rows) { bar.show(visible(shortened(name)), before + rows); };
       try {
@@ -115,15 +115,15 @@ void tables::load(std::span<const std::string> columns, std::span<const std::str
 }
 
 bool tables::are_saved() const {
-  return std::any_of(all.begin(), all.end(), [](const loaded_table &table) { return is_saved(*table.file); });
+  return std::any_of(all_.begin(), all_.end(), [](const loaded_table &table) { return is_saved(*table.file); });
 }
 
 void tables::check_encoding(const column_info &info, const encoding_choice &choice) const {
-  (is_of_second(info.name) ? all.back() : all.front()).file->check_encoding(info, choice);
+  (is_of_second(info.name) ? all_.back() : all_.front()).file->check_encoding(info, choice);
 }
 
 uint64_t tables::save(const std::filesystem::path &path, size_t table) const {
-  const auto &[file, loaded, reasons] = all[table];
+  const auto &[file, loaded, reasons] = all_[table];
   std::vector<saved_column> columns;
   for (const column_info &info : file->columns())
     if (const auto found = loaded.find(info.name); found != loaded.end())
@@ -135,13 +135,13 @@ uint64_t tables::save(const std::filesystem::path &path, size_t table) const {
 
 reference tables::made_reference(duckdb::connection &db, std::span<const std::string> columns, bool in_memory) const {
   const auto file = [this](size_t table) -> const table_file & {
-    return dynamic_cast<const table_file &>(*all[table].file);
+    return dynamic_cast<const table_file &>(*all_[table].file);
   };
   if (are_saved())
     return reference(db);
   if (are_joined())
     return {
-        db, {file(0), columns_of(0, columns), joined_by.first}, {file(1), columns_of(1, columns), joined_by.second}};
+        db, {file(0), columns_of(0, columns), joined_by_.first}, {file(1), columns_of(1, columns), joined_by_.second}};
   return in_memory ? reference(db, file(0), columns) : reference(db, file(0));
 }
 

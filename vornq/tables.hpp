@@ -30,20 +30,20 @@ public:
          const std::optional<std::string> &join);
   tables(const tables &) = delete;
 
-  const column_names &names() const { return known; }
-  uint64_t rows() const { return all.front().file->rows(); } // of the first table
-  const std::vector<loaded_table> &list() const { return all; }
+  const column_names &names() const { return known_; }
+  uint64_t rows() const { return all_.front().file->rows(); } // of the first table
+  const std::vector<loaded_table> &list() const { return all_; }
 
   // Is a column, by its name in queries, of the second table?
   bool is_of_second(std::string_view name) const;
 
   // Of two tables.
-  bool are_joined() const { return all.size() == 2; }
-  const join_keys &keys() const { return joined_by; }
+  bool are_joined() const { return all_.size() == 2; }
+  const join_keys &keys() const { return joined_by_; }
   join_query query_for(const expression *asked) const { return plan().joined_by(asked); }
   std::vector<output_column> outputs(std::span<const std::string> columns) const { return plan().outputs(columns); }
 
-  plan_tables plan() const { return {all.front().columns, are_joined() ? &all.back().columns : nullptr, joined_by}; }
+  plan_tables plan() const { return {all_.front().columns, are_joined() ? &all_.back().columns : nullptr, joined_by_}; }
 
   // Can a column be stored as is chosen?  Throws store::error when not.
   void check_encoding(const column_info &info, const encoding_choice &choice) const;
@@ -63,9 +63,9 @@ private:
   bool are_saved() const; // one of them, or the only one
   std::vector<std::string> columns_of(size_t table, std::span<const std::string> columns) const;
 
-  std::vector<loaded_table> all;
-  join_keys joined_by;
-  column_names known;
+  std::vector<loaded_table> all_;
+  join_keys joined_by_;
+  column_names known_;
 };
 
 } // namespace store

@@ -1,7 +1,7 @@
-// Record batches that another library might make, and that may lie: what is taken over can be read, and handed out and
-// taken over once more.
+// Record batches that another library might make, and that may be faulty.  What is imported can be read, and exported
+// and imported once more.
 //
-// The interface does not say how long buffers are, nor lists and metadata.  Lies that only this would tell are left
+// The interface does not say how long buffers are, nor lists and metadata.  Faults in these are left
 // out: every list has the length that its record says, and every buffer what its array says it has, lengths, offsets
 // and sizes of buffers included, wherever these can be.  So is a format that is not that of the array.
 #include <gtest/gtest.h>
@@ -15,7 +15,7 @@
 
 #include "fuzz/store/targets.hpp"
 #include "store/arrow/export.hpp"
-#include "store/arrow/handed_out.hpp"
+#include "store/arrow/exported.hpp"
 #include "store/arrow/import.hpp"
 #include "store/decode/row_source.hpp"
 #include "store/error.hpp"
@@ -26,7 +26,7 @@ using namespace store;
 
 namespace {
 
-using bytes = aligned_vector<uint8_t>;
+using bytes = vorn_host::aligned_vector<uint8_t>;
 
 struct plain_format {
   const char *name;
@@ -51,7 +51,7 @@ struct made_array {
 
 class array_maker {
 public:
-  explicit array_maker(input &source) : from(source) {}
+  explicit array_maker(input &source) : from_(source) {}
 
   // A column of at least so many rows, if it is honest.
   made_array column(int64_t rows, const std::string &name) {
@@ -64,70 +64,70 @@ public:
   int64_t length_of(int64_t truth) {
     constexpr int64_t lies[] = {-1, 0, std::numeric_limits<int64_t>::max(), std::numeric_limits<int64_t>::min(),
                                 int64_t{1} << 31};
-    return !seldom(from) ? truth : seldom(from) ? from.PickValueInArray(lies) : std::max<int64_t>(truth - 1, 0);
+    return !seldom(from_) ? truth : seldom(from_) ? from_.PickValueInArray(lies) : std::max<int64_t>(truth - 1, 0);
   }
 
   // Buffers that are missing, or too many; a NULL count, a place to begin or an end of life that cannot be.
-  void tell_lies(made_array &of) {
+  void corrupt(made_array &of) {
     std::vector<arrow_buffer> &buffers = of.array.buffers;
-    if (seldom(from) && !buffers.empty())
-      buffers[from.ConsumeIntegralInRange<size_t>(0, buffers.size() - 1)] = arrow_buffer();
+    if (seldom(from_) && !buffers.empty())
+      buffers[from_.ConsumeIntegralInRange<size_t>(0, buffers.size() - 1)] = arrow_buffer();
     const bool are_views = of.schema.format.starts_with('v'); // whose last buffer tells of the others
-    if (seldom(from))
+    if (seldom(from_))
       buffers.emplace_back();
-    else if (seldom(from) && !buffers.empty() && !are_views)
+    else if (seldom(from_) && !buffers.empty() && !are_views)
       buffers.pop_back();
-    if (seldom(from))
-      of.array.null_count = from.ConsumeIntegralInRange(-128, 127);
-    if (seldom(from))
-      of.offset = from.ConsumeBool() ? -1 : std::numeric_limits<int64_t>::max();
-    of.is_released = seldom(from) && seldom(from);
+    if (seldom(from_))
+      of.array.null_count = from_.ConsumeIntegralInRange(-128, 127);
+    if (seldom(from_))
+      of.offset = from_.ConsumeBool() ? -1 : std::numeric_limits<int64_t>::max();
+    of.is_released = seldom(from_) && seldom(from_);
   }
 
 private:
   made_array runs_or_rows(int64_t rows) {
-    if (from.ConsumeIntegralInRange(0, 5) != 5)
+    if (from_.ConsumeIntegralInRange(0, 5) != 5)
       return rows_or_indices(rows);
-    made_array out{{"+r"}, {length_of(rows), 0, {}}, from.ConsumeIntegralInRange<int64_t>(0, 3)};
+    made_array out{{"+r"}, {length_of(rows), 0, {}}, from_.ConsumeIntegralInRange<int64_t>(0, 3)};
     std::vector<int64_t> ends;
     for (int64_t end = 0; end < rows + out.offset;)
-      ends.push_back(end += seldom(from) ? from.ConsumeIntegral<int8_t>() : from.ConsumeIntegralInRange(1, 9));
+      ends.push_back(end += seldom(from_) ? from_.ConsumeIntegral<int8_t>() : from_.ConsumeIntegralInRange(1, 9));
     constexpr plain_format end_formats[] = {{"s", 2}, {"i", 4}, {"l", 8}};
-    out.children.push_back(integers(from.PickValueInArray(end_formats), ends, false));
+    out.children.push_back(integers(from_.PickValueInArray(end_formats), ends, false));
     out.children.push_back(rows_or_indices(static_cast<int64_t>(ends.size())));
-    if (seldom(from))
+    if (seldom(from_))
       out.children.pop_back();
     return out;
   }
 
   made_array rows_or_indices(int64_t rows) {
-    if (from.ConsumeIntegralInRange(0, 4) != 4)
+    if (from_.ConsumeIntegralInRange(0, 4) != 4)
       return plain(rows);
     std::vector<int64_t> indices;
-    const auto entries = from.ConsumeIntegralInRange<int64_t>(0, 9);
+    const auto entries = from_.ConsumeIntegralInRange<int64_t>(0, 9);
     for (int64_t row = 0; row < rows; ++row)
-      indices.push_back(seldom(from) ? from.ConsumeIntegral<int64_t>()
-                                     : from.ConsumeIntegralInRange<int64_t>(0, entries));
-    made_array out = integers(formats[from.ConsumeIntegralInRange(0, 7)], indices, true);
-    if (!seldom(from))
+      indices.push_back(seldom(from_) ? from_.ConsumeIntegral<int64_t>()
+                                      : from_.ConsumeIntegralInRange<int64_t>(0, entries));
+    made_array out = integers(formats[from_.ConsumeIntegralInRange(0, 7)], indices, true);
+    if (!seldom(from_))
       out.dictionary.push_back(plain(entries + 1));
     return out;
   }
 
   made_array plain(int64_t rows) {
-    switch (from.ConsumeIntegralInRange(0, 5)) {
+    switch (from_.ConsumeIntegralInRange(0, 5)) {
     case 0:
       return bits(rows);
     case 1:
-      return texts<int32_t>(from.ConsumeBool() ? "u" : "z", rows);
+      return texts<int32_t>(from_.ConsumeBool() ? "u" : "z", rows);
     case 2:
-      return texts<int64_t>(from.ConsumeBool() ? "U" : "Z", rows);
+      return texts<int64_t>(from_.ConsumeBool() ? "U" : "Z", rows);
     case 3:
-      return views(from.ConsumeBool() ? "vu" : "vz", rows);
+      return views(from_.ConsumeBool() ? "vu" : "vz", rows);
     default:
       break;
     }
-    const plain_format &format = from.PickValueInArray(formats);
+    const plain_format &format = from_.PickValueInArray(formats);
     made_array out = begin(format.name, rows, true);
     out.array.buffers.emplace_back(content((held(out)) * format.bytes));
     return finished(std::move(out));
@@ -135,13 +135,13 @@ private:
 
   // An array with a bitmap or without, before its other buffers.
   made_array begin(const char *format, int64_t rows, bool may_be_null) {
-    made_array out{{format}, {length_of(rows), 0, {}}, seldom(from) ? from.ConsumeIntegralInRange<int64_t>(1, 9) : 0};
-    if (may_be_null && from.ConsumeBool()) {
+    made_array out{{format}, {length_of(rows), 0, {}}, seldom(from_) ? from_.ConsumeIntegralInRange<int64_t>(1, 9) : 0};
+    if (may_be_null && from_.ConsumeBool()) {
       const bytes map = content((held(out) + 7) / 8);
       int64_t nulls = 0;
       for (int64_t row = 0; row < out.array.length && row < held(out) - out.offset; ++row)
         nulls += (map[static_cast<size_t>((out.offset + row) / 8)] >> ((out.offset + row) % 8) & 1) == 0 ? 1 : 0;
-      out.array.null_count = from.ConsumeBool() ? nulls : -1;
+      out.array.null_count = from_.ConsumeBool() ? nulls : -1;
       out.array.buffers.emplace_back(map);
     } else {
       out.array.buffers.emplace_back();
@@ -149,7 +149,7 @@ private:
     return out;
   }
   made_array finished(made_array out) {
-    tell_lies(out);
+    corrupt(out);
     return out;
   }
 
@@ -159,7 +159,7 @@ private:
   }
 
   bytes content(int64_t size) {
-    const auto taken = from.ConsumeBytes<uint8_t>(static_cast<size_t>(size));
+    const auto taken = from_.ConsumeBytes<uint8_t>(static_cast<size_t>(size));
     bytes out(taken.begin(), taken.end());
     out.resize(static_cast<size_t>(size));
     return out;
@@ -184,12 +184,13 @@ private:
   template <class Offset>
   made_array texts(const char *format, int64_t rows) {
     made_array out = begin(format, rows, true);
-    aligned_vector<Offset> offsets;
+    vorn_host::aligned_vector<Offset> offsets;
     Offset at = 0, most = 0;
     for (int64_t i = 0; i <= held(out); ++i) {
       offsets.push_back(at);
       most = std::max(most, at);
-      at += static_cast<Offset>(seldom(from) ? from.ConsumeIntegral<int16_t>() * 3 : from.ConsumeIntegralInRange(0, 9));
+      at += static_cast<Offset>(seldom(from_) ? from_.ConsumeIntegral<int16_t>() * 3
+                                              : from_.ConsumeIntegralInRange(0, 9));
     }
     out.array.buffers.emplace_back(std::move(offsets));
     out.array.buffers.emplace_back(content(int64_t{most}));
@@ -198,22 +199,22 @@ private:
 
   made_array views(const char *format, int64_t rows) {
     made_array out = begin(format, rows, true);
-    std::vector<bytes> texts(from.ConsumeIntegralInRange<size_t>(0, 3));
-    aligned_vector<int64_t> sizes;
+    std::vector<bytes> texts(from_.ConsumeIntegralInRange<size_t>(0, 3));
+    vorn_host::aligned_vector<int64_t> sizes;
     for (bytes &text : texts) {
-      text = content(from.ConsumeIntegralInRange<int64_t>(13, 40));
-      sizes.push_back(seldom(from) ? from.ConsumeIntegral<int8_t>() % static_cast<int8_t>(text.size())
-                                   : static_cast<int64_t>(text.size()));
+      text = content(from_.ConsumeIntegralInRange<int64_t>(13, 40));
+      sizes.push_back(seldom(from_) ? from_.ConsumeIntegral<int8_t>() % static_cast<int8_t>(text.size())
+                                    : static_cast<int64_t>(text.size()));
     }
-    aligned_vector<std::array<int32_t, 4>> stored;
+    vorn_host::aligned_vector<std::array<int32_t, 4>> stored;
     for (int64_t i = 0; i < held(out); ++i) {
       auto &[length, prefix, buffer, offset] = stored.emplace_back();
-      length = seldom(from) ? from.ConsumeIntegral<int32_t>() : from.ConsumeIntegralInRange(0, 20);
-      prefix = from.ConsumeIntegral<int32_t>();
-      buffer = from.ConsumeIntegralInRange(seldom(from) ? -1 : 0, static_cast<int>(texts.size()));
-      offset = seldom(from) ? from.ConsumeIntegral<int32_t>() : from.ConsumeIntegralInRange(0, 20);
+      length = seldom(from_) ? from_.ConsumeIntegral<int32_t>() : from_.ConsumeIntegralInRange(0, 20);
+      prefix = from_.ConsumeIntegral<int32_t>();
+      buffer = from_.ConsumeIntegralInRange(seldom(from_) ? -1 : 0, static_cast<int>(texts.size()));
+      offset = seldom(from_) ? from_.ConsumeIntegral<int32_t>() : from_.ConsumeIntegralInRange(0, 20);
       if (length > 12 && buffer >= 0 && buffer < static_cast<int>(texts.size()) && offset >= 0 && offset < 10 &&
-          !seldom(from))
+          !seldom(from_))
         std::memcpy(&prefix, &texts[static_cast<size_t>(buffer)][static_cast<size_t>(offset)], sizeof prefix);
     }
     out.array.buffers.emplace_back(std::move(stored));
@@ -223,13 +224,13 @@ private:
     return finished(std::move(out));
   }
 
-  input &from;
+  input &from_;
 };
 
-// What is made, as it is handed out; dictionaries belong to this.
-class handed_batch {
+// What is made, as another library exports it; dictionaries belong to this.
+class exported_batch {
 public:
-  explicit handed_batch(const made_array &made) : schema(schema_of(made)), array(array_of(made)) {
+  explicit exported_batch(const made_array &made) : schema(schema_of(made)), array(array_of(made)) {
     complete(made, schema, array);
   }
   ArrowSchema schema;
@@ -237,10 +238,10 @@ public:
 
 private:
   static ArrowSchema schema_of(const made_array &made) {
-    return handed_out(parts_of<schema_parts>(made, &made_array::schema));
+    return exported(parts_of<schema_parts>(made, &made_array::schema));
   }
   static ArrowArray array_of(const made_array &made) {
-    return handed_out(parts_of<array_parts>(made, &made_array::array));
+    return exported(parts_of<array_parts>(made, &made_array::array));
   }
 
   template <class Parts>
@@ -256,16 +257,16 @@ private:
     for (size_t i = 0; i < made.children.size(); ++i)
       complete(made.children[i], *its_schema.children[i], *its_array.children[i]);
     for (const made_array &entries : made.dictionary) {
-      its_schema.dictionary = &*schemas.emplace_back(schema_of(entries));
-      its_array.dictionary = &*arrays.emplace_back(array_of(entries));
+      its_schema.dictionary = &*schemas_.emplace_back(schema_of(entries));
+      its_array.dictionary = &*arrays_.emplace_back(array_of(entries));
       complete(entries, *its_schema.dictionary, *its_array.dictionary);
     }
     if (made.is_released)
       its_array.release(&its_array);
   }
 
-  std::list<arrow_owner<ArrowSchema>> schemas;
-  std::list<arrow_owner<ArrowArray>> arrays;
+  std::list<arrow_owner<ArrowSchema>> schemas_;
+  std::list<arrow_owner<ArrowArray>> arrays_;
 };
 
 std::vector<std::string> rows_of(const arrow_table &table) {
@@ -294,7 +295,7 @@ void read_schema(input &from) {
   made.children.push_back({"+r", "b"});
   for (int i = 0; i < 2; ++i)
     made.children.back().children.push_back({from.ConsumeRandomLengthString()});
-  arrow_owner<ArrowSchema> schema(handed_out(std::move(made)));
+  arrow_owner<ArrowSchema> schema(exported(std::move(made)));
   arrow_importer importer(*schema);
 }
 
@@ -309,8 +310,8 @@ void read_batch(input &from) {
     made.children.push_back(maker.column(rows + first, name));
     choices[name] = choice_from(from);
   }
-  maker.tell_lies(made);
-  handed_batch batch(made);
+  maker.corrupt(made);
+  exported_batch batch(made);
   const arrow_table table = import_arrow(batch.schema, batch.array, choices);
   EXPECT_EQ(table.rows, static_cast<uint64_t>(made.array.length));
   const auto expected = rows_of(table);

@@ -55,8 +55,8 @@ bytes stream_from(input &from, uint32_t raw_size) {
 }
 
 void expect_harmless(bytes stream, uint32_t out_size, bool at_end) {
-  const uint32_t told = qpak_stream_size(stream.data(), stream.size());
-  if (told > stream.size())
+  const uint32_t claimed = qpak_stream_size(stream.data(), stream.size());
+  if (claimed > stream.size())
     return;
   const uint32_t block_size = qpak::load_u32(&stream[qpak::block_size_at]);
   const size_t blocks = block_size == 0 ? 0 : qpak::block_count(out_size, block_size);
@@ -75,11 +75,11 @@ void expect_harmless(bytes stream, uint32_t out_size, bool at_end) {
           EXPECT_EQ(std::memcmp(memory.out + b * block_size, stream.data() + at, stored & ~qpak::stored_raw), 0);
         at += stored & ~qpak::stored_raw;
       }
-      EXPECT_EQ(at, told);
+      EXPECT_EQ(at, claimed);
       return;
     }
     const size_t entry = qpak::directory_at + block * qpak::entry_size;
-    if (told == 0 || block == blocks || entry + qpak::entry_size > stream.size())
+    if (claimed == 0 || block == blocks || entry + qpak::entry_size > stream.size())
       return;
     qpak::store_u32(
         &stream[entry + qpak::entry_check_at],

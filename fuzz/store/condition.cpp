@@ -12,6 +12,7 @@
 
 #include "fuzz/store/sample_table.hpp"
 #include "fuzz/store/targets.hpp"
+#include "sql/condition.hpp"
 #include "store/error.hpp"
 #include "tests/model/predicate.hpp"
 
@@ -145,10 +146,10 @@ std::vector<bool> selected(const store::condition &asked) {
 // A condition on values that are there.
 class condition_maker {
 public:
-  explicit condition_maker(input &source) : from(source) {}
+  explicit condition_maker(input &source) : from_(source) {}
 
   std::string any(int depth = 0) {
-    const int what = from.ConsumeIntegralInRange(0, depth < 3 ? 5 : 1);
+    const int what = from_.ConsumeIntegralInRange(0, depth < 3 ? 5 : 1);
     if (what == 2)
       return fmt::format("not ({})", any(depth + 1));
     if (what > 2)
@@ -159,35 +160,35 @@ public:
 private:
   std::string single() {
     auto column = sample().encoded.begin();
-    std::advance(column, from.ConsumeIntegralInRange<size_t>(0, sample().encoded.size() - 1));
+    std::advance(column, from_.ConsumeIntegralInRange<size_t>(0, sample().encoded.size() - 1));
     const auto value = [&] { return value_of(column->first, column->second.type); };
-    const std::string name = duckdb::quoted_name(column->first), negation = from.ConsumeBool() ? " not" : "";
+    const std::string name = duckdb::quoted_name(column->first), negation = from_.ConsumeBool() ? " not" : "";
     constexpr const char *operators[] = {"=", "<>", "<", "<=", ">", ">="};
-    switch (from.ConsumeIntegralInRange(0, 4)) {
+    switch (from_.ConsumeIntegralInRange(0, 4)) {
     case 0:
       return fmt::format("{}{} between {} and {}", name, negation, value(), value());
     case 1:
-      return fmt::format("{}{} between {}{},{}{}", name, negation, "(["[from.ConsumeBool()], value(), value(),
-                         ")]"[from.ConsumeBool()]);
+      return fmt::format("{}{} between {}{},{}{}", name, negation, "(["[from_.ConsumeBool()], value(), value(),
+                         ")]"[from_.ConsumeBool()]);
     case 2:
       return fmt::format("{}{} in ({}, {}, {})", name, negation, value(), value(), value());
     case 3:
       return fmt::format("{} is{} null", name, negation);
     default:
-      return fmt::format("{} {} {}", name, from.PickValueInArray(operators), value());
+      return fmt::format("{} {} {}", name, from_.PickValueInArray(operators), value());
     }
   }
 
   std::string value_of(const std::string &name, const column_type &type) {
-    const cell &c = sample().cells.at(name)[from.ConsumeIntegralInRange<uint64_t>(0, sample().rows - 1)];
+    const cell &c = sample().cells.at(name)[from_.ConsumeIntegralInRange<uint64_t>(0, sample().rows - 1)];
     std::string text;
     append_text(text, c, type);
-    return std::holds_alternative<std::monostate>(c) || (type.is_numeric() && is_number(text) && from.ConsumeBool())
+    return std::holds_alternative<std::monostate>(c) || (type.is_numeric() && is_number(text) && from_.ConsumeBool())
                ? text
                : duckdb::quoted_text(text);
   }
 
-  input &from;
+  input &from_;
 };
 
 std::vector<char> text_from(input &from) {

@@ -74,7 +74,7 @@ std::optional<code_range> column::codes(uint32_t comparison, std::string_view co
 struct source_vector::state {
   std::shared_ptr<const table_data> data;
   vorn_enc_ctx encoding;
-  ::store::aligned_vector<uint64_t> run_bits;
+  vorn_host::aligned_vector<uint64_t> run_bits;
   vorn_cv vector;
 };
 

@@ -65,7 +65,7 @@ auto *words_of(auto &bits, size_t row_group) {
 }
 
 template <class Combine>
-void combine(::store::aligned_vector<uint64_t> &words, const ::store::aligned_vector<uint64_t> &others,
+void combine(vorn_host::aligned_vector<uint64_t> &words, const vorn_host::aligned_vector<uint64_t> &others,
              Combine combined) {
   if (words.size() != others.size())
     throw error("the selections are of tables with different numbers of rows");
@@ -73,7 +73,7 @@ void combine(::store::aligned_vector<uint64_t> &words, const ::store::aligned_ve
 }
 
 // Clears the bits past the last row.
-void clear_tail(::store::aligned_vector<uint64_t> &words, uint64_t rows) {
+void clear_tail(vorn_host::aligned_vector<uint64_t> &words, uint64_t rows) {
   if (rows % 64 != 0)
     words.back() &= (uint64_t{1} << (rows % 64)) - 1;
 }

@@ -1,5 +1,5 @@
-// The rows of Arrow arrays, handed to the builder of a column: what a value is to the builder is asked once for an
-// entry of a dictionary that rows refer to, and once for a run.
+// Appends the rows of Arrow arrays to the builder of a column.  The builder looks a value up once for an entry of a
+// dictionary, and once for a run.
 #pragma once
 
 #include "store/arrow/array_values.hpp"

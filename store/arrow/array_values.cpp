@@ -187,20 +187,20 @@ void check_shape(const ArrowArray *array, const array_shape &shape, const array_
 }
 
 validity::validity(const ArrowArray &array, const array_faults &faults)
-    : all(array.buffers[0] == nullptr), bits(array.buffers[0], array.offset) {
+    : all_(array.buffers[0] == nullptr), bits_(array.buffers[0], array.offset) {
   int64_t nulls = 0;
-  for (int64_t row = 0; row < array.length && !all; ++row)
-    nulls += bits[row] ? 0 : 1;
+  for (int64_t row = 0; row < array.length && !all_; ++row)
+    nulls += bits_[row] ? 0 : 1;
   faults.unless(array.null_count == -1 || array.null_count == nulls, "has an array with {} NULLs that says {}", nulls,
                 array.null_count);
-  all = nulls == 0;
+  all_ = nulls == 0;
 }
 
 template <class Value>
 array_values<Value>::array_values(const arrow_type &type, const ArrowArray &array, row_range rows,
                                   const validity &valid, const array_faults &faults)
     : values(static_cast<size_t>(rows.count)) {
-  read_values(values, wide, {type, array, rows, valid, faults});
+  read_values(values, wide_, {type, array, rows, valid, faults});
 }
 
 template struct array_values<int64_t>;

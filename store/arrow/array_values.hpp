@@ -24,16 +24,16 @@ namespace store {
 class array_faults {
 public:
   // The owner of the arrays, with which every message begins.
-  explicit array_faults(std::string owner) : subject(std::move(owner)) {}
+  explicit array_faults(std::string owner) : subject_(std::move(owner)) {}
 
   template <class... Values>
   void unless(bool holds, fmt::format_string<Values...> what, Values &&...values) const {
     if (!holds)
-      throw error(fmt::format("{} {}", subject, fmt::format(what, std::forward<Values>(values)...)));
+      throw error(fmt::format("{} {}", subject_, fmt::format(what, std::forward<Values>(values)...)));
   }
 
 private:
-  std::string subject;
+  std::string subject_;
 };
 
 // Some consecutive rows of an array, counted from its offset.
@@ -58,12 +58,13 @@ void check_shape(const ArrowArray *array, const array_shape &shape, const array_
 // Bits of a bitmap.
 class bit_elements {
 public:
-  bit_elements(const void *buffer, int64_t first_bit) : bytes(static_cast<const uint8_t *>(buffer)), first(first_bit) {}
-  bool operator[](int64_t row) const { return (bytes[(first + row) / 8] >> ((first + row) % 8) & 1) != 0; }
+  bit_elements(const void *buffer, int64_t first_bit)
+      : bytes_(static_cast<const uint8_t *>(buffer)), first_(first_bit) {}
+  bool operator[](int64_t row) const { return (bytes_[(first_ + row) / 8] >> ((first_ + row) % 8) & 1) != 0; }
 
 private:
-  const uint8_t *bytes;
-  int64_t first;
+  const uint8_t *bytes_;
+  int64_t first_;
 };
 
 // The elements of the second buffer, of which some rows have one each.
@@ -71,11 +72,11 @@ template <class Element>
 class elements {
 public:
   elements(const ArrowArray &array, row_range rows, const array_faults &faults)
-      : bytes(static_cast<const char *>(array.buffers[1])), first(array.offset + rows.first) {
-    faults.unless(bytes != nullptr || rows.count == 0, "has rows but no buffer of values");
+      : bytes_(static_cast<const char *>(array.buffers[1])), first_(array.offset + rows.first) {
+    faults.unless(bytes_ != nullptr || rows.count == 0, "has rows but no buffer of values");
   }
 
-  const char *at(int64_t row) const { return bytes + (first + row) * static_cast<int64_t>(sizeof(Element)); }
+  const char *at(int64_t row) const { return bytes_ + (first_ + row) * static_cast<int64_t>(sizeof(Element)); }
   // Nothing aligns the buffers of another library.
   Element operator[](int64_t row) const {
     Element out{};
@@ -84,8 +85,8 @@ public:
   }
 
 private:
-  const char *bytes;
-  int64_t first;
+  const char *bytes_;
+  int64_t first_;
 };
 
 // Calls with the elements of an array of integers.
@@ -116,12 +117,12 @@ void with_integers(arrow_layout layout, const ArrowArray &array, row_range rows,
 class validity {
 public:
   validity(const ArrowArray &array, const array_faults &faults);
-  bool is_whole() const { return all; }
-  bool operator[](int64_t row) const { return all || bits[row]; }
+  bool is_whole() const { return all_; }
+  bool operator[](int64_t row) const { return all_ || bits_[row]; }
 
 private:
-  bool all;
-  bit_elements bits;
+  bool all_;
+  bit_elements bits_;
 };
 
 // The values of some rows as the store has them, keys of 64 bits or symbols; any where a row is NULL.  Symbols are good
@@ -135,7 +136,7 @@ struct array_values {
   std::vector<Value> values;
 
 private:
-  std::vector<wide_key> wide; // what symbols are the bytes of
+  std::vector<wide_key> wide_; // what symbols are the bytes of
 };
 
 extern template struct array_values<int64_t>;

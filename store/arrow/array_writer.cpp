@@ -15,55 +15,55 @@ namespace {
 class bit_vector {
 public:
   void append(bool bit) {
-    if (bits % 64 == 0)
-      words.push_back(0);
-    words.back() |= uint64_t{bit} << (bits % 64);
-    ++bits;
-    ones += bit ? 1 : 0;
+    if (bits_ % 64 == 0)
+      words_.push_back(0);
+    words_.back() |= uint64_t{bit} << (bits_ % 64);
+    ++bits_;
+    ones_ += bit ? 1 : 0;
   }
-  uint64_t size() const { return bits; }
-  uint64_t zeros() const { return bits - ones; }
+  uint64_t size() const { return bits_; }
+  uint64_t zeros() const { return bits_ - ones_; }
   arrow_buffer finish() {
-    bits = ones = 0;
-    return arrow_buffer(std::exchange(words, {}));
+    bits_ = ones_ = 0;
+    return arrow_buffer(std::exchange(words_, {}));
   }
 
 private:
-  aligned_vector<uint64_t> words;
-  uint64_t bits = 0;
-  uint64_t ones = 0;
+  vorn_host::aligned_vector<uint64_t> words_;
+  uint64_t bits_ = 0;
+  uint64_t ones_ = 0;
 };
 
 // Which rows have a value.  Where all have there is no bitmap.
 class row_validity {
 public:
   // Code 0 is NULL.
-  explicit row_validity(bool with_nulls) : has_nulls(with_nulls) {}
+  explicit row_validity(bool with_nulls) : has_nulls_(with_nulls) {}
 
   void append(std::span<const uint32_t> codes) {
-    length += codes.size();
-    if (has_nulls)
+    length_ += codes.size();
+    if (has_nulls_)
       for (uint32_t code : codes)
-        valid.append(code != 0);
+        valid_.append(code != 0);
   }
   void append(std::span<const cell> cells) {
-    length += cells.size();
-    if (has_nulls)
+    length_ += cells.size();
+    if (has_nulls_)
       for (const cell &c : cells)
-        valid.append(!std::holds_alternative<std::monostate>(c));
+        valid_.append(!std::holds_alternative<std::monostate>(c));
   }
 
   // An array of as many rows, with this as its first buffer.
   array_parts finish() {
-    array_parts out{static_cast<int64_t>(std::exchange(length, 0)), static_cast<int64_t>(valid.zeros()), {}};
-    out.buffers.push_back(valid.finish());
+    array_parts out{static_cast<int64_t>(std::exchange(length_, 0)), static_cast<int64_t>(valid_.zeros()), {}};
+    out.buffers.push_back(valid_.finish());
     return out;
   }
 
 private:
-  bool has_nulls;
-  uint64_t length = 0;
-  bit_vector valid;
+  bool has_nulls_;
+  uint64_t length_ = 0;
+  bit_vector valid_;
 };
 
 constexpr __int128 ten_to_38() {
@@ -119,66 +119,66 @@ std::vector<Number> numbers_by_code(const written_values &of) {
 template <class Number>
 class number_writer final : public array_writer {
 public:
-  explicit number_writer(const written_values &of) : by_code(numbers_by_code<Number>(of)), valid(of.has_nulls) {}
+  explicit number_writer(const written_values &of) : by_code_(numbers_by_code<Number>(of)), valid_(of.has_nulls) {}
 
   void append(std::span<const uint32_t> codes) override {
-    valid.append(codes);
+    valid_.append(codes);
     Number *out = grown(codes.size());
     for (uint32_t code : codes)
-      *out++ = by_code[code];
+      *out++ = by_code_[code];
   }
   void append(std::span<const cell> cells) override {
-    valid.append(cells);
+    valid_.append(cells);
     Number *out = grown(cells.size());
     for (const cell &c : cells)
       *out++ = number_in<Number>(c);
   }
   array_parts finish() override {
-    array_parts out = valid.finish();
-    out.buffers.emplace_back(std::exchange(numbers, {}));
+    array_parts out = valid_.finish();
+    out.buffers.emplace_back(std::exchange(numbers_, {}));
     return out;
   }
 
 private:
   Number *grown(size_t more) {
-    numbers.resize(numbers.size() + more);
-    return numbers.data() + numbers.size() - more;
+    numbers_.resize(numbers_.size() + more);
+    return numbers_.data() + numbers_.size() - more;
   }
 
-  std::vector<Number> by_code;
-  row_validity valid;
-  aligned_vector<Number> numbers;
+  std::vector<Number> by_code_;
+  row_validity valid_;
+  vorn_host::aligned_vector<Number> numbers_;
 };
 
 class bit_writer final : public array_writer {
 public:
-  explicit bit_writer(const written_values &of) : by_code(numbers_by_code<uint8_t>(of)), valid(of.has_nulls) {}
+  explicit bit_writer(const written_values &of) : by_code_(numbers_by_code<uint8_t>(of)), valid_(of.has_nulls) {}
 
   void append(std::span<const uint32_t> codes) override {
-    valid.append(codes);
+    valid_.append(codes);
     for (uint32_t code : codes)
-      bits.append(by_code[code] != 0);
+      bits_.append(by_code_[code] != 0);
   }
   void append(std::span<const cell> cells) override {
-    valid.append(cells);
+    valid_.append(cells);
     for (const cell &c : cells)
-      bits.append(number_in<uint8_t>(c) != 0);
+      bits_.append(number_in<uint8_t>(c) != 0);
   }
   array_parts finish() override {
-    array_parts out = valid.finish();
-    out.buffers.push_back(bits.finish());
+    array_parts out = valid_.finish();
+    out.buffers.push_back(bits_.finish());
     return out;
   }
 
 private:
-  std::vector<uint8_t> by_code;
-  row_validity valid;
-  bit_vector bits;
+  std::vector<uint8_t> by_code_;
+  row_validity valid_;
+  bit_vector bits_;
 };
 
 class text_writer final : public array_writer {
 public:
-  explicit text_writer(const written_values &of) : entries(of.entries), valid(of.has_nulls) {}
+  explicit text_writer(const written_values &of) : entries_(of.entries), valid_(of.has_nulls) {}
 
   void append(std::span<const uint32_t> codes) override { append_rows(codes); }
   void append(std::span<const cell> cells) override { append_rows(cells); }
@@ -186,15 +186,15 @@ public:
   bool has_room_for(std::span<const cell> cells, uint64_t most) const override { return has_room(cells, most); }
 
   array_parts finish() override {
-    array_parts out = valid.finish();
-    out.buffers.emplace_back(std::exchange(offsets, {0}));
-    out.buffers.emplace_back(std::exchange(bytes, {}));
+    array_parts out = valid_.finish();
+    out.buffers.emplace_back(std::exchange(offsets_, {0}));
+    out.buffers.emplace_back(std::exchange(bytes_, {}));
     return out;
   }
 
 private:
   // That of NULL is empty.
-  std::string_view text_of(uint32_t code) const { return entries->symbol(code); }
+  std::string_view text_of(uint32_t code) const { return entries_->symbol(code); }
   static std::string_view text_of(const cell &c) {
     const auto *text = std::get_if<std::string_view>(&c);
     return text != nullptr ? *text : std::string_view();
@@ -202,7 +202,7 @@ private:
 
   template <class Row>
   bool has_room(std::span<const Row> rows, uint64_t most) const {
-    uint64_t size = bytes.size();
+    uint64_t size = bytes_.size();
     for (const Row &row : rows)
       size += text_of(row).size();
     return size <= most;
@@ -210,18 +210,18 @@ private:
 
   template <class Row>
   void append_rows(std::span<const Row> rows) {
-    valid.append(rows);
+    valid_.append(rows);
     for (const Row &row : rows) {
       const std::string_view text = text_of(row);
-      bytes.insert(bytes.end(), text.begin(), text.end());
-      offsets.push_back(static_cast<int32_t>(bytes.size()));
+      bytes_.insert(bytes_.end(), text.begin(), text.end());
+      offsets_.push_back(static_cast<int32_t>(bytes_.size()));
     }
   }
 
-  const dictionary *entries;
-  row_validity valid;
-  aligned_vector<int32_t> offsets{0};
-  aligned_vector<char> bytes;
+  const dictionary *entries_;
+  row_validity valid_;
+  vorn_host::aligned_vector<int32_t> offsets_{0};
+  vorn_host::aligned_vector<char> bytes_;
 };
 
 std::unique_ptr<array_writer> integer_writer(const written_values &of) {

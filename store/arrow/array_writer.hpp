@@ -5,7 +5,7 @@
 #include <memory>
 #include <span>
 
-#include "store/arrow/handed_out.hpp"
+#include "store/arrow/exported.hpp"
 #include "store/encode/column.hpp"
 
 namespace store {

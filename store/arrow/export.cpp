@@ -12,9 +12,8 @@
 
 #include "store/arrow/array_writer.hpp"
 #include "store/arrow/arrow_type.hpp"
-#include "store/arrow/handed_out.hpp"
-#include "store/decode/code_unpacker.hpp"
-#include "store/decode/row_steps.hpp"
+#include "store/arrow/exported.hpp"
+#include "store/decode/code_reader.hpp"
 #include "store/error.hpp"
 
 namespace store {
@@ -25,7 +24,7 @@ static_assert(std::endian::native == std::endian::little, "only so are words the
 
 template <class Number>
 array_parts row_numbers(const selection &selected, uint64_t rows) {
-  aligned_vector<Number> numbers;
+  vorn_host::aligned_vector<Number> numbers;
   numbers.reserve(selected.count);
   std::vector<uint32_t> of_batch;
   for (size_t i = 0; i < selected.batch_counts.size(); ++i) {
@@ -41,31 +40,10 @@ array_parts row_numbers(const selection &selected, uint64_t rows) {
   return {static_cast<int64_t>(selected.count), 0, {arrow_buffer(), arrow_buffer(std::move(numbers))}};
 }
 
-// The codes of a column of a table on selected rows, in step with the cells of others.
-class outgoing_codes {
-public:
-  outgoing_codes(const vorn_ctx &ctx, const column &of, const selection *selected)
-      : steps(of, selected), unpacker(ctx, of, code_unpacker::element::four_bytes) {}
-
-  std::span<const uint32_t> next() {
-    const row_steps::step step = steps.next();
-    if (step.rows == 0)
-      return {};
-    if (step.opens_batch)
-      unpacker.open(steps.rows(), steps.filter());
-    unpacker.next(step.rows);
-    return {unpacker.codes_of_four_bytes(), step.rows};
-  }
-
-private:
-  row_steps steps;
-  code_unpacker unpacker;
-};
-
 // A column on its way out, some thousand rows at a time: codes of its dictionary as they are, or values.
 struct outgoing_column {
   std::unique_ptr<array_writer> writer;
-  std::unique_ptr<outgoing_codes> coded = {}; // null where the rows' source has its cells
+  std::unique_ptr<code_reader> coded = {}; // null where the rows' source has its cells
   std::variant<std::span<const uint32_t>, std::span<const cell>> next = {};
 
   bool has_room(uint64_t most_text_bytes) const {
@@ -81,79 +59,79 @@ class outgoing_rows {
 public:
   outgoing_rows(const vorn_ctx &ctx, std::span<const column *const> of, std::optional<selection> rows,
                 const arrow_batch_limits &limited)
-      : selected(rows ? std::make_shared<const selection>(std::move(*rows)) : nullptr), limits(limited) {
+      : selected_(rows ? std::make_shared<const selection>(std::move(*rows)) : nullptr), limits_(limited) {
     std::vector<const column *> read;
     for (const column *c : of) {
       add({c->name, c->type}, c->has_nulls(), std::get_if<dictionary>(&c->values));
       if (c->is_dictionary())
-        columns.back().coded = std::make_unique<outgoing_codes>(ctx, *c, selected.get());
+        columns_.back().coded = std::make_unique<code_reader>(ctx, *c, selected_.get());
       else
         read.push_back(c);
     }
     if (!read.empty())
-      source = std::make_unique<table_scan>(ctx, read, selected);
+      source_ = std::make_unique<table_scan>(ctx, read, selected_);
     go_on();
   }
   outgoing_rows(std::unique_ptr<row_source> rows, std::span<const heading> headings, const arrow_batch_limits &limited)
-      : source(std::move(rows)), limits(limited) {
+      : source_(std::move(rows)), limits_(limited) {
     for (const heading &h : headings)
       add(h, true, nullptr);
     go_on();
   }
   outgoing_rows(const outgoing_rows &) = delete;
 
-  ArrowSchema schema() const { return handed_out({"+s", "", "", false, fields}); }
+  ArrowSchema schema() const { return exported({"+s", "", "", false, fields_}); }
 
   // A released one at the end.
   ArrowArray batch() {
     array_parts out{0, 0, {arrow_buffer()}};
-    while (waiting != 0 && (out.length == 0 || has_room(static_cast<uint64_t>(out.length)))) {
-      for (outgoing_column &c : columns)
+    while (waiting_ != 0 && (out.length == 0 || has_room(static_cast<uint64_t>(out.length)))) {
+      for (outgoing_column &c : columns_)
         c.append();
-      out.length += static_cast<int64_t>(waiting);
+      out.length += static_cast<int64_t>(waiting_);
       go_on();
     }
     if (out.length == 0)
       return {};
-    for (outgoing_column &c : columns)
+    for (outgoing_column &c : columns_)
       out.children.push_back(c.writer->finish());
-    return handed_out(std::move(out));
+    return exported(std::move(out));
   }
 
   std::string last_error;
 
 private:
   void add(const heading &of, bool has_nulls, const dictionary *entries) {
-    columns.push_back({writer_of(of.type, has_nulls, entries)});
-    fields.push_back({format_of(of.type), of.name, metadata_of(of.type), has_nulls});
+    columns_.push_back({writer_of(of.type, has_nulls, entries)});
+    fields_.push_back({format_of(of.type), of.name, metadata_of(of.type), has_nulls});
   }
 
   // All columns have equally many rows; none at the end.
   void go_on() {
-    waiting = source ? source->next() : 0;
+    waiting_ = source_ ? source_->next() : 0;
     size_t cells = 0;
-    for (outgoing_column &c : columns)
+    for (outgoing_column &c : columns_)
       if (c.coded) {
         const std::span<const uint32_t> codes = c.coded->next();
-        waiting = codes.size();
+        waiting_ = codes.size();
         c.next = codes;
-      } else if (waiting != 0) {
-        c.next = source->rows()[cells++];
+      } else if (waiting_ != 0) {
+        c.next = source_->rows()[cells++];
       }
   }
 
   bool has_room(uint64_t rows) const {
-    return rows + waiting <= limits.rows && std::all_of(columns.begin(), columns.end(), [&](const outgoing_column &c) {
-             return c.has_room(limits.text_bytes);
-           });
+    return rows + waiting_ <= limits_.rows &&
+           std::all_of(columns_.begin(), columns_.end(),
+                       [&](const outgoing_column &c) { return c.has_room(limits_.text_bytes); });
   }
 
-  std::shared_ptr<const selection> selected; // null for all rows
-  std::unique_ptr<row_source> source;        // null where all columns have codes
-  arrow_batch_limits limits;
-  std::vector<outgoing_column> columns;
-  std::vector<schema_parts> fields;
-  uint64_t waiting = 0; // rows that no batch has yet
+  std::shared_ptr<const selection> selected_; // null for all rows
+  std::unique_ptr<row_source> source_;        // null where all columns have codes
+  arrow_batch_limits limits_;
+  std::vector<outgoing_column> columns_;
+  std::vector<schema_parts> fields_;
+  uint64_t waiting_ = 0; // rows that no batch has yet
 };
 
 outgoing_rows &rows_of(ArrowArrayStream *stream) { return *static_cast<outgoing_rows *>(stream->private_data); }
@@ -196,16 +174,16 @@ arrow_owner<ArrowArrayStream> stream_of(std::unique_ptr<outgoing_rows> rows) {
 } // namespace
 
 arrow_column exported_booleans(selection selected, uint64_t rows) {
-  return {arrow_owner(handed_out(schema_parts{"b"})),
-          arrow_owner(handed_out(
+  return {arrow_owner(exported(schema_parts{"b"})),
+          arrow_owner(exported(
               array_parts{static_cast<int64_t>(rows), 0, {arrow_buffer(), arrow_buffer(std::move(selected.words))}}))};
 }
 
 arrow_column exported_row_numbers(const selection &selected, uint64_t rows) {
   const bool is_narrow = rows <= uint64_t{1} << 32;
-  return {arrow_owner(handed_out(schema_parts{is_narrow ? "I" : "L"})),
-          arrow_owner(
-              handed_out(is_narrow ? row_numbers<uint32_t>(selected, rows) : row_numbers<uint64_t>(selected, rows)))};
+  return {
+      arrow_owner(exported(schema_parts{is_narrow ? "I" : "L"})),
+      arrow_owner(exported(is_narrow ? row_numbers<uint32_t>(selected, rows) : row_numbers<uint64_t>(selected, rows)))};
 }
 
 arrow_owner<ArrowArrayStream> exported_rows(const vorn_ctx &ctx, std::span<const column *const> columns,

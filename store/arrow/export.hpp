@@ -1,7 +1,7 @@
-// Selections, the selected rows of tables and the rows of plans, handed to another library through the Arrow
+// Exports selections, the selected rows of tables and the rows of plans to another library through the Arrow
 // interfaces.
 //
-// What is handed out owns its memory.
+// The exported records own their memory.
 #pragma once
 
 #include <cstdint>

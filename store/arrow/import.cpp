@@ -30,16 +30,16 @@ arrow_importer::arrow_importer(const ArrowSchema &schema, const choice_map &choi
       schema.dictionary != nullptr || schema.n_children < 0 || (schema.n_children > 0 && schema.children == nullptr))
     throw error("the Arrow schema is not that of record batches");
   std::set<std::string_view> names;
-  fields.reserve(static_cast<size_t>(schema.n_children)); // names are views of theirs
+  fields_.reserve(static_cast<size_t>(schema.n_children)); // names are views of theirs
   for (int64_t i = 0; i < schema.n_children; ++i) {
     if (schema.children[i] == nullptr)
       throw error("the Arrow schema lacks a column");
-    const arrow_field &field = fields.emplace_back(field_of(*schema.children[i]));
+    const arrow_field &field = fields_.emplace_back(field_of(*schema.children[i]));
     if (!names.insert(field.name).second)
       throw error(fmt::format("two columns are called '{}'", shortened(field.name)));
     const auto chosen = choices.find(field.name);
-    made.columns.push_back({field.name, field.values.sql_type, type_of(field.values.sql_type)});
-    builders.emplace_back(made.columns.back(), chosen == choices.end() ? encoding_choice{} : chosen->second);
+    made_.columns.push_back({field.name, field.values.sql_type, type_of(field.values.sql_type)});
+    builders_.emplace_back(made_.columns.back(), chosen == choices.end() ? encoding_choice{} : chosen->second);
   }
   for (const auto &[name, choice] : choices)
     if (!names.contains(name))
@@ -48,17 +48,17 @@ arrow_importer::arrow_importer(const ArrowSchema &schema, const choice_map &choi
 
 void arrow_importer::add(const ArrowArray &batch) {
   const array_faults faults("a record batch");
-  check_shape(&batch, {1, false, static_cast<int64_t>(fields.size()), false}, faults);
+  check_shape(&batch, {1, false, static_cast<int64_t>(fields_.size()), false}, faults);
   faults.unless(validity(batch, faults).is_whole(), "has a row that is NULL as a whole");
-  for (size_t i = 0; i < fields.size(); ++i)
-    append_rows(builders[i], fields[i], batch.children[i], {batch.offset, batch.length});
-  made.rows += static_cast<uint64_t>(batch.length);
+  for (size_t i = 0; i < fields_.size(); ++i)
+    append_rows(builders_[i], fields_[i], batch.children[i], {batch.offset, batch.length});
+  made_.rows += static_cast<uint64_t>(batch.length);
 }
 
 arrow_table arrow_importer::finish() {
-  for (size_t i = 0; i < fields.size(); ++i)
-    made.encoded.emplace(fields[i].name, builders[i].finish());
-  return std::move(made);
+  for (size_t i = 0; i < fields_.size(); ++i)
+    made_.encoded.emplace(fields_[i].name, builders_[i].finish());
+  return std::move(made_);
 }
 
 arrow_table import_arrow(ArrowArrayStream &stream, const choice_map &choices) {

@@ -40,9 +40,9 @@ public:
   arrow_table finish();
 
 private:
-  std::vector<arrow_field> fields;
-  std::vector<column_builder> builders;
-  arrow_table made;
+  std::vector<arrow_field> fields_;
+  std::vector<column_builder> builders_;
+  arrow_table made_;
 };
 
 // Take over all that they are given, release it whatever happens, and throw store::error where the importer does or

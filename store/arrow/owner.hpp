@@ -12,20 +12,20 @@ class arrow_owner {
 public:
   arrow_owner() = default;
   // Takes a record that nobody else knows, or moves one, which is a released one afterwards.
-  explicit arrow_owner(Record &&made) : held(made) {}
-  explicit arrow_owner(Record &given) : held(given) { given.release = nullptr; }
-  arrow_owner(arrow_owner &&other) noexcept : arrow_owner(other.held) {}
+  explicit arrow_owner(Record &&made) : held_(made) {}
+  explicit arrow_owner(Record &given) : held_(given) { given.release = nullptr; }
+  arrow_owner(arrow_owner &&other) noexcept : arrow_owner(other.held_) {}
   arrow_owner &operator=(arrow_owner &&) = delete;
   ~arrow_owner() {
-    if (held.release != nullptr)
-      held.release(&held);
+    if (held_.release != nullptr)
+      held_.release(&held_);
   }
 
-  Record &operator*() { return held; }
-  Record *operator->() { return &held; }
+  Record &operator*() { return held_; }
+  Record *operator->() { return &held_; }
 
 private:
-  Record held{};
+  Record held_{};
 };
 
 } // namespace store

@@ -17,41 +17,41 @@ bool is_sparse(const batch &rows, uint32_t count) { return count <= rows.rows / 
 
 } // namespace
 
-code_decoder::code_decoder(const vorn_ctx &context, const column &decoded)
-    : ctx(context), of(decoded), entries(std::get<dictionary>(of.values)), unpacker(ctx, of) {}
+code_decoder::code_decoder(const vorn_ctx &ctx, const column &of)
+    : ctx_(ctx), of_(of), entries_(std::get<dictionary>(of_.values)), unpacker_(ctx_, of_) {}
 
 void code_decoder::open(const batch &rows, const uint64_t *filter, uint32_t count) {
   // Over runs a list of rows would number runs, and it gives no codes to tell NULL by.
-  by_list = of.form == encoding::dict && filter != nullptr && entries.flags_tell_null() && is_sparse(rows, count);
-  unpacker.open(rows, filter);
-  if (by_list)
-    cursor.open(rows, filter);
+  by_list_ = of_.form == encoding::dict && filter != nullptr && entries_.flags_tell_null() && is_sparse(rows, count);
+  unpacker_.open(rows, filter);
+  if (by_list_)
+    cursor_.open(rows, filter);
 }
 
 void code_decoder::next(std::span<cell> out) {
   const auto count = static_cast<uint32_t>(out.size());
-  symbols.resize(count);
-  lengths.resize(count);
-  flags.resize(count);
+  symbols_.resize(count);
+  lengths_.resize(count);
+  flags_.resize(count);
   vorn_cv result{};
-  vorn_build_vector(&result, symbols.data(), lengths.data(), flags.data(), nullptr, nullptr, nullptr, count, 0, nullptr,
-                    0);
+  vorn_build_vector(&result, symbols_.data(), lengths_.data(), flags_.data(), nullptr, nullptr, nullptr, count, 0,
+                    nullptr, 0);
   vorn_aux aux{};
-  if (by_list) {
-    const std::span<uint32_t> rows = cursor.next(count);
+  if (by_list_) {
+    const std::span<uint32_t> rows = cursor_.next(count);
     aux.vorn_aux_ones_vec = rows.data();
     aux.vorn_aux_ones_vec_size = count;
-    check(result, vorn_decode(&ctx, &result, &unpacker.packed(), &aux), count);
+    check(result, vorn_decode(&ctx_, &result, &unpacker_.packed(), &aux), count);
   } else {
-    check(result, vorn_decode_symbol(&ctx, &result, &unpacker.next(count), &aux), count);
+    check(result, vorn_decode_symbol(&ctx_, &result, &unpacker_.next(count), &aux), count);
   }
   for (uint32_t i = 0; i < count; ++i) {
     const bool is_null =
-        entries.has_null() && (entries.flags_tell_null() ? flags[i] == null_flag : unpacker.code_at(i) == 0);
+        entries_.has_null() && (entries_.flags_tell_null() ? flags_[i] == null_flag : unpacker_.code_at(i) == 0);
     if (is_null)
       out[i] = std::monostate{};
-    else if (lengths[i] != 0)
-      out[i] = dictionary::value_of({reinterpret_cast<const char *>(symbols[i]), lengths[i]}, of.type.kind);
+    else if (lengths_[i] != 0)
+      out[i] = dictionary::value_of({reinterpret_cast<const char *>(symbols_[i]), lengths_[i]}, of_.type.kind);
     else // where every symbol has length 0, its address is not written
       out[i] = std::string_view();
   }
@@ -59,7 +59,7 @@ void code_decoder::next(std::span<cell> out) {
 
 void code_decoder::check(const vorn_cv &result, uint32_t code, uint32_t count) const {
   if (code != VORN_RESULT_DONE || result.vorn_cv_popc != count)
-    throw error(fmt::format("decoding {} rows of column '{}' gave result {} and {} rows", count, of.name, code,
+    throw error(fmt::format("decoding {} rows of column '{}' gave result {} and {} rows", count, of_.name, code,
                             result.vorn_cv_popc));
 }
 

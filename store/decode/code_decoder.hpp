@@ -21,19 +21,19 @@ public:
 private:
   void check(const vorn_cv &result, uint32_t code, uint32_t count) const;
 
-  const vorn_ctx &ctx;
-  const column &of;
-  const dictionary &entries;
-  code_unpacker unpacker;
+  const vorn_ctx &ctx_;
+  const column &of_;
+  const dictionary &entries_;
+  code_unpacker unpacker_;
 
   // The batch.
-  bool by_list = false;
-  row_cursor cursor;
+  bool by_list_ = false;
+  row_cursor cursor_;
 
   // The results of a call.
-  std::vector<const uint8_t *> symbols;
-  std::vector<uint16_t> lengths;
-  std::vector<uint16_t> flags;
+  std::vector<const uint8_t *> symbols_;
+  std::vector<uint16_t> lengths_;
+  std::vector<uint16_t> flags_;
 };
 
 } // namespace store

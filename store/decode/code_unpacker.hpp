@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <cstring>
 
-#include "store/encode/aligned.hpp"
 #include "store/encode/column.hpp"
+#include <vorn/aligned.hpp>
 #include <vorn/vorn.h>
 
 namespace store {
@@ -26,24 +26,24 @@ public:
   vorn_cv &next(uint32_t count);
   uint32_t code_at(size_t index) const {
     uint32_t code = 0;
-    std::memcpy(&code, codes.data() + index * code_bytes, code_bytes);
+    std::memcpy(&code, codes_.data() + index * code_bytes_, code_bytes_);
     return code;
   }
-  const uint32_t *codes_of_four_bytes() const { return reinterpret_cast<const uint32_t *>(codes.data()); }
+  const uint32_t *codes_of_four_bytes() const { return reinterpret_cast<const uint32_t *>(codes_.data()); }
 
   // The packed codes of the batch.
-  vorn_cv &packed() { return source; }
+  vorn_cv &packed() { return source_; }
 
 private:
-  const vorn_ctx &ctx;
-  const column &of;
-  uint32_t code_bytes; // of an unpacked code
-  vorn_enc_ctx encoding;
-  vorn_enc_ctx unpacked_encoding;
-  vorn_cv source{};
-  vorn_cv unpacked{};
-  vorn_aux aux{}; // where the unpacking stands
-  aligned_vector<uint8_t> codes;
+  const vorn_ctx &ctx_;
+  const column &of_;
+  uint32_t code_bytes_; // of an unpacked code
+  vorn_enc_ctx encoding_;
+  vorn_enc_ctx unpacked_encoding_;
+  vorn_cv source_{};
+  vorn_cv unpacked_{};
+  vorn_aux aux_{}; // where the unpacking stands
+  vorn_host::aligned_vector<uint8_t> codes_;
 };
 
 } // namespace store

@@ -20,22 +20,22 @@ const uint8_t *plain_stream(const vorn_ctx &ctx, const column &of, const batch &
 class fixed_decoder final : public batch_decoder {
 public:
   // Context and column outlive this.
-  fixed_decoder(const vorn_ctx &context, const column &decoded) : ctx(context), of(decoded) {}
+  fixed_decoder(const vorn_ctx &ctx, const column &of) : ctx_(ctx), of_(of) {}
 
   void open(const batch &rows, const uint64_t *filter, uint32_t count) override;
   void next(std::span<cell> out) override;
 
 private:
-  const vorn_ctx &ctx;
-  const column &of;
-  const uint8_t *stream = nullptr;
-  row_cursor cursor;
+  const vorn_ctx &ctx_;
+  const column &of_;
+  const uint8_t *stream_ = nullptr;
+  row_cursor cursor_;
 };
 
 class dynp_decoder final : public batch_decoder {
 public:
   // Context and column outlive this.
-  dynp_decoder(const vorn_ctx &context, const column &decoded);
+  dynp_decoder(const vorn_ctx &ctx, const column &of);
 
   void open(const batch &rows, const uint64_t *filter, uint32_t count) override;
   void next(std::span<cell> out) override;
@@ -44,16 +44,16 @@ private:
   uint32_t length_of(uint32_t row) const;
   void move_to(uint32_t row);
 
-  const vorn_ctx &ctx;
-  const column &of;
-  uint32_t lengths_per_byte;
-  const uint8_t *bytes_by_lengths;
-  const batch *current = nullptr;
-  row_cursor cursor;
+  const vorn_ctx &ctx_;
+  const column &of_;
+  uint32_t lengths_per_byte_;
+  const uint8_t *bytes_by_lengths_;
+  const batch *current_ = nullptr;
+  row_cursor cursor_;
 
   // Where the walk along the values stands: a row, and its value.
-  uint32_t at_row = 0;
-  const uint8_t *at = nullptr;
+  uint32_t at_row_ = 0;
+  const uint8_t *at_ = nullptr;
 };
 
 } // namespace store

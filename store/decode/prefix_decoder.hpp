@@ -12,17 +12,17 @@ namespace store {
 class prefix_decoder final : public batch_decoder {
 public:
   // Context and column outlive this.
-  prefix_decoder(const vorn_ctx &context, const column &decoded) : ctx(context), of(decoded) {}
+  prefix_decoder(const vorn_ctx &ctx, const column &of) : ctx_(ctx), of_(of) {}
 
   // Decodes the whole batch, whichever rows are wanted: the library knows groups only.
   void open(const batch &rows, const uint64_t *filter, uint32_t count) override;
   void next(std::span<cell> out) override;
 
 private:
-  const vorn_ctx &ctx;
-  const column &of;
-  std::vector<uint8_t> values;
-  row_cursor cursor;
+  const vorn_ctx &ctx_;
+  const column &of_;
+  std::vector<uint8_t> values_;
+  row_cursor cursor_;
 };
 
 } // namespace store

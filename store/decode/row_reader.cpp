@@ -26,17 +26,17 @@ std::unique_ptr<batch_decoder> decoder_of(const vorn_ctx &ctx, const column &of)
 } // namespace
 
 row_reader::row_reader(const vorn_ctx &ctx, const column &of, const selection *rows)
-    : steps(of, rows), decoder(decoder_of(ctx, of)) {}
+    : steps_(of, rows), decoder_(decoder_of(ctx, of)) {}
 
 std::span<const cell> row_reader::next() {
-  const row_steps::step step = steps.next();
-  cells.resize(step.rows);
+  const row_steps::step step = steps_.next();
+  cells_.resize(step.rows);
   if (step.rows == 0)
     return {};
   if (step.opens_batch)
-    decoder->open(steps.rows(), steps.filter(), steps.count());
-  decoder->next(cells);
-  return cells;
+    decoder_->open(steps_.rows(), steps_.filter(), steps_.count());
+  decoder_->next(cells_);
+  return cells_;
 }
 
 } // namespace store

@@ -21,12 +21,12 @@ public:
   std::span<const cell> next();
 
   // As the walk over rows does.
-  void go_to(size_t batch) { steps.go_to(batch); }
+  void go_to(size_t batch) { steps_.go_to(batch); }
 
 private:
-  row_steps steps;
-  std::unique_ptr<batch_decoder> decoder;
-  std::vector<cell> cells;
+  row_steps steps_;
+  std::unique_ptr<batch_decoder> decoder_;
+  std::vector<cell> cells_;
 };
 
 } // namespace store

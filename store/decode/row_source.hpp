@@ -50,48 +50,48 @@ public:
 class table_scan final : public batch_source {
 public:
   // Context and columns, of which there is at least one, outlive this.
-  table_scan(const vorn_ctx &context, std::span<const column *const> read, std::shared_ptr<const selection> rows,
+  table_scan(const vorn_ctx &ctx, std::span<const column *const> read, std::shared_ptr<const selection> rows,
              plan_step *explained = nullptr)
-      : ctx(context), columns(read.begin(), read.end()), selected(std::move(rows)), told(explained),
-        steps(*columns.front(), selected.get()), cells(columns.size()) {
-    for (const column *c : columns)
-      readers.emplace_back(ctx, *c, selected.get());
+      : ctx_(ctx), columns_(read.begin(), read.end()), selected_(std::move(rows)), told_(explained),
+        steps_(*columns_.front(), selected_.get()), cells_(columns_.size()) {
+    for (const column *c : columns_)
+      readers_.emplace_back(ctx_, *c, selected_.get());
   }
 
   uint64_t next() override {
-    const step_timer timer(told);
-    for (size_t c = 0; c < readers.size(); ++c)
-      cells[c] = readers[c].next();
-    if (told != nullptr)
+    const step_timer timer(told_);
+    for (size_t c = 0; c < readers_.size(); ++c)
+      cells_[c] = readers_[c].next();
+    if (told_ != nullptr)
       tell();
-    return cells.front().size();
+    return cells_.front().size();
   }
-  row_block rows() const override { return cells; }
+  row_block rows() const override { return cells_; }
   void go_to(size_t batch) override {
-    for (row_reader &reader : readers)
+    for (row_reader &reader : readers_)
       reader.go_to(batch);
-    steps.go_to(batch);
+    steps_.go_to(batch);
   }
   std::unique_ptr<batch_source> another() const override {
-    return std::make_unique<table_scan>(ctx, columns, selected, told);
+    return std::make_unique<table_scan>(ctx_, columns_, selected_, told_);
   }
 
 private:
   void tell() {
-    const row_steps::step step = steps.next();
+    const row_steps::step step = steps_.next();
     if (step.opens_batch)
-      told->count_batch(steps.batch_number());
-    told->rows_in += step.rows;
-    told->rows_out += step.rows;
+      told_->count_batch(steps_.batch_number());
+    told_->rows_in += step.rows;
+    told_->rows_out += step.rows;
   }
 
-  const vorn_ctx &ctx;
-  std::vector<const column *> columns;
-  std::shared_ptr<const selection> selected;
-  plan_step *told; // null where nothing is explained
-  row_steps steps; // that are told
-  std::vector<row_reader> readers;
-  std::vector<std::span<const cell>> cells;
+  const vorn_ctx &ctx_;
+  std::vector<const column *> columns_;
+  std::shared_ptr<const selection> selected_;
+  plan_step *told_; // null where nothing is explained
+  row_steps steps_; // that are told
+  std::vector<row_reader> readers_;
+  std::vector<std::span<const cell>> cells_;
 };
 
 } // namespace store

@@ -49,8 +49,8 @@ struct batch {
   stored_array<uint8_t> stream; // codes of rows or runs, values, or records of groups; perhaps compressed
   uint32_t stream_bytes = 0;    // of the stream when it is not compressed
   stored_array<uint8_t> lens;   // rle: lengths of the runs; dynp: length codes of the rows; prefix: record offsets
-  aligned_vector<uint32_t> cla; // rle: first rows of the runs, and the row after the last
-  uint32_t runs = 0;            // rle
+  vorn_host::aligned_vector<uint32_t> cla; // rle: first rows of the runs, and the row after the last
+  uint32_t runs = 0;                       // rle
 
   // Bytes of the stream as it is stored, and of the lengths.
   uint64_t stored_bytes() const { return without_slack(stream); }
@@ -65,7 +65,7 @@ struct batch {
 
 private:
   static uint64_t without_slack(const stored_array<uint8_t> &stream) {
-    return stream.empty() ? 0 : stream.size() - cache_line;
+    return stream.empty() ? 0 : stream.size() - vorn_host::cache_line;
   }
 };
 

@@ -27,52 +27,52 @@ typename code_builder<Key>::row code_builder<Key>::row_of(value v) {
   if constexpr (std::is_same_v<Key, std::string>)
     if (v.size() > dictionary::longest_text)
       throw error(fmt::format("column '{}' has a value of {} bytes; {} is the most that a dictionary stores",
-                              shortened(name), v.size(), dictionary::longest_text));
-  return distinct.number_of(v);
+                              shortened(name_), v.size(), dictionary::longest_text));
+  return distinct_.number_of(v);
 }
 
 template <class Key>
 void code_builder<Key>::append_run(row r, uint64_t count) {
-  if (!runs.empty() && runs.back().code == r)
-    runs.back().rows += count;
+  if (!runs_.empty() && runs_.back().code == r)
+    runs_.back().rows += count;
   else
-    runs.push_back({r, count});
+    runs_.push_back({r, count});
 }
 
 template <class Key>
 void code_builder<Key>::finish(column &out, std::optional<encoding> form) {
   std::vector<uint32_t> code_of;
-  const auto &entries = out.values.emplace<dictionary>(distinct.finish(code_of));
+  const auto &entries = out.values.emplace<dictionary>(distinct_.finish(code_of));
   const auto encode = [&](uint32_t &code, uint64_t count) {
     code = code_of[code];
     if (out.type.is_bytes())
       out.plain_bytes += entries.symbol(code).size() * count;
   };
-  for (uint32_t &code : rows)
+  for (uint32_t &code : rows_)
     encode(code, 1);
-  for (code_run &run : runs)
+  for (code_run &run : runs_)
     encode(run.code, run.rows);
-  if (runs.empty())
-    store_codes(out, rows, form);
+  if (runs_.empty())
+    store_codes(out, rows_, form);
   else
-    store_runs(out, runs, form);
+    store_runs(out, runs_, form);
 }
 
 template class code_builder<int64_t>;
 template class code_builder<std::string>;
 
-key_builder::row key_builder::null_row() const { refuse_null(name, form); }
+key_builder::row key_builder::null_row() const { refuse_null(name_, form_); }
 
-prefix_text_builder::row prefix_text_builder::null_row() const { refuse_null(name, encoding::prefix); }
+prefix_text_builder::row prefix_text_builder::null_row() const { refuse_null(name_, encoding::prefix); }
 
 prefix_text_builder::row prefix_text_builder::row_of(value text) {
   if (text.empty() || text.size() > longest_prefix_value)
-    throw error(fmt::format("column '{}' has a text of {} bytes; prefix stores 1 to {}", shortened(name), text.size(),
+    throw error(fmt::format("column '{}' has a text of {} bytes; prefix stores 1 to {}", shortened(name_), text.size(),
                             longest_prefix_value));
-  if (text_bytes != 0 && text.size() != text_bytes)
-    throw error(fmt::format("column '{}' has texts of {} and of {} bytes; prefix stores one length", shortened(name),
-                            text_bytes, text.size()));
-  text_bytes = static_cast<uint32_t>(text.size());
+  if (text_bytes_ != 0 && text.size() != text_bytes_)
+    throw error(fmt::format("column '{}' has texts of {} and of {} bytes; prefix stores one length", shortened(name_),
+                            text_bytes_, text.size()));
+  text_bytes_ = static_cast<uint32_t>(text.size());
   return text;
 }
 
@@ -82,8 +82,8 @@ void prefix_text_builder::append_run(row text, uint64_t count) {
 }
 
 void prefix_text_builder::finish(column &out) const {
-  out.plain_bytes = texts.size();
-  store_texts(out, texts, std::max(text_bytes, 1U));
+  out.plain_bytes = texts_.size();
+  store_texts(out, texts_, std::max(text_bytes_, 1U));
 }
 
 void check_encoding(const column_info &info, const encoding_choice &choice) {
@@ -94,8 +94,8 @@ void check_encoding(const column_info &info, const encoding_choice &choice) {
                             encoding_name(*choice.form)));
 }
 
-column_builder::column_builder(const column_info &info, const encoding_choice &chosen)
-    : name(info.name), type(*info.type), choice(chosen), builder(made(info, chosen)) {}
+column_builder::column_builder(const column_info &info, const encoding_choice &choice)
+    : name_(info.name), type_(*info.type), choice_(choice), builder_(made(info, choice)) {}
 
 column_builder::any_builder column_builder::made(const column_info &info, const encoding_choice &choice) {
   check_encoding(info, choice);
@@ -110,16 +110,16 @@ column_builder::any_builder column_builder::made(const column_info &info, const 
 
 column column_builder::finish() {
   column out;
-  out.name = name;
-  out.type = type;
+  out.name = name_;
+  out.type = type_;
   with([&](auto &any) {
-    if constexpr (requires { any.finish(out, choice.form); })
-      any.finish(out, choice.form);
+    if constexpr (requires { any.finish(out, choice_.form); })
+      any.finish(out, choice_.form);
     else
       any.finish(out);
   });
-  out.plain_bytes += out.rows * type.plain_bytes;
-  if (choice.compressed)
+  out.plain_bytes += out.rows * type_.plain_bytes;
+  if (choice_.compressed)
     compress(out);
   return out;
 }

@@ -27,20 +27,20 @@ public:
   using value = typename distinct_values<Key>::view;
   using row = uint32_t;
 
-  explicit code_builder(std::string_view column_name) : name(column_name) {}
+  explicit code_builder(std::string_view column_name) : name_(column_name) {}
 
   row row_of(value v);
-  row null_row() { return distinct.null_number(); }
-  void append(row r) { rows.push_back(r); }
+  row null_row() { return distinct_.null_number(); }
+  void append(row r) { rows_.push_back(r); }
   void append_run(row r, uint64_t count);
 
   void finish(column &out, std::optional<encoding> form);
 
 private:
-  std::string name;
-  distinct_values<Key> distinct;
-  std::vector<uint32_t> rows;
-  std::vector<code_run> runs;
+  std::string name_;
+  distinct_values<Key> distinct_;
+  std::vector<uint32_t> rows_;
+  std::vector<code_run> runs_;
 };
 
 // Keys that are stored themselves.
@@ -49,19 +49,19 @@ public:
   using value = int64_t;
   using row = int64_t;
 
-  key_builder(std::string_view column_name, encoding chosen) : name(column_name), form(chosen) {}
+  key_builder(std::string_view column_name, encoding chosen) : name_(column_name), form_(chosen) {}
 
   row row_of(value key) const { return key; }
   row null_row() const;
-  void append(row key) { keys.push_back(key); }
-  void append_run(row key, uint64_t count) { keys.insert(keys.end(), count, key); }
+  void append(row key) { keys_.push_back(key); }
+  void append_run(row key, uint64_t count) { keys_.insert(keys_.end(), count, key); }
 
-  void finish(column &out) const { store_keys(out, keys, form); }
+  void finish(column &out) const { store_keys(out, keys_, form_); }
 
 private:
-  std::string name;
-  encoding form;
-  std::vector<int64_t> keys;
+  std::string name_;
+  encoding form_;
+  std::vector<int64_t> keys_;
 };
 
 // Texts of one length that are stored themselves.
@@ -70,19 +70,19 @@ public:
   using value = std::string_view;
   using row = std::string_view; // as long as the value is there
 
-  explicit prefix_text_builder(std::string_view column_name) : name(column_name) {}
+  explicit prefix_text_builder(std::string_view column_name) : name_(column_name) {}
 
   row row_of(value text);
   row null_row() const;
-  void append(row text) { texts += text; }
+  void append(row text) { texts_ += text; }
   void append_run(row text, uint64_t count);
 
   void finish(column &out) const;
 
 private:
-  std::string name;
-  std::string texts;
-  uint32_t text_bytes = 0;
+  std::string name_;
+  std::string texts_;
+  uint32_t text_bytes_ = 0;
 };
 
 // Can values of the column's kind be stored so?  Throws store::error when not.
@@ -96,7 +96,7 @@ public:
   // Calls with the builder of the kind of the values: its value is a key, or a text or another symbol.
   template <class Take>
   void with(Take take) {
-    std::visit(take, builder);
+    std::visit(take, builder_);
   }
 
   column finish();
@@ -105,10 +105,10 @@ private:
   using any_builder = std::variant<code_builder<int64_t>, code_builder<std::string>, key_builder, prefix_text_builder>;
   static any_builder made(const column_info &info, const encoding_choice &choice);
 
-  std::string name;
-  column_type type;
-  encoding_choice choice;
-  any_builder builder;
+  std::string name_;
+  column_type type_;
+  encoding_choice choice_;
+  any_builder builder_;
 };
 
 extern template class code_builder<int64_t>;

@@ -7,7 +7,7 @@
 //
 // With NULLs, code 0 has the symbol of length 0 that the library takes for NULL, and the values' codes begin at 1.
 // The empty text has such a symbol too, whose code the library flags as NULL like code 0.  Where it occurs beside NULLs
-// only the code tells the two apart, and without NULLs no flag counts at all.
+// only the code distinguishes the two, and without NULLs no flag counts at all.
 #pragma once
 
 #include <cstdint>
@@ -26,10 +26,10 @@ namespace store {
 class key_symbol {
 public:
   explicit key_symbol(int64_t key);
-  std::string_view bytes() const { return {reinterpret_cast<const char *>(&number), sizeof number}; }
+  std::string_view bytes() const { return {reinterpret_cast<const char *>(&number_), sizeof number_}; }
 
 private:
-  uint64_t number; // big-endian
+  uint64_t number_; // big-endian
 };
 
 class dictionary {
@@ -48,22 +48,22 @@ public:
     uint64_t codes = 0;
   };
   explicit dictionary(parts made_before);
-  const parts &stored() const { return made; }
+  const parts &stored() const { return made_; }
 
   // Adds the next larger value.  All are symbols, or all are keys of 64 bits.
   void append(std::string_view symbol);
   void append(int64_t key);
 
-  bool has_null() const { return made.has_null; }
+  bool has_null() const { return made_.has_null; }
   uint64_t size() const { return codes() - first_code(); } // values, without NULL
-  uint64_t codes() const { return made.codes; }
-  uint64_t first_code() const { return made.has_null ? 1 : 0; } // of the smallest value
+  uint64_t codes() const { return made_.codes; }
+  uint64_t first_code() const { return made_.has_null ? 1 : 0; } // of the smallest value
   uint64_t bytes() const {
-    return made.symbols.size() + (made.cla.empty() ? sizeof made.one_length : made.cla.size() * sizeof(uint32_t));
+    return made_.symbols.size() + (made_.cla.empty() ? sizeof made_.one_length : made_.cla.size() * sizeof(uint32_t));
   }
 
   // Do the library's flags distinguish NULL from every value?
-  bool flags_tell_null() const { return !has_null() || !has_empty_text; }
+  bool flags_tell_null() const { return !has_null() || !has_empty_text_; }
 
   // The value of a code other than that of NULL, or of a symbol.  A text or blob stays where the symbol is.
   cell value_of(uint64_t code, value_kind kind) const;
@@ -74,8 +74,8 @@ public:
   vorn_enc_ctx encoding(uint32_t width, uint32_t flags) const;
 
 private:
-  parts made;
-  bool has_empty_text = false;
+  parts made_;
+  bool has_empty_text_ = false;
 };
 
 // The distinct values of a column while it is read: numbers from 1 in the order of their first appearance; NULL is 0.
@@ -87,7 +87,7 @@ public:
 
   uint32_t number_of(view key);
   uint32_t null_number() {
-    nulls = true;
+    nulls_ = true;
     return 0;
   }
 
@@ -99,8 +99,8 @@ private:
     using is_transparent = void;
   };
 
-  std::unordered_map<Key, uint32_t, hash, std::equal_to<>> numbers;
-  bool nulls = false;
+  std::unordered_map<Key, uint32_t, hash, std::equal_to<>> numbers_;
+  bool nulls_ = false;
 };
 
 extern template class distinct_values<int64_t>;

@@ -67,7 +67,7 @@ batch fixed_batch(std::span<const int64_t> keys, const key_range &range, uint32_
   batch out;
   out.rows = static_cast<uint32_t>(keys.size());
   out.stream_bytes = out.rows * width / 8;
-  out.stream.made().resize(out.stream_bytes + cache_line);
+  out.stream.made().resize(out.stream_bytes + vorn_host::cache_line);
   uint8_t *next = out.stream.made().data();
   for (int64_t key : keys) {
     const uint64_t ordinal = static_cast<uint64_t>(key) - static_cast<uint64_t>(range.low);
@@ -83,10 +83,10 @@ batch dynp_batch(std::span<const int64_t> keys, const key_range &range, uint32_t
   out.rows = static_cast<uint32_t>(keys.size());
   const uint32_t code_bits = length_code_bits(width);
   const uint32_t codes_per_byte = 8 / code_bits;
-  aligned_vector<uint8_t> &lens = out.lens.made();
-  aligned_vector<uint8_t> &stream = out.stream.made();
-  lens.resize((keys.size() + codes_per_byte - 1) / codes_per_byte + cache_line);
-  stream.reserve(keys.size() * width / 8 + cache_line);
+  vorn_host::aligned_vector<uint8_t> &lens = out.lens.made();
+  vorn_host::aligned_vector<uint8_t> &stream = out.stream.made();
+  lens.resize((keys.size() + codes_per_byte - 1) / codes_per_byte + vorn_host::cache_line);
+  stream.reserve(keys.size() * width / 8 + vorn_host::cache_line);
   for (size_t row = 0; row < keys.size(); ++row) {
     const uint64_t ordinal = static_cast<uint64_t>(keys[row]) - static_cast<uint64_t>(range.low);
     const uint32_t zero_bytes = ordinal == 0 ? width / 8 - 1 : static_cast<uint32_t>(std::countr_zero(ordinal)) / 8;
@@ -97,7 +97,7 @@ batch dynp_batch(std::span<const int64_t> keys, const key_range &range, uint32_t
       stream.push_back(static_cast<uint8_t>(ordinal >> (width - 8 * i)));
   }
   out.stream_bytes = static_cast<uint32_t>(stream.size());
-  stream.resize(stream.size() + cache_line);
+  stream.resize(stream.size() + vorn_host::cache_line);
   return out;
 }
 
@@ -155,7 +155,7 @@ void store_codes(column &out, std::span<const uint32_t> codes, std::optional<enc
   for_batches(codes, [&](std::span<const uint32_t> rows) {
     batch made;
     made.stream = packed(rows, out.width);
-    made.stream_bytes = static_cast<uint32_t>(made.stream.size() - cache_line);
+    made.stream_bytes = static_cast<uint32_t>(made.stream.size() - vorn_host::cache_line);
     made.rows = static_cast<uint32_t>(rows.size());
     made.held = zone_of(rows, static_cast<uint32_t>(out.first_ordinal()));
     out.batches.push_back(std::move(made));
@@ -208,7 +208,7 @@ void compress(column &out) {
   out.compressed = true;
   for (batch &b : out.batches) {
     const std::vector<uint8_t> blocks = vorn_host::qpak_encode(b.stream.data(), b.stream_bytes);
-    aligned_vector<uint8_t> stream(blocks.size() + cache_line);
+    vorn_host::aligned_vector<uint8_t> stream(blocks.size() + vorn_host::cache_line);
     std::copy(blocks.begin(), blocks.end(), stream.begin());
     b.stream = std::move(stream);
   }

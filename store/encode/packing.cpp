@@ -14,8 +14,8 @@ uint32_t least_width(uint64_t count) {
   return needed <= 20 ? needed : needed <= 24 ? 24 : 32;
 }
 
-aligned_vector<uint8_t> packed(std::span<const uint32_t> codes, uint32_t width) {
-  aligned_vector<uint8_t> stream((codes.size() * width + 7) / 8 + cache_line);
+vorn_host::aligned_vector<uint8_t> packed(std::span<const uint32_t> codes, uint32_t width) {
+  vorn_host::aligned_vector<uint8_t> stream((codes.size() * width + 7) / 8 + vorn_host::cache_line);
   // The bits that do not make up a byte yet wait at the low end of `pending`.
   uint64_t pending = 0;
   uint32_t waiting = 0;

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <span>
 
-#include "store/encode/aligned.hpp"
+#include <vorn/aligned.hpp>
 
 namespace store {
 
@@ -12,6 +12,6 @@ namespace store {
 uint32_t least_width(uint64_t count);
 
 // The stream of some codes, readable for a cache line after its last code, which is more slack than any kernel uses.
-aligned_vector<uint8_t> packed(std::span<const uint32_t> codes, uint32_t width);
+vorn_host::aligned_vector<uint8_t> packed(std::span<const uint32_t> codes, uint32_t width);
 
 } // namespace store

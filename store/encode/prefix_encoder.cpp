@@ -21,8 +21,8 @@ std::string_view shared_prefix(std::string_view group, uint32_t value_bytes) {
 batch prefix_batch(std::string_view values, uint32_t value_bytes) {
   batch out;
   out.rows = static_cast<uint32_t>(values.size() / value_bytes);
-  aligned_vector<uint8_t> &lens = out.lens.made();
-  aligned_vector<uint8_t> &stream = out.stream.made();
+  vorn_host::aligned_vector<uint8_t> &lens = out.lens.made();
+  vorn_host::aligned_vector<uint8_t> &stream = out.stream.made();
   const auto append = [&stream](std::string_view bytes) { stream.insert(stream.end(), bytes.begin(), bytes.end()); };
   const size_t group_bytes = size_t{prefix_group} * value_bytes;
   for (size_t first = 0; first < values.size(); first += group_bytes) {
@@ -36,8 +36,8 @@ batch prefix_batch(std::string_view values, uint32_t value_bytes) {
       append(group.substr(at + prefix.size(), value_bytes - prefix.size()));
   }
   out.stream_bytes = static_cast<uint32_t>(stream.size());
-  stream.resize(stream.size() + cache_line);
-  lens.resize(lens.size() + cache_line);
+  stream.resize(stream.size() + vorn_host::cache_line);
+  lens.resize(lens.size() + vorn_host::cache_line);
   return out;
 }
 

@@ -62,8 +62,8 @@ uint8_t best_run_length_bits(std::span<const Row> rows, uint32_t width) {
   return bits(8) < bits(16) ? 8 : 16;
 }
 
-aligned_vector<uint32_t> run_ends(const uint8_t *lengths, uint32_t runs, uint8_t run_length_bits) {
-  aligned_vector<uint32_t> cla(runs + 1);
+vorn_host::aligned_vector<uint32_t> run_ends(const uint8_t *lengths, uint32_t runs, uint8_t run_length_bits) {
+  vorn_host::aligned_vector<uint32_t> cla(runs + 1);
   const auto build = run_length_bits == 8 ? vorn_build_cla_1_ub1 : vorn_build_cla_1_ub2;
   build(cla.data(), runs + 1, lengths, runs);
   return cla;
@@ -72,7 +72,7 @@ aligned_vector<uint32_t> run_ends(const uint8_t *lengths, uint32_t runs, uint8_t
 template <class Row>
 batch run_batch(std::span<const Row> rows, uint32_t width, uint8_t run_length_bits) {
   batch out;
-  aligned_vector<uint8_t> &lens = out.lens.made();
+  vorn_host::aligned_vector<uint8_t> &lens = out.lens.made();
   std::vector<uint32_t> codes_of_runs;
   for_runs(rows, longest_run(run_length_bits), [&](uint32_t code, uint32_t length) {
     codes_of_runs.push_back(code);
@@ -82,9 +82,9 @@ batch run_batch(std::span<const Row> rows, uint32_t width, uint8_t run_length_bi
   });
   out.runs = static_cast<uint32_t>(codes_of_runs.size());
   out.cla = run_ends(lens.data(), out.runs, run_length_bits);
-  lens.resize(lens.size() + cache_line);
+  lens.resize(lens.size() + vorn_host::cache_line);
   out.stream = packed(codes_of_runs, width);
-  out.stream_bytes = static_cast<uint32_t>(out.stream.size() - cache_line);
+  out.stream_bytes = static_cast<uint32_t>(out.stream.size() - vorn_host::cache_line);
   return out;
 }
 

@@ -28,7 +28,7 @@ template <class Row>
 uint8_t best_run_length_bits(std::span<const Row> rows, uint32_t width);
 
 // The CLA of the lengths of some runs, of 8 or 16 bits each.
-aligned_vector<uint32_t> run_ends(const uint8_t *lengths, uint32_t runs, uint8_t run_length_bits);
+vorn_host::aligned_vector<uint32_t> run_ends(const uint8_t *lengths, uint32_t runs, uint8_t run_length_bits);
 
 // The runs of a batch.
 template <class Row>

@@ -6,7 +6,7 @@
 #include <span>
 #include <utility>
 
-#include "store/encode/aligned.hpp"
+#include <vorn/aligned.hpp>
 
 namespace store {
 
@@ -14,25 +14,25 @@ template <class T>
 class stored_array {
 public:
   stored_array() = default;
-  stored_array(aligned_vector<T> elements) : own(std::move(elements)) {} // NOLINT(google-explicit-constructor)
-  // The elements lie in what the keeper keeps.
-  stored_array(std::span<const T> elements, std::shared_ptr<const void> keeper)
-      : shared(elements), kept(std::move(keeper)) {}
+  stored_array(vorn_host::aligned_vector<T> elements) : own_(std::move(elements)) {}
+  // The elements lie in memory of the owner.
+  stored_array(std::span<const T> elements, std::shared_ptr<const void> owner)
+      : shared_(elements), owner_(std::move(owner)) {}
 
   // What is being made, in memory of its own.
-  aligned_vector<T> &made() { return own; }
+  vorn_host::aligned_vector<T> &made() { return own_; }
 
-  const T *data() const { return kept ? shared.data() : own.data(); }
-  size_t size() const { return kept ? shared.size() : own.size(); }
+  const T *data() const { return owner_ ? shared_.data() : own_.data(); }
+  size_t size() const { return owner_ ? shared_.size() : own_.size(); }
   bool empty() const { return size() == 0; }
   const T &operator[](size_t index) const { return data()[index]; }
   const T *begin() const { return data(); }
   const T *end() const { return data() + size(); }
 
 private:
-  aligned_vector<T> own;
-  std::span<const T> shared;
-  std::shared_ptr<const void> kept;
+  vorn_host::aligned_vector<T> own_;
+  std::span<const T> shared_;
+  std::shared_ptr<const void> owner_;
 };
 
 } // namespace store

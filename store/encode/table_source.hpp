@@ -28,11 +28,11 @@ public:
   const std::string &name() const { return stem; }
 
   // Names the columns of two tables that are joined, so that no two have one name.
-  static void tell_apart(table_source &first, table_source &second) {
-    store::tell_apart(first.infos, first.stem, second.infos, second.stem);
+  static void disambiguate(table_source &first, table_source &second) {
+    store::disambiguate(first.infos, first.stem, second.infos, second.stem);
   }
 
-  // The bytes that columns take in the files; nothing for files that do not tell.
+  // The bytes that columns take in the files; nothing for files that do not report them.
   virtual std::optional<uint64_t> compressed_bytes(const std::vector<std::string> & /*names*/) const {
     return std::nullopt;
   }

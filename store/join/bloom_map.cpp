@@ -18,14 +18,14 @@ uint32_t asked_of(uint64_t hash) { return static_cast<uint32_t>(hash >> 32); }
 
 } // namespace
 
-bloom_map::bloom_map(const vorn_ctx &context, uint64_t keys)
-    : ctx(context), mask(static_cast<uint32_t>((uint64_t{1} << bloom_bits(keys)) - 1)),
-      map((uint64_t{1} << bloom_bits(keys)) / 8) {}
+bloom_map::bloom_map(const vorn_ctx &ctx, uint64_t keys)
+    : ctx_(ctx), mask_(static_cast<uint32_t>((uint64_t{1} << bloom_bits(keys)) - 1)),
+      map_((uint64_t{1} << bloom_bits(keys)) / 8) {}
 
 void bloom_map::add(std::span<const uint64_t> hashes) {
   for (uint64_t hash : hashes) {
-    const uint32_t bit = asked_of(hash) & mask;
-    map[bit / 8] = static_cast<uint8_t>(map[bit / 8] | 1 << (bit % 8));
+    const uint32_t bit = asked_of(hash) & mask_;
+    map_[bit / 8] = static_cast<uint8_t>(map_[bit / 8] | 1 << (bit % 8));
   }
 }
 
@@ -38,15 +38,15 @@ std::span<const uint32_t> bloom_map::test(std::span<const uint64_t> hashes, room
   row_vector source(vorn_build_encoding_type_hash_values, tested.data(), nullptr, tested.size());
   source.context().vorn_enc_ctx_width = 32;
   vorn_enc_ctx encoding{};
-  vorn_add_encoding_type_bloom(&encoding, 0, mask, 0, 0);
+  vorn_add_encoding_type_bloom(&encoding, 0, mask_, 0, 0);
   vorn_cv filter{};
-  auto *words = reinterpret_cast<uint64_t *>(only_read(map.data()));
+  auto *words = reinterpret_cast<uint64_t *>(only_read(map_.data()));
   vorn_build_vector(&filter, nullptr, nullptr, nullptr, &encoding, nullptr, words, 0, 0, nullptr, 0);
   uint32_t first_and_last[2];
   vorn_cv result{};
   vorn_build_vector(&result, first_and_last, nullptr, nullptr, nullptr, nullptr, bits.data(),
                     static_cast<uint32_t>(hashes.size()), 0, nullptr, 0);
-  const uint32_t code = vorn_bloom(&ctx, &result, source.get(), &filter, nullptr);
+  const uint32_t code = vorn_bloom(&ctx_, &result, source.get(), &filter, nullptr);
   if (code != VORN_RESULT_EMPTY)
     expect(code, VORN_RESULT_DONE, "the test against a bloom map");
   passed.resize(result.vorn_cv_popc);

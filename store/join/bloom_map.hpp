@@ -5,7 +5,7 @@
 #include <span>
 #include <vector>
 
-#include "store/encode/aligned.hpp"
+#include <vorn/aligned.hpp>
 #include <vorn/vorn.h>
 
 namespace store {
@@ -20,18 +20,18 @@ public:
   // What a test needs, of each thread its own.
   struct room {
     std::vector<uint32_t> tested;
-    aligned_vector<uint64_t> bits;
+    vorn_host::aligned_vector<uint64_t> bits;
     std::vector<uint32_t> passed;
   };
   // The numbers of those that may be in the map, in ascending order.  Good until the room is used again.
   std::span<const uint32_t> test(std::span<const uint64_t> hashes, room &used) const;
 
-  uint64_t bytes() const { return map.size(); }
+  uint64_t bytes() const { return map_.size(); }
 
 private:
-  const vorn_ctx &ctx;
-  uint32_t mask;
-  aligned_vector<uint8_t> map;
+  const vorn_ctx &ctx_;
+  uint32_t mask_;
+  vorn_host::aligned_vector<uint8_t> map_;
 };
 
 } // namespace store

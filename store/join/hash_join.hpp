@@ -69,13 +69,13 @@ public:
   hash_join(const vorn_ctx &ctx, std::shared_ptr<const join_sides> sides);
 
   uint64_t next() override;
-  row_block rows() const override { return blocks; }
+  row_block rows() const override { return blocks_; }
   void go_to(size_t batch) override;
   std::unique_ptr<batch_source> another() const override { return copy(); }
-  std::unique_ptr<hash_join> copy() const { return std::make_unique<hash_join>(ctx, sides); }
+  std::unique_ptr<hash_join> copy() const { return std::make_unique<hash_join>(ctx_, sides_); }
 
   // Which rows of the tables these are.
-  std::span<const joined_row> joined() const { return std::span(pairs).first(joined_count); }
+  std::span<const joined_row> joined() const { return std::span(pairs_).first(joined_count_); }
 
   join_statistics statistics() const;
 
@@ -89,35 +89,35 @@ private:
     std::vector<cell> cells;
   };
 
-  const built_side &second() const { return sides->second; }
+  const built_side &second() const { return sides_->second; }
   bool next_step();
   bool next_keys();
   void join_rows();
   void show();
 
-  const vorn_ctx &ctx;
-  std::shared_ptr<const join_sides> sides;
-  join_statistics did;
-  std::vector<shown_column> shown;
+  const vorn_ctx &ctx_;
+  std::shared_ptr<const join_sides> sides_;
+  join_statistics did_;
+  std::vector<shown_column> shown_;
 
   // A step of the first table.
-  key_reader probed_keys;
-  row_steps steps;
-  row_cursor cursor;
-  prober probe;
-  record_store::room room;
-  std::span<const uint32_t> step_rows; // in their batch
+  key_reader probed_keys_;
+  row_steps steps_;
+  row_cursor cursor_;
+  prober probe_;
+  record_store::room room_;
+  std::span<const uint32_t> step_rows_; // in their batch
 
   // Rows of the step and entries with an equal key, and how far these are joined.
-  std::vector<candidate> equal;
-  size_t next_equal = 0;
-  uint64_t next_row = 0; // of the entry
+  std::vector<candidate> equal_;
+  size_t next_equal_ = 0;
+  uint64_t next_row_ = 0; // of the entry
 
   // The joined rows, as they are in the step and in the second table, and as they are in the tables.
-  size_t joined_count = 0;
-  std::vector<candidate> matches;
-  std::vector<joined_row> pairs;
-  std::vector<std::span<const cell>> blocks;
+  size_t joined_count_ = 0;
+  std::vector<candidate> matches_;
+  std::vector<joined_row> pairs_;
+  std::vector<std::span<const cell>> blocks_;
 };
 
 } // namespace store

@@ -23,13 +23,13 @@ public:
   // Ends the build.
   void finish();
 
-  const table_shape &shape() const { return sizes; }
-  uint64_t rows() const { return inserted; }
+  const table_shape &shape() const { return sizes_; }
+  uint64_t rows() const { return inserted_; }
   uint64_t overflow_buckets() const; // used
   uint64_t bytes() const;
 
   // For the library, which does not write to a table that it probes.
-  vorn_hash_table *record() const { return &table; }
+  vorn_hash_table *record() const { return &table_; }
 
 private:
   struct alignas(bucket_bytes) bucket {
@@ -49,20 +49,20 @@ private:
   void insert(vorn_cv *keys, vorn_cv *values, uint32_t part);
   void insert_area(uint32_t part);
 
-  const vorn_ctx &ctx;
-  join_settings settings;
-  table_shape sizes;
-  uint64_t inserted = 0;
-  std::unique_ptr<bucket[]> buckets;
-  std::vector<partition> parts;
+  const vorn_ctx &ctx_;
+  join_settings settings_;
+  table_shape sizes_;
+  uint64_t inserted_ = 0;
+  std::unique_ptr<bucket[]> buckets_;
+  std::vector<partition> parts_;
   // An entry for each partition.
-  std::vector<void *> tables;
-  std::vector<void *> overflow_next;
-  std::vector<void *> overflow_end;
-  std::vector<void *> area_next;
-  std::vector<void *> area_end;
-  mutable vorn_hash_table table{};
-  vorn_partition_buffer splitter{};
+  std::vector<void *> tables_;
+  std::vector<void *> overflow_next_;
+  std::vector<void *> overflow_end_;
+  std::vector<void *> area_next_;
+  std::vector<void *> area_end_;
+  mutable vorn_hash_table table_{};
+  vorn_partition_buffer splitter_{};
 };
 
 } // namespace store

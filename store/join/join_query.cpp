@@ -29,21 +29,20 @@ void check_joinable(const column_info &first, const column_info &second) {
                             shortened(first.sql_type), shortened(second.name), shortened(second.sql_type)));
 }
 
-join_query::join_query(const join_keys &keys, const expression *asked, const column_map &first_columns,
-                       const column_map &second_columns)
-    : first(first_columns), second(second_columns), first_key(first.at(keys.first)),
-      second_key(second.at(keys.second)) {
+join_query::join_query(const join_keys &keys, const expression *asked, const column_map &first,
+                       const column_map &second)
+    : first_(first), second_(second), first_key_(first_.at(keys.first)), second_key_(second_.at(keys.second)) {
   if (asked != nullptr)
     split(*asked, false);
   // NULL equals nothing.
   for (const bool of_second : {false, true})
-    if (const column &key = of_second ? second_key : first_key; key.has_nulls())
-      filters[of_second].push_back({kind::single, {key.name, true, null_test{}}, {}});
+    if (const column &key = of_second ? second_key_ : first_key_; key.has_nulls())
+      filters_[of_second].push_back({kind::single, {key.name, true, null_test{}}, {}});
 }
 
 bool join_query::asks(const expression &e, bool of_second) const {
   if (e.what == kind::single)
-    return (of_second ? second : first).contains(e.asked.column);
+    return (of_second ? second_ : first_).contains(e.asked.column);
   return std::any_of(e.parts.begin(), e.parts.end(), [&](const expression &p) { return asks(p, of_second); });
 }
 
@@ -51,12 +50,12 @@ void join_query::split(const expression &e, bool is_false) {
   if (e.what == kind::negation)
     split(e.parts.front(), !is_false);
   else if (const bool of_second = asks(e, true); asks(e, false) != of_second)
-    filters[of_second].push_back(signed_expression(e, is_false));
+    filters_[of_second].push_back(signed_expression(e, is_false));
   else if (joins_by_and(e, is_false))
     for (const expression &p : e.parts)
       split(p, is_false);
   else
-    mixed.push_back(bound(e, is_false));
+    mixed_.push_back(bound(e, is_false));
 }
 
 join_query::part join_query::bound(const expression &e, bool is_false) {
@@ -64,8 +63,8 @@ join_query::part join_query::bound(const expression &e, bool is_false) {
     return bound(e.parts.front(), !is_false);
   part out;
   if (const bool of_second = asks(e, true); asks(e, false) != of_second) {
-    out.question = questions.size();
-    questions.push_back({of_second, query(signed_expression(e, is_false), of_second ? second : first)});
+    out.question = questions_.size();
+    questions_.push_back({of_second, query(signed_expression(e, is_false), of_second ? second_ : first_)});
   } else {
     out.what = joins_by_and(e, is_false) ? kind::all_of : kind::any_of;
     for (const expression &p : e.parts)
@@ -85,45 +84,45 @@ bool join_query::holds(const part &p, const std::vector<answer> &answers, const 
 }
 
 std::optional<selection> join_query::filtered(const execution &on, bool of_second) const {
-  const std::vector<expression> &all = filters[of_second];
+  const std::vector<expression> &all = filters_[of_second];
   std::optional<selection> out;
   if (!all.empty())
-    query({kind::all_of, {}, all}, of_second ? second : first).run(on, out.emplace());
-  if (narrowed[of_second])
-    out = narrowed[of_second](out ? &*out : nullptr);
+    query({kind::all_of, {}, all}, of_second ? second_ : first_).run(on, out.emplace());
+  if (narrowed_[of_second])
+    out = narrowed_[of_second](out ? &*out : nullptr);
   return out;
 }
 
 std::unique_ptr<hash_join> join_query::run(const execution &on, std::span<const output_column> columns,
                                            const join_settings &settings) const {
   join_sides::row_test test;
-  if (!mixed.empty()) {
+  if (!mixed_.empty()) {
     std::vector<answer> answers;
-    for (const auto &[of_second, asked] : questions)
+    for (const auto &[of_second, asked] : questions_)
       asked.run(on, answers.emplace_back(answer{of_second, {}}).rows);
-    test = [parts = mixed, answers = std::move(answers)](const joined_row &row) {
+    test = [parts = mixed_, answers = std::move(answers)](const joined_row &row) {
       return std::all_of(parts.begin(), parts.end(), [&](const part &p) { return holds(p, answers, row); });
     };
   }
   const vorn_ctx &ctx = on.context();
-  join_side probed{first_key, filtered(on, false)};
-  const join_side looked_up{second_key, filtered(on, true)};
-  std::vector<const column *> read[2] = {{&first_key}, {&second_key}};
+  join_side probed{first_key_, filtered(on, false)};
+  const join_side looked_up{second_key_, filtered(on, true)};
+  std::vector<const column *> read[2] = {{&first_key_}, {&second_key_}};
   for (const auto &[of, of_second] : columns)
     read[of_second].push_back(of);
-  plan_step *const built = on.begin_step("build table of " + second_key.name, read[true]);
+  plan_step *const built = on.begin_step("build table of " + second_key_.name, read[true]);
   std::optional<step_timer> timer(built);
   const auto sides =
       std::make_shared<join_sides>(ctx, std::move(probed), looked_up, columns, std::move(test), settings);
   timer.reset();
   if (built != nullptr) {
-    for (size_t batch = 0; batch < second_key.batches.size(); ++batch)
+    for (size_t batch = 0; batch < second_key_.batches.size(); ++batch)
       built->count_batch(batch);
     built->rows_in = looked_up.count();
     built->rows_out = sides->second.table->rows();
     built->bytes += sides->second.table->bytes();
   }
-  sides->told = on.begin_step("join by " + first_key.name, read[false]);
+  sides->told = on.begin_step("join by " + first_key_.name, read[false]);
   return std::make_unique<hash_join>(ctx, sides);
 }
 

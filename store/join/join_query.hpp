@@ -33,7 +33,7 @@ public:
   // Joins only those rows of a table, among selected ones or all, that something else selects too, which is asked while
   // a join begins.
   using row_filter = std::function<selection(const selection *among)>;
-  void narrow(bool of_second, row_filter further) { narrowed[of_second] = std::move(further); }
+  void narrow(bool of_second, row_filter further) { narrowed_[of_second] = std::move(further); }
 
   // The joined rows on which the condition is true, for one thread.  Context and columns outlive them.
   std::unique_ptr<hash_join> run(const execution &on, std::span<const output_column> columns,
@@ -41,9 +41,9 @@ public:
 
   // What of it is there without a join: does the condition ask something of both tables at once, the rows of a table on
   // which its part of the condition is true and no key is NULL, nothing for all, and the key of a table.
-  bool asks_both() const { return !mixed.empty(); }
+  bool asks_both() const { return !mixed_.empty(); }
   std::optional<selection> filtered(const execution &on, bool of_second) const;
-  const column &key(bool of_second) const { return of_second ? second_key : first_key; }
+  const column &key(bool of_second) const { return of_second ? second_key_ : first_key_; }
 
 private:
   // What is asked of both tables, by the rows of one on which parts of it are true.
@@ -67,14 +67,14 @@ private:
   part bound(const expression &e, bool is_false);
   static bool holds(const part &p, const std::vector<answer> &answers, const joined_row &row);
 
-  const column_map &first;
-  const column_map &second;
-  const column &first_key;
-  const column &second_key;
-  std::vector<expression> filters[2]; // all of which a row of the table satisfies
-  row_filter narrowed[2];
-  std::vector<part> mixed; // all of which joined rows satisfy
-  std::vector<question> questions;
+  const column_map &first_;
+  const column_map &second_;
+  const column &first_key_;
+  const column &second_key_;
+  std::vector<expression> filters_[2]; // all of which a row of the table satisfies
+  row_filter narrowed_[2];
+  std::vector<part> mixed_; // all of which joined rows satisfy
+  std::vector<question> questions_;
 };
 
 } // namespace store

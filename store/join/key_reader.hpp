@@ -7,9 +7,8 @@
 #include <string_view>
 #include <vector>
 
-#include "store/decode/code_unpacker.hpp"
+#include "store/decode/code_reader.hpp"
 #include "store/decode/row_reader.hpp"
-#include "store/decode/row_steps.hpp"
 #include "store/join/value_bytes.hpp"
 #include <vorn/vorn.h>
 
@@ -27,35 +26,35 @@ public:
   std::span<const uint64_t> next();
 
   void go_to(size_t batch) {
-    steps.go_to(batch);
-    if (values)
-      values->go_to(batch);
+    if (by_code_)
+      codes_->go_to(batch);
+    else
+      values_->go_to(batch);
   }
 
   // Are equal keys known by their code?  The number of codes, or 0.
-  uint64_t distinct_codes() const { return symbol_hashes.size(); }
-  uint32_t code(uint64_t row) const { return codes[row] == negative_zero ? codes[row] + 1 : codes[row]; }
+  uint64_t distinct_codes() const { return symbol_hashes_.size(); }
+  uint32_t code(uint64_t row) const { return step_[row] == negative_zero_ ? step_[row] + 1 : step_[row]; }
 
   // The key of one of those rows.
-  std::string_view key(uint64_t row) const { return by_code ? symbols[codes[row]] : symbols[row]; }
+  std::string_view key(uint64_t row) const { return by_code_ ? symbols_[step_[row]] : symbols_[row]; }
 
 private:
   void hash(std::vector<uint64_t> &out) const; // the symbols
 
-  const vorn_ctx &ctx;
-  const column &of;
-  bool by_code;
-  value_bytes symbols; // of the dictionary, or of the rows
-  std::vector<uint64_t> hashes;
+  const vorn_ctx &ctx_;
+  const column &of_;
+  bool by_code_;
+  value_bytes symbols_; // of the dictionary, or of the rows
+  std::vector<uint64_t> hashes_;
 
   // By code.
-  row_steps steps;
-  std::optional<code_unpacker> unpacker;
-  std::vector<uint64_t> symbol_hashes;
-  const uint32_t *codes = nullptr;     // of the rows
-  uint32_t negative_zero = UINT32_MAX; // the code of -0 before that of 0, since both are one key
+  std::optional<code_reader> codes_;
+  std::span<const uint32_t> step_; // the codes of those rows
+  std::vector<uint64_t> symbol_hashes_;
+  uint32_t negative_zero_ = UINT32_MAX; // the code of -0 before that of 0, since both are one key
 
-  std::optional<row_reader> values; // not by code
+  std::optional<row_reader> values_; // not by code
 };
 
 } // namespace store

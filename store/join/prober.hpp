@@ -31,31 +31,31 @@ public:
   std::span<const candidate> next();
 
   // What the map did.
-  uint64_t tested() const { return rows_tested; }
-  uint64_t passed() const { return rows_passed; }
-  bool gave_up() const { return map_given_up; }
+  uint64_t tested() const { return rows_tested_; }
+  uint64_t passed() const { return rows_passed_; }
+  bool gave_up() const { return map_given_up_; }
 
 private:
   void drop_rows_without_match();
 
-  const vorn_ctx &ctx;
-  const hash_table &table;
-  const bloom_map *map;
-  bool must_test; // whatever the map lets through
-  uint64_t rows_tested = 0;
-  uint64_t rows_passed = 0;
-  bool map_given_up = false;
-  bloom_map::room room;
+  const vorn_ctx &ctx_;
+  const hash_table &table_;
+  const bloom_map *map_;
+  bool must_test_; // whatever the map lets through
+  uint64_t rows_tested_ = 0;
+  uint64_t rows_passed_ = 0;
+  bool map_given_up_ = false;
+  bloom_map::room room_;
 
   // The batch.
-  std::span<const uint64_t> probed;
-  bool numbered = true; // its rows are numbered from 0 on
-  std::vector<uint64_t> passed_hashes;
-  std::vector<uint32_t> narrow_numbers;
-  std::vector<uint64_t> wide_numbers;
-  vorn_aux aux{};
-  bool at_end = true;
-  std::vector<candidate> pairs;
+  std::span<const uint64_t> probed_;
+  bool numbered_ = true; // its rows are numbered from 0 on
+  std::vector<uint64_t> passed_hashes_;
+  std::vector<uint32_t> narrow_numbers_;
+  std::vector<uint64_t> wide_numbers_;
+  vorn_aux aux_{};
+  bool at_end_ = true;
+  std::vector<candidate> pairs_;
 };
 
 } // namespace store

@@ -6,8 +6,8 @@
 
 namespace store {
 
-record_store::record_store(const vorn_ctx &context, uint64_t rows, const join_settings &chosen)
-    : ctx(context), settings(chosen), records(rows), next_record(records.data()) {
+record_store::record_store(const vorn_ctx &ctx, uint64_t rows, const join_settings &settings)
+    : ctx_(ctx), settings_(settings), records_(rows), next_record_(records_.data()) {
   static_assert(sizeof(reference) == 16 && offsetof(reference, at) == 8);
 }
 
@@ -15,35 +15,35 @@ void record_store::append(std::span<row_vector> fields) {
   const uint32_t rows = fields.front().get()->vorn_cv_nrows;
   if (rows == 0)
     return;
-  matrix.resize(rows * fields.size());
-  fields_begin = matrix.data();
+  matrix_.resize(rows * fields.size());
+  fields_begin_ = matrix_.data();
   vorn_transpose_table columns{};
-  vorn_build_transpose_table(&columns, static_cast<uint8_t>(fields.size()), 0, 0, 0, 0, &fields_begin, &fields_begin, 0,
-                             nullptr, 0, 0, 0, nullptr, nullptr, 0, nullptr, nullptr, nullptr, VORN_TT_LP);
+  vorn_build_transpose_table(&columns, static_cast<uint8_t>(fields.size()), 0, 0, 0, 0, &fields_begin_, &fields_begin_,
+                             0, nullptr, 0, 0, 0, nullptr, nullptr, 0, nullptr, nullptr, nullptr, VORN_TT_LP);
   vorn_transpose_table made{};
-  vorn_build_transpose_table(&made, 0, 0, 0, 0, 0, nullptr, &next_record, 0, nullptr, 0, 0, 0, nullptr, nullptr, 0,
-                             nullptr, &next_byte, &block_end, VORN_TT_ROW | VORN_TT_LP);
+  vorn_build_transpose_table(&made, 0, 0, 0, 0, 0, nullptr, &next_record_, 0, nullptr, 0, 0, 0, nullptr, nullptr, 0,
+                             nullptr, &next_byte_, &block_end_, VORN_TT_ROW | VORN_TT_LP);
   vorn_aux aux{};
   for (uint32_t field = 0; field < fields.size(); ++field)
-    expect(vorn_transpose_reference(&ctx, &columns, fields[field].get(), field, 0, &aux), VORN_RESULT_DONE,
+    expect(vorn_transpose_reference(&ctx_, &columns, fields[field].get(), field, 0, &aux), VORN_RESULT_DONE,
            "referring to the fields of records");
   for (uint32_t first = 0;;) {
-    const uint32_t code = vorn_transpose_convert(&ctx, &made, &columns, 0, 0, first, rows - 1, &aux);
+    const uint32_t code = vorn_transpose_convert(&ctx_, &made, &columns, 0, 0, first, rows - 1, &aux);
     if (code == VORN_RESULT_DONE)
       return;
     expect(code, VORN_RESULT_TRANSPOSE_FULL, "making records");
     first = aux.vorn_aux_start_slot;
     uint64_t bytes = 0;
-    for (const reference &field : std::span(matrix).subspan(first * fields.size(), fields.size()))
+    for (const reference &field : std::span(matrix_).subspan(first * fields.size(), fields.size()))
       bytes += sizeof(uint16_t) + field.length;
-    add_block(std::max<uint64_t>(bytes, settings.record_bytes));
+    add_block(std::max<uint64_t>(bytes, settings_.record_bytes));
   }
 }
 
 void record_store::add_block(uint64_t bytes) {
-  auto &block = blocks.emplace_back(bytes);
-  next_byte = block.data();
-  block_end = block.data() + block.size();
+  auto &block = blocks_.emplace_back(bytes);
+  next_byte_ = block.data();
+  block_end_ = block.data() + block.size();
 }
 
 std::span<const uint8_t *const> record_store::fetch(std::span<const candidate> rows, room &used) const {
@@ -51,7 +51,7 @@ std::span<const uint8_t *const> record_store::fetch(std::span<const candidate> r
   fetched.resize(rows.size());
   lengths.resize(rows.size());
   // The table has its parts by pointers that are not const; the library only reads what it gathers.
-  void *references = only_read(records.data());
+  void *references = only_read(records_.data());
   vorn_transpose_table table{};
   constexpr uint8_t one_partition = 64;
   vorn_build_transpose_table(&table, 0, 0, 0, 0, one_partition, &references, nullptr, 0, nullptr, 0, 0, 0, nullptr,
@@ -62,8 +62,8 @@ std::span<const uint8_t *const> record_store::fetch(std::span<const candidate> r
     const uint32_t done = aux.vorn_aux_start_slot;
     row_vector result(vorn_build_encoding_type_lp_sep, fetched.data() + done, lengths.data() + done, 0);
     vorn_add_vector_size(result.get(),
-                         std::min<uint64_t>(settings.gathered_bytes, (rows.size() - done) * sizeof(uint8_t *)));
-    const uint32_t code = vorn_gather(&ctx, result.get(), source.get(), &table, &aux);
+                         std::min<uint64_t>(settings_.gathered_bytes, (rows.size() - done) * sizeof(uint8_t *)));
+    const uint32_t code = vorn_gather(&ctx_, result.get(), source.get(), &table, &aux);
     if (code == VORN_RESULT_DONE)
       return fetched;
     expect(code, VORN_RESULT_OUTPUT_FULL, "fetching records");

@@ -8,10 +8,10 @@
 #include <string_view>
 #include <vector>
 
-#include "store/encode/aligned.hpp"
 #include "store/join/prober.hpp"
 #include "store/join/sizing.hpp"
 #include "store/library/row_vector.hpp"
+#include <vorn/aligned.hpp>
 #include <vorn/vorn.h>
 
 namespace store {
@@ -19,18 +19,18 @@ namespace store {
 // The fields of a record: 16 bits of length, and the bytes.
 class record_fields {
 public:
-  explicit record_fields(const uint8_t *record) : at(record) {}
+  explicit record_fields(const uint8_t *record) : at_(record) {}
 
   std::string_view next() {
     uint16_t length;
-    std::memcpy(&length, at, sizeof length);
-    const auto *bytes = reinterpret_cast<const char *>(at + sizeof length);
-    at += sizeof length + length;
+    std::memcpy(&length, at_, sizeof length);
+    const auto *bytes = reinterpret_cast<const char *>(at_ + sizeof length);
+    at_ += sizeof length + length;
     return {bytes, length};
   }
 
 private:
-  const uint8_t *at;
+  const uint8_t *at_;
 };
 
 class record_store {
@@ -57,17 +57,17 @@ private:
   };
   void add_block(uint64_t bytes);
 
-  const vorn_ctx &ctx;
-  join_settings settings;
-  std::vector<reference> records; // where they are; the length of a large one is cut to 16 bits and not looked at
-  std::vector<aligned_vector<uint8_t>> blocks;
+  const vorn_ctx &ctx_;
+  join_settings settings_;
+  std::vector<reference> records_; // where they are; the length of a large one is cut to 16 bits and not looked at
+  std::vector<vorn_host::aligned_vector<uint8_t>> blocks_;
 
   // Cursors of the library into the records, the last block and the fields of a call, of one partition each.
-  void *next_record;
-  void *next_byte = nullptr;
-  void *block_end = nullptr;
-  void *fields_begin = nullptr;
-  std::vector<reference> matrix; // of the fields, row by row
+  void *next_record_;
+  void *next_byte_ = nullptr;
+  void *block_end_ = nullptr;
+  void *fields_begin_ = nullptr;
+  std::vector<reference> matrix_; // of the fields, row by row
 };
 
 } // namespace store

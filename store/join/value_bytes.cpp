@@ -14,28 +14,28 @@ std::string_view key_bytes(std::string_view symbol, value_kind kind) {
 }
 
 void value_bytes::clear() {
-  pointers.clear();
-  lengths.clear();
+  pointers_.clear();
+  lengths_.clear();
 }
 
 void value_bytes::add(std::string_view bytes) {
-  pointers.push_back(bytes.data());
-  lengths.push_back(static_cast<uint16_t>(bytes.size()));
+  pointers_.push_back(bytes.data());
+  lengths_.push_back(static_cast<uint16_t>(bytes.size()));
 }
 
 void value_bytes::assign(std::span<const cell> cells) {
   clear();
-  kept.resize(cells.size());
+  kept_.resize(cells.size());
   for (size_t i = 0; i < cells.size(); ++i)
     if (const auto *text = std::get_if<std::string_view>(&cells[i])) {
       add(*text);
     } else if (const auto *wide = std::get_if<wide_key>(&cells[i])) {
-      kept[i] = *wide;
-      add(kept[i].view());
+      kept_[i] = *wide;
+      add(kept_[i].view());
     } else if (const auto *key = std::get_if<int64_t>(&cells[i])) {
       const key_symbol symbol(*key);
-      std::memcpy(kept[i].bytes.data(), symbol.bytes().data(), symbol.bytes().size());
-      add(kept[i].view().substr(0, symbol.bytes().size()));
+      std::memcpy(kept_[i].bytes.data(), symbol.bytes().data(), symbol.bytes().size());
+      add(kept_[i].view().substr(0, symbol.bytes().size()));
     } else {
       add("");
     }
@@ -44,7 +44,7 @@ void value_bytes::assign(std::span<const cell> cells) {
 void value_bytes::assign_keys(std::span<const cell> cells, value_kind kind) {
   assign(cells);
   for (size_t i = 0; i < cells.size(); ++i)
-    pointers[i] = key_bytes((*this)[i], kind).data();
+    pointers_[i] = key_bytes((*this)[i], kind).data();
 }
 
 } // namespace store

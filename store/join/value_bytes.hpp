@@ -26,16 +26,16 @@ public:
   // The same as key bytes.
   void assign_keys(std::span<const cell> cells, value_kind kind);
 
-  size_t size() const { return lengths.size(); }
-  std::string_view operator[](size_t index) const { return {pointers[index], lengths[index]}; }
+  size_t size() const { return lengths_.size(); }
+  std::string_view operator[](size_t index) const { return {pointers_[index], lengths_[index]}; }
   row_vector vector() const {
-    return {vorn_build_encoding_type_lp_sep, pointers.data(), lengths.data(), lengths.size()};
+    return {vorn_build_encoding_type_lp_sep, pointers_.data(), lengths_.data(), lengths_.size()};
   }
 
 private:
-  std::vector<const char *> pointers;
-  std::vector<uint16_t> lengths;
-  std::vector<wide_key> kept;
+  std::vector<const char *> pointers_;
+  std::vector<uint16_t> lengths_;
+  std::vector<wide_key> kept_;
 };
 
 } // namespace store

@@ -48,21 +48,21 @@ bool processor_runs(const instruction_set &isa) {
 
 kernels::kernels(std::optional<std::string_view> choice, const std::filesystem::path &folder,
                  const instrumentation &more)
-    : context(environment.context()) {
-  context.vorn_ctx_decompress = vorn_qpak_decode;
+    : context_(environment_.context()) {
+  context_.vorn_ctx_decompress = vorn_qpak_decode;
   vorn_host::set_library_folder(folder);
   const instruction_set *isa = find(choice);
   if (isa != nullptr && !load(*isa)) {
     if (choice)
-      throw error(fmt::format("cannot load {}: {}", isa->library, environment.load_error()));
-    missing = isa->library;
-    context.vorn_ctx_init_flags &= ~uint32_t{VORN_INIT_SPECIALIZED};
+      throw error(fmt::format("cannot load {}: {}", isa->library, environment_.load_error()));
+    missing_ = isa->library;
+    context_.vorn_ctx_init_flags &= ~uint32_t{VORN_INIT_SPECIALIZED};
     isa = nullptr;
   }
   if (isa == nullptr)
-    vorn_nfy(VORN_NFY_LOAD, &context);
-  generic_context = context;
-  generic_context.vorn_ctx_flags |= VORN_CTX_FORCE_GENERIC;
+    vorn_nfy(VORN_NFY_LOAD, &context_);
+  generic_context_ = context_;
+  generic_context_.vorn_ctx_flags |= VORN_CTX_FORCE_GENERIC;
   arm(more);
 }
 
@@ -70,40 +70,40 @@ void kernels::arm(const instrumentation &more) {
   if (more.self_check) {
     if (!is_specialised())
       throw error("there is nothing to check the generic kernels against; a self-check needs a specialised library");
-    context.vorn_ctx_flags |= VORN_CTX_SELF_CHECK;
+    context_.vorn_ctx_flags |= VORN_CTX_SELF_CHECK;
   }
   if (!more.trace && !more.rates)
     return;
   // A call is timed when its timing line is wanted, be it printed or not.
   constexpr uint32_t timing_level = 4;
-  environment.trace_control().trace_on = 1;
+  environment_.trace_control().trace_on = 1;
   if (more.trace)
-    environment.print_trace = stderr;
+    environment_.print_trace = stderr;
   else
-    environment.trace.eval_flags = [](uint32_t, uint32_t level, uint64_t flags, uint64_t) {
+    environment_.trace.eval_flags = [](uint32_t, uint32_t level, uint64_t flags, uint64_t) {
       constexpr uint64_t record = 0x2;
       return level == timing_level ? flags | record : flags;
     };
-  for (vorn_ctx *ctx : {&context, &generic_context})
+  for (vorn_ctx *ctx : {&context_, &generic_context_})
     ctx->vorn_ctx_trace = timing_level;
   if (more.rates) {
-    chosen_rates.attach_to(context);
-    generic_rates.attach_to(generic_context);
+    chosen_rates_.attach_to(context_);
+    generic_rates_.attach_to(generic_context_);
   }
 }
 
 void kernels::observe(const std::function<void(const vorn_ctx &)> &work, const call_taker &take) {
   constexpr uint32_t kernel_level = 2;
-  environment.trace_control().trace_on = 1;
+  environment_.trace_control().trace_on = 1;
   // The name of a kernel of the dispatch table is the first value of its line; the others are called as their entry.
-  environment.trace.take_record = [&](const char *entry, const char *, const std::vector<vorn_host::value> &values) {
+  environment_.trace.take_record = [&](const char *entry, const char *, const std::vector<vorn_host::value> &values) {
     const auto *kernel = std::get_if<std::string>(&values.front());
     take(entry, kernel != nullptr ? *kernel : entry);
   };
-  vorn_ctx observed = context;
+  vorn_ctx observed = context_;
   observed.vorn_ctx_trace = kernel_level;
   work(observed);
-  environment.trace.take_record = nullptr;
+  environment_.trace.take_record = nullptr;
 }
 
 void kernels::slot_rates::attach_to(vorn_ctx &ctx) {
@@ -115,20 +115,20 @@ void kernels::slot_rates::attach_to(vorn_ctx &ctx) {
 void kernels::print_rates() const {
   constexpr uint32_t only_called = 1;
   fmt::print("\nrates of generic\n");
-  vorn_stats_dump(&generic_context, only_called);
+  vorn_stats_dump(&generic_context_, only_called);
   if (is_specialised()) {
     fmt::print("\nrates of {}\n", name());
-    vorn_stats_dump(&context, only_called);
+    vorn_stats_dump(&context_, only_called);
   }
 }
 
 bool kernels::load(const instruction_set &isa) {
-  context.vorn_ctx_init_flags |= VORN_INIT_SPECIALIZED;
-  context.vorn_ctx_lib_name = isa.library;
+  context_.vorn_ctx_init_flags |= VORN_INIT_SPECIALIZED;
+  context_.vorn_ctx_lib_name = isa.library;
   try {
-    vorn_nfy(VORN_NFY_LOAD, &context);
+    vorn_nfy(VORN_NFY_LOAD, &context_);
   } catch (const vorn_host::internal_error &failure) {
-    const std::string reason = environment.load_error();
+    const std::string reason = environment_.load_error();
     if (reason.find("No such file") != reason.npos)
       return false;
     throw error(fmt::format("cannot load {}: {}", isa.library, reason.empty() ? failure.what() : reason));

@@ -19,7 +19,7 @@ namespace store {
 struct instruction_set {
   std::string_view name; // as a user types it
   const char *library;   // the load name
-  uint32_t capability;   // the code that the host is asked for
+  uint32_t capability;   // the host's code for it
 };
 
 // All of them, the best first.
@@ -45,22 +45,22 @@ public:
   kernels(std::optional<std::string_view> choice, const std::filesystem::path &folder,
           const instrumentation &more = {});
 
-  const vorn_ctx &generic() const { return generic_context; }
+  const vorn_ctx &generic() const { return generic_context_; }
 
   // What is in force; the same as generic() when no library was loaded.
-  const vorn_ctx &chosen() const { return context; }
+  const vorn_ctx &chosen() const { return context_; }
   bool is_specialised() const;
   std::string_view name() const; // as a user types it
 
   // The library that was not there, so that the generic kernels are used; otherwise nothing.
-  const std::optional<std::string> &missing_library() const { return missing; }
+  const std::optional<std::string> &missing_library() const { return missing_; }
 
   // Does some work with the kernels in force and says which entry points it calls with which kernels.  Threads may call
   // `take` at once.
   using call_taker = std::function<void(std::string_view entry, std::string_view kernel)>;
   void observe(const std::function<void(const vorn_ctx &)> &work, const call_taker &take);
 
-  // Prints the rates that were kept, of the generic kernels and of those in force, on standard output.
+  // Prints the recorded rates, of the generic kernels and of those in force, on standard output.
   void print_rates() const;
 
 private:
@@ -74,12 +74,12 @@ private:
   bool load(const instruction_set &isa); // false when the library is not there
   void arm(const instrumentation &more);
 
-  vorn_host::environment environment;
-  vorn_ctx context;
-  std::optional<std::string> missing;
-  vorn_ctx generic_context{};
-  slot_rates chosen_rates;
-  slot_rates generic_rates;
+  vorn_host::environment environment_;
+  vorn_ctx context_;
+  std::optional<std::string> missing_;
+  vorn_ctx generic_context_{};
+  slot_rates chosen_rates_;
+  slot_rates generic_rates_;
 };
 
 } // namespace store

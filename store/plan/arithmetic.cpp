@@ -11,18 +11,18 @@ namespace {
 class double_vector {
 public:
   double_vector(const numbers *column, const std::optional<double> &constant) {
-    encoding.vorn_enc_ctx_num_type = VORN_NUM_DOUBLE;
-    encoding.vorn_enc_ctx_flags = VORN_NATIVE | (column == nullptr ? VORN_CONST : 0);
+    encoding_.vorn_enc_ctx_num_type = VORN_NUM_DOUBLE;
+    encoding_.vorn_enc_ctx_flags = VORN_NATIVE | (column == nullptr ? VORN_CONST : 0);
     const void *vals = column != nullptr ? static_cast<const void *>(column->limb(0)) : &*constant;
-    vorn_build_vector(&cv, only_read(vals), nullptr, nullptr, &encoding, nullptr, nullptr,
+    vorn_build_vector(&cv_, only_read(vals), nullptr, nullptr, &encoding_, nullptr, nullptr,
                       column != nullptr ? static_cast<uint32_t>(column->size()) : 1, 0, nullptr, 0);
   }
   double_vector(const double_vector &) = delete;
-  vorn_cv *get() { return &cv; }
+  vorn_cv *get() { return &cv_; }
 
 private:
-  vorn_enc_ctx encoding{};
-  vorn_cv cv{};
+  vorn_enc_ctx encoding_{};
+  vorn_cv cv_{};
 };
 
 } // namespace
@@ -38,13 +38,13 @@ number_form computed_numbers::real_form(bool is_nullable) {
 const numbers &computed_numbers::compute(const term &asked, const numbers *left, const numbers *right) {
   double_vector left_vector(left, asked.left.constant);
   double_vector right_vector(right, asked.right.constant);
-  result.resize((left != nullptr ? left : right)->size());
+  result_.resize((left != nullptr ? left : right)->size());
   vorn_cv out{};
-  out.vorn_cv_vals = result.reals();
-  expect(vorn_arith(&ctx, &out, left_vector.get(), right_vector.get(), nullptr, asked.opcode), VORN_RESULT_DONE,
+  out.vorn_cv_vals = result_.reals();
+  expect(vorn_arith(&ctx_, &out, left_vector.get(), right_vector.get(), nullptr, asked.opcode), VORN_RESULT_DONE,
          "arithmetic");
-  result.keep_present(left, right);
-  return result;
+  result_.keep_present(left, right);
+  return result_;
 }
 
 } // namespace store

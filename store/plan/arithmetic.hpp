@@ -27,18 +27,18 @@ struct term {
 class computed_numbers {
 public:
   // Where one number is NULL, so is the result.  The context outlives this.
-  computed_numbers(const vorn_ctx &context, bool is_nullable) : ctx(context), result(real_form(is_nullable)) {}
+  computed_numbers(const vorn_ctx &ctx, bool is_nullable) : ctx_(ctx), result_(real_form(is_nullable)) {}
 
   // The numbers of an operand are null where it is a constant, and otherwise doubles.
   const numbers &compute(const term &asked, const numbers *left, const numbers *right);
 
-  const number_form &stored_as() const { return result.stored_as(); }
+  const number_form &stored_as() const { return result_.stored_as(); }
 
 private:
   static number_form real_form(bool is_nullable);
 
-  const vorn_ctx &ctx;
-  numbers result;
+  const vorn_ctx &ctx_;
+  numbers result_;
 };
 
 } // namespace store

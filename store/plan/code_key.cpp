@@ -26,7 +26,7 @@ bool code_key::serves(std::span<const column *const> columns) {
 
 std::optional<uint64_t> code_key::space() const {
   uint64_t out = 1;
-  for (const column *c : digits)
+  for (const column *c : digits_)
     if (__builtin_mul_overflow(out, codes(*c), &out))
       return std::nullopt;
   return out;
@@ -35,9 +35,9 @@ std::optional<uint64_t> code_key::space() const {
 uint64_t code_key::place(uint64_t key) const {
   uint64_t out = 0;
   uint64_t factor = 1;
-  for (size_t c = digits.size(); c-- > 0;) {
-    const uint64_t all = codes(*digits[c]);
-    const uint64_t first = digits[c]->first_ordinal();
+  for (size_t c = digits_.size(); c-- > 0;) {
+    const uint64_t all = codes(*digits_[c]);
+    const uint64_t first = digits_[c]->first_ordinal();
     const uint64_t code = key % all;
     key /= all;
     out += factor * (code < first ? all - first : code - first);
@@ -47,10 +47,10 @@ uint64_t code_key::place(uint64_t key) const {
 }
 
 void code_key::show(uint64_t key, std::span<cell> out) const {
-  for (size_t c = digits.size(); c-- > 0;) {
-    const uint64_t code = key % codes(*digits[c]);
-    key /= codes(*digits[c]);
-    out[c] = code < digits[c]->first_ordinal() ? cell() : digits[c]->value_of(code);
+  for (size_t c = digits_.size(); c-- > 0;) {
+    const uint64_t code = key % codes(*digits_[c]);
+    key /= codes(*digits_[c]);
+    out[c] = code < digits_[c]->first_ordinal() ? cell() : digits_[c]->value_of(code);
   }
 }
 

@@ -16,9 +16,9 @@ public:
   // Can values be told apart by their codes?  Columns outlive their key.
   static bool serves(std::span<const column *const> columns);
 
-  explicit code_key(std::span<const column *const> columns) : digits(columns.begin(), columns.end()) {}
+  explicit code_key(std::span<const column *const> columns) : digits_(columns.begin(), columns.end()) {}
 
-  std::span<const column *const> columns() const { return digits; }
+  std::span<const column *const> columns() const { return digits_; }
   static uint64_t codes(const column &digit) { return std::get<dictionary>(digit.values).codes(); }
 
   // How many keys there are; nothing when 64 bits do not hold them.
@@ -31,7 +31,7 @@ public:
   void show(uint64_t key, std::span<cell> out) const;
 
 private:
-  std::vector<const column *> digits;
+  std::vector<const column *> digits_;
 };
 
 } // namespace store

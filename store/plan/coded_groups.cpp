@@ -11,7 +11,7 @@ coded_groups::coded_groups(const vorn_ctx &context, const column &any, std::span
   for (const column *c : columns)
     unpackers.emplace_back(ctx, *c, code_unpacker::element::four_bytes);
   for (const number_column &c : added)
-    readers.emplace_back(ctx, c, selected.get());
+    readers_.emplace_back(ctx, c, selected.get());
 }
 
 std::vector<const column *> coded_groups::read() const {
@@ -23,7 +23,7 @@ std::vector<const column *> coded_groups::read() const {
 
 void coded_groups::go_to(size_t batch) {
   steps.go_to(batch);
-  for (number_reader &reader : readers)
+  for (number_reader &reader : readers_)
     reader.go_to(batch);
 }
 
@@ -32,7 +32,7 @@ uint32_t coded_groups::next() {
   if (step.rows == 0)
     return 0;
   find_groups(step);
-  for (number_reader &reader : readers)
+  for (number_reader &reader : readers_)
     reader.next();
   return step.rows;
 }

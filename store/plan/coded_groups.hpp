@@ -26,7 +26,7 @@ public:
   uint32_t next() final;
   std::vector<const column *> read() const final;
   void go_to(size_t batch) final;
-  const numbers &operator[](size_t column) const final { return readers[column].current(); }
+  const numbers &operator[](size_t column) const final { return readers_[column].current(); }
   bool knows_order() const final { return true; }
   std::vector<uint32_t> in_order() const final;
   void show(uint32_t group, std::span<cell> out) const final { key.show(key_of(group), out); }
@@ -53,7 +53,7 @@ protected:
   std::deque<code_unpacker> unpackers;
 
 private:
-  std::deque<number_reader> readers;
+  std::deque<number_reader> readers_;
 };
 
 } // namespace store

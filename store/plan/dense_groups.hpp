@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "store/decode/row_cursor.hpp"
-#include "store/encode/aligned.hpp"
 #include "store/plan/coded_groups.hpp"
+#include <vorn/aligned.hpp>
 #include <vorn/vorn.h>
 
 namespace store {
@@ -34,8 +34,8 @@ public:
   bool calls_groupkey() const override { return !unpackers.empty(); }
   std::unique_ptr<group_input> another() const override { return copy(); }
   std::unique_ptr<dense_groups> copy() const;
-  const uint32_t *groups() const override { return unpackers.empty() ? nullptr : keys.data(); }
-  uint32_t group_count() const override { return count; }
+  const uint32_t *groups() const override { return unpackers.empty() ? nullptr : keys_.data(); }
+  uint32_t group_count() const override { return count_; }
 
 private:
   static std::optional<uint32_t> key_space(const vorn_ctx &ctx, std::span<const column *const> columns);
@@ -43,15 +43,15 @@ private:
   uint64_t key_of(uint32_t group) const override { return group; }
   void make_keys(uint32_t rows);
 
-  dense_settings settings;
-  row_cursor cursor;
-  std::vector<vorn_cv> packed; // the columns' codes in this batch
-  uint32_t count;
+  dense_settings settings_;
+  row_cursor cursor_;
+  std::vector<vorn_cv> packed_; // the columns' codes in this batch
+  uint32_t count_;
 
   // The keys of a step, and where the next one begins in its batch.
-  aligned_vector<uint32_t> keys;
-  aligned_vector<uint32_t> scratch;
-  uint32_t next_row = 0;
+  vorn_host::aligned_vector<uint32_t> keys_;
+  vorn_host::aligned_vector<uint32_t> scratch_;
+  uint32_t next_row_ = 0;
 };
 
 } // namespace store

@@ -39,7 +39,7 @@ public:
            plan_step *explained);
 
   uint64_t next() override;
-  row_block rows() const override { return blocks; }
+  row_block rows() const override { return blocks_; }
 
 private:
   // Reals of some rows.  Their memory is used again.
@@ -77,25 +77,25 @@ private:
   void find_groups_of_all(share &own);
   const numbers &numbers_of(share &own, size_t added) const;
   // Is a term added by one thread, whichever found its numbers?
-  bool is_ordered(size_t added) const { return all->sums[added].stored_as().is_real; }
+  bool is_ordered(size_t added) const { return all_->sums[added].stored_as().is_real; }
   cell value(const aggregate &asked, uint32_t group) const;
 
-  execution run;
-  size_t batches;
-  std::vector<value_kind> kinds;
-  std::vector<aggregate> aggregates;
-  std::vector<term> terms;
-  std::vector<number_form> forms;
-  plan_step *told; // null where nothing is explained
-  std::unique_ptr<share> all;
-  per_thread<share> shares;
+  execution run_;
+  size_t batches_;
+  std::vector<value_kind> kinds_;
+  std::vector<aggregate> aggregates_;
+  std::vector<term> terms_;
+  std::vector<number_form> forms_;
+  plan_step *told_; // null where nothing is explained
+  std::unique_ptr<share> all_;
+  per_thread<share> shares_;
 
-  bool is_added = false;
-  bool is_ordered_by_columns;
-  std::vector<uint32_t> order;
-  uint32_t next_group = 0;
-  std::vector<std::vector<cell>> cells;
-  std::vector<std::span<const cell>> blocks;
+  bool is_added_ = false;
+  bool is_ordered_by_columns_;
+  std::vector<uint32_t> order_;
+  uint32_t next_group_ = 0;
+  std::vector<std::vector<cell>> cells_;
+  std::vector<std::span<const cell>> blocks_;
 };
 
 } // namespace store

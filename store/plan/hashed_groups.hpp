@@ -25,14 +25,14 @@ public:
   uint32_t next() override;
   const char *method() const override { return "hashed values"; }
   std::vector<const column *> read() const override { return {}; }
-  void go_to(size_t batch) override { source->go_to(batch); }
+  void go_to(size_t batch) override { source_->go_to(batch); }
   std::unique_ptr<group_input> another() const override {
-    return std::make_unique<hashed_groups>(source->another(), columns, added);
+    return std::make_unique<hashed_groups>(source_->another(), columns_, added_);
   }
   uint32_t group_of(const group_input &there, uint32_t group) override;
-  const uint32_t *groups() const override { return columns.empty() ? nullptr : group_of_row.data(); }
-  const numbers &operator[](size_t column) const override { return numbers_of_rows[column]; }
-  uint32_t group_count() const override { return columns.empty() ? 1 : static_cast<uint32_t>(shown.count()); }
+  const uint32_t *groups() const override { return columns_.empty() ? nullptr : group_of_row_.data(); }
+  const numbers &operator[](size_t column) const override { return numbers_of_rows_[column]; }
+  uint32_t group_count() const override { return columns_.empty() ? 1 : static_cast<uint32_t>(shown_.count()); }
   void show(uint32_t group, std::span<cell> out) const override;
 
 private:
@@ -43,14 +43,14 @@ private:
     using is_transparent = void;
   };
 
-  std::unique_ptr<batch_source> source;
-  std::vector<const column *> columns;
-  std::vector<number_column> added;
-  std::vector<numbers> numbers_of_rows;
-  std::unordered_map<std::string, uint32_t, hash, std::equal_to<>> group_of_key;
-  std::vector<std::string_view> key_of_group;
-  kept_rows shown; // the values of each group
-  std::vector<uint32_t> group_of_row;
+  std::unique_ptr<batch_source> source_;
+  std::vector<const column *> columns_;
+  std::vector<number_column> added_;
+  std::vector<numbers> numbers_of_rows_;
+  std::unordered_map<std::string, uint32_t, hash, std::equal_to<>> group_of_key_;
+  std::vector<std::string_view> key_of_group_;
+  kept_rows shown_; // the values of each group
+  std::vector<uint32_t> group_of_row_;
 };
 
 } // namespace store

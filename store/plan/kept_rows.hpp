@@ -13,22 +13,22 @@ namespace store {
 
 class kept_rows {
 public:
-  explicit kept_rows(size_t columns) : cells(columns) {}
+  explicit kept_rows(size_t columns) : cells_(columns) {}
 
   void add(row_block rows);
   void add(std::span<const cell> row); // a cell of each column
 
-  uint64_t count() const { return cells.front().size(); }
-  const std::vector<cell> &column(size_t index) const { return cells[index]; }
+  uint64_t count() const { return cells_.front().size(); }
+  const std::vector<cell> &column(size_t index) const { return cells_[index]; }
 
-  friend bool operator==(const kept_rows &a, const kept_rows &b) { return a.cells == b.cells; }
+  friend bool operator==(const kept_rows &a, const kept_rows &b) { return a.cells_ == b.cells_; }
 
 private:
   cell kept(const cell &c);
 
-  std::vector<std::vector<cell>> cells; // of at least one column
-  std::vector<std::unique_ptr<char[]>> blocks;
-  size_t free = 0; // bytes of the last block
+  std::vector<std::vector<cell>> cells_; // of at least one column
+  std::vector<std::unique_ptr<char[]>> blocks_;
+  size_t free_ = 0; // bytes of the last block
 };
 
 } // namespace store

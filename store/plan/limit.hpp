@@ -13,23 +13,23 @@ namespace store {
 
 class limited_rows final : public row_source {
 public:
-  limited_rows(std::unique_ptr<row_source> limited, uint64_t limit) : source(std::move(limited)), left(limit) {}
+  limited_rows(std::unique_ptr<row_source> limited, uint64_t limit) : source_(std::move(limited)), left_(limit) {}
 
   uint64_t next() override {
-    const uint64_t count = left == 0 ? 0 : std::min(source->next(), left);
-    left -= count;
-    blocks.clear();
+    const uint64_t count = left_ == 0 ? 0 : std::min(source_->next(), left_);
+    left_ -= count;
+    blocks_.clear();
     if (count != 0)
-      for (const std::span<const cell> cells : source->rows())
-        blocks.push_back(cells.first(count));
+      for (const std::span<const cell> cells : source_->rows())
+        blocks_.push_back(cells.first(count));
     return count;
   }
-  row_block rows() const override { return blocks; }
+  row_block rows() const override { return blocks_; }
 
 private:
-  std::unique_ptr<row_source> source;
-  uint64_t left;
-  std::vector<std::span<const cell>> blocks;
+  std::unique_ptr<row_source> source_;
+  uint64_t left_;
+  std::vector<std::span<const cell>> blocks_;
 };
 
 } // namespace store

@@ -5,9 +5,8 @@
 #include <optional>
 #include <vector>
 
-#include "store/decode/code_unpacker.hpp"
+#include "store/decode/code_reader.hpp"
 #include "store/decode/row_reader.hpp"
-#include "store/decode/row_steps.hpp"
 #include "store/plan/numbers.hpp"
 #include <vorn/vorn.h>
 
@@ -21,22 +20,22 @@ public:
 
   // Goes on to the next rows, in step with the readers of other columns; there are some left.
   void next();
-  const numbers &current() const { return rows; }
+  const numbers &current() const { return rows_; }
   void go_to(size_t batch) {
-    steps.go_to(batch);
-    if (values)
-      values->go_to(batch);
+    if (codes_)
+      codes_->go_to(batch);
+    else
+      values_->go_to(batch);
   }
 
 private:
-  numbers rows;
+  numbers rows_;
 
   // By code.
-  row_steps steps;
-  std::optional<code_unpacker> unpacker;
-  numbers of_codes;
+  std::optional<code_reader> codes_;
+  numbers of_codes_;
 
-  std::optional<row_reader> values; // not by code
+  std::optional<row_reader> values_; // not by code
 };
 
 } // namespace store

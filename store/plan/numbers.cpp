@@ -65,39 +65,39 @@ number_form form_of(const number_column &read) {
 }
 
 void numbers::resize(size_t count) {
-  for (uint32_t limb = 0; limb < form.limbs; ++limb)
-    words[limb].resize(count);
-  if (form.is_nullable)
-    is_present.resize(count);
+  for (uint32_t limb = 0; limb < form_.limbs; ++limb)
+    words_[limb].resize(count);
+  if (form_.is_nullable)
+    is_present_.resize(count);
 }
 
 void numbers::assign(std::span<const cell> cells) {
   resize(cells.size());
   for (size_t i = 0; i < cells.size(); ++i) {
     const bool is_null = std::holds_alternative<std::monostate>(cells[i]);
-    if (form.is_nullable)
-      is_present[i] = is_null ? 0 : 1;
-    if (form.is_real) {
-      words[0][i] = std::bit_cast<uint64_t>(is_null ? 0.0 : real_of(cells[i], type));
+    if (form_.is_nullable)
+      is_present_[i] = is_null ? 0 : 1;
+    if (form_.is_real) {
+      words_[0][i] = std::bit_cast<uint64_t>(is_null ? 0.0 : real_of(cells[i], type_));
       continue;
     }
-    const __int128 integer = is_null ? 0 : integer_of(cells[i], form.kind);
-    for (uint32_t limb = 0; limb < form.limbs; ++limb) {
+    const __int128 integer = is_null ? 0 : integer_of(cells[i], form_.kind);
+    for (uint32_t limb = 0; limb < form_.limbs; ++limb) {
       const __int128 rest = integer >> (limb_bits * limb);
-      const bool is_highest = limb + 1 == form.limbs;
-      words[limb][i] = big_endian(static_cast<uint64_t>(rest) & (is_highest ? ~uint64_t{0} : largest_low_limb));
+      const bool is_highest = limb + 1 == form_.limbs;
+      words_[limb][i] = big_endian(static_cast<uint64_t>(rest) & (is_highest ? ~uint64_t{0} : largest_low_limb));
     }
   }
 }
 
 void numbers::assign(const numbers &by_code, std::span<const uint32_t> codes) {
   resize(codes.size());
-  for (uint32_t limb = 0; limb < form.limbs; ++limb)
+  for (uint32_t limb = 0; limb < form_.limbs; ++limb)
     for (size_t i = 0; i < codes.size(); ++i)
-      words[limb][i] = by_code.words[limb][codes[i]];
-  if (form.is_nullable)
+      words_[limb][i] = by_code.words_[limb][codes[i]];
+  if (form_.is_nullable)
     for (size_t i = 0; i < codes.size(); ++i)
-      is_present[i] = by_code.is_present[codes[i]];
+      is_present_[i] = by_code.is_present_[codes[i]];
 }
 
 // The symbol of a real is the canonical number.  Below the symbols is that of NULL, which has no bytes.
@@ -105,8 +105,8 @@ void numbers::assign_reals(const vorn_ctx &ctx, const dictionary &entries) {
   resize(0);
   resize(entries.codes());
   const uint64_t first = entries.first_code();
-  if (form.is_nullable)
-    std::fill(is_present.begin() + static_cast<std::ptrdiff_t>(first), is_present.end(), uint8_t{1});
+  if (form_.is_nullable)
+    std::fill(is_present_.begin() + static_cast<std::ptrdiff_t>(first), is_present_.end(), uint8_t{1});
   if (entries.size() == 0)
     return;
   vorn_enc_ctx canonical{};
@@ -115,21 +115,21 @@ void numbers::assign_reals(const vorn_ctx &ctx, const dictionary &entries) {
   vorn_cv native{};
   vorn_build_vector(&symbols, only_read(entries.symbol(first).data()), nullptr, nullptr, &canonical, nullptr, nullptr,
                     static_cast<uint32_t>(entries.size()), 0, nullptr, 0);
-  native.vorn_cv_vals = words[0].data() + first;
+  native.vorn_cv_vals = words_[0].data() + first;
   expect(vorn_convert(&ctx, &native, &symbols, nullptr), VORN_RESULT_DONE, "converting numbers");
 }
 
 void numbers::keep_present(const numbers *left, const numbers *right) {
-  if (!form.is_nullable)
+  if (!form_.is_nullable)
     return;
-  std::fill(is_present.begin(), is_present.end(), uint8_t{1});
+  std::fill(is_present_.begin(), is_present_.end(), uint8_t{1});
   for (const numbers *operand : {left, right})
-    if (operand != nullptr && operand->form.is_nullable)
+    if (operand != nullptr && operand->form_.is_nullable)
       for (size_t i = 0; i < size(); ++i)
-        is_present[i] = is_present[i] & operand->is_present[i];
+        is_present_[i] = is_present_[i] & operand->is_present_[i];
   for (size_t i = 0; i < size(); ++i)
-    if (is_present[i] == 0)
-      words[0][i] = 0;
+    if (is_present_[i] == 0)
+      words_[0][i] = 0;
 }
 
 } // namespace store

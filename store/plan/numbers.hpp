@@ -11,8 +11,8 @@
 #include <span>
 #include <vector>
 
-#include "store/encode/aligned.hpp"
 #include "store/encode/column.hpp"
+#include <vorn/aligned.hpp>
 #include <vorn/vorn.h>
 
 namespace store {
@@ -41,11 +41,11 @@ double real_of(const cell &number, const column_type &type);
 
 class numbers {
 public:
-  explicit numbers(const number_column &read) : type(read.of->type), form(form_of(read)) {}
-  explicit numbers(const number_form &chosen) : type{chosen.kind}, form(chosen) {}
+  explicit numbers(const number_column &read) : type_(read.of->type), form_(form_of(read)) {}
+  explicit numbers(const number_form &chosen) : type_{chosen.kind}, form_(chosen) {}
 
-  const number_form &stored_as() const { return form; }
-  size_t size() const { return words[0].size(); }
+  const number_form &stored_as() const { return form_; }
+  size_t size() const { return words_[0].size(); }
 
   void resize(size_t count);
   void assign(std::span<const cell> cells);
@@ -55,19 +55,19 @@ public:
   // Those of the codes of a dictionary of reals.
   void assign_reals(const vorn_ctx &ctx, const dictionary &entries);
 
-  void *reals() { return words[0].data(); }
+  void *reals() { return words_[0].data(); }
   // Makes those NULL that are so in one of two others, of which one may be null.
   void keep_present(const numbers *left, const numbers *right);
 
-  const uint64_t *limb(uint32_t index) const { return words[index].data(); }
+  const uint64_t *limb(uint32_t index) const { return words_[index].data(); }
   // Where a number is NULL this has a 0, and the limbs, or the real, too; elsewhere 1.
-  const uint8_t *present() const { return is_present.data(); }
+  const uint8_t *present() const { return is_present_.data(); }
 
 private:
-  column_type type;
-  number_form form;
-  std::array<aligned_vector<uint64_t>, 4> words;
-  aligned_vector<uint8_t> is_present; // if there may be a NULL
+  column_type type_;
+  number_form form_;
+  std::array<vorn_host::aligned_vector<uint64_t>, 4> words_;
+  vorn_host::aligned_vector<uint8_t> is_present_; // if there may be a NULL
 };
 
 } // namespace store

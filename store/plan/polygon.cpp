@@ -24,9 +24,8 @@ vorn_cv coordinates(const double *first, size_t count) {
 
 class point_test {
 public:
-  point_test(const vorn_ctx &context, const polygon &area)
-      : ctx(context), xs(coordinates(area.xs.data(), area.xs.size())), ys(coordinates(area.ys.data(), area.ys.size())) {
-  }
+  point_test(const vorn_ctx &ctx, const polygon &area)
+      : ctx_(ctx), xs_(coordinates(area.xs.data(), area.xs.size())), ys_(coordinates(area.ys.data(), area.ys.size())) {}
 
   bool contains(double x, double y) {
     uint32_t crossed = 0;
@@ -34,14 +33,14 @@ public:
     result.vorn_cv_vals = &crossed;
     vorn_cv px = coordinates(&x, 1);
     vorn_cv py = coordinates(&y, 1);
-    expect(vorn_spatial_pip(&ctx, &result, &xs, &ys, &px, &py, nullptr), VORN_RESULT_DONE, "a point in a polygon");
+    expect(vorn_spatial_pip(&ctx_, &result, &xs_, &ys_, &px, &py, nullptr), VORN_RESULT_DONE, "a point in a polygon");
     return crossed % 2 != 0;
   }
 
 private:
-  const vorn_ctx &ctx;
-  vorn_cv xs;
-  vorn_cv ys;
+  const vorn_ctx &ctx_;
+  vorn_cv xs_;
+  vorn_cv ys_;
 };
 
 } // namespace

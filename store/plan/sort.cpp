@@ -58,25 +58,25 @@ bool is_before(const cell &a, const cell &b, bool descending) {
 
 } // namespace
 
-sorted_rows::sorted_rows(std::unique_ptr<row_source> sorted, std::vector<sort_key> by, size_t columns, size_t shown)
-    : source(std::move(sorted)), keys(std::move(by)), kept(columns), cells(shown), blocks(shown) {}
+sorted_rows::sorted_rows(std::unique_ptr<row_source> source, std::vector<sort_key> keys, size_t columns, size_t shown)
+    : source_(std::move(source)), keys_(std::move(keys)), kept_(columns), cells_(shown), blocks_(shown) {}
 
 void sorted_rows::sort() {
-  while (source->next() != 0)
-    kept.add(source->rows());
-  source = nullptr;
-  order.resize(kept.count());
-  for (uint64_t row = 0; row < order.size(); ++row)
-    order[row].row = row;
-  sort(order, 0);
+  while (source_->next() != 0)
+    kept_.add(source_->rows());
+  source_ = nullptr;
+  order_.resize(kept_.count());
+  for (uint64_t row = 0; row < order_.size(); ++row)
+    order_[row].row = row;
+  sort(order_, 0);
 }
 
 // Sorts by one key, and then each part that it does not tell apart by the next.
 void sorted_rows::sort(std::span<item> items, size_t index) {
-  if (index == keys.size() || items.size() < 2)
+  if (index == keys_.size() || items.size() < 2)
     return;
-  const sort_key &key = keys[index];
-  const std::vector<cell> &column = kept.column(key.column);
+  const sort_key &key = keys_[index];
+  const std::vector<cell> &column = kept_.column(key.column);
   bool are_whole = true;
   for (item &i : items) {
     const beginning begin = beginning_of(column[i.row], key);
@@ -102,17 +102,17 @@ void sorted_rows::sort(std::span<item> items, size_t index) {
 }
 
 uint64_t sorted_rows::next() {
-  if (source != nullptr)
+  if (source_ != nullptr)
     sort();
   constexpr size_t most = 4096;
-  const size_t count = std::min(order.size() - given, most);
-  for (size_t c = 0; c < cells.size(); ++c) {
-    cells[c].resize(count);
+  const size_t count = std::min(order_.size() - given_, most);
+  for (size_t c = 0; c < cells_.size(); ++c) {
+    cells_[c].resize(count);
     for (size_t i = 0; i < count; ++i)
-      cells[c][i] = kept.column(c)[order[given + i].row];
-    blocks[c] = cells[c];
+      cells_[c][i] = kept_.column(c)[order_[given_ + i].row];
+    blocks_[c] = cells_[c];
   }
-  given += count;
+  given_ += count;
   return count;
 }
 

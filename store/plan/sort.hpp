@@ -24,7 +24,7 @@ public:
   sorted_rows(std::unique_ptr<row_source> source, std::vector<sort_key> keys, size_t columns, size_t shown);
 
   uint64_t next() override;
-  row_block rows() const override { return blocks; }
+  row_block rows() const override { return blocks_; }
 
 private:
   // A row with what its cell of a column begins with, as a number that orders as it does.
@@ -35,13 +35,13 @@ private:
   void sort();
   void sort(std::span<item> items, size_t index);
 
-  std::unique_ptr<row_source> source; // none once it is read
-  std::vector<sort_key> keys;
-  kept_rows kept;
-  std::vector<item> order;
-  size_t given = 0;
-  std::vector<std::vector<cell>> cells;
-  std::vector<std::span<const cell>> blocks;
+  std::unique_ptr<row_source> source_; // none once it is read
+  std::vector<sort_key> keys_;
+  kept_rows kept_;
+  std::vector<item> order_;
+  size_t given_ = 0;
+  std::vector<std::vector<cell>> cells_;
+  std::vector<std::span<const cell>> blocks_;
 };
 
 } // namespace store

@@ -15,10 +15,10 @@ namespace store {
 class spread_rows final : public row_source {
 public:
   spread_rows(const execution &on, std::unique_ptr<batch_source> source, size_t source_batches, size_t columns)
-      : run(on), sources(run, std::move(source)), batches(source_batches), blocks(columns) {}
+      : run_(on), sources_(run_, std::move(source)), batches_(source_batches), blocks_(columns) {}
 
   uint64_t next() override;
-  row_block rows() const override { return blocks; }
+  row_block rows() const override { return blocks_; }
 
 private:
   struct batch_of_rows {
@@ -27,17 +27,17 @@ private:
   };
   void take_batches();
 
-  execution run;
-  per_thread<batch_source> sources;
-  size_t batches;
-  size_t batches_taken = 0;
+  execution run_;
+  per_thread<batch_source> sources_;
+  size_t batches_;
+  size_t batches_taken_ = 0;
 
   // The batches that were taken last, and how far their rows are given.
-  std::vector<batch_of_rows> taken;
-  size_t next_batch = 0;
-  size_t next_step = 0;
-  size_t next_row = 0;
-  std::vector<std::span<const cell>> blocks;
+  std::vector<batch_of_rows> taken_;
+  size_t next_batch_ = 0;
+  size_t next_step_ = 0;
+  size_t next_row_ = 0;
+  std::vector<std::span<const cell>> blocks_;
 };
 
 } // namespace store

@@ -78,28 +78,28 @@ std::unique_ptr<translated_groups> translated_groups::made(const execution &run,
                                                            std::span<const output_column> columns,
                                                            std::span<const number_column> added,
                                                            const dense_settings &settings) {
-  const vorn_ctx &ctx = run.context();
+  const vorn_ctx &ctx_ = run.context();
   const column &key = asked.key(false);
   if (asked.asks_both() || !key.is_dictionary())
     return nullptr;
   const std::optional<selection> second_rows = asked.filtered(run, true);
-  const auto read = [&](const column &of) { return all_of(ctx, of, second_rows ? &*second_rows : nullptr); };
+  const auto read = [&](const column &of) { return all_of(ctx_, of, second_rows ? &*second_rows : nullptr); };
   const auto row_of_code = matches(key, read(asked.key(true)));
   if (!row_of_code)
     return nullptr;
 
   translation out{key};
-  std::vector<const column *> direct;
+  std::vector<const column *> direct_;
   for (size_t place = 0; place < columns.size(); ++place)
     if (const auto &[of, of_second] = columns[place]; of_second) {
       out.tables.push_back({place, {}});
       auto &[at, entries, values, factor] = out.tables.back();
       entries = numbered(by_code(read(*of), *row_of_code), of->type.kind, values);
     } else {
-      direct.push_back(of);
+      direct_.push_back(of);
       out.direct_places.push_back(place);
     }
-  if (!dense_groups::serves(ctx, direct, settings))
+  if (!dense_groups::serves(ctx_, direct_, settings))
     return nullptr;
   std::vector<number_column> direct_added;
   for (const number_column &c : added) {
@@ -120,7 +120,7 @@ std::unique_ptr<translated_groups> translated_groups::made(const execution &run,
   const auto joined = std::make_shared<selection>();
   filter(run, key, matched, first_rows ? &*first_rows : nullptr, *joined);
 
-  auto direct_groups = std::make_unique<dense_groups>(ctx, key, direct, direct_added, joined, settings);
+  auto direct_groups = std::make_unique<dense_groups>(ctx_, key, direct_, direct_added, joined, settings);
   uint64_t space = direct_groups->group_count();
   for (translate_table &table : out.tables) {
     table.factor = static_cast<uint32_t>(space);
@@ -130,81 +130,78 @@ std::unique_ptr<translated_groups> translated_groups::made(const execution &run,
   }
   out.count = static_cast<uint32_t>(space);
   return std::unique_ptr<translated_groups>(
-      new translated_groups(ctx, std::move(direct_groups), std::make_shared<translation>(std::move(out))));
+      new translated_groups(ctx_, std::move(direct_groups), std::make_shared<translation>(std::move(out))));
 }
 
-translated_groups::translated_groups(const vorn_ctx &context, std::unique_ptr<dense_groups> by_first,
-                                     std::shared_ptr<const translation> by_second)
-    : ctx(context), direct(std::move(by_first)), shared(std::move(by_second)), steps(shared->key, direct->rows().get()),
-      unpacker(ctx, shared->key, code_unpacker::element::four_bytes) {
-  for (const numbers &of_codes : shared->numbers_of_codes)
-    second_numbers.emplace_back(of_codes.stored_as());
+translated_groups::translated_groups(const vorn_ctx &ctx, std::unique_ptr<dense_groups> direct,
+                                     std::shared_ptr<const translation> shared)
+    : ctx_(ctx), direct_(std::move(direct)), shared_(std::move(shared)),
+      codes_(ctx_, shared_->key, direct_->rows().get()) {
+  for (const numbers &of_codes : shared_->numbers_of_codes)
+    second_numbers_.emplace_back(of_codes.stored_as());
 }
 
 std::unique_ptr<group_input> translated_groups::another() const {
-  return std::unique_ptr<group_input>(new translated_groups(ctx, direct->copy(), shared));
+  return std::unique_ptr<group_input>(new translated_groups(ctx_, direct_->copy(), shared_));
 }
 
 std::vector<const column *> translated_groups::read() const {
-  std::vector<const column *> out = direct->read();
-  out.push_back(&shared->key);
+  std::vector<const column *> out = direct_->read();
+  out.push_back(&shared_->key);
   return out;
 }
 
 void translated_groups::go_to(size_t batch) {
-  direct->go_to(batch);
-  steps.go_to(batch);
+  direct_->go_to(batch);
+  codes_.go_to(batch);
 }
 
 uint32_t translated_groups::next() {
-  const uint32_t rows = direct->next();
+  const uint32_t rows = direct_->next();
   if (rows == 0)
     return 0;
-  const row_steps::step step = steps.next();
-  if (step.opens_batch)
-    unpacker.open(steps.rows(), steps.filter());
-  unpacker.next(rows);
-  if (const uint32_t *direct_keys = direct->groups(); direct_keys != nullptr)
-    keys.assign(direct_keys, direct_keys + rows);
+  const std::span<const uint32_t> codes = codes_.next();
+  if (const uint32_t *direct_keys = direct_->groups(); direct_keys != nullptr)
+    keys_.assign(direct_keys, direct_keys + rows);
   else
-    keys.assign(rows, 0);
-  for (const translate_table &table : shared->tables)
-    add_keys(table, rows);
-  for (size_t n = 0; n < second_numbers.size(); ++n)
-    second_numbers[n].assign(shared->numbers_of_codes[n], {unpacker.codes_of_four_bytes(), rows});
+    keys_.assign(rows, 0);
+  for (const translate_table &table : shared_->tables)
+    add_keys(table, codes);
+  for (size_t n = 0; n < second_numbers_.size(); ++n)
+    second_numbers_[n].assign(shared_->numbers_of_codes[n], codes);
   return rows;
 }
 
-void translated_groups::add_keys(const translate_table &table, uint32_t rows) {
+void translated_groups::add_keys(const translate_table &table, std::span<const uint32_t> codes) {
   vorn_enc_ctx code_form{};
   code_form.vorn_enc_ctx_width = 32;
   vorn_enc_ctx table_form{};
   vorn_add_encoding_type_imca(&table_form, sizeof(uint32_t));
-  vorn_cv codes{};
+  vorn_cv source{};
   vorn_cv entries{};
   vorn_cv result{};
-  vorn_build_vector(&codes, only_read(unpacker.codes_of_four_bytes()), nullptr, nullptr, &code_form, nullptr, nullptr,
-                    rows, 0, nullptr, 0);
+  vorn_build_vector(&source, only_read(codes.data()), nullptr, nullptr, &code_form, nullptr, nullptr,
+                    static_cast<uint32_t>(codes.size()), 0, nullptr, 0);
   entries.vorn_cv_encoding_context = &table_form;
-  result.vorn_cv_vals = keys.data();
+  result.vorn_cv_vals = keys_.data();
   vorn_aux aux{};
   aux.vorn_aux_xlate_tbl = only_read(table.entries.data());
   aux.vorn_aux_xlate_n = table.factor;
-  expect(vorn_xlate(&ctx, &result, &codes, &entries, &aux), VORN_RESULT_DONE, "translating group keys");
+  expect(vorn_xlate(&ctx_, &result, &source, &entries, &aux), VORN_RESULT_DONE, "translating group keys");
 }
 
 const numbers &translated_groups::operator[](size_t column) const {
-  const auto &[index, of_second] = shared->added[column];
-  return of_second ? second_numbers[index] : (*direct)[index];
+  const auto &[index, of_second] = shared_->added[column];
+  return of_second ? second_numbers_[index] : (*direct_)[index];
 }
 
 void translated_groups::show(uint32_t group, std::span<cell> out) const {
-  const uint32_t direct_groups = direct->group_count();
-  std::vector<cell> cells(shared->direct_places.size());
-  direct->show(group % direct_groups, cells);
+  const uint32_t direct_groups = direct_->group_count();
+  std::vector<cell> cells(shared_->direct_places.size());
+  direct_->show(group % direct_groups, cells);
   for (size_t c = 0; c < cells.size(); ++c)
-    out[shared->direct_places[c]] = cells[c];
-  for (const translate_table &table : shared->tables) {
+    out[shared_->direct_places[c]] = cells[c];
+  for (const translate_table &table : shared_->tables) {
     const std::vector<cell> &values = table.values.column(0);
     out[table.place] = values[group / table.factor % values.size()];
   }

@@ -12,8 +12,7 @@
 #include <span>
 #include <vector>
 
-#include "store/decode/code_unpacker.hpp"
-#include "store/decode/row_steps.hpp"
+#include "store/decode/code_reader.hpp"
 #include "store/join/hash_join.hpp"
 #include "store/join/join_query.hpp"
 #include "store/plan/dense_groups.hpp"
@@ -35,13 +34,13 @@ public:
   translated_groups(const translated_groups &) = delete;
   uint32_t next() override;
   const char *method() const override { return "translated keys"; }
-  bool calls_groupkey() const override { return direct->calls_groupkey(); }
+  bool calls_groupkey() const override { return direct_->calls_groupkey(); }
   std::vector<const column *> read() const override;
   void go_to(size_t batch) override;
   std::unique_ptr<group_input> another() const override;
-  const uint32_t *groups() const override { return shared->tables.empty() ? direct->groups() : keys.data(); }
+  const uint32_t *groups() const override { return shared_->tables.empty() ? direct_->groups() : keys_.data(); }
   const numbers &operator[](size_t column) const override;
-  uint32_t group_count() const override { return shared->count; }
+  uint32_t group_count() const override { return shared_->count; }
   void show(uint32_t group, std::span<cell> out) const override;
 
 private:
@@ -68,17 +67,16 @@ private:
 
   translated_groups(const vorn_ctx &ctx, std::unique_ptr<dense_groups> direct,
                     std::shared_ptr<const translation> shared);
-  void add_keys(const translate_table &table, uint32_t rows);
+  void add_keys(const translate_table &table, std::span<const uint32_t> codes);
 
-  const vorn_ctx &ctx;
-  std::unique_ptr<dense_groups> direct; // by columns of the first table
-  std::shared_ptr<const translation> shared;
+  const vorn_ctx &ctx_;
+  std::unique_ptr<dense_groups> direct_; // by columns of the first table
+  std::shared_ptr<const translation> shared_;
 
   // The codes of the first table's keys, and the groups of a step, with the numbers of the second table.
-  row_steps steps;
-  code_unpacker unpacker;
-  aligned_vector<uint32_t> keys;
-  std::vector<numbers> second_numbers;
+  code_reader codes_;
+  vorn_host::aligned_vector<uint32_t> keys_;
+  std::vector<numbers> second_numbers_;
 };
 
 } // namespace store

@@ -14,7 +14,7 @@ std::unique_ptr<group_input> wide_groups::another() const {
 }
 
 void wide_groups::find_groups(const row_steps::step &step) {
-  keys.assign(step.rows, 0);
+  keys_.assign(step.rows, 0);
   for (size_t c = 0; c < unpackers.size(); ++c) {
     const column &digit = *key.columns()[c];
     if (step.opens_batch)
@@ -22,40 +22,40 @@ void wide_groups::find_groups(const row_steps::step &step) {
     unpackers[c].next(step.rows);
     const uint32_t *codes = unpackers[c].codes_of_four_bytes();
     for (uint32_t row = 0; row < step.rows; ++row)
-      keys[row] = keys[row] * code_key::codes(digit) + codes[row];
+      keys_[row] = keys_[row] * code_key::codes(digit) + codes[row];
   }
-  group_of_row.resize(step.rows);
+  group_of_row_.resize(step.rows);
   for (uint32_t row = 0; row < step.rows; ++row)
-    group_of_row[row] = group_of(keys[row]);
+    group_of_row_[row] = group_of(keys_[row]);
 }
 
 uint32_t wide_groups::group_of(uint64_t wanted) {
   size_t slot = slot_of(wanted);
-  if (slots[slot] == 0) {
-    if (key_of_group.size() >= slots.size() / 2) {
+  if (slots_[slot] == 0) {
+    if (key_of_group_.size() >= slots_.size() / 2) {
       grow();
       slot = slot_of(wanted);
     }
-    key_of_group.push_back(wanted);
-    slots[slot] = group_count();
+    key_of_group_.push_back(wanted);
+    slots_[slot] = group_count();
   }
-  return slots[slot] - 1;
+  return slots_[slot] - 1;
 }
 
 // Where a key is, or the empty slot where it belongs.
 size_t wide_groups::slot_of(uint64_t wanted) const {
   constexpr uint64_t odd = 0x9e3779b97f4a7c15;
-  const int shift = 64 - std::countr_zero(slots.size());
+  const int shift = 64 - std::countr_zero(slots_.size());
   size_t slot = wanted * odd >> shift;
-  while (slots[slot] != 0 && key_of_group[slots[slot] - 1] != wanted)
-    slot = (slot + 1) % slots.size();
+  while (slots_[slot] != 0 && key_of_group_[slots_[slot] - 1] != wanted)
+    slot = (slot + 1) % slots_.size();
   return slot;
 }
 
 void wide_groups::grow() {
-  slots.assign(2 * slots.size(), 0);
+  slots_.assign(2 * slots_.size(), 0);
   for (uint32_t group = 0; group < group_count(); ++group)
-    slots[slot_of(key_of_group[group])] = group + 1;
+    slots_[slot_of(key_of_group_[group])] = group + 1;
 }
 
 } // namespace store

@@ -25,24 +25,24 @@ public:
   const char *method() const override { return "numbered keys"; }
   std::unique_ptr<group_input> another() const override;
   uint32_t group_of(const group_input &there, uint32_t group) override {
-    return group_of(static_cast<const wide_groups &>(there).key_of_group[group]);
+    return group_of(static_cast<const wide_groups &>(there).key_of_group_[group]);
   }
-  const uint32_t *groups() const override { return group_of_row.data(); }
-  uint32_t group_count() const override { return static_cast<uint32_t>(key_of_group.size()); }
+  const uint32_t *groups() const override { return group_of_row_.data(); }
+  uint32_t group_count() const override { return static_cast<uint32_t>(key_of_group_.size()); }
 
 private:
   void find_groups(const row_steps::step &step) override;
-  uint64_t key_of(uint32_t group) const override { return key_of_group[group]; }
+  uint64_t key_of(uint32_t group) const override { return key_of_group_[group]; }
   uint32_t group_of(uint64_t wanted);
   size_t slot_of(uint64_t wanted) const;
   void grow();
 
-  std::vector<uint64_t> keys; // of a step
-  std::vector<uint32_t> group_of_row;
+  std::vector<uint64_t> keys_; // of a step
+  std::vector<uint32_t> group_of_row_;
 
   // The map: a slot holds a group and one, or 0.
-  std::vector<uint32_t> slots = std::vector<uint32_t>(1024);
-  std::vector<uint64_t> key_of_group;
+  std::vector<uint32_t> slots_ = std::vector<uint32_t>(1024);
+  std::vector<uint64_t> key_of_group_;
 };
 
 } // namespace store

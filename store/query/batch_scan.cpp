@@ -28,56 +28,56 @@ uint64_t words_of(uint64_t bits) { return (bits + 63) / 64; }
 
 } // namespace
 
-batch_scan::batch_scan(const vorn_ctx &context, const column &scanned, const ordinal_test &asked)
-    : ctx(context), on(scanned), test(asked), scan_encoding(predicate_encoding(on, knows_nulls(test))),
-      constant_encoding(predicate_encoding(on, knows_nulls(test), VORN_CONST)) {
-  const auto *set = std::get_if<ordinal_set>(&test);
+batch_scan::batch_scan(const vorn_ctx &ctx, const column &on, const ordinal_test &test)
+    : ctx_(ctx), on_(on), test_(test), scan_encoding_(predicate_encoding(on_, knows_nulls(test_))),
+      constant_encoding_(predicate_encoding(on_, knows_nulls(test_), VORN_CONST)) {
+  const auto *set = std::get_if<ordinal_set>(&test_);
   if (set == nullptr)
     return;
-  members.resize(words_of(on.last_ordinal() + 1) + cache_line / sizeof(uint64_t));
+  members_.resize(words_of(on_.last_ordinal() + 1) + vorn_host::cache_line / sizeof(uint64_t));
   for (uint64_t member : set->members)
-    vorn_global_ctx.vorn_lbiwvset_range_dydi(members.data(), member, member);
+    vorn_global_ctx.vorn_lbiwvset_range_dydi(members_.data(), member, member);
 }
 
 uint32_t batch_scan::run(const batch &rows, const uint64_t *filter, uint32_t filter_count, uint64_t *out) {
-  if (on.form == encoding::rle)
-    run_bits.resize(std::max<size_t>(run_bits.size(), words_of(rows.runs)));
-  vorn_cv source = source_vector(on, rows, scan_encoding, run_bits.data());
+  if (on_.form == encoding::rle)
+    run_bits_.resize(std::max<size_t>(run_bits_.size(), words_of(rows.runs)));
+  vorn_cv source = source_vector(on_, rows, scan_encoding_, run_bits_.data());
   vorn_cv result{};
   vorn_build_vector(&result, nullptr, nullptr, nullptr, nullptr, nullptr, out, rows.rows, 0, nullptr, 0);
   vorn_aux aux{};
   aux.vorn_aux_filter_bv = only_read(filter);
   aux.vorn_aux_popc = filter_count;
-  if (filter != nullptr && filter_count <= rows.rows / sparse_one_in(on))
+  if (filter != nullptr && filter_count <= rows.rows / sparse_one_in(on_))
     aux.vorn_aux_flags = VORN_AUX_FORCE_SELECTIVE;
 
-  const uint32_t code = std::visit([&](const auto &t) { return call(result, source, aux, t); }, test);
+  const uint32_t code = std::visit([&](const auto &t) { return call(result, source, aux, t); }, test_);
   if (code != VORN_RESULT_DONE && code != VORN_RESULT_EMPTY)
-    throw error(fmt::format("a scan of column '{}' gave result {}", on.name, code));
+    throw error(fmt::format("a scan of column '{}' gave result {}", on_.name, code));
   // The library has dropped the filter of a column of runs.
-  if (filter != nullptr && on.form == encoding::rle)
+  if (filter != nullptr && on_.form == encoding::rle)
     vorn_global_ctx.vorn_lbiwvand_dydi(out, &result.vorn_cv_popc, out, filter, rows.rows);
   return result.vorn_cv_popc;
 }
 
-uint32_t batch_scan::call(vorn_cv &result, vorn_cv &source, vorn_aux &aux, const ordinal_comparison &compared) {
-  stored_constant right = constant_of(on, compared.ordinal);
-  const vorn_cv operand = right.vector(constant_encoding);
-  return vorn_cmp(&ctx, &result, &source, &operand, &aux, static_cast<uint32_t>(compared.op));
+uint32_t batch_scan::call(vorn_cv &result, vorn_cv &source, vorn_aux &aux, const ordinal_comparison &test) {
+  stored_constant right = constant_of(on_, test.ordinal);
+  const vorn_cv operand = right.vector(constant_encoding_);
+  return vorn_cmp(&ctx_, &result, &source, &operand, &aux, static_cast<uint32_t>(test.op));
 }
 
-uint32_t batch_scan::call(vorn_cv &result, vorn_cv &source, vorn_aux &aux, const ordinal_interval &between) {
-  stored_constant low_value = constant_of(on, between.low);
-  stored_constant high_value = constant_of(on, between.high);
-  const vorn_cv low = low_value.vector(constant_encoding);
-  const vorn_cv high = high_value.vector(constant_encoding);
-  return vorn_range_cmp(&ctx, &result, &source, &low, &high, &aux, static_cast<uint32_t>(between.form));
+uint32_t batch_scan::call(vorn_cv &result, vorn_cv &source, vorn_aux &aux, const ordinal_interval &test) {
+  stored_constant low_value = constant_of(on_, test.low);
+  stored_constant high_value = constant_of(on_, test.high);
+  const vorn_cv low = low_value.vector(constant_encoding_);
+  const vorn_cv high = high_value.vector(constant_encoding_);
+  return vorn_range_cmp(&ctx_, &result, &source, &low, &high, &aux, static_cast<uint32_t>(test.form));
 }
 
 uint32_t batch_scan::call(vorn_cv &result, vorn_cv &source, vorn_aux &aux, const ordinal_set &) {
   vorn_cv operand{};
-  vorn_build_vector(&operand, nullptr, nullptr, nullptr, nullptr, nullptr, members.data(), 0, 0, nullptr, 0);
-  return vorn_in_set(&ctx, &result, &source, &operand, &aux);
+  vorn_build_vector(&operand, nullptr, nullptr, nullptr, nullptr, nullptr, members_.data(), 0, 0, nullptr, 0);
+  return vorn_in_set(&ctx_, &result, &source, &operand, &aux);
 }
 
 } // namespace store

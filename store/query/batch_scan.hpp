@@ -3,9 +3,9 @@
 
 #include <cstdint>
 
-#include "store/encode/aligned.hpp"
 #include "store/encode/column.hpp"
 #include "store/query/ordinal_test.hpp"
+#include <vorn/aligned.hpp>
 #include <vorn/vorn.h>
 
 namespace store {
@@ -23,13 +23,13 @@ private:
   uint32_t call(vorn_cv &result, vorn_cv &source, vorn_aux &aux, const ordinal_interval &test);
   uint32_t call(vorn_cv &result, vorn_cv &source, vorn_aux &aux, const ordinal_set &test);
 
-  const vorn_ctx &ctx;
-  const column &on;
-  const ordinal_test &test;
-  vorn_enc_ctx scan_encoding;
-  vorn_enc_ctx constant_encoding;
-  aligned_vector<uint64_t> members;  // of a set of codes: one bit per code
-  aligned_vector<uint64_t> run_bits; // one bit per run
+  const vorn_ctx &ctx_;
+  const column &on_;
+  const ordinal_test &test_;
+  vorn_enc_ctx scan_encoding_;
+  vorn_enc_ctx constant_encoding_;
+  vorn_host::aligned_vector<uint64_t> members_;  // of a set of codes: one bit per code
+  vorn_host::aligned_vector<uint64_t> run_bits_; // one bit per run
 };
 
 } // namespace store

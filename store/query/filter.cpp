@@ -55,7 +55,7 @@ void check_searchable(std::string_view column_name, encoding form) {
         fmt::format("column '{}' is stored as prefix, which no condition can be put to", shortened(column_name)));
 }
 
-query::query(const expression &asked, const column_map &columns) : root(bound(asked, false, columns)) {}
+query::query(const expression &asked, const column_map &columns) : root_(bound(asked, false, columns)) {}
 
 query::part query::bound(const expression &e, bool is_false, const column_map &columns) {
   using kind = expression::kind;

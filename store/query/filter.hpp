@@ -31,7 +31,7 @@ public:
   query(const expression &asked, const column_map &columns);
 
   // The rows on which the condition is true.
-  void run(const execution &on, selection &out) const { run(root, on, nullptr, out); }
+  void run(const execution &on, selection &out) const { run(root_, on, nullptr, out); }
 
 private:
   // Negations are in the tests.  Where all of some parts have to hold, the result of one is the filter of the next, and
@@ -47,7 +47,7 @@ private:
   static part bound(const expression &e, bool is_false, const column_map &columns);
   static void run(const part &p, const execution &on, const selection *among, selection &out);
 
-  part root;
+  part root_;
 };
 
 } // namespace store

@@ -6,15 +6,14 @@
 #include <numeric>
 #include <vector>
 
-#include <vorn/vorn.h>
-
-#include "store/encode/aligned.hpp"
 #include "store/encode/column.hpp"
+#include <vorn/aligned.hpp>
+#include <vorn/vorn.h>
 
 namespace store {
 
 struct selection {
-  aligned_vector<uint64_t> words;
+  vorn_host::aligned_vector<uint64_t> words;
   std::vector<uint32_t> batch_counts;
   uint64_t count = 0;
 

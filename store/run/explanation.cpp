@@ -12,7 +12,7 @@ void plan_step::count_batch(size_t batch) {
 
 void explanation::add_call(std::string_view entry, std::string_view kernel) {
   if (plan_step *in = step_timer::in()) {
-    const std::lock_guard lock(guard);
+    const std::lock_guard lock(guard_);
     in->calls.emplace(entry, kernel);
   }
 }

@@ -39,30 +39,30 @@ class explanation {
 public:
   // In the order of the plan.
   plan_step &begin_step(std::string name, std::vector<const column *> read) {
-    return all.emplace_back(std::move(name), std::move(read));
+    return all_.emplace_back(std::move(name), std::move(read));
   }
-  const std::deque<plan_step> &steps() const { return all; }
+  const std::deque<plan_step> &steps() const { return all_; }
 
   // The calls of the same steps.
   void take_calls(const explanation &same) {
-    for (size_t i = 0; i < all.size(); ++i)
-      all[i].calls = same.all[i].calls;
+    for (size_t i = 0; i < all_.size(); ++i)
+      all_[i].calls = same.all_[i].calls;
   }
 
   // Adds a call to the step in which the calling thread is.
   void add_call(std::string_view entry, std::string_view kernel);
 
 private:
-  std::deque<plan_step> all;
-  std::mutex guard; // of the calls
+  std::deque<plan_step> all_;
+  std::mutex guard_; // of the calls
 };
 
 // The calling thread is in a step, whose time runs instead of that of the step around it; in none with null.  Where
 // nothing is explained this is a look at a pointer.
 class step_timer {
 public:
-  explicit step_timer(plan_step *entered) : around(current) { go_to(entered); }
-  ~step_timer() { go_to(around); }
+  explicit step_timer(plan_step *entered) : around_(current) { go_to(entered); }
+  ~step_timer() { go_to(around_); }
   step_timer(const step_timer &) = delete;
 
   static plan_step *in() { return current; }
@@ -78,7 +78,7 @@ private:
 
   static thread_local plan_step *current;
   static thread_local clock::time_point since;
-  plan_step *around;
+  plan_step *around_;
 };
 
 } // namespace store

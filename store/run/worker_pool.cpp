@@ -6,54 +6,54 @@ namespace store {
 
 worker_pool::worker_pool(uint32_t threads) {
   for (size_t thread = 1; thread < threads; ++thread)
-    others.emplace_back([this, thread](const std::stop_token &stop) { wait_for_work(stop, thread); });
+    others_.emplace_back([this, thread](const std::stop_token &stop) { wait_for_work(stop, thread); });
 }
 
 void worker_pool::run(size_t items, const work &of_item) {
-  std::unique_lock lock(guard);
-  current = &of_item;
-  next_item = 0;
-  end_item = items;
-  ++runs;
+  std::unique_lock lock(guard_);
+  current_ = &of_item;
+  next_item_ = 0;
+  end_item_ = items;
+  ++runs_;
   if (items > 1)
-    begun.notify_all();
+    begun_.notify_all();
   take_items(lock, 0);
-  ended.wait(lock, [this] { return working == 0; });
-  if (error)
-    std::rethrow_exception(std::exchange(error, nullptr));
+  ended_.wait(lock, [this] { return working_ == 0; });
+  if (error_)
+    std::rethrow_exception(std::exchange(error_, nullptr));
 }
 
 void worker_pool::wait_for_work(const std::stop_token &stop, size_t thread) {
-  std::unique_lock lock(guard);
-  for (uint64_t seen = 0; begun.wait(lock, stop, [&] { return runs != seen; });) {
-    seen = runs;
+  std::unique_lock lock(guard_);
+  for (uint64_t seen = 0; begun_.wait(lock, stop, [&] { return runs_ != seen; });) {
+    seen = runs_;
     take_items(lock, thread);
   }
 }
 
 // Items take so much longer than the lock that handing them out under it costs nothing.
 void worker_pool::take_items(std::unique_lock<std::mutex> &lock, size_t thread) {
-  ++working;
-  while (next_item < end_item) {
-    const size_t item = next_item++;
+  ++working_;
+  while (next_item_ < end_item_) {
+    const size_t item = next_item_++;
     lock.unlock();
     std::exception_ptr failure;
     try {
-      (*current)(thread, item);
+      (*current_)(thread, item);
     } catch (...) {
       failure = std::current_exception();
     }
     lock.lock();
     if (!failure)
       continue;
-    end_item = next_item;
-    if (!error || item < error_item) {
-      error = failure;
-      error_item = item;
+    end_item_ = next_item_;
+    if (!error_ || item < error_item_) {
+      error_ = failure;
+      error_item_ = item;
     }
   }
-  if (--working == 0)
-    ended.notify_one();
+  if (--working_ == 0)
+    ended_.notify_one();
 }
 
 } // namespace store

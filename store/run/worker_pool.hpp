@@ -20,7 +20,7 @@ public:
   explicit worker_pool(uint32_t threads);
   worker_pool(const worker_pool &) = delete;
 
-  size_t threads() const { return others.size() + 1; }
+  size_t threads() const { return others_.size() + 1; }
 
   // Does the work of all items below `items`, which are handed out in ascending order, and returns when it is done.
   // After an error no more items are started, and the error of the smallest item is thrown.  So the error does not
@@ -31,18 +31,18 @@ private:
   void wait_for_work(const std::stop_token &stop, size_t thread);
   void take_items(std::unique_lock<std::mutex> &lock, size_t thread);
 
-  std::mutex guard; // of everything below but the threads
-  std::condition_variable_any begun;
-  std::condition_variable ended;
-  const work *current = nullptr;
-  uint64_t runs = 0;
-  size_t next_item = 0;
-  size_t end_item = 0;
-  size_t working = 0; // threads that have an item
-  std::exception_ptr error;
-  size_t error_item = 0;
+  std::mutex guard_; // of everything below but the threads
+  std::condition_variable_any begun_;
+  std::condition_variable ended_;
+  const work *current_ = nullptr;
+  uint64_t runs_ = 0;
+  size_t next_item_ = 0;
+  size_t end_item_ = 0;
+  size_t working_ = 0; // threads that have an item
+  std::exception_ptr error_;
+  size_t error_item_ = 0;
 
-  std::vector<std::jthread> others; // the last member: they end before the others do
+  std::vector<std::jthread> others_; // the last member: they end before the others do
 };
 
 } // namespace store

@@ -24,7 +24,7 @@
 #include <cstdint>
 #include <iterator>
 
-#include "store/encode/aligned.hpp"
+#include <vorn/aligned.hpp>
 
 namespace store::saved {
 
@@ -43,7 +43,7 @@ struct header {
   uint64_t checksum = 0; // of the header, with 0 in this place, and the section table
   std::array<uint8_t, 24> unused = {};
 };
-static_assert(sizeof(header) == cache_line);
+static_assert(sizeof(header) == vorn_host::cache_line);
 
 struct section {
   uint64_t offset = 0; // in the file
@@ -73,7 +73,7 @@ struct column_record {
   uint8_t has_null = 0; // the dictionary
   std::array<uint8_t, 14> unused = {};
 };
-static_assert(sizeof(column_record) == cache_line);
+static_assert(sizeof(column_record) == vorn_host::cache_line);
 
 struct batch_record {
   uint64_t low = 0; // of the zone
@@ -86,6 +86,8 @@ struct batch_record {
 static_assert(sizeof(batch_record) == 32);
 
 // The bytes that a section or stream takes with what lies after it.
-constexpr uint64_t room_of(uint64_t bytes) { return (bytes + 2 * cache_line - 1) / cache_line * cache_line; }
+constexpr uint64_t room_of(uint64_t bytes) {
+  return (bytes + 2 * vorn_host::cache_line - 1) / vorn_host::cache_line * vorn_host::cache_line;
+}
 
 } // namespace store::saved

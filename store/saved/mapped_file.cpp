@@ -14,7 +14,7 @@
 
 namespace store::saved {
 
-kept_bytes mapped_file(const std::filesystem::path &path) {
+owned_bytes mapped_file(const std::filesystem::path &path) {
   const auto fail = [&] {
     throw error(fmt::format("cannot read {}: {}", shortened(path.string()), std::strerror(errno)));
   };

@@ -8,14 +8,14 @@
 
 namespace store::saved {
 
-// Bytes that lie on a cache line, in what the keeper keeps.
-struct kept_bytes {
+// Bytes that lie on a cache line, in memory of the owner.
+struct owned_bytes {
   std::span<const uint8_t> bytes;
-  std::shared_ptr<const void> keeper;
+  std::shared_ptr<const void> owner;
 };
 
 // The bytes of a file, which are read as they are used.  The file may be replaced by another one meanwhile, but not be
 // written into.  Throws store::error.
-kept_bytes mapped_file(const std::filesystem::path &path);
+owned_bytes mapped_file(const std::filesystem::path &path);
 
 } // namespace store::saved

@@ -26,24 +26,24 @@ mode_t usual_mode() {
 
 } // namespace
 
-replaced_file::replaced_file(std::filesystem::path replaced) : path(std::move(replaced)) {
-  std::string name = (path.parent_path() / fmt::format(".{}.XXXXXX", path.filename().string())).string();
-  file = mkostemp(name.data(), O_CLOEXEC);
-  if (file == -1)
+replaced_file::replaced_file(std::filesystem::path path) : path_(std::move(path)) {
+  std::string name = (path_.parent_path() / fmt::format(".{}.XXXXXX", path_.filename().string())).string();
+  file_ = mkostemp(name.data(), O_CLOEXEC);
+  if (file_ == -1)
     fail();
-  written = std::move(name);
+  written_ = std::move(name);
 }
 
 replaced_file::~replaced_file() {
-  if (file != -1)
-    close(file);
-  if (!written.empty())
-    unlink(written.c_str());
+  if (file_ != -1)
+    close(file_);
+  if (!written_.empty())
+    unlink(written_.c_str());
 }
 
 void replaced_file::write(std::span<const uint8_t> bytes, uint64_t at) {
   while (!bytes.empty()) {
-    const ssize_t done = pwrite(file, bytes.data(), bytes.size(), static_cast<off_t>(at));
+    const ssize_t done = pwrite(file_, bytes.data(), bytes.size(), static_cast<off_t>(at));
     if (done == -1 && errno == EINTR)
       continue;
     if (done == -1)
@@ -54,25 +54,25 @@ void replaced_file::write(std::span<const uint8_t> bytes, uint64_t at) {
 }
 
 void replaced_file::finish() {
-  if (fchmod(file, usual_mode()) != 0 || fsync(file) != 0 || close(std::exchange(file, -1)) != 0 ||
-      rename(written.c_str(), path.c_str()) != 0)
+  if (fchmod(file_, usual_mode()) != 0 || fsync(file_) != 0 || close(std::exchange(file_, -1)) != 0 ||
+      rename(written_.c_str(), path_.c_str()) != 0)
     fail();
-  written.clear();
+  written_.clear();
   // The name is on the disk when the folder is.
-  const std::filesystem::path folder = path.parent_path().empty() ? "." : path.parent_path();
+  const std::filesystem::path folder = path_.parent_path().empty() ? "." : path_.parent_path();
   const int opened = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (opened == -1)
     fail();
-  const bool is_kept = fsync(opened) == 0;
+  const bool is_durable = fsync(opened) == 0;
   const int reason = errno;
   close(opened);
   errno = reason;
-  if (!is_kept)
+  if (!is_durable)
     fail();
 }
 
 void replaced_file::fail() const {
-  throw error(fmt::format("cannot write {}: {}", shortened(path.string()), std::strerror(errno)));
+  throw error(fmt::format("cannot write {}: {}", shortened(path_.string()), std::strerror(errno)));
 }
 
 } // namespace store::saved

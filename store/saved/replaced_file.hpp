@@ -25,9 +25,9 @@ public:
 private:
   [[noreturn]] void fail() const;
 
-  std::filesystem::path path;
-  std::string written; // the name in the meantime; empty at the end
-  int file = -1;
+  std::filesystem::path path_;
+  std::string written_; // the name in the meantime; empty at the end
+  int file_ = -1;
 };
 
 } // namespace store::saved

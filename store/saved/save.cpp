@@ -23,18 +23,18 @@ public:
   }
   void add(const void *bytes, size_t count) {
     const auto *first = static_cast<const uint8_t *>(bytes);
-    content.insert(content.end(), first, first + count);
+    content_.insert(content_.end(), first, first + count);
   }
   // On a cache line, with another one after it.
   void add_stream(const uint8_t *bytes, size_t count) {
     add(bytes, count);
-    content.resize(content.size() + room_of(count) - count);
+    content_.resize(content_.size() + room_of(count) - count);
   }
 
-  const std::vector<uint8_t> &bytes() const { return content; }
+  const std::vector<uint8_t> &bytes() const { return content_; }
 
 private:
-  std::vector<uint8_t> content;
+  std::vector<uint8_t> content_;
 };
 
 uint64_t checksum_of(const section_bytes &content) {
@@ -94,13 +94,13 @@ section_bytes part_of(const column &stored, part which) {
 class writer {
 public:
   writer(const std::filesystem::path &path, uint64_t columns)
-      : file(path), end(room_of(sizeof(header) + section_count(columns) * sizeof(section))) {}
+      : file_(path), end_(room_of(sizeof(header) + section_count(columns) * sizeof(section))) {}
 
   void add(const section_bytes &content) {
     const std::vector<uint8_t> &bytes = content.bytes();
-    file.write(bytes, end);
-    table.push_back({end, bytes.size(), checksum_of(content)});
-    end += room_of(bytes.size());
+    file_.write(bytes, end_);
+    table_.push_back({end_, bytes.size(), checksum_of(content)});
+    end_ += room_of(bytes.size());
   }
 
   // The bytes of the file.
@@ -108,27 +108,27 @@ public:
     header first;
     first.columns = columns;
     first.rows = rows;
-    first.file_bytes = end;
+    first.file_bytes = end_;
     first.checksum = checksum_of(head_of(first));
-    file.write(head_of(first).bytes(), 0);
+    file_.write(head_of(first).bytes(), 0);
     // What lies after the last section.
     const uint8_t last = 0;
-    file.write({&last, 1}, end - 1);
-    file.finish();
-    return end;
+    file_.write({&last, 1}, end_ - 1);
+    file_.finish();
+    return end_;
   }
 
 private:
   section_bytes head_of(const header &first) const {
     section_bytes out;
     out.add(first);
-    out.add(table.data(), table.size() * sizeof(section));
+    out.add(table_.data(), table_.size() * sizeof(section));
     return out;
   }
 
-  replaced_file file;
-  std::vector<section> table;
-  uint64_t end;
+  replaced_file file_;
+  std::vector<section> table_;
+  uint64_t end_;
 };
 
 } // namespace

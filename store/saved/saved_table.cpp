@@ -22,8 +22,8 @@ using namespace saved;
 
 namespace {
 
-kept_bytes copy_of(std::span<const uint8_t> bytes) {
-  const auto copied = std::make_shared<aligned_vector<uint8_t>>(bytes.begin(), bytes.end());
+owned_bytes copy_of(std::span<const uint8_t> bytes) {
+  const auto copied = std::make_shared<vorn_host::aligned_vector<uint8_t>>(bytes.begin(), bytes.end());
   return {*copied, copied};
 }
 
@@ -37,21 +37,21 @@ uint64_t bytes_of_bits(uint64_t bits) { return (bits + 7) / 8; }
 // Streams of a section, one after the other.
 class stream_walk {
 public:
-  stream_walk(std::span<const uint8_t> section_content, const std::shared_ptr<const void> &keeper)
-      : rest(section_content), kept(keeper) {}
+  stream_walk(std::span<const uint8_t> section_content, const std::shared_ptr<const void> &owner)
+      : rest_(section_content), owner_(owner) {}
 
   // A stream of this many bytes, with the bytes after it.
   stored_array<uint8_t> next(uint64_t bytes) {
-    require(room_of(bytes) <= rest.size(), "a stream goes beyond its section");
-    const std::span<const uint8_t> out = rest.first(bytes + cache_line);
-    rest = rest.subspan(room_of(bytes));
-    return {out, kept};
+    require(room_of(bytes) <= rest_.size(), "a stream goes beyond its section");
+    const std::span<const uint8_t> out = rest_.first(bytes + vorn_host::cache_line);
+    rest_ = rest_.subspan(room_of(bytes));
+    return {out, owner_};
   }
-  bool at_end() const { return rest.empty(); }
+  bool at_end() const { return rest_.empty(); }
 
 private:
-  std::span<const uint8_t> rest;
-  const std::shared_ptr<const void> &kept;
+  std::span<const uint8_t> rest_;
+  const std::shared_ptr<const void> &owner_;
 };
 
 // The bytes of the lengths of a batch.
@@ -99,67 +99,67 @@ uint64_t plain_bytes_of(const column &of, const batch &rows) {
 
 } // namespace
 
-saved_table::saved_table(const vorn_ctx &context, const std::filesystem::path &path)
-    : saved_table(context, mapped_file(path), path) {}
+saved_table::saved_table(const vorn_ctx &ctx, const std::filesystem::path &path)
+    : saved_table(ctx, mapped_file(path), path) {}
 
-saved_table::saved_table(const vorn_ctx &context, std::span<const uint8_t> bytes, const std::string &name)
-    : saved_table(context, copy_of(bytes), name) {}
+saved_table::saved_table(const vorn_ctx &ctx, std::span<const uint8_t> bytes, const std::string &name)
+    : saved_table(ctx, copy_of(bytes), name) {}
 
-saved_table::saved_table(const vorn_ctx &context, kept_bytes opened, const std::filesystem::path &path)
-    : ctx(context), file_name(shortened(path.string())), file(std::move(opened)) {
+saved_table::saved_table(const vorn_ctx &ctx, owned_bytes file, const std::filesystem::path &path)
+    : ctx_(ctx), file_name_(shortened(path.string())), file_(std::move(file)) {
   stem = path.stem().string();
   read_header();
   try {
     read_catalogue();
   } catch (const error &e) {
-    throw error(fmt::format("{} is damaged: {}", file_name, e.what()));
+    throw error(fmt::format("{} is damaged: {}", file_name_, e.what()));
   }
 }
 
 void saved_table::read_header() {
   header first;
-  const uint64_t size = file.bytes.size();
-  if (size < magic.size() || std::memcmp(file.bytes.data(), magic.data(), magic.size()) != 0)
-    throw error(fmt::format("{} is not a saved table", file_name));
+  const uint64_t size = file_.bytes.size();
+  if (size < magic.size() || std::memcmp(file_.bytes.data(), magic.data(), magic.size()) != 0)
+    throw error(fmt::format("{} is not a saved table", file_name_));
   if (size < sizeof first)
-    throw error(fmt::format("{} is cut: it ends after {} bytes", file_name, size));
-  read(file.bytes, std::span(&first, 1));
+    throw error(fmt::format("{} is cut: it ends after {} bytes", file_name_, size));
+  read(file_.bytes, std::span(&first, 1));
   if (first.version != current_version)
     throw error(fmt::format("{} has version {} of the format of saved tables; {} is the one that can be read",
-                            file_name, first.version, current_version));
+                            file_name_, first.version, current_version));
   if (size != first.file_bytes)
-    throw error(fmt::format("{} has {} bytes of {}", file_name, size, first.file_bytes));
+    throw error(fmt::format("{} has {} bytes of {}", file_name_, size, first.file_bytes));
   const uint64_t table_bytes = section_count(first.columns) * sizeof(section);
   if (table_bytes > size - sizeof first)
-    throw error(fmt::format("{} is damaged: the section table goes beyond the end", file_name));
-  std::vector<uint8_t> head(file.bytes.begin(),
-                            file.bytes.begin() + static_cast<ptrdiff_t>(sizeof first + table_bytes));
+    throw error(fmt::format("{} is damaged: the section table goes beyond the end", file_name_));
+  std::vector<uint8_t> head(file_.bytes.begin(),
+                            file_.bytes.begin() + static_cast<ptrdiff_t>(sizeof first + table_bytes));
   const uint64_t expected = std::exchange(first.checksum, 0);
   std::memcpy(head.data(), &first, sizeof first);
   if (vorn_host_hash(head.data(), head.size(), 0) != expected)
-    throw error(fmt::format("{} is damaged: the header or the section table has changed", file_name));
+    throw error(fmt::format("{} is damaged: the header or the section table has changed", file_name_));
   row_count = first.rows;
-  records.resize(first.columns);
-  sections.resize(section_count(first.columns));
-  read(file.bytes.subspan(sizeof first), std::span(sections));
+  records_.resize(first.columns);
+  sections_.resize(section_count(first.columns));
+  read(file_.bytes.subspan(sizeof first), std::span(sections_));
 }
 
 std::span<const uint8_t> saved_table::section_at(uint64_t index) const {
-  const section &wanted = sections[index];
-  const uint64_t size = file.bytes.size();
-  require(wanted.offset % cache_line == 0 && wanted.offset <= size && wanted.bytes <= size &&
+  const section &wanted = sections_[index];
+  const uint64_t size = file_.bytes.size();
+  require(wanted.offset % vorn_host::cache_line == 0 && wanted.offset <= size && wanted.bytes <= size &&
               room_of(wanted.bytes) <= size - wanted.offset,
           "a section goes beyond the end");
-  const std::span<const uint8_t> out = file.bytes.subspan(wanted.offset, wanted.bytes);
+  const std::span<const uint8_t> out = file_.bytes.subspan(wanted.offset, wanted.bytes);
   require(vorn_host_hash(out.data(), out.size(), 0) == wanted.checksum, "a section has changed");
   return out;
 }
 
 void saved_table::read_catalogue() {
   const std::span<const uint8_t> catalogue = section_at(0);
-  require(!records.empty() && records.size() * sizeof(column_record) <= catalogue.size(), "there are no columns");
-  read(catalogue, std::span(records));
-  std::span<const uint8_t> rest = catalogue.subspan(records.size() * sizeof(column_record));
+  require(!records_.empty() && records_.size() * sizeof(column_record) <= catalogue.size(), "there are no columns");
+  read(catalogue, std::span(records_));
+  std::span<const uint8_t> rest = catalogue.subspan(records_.size() * sizeof(column_record));
   const auto text = [&](uint32_t bytes) {
     require(bytes <= rest.size(), "a name goes beyond the catalogue");
     std::string out(reinterpret_cast<const char *>(rest.data()), bytes);
@@ -167,7 +167,7 @@ void saved_table::read_catalogue() {
     return out;
   };
   std::set<std::string> names;
-  for (const column_record &record : records) {
+  for (const column_record &record : records_) {
     const std::string name = text(record.name_bytes);
     const std::string sql_type = text(record.type_bytes);
     infos.push_back({name, sql_type, type_of(sql_type)});
@@ -189,12 +189,12 @@ column saved_table::load(const column_info &info, const encoding_choice & /*choi
     progress(row_count);
     return out;
   } catch (const error &e) {
-    throw error(fmt::format("{} is damaged: column '{}': {}", file_name, shortened(info.file_name()), e.what()));
+    throw error(fmt::format("{} is damaged: column '{}': {}", file_name_, shortened(info.file_name()), e.what()));
   }
 }
 
 column saved_table::read_column(size_t index) const {
-  const column_record &record = records[index];
+  const column_record &record = records_[index];
   column out;
   out.name = infos[index].name;
   out.type = *infos[index].type;
@@ -208,7 +208,7 @@ column saved_table::read_column(size_t index) const {
   read_values(index, out);
   check_form(out);
   read_batches(index, out);
-  check_values(ctx, out);
+  check_values(ctx_, out);
   return out;
 }
 
@@ -216,11 +216,11 @@ template <class Element>
 stored_array<Element> saved_table::elements_of(size_t index, part which) const {
   const std::span<const uint8_t> bytes = part_of(index, which);
   require(bytes.size() % sizeof(Element) == 0, "a section ends inside of an element");
-  return {{reinterpret_cast<const Element *>(bytes.data()), bytes.size() / sizeof(Element)}, file.keeper};
+  return {{reinterpret_cast<const Element *>(bytes.data()), bytes.size() / sizeof(Element)}, file_.owner};
 }
 
 void saved_table::read_values(size_t index, column &out) const {
-  const column_record &record = records[index];
+  const column_record &record = records_[index];
   if (out.form == encoding::dict || out.form == encoding::rle) {
     dictionary::parts made{elements_of<char>(index, part::symbols), elements_of<uint32_t>(index, part::symbol_ends),
                            big_endian(record.symbol_bytes), record.has_null != 0, record.codes};
@@ -237,8 +237,8 @@ void saved_table::read_batches(size_t index, column &out) const {
   const uint64_t count = row_count / batch_rows + (row_count % batch_rows != 0 ? 1 : 0);
   const stored_array<batch_record> described = elements_of<batch_record>(index, part::batches);
   require(described.size() == count, "it has not as many batches as the table");
-  stream_walk streams_left(part_of(index, part::streams), file.keeper);
-  stream_walk lengths_left(part_of(index, part::lengths), file.keeper);
+  stream_walk streams_left(part_of(index, part::streams), file_.owner);
+  stream_walk lengths_left(part_of(index, part::lengths), file_.owner);
   for (const batch_record &record : described) {
     batch rows;
     rows.rows = static_cast<uint32_t>(std::min<uint64_t>(batch_rows, row_count - out.batches.size() * batch_rows));

@@ -32,7 +32,7 @@ public:
               const std::function<void(uint64_t rows)> &progress) const override;
 
 private:
-  saved_table(const vorn_ctx &ctx, saved::kept_bytes file, const std::filesystem::path &path);
+  saved_table(const vorn_ctx &ctx, saved::owned_bytes file, const std::filesystem::path &path);
 
   void read_header();
   void read_catalogue();
@@ -48,11 +48,11 @@ private:
   template <class Element>
   stored_array<Element> elements_of(size_t index, saved::part which) const;
 
-  const vorn_ctx &ctx;
-  std::string file_name;
-  saved::kept_bytes file;
-  std::vector<saved::section> sections;
-  std::vector<saved::column_record> records; // of the columns
+  const vorn_ctx &ctx_;
+  std::string file_name_;
+  saved::owned_bytes file_;
+  std::vector<saved::section> sections_;
+  std::vector<saved::column_record> records_; // of the columns
 };
 
 } // namespace store

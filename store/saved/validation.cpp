@@ -63,7 +63,7 @@ void check_runs(const column &of, batch &rows) {
 
 // How many rows a test selects.
 uint32_t count(const vorn_ctx &ctx, const column &of, const batch &rows, const ordinal_test &test) {
-  alignas(cache_line) uint64_t selected[batch_rows / 64];
+  alignas(vorn_host::cache_line) uint64_t selected[batch_rows / 64];
   return batch_scan(ctx, of, test).run(rows, nullptr, 0, selected);
 }
 

@@ -28,8 +28,8 @@ bool alike(std::string_view a, std::string_view b) {
   return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](char x, char y) { return lower(x) == lower(y); });
 }
 
-void tell_apart(std::vector<column_info> &first, std::string_view first_table, std::vector<column_info> &second,
-                std::string_view second_table) {
+void disambiguate(std::vector<column_info> &first, std::string_view first_table, std::vector<column_info> &second,
+                  std::string_view second_table) {
   if (alike(first_table, second_table))
     throw error(fmt::format("two tables are called '{}', and a column is named by its table; rename a file",
                             shortened(first_table)));
@@ -54,19 +54,19 @@ void tell_apart(std::vector<column_info> &first, std::string_view first_table, s
 
 void column_names::add(const std::vector<column_info> &columns, std::string_view table) {
   for (const column_info &info : columns) {
-    all.push_back(&info);
+    all_.push_back(&info);
     std::set<std::string> own = {info.name};
     if (!table.empty())
       own.insert({info.file_name(), qualified(table, info.file_name())});
     for (const std::string &name : own)
-      names.push_back({name, &info});
+      names_.push_back({name, &info});
   }
 }
 
 const column_info &column_names::find(std::string_view name) const {
   std::vector<const column_info *> found;
   const auto look = [&](auto equal) {
-    for (const known_name &known : names)
+    for (const known_name &known : names_)
       if (equal(known.name, name))
         found.push_back(known.means);
   };
@@ -81,7 +81,7 @@ const column_info &column_names::find(std::string_view name) const {
     return out;
   };
   if (found.empty())
-    throw error(fmt::format("no column '{}'; the columns are {}", shortened(name), fmt::join(listed(all), ", ")));
+    throw error(fmt::format("no column '{}'; the columns are {}", shortened(name), fmt::join(listed(all_), ", ")));
   if (found.size() > 1)
     throw error(fmt::format("column '{}' may be any of {}", shortened(name), fmt::join(listed(found), ", ")));
   const column_info &info = *found.front();
@@ -93,8 +93,8 @@ const column_info &column_names::find(std::string_view name) const {
 
 const column_info &column_names::any() const {
   const auto found =
-      std::find_if(all.begin(), all.end(), [](const column_info *info) { return info->type.has_value(); });
-  if (found == all.end())
+      std::find_if(all_.begin(), all_.end(), [](const column_info *info) { return info->type.has_value(); });
+  if (found == all_.end())
     throw error("there is no column that the store encodes");
   return **found;
 }

@@ -14,12 +14,12 @@ bool alike(std::string_view a, std::string_view b);
 
 // Names the columns of two tables so that no two have one name: a column keeps its name where no other column has it.
 // Otherwise its name becomes table.column.  Throws store::error where this does not help.
-void tell_apart(std::vector<column_info> &first, std::string_view first_table, std::vector<column_info> &second,
-                std::string_view second_table);
+void disambiguate(std::vector<column_info> &first, std::string_view first_table, std::vector<column_info> &second,
+                  std::string_view second_table);
 
 class column_names {
 public:
-  // The columns outlive this.  A table has a name only beside another one.  tell_apart named both.
+  // The columns outlive this.  A table has a name only beside another one.  disambiguate named both.
   column_names(const std::vector<column_info> &columns) { add(columns, ""); } // NOLINT(google-explicit-constructor)
   column_names(const std::vector<column_info> &columns, std::string_view table) { add(columns, table); }
 
@@ -38,12 +38,12 @@ public:
     std::string name;
     const column_info *means;
   };
-  const std::vector<known_name> &known() const { return names; }
-  const std::vector<const column_info *> &columns() const { return all; }
+  const std::vector<known_name> &known() const { return names_; }
+  const std::vector<const column_info *> &columns() const { return all_; }
 
 private:
-  std::vector<known_name> names;
-  std::vector<const column_info *> all;
+  std::vector<known_name> names_;
+  std::vector<const column_info *> all_;
 };
 
 } // namespace store

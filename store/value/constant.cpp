@@ -174,25 +174,25 @@ int128 number_in(const cell &c, const column_type &type) {
 // Takes dates and times apart from the left.  Digits come in groups of a fixed length.
 class time_reader {
 public:
-  explicit time_reader(std::string_view text) : rest(text) {}
+  explicit time_reader(std::string_view text) : rest_(text) {}
 
-  bool at_end() const { return rest.empty(); }
+  bool at_end() const { return rest_.empty(); }
 
   bool skip(std::string_view expected) {
-    if (!rest.starts_with(expected))
+    if (!rest_.starts_with(expected))
       return false;
-    rest.remove_prefix(expected.size());
+    rest_.remove_prefix(expected.size());
     return true;
   }
 
   std::optional<int64_t> digits(size_t least, size_t most) {
     size_t count = 0;
     int64_t number = 0;
-    for (; count < rest.size() && count < most && is_digit(rest[count]); ++count)
-      number = number * 10 + (rest[count] - '0');
+    for (; count < rest_.size() && count < most && is_digit(rest_[count]); ++count)
+      number = number * 10 + (rest_[count] - '0');
     if (count < least)
       return std::nullopt;
-    rest.remove_prefix(count);
+    rest_.remove_prefix(count);
     return number;
   }
 
@@ -225,12 +225,12 @@ public:
     if (skip(":")) {
       second = digits(2, 2);
       if (second && skip(".")) {
-        const size_t before = rest.size();
+        const size_t before = rest_.size();
         const auto part = digits(1, fraction_digits);
         if (!part)
           return std::nullopt;
         fraction =
-            *part * static_cast<int64_t>(power_of_ten(static_cast<uint32_t>(fraction_digits - before + rest.size())));
+            *part * static_cast<int64_t>(power_of_ten(static_cast<uint32_t>(fraction_digits - before + rest_.size())));
       }
     }
     if (!hour || !minute || !second || *hour > 24 || *minute > 59 || *second > 59)
@@ -258,7 +258,7 @@ public:
   }
 
 private:
-  std::string_view rest;
+  std::string_view rest_;
 };
 
 template <class Number>

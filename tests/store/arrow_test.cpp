@@ -10,7 +10,7 @@
 #include "sql/connection.hpp"
 #include "sql/request.hpp"
 #include "store/arrow/export.hpp"
-#include "store/arrow/handed_out.hpp"
+#include "store/arrow/exported.hpp"
 #include "store/arrow/import.hpp"
 #include "store/arrow/owner.hpp"
 #include "store/decode/row_source.hpp"
@@ -183,9 +183,11 @@ TEST(arrow, rows_of_plans_go_to_duckdb) {
 
 template <class Element>
 arrow_buffer buffer(std::initializer_list<Element> elements) {
-  return arrow_buffer(aligned_vector<Element>(elements));
+  return arrow_buffer(vorn_host::aligned_vector<Element>(elements));
 }
-arrow_buffer text(std::string_view bytes) { return arrow_buffer(aligned_vector<char>(bytes.begin(), bytes.end())); }
+arrow_buffer text(std::string_view bytes) {
+  return arrow_buffer(vorn_host::aligned_vector<char>(bytes.begin(), bytes.end()));
+}
 
 using view = std::array<int32_t, 4>; // length, the first four bytes, buffer, offset
 
@@ -193,9 +195,9 @@ using view = std::array<int32_t, 4>; // length, the first four bytes, buffer, of
 struct foreign_batch {
   ArrowSchema schema{};
   ArrowArray array{};
-  arrow_owner<ArrowSchema> index_schema{handed_out(schema_parts{"U"})};
+  arrow_owner<ArrowSchema> index_schema{exported(schema_parts{"U"})};
   arrow_owner<ArrowArray> index_array{
-      handed_out({3, 1, {buffer<uint8_t>({5}), buffer<int64_t>({2, 3, 3, 4}), text("..zb")}})};
+      exported({3, 1, {buffer<uint8_t>({5}), buffer<int64_t>({2, 3, 3, 4}), text("..zb")}})};
   static inline int released = 0;
   static inline void (*release_array)(ArrowArray *) = nullptr;
 
@@ -221,8 +223,8 @@ struct foreign_batch {
     schemas.children[4].children = {{"s"}, {"g"}};
     arrays.children[4].children = {{4, 0, {no_nulls, buffer<int16_t>({1, 3, 5, 9})}},
                                    {4, 1, {buffer<uint8_t>({0b1011}), buffer<double>({.5, 1.5, 2.5, 3.5})}}};
-    schema = handed_out(schemas);
-    array = handed_out(arrays);
+    schema = exported(schemas);
+    array = exported(arrays);
     for (ArrowArray *sliced : {&array, &of(0), &of(1), &of(4)})
       sliced->offset = 1;
     schema.children[3]->dictionary = &*index_schema;
@@ -272,14 +274,14 @@ TEST(arrow, refuses_what_contradicts_itself_or_is_not_stored) {
       {"runs of 5 rows where 6 are needed", [](auto &b) { b.of(4).children[0]->length = 3; }},
       {"holds 86400001, which no TIME is", [](auto &b) { ++at<int32_t>(b.of(6), 1)[3]; }},
       {"holds 1001, which no TIMESTAMP WITH TIME ZONE is", [](auto &b) { ++at<int64_t>(b.of(7), 1)[1]; }}};
-  for (const auto &[message, tell] : faults) {
+  for (const auto &[message, corrupt] : faults) {
     foreign_batch made;
-    tell(made);
+    corrupt(made);
     EXPECT_THAT([&] { import_arrow(made.schema, made.array); },
                 testing::ThrowsMessage<error>(testing::HasSubstr(message)));
     EXPECT_EQ(foreign_batch::released, 1) << message;
   }
-  ArrowArrayStream broken{[](auto *, auto *schema) { return *schema = handed_out(schema_parts{"+s"}), 0; },
+  ArrowArrayStream broken{[](auto *, auto *schema) { return *schema = exported(schema_parts{"+s"}), 0; },
                           [](auto *, auto *) { return EIO; }, [](auto *) { return "the disk is gone"; },
                           [](auto *) { ++foreign_batch::released; }, nullptr};
   EXPECT_THAT([&] { import_arrow(broken); }, testing::ThrowsMessage<error>("the Arrow stream fails: the disk is gone"));

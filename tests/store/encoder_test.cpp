@@ -16,7 +16,9 @@ using namespace store;
 using bytes = std::vector<uint8_t>;
 
 // A stream or length stream without the slack behind it.
-bytes without_slack(const stored_array<uint8_t> &stored) { return {stored.begin(), stored.end() - cache_line}; }
+bytes without_slack(const stored_array<uint8_t> &stored) {
+  return {stored.begin(), stored.end() - vorn_host::cache_line};
+}
 
 column codes_of(const std::vector<uint32_t> &codes, uint32_t distinct, std::optional<encoding> form) {
   column out;

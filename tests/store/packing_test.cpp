@@ -24,7 +24,7 @@ TEST(packing, follows_the_bit_string_at_every_width_and_length) {
       std::vector<uint32_t> codes(rows);
       for (uint32_t &code : codes)
         code = static_cast<uint32_t>(random() & ((uint64_t{1} << width) - 1));
-      const aligned_vector<uint8_t> stored = packed(codes, width);
+      const vorn_host::aligned_vector<uint8_t> stored = packed(codes, width);
 
       ASSERT_EQ(stored.size(), (rows * width + 7) / 8 + 64);
       const uint8_t *stream = stored.data();

@@ -253,7 +253,7 @@ TEST(query, selects_the_rows_that_duckdb_selects) {
         const auto &info = file.find(name);
         columns.emplace(name, file.load(info, random_encoding(random, info, t.null_percent != 0), [](uint64_t) {}));
       }
-      // No condition can be put to a prefix, but its values can be had back on the rows of any.
+      // No condition can be put to a prefix, but its values can be decoded on the rows of any.
       column_map prefixes;
       for (const auto &[name, c] : columns)
         if (t.null_percent == 0 && !c.type.is_bytes() && !c.type.is_wide())

@@ -1,4 +1,4 @@
-// Saved tables: what is had back from a file, and that no file, however it came about, is more than refused.
+// Saved tables: what is read from a file, and that no file, however it came about, is more than refused.
 #include <gmock/gmock.h>
 #include <sys/resource.h>
 #include <sys/stat.h>

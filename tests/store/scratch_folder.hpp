@@ -18,25 +18,25 @@ public:
     std::string pattern = (std::filesystem::temp_directory_path() / "vorn-store-XXXXXX").string();
     if (mkdtemp(pattern.data()) == nullptr)
       std::abort();
-    root = pattern;
+    root_ = pattern;
   }
-  ~scratch_folder() { std::filesystem::remove_all(root); }
+  ~scratch_folder() { std::filesystem::remove_all(root_); }
   scratch_folder(const scratch_folder &) = delete;
   scratch_folder &operator=(const scratch_folder &) = delete;
 
-  std::string path(std::string_view name = "") const { return (root / name).string(); }
+  std::string path(std::string_view name = "") const { return (root_ / name).string(); }
 
   std::string write(std::string_view name, std::string_view text) const {
-    std::ofstream(root / name, std::ios::binary) << text;
+    std::ofstream(root_ / name, std::ios::binary) << text;
     return path(name);
   }
   std::string read(std::string_view name) const {
-    std::ifstream in(root / name, std::ios::binary);
+    std::ifstream in(root_ / name, std::ios::binary);
     return {std::istreambuf_iterator<char>(in), {}};
   }
 
 private:
-  std::filesystem::path root;
+  std::filesystem::path root_;
 };
 
 } // namespace vorn_test

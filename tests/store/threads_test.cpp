@@ -139,11 +139,11 @@ TEST_F(threads_test, are_explained_by_figures_that_add_up) {
     for (const uint32_t count : {1U, 3U}) {
       SCOPED_TRACE(fmt::format("{} threads, question {}", count, number));
       worker_pool threads(count);
-      explanation told;
-      const uint64_t given = answer(questions[number], {ctx, threads, &told}).count();
+      explanation explained;
+      const uint64_t given = answer(questions[number], {ctx, threads, &explained}).count();
       std::string steps;
       uint64_t rows = x.rows;
-      for (const plan_step &s : told.steps()) {
+      for (const plan_step &s : explained.steps()) {
         steps += s.name + ",";
         if (s.name == "build table of k")
           continue;

@@ -1,4 +1,4 @@
-// Arrays and schemas that another library gets, with all that is theirs, until it releases them.
+// Exported arrays and schemas.  A record owns its parts until the other library releases it.
 #pragma once
 
 #include <cstdint>
@@ -7,24 +7,24 @@
 #include <utility>
 #include <vector>
 
-#include "store/encode/aligned.hpp"
+#include <vorn/aligned.hpp>
 #include <vorn/store/arrow_interface.h>
 
 namespace store {
 
-// Memory of any kind that is handed out as it is.
+// Memory of any kind, which is exported without a copy.
 class arrow_buffer {
 public:
   arrow_buffer() = default; // none
   template <class Element>
-  explicit arrow_buffer(aligned_vector<Element> elements) {
-    const auto kept = std::make_shared<aligned_vector<Element>>(std::move(elements));
-    memory = std::shared_ptr<const void>(kept, kept->data());
+  explicit arrow_buffer(vorn_host::aligned_vector<Element> elements) {
+    const auto owner = std::make_shared<vorn_host::aligned_vector<Element>>(std::move(elements));
+    memory_ = std::shared_ptr<const void>(owner, owner->data());
   }
-  const void *data() const { return memory.get(); }
+  const void *data() const { return memory_.get(); }
 
 private:
-  std::shared_ptr<const void> memory;
+  std::shared_ptr<const void> memory_;
 };
 
 struct array_parts {
@@ -33,7 +33,7 @@ struct array_parts {
   std::vector<arrow_buffer> buffers;
   std::vector<array_parts> children = {};
 };
-ArrowArray handed_out(array_parts parts);
+ArrowArray exported(array_parts parts);
 
 struct schema_parts {
   std::string format;
@@ -42,6 +42,6 @@ struct schema_parts {
   bool is_nullable = false;
   std::vector<schema_parts> children = {};
 };
-ArrowSchema handed_out(schema_parts parts);
+ArrowSchema exported(schema_parts parts);
 
 } // namespace store

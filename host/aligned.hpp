@@ -5,7 +5,7 @@
 #include <new>
 #include <vector>
 
-namespace store {
+namespace vorn_host {
 
 inline constexpr std::size_t cache_line = 64;
 
@@ -28,4 +28,4 @@ struct cache_line_allocator {
 template <class T>
 using aligned_vector = std::vector<T, cache_line_allocator<T>>;
 
-} // namespace store
+} // namespace vorn_host

@@ -1,4 +1,4 @@
-#include "store/arrow/handed_out.hpp"
+#include "store/arrow/exported.hpp"
 
 #include <list>
 
@@ -13,7 +13,7 @@ template <class Record, class Parts>
 struct owned_record {
   explicit owned_record(Parts made) : parts(std::move(made)) {
     for (Parts &child : parts.children)
-      addresses.push_back(&*children.emplace_back(handed_out(std::move(child))));
+      addresses.push_back(&*children.emplace_back(exported(std::move(child))));
   }
 
   static void release(Record *record) {
@@ -29,7 +29,7 @@ struct owned_record {
 
 } // namespace
 
-ArrowArray handed_out(array_parts parts) {
+ArrowArray exported(array_parts parts) {
   using record = owned_record<ArrowArray, array_parts>;
   auto owned = std::make_unique<record>(std::move(parts));
   for (const arrow_buffer &buffer : owned->parts.buffers)
@@ -46,7 +46,7 @@ ArrowArray handed_out(array_parts parts) {
   return out;
 }
 
-ArrowSchema handed_out(schema_parts parts) {
+ArrowSchema exported(schema_parts parts) {
   using record = owned_record<ArrowSchema, schema_parts>;
   auto owned = std::make_unique<record>(std::move(parts));
   ArrowSchema out{};
