@@ -7,12 +7,12 @@
 
 #include "sql/condition.hpp"
 #include "sql/reference.hpp"
-#include "store/plan/query_spec.hpp"
+#include "store/plan/query_parts.hpp"
 #include "store/value/column_names.hpp"
 
 namespace store {
 
-struct request : query_spec {
+struct request : query_parts {
   std::string where_sql;                  // of `where`
   std::vector<std::string> where_columns; // that it reads
 

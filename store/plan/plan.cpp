@@ -20,7 +20,7 @@ namespace {
 
 class planner {
 public:
-  planner(const execution &on, const plan_tables &tables, const query_spec &requested, const plan_settings &chosen)
+  planner(const execution &on, const plan_tables &tables, const query_parts &requested, const plan_settings &chosen)
       : run_(on), from_(tables), asked_(requested), settings_(chosen) {}
 
   std::unique_ptr<row_source> whole() const {
@@ -198,7 +198,7 @@ private:
 
   execution run_;
   const plan_tables &from_;
-  const query_spec &asked_;
+  const query_parts &asked_;
   const plan_settings &settings_;
 };
 
@@ -216,7 +216,7 @@ std::vector<output_column> plan_tables::outputs(std::span<const std::string> nam
   return out;
 }
 
-std::unique_ptr<row_source> planned(const execution &on, const plan_tables &from, const query_spec &asked,
+std::unique_ptr<row_source> planned(const execution &on, const plan_tables &from, const query_parts &asked,
                                     const plan_settings &settings) {
   return planner(on, from, asked, settings).whole();
 }

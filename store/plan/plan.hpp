@@ -15,7 +15,7 @@
 #include "store/decode/row_source.hpp"
 #include "store/join/join_query.hpp"
 #include "store/plan/dense_groups.hpp"
-#include "store/plan/query_spec.hpp"
+#include "store/plan/query_parts.hpp"
 #include "store/query/filter.hpp"
 #include <vorn/vorn.h>
 
@@ -39,7 +39,7 @@ struct plan_settings {
 };
 
 // The rows of the answer.  Context, threads, tables and query outlive them.  Throws store::error as a condition does.
-std::unique_ptr<row_source> planned(const execution &on, const plan_tables &from, const query_spec &asked,
+std::unique_ptr<row_source> planned(const execution &on, const plan_tables &from, const query_parts &asked,
                                     const plan_settings &settings = {});
 
 } // namespace store

@@ -85,7 +85,7 @@ protected:
   ~threads_test() override { vorn_global_ctx = vorn_test::initial_global_ctx; }
 
   struct question {
-    query_spec asked;
+    query_parts asked;
     bool is_joined = false;
   };
   kept_rows answer(const question &q, const execution &on) {

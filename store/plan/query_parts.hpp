@@ -42,7 +42,7 @@ struct asked_order {
   bool descending = false;
 };
 
-struct query_spec {
+struct query_parts {
   std::optional<expression> where;
   std::optional<polygon> area;      // that the points of the rows lie in
   std::vector<std::string> columns; // that are shown, or that rows are grouped by

@@ -1,4 +1,4 @@
-#include "store/plan/query_spec.hpp"
+#include "store/plan/query_parts.hpp"
 
 #include <fmt/format.h>
 
@@ -43,7 +43,7 @@ std::vector<std::string> asked_aggregate::columns() const {
   return out;
 }
 
-std::vector<heading> query_spec::headings(const column_names &names) const {
+std::vector<heading> query_parts::headings(const column_names &names) const {
   std::vector<heading> out;
   for (const std::string &name : columns)
     out.push_back({name, *names.find(name).type});
