@@ -23,7 +23,7 @@ struct table_data {
 
 struct selection::state {
   ::store::selection bits; // the counts are made when they are needed
-  uint64_t rows;
+  uint64_t rows = 0;
 };
 
 struct access {

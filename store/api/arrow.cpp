@@ -50,6 +50,7 @@ ArrowArrayStream exported(const vorn_ctx &ctx, const table &of, std::optional<::
   checked([&] {
     const ::store::column_names known(own->data->infos);
     std::vector<const ::store::column *> read;
+    read.reserve(names.empty() ? own->data->infos.size() : names.size());
     for (const std::string &name : names)
       read.push_back(&own->data->columns.find(known.find(name).name)->second);
     for (size_t i = 0; names.empty() && i < own->data->infos.size(); ++i)

@@ -73,9 +73,9 @@ std::optional<code_range> column::codes(uint32_t comparison, std::string_view co
 
 struct source_vector::state {
   std::shared_ptr<const table_data> data;
-  vorn_enc_ctx encoding;
+  vorn_enc_ctx encoding{};
   vorn_host::aligned_vector<uint64_t> run_bits;
-  vorn_cv vector;
+  vorn_cv vector{};
 };
 
 source_vector::source_vector(const column &of, size_t row_group, reading how) : state_(std::make_unique<state>()) {
@@ -100,9 +100,9 @@ source_vector::~source_vector() = default;
 vorn_cv *source_vector::get() { return &state_->vector; }
 
 struct constant_vector::state {
-  vorn_enc_ctx encoding;
+  vorn_enc_ctx encoding{};
   ::store::stored_constant constant;
-  vorn_cv vector;
+  vorn_cv vector{};
 };
 
 constant_vector::constant_vector(const column &of, uint64_t code) : state_(std::make_unique<state>()) {
