@@ -85,7 +85,8 @@ store::selection compared(const vorn_ctx &ctx, const store::table &table, const 
 
 void run() {
   vorn_host::environment host;
-  const vorn_ctx ctx = host.context();
+  vorn_ctx ctx = host.context();
+  vorn_nfy(VORN_NFY_LOAD, &ctx);
 
   const store::table table = store::from_arrow(other_library::flights_type, other_library::flights);
   for (const store::column &column : table.columns())

@@ -10,8 +10,9 @@
 namespace vorn::store {
 
 // Encode record batches.  They take over what they are given and release it whatever happens.  Throw error for a column
-// that the store does not encode or does not encode as chosen, for an array that contradicts itself or its schema, and
-// for a stream that fails.
+// that the store does not encode or does not encode as chosen, for an array that contradicts itself or the types of its
+// schema, and for a stream that fails.  NULLs are accepted without ARROW_FLAG_NULLABLE too.  Texts are not checked for
+// UTF-8.
 VORN_STORE_API table from_arrow(ArrowArrayStream &stream, const encoding_choices &choices = {});
 VORN_STORE_API table from_arrow(ArrowSchema &schema, ArrowArray &batch, const encoding_choices &choices = {});
 

@@ -1,4 +1,4 @@
-// Tables in files of the ending .vorn.
+// Tables in files.  The program vornq takes files whose names end in .vorn.
 #pragma once
 
 #include <vorn/store/table.hpp>
