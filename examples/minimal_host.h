@@ -14,8 +14,8 @@ extern "C" {
 /* A cleared context with the environment and the memory callbacks of this host.  It serves the whole process. */
 vorn_ctx minimal_host_context(void);
 
-/* The same, with kernels chosen, and their name printed: the generic ones, or with an argument "specialized" those of
- * the best library that the processor can run. */
+/* The same, with kernels chosen, and their name printed: the generic kernels, or with an argument
+ * "specialized" the kernels of the best library that the processor can run. */
 vorn_ctx minimal_host_start(int argc, char **argv);
 
 #ifdef __cplusplus

@@ -1,5 +1,5 @@
-// Services of one's own in place of those of the minimal host: errors that unwind as exceptions, a format for
-// compressed streams, and memory that belongs to the object that holds the column.
+// A program with services of its own instead of the services of the minimal host: errors that unwind as exceptions, a
+// format for compressed streams, and memory that belongs to the object that holds the column.
 #include "minimal_host.h"
 
 #include <array>

@@ -60,7 +60,7 @@ void expect_harmless(bytes stream, uint32_t out_size, bool at_end) {
     return;
   const uint32_t block_size = qpak::load_u32(&stream[qpak::block_size_at]);
   const size_t blocks = block_size == 0 ? 0 : qpak::block_count(out_size, block_size);
-  // The check of each block becomes that of what the decoder made of it, so that it goes on to the next.
+  // The checksum of each block becomes the checksum of the decoded bytes, so that the decoder reads the next block.
   for (size_t block = 0; block <= std::min<size_t>(blocks, 8); ++block) {
     const vorn_test::between_guards memory(stream, out_size, at_end);
     uint32_t length = 0;

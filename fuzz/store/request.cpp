@@ -59,7 +59,7 @@ void expect_understood(input &from) {
   EXPECT_EQ(parse_columns(quoted(numbers), names()), numbers);
 }
 
-// Lines, each behind the sign of what it is, as options of a query of groups or, where nothing is added up, of rows.
+// Lines as options of a query.  The first byte of a line says which option it is.  A query without sums shows rows.
 store::request read_request(const std::vector<std::vector<char>> &lines) {
   store::request out;
   for (const std::vector<char> &line : lines) {

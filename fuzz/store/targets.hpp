@@ -17,7 +17,7 @@ using input = FuzzedDataProvider;
 const vorn_ctx &context();
 const vorn_ctx &lasting_context();
 
-// Once in 16 times, and never behind the end of the input.
+// Once in 16 times, and never after the end of the input.
 inline bool seldom(input &from) { return from.ConsumeIntegral<uint8_t>() >= 240; }
 
 void answer(input &from);

@@ -1,4 +1,4 @@
-// What stands behind the public classes, for their own sources.
+// The data of the public classes, for the sources of these classes.
 #pragma once
 
 #include <memory>

@@ -78,7 +78,7 @@ runs_of_range runs_in(const arrow_field &field, const ArrowArray &ends, row_rang
   with_integers(*field.run_ends, ends, all_rows(ends), faults, [&](const auto &ends_of_runs) {
     for (int64_t run = 0; run < ends.length && before < end; ++run) {
       const int64_t run_end = static_cast<int64_t>(+ends_of_runs[run]);
-      faults.unless(run_end > before, "has a run that ends at row {} behind one that ends at {}", run_end, before);
+      faults.unless(run_end > before, "has a run that ends at row {} after a run that ends at row {}", run_end, before);
       const int64_t length = std::min(run_end, end) - std::max(before, rows.first);
       if (length > 0)
         out.lengths.push_back(static_cast<uint64_t>(length));

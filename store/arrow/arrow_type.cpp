@@ -86,10 +86,10 @@ std::optional<std::vector<int32_t>> numbers_behind(std::string_view prefix, std:
   const char *at = format.data() + prefix.size();
   const char *end = format.data() + format.size();
   for (;; ++at) {
-    const auto [behind, fault] = std::from_chars(at, end, out.emplace_back());
-    if (fault != std::errc{} || (behind != end && *behind != ','))
+    const auto [rest, fault] = std::from_chars(at, end, out.emplace_back());
+    if (fault != std::errc{} || (rest != end && *rest != ','))
       return std::nullopt;
-    at = behind;
+    at = rest;
     if (at == end)
       return out;
   }

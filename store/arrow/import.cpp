@@ -28,7 +28,7 @@ void check(int code, ArrowArrayStream &stream) {
 arrow_importer::arrow_importer(const ArrowSchema &schema, const choice_map &choices) {
   if (schema.release == nullptr || schema.format == nullptr || std::string_view(schema.format) != "+s" ||
       schema.dictionary != nullptr || schema.n_children < 0 || (schema.n_children > 0 && schema.children == nullptr))
-    throw error("the Arrow schema is not that of record batches");
+    throw error("the Arrow schema is not a schema of record batches");
   std::set<std::string_view> names;
   fields_.reserve(static_cast<size_t>(schema.n_children)); // names are views of theirs
   for (int64_t i = 0; i < schema.n_children; ++i) {

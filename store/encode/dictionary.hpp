@@ -65,7 +65,7 @@ public:
   // Do the library's flags distinguish NULL from every value?
   bool flags_tell_null() const { return !has_null() || !has_empty_text_; }
 
-  // The value of a code other than that of NULL, or of a symbol.  A text or blob stays where the symbol is.
+  // The value of a code, except the code of NULL, or of a symbol.  A text or blob stays where the symbol is.
   cell value_of(uint64_t code, value_kind kind) const;
   static cell value_of(std::string_view symbol, value_kind kind);
   std::string_view symbol(uint64_t code) const;

@@ -57,8 +57,8 @@ private:
   std::mutex guard_; // of the calls
 };
 
-// The calling thread is in a step, whose time runs instead of that of the step around it; in none with null.  Where
-// nothing is explained this is a look at a pointer.
+// Counts the time of the calling thread for a step, and not for the step around it.  With null it counts for no step.
+// Without an explanation this is one test of a pointer.
 class step_timer {
 public:
   explicit step_timer(plan_step *entered) : around_(current) { go_to(entered); }

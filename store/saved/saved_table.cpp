@@ -174,7 +174,7 @@ void saved_table::read_catalogue() {
     require(infos.back().type.has_value(), "a column has a type that is not stored");
     require(names.insert(name).second, "two columns have one name");
   }
-  require(rest.empty(), "the catalogue goes on behind its names");
+  require(rest.empty(), "the catalogue goes on after its names");
 }
 
 void saved_table::check_encoding(const column_info &info, const encoding_choice & /*choice*/) const {
@@ -255,7 +255,7 @@ void saved_table::read_batches(size_t index, column &out) const {
     check_lengths(out, rows);
     out.batches.push_back(std::move(rows));
   }
-  require(streams_left.at_end() && lengths_left.at_end(), "a section goes on behind its streams");
+  require(streams_left.at_end() && lengths_left.at_end(), "a section goes on after its streams");
 }
 
 } // namespace store

@@ -69,7 +69,7 @@ uint32_t count(const vorn_ctx &ctx, const column &of, const batch &rows, const o
 
 // The kernels themselves look at all codes: a predicate may be put to any, whatever it stands for.
 void check_zone(const vorn_ctx &ctx, const column &of, const batch &rows) {
-  constexpr const char *beyond = "it has codes or values beyond those of the column or of a batch";
+  constexpr const char *beyond = "it has codes or values beyond the range of the column or of a batch";
   const zone &held = rows.held;
   const uint64_t first = of.first_ordinal();
   require(held.nulls <= rows.rows && (held.nulls == 0 || of.has_nulls()), beyond);

@@ -19,8 +19,7 @@ inline void require(bool holds, std::string_view otherwise) {
 // Form, width, type and key range of a column belong together.
 void check_form(const column &of);
 
-// The symbols that a dictionary is made of lie one after the other, that of NULL is empty, and there are none but
-// these.
+// The symbols of a dictionary lie one after the other, the symbol of NULL is empty, and there are no other symbols.
 void check_symbol_ends(const dictionary::parts &entries);
 
 // The symbols have the lengths that their kind asks for, and ascend.

@@ -51,8 +51,8 @@ std::string_view trimmed(std::string_view text) {
   return begin == text.npos ? std::string_view() : text.substr(begin, text.find_last_not_of(" \t\n") - begin + 1);
 }
 
-// A decimal number: mantissa / 10^scale, where the mantissa has no more than 38 digits; longer ones, and those of an
-// exponent, are reals in SQL.
+// A decimal number: mantissa / 10^scale, where the mantissa has no more than 38 digits.  Numbers with more digits or
+// with an exponent are reals in SQL.
 struct decimal {
   int128 mantissa = 0;
   uint32_t scale = 0;

@@ -101,8 +101,8 @@ void append_decimal(std::string &out, __int128 number, uint32_t scale) {
   }
   char digits[48];
   char *first = std::end(digits);
-  for (uint32_t behind = 0; magnitude != 0 || behind <= scale; ++behind) {
-    if (behind == scale && scale != 0)
+  for (uint32_t decimals = 0; magnitude != 0 || decimals <= scale; ++decimals) {
+    if (decimals == scale && scale != 0)
       *--first = '.';
     *--first = static_cast<char>('0' + static_cast<uint32_t>(magnitude % 10));
     magnitude /= 10;

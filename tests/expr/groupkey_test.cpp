@@ -26,7 +26,7 @@ struct groupkey_test : kernel_test {
     for (uint32_t i = 0; i < ncols; ++i) {
       widths.push_back(std::array{1U, 3U, 8U, 16U, 20U, 32U}[below(ncols > 4 ? 2 : 6)]);
       symbols.push_back(i > 2 ? 1 : std::array{1U, 1U, 2U, 5U, 0xffffU, 0x10000U, 0x10001U, UINT32_MAX}[below(8)]);
-      const uint32_t more = i == 0 || filtered ? 0 : below(3); // rows in addition to those of the first column
+      const uint32_t more = i == 0 || filtered ? 0 : below(3); // rows in addition to the rows of the first column
       column &from = columns.emplace_back(widths[i], nrows + more, i < 32 ? 8 * below(3) : 0, 1 + below(40), random);
       from.enc.vorn_enc_ctx_dict_nsyms = symbols[i];
       if (below(4) == 0) {

@@ -15,8 +15,8 @@ struct located {
 };
 
 struct gather_test : join_test {
-  // Every other call has more flags set: those of the forms of the result that are tested later, and src_flags of the
-  // source.  Calls begin at any row, also after the last row, and resume with any room.
+  // Every other call has more flags set: the flags of result forms that the kernel tests later, and
+  // src_flags of the source.  Calls begin at any row, also after the last row, and resume with any room.
   // base: the address to which the dlp words of a table of dlp words are relative.
   void check(const std::string &kernel, uint32_t form, vorn_enc_ctx enc, stored_rows &src, uint32_t src_flags,
              vorn_transpose_table *tbl, uint32_t aux_flags, const std::vector<located> &rows, uintptr_t base = 0) {

@@ -20,7 +20,8 @@ class stored_rows {
 public:
   // form: the flag.  Where all rows have one size (VORN_FIXED, VORN_GD, records), a value is the stored row.
   // width: of VORN_DICT the bits of a code, with values that repeat when there are fewer codes than rows; of VORN_DLP
-  // the bits of the offset in a partition, enough for all values; else the bits of a row, or 0 for those of the values.
+  // the bits of the offset in a partition, enough for all values; else the bits of a row; 0 stands for
+  // the bits of the values.
   stored_rows(uint32_t form, const std::vector<std::string> &values, uint32_t width = 0) : form_(form) {
     enc.vorn_enc_ctx_flags = form;
     enc.vorn_enc_ctx_width = width != 0 || values.empty() ? width : static_cast<uint32_t>(values[0].size() * 8);

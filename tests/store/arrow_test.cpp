@@ -258,7 +258,7 @@ TEST(arrow, reads_slices_dictionaries_runs_and_views) {
 
 TEST(arrow, refuses_what_contradicts_itself_or_is_not_stored) {
   const std::pair<const char *, void (*)(foreign_batch &)> faults[] = {
-      {"not that of record batches", [](auto &b) { b.schema.format = "i"; }},
+      {"not a schema of record batches", [](auto &b) { b.schema.format = "i"; }},
       {"'i' is nested", [](auto &b) { b.schema.children[0]->format = "+l"; }},
       {"run ends of Arrow's 'c'", [](auto &b) { b.schema.children[4]->children[0]->format = "c"; }},
       {"an array of -1 rows", [](auto &b) { b.of(0).length = -1; }},
@@ -270,7 +270,7 @@ TEST(arrow, refuses_what_contradicts_itself_or_is_not_stored) {
       {"14 bytes at 4 of a buffer of 17", [](auto &b) { at<view>(b.of(2), 1)[3][3] = 4; }},
       {"begins unlike its text", [](auto &b) { at<view>(b.of(2), 1)[3][1] = 0; }},
       {"index 3 into a dictionary of 3", [](auto &b) { at<uint8_t>(b.of(3), 1)[2] = 3; }},
-      {"ends at row 1 behind one that ends at 1", [](auto &b) { at<int16_t>(*b.of(4).children[0], 1)[1] = 1; }},
+      {"ends at row 1 after a run that ends at row 1", [](auto &b) { at<int16_t>(*b.of(4).children[0], 1)[1] = 1; }},
       {"runs of 5 rows where 6 are needed", [](auto &b) { b.of(4).children[0]->length = 3; }},
       {"holds 86400001, which no TIME is", [](auto &b) { ++at<int32_t>(b.of(6), 1)[3]; }},
       {"holds 1001, which no TIMESTAMP WITH TIME ZONE is", [](auto &b) { ++at<int64_t>(b.of(7), 1)[1]; }}};

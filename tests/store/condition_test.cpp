@@ -180,7 +180,7 @@ sample keys_of(const std::vector<int64_t> &values) {
 
 TEST(condition, gives_ordinals_that_select_what_the_values_select) {
   // Even numbers, so that there are missing values below, between and above.  Counts on both sides of a full width:
-  // with 4 values, or 3 and NULL, the first code behind the last one does not fit.
+  // with 4 values, or 3 and NULL, the first code after the last code does not fit.
   std::vector<sample> samples;
   for (int64_t count : {0, 1, 2, 3, 4, 5, 7, 8}) {
     std::vector<int64_t> values;

@@ -15,7 +15,7 @@ namespace {
 using namespace store;
 using bytes = std::vector<uint8_t>;
 
-// A stream or length stream without the slack behind it.
+// A stream or length stream without the slack after it.
 bytes without_slack(const stored_array<uint8_t> &stored) {
   return {stored.begin(), stored.end() - vorn_host::cache_line};
 }

@@ -31,7 +31,7 @@ TEST(packing, follows_the_bit_string_at_every_width_and_length) {
       ASSERT_EQ(reinterpret_cast<uintptr_t>(stream) % 64, 0U);
       for (size_t row = 0; row < rows; ++row)
         ASSERT_EQ(vorn_model::code_at(stream, width, row), codes[row]) << "row " << row;
-      // The rest of the last byte and the slack behind it.
+      // The rest of the last byte and the slack after it.
       for (uint64_t i = rows * width; i < stored.size() * 8; ++i)
         ASSERT_EQ(vorn_model::code_at(stream, 1, i), 0U) << "bit " << i;
     }

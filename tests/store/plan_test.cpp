@@ -39,7 +39,7 @@ struct query {
   const char *order = "";
   const char *where = "";
   std::optional<uint64_t> limit = {};
-  const char *area_x = nullptr; // a column of points, and that of their other coordinate
+  const char *area_x = nullptr; // the columns of the two coordinates of points
   const char *area_y = nullptr;
 };
 constexpr const char *no_groups = nullptr;

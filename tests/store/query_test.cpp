@@ -46,7 +46,7 @@ std::string text(generator &random, bool as_constant) {
 }
 
 const column_maker makers[] = {
-    // 256 values: the code behind the last one does not fit.
+    // 256 values: the code after the last code does not fit.
     {"full width", "SMALLINT", [](generator &random, bool c) { return std::to_string(below(random, c ? 300 : 256)); }},
     {"single", "UTINYINT", [](generator &random, bool c) { return std::to_string(c ? below(random, 3) : 1); }},
     {"small", "INTEGER",

@@ -81,8 +81,7 @@ TEST_F(saved_test, refuses_what_is_foreign_or_damaged) {
   for (int round = 0; round < 1500; ++round) {
     std::string bytes = whole;
     bytes[random() % bytes.size()] ^= static_cast<char>(1U << random() % 8);
-    EXPECT_THAT(content(bytes),
-                testing::AnyOf("", content(whole))); // behind the sections are bytes that nobody asks for
+    EXPECT_THAT(content(bytes), testing::AnyOf("", content(whole))); // the bytes after the sections are not read
     EXPECT_EQ(content(bytes.substr(0, random() % bytes.size())), "");
   }
 }
@@ -121,7 +120,7 @@ TEST_F(saved_test, reads_nothing_that_is_not_there_whoever_wrote_the_file) {
            " its dictionary is none", " its dictionary does not ascend", " a compressed stream is not whole",
            " its dictionary has symbols of no values", " its runs are not as long as its rows",
            " a stream is not as long as its rows", " its length codes are none", " its groups do not follow each other",
-           " it has keys beyond its range", " it has codes or values beyond those of the column or of a batch"}));
+           " it has keys beyond its range", " it has codes or values beyond the range of the column or of a batch"}));
 }
 
 } // namespace
