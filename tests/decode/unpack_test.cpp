@@ -5,6 +5,7 @@
 #include <cstring>
 #include <numeric>
 
+#include "tests/support/bytes.hpp"
 #include "tests/support/column.hpp"
 #include "tests/support/implementation.hpp"
 
@@ -40,7 +41,7 @@ protected:
   // Makes one call at a position, compares it with the model, and returns the result of the model.
   vorn_model::unpack_result call(const slot &s, column &from, unpack_form form, const std::vector<uint32_t> &rows,
                                  uint8_t flags, vorn_model::unpack_position at, uint32_t room) {
-    const auto expected = vorn_model::unpack(from.model, form, rows, at, room);
+    auto expected = vorn_model::unpack(from.model, form, rows, at, room);
     const unsigned size = element_size(s.width(), flags);
     const size_t written = expected.codes.size();
     const size_t capacity = form == unpack_form::list ? written : room;
@@ -82,11 +83,11 @@ protected:
       std::memcpy(&codes[i], out + i * size, size);
     EXPECT_EQ(codes, expected.codes) << where();
     EXPECT_EQ(code, written == 0 ? uint32_t{VORN_RESULT_EMPTY} : uint32_t{VORN_RESULT_DONE}) << where();
-    EXPECT_EQ(std::memcmp(&res, &res_after, sizeof res), 0) << where() << " number " << res.vorn_cv_popc;
+    EXPECT_EQ(vorn_test::bytes_of(res), vorn_test::bytes_of(res_after)) << where() << " number " << res.vorn_cv_popc;
     const vorn_model::unpack_position reached = {aux.vorn_aux_start_slot, aux.vorn_aux_run_idx, aux.vorn_aux_run_end};
     EXPECT_EQ(reached, expected.position) << where();
     EXPECT_EQ(aux.vorn_aux_op_bits[1], expected.selective ? 0x40 : 0) << where();
-    EXPECT_EQ(std::memcmp(&src_before, &from.src, sizeof src_before), 0) << where();
+    EXPECT_EQ(vorn_test::bytes_of(src_before), vorn_test::bytes_of(from.src)) << where();
     EXPECT_TRUE(output.intact(capacity * size)) << where();
     EXPECT_TRUE(std::all_of(out + written * size, out + capacity * size, [](uint8_t b) { return b == 0xab; }))
         << where();

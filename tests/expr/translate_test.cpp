@@ -18,8 +18,10 @@ uint32_t get(const void *array, unsigned bits, uint64_t i) {
 }
 void put(std::string &array, unsigned bits, uint64_t i, uint32_t entry) {
   const uint32_t changed = (get(array.data(), bits, i) ^ entry) << i * bits % 8;
-  for (uint64_t byte = 0; byte < (bits + 7) / 8; ++byte)
-    array[i * bits / 8 + byte] ^= static_cast<char>(changed >> 8 * byte);
+  for (uint64_t byte = 0; byte < (bits + 7) / 8; ++byte) {
+    char &stored = array[i * bits / 8 + byte];
+    stored = static_cast<char>(stored ^ static_cast<char>(changed >> 8 * byte));
+  }
 }
 
 // The keys are `span` numbers from base on.  A page has mask + 1 entries; only ind has several pages.

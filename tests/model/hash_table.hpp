@@ -2,6 +2,7 @@
 #pragma once
 
 #include <algorithm>
+#include <bit>
 #include <cstdint>
 #include <cstring>
 #include <utility>
@@ -55,7 +56,7 @@ struct hash_table {
     const uint64_t bucket = cut(hash, ht.vorn_ht_bucket_hi_bit + 1U) >> 8 * layout.tag_size;
     std::vector<uint8_t *> buckets = {copy_of(ht.vorn_ht_tables[partition(hash, part)]) + 64 * bucket};
     while (*buckets.back() & 0x80)
-      buckets.push_back(copy_of(reinterpret_cast<void *>(number(buckets.back() + 56, 8))));
+      buckets.push_back(copy_of(std::bit_cast<void *>(number(buckets.back() + 56, 8))));
     return buckets;
   }
 

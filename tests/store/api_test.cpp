@@ -43,8 +43,8 @@ public:
   }
   integer_batch(const integer_batch &) = delete;
 
-  ArrowSchema schema;
-  ArrowArray batch;
+  ArrowSchema schema = {};
+  ArrowArray batch = {};
 
 private:
   template <class Record>
@@ -56,9 +56,9 @@ private:
   std::vector<uint8_t> valid_;
   const void *buffers_[2] = {valid_.data(), numbers_.data()};
   const void *no_bitmap_[1] = {};
-  ArrowSchema field_;
+  ArrowSchema field_ = {};
   ArrowSchema *fields_[1] = {&field_};
-  ArrowArray array_;
+  ArrowArray array_ = {};
   ArrowArray *arrays_[1] = {&array_};
 };
 

@@ -26,8 +26,8 @@ uint64_t below(generator &random, uint64_t limit) { return random() % limit; }
 
 // Keys of the two tables, made of a number r that differs from row to row.
 struct key_maker {
-  const char *first;
-  const char *second;
+  const char *first = nullptr;
+  const char *second = nullptr;
   bool is_stored_itself = false; // in some loads
   uint64_t many_rows = 4;        // of the second table, beside a first one of more than a batch
 };

@@ -34,8 +34,8 @@ constexpr const char *second_sql =
     "SELECT 'k' || (i + 5) AS k, nullif((r % 4)::INT, 2) AS u, (r % 90)::DOUBLE / 9 AS w";
 
 struct query {
-  const char *columns;    // that are shown, or grouped by where something is asked of groups
-  const char *aggregates; // letters c, s and a before the column
+  const char *columns = nullptr;    // that are shown, or grouped by where something is asked of groups
+  const char *aggregates = nullptr; // letters c, s and a before the column
   const char *order = "";
   const char *where = "";
   std::optional<uint64_t> limit = {};

@@ -46,7 +46,7 @@ struct dice {
 
 // Values of a number without a sign, as SQL makes them.
 constexpr struct value_maker {
-  const char *name, *sql;
+  const char *name = nullptr, *sql = nullptr;
   uint32_t forms = 5; // of storage, the first ones, that may hold it without NULL
 } makers[] = {
     {"flag", "{0} % 2 = 0"},

@@ -80,7 +80,8 @@ TEST_F(saved_test, refuses_what_is_foreign_or_damaged) {
   std::mt19937 random(7);
   for (int round = 0; round < 1500; ++round) {
     std::string bytes = whole;
-    bytes[random() % bytes.size()] ^= static_cast<char>(1U << random() % 8);
+    char &damaged = bytes[random() % bytes.size()];
+    damaged = static_cast<char>(damaged ^ static_cast<char>(1U << random() % 8));
     EXPECT_THAT(content(bytes), testing::AnyOf("", content(whole))); // the bytes after the sections are not read
     EXPECT_EQ(content(bytes.substr(0, random() % bytes.size())), "");
   }

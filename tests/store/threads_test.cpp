@@ -100,7 +100,7 @@ protected:
   }
 
   vorn_host::environment env;
-  vorn_ctx ctx;
+  vorn_ctx ctx = {};
   const std::vector<column_info> infos = {{"x", "DOUBLE", type_of("DOUBLE")}, {"k", "DOUBLE", type_of("DOUBLE")}};
   const column_names names = infos;
   column_map first, second;

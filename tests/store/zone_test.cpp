@@ -37,6 +37,7 @@ column stored(const std::vector<row> &rows, encoding form) {
   out.type.kind = value_kind::integer;
   if (form == encoding::fixed || form == encoding::dynp) {
     std::vector<int64_t> keys;
+    keys.reserve(rows.size());
     for (const row &r : rows)
       keys.push_back(r.value());
     store_keys(out, keys, form);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <algorithm>
+#include <string_view>
 
 #include "tests/support/implementation.hpp"
 #include "tests/support/random.hpp"
@@ -18,7 +19,8 @@ std::string bytes_of(Number... numbers) {
 
 template <class Record>
 bool same(const Record &a, const Record &b) {
-  return std::memcmp(&a, &b, sizeof a) == 0;
+  const auto bytes = [](const Record &of) { return std::string_view(reinterpret_cast<const char *>(&of), sizeof of); };
+  return bytes(a) == bytes(b);
 }
 
 struct kernel_test : implementation_test {
