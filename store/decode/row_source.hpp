@@ -89,7 +89,7 @@ private:
   std::vector<const column *> columns_;
   std::shared_ptr<const selection> selected_;
   plan_step *told_; // null where nothing is explained
-  row_steps steps_; // that are told
+  row_steps steps_; // the metrics count these steps
   std::vector<row_reader> readers_;
   std::vector<std::span<const cell>> cells_;
 };
