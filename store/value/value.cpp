@@ -16,13 +16,13 @@ namespace store {
 
 namespace {
 
-constexpr uint64_t sign_bit = uint64_t{1} << 63;
+constexpr uint64_t top_bit = uint64_t{1} << 63;
 
 // The bits of positive reals sort as the reals do; the bits of negative reals sort in reverse.
 int64_t reorder_negative(int64_t bits) { return bits < 0 ? bits ^ std::numeric_limits<int64_t>::max() : bits; }
 
 // Reads "DECIMAL(18,3)".
-std::optional<column_type> decimal_type(std::string_view sql_type) {
+std::optional<column_type> parsed_decimal(std::string_view sql_type) {
   constexpr std::string_view name = "DECIMAL(";
   const size_t comma = sql_type.find(',');
   if (!sql_type.starts_with(name) || comma == sql_type.npos)
@@ -73,7 +73,7 @@ std::optional<column_type> type_of(std::string_view sql_type) {
   for (const auto &[name, type] : types)
     if (name == sql_type)
       return type;
-  return decimal_type(sql_type);
+  return parsed_decimal(sql_type);
 }
 
 wide_key wide_key_of(__int128 number) {
@@ -100,7 +100,7 @@ int64_t real_key(double real) {
 
 double real_of_key(int64_t key) { return std::bit_cast<double>(reorder_negative(key)); }
 
-int64_t natural_key(uint64_t number) { return static_cast<int64_t>(number ^ sign_bit); }
-uint64_t natural_of_key(int64_t key) { return static_cast<uint64_t>(key) ^ sign_bit; }
+int64_t natural_key(uint64_t number) { return static_cast<int64_t>(number ^ top_bit); }
+uint64_t natural_of_key(int64_t key) { return static_cast<uint64_t>(key) ^ top_bit; }
 
 } // namespace store
