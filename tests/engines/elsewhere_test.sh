@@ -6,10 +6,11 @@
 #
 # VORN_EMULATOR is a program, with options of its own if need be, that runs its arguments on an emulated processor where the
 # real one would not do: [--cpu MODEL] [--file FILE]... [--env NAME=VALUE]... PROGRAM [ARGUMENT]..., where files go along.
+# VORN_TEST_LIBRARIES is the folder of the library where that is not the folder of TEST.
 # Emulated processors are slow, so that fewer cases are drawn.  Ends with 77 where no such processor is at hand.
 set -eu
 test=$1 library=$2 kind=${3:-} model=${4:-}
-folder=$(dirname "$test")
+folder=${VORN_TEST_LIBRARIES:-$(dirname "$test")}
 filter=--gtest_filter="*/$library:*/${library}_without_vbmi"
 
 case $kind in

@@ -4,6 +4,7 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <ostream>
@@ -18,7 +19,7 @@ struct implementation {
   const char *name;
   const char *library;
   uint32_t capability;     // 0 for generic
-  const char *folder = ""; // of the library, below the folder of the program
+  const char *folder = ""; // of the library, below library_folder()
 };
 
 inline std::ostream &operator<<(std::ostream &out, const implementation &which) { return out << which.name; }
@@ -37,12 +38,18 @@ inline bool runs_here(const implementation &which) {
   return which.capability == 0 || (cpucap_query(which.capability, answer) == 0 && answer[0] == 0 && answer[2] == 1);
 }
 
+// The libraries are beside the program, or where VORN_TEST_LIBRARIES says: another compiler's pass the same tests.
+inline std::filesystem::path library_folder() {
+  const char *const folder = std::getenv("VORN_TEST_LIBRARIES");
+  return folder != nullptr ? folder : std::filesystem::read_symlink("/proc/self/exe").parent_path();
+}
+
 // The record as the process starts with it.
 inline const vorn_global_ctx_t initial_global_ctx = vorn_global_ctx;
 
 // Puts an implementation in force and proves it.  Nothing unloads a library, so tests restore the initial record.
 inline void put_in_force(const implementation &which, vorn_host::environment &env) {
-  const std::filesystem::path folder = std::filesystem::read_symlink("/proc/self/exe").parent_path() / which.folder;
+  const std::filesystem::path folder = library_folder() / which.folder;
   vorn_global_ctx = initial_global_ctx;
   vorn_ctx ctx = env.context();
   if (which.capability != 0) {
