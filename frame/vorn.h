@@ -223,6 +223,7 @@
  *     ENTRY: src1 missing burst resvec       a run-length source has a null vorn_enc_ctx_burst_res_bv
  *     ENTRY: ... encoding does not match     the constant and the source have different vorn_enc_ctx_type
  *     ENTRY: src2 is not constant            the constant lacks VORN_CONST
+ *     ENTRY: slot without a kernel           operation and encoding of the call have no kernel; nothing is written
  *     ENTRY: vxl check ...                   the self-check found a difference between two implementations
  */
 #ifndef VORN_H
@@ -256,7 +257,7 @@ enum {
   VORN_RESULT_PROBE_FULL = 7,        /**< the output of the probe is full; resume */
   VORN_RESULT_TRANSPOSE_FULL = 8,    /**< the output of the transposition is full; resume */
   VORN_RESULT_OUTPUT_FULL = 9,       /**< the output of gather or group keys is full; resume */
-  VORN_RESULT_NO_IMPLEMENTATION = 10 /**< the slot is empty, or the layout is not supported */
+  VORN_RESULT_NO_IMPLEMENTATION = 10 /**< the slot has no kernel, or the layout is not supported */
 };
 
 /** @} */
@@ -295,8 +296,11 @@ enum {
 enum { VORN_ENC_FIXED = 0, VORN_ENC_DICT = 1, VORN_ENC_DYNP = 2, VORN_ENC_RLE = 3 };
 
 /**
- * Number of slots of the dispatch table. An entry point calls the slot of its operation and encoding without a test. A
- * call through an empty slot ends the process. A host that is not sure asks first:
+ * Number of slots of the dispatch table. An entry point runs the slot of its operation and encoding. An empty slot has
+ * no kernel. A call that needs an empty slot is a wrong call: the entry point reports it, writes nothing and returns
+ * VORN_RESULT_NO_IMPLEMENTATION. An opcode of another entry point is reported in the same way. The values of the report
+ * are the name of the operation, the number of the slot, and the width and flags of the encoding context. A host that
+ * is not sure asks first:
  *
  *     uint32_t index = (enc.vorn_enc_ctx_type & 0xff) << 5 | VORN_OPC_SET;
  *     if (vorn_global_ctx.vorn_global_ctx_dispatch[index].binary != NULL)
@@ -755,7 +759,8 @@ struct vorn_global_ctx_t {
   vorn_run_op *vorn_lbiwvrun_dydi;
   vorn_runs_op *vorn_lbiwvruns_dydi;
 
-  /** The kernels of the entry points with the same names without _dydi. */
+  /** The kernels of the entry points with the same names without _dydi. When a slot is null, its entry point returns
+   * VORN_RESULT_NO_IMPLEMENTATION and does nothing. Without a block decoder vorn_qpak_decode asks the host. */
   uint32_t (*vorn_bloom_dydi)(vorn_cv *res, vorn_cv *src, vorn_cv *filter, vorn_aux *aux);
   uint32_t (*vorn_spatial_pip_dydi)(vorn_cv *res, vorn_cv *xs, vorn_cv *ys, vorn_cv *px, vorn_cv *py, vorn_aux *aux);
   uint32_t (*vorn_groupkey_dydi)(vorn_cv *res, uint32_t *nkeys, vorn_cv *cols, uint32_t ncols, vorn_cv *tmp,
@@ -1049,7 +1054,8 @@ VORN_API void vorn_stats_dump(const vorn_ctx *ctx, uint32_t only_called);
 /** @defgroup builders Builders
  *
  * A builder stores its arguments in a record of the caller. It copies no arrays, so arrays must outlive the record. A
- * builder reports nothing. A value outside its limits is a fatal assertion.
+ * builder reports nothing. A value outside its limits is a fatal assertion. The assertion names the value, as in
+ * "vorn_convert_width(33)".
  *  @{ */
 
 /** Stores the arguments in the fields of the same names and sets vorn_cv_popc to 0. Does not write vorn_cv_autorid and
@@ -1174,11 +1180,12 @@ VORN_API void vorn_build_cla_1_ub2(uint32_t *res, uint32_t res_len, const void *
  * dropped: vorn_aux_filter_bv is null after the call.
  *
  * Returns: VORN_RESULT_DONE, VORN_RESULT_EMPTY or the result of the burst. VORN_RESULT_REFUSED, with nothing written,
- * for a length code that was reported.
+ * for a length code that was reported. VORN_RESULT_NO_IMPLEMENTATION, with nothing written, for a slot without a
+ * kernel.
  *
  * Reports: an unaligned res, src or filter; an inverted filter; different types; a constant without VORN_CONST; a
- * run-length source without vorn_enc_ctx_burst_res_bv; a wrong length code; a stream that cannot be decompressed; a
- * failed self-check.
+ * run-length source without vorn_enc_ctx_burst_res_bv; a slot without a kernel; a wrong length code; a stream that
+ * cannot be decompressed; a failed self-check.
  *
  * Memory: the first call on a block-compressed source stores a buffer of vorn_ctx_alloc in *vorn_cv_stream_slot. The
  * buffer belongs to the host.
@@ -1221,18 +1228,19 @@ VORN_API uint32_t vorn_ge_le(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, co
  * Selects the rows whose dictionary code is a member of a set.
  *
  * Operands:
- *   - src: as for vorn_cmp, with VORN_DICT. There is no kernel for VORN_NULLS and for the width 64. Their slots are
- *     empty, and the call ends the process.
+ *   - src: as for vorn_cmp, with VORN_DICT. There is no kernel for VORN_NULLS and for the width 64.
  *   - set: only vorn_cv_bv is read. It has one bit per code, is aligned to VORN_JOIN_BITWVEC_ALIGN, and covers every
  *     code that the column can contain. Code 0 counts like any other code.
  *   - aux: as for vorn_cmp.
  *
  * Writes: as vorn_cmp. The mask of src is not applied: vorn_cv_mask_bv of src is null after the call.
  *
- * Returns: VORN_RESULT_DONE, VORN_RESULT_EMPTY or the result of the burst.
+ * Returns: VORN_RESULT_DONE, VORN_RESULT_EMPTY or the result of the burst. VORN_RESULT_NO_IMPLEMENTATION, with nothing
+ * written, for a slot without a kernel.
  *
  * Reports: an unaligned res, src, set or filter; an inverted filter; a source without VORN_DICT; a run-length source
- * without vorn_enc_ctx_burst_res_bv; a stream that cannot be decompressed; a failed self-check.
+ * without vorn_enc_ctx_burst_res_bv; a slot without a kernel; a stream that cannot be decompressed; a failed
+ * self-check.
  *
  * Memory: as vorn_cmp.
  */
@@ -1261,10 +1269,11 @@ VORN_API uint32_t vorn_convert_rowz_pcode(uint8_t code);
  * is NULL. When the dictionary has one length and the length is 0, all values are NULL and vals is not written.
  * vorn_cv_popc becomes n, and vorn_aux_start_slot becomes the last row.
  *
- * Returns: VORN_RESULT_DONE, or VORN_RESULT_NO_IMPLEMENTATION for an unknown vorn_enc_ctx_dict_layout.
+ * Returns: VORN_RESULT_DONE. VORN_RESULT_NO_IMPLEMENTATION, with nothing written, for a slot without a kernel and for
+ * an unknown vorn_enc_ctx_dict_layout.
  *
- * Reports: an unaligned src; a source without VORN_DICT; a null aux; an inverted filter; a stream that cannot be
- * decompressed.
+ * Reports: an unaligned src; a source without VORN_DICT; a null aux; an inverted filter; a slot without a kernel; a
+ * stream that cannot be decompressed.
  *
  * Memory: the addresses point into the dictionary of the host. A block-compressed source: as vorn_cmp.
  */
@@ -1297,16 +1306,18 @@ VORN_API uint32_t vorn_decode_is_vorn_dict_type_supported(uint32_t layout);
  * When aux has neither a filter nor a list, every run must have at least one row. An empty run makes wrong codes, or
  * the call writes before vals. With a filter or a list, and in predicates and bursts, a run may be empty.
  *
- * Returns: VORN_RESULT_DONE, or VORN_RESULT_EMPTY when nothing was written.
+ * Returns: VORN_RESULT_DONE, or VORN_RESULT_EMPTY when nothing was written. VORN_RESULT_NO_IMPLEMENTATION, with nothing
+ * written, for a slot without a kernel.
  *
- * Reports: an unaligned res or src; a source without VORN_DICT; a null aux; an inverted filter; over runs an empty
- * list; a stream that cannot be decompressed.
+ * Reports: an unaligned res or src; a source without VORN_DICT; a null aux; an inverted filter; a slot without a
+ * kernel; over runs an empty list; a stream that cannot be decompressed.
  *
  * Memory: a block-compressed source: as vorn_cmp.
  */
 VORN_API uint32_t vorn_decode_unpack(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, vorn_aux *aux);
 
-/** vorn_decode_unpack by the generic kernel and without the checks. The host sets vorn_aux_ctx. */
+/** vorn_decode_unpack by the generic kernel and without the checks. Reports only a slot without a kernel. The host sets
+ * vorn_aux_ctx. */
 VORN_API uint32_t vorn_dispatch_decode_unpack(vorn_cv *res, vorn_cv *src, vorn_aux *aux);
 
 /**
@@ -1325,7 +1336,7 @@ VORN_API uint32_t vorn_dispatch_decode_unpack(vorn_cv *res, vorn_cv *src, vorn_a
  *
  * Returns: as vorn_decode.
  *
- * Reports: a source without VORN_DICT; a null aux; an inverted filter.
+ * Reports: a source without VORN_DICT; a null aux; an inverted filter; a slot without a kernel.
  *
  * Memory: as vorn_decode. The codes are never block-compressed.
  */
@@ -1358,9 +1369,11 @@ VORN_API uint32_t vorn_prefix_decode_dydi(vorn_cv *res, vorn_cv *src, vorn_aux *
  *
  * Writes: bv and popc of res.
  *
- * Returns: VORN_RESULT_DONE or VORN_RESULT_EMPTY.
+ * Returns: VORN_RESULT_DONE or VORN_RESULT_EMPTY. VORN_RESULT_NO_IMPLEMENTATION, with nothing written, for a slot
+ * without a kernel; a predicate that called the burst has then written vorn_enc_ctx_burst_res_bv and popc of res.
  *
- * Reports: a source without VORN_RLE; an unaligned res, filter, run lengths or CLA. If the reporter returns, a source
+ * Reports: a source without VORN_RLE; an unaligned res, filter, run lengths or CLA; a slot without a kernel, with the
+ * width of the run lengths. If the reporter returns, a source
  * without VORN_RLE is a fatal assertion. A filter that is vorn_cv_bv of res is one too.
  */
 VORN_API uint32_t vorn_decode_rle_burst(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, vorn_aux *aux);
@@ -1710,9 +1723,11 @@ VORN_API uint32_t vorn_bloom_dydi(vorn_cv *res, vorn_cv *src, vorn_cv *filter, v
  * 32 and codes in the processor's order, and vorn_aux_xlate_tbl is the table. Each uint32_t at vals of res grows by the
  * entry of the row times vorn_aux_xlate_n.
  *
- * Returns: VORN_RESULT_DONE, always.
+ * Returns: VORN_RESULT_DONE, whatever the kernel returns. VORN_RESULT_NO_IMPLEMENTATION, with nothing written, for a
+ * slot without a kernel.
  *
- * Reports: an unaligned res or filter; a null aux; a source without the width 32; a failed self-check.
+ * Reports: an unaligned res or filter; a null aux; a source without the width 32; a slot without a kernel, with the
+ * width and flags of the context of tbl; a failed self-check.
  */
 VORN_API uint32_t vorn_xlate(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, const vorn_cv *tbl, vorn_aux *aux);
 
@@ -1731,9 +1746,11 @@ VORN_API uint32_t vorn_xlate(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, co
  * vorn_aux_start_slot does not change: after VORN_RESULT_OUTPUT_FULL the host finds the next row by the number of keys.
  *
  * Returns: VORN_RESULT_DONE; VORN_RESULT_OUTPUT_FULL when rows remain; with nothing written VORN_RESULT_REFUSED for a
- * column without VORN_DICT, and VORN_RESULT_KEY_SPACE when the number of possible keys exceeds 2^32 - 1.
+ * column without VORN_DICT, VORN_RESULT_KEY_SPACE when the number of possible keys exceeds 2^32 - 1, and
+ * VORN_RESULT_NO_IMPLEMENTATION for a column that vorn_decode_unpack has no kernel for.
  *
- * Reports: an unaligned res; a null aux; an inverted filter; a stream that cannot be decompressed.
+ * Reports: an unaligned res; a null aux; an inverted filter; a column without an unpack kernel; a stream that cannot be
+ * decompressed.
  *
  * Memory: scratch of vorn_ctx_stack_alloc, freed before the call returns.
  */
@@ -1766,9 +1783,10 @@ VORN_API uint32_t vorn_gby_sum(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, 
  * Writes: a native number per row to vals of res. vals of res may be vals of an operand. With VORN_AUX_SUM vals of res
  * is one accumulator, and the sum of the rows is added to it.
  *
- * Returns: VORN_RESULT_DONE, or VORN_RESULT_NO_IMPLEMENTATION for a kind that was reported.
+ * Returns: VORN_RESULT_DONE, or VORN_RESULT_NO_IMPLEMENTATION, with nothing written, for a kind or an opcode that was
+ * reported.
  *
- * Reports: a kind that is neither float nor double.
+ * Reports: a kind that is neither float nor double; another opcode, as a slot without a kernel.
  */
 VORN_API uint32_t vorn_arith(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *left, const vorn_cv *right, vorn_aux *aux,
                              uint32_t opcode);
