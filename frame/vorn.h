@@ -871,7 +871,7 @@ struct vorn_global_ctx_t {
  *     VORN_LV          per row a 16-bit length and the value
  *     VORN_LP_SEP      a 64-bit pointer per row; vorn_cv_lens has a 16-bit length per row
  *     VORN_LP          16 bytes a row: 16-bit length, 6 bytes that are not read, 64-bit pointer
- *     VORN_HASH_VALUES a 64-bit hash value per row, used without change; big-endian for vorn_bloom alone
+ *     VORN_HASH_VALUES a 64-bit hash value per row, used without change; big-endian for vorn_bloom and vorn_xlate
  *     VORN_GD          a 32-bit code per row; the value is the 4 bytes of the code
  *     VORN_HASHRID     16 bytes a row: 64-bit row identifier, 64-bit hash value
  *     VORN_HASHGDRID   24 bytes a row: 64-bit hash value, 32-bit code, 4 bytes that are not read, 64-bit row identifier
