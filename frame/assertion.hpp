@@ -3,6 +3,8 @@
 
 #undef NDEBUG // __assert_fail is declared only without it
 #include <cassert>
+#include <cstdint>
+#include <cstdio>
 
 #include "frame/level.hpp"
 
@@ -13,10 +15,18 @@ namespace vorn::inline VORN_LEVEL {
   __assert_fail(expression, source, line, function);
 }
 
+// Names a wrong number, such as a width, after the function: "vorn_convert_width(33): Assertion `0' failed".
+[[noreturn, gnu::noinline, gnu::cold]] inline void fail_for_number(int64_t number, const char *source, unsigned line,
+                                                                   const char *function) {
+  char call[64];
+  std::snprintf(call, sizeof call, "%s(%lld)", function, static_cast<long long>(number));
+  fail_assertion("0", source, line, call);
+}
+
 } // namespace vorn::inline VORN_LEVEL
 
 // Prints the text as the failed expression.  The text is a parameter because it may differ from the condition.
 #define VORN_ASSERT(condition, text, source)                                                                           \
   ((condition) ? void(0) : vorn::fail_assertion(text, source, __LINE__, __func__))
-// Marks a place that no legal call reaches.
-#define VORN_UNREACHABLE(source) vorn::fail_assertion("0", source, __LINE__, __func__)
+// Marks a place that only a wrong number leads to.
+#define VORN_INVALID_NUMBER(number, source) vorn::fail_for_number(number, source, __LINE__, __func__)

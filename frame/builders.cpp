@@ -198,7 +198,7 @@ void vorn_build_minor_encoding_type(vorn_enc_ctx *enc) {
     return;
   const uint32_t width = enc->vorn_enc_ctx_rle_width;
   if (width != 8 && width != 16)
-    VORN_UNREACHABLE(source);
+    VORN_INVALID_NUMBER(width, source);
   const uint32_t code = vorn::width_code(enc->vorn_enc_ctx_rle_cla != nullptr ? width : width - 1);
   enc->vorn_enc_ctx_minor_type = code << 2 | VORN_ENC_RLE;
 }
@@ -206,7 +206,7 @@ void vorn_build_minor_encoding_type(vorn_enc_ctx *enc) {
 uint8_t vorn_convert_width(uint32_t width) {
   const uint8_t code = vorn::width_code(width);
   if (code == vorn::no_width_code)
-    VORN_UNREACHABLE(source);
+    VORN_INVALID_NUMBER(width, source);
   return code;
 }
 
@@ -223,13 +223,13 @@ uint8_t vorn_xlate_convert_width(int32_t width) {
   case 4:
     return 4;
   default:
-    VORN_UNREACHABLE(source);
+    VORN_INVALID_NUMBER(width, source);
   }
 }
 
 uint8_t vorn_xlate_convert_type(uint32_t kind) {
   if (kind < 1 || kind > 3)
-    VORN_UNREACHABLE(source);
+    VORN_INVALID_NUMBER(kind, source);
   return static_cast<uint8_t>(kind - 1);
 }
 

@@ -6,16 +6,13 @@
 
 #include "frame/operations.hpp"
 #include "frame/raise.hpp"
+#include "frame/slots.hpp"
 #include "frame/trace.hpp"
 #include "frame/vorn.h"
 
 namespace vorn {
 
 inline bool over_runs(const vorn_cv &src) { return src.vorn_cv_encoding_context->vorn_enc_ctx_flags & VORN_RLE; }
-
-inline uint32_t dispatch_index(uint64_t type_code, uint32_t opcode) {
-  return static_cast<uint32_t>(type_code & 0xff) << 5 | opcode;
-}
 
 // The caller takes the alignment from the record in force.
 inline bool is_aligned(const void *address, uint64_t alignment) {
@@ -92,16 +89,15 @@ public:
     enc.vorn_enc_ctx_burst_fn = vorn_decode_rle_burst;
   }
 
-  // A predicate over a run-length source is evaluated once per run.  A filter of rows has no meaning there and is
-  // dropped.
-  void check_filter(const vorn_cv &src, vorn_aux *aux, const char *not_aligned, const char *inverted) const {
+  void check_filter(const vorn_aux *aux, const char *not_aligned, const char *inverted) const {
     if (aux == nullptr)
       return;
     check_aligned(aux->vorn_aux_filter_bv, vorn_global_ctx.VORN_BITWVEC_ALIGN, not_aligned);
     check(aux->vorn_aux_filter_bv == nullptr || !(aux->vorn_aux_flags & VORN_AUX_INVERT_FILTER), inverted, aux);
-    drop_filter_over_runs(src, aux);
   }
 
+  // A predicate over a run-length source is evaluated once per run.  A filter of rows has no meaning there and is
+  // dropped.
   void drop_filter_over_runs(const vorn_cv &src, vorn_aux *aux) const {
     if (aux != nullptr && over_runs(src))
       aux->vorn_aux_filter_bv = nullptr;
@@ -160,11 +156,27 @@ public:
   }
 
   uint32_t force_generic() const { return (ctx_.vorn_ctx_flags & VORN_CTX_FORCE_GENERIC) ? 1 : 0; }
-  bool has_self_check() const { return !force_generic() && (ctx_.vorn_ctx_flags & VORN_CTX_SELF_CHECK); }
+  bool has_self_check() const {
+    if (!force_generic() && (ctx_.vorn_ctx_flags & VORN_CTX_SELF_CHECK)) [[unlikely]]
+      return true;
+    return false;
+  }
 
-  // The kernel of an entry without a self-check.
+  // Whether a slot that the call would run is empty.  An entry asks after its checks and before it writes anything.
+  bool lacks_kernel(uint32_t index) const {
+    return is_empty(kernel(index)) || (has_self_check() && is_empty(vorn_dispatch_table[index]));
+  }
+
+  // The end of a call that lacks a kernel: reports it and returns the result of the call.
+  uint32_t report_no_kernel(const char *message, const wanted_slot &slot) const {
+    return report_empty_slot(ctx_, message, slot);
+  }
+
+  // The kernel that gives the result of the call.
   const vorn_kernel &kernel(uint32_t index) const {
-    return (force_generic() ? vorn_dispatch_table : vorn_global_ctx.vorn_global_ctx_dispatch)[index];
+    if (force_generic()) [[unlikely]]
+      return vorn_dispatch_table[index];
+    return vorn_global_ctx.vorn_global_ctx_dispatch[index];
   }
 
   // The dispatch rule: the generic kernel if it is forced, both kernels under the self-check, else the kernel in force.

@@ -120,12 +120,12 @@ template <class... Values>
 #define VORN_TEXT_OF_(x) #x
 #define VORN_TEXT_OF(x)  VORN_TEXT_OF_(x)
 
-// A trace point with a line of vorn::lines, at the place of the macro.
+// A trace point with a line of vorn::lines, at the place of the macro.  It is static, so that a call stores nothing for
+// it.
 #define VORN_POINT(what)                                                                                               \
-  vorn::trace_point {                                                                                                  \
-    vorn::lines::what.level, __LINE__, [] {                                                                            \
-      static constexpr auto text =                                                                                     \
-          vorn::trace_text(__FILE__ ":" VORN_TEXT_OF(__LINE__) "\x01", vorn::lines::what.format);                      \
-      return text.data();                                                                                              \
-    }()                                                                                                                \
-  }
+  ([]() -> const vorn::trace_point & {                                                                                 \
+    static constexpr auto text =                                                                                       \
+        vorn::trace_text(__FILE__ ":" VORN_TEXT_OF(__LINE__) "\x01", vorn::lines::what.format);                        \
+    static constexpr vorn::trace_point point = {vorn::lines::what.level, __LINE__, text.data()};                       \
+    return point;                                                                                                      \
+  }())

@@ -177,7 +177,9 @@
  *     the last word is zero. Filters and masks may hold any bits there.
  *  3. Byte order. Stored data is big-endian: packed codes, fixed values, cumulative length arrays. Records, bit
  *     vectors, constant dictionary codes, unpacked codes, row forms and the tables of the joins are in the processor's
- *     order (little-endian).
+ *     order (little-endian). There are two exceptions: vorn_bloom reads hash values as big-endian numbers, and
+ *     vorn_xlate reads keys as big-endian numbers. Both write their results in the processor's order.
+ *     docs/host-duties.md has a table of all steps, and says how to pass the result of one step to the next.
  *  4. Slack. A stream should be readable beyond its last code or value, whether it is compressed or not. The generic
  *     kernels read nothing beyond the end. Specialised kernels may read the slack. The slack in bytes is:
  *
@@ -223,6 +225,7 @@
  *     ENTRY: src1 missing burst resvec       a run-length source has a null vorn_enc_ctx_burst_res_bv
  *     ENTRY: ... encoding does not match     the constant and the source have different vorn_enc_ctx_type
  *     ENTRY: src2 is not constant            the constant lacks VORN_CONST
+ *     ENTRY: slot without a kernel           operation and encoding of the call have no kernel; nothing is written
  *     ENTRY: vxl check ...                   the self-check found a difference between two implementations
  */
 #ifndef VORN_H
@@ -256,7 +259,7 @@ enum {
   VORN_RESULT_PROBE_FULL = 7,        /**< the output of the probe is full; resume */
   VORN_RESULT_TRANSPOSE_FULL = 8,    /**< the output of the transposition is full; resume */
   VORN_RESULT_OUTPUT_FULL = 9,       /**< the output of gather or group keys is full; resume */
-  VORN_RESULT_NO_IMPLEMENTATION = 10 /**< the slot is empty, or the layout is not supported */
+  VORN_RESULT_NO_IMPLEMENTATION = 10 /**< the slot has no kernel, or the layout is not supported */
 };
 
 /** @} */
@@ -295,8 +298,11 @@ enum {
 enum { VORN_ENC_FIXED = 0, VORN_ENC_DICT = 1, VORN_ENC_DYNP = 2, VORN_ENC_RLE = 3 };
 
 /**
- * Number of slots of the dispatch table. An entry point calls the slot of its operation and encoding without a test. A
- * call through an empty slot ends the process. A host that is not sure asks first:
+ * Number of slots of the dispatch table. An entry point runs the slot of its operation and encoding. An empty slot has
+ * no kernel. A call that needs an empty slot is a wrong call: the entry point reports it, writes nothing and returns
+ * VORN_RESULT_NO_IMPLEMENTATION. An opcode of another entry point is reported in the same way. The values of the report
+ * are the name of the operation, the number of the slot, and the width and flags of the encoding context. A host that
+ * is not sure asks first:
  *
  *     uint32_t index = (enc.vorn_enc_ctx_type & 0xff) << 5 | VORN_OPC_SET;
  *     if (vorn_global_ctx.vorn_global_ctx_dispatch[index].binary != NULL)
@@ -755,7 +761,8 @@ struct vorn_global_ctx_t {
   vorn_run_op *vorn_lbiwvrun_dydi;
   vorn_runs_op *vorn_lbiwvruns_dydi;
 
-  /** The kernels of the entry points with the same names without _dydi. */
+  /** The kernels of the entry points with the same names without _dydi. When a slot is null, its entry point returns
+   * VORN_RESULT_NO_IMPLEMENTATION and does nothing. Without a block decoder vorn_qpak_decode asks the host. */
   uint32_t (*vorn_bloom_dydi)(vorn_cv *res, vorn_cv *src, vorn_cv *filter, vorn_aux *aux);
   uint32_t (*vorn_spatial_pip_dydi)(vorn_cv *res, vorn_cv *xs, vorn_cv *ys, vorn_cv *px, vorn_cv *py, vorn_aux *aux);
   uint32_t (*vorn_groupkey_dydi)(vorn_cv *res, uint32_t *nkeys, vorn_cv *cols, uint32_t ncols, vorn_cv *tmp,
@@ -864,7 +871,7 @@ struct vorn_global_ctx_t {
  *     VORN_LV          per row a 16-bit length and the value
  *     VORN_LP_SEP      a 64-bit pointer per row; vorn_cv_lens has a 16-bit length per row
  *     VORN_LP          16 bytes a row: 16-bit length, 6 bytes that are not read, 64-bit pointer
- *     VORN_HASH_VALUES a 64-bit hash value per row, used without change
+ *     VORN_HASH_VALUES a 64-bit hash value per row, used without change; big-endian for vorn_bloom and vorn_xlate
  *     VORN_GD          a 32-bit code per row; the value is the 4 bytes of the code
  *     VORN_HASHRID     16 bytes a row: 64-bit row identifier, 64-bit hash value
  *     VORN_HASHGDRID   24 bytes a row: 64-bit hash value, 32-bit code, 4 bytes that are not read, 64-bit row identifier
@@ -935,7 +942,8 @@ struct vorn_global_ctx_t {
  *     5 -2, dsb, width 16                   00 05 ff fe
  *
  * Bloom map (vorn_bloom). The map is an array of bytes. Bit b of the map is bit b & 7 of byte b >> 3. The hash values
- * that are tested have 32 or 64 bits and are big-endian. The last four bytes of 64 bits count.
+ * that are tested have 32 or 64 bits and are big-endian, unlike the result of vorn_hash. The last four bytes of 64 bits
+ * count.
  */
 
 /** @defgroup data Data
@@ -1049,7 +1057,8 @@ VORN_API void vorn_stats_dump(const vorn_ctx *ctx, uint32_t only_called);
 /** @defgroup builders Builders
  *
  * A builder stores its arguments in a record of the caller. It copies no arrays, so arrays must outlive the record. A
- * builder reports nothing. A value outside its limits is a fatal assertion.
+ * builder reports nothing. A value outside its limits is a fatal assertion. The assertion names the value, as in
+ * "vorn_convert_width(33)".
  *  @{ */
 
 /** Stores the arguments in the fields of the same names and sets vorn_cv_popc to 0. Does not write vorn_cv_autorid and
@@ -1174,11 +1183,12 @@ VORN_API void vorn_build_cla_1_ub2(uint32_t *res, uint32_t res_len, const void *
  * dropped: vorn_aux_filter_bv is null after the call.
  *
  * Returns: VORN_RESULT_DONE, VORN_RESULT_EMPTY or the result of the burst. VORN_RESULT_REFUSED, with nothing written,
- * for a length code that was reported.
+ * for a length code that was reported. VORN_RESULT_NO_IMPLEMENTATION, with nothing written, for a slot without a
+ * kernel.
  *
  * Reports: an unaligned res, src or filter; an inverted filter; different types; a constant without VORN_CONST; a
- * run-length source without vorn_enc_ctx_burst_res_bv; a wrong length code; a stream that cannot be decompressed; a
- * failed self-check.
+ * run-length source without vorn_enc_ctx_burst_res_bv; a slot without a kernel; a wrong length code; a stream that
+ * cannot be decompressed; a failed self-check.
  *
  * Memory: the first call on a block-compressed source stores a buffer of vorn_ctx_alloc in *vorn_cv_stream_slot. The
  * buffer belongs to the host.
@@ -1221,18 +1231,19 @@ VORN_API uint32_t vorn_ge_le(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, co
  * Selects the rows whose dictionary code is a member of a set.
  *
  * Operands:
- *   - src: as for vorn_cmp, with VORN_DICT. There is no kernel for VORN_NULLS and for the width 64. Their slots are
- *     empty, and the call ends the process.
+ *   - src: as for vorn_cmp, with VORN_DICT. There is no kernel for VORN_NULLS and for the width 64.
  *   - set: only vorn_cv_bv is read. It has one bit per code, is aligned to VORN_JOIN_BITWVEC_ALIGN, and covers every
  *     code that the column can contain. Code 0 counts like any other code.
  *   - aux: as for vorn_cmp.
  *
  * Writes: as vorn_cmp. The mask of src is not applied: vorn_cv_mask_bv of src is null after the call.
  *
- * Returns: VORN_RESULT_DONE, VORN_RESULT_EMPTY or the result of the burst.
+ * Returns: VORN_RESULT_DONE, VORN_RESULT_EMPTY or the result of the burst. VORN_RESULT_NO_IMPLEMENTATION, with nothing
+ * written, for a slot without a kernel.
  *
  * Reports: an unaligned res, src, set or filter; an inverted filter; a source without VORN_DICT; a run-length source
- * without vorn_enc_ctx_burst_res_bv; a stream that cannot be decompressed; a failed self-check.
+ * without vorn_enc_ctx_burst_res_bv; a slot without a kernel; a stream that cannot be decompressed; a failed
+ * self-check.
  *
  * Memory: as vorn_cmp.
  */
@@ -1261,10 +1272,11 @@ VORN_API uint32_t vorn_convert_rowz_pcode(uint8_t code);
  * is NULL. When the dictionary has one length and the length is 0, all values are NULL and vals is not written.
  * vorn_cv_popc becomes n, and vorn_aux_start_slot becomes the last row.
  *
- * Returns: VORN_RESULT_DONE, or VORN_RESULT_NO_IMPLEMENTATION for an unknown vorn_enc_ctx_dict_layout.
+ * Returns: VORN_RESULT_DONE. VORN_RESULT_NO_IMPLEMENTATION, with nothing written, for a slot without a kernel and for
+ * an unknown vorn_enc_ctx_dict_layout.
  *
- * Reports: an unaligned src; a source without VORN_DICT; a null aux; an inverted filter; a stream that cannot be
- * decompressed.
+ * Reports: an unaligned src; a source without VORN_DICT; a null aux; an inverted filter; a slot without a kernel; a
+ * stream that cannot be decompressed.
  *
  * Memory: the addresses point into the dictionary of the host. A block-compressed source: as vorn_cmp.
  */
@@ -1297,23 +1309,26 @@ VORN_API uint32_t vorn_decode_is_vorn_dict_type_supported(uint32_t layout);
  * When aux has neither a filter nor a list, every run must have at least one row. An empty run makes wrong codes, or
  * the call writes before vals. With a filter or a list, and in predicates and bursts, a run may be empty.
  *
- * Returns: VORN_RESULT_DONE, or VORN_RESULT_EMPTY when nothing was written.
+ * Returns: VORN_RESULT_DONE, or VORN_RESULT_EMPTY when nothing was written. VORN_RESULT_NO_IMPLEMENTATION, with nothing
+ * written, for a slot without a kernel.
  *
- * Reports: an unaligned res or src; a source without VORN_DICT; a null aux; an inverted filter; over runs an empty
- * list; a stream that cannot be decompressed.
+ * Reports: an unaligned res or src; a source without VORN_DICT; a null aux; an inverted filter; a slot without a
+ * kernel; over runs an empty list; a stream that cannot be decompressed.
  *
  * Memory: a block-compressed source: as vorn_cmp.
  */
 VORN_API uint32_t vorn_decode_unpack(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, vorn_aux *aux);
 
-/** vorn_decode_unpack by the generic kernel and without the checks. The host sets vorn_aux_ctx. */
+/** vorn_decode_unpack by the generic kernel and without the checks. Reports only a slot without a kernel. The host sets
+ * vorn_aux_ctx. */
 VORN_API uint32_t vorn_dispatch_decode_unpack(vorn_cv *res, vorn_cv *src, vorn_aux *aux);
 
 /**
  * Decodes an array of codes, as vorn_decode_unpack writes it, to the outputs of vorn_decode.
  *
  * Operands:
- *   - src: vals, an array of vorn_cv_nrows codes; an encoding context with the dictionary and the width 8, 16 or 32.
+ *   - src: vals, an array of vorn_cv_nrows codes in the processor's order; an encoding context with the dictionary and
+ *     the width 8, 16 or 32.
  *     The elements have this width, or 32 bits with VORN_AUX_UNPACK_UB4. This entry point selects its kernel by the
  *     whole vorn_enc_ctx_type, the others by its low byte. The upper bytes must be zero, as a builder leaves them.
  *   - res: vals, lens and flgs as for vorn_decode; flgs may be null.
@@ -1325,7 +1340,7 @@ VORN_API uint32_t vorn_dispatch_decode_unpack(vorn_cv *res, vorn_cv *src, vorn_a
  *
  * Returns: as vorn_decode.
  *
- * Reports: a source without VORN_DICT; a null aux; an inverted filter.
+ * Reports: a source without VORN_DICT; a null aux; an inverted filter; a slot without a kernel.
  *
  * Memory: as vorn_decode. The codes are never block-compressed.
  */
@@ -1358,9 +1373,11 @@ VORN_API uint32_t vorn_prefix_decode_dydi(vorn_cv *res, vorn_cv *src, vorn_aux *
  *
  * Writes: bv and popc of res.
  *
- * Returns: VORN_RESULT_DONE or VORN_RESULT_EMPTY.
+ * Returns: VORN_RESULT_DONE or VORN_RESULT_EMPTY. VORN_RESULT_NO_IMPLEMENTATION, with nothing written, for a slot
+ * without a kernel; a predicate that called the burst has then written vorn_enc_ctx_burst_res_bv and popc of res.
  *
- * Reports: a source without VORN_RLE; an unaligned res, filter, run lengths or CLA. If the reporter returns, a source
+ * Reports: a source without VORN_RLE; an unaligned res, filter, run lengths or CLA; a slot without a kernel, with the
+ * width of the run lengths. If the reporter returns, a source
  * without VORN_RLE is a fatal assertion. A filter that is vorn_cv_bv of res is one too.
  */
 VORN_API uint32_t vorn_decode_rle_burst(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, vorn_aux *aux);
@@ -1466,9 +1483,10 @@ extern VORN_API vorn_runs_op vorn_lbiwvruns_dydi;              /**< placeholder:
  *     vorn_transpose_...                    prepare a store of values
  *     vorn_gather                           fetches the values of the rows that the pairs name
  *
- * Row forms. The rows of a vector are in one of the row forms. The result of a step is in a row form too, and may be
- * the source of the next step. When a vector has several of these flags, the first flag in the list of the entry point
- * counts.
+ * Row forms. The rows of a vector are in one of the row forms. The result of a step is in a row form too. It may be the
+ * source of the next step, with one exception: vorn_bloom does not read what vorn_hash writes, because vorn_hash writes
+ * numbers in the processor's order and vorn_bloom reads big-endian numbers. vorn_bloom says what a host does about it.
+ * When a vector has several of these flags, the first flag in the list of the entry point counts.
  *
  * Hash function. The library has none. The host passes one to every call that hashes keys. It is a pure function of the
  * bytes, their number and the seed. Its values spread over all 64 bits. It may be null where nothing is hashed. Where
@@ -1493,7 +1511,9 @@ extern VORN_API vorn_runs_op vorn_lbiwvruns_dydi;              /**< placeholder:
  *   - seed: a vector with VORN_HASH_VALUES. With one row its value is the seed of all rows. With any other number of
  *     rows it has a seed for each row of src.
  *
- * Writes: one uint64_t per row to vals of res. No other field of res is read or written.
+ * Writes: one uint64_t per row to vals of res, in the processor's order. No other field of res is read or written.
+ * vorn_ht_build, vorn_ht_probe, vorn_partition and the seed of a further vorn_hash read these numbers. vorn_bloom reads
+ * big-endian numbers instead.
  *
  * Returns: VORN_RESULT_DONE, or VORN_RESULT_REFUSED for another seed or form.
  */
@@ -1512,7 +1532,8 @@ VORN_API uint32_t vorn_hash_implicit(const vorn_ctx *ctx, vorn_cv *res, vorn_cv 
  *     number of bits of a tag. The buckets are zero at first. The room for overflow buckets, 64 bytes each, may hold
  *     any bytes.
  *   - src: the keys, in VORN_HASHRID, VORN_FIXED, VORN_LV_SEP, VORN_LV, VORN_LP_SEP, VORN_LP or VORN_HASH_VALUES. A
- *     table with VORN_HT_GD takes VORN_GD, and for values of 64 bits VORN_HASHGDRID before it.
+ *     table with VORN_HT_GD takes VORN_GD, and for values of 64 bits VORN_HASHGDRID before it. Hash values and codes
+ *     are numbers in the processor's order, as vorn_hash and vorn_partition write them.
  *   - values: with VORN_AUTORID the row identifiers, else an array of uint32_t or uint64_t by the type of the table,
  *     one per row of src. Its number of rows is not read. VORN_HASHRID and VORN_HASHGDRID have the values in their
  *     records.
@@ -1539,14 +1560,14 @@ VORN_API uint32_t vorn_ht_build(const vorn_ctx *ctx, vorn_hash_table *ht, vorn_c
  *
  * Operands:
  *   - src: the keys, in VORN_FIXED, VORN_LV_SEP, VORN_LV, VORN_LP_SEP, VORN_LP or VORN_HASH_VALUES. A table with
- *     VORN_HT_GD takes VORN_GD.
+ *     VORN_HT_GD takes VORN_GD. Hash values and codes are numbers in the processor's order.
  *   - left: the left values of the pairs. With VORN_AUTORID it gives 64-bit row identifiers, else it is an array of
  *     uint32_t or uint64_t by the type of the table. Its number of rows is not read.
  *   - ht, hashfn: the table and the hash function of the build.
  *   - res: vals has room for vorn_cv_nrows pairs.
  *
  * Writes: pairs in VORN_RIDVALUE from the beginning of vals of res, in every call. vorn_cv_nrows becomes the number of
- * pairs.
+ * pairs. vorn_gather reads them.
  *
  * Returns: VORN_RESULT_DONE, also without a pair; VORN_RESULT_REFUSED for another type or form; VORN_RESULT_PROBE_FULL
  * when there is a match without room. The host then takes the pairs, sets vorn_cv_nrows of res to its room and resumes.
@@ -1571,7 +1592,7 @@ VORN_API uint32_t vorn_ht_probe(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src,
  *       - VORN_PB_LV: values in VORN_FIXED, VORN_LV_SEP, VORN_LV, VORN_LP_SEP or VORN_LP;
  *       - VORN_PB_FIXED: VORN_FIXED; rows are as far apart as the width of payload says.
  *
- * Writes: the records, and vorn_pb_cur.
+ * Writes: the records, and vorn_pb_cur. The hash values of src and of the records are in the processor's order.
  *
  * Returns: VORN_RESULT_DONE; VORN_RESULT_REFUSED for another type or combination; VORN_RESULT_PARTITION_FULL when a
  * record does not fit. Then vorn_aux_full_part is the partition of the record. For a payload in VORN_LV or VORN_LV_SEP
@@ -1585,9 +1606,10 @@ VORN_API uint32_t vorn_partition(const vorn_ctx *ctx, vorn_partition_buffer *pb,
  * Fetches values by row identifiers, or copies values that src refers to.
  *
  * Operands, to fetch values of tbl:
- *   - src: the identifiers, in VORN_FIXED of up to 8 bytes or in VORN_RIDVALUE. Of a pair the table value is the
- *     identifier, or with VORN_AUX_RID the left value. The low vorn_tt_row_bits of an identifier are the row. The bits
- *     above them, up to vorn_tt_hi_bit, are the partition. Identifiers are not checked.
+ *   - src: the identifiers, in VORN_FIXED of up to 8 bytes or in VORN_RIDVALUE, in the processor's order. Of a pair
+ *     the table value is the identifier, or with VORN_AUX_RID the left value. The low vorn_tt_row_bits of an
+ *     identifier are the row. The bits above them, up to vorn_tt_hi_bit, are the partition. Identifiers are not
+ *     checked.
  *   - tbl: values by entries of a length and a pointer (VORN_TT_LP), by dlp words (VORN_TT_DLP) or by offsets
  *     (VORN_TT_CLA). Dlp words are relative to entry 0 of vorn_enc_ctx_dlp_table of res and use vorn_enc_ctx_dlp_shift
  *     of res, whatever the form of res.
@@ -1663,7 +1685,8 @@ VORN_API uint32_t vorn_transpose_convert(const vorn_ctx *ctx, vorn_transpose_tab
  * Tests hash values against a bit map that the host has made of the other side of a join.
  *
  * Operands:
- *   - src: VORN_HASH_VALUES; big-endian values of 32 bits when the width is 32, else of 64 bits.
+ *   - src: VORN_HASH_VALUES; big-endian values of 32 bits when the width is 32, else of 64 bits. The result of
+ *     vorn_hash is not big-endian, see below.
  *   - filter: vorn_cv_bv, the map, and an encoding context of vorn_add_encoding_type_bloom. A hash value h is cut to 32
  *     bits and tests bit h & vorn_enc_ctx_bloom_mask of the map. With vorn_enc_ctx_bloom_ind vorn_cv_bv is an array of
  *     pointers to maps. Then the masked h, shifted right by vorn_enc_ctx_ind_shift, selects the map, and the masked h,
@@ -1674,6 +1697,13 @@ VORN_API uint32_t vorn_transpose_convert(const vorn_ctx *ctx, vorn_transpose_tab
  *
  * Writes: bv of res, where bits are only set. vorn_cv_popc becomes the number of rows that pass. vals receives the
  * first and the last of these rows, or 0xffffffff twice when there are none.
+ *
+ * Hash values of vorn_hash. Reversing the 8 bytes of every value makes it big-endian. A host saves this pass when it
+ * makes the map for the values as they are. For the uint64_t h of vorn_hash the host then sets the bit
+ *
+ *     __builtin_bswap32((uint32_t) (h >> 32)) & vorn_enc_ctx_bloom_mask
+ *
+ * and passes the result of vorn_hash as src. examples/bloom.c does so.
  *
  * Returns: VORN_RESULT_DONE, VORN_RESULT_EMPTY, or VORN_RESULT_REFUSED for another form.
  *
@@ -1694,7 +1724,9 @@ VORN_API uint32_t vorn_bloom_dydi(vorn_cv *res, vorn_cv *src, vorn_cv *filter, v
  * are.
  *
  * Operands:
- *   - src: VORN_HASH_VALUES and the width 32, big-endian keys. All keys must lie in the table; this is not checked.
+ *   - src: VORN_HASH_VALUES and the width 32, big-endian keys. All keys must lie in the table; this is not checked. The
+ *     numbers that vorn_decode_unpack and vorn_groupkey write are not big-endian. The host reverses the 4 bytes of each
+ *     number first.
  *   - tbl: vorn_cv_bv, a translate table, and an encoding context of vorn_add_encoding_type_xlate.
  *   - res: bv, aligned, of (nrows + 63) >> 6 words for nrows of src, all zero; vals, room for two uint32_t.
  *   - aux: vorn_aux_start_row, the first row, and a filter: only its rows are looked up. The filter of a run-length
@@ -1704,15 +1736,17 @@ VORN_API uint32_t vorn_bloom_dydi(vorn_cv *res, vorn_cv *src, vorn_cv *filter, v
  *
  * Writes: bv of res, where bits are only set. vorn_cv_popc becomes the number of rows with an entry. vals receives the
  * first and the last of these rows, or 0xffffffff twice when there are none. With c2d vorn_aux_xlate_tbl receives the
- * entry of every row that is looked up, also for keys without an entry.
+ * entry of every row that is looked up, also for keys without an entry. Entries are in the processor's order.
  *
  * With an encoding context of vorn_add_encoding_type_imca the call adds to group keys instead. src then has the width
  * 32 and codes in the processor's order, and vorn_aux_xlate_tbl is the table. Each uint32_t at vals of res grows by the
  * entry of the row times vorn_aux_xlate_n.
  *
- * Returns: VORN_RESULT_DONE, always.
+ * Returns: VORN_RESULT_DONE, whatever the kernel returns. VORN_RESULT_NO_IMPLEMENTATION, with nothing written, for a
+ * slot without a kernel.
  *
- * Reports: an unaligned res or filter; a null aux; a source without the width 32; a failed self-check.
+ * Reports: an unaligned res or filter; a null aux; a source without the width 32; a slot without a kernel, with the
+ * width and flags of the context of tbl; a failed self-check.
  */
 VORN_API uint32_t vorn_xlate(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, const vorn_cv *tbl, vorn_aux *aux);
 
@@ -1721,19 +1755,22 @@ VORN_API uint32_t vorn_xlate(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, co
  * number becomes (key << width) + code, or with VORN_AUX_MULTIPLY key * vorn_enc_ctx_dict_nsyms + code.
  *
  * Operands:
- *   - cols: an array of ncols columns as for vorn_decode_unpack. There is at least one column, and over runs there are
- *     at most 32. The first column has the number of rows.
+ *   - cols: an array of ncols columns as for vorn_decode_unpack; packed codes are big-endian. There is at least one
+ *     column, and over runs there are at most 32. The first column has the number of rows.
  *   - res: vals, room for vorn_cv_nrows keys of 32 bits; bv is aligned or null.
  *   - tmp: vals, room for vorn_cv_nrows numbers of 32 bits, scratch for one batch.
  *   - aux: vorn_aux_start_slot, the first row, and a filter.
  *
- * Writes: the keys to vals of res, their number to vorn_cv_popc, and the number of possible keys to *nkeys.
+ * Writes: the keys to vals of res, their number to vorn_cv_popc, and the number of possible keys to *nkeys. Keys are in
+ * the processor's order. vorn_gby_sum and a context of vorn_add_encoding_type_imca read them.
  * vorn_aux_start_slot does not change: after VORN_RESULT_OUTPUT_FULL the host finds the next row by the number of keys.
  *
  * Returns: VORN_RESULT_DONE; VORN_RESULT_OUTPUT_FULL when rows remain; with nothing written VORN_RESULT_REFUSED for a
- * column without VORN_DICT, and VORN_RESULT_KEY_SPACE when the number of possible keys exceeds 2^32 - 1.
+ * column without VORN_DICT, VORN_RESULT_KEY_SPACE when the number of possible keys exceeds 2^32 - 1, and
+ * VORN_RESULT_NO_IMPLEMENTATION for a column that vorn_decode_unpack has no kernel for.
  *
- * Reports: an unaligned res; a null aux; an inverted filter; a stream that cannot be decompressed.
+ * Reports: an unaligned res; a null aux; an inverted filter; a column without an unpack kernel; a stream that cannot be
+ * decompressed.
  *
  * Memory: scratch of vorn_ctx_stack_alloc, freed before the call returns.
  */
@@ -1766,9 +1803,10 @@ VORN_API uint32_t vorn_gby_sum(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, 
  * Writes: a native number per row to vals of res. vals of res may be vals of an operand. With VORN_AUX_SUM vals of res
  * is one accumulator, and the sum of the rows is added to it.
  *
- * Returns: VORN_RESULT_DONE, or VORN_RESULT_NO_IMPLEMENTATION for a kind that was reported.
+ * Returns: VORN_RESULT_DONE, or VORN_RESULT_NO_IMPLEMENTATION, with nothing written, for a kind or an opcode that was
+ * reported.
  *
- * Reports: a kind that is neither float nor double.
+ * Reports: a kind that is neither float nor double; another opcode, as a slot without a kernel.
  */
 VORN_API uint32_t vorn_arith(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *left, const vorn_cv *right, vorn_aux *aux,
                              uint32_t opcode);

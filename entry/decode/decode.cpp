@@ -16,6 +16,8 @@ uint32_t vorn_decode(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, vorn_aux *
   call.check(!(kernel_aux.vorn_aux_flags & VORN_AUX_INVERT_FILTER), "vorn_decode: invert filter not supported", aux);
 
   const uint32_t index = dispatch_index(enc.vorn_enc_ctx_type, VORN_OPC_DECODE);
+  if (call.lacks_kernel(index))
+    return call.report_no_kernel("vorn_decode: slot without a kernel", {VORN_OPC_DECODE, index, enc});
   call.trace_kernel(VORN_POINT(kernel), index, enc);
   call.trace_call(VORN_POINT(rows_decoded), src->vorn_cv_nrows, res->vorn_cv_nrows);
   call.trace_decode(VORN_POINT(decode), *res, kernel_aux);

@@ -4,6 +4,8 @@
 using namespace vorn;
 
 extern "C" uint32_t vorn_prefix_decode(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, vorn_aux *aux) {
+  if (vorn_global_ctx.vorn_prefix_decode_dydi == nullptr)
+    return VORN_RESULT_NO_IMPLEMENTATION;
   entry_point call(*ctx, "vorn_prefix_decode");
   call.trace(VORN_POINT(prefix_kernel), call.force_generic());
   call.trace_call(VORN_POINT(rows), src->vorn_cv_nrows);

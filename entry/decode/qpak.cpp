@@ -21,8 +21,10 @@ extern "C" uint32_t vorn_qpak_decode(vorn_qpak_ctx *qctx, const void *src, void 
     qctx->vorn_qpak_ctx_stack_free = vornu_stack_free_align;
   }
   const auto decoder = global.vorn_qpak_decode_dydi;
-  const uint32_t result = decoder(qctx, src, dst, outlen, dstlen);
-  if (result == 0 || decoder == vorn_qpak_decode_dydi)
-    return result;
+  if (decoder != nullptr) {
+    const uint32_t result = decoder(qctx, src, dst, outlen, dstlen);
+    if (result == 0 || decoder == vorn_qpak_decode_dydi)
+      return result;
+  }
   return vorn_qpak_decode_dydi(qctx, src, dst, outlen, dstlen); // the host decodes what another decoder cannot
 }

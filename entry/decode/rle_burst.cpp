@@ -17,11 +17,14 @@ extern "C" uint32_t vorn_decode_rle_burst(const vorn_ctx *ctx, vorn_cv *res, vor
   call.check_aligned(aux->vorn_aux_filter_bv, global.VORN_BITWVEC_ALIGN,
                      "vorn_decode_rle_burst: aux bv is not aligned");
 
+  const uint32_t index = dispatch_index(enc.vorn_enc_ctx_minor_type, VORN_OPC_BURST);
+  if (call.lacks_kernel(index))
+    return call.report_no_kernel("vorn_decode_rle_burst: slot without a kernel", {VORN_OPC_BURST, index, enc});
+
   // The burst does not read the code stream, so the stream is not decompressed, whatever the flag says.
   const uint32_t flags = enc.vorn_enc_ctx_flags;
   enc.vorn_enc_ctx_flags &= ~uint32_t{VORN_STREAM};
 
-  const uint32_t index = dispatch_index(enc.vorn_enc_ctx_minor_type, VORN_OPC_BURST);
   call.trace_kernel(VORN_POINT(kernel_alone), index);
   call.trace_call(VORN_POINT(rows), src->vorn_cv_nrows);
   call.prepare(*aux, operations::rle_burst);

@@ -15,6 +15,8 @@ extern "C" uint32_t vorn_decode_symbol(const vorn_ctx *ctx, vorn_cv *res, vorn_c
 
   // The index comes from the whole type word.  The builders leave its upper bytes at zero.
   const auto index = static_cast<uint32_t>(enc.vorn_enc_ctx_type << 5) + VORN_OPC_DECODE_SYMBOL;
+  if (index >= VORN_DISPATCH_SLOTS || call.lacks_kernel(index))
+    return call.report_no_kernel("vorn_decode_symbol: slot without a kernel", {VORN_OPC_DECODE_SYMBOL, index, enc});
   call.trace_kernel(VORN_POINT(kernel), index, enc);
   call.trace_call(VORN_POINT(rows_decoded), src->vorn_cv_nrows, res->vorn_cv_nrows);
   call.trace_decode(VORN_POINT(decode), *res, kernel_aux);

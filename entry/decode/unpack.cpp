@@ -19,6 +19,8 @@ uint32_t vorn_decode_unpack(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, vor
              aux);
 
   const uint32_t index = dispatch_index(enc.vorn_enc_ctx_type, VORN_OPC_DECODE_UNPACK);
+  if (call.lacks_kernel(index))
+    return call.report_no_kernel("vorn_decode_unpack: slot without a kernel", {VORN_OPC_DECODE_UNPACK, index, enc});
   call.trace_kernel(VORN_POINT(kernel), index, enc);
   call.trace_call(VORN_POINT(rows_unpacked), src->vorn_cv_nrows, res->vorn_cv_nrows);
   call.trace_decode(VORN_POINT(decode), *res, kernel_aux);
@@ -33,8 +35,13 @@ uint32_t vorn_decode_unpack(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, vor
 }
 
 uint32_t vorn_dispatch_decode_unpack(vorn_cv *res, vorn_cv *src, vorn_aux *aux) {
-  const uint64_t type = src->vorn_cv_encoding_context->vorn_enc_ctx_type;
-  return vorn_dispatch_table[dispatch_index(type, VORN_OPC_DECODE_UNPACK)].unary(res, src, aux);
+  const vorn_enc_ctx &enc = *src->vorn_cv_encoding_context;
+  const uint32_t index = dispatch_index(enc.vorn_enc_ctx_type, VORN_OPC_DECODE_UNPACK);
+  const vorn_kernel &kernel = vorn_dispatch_table[index];
+  if (is_empty(kernel))
+    return report_empty_slot(*aux->vorn_aux_ctx, "vorn_dispatch_decode_unpack: slot without a kernel",
+                             {VORN_OPC_DECODE_UNPACK, index, enc});
+  return kernel.unary(res, src, aux);
 }
 
 } // extern "C"

@@ -24,6 +24,8 @@ uint32_t vorn_arith(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *left, const vorn
   const uint32_t forms = (kind == VORN_NUM_DOUBLE ? 1U : 0U) | (left_enc.vorn_enc_ctx_flags & VORN_NATIVE ? 0U : 4U) |
                          (right_enc.vorn_enc_ctx_flags & VORN_NATIVE ? 0U : 8U);
   const uint32_t index = to_sum << 12 | forms << 7 | opcode;
+  if (opcode < VORN_OPC_ADD || opcode > VORN_OPC_MUL || call.lacks_kernel(index))
+    return call.report_no_kernel("vorn_arith: slot without a kernel", {opcode, index, left_enc});
   call.trace(VORN_POINT(arithmetic), opcode, forms, to_sum);
   call.trace_kernel(VORN_POINT(kernel), index, left_enc);
   call.trace_call(VORN_POINT(compare), left->vorn_cv_nrows, left->vorn_cv_vals, res->vorn_cv_bv, aux);

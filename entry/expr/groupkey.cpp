@@ -5,8 +5,10 @@ using namespace vorn;
 
 extern "C" uint32_t vorn_groupkey(const vorn_ctx *ctx, vorn_cv *res, uint32_t *nkeys, vorn_cv *cols, uint32_t ncols,
                                   vorn_cv *tmp, vorn_aux *aux) {
-  const entry_point call(*ctx);
   const vorn_global_ctx_t &global = vorn_global_ctx;
+  if (global.vorn_groupkey_dydi == nullptr)
+    return VORN_RESULT_NO_IMPLEMENTATION;
+  const entry_point call(*ctx);
   call.check(is_aligned(res->vorn_cv_bv, global.VORN_OUTPUT_BITWVEC_ALIGN), "vorn_groupkey: res is not aligned");
   call.check(aux != nullptr, "vorn_groupkey: vorn_aux is NULL");
   std::optional<vorn_aux> own;

@@ -6,6 +6,8 @@ using namespace vorn;
 extern "C" {
 
 uint32_t vorn_gby_sum(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, vorn_cv *grp, vorn_aux *aux) {
+  if (vorn_global_ctx.vorn_gby_sum_dydi == nullptr)
+    return VORN_RESULT_NO_IMPLEMENTATION;
   entry_point call(*ctx, "vorn_gby_sum");
   call.trace(VORN_POINT(sum_kernel), call.force_generic());
   call.trace_call(VORN_POINT(rows), src->vorn_cv_nrows);
@@ -19,6 +21,8 @@ uint32_t vorn_gby_sum(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, vorn_cv *
 }
 
 uint32_t vorn_convert(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, vorn_aux *aux) {
+  if (vorn_global_ctx.vorn_convert_dydi == nullptr)
+    return VORN_RESULT_NO_IMPLEMENTATION;
   entry_point call(*ctx, "vorn_convert");
   call.trace(VORN_POINT(convert_numbers_kernel), call.force_generic());
   call.trace_call(VORN_POINT(rows), src->vorn_cv_nrows);

@@ -23,9 +23,12 @@ extern "C" uint32_t vorn_xlate(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, 
   std::optional<vorn_aux> own;
   vorn_aux &kernel_aux = aux_or_own(aux, own);
   call.check_aligned(kernel_aux.vorn_aux_filter_bv, global.VORN_BITWVEC_ALIGN, "vorn_xlate: aux bv is not aligned");
-  call.drop_filter_over_runs(*src, aux);
 
-  const uint32_t index = dispatch_index(tbl->vorn_cv_encoding_context->vorn_enc_ctx_type, VORN_OPC_XLATE);
+  const vorn_enc_ctx &enc = *tbl->vorn_cv_encoding_context;
+  const uint32_t index = dispatch_index(enc.vorn_enc_ctx_type, VORN_OPC_XLATE);
+  if (call.lacks_kernel(index))
+    return call.report_no_kernel("vorn_xlate: slot without a kernel", {VORN_OPC_XLATE, index, enc});
+  call.drop_filter_over_runs(*src, aux);
   call.trace_kernel(VORN_POINT(kernel_alone), index);
   call.trace_call(VORN_POINT(rows), src->vorn_cv_nrows);
   call.trace_filter(VORN_POINT(filter), aux);

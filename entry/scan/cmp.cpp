@@ -22,9 +22,12 @@ uint32_t vorn_cmp(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, const vorn_cv
   call.check(cst_enc.vorn_enc_ctx_flags & VORN_CONST, "vorn_cmp: src2 is not constant");
   call.check_aligned(res->vorn_cv_bv, global.VORN_OUTPUT_BITWVEC_ALIGN, "vorn_cmp: res is not aligned");
   call.check_aligned(src->vorn_cv_vals, global.VORN_DATASTREAM_ALIGN, "vorn_cmp: src is not aligned");
-  call.check_filter(*src, aux, "vorn_cmp: aux bv is not aligned", "vorn_cmp: invert filter not supported");
+  call.check_filter(aux, "vorn_cmp: aux bv is not aligned", "vorn_cmp: invert filter not supported");
 
   const uint32_t index = dispatch_index(enc.vorn_enc_ctx_type, opc);
+  if (opc > VORN_OPC_NE || call.lacks_kernel(index))
+    return call.report_no_kernel("vorn_cmp: slot without a kernel", {opc, index, enc});
+  call.drop_filter_over_runs(*src, aux);
   call.trace_kernel(VORN_POINT(kernel), index, enc);
   call.trace_call(VORN_POINT(compare), src->vorn_cv_nrows, src->vorn_cv_vals, res->vorn_cv_bv, aux);
   call.trace_filter(VORN_POINT(filter), aux);

@@ -20,10 +20,13 @@ extern "C" uint32_t vorn_in_set(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src,
   call.check_aligned(res->vorn_cv_bv, global.VORN_OUTPUT_BITWVEC_ALIGN, "vorn_in_set: res is not aligned");
   call.check_aligned(src->vorn_cv_vals, global.VORN_DATASTREAM_ALIGN, "vorn_in_set: src is not aligned");
   call.check_aligned(set->vorn_cv_bv, global.VORN_JOIN_BITWVEC_ALIGN, "vorn_in_set: join bv is not aligned");
-  call.check_filter(*src, aux, "vorn_in_set: aux bv is not aligned", "vorn_in_set: invert filter not supported");
-  src->vorn_cv_mask_bv = nullptr;
+  call.check_filter(aux, "vorn_in_set: aux bv is not aligned", "vorn_in_set: invert filter not supported");
 
   const uint32_t index = dispatch_index(enc.vorn_enc_ctx_type, VORN_OPC_SET);
+  if (call.lacks_kernel(index))
+    return call.report_no_kernel("vorn_in_set: slot without a kernel", {VORN_OPC_SET, index, enc});
+  call.drop_filter_over_runs(*src, aux);
+  src->vorn_cv_mask_bv = nullptr;
   call.trace_kernel(VORN_POINT(kernel), index, enc);
   call.trace_call(VORN_POINT(rows), src->vorn_cv_nrows);
   call.trace_filter(VORN_POINT(filter), aux);

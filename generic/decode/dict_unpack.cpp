@@ -1,6 +1,4 @@
 // The kernels that unpack dictionary codes.
-#include <array>
-
 #include "frame/names.hpp"
 #include "generic/decode/unpack.hpp"
 #include "generic/decode/unpackers.hpp"
@@ -21,15 +19,12 @@ VORN_KERNELS_END
 
 namespace vorn::inline VORN_LEVEL {
 
-vorn_unary_fn unpacker_of(uint64_t type_code) {
-  static constexpr auto unpackers = [] {
-    std::array<vorn_unary_fn, 256> by_code = {};
+constinit const std::array<vorn_unary_fn, 256> unpackers = [] {
+  std::array<vorn_unary_fn, 256> by_code = {};
 #define VORN_UNPACKER(op, OP, enc, ENC, w, suffix)                                                                     \
   by_code[width_code(w) << 2 | VORN_ENC_##ENC] = VORN_KERNEL_NAME(op, enc, w, suffix);
-    VORN_DICT_UNPACK_KERNELS(VORN_UNPACKER)
-    return by_code;
-  }();
-  return unpackers[type_code & 0xff];
-}
+  VORN_DICT_UNPACK_KERNELS(VORN_UNPACKER)
+  return by_code;
+}();
 
 } // namespace vorn::inline VORN_LEVEL

@@ -34,9 +34,16 @@ uint32_t vorn_groupkey_dydi(vorn_cv *res, uint32_t *nkeys, vorn_cv *cols, uint32
     if (!space.add(*cols[column].vorn_cv_encoding_context))
       return VORN_RESULT_KEY_SPACE;
   }
+  const vorn_ctx &ctx = *aux->vorn_aux_ctx;
+  for (uint32_t column = 0; column < ncols; ++column) {
+    const vorn_enc_ctx &enc = *cols[column].vorn_cv_encoding_context;
+    if (vorn::unpacker_of(enc) == nullptr) {
+      const uint32_t slot = vorn::dispatch_index(enc.vorn_enc_ctx_type, VORN_OPC_DECODE_UNPACK);
+      return vorn::report_empty_slot(ctx, "vorn_groupkey: slot without a kernel", {VORN_OPC_DECODE_UNPACK, slot, enc});
+    }
+  }
   *nkeys = static_cast<uint32_t>(space.size());
 
-  const vorn_ctx &ctx = *aux->vorn_aux_ctx;
   void *token = nullptr;
   auto *states = static_cast<key_column *>(ctx.vorn_ctx_stack_alloc(ctx.vorn_ctx_env, ncols * sizeof(key_column),
                                                                     "vorn_groupkey_dydi: temp column info",

@@ -1,6 +1,7 @@
 // Group keys: the dictionary codes of several columns are combined to one dense number per row.
 #pragma once
 
+#include "frame/slots.hpp"
 #include "frame/vorn.h"
 #include "generic/decode/unpackers.hpp"
 
@@ -62,7 +63,7 @@ public:
       aux_.vorn_aux_run_idx = state.run_idx;
       aux_.vorn_aux_run_end = state.run_end;
     }
-    unpacker_of(column.vorn_cv_encoding_context->vorn_enc_ctx_type)(&res, &column, &aux_);
+    unpacker_of (*column.vorn_cv_encoding_context)(&res, &column, &aux_);
     if (has_runs) {
       state.run_idx = aux_.vorn_aux_run_idx;
       state.run_end = aux_.vorn_aux_run_end;

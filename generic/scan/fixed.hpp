@@ -92,7 +92,7 @@ protected:
   void check_width() const {
     if constexpr (Tz && W > 16)
       if (width_ != W && width_ != 24 && width_ != 40 && width_ != 48 && width_ != 56)
-        VORN_UNREACHABLE("generic/vornc_generic");
+        VORN_INVALID_NUMBER(width_, "generic/vornc_generic");
   }
 
 private:

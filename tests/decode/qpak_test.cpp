@@ -115,6 +115,9 @@ TEST_F(qpak_test, only_the_failure_of_the_hosts_decoder_is_final) {
     EXPECT_TRUE(std::equal(plain.begin(), plain.end(), decoded));
   }
   EXPECT_EQ(decoder_calls, 2);
+  vorn_global_ctx.vorn_qpak_decode_dydi = nullptr;
+  EXPECT_EQ(decode(encoded, decoded), 0U) << "the host decodes for a library without a decoder";
+  vorn_global_ctx.vorn_qpak_decode_dydi = failing_decoder;
   encoded[0] ^= 1;
   EXPECT_NE(decode(encoded, decoded), 0U);
   vorn_global_ctx = vorn_test::initial_global_ctx;

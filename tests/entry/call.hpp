@@ -30,7 +30,7 @@ struct entry {
   std::vector<step> wrong = {};   // arguments that the entry reports, in the order of its checks
   bool needs_aux = false;         // without a report
   bool reports_refusal = false;   // of the kernel, as its last check
-  step empty_slot = nullptr;      // the entry runs without a kernel in its slot
+  step empty_slot = nullptr;      // takes the kernel away
   step generic_refuses = nullptr; // the entry has a self-check; makes its generic kernel refuse the operands
   bool compares_range = false;    // of rows, in the self-check
   bool shows_self_check = false;  // in all its cases
@@ -211,6 +211,11 @@ void in_table(entry_call &call) {
   call.table.assign(2 * VORN_DISPATCH_SLOTS, std::bit_cast<vorn_kernel>(&scripted<Kernel>::stray));
   call.table[slot] = std::bit_cast<vorn_kernel>(&scripted<Kernel>::kernel);
   vorn_global_ctx.vorn_global_ctx_dispatch = call.table.data();
+}
+
+template <uint32_t slot>
+void emptied_in_table(entry_call &call) {
+  call.table[slot] = {};
 }
 
 // The kernel is a slot of the record in force.

@@ -6,7 +6,7 @@ cd "$1"
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
 
-grep -ho '"[A-Za-z][^"%]* [^"%]*"' entry/*/*.cpp frame/start_up.cpp | grep -v -e res_generic_bv | tr -d '"' |
+grep -ho '"[A-Za-z][^"%]* [^"%]*"' entry/*/*.cpp generic/expr/groupkey.cpp frame/start_up.cpp | grep -v -e res_generic_bv -e "temp column info" | tr -d '"' |
   sort -u >"$scratch/reported"
 sed -n '/^### Fatal/q; s/^| `\([^`]* [^`]*\)` |.*/\1/p' docs/entry-points.md | grep -v '^KERNEL' | sort >"$scratch/listed"
 [ "$(wc -l <"$scratch/reported")" -gt 50 ] || { echo "too few messages were found" >&2; exit 1; }
