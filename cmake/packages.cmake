@@ -30,7 +30,7 @@ if(VORN_BUILD_HOST)
 endif()
 if(VORN_BUILD_STORE)
   set(store libvornstore${PROJECT_VERSION_MAJOR})
-  vorn_add_package(store ${store} "A column store over it." libs ${host} ${encode})
+  vorn_add_package(store ${store} "A column store over it." libs ${host})
 endif()
 vorn_add_package(development libvorn-dev "Headers and static library." libdevel
   ${library} ${library}-specialized ${encode} ${host} ${store})
