@@ -4,6 +4,7 @@ set(missing)
 # part, what is looked for: a package of CMake or a header, Debian package.  googletest is looked for by its header, since
 # the memory sanitizer's build compiles googletest itself and must not meet the installed library.
 foreach(need IN ITEMS "HOST PkgConfig pkg-config" "HOST lz4.h liblz4-dev" "HOST xxhash.h libxxhash-dev"
+    "ENCODE xxhash.h libxxhash-dev"
     "STORE fmt libfmt-dev" "VORNQ CLI11 libcli11-dev" "TESTS gtest/gtest.h libgtest-dev libgmock-dev" "BENCH fmt libfmt-dev"
     "BENCH benchmark libbenchmark-dev")
   separate_arguments(need)

@@ -100,23 +100,20 @@ source_vector::~source_vector() = default;
 vorn_cv *source_vector::get() { return &state_->vector; }
 
 struct constant_vector::state {
-  vorn_enc_ctx encoding{};
-  ::store::stored_constant constant;
-  vorn_cv vector{};
+  ::store::constant_vector vector;
 };
 
-constant_vector::constant_vector(const column &of, uint64_t code) : state_(std::make_unique<state>()) {
+constant_vector::constant_vector(const column &of, uint64_t code) {
   const ::store::column &stored = searchable(of.data_->at(of.index_));
   if (stored.rows == 0 || code > stored.last_ordinal())
     throw error(fmt::format("column '{}' has no code {}", ::store::shortened(stored.name), code));
-  state_->encoding = ::store::predicate_encoding(stored, true, VORN_CONST);
-  state_->constant = ::store::constant_of(stored, code);
-  state_->vector = state_->constant.vector(state_->encoding);
+  constexpr bool knows_nulls = true;
+  state_.reset(new state{{stored, knows_nulls, code}});
 }
 
 constant_vector::constant_vector(constant_vector &&) noexcept = default;
 constant_vector &constant_vector::operator=(constant_vector &&) noexcept = default;
 constant_vector::~constant_vector() = default;
-vorn_cv *constant_vector::get() { return &state_->vector; }
+vorn_cv *constant_vector::get() { return state_->vector.get(); }
 
 } // namespace vorn::store

@@ -3,24 +3,28 @@
 #include <fmt/format.h>
 
 #include "store/decode/key_decoder.hpp"
-#include "store/encode/prefix_encoder.hpp"
+#include "store/encode/encoded.hpp"
 #include "store/error.hpp"
-#include "store/library/source_vector.hpp"
 
 namespace store {
 
 void prefix_decoder::open(const batch &rows, const uint64_t *filter, uint32_t /*count*/) {
   const uint32_t value_bytes = of_.width / 8;
   values_.resize(size_t{rows.rows} * value_bytes);
-  vorn_enc_ctx encoding{};
-  encoding.vorn_enc_ctx_prefix_group = prefix_group;
-  encoding.vorn_enc_ctx_prefix_vlen = static_cast<uint16_t>(value_bytes);
-  encoding.vorn_enc_ctx_prefix_nvals = rows.rows;
+  vornenc_column groups{};
+  groups.form = VORNENC_PREFIX;
+  groups.width = of_.width;
+  groups.nrows = rows.rows;
+  groups.vals = rows.stream.data();
+  groups.lens = rows.lens.data();
+  vorn_enc_ctx encoding;
   vorn_cv source{};
+  expect_encoded(vornenc_build_column(&source, &encoding, &groups));
   vorn_cv result{};
-  vorn_build_vector(&source, only_read(rows.stream.data()), only_read(rows.lens.data()), nullptr, &encoding, nullptr,
-                    nullptr, (rows.rows + prefix_group - 1) / prefix_group, 0, nullptr, 0);
-  vorn_build_vector(&result, values_.data(), nullptr, nullptr, nullptr, nullptr, nullptr, rows.rows, 0, nullptr, 0);
+  vornenc_vector output{};
+  output.vals = values_.data();
+  output.nrows = rows.rows;
+  vornenc_build_vector(&result, &output);
   if (const uint32_t code = vorn_prefix_decode(&ctx_, &result, &source, nullptr); code != VORN_RESULT_DONE)
     throw error(fmt::format("decoding column '{}' gave result {}", of_.name, code));
   cursor_.open(rows, filter);

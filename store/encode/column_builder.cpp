@@ -33,29 +33,25 @@ typename code_builder<Key>::row code_builder<Key>::row_of(value v) {
 
 template <class Key>
 void code_builder<Key>::append_run(row r, uint64_t count) {
-  if (!runs_.empty() && runs_.back().code == r)
-    runs_.back().rows += count;
-  else
-    runs_.push_back({r, count});
+  if (!codes_.empty() && codes_.back() == r) {
+    counts_.back() += count;
+    return;
+  }
+  codes_.push_back(r);
+  counts_.push_back(count);
 }
 
 template <class Key>
 void code_builder<Key>::finish(column &out, std::optional<encoding> form) {
   std::vector<uint32_t> code_of;
   const auto &entries = out.values.emplace<dictionary>(distinct_.finish(code_of));
-  const auto encode = [&](uint32_t &code, uint64_t count) {
-    code = code_of[code];
+  const coded_rows rows{codes_, counts_};
+  for (size_t i = 0; i < codes_.size(); ++i) {
+    codes_[i] = code_of[codes_[i]];
     if (out.type.is_bytes())
-      out.plain_bytes += entries.symbol(code).size() * count;
-  };
-  for (uint32_t &code : rows_)
-    encode(code, 1);
-  for (code_run &run : runs_)
-    encode(run.code, run.rows);
-  if (runs_.empty())
-    store_codes(out, rows_, form);
-  else
-    store_runs(out, runs_, form);
+      out.plain_bytes += entries.symbol(codes_[i]).size() * rows.count(i);
+  }
+  store_codes(out, rows, form);
 }
 
 template class code_builder<int64_t>;

@@ -31,7 +31,7 @@ public:
 
   row row_of(value v);
   row null_row() { return distinct_.null_number(); }
-  void append(row r) { rows_.push_back(r); }
+  void append(row r) { codes_.push_back(r); }
   void append_run(row r, uint64_t count);
 
   void finish(column &out, std::optional<encoding> form);
@@ -39,8 +39,8 @@ public:
 private:
   std::string name_;
   distinct_values<Key> distinct_;
-  std::vector<uint32_t> rows_;
-  std::vector<code_run> runs_;
+  std::vector<uint32_t> codes_;
+  std::vector<uint64_t> counts_; // with runs the rows of each code, otherwise empty
 };
 
 // Keys that are stored themselves.

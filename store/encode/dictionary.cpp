@@ -1,56 +1,67 @@
 #include "store/encode/dictionary.hpp"
 
 #include <algorithm>
-#include <bit>
 #include <cstring>
 #include <limits>
 #include <utility>
 
 #include "store/encode/big_endian.hpp"
-#include "store/error.hpp"
+#include "store/encode/encoded.hpp"
 
 namespace store {
 
 namespace {
 
 constexpr uint64_t largest = std::numeric_limits<uint32_t>::max();
-constexpr uint64_t sign_bit = uint64_t{1} << 63;
 
 } // namespace
 
-key_symbol::key_symbol(int64_t key) : number_(big_endian(static_cast<uint64_t>(key) ^ sign_bit)) {}
-
-dictionary::dictionary(bool with_null) {
-  made_.has_null = with_null;
-  made_.codes = first_code();
-  if (with_null)
-    made_.cla.made() = {0, 0};
-}
+key_symbol::key_symbol(int64_t key) : number_(big_endian(vornenc_key_of_int64(key, 64))) {}
 
 // The empty text is the smallest.
 dictionary::dictionary(parts made_before)
     : made_(std::move(made_before)), has_empty_text_(size() != 0 && symbol(first_code()).empty()) {}
 
-void dictionary::append(std::string_view symbol) {
-  vorn_host::aligned_vector<char> &symbols = made_.symbols.made();
-  vorn_host::aligned_vector<uint32_t> &cla = made_.cla.made();
-  if (symbols.size() + symbol.size() > largest)
-    throw error("the distinct values of a column take more than 4 GB");
-  const auto length = static_cast<uint16_t>(symbol.size());
-  if (codes() == 0) {
-    made_.one_length = big_endian(length);
-  } else if (cla.empty() && big_endian(length) != made_.one_length) {
-    for (uint64_t code = 0; code <= codes(); ++code)
-      cla.push_back(big_endian(static_cast<uint32_t>(code * big_endian(made_.one_length))));
+dictionary dictionary::of(std::span<const std::string_view> symbols, bool with_null) {
+  std::vector<vornenc_text> texts;
+  texts.reserve(symbols.size() + 1);
+  if (with_null)
+    texts.push_back({nullptr, 0});
+  for (std::string_view symbol : symbols)
+    texts.push_back({symbol.data(), static_cast<uint32_t>(symbol.size())});
+  const auto count = static_cast<uint32_t>(texts.size());
+  parts out;
+  vorn_host::aligned_vector<char> &bytes = out.symbols.made();
+  vorn_host::aligned_vector<uint32_t> &cla = out.cla.made();
+  bytes.resize(vornenc_symbols_bytes(texts.data(), nullptr, count));
+  vornenc_dictionary packed;
+  const auto pack = [&] {
+    return vornenc_pack_symbols(&packed, bytes.data(), bytes.size(), cla.empty() ? nullptr : cla.data(),
+                                cla.size() * sizeof(uint32_t), texts.data(), nullptr, count);
+  };
+  // NULL has a length of its own.
+  uint32_t result = with_null ? uint32_t{VORNENC_NOT_ONE_LENGTH} : pack();
+  if (result == VORNENC_NOT_ONE_LENGTH) {
+    cla.resize(size_t{count} + 1);
+    result = pack();
   }
-  symbols.insert(symbols.end(), symbol.begin(), symbol.end());
-  if (!cla.empty())
-    cla.push_back(big_endian(static_cast<uint32_t>(symbols.size())));
-  has_empty_text_ = has_empty_text_ || symbol.empty();
-  ++made_.codes;
+  if (result == VORNENC_TOO_MANY)
+    throw error("the distinct values of a column take more than 4 GB");
+  expect_encoded(result);
+  out.one_length = packed.one_length;
+  out.has_null = with_null;
+  out.codes = texts.size();
+  return dictionary(std::move(out));
 }
 
-void dictionary::append(int64_t key) { append(key_symbol(key).bytes()); }
+dictionary dictionary::of(std::span<const int64_t> keys, bool with_null) {
+  const std::vector<key_symbol> symbols(keys.begin(), keys.end());
+  std::vector<std::string_view> bytes;
+  bytes.reserve(symbols.size());
+  for (const key_symbol &symbol : symbols)
+    bytes.push_back(symbol.bytes());
+  return of(bytes, with_null);
+}
 
 cell dictionary::value_of(std::string_view symbol, value_kind kind) {
   const column_type type{kind};
@@ -63,7 +74,7 @@ cell dictionary::value_of(std::string_view symbol, value_kind kind) {
   }
   uint64_t number;
   std::memcpy(&number, symbol.data(), sizeof number);
-  return static_cast<int64_t>(big_endian(number) ^ sign_bit);
+  return vornenc_int64_of_key(big_endian(number), 64);
 }
 
 cell dictionary::value_of(uint64_t code, value_kind kind) const { return value_of(symbol(code), kind); }
@@ -105,14 +116,16 @@ dictionary distinct_values<Key>::finish(std::vector<uint32_t> &code_of) {
     order.push_back(&e);
   std::sort(order.begin(), order.end(), [](const entry *a, const entry *b) { return a->first < b->first; });
 
-  dictionary ascending(nulls_);
   code_of.resize(order.size() + 1);
+  std::vector<view> ascending;
+  ascending.reserve(order.size());
   for (const entry *e : order) {
-    code_of[e->second] = static_cast<uint32_t>(ascending.codes());
-    ascending.append(e->first);
+    code_of[e->second] = static_cast<uint32_t>(ascending.size() + (nulls_ ? 1 : 0));
+    ascending.push_back(e->first);
   }
+  dictionary out = dictionary::of(std::span<const view>(ascending), nulls_);
   numbers_.clear();
-  return ascending;
+  return out;
 }
 
 template class distinct_values<int64_t>;

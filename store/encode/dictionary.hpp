@@ -11,6 +11,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -37,8 +38,6 @@ public:
   // The library counts the bytes of a symbol in 16 bits: with 2^16 of them a text would be taken for NULL.
   static constexpr size_t longest_text = 65535;
 
-  explicit dictionary(bool with_null = false);
-
   // What it is made of, and a dictionary that was made before.
   struct parts {
     stored_array<char> symbols;
@@ -47,12 +46,13 @@ public:
     bool has_null = false;
     uint64_t codes = 0;
   };
+  dictionary() = default;
   explicit dictionary(parts made_before);
   const parts &stored() const { return made_; }
 
-  // Adds the next larger value.  All are symbols, or all are keys of 64 bits.
-  void append(std::string_view symbol);
-  void append(int64_t key);
+  // Of values in ascending order: symbols, or keys of 64 bits.
+  static dictionary of(std::span<const std::string_view> symbols, bool with_null = false);
+  static dictionary of(std::span<const int64_t> keys, bool with_null = false);
 
   bool has_null() const { return made_.has_null; }
   uint64_t size() const { return codes() - first_code(); } // values, without NULL

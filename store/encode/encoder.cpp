@@ -5,6 +5,7 @@
 
 #include <fmt/format.h>
 
+#include "store/encode/encoded.hpp"
 #include "store/encode/packing.hpp"
 #include "store/encode/prefix_encoder.hpp"
 #include "store/error.hpp"
@@ -14,41 +15,40 @@ namespace store {
 
 namespace {
 
-// Calls with the rows of each batch in turn.
-template <class Row, class Take>
-void for_batches(std::span<const Row> rows, Take take) {
-  for (size_t first = 0; first < rows.size(); first += batch_rows)
-    take(rows.subspan(first, std::min<size_t>(batch_rows, rows.size() - first)));
-}
-
-// Calls with the runs of each batch in turn, cut where a batch ends.
+// Calls with the rows of each batch in turn, counts cut where a batch ends.
 template <class Take>
-void for_batches(std::span<const code_run> runs, Take take) {
-  std::vector<code_run> rows;
+void for_batches(const coded_rows &rows, Take take) {
+  if (rows.counts.empty()) {
+    for (size_t first = 0; first < rows.codes.size(); first += batch_rows)
+      take(coded_rows{rows.codes.subspan(first, std::min<size_t>(batch_rows, rows.codes.size() - first)), {}});
+    return;
+  }
+  std::vector<uint32_t> codes;
+  std::vector<uint64_t> counts;
   uint64_t room = batch_rows;
-  for (const code_run &run : runs)
-    for (uint64_t left = run.rows; left != 0;) {
-      const uint64_t count = std::min(left, room);
-      rows.push_back({run.code, count});
-      left -= count;
-      room -= count;
+  for (size_t i = 0; i < rows.codes.size(); ++i)
+    for (uint64_t left = rows.counts[i]; left != 0;) {
+      codes.push_back(rows.codes[i]);
+      counts.push_back(std::min(left, room));
+      left -= counts.back();
+      room -= counts.back();
       if (room == 0) {
-        take(std::span<const code_run>(rows));
-        rows.clear();
+        take(coded_rows{codes, counts});
+        codes.clear();
+        counts.clear();
         room = batch_rows;
       }
     }
-  if (!rows.empty())
-    take(std::span<const code_run>(rows));
+  if (!codes.empty())
+    take(coded_rows{codes, counts});
 }
 
-template <class Row>
-zone zone_of(std::span<const Row> rows, uint32_t first_code) {
+zone zone_of(const coded_rows &rows, uint32_t first_code) {
   zone out{~uint64_t{0}, 0, 0};
-  for (const Row &row : rows) {
-    const auto [code, count] = as_run(row);
+  for (size_t i = 0; i < rows.codes.size(); ++i) {
+    const uint32_t code = rows.codes[i];
     if (code < first_code) {
-      out.nulls += static_cast<uint32_t>(count);
+      out.nulls += static_cast<uint32_t>(rows.count(i));
       continue;
     }
     out.low = std::min<uint64_t>(out.low, code);
@@ -57,68 +57,32 @@ zone zone_of(std::span<const Row> rows, uint32_t first_code) {
   return out;
 }
 
-zone zone_of(std::span<const int64_t> keys, const key_range &range) {
-  const auto [low, high] = std::minmax_element(keys.begin(), keys.end());
-  const auto bias = static_cast<uint64_t>(range.low);
-  return {static_cast<uint64_t>(*low) - bias, static_cast<uint64_t>(*high) - bias, 0};
-}
-
-batch fixed_batch(std::span<const int64_t> keys, const key_range &range, uint32_t width) {
+batch fixed_batch(std::span<const uint64_t> ordinals, uint32_t width) {
   batch out;
-  out.rows = static_cast<uint32_t>(keys.size());
-  out.stream_bytes = out.rows * width / 8;
-  out.stream.made().resize(out.stream_bytes + vorn_host::cache_line);
-  uint8_t *next = out.stream.made().data();
-  for (int64_t key : keys) {
-    const uint64_t ordinal = static_cast<uint64_t>(key) - static_cast<uint64_t>(range.low);
-    for (uint32_t shift = width; shift != 0; shift -= 8)
-      *next++ = static_cast<uint8_t>(ordinal >> (shift - 8));
-  }
-  return out;
-}
-
-// Values without their trailing zero bytes, but with one byte at least.
-batch dynp_batch(std::span<const int64_t> keys, const key_range &range, uint32_t width) {
-  batch out;
-  out.rows = static_cast<uint32_t>(keys.size());
-  const uint32_t code_bits = length_code_bits(width);
-  const uint32_t codes_per_byte = 8 / code_bits;
-  vorn_host::aligned_vector<uint8_t> &lens = out.lens.made();
-  vorn_host::aligned_vector<uint8_t> &stream = out.stream.made();
-  lens.resize((keys.size() + codes_per_byte - 1) / codes_per_byte + vorn_host::cache_line);
-  stream.reserve(keys.size() * width / 8 + vorn_host::cache_line);
-  for (size_t row = 0; row < keys.size(); ++row) {
-    const uint64_t ordinal = static_cast<uint64_t>(keys[row]) - static_cast<uint64_t>(range.low);
-    const uint32_t zero_bytes = ordinal == 0 ? width / 8 - 1 : static_cast<uint32_t>(std::countr_zero(ordinal)) / 8;
-    const uint32_t length = width / 8 - zero_bytes;
-    const auto shift = static_cast<uint32_t>(codes_per_byte - 1 - row % codes_per_byte) * code_bits;
-    lens[row / codes_per_byte] |= static_cast<uint8_t>((length - 1) << shift);
-    for (uint32_t i = 1; i <= length; ++i)
-      stream.push_back(static_cast<uint8_t>(ordinal >> (width - 8 * i)));
-  }
-  out.stream_bytes = static_cast<uint32_t>(stream.size());
-  stream.resize(stream.size() + vorn_host::cache_line);
-  return out;
-}
-
-// The codes of rows, or their runs, as rle.
-template <class Row>
-void store_as_runs(column &out, std::span<const Row> all) {
-  out.width = least_width(std::get<dictionary>(out.values).codes());
-  out.form = encoding::rle;
-  out.run_length_bits = best_run_length_bits(all, out.width);
-  for_batches(all, [&](std::span<const Row> rows) {
-    batch made = run_batch(rows, out.width, out.run_length_bits);
-    for (const Row &row : rows)
-      made.rows += static_cast<uint32_t>(as_run(row).rows);
-    made.held = zone_of(rows, static_cast<uint32_t>(out.first_ordinal()));
-    out.rows += made.rows;
-    out.batches.push_back(std::move(made));
+  out.rows = static_cast<uint32_t>(ordinals.size());
+  const size_t bytes = vornenc_fixed_bytes(out.rows, width);
+  out.stream = encoded_stream(bytes, [&](uint8_t *stream, size_t room) {
+    return vornenc_pack_fixed(stream, room, ordinals.data(), out.rows, width);
   });
+  out.stream_bytes = static_cast<uint32_t>(bytes - VORNENC_SLACK);
+  return out;
 }
 
-batch key_prefix_batch(std::span<const int64_t> keys, const key_range &range, uint32_t width) {
-  const batch values = fixed_batch(keys, range, width);
+batch dynp_batch(std::span<const uint64_t> ordinals, uint32_t width) {
+  batch out;
+  out.rows = static_cast<uint32_t>(ordinals.size());
+  const size_t bytes = vornenc_dynp_bytes(ordinals.data(), nullptr, out.rows, width);
+  byte_vector &lens = out.lens.made();
+  lens.resize(vornenc_lens_bytes(out.rows, width) + vorn_host::cache_line);
+  out.stream = encoded_stream(bytes, [&](uint8_t *stream, size_t room) {
+    return vornenc_pack_dynp(stream, room, lens.data(), lens.size(), ordinals.data(), nullptr, out.rows, width);
+  });
+  out.stream_bytes = static_cast<uint32_t>(bytes - VORNENC_SLACK);
+  return out;
+}
+
+batch key_prefix_batch(std::span<const uint64_t> ordinals, uint32_t width) {
+  const batch values = fixed_batch(ordinals, width);
   return prefix_batch({reinterpret_cast<const char *>(values.stream.data()), values.stream_bytes}, width / 8);
 }
 
@@ -143,35 +107,33 @@ encoding_choice parse_encoding(std::string_view text) {
   return out;
 }
 
-void store_codes(column &out, std::span<const uint32_t> codes, std::optional<encoding> form) {
-  const bool as_runs = form ? form == encoding::rle : has_long_runs(codes);
-  if (as_runs) {
-    store_as_runs(out, codes);
+void store_codes(column &out, const coded_rows &rows, std::optional<encoding> form) {
+  const bool as_runs = form ? form == encoding::rle : has_long_runs(rows);
+  if (!as_runs && !rows.counts.empty()) {
+    std::vector<uint32_t> codes;
+    for (size_t i = 0; i < rows.codes.size(); ++i)
+      codes.insert(codes.end(), rows.counts[i], rows.codes[i]);
+    store_codes(out, {codes, {}}, encoding::dict);
     return;
   }
   out.width = least_width(std::get<dictionary>(out.values).codes());
-  out.form = encoding::dict;
-  out.rows = codes.size();
-  for_batches(codes, [&](std::span<const uint32_t> rows) {
+  out.form = as_runs ? encoding::rle : encoding::dict;
+  if (as_runs)
+    out.run_length_bits = best_run_length_bits(rows, out.width);
+  for_batches(rows, [&](const coded_rows &some) {
     batch made;
-    made.stream = packed(rows, out.width);
-    made.stream_bytes = static_cast<uint32_t>(made.stream.size() - vorn_host::cache_line);
-    made.rows = static_cast<uint32_t>(rows.size());
-    made.held = zone_of(rows, static_cast<uint32_t>(out.first_ordinal()));
+    if (as_runs) {
+      made = run_batch(some, out.width, out.run_length_bits);
+    } else {
+      made.stream = packed(some.codes, out.width);
+      made.stream_bytes = static_cast<uint32_t>(made.stream.size() - vorn_host::cache_line);
+    }
+    for (size_t i = 0; i < some.codes.size(); ++i)
+      made.rows += static_cast<uint32_t>(some.count(i));
+    made.held = zone_of(some, static_cast<uint32_t>(out.first_ordinal()));
+    out.rows += made.rows;
     out.batches.push_back(std::move(made));
   });
-}
-
-void store_runs(column &out, std::span<const code_run> runs, std::optional<encoding> form) {
-  const bool as_runs = form ? form == encoding::rle : has_long_runs(runs);
-  if (as_runs) {
-    store_as_runs(out, runs);
-    return;
-  }
-  std::vector<uint32_t> codes;
-  for (const code_run &run : runs)
-    codes.insert(codes.end(), run.rows, run.code);
-  store_codes(out, codes, encoding::dict);
 }
 
 void store_keys(column &out, std::span<const int64_t> keys, encoding form) {
@@ -189,10 +151,15 @@ void store_keys(column &out, std::span<const int64_t> keys, encoding form) {
   else
     out.width = bytes * 8;
   const auto make = form == encoding::fixed ? fixed_batch : form == encoding::dynp ? dynp_batch : key_prefix_batch;
-  for_batches(keys, [&](std::span<const int64_t> rows) {
-    out.batches.push_back(make(rows, range, out.width));
-    out.batches.back().held = zone_of(rows, range);
-  });
+  std::vector<uint64_t> ordinals;
+  for (size_t first = 0; first < keys.size(); first += batch_rows) {
+    ordinals.clear();
+    for (int64_t key : keys.subspan(first, std::min<size_t>(batch_rows, keys.size() - first)))
+      ordinals.push_back(static_cast<uint64_t>(key) - static_cast<uint64_t>(range.low));
+    out.batches.push_back(make(ordinals, out.width));
+    const auto [low, high] = std::minmax_element(ordinals.begin(), ordinals.end());
+    out.batches.back().held = {*low, *high, 0};
+  }
 }
 
 void store_texts(column &out, std::string_view texts, uint32_t text_bytes) {

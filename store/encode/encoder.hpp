@@ -27,11 +27,9 @@ using choice_map = std::map<std::string, encoding_choice, std::less<>>;
 encoding_choice parse_encoding(std::string_view text);
 
 // Fill the batches and the fields that describe the encoding; the rest of the column is there already.  The first
-// stores codes as dict or rle and needs the dictionary, and so does the second, whose codes stand for runs; the third
-// stores keys as fixed, dynp or prefix and sets their range; the fourth stores texts of one length, which lie back to
-// back, as prefix.
-void store_codes(column &out, std::span<const uint32_t> codes, std::optional<encoding> form);
-void store_runs(column &out, std::span<const code_run> runs, std::optional<encoding> form);
+// stores codes as dict or rle and needs the dictionary; the second stores keys as fixed, dynp or prefix and sets their
+// range; the third stores texts of one length, which lie back to back, as prefix.
+void store_codes(column &out, const coded_rows &rows, std::optional<encoding> form);
 void store_keys(column &out, std::span<const int64_t> keys, encoding form);
 void store_texts(column &out, std::string_view texts, uint32_t text_bytes);
 

@@ -5,11 +5,12 @@
 #include <string_view>
 
 #include "store/encode/column.hpp"
+#include <vorn/encode.h>
 
 namespace store {
 
 // Values of a group; the last one of a batch may have fewer.
-inline constexpr uint32_t prefix_group = 16;
+inline constexpr uint32_t prefix_group = VORNENC_PREFIX_GROUP;
 inline constexpr uint32_t longest_prefix_value = 8;
 
 // The groups of a batch.  Its values, of 1 to 8 bytes each, lie back to back.  A record is the length of the prefix

@@ -30,7 +30,7 @@ public:
 
 private:
   const vorn_ctx &ctx_;
-  uint32_t mask_;
+  uint32_t bits_; // there are 2^bits
   vorn_host::aligned_vector<uint8_t> map_;
 };
 

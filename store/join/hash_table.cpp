@@ -29,14 +29,9 @@ hash_table::hash_table(const vorn_ctx &ctx, const table_shape &shape, const join
     area_next_[part] = area.get();
     area_end_[part] = area.get() + sizes_.area_records;
   }
-  // The tag has the lowest bits of a hash value, the bucket those above, and the partition the next ones.
-  const auto bucket_hi_bit = static_cast<uint8_t>(sizes_.tag_bits() + sizes_.bucket_bits - 1);
-  const auto partition_shift = static_cast<uint8_t>(bucket_hi_bit + 1);
-  const auto partition_hi_bit = static_cast<uint8_t>(bucket_hi_bit + sizes_.partition_bits);
-  vorn_build_hash_table(&table_, tables_.data(), nullptr, overflow_next_.data(), overflow_end_.data(), partition_hi_bit,
-                        partition_shift, bucket_hi_bit, sizes_.layout);
-  vorn_build_partition_buffer(&splitter_, nullptr, area_next_.data(), area_end_.data(), partition_hi_bit,
-                              partition_shift, VORN_PB_RID);
+  vornenc_build_hash_table(&table_, &sizes_, tables_.data(), overflow_next_.data(), overflow_end_.data());
+  constexpr uint16_t no_payload = 0;
+  vornenc_build_partition_buffer(&splitter_, &sizes_, VORN_PB_RID, no_payload, area_next_.data(), area_end_.data());
 }
 
 void hash_table::insert(std::span<const uint64_t> hashes) {
@@ -49,7 +44,7 @@ void hash_table::insert(std::span<const uint64_t> hashes) {
   }
   vorn_aux aux{};
   for (;;) {
-    const uint32_t code = vorn_partition(&ctx_, &splitter_, keys.get(), numbers.get(), vorn_host_hash, &aux);
+    const uint32_t code = vorn_partition(&ctx_, &splitter_, keys.get(), numbers.get(), vornenc_hash, &aux);
     if (code == VORN_RESULT_DONE)
       return;
     expect(code, VORN_RESULT_PARTITION_FULL, "partitioning");
@@ -79,11 +74,11 @@ void hash_table::insert_area(uint32_t part) {
 void hash_table::insert(vorn_cv *keys, vorn_cv *values, uint32_t part) {
   vorn_aux aux{};
   for (;;) {
-    const uint32_t code = vorn_ht_build(&ctx_, &table_, keys, values, static_cast<int32_t>(part), vorn_host_hash, &aux);
+    const uint32_t code = vorn_ht_build(&ctx_, &table_, keys, values, static_cast<int32_t>(part), vornenc_hash, &aux);
     if (code == VORN_RESULT_DONE)
       return;
     expect(code, VORN_RESULT_NO_OVERFLOW, "building a hash table");
-    grant(part, settings_.overflow_buckets.value_or(more_overflow(parts_[part].granted)));
+    grant(part, settings_.overflow_buckets.value_or(vornenc_more_overflow(parts_[part].granted)));
   }
 }
 

@@ -9,7 +9,7 @@ void hash_rows(const vorn_ctx &ctx, row_vector &source, uint64_t *out) {
   vorn_cv result{};
   result.vorn_cv_vals = out;
   vorn_aux aux{};
-  expect(vorn_hash(&ctx, &result, source.get(), seed.get(), vorn_host_hash, &aux), VORN_RESULT_DONE, "hashing");
+  expect(vorn_hash(&ctx, &result, source.get(), seed.get(), vornenc_hash, &aux), VORN_RESULT_DONE, "hashing");
 }
 
 } // namespace store

@@ -45,7 +45,7 @@ std::span<const candidate> prober::next() {
   for (;;) {
     row_vector result(vorn_build_encoding_type_ridvalue, pairs_.data(), nullptr, pairs_.size());
     const uint32_t code =
-        vorn_ht_probe(&ctx_, result.get(), keys.get(), rows.get(), table_.record(), vorn_host_hash, &aux_);
+        vorn_ht_probe(&ctx_, result.get(), keys.get(), rows.get(), table_.record(), vornenc_hash, &aux_);
     at_end_ = code == VORN_RESULT_DONE;
     if (!at_end_)
       expect(code, VORN_RESULT_PROBE_FULL, "probing a hash table");

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+#include <vorn/encode.h>
+
 namespace store {
 
 record_store::record_store(const vorn_ctx &ctx, uint64_t rows, const join_settings &settings)
@@ -17,12 +19,20 @@ void record_store::append(std::span<row_vector> fields) {
     return;
   matrix_.resize(rows * fields.size());
   fields_begin_ = matrix_.data();
-  vorn_transpose_table columns{};
-  vorn_build_transpose_table(&columns, static_cast<uint8_t>(fields.size()), 0, 0, 0, 0, &fields_begin_, &fields_begin_,
-                             0, nullptr, 0, 0, 0, nullptr, nullptr, 0, nullptr, nullptr, nullptr, VORN_TT_LP);
-  vorn_transpose_table made{};
-  vorn_build_transpose_table(&made, 0, 0, 0, 0, 0, nullptr, &next_record_, 0, nullptr, 0, 0, 0, nullptr, nullptr, 0,
-                             nullptr, &next_byte_, &block_end_, VORN_TT_ROW | VORN_TT_LP);
+  vornenc_transpose matrix{};
+  matrix.flags = VORN_TT_LP;
+  matrix.ncols = static_cast<uint8_t>(fields.size());
+  matrix.in_refs = &fields_begin_;
+  matrix.refs = &fields_begin_;
+  vornenc_transpose rows_made{};
+  rows_made.flags = VORN_TT_ROW | VORN_TT_LP;
+  rows_made.refs = &next_record_;
+  rows_made.pos = &next_byte_;
+  rows_made.end = &block_end_;
+  vorn_transpose_table columns;
+  vorn_transpose_table made;
+  vornenc_build_transpose_table(&columns, &matrix);
+  vornenc_build_transpose_table(&made, &rows_made);
   vorn_aux aux{};
   for (uint32_t field = 0; field < fields.size(); ++field)
     expect(vorn_transpose_reference(&ctx_, &columns, fields[field].get(), field, 0, &aux), VORN_RESULT_DONE,
@@ -52,10 +62,11 @@ std::span<const uint8_t *const> record_store::fetch(std::span<const candidate> r
   lengths.resize(rows.size());
   // The table has its parts by pointers that are not const; the library only reads what it gathers.
   void *references = only_read(records_.data());
-  vorn_transpose_table table{};
-  constexpr uint8_t one_partition = 64;
-  vorn_build_transpose_table(&table, 0, 0, 0, 0, one_partition, &references, nullptr, 0, nullptr, 0, 0, 0, nullptr,
-                             nullptr, 0, nullptr, nullptr, nullptr, VORN_TT_LP);
+  vornenc_transpose of_records{};
+  of_records.flags = VORN_TT_LP;
+  of_records.in_refs = &references;
+  vorn_transpose_table table;
+  vornenc_build_transpose_table(&table, &of_records);
   row_vector source(vorn_build_encoding_type_ridvalue, rows.data(), nullptr, rows.size());
   vorn_aux aux{};
   for (;;) {

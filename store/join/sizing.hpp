@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <optional>
 
-#include <vorn/vorn.h>
+#include <vorn/encode.h>
 
 namespace store {
 
@@ -21,33 +21,19 @@ struct join_settings {
   uint32_t record_bytes = 1 << 20;               // of a block of records
 };
 
-struct table_shape {
-  uint32_t layout = VORN_HT_K2V4;
-  uint32_t partition_bits = 0;
-  uint32_t bucket_bits = 0;    // a partition has 2^bucket_bits buckets
-  uint64_t first_overflow = 1; // buckets for the overflow of a partition, before the first key
-  uint64_t area_records = 0;   // of a partition, which are collected before they are inserted
-
-  uint32_t tag_bits() const { return layout == VORN_HT_K2V4 || layout == VORN_HT_K2V8 ? 16 : 32; }
+struct table_shape : vornenc_table_size {
   bool has_narrow_values() const { return layout == VORN_HT_K2V4 || layout == VORN_HT_K4V4; }
   uint32_t partitions() const { return 1U << partition_bits; }
   uint64_t buckets() const { return uint64_t{1} << (bucket_bits + partition_bits); }
 };
 
-inline constexpr uint32_t bucket_bytes = 64;
+inline constexpr uint32_t bucket_bytes = VORNENC_BUCKET_BYTES;
 
 // "k2v4" and the like.
 const char *layout_name(uint32_t layout);
-uint32_t slots_of(uint32_t layout);
 
 // For so many keys at the most.
 table_shape shape_of(uint64_t keys, const join_settings &settings);
-
-// Buckets to add to a partition whose overflow room is used up and was so large in total.
-uint64_t more_overflow(uint64_t granted);
-
-// A bloom map has 2^bloom_bits(keys) bits.
-uint32_t bloom_bits(uint64_t keys);
 
 // Is a map that let so many of the rows through worth its tests?
 bool is_worth_testing(uint64_t passed, uint64_t tested);

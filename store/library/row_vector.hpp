@@ -4,7 +4,7 @@
 #include <cstdint>
 
 #include "store/library/source_vector.hpp"
-#include <vorn/hash.h>
+#include <vorn/encode.h>
 #include <vorn/vorn.h>
 
 namespace store {

@@ -1,56 +1,49 @@
 #include "store/library/source_vector.hpp"
 
-#include <cstring>
+#include "store/encode/encoded.hpp"
 
 namespace store {
 
-vorn_enc_ctx predicate_encoding(const column &of, bool knows_nulls, uint32_t more_flags) {
+namespace {
+
+// What encoding contexts have of a column.
+vornenc_column description(const column &of, bool knows_nulls) {
+  vornenc_column out{};
+  out.form = of.form == encoding::fixed ? VORNENC_FIXED : of.form == encoding::dynp ? VORNENC_DYNP : VORNENC_CODES;
+  out.width = of.width;
+  out.flags = (knows_nulls && of.has_nulls() ? VORN_NULLS : 0) | (of.compressed ? VORN_STREAM : 0);
+  return out;
+}
+
+} // namespace
+
+vorn_enc_ctx predicate_encoding(const column &of, bool knows_nulls) {
   vorn_enc_ctx out{};
-  const uint32_t flags =
-      more_flags | (knows_nulls && of.has_nulls() ? VORN_NULLS : 0) | (of.compressed ? VORN_STREAM : 0);
-  switch (of.form) {
-  case encoding::dict:
-  case encoding::rle:
-    vorn_build_encoding_type_dict(&out, of.width, nullptr, nullptr, nullptr, 0, VORN_DICT_ONE_LENGTH, flags);
-    break;
-  case encoding::fixed:
-    vorn_build_encoding_type_fixed(&out, of.width, flags);
-    break;
-  case encoding::dynp:
-    vorn_build_encoding_type_dynp(&out, of.width, 0, 0, flags);
-    break;
-  case encoding::prefix:
-    break; // has no predicates
-  }
+  const vornenc_column described = description(of, knows_nulls);
+  if (of.form != encoding::prefix) // has no predicates
+    expect_encoded(vornenc_build_encoding(&out, &described));
   return out;
 }
 
 vorn_cv source_vector(const column &of, const batch &rows, vorn_enc_ctx &encoding, uint64_t *run_bits) {
+  vornenc_vector fields{};
+  fields.vals = only_read(rows.stream.data());
+  fields.lens = only_read(rows.lens.data());
+  fields.enc = &encoding;
+  fields.nrows = rows.rows;
+  fields.stream_bytes = rows.stream_bytes;
+  fields.stream_slot = of.compressed ? &rows.decompressed : nullptr;
   vorn_cv out{};
-  vorn_build_vector(&out, only_read(rows.stream.data()), only_read(rows.lens.data()), nullptr, &encoding, nullptr,
-                    nullptr, rows.rows, rows.stream_bytes, of.compressed ? &rows.decompressed : nullptr, 0);
+  vornenc_build_vector(&out, &fields);
   if (of.form == encoding::rle)
     vorn_add_encoding_type_rle(&encoding, rows.lens.data(), rows.cla.data(), of.run_length_bits, rows.runs, run_bits);
   return out;
 }
 
-vorn_cv stored_constant::vector(vorn_enc_ctx &encoding) {
-  vorn_cv out{};
-  vorn_build_vector(&out, bytes, &length_code, nullptr, &encoding, nullptr, nullptr, 1, 0, nullptr, 0);
-  return out;
-}
-
-stored_constant constant_of(const column &of, uint64_t ordinal) {
-  stored_constant out;
-  if (of.is_dictionary()) {
-    const auto code = static_cast<uint32_t>(ordinal);
-    std::memcpy(out.bytes, &code, sizeof code);
-    return out;
-  }
-  for (uint32_t i = 0; i < of.width / 8; ++i)
-    out.bytes[i] = static_cast<uint8_t>(ordinal >> (of.width - 8 * (i + 1)));
-  out.length_code = static_cast<uint8_t>(of.width / 8 - 1);
-  return out;
+constant_vector::constant_vector(const column &of, bool knows_nulls, uint64_t ordinal) {
+  const vornenc_column described = description(of, knows_nulls);
+  constexpr uint32_t all_bytes = 0;
+  expect_encoded(vornenc_build_constant(&cv_, &encoding_, &memory_, &described, ordinal, all_bytes));
 }
 
 } // namespace store

@@ -29,8 +29,7 @@ uint64_t words_of(uint64_t bits) { return (bits + 63) / 64; }
 } // namespace
 
 batch_scan::batch_scan(const vorn_ctx &ctx, const column &on, const ordinal_test &test)
-    : ctx_(ctx), on_(on), test_(test), scan_encoding_(predicate_encoding(on_, knows_nulls(test_))),
-      constant_encoding_(predicate_encoding(on_, knows_nulls(test_), VORN_CONST)) {
+    : ctx_(ctx), on_(on), test_(test), scan_encoding_(predicate_encoding(on_, knows_nulls(test_))) {
   const auto *set = std::get_if<ordinal_set>(&test_);
   if (set == nullptr)
     return;
@@ -61,17 +60,14 @@ uint32_t batch_scan::run(const batch &rows, const uint64_t *filter, uint32_t fil
 }
 
 uint32_t batch_scan::call(vorn_cv &result, vorn_cv &source, vorn_aux &aux, const ordinal_comparison &test) {
-  stored_constant right = constant_of(on_, test.ordinal);
-  const vorn_cv operand = right.vector(constant_encoding_);
-  return vorn_cmp(&ctx_, &result, &source, &operand, &aux, static_cast<uint32_t>(test.op));
+  constant_vector right(on_, knows_nulls(test_), test.ordinal);
+  return vorn_cmp(&ctx_, &result, &source, right.get(), &aux, static_cast<uint32_t>(test.op));
 }
 
 uint32_t batch_scan::call(vorn_cv &result, vorn_cv &source, vorn_aux &aux, const ordinal_interval &test) {
-  stored_constant low_value = constant_of(on_, test.low);
-  stored_constant high_value = constant_of(on_, test.high);
-  const vorn_cv low = low_value.vector(constant_encoding_);
-  const vorn_cv high = high_value.vector(constant_encoding_);
-  return vorn_range_cmp(&ctx_, &result, &source, &low, &high, &aux, static_cast<uint32_t>(test.form));
+  constant_vector low(on_, knows_nulls(test_), test.low);
+  constant_vector high(on_, knows_nulls(test_), test.high);
+  return vorn_range_cmp(&ctx_, &result, &source, low.get(), high.get(), &aux, static_cast<uint32_t>(test.form));
 }
 
 uint32_t batch_scan::call(vorn_cv &result, vorn_cv &source, vorn_aux &aux, const ordinal_set &) {

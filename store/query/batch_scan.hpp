@@ -27,7 +27,6 @@ private:
   const column &on_;
   const ordinal_test &test_;
   vorn_enc_ctx scan_encoding_;
-  vorn_enc_ctx constant_encoding_;
   vorn_host::aligned_vector<uint64_t> members_;  // of a set of codes: one bit per code
   vorn_host::aligned_vector<uint64_t> run_bits_; // one bit per run
 };

@@ -6,7 +6,7 @@
 #include "store/error.hpp"
 #include "store/saved/format.hpp"
 #include "store/saved/replaced_file.hpp"
-#include <vorn/hash.h>
+#include <vorn/encode.h>
 
 namespace store {
 
@@ -38,7 +38,7 @@ private:
 };
 
 uint64_t checksum_of(const section_bytes &content) {
-  return vorn_host_hash(content.bytes().data(), content.bytes().size(), 0);
+  return vornenc_hash(content.bytes().data(), content.bytes().size(), 0);
 }
 
 column_record record_of(const saved_column &c) {

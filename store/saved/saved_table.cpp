@@ -14,7 +14,7 @@
 #include "store/encode/prefix_encoder.hpp"
 #include "store/error.hpp"
 #include "store/saved/validation.hpp"
-#include <vorn/hash.h>
+#include <vorn/encode.h>
 
 namespace store {
 
@@ -136,7 +136,7 @@ void saved_table::read_header() {
                             file_.bytes.begin() + static_cast<ptrdiff_t>(sizeof first + table_bytes));
   const uint64_t expected = std::exchange(first.checksum, 0);
   std::memcpy(head.data(), &first, sizeof first);
-  if (vorn_host_hash(head.data(), head.size(), 0) != expected)
+  if (vornenc_hash(head.data(), head.size(), 0) != expected)
     throw error(fmt::format("{} is damaged: the header or the section table has changed", file_name_));
   row_count = first.rows;
   records_.resize(first.columns);
@@ -151,7 +151,7 @@ std::span<const uint8_t> saved_table::section_at(uint64_t index) const {
               room_of(wanted.bytes) <= size - wanted.offset,
           "a section goes beyond the end");
   const std::span<const uint8_t> out = file_.bytes.subspan(wanted.offset, wanted.bytes);
-  require(vorn_host_hash(out.data(), out.size(), 0) == wanted.checksum, "a section has changed");
+  require(vornenc_hash(out.data(), out.size(), 0) == wanted.checksum, "a section has changed");
   return out;
 }
 

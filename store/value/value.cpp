@@ -11,15 +11,11 @@
 #include <fmt/ranges.h>
 
 #include "store/error.hpp"
+#include <vorn/encode.h>
 
 namespace store {
 
 namespace {
-
-constexpr uint64_t top_bit = uint64_t{1} << 63;
-
-// The bits of positive reals sort as the reals do; the bits of negative reals sort in reverse.
-int64_t reorder_negative(int64_t bits) { return bits < 0 ? bits ^ std::numeric_limits<int64_t>::max() : bits; }
 
 // Reads "DECIMAL(18,3)".
 std::optional<column_type> parsed_decimal(std::string_view sql_type) {
@@ -95,12 +91,12 @@ __int128 number_of(const wide_key &key) {
 int64_t real_key(double real) {
   if (std::isnan(real))
     real = std::numeric_limits<double>::quiet_NaN();
-  return reorder_negative(std::bit_cast<int64_t>(real));
+  return vornenc_int64_of_key(vornenc_key_of_double(real), 64);
 }
 
-double real_of_key(int64_t key) { return std::bit_cast<double>(reorder_negative(key)); }
+double real_of_key(int64_t key) { return vornenc_double_of_key(vornenc_key_of_int64(key, 64)); }
 
-int64_t natural_key(uint64_t number) { return static_cast<int64_t>(number ^ top_bit); }
-uint64_t natural_of_key(int64_t key) { return static_cast<uint64_t>(key) ^ top_bit; }
+int64_t natural_key(uint64_t number) { return vornenc_int64_of_key(number, 64); }
+uint64_t natural_of_key(int64_t key) { return vornenc_key_of_int64(key, 64); }
 
 } // namespace store

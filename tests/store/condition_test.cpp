@@ -158,14 +158,13 @@ struct sample {
 sample dictionary_of(const std::vector<int64_t> &values, bool nulls) {
   sample out{{}, values, {}};
   out.on.type.kind = value_kind::integer;
-  auto &entries = out.on.values.emplace<dictionary>(nulls);
+  out.on.values = dictionary::of(values, nulls);
   std::vector<uint32_t> codes;
-  for (int64_t v : values) {
-    codes.push_back(static_cast<uint32_t>(entries.codes()));
-    entries.append(v);
+  for (size_t i = 0; i < values.size(); ++i) {
+    codes.push_back(static_cast<uint32_t>(i) + (nulls ? 1 : 0));
     out.ordinals.push_back(codes.back());
   }
-  store_codes(out.on, codes, encoding::dict);
+  store_codes(out.on, {codes, {}}, encoding::dict);
   return out;
 }
 

@@ -2,12 +2,15 @@
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <numeric>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
 #include "store/encode/big_endian.hpp"
 #include "store/encode/encoder.hpp"
+#include "store/encode/packing.hpp"
 #include "store/error.hpp"
 
 namespace {
@@ -22,10 +25,10 @@ bytes without_slack(const stored_array<uint8_t> &stored) {
 
 column codes_of(const std::vector<uint32_t> &codes, uint32_t distinct, std::optional<encoding> form) {
   column out;
-  auto &values = out.values.emplace<dictionary>();
-  for (uint32_t value = 0; value < distinct; ++value)
-    values.append(int64_t{value});
-  store_codes(out, codes, form);
+  std::vector<int64_t> values(distinct);
+  std::iota(values.begin(), values.end(), 0);
+  out.values = dictionary::of(values);
+  store_codes(out, {codes, {}}, form);
   return out;
 }
 
@@ -64,18 +67,15 @@ TEST(encoder, chooses_runs_only_where_they_are_long) {
 }
 
 TEST(dictionary, takes_a_cla_where_lengths_differ_and_knows_what_looks_like_null) {
-  dictionary keys, texts, with_null(true);
-  for (const int64_t key : {-2, 0, 258})
-    keys.append(key);
-  for (const char *text : {"aa", "bb", "c", ""})
-    texts.append(std::string_view(text));
-  with_null.append(std::string_view("a"));
+  const std::string_view ordered[] = {"", "a", "bb"};
+  const dictionary keys = dictionary::of(std::vector<int64_t>{-2, 0, 258}), texts = dictionary::of(ordered);
+  const dictionary with_null = dictionary::of(std::span(ordered).subspan(1), true);
   EXPECT_EQ(keys.encoding(2, 0).vorn_enc_ctx_dict_layout, uint32_t{VORN_DICT_ONE_LENGTH});
   EXPECT_EQ(texts.encoding(2, 0).vorn_enc_ctx_dict_layout, uint32_t{VORN_DICT_CLA});
-  EXPECT_EQ(with_null.encoding(2, 0).vorn_enc_ctx_dict_layout, uint32_t{VORN_DICT_CLA});
+  EXPECT_EQ(dictionary::of(std::vector<int64_t>{1}, true).encoding(2, 0).vorn_enc_ctx_dict_layout,
+            uint32_t{VORN_DICT_CLA});
   EXPECT_TRUE(texts.flags_tell_null() && with_null.flags_tell_null());
-  with_null.append(std::string_view());
-  EXPECT_FALSE(with_null.flags_tell_null());
+  EXPECT_FALSE(dictionary::of(ordered, true).flags_tell_null());
 }
 
 TEST(encoder, stores_values_in_the_least_whole_bytes) {
@@ -136,6 +136,11 @@ TEST(encoder, stores_groups_of_sixteen_with_their_prefix) {
   store_keys(keys, std::vector<int64_t>{-1, 0x1fe, 0}, encoding::prefix);
   EXPECT_EQ(keys.width, 16U);
   EXPECT_EQ(without_slack(keys.batches[0].stream), (bytes{0, 0, 0, 1, 0xff, 0, 1}));
+}
+
+TEST(encoder, refuses_more_values_than_codes) {
+  EXPECT_EQ(least_width(uint64_t{1} << 32), 32U);
+  EXPECT_THROW(least_width((uint64_t{1} << 32) + 1), error);
 }
 
 TEST(encoder, reads_the_name_of_an_encoding) {

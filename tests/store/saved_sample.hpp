@@ -15,7 +15,7 @@
 #include "store/saved/saved_table.hpp"
 #include "tests/store/scratch_folder.hpp"
 #include "vornq/tables.hpp"
-#include <vorn/hash.h>
+#include <vorn/encode.h>
 
 namespace vorn_test {
 
@@ -51,9 +51,9 @@ inline std::span<store::saved::section> sections_of(std::string &bytes) {
     return bytes;
   for (section &s : sections)
     if (s.offset <= bytes.size() && s.bytes <= bytes.size() - s.offset)
-      s.checksum = vorn_host_hash(bytes.data() + s.offset, s.bytes, 0);
+      s.checksum = vornenc_hash(bytes.data() + s.offset, s.bytes, 0);
   first.checksum = 0;
-  first.checksum = vorn_host_hash(bytes.data(), sizeof first + sections.size_bytes(), 0);
+  first.checksum = vornenc_hash(bytes.data(), sizeof first + sections.size_bytes(), 0);
   return bytes;
 }
 
