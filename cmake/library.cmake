@@ -1,5 +1,11 @@
-# libvorn, shared and static, and the four specialised libraries.  The kernels are compiled once for every level, with its
+# libvorn, shared and static, and the specialised libraries.  The kernels are compiled once for every level, with its
 # flags and in its namespace; a specialised library is one level or more behind one exported symbol.
+
+set(VORN_ALL_SPECIALIZED)
+if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|amd64)$")
+  set(VORN_ALL_SPECIALIZED svxlsse4219 svxlavx19 svxlavx219 svxlavx51219)
+endif()
+set(VORN_SPECIALIZED ${VORN_ALL_SPECIALIZED} CACHE STRING "The specialised libraries that are built and installed")
 
 set(VORN_KERNEL_SOURCES
   generic/bitvec/lbiv.cpp
@@ -60,16 +66,21 @@ set(VORN_FRAME_SOURCES
   generic/table/exported_tables.cpp
   generic/table/global_ctx.cpp)
 
+# gcc clears records of some size by an instruction of x86-64 that takes 30 cycles to start, more than the rest of a small
+# call.
+include(CheckCXXCompilerFlag)
+set(VORN_MEMSET_STRATEGY -mmemset-strategy=vector_loop:512:noalign,libcall:-1:noalign)
+check_cxx_compiler_flag(${VORN_MEMSET_STRATEGY} VORN_HAS_MEMSET_STRATEGY)
+
 # vorn_add_level(LEVEL SOURCES source... [ENGINE engine] [FLAGS flag...]): the objects vorn_level_LEVEL.  The engine is a
 # folder of isa/, whose passes the kernels take.
 #
-# gcc clears records of some size by an instruction that takes 30 cycles to start, more than the rest of a small call.
 # The library raises nothing itself and has nothing to clean up when a reporter of the host unwinds through it, so unwind
 # tables are enough.  Without exceptions it needs no run-time library of C++.
 # Trace records name sources by their place in the tree.
 function(vorn_add_level level)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "ENGINE" "SOURCES;FLAGS")
-  add_library(vorn_level_${level} OBJECT ${arg_SOURCES})
+  add_library(vorn_level_${level} OBJECT EXCLUDE_FROM_ALL ${arg_SOURCES})
   if(arg_ENGINE)
     target_compile_definitions(vorn_level_${level} PRIVATE VORN_ENGINE="isa/${arg_ENGINE}/engine.hpp")
   endif()
@@ -77,8 +88,7 @@ function(vorn_add_level level)
   target_compile_definitions(vorn_level_${level} PRIVATE VORN_LEVEL=${level})
   target_compile_options(vorn_level_${level} PRIVATE
     -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/= -fno-exceptions -fno-rtti -fasynchronous-unwind-tables
-    $<$<CXX_COMPILER_ID:GNU>:-mmemset-strategy=vector_loop:512:noalign,libcall:-1:noalign>
-    ${arg_FLAGS})
+    $<$<BOOL:${VORN_HAS_MEMSET_STRATEGY}>:${VORN_MEMSET_STRATEGY}> ${arg_FLAGS})
 endfunction()
 
 vorn_add_level(generic SOURCES ${VORN_KERNEL_SOURCES} ${VORN_FRAME_SOURCES})
@@ -112,9 +122,17 @@ foreach(variant vorn vorn_static)
 endforeach()
 
 # vorn_add_specialized(NAME LEVEL [more...]): a library of a level, and of what its engine takes from others.  All lie in one
-# folder, which a project that builds vorn as its part finds in vorn_SPECIALIZED_DIR as one that finds the package does.
-set(vorn_SPECIALIZED_DIR ${PROJECT_BINARY_DIR}/bin CACHE INTERNAL "Where the specialised libraries are")
+# folder, which a project that builds vorn as its part finds in vorn_SPECIALIZED_DIR as one that finds the package does.  With
+# a generator of several build types the folder depends on the type, so its name is a generator expression.
+set(folder ${PROJECT_BINARY_DIR}/bin)
+if(VORN_MULTI_CONFIG)
+  string(APPEND folder /$<CONFIG>)
+endif()
+set(vorn_SPECIALIZED_DIR ${folder} CACHE INTERNAL "Where the specialised libraries are")
 function(vorn_add_specialized name level)
+  if(NOT name IN_LIST VORN_SPECIALIZED)
+    return()
+  endif()
   add_library(${name} MODULE isa/library.cpp)
   foreach(part ${level} ${ARGN})
     target_sources(${name} PRIVATE $<TARGET_OBJECTS:vorn_level_${part}>)
@@ -128,49 +146,58 @@ function(vorn_add_specialized name level)
     LIBRARY_OUTPUT_DIRECTORY ${vorn_SPECIALIZED_DIR})
 endfunction()
 
-set(VORN_V2 -msse3 -mssse3 -msse4.1 -msse4.2 -mpopcnt -mcx16 -msahf)
-set(VORN_V3 ${VORN_V2} -mavx -mavx2 -mbmi -mbmi2 -mf16c -mfma -mlzcnt -mmovbe)
-set(VORN_V4 ${VORN_V3} -mavx512f -mavx512bw -mavx512cd -mavx512dq -mavx512vl -mprefer-vector-width=512)
+# The levels are those of x86-64.  On every other processor the library has its generic kernels alone.
+if(VORN_ALL_SPECIALIZED)
+  set(VORN_V2 -msse3 -mssse3 -msse4.1 -msse4.2 -mpopcnt -mcx16 -msahf)
+  set(VORN_V3 ${VORN_V2} -mavx -mavx2 -mbmi -mbmi2 -mf16c -mfma -mlzcnt -mmovbe)
+  set(VORN_V4 ${VORN_V3} -mavx512f -mavx512bw -mavx512cd -mavx512dq -mavx512vl -mprefer-vector-width=512)
 
-# gcc 12 takes the undefined lanes inside some intrinsics for mistakes.
-set(VORN_VBMI ${VORN_V4} -mavx512vbmi -mavx512vbmi2 -mavx512bitalg -mavx512vpopcntdq
-  $<$<CXX_COMPILER_ID:GNU>:-Wno-uninitialized> $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
+  # gcc 12 takes the undefined lanes inside some intrinsics for mistakes.
+  set(VORN_VBMI ${VORN_V4} -mavx512vbmi -mavx512vbmi2 -mavx512bitalg -mavx512vpopcntdq
+    $<$<CXX_COMPILER_ID:GNU>:-Wno-uninitialized> $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
 
-set(VORN_LEVELS sse42 avx avx2 avx512 vbmi)
-set(VORN_LEVEL_SOURCES ${VORN_KERNEL_SOURCES} isa/level.cpp)
-vorn_add_level(sse42 ENGINE avx2 SOURCES ${VORN_LEVEL_SOURCES} FLAGS ${VORN_V2})
-vorn_add_level(avx ENGINE avx2 SOURCES ${VORN_LEVEL_SOURCES} FLAGS ${VORN_V2} -mavx)
-vorn_add_level(avx2 ENGINE avx2 SOURCES ${VORN_LEVEL_SOURCES} FLAGS ${VORN_V3})
-vorn_add_level(avx512 ENGINE avx512 SOURCES ${VORN_LEVEL_SOURCES} isa/avx512/processor.cpp FLAGS ${VORN_V4})
-vorn_add_level(vbmi SOURCES isa/vbmi/bits.cpp isa/vbmi/interval.cpp isa/vbmi/members.cpp isa/vbmi/packed.cpp isa/vbmi/pairs.cpp isa/vbmi/unpack.cpp FLAGS ${VORN_VBMI})
+  set(VORN_LEVELS sse42 avx avx2 avx512 vbmi)
+  set(VORN_LEVEL_SOURCES ${VORN_KERNEL_SOURCES} isa/level.cpp)
+  vorn_add_level(sse42 ENGINE avx2 SOURCES ${VORN_LEVEL_SOURCES} FLAGS ${VORN_V2})
+  vorn_add_level(avx ENGINE avx2 SOURCES ${VORN_LEVEL_SOURCES} FLAGS ${VORN_V2} -mavx)
+  vorn_add_level(avx2 ENGINE avx2 SOURCES ${VORN_LEVEL_SOURCES} FLAGS ${VORN_V3})
+  vorn_add_level(avx512 ENGINE avx512 SOURCES ${VORN_LEVEL_SOURCES} isa/avx512/processor.cpp FLAGS ${VORN_V4})
+  vorn_add_level(vbmi FLAGS ${VORN_VBMI} SOURCES isa/vbmi/bits.cpp isa/vbmi/interval.cpp isa/vbmi/members.cpp
+    isa/vbmi/packed.cpp isa/vbmi/pairs.cpp isa/vbmi/unpack.cpp)
 
-vorn_add_specialized(svxlsse4219 sse42)
-vorn_add_specialized(svxlavx19 avx)
-vorn_add_specialized(svxlavx219 avx2)
-vorn_add_specialized(svxlavx51219 avx512 vbmi)
-
-set(VORN_SPECIALIZED svxlsse4219 svxlavx19 svxlavx219 svxlavx51219)
-set(VORN_PROGRAM_LIBRARIES ${VORN_SPECIALIZED} CACHE STRING "The specialised libraries that are built with a program of the tree")
-mark_as_advanced(VORN_PROGRAM_LIBRARIES)
-add_custom_target(vorn_specialized DEPENDS ${VORN_PROGRAM_LIBRARIES})
+  vorn_add_specialized(svxlsse4219 sse42)
+  vorn_add_specialized(svxlavx19 avx)
+  vorn_add_specialized(svxlavx219 avx2)
+  vorn_add_specialized(svxlavx51219 avx512 vbmi)
+endif()
+add_custom_target(vorn_specialized DEPENDS ${VORN_SPECIALIZED})
 
 # What a host installs: headers, libraries, and the files that find_package and pkg-config read.  These also say where the
 # specialised libraries are.
+
+# vorn_install(ARGUMENT...): install(), unless another project builds vorn as its part and does not ask for it.
+macro(vorn_install)
+  if(VORN_INSTALL)
+    install(${ARGN})
+  endif()
+endmacro()
+
 include(CMakePackageConfigHelpers)
-install(FILES ${VORN_HEADERS} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vorn COMPONENT development)
-install(TARGETS vorn vorn_static EXPORT vorn-targets
+vorn_install(FILES ${VORN_HEADERS} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vorn COMPONENT development)
+vorn_install(TARGETS vorn vorn_static EXPORT vorn-targets
   LIBRARY COMPONENT library NAMELINK_COMPONENT development
   ARCHIVE COMPONENT development)
-install(TARGETS ${VORN_SPECIALIZED} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/vorn COMPONENT specialized)
-install(EXPORT vorn-targets NAMESPACE vorn:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/vorn COMPONENT development)
+if(VORN_SPECIALIZED)
+  vorn_install(TARGETS ${VORN_SPECIALIZED} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/vorn COMPONENT specialized)
+endif()
+vorn_install(EXPORT vorn-targets NAMESPACE vorn:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/vorn COMPONENT development)
 set(VORN_INSTALL_SPECIALIZED_DIR ${CMAKE_INSTALL_LIBDIR}/vorn)
-file(RELATIVE_PATH VORN_SPECIALIZED_FROM_PROGRAM ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR}/vorn)
 configure_package_config_file(cmake/vorn-config.cmake.in ${PROJECT_BINARY_DIR}/vorn-config.cmake
   INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/vorn PATH_VARS VORN_INSTALL_SPECIALIZED_DIR)
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/vorn-config-version.cmake COMPATIBILITY SameMinorVersion)
-install(FILES ${PROJECT_BINARY_DIR}/vorn-config.cmake ${PROJECT_BINARY_DIR}/vorn-config-version.cmake
+vorn_install(FILES ${PROJECT_BINARY_DIR}/vorn-config.cmake ${PROJECT_BINARY_DIR}/vorn-config-version.cmake
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/vorn COMPONENT development)
 # The installed folders are named from where the file itself is, so that they may move together.
 file(RELATIVE_PATH VORN_PC_TO_INCLUDE ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_FULL_INCLUDEDIR})
 configure_file(cmake/vorn.pc.in ${PROJECT_BINARY_DIR}/vorn.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/vorn.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+vorn_install(FILES ${PROJECT_BINARY_DIR}/vorn.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)

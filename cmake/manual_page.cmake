@@ -17,5 +17,5 @@ function(vorn_add_manual_page component document)
     COMMAND ${CMAKE_COMMAND} -E env LOWDOWN=${VORN_LOWDOWN} ${PROJECT_SOURCE_DIR}/tools/manual-page ${document} ${page}
     DEPENDS ${document} ${PROJECT_SOURCE_DIR}/tools/manual-page)
   add_custom_target(${name}_manual ALL DEPENDS ${page})
-  install(FILES ${page} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT ${component})
+  vorn_install(FILES ${page} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT ${component})
 endfunction()

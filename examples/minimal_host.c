@@ -3,13 +3,16 @@
 
 #include "minimal_host.h"
 
-#include <cpuid.h>
 #include <dlfcn.h>
 #include <stdarg.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <time.h>
+#include <unistd.h>
+#ifdef __x86_64__
+  #include <cpuid.h>
+#endif
 
 /* A program may bring a service of its own in place of one that bears this. */
 #define REPLACEABLE __attribute__((weak))
@@ -71,15 +74,28 @@ void host_soft_internal_error(void *env, void *error_arg, const char *message, u
 
 /* Processor and libraries. */
 
+/* SPECIALIZED_DIR is given to the compiler: the folder that the package names. */
+static const char *file_of(const char *library) {
+  static char path[4096];
+  return snprintf(path, sizeof path, "%s/%s.so", SPECIALIZED_DIR, library) < (int) sizeof path ? path : "";
+}
+
+#ifdef __x86_64__
+
 /* What the specialised libraries use, the least first: bits of CPUID, and registers that the operating system has to
  * save. Each level needs those before it too. */
-static const struct level {
-  uint32_t code, leaf1_ecx, leaf7_ebx, extended_ecx, xcr0;
-} levels[] = {
-    {258, bit_SSE3 | bit_SSSE3 | bit_SSE4_1 | bit_SSE4_2 | bit_POPCNT | bit_CMPXCHG16B, 0, bit_LAHF_LM, 0},
-    {259, bit_OSXSAVE | bit_AVX, 0, 0, 0x06},
-    {267, bit_FMA | bit_MOVBE | bit_F16C, bit_AVX2 | bit_BMI | bit_BMI2, bit_LZCNT, 0x06},
-    {269, 0, bit_AVX512F | bit_AVX512DQ | bit_AVX512CD | bit_AVX512BW | bit_AVX512VL, 0, 0xe6},
+struct level {
+  uint32_t code;
+  const char *library;
+  uint32_t leaf1_ecx, leaf7_ebx, extended_ecx, xcr0;
+};
+
+static const struct level levels[] = {
+    {258, "svxlsse4219", bit_SSE3 | bit_SSSE3 | bit_SSE4_1 | bit_SSE4_2 | bit_POPCNT | bit_CMPXCHG16B, 0, bit_LAHF_LM,
+     0},
+    {259, "svxlavx19", bit_OSXSAVE | bit_AVX, 0, 0, 0x06},
+    {267, "svxlavx219", bit_FMA | bit_MOVBE | bit_F16C, bit_AVX2 | bit_BMI | bit_BMI2, bit_LZCNT, 0x06},
+    {269, "svxlavx51219", 0, bit_AVX512F | bit_AVX512DQ | bit_AVX512CD | bit_AVX512BW | bit_AVX512VL, 0, 0xe6},
 };
 
 static struct level processor(void) {
@@ -101,23 +117,40 @@ static int has(const struct level *here, const struct level *needs) {
          (needs->extended_ecx & ~here->extended_ecx) == 0 && (needs->xcr0 & ~here->xcr0) == 0;
 }
 
+/* The library loads the best level that is confirmed and fails without its file, so a level without a file is denied.
+ * The next level is then loaded. */
+static int is_there(const char *library) {
+  static int said;
+  if (access(file_of(library), R_OK) == 0)
+    return 1;
+  if (!said++)
+    fprintf(stderr, "%s is missing, so this level is not used\n", file_of(library));
+  return 0;
+}
+
 uint32_t cpucap_query(uint32_t code, void *answer) {
   const struct level here = processor();
   uint32_t words[3] = {0};
   for (const struct level *level = levels; level != levels + sizeof levels / sizeof *levels && has(&here, level);
        ++level)
-    words[2] |= level->code == code;
+    words[2] |= level->code == code && is_there(level->library);
   memcpy(answer, words, sizeof words);
   return 0;
 }
 
-/* SPECIALIZED_DIR is given to the compiler: the folder that the package names. */
+#else /* other processors have the generic kernels alone */
+
+uint32_t cpucap_query(uint32_t code, void *answer) {
+  (void) code;
+  memset(answer, 0, 3 * sizeof(uint32_t));
+  return 0;
+}
+
+#endif
+
 uint32_t svorn_dlopen(vorn_ctx *ctx, const char *name, void **handle) {
   (void) ctx;
-  char path[4096];
-  if (snprintf(path, sizeof path, "%s/%s.so", SPECIALIZED_DIR, name) >= (int) sizeof path)
-    return 0;
-  *handle = dlopen(path, RTLD_NOW | RTLD_LOCAL);
+  *handle = dlopen(file_of(name), RTLD_NOW | RTLD_LOCAL);
   return *handle != NULL;
 }
 

@@ -1,8 +1,12 @@
-// Capabilities of the processor: the instruction-set levels of the specialised libraries.
+// Capabilities: the levels that the processor runs, and of which a specialised library is there.
 #include "host/state.hpp"
 
-#include <cpuid.h>
+#include <cstdio>
 #include <cstring>
+#include <utility>
+#ifdef __x86_64__
+  #include <cpuid.h>
+#endif
 
 namespace vorn_host {
 
@@ -13,8 +17,15 @@ enum class level { baseline, sse42, avx, avx2, avx512 };
 struct known_code {
   uint32_t code;
   level needs;
+  const char *library;
 };
-constexpr known_code known_codes[] = {{269, level::avx512}, {267, level::avx2}, {259, level::avx}, {258, level::sse42}};
+// The best first.
+constexpr known_code known_codes[] = {{269, level::avx512, "svxlavx51219"},
+                                      {267, level::avx2, "svxlavx219"},
+                                      {259, level::avx, "svxlavx19"},
+                                      {258, level::sse42, "svxlsse4219"}};
+
+#ifdef __x86_64__
 
 constexpr uint32_t bits(std::initializer_list<int> positions) {
   uint32_t mask = 0;
@@ -67,16 +78,59 @@ level detect() {
   return level::avx512;
 }
 
-std::optional<bool> of_processor(uint32_t code) {
+#else
+
+level detect() { return level::baseline; }
+
+#endif
+
+bool processor_has(const known_code &known) {
   static const level processor = detect();
-  for (const known_code &known : known_codes)
-    if (known.code == code)
-      return processor >= known.needs;
-  return std::nullopt;
+  return processor >= known.needs;
 }
 
 std::mutex guard;
 std::map<uint32_t, bool> overrides;
+std::function<void(const std::string &)> report; // empty: standard error
+bool reported = false;
+
+void report_missing(const known_code &missing) {
+  std::string rest = ", and no library of a lower level is there";
+  for (const known_code &known : known_codes)
+    if (processor_has(known) && library_file(known.library)) {
+      rest = "; the best library there is " + std::string(known.library);
+      break;
+    }
+  std::string folders;
+  for (const std::filesystem::path &folder : library_folders())
+    folders += (folders.empty() ? "" : ", ") + folder.string();
+  const std::string message = std::string(missing.library) + ".so is not in " + folders + rest;
+  std::function<void(const std::string &)> take;
+  {
+    const std::lock_guard lock(guard);
+    if (std::exchange(reported, true))
+      return;
+    take = report;
+  }
+  if (take)
+    take(message);
+  else
+    std::fprintf(stderr, "vorn: %s\n", message.c_str());
+}
+
+// The library loads the best level that is confirmed, and a level without its library would end the load.
+std::optional<bool> can_be_loaded(uint32_t code) {
+  for (const known_code &known : known_codes)
+    if (known.code == code) {
+      if (!processor_has(known))
+        return false;
+      if (library_file(known.library))
+        return true;
+      report_missing(known);
+      return false;
+    }
+  return std::nullopt;
+}
 
 std::optional<bool> overridden(uint32_t code) {
   const std::lock_guard lock(guard);
@@ -94,6 +148,19 @@ void override_capability(uint32_t code, std::optional<bool> present) {
     overrides.erase(code);
 }
 
+void on_missing_library(std::function<void(const std::string &message)> take) {
+  const std::lock_guard lock(guard);
+  report = std::move(take);
+  reported = false;
+}
+
+bool processor_has_capability(uint32_t code) {
+  for (const known_code &known : known_codes)
+    if (known.code == code)
+      return processor_has(known);
+  return false;
+}
+
 } // namespace vorn_host
 
 using namespace vorn_host;
@@ -101,7 +168,7 @@ using namespace vorn_host;
 uint32_t cpucap_query(uint32_t code, void *answer) {
   std::optional<bool> present = overridden(code);
   if (!present)
-    present = of_processor(code);
+    present = can_be_loaded(code);
   const uint32_t words[3] = {0, 0, present.value_or(false)};
   std::memcpy(answer, words, sizeof words);
   record(adopted_environment(), {.service = "cpucap_query",

@@ -10,21 +10,15 @@ namespace vorn_host {
 namespace {
 
 std::mutex guard;
-std::filesystem::path library_folder; // empty: relative to the running program
+std::filesystem::path library_folder; // empty: relative to the program and to this library
 
-std::filesystem::path file_of(const std::string &name) {
-  const std::string file = name + ".so";
-  {
-    const std::lock_guard lock(guard);
-    if (!library_folder.empty())
-      return library_folder / file;
-  }
-  std::error_code ignored;
-  const std::filesystem::path folder = std::filesystem::read_symlink("/proc/self/exe", ignored).parent_path();
-  const std::filesystem::path installed = folder / VORN_SPECIALIZED_FROM_PROGRAM / file;
-  return !std::filesystem::exists(folder / file, ignored) && std::filesystem::exists(installed, ignored)
-             ? installed
-             : folder / file;
+// The folder of the shared library that holds the stand-in host, or an empty path if it is not known.
+std::filesystem::path folder_of_host() {
+  Dl_info host = {};
+  std::error_code failed;
+  if (dladdr(&guard, &host) == 0)
+    return {};
+  return std::filesystem::canonical(host.dli_fname, failed).parent_path();
 }
 
 void set_load_error(environment &env, std::string text) {
@@ -38,7 +32,10 @@ void *load(environment &env, const char *name) {
     set_load_error(env, "not the name of a library: \"" + std::string(name) + '"');
     return nullptr;
   }
-  void *handle = dlopen(file_of(name).c_str(), RTLD_NOW | RTLD_LOCAL);
+  // A file that is nowhere is reported by its first place.
+  const std::filesystem::path file =
+      library_file(name).value_or(library_folders().front() / (std::string(name) + ".so"));
+  void *handle = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
   set_load_error(env, handle ? "" : dlerror());
   return handle;
 }
@@ -55,6 +52,31 @@ void *find(environment &env, void *handle, const char *symbol) {
 }
 
 } // namespace
+
+std::vector<std::filesystem::path> library_folders() {
+  {
+    const std::lock_guard lock(guard);
+    if (!library_folder.empty())
+      return {library_folder};
+  }
+  std::error_code ignored;
+  const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", ignored).parent_path();
+  const std::filesystem::path host = folder_of_host();
+  std::vector<std::filesystem::path> folders = {program};
+  if (host != program && !host.empty())
+    folders.push_back(host);
+  if (!host.empty())
+    folders.push_back(host / "vorn");
+  return folders;
+}
+
+std::optional<std::filesystem::path> library_file(const std::string &name) {
+  std::error_code ignored;
+  for (const std::filesystem::path &folder : library_folders())
+    if (std::filesystem::path file = folder / (name + ".so"); std::filesystem::exists(file, ignored))
+      return file;
+  return std::nullopt;
+}
 
 void set_library_folder(std::filesystem::path folder) {
   const std::lock_guard lock(guard);

@@ -200,11 +200,20 @@ VORN_API void set_clock(std::optional<uint64_t> microseconds);
 // machine.
 VORN_API void script_clock(std::vector<uint64_t> microseconds);
 
-// Fixes the answer of cpucap_query for a code; no value restores the answer of the processor.
+// Whether the processor has everything that a code of cpucap_query stands for.
+VORN_API bool processor_has_capability(uint32_t code);
+
+// cpucap_query denies a capability of the processor if the library of its code is nowhere, so that the best library
+// that is there is loaded.  The first time that this happens, a message goes to this function, or to standard error if
+// the function is empty.
+VORN_API void on_missing_library(std::function<void(const std::string &message)> take);
+
+// Fixes the answer of cpucap_query for a code; no value restores the answer of the processor and the folders.
 VORN_API void override_capability(uint32_t code, std::optional<bool> present);
 
-// The only folder where svorn_dlopen looks for "<name>.so".  With an empty path, and at first, it looks in the folder
-// of the running program, then in the library folder of an installation, mostly "../lib/vorn" from there.
+// The only folder where svorn_dlopen and cpucap_query look for "<name>.so".  With an empty path, and at first, they
+// look in the folder of the running program, then in the folder of libvornhost.so, then in the folder "vorn" there,
+// where the specialised libraries are installed.
 VORN_API void set_library_folder(std::filesystem::path folder);
 
 } // namespace vorn_host

@@ -84,6 +84,10 @@ std::string format_values(const char *format, const value *values, size_t count)
 // One value as it stands in a transcript.
 std::string render(const value &item, pointer_names &names);
 
+// The folders in which a specialised library is looked for, and its file, if one of them has it.
+std::vector<std::filesystem::path> library_folders();
+std::optional<std::filesystem::path> library_file(const std::string &name);
+
 inline std::string text_or_null(const char *text) { return text ? text : "(null)"; }
 
 // An argument of a service that is a number, not a bit pattern.

@@ -46,7 +46,7 @@ status complain(std::string_view message, status end) {
 status run(const options &chosen) {
   kernels library(chosen.isa, chosen.library_folder, chosen.more);
   if (const auto &missing = library.missing_library())
-    print_line(fmt::format("the library {} is not there; the generic kernels are used", *missing));
+    print_line(*missing);
 
   worker_pool threads(chosen.threads);
   duckdb::connection database;

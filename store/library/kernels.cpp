@@ -19,10 +19,14 @@ constexpr instruction_set sets[] = {
     {"sse42", "svxlsse4219", 258},
 };
 
-// The instruction set to load, or null for none.
+// The instruction set to load, or null for none.  The host confirms a level if its library is there.
 const instruction_set *find(std::optional<std::string_view> choice) {
+  const auto confirmed = [](const instruction_set &isa) {
+    uint32_t answer[4] = {};
+    return cpucap_query(isa.capability, answer) == 0 && answer[0] == 0 && answer[2] == 1;
+  };
   if (!choice) {
-    const auto *best = std::find_if(std::begin(sets), std::end(sets), processor_runs);
+    const auto *best = std::find_if(std::begin(sets), std::end(sets), confirmed);
     return best == std::end(sets) ? nullptr : best;
   }
   if (*choice == "generic")
@@ -41,26 +45,22 @@ const instruction_set *find(std::optional<std::string_view> choice) {
 
 std::span<const instruction_set> instruction_sets() { return sets; }
 
-bool processor_runs(const instruction_set &isa) {
-  uint32_t answer[4] = {};
-  return cpucap_query(isa.capability, answer) == 0 && answer[0] == 0 && answer[2] == 1;
-}
+bool processor_runs(const instruction_set &isa) { return vorn_host::processor_has_capability(isa.capability); }
 
 kernels::kernels(std::optional<std::string_view> choice, const std::filesystem::path &folder,
                  const instrumentation &more)
     : context_(environment_.context()) {
   context_.vorn_ctx_decompress = vorn_qpak_decode;
   vorn_host::set_library_folder(folder);
-  const instruction_set *isa = find(choice);
-  if (isa != nullptr && !load(*isa)) {
-    if (choice)
-      throw error(fmt::format("cannot load {}: {}", isa->library, environment_.load_error()));
-    missing_ = isa->library;
-    context_.vorn_ctx_init_flags &= ~uint32_t{VORN_INIT_SPECIALIZED};
-    isa = nullptr;
-  }
-  if (isa == nullptr)
+  vorn_host::on_missing_library([&](const std::string &message) {
+    if (!choice)
+      missing_library_ = message;
+  });
+  if (const instruction_set *isa = find(choice))
+    load(*isa);
+  else
     vorn_nfy(VORN_NFY_LOAD, &context_);
+  vorn_host::on_missing_library(nullptr);
   generic_context_ = context_;
   generic_context_.vorn_ctx_flags |= VORN_CTX_FORCE_GENERIC;
   arm(more);
@@ -122,21 +122,18 @@ void kernels::print_rates() const {
   }
 }
 
-bool kernels::load(const instruction_set &isa) {
+void kernels::load(const instruction_set &isa) {
   context_.vorn_ctx_init_flags |= VORN_INIT_SPECIALIZED;
   context_.vorn_ctx_lib_name = isa.library;
   try {
     vorn_nfy(VORN_NFY_LOAD, &context_);
   } catch (const vorn_host::internal_error &failure) {
     const std::string reason = environment_.load_error();
-    if (reason.find("No such file") != reason.npos)
-      return false;
     throw error(fmt::format("cannot load {}: {}", isa.library, reason.empty() ? failure.what() : reason));
   }
   // The record says what runs; anything else would be a silent fallback.
   if (!is_specialised() || name() != isa.name)
     throw error(fmt::format("{} was loaded, but {} is in force", isa.library, name()));
-  return true;
 }
 
 bool kernels::is_specialised() const { return vorn_global_ctx.vorn_global_ctx_status == VORN_STATUS_SPECIALIZED; }

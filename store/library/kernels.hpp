@@ -38,10 +38,10 @@ struct instrumentation {
 // made once per process and cannot be taken back.
 class kernels {
 public:
-  // "generic", the name of an instruction set, or nothing for the best that the processor can run, or generic when its
-  // library is not there.  Libraries are looked for in the folder or, without one, beside the program.  Throws
-  // store::error for an unknown name, an instruction set that the processor lacks, a library that cannot be loaded, and
-  // a self-check without one.
+  // "generic", the name of an instruction set, or nothing for the best that the processor can run and whose library is
+  // there.  Libraries are looked for in the folder or,
+  // without one, beside the program.  Throws store::error for an unknown name, an instruction set that the processor
+  // lacks, a library that cannot be loaded, and a self-check without one.
   kernels(std::optional<std::string_view> choice, const std::filesystem::path &folder,
           const instrumentation &more = {});
 
@@ -52,8 +52,8 @@ public:
   bool is_specialised() const;
   std::string_view name() const; // as a user types it
 
-  // The library that was not there, so that the generic kernels are used; otherwise nothing.
-  const std::optional<std::string> &missing_library() const { return missing_; }
+  // Why a library is used that is not the best for the processor, or nothing.
+  const std::optional<std::string> &missing_library() const { return missing_library_; }
 
   // Does some work with the kernels in force and says which entry points it calls with which kernels.  Threads may call
   // `take` at once.
@@ -71,12 +71,12 @@ private:
     void attach_to(vorn_ctx &ctx);
   };
 
-  bool load(const instruction_set &isa); // false when the library is not there
+  void load(const instruction_set &isa);
   void arm(const instrumentation &more);
 
   vorn_host::environment environment_;
   vorn_ctx context_;
-  std::optional<std::string> missing_;
+  std::optional<std::string> missing_library_;
   vorn_ctx generic_context_{};
   slot_rates chosen_rates_;
   slot_rates generic_rates_;

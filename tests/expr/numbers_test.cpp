@@ -168,6 +168,24 @@ TEST_P(numbers_test, are_added_subtracted_and_multiplied) {
   EXPECT_EQ(vorn_div(nullptr, nullptr, nullptr, nullptr, nullptr), uint32_t{VORN_RESULT_NO_IMPLEMENTATION});
 }
 
+// A fused multiply-add would keep the last bit of the square.  Processors with the instruction must not use it.
+TEST_P(numbers_test, are_rounded_before_they_are_summed) {
+  const double x = 1 + 0x1p-30, square = 1 + 0x1p-29; // rounded: x * x is greater by 0x1p-60
+  const double left[] = {-square, x}, right[] = {1, x};
+  unsigned sums = 0;
+  for (const slot &s : slots_of(VORN_OPC_MUL, 16))
+    if (s.flag() && (s.width_code() & 0xd) == 1) {
+      double sum = 0;
+      vorn_enc_ctx enc = {};
+      enc.vorn_enc_ctx_flags = VORN_NATIVE;
+      vorn_cv a = vector_of(left, enc, 2), b = vector_of(right, enc, 2), res = vector_of(&sum, enc, 1);
+      EXPECT_EQ(vorn_global_ctx.vorn_global_ctx_dispatch[s.index].binary(&res, &a, &b, nullptr), done) << s.name();
+      EXPECT_EQ(sum, 0) << s.name();
+      ++sums;
+    }
+  EXPECT_GT(sums, 0U);
+}
+
 struct polygon_test : kernel_test {
   uint32_t crossed(const std::vector<double> &xs, const std::vector<double> &ys, double x, double y) {
     uint32_t count = 99;

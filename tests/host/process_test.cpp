@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstring>
+#include <fstream>
 #include <gtest/gtest.h>
 
 using namespace vorn_host;
@@ -33,13 +34,52 @@ TEST(Clock, RunsIsFixedAndFollowsAScript) {
   EXPECT_GE(host_clock_time64(), before);
 }
 
+#ifdef __x86_64__
 TEST(Capabilities, AgreeWithTheCompilersView) {
-  EXPECT_EQ(present(258), __builtin_cpu_supports("sse4.2") && __builtin_cpu_supports("popcnt"));
-  EXPECT_EQ(present(259), __builtin_cpu_supports("avx") != 0);
-  EXPECT_EQ(present(267),
+  EXPECT_EQ(processor_has_capability(258), __builtin_cpu_supports("sse4.2") && __builtin_cpu_supports("popcnt"));
+  EXPECT_EQ(processor_has_capability(259), __builtin_cpu_supports("avx") != 0);
+  EXPECT_EQ(processor_has_capability(267),
             __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi2") && __builtin_cpu_supports("fma"));
-  EXPECT_EQ(present(269), __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512bw") &&
-                              __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512cd"));
+  EXPECT_EQ(processor_has_capability(269), __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512bw") &&
+                                               __builtin_cpu_supports("avx512dq") &&
+                                               __builtin_cpu_supports("avx512cd"));
+}
+#endif
+
+// A folder with every combination of libraries.
+TEST(Capabilities, NeedALibraryThatIsThere) {
+  const std::vector<std::pair<uint32_t, std::string>> levels = {
+      {269, "svxlavx51219"}, {267, "svxlavx219"}, {259, "svxlavx19"}, {258, "svxlsse4219"}};
+  const auto folder = std::filesystem::path(testing::TempDir()) / "vorn_some_libraries";
+  set_library_folder(folder);
+  for (unsigned files = 0; files < 1U << levels.size(); ++files) {
+    std::vector<std::string> messages;
+    on_missing_library([&](const std::string &message) { messages.push_back(message); });
+    std::filesystem::remove_all(folder);
+    std::filesystem::create_directory(folder);
+    for (size_t i = 0; i < levels.size(); ++i)
+      if (files >> i & 1)
+        std::ofstream(folder / (levels[i].second + ".so")) << "a file";
+    std::string missing, best;
+    for (size_t i = 0; i < levels.size(); ++i) {
+      const auto &[code, library] = levels[i];
+      const bool can = processor_has_capability(code), there = files >> i & 1;
+      EXPECT_EQ(present(code), can && there) << library << ' ' << files;
+      if (can && !there && missing.empty())
+        missing = library;
+      if (can && there && best.empty())
+        best = library;
+    }
+    const std::string rest =
+        best.empty() ? ", and no library of a lower level is there" : "; the best library there is " + best;
+    std::vector<std::string> expected;
+    if (!missing.empty())
+      expected.push_back(missing + ".so is not in " + folder.string() + rest);
+    EXPECT_EQ(messages, expected) << files;
+  }
+  std::filesystem::remove_all(folder);
+  set_library_folder({});
+  on_missing_library(nullptr);
 }
 
 TEST(Capabilities, OverridesAndUnknownCodes) {
@@ -100,7 +140,7 @@ TEST_F(Loading, FailsForMissingFilesAndNamesThatArePaths) {
   EXPECT_FALSE(load((folder / "host_module_beside").c_str()));
   set_library_folder(testing::TempDir());
   EXPECT_FALSE(load("host_module_beside")) << "looked outside of the folder";
-  set_library_folder(folder / VORN_SPECIALIZED_FROM_PROGRAM);
+  set_library_folder(folder / "vorn");
   EXPECT_TRUE(load("host_module_installed")) << env.load_error();
 }
 

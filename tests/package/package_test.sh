@@ -6,6 +6,7 @@
 #   add_subdirectory      builds it with vorn as a part of its project
 #   fetch_content         does the same by FetchContent, in the folder of add_subdirectory, where most sources are compiled
 #   alone                 configures the library without the stand-in host
+#   levels                takes one specialised library away after the other: the next level is loaded
 #   document NAME         does what docs/NAME.md says
 #   store                 builds a program over the store with the CMake package and with pkg-config
 #   vornq                 runs the installed program
@@ -56,7 +57,11 @@ run() {
   grep -q '^code >= 9: 10 rows' "$1.out" || fail "wrong answer: $(cat "$1.out")"
 }
 
-find_package() { consume "$1" -DWAY=find_package -DLIBRARY="vorn::$1" -DCMAKE_PREFIX_PATH="$prefix"; }
+find_package() {
+  consume "$1" -DWAY=find_package -DLIBRARY="vorn::$1" -DCMAKE_PREFIX_PATH="$prefix" -DCOMPONENTS="$1;host"
+  ! "$CMAKE" "$root/$1" -DCOMPONENTS=no_such >"$root/$1.out" 2>&1 || fail "a component is found that does not exist"
+  grep -q 'no component "no_such"' "$root/$1.out" || fail "$(cat "$root/$1.out")"
+}
 
 pkg_config() {
   PKG_CONFIG_PATH=$(dirname "$(find "$prefix" -name vorn.pc)")
@@ -65,6 +70,34 @@ pkg_config() {
     "$SOURCE/examples/first_scan.c" "$SOURCE/examples/minimal_host.c" \
     $(pkg-config --cflags --libs vorn) -rdynamic -ldl -o "$root/plain"
   LD_LIBRARY_PATH=$(pkg-config --variable=libdir vorn) run "$root/plain"
+}
+
+# Two hosts, of a program outside the prefix: the one of the examples, and the stand-in host.
+levels() {
+  cp -a "$prefix" "$root/levels"
+  prefix=$root/levels
+  PKG_CONFIG_PATH=$(dirname "$(find "$prefix" -name vorn.pc)")
+  export PKG_CONFIG_PATH
+  LD_LIBRARY_PATH=$(pkg-config --variable=libdir vorn)
+  export LD_LIBRARY_PATH
+  mkdir "$root/hosts"
+  "$CC" -std=c11 -DSPECIALIZED_DIR="\"$(pkg-config --variable=specializeddir vorn)\"" "$SOURCE/examples/first_scan.c" \
+    "$SOURCE/examples/minimal_host.c" $(pkg-config --cflags --libs vorn) -rdynamic -ldl -o "$root/hosts/minimal"
+  "$CXX" -std=c++20 "$SOURCE/tests/package/stand_in.cpp" $(pkg-config --cflags --libs vorn) -lvornhost -o "$root/hosts/stand_in"
+  loaded=
+  while [ "${library:-}" != generic ]; do
+    "$root/hosts/minimal" specialized >"$root/hosts/out" 2>"$root/hosts/minimal.messages" || fail "$(cat "$root/hosts/"*messages)"
+    library=$(sed -n 's/^kernels: //p' "$root/hosts/out")
+    [ "$("$root/hosts/stand_in" 2>"$root/hosts/stand_in.messages")" = "kernels: $library" ] ||
+      fail "the hosts differ at $library: $(cat "$root/hosts/"*messages)"
+    [ -z "$loaded" ] || [ "$(cat "$root"/hosts/*messages | grep -c '\.so is ')" -eq 2 ] || fail "a missing library is not reported once"
+    loaded="$loaded $library"
+    rm -f "$(pkg-config --variable=specializeddir vorn)/$library.so"
+  done
+  case " svxlavx51219 svxlavx219 svxlavx19 svxlsse4219 generic" in
+    *"$loaded") ;;
+    *) fail "not one level after the other:$loaded" ;;
+  esac
 }
 
 # Nothing but the library is built in this folder.
@@ -77,9 +110,15 @@ check_alone() {
 # To save time the project builds one specialised library: the one that an example of this tree takes on this processor.
 add_subdirectory() {
   library=$("$BUILD/bin/first_scan" specialized | sed -n 's/^kernels: //p')
-  consume part -DVORN_PROGRAM_LIBRARIES="$library" -DWAY=add_subdirectory -DLIBRARY=vorn::vorn_static -DVORN_SOURCE="$SOURCE" $without_packages
+  consume part -DVORN_SPECIALIZED="$library" -DWAY=add_subdirectory -DLIBRARY=vorn::vorn_static -DVORN_SOURCE="$SOURCE" $without_packages
   check_alone part
   ! grep -e -Werror "$root/part/compile_commands.json" || fail "warnings are errors in the project of another"
+  # Neither project names a build type.  The kernels are optimised all the same, and nothing of the other project is.
+  optimised() { grep "\"command\".*$1" "$root/part/compile_commands.json" | grep -q -e ' -O3 '; }
+  optimised scan/dict_compare || fail "the kernels are not optimised"
+  ! optimised first_scan || fail "the project of another is built with a type that it did not choose"
+  "$CMAKE" --install "$root/part" --prefix "$root/nothing"
+  [ ! -e "$root/nothing" ] || fail "the project of another installs $(find "$root/nothing")"
 }
 
 fetch_content() { consume part -DWAY=FetchContent -DLIBRARY=vorn::vorn -DVORN_SOURCE="$SOURCE" $without_packages; }
@@ -87,6 +126,10 @@ fetch_content() { consume part -DWAY=FetchContent -DLIBRARY=vorn::vorn -DVORN_SO
 alone() {
   configure alone "$SOURCE" -DVORN_BUILD_HOST=OFF $without_packages
   check_alone alone
+  # By default a generator with several build types builds Release too.
+  "$CMAKE" -G "Ninja Multi-Config" -S "$SOURCE" -B "$root/types" -DCMAKE_C_COMPILER="$CC" -DCMAKE_CXX_COMPILER="$CXX" \
+    -DVORN_BUILD_HOST=OFF
+  ninja -C "$root/types" -t commands vorn | grep -q -e ' -O3 ' || fail "the default build type is not Release"
 }
 
 document() { PREFIX="$prefix" sh "$SOURCE/tests/package/document_test.sh" "$SOURCE/docs/$1.md"; }

@@ -34,8 +34,7 @@ inline constexpr implementation implementations[] = {
 };
 
 inline bool runs_here(const implementation &which) {
-  uint32_t answer[3] = {};
-  return which.capability == 0 || (cpucap_query(which.capability, answer) == 0 && answer[0] == 0 && answer[2] == 1);
+  return which.capability == 0 || vorn_host::processor_has_capability(which.capability);
 }
 
 // The libraries are beside the program, or where VORN_TEST_LIBRARIES says: another compiler's pass the same tests.
