@@ -1,6 +1,8 @@
 # libvorn, shared and static, and the specialised libraries.  The kernels are compiled once for every level, with its
 # flags and in its namespace; a specialised library is one level or more behind one exported symbol.
 
+include(cmake/abi.cmake)
+
 set(VORN_ALL_SPECIALIZED)
 if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|amd64)$")
   set(VORN_ALL_SPECIALIZED svxlsse4219 svxlavx19 svxlavx219 svxlavx51219)
@@ -108,7 +110,7 @@ vorn_link_headers(${VORN_HEADERS})
 foreach(variant vorn vorn_static)
   if(variant STREQUAL "vorn")
     add_library(vorn SHARED $<TARGET_OBJECTS:vorn_level_generic>)
-    set_target_properties(vorn PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
+    vorn_set_abi(vorn VORN ${PROJECT_SOURCE_DIR}/frame/export.map.in)
     target_link_options(vorn PRIVATE -Wl,--as-needed)
   else()
     add_library(vorn_static STATIC $<TARGET_OBJECTS:vorn_level_generic>)

@@ -1,4 +1,4 @@
-// Names for diagnostics, and the dump of the statistics by name.
+// Names for diagnostics, the version and the sizes of the records, and the dump of the statistics by name.
 #include "frame/names.hpp"
 
 #include <cstdio>
@@ -20,6 +20,64 @@ const char *vorn_enc_name(uint32_t enc) {
 
 const char *vorn_datawidth_name(uint32_t code) {
   return code < vorn::width_names.size() ? vorn::width_names[code] : nullptr;
+}
+
+const char *vorn_result_text(uint32_t code) {
+  switch (code) {
+  case VORN_RESULT_DONE:
+    return "done";
+  case VORN_RESULT_EMPTY:
+    return "done, the result is empty";
+  case VORN_RESULT_REFUSED:
+    return "refused: the kernel does not handle an operand or a combination";
+  case VORN_RESULT_KEY_SPACE:
+    return "there are too many possible group keys";
+  case VORN_RESULT_PARTITION_FULL:
+    return "a partition is full";
+  case VORN_RESULT_NO_OVERFLOW:
+    return "the hash table has no overflow bucket left";
+  case VORN_RESULT_PROBE_FULL:
+    return "the output of the probe is full";
+  case VORN_RESULT_TRANSPOSE_FULL:
+    return "the output of the transposition is full";
+  case VORN_RESULT_OUTPUT_FULL:
+    return "the output is full";
+  case VORN_RESULT_NO_IMPLEMENTATION:
+    return "there is no implementation";
+  default:
+    return "unknown result code";
+  }
+}
+
+uint32_t vorn_version() { return VORN_VERSION; }
+
+uint64_t vorn_record_size(uint32_t record) {
+  switch (record) {
+  case VORN_RECORD_CV:
+    return sizeof(vorn_cv);
+  case VORN_RECORD_ENC_CTX:
+    return sizeof(vorn_enc_ctx);
+  case VORN_RECORD_AUX:
+    return sizeof(vorn_aux);
+  case VORN_RECORD_CTX:
+    return sizeof(vorn_ctx);
+  case VORN_RECORD_LBIV_ICTX:
+    return sizeof(vorn_lbiv_ictx);
+  case VORN_RECORD_LBIWV_ICTX:
+    return sizeof(vorn_lbiwv_ictx);
+  case VORN_RECORD_QPAK_CTX:
+    return sizeof(vorn_qpak_ctx);
+  case VORN_RECORD_HASH_TABLE:
+    return sizeof(vorn_hash_table);
+  case VORN_RECORD_PARTITION_BUFFER:
+    return sizeof(vorn_partition_buffer);
+  case VORN_RECORD_TRANSPOSE_TABLE:
+    return sizeof(vorn_transpose_table);
+  case VORN_RECORD_GLOBAL_CTX:
+    return sizeof(vorn_global_ctx_t);
+  default:
+    return 0;
+  }
 }
 
 void vorn_stats_dump(const vorn_ctx *ctx, uint32_t only_called) {

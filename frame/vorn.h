@@ -234,10 +234,13 @@
 #include <stddef.h>
 #include <stdint.h>
 
-/** Version of this header. The library has the version of its file name. */
+/** Version of this header. vorn_version returns the version of the library. */
 #define VORN_VERSION_MAJOR 0
 #define VORN_VERSION_MINOR 1
 #define VORN_VERSION_PATCH 0
+
+/** The same as one number: 100 stands for 0.1.0, 20304 for 2.3.4. */
+#define VORN_VERSION (VORN_VERSION_MAJOR * 10000 + VORN_VERSION_MINOR * 100 + VORN_VERSION_PATCH)
 
 /** Marks what the library exports. */
 #define VORN_API __attribute__((visibility("default")))
@@ -1047,6 +1050,33 @@ VORN_API const char *vorn_overload_opc_name(uint32_t opc, uint32_t enc);
 VORN_API const char *vorn_flag_name(uint32_t flag);
 VORN_API const char *vorn_enc_name(uint32_t enc);
 VORN_API const char *vorn_datawidth_name(uint32_t code);
+
+/** Text of a result code, for messages. The texts are static. A number that is no result code has the text "unknown
+ * result code". */
+VORN_API const char *vorn_result_text(uint32_t code);
+
+/** Version of the library, as a number like VORN_VERSION. The number of another version shows that the process runs
+ * with another library than it was compiled for. */
+VORN_API uint32_t vorn_version(void);
+
+/** The records, by number for vorn_record_size. */
+enum {
+  VORN_RECORD_CV = 0,
+  VORN_RECORD_ENC_CTX = 1,
+  VORN_RECORD_AUX = 2,
+  VORN_RECORD_CTX = 3,
+  VORN_RECORD_LBIV_ICTX = 4,
+  VORN_RECORD_LBIWV_ICTX = 5,
+  VORN_RECORD_QPAK_CTX = 6,
+  VORN_RECORD_HASH_TABLE = 7,
+  VORN_RECORD_PARTITION_BUFFER = 8,
+  VORN_RECORD_TRANSPOSE_TABLE = 9,
+  VORN_RECORD_GLOBAL_CTX = 10
+};
+
+/** Size of a record in bytes in the library, or 0 for a number without a record. A binding for another language
+ * compares it with its own declaration. */
+VORN_API uint64_t vorn_record_size(uint32_t record);
 
 /** Prints name, call count and mean rate (Mrows per second) of every slot on standard output. With a nonzero
  * only_called it prints only slots that were called. vorn_ctx_call_counts and vorn_ctx_rates must not be null. */

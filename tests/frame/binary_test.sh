@@ -1,6 +1,8 @@
 # Properties of the built libraries, read with nm, objdump and readelf:
 #
-#   exports LIBRARY HEADER     exports the names that HEADER declares with VORN_API, and nothing else
+#   exports LIBRARY HEADER [VERSION]
+#                              exports the names that HEADER declares with VORN_API, and nothing else, all with this
+#                              symbol version
 #   services LIBRARY HEADER    calls only the functions of HEADER and a few functions of the C library
 #   level LEVEL LIBRARY CONTRAST [PREFIX]
 #                              has no instruction beyond the level, except in functions with the name prefix PREFIX;
@@ -30,7 +32,9 @@ exports() {
   declared_in "$2" >"$scratch/declared"
   [ "$(wc -l <"$scratch/declared")" -eq "$(grep -c '^VORN_API\|^extern VORN_API' "$2")" ] ||
     fail "not every declaration of $2 was understood"
-  "$NM" -D --defined-only "$1" | awk '{ print $NF }' | sort >"$scratch/exported"
+  # The version is a symbol too, an absolute one.
+  "$NM" -D --defined-only "$1" | awk '$2 != "A" { print $NF }' | sort >"$scratch/exported"
+  [ -z "${3:-}" ] || sed -i "s/\$/@@$3/" "$scratch/declared"
   diff "$scratch/declared" "$scratch/exported" || fail "$1 does not export what $2 declares"
 }
 

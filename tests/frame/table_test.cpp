@@ -6,6 +6,8 @@
 #include <array>
 #include <bit>
 #include <cstdio>
+#include <iterator>
+#include <set>
 #include <sstream>
 #include <string>
 #include <tuple>
@@ -59,6 +61,25 @@ TEST(names, flags_and_encodings) {
     EXPECT_STREQ(vorn_enc_name(enc), encodings[enc]);
   EXPECT_EQ(vorn_flag_name(UINT32_MAX), nullptr);
   EXPECT_EQ(vorn_enc_name(UINT32_MAX), nullptr);
+}
+
+TEST(names, every_result_code_has_a_text_of_its_own) {
+  std::set<std::string> texts;
+  for (const uint32_t code : {0, 1, 2, 3, 5, 6, 7, 8, 9, 10})
+    EXPECT_TRUE(texts.insert(vorn_result_text(code)).second) << code;
+  for (const uint32_t code : {4U, 11U, UINT32_MAX})
+    EXPECT_STREQ(vorn_result_text(code), "unknown result code") << code;
+  EXPECT_FALSE(texts.contains("unknown result code"));
+}
+
+TEST(version, of_the_library_and_its_records) {
+  constexpr uint32_t version = VORN_VERSION_MAJOR * 10000 + VORN_VERSION_MINOR * 100 + VORN_VERSION_PATCH;
+  EXPECT_EQ(vorn_version(), version);
+  const uint64_t sizes[] = {96, 160, 112, 112, 32, 32, 40, 80, 56, 144, 536};
+  for (uint32_t record = 0; record < std::size(sizes); ++record)
+    EXPECT_EQ(vorn_record_size(record), sizes[record]) << record;
+  for (const uint32_t none : {11U, UINT32_MAX})
+    EXPECT_EQ(vorn_record_size(none), 0) << none;
 }
 
 TEST(stats_dump, of_the_called_slots) {
