@@ -282,8 +282,10 @@ export function lonePlot(run) {
   });
   const values = shown.filter((who) => who === 'plain read' || run.kernels.some((k) => k.implementation === who));
   const legend = { title: null, orient: 'bottom', values, symbolOpacity: 1 };
-  views[0].encoding.color = { ...colour, legend };
-  views[0].layer.at(-1).encoding.shape = { ...shape, legend };
+  for (const view of views) {
+    view.encoding.color = { ...colour, legend };
+    view.layer.at(-1).encoding.shape = { ...shape, legend };
+  }
   return {
     config: { ...config, aria: false }, // the file then has a third of the size
     title: { text: title, subtitle: `${run.machine.processor}; ${run.machine.compiler}`, fontWeight: 'bold' },
@@ -296,7 +298,7 @@ export function sectionsOf(run) {
   return [
     {
       title: 'Queries beside DuckDB',
-      text: `${run.tables.map((t) => `${t.rows.toLocaleString('en')} ${t.table}`).join(' and ')}, in memory; less is
+      text: `${run.tables.map((t) => `${t.table} (${t.rows.toLocaleString('en')} rows)`).join(' and ')}, in memory; less is
         better.  Every answer equals the answer of DuckDB.  DuckDB is timed with a plain table and with a compressed
         table, and the faster one is shown and named.  Pages from before this comparison show the plain table only.  It
         takes DuckDB several times as long for conditions on text columns.`,
