@@ -16,18 +16,20 @@ std::string where(const std::string &condition_sql) {
 } // namespace
 
 reference::reference(duckdb::connection &db, const table_file &file, std::span<const std::string> columns)
-    : database_(db), source_("reference"), row_number_("rowid") {
-  copy(source_, file, columns, "");
+    : database_(db), first_("reference"), row_number_("rowid") {
+  copy(first_, file, columns, "");
   use_threads(1);
 }
 
-reference::reference(duckdb::connection &db, const table_file &file) : database_(db), source_(file.sql()) {
+reference::reference(duckdb::connection &db, const table_file &file)
+    : database_(db), form_("file"), first_(file.sql()) {
   use_threads(1);
 }
 
 reference::reference(duckdb::connection &db, const joined &first, const joined &second)
-    : database_(db), source_(fmt::format("reference JOIN joined ON (reference.{} = joined.{})",
-                                         duckdb::quoted_name(first.key), duckdb::quoted_name(second.key))),
+    : database_(db), first_("reference"),
+      joined_on_(
+          fmt::format("reference.{} = joined.{}", duckdb::quoted_name(first.key), duckdb::quoted_name(second.key))),
       row_order_({"\"row of reference\"", "\"row of joined\""}) {
   copy("reference", first.file, first.columns, ", row_number() OVER () AS \"row of reference\"");
   copy("joined", second.file, second.columns, ", row_number() OVER () AS \"row of joined\"");
@@ -44,10 +46,28 @@ void reference::copy(std::string_view table, const table_file &file, std::span<c
                               file.sql()));
 }
 
+reference reference::compressed() const {
+  reference out(*this);
+  out.form_ = "compressed table";
+  out.database_name_ = "compressed.";
+  database_.query("ATTACH IF NOT EXISTS ':memory:' AS compressed (COMPRESS)");
+  database_.query("CREATE OR REPLACE TABLE compressed.reference AS FROM reference");
+  if (!joined_on_.empty())
+    database_.query("CREATE OR REPLACE TABLE compressed.joined AS FROM joined");
+  // A table in memory stays uncompressed until a checkpoint.
+  database_.query("CHECKPOINT compressed");
+  return out;
+}
+
+std::string reference::source() const {
+  const std::string first = database_name_ + first_;
+  return joined_on_.empty() ? first : fmt::format("{} JOIN {}joined ON ({})", first, database_name_, joined_on_);
+}
+
 void reference::use_threads(size_t threads) const { database_.query(fmt::format("SET threads TO {}", threads)); }
 
 duckdb::statement reference::counting(const std::string &condition_sql) const {
-  return database_.prepare(fmt::format("SELECT count(*) FROM {}{}", source_, where(condition_sql)));
+  return database_.prepare(fmt::format("SELECT count(*) FROM {}{}", source(), where(condition_sql)));
 }
 
 uint64_t reference::count(duckdb::statement &query) {
@@ -62,7 +82,7 @@ duckdb::result reference::values(std::span<const column *const> columns, const s
 }
 
 std::string reference::sql_of(const sql_select &query) const {
-  std::string out = fmt::format("SELECT {} FROM {}{}", fmt::join(query.values, ", "), source_, where(query.condition));
+  std::string out = fmt::format("SELECT {} FROM {}{}", fmt::join(query.values, ", "), source(), where(query.condition));
   std::vector<std::string> order = query.order;
   if (!query.groups.empty())
     out += fmt::format(" GROUP BY {}", fmt::join(query.groups, ", "));
@@ -95,7 +115,7 @@ uint64_t reference::count_rows(duckdb::statement &query) {
 }
 
 std::vector<bool> reference::rows(const std::string &condition_sql) const {
-  auto answers = database_.query(fmt::format("SELECT coalesce({}, false)::BIGINT FROM {}", condition_sql, source_));
+  auto answers = database_.query(fmt::format("SELECT coalesce({}, false)::BIGINT FROM {}", condition_sql, source()));
   std::vector<bool> out;
   while (auto chunk = answers.next())
     for (uint64_t row = 0; row < chunk->rows(); ++row)

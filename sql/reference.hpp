@@ -1,4 +1,7 @@
 // The same columns in DuckDB's memory, to check answers and to compare times.
+//
+// DuckDB has them as a plain table or as a compressed one.  It answers some questions faster from the first, others
+// from the second.
 #pragma once
 
 #include <cstdint>
@@ -42,11 +45,15 @@ public:
   // Reads the file itself, which is enough where no time is measured.
   reference(duckdb::connection &db, const table_file &file);
 
+  // Copies the tables of this, which is in memory, into compressed ones with the same rows.  The result asks them.
+  reference compressed() const;
+  std::string_view form() const { return form_; } // "plain table", "compressed table" or "file"
+
   void use_threads(size_t threads) const;
 
   // Has no columns, so that there is nothing to compare with and no query: saved tables are not DuckDB's.
   explicit reference(duckdb::connection &db) : database_(db) {}
-  bool has_columns() const { return !source_.empty(); }
+  bool has_columns() const { return !first_.empty(); }
 
   // A query that counts the rows of the table on which a condition holds; all without one.
   duckdb::statement counting(const std::string &condition_sql) const;
@@ -70,8 +77,13 @@ private:
   void copy(std::string_view table, const table_file &file, std::span<const std::string> columns,
             std::string_view more);
 
+  std::string source() const; // what a query reads from
+
   duckdb::connection &database_;
-  std::string source_;
+  std::string_view form_ = "plain table";
+  std::string database_name_;          // that has the tables, with a dot; empty for DuckDB's own
+  std::string first_;                  // the table or the file
+  std::string joined_on_;              // the condition of the join with the table "joined", if there is one
   std::vector<std::string> row_order_; // as SQL asks for it where rows do not have it as they are
   std::string row_number_;             // of a single table in memory
 };

@@ -20,12 +20,19 @@ std::vector<answered> answer_all(const session &s) {
     if (s.as_table())
       print_answer(question, s.from.rows(), out.back().given);
   };
+  // A compressed table is there for its times alone.
+  std::optional<reference> compressed;
+  const auto how = [&] {
+    if (s.as_table() && s.checker.has_columns() && !compressed)
+      compressed.emplace(s.checker.compressed());
+    return s.how(compressed ? &*compressed : nullptr);
+  };
   const auto &[choices, conditions, shown, columns] = s.asked;
   // Counts that are neither shown nor compared are of no use.
   if (!s.as_table() && !s.checker.has_columns())
     return out;
   if (shown && shown->is_grouped) {
-    keep(described(*shown, s.chosen), measure(s.how(), s.from.plan(), *shown, s.from.names()));
+    keep(described(*shown, s.chosen), measure(how(), s.from.plan(), *shown, s.from.names()));
     return out;
   }
   // To count the rows of a join takes all of them, which a limit is there to spare.  Those in a polygon are others than
@@ -34,11 +41,11 @@ std::vector<answered> answer_all(const session &s) {
     return out;
   for (size_t i = 0; i < conditions.size(); ++i) {
     const condition &c = conditions[i];
-    keep(s.chosen.conditions[i], s.from.are_joined() ? measure(s.how(), s.from.query_for(&c), c.sql)
-                                                     : measure(s.how(), s.from.list().front().columns, c));
+    keep(s.chosen.conditions[i], s.from.are_joined() ? measure(how(), s.from.query_for(&c), c.sql)
+                                                     : measure(how(), s.from.list().front().columns, c));
   }
   if (s.from.are_joined() && conditions.empty())
-    keep(*s.chosen.join, measure(s.how(), s.from.query_for(nullptr), ""));
+    keep(*s.chosen.join, measure(how(), s.from.query_for(nullptr), ""));
   return out;
 }
 

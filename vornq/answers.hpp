@@ -23,8 +23,9 @@ struct session {
 
   bool as_table() const { return chosen.format == row_format::table; }
   // One run is enough to trace, and to show.
-  measuring how() const {
-    return {library, threads, checker, chosen.more.trace || !as_table() ? 1 : chosen.repetitions, chosen.explain};
+  measuring how(const reference *compressed = nullptr) const {
+    return {library,       threads, checker, compressed, chosen.more.trace || !as_table() ? 1 : chosen.repetitions,
+            chosen.explain};
   }
 };
 

@@ -24,8 +24,11 @@ namespace store {
 struct measurement {
   std::string engine;
   uint64_t matches;
-  double milliseconds; // median of the runs
-  double least;        // of them
+  double milliseconds;        // median of the runs
+  double least;               // of them
+  std::string_view read = {}; // by DuckDB: reference::form
+
+  std::string name() const { return read.empty() ? engine : engine + ", " + std::string(read); }
 };
 
 struct answer {
@@ -35,7 +38,14 @@ struct answer {
   selection selected;                       // by the kernels in force
   std::optional<join_statistics> join = {}; // by them too
   std::string counted = "matches";          // what is
+  uint64_t row_groups = 0;                  // that the steps of the plan met, each step for itself
+  uint64_t settled = 0;                     // of them, those that needed no kernel
   std::unique_ptr<explanation> explained = {};
+
+  // The smallest and largest values of the row groups gave the answer: its time says nothing about kernels.
+  bool is_settled() const { return settled == row_groups; }
+  // A rate of rows would count rows that nobody read.
+  bool has_rate() const { return settled == 0 && row_groups != 0; }
 };
 
 // How questions are measured.
@@ -43,7 +53,8 @@ struct measuring {
   kernels &library;
   worker_pool &threads;
   const reference &checker;
-  uint32_t repetitions = 1; // of each engine, after a run that does not count unless it is the only one
+  const reference *compressed = nullptr; // the same columns, also timed; the faster of both is what DuckDB is given
+  uint32_t repetitions = 1;              // of each engine, after a run that does not count unless it is the only one
   bool explains = false;
 };
 

@@ -42,125 +42,151 @@ std::optional<options> read_options(int argc, char **argv) {
   options out;
   std::string format = "table";
   std::optional<std::string> limit;
-  CLI::App app(
-      "Counts, shows and groups the rows of a table or a join that satisfy a condition, on compressed columns.",
-      "vornq");
-  auto *version = app.set_version_flag("--version", "vornq " VORN_VERSION);
+  // The name of an option has a line of its own.  The lines below it are indented and end before column 80.
+  CLI::App app("Counts, shows and groups the rows of a table or a join that satisfy a\n"
+               "condition, on compressed columns.  DuckDB checks every answer.",
+               "vornq");
+  app.get_formatter()->column_width(6);
+  auto *version = app.set_version_flag("--version", "vornq " VORN_VERSION, "Print the version");
+  app.set_help_flag("-h,--help", "Print this text");
   app.add_option("file", out.files,
-                 "A .parquet or .csv file, or several with the same columns as one table; or a saved .vorn file")
+                 "A .parquet or .csv file, or several files with the same columns as one\n"
+                 "table; or one saved .vorn file")
       ->required();
-  app.add_option("--join", out.join,
-                 "Join each row with those of another file whose column, the second one, equals its own, the first.\n"
-                 "Conditions and --select may name columns of both files: behind the name of the file without its\n"
-                 "ending and a dot, as in airports.name, or alone where no other has the name")
-      ->type_name("FILE:COLUMN=COLUMN");
+
+  app.option_defaults()->group("Queries");
   app.add_option("--where", out.conditions,
-                 "A condition; can be given several times.  It is one of\n"
-                 "  column = value             or one of <> != < <= > >=\n"
+                 "Count the rows for which a condition is true.  Can be given several\n"
+                 "times.  A condition is one of\n"
+                 "  column = value              or one of <> != < <= > >=\n"
                  "  column between low and high\n"
-                 "  column between [low, high) a square bracket includes its bound, a round one does not\n"
-                 "  column in [low, high)      the same, but two round brackets hold a list:\n"
-                 "  column in (value, ...)\n"
-                 "  column like pattern        % is any text, _ any character\n"
+                 "  column between [low, high)  [ ] include the bound, ( ) do not\n"
+                 "  column in [low, high)       the same\n"
+                 "  column in (value, ...)      two round brackets hold a list\n"
+                 "  column like pattern         % is any text, _ is any character\n"
                  "  column is null\n"
-                 "with \"not\" before the word, or several of these with \"and\", \"or\", \"not\" and brackets.\n"
-                 "Put a value of several words in single quotes, a column in double ones where its name needs it;\n"
-                 "E'...' takes \\n and \\xHH.  A number without quotes means what it does in SQL")
+                 "with \"not\" before the word, or several of these with \"and\", \"or\", \"not\"\n"
+                 "and brackets.  A value of several words stands in single quotes.  A\n"
+                 "column stands in double quotes if its name is not a plain word.  E'...'\n"
+                 "takes \\n and \\xHH.  A number without quotes means what it does in SQL")
       ->type_name("CONDITION")
       ->allow_extra_args(false);
+  app.add_option("--join", out.join,
+                 "Join each row with the rows of a second file.  The first column is of\n"
+                 "the table, the second one of the file, and the two are equal.  Other\n"
+                 "options may name columns of both files: alone, or after the name of the\n"
+                 "file without its ending and a dot, as in airports.name")
+      ->type_name("FILE:COLUMN=COLUMN");
   app.add_option("--select", out.selected_columns,
-                 "Show these columns of the rows that the condition selects, of all rows without one;\n"
-                 "* is all columns")
+                 "Show these columns of the rows that the condition selects, of all rows\n"
+                 "without a condition.  * is all columns")
       ->type_name("COLUMN,...");
   app.add_option("--group-by", out.group_columns,
-                 "Show a line for each group of these rows that have equal values in these columns")
+                 "Show a line for each group of these rows with equal values in these\n"
+                 "columns")
       ->type_name("COLUMN,...");
   bool counts = false; // as the operands below, found by its option again
-  app.add_flag("--count", counts, "The number of rows of each group, of all rows without --group-by");
+  app.add_flag("--count", counts, "Show the number of rows of each group, of all rows without --group-by");
   std::vector<std::string> operands[2];
-  app.add_option(
-         "--sum", operands[0],
-         "The sum of a column in each group, or of an expression of two operands, such as \"delay * distance\",\n"
-         "with *, + or - between blanks, where one may be a number; they are taken as doubles, integers too.\n"
-         "NULL is not added")
+  app.add_option("--sum", operands[0],
+                 "Show the sum of a column in each group, or of an expression of two\n"
+                 "operands with *, + or - between blanks, such as \"delay * distance\".  One\n"
+                 "operand may be a number.  Operands are converted to doubles, integers\n"
+                 "too.  NULL is not added")
       ->type_name("NUMBERS")
       ->allow_extra_args(false);
   app.add_option("--avg", operands[1],
-                 "The sum divided by the number of values.  These three can be given several times and are shown in\n"
-                 "the order that they are given in")
+                 "Show the sum divided by the number of values.  --count, --sum and --avg\n"
+                 "can be given several times and are shown in the order of the command\n"
+                 "line")
       ->type_name("NUMBERS")
       ->allow_extra_args(false);
-  app.add_option(
-         "--inside", out.polygon_file,
-         "Only rows whose point lies in a polygon.  The file has its vertices in two columns, x and y, named as\n"
-         "the columns of the rows, as in \"longitude,latitude\"")
+  app.add_option("--inside", out.polygon_file,
+                 "Keep only rows whose point lies in a polygon.  The file has the vertices\n"
+                 "in two columns, x and y.  They have the names of the columns of the rows\n"
+                 "that hold the points, as in \"longitude,latitude\"")
       ->type_name("FILE");
-  app.add_option(
-         "--order-by", out.order,
-         "Show rows or groups in the order of columns, or of aggregates as they are headed, as in\n"
-         "\"sum(delay) desc, origin\"; NULL comes last.  Without it rows come in the order of the file, groups\n"
-         "in that of their columns")
+  app.add_option("--order-by", out.order,
+                 "Sort rows or groups by columns, or by aggregates with the names of their\n"
+                 "heads, as in \"sum(delay) desc, origin\".  NULL comes last.  Otherwise\n"
+                 "rows have the order of the file, and groups that of their columns")
       ->type_name("COLUMN[ desc],...");
   app.add_option("--limit", limit,
-                 "Show so many rows or groups and end there; without it a table shows 20, the other formats all, and\n"
-                 "all of them are checked")
+                 "Show at most so many rows or groups, and end there.  Otherwise a table\n"
+                 "shows 20, the other formats show all, and all are checked")
       ->type_name("ROWS");
   auto *shown_as = app.add_option("--format", format,
-                                  "How to show them: table, csv, json or jsonl; the last three print nothing else")
+                                  "How to show them: table, csv, json or jsonl.  The last three print\n"
+                                  "nothing else")
                        ->type_name("FORMAT")
                        ->capture_default_str();
+
+  app.option_defaults()->group("Storage");
   app.add_option("--encode", out.encodings,
-                 "How to store a column: dict, rle, fixed or dynp, with +qpak to compress the stream in blocks, or\n"
-                 "prefix, which holds values of one short length and no condition can be put to; otherwise dict, or\n"
-                 "rle where equal values follow each other; can be given several times")
+                 "How to store a column: dict, rle, fixed or dynp, with +qpak to compress\n"
+                 "the stream in blocks, or prefix, for values of one short length; no\n"
+                 "condition can name a column with prefix.  Otherwise dict, or rle where\n"
+                 "equal values follow each other.  Can be given several times")
       ->type_name("COLUMN=ENCODING")
       ->allow_extra_args(false);
-  app.add_option(
-         "--save", out.saved_file,
-         "Save the columns, as they are encoded, in a .vorn file, which later stands in place of the table and\n"
-         "is mapped in some milliseconds; an answer of a saved table is not compared with DuckDB's")
+  app.add_option("--save", out.saved_file,
+                 "Save the columns, as they are encoded, in a .vorn file.  The file can\n"
+                 "replace the table later and is mapped in some milliseconds.  Answers of\n"
+                 "a saved table are not compared with DuckDB")
       ->type_name("FILE");
   app.add_flag("--columns", out.list_columns,
-               "List the columns with their encoded sizes; so does a call without a condition");
-  app.add_flag("--summary", out.summary,
-               "End with the sizes of the columns as stored, in the files and plain, and the times of all conditions");
-  app.add_option("--record", out.record,
-                 "Write the sizes of the columns as stored and plain, and the least times of all conditions, as JSON")
-      ->type_name("FILE");
+               "List the columns with their encodings and sizes, as a call without a\n"
+               "query does");
+
+  app.option_defaults()->group("Kernels and threads");
   app.add_option("--isa", out.isa,
-                 "The kernels to use: generic, sse42, avx, avx2 or avx512; otherwise the best for this processor")
+                 "The kernels to use: generic, sse42, avx, avx2 or avx512.  Otherwise the\n"
+                 "best ones for this processor")
       ->type_name("NAME");
   app.add_option("--libraries", out.library_folder,
-                 "The folder of the specialised libraries; otherwise that of this program")
+                 "The folder of the specialised libraries.  Otherwise the folder of this\n"
+                 "program, and the one where they were installed")
       ->type_name("FOLDER");
-  app.add_option(
-         "--threads", out.threads,
-         "Spread the batches of rows over so many threads, 0 for as many as there are processors, of the\n"
-         "kernels and of DuckDB; the answers of the kernels are the same to the bit.  Loading, the build of a\n"
-         "hash table, the reading of the rows of one table, sorting and checks stay on one thread, and doubles\n"
-         "are added by one at a time, in the order of the rows")
+  app.add_option("--threads", out.threads,
+                 "Distribute the row groups over so many threads, 0 for the number of\n"
+                 "processors.  DuckDB uses the same number.  Answers of the kernels stay\n"
+                 "the same to the bit.  Loading, the build of a hash table, decoding the\n"
+                 "rows of one table, sorting and checks use one thread.  Doubles are added\n"
+                 "by one thread at a time, in the order of the rows")
       ->type_name("NUMBER")
       ->check(CLI::Range(0, 1024))
       ->capture_default_str();
+
+  app.option_defaults()->group("Measurements");
   app.add_option("--repeat", out.repetitions,
-                 "Time each question so many times, after a run that does not count unless it is the only one, and\n"
-                 "show the median and the least")
+                 "Time each query so many times, and show the median and the least time.\n"
+                 "One more run before them does not count, except with 1.  DuckDB is\n"
+                 "timed with a plain and a compressed table, and the faster one is shown")
       ->type_name("TIMES")
       ->check(CLI::Range(1, 1'000'000))
       ->capture_default_str();
   app.add_flag("--explain", out.explain,
-               "Show the steps of the plan in their order, as the kernels in force do them: batches that the library\n"
-               "is called for and batches that are skipped, rows in and out, bytes of columns and tables as stored,\n"
-               "the time of all threads, its share and the rate, and the entry points with their kernels");
+               "Show the steps of the plan for the kernels in force: row groups with and\n"
+               "without a call, rows in and out, bytes, the time of all threads, its\n"
+               "share, the rate, and the entry points with their kernels");
+  app.add_flag("--summary", out.summary,
+               "End with the sizes of the columns as stored, in the files and plain, and\n"
+               "the times of all queries");
+  app.add_option("--record", out.record,
+                 "Write the sizes of the columns, and the median and least times of all\n"
+                 "queries, to a JSON file")
+      ->type_name("FILE");
   app.add_flag("--self-check", out.more.self_check,
-               "Run every specialised kernel against the generic one; ends with status 1 when they differ");
-  app.add_flag("--trace", out.more.trace, "Print the library's trace lines on standard error");
+               "Run each specialised kernel and the generic kernel in every call, and\n"
+               "end with status 1 if they differ");
+  app.add_flag("--trace", out.more.trace, "Print the trace lines of the library on standard error");
   app.add_flag("--stats", out.more.rates,
-               "Time every call of the library and print the mean rates at the end; a rate is inf or nan when a call\n"
-               "took less than the microsecond of the clock");
-  app.footer(
-      "Ends with status 0 when all answers agree with DuckDB's; 1 when one does not, or a self-check finds kernels\n"
-      "that differ; 2, with one line on standard error, when it cannot do what it is asked.");
+               "Measure every call of the library and print the mean rates at the end.\n"
+               "A rate is inf or nan if a call takes less than the microsecond that the\n"
+               "clock measures");
+  app.footer("Ends with status 0 if all answers agree with DuckDB's; with 1 if one does not,\n"
+             "or a self-check finds kernels that differ; with 2, and one line on standard\n"
+             "error, if the query could not be run.");
   try {
     app.parse(argc, argv);
   } catch (const CLI::Success &) {

@@ -45,10 +45,13 @@ std::string record_of(const loaded_table &table) {
 }
 
 std::string record_of(const answered &a) {
-  return fmt::format(R"({{"question": {}, "agree": {}, "engines": {}}})", json_text(a.question), a.given.agree,
+  return fmt::format(R"({{"question": {}, "agree": {}, "row_groups": {}, "settled_by_statistics": {}, "engines": {}}})",
+                     json_text(a.question), a.given.agree, a.given.row_groups, a.given.settled,
                      array_of(a.given.measurements, [](const measurement &m) {
-                       return fmt::format(R"({{"engine": {}, "matches": {}, "least_ms": {:.6f}}})", json_text(m.engine),
-                                          m.matches, m.least);
+                       return fmt::format(
+                           R"({{"engine": {}, {}"matches": {}, "median_ms": {:.6f}, "least_ms": {:.6f}}})",
+                           json_text(m.engine), m.read.empty() ? "" : fmt::format(R"("read": {}, )", json_text(m.read)),
+                           m.matches, m.milliseconds, m.least);
                      }));
 }
 

@@ -132,16 +132,23 @@ void print_saved(const tables &from, const std::filesystem::path &path, uint64_t
 }
 
 void print_answer(const std::string &question, uint64_t rows, const answer &a) {
+  const auto rate = [&](const measurement &m) -> std::string {
+    if (a.has_rate())
+      return fmt::format("{:.1f}", static_cast<double>(rows) / m.milliseconds / 1e3);
+    return a.is_settled() && m.read.empty() ? "settled by statistics" : "";
+  };
   std::vector<std::vector<std::string>> lines;
   for (const measurement &m : a.measurements)
-    lines.push_back({m.engine, grouped(rows), grouped(m.matches), fmt::format("{:.3f}", m.milliseconds),
-                     fmt::format("{:.3f}", m.least),
-                     fmt::format("{:.1f}", static_cast<double>(rows) / m.milliseconds / 1e3)});
+    lines.push_back({m.name(), grouped(rows), grouped(m.matches), fmt::format("{:.3f}", m.milliseconds),
+                     fmt::format("{:.3f}", m.least), rate(m)});
   fmt::print(
       "\n{}\n{}", visible(question),
       text_table(
           {{"engine", false}, {"rows", true}, {a.counted, true}, {"ms", true}, {"least ms", true}, {"Mrows/s", true}},
           lines));
+  if (a.settled != 0 && !a.is_settled())
+    fmt::print("{} of {} row groups, counted for each step, needed no kernel; a rate would count unread rows\n",
+               grouped(a.settled), grouped(a.row_groups));
   if (a.join)
     print_join(*a.join);
   if (a.agree && !a.is_compared)
@@ -243,6 +250,8 @@ void print_summary(const tables &from, std::span<const answered> answers, size_t
   for (size_t i = 0; i < engines.size(); ++i)
     if (i != in_force)
       headings.push_back({fmt::format("{} / {}", engines[i].engine, engines[in_force].engine), true});
+  headings.push_back({are_compared ? "DuckDB reads" : "", false});
+  headings.push_back({"", false});
   std::vector<std::vector<std::string>> lines;
   for (const answered &a : answers) {
     const auto &measured = a.given.measurements;
@@ -251,7 +260,9 @@ void print_summary(const tables &from, std::span<const answered> answers, size_t
       line.push_back(fmt::format("{:.3f}", m.milliseconds));
     for (size_t i = 0; i < measured.size(); ++i)
       if (i != in_force)
-        line.push_back(ratio(measured[i].milliseconds, measured[in_force].milliseconds));
+        line.push_back(a.given.is_settled() ? "" : ratio(measured[i].milliseconds, measured[in_force].milliseconds));
+    line.emplace_back(measured.back().read);
+    line.emplace_back(a.given.is_settled() ? "settled by statistics" : "");
   }
   fmt::print("{}", text_table(headings, lines));
 }

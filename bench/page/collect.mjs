@@ -21,28 +21,38 @@ const names = {
 };
 const nameOf = (name) => names[name] ?? name;
 
-// The least time of all repetitions of a benchmark, and the least time of the plain read beside it.
+const middle = (values) => [...values].sort((a, b) => a - b)[values.length >> 1];
+
+// What stands for repeated measurements: the least time, or the highest rate, and the median.  Noise only makes times
+// longer, so the least time is close to the time without noise if a second repetition comes near it.
+function summary(values, { more = false } = {}) {
+  const sorted = [...values].sort((a, b) => (more ? b - a : a - b));
+  const [best, next = best] = sorted;
+  return { best, median: middle(values), steady: Math.max(best, next) <= 1.1 * Math.min(best, next) };
+}
+
+const grouped = (items, keyOf) => {
+  const groups = new Map();
+  for (const item of items) groups.set(keyOf(item), [...(groups.get(keyOf(item)) ?? []), item]);
+  return [...groups.values()];
+};
+
+// The rates of all repetitions of each benchmark, and of the plain read beside it.  Cycles follow from the median clock
+// rate of the repetitions, because one that was interrupted takes the clock for slower than it is.
 function kernels() {
-  const best = new Map();
-  for (const name of files(/^bench-.*\.json$/))
-    for (const run of read(name).benchmarks.filter((b) => b.run_type === 'iteration')) {
-      const [group, subject, library] = run.run_name.split('/');
-      const grows = run['Grows/s'] ?? run['Gbit/s'];
-      const share = run.of_read ?? run.of_touch;
-      const measured = {
-        benchmark: `${group}/${subject}`,
-        implementation: nameOf(library),
-        cycles: run['cycles/64'],
-        grows,
-        ...(share && { read_cycles: run['cycles/64'] * share, read_grows: grows / share }),
-      };
-      const key = run.run_name;
-      const before = best.get(key) ?? measured;
-      for (const [what, value] of Object.entries(measured))
-        if (typeof value === 'number') before[what] = (/cycles/.test(what) ? Math.min : Math.max)(before[what], value);
-      best.set(key, before);
-    }
-  return [...best.values()];
+  const runs = files(/^bench-.*\.json$/).flatMap((name) => read(name).benchmarks.filter((b) => b.run_type === 'iteration'));
+  return grouped(runs, (run) => run.run_name).map((repetitions) => {
+    const [group, subject, library] = repetitions[0].run_name.split('/');
+    const rates = repetitions.map((run) => run['Grows/s'] ?? run['Gbit/s']);
+    const shares = repetitions.map((run) => run.of_read ?? run.of_touch);
+    return {
+      benchmark: `${group}/${subject}`,
+      implementation: nameOf(library),
+      ghz: middle(repetitions.map((run, i) => (run['cycles/64'] * rates[i]) / 64)),
+      rate: summary(rates, { more: true }),
+      ...(shares[0] && { read: summary(rates.map((rate, i) => rate / shares[i]), { more: true }) }),
+    };
+  });
 }
 
 // The answers of vornq for each number of threads, and the queried tables.
@@ -52,12 +62,14 @@ function queries() {
   return {
     tables: [...tables.values()],
     answers: runs.flatMap((run) =>
-      run.answers.flatMap(({ question, engines }) =>
-        engines.map(({ engine, least_ms }) => ({
+      run.answers.flatMap(({ question, row_groups, settled_by_statistics: settled, engines }) =>
+        engines.map(({ engine, read, least_ms: best, median_ms: median }) => ({
           threads: run.threads,
           question: run.tables.length === 1 ? question : `${question} (joined)`,
+          settled: settled === row_groups,
           implementation: nameOf(engine),
-          least_ms,
+          read,
+          ms: { best, median },
         })),
       ),
     ),
@@ -65,14 +77,17 @@ function queries() {
 }
 
 const joins = () =>
-  files(/^join-.*\.json$/)
-    .map(read)
-    .flatMap(({ kernels, keys, joins }) => joins.map((join) => ({ implementation: nameOf(kernels), keys, ...join })));
+  grouped(
+    files(/^join-.*\.json$/)
+      .map(read)
+      .flatMap(({ kernels, keys, joins }) => joins.map((join) => ({ implementation: nameOf(kernels), keys, ...join }))),
+    (join) => `${join.implementation} ${join.keys} ${join.rows}`,
+  ).map((runs) => ({ ...runs[0], ns_a_row: summary(runs.map((run) => run.ns_a_row)) }));
 
 console.log(
   JSON.stringify(
     {
-      machine: Object.fromEntries(lines('machine.txt').map((line) => line.split(/: (.*)/))),
+      machine: Object.fromEntries(lines('machine.txt').map((line) => line.split(/: (.*)/).slice(0, 2))),
       kernels: kernels(),
       ...queries(),
       joins: joins(),

@@ -1,5 +1,5 @@
-// Draws the plots of the page.  At the end the body has its height and data-state "drawn", or "failed" if a plot could not
-// be drawn.
+// Draws the plots of the page.  At the end the body has the size of its contents and data-state "drawn", or "failed" if a
+// plot could not be drawn.
 const plots = JSON.parse(document.getElementById('plots').textContent);
 const draw = async (plot, index) => {
   const place = document.getElementById(`plot-${index}`);
@@ -12,5 +12,8 @@ const draw = async (plot, index) => {
   }
 };
 
-const end = (state) => Object.assign(document.body.dataset, { state, height: document.documentElement.scrollHeight });
+const end = (state) => {
+  const { scrollWidth: width, scrollHeight: height } = document.documentElement;
+  Object.assign(document.body.dataset, { state, width, height });
+};
 Promise.all(plots.map(draw)).then(() => end('drawn'), () => end('failed'));

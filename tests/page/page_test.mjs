@@ -27,20 +27,30 @@ fs.writeFileSync(inFolder('run.json'), output('node', path.join(page, 'collect.m
 output('node', path.join(page, 'render.mjs'), inFolder('run.json'), folder);
 
 const run = JSON.parse(fs.readFileSync(inFolder('run.json')));
-const { cycles, grows, read_cycles: read } = run.kernels.find((k) => k.benchmark === 'in_cache/vorn_le_dict_8bit');
-assert.deepEqual([cycles, grows, read], [20.5, 12, 2.05], 'the best of the repetitions');
+const { ghz, rate, read } = run.kernels.find((k) => k.benchmark === 'in_cache/vorn_le_dict_8bit');
+assert.deepEqual(rate, { best: 12, median: 11, steady: true }, 'the best of the repetitions, which another one confirms');
+assert.deepEqual([ghz, read.best], [4, 120]);
 assert.equal(run.answers[0].question, 'town = \'A"dorf\\\'');
 assert.deepEqual(run.joins.map((join) => [join.keys, join.rows]), [[1000, 1000], [1000, 2000]]);
 
-const browse = (how) => output(path.join(page, 'browse'), '--window-size=1160,3000', how, inFolder('index.html'));
-browse(`--screenshot=${inFolder('page.png')}`);
-const drawn = browse('--dump-dom');
+const browse = (width, how) => output(path.join(page, 'browse'), `--window-size=${width},3000`, how, inFolder('index.html'));
+const drawn = browse(1280, '--dump-dom');
+for (const width of [1280, 420]) {
+  browse(width, `--screenshot=${inFolder(`page-${width}.png`)}`);
+  const [, page] = browse(width, '--dump-dom').match(/data-width="(\d+)"/);
+  assert.ok(Number(page) <= Math.max(width, 500), `nothing is wider than a window of ${width} pixels`);
+}
 assert.match(drawn, /<body data-state="drawn"/);
 assert.ok(!drawn.includes('<b>'), 'what was measured is text');
-const plots = drawn.split('<div class="plot').slice(1);
+const plots = drawn.split(/<div class="plot[ "]/).slice(1);
 const marks = plots.map((plot) => plot.match(/aria-roledescription="(point|bar)"/g)?.length ?? 0);
-// Kernels by width: five and the reads beside them.  Bits.  Queries of two engines on one and two threads.  Probes and
-// reads.  A scan.  Joins.  Two columns and both together, as stored and plain.
-assert.deepEqual(marks, [10, 1, 4, 4, 1, 2, 6]);
+// Queries of two engines on one thread, and on two.  Kernels in cache and over a stream, with the reads beside them.
+// Bits, without the rate that no second repetition confirms.  Probes and reads.  A scan.  Joins.  Two columns and both
+// together, as stored and plain.
+assert.deepEqual(marks, [2, 2, 4, 2, 1, 4, 1, 2, 6]);
+assert.match(drawn, /<td>count of ones<\/td>(<td>[\d.]+ \([\d.]+\)( \?)?<\/td>){2}/);
+assert.match(drawn, / \?<\/td>/, 'that rate is in the table');
+assert.match(drawn, /The machine was busy/, 'the load says so');
+assert.match(drawn, /(plain|compressed) table/);
 assert.ok(!/ d="[^"]*(NaN|Infinity|undefined)/.test(drawn), 'every mark has a place');
-assert.match(drawn, /<tr><td>8<\/td><td>cycles for 64 rows[^/]*<\/td><td>20.5<\/td><td>2.05<\/td>/);
+assert.match(drawn, /<tr><td>8<\/td><td>cycles for 64 rows[^/]*<\/td><td>21.3 \(23.3\)<\/td><td>2.13 \(2.33\)<\/td>/);
