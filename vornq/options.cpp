@@ -47,7 +47,7 @@ std::optional<options> read_options(int argc, char **argv) {
                "condition, on compressed columns.  DuckDB checks every answer.",
                "vornq");
   app.get_formatter()->column_width(6);
-  auto *version = app.set_version_flag("--version", "vornq " VORN_VERSION, "Print the version");
+  auto *version = app.set_version_flag("--version", "vornq " VORNQ_VERSION, "Print the version");
   app.set_help_flag("-h,--help", "Print this text");
   app.add_option("file", out.files,
                  "A .parquet or .csv file, or several files with the same columns as one\n"
@@ -191,7 +191,7 @@ std::optional<options> read_options(int argc, char **argv) {
     app.parse(argc, argv);
   } catch (const CLI::Success &) {
     // Whether it could be written is asked at the end of all output.
-    std::fputs((version->count() != 0 ? "vornq " VORN_VERSION "\n" : app.help()).c_str(), stdout);
+    std::fputs((version->count() != 0 ? "vornq " VORNQ_VERSION "\n" : app.help()).c_str(), stdout);
     return std::nullopt;
   }
   if (out.threads == 0)
