@@ -156,6 +156,7 @@ public:
   }
 
   uint32_t force_generic() const { return (ctx_.vorn_ctx_flags & VORN_CTX_FORCE_GENERIC) ? 1 : 0; }
+  // Both flags are rare.  The hints keep the usual path of a call without a jump.
   bool has_self_check() const {
     if (!force_generic() && (ctx_.vorn_ctx_flags & VORN_CTX_SELF_CHECK)) [[unlikely]]
       return true;

@@ -63,7 +63,8 @@ public:
       aux_.vorn_aux_run_idx = state.run_idx;
       aux_.vorn_aux_run_end = state.run_end;
     }
-    unpacker_of (*column.vorn_cv_encoding_context)(&res, &column, &aux_);
+    const vorn_unary_fn kernel = unpacker_of(*column.vorn_cv_encoding_context);
+    kernel(&res, &column, &aux_);
     if (has_runs) {
       state.run_idx = aux_.vorn_aux_run_idx;
       state.run_end = aux_.vorn_aux_run_end;
