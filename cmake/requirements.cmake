@@ -15,8 +15,8 @@ set(VORN_NEEDS_VORNQ STORE)
 set(VORN_NEEDS_TESTS HOST)
 set(VORN_NEEDS_BENCH HOST)
 
-# vorn_look_for(PART WHAT PACKAGE): WHAT is a header, a library (-lNAME) or a package of CMake.  If it is not there, the package
-# to install is added to VORN_MISSING_<PART>.
+# vorn_look_for(PART WHAT PACKAGE): WHAT is a header, a library (-lNAME) or a package of CMake.  If it is not there, Debian's
+# package is added to VORN_MISSING_<PART>.
 function(vorn_look_for part what package)
   string(MAKE_C_IDENTIFIER VORN_PATH_OF_${what} path)
   if(what MATCHES "\\.h$")
@@ -31,7 +31,7 @@ function(vorn_look_for part what package)
   endif()
   mark_as_advanced(${path})
   if(NOT found)
-    set(VORN_MISSING_${part} ${VORN_MISSING_${part}} "${what} (${package})" PARENT_SCOPE)
+    set(VORN_MISSING_${part} ${VORN_MISSING_${part}} ${package} PARENT_SCOPE)
   endif()
 endfunction()
 
@@ -77,13 +77,13 @@ foreach(part IN LISTS VORN_PARTS)
       PATHS ${PROJECT_SOURCE_DIR}/data/node_modules/@duckdb/node-bindings-linux-x64
       DOC "DuckDB's shared library")
     if(NOT VORN_DUCKDB_LIBRARY)
-      list(APPEND VORN_MISSING_VORNQ "DuckDB's library (tools/fetch-data, or set VORN_DUCKDB_LIBRARY)")
+      list(APPEND VORN_MISSING_VORNQ "DuckDB's library (tools/fetch-data brings it)")
     endif()
   elseif(part STREQUAL "TESTS")
     vorn_look_for(TESTS gtest/gtest.h libgtest-dev)
     vorn_look_for(TESTS gmock/gmock.h libgmock-dev)
     if(VORN_SPECIALIZED AND NOT "${VORN_SPECIALIZED}" STREQUAL "${VORN_ALL_SPECIALIZED}")
-      list(APPEND VORN_MISSING_TESTS "specialised libraries that VORN_SPECIALIZED leaves out")
+      list(APPEND VORN_MISSING_TESTS "the specialised libraries that VORN_SPECIALIZED leaves out")
     endif()
   elseif(part STREQUAL "BENCH")
     vorn_look_for(BENCH fmt libfmt-dev)
@@ -98,11 +98,11 @@ foreach(part IN LISTS VORN_PARTS)
   endif()
   list(JOIN missing ", " missing)
   if(NOT VORN_BUILD_${part} STREQUAL "AUTO")
-    message(FATAL_ERROR "VORN_BUILD_${part} is ON, and these are missing: ${missing}. Install the packages in parentheses, "
-                        "or leave the part out with -DVORN_BUILD_${part}=OFF.")
+    message(FATAL_ERROR "VORN_BUILD_${part} is ON, and these packages are missing: ${missing}. Install them, or "
+                        "leave the part out with -DVORN_BUILD_${part}=OFF.")
   endif()
   set(VORN_BUILD_${part} OFF)
-  set(VORN_REASON_${part} "missing: ${missing}")
+  set(VORN_REASON_${part} "missing packages: ${missing}")
 endforeach()
 
 # vorn_print_parts(): what this build has, and for each part that is left out the reason.
