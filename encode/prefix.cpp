@@ -7,22 +7,44 @@ namespace {
 
 using namespace vornenc;
 
-// Calls with the first value of each group, the number of its values, and the bytes that they all begin with.
+// Values of 1 to 8 bytes, one after another.  A value is read as a number whose lowest byte is the first one.
+class values_in_memory {
+public:
+  values_in_memory(const void *values, uint32_t value_bytes, uint32_t count)
+      : next_(static_cast<const uint8_t *>(values)), end_(next_ + size_t{value_bytes} * count),
+        value_bytes_(value_bytes) {}
+
+  uint32_t left() const { return static_cast<uint32_t>((end_ - next_) / value_bytes_); }
+
+  // Bits above the value are of no meaning.
+  uint64_t next() {
+    uint64_t number = 0;
+    if (end_ - next_ >= 8)
+      std::memcpy(&number, next_, 8);
+    else
+      std::memcpy(&number, next_, value_bytes_);
+    next_ += value_bytes_;
+    return number;
+  }
+
+private:
+  const uint8_t *next_;
+  const uint8_t *end_;
+  uint32_t value_bytes_;
+};
+
+// Calls with the values from a group on, the number of its values, and the number of bytes that they all begin with.
 template <class Take>
-void for_groups(const uint8_t *values, uint32_t value_bytes, uint32_t nrows, Take take) {
-  for (uint32_t left = nrows; left != 0;) {
-    const uint32_t count = std::min<uint32_t>(left, VORNENC_PREFIX_GROUP);
-    uint32_t prefix = value_bytes;
-    for (uint32_t i = 1; i < count; ++i) {
-      const uint8_t *value = values + size_t{i} * value_bytes;
-      uint32_t same = 0;
-      while (same < prefix && value[same] == values[same])
-        ++same;
-      prefix = same;
-    }
-    take(values, count, prefix);
-    values += size_t{count} * value_bytes;
-    left -= count;
+void for_groups(values_in_memory values, uint32_t value_bytes, Take take) {
+  while (values.left() != 0) {
+    const values_in_memory group = values;
+    const uint32_t count = std::min<uint32_t>(values.left(), VORNENC_PREFIX_GROUP);
+    const uint64_t first = values.next();
+    uint64_t different = 0;
+    for (uint32_t i = 1; i < count; ++i)
+      different |= values.next() ^ first;
+    different &= largest(8 * value_bytes);
+    take(group, count, different == 0 ? value_bytes : static_cast<uint32_t>(__builtin_ctzll(different)) / 8);
   }
 }
 
@@ -32,10 +54,9 @@ size_t vornenc_prefix_bytes(const void *values, uint32_t value_bytes, uint32_t n
   if (value_bytes < 1 || value_bytes > 8)
     return 0;
   uint64_t bytes = 0;
-  for_groups(static_cast<const uint8_t *>(values), value_bytes, nrows,
-             [&](const uint8_t *, uint32_t count, uint32_t prefix) {
-               bytes += 1 + prefix + uint64_t{count} * (value_bytes - prefix);
-             });
+  for_groups({values, value_bytes, nrows}, value_bytes, [&](const values_in_memory &, uint32_t count, uint32_t prefix) {
+    bytes += 1 + prefix + uint64_t{count} * (value_bytes - prefix);
+  });
   return bytes <= most_stream_bytes ? bytes + VORNENC_SLACK : 0;
 }
 
@@ -50,19 +71,21 @@ uint32_t vornenc_pack_prefix(void *out, size_t out_bytes, uint32_t *offsets, siz
   if (out_bytes < bytes || offsets_bytes < groups * sizeof(uint32_t))
     return VORNENC_NO_ROOM;
 
+  // Eight bytes are written each time.  What follows, or the slack, overwrites those that are too many.
   auto *const begin = static_cast<uint8_t *>(out);
   uint8_t *next = begin;
-  for_groups(static_cast<const uint8_t *>(values), value_bytes, nrows,
-             [&](const uint8_t *group, uint32_t count, uint32_t prefix) {
-               put_32(offsets++, static_cast<uint32_t>(next - begin));
-               *next++ = static_cast<uint8_t>(prefix);
-               std::memcpy(next, group, prefix);
-               next += prefix;
-               for (uint32_t i = 0; i < count; ++i) {
-                 std::memcpy(next, group + size_t{i} * value_bytes + prefix, value_bytes - prefix);
-                 next += value_bytes - prefix;
-               }
-             });
+  for_groups({values, value_bytes, nrows}, value_bytes, [&](values_in_memory group, uint32_t count, uint32_t prefix) {
+    put_32(offsets++, static_cast<uint32_t>(next - begin));
+    *next++ = static_cast<uint8_t>(prefix);
+    const uint64_t shared = values_in_memory(group).next();
+    std::memcpy(next, &shared, sizeof shared);
+    next += prefix;
+    for (uint32_t i = 0; i < count; ++i, next += value_bytes - prefix) {
+      const uint64_t value = group.next();
+      const uint64_t rest = prefix == 8 ? 0 : value >> 8 * prefix;
+      std::memcpy(next, &rest, sizeof rest);
+    }
+  });
   clear_slack(next);
   return VORNENC_DONE;
 }

@@ -39,15 +39,6 @@ void put_length_codes(void *lens, uint32_t nrows, uint32_t width, Bytes bytes) {
     *next = static_cast<uint8_t>(pending << (8 - waiting));
 }
 
-// The width is a constant in each call, so that a value takes one or two stores.
-template <uint32_t Bytes>
-uint8_t *put_fixed(uint8_t *next, const uint64_t *values, uint32_t nrows) {
-  for (uint32_t row = 0; row < nrows; ++row)
-    for (uint32_t byte = Bytes; byte-- != 0;)
-      *next++ = static_cast<uint8_t>(values[row] >> 8 * byte);
-  return next;
-}
-
 } // namespace
 
 size_t vornenc_fixed_bytes(uint32_t nrows, uint32_t width) {
@@ -64,9 +55,13 @@ uint32_t vornenc_pack_fixed(void *out, size_t out_bytes, const uint64_t *values,
     bits_of_all |= values[row];
   if (bits_of_all > largest(width))
     return VORNENC_TOO_WIDE;
-  constexpr decltype(&put_fixed<1>) put[] = {put_fixed<1>, put_fixed<2>, put_fixed<3>, put_fixed<4>,
-                                             put_fixed<5>, put_fixed<6>, put_fixed<7>, put_fixed<8>};
-  clear_slack(put[width / 8 - 1](static_cast<uint8_t *>(out), values, nrows));
+  // Eight bytes are written for each value.  The next value, or the slack, overwrites those that are too many.
+  auto *next = static_cast<uint8_t *>(out);
+  for (uint32_t row = 0; row < nrows; ++row) {
+    put_64(next, values[row] << (64 - width));
+    next += width / 8;
+  }
+  clear_slack(next);
   return VORNENC_DONE;
 }
 
@@ -114,7 +109,7 @@ uint32_t vornenc_pack_dynp(void *out, size_t out_bytes, void *lens, size_t lens_
   if (out_bytes < bytes || lens_bytes < vornenc_lens_bytes(nrows, width))
     return VORNENC_NO_ROOM;
 
-  // Eight bytes are written for each value.  The next value, or the slack, overwrites those that are too many.
+  // As in vornenc_pack_fixed, the bytes that are too many are overwritten.
   auto *next = static_cast<uint8_t *>(out);
   put_length_codes(lens, nrows, width, [&](uint32_t row) {
     put_64(next, values[row] << (64 - width));

@@ -153,12 +153,17 @@ void store_keys(column &out, std::span<const int64_t> keys, encoding form) {
   const auto make = form == encoding::fixed ? fixed_batch : form == encoding::dynp ? dynp_batch : key_prefix_batch;
   std::vector<uint64_t> ordinals;
   for (size_t first = 0; first < keys.size(); first += batch_rows) {
-    ordinals.clear();
-    for (int64_t key : keys.subspan(first, std::min<size_t>(batch_rows, keys.size() - first)))
-      ordinals.push_back(static_cast<uint64_t>(key) - static_cast<uint64_t>(range.low));
+    const auto rows = keys.subspan(first, std::min<size_t>(batch_rows, keys.size() - first));
+    ordinals.resize(rows.size());
+    zone held{~uint64_t{0}, 0, 0};
+    for (size_t row = 0; row < rows.size(); ++row) {
+      const uint64_t ordinal = static_cast<uint64_t>(rows[row]) - static_cast<uint64_t>(range.low);
+      ordinals[row] = ordinal;
+      held.low = std::min(held.low, ordinal);
+      held.high = std::max(held.high, ordinal);
+    }
     out.batches.push_back(make(ordinals, out.width));
-    const auto [low, high] = std::minmax_element(ordinals.begin(), ordinals.end());
-    out.batches.back().held = {*low, *high, 0};
+    out.batches.back().held = held;
   }
 }
 
