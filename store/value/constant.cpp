@@ -218,13 +218,14 @@ public:
 
   // Hours and minutes, perhaps seconds, perhaps a fraction, in ticks of which a second has 10^fraction_digits.
   std::optional<int64_t> time_of_day(size_t fraction_digits) {
-    const auto hour = digits(2, 2);
-    const auto minute = skip(":") ? digits(2, 2) : std::nullopt;
-    std::optional<int64_t> second = 0;
+    constexpr int64_t missing = 99; // above every limit below
+    const int64_t hour = digits(2, 2).value_or(missing);
+    const int64_t minute = skip(":") ? digits(2, 2).value_or(missing) : missing;
+    int64_t second = 0;
     int64_t fraction = 0;
     if (skip(":")) {
-      second = digits(2, 2);
-      if (second && skip(".")) {
+      second = digits(2, 2).value_or(missing);
+      if (second != missing && skip(".")) {
         const size_t before = rest_.size();
         const auto part = digits(1, fraction_digits);
         if (!part)
@@ -233,11 +234,11 @@ public:
             *part * static_cast<int64_t>(power_of_ten(static_cast<uint32_t>(fraction_digits - before + rest_.size())));
       }
     }
-    if (!hour || !minute || !second || *hour > 24 || *minute > 59 || *second > 59)
+    if (hour > 24 || minute > 59 || second > 59)
       return std::nullopt;
-    const int64_t seconds = *hour * 3600 + *minute * 60 + *second;
+    const int64_t seconds = hour * 3600 + minute * 60 + second;
     const auto per_second = static_cast<int64_t>(power_of_ten(static_cast<uint32_t>(fraction_digits)));
-    if (*hour == 24 && (*minute != 0 || *second != 0 || fraction != 0))
+    if (hour == 24 && (minute != 0 || second != 0 || fraction != 0))
       return std::nullopt;
     return seconds * per_second + fraction;
   }
