@@ -2,10 +2,14 @@
 # a source without them, so a source that forgets an include does not pass.
 #
 # VORN_UNITY_BUILD compiles sixteen sources of a target as one.  A whole build takes half the time; after a change more is compiled.
-option(VORN_UNITY_BUILD "Compile the sources of the reference host in groups" OFF)
-foreach(target vorn_store vorn_sql vornq_parts vornq)
+option(VORN_UNITY_BUILD "Compile the sources of the hosts in groups" OFF)
+foreach(target vornhost vorn_store vorn_sql vornq_parts vornq)
   if(TARGET ${target})
     set_target_properties(${target} PROPERTIES UNITY_BUILD ${VORN_UNITY_BUILD} UNITY_BUILD_BATCH_SIZE 16)
+  endif()
+endforeach()
+foreach(target vorn_store vorn_sql vornq_parts vornq)
+  if(TARGET ${target})
     target_precompile_headers(${target} PRIVATE <fmt/format.h> <algorithm> <array> <functional> <map> <memory> <optional>
       <span> <string> <string_view> <utility> <variant> <vector>)
   endif()

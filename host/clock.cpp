@@ -9,12 +9,12 @@ namespace vorn_host {
 
 namespace {
 
-std::mutex guard;
+std::mutex script_guard;
 std::deque<uint64_t> script;          // answers to come; the last one stays
 std::atomic<bool> is_scripted{false}; // lets the usual clock do without the lock
 
 std::optional<uint64_t> scripted_time() {
-  const std::lock_guard lock(guard);
+  const std::lock_guard lock(script_guard);
   if (script.empty())
     return std::nullopt;
   const uint64_t time = script.front();
@@ -31,7 +31,7 @@ uint64_t machine_time() {
 } // namespace
 
 void script_clock(std::vector<uint64_t> microseconds) {
-  const std::lock_guard lock(guard);
+  const std::lock_guard lock(script_guard);
   script.assign(microseconds.begin(), microseconds.end());
   is_scripted = !script.empty();
 }
