@@ -463,6 +463,8 @@ VORN_API uint32_t vornenc_pack_translate(void *table, size_t table_bytes, const 
  * @endcode
  *  @{ */
 
+/* C has no nullptr. NOLINTBEGIN(modernize-use-nullptr) */
+
 /** The arguments of vorn_build_vector and the fields that the host stores after it. */
 typedef struct vornenc_vector {
   void *vals;            /**< values, or their output */
@@ -775,6 +777,8 @@ static inline void vornenc_build_transpose_table(vorn_transpose_table *tbl, cons
   vorn_build_transpose_table(tbl, t->ncols, t->width, 0, t->hi_bit, t->row_bits != 0 ? t->row_bits : 64, t->in_refs,
                              t->refs, 0, t->dlp, 0, 0, 0, t->cla, t->offsets, 0, t->data, t->pos, t->end, t->flags);
 }
+
+/* NOLINTEND(modernize-use-nullptr) */
 
 /** @} */
 

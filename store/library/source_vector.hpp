@@ -33,9 +33,9 @@ public:
   vorn_cv *get() { return &cv_; }
 
 private:
-  vornenc_constant memory_;
-  vorn_enc_ctx encoding_;
-  vorn_cv cv_;
+  vornenc_constant memory_{};
+  vorn_enc_ctx encoding_{};
+  vorn_cv cv_{};
 };
 
 } // namespace store

@@ -459,7 +459,7 @@ TEST_P(encode_test, translate_tables_answer_with_their_entries) {
 // A partitioned hash table and a bloom map of the chosen sizes: all keys are found, few others pass the map.
 TEST_P(encode_test, joins_of_the_chosen_sizes_find_every_key) {
   const vorn_ctx ctx = env.context();
-  for (uint64_t keys : {0, 1, 5, 1000, 20000})
+  for (uint64_t keys : {0U, 1U, 5U, 1000U, 20000U})
     for (uint32_t layout : {0U, uint32_t{VORN_HT_K2V8}, uint32_t{VORN_HT_K4V4}, uint32_t{VORN_HT_K4V8}})
       for (uint64_t cache : {uint64_t{0}, uint64_t{20000}}) {
         const auto nrows = static_cast<uint32_t>(keys);
