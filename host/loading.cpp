@@ -9,14 +9,14 @@ namespace vorn_host {
 
 namespace {
 
-std::mutex guard;
+std::mutex folder_guard;
 std::filesystem::path library_folder; // empty: relative to the program and to this library
 
 // The folder of the shared library that holds the stand-in host, or an empty path if it is not known.
 std::filesystem::path folder_of_host() {
   Dl_info host = {};
   std::error_code failed;
-  if (dladdr(&guard, &host) == 0)
+  if (dladdr(&folder_guard, &host) == 0)
     return {};
   return std::filesystem::canonical(host.dli_fname, failed).parent_path();
 }
@@ -55,7 +55,7 @@ void *find(environment &env, void *handle, const char *symbol) {
 
 std::vector<std::filesystem::path> library_folders() {
   {
-    const std::lock_guard lock(guard);
+    const std::lock_guard lock(folder_guard);
     if (!library_folder.empty())
       return {library_folder};
   }
@@ -79,7 +79,7 @@ std::optional<std::filesystem::path> library_file(const std::string &name) {
 }
 
 void set_library_folder(std::filesystem::path folder) {
-  const std::lock_guard lock(guard);
+  const std::lock_guard lock(folder_guard);
   library_folder = std::move(folder);
 }
 
