@@ -1,8 +1,7 @@
 # Headers of the standard library that most sources of the reference host read, compiled once for each target.  tools/lint FILE reads
 # a source without them, so a source that forgets an include does not pass.
 #
-# VORN_UNITY_BUILD compiles sixteen sources of a target as one.  A whole build takes half the time; after a change more is compiled.
-option(VORN_UNITY_BUILD "Compile the sources of the hosts in groups" OFF)
+# VORN_UNITY_BUILD compiles up to sixteen sources of a target as one.
 foreach(target vornhost vorn_store vorn_sql vornq_parts vornq)
   if(TARGET ${target})
     set_target_properties(${target} PROPERTIES UNITY_BUILD ${VORN_UNITY_BUILD} UNITY_BUILD_BATCH_SIZE 16)
