@@ -88,7 +88,8 @@ protected:
     with.res = result_of(with.out, 64);
     with.aux.vorn_aux_filter_bv = with.words;
     with.aux.vorn_aux_ctx = &ctx;
-    with.aux.vorn_aux_diag_code = 7;
+    // The kernel of group keys makes its own report, after the entry has cleared the diagnostic code.
+    with.aux.vorn_aux_diag_code = std::string_view(entry.name) == "vorn_groupkey" ? 0 : 7;
     const std::string before(bytes_of(with));
 
     EXPECT_EQ(entry.call(ctx, with, opcode), uint32_t{VORN_RESULT_NO_IMPLEMENTATION});
