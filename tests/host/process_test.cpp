@@ -70,11 +70,12 @@ TEST(Capabilities, NeedALibraryThatIsThere) {
       if (can && there && best.empty())
         best = library;
     }
-    const std::string rest =
-        best.empty() ? ", and no library of a lower level is there" : "; the best library there is " + best;
     std::vector<std::string> expected;
     if (!missing.empty())
-      expected.push_back(missing + ".so is not in " + folder.string() + rest);
+      expected.push_back(missing.append(".so is not in ")
+                             .append(folder.string())
+                             .append(best.empty() ? ", and no library of a lower level is there"
+                                                  : best.insert(0, "; the best library there is ")));
     EXPECT_EQ(messages, expected) << files;
   }
   std::filesystem::remove_all(folder);
