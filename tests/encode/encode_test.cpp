@@ -35,6 +35,7 @@ template <class Encode>
 words written(size_t bytes, size_t slack, Encode encode) {
   static vorn_test::guarded memory(1 << 18);
   uint8_t *out = memory.last(bytes);
+  std::fill_n(out, bytes, uint8_t{0xab});
   const auto all_are = [](const uint8_t *begin, const uint8_t *end, uint8_t value) {
     return std::all_of(begin, end, [value](uint8_t byte) { return byte == value; });
   };
