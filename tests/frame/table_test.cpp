@@ -65,7 +65,7 @@ TEST(names, flags_and_encodings) {
 
 TEST(names, every_result_code_has_a_text_of_its_own) {
   std::set<std::string> texts;
-  for (const uint32_t code : {0, 1, 2, 3, 5, 6, 7, 8, 9, 10})
+  for (const uint32_t code : {0U, 1U, 2U, 3U, 5U, 6U, 7U, 8U, 9U, 10U})
     EXPECT_TRUE(texts.insert(vorn_result_text(code)).second) << code;
   for (const uint32_t code : {4U, 11U, UINT32_MAX})
     EXPECT_STREQ(vorn_result_text(code), "unknown result code") << code;
@@ -79,7 +79,7 @@ TEST(version, of_the_library_and_its_records) {
   for (uint32_t record = 0; record < std::size(sizes); ++record)
     EXPECT_EQ(vorn_record_size(record), sizes[record]) << record;
   for (const uint32_t none : {11U, UINT32_MAX})
-    EXPECT_EQ(vorn_record_size(none), 0) << none;
+    EXPECT_EQ(vorn_record_size(none), 0U) << none;
 }
 
 TEST(stats_dump, of_the_called_slots) {
