@@ -4,7 +4,6 @@
 #undef NDEBUG // __assert_fail is declared only without it
 #include <cassert>
 #include <cstdint>
-#include <cstdio>
 
 #include "frame/level.hpp"
 
@@ -15,11 +14,24 @@ namespace vorn::inline VORN_LEVEL {
   __assert_fail(expression, source, line, function);
 }
 
-// Names a wrong number, such as a width, after the function: "vorn_convert_width(33): Assertion `0' failed".
+// Names a wrong number, such as a width, after the function: "vorn_convert_width(33): Assertion `0' failed".  The
+// library does without the formatted output of the C library.
 [[noreturn, gnu::noinline, gnu::cold]] inline void fail_for_number(int64_t number, const char *source, unsigned line,
                                                                    const char *function) {
-  char call[64];
-  std::snprintf(call, sizeof call, "%s(%lld)", function, static_cast<long long>(number));
+  char call[64] = {}; // a name and "(-9223372036854775808)"
+  unsigned length = 0;
+  for (; *function != 0 && length < 40; ++function)
+    call[length++] = *function;
+  call[length++] = '(';
+  if (number < 0)
+    call[length++] = '-';
+  uint64_t rest = number < 0 ? 0 - static_cast<uint64_t>(number) : static_cast<uint64_t>(number);
+  uint64_t unit = 1;
+  while (rest / unit > 9)
+    unit *= 10;
+  for (; unit != 0; rest %= unit, unit /= 10)
+    call[length++] = static_cast<char>('0' + rest / unit);
+  call[length] = ')';
   fail_assertion("0", source, line, call);
 }
 

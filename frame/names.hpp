@@ -5,7 +5,9 @@
 #include <cstdint>
 #include <string_view>
 
-namespace vorn {
+#include "frame/level.hpp"
+
+namespace vorn::inline VORN_LEVEL {
 
 inline constexpr auto opcode_names = std::to_array<const char *>({"eq",
                                                                   "lt",
@@ -44,4 +46,4 @@ constexpr uint8_t width_code(uint32_t width) {
   return width == 24 ? 20 : width == 32 ? 21 : width == 64 ? 22 : no_width_code;
 }
 
-} // namespace vorn
+} // namespace vorn::inline VORN_LEVEL
