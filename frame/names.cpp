@@ -49,7 +49,7 @@ const char *vorn_result_text(uint32_t code) {
   }
 }
 
-uint32_t vorn_version() { return VORN_VERSION; }
+uint32_t vorn_version() { return VORN_VERSION_NUMBER; }
 
 uint64_t vorn_record_size(uint32_t record) {
   switch (record) {

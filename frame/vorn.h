@@ -240,7 +240,7 @@
 #define VORN_VERSION_PATCH 0
 
 /** The same as one number: 100 stands for 0.1.0, 20304 for 2.3.4. */
-#define VORN_VERSION (VORN_VERSION_MAJOR * 10000 + VORN_VERSION_MINOR * 100 + VORN_VERSION_PATCH)
+#define VORN_VERSION_NUMBER (VORN_VERSION_MAJOR * 10000 + VORN_VERSION_MINOR * 100 + VORN_VERSION_PATCH)
 
 /** Marks what the library exports. */
 #define VORN_API __attribute__((visibility("default")))
@@ -1055,8 +1055,8 @@ VORN_API const char *vorn_datawidth_name(uint32_t code);
  * result code". */
 VORN_API const char *vorn_result_text(uint32_t code);
 
-/** Version of the library, as a number like VORN_VERSION. The number of another version shows that the process runs
- * with another library than it was compiled for. */
+/** Version of the library, as a number like VORN_VERSION_NUMBER. The number of another version shows that the process
+ * runs with another library than it was compiled for. */
 VORN_API uint32_t vorn_version(void);
 
 /** The records, by number for vorn_record_size. */

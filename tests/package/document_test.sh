@@ -4,11 +4,11 @@
 #   ```sh               is run
 #   ```text             is what the last commands have printed
 #
-# and blocks of C without a file, which nothing would compile, are an error.  PREFIX is where vorn is installed, SOURCE the tree,
+# and blocks of C without a file, which nothing would compile, are an error.  LIBRARIES is where libvorn is installed, SOURCE the tree,
 # which lies in the folder as vorn, CC the compiler that the document calls cc.
 set -eu
 document=$(realpath "$1")
-export PKG_CONFIG_PATH="$PREFIX/lib/pkgconfig" LD_LIBRARY_PATH="$PREFIX/lib"
+export PKG_CONFIG_PATH="$LIBRARIES/pkgconfig" LD_LIBRARY_PATH="$LIBRARIES"
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
 cd "$scratch"

@@ -10,8 +10,8 @@
 #   document NAME         does what docs/NAME.md says
 #   store                 builds a program over the store with the CMake package and with pkg-config
 #   vornq                 runs the installed program
-#   debian                installs the Debian packages into an empty root and does the same with these: find_package,
-#                         pkg_config, vornq
+#   debian                reads the Debian packages with lintian, installs them into an empty root, does the same with
+#                         these, find_package, pkg_config, store, vornq, and removes them
 #   remove                removes the folder
 #
 # SOURCE, BUILD, CMAKE and CC name what is tested.
@@ -132,7 +132,9 @@ alone() {
   ninja -C "$root/types" -t commands vorn | grep -q -e ' -O3 ' || fail "the default build type is not Release"
 }
 
-document() { PREFIX="$prefix" sh "$SOURCE/tests/package/document_test.sh" "$SOURCE/docs/$1.md"; }
+document() {
+  LIBRARIES=$(dirname "$(find "$prefix" -name libvorn.so)") sh "$SOURCE/tests/package/document_test.sh" "$SOURCE/docs/$1.md"
+}
 
 check_store() { # program
   LD_LIBRARY_PATH=$(dirname "$(find "$prefix" -name libvornstore.so)") "$1" >"$root/answer" || fail "$(cat "$root/answer")"
@@ -158,22 +160,37 @@ vornq() {
   grep -q Chicago "$root/answer" || fail "$(cat "$root/answer")"
 }
 
+dpkg_in_root() {
+  dpkg --root="$system" --log=/dev/null --force-not-root,depends,script-chrootless "$@" >"$root.log" 2>&1 ||
+    fail "$(cat "$root.log")"
+}
+
+dpkg_query() { dpkg-query --admindir="$system/var/lib/dpkg" --show --showformat="$@"; } # format [package]
+
+# Debian compresses manual pages and has folders of its own for documents.
+contents() {
+  (cd "$1" && find . ! -type d ! -path './share/doc/*' ! -path './share/lintian/*') | sed 's/\.1\.gz$/.1/' | sort
+}
+
 debian() {
   (cd "$BUILD" && "$(dirname "$CMAKE")/cpack" -B "$root/debian") >"$root.log" 2>&1 || fail "$(cat "$root.log")"
+  lintian --allow-root --fail-on error,warning "$root"/debian/*.deb >"$root.log" 2>&1 || fail "$(cat "$root.log")"
   system=$root/system
-  mkdir -p "$system/var/lib/dpkg/info" "$system/var/lib/dpkg/updates" "$root/bin"
+  mkdir -p "$system/var/lib/dpkg/info" "$system/var/lib/dpkg/updates"
   touch "$system/var/lib/dpkg/status"
-  # What the packages do when they are configured is meant for the whole machine.
-  ln -s "$(command -v true)" "$root/bin/ldconfig"
-  PATH=$root/bin:$PATH dpkg --root="$system" --log=/dev/null --force-not-root,depends,script-chrootless \
-    --install "$root"/debian/*.deb >"$root.log" 2>&1 || fail "$(cat "$root.log")"
+  dpkg_in_root --install "$root"/debian/*.deb
   # An install() without a COMPONENT is in no package.
-  (cd "$prefix" && find . ! -type d) | sort >"$root/installed"
-  (cd "$system/usr" && find . ! -type d ! -path './share/doc/*/copyright') | sort | diff "$root/installed" - ||
-    fail "the packages do not have what is installed without them"
-  for needs in 'libvorn-dev libvorn0 (= ' 'libvorn0 libc6 (>= ' 'vornq libvornhost0 (= ' 'vornq libstdc++6 (>= '; do
-    dpkg-query --admindir="$system/var/lib/dpkg" --show --showformat='${Depends}' "${needs%% *}" |
-      grep -Fq "${needs#* }" || fail "not said: $needs"
+  contents "$prefix" >"$root/installed"
+  contents "$system/usr" | diff "$root/installed" - || fail "the packages do not have what is installed without them"
+  for name in $(dpkg_query '${Package} '); do
+    for file in copyright changelog.gz changelog.Debian.gz; do
+      [ -s "$system/usr/share/doc/$name/$file" ] || fail "$name has no $file"
+    done
+  done
+  version=$(ls "$root/debian" | sed -n 's/^libvorn\([0-9.]*\)_.*/\1/p')
+  for needs in "libvorn-dev libvorn$version (= " "libvorn$version libc6 (>= " "vornq libvornhost$version (= " \
+    'vornq libstdc++6 (>= '; do
+    dpkg_query '${Depends}' "${needs%% *}" | grep -Fq "${needs#* }" || fail "not said: $needs"
   done
   prefix=$system/usr
   root=$root/with_packages
@@ -182,6 +199,8 @@ debian() {
   pkg_config
   store
   vornq
+  dpkg_in_root --purge $(dpkg_query '${Package} ')
+  [ ! -e "$system/usr" ] || fail "removed packages leave $(find "$system/usr")"
 }
 
 "$@"
