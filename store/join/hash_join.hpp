@@ -30,7 +30,7 @@ struct joined_row {
 
 // What a join did.
 struct join_statistics {
-  table_shape shape;
+  table_shape shape = {};
   uint64_t built_rows = 0;
   uint64_t built_keys = 0;
   uint64_t overflow_buckets = 0;
