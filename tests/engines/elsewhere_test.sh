@@ -22,7 +22,7 @@ case $kind in
     if [ -n "${VORN_EMULATOR:-}" ]; then
       # shellcheck disable=SC2086 # it has options
       set -- $VORN_EMULATOR ${model:+--cpu "$model"} --file "$folder/$library.so" --file "$folder/without_vbmi" \
-        --env VORN_TEST_ONE_IN=40 "$test"
+        ${VORN_TEST_LIBRARIES:+--env "VORN_TEST_LIBRARIES=$VORN_TEST_LIBRARIES"} --env VORN_TEST_ONE_IN=40 "$test"
     elif [ -z "$model" ]; then
       set -- "$test"
     else
