@@ -401,15 +401,18 @@ VORN_API uint32_t vornenc_size_table(vornenc_table_size *size, uint64_t keys, ui
  * were granted to it, at least 1. */
 VORN_API uint64_t vornenc_more_overflow(uint64_t granted);
 
-/** Returns the bits of a bloom map: the map has 2^bits bits, 10 to 20 for a key. It lets 5 to 10 % of the rows without
- * a match through. bits is 6 to 32. */
+/** Returns the bits of a bloom map: the map has 2^bits bits, and bits is 6 to 32. Up to about 2^28 keys these are 10 to
+ * 20 bits for a key, and the map lets 5 to 10 % of the rows without a match through. With more keys it lets more
+ * through. */
 VORN_API uint32_t vornenc_bloom_bits(uint64_t keys);
 
 /** Returns the bytes of a bloom map of 2^bits bits. They are zero before the first key. */
 VORN_API size_t vornenc_bloom_bytes(uint32_t bits);
 
 /**
- * Adds hash values to a bloom map. They are numbers in the processor's order, as vorn_hash writes them.
+ * Adds hash values to a bloom map. They are numbers in the processor's order, as vorn_hash writes them. A hash value h
+ * sets the bit (h >> 32) & (2^bits - 1). Only the keys of vornenc_bloom_keys find this bit. The result of vorn_hash,
+ * passed to vorn_bloom without this step, looks up another bit and loses members; vorn_bloom describes a map for it.
  *
  * Returns: VORNENC_DONE, VORNENC_BAD_WIDTH for bits below 6 or above 32, VORNENC_NO_ROOM.
  */
@@ -501,12 +504,13 @@ typedef struct vornenc_column {
   uint8_t num_type; /**< fixed: VORN_NUM_FLOAT, VORN_NUM_DOUBLE or VORN_NUM_DSB for sums and arithmetic */
   const void *vals; /**< stream of codes, values or records */
   const void *lens; /**< length codes, lengths of runs, or offsets of prefix groups */
-  const vornenc_dictionary *dictionary; /**< codes and runs: for decoders and vorn_hash; predicates do not need it */
-  uint32_t nruns;                       /**< runs: number of runs */
-  uint32_t length_bits;                 /**< runs: 8 or 16 */
-  const uint32_t *cla;                  /**< runs: CLA of the lengths; may be null */
-  uint64_t *run_bits;                   /**< runs: room for one bit per run, for predicates */
-  uint64_t *mask;                       /**< row mask, for runs a bit per run; may be null */
+  const vornenc_dictionary
+      *dictionary;       /**< codes and runs: for decoders, vorn_hash, vorn_groupkey; not for predicates */
+  uint32_t nruns;        /**< runs: number of runs */
+  uint32_t length_bits;  /**< runs: 8 or 16 */
+  const uint32_t *cla;   /**< runs: CLA of the lengths; may be null */
+  uint64_t *run_bits;    /**< runs: room for one bit per run, for predicates */
+  uint64_t *mask;        /**< row mask, for runs a bit per run; may be null */
   void **stream_slot;    /**< not null: vals is compressed in blocks, and this keeps the decompressed stream */
   uint32_t stream_bytes; /**< compressed: bytes of the decompressed stream */
   uint64_t stream_tag;   /**< compressed: last argument of the allocation callback */
@@ -597,7 +601,8 @@ typedef struct vornenc_constant {
  *   - column: form, width, flags and stream_slot of the column that it is compared with. They give the constant the
  *     type of the column. Prefix groups have no comparisons.
  *   - value: the code or value.
- *   - length: bytes of the value for VORN_TZ and dynamic-packed values; 0 for all bytes.
+ *   - length: bytes of the value for VORN_TZ and dynamic-packed values, its most significant bytes; 0 for all bytes.
+ * The other bytes are 0.
  *
  * Writes: cv, enc and memory. All three live as long as the constant.
  *
@@ -616,7 +621,8 @@ static inline uint32_t vornenc_build_constant(vorn_cv *cv, vorn_enc_ctx *enc, vo
   if (column->form == VORNENC_PREFIX || !vornenc_has_width(type.form, width))
     return VORNENC_BAD_WIDTH;
   if (value > (width < 64 ? (UINT64_C(1) << width) - 1 : UINT64_MAX) ||
-      (type.form == VORNENC_CODES ? value > UINT32_MAX : length > most))
+      (type.form == VORNENC_CODES ? value > UINT32_MAX : length > most) ||
+      (length != 0 && length * 8 < width && value << (64 - width) << (length * 8) != 0))
     return VORNENC_TOO_WIDE;
   result = vornenc_build_encoding(enc, &type);
   memset(memory, 0, sizeof *memory);

@@ -81,7 +81,7 @@ uint32_t vornenc_pack_lens(void *lens, size_t lens_bytes, const uint8_t *lengths
 }
 
 size_t vornenc_dynp_bytes(const uint64_t *values, const uint8_t *lengths, uint32_t nrows, uint32_t width) {
-  if (!is_class(width))
+  if (!is_class(width) || (lengths != nullptr && !are_lengths(lengths, nrows, width / 8)))
     return 0;
   uint64_t bytes = 0;
   for (uint32_t row = 0; row < nrows; ++row)

@@ -1733,7 +1733,8 @@ VORN_API uint32_t vorn_transpose_convert(const vorn_ctx *ctx, vorn_transpose_tab
  *
  *     __builtin_bswap32((uint32_t) (h >> 32)) & vorn_enc_ctx_bloom_mask
  *
- * and passes the result of vorn_hash as src. examples/bloom.c does so.
+ * and passes the result of vorn_hash as src. examples/bloom.c does so. A map of vornenc_bloom_add has other bits: its
+ * src comes from vornenc_bloom_keys.
  *
  * Returns: VORN_RESULT_DONE, VORN_RESULT_EMPTY, or VORN_RESULT_REFUSED for another form.
  *
@@ -1786,7 +1787,8 @@ VORN_API uint32_t vorn_xlate(const vorn_ctx *ctx, vorn_cv *res, vorn_cv *src, co
  *
  * Operands:
  *   - cols: an array of ncols columns as for vorn_decode_unpack; packed codes are big-endian. There is at least one
- *     column, and over runs there are at most 32. The first column has the number of rows.
+ *     column, and over runs there are at most 32. The first column has the number of rows. vorn_enc_ctx_dict_nsyms of
+ *     each column is the number of codes; no other field of the dictionary is read.
  *   - res: vals, room for vorn_cv_nrows keys of 32 bits; bv is aligned or null.
  *   - tmp: vals, room for vorn_cv_nrows numbers of 32 bits, scratch for one batch.
  *   - aux: vorn_aux_start_slot, the first row, and a filter.
