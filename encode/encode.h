@@ -621,8 +621,7 @@ static inline uint32_t vornenc_build_constant(vorn_cv *cv, vorn_enc_ctx *enc, vo
   if (column->form == VORNENC_PREFIX || !vornenc_has_width(type.form, width))
     return VORNENC_BAD_WIDTH;
   if (value > (width < 64 ? (UINT64_C(1) << width) - 1 : UINT64_MAX) ||
-      (type.form == VORNENC_CODES ? value > UINT32_MAX : length > most) ||
-      (length != 0 && length * 8 < width && value << (64 - width) << (length * 8) != 0))
+      (type.form == VORNENC_CODES ? value > UINT32_MAX : length > most))
     return VORNENC_TOO_WIDE;
   result = vornenc_build_encoding(enc, &type);
   memset(memory, 0, sizeof *memory);

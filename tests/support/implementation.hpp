@@ -39,8 +39,9 @@ inline bool runs_here(const implementation &which) {
 
 // The libraries are beside the program, or where VORN_TEST_LIBRARIES says: another compiler's pass the same tests.
 inline std::filesystem::path library_folder() {
-  const char *const folder = std::getenv("VORN_TEST_LIBRARIES");
-  return folder != nullptr ? folder : std::filesystem::read_symlink("/proc/self/exe").parent_path();
+  if (const char *const folder = std::getenv("VORN_TEST_LIBRARIES"))
+    return folder;
+  return std::filesystem::read_symlink("/proc/self/exe").parent_path();
 }
 
 // The record as the process starts with it.
