@@ -601,8 +601,8 @@ typedef struct vornenc_constant {
  *   - column: form, width, flags and stream_slot of the column that it is compared with. They give the constant the
  *     type of the column. Prefix groups have no comparisons.
  *   - value: the code or value.
- *   - length: bytes of the value for VORN_TZ and dynamic-packed values, its most significant bytes; 0 for all bytes.
- * The other bytes are 0.
+ *   - length: bytes of the value for VORN_TZ and dynamic-packed values; 0 for all bytes. These are the most significant
+ *     bytes. The other bytes of the value are 0.
  *
  * Writes: cv, enc and memory. All three live as long as the constant.
  *
