@@ -17,17 +17,17 @@ static struct record areas[PARTS][ROOM];
 static unsigned taken[PARTS];
 static uint64_t seen;
 
-/* Empties the area of a part, for this program by printing it. */
-static void take(unsigned part, void **next) {
-  for (struct record *record = areas[part]; (void *) record != next[part]; ++record) {
-    printf("part %u: row %u\n", part, (unsigned) record->row);
+/* Empties the area of a partition, for this program by printing it. */
+static void take(unsigned partition, void **next) {
+  for (struct record *record = areas[partition]; (void *) record != next[partition]; ++record) {
+    printf("partition %u: row %u\n", partition, (unsigned) record->row);
     seen |= (uint64_t) 1 << record->row;
-    ++taken[part];
+    ++taken[partition];
   }
-  next[part] = areas[part];
+  next[partition] = areas[partition];
 }
 
-/* Its upper bits, which choose the part, depend on all bytes of the key. */
+/* Its upper bits, which choose the partition, depend on all bytes of the key. */
 static uint64_t hash(const void *data, uint64_t length, uint64_t seed) {
   uint64_t h = seed;
   for (uint64_t i = 0; i < length; ++i)
@@ -48,26 +48,26 @@ int main(int argc, char **argv) {
   vorn_build_vector(&src, keys, NULL, NULL, &key_enc, NULL, NULL, ROWS, 0, NULL, 0);
   rows.vorn_cv_encoding_context = &rid_enc; /* row i is number i, nothing is stored */
 
-  /* The part is bits 62 and 63 of the hash value. */
+  /* The partition is bits 62 and 63 of the hash value. */
   void *next[PARTS], *end[PARTS];
-  for (unsigned part = 0; part < PARTS; ++part) {
-    next[part] = areas[part];
-    end[part] = areas[part] + ROOM;
+  for (unsigned partition = 0; partition < PARTS; ++partition) {
+    next[partition] = areas[partition];
+    end[partition] = areas[partition] + ROOM;
   }
   vorn_partition_buffer buffer;
   vorn_build_partition_buffer(&buffer, NULL, next, end, 63, 62, VORN_PB_RID);
 
   vorn_aux aux = {0};
   while (vorn_partition(&ctx, &buffer, &src, &rows, hash, &aux) == VORN_RESULT_PARTITION_FULL) {
-    printf("part %u is full at row %u\n", aux.vorn_aux_full_part, aux.vorn_aux_start_slot);
+    printf("partition %u is full at row %u\n", aux.vorn_aux_full_part, aux.vorn_aux_start_slot);
     take(aux.vorn_aux_full_part, next);
   }
-  for (unsigned part = 0; part < PARTS; ++part)
-    take(part, next);
+  for (unsigned partition = 0; partition < PARTS; ++partition)
+    take(partition, next);
 
   unsigned all = 0;
-  for (unsigned part = 0; part < PARTS; ++part)
-    all += taken[part];
+  for (unsigned partition = 0; partition < PARTS; ++partition)
+    all += taken[partition];
   printf("%u rows: %u, %u, %u and %u\n", all, taken[0], taken[1], taken[2], taken[3]);
   return all != ROWS || seen != ((uint64_t) 1 << ROWS) - 1;
 }

@@ -2,6 +2,7 @@
 #include "frame/names.hpp"
 
 #include <cstdio>
+#include <iterator>
 
 #include "frame/vorn.h"
 
@@ -52,32 +53,20 @@ const char *vorn_result_text(uint32_t code) {
 uint32_t vorn_version() { return VORN_VERSION_NUMBER; }
 
 uint64_t vorn_record_size(uint32_t record) {
-  switch (record) {
-  case VORN_RECORD_CV:
-    return sizeof(vorn_cv);
-  case VORN_RECORD_ENC_CTX:
-    return sizeof(vorn_enc_ctx);
-  case VORN_RECORD_AUX:
-    return sizeof(vorn_aux);
-  case VORN_RECORD_CTX:
-    return sizeof(vorn_ctx);
-  case VORN_RECORD_LBIV_ICTX:
-    return sizeof(vorn_lbiv_ictx);
-  case VORN_RECORD_LBIWV_ICTX:
-    return sizeof(vorn_lbiwv_ictx);
-  case VORN_RECORD_QPAK_CTX:
-    return sizeof(vorn_qpak_ctx);
-  case VORN_RECORD_HASH_TABLE:
-    return sizeof(vorn_hash_table);
-  case VORN_RECORD_PARTITION_BUFFER:
-    return sizeof(vorn_partition_buffer);
-  case VORN_RECORD_TRANSPOSE_TABLE:
-    return sizeof(vorn_transpose_table);
-  case VORN_RECORD_GLOBAL_CTX:
-    return sizeof(vorn_global_ctx_t);
-  default:
-    return 0;
-  }
+  // In the order of VORN_RECORD_CV to VORN_RECORD_GLOBAL_CTX.
+  constexpr uint64_t sizes[] = {sizeof(vorn_cv),
+                                sizeof(vorn_enc_ctx),
+                                sizeof(vorn_aux),
+                                sizeof(vorn_ctx),
+                                sizeof(vorn_lbiv_ictx),
+                                sizeof(vorn_lbiwv_ictx),
+                                sizeof(vorn_qpak_ctx),
+                                sizeof(vorn_hash_table),
+                                sizeof(vorn_partition_buffer),
+                                sizeof(vorn_transpose_table),
+                                sizeof(vorn_global_ctx_t)};
+  static_assert(std::size(sizes) == VORN_RECORD_GLOBAL_CTX + 1);
+  return record < std::size(sizes) ? sizes[record] : 0;
 }
 
 void vorn_stats_dump(const vorn_ctx *ctx, uint32_t only_called) {

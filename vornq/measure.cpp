@@ -11,7 +11,7 @@ namespace store {
 
 namespace {
 
-// Joined rows, told from others by their number and a number made of theirs, each in its place.
+// A digest of joined rows: their count, and sums over their row numbers with and without the order.
 struct digest {
   uint64_t count = 0;
   uint64_t rows = 0;
@@ -25,7 +25,7 @@ struct digest {
       rows_in_place += made * (2 * count++ + 1);
     }
   }
-  // Those behind them.
+  // Adds the digest of the rows that come after these rows.
   void add(const digest &more) {
     rows_in_place += more.rows_in_place + 2 * count * more.rows;
     rows += more.rows;
@@ -61,9 +61,9 @@ auto by_kernels(const measuring &how, answer &out, None none, Work work) {
   auto found = none();
   const auto run = [&](const vorn_ctx &ctx, std::string_view engine) {
     explanation steps;
-    explanation *told = &steps; // of the first run alone
+    explanation *first_run = &steps;
     out.measurements.push_back(measured(std::string(engine), how.repetitions, [&] {
-      work({ctx, how.threads, std::exchange(told, nullptr)}, found);
+      work({ctx, how.threads, std::exchange(first_run, nullptr)}, found);
     }));
     out.measurements.back().matches = count_of(found);
     out.row_groups = out.settled = 0;

@@ -112,7 +112,7 @@ std::optional<options> read_options(int argc, char **argv) {
                  "rows have the order of the file, and groups that of their columns")
       ->type_name("COLUMN[ desc],...");
   app.add_option("--limit", limit,
-                 "Show at most so many rows or groups, and end there.  Otherwise a table\n"
+                 "Show at most this many rows or groups, then end.  Otherwise a table\n"
                  "shows 20, the other formats show all, and all are checked")
       ->type_name("ROWS");
   auto *shown_as = app.add_option("--format", format,
@@ -148,7 +148,7 @@ std::optional<options> read_options(int argc, char **argv) {
                  "program, and the one where they were installed")
       ->type_name("FOLDER");
   app.add_option("--threads", out.threads,
-                 "Distribute the row groups over so many threads, 0 for the number of\n"
+                 "Distribute the row groups over this many threads, 0 for the number of\n"
                  "processors.  DuckDB uses the same number.  Answers of the kernels stay\n"
                  "the same to the bit.  Loading, the build of a hash table, decoding the\n"
                  "rows of one table, sorting and checks use one thread.  Doubles are added\n"
@@ -159,7 +159,7 @@ std::optional<options> read_options(int argc, char **argv) {
 
   app.option_defaults()->group("Measurements");
   app.add_option("--repeat", out.repetitions,
-                 "Time each query so many times, and show the median and the least time.\n"
+                 "Time each query this many times, and show the median and the least.\n"
                  "One more run before them does not count, except with 1.  DuckDB is\n"
                  "timed with a plain and a compressed table, and the faster one is shown")
       ->type_name("TIMES")

@@ -53,7 +53,7 @@ class array_maker {
 public:
   explicit array_maker(input &source) : from_(source) {}
 
-  // A column of at least so many rows, if it is honest.
+  // A column of at least this many rows, if its metadata is true.
   made_array column(int64_t rows, const std::string &name) {
     made_array out = runs_or_rows(rows);
     out.schema.name = name;

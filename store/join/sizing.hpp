@@ -32,10 +32,10 @@ inline constexpr uint32_t bucket_bytes = VORNENC_BUCKET_BYTES;
 // "k2v4" and the like.
 const char *layout_name(uint32_t layout);
 
-// For so many keys at the most.
+// For at most this many keys.
 table_shape shape_of(uint64_t keys, const join_settings &settings);
 
-// Is a map that let so many of the rows through worth its tests?
+// Is a map worth its tests after it let this many of the rows through?
 bool is_worth_testing(uint64_t passed, uint64_t tested);
 
 } // namespace store

@@ -31,7 +31,7 @@ public:
     uint32_t scale = 0; // of decimal numbers, which are added as integers
   };
 
-  // The context outlives this.  The input has rows of so many batches.  The kinds are those of the columns that rows
+  // The context outlives this.  The input has rows of this many batches.  The kinds are those of the columns that rows
   // are grouped by, the forms those of the columns of numbers.  Groups come in the order of their columns if they are
   // to, which the input then knows.
   grouping(const execution &on, std::unique_ptr<group_input> input, size_t batches, std::vector<value_kind> kinds,

@@ -43,7 +43,7 @@ constexpr key_maker makers[] = {
     {"['-0', '0', 'nan', 'inf', '1.5'][(r % 5)::INT + 1]::DOUBLE",
      "['0', '-0', 'nan', '2', '1.5'][(r % 5)::INT + 1]::DOUBLE", true},
     {"(r % 30)::HUGEINT << 80", "(r % 40)::HUGEINT << 80"},
-    {"i * 3", "i * 2", false, 30'000}, // so many that tags of other keys are met
+    {"i * 3", "i * 2", false, 30'000}, // enough rows to meet equal tags of other keys
     {"(r % 300)::DECIMAL(9, 2)", "(r % 400)::DECIMAL(18, 2)", true},
 };
 
