@@ -35,9 +35,9 @@ struct column_type {
   uint32_t scale = 0;       // decimal digits after the point
   bool is_signed = true;    // of integers
 
-  bool is_bytes() const { return kind == value_kind::text || kind == value_kind::blob; }
-  bool is_wide() const { return kind == value_kind::wide || kind == value_kind::uuid; }
-  bool is_real() const { return kind == value_kind::single || kind == value_kind::real; }
+  constexpr bool is_bytes() const { return kind == value_kind::text || kind == value_kind::blob; }
+  constexpr bool is_wide() const { return kind == value_kind::wide || kind == value_kind::uuid; }
+  constexpr bool is_real() const { return kind == value_kind::single || kind == value_kind::real; }
   bool is_numeric() const;
 };
 

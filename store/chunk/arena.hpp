@@ -1,0 +1,58 @@
+// Memory of one thread for the vectors of a chunk.
+//
+// Taking memory moves a pointer.  Memory is given back all at once, to a mark, and kept for the next chunk.  So a query
+// takes memory from the system for its first chunk only.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <type_traits>
+#include <vector>
+
+#include <vorn/aligned.hpp>
+
+namespace store::exec {
+
+class arena {
+public:
+  arena() = default;
+  arena(const arena &) = delete;
+
+  // Elements without a value, on a cache line.  A cache line after the last one can be read and written too.
+  template <class T>
+  std::span<T> take(size_t count) {
+    static_assert(std::is_trivially_copyable_v<T>);
+    return {reinterpret_cast<T *>(bytes(count * sizeof(T))), count};
+  }
+
+  struct mark {
+    size_t block = 0;
+    size_t used = 0;
+  };
+  mark here() const { return at_; }
+  // What was taken after the mark may be taken again.
+  void rewind(mark to) { at_ = to; }
+
+private:
+  static constexpr size_t block_bytes = size_t{1} << 20;
+
+  std::byte *bytes(size_t count) {
+    const size_t whole = (count + 2 * vorn_host::cache_line - 1) / vorn_host::cache_line * vorn_host::cache_line;
+    for (; at_.block < blocks_.size(); at_ = {at_.block + 1, 0})
+      if (blocks_[at_.block].size() - at_.used >= whole)
+        break;
+    if (at_.block == blocks_.size())
+      blocks_.emplace_back(std::max(whole, block_bytes));
+    std::byte *out = blocks_[at_.block].data() + at_.used;
+    at_.used += whole;
+    return out;
+  }
+
+  std::vector<vorn_host::aligned_vector<std::byte>> blocks_;
+  mark at_;
+};
+
+} // namespace store::exec

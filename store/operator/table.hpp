@@ -1,0 +1,56 @@
+// A table as operators see it.  Its columns are loaded when a query first reads them.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "store/chunk/coded_values.hpp"
+#include "store/encode/column.hpp"
+#include "store/value/value.hpp"
+
+namespace store::exec {
+
+class table {
+public:
+  // Gives a column by its number, encoded.
+  using loader = std::function<std::shared_ptr<const column>(size_t)>;
+
+  table(std::string name, std::vector<column_info> columns, uint64_t rows, loader load)
+      : name_(std::move(name)), infos_(std::move(columns)), rows_(rows), load_(std::move(load)),
+        columns_(infos_.size()), values_(infos_.size()) {}
+  table(const table &) = delete;
+
+  const std::string &name() const { return name_; }
+  const std::vector<column_info> &columns() const { return infos_; }
+  uint64_t rows() const { return rows_; }
+
+  // The column, loaded.  Throws store::error where it cannot be had.  One thread asks at a time.
+  const store::column &at(size_t index) {
+    if (!columns_[index])
+      columns_[index] = load_(index);
+    return *columns_[index];
+  }
+  // The values of its dictionary; null without a dictionary.
+  std::shared_ptr<const coded_values> values_of(size_t index) {
+    const auto *entries = std::get_if<dictionary>(&at(index).values);
+    if (entries != nullptr && !values_[index])
+      values_[index] = std::make_shared<coded_values>(
+          std::shared_ptr<const dictionary>(columns_[index], entries), columns_[index]->type);
+    return values_[index];
+  }
+  bool is_loaded(size_t index) const { return columns_[index] != nullptr; }
+
+private:
+  std::string name_;
+  std::vector<column_info> infos_;
+  uint64_t rows_;
+  loader load_;
+  std::vector<std::shared_ptr<const store::column>> columns_;
+  std::vector<std::shared_ptr<const coded_values>> values_;
+};
+
+} // namespace store::exec
