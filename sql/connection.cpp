@@ -133,9 +133,7 @@ result connection::query(const std::string &sql) {
   return out;
 }
 
-result connection::stream(const std::string &sql) {
-  return prepare(sql).stream();
-}
+result connection::stream(const std::string &sql) { return prepare(sql).stream(); }
 
 statement connection::prepare(const std::string &sql) {
   duckdb_prepared_statement prepared = nullptr;

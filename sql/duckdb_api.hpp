@@ -68,7 +68,8 @@ const char *duckdb_prepare_error(duckdb_prepared_statement statement);
 idx_t duckdb_prepared_statement_column_count(duckdb_prepared_statement statement);
 const char *duckdb_prepared_statement_column_name(duckdb_prepared_statement statement, idx_t column);
 duckdb_logical_type duckdb_prepared_statement_column_logical_type(duckdb_prepared_statement statement, idx_t column);
-duckdb_state duckdb_bind_varchar_length(duckdb_prepared_statement statement, idx_t index, const char *text, idx_t bytes);
+duckdb_state duckdb_bind_varchar_length(duckdb_prepared_statement statement, idx_t index, const char *text,
+                                        idx_t bytes);
 duckdb_state duckdb_execute_prepared(duckdb_prepared_statement statement, duckdb_result *out);
 duckdb_state duckdb_execute_prepared_streaming(duckdb_prepared_statement statement, duckdb_result *out);
 void duckdb_destroy_prepare(duckdb_prepared_statement *statement);
