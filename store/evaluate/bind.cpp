@@ -6,6 +6,7 @@
 #include <fmt/ranges.h>
 
 #include "store/error.hpp"
+#include "store/evaluate/by_code.hpp"
 #include "store/evaluate/evaluator.hpp"
 #include "store/evaluate/node.hpp"
 
@@ -128,14 +129,50 @@ private:
 
 std::unique_ptr<evaluator> bound_tree::begin() const { return std::make_unique<tree_evaluator>(shared_from_this()); }
 
+// Functions whose results change from call to call.
+bool is_volatile(const expression &what) {
+  static constexpr std::string_view names[] = {"random", "setseed",  "gen_random_uuid", "uuid",
+                                               "uuidv4", "uuidv7",   "nextval",         "currval",
+                                               "sleep",  "sleep_ms", "write_log"};
+  return (what.what == operation::function &&
+          std::find(std::begin(names), std::end(names), what.name) != std::end(names)) ||
+         std::any_of(what.children.begin(), what.children.end(), is_volatile);
+}
+
+// Functions that have loops, for some types.
+bool has_loops(std::string_view function) {
+  static constexpr std::string_view names[] = {"+",         "-",        "*",         "/",      "//",          "%",
+                                               "~~",        "!~~",      "^@",        "prefix", "starts_with", "suffix",
+                                               "ends_with", "contains", "substring", "substr"};
+  return std::find(std::begin(names), std::end(names), function) != std::end(names);
+}
+
+bool is_comparison(operation what) { return what >= operation::equal && what <= operation::not_distinct_from; }
+
+// The only column that an expression reads.
+std::optional<size_t> only_column(const expression &what) {
+  std::optional<size_t> only;
+  bool several = false;
+  for_each_column(what, [&](size_t index) {
+    several = several || (only && *only != index);
+    only = index;
+  });
+  return several ? std::nullopt : only;
+}
+
 class binder {
 public:
-  binder(std::span<const layout> columns, double estimated_rows) : columns_(columns), estimated_rows_(estimated_rows) {}
+  binder(std::span<const layout> columns, scalar_functions &functions, double estimated_rows)
+      : columns_(columns), functions_(functions), estimated_rows_(estimated_rows) {}
 
   node_ptr bind(const expression &what) {
     if (!what.type.held)
-      throw error("the type " + what.type.name + " is not stored");
+      throw error("a value of the type " + what.type.name + " is not held: " + shortened(what.sql));
+    if (node_ptr made = bound_by_code(what))
+      return made;
     if (node_ptr made = bound_here(what))
+      return made;
+    if (node_ptr made = bound_by_value(what))
       return made;
     std::vector<logical::sql_type> inputs;
     for (const layout &column : columns_)
@@ -146,46 +183,119 @@ public:
   std::vector<given_expression> &given() { return given_; }
 
 private:
-  // Null for an expression that has no loops.
+  std::vector<node_ptr> bind_all(const std::vector<expression> &all) {
+    std::vector<node_ptr> out;
+    for (const expression &one : all)
+      out.push_back(bind(one));
+    return out;
+  }
+
+  node_ptr bound_by_code(const expression &what) {
+    const std::optional<size_t> index = only_column(what);
+    if (!index || columns_[*index].form != representation::codes || what.what == operation::column ||
+        what.what == operation::is_null || what.what == operation::is_not_null)
+      return nullptr;
+    // A column against a constant needs a look at the dictionary only.
+    if (is_comparison(what.what) &&
+        std::all_of(what.children.begin(), what.children.end(), [](const expression &child) {
+          return child.what == operation::column || child.what == operation::constant;
+        }))
+      return nullptr;
+    return by_code(what, *index, static_cast<double>(columns_[*index].entries->codes()));
+  }
+
+  // What has no loop here is better called for each possible value of integers than for each row.
+  node_ptr bound_by_value(const expression &what) {
+    const std::optional<size_t> index = only_column(what);
+    if (!index || columns_[*index].form != representation::int64 || !columns_[*index].bounds)
+      return nullptr;
+    const number_bounds &bounds = *columns_[*index].bounds;
+    constexpr __int128 most = 1 << 20;
+    if (bounds.low > bounds.high || !fits_int64(bounds) || bounds.high - bounds.low >= most)
+      return nullptr;
+    return by_code(what, *index, static_cast<double>(bounds.high - bounds.low + 1));
+  }
+
+  node_ptr by_code(const expression &what, size_t index, double values);
+
+  // Null for an expression that has no loop.
   node_ptr bound_here(const expression &what) {
+    if (!std::all_of(what.children.begin(), what.children.end(),
+                     [](const expression &child) { return child.type.held.has_value(); }))
+      return nullptr;
     switch (what.what) {
     case operation::column:
       return make_column(what.index, columns_[what.index]);
     case operation::constant:
       return make_constant(what.value, what.type);
-    case operation::equal:
-    case operation::not_equal:
-    case operation::less:
-    case operation::less_equal:
-    case operation::greater:
-    case operation::greater_equal:
-    case operation::distinct_from:
-    case operation::not_distinct_from:
-      if (!all_held(what))
+    case operation::all_of:
+      return make_all_of(bind_all(what.children));
+    case operation::any_of:
+      return make_any_of(bind_all(what.children));
+    case operation::negation:
+      return make_negation(bind(what.children[0]));
+    case operation::is_null:
+    case operation::is_not_null:
+      return make_is_null(bind(what.children[0]), what.what == operation::is_not_null);
+    case operation::in:
+    case operation::not_in:
+      return make_in(bind_all(what.children), what.what == operation::not_in);
+    case operation::case_when:
+      return make_case(bind_all(what.children), what.type);
+    case operation::cast:
+      return attempt([&] { return make_cast(bind(what.children[0]), what.type); });
+    case operation::function:
+      if (!has_loops(what.name))
         return nullptr;
-      return make_comparison(what.what, bind(what.children[0]), bind(what.children[1]));
+      return attempt([&] {
+        std::vector<node_ptr> children = bind_all(what.children);
+        if (node_ptr made = make_arithmetic(what.name, children, what.type))
+          return made;
+        return make_text_function(what.name, std::move(children), what.type);
+      });
     default:
-      return nullptr;
+      return make_comparison(what.what, bind(what.children[0]), bind(what.children[1]));
     }
   }
 
-  static bool all_held(const expression &what) {
-    return std::all_of(what.children.begin(), what.children.end(),
-                       [](const expression &child) { return child.type.held.has_value(); });
+  // Makes a node; without one, what its children need of scalar_functions is not needed.
+  template <class Make>
+  node_ptr attempt(const Make &make) {
+    const size_t before = given_.size();
+    node_ptr made = make();
+    if (!made)
+      given_.erase(given_.begin() + static_cast<std::ptrdiff_t>(before), given_.end());
+    return made;
   }
 
   std::span<const layout> columns_;
-  [[maybe_unused]] double estimated_rows_;
+  scalar_functions &functions_;
+  double estimated_rows_; // none where values of a dictionary are the rows
   std::vector<given_expression> given_;
 };
+
+std::shared_ptr<const bound_tree> bind_tree(const expression &what, std::span<const layout> columns,
+                                            scalar_functions &functions, double estimated_rows) {
+  binder made(columns, functions, estimated_rows);
+  node_ptr root = made.bind(what);
+  return std::make_shared<bound_tree>(what, columns, functions, std::move(root), std::move(made.given()));
+}
+
+node_ptr binder::by_code(const expression &what, size_t index, double values) {
+  if (values >= estimated_rows_ || is_volatile(what))
+    return nullptr;
+  std::vector<layout> plain(columns_.begin(), columns_.end());
+  plain[index].form = decoded_form(columns_[index]);
+  plain[index].entries = nullptr;
+  return make_by_code(make_column(index, columns_[index]), index, columns_.size(),
+                      *bind_tree(what, plain, functions_, 0));
+}
 
 } // namespace
 
 std::shared_ptr<const bound_expression> bind(const expression &what, std::span<const layout> columns,
                                              scalar_functions &functions, double estimated_rows) {
-  binder made(columns, estimated_rows);
-  node_ptr root = made.bind(what);
-  return std::make_shared<bound_tree>(what, columns, functions, std::move(root), std::move(made.given()));
+  return bind_tree(what, columns, functions, estimated_rows);
 }
 
 } // namespace store::exec

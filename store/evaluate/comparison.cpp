@@ -81,15 +81,6 @@ void compare_vectors(operation what, std::span<int64_t> out, std::span<const T> 
     compare_all<T>(what, out, left, right);
 }
 
-const uint64_t *both_valid(const uint64_t *left, const uint64_t *right, size_t rows, arena &memory) {
-  if (left == nullptr || right == nullptr)
-    return left == nullptr ? right : left;
-  const std::span<uint64_t> out = memory.take<uint64_t>(words_of(rows));
-  for (size_t word = 0; word < out.size(); ++word)
-    out[word] = left[word] & right[word];
-  return out.data();
-}
-
 class comparison_node final : public row_node {
 public:
   comparison_node(operation what, node_ptr left, node_ptr right)
@@ -99,8 +90,9 @@ public:
   }
 
   vector run(evaluation &chunk) const override {
-    const vector left = values_of(child(0), form_, chunk);
-    const vector right = values_of(child(1), form_, chunk);
+    const bool by_code = form_ == representation::codes;
+    const vector left = by_code ? child(0).run(chunk) : values_of(child(0), form_, chunk);
+    const vector right = by_code ? child(1).run(chunk) : values_of(child(1), form_, chunk);
     const std::span<int64_t> out = chunk.memory().take<int64_t>(left.rows);
     compare(out, left, right, chunk.memory());
     if (!takes_null_for_value(what_))
@@ -114,6 +106,8 @@ public:
 
 private:
   static representation common_form(const layout &left, const layout &right) {
+    if (left.form == representation::codes && right.form == representation::codes && left.entries == right.entries)
+      return representation::codes;
     const representation a = decoded_form(left);
     return a == representation::int64 ? decoded_form(right) : a;
   }
@@ -121,6 +115,8 @@ private:
   void compare(std::span<int64_t> out, const vector &left, const vector &right, arena &memory) const {
     const operation what = without_nulls(what_);
     switch (form_) {
+    case representation::codes:
+      return compare_vectors(what, out, left.codes(), right.codes(), false);
     case representation::int64:
       return compare_vectors(what, out, left.int64s(), right.int64s(), right_is_constant_);
     case representation::int128:

@@ -100,6 +100,26 @@ vector in_form(const vector &from, const layout &of, representation form, arena 
   return plain;
 }
 
+const uint64_t *both_valid(const uint64_t *left, const uint64_t *right, size_t rows, arena &memory) {
+  if (left == nullptr || right == nullptr)
+    return left == nullptr ? right : left;
+  const std::span<uint64_t> out = memory.take<uint64_t>(words_of(rows));
+  for (size_t word = 0; word < out.size(); ++word)
+    out[word] = left[word] & right[word];
+  return out.data();
+}
+
+void pack_bits(std::span<const int64_t> booleans, std::span<uint64_t> out) {
+  for (size_t word = 0; word < out.size(); ++word) {
+    const std::span<const int64_t> of_word =
+        booleans.subspan(word * 64, std::min<size_t>(64, booleans.size() - word * 64));
+    uint64_t bits = 0;
+    for (size_t bit = 0; bit < of_word.size(); ++bit)
+      bits |= static_cast<uint64_t>(of_word[bit]) << bit;
+    out[word] = bits;
+  }
+}
+
 layout boolean_layout(bool has_nulls) {
   layout out;
   out.type = logical::sql_type("BOOLEAN");

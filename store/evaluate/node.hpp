@@ -100,11 +100,31 @@ constexpr __int128 power_of_ten(uint32_t exponent) {
   return out;
 }
 
+// The bits of rows that are valid in both; null where all are.
+const uint64_t *both_valid(const uint64_t *left, const uint64_t *right, size_t rows, arena &memory);
+// A bit for each row: is it true?
+void pack_bits(std::span<const int64_t> booleans, std::span<uint64_t> out);
+
 node_ptr make_column(size_t index, const layout &of);
 node_ptr make_constant(const logical::scalar &value, const logical::sql_type &type);
 
 // Two children of one type.
 node_ptr make_comparison(logical::operation what, node_ptr left, node_ptr right);
+
+// Booleans.
+node_ptr make_all_of(std::vector<node_ptr> children);
+node_ptr make_any_of(std::vector<node_ptr> children);
+node_ptr make_negation(node_ptr child);
+node_ptr make_is_null(node_ptr child, bool inverted);
+// The first child among the others.
+node_ptr make_in(std::vector<node_ptr> children, bool inverted);
+// Condition, value, condition, value, ..., and the value without a true condition.
+node_ptr make_case(std::vector<node_ptr> children, const logical::sql_type &type);
+
+// These are null where the store has no loop for the operation and the types.
+node_ptr make_arithmetic(std::string_view sign, std::vector<node_ptr> children, const logical::sql_type &type);
+node_ptr make_cast(node_ptr child, const logical::sql_type &type);
+node_ptr make_text_function(std::string_view name, std::vector<node_ptr> children, const logical::sql_type &type);
 
 // The codes of a layout whose values are not below a value: the first one.  With `after`, the values are above it.
 uint32_t first_code(const layout &of, const logical::scalar &value, bool after);
