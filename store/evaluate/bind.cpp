@@ -129,16 +129,6 @@ private:
 
 std::unique_ptr<evaluator> bound_tree::begin() const { return std::make_unique<tree_evaluator>(shared_from_this()); }
 
-// Functions whose results change from call to call.
-bool is_volatile(const expression &what) {
-  static constexpr std::string_view names[] = {"random", "setseed",  "gen_random_uuid", "uuid",
-                                               "uuidv4", "uuidv7",   "nextval",         "currval",
-                                               "sleep",  "sleep_ms", "write_log"};
-  return (what.what == operation::function &&
-          std::find(std::begin(names), std::end(names), what.name) != std::end(names)) ||
-         std::any_of(what.children.begin(), what.children.end(), is_volatile);
-}
-
 // Functions that have loops, for some types.
 bool has_loops(std::string_view function) {
   static constexpr std::string_view names[] = {"+",         "-",        "*",         "/",      "//",          "%",
@@ -282,7 +272,7 @@ std::shared_ptr<const bound_tree> bind_tree(const expression &what, std::span<co
 }
 
 node_ptr binder::by_code(const expression &what, size_t index, double values) {
-  if (values >= estimated_rows_ || is_volatile(what))
+  if (values >= estimated_rows_ || what.is_volatile)
     return nullptr;
   std::vector<layout> plain(columns_.begin(), columns_.end());
   plain[index].form = decoded_form(columns_[index]);
