@@ -63,6 +63,11 @@ private:
   std::vector<layout> layouts_;
 };
 
+// Does it have a cast that gives NULL for what scalar_functions find to fail?
+bool may_fail(const expression &what) {
+  return what.may_fail || std::any_of(what.children.begin(), what.children.end(), may_fail);
+}
+
 // A tree of nodes.
 class bound_tree final : public bound_expression, public std::enable_shared_from_this<bound_tree> {
 public:
@@ -70,6 +75,7 @@ public:
              std::vector<given_expression> given)
       : functions_(functions), whole_{what, {}}, given_(std::move(given)), root_(std::move(root)) {
     result_ = root_->result();
+    result_.has_nulls = result_.has_nulls || may_fail(what);
     for (const layout &column : columns)
       whole_.inputs.push_back(column.type);
     layouts_.assign(columns.begin(), columns.end());
