@@ -44,7 +44,7 @@ relation_ptr make_distinct(relation_ptr rows);
 // `of` is a plan of the kind order or limit.
 relation_ptr make_order(const logical::plan &of, relation_ptr rows, const column_mask &needed,
                         scalar_functions &functions);
-relation_ptr make_limit(const logical::plan &of, relation_ptr rows);
+relation_ptr make_limit(const logical::plan &of, relation_ptr rows, const column_mask &needed);
 
 relation_ptr make_union_all(relation_ptr first, relation_ptr second, const column_mask &needed);
 
