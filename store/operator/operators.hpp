@@ -1,7 +1,7 @@
 // The operators of plans.  Making one binds its expressions and settles its layouts; nothing is run.
 //
-// `needed` says which columns of an operator are read above it.  An operator keeps the positions of columns that are not
-// needed, so that expressions find theirs, but makes no values for them.
+// `needed` says which columns of an operator are read above it.  An operator keeps the positions of columns that are
+// not needed, so that expressions find theirs, but makes no values for them.
 #pragma once
 
 #include <cstddef>
