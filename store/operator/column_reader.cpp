@@ -343,4 +343,18 @@ void column_reader::decode_prefixes() {
     throw error(fmt::format("decoding column '{}' gave result {}", of_.name, code));
 }
 
+stored_column stored_column_of(table &of, size_t column) {
+  return {&of.at(column), layout_of(of, column).form, of.values_of(column)};
+}
+
+vector row_group_source::read(size_t column, std::span<const uint32_t> positions, arena &memory) {
+  const metrics_timer timer(counted_ != nullptr ? counted_ : metrics_timer::in());
+  std::unique_ptr<column_reader> &reader = readers_[column];
+  if (!reader) {
+    const stored_column &of = columns_[column];
+    reader = std::make_unique<column_reader>(library_, *of.stored, of.form, of.entries.get(), counted_);
+  }
+  return reader->read(row_group_, positions, memory);
+}
+
 } // namespace store::exec

@@ -3,11 +3,12 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <span>
 #include <vector>
 
-#include "store/chunk/vector.hpp"
+#include "store/chunk/chunk.hpp"
 #include "store/encode/column.hpp"
 #include "store/operator/metrics.hpp"
 #include "store/operator/table.hpp"
@@ -66,6 +67,34 @@ private:
   vorn_cv source_{};
   std::vector<uint32_t> offsets_; // dynp: where the value of the first row of each byte of length codes begins
   std::vector<uint8_t> values_;   // prefix: the values
+};
+
+// A column to be read.
+struct stored_column {
+  const store::column *stored = nullptr; // null where nobody reads it
+  representation form = representation::int64;
+  std::shared_ptr<const coded_values> entries = nullptr;
+};
+// Loads the column.
+stored_column stored_column_of(table &of, size_t column);
+
+// The rows of one row group after the other as a source of chunks, for one thread.
+class row_group_source final : public row_source {
+public:
+  // Context and columns outlive this.  `counted` may be null.
+  row_group_source(const vorn_ctx &library, std::span<const stored_column> columns, operator_metrics *counted = nullptr)
+      : library_(library), columns_(columns), counted_(counted), readers_(columns.size()) {}
+
+  void go_to(size_t row_group) { row_group_ = row_group; }
+  // Positions count from the first row of the row group.
+  vector read(size_t column, std::span<const uint32_t> positions, arena &memory) override;
+
+private:
+  const vorn_ctx &library_;
+  std::span<const stored_column> columns_;
+  operator_metrics *counted_;
+  std::vector<std::unique_ptr<column_reader>> readers_;
+  size_t row_group_ = 0;
 };
 
 } // namespace store::exec

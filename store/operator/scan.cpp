@@ -19,31 +19,25 @@ namespace store::exec {
 
 namespace {
 
-struct scanned_column {
-  const store::column *stored = nullptr; // null where nobody reads it
-  representation form = representation::int64;
-  std::shared_ptr<const coded_values> entries = nullptr;
-};
-
 // What the streams of a scan share.
 struct scan_parts {
   std::shared_ptr<table> of;
-  std::vector<scanned_column> columns;
+  std::vector<stored_column> columns;
   std::optional<scan_condition> selected;
   std::vector<std::shared_ptr<const bound_expression>> of_rows; // conditions that look at values
   bool reads_columns = false;
 };
 
-class scan_stream final : public stream, row_source {
+class scan_stream final : public stream {
 public:
   scan_stream(const scan_parts &of, const query_run &run, operator_metrics *counted, arena &memory)
       : stream(counted), of_(of), library_(run.library), counted_(counted), memory_(memory),
-        readers_(of_.columns.size()), of_rows_(of_.of_rows) {}
+        columns_(library_, of_.columns, counted), of_rows_(of_.of_rows) {}
 
 private:
   void produce(size_t morsel, const chunk_taker &take) override {
     const arena::mark begun = memory_.here();
-    row_group_ = morsel;
+    columns_.go_to(morsel);
     const auto rows = static_cast<uint32_t>(std::min<uint64_t>(batch_rows, of_.of->rows() - morsel * batch_rows));
     scan_condition::selected chosen{nullptr, rows};
     if (of_.selected) {
@@ -86,7 +80,7 @@ private:
   }
 
   void add_columns(chunk &out, std::span<const uint32_t> positions) {
-    const size_t source = out.add_source(*this, positions);
+    const size_t source = out.add_source(columns_, positions);
     for (size_t c = 0; c < of_.columns.size(); ++c)
       if (of_.columns[c].stored != nullptr)
         out.add_column(source, c);
@@ -94,23 +88,12 @@ private:
         out.add_missing_column();
   }
 
-  vector read(size_t column, std::span<const uint32_t> positions, arena &memory) override {
-    const metrics_timer timer(counted_ != nullptr ? counted_ : metrics_timer::in());
-    std::unique_ptr<column_reader> &reader = readers_[column];
-    if (!reader) {
-      const scanned_column &of = of_.columns[column];
-      reader = std::make_unique<column_reader>(library_, *of.stored, of.form, of.entries.get(), counted_);
-    }
-    return reader->read(row_group_, positions, memory);
-  }
-
   const scan_parts &of_;
   const vorn_ctx &library_;
   operator_metrics *counted_;
   arena &memory_;
-  std::vector<std::unique_ptr<column_reader>> readers_;
+  row_group_source columns_;
   row_condition of_rows_;
-  size_t row_group_ = 0;
 };
 
 class scan final : public relation {
@@ -179,7 +162,7 @@ private:
   void add_column(size_t index, size_t of_table, bool is_read) {
     if (is_read) {
       columns_.push_back(layout_of(*parts_.of, of_table));
-      parts_.columns[index] = {&parts_.of->at(of_table), columns_.back().form, parts_.of->values_of(of_table)};
+      parts_.columns[index] = stored_column_of(*parts_.of, of_table);
       parts_.reads_columns = true;
       return;
     }

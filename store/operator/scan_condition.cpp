@@ -129,15 +129,6 @@ std::optional<answer> compared(operation comparison, const expression &constant,
   return out;
 }
 
-// Does an expression have the same value whenever it has the same arguments?
-bool is_deterministic(const expression &e) {
-  static constexpr std::string_view others[] = {"random",  "uuid",    "uuidv4",  "uuidv7",
-                                                "nextval", "currval", "setseed", "gen_random_uuid"};
-  if (e.what == operation::function && std::find(std::begin(others), std::end(others), e.name) != std::end(others))
-    return false;
-  return std::all_of(e.children.begin(), e.children.end(), is_deterministic);
-}
-
 // The only column that an expression reads; nothing where it reads none or several.
 std::optional<size_t> only_column(const expression &e) {
   std::optional<size_t> out;
@@ -268,7 +259,7 @@ private:
 
   std::optional<answer> answer_by_codes(const expression &e, size_t index, const column &on) {
     const std::shared_ptr<const coded_values> entries = of_.values_of(columns_[index]);
-    if (static_cast<double>(entries->codes()) > most_codes_ || !is_deterministic(e))
+    if (static_cast<double>(entries->codes()) > most_codes_ || e.is_volatile)
       return std::nullopt;
     std::vector<layout> layouts; // the columns before it are not there
     for (const size_t before : columns_.first(index))
