@@ -36,7 +36,7 @@ std::string decimal_text(__int128 number, uint32_t scale) {
   if (scale > 0) {
     if (digits.size() <= scale)
       digits.insert(0, scale + 1 - digits.size(), '0');
-    digits.insert(digits.size() - scale, ".");
+    digits.insert(digits.end() - scale, '.');
   }
   return is_negative ? "-" + digits : digits;
 }
