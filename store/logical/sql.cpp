@@ -36,10 +36,9 @@ std::string decimal_text(__int128 number, uint32_t scale) {
   if (scale > 0) {
     if (digits.size() <= scale)
       digits.insert(0, scale + 1 - digits.size(), '0');
-    const std::string_view all = digits;
-    digits = fmt::format("{}.{}", all.substr(0, all.size() - scale), all.substr(all.size() - scale));
+    digits.insert(digits.end() - scale, '.');
   }
-  return fmt::format("{}{}", is_negative ? "-" : "", digits);
+  return is_negative ? "-" + digits : digits;
 }
 
 std::string real_text(double value) {
