@@ -36,9 +36,10 @@ std::string decimal_text(__int128 number, uint32_t scale) {
   if (scale > 0) {
     if (digits.size() <= scale)
       digits.insert(0, scale + 1 - digits.size(), '0');
-    digits.insert(digits.size() - scale, ".");
+    const std::string_view all = digits;
+    digits = fmt::format("{}.{}", all.substr(0, all.size() - scale), all.substr(all.size() - scale));
   }
-  return is_negative ? "-" + digits : digits;
+  return fmt::format("{}{}", is_negative ? "-" : "", digits);
 }
 
 std::string real_text(double value) {
