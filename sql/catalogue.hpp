@@ -1,0 +1,77 @@
+// The tables that queries name: files, saved tables, and tables that a program has added.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "sql/connection.hpp"
+#include "store/encode/encoder.hpp"
+#include "store/encode/table_source.hpp"
+#include "store/operator/table.hpp"
+#include <vorn/vorn.h>
+
+namespace store::sql {
+
+// What is being loaded.
+struct load_progress {
+  std::string table;
+  std::string column;
+  uint64_t rows = 0; // done so far
+  uint64_t of = 0;
+};
+
+class catalogue {
+public:
+  // Saved tables are checked with the library.  `encodings` are the choices for columns by their names; a column
+  // without one is stored as it comes out best.  The library outlives this.
+  explicit catalogue(const vorn_ctx &library, choice_map encodings = {});
+  catalogue(const catalogue &) = delete;
+  ~catalogue();
+
+  // Each .parquet, .csv, .tsv, .csv.gz and .vorn file of a folder is a table by its name without the ending.  Throws
+  // store::error when there is no such folder, or when two files would have one name.
+  void add_folder(const std::filesystem::path &folder);
+  // Several files of one kind are one table, their rows one after the other.
+  void add_files(const std::string &name, std::span<const std::filesystem::path> files);
+  void add(std::shared_ptr<exec::table> added);
+
+  // A table by its name or by the name of its file, or of several files as a pattern such as 'part-*.parquet'.  Throws
+  // store::error when there is none.  Nothing but the names and types of its columns is read, and of a CSV file all
+  // rows, for their types.  Columns are loaded when the table is first asked for them.
+  std::shared_ptr<exec::table> find(const std::string &name);
+  // Whether `find` might find it.
+  bool knows(const std::string &name) const;
+
+  // Tables that have been added.  Names are in lower case, as SQL makes no difference.
+  std::vector<std::string> names() const;
+  // Where a table comes from; null of a table that a program has added.
+  const table_source *source_of(const std::string &name);
+
+  // Called now and then while a column is loaded, by the thread that asked for the column.
+  void on_progress(std::function<void(const load_progress &)> call) { progress_ = std::move(call); }
+  // Ends what DuckDB reads for this, from another thread or from a signal handler.
+  void interrupt();
+
+private:
+  struct entry {
+    std::vector<std::filesystem::path> files;
+    std::unique_ptr<table_source> source;
+    std::shared_ptr<exec::table> opened;
+  };
+  void open(const std::string &name, entry &of);
+
+  const vorn_ctx &library_;
+  choice_map encodings_;
+  duckdb::connection reader_;
+  std::map<std::string, entry> entries_; // by names in lower case, and by names of files
+  std::function<void(const load_progress &)> progress_;
+};
+
+} // namespace store::sql

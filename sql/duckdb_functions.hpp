@@ -1,0 +1,24 @@
+// Expressions that DuckDB evaluates for the store.
+#pragma once
+
+#include <memory>
+#include <span>
+
+#include "store/evaluate/scalar_functions.hpp"
+
+namespace store::sql {
+
+class duckdb_functions final : public exec::scalar_functions {
+public:
+  duckdb_functions();
+  ~duckdb_functions() override;
+
+  std::unique_ptr<exec::scalar_function> bind(const logical::expression &what,
+                                              std::span<const logical::sql_type> inputs) override;
+
+private:
+  struct state;
+  std::unique_ptr<state> state_;
+};
+
+} // namespace store::sql
