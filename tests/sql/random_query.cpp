@@ -12,7 +12,7 @@ namespace {
 
 using role = syntax::role;
 
-constexpr double most_rows = 100'000; // of a join
+constexpr double most_rows = 20'000; // of a join
 
 syntax call(const std::string &name, std::vector<syntax> arguments, std::vector<size_t> may_stand = {}) {
   syntax out(name + "(");
@@ -191,7 +191,8 @@ private:
     case 9:
       return between(leaf(in, family::day), "-", leaf(in, family::day));
     case 10:
-      return call("date_diff", {random_.of({"'day'", "'month'", "'year'"}), leaf(in, family::day), leaf(in, family::day)});
+      return call("date_diff",
+                  {random_.of({"'day'", "'month'", "'year'"}), leaf(in, family::day), leaf(in, family::day)});
     case 11:
       return call(random_.of({"round", "floor", "ceil", "trunc"}), {small()}, {0});
     case 12:
@@ -211,9 +212,7 @@ private:
     case 1:
       return between(below(), random_.of({"+", "-", "*"}), below(), true);
     case 2: {
-      const random_column *by = one(in, [](const random_column &c) {
-        return c.of == family::real && !c.is_any_zero;
-      });
+      const random_column *by = one(in, [](const random_column &c) { return c.of == family::real && !c.is_any_zero; });
       return between(below(), "/", by == nullptr ? "4::DOUBLE" : by->sql.c_str(), true);
     }
     case 3:
@@ -252,7 +251,8 @@ private:
     case 7:
       return call("regexp_replace", {below(), random_.of({"'[0-9]+'", "'^.'", "'a|e'"}), "'_'"}, {0});
     default:
-      return call("strftime", {leaf(in, random_.of({family::day, family::moment})), random_.of({"'%Y-%m'", "'%a %d'"})});
+      return call("strftime",
+                  {leaf(in, random_.of({family::day, family::moment})), random_.of({"'%Y-%m'", "'%a %d'"})});
     }
   }
 
@@ -264,7 +264,8 @@ private:
     case 1:
       return syntax{"CAST(", leaf(in, family::moment), " AS DATE)"};
     case 2:
-      return syntax{"CAST(date_trunc(", random_.of({"'month'", "'year'", "'week'"}), ", ", leaf(in, family::day), ") AS DATE)"};
+      return syntax{"CAST(date_trunc(", random_.of({"'month'", "'year'", "'week'"}), ", ", leaf(in, family::day),
+                    ") AS DATE)"};
     default:
       return call("last_day", {below()}, {0});
     }
@@ -330,7 +331,8 @@ private:
       return syntax{c.sql, " ", comparison(), " ", leaf(in, c.of)};
     case 10:
       // Different types, which compare as DuckDB casts them.
-      return syntax{leaf(in, family::number), " ", comparison(), " ", leaf(in, random_.of({family::number, family::real}))};
+      return syntax{leaf(in, family::number), " ", comparison(), " ",
+                    leaf(in, random_.of({family::number, family::real}))};
     default:
       return syntax{value(in, c.of, depth), " ", comparison(), " ", random_.one_in(2) ? low() : value(in, c.of, depth)};
     }
@@ -343,12 +345,15 @@ private:
     case 0:
     case 1:
       return syntax{value(in, family::text, depth), " ", no, random_.of({"LIKE ", "LIKE ", "ILIKE "}),
-                    random_.of({"'a%'", "'%'", "'_'", "'%1%'", "'00_1%'", "''", "'%special%requests%'", "'PROMO%'", "'%AIR'", "'\xC3\xA9_'"})};
+                    random_.of({"'a%'", "'%'", "'_'", "'%1%'", "'00_1%'", "''", "'%special%requests%'", "'PROMO%'",
+                                "'%AIR'", "'\xC3\xA9_'"})};
     case 2:
-      return syntax{no, call(random_.of({"starts_with", "ends_with", "contains"}),
-                             {value(in, family::text, depth), random_.of({"'a'", "''", "'AIR'", "'9'", "'more than'"})})};
+      return syntax{no,
+                    call(random_.of({"starts_with", "ends_with", "contains"}),
+                         {value(in, family::text, depth), random_.of({"'a'", "''", "'AIR'", "'9'", "'more than'"})})};
     default:
-      return syntax{no, call("regexp_matches", {value(in, family::text, depth), random_.of({"'^a[0-9]'", "'1.*1'", "'[A-Z]{3}'"})})};
+      return syntax{no, call("regexp_matches",
+                             {value(in, family::text, depth), random_.of({"'^a[0-9]'", "'1.*1'", "'[A-Z]{3}'"})})};
     }
   }
 
@@ -374,9 +379,7 @@ private:
     return out;
   }
 
-  syntax where(std::vector<syntax> all) {
-    return syntax{" WHERE ", syntax::list(std::move(all), " AND ")}.optional();
-  }
+  syntax where(std::vector<syntax> all) { return syntax{" WHERE ", syntax::list(std::move(all), " AND ")}.optional(); }
 
   // Columns of two scopes that compare.
   std::optional<std::pair<const random_column *, const random_column *>> pair(const scope &left, const scope &right) {
@@ -385,9 +388,8 @@ private:
       const random_column &a = any(left);
       if (a.of == family::boolean || (is_key && tries < 15 && a.key.empty()))
         continue;
-      const random_column *b = one(right, [&](const random_column &c) {
-        return c.of == a.of && (!is_key || tries >= 15 || c.key == a.key);
-      });
+      const random_column *b = one(
+          right, [&](const random_column &c) { return c.of == a.of && (!is_key || tries >= 15 || c.key == a.key); });
       if (b != nullptr)
         return {{&a, b}};
     }
@@ -407,11 +409,12 @@ private:
     case 4:
       return syntax{both->first->sql, " ", no, "IN (SELECT ", both->second->sql, std::move(rows.from), ")"};
     case 5:
-      return syntax{both->first->sql, " ", comparison(), " ", random_.of({"ANY", "ALL"}), " (SELECT ", both->second->sql,
-                    std::move(rows.from), ")"};
+      return syntax{
+          both->first->sql,     " ", comparison(), " ", random_.of({"ANY", "ALL"}), " (SELECT ", both->second->sql,
+          std::move(rows.from), ")"};
     default:
-      return syntax{both->first->sql, " ", comparison(), " (SELECT ", random_.of({"min(", "max("}), both->second->sql, ")",
-                    std::move(rows.from), ")"};
+      return syntax{both->first->sql,  " ", comparison(),         " (SELECT ", random_.of({"min(", "max("}),
+                    both->second->sql, ")", std::move(rows.from), ")"};
     }
   }
 
@@ -432,21 +435,23 @@ private:
       return add_selection(to, *common_, "common");
     if (depth > 0 && random_.one_in(6)) {
       selection below = select(depth - 1, false);
-      return add_selection(to, below, "(" + below.sql.sql() + ")");
+      syntax text{"(", std::move(below.sql), ")"};
+      return add_selection(to, below, std::move(text));
     }
     // The long table comes alone, or once.
     const random_table &table = tables_[aliases_ == 0 && random_.one_in(2) ? 0 : random_.below(tables_.size())];
     const std::string alias = add_table(to, table);
     return table.name + " AS " + alias;
   }
-  syntax add_selection(scope &to, const selection &below, const std::string &text) {
+  syntax add_selection(scope &to, const selection &below, syntax text) {
     const std::string alias = fmt::format("x{}", aliases_++);
     for (random_column c : below.columns) {
+      c.nulls = 0.5; // perhaps
       c.sql = alias + "." + c.sql;
       to.columns.push_back(std::move(c));
     }
     to.rows = below.rows;
-    return text + " AS " + alias;
+    return {std::move(text), " AS " + alias};
   }
 
   // Sources that are joined.  `where` gets the conditions of those that are only listed.
@@ -458,27 +463,28 @@ private:
       std::vector<syntax> on;
       double rows = to.rows * right.rows;
       const bool is_cross = rows <= 20'000 && random_.one_in(6);
-      for (uint64_t keys = is_cross ? 0 : random_.of({1U, 1U, 1U, 2U}); keys > 0 || (rows > most_rows && !is_cross && on.size() < 5);
-           keys -= keys > 0)
+      for (uint64_t keys = is_cross ? 0 : random_.of({1U, 1U, 1U, 2U});
+           keys > 0 || (rows > most_rows && !is_cross && on.size() < 5); keys -= keys > 0)
         if (const auto both = pair(to, right)) {
-          on.push_back({both->first->sql, random_.of({" = ", " = ", " = ", " IS NOT DISTINCT FROM "}), both->second->sql});
-          rows /= std::max({both->first->distinct, both->second->distinct, 1.0});
+          const auto [a, b] = *both;
+          const bool takes_nulls = random_.one_in(4);
+          on.push_back({a->sql, takes_nulls ? " IS NOT DISTINCT FROM " : " = ", b->sql});
+          rows *= 1 / std::max({a->distinct, b->distinct, 1.0}) + (takes_nulls ? a->nulls * b->nulls : 0);
         } else {
           break;
         }
       if (rows > most_rows)
         continue;
-      if (!is_cross && rows * 20 < most_rows && on.size() > 1 && random_.one_in(3))
-        on.pop_back();
       syntax condition = syntax::list(std::move(on), " AND ");
       const bool has_condition = !condition.parts.empty();
       const bool leaves_left = !random_.one_in(5); // else rows of the right side stay alone
-      std::string kind = random_.of({" JOIN ", " JOIN ", " JOIN ", " LEFT JOIN ", " LEFT JOIN ", " SEMI JOIN ", " ANTI JOIN "});
+      std::string kind =
+          random_.of({" JOIN ", " JOIN ", " JOIN ", " LEFT JOIN ", " LEFT JOIN ", " SEMI JOIN ", " ANTI JOIN "});
       if (!leaves_left)
         kind = random_.of({" RIGHT JOIN ", " FULL JOIN "});
       scope both = to;
       both.columns.insert(both.columns.end(), right.columns.begin(), right.columns.end());
-      both.rows = std::max(rows, std::min(to.rows, most_rows));
+      both.rows = std::max({rows, to.rows, right.rows});
       if (!has_condition) {
         joined.push_back(syntax{more > 1 || random_.one_in(2) ? " CROSS JOIN " : ", ", std::move(source)}.optional());
       } else if (more == 1 && random_.one_in(4)) {
@@ -532,9 +538,7 @@ private:
     out.is_rounded = out.column.is_any_zero;
     return out;
   }
-  bool saw_any_zero(const scope &in) const {
-    return std::ranges::any_of(in.columns, &random_column::is_any_zero);
-  }
+  bool saw_any_zero(const scope &in) const { return std::ranges::any_of(in.columns, &random_column::is_any_zero); }
 
   item aggregate(const scope &in, bool may_round) {
     saw_both_zeros_ = false;
@@ -554,7 +558,8 @@ private:
     case 5: {
       const bool is_average = random_.one_in(2);
       const random_column *of = one(in, [&](const random_column &some) {
-        return (some.of == family::number || some.of == family::real) && (some.sum == summed::exactly || (some.sum == summed::rounded && may_round));
+        return (some.of == family::number || some.of == family::real) &&
+               (some.sum == summed::exactly || (some.sum == summed::rounded && may_round));
       });
       if (of == nullptr) {
         out.sql = "count(*)";
@@ -623,9 +628,10 @@ private:
     if (is_top && !is_grouped && allows_subqueries_ && wanted.empty() && random_.one_in(8)) {
       inner rows = subquery_rows(in, 1);
       item next;
-      next.sql = {random_.of({"(SELECT count(*)", "(SELECT min(" }), ""};
-      next.sql = random_.one_in(2) ? syntax{"(SELECT count(*)", std::move(rows.from), ")"}
-                                   : syntax{"(SELECT max(", rows.columns.columns.front().sql, ")", std::move(rows.from), ")"};
+      next.sql = {random_.of({"(SELECT count(*)", "(SELECT min("}), ""};
+      next.sql = random_.one_in(2)
+                     ? syntax{"(SELECT count(*)", std::move(rows.from), ")"}
+                     : syntax{"(SELECT max(", rows.columns.columns.front().sql, ")", std::move(rows.from), ")"};
       items.push_back(std::move(next));
     }
 
@@ -635,7 +641,8 @@ private:
       const std::string name = fmt::format("r{}", i);
       next.is_rounded = next.is_rounded || (is_distinct && next.column.has_both_zeros);
       next.column.is_any_zero = next.column.is_any_zero || (is_distinct && next.column.has_both_zeros);
-      shown.push_back(syntax{std::move(next.sql), " AS " + name}.as(next.is_rounded ? role::rounded : role::none, name));
+      shown.push_back(
+          syntax{std::move(next.sql), " AS " + name}.as(next.is_rounded ? role::rounded : role::none, name));
       next.column.sql = name;
       out.columns.push_back(next.column);
     }
@@ -648,7 +655,8 @@ private:
         if (items[by].is_rounded && !items[by].column.is_any_zero)
           continue;
         const std::string name = fmt::format("r{}", by);
-        keys.push_back(syntax{name, random_.of({"", " DESC"}), random_.of({"", "", " NULLS FIRST", " NULLS LAST"})}.as(role::order_key, name));
+        keys.push_back(syntax{name, random_.of({"", " DESC"}), random_.of({"", "", " NULLS FIRST", " NULLS LAST"})}.as(
+            role::order_key, name));
       }
     syntax order;
     if (!keys.empty())
@@ -656,14 +664,23 @@ private:
     syntax limit;
     if (is_limited) {
       syntax offset = random_.one_in(3) ? syntax(fmt::format(" OFFSET {}", random_.below(20))).optional() : syntax();
-      limit = syntax{fmt::format(" LIMIT {}", random_.of({0U, 1U, 5U, 100U, 5'000U})), std::move(offset)}.optional();
+      limit = syntax{fmt::format(" LIMIT {}", random_.one_in(15) ? 0U : random_.of({1U, 5U, 100U, 5'000U})),
+                     std::move(offset)}
+                  .optional();
       if (is_top)
         limit = std::move(limit).as(role::limit);
     }
     const bool has_condition = !all.empty();
-    out.sql = {"SELECT ", is_distinct ? syntax("DISTINCT ").optional() : syntax(), syntax::list(std::move(shown), ", "),
-               " FROM ", std::move(sources), has_condition ? where(std::move(all)) : syntax(), std::move(rest),
-               std::move(having), std::move(order), std::move(limit)};
+    out.sql = {"SELECT ",
+               is_distinct ? syntax("DISTINCT ").optional() : syntax(),
+               syntax::list(std::move(shown), ", "),
+               " FROM ",
+               std::move(sources),
+               has_condition ? where(std::move(all)) : syntax(),
+               std::move(rest),
+               std::move(having),
+               std::move(order),
+               std::move(limit)};
     return out;
   }
 
@@ -731,7 +748,8 @@ private:
     common_ = &below;
     syntax above = select(1, true).sql;
     common_ = nullptr;
-    return syntax{"WITH common AS ", random_.of({"", "MATERIALIZED "}), "(", std::move(below.sql), ") ", std::move(above)};
+    return syntax{"WITH common AS ", random_.of({"", "MATERIALIZED "}), "(", std::move(below.sql), ") ",
+                  std::move(above)};
   }
 
   dice &random_;

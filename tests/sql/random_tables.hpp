@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <random>
 #include <span>
 #include <string>
@@ -42,10 +43,11 @@ struct random_column {
   family of = family::number;
   bool is_small = false; // numbers: products of two are inside their type
   summed sum = summed::exactly;
-  bool has_both_zeros = false; // reals: -0.0 and 0.0
-  bool is_any_zero = false;    // reals: one of them may stand for the other, as in a group
-  double distinct = 1;
-  std::string key = {}; // the same of columns of several tables that have the same values
+  bool has_both_zeros = false;             // reals: -0.0 and 0.0
+  bool is_any_zero = false;                // reals: one of them may stand for the other, as in a group
+  double distinct = 1;                     // values, about
+  double nulls = 0;                        // the share of rows
+  std::string key = {};                    // the same of columns of several tables that have the same values
   std::vector<std::string> constants = {}; // of the type: some of its values, as SQL
 };
 
@@ -56,8 +58,14 @@ struct random_table {
   double rows = 0;
 };
 
-// Four tables: a long one, two shorter ones and one of few rows or none.
-std::vector<random_table> random_tables(dice &random);
+struct random_database {
+  // A long one, two shorter ones, and one of few rows or none.
+  std::vector<random_table> tables;
+  // How columns are stored, by their names; others are stored as they come out best.
+  std::map<std::string, std::string> encodings;
+};
+
+random_database random_tables(dice &random);
 
 // Some values of a column as SQL, from their type and their texts.
 void add_constants(random_column &to, const std::string &type, std::span<const std::string> texts);

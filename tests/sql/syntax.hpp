@@ -18,7 +18,7 @@ struct syntax {
   std::vector<syntax> parts = {};
   std::string separator = {}; // between parts
   std::string end = {};
-  bool may_go = false;            // the query is still one without it
+  bool may_go = false;                // the query is still one without it
   std::vector<size_t> may_stand = {}; // parts that may stand for the whole
   role means = role::none;
   std::string name = {}; // of the column that has the role
