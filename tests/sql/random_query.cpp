@@ -438,8 +438,10 @@ private:
       syntax text{"(", std::move(below.sql), ")"};
       return add_selection(to, below, std::move(text));
     }
-    // The long table comes alone, or once.
-    const random_table &table = tables_[aliases_ == 0 && random_.one_in(2) ? 0 : random_.below(tables_.size())];
+    // A long table comes once.
+    const bool may_be_long = !uses_long_table_ || tables_[0].rows < 10'000;
+    const random_table &table = tables_[may_be_long && random_.one_in(3) ? 0 : random_.below(tables_.size() - 1) + 1];
+    uses_long_table_ = uses_long_table_ || &table == &tables_[0];
     const std::string alias = add_table(to, table);
     return table.name + " AS " + alias;
   }
@@ -756,6 +758,7 @@ private:
   std::span<const random_table> tables_;
   const selection *common_ = nullptr; // of WITH
   size_t aliases_ = 0;
+  bool uses_long_table_ = false;
   bool allows_subqueries_ = true;
   bool saw_both_zeros_ = false; // since it was cleared
 };
