@@ -1,61 +1,9 @@
 #include "sql/connection.hpp"
 
+#include "sql/duckdb_api.hpp"
 #include "store/error.hpp"
 
 #include <new>
-
-// The part of DuckDB's C API that is used here.  Its shared library comes without a header.
-extern "C" {
-typedef void *duckdb_database;
-typedef void *duckdb_connection;
-typedef void *duckdb_config;
-typedef void *duckdb_prepared_statement;
-typedef void *duckdb_data_chunk;
-typedef void *duckdb_vector;
-typedef uint64_t idx_t;
-typedef enum { duckdb_success = 0, duckdb_failure = 1 } duckdb_state;
-
-typedef struct {
-  idx_t deprecated_column_count;
-  idx_t deprecated_row_count;
-  idx_t deprecated_rows_changed;
-  void *deprecated_columns;
-  char *deprecated_error_message;
-  void *internal_data;
-} duckdb_result;
-
-// A text value: its length, then its bytes or, when there are more than 12, four of them and a pointer.
-typedef struct {
-  uint32_t length;
-  char prefix[4];
-  char *pointer;
-} duckdb_string_t;
-
-const char *duckdb_library_version(void);
-duckdb_state duckdb_create_config(duckdb_config *out);
-duckdb_state duckdb_set_config(duckdb_config config, const char *name, const char *option);
-void duckdb_destroy_config(duckdb_config *config);
-duckdb_state duckdb_open_ext(const char *path, duckdb_database *out, duckdb_config config, char **error);
-void duckdb_close(duckdb_database *database);
-duckdb_state duckdb_connect(duckdb_database database, duckdb_connection *out);
-void duckdb_disconnect(duckdb_connection *connection);
-duckdb_state duckdb_query(duckdb_connection connection, const char *query, duckdb_result *out);
-const char *duckdb_result_error(duckdb_result *result);
-void duckdb_destroy_result(duckdb_result *result);
-duckdb_state duckdb_prepare(duckdb_connection connection, const char *query, duckdb_prepared_statement *out);
-const char *duckdb_prepare_error(duckdb_prepared_statement statement);
-duckdb_state duckdb_execute_prepared(duckdb_prepared_statement statement, duckdb_result *out);
-duckdb_state duckdb_execute_prepared_streaming(duckdb_prepared_statement statement, duckdb_result *out);
-void duckdb_destroy_prepare(duckdb_prepared_statement *statement);
-duckdb_data_chunk duckdb_fetch_chunk(duckdb_result result);
-void duckdb_destroy_data_chunk(duckdb_data_chunk *chunk);
-idx_t duckdb_data_chunk_get_size(duckdb_data_chunk chunk);
-duckdb_vector duckdb_data_chunk_get_vector(duckdb_data_chunk chunk, idx_t column);
-void *duckdb_vector_get_data(duckdb_vector vector);
-uint64_t *duckdb_vector_get_validity(duckdb_vector vector);
-uint32_t duckdb_string_t_length(duckdb_string_t string);
-const char *duckdb_string_t_data(duckdb_string_t *string);
-}
 
 namespace store::duckdb {
 
@@ -119,6 +67,23 @@ result statement::run() {
   return out;
 }
 
+result statement::stream() {
+  result out;
+  if (duckdb_execute_prepared_streaming(handle_.get(), &out.owned_->handle) != duckdb_success)
+    fail(duckdb_result_error(&out.owned_->handle));
+  return out;
+}
+
+std::vector<std::string> statement::names() const {
+  std::vector<std::string> out;
+  for (idx_t i = 0; i < duckdb_prepared_statement_column_count(handle_.get()); ++i) {
+    const char *name = duckdb_prepared_statement_column_name(handle_.get(), i);
+    out.emplace_back(name);
+    duckdb_free(const_cast<char *>(name));
+  }
+  return out;
+}
+
 void statement::closer::operator()(void *closed) const { duckdb_destroy_prepare(&closed); }
 
 void *connection::opened() {
@@ -133,15 +98,32 @@ void *connection::opened() {
   duckdb_destroy_config(&config);
   if (!is_open)
     fail("DuckDB cannot open an in-memory database");
-  database_.reset(in_memory);
+  database_ = std::shared_ptr<void>(in_memory, [](void *closed) { duckdb_close(&closed); });
+  connect();
+  return handle_.get();
+}
+
+void connection::connect() {
   duckdb_connection connected = nullptr;
-  if (duckdb_connect(in_memory, &connected) != duckdb_success)
+  if (duckdb_connect(database_.get(), &connected) != duckdb_success)
     fail("DuckDB cannot connect to its in-memory database");
   handle_.reset(connected);
   // A file of a kind that DuckDB does not know is an error, not a reason to fetch an extension.
   query("SET autoinstall_known_extensions = false");
   query("SET TimeZone = 'UTC'");
-  return connected;
+}
+
+connection connection::another() {
+  opened();
+  connection out(threads_);
+  out.database_ = database_;
+  out.connect();
+  return out;
+}
+
+void connection::interrupt() {
+  if (handle_)
+    duckdb_interrupt(handle_.get());
 }
 
 result connection::query(const std::string &sql) {
@@ -152,11 +134,7 @@ result connection::query(const std::string &sql) {
 }
 
 result connection::stream(const std::string &sql) {
-  const statement prepared = prepare(sql);
-  result out;
-  if (duckdb_execute_prepared_streaming(prepared.handle_.get(), &out.owned_->handle) != duckdb_success)
-    fail(duckdb_result_error(&out.owned_->handle));
-  return out;
+  return prepare(sql).stream();
 }
 
 statement connection::prepare(const std::string &sql) {
@@ -168,7 +146,22 @@ statement connection::prepare(const std::string &sql) {
   return out;
 }
 
-void connection::database_closer::operator()(void *closed) const { duckdb_close(&closed); }
+std::vector<std::string> connection::table_names(const std::string &sql) {
+  std::vector<std::string> out;
+  duckdb_value list = duckdb_get_table_names(opened(), sql.c_str(), false);
+  if (list == nullptr)
+    return out;
+  for (idx_t i = 0; i < duckdb_get_list_size(list); ++i) {
+    duckdb_value item = duckdb_get_list_child(list, i);
+    char *name = duckdb_get_varchar(item);
+    out.emplace_back(name);
+    duckdb_free(name);
+    duckdb_destroy_value(&item);
+  }
+  duckdb_destroy_value(&list);
+  return out;
+}
+
 void connection::connection_closer::operator()(void *closed) const { duckdb_disconnect(&closed); }
 
 std::string version() { return duckdb_library_version(); }
