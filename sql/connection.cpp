@@ -1,61 +1,9 @@
 #include "sql/connection.hpp"
 
+#include "sql/duckdb_api.hpp"
 #include "store/error.hpp"
 
 #include <new>
-
-// The part of DuckDB's C API that is used here.  Its shared library comes without a header.
-extern "C" {
-typedef void *duckdb_database;
-typedef void *duckdb_connection;
-typedef void *duckdb_config;
-typedef void *duckdb_prepared_statement;
-typedef void *duckdb_data_chunk;
-typedef void *duckdb_vector;
-typedef uint64_t idx_t;
-typedef enum { duckdb_success = 0, duckdb_failure = 1 } duckdb_state;
-
-typedef struct {
-  idx_t deprecated_column_count;
-  idx_t deprecated_row_count;
-  idx_t deprecated_rows_changed;
-  void *deprecated_columns;
-  char *deprecated_error_message;
-  void *internal_data;
-} duckdb_result;
-
-// A text value: its length, then its bytes or, when there are more than 12, four of them and a pointer.
-typedef struct {
-  uint32_t length;
-  char prefix[4];
-  char *pointer;
-} duckdb_string_t;
-
-const char *duckdb_library_version(void);
-duckdb_state duckdb_create_config(duckdb_config *out);
-duckdb_state duckdb_set_config(duckdb_config config, const char *name, const char *option);
-void duckdb_destroy_config(duckdb_config *config);
-duckdb_state duckdb_open_ext(const char *path, duckdb_database *out, duckdb_config config, char **error);
-void duckdb_close(duckdb_database *database);
-duckdb_state duckdb_connect(duckdb_database database, duckdb_connection *out);
-void duckdb_disconnect(duckdb_connection *connection);
-duckdb_state duckdb_query(duckdb_connection connection, const char *query, duckdb_result *out);
-const char *duckdb_result_error(duckdb_result *result);
-void duckdb_destroy_result(duckdb_result *result);
-duckdb_state duckdb_prepare(duckdb_connection connection, const char *query, duckdb_prepared_statement *out);
-const char *duckdb_prepare_error(duckdb_prepared_statement statement);
-duckdb_state duckdb_execute_prepared(duckdb_prepared_statement statement, duckdb_result *out);
-duckdb_state duckdb_execute_prepared_streaming(duckdb_prepared_statement statement, duckdb_result *out);
-void duckdb_destroy_prepare(duckdb_prepared_statement *statement);
-duckdb_data_chunk duckdb_fetch_chunk(duckdb_result result);
-void duckdb_destroy_data_chunk(duckdb_data_chunk *chunk);
-idx_t duckdb_data_chunk_get_size(duckdb_data_chunk chunk);
-duckdb_vector duckdb_data_chunk_get_vector(duckdb_data_chunk chunk, idx_t column);
-void *duckdb_vector_get_data(duckdb_vector vector);
-uint64_t *duckdb_vector_get_validity(duckdb_vector vector);
-uint32_t duckdb_string_t_length(duckdb_string_t string);
-const char *duckdb_string_t_data(duckdb_string_t *string);
-}
 
 namespace store::duckdb {
 

@@ -1,7 +1,7 @@
 // Values of expressions on the rows of chunks.
 //
-// A bound expression is made once for the columns of an operator's child, and all threads share it.  It has a layout, and
-// keeps codes where it can:
+// A bound expression is made once for the columns of an operator's child, and all threads share it.  It has a layout,
+// and keeps codes where it can:
 // - A column is itself.
 // - An expression that reads one column of codes is evaluated once for each code, not for each row.  It then looks up
 //   the results by the codes.

@@ -54,7 +54,8 @@ struct expression {
   size_t index = 0;
   scalar value;
   std::string name;
-  bool may_fail = false; // a cast that gives NULL instead of an error: TRY_CAST
+  bool may_fail = false;    // a cast that gives NULL instead of an error: TRY_CAST
+  bool is_volatile = false; // it, or a part of it, gives another value at each row, as random() does
   std::vector<expression> children;
 
   // The expression as DuckDB reads it.  Columns are called c0, c1, ... by their index.

@@ -1,0 +1,54 @@
+// Expressions of DuckDB's plan, which come as JSON.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <set>
+#include <string>
+#include <utility>
+
+#include <nlohmann/json_fwd.hpp>
+
+#include "store/logical/expression.hpp"
+
+namespace store::sql {
+
+// A part of a query that nothing executes, with its place in the text in bytes.
+struct missing_part {
+  std::string what; // "window functions"
+  std::string name; // "row_number"; perhaps empty
+  std::optional<uint32_t> location;
+};
+
+class expression_reader {
+public:
+  // `fold` gives the value of an expression without columns, or nothing where it has none or it fails.
+  using folder = std::function<std::optional<logical::scalar>(const logical::expression &)>;
+  expression_reader(std::set<std::string> volatile_functions, folder fold)
+      : volatile_functions_(std::move(volatile_functions)), fold_(std::move(fold)) {}
+
+  // With the SQL text of all its parts.  Throws missing_part.
+  logical::expression read(const nlohmann::json &from) const;
+  // The same of a type that the store holds.
+  logical::expression read_held(const nlohmann::json &from) const;
+
+  // A value of a plan's JSON with its type.
+  static logical::expression constant(const nlohmann::json &value);
+  static logical::sql_type type(const nlohmann::json &from);
+  static std::optional<uint32_t> location(const nlohmann::json &from);
+
+private:
+  logical::expression parsed(const nlohmann::json &from) const;
+  logical::expression parsed_function(const nlohmann::json &from) const;
+  logical::expression parsed_operator(const nlohmann::json &from) const;
+  void fold(logical::expression &e) const;
+
+  std::set<std::string> volatile_functions_;
+  folder fold_;
+};
+
+// The operation of "COMPARE_EQUAL" and the like.
+logical::operation comparison_of(const std::string &name);
+
+} // namespace store::sql
