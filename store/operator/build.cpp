@@ -174,7 +174,7 @@ relation_ptr builder::made(const plan &of) {
   case plan_kind::order:
     return make_order(of, child(of), needed, functions_);
   case plan_kind::limit:
-    return make_limit(of, child(of));
+    return make_limit(of, child(of), needed);
   case plan_kind::union_all: {
     relation_ptr first = child(of, 0);
     relation_ptr second = child(of, 1);
