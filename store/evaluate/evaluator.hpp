@@ -1,7 +1,7 @@
 // Values of expressions on the rows of chunks.
 //
-// A bound expression is made once for the columns of an operator's child, and all threads share it.  It has a layout, and
-// keeps codes where it can:
+// A bound expression is made once for the columns of an operator's child, and all threads share it.  It has a layout,
+// and keeps codes where it can:
 // - A column is itself.
 // - An expression that reads one column of codes is evaluated once for each code, not for each row.  It then looks up
 //   the results by the codes.
@@ -15,6 +15,7 @@
 #include <memory>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "store/chunk/chunk.hpp"
@@ -62,7 +63,7 @@ public:
   bool keep(chunk &rows);
 
 private:
-  std::vector<std::unique_ptr<evaluator>> conditions_;
+  std::vector<std::pair<std::shared_ptr<const bound_expression>, std::unique_ptr<evaluator>>> conditions_;
 };
 
 } // namespace store::exec

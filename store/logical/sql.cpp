@@ -32,11 +32,13 @@ std::string decimal_text(__int128 number, uint32_t scale) {
   auto magnitude = static_cast<unsigned __int128>(number);
   if (is_negative)
     magnitude = -magnitude;
-  unsigned __int128 unit = 1;
-  for (uint32_t i = 0; i < scale; ++i)
-    unit *= 10;
-  const std::string fraction = scale == 0 ? "" : fmt::format(".{:0{}}", magnitude % unit, scale);
-  return fmt::format("{}{}{}", is_negative ? "-" : "", magnitude / unit, fraction);
+  std::string digits = fmt::format("{}", magnitude);
+  if (scale > 0) {
+    if (digits.size() <= scale)
+      digits.insert(0, scale + 1 - digits.size(), '0');
+    digits.insert(digits.end() - scale, '.');
+  }
+  return is_negative ? "-" + digits : digits;
 }
 
 std::string real_text(double value) {

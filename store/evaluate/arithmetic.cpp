@@ -1,0 +1,271 @@
+// Arithmetic of integers, decimal numbers and reals.
+//
+// Integers are computed in 64 bits where the bounds of the operands allow it, in 128 bits otherwise.  The bounds also
+// say what must be tested: nothing, whether results lie in their SQL type, or whether they left the machine's type too.
+#include <algorithm>
+#include <cmath>
+#include <optional>
+
+#include "store/evaluate/node.hpp"
+
+namespace store::exec {
+
+namespace {
+
+struct adding {
+  static bool overflows(auto a, auto b, auto &out) { return __builtin_add_overflow(a, b, &out); }
+  static auto unsigned_result(auto a, auto b) { return a + b; }
+  static double of(double a, double b) { return a + b; }
+};
+struct subtracting {
+  static bool overflows(auto a, auto b, auto &out) { return __builtin_sub_overflow(a, b, &out); }
+  static auto unsigned_result(auto a, auto b) { return a - b; }
+  static double of(double a, double b) { return a - b; }
+};
+struct multiplying {
+  static bool overflows(auto a, auto b, auto &out) { return __builtin_mul_overflow(a, b, &out); }
+  static auto unsigned_result(auto a, auto b) { return a * b; }
+  static double of(double a, double b) { return a * b; }
+};
+
+template <class Take>
+auto with_operation(char sign, const Take &take) {
+  return sign == '+' ? take(adding()) : sign == '-' ? take(subtracting()) : take(multiplying());
+}
+
+// The bounds of the results; nothing where they leave 128 bits.
+std::optional<number_bounds> result_bounds(char sign, const number_bounds &a, const number_bounds &b) {
+  return with_operation(sign, [&](auto operation) -> std::optional<number_bounds> {
+    __int128 at_corners[4];
+    if (operation.overflows(a.low, b.low, at_corners[0]) || operation.overflows(a.low, b.high, at_corners[1]) ||
+        operation.overflows(a.high, b.low, at_corners[2]) || operation.overflows(a.high, b.high, at_corners[3]))
+      return std::nullopt;
+    const auto [low, high] = std::minmax_element(std::begin(at_corners), std::end(at_corners));
+    return number_bounds{*low, *high};
+  });
+}
+
+// What can be wrong with a result.
+enum class test {
+  nothing, // the bounds exclude it
+  range,   // it may leave its SQL type
+  overflow // it may leave the machine's type
+};
+
+template <class T>
+using unsigned_of = std::conditional_t<sizeof(T) == sizeof(uint64_t), uint64_t, unsigned __int128>;
+
+// Computes all rows.  Returns whether a result is wrong, perhaps the result of a row with NULL.
+template <test Test, class Operation, class T, class A, class B>
+bool compute(std::span<T> out, std::span<const A> a, std::span<const B> b, T low, T high) {
+  bool wrong = false;
+  for (size_t row = 0; row < out.size(); ++row) {
+    T result;
+    if constexpr (Test == test::overflow)
+      wrong |= Operation::overflows(static_cast<T>(a[row]), static_cast<T>(b[row]), result);
+    else // rows with NULL may hold values outside of the bounds
+      result = static_cast<T>(Operation::unsigned_result(static_cast<unsigned_of<T>>(static_cast<T>(a[row])),
+                                                         static_cast<unsigned_of<T>>(static_cast<T>(b[row]))));
+    if constexpr (Test != test::nothing)
+      wrong |= (result < low) | (result > high);
+    out[row] = result;
+  }
+  return wrong;
+}
+
+template <test Test, class Operation, class T, class A, class B>
+void compute_tested(std::span<T> out, std::span<const A> a, std::span<const B> b, const number_bounds &type,
+                    const uint64_t *validity) {
+  const auto low = static_cast<T>(type.low);
+  const auto high = static_cast<T>(type.high);
+  if (!compute<Test, Operation>(out, a, b, low, high))
+    return;
+  if (validity == nullptr)
+    throw left_to_functions();
+  for (size_t row = 0; row < out.size(); ++row) {
+    T result;
+    if ((validity[row / 64] >> (row % 64) & 1) != 0 &&
+        compute<Test, Operation>(std::span<T>(&result, 1), a.subspan(row, 1), b.subspan(row, 1), low, high))
+      throw left_to_functions();
+  }
+}
+
+class integer_node final : public row_node {
+public:
+  integer_node(char sign, std::vector<node_ptr> children, const logical::sql_type &type)
+      : row_node(std::move(children)), sign_(sign), type_(*bounds_of(type)) {
+    const number_bounds a = *bounds_of(child(0).result());
+    const number_bounds b = *bounds_of(child(1).result());
+    const std::optional<number_bounds> results = result_bounds(sign, a, b);
+    const bool is_narrow = fits_int64(a) && fits_int64(b);
+    result_.type = type;
+    result_.has_nulls = child(0).result().has_nulls || child(1).result().has_nulls;
+    if (is_narrow && ((results && fits_int64(*results)) || fits_int64(type_)))
+      result_.form = representation::int64;
+    else
+      result_.form = representation::int128;
+    if (!results || (result_.form == representation::int64 && !fits_int64(*results)))
+      test_ = test::overflow;
+    else
+      test_ = results->low < type_.low || results->high > type_.high ? test::range : test::nothing;
+    result_.bounds = type_;
+    if (results)
+      result_.bounds = number_bounds{std::max(type_.low, results->low), std::min(type_.high, results->high)};
+    if (result_.form == representation::int64)
+      type_ = {std::max<__int128>(type_.low, std::numeric_limits<int64_t>::min()),
+               std::min<__int128>(type_.high, std::numeric_limits<int64_t>::max())};
+  }
+
+  vector run(evaluation &chunk) const override {
+    const vector a = operand(0, chunk);
+    const vector b = operand(1, chunk);
+    const uint64_t *validity = both_valid(a.validity, b.validity, a.rows, chunk.memory());
+    const auto computed = [&]<class T, class A, class B>(T, A, B) {
+      const std::span<T> out = chunk.memory().take<T>(a.rows);
+      with_operation(sign_, [&]<class Operation>(Operation) {
+        if (test_ == test::nothing)
+          compute<test::nothing, Operation>(out, a.values<A>(), b.values<B>(), T{}, T{});
+        else if (test_ == test::range)
+          compute_tested<test::range, Operation>(out, a.values<A>(), b.values<B>(), type_, validity);
+        else
+          compute_tested<test::overflow, Operation>(out, a.values<A>(), b.values<B>(), type_, validity);
+      });
+      return vector(out, validity);
+    };
+    if (result_.form == representation::int64)
+      return computed(int64_t{}, int64_t{}, int64_t{});
+    const bool a_is_wide = a.form == representation::int128;
+    const bool b_is_wide = b.form == representation::int128;
+    if (a_is_wide)
+      return b_is_wide ? computed(__int128{}, __int128{}, __int128{}) : computed(__int128{}, __int128{}, int64_t{});
+    return b_is_wide ? computed(__int128{}, int64_t{}, __int128{}) : computed(__int128{}, int64_t{}, int64_t{});
+  }
+
+private:
+  vector operand(size_t index, evaluation &chunk) const {
+    const layout &of = child(index).result();
+    return values_of(child(index), result_.form == representation::int64 ? representation::int64 : decoded_form(of),
+                     chunk);
+  }
+
+  char sign_;
+  test test_;
+  number_bounds type_; // that the result must not leave, in the machine's type
+};
+
+// // and %, which give NULL on division by zero.
+class integer_division_node final : public row_node {
+public:
+  integer_division_node(bool remainder, std::vector<node_ptr> children, const logical::sql_type &type)
+      : row_node(std::move(children)), remainder_(remainder) {
+    const number_bounds a = *bounds_of(child(0).result());
+    const number_bounds b = *bounds_of(child(1).result());
+    result_.type = type;
+    result_.form = fits_int64(a) && fits_int64(b) ? representation::int64 : representation::int128;
+    result_.bounds = bounds_of(type);
+  }
+
+  vector run(evaluation &chunk) const override {
+    const vector a = values_of(child(0), result_.form, chunk);
+    const vector b = values_of(child(1), result_.form, chunk);
+    if (result_.form == representation::int64)
+      return divided<int64_t>(a, b, chunk.memory());
+    return divided<__int128>(a, b, chunk.memory());
+  }
+
+private:
+  template <class T>
+  vector divided(const vector &a, const vector &b, arena &memory) const {
+    const std::span<const T> dividends = a.values<T>();
+    const std::span<const T> divisors = b.values<T>();
+    const std::span<T> out = memory.take<T>(a.rows);
+    const std::span<uint64_t> validity = all_valid(memory, a.rows);
+    for (size_t row = 0; row < out.size(); ++row) {
+      out[row] = 0;
+      if (a.is_null(row) || b.is_null(row) || divisors[row] == 0)
+        set_null(validity, row);
+      else if (divisors[row] == -1 && dividends[row] <= result_.bounds->low)
+        throw left_to_functions(); // the quotient leaves the type
+      else
+        out[row] = remainder_ ? dividends[row] % divisors[row] : dividends[row] / divisors[row];
+    }
+    return vector(out, validity.data());
+  }
+
+  bool remainder_;
+};
+
+class real_node final : public row_node {
+public:
+  real_node(char sign, std::vector<node_ptr> children, const logical::sql_type &type)
+      : row_node(std::move(children)), sign_(sign), is_single_(type.held->kind == value_kind::single) {
+    result_.type = type;
+    result_.form = representation::float64;
+    result_.has_nulls = child(0).result().has_nulls || child(1).result().has_nulls;
+  }
+
+  vector run(evaluation &chunk) const override {
+    const vector a = values_of(child(0), representation::float64, chunk);
+    const vector b = values_of(child(1), representation::float64, chunk);
+    const std::span<double> out = chunk.memory().take<double>(a.rows);
+    const auto computed = [&](auto of) {
+      for (size_t row = 0; row < out.size(); ++row)
+        out[row] = of(a.float64s()[row], b.float64s()[row]);
+    };
+    if (sign_ == '/')
+      computed([](double x, double y) { return x / y; });
+    else if (sign_ == '%')
+      computed([](double x, double y) { return std::fmod(x, y); });
+    else
+      with_operation(sign_, [&]<class Operation>(Operation) { computed(&Operation::of); });
+    // The rounding of a double result to a single one is the rounding of the exact result.
+    if (is_single_)
+      for (double &result : out)
+        result = static_cast<double>(static_cast<float>(result));
+    return vector(out, both_valid(a.validity, b.validity, a.rows, chunk.memory()));
+  }
+
+private:
+  char sign_;
+  bool is_single_;
+};
+
+bool is_integer(const column_type &type) {
+  return type.kind == value_kind::integer || type.kind == value_kind::natural || type.kind == value_kind::wide;
+}
+
+} // namespace
+
+node_ptr make_arithmetic(std::string_view sign, std::vector<node_ptr> children, const logical::sql_type &type) {
+  if (children.size() == 1 && sign == "-") {
+    // Zero less a real would be 0.0 for 0.0.
+    const layout &of = children[0]->result();
+    if (of.held().is_real()) {
+      children.push_back(make_constant(-1.0, of.type));
+      return std::make_shared<real_node>('*', std::move(children), type);
+    }
+    if (!is_integer(of.held()) || of.held().kind == value_kind::natural || !of.held().is_signed)
+      return nullptr;
+    children.insert(children.begin(), make_constant(__int128{0}, of.type));
+  }
+  if (children.size() != 2)
+    return nullptr;
+  const column_type &a = children[0]->result().held();
+  const column_type &b = children[1]->result().held();
+  const bool plain = sign == "+" || sign == "-" || sign == "*";
+  if (a.is_real() && b.is_real() && (plain || sign == "/" || sign == "%"))
+    return std::make_shared<real_node>(sign[0], std::move(children), type);
+  if (sign == "-" && a.kind == value_kind::date && b.kind == value_kind::date)
+    return std::make_shared<integer_node>('-', std::move(children), type);
+  if (is_integer(a) && is_integer(b) && is_integer(*type.held)) {
+    const bool scales_fit =
+        sign == "*" ? type.held->scale == a.scale + b.scale : a.scale == b.scale && a.scale == type.held->scale;
+    if (plain && scales_fit)
+      return std::make_shared<integer_node>(sign[0], std::move(children), type);
+    if ((sign == "//" || sign == "%") && scales_fit)
+      return std::make_shared<integer_division_node>(sign == "%", std::move(children), type);
+  }
+  return nullptr;
+}
+
+} // namespace store::exec

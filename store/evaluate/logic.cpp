@@ -1,0 +1,271 @@
+// AND, OR, NOT, IS NULL, IN and CASE.
+#include <algorithm>
+#include <string>
+
+#include "store/evaluate/node.hpp"
+
+namespace store::exec {
+
+namespace {
+
+using logical::operation;
+using logical::scalar;
+
+// Booleans with a value for NULL.
+std::span<const int64_t> with_value_for_null(const vector &booleans, int64_t value, arena &memory) {
+  if (booleans.validity == nullptr)
+    return booleans.int64s();
+  const std::span<int64_t> out = memory.take<int64_t>(booleans.rows);
+  for (size_t row = 0; row < out.size(); ++row)
+    out[row] = booleans.is_null(row) ? value : booleans.int64s()[row];
+  return out;
+}
+
+// AND and OR of three values.  One of them decides alone: false for AND, true for OR.
+class connective_node final : public row_node {
+public:
+  connective_node(bool deciding, std::vector<node_ptr> nodes) : row_node(std::move(nodes)), deciding_(deciding) {
+    bool has_nulls = false;
+    for (size_t i = 0; i < children(); ++i)
+      has_nulls = has_nulls || child(i).result().has_nulls;
+    result_ = boolean_layout(has_nulls);
+  }
+
+  vector run(evaluation &chunk) const override {
+    arena &memory = chunk.memory();
+    const std::span<int64_t> out = memory.take<int64_t>(chunk.rows.rows());
+    std::fill(out.begin(), out.end(), deciding_ ? 0 : 1);
+    const uint64_t *all_valid = nullptr;
+    for (size_t i = 0; i < children(); ++i) {
+      const vector next = values_of(child(i), representation::int64, chunk);
+      const std::span<const int64_t> values = with_value_for_null(next, deciding_ ? 0 : 1, memory);
+      if (deciding_)
+        for (size_t row = 0; row < out.size(); ++row)
+          out[row] |= values[row];
+      else
+        for (size_t row = 0; row < out.size(); ++row)
+          out[row] &= values[row];
+      all_valid = both_valid(all_valid, next.validity, out.size(), memory);
+    }
+    if (all_valid == nullptr)
+      return vector(out);
+    // Valid as well is what one child has decided.
+    const std::span<uint64_t> validity = memory.take<uint64_t>(words_of(out.size()));
+    pack_bits(out, validity);
+    for (size_t word = 0; word < validity.size(); ++word)
+      validity[word] = all_valid[word] | (deciding_ ? validity[word] : ~validity[word]);
+    return vector(out, validity.data());
+  }
+
+private:
+  bool deciding_;
+};
+
+class negation_node final : public row_node {
+public:
+  explicit negation_node(node_ptr of) : row_node({std::move(of)}) {
+    result_ = boolean_layout(child(0).result().has_nulls);
+  }
+
+  vector run(evaluation &chunk) const override {
+    const vector in = values_of(child(0), representation::int64, chunk);
+    const std::span<int64_t> out = chunk.memory().take<int64_t>(in.rows);
+    for (size_t row = 0; row < out.size(); ++row)
+      out[row] = in.int64s()[row] ^ 1;
+    return vector(out, in.validity);
+  }
+};
+
+class is_null_node final : public row_node {
+public:
+  is_null_node(node_ptr of, bool inverted) : row_node({std::move(of)}), inverted_(inverted) {
+    result_ = boolean_layout(false);
+  }
+
+  vector run(evaluation &chunk) const override {
+    const vector in = child(0).run(chunk);
+    const std::span<int64_t> out = chunk.memory().take<int64_t>(in.rows);
+    if (in.validity == nullptr)
+      std::fill(out.begin(), out.end(), inverted_ ? 1 : 0);
+    else
+      for (size_t row = 0; row < out.size(); ++row)
+        out[row] = in.is_null(row) != inverted_ ? 1 : 0;
+    return vector(out);
+  }
+
+private:
+  bool inverted_;
+};
+
+// A value among constants of its type.
+template <class T>
+class set_node final : public row_node {
+public:
+  set_node(node_ptr of, std::vector<T> members, bool inverted, bool has_null)
+      : row_node({std::move(of)}), members_(std::move(members)), inverted_(inverted), has_null_(has_null) {
+    std::sort(members_.begin(), members_.end());
+    result_ = boolean_layout(has_null || child(0).result().has_nulls);
+  }
+
+  vector run(evaluation &chunk) const override {
+    arena &memory = chunk.memory();
+    using view = std::conditional_t<std::is_same_v<T, std::string>, std::string_view, T>;
+    const vector in = values_of(child(0), representation_of<view>, chunk);
+    const std::span<const view> values = in.values<view>();
+    const std::span<int64_t> out = memory.take<int64_t>(in.rows);
+    for (size_t row = 0; row < out.size(); ++row)
+      out[row] = std::binary_search(members_.begin(), members_.end(), values[row], std::less<>()) ? 1 : 0;
+    const uint64_t *validity = in.validity;
+    if (has_null_) { // what was not found might be the NULL
+      const std::span<uint64_t> found = memory.take<uint64_t>(words_of(out.size()));
+      pack_bits(out, found);
+      validity = both_valid(validity, found.data(), out.size(), memory);
+    }
+    if (inverted_)
+      for (int64_t &truth : out)
+        truth ^= 1;
+    return vector(out, validity);
+  }
+
+private:
+  std::vector<T> members_;
+  bool inverted_;
+  bool has_null_;
+};
+
+// Values by conditions: the first condition that is true chooses.
+class case_node final : public row_node {
+public:
+  case_node(std::vector<node_ptr> nodes, const logical::sql_type &type) : row_node(std::move(nodes)) {
+    result_.type = type;
+    result_.form = plain_representation(*type.held);
+    result_.has_nulls = false;
+    std::optional<number_bounds> all;
+    for_each_value([&](size_t i) {
+      const layout &of = child(i).result();
+      result_.has_nulls = result_.has_nulls || of.has_nulls;
+      if (const std::optional<number_bounds> some = bounds_of(of); some && !is_null_constant(i))
+        all = all ? number_bounds{std::min(all->low, some->low), std::max(all->high, some->high)} : *some;
+    });
+    result_.bounds = all;
+    if (result_.form == representation::int128 && all && fits_int64(*all))
+      result_.form = representation::int64;
+    if (const std::shared_ptr<const coded_values> entries = shared_entries()) {
+      result_.form = representation::codes;
+      result_.entries = entries;
+    }
+  }
+
+  vector run(evaluation &chunk) const override {
+    return with_type(result_.form, [&]<class T>(T) { return chosen<T>(chunk); });
+  }
+
+private:
+  template <class Take>
+  void for_each_value(const Take &take) const {
+    for (size_t i = 1; i < children(); i += 2)
+      take(i);
+    take(children() - 1);
+  }
+
+  bool is_null_constant(size_t i) const { return child(i).constant() != nullptr && is_null(*child(i).constant()); }
+
+  // The dictionary that all values have; null if there is none.
+  std::shared_ptr<const coded_values> shared_entries() const {
+    std::shared_ptr<const coded_values> out = child(children() - 1).result().entries;
+    for_each_value([&](size_t i) {
+      if (child(i).result().entries != out)
+        out = nullptr;
+    });
+    return out;
+  }
+
+  vector value(size_t index, evaluation &chunk) const {
+    return result_.form == representation::codes ? child(index).run(chunk)
+                                                 : values_of(child(index), result_.form, chunk);
+  }
+
+  template <class T>
+  vector chosen(evaluation &chunk) const {
+    arena &memory = chunk.memory();
+    const vector otherwise = value(children() - 1, chunk);
+    const size_t rows = otherwise.rows;
+    const std::span<T> out = memory.take<T>(rows);
+    std::copy(otherwise.values<T>().begin(), otherwise.values<T>().end(), out.begin());
+    const std::span<uint64_t> validity = all_valid(memory, rows);
+    copy_validity(otherwise, validity);
+    const std::span<uint64_t> taken = memory.take<uint64_t>(words_of(rows));
+    for (size_t i = children() - 1; i >= 2; i -= 2) {
+      const std::span<const int64_t> truth =
+          with_value_for_null(values_of(child(i - 2), representation::int64, chunk), 0, memory);
+      const vector then = value(i - 1, chunk);
+      const std::span<const T> values = then.values<T>();
+      for (size_t row = 0; row < rows; ++row)
+        out[row] = truth[row] != 0 ? values[row] : out[row];
+      if (!result_.has_nulls)
+        continue;
+      pack_bits(truth, taken);
+      for (size_t word = 0; word < taken.size(); ++word)
+        validity[word] = (validity[word] & ~taken[word]) |
+                         (then.validity == nullptr ? taken[word] : taken[word] & then.validity[word]);
+    }
+    return vector(out, result_.has_nulls ? validity.data() : nullptr);
+  }
+
+  static void copy_validity(const vector &from, std::span<uint64_t> to) {
+    if (from.validity != nullptr)
+      std::copy(from.validity, from.validity + to.size(), to.begin());
+  }
+};
+
+template <class T>
+node_ptr set_of(const std::vector<node_ptr> &children, bool inverted) {
+  std::vector<T> members;
+  bool has_null = false;
+  for (size_t i = 1; i < children.size(); ++i) {
+    const scalar &value = *children[i]->constant();
+    if (is_null(value))
+      has_null = true;
+    else if constexpr (std::is_same_v<T, std::string>)
+      members.push_back(std::get<std::string>(value));
+    else if (fits_int64(std::get<__int128>(value)))
+      members.push_back(static_cast<int64_t>(std::get<__int128>(value)));
+  }
+  return std::make_shared<set_node<T>>(children[0], std::move(members), inverted, has_null);
+}
+
+} // namespace
+
+node_ptr make_all_of(std::vector<node_ptr> children) {
+  return std::make_shared<connective_node>(false, std::move(children));
+}
+
+node_ptr make_any_of(std::vector<node_ptr> children) {
+  return std::make_shared<connective_node>(true, std::move(children));
+}
+
+node_ptr make_negation(node_ptr child) { return std::make_shared<negation_node>(std::move(child)); }
+
+node_ptr make_is_null(node_ptr child, bool inverted) {
+  return std::make_shared<is_null_node>(std::move(child), inverted);
+}
+
+node_ptr make_in(std::vector<node_ptr> children, bool inverted) {
+  const bool constants =
+      std::all_of(children.begin() + 1, children.end(), [](const node_ptr &n) { return n->constant() != nullptr; });
+  if (constants && decoded_form(children[0]->result()) == representation::int64)
+    return set_of<int64_t>(children, inverted);
+  if (constants && decoded_form(children[0]->result()) == representation::text)
+    return set_of<std::string>(children, inverted);
+  std::vector<node_ptr> equals;
+  for (size_t i = 1; i < children.size(); ++i)
+    equals.push_back(make_comparison(operation::equal, children[0], children[i]));
+  node_ptr found = make_any_of(std::move(equals));
+  return inverted ? make_negation(std::move(found)) : found;
+}
+
+node_ptr make_case(std::vector<node_ptr> children, const logical::sql_type &type) {
+  return std::make_shared<case_node>(std::move(children), type);
+}
+
+} // namespace store::exec
