@@ -35,8 +35,7 @@ public:
   template <class Take>
   void find(const vorn_ctx &library, std::span<const uint64_t> hashes, arena &memory, const Take &take) const {
     probe next(hashes, memory);
-    for (std::span<const candidate> some = next.step(*this, library); !some.empty();
-         some = next.step(*this, library))
+    for (std::span<const candidate> some = next.step(*this, library); !some.empty(); some = next.step(*this, library))
       take(some);
   }
 

@@ -97,8 +97,8 @@ void sort(std::vector<hashed_row> &rows, uint32_t first_bit, uint32_t bits) {
   }
   const auto place = [&](const hashed_row &r) { return r.hash >> first_bit & ((uint64_t{1} << bits) - 1); };
   for (auto begin = rows.begin(); begin != rows.end();) {
-    const auto end = std::find_if(begin + 1, rows.end(),
-                                  [&, of = place(*begin)](const hashed_row &r) { return place(r) != of; });
+    const auto end =
+        std::find_if(begin + 1, rows.end(), [&, of = place(*begin)](const hashed_row &r) { return place(r) != of; });
     std::sort(begin, end);
     begin = end;
   }

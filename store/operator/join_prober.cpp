@@ -301,8 +301,6 @@ void join_prober::mark_groups() {
 }
 
 // Several threads may mark a row at once.
-void join_prober::mark_built(uint32_t row) {
-  std::atomic_ref(of_.marks[row]).store(1, std::memory_order_relaxed);
-}
+void join_prober::mark_built(uint32_t row) { std::atomic_ref(of_.marks[row]).store(1, std::memory_order_relaxed); }
 
 } // namespace store::exec
