@@ -7,7 +7,7 @@
 #include <type_traits>
 #include <vector>
 
-#include "store/error.hpp"
+#include "store/chunk/large_memory.hpp"
 #include "store/operator/integer_sum.hpp"
 
 namespace store::exec {
@@ -32,7 +32,7 @@ public:
   vector result(arena &) override { return vector(std::span(counts_)); }
 
 private:
-  std::vector<int64_t> counts_;
+  large_vector<int64_t> counts_;
 };
 
 // The sum of doubles in the order of rows, and the least and the greatest value: states that begin with a neutral value
@@ -60,7 +60,7 @@ public:
 
 private:
   T neutral_;
-  std::vector<T> states_;
+  large_vector<T> states_;
 };
 
 struct added {
