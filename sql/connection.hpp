@@ -9,6 +9,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace store::duckdb {
 
@@ -28,6 +29,10 @@ public:
     return out;
   }
   std::string_view text(uint64_t row) const;
+
+  // As DuckDB has them.  Null where no row is NULL.
+  const void *data() const { return values_; }
+  const uint64_t *validity() const { return valid_rows_; }
 
 private:
   const void *values_;
@@ -69,6 +74,13 @@ private:
 class statement {
 public:
   result run();
+  // The same, but rows are made as they are fetched; the next query of the connection ends this.
+  result stream();
+
+  // The names of the columns.
+  std::vector<std::string> names() const;
+  // The handle, for calls that this does not wrap.
+  void *handle() const { return handle_.get(); }
 
 private:
   friend class connection;
@@ -86,23 +98,29 @@ public:
   // On this many threads; without a number on as many as there are processors.
   explicit connection(std::optional<uint32_t> chosen_threads = {}) : threads_(chosen_threads) {}
 
+  // Another connection with the same database, for a second thread or for a query while another one runs.
+  connection another();
+
   result query(const std::string &sql);
   // The same, but rows are made as they are fetched, rather than all at first; the next query ends this.
   result stream(const std::string &sql);
   statement prepare(const std::string &sql);
+  // The names of the tables that a query reads, as they stand there.  None of a query that cannot be parsed.
+  std::vector<std::string> table_names(const std::string &sql);
 
   // The duckdb_connection, for calls that this does not wrap.
   void *opened();
+  // Ends the query that runs, from another thread or from a signal handler.
+  void interrupt();
 
 private:
-  struct database_closer {
-    void operator()(void *closed) const;
-  };
   struct connection_closer {
     void operator()(void *closed) const;
   };
+  void connect();
+
   std::optional<uint32_t> threads_;
-  std::unique_ptr<void, database_closer> database_;
+  std::shared_ptr<void> database_;
   std::unique_ptr<void, connection_closer> handle_;
 };
 
