@@ -2,13 +2,13 @@
 
 #include <algorithm>
 #include <array>
-#include <bit>
 #include <cstring>
 #include <mutex>
 #include <utility>
 
 #include <fmt/format.h>
 
+#include "store/encode/big_endian.hpp"
 #include "store/encode/encoded.hpp"
 #include "store/error.hpp"
 #include "store/library/source_vector.hpp"
@@ -22,7 +22,7 @@ namespace {
 uint64_t big_endian_at(const uint8_t *bytes) {
   uint64_t out;
   std::memcpy(&out, bytes, sizeof out);
-  return std::endian::native == std::endian::little ? __builtin_bswap64(out) : out;
+  return big_endian(out);
 }
 
 bool has_both_zeros(const dictionary &entries, const column_type &type) {
@@ -163,6 +163,8 @@ void column_reader::open(size_t row_group) {
   stream_ = plain_stream(library_, of_, *rows_);
   if (of_.form == encoding::dict)
     source_ = source_vector(of_, *rows_, encoding_);
+  else if (of_.form == encoding::rle)
+    index_runs();
   else if (of_.form == encoding::dynp)
     index_lengths();
   else if (of_.form == encoding::prefix)
@@ -218,7 +220,7 @@ void column_reader::unpack(uint32_t first, std::span<uint32_t> out) {
 }
 
 void column_reader::read_runs(std::span<const uint32_t> positions, std::span<uint32_t> out) const {
-  const uint32_t *const begins = rows_->cla.data(); // of the runs, and the end of the last one
+  const uint32_t *const begins = offsets_.data(); // of the runs, and the end of the last one
   const uint32_t *const end = begins + rows_->runs;
   const uint32_t *run = begins;
   uint32_t code = packed_code(0);
@@ -310,6 +312,12 @@ vector column_reader::texts(std::span<const uint32_t> positions, arena &memory) 
   for (size_t i = 0; i < out.size(); ++i)
     out[i] = {from + positions[i] * bytes, bytes};
   return vector(out);
+}
+
+void column_reader::index_runs() {
+  offsets_.resize(rows_->cla.size());
+  for (size_t i = 0; i < offsets_.size(); ++i)
+    offsets_[i] = big_endian(rows_->cla[i]);
 }
 
 void column_reader::index_lengths() {

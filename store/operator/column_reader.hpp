@@ -50,6 +50,7 @@ private:
   vector with_ordinals(const Take &take) const;
   vector numbers(std::span<const uint32_t> positions, arena &memory) const;
   vector texts(std::span<const uint32_t> positions, arena &memory) const;
+  void index_runs();
   void index_lengths();
   void decode_prefixes();
 
@@ -65,7 +66,9 @@ private:
   const uint8_t *stream_ = nullptr; // codes or values, not compressed
   vorn_enc_ctx encoding_{};         // of codes
   vorn_cv source_{};
-  std::vector<uint32_t> offsets_; // dynp: where the value of the first row of each byte of length codes begins
+  // rle: the first rows of the runs, and the row after the last; dynp: where the value of the first row of each byte of
+  // length codes begins.
+  std::vector<uint32_t> offsets_;
   std::vector<uint8_t> values_;   // prefix: the values
 };
 
