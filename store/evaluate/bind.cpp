@@ -63,6 +63,11 @@ private:
   std::vector<layout> layouts_;
 };
 
+// Does it have a cast that gives NULL for what scalar_functions find to fail?
+bool may_fail(const expression &what) {
+  return what.may_fail || std::any_of(what.children.begin(), what.children.end(), may_fail);
+}
+
 // A tree of nodes.
 class bound_tree final : public bound_expression, public std::enable_shared_from_this<bound_tree> {
 public:
@@ -70,6 +75,7 @@ public:
              std::vector<given_expression> given)
       : functions_(functions), whole_{what, {}}, given_(std::move(given)), root_(std::move(root)) {
     result_ = root_->result();
+    result_.has_nulls = result_.has_nulls || may_fail(what);
     for (const layout &column : columns)
       whole_.inputs.push_back(column.type);
     layouts_.assign(columns.begin(), columns.end());
@@ -128,16 +134,6 @@ private:
 };
 
 std::unique_ptr<evaluator> bound_tree::begin() const { return std::make_unique<tree_evaluator>(shared_from_this()); }
-
-// Functions whose results change from call to call.
-bool is_volatile(const expression &what) {
-  static constexpr std::string_view names[] = {"random", "setseed",  "gen_random_uuid", "uuid",
-                                               "uuidv4", "uuidv7",   "nextval",         "currval",
-                                               "sleep",  "sleep_ms", "write_log"};
-  return (what.what == operation::function &&
-          std::find(std::begin(names), std::end(names), what.name) != std::end(names)) ||
-         std::any_of(what.children.begin(), what.children.end(), is_volatile);
-}
 
 // Functions that have loops, for some types.
 bool has_loops(std::string_view function) {
@@ -282,7 +278,7 @@ std::shared_ptr<const bound_tree> bind_tree(const expression &what, std::span<co
 }
 
 node_ptr binder::by_code(const expression &what, size_t index, double values) {
-  if (values >= estimated_rows_ || is_volatile(what))
+  if (values >= estimated_rows_ || what.is_volatile)
     return nullptr;
   std::vector<layout> plain(columns_.begin(), columns_.end());
   plain[index].form = decoded_form(columns_[index]);

@@ -37,7 +37,7 @@ public:
     std::fill(out.begin(), out.end(), deciding_ ? 0 : 1);
     const uint64_t *all_valid = nullptr;
     for (size_t i = 0; i < children(); ++i) {
-      const vector next = child(i).run(chunk);
+      const vector next = values_of(child(i), representation::int64, chunk);
       const std::span<const int64_t> values = with_value_for_null(next, deciding_ ? 0 : 1, memory);
       if (deciding_)
         for (size_t row = 0; row < out.size(); ++row)
@@ -68,7 +68,7 @@ public:
   }
 
   vector run(evaluation &chunk) const override {
-    const vector in = child(0).run(chunk);
+    const vector in = values_of(child(0), representation::int64, chunk);
     const std::span<int64_t> out = chunk.memory().take<int64_t>(in.rows);
     for (size_t row = 0; row < out.size(); ++row)
       out[row] = in.int64s()[row] ^ 1;
@@ -196,7 +196,8 @@ private:
     copy_validity(otherwise, validity);
     const std::span<uint64_t> taken = memory.take<uint64_t>(words_of(rows));
     for (size_t i = children() - 1; i >= 2; i -= 2) {
-      const std::span<const int64_t> truth = with_value_for_null(child(i - 2).run(chunk), 0, memory);
+      const std::span<const int64_t> truth =
+          with_value_for_null(values_of(child(i - 2), representation::int64, chunk), 0, memory);
       const vector then = value(i - 1, chunk);
       const std::span<const T> values = then.values<T>();
       for (size_t row = 0; row < rows; ++row)
