@@ -53,6 +53,8 @@ public:
   // Where a table comes from; null of a table that a program has added.
   const table_source *source_of(const std::string &name);
 
+  const vorn_ctx &library() const { return library_; }
+
   // Called now and then while a column is loaded, by the thread that asked for the column.
   void on_progress(std::function<void(const load_progress &)> call) { progress_ = std::move(call); }
   // Ends what DuckDB reads for this, from another thread or from a signal handler.

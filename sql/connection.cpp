@@ -23,12 +23,6 @@ std::string quoted(std::string_view text, char quote) {
 
 } // namespace
 
-std::string_view vector::text(uint64_t row) const {
-  // The accessor takes a pointer to non-const but only reads: short texts lie inside the value itself.
-  auto *value = const_cast<duckdb_string_t *>(static_cast<const duckdb_string_t *>(values_)) + row;
-  return {duckdb_string_t_data(value), duckdb_string_t_length(*value)};
-}
-
 uint64_t chunk::rows() const { return duckdb_data_chunk_get_size(handle_.get()); }
 
 vector chunk::column(uint64_t index) const {
@@ -100,6 +94,9 @@ void *connection::opened() {
     fail("DuckDB cannot open an in-memory database");
   database_ = std::shared_ptr<void>(in_memory, [](void *closed) { duckdb_close(&closed); });
   connect();
+  // A file of a kind that DuckDB does not know is an error, not a reason to fetch an extension.
+  query("SET GLOBAL autoinstall_known_extensions = false");
+  query("SET GLOBAL TimeZone = 'UTC'");
   return handle_.get();
 }
 
@@ -108,9 +105,6 @@ void connection::connect() {
   if (duckdb_connect(database_.get(), &connected) != duckdb_success)
     fail("DuckDB cannot connect to its in-memory database");
   handle_.reset(connected);
-  // A file of a kind that DuckDB does not know is an error, not a reason to fetch an extension.
-  query("SET autoinstall_known_extensions = false");
-  query("SET TimeZone = 'UTC'");
 }
 
 connection connection::another() {
@@ -133,9 +127,7 @@ result connection::query(const std::string &sql) {
   return out;
 }
 
-result connection::stream(const std::string &sql) {
-  return prepare(sql).stream();
-}
+result connection::stream(const std::string &sql) { return prepare(sql).stream(); }
 
 statement connection::prepare(const std::string &sql) {
   duckdb_prepared_statement prepared = nullptr;

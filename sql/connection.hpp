@@ -3,6 +3,7 @@
 // Thin owners of the handles; a failure is a store::error with DuckDB's message.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <memory>
@@ -12,6 +13,31 @@
 #include <vector>
 
 namespace store::duckdb {
+
+// A text as DuckDB has it in a vector: its length, then its bytes or, when there are more than 12, four of them and a
+// pointer to all.
+struct text_value {
+  uint32_t length;
+  char bytes[12];
+
+  const char *pointer() const {
+    const char *out;
+    std::memcpy(&out, bytes + 4, sizeof out);
+    return out;
+  }
+  // A longer text is not copied, and must stay where it is.
+  static text_value of(std::string_view text) {
+    text_value out{static_cast<uint32_t>(text.size()), {}};
+    if (text.size() <= sizeof out.bytes) {
+      std::copy(text.begin(), text.end(), out.bytes);
+    } else {
+      const char *const all = text.data();
+      std::memcpy(out.bytes, all, 4);
+      std::memcpy(out.bytes + 4, &all, sizeof all);
+    }
+    return out;
+  }
+};
 
 // One column of a chunk.  Valid as long as the chunk.
 class vector {
@@ -28,7 +54,10 @@ public:
     std::memcpy(&out, static_cast<const char *>(values_) + row * sizeof out, sizeof out);
     return out;
   }
-  std::string_view text(uint64_t row) const;
+  std::string_view text(uint64_t row) const {
+    const auto &value = static_cast<const text_value *>(values_)[row];
+    return {value.length <= sizeof value.bytes ? value.bytes : value.pointer(), value.length};
+  }
 
   // As DuckDB has them.  Null where no row is NULL.
   const void *data() const { return values_; }

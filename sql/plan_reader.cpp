@@ -25,7 +25,6 @@ using logical::plan_kind;
 using logical::sql_type;
 using nlohmann::json;
 
-
 plan made(plan_kind what, std::vector<sql_type> types) {
   plan out;
   out.what = what;
@@ -700,8 +699,7 @@ plan plan_reader::read_set_operation(const json &from, join_kind kind) {
   plan out = made(plan_kind::join, left.types);
   out.join = kind;
   for (size_t i = 0; i < left.types.size(); ++i)
-    out.conditions.push_back(
-        {column(i, left.types[i]), operation::not_distinct_from, column(i, right.types[i])});
+    out.conditions.push_back({column(i, left.types[i]), operation::not_distinct_from, column(i, right.types[i])});
   out.children.push_back(std::move(left));
   out.children.push_back(std::move(right));
   return out;

@@ -93,10 +93,25 @@ std::string place(std::string_view text, uint32_t at) {
   return fmt::format("line {}, column {}", lines + 1, before.size() - line_start + 1);
 }
 
+// Where a text has a name in it, perhaps in other letters; nothing where it has none.
+std::optional<uint32_t> place_of_name(std::string_view text, std::string_view name) {
+  const auto is_same = [](char a, char b) {
+    return std::tolower(static_cast<unsigned char>(a)) == std::tolower(static_cast<unsigned char>(b));
+  };
+  for (size_t at = 0; at < text.size();) {
+    const std::string_view token = text.substr(at, token_length(text.substr(at)));
+    if (std::equal(token.begin(), token.end(), name.begin(), name.end(), is_same))
+      return static_cast<uint32_t>(at);
+    at += token.size();
+  }
+  return std::nullopt;
+}
+
 std::string message_of(const missing_part &part, std::string_view query) {
   std::string where = part.name;
-  if (part.location)
-    where += (where.empty() ? "" : ", ") + place(query, *part.location);
+  // DuckDB does not keep the places of all functions.
+  if (const auto at = part.location ? part.location : place_of_name(query, part.name))
+    where += (where.empty() ? "" : ", ") + place(query, *at);
   return fmt::format("not executed: {}{}", part.what, where.empty() ? "" : fmt::format(" ({})", where));
 }
 
@@ -186,10 +201,10 @@ struct planner::state {
 
   catalogue &tables;
   duckdb::connection database{1};
-  duckdb::connection other;                   // for what is asked while a query is planned
-  std::map<std::string, logical_type> types;  // by their names
-  described_tables described;                 // by the names in the views
-  std::set<std::string> views;                // in lower case
+  duckdb::connection other;                  // for what is asked while a query is planned
+  std::map<std::string, logical_type> types; // by their names
+  described_tables described;                // by the names in the views
+  std::set<std::string> views;               // in lower case
   std::optional<expression_reader> expressions;
 };
 
@@ -225,8 +240,8 @@ void planner::state::add_view(const std::string &name) {
   of.rows = table->rows();
   for (const column_info &column : table->columns())
     of.columns.emplace_back(column.name, type_named(column.sql_type));
-  database.query(fmt::format("CREATE VIEW {} AS FROM vorn_table({})", duckdb::quoted_name(name),
-                             duckdb::quoted_text(name)));
+  database.query(
+      fmt::format("CREATE VIEW {} AS FROM vorn_table({})", duckdb::quoted_name(name), duckdb::quoted_text(name)));
   views.insert(lower(name));
 }
 

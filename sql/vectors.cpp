@@ -128,11 +128,10 @@ void to_duckdb(const exec::vector &values, const sql_type &type, uint32_t first,
     }
   }
   if (values.form == exec::representation::text) {
+    auto *const texts = static_cast<duckdb::text_value *>(duckdb_vector_get_data(to));
     for (uint32_t row = 0; row < rows; ++row)
-      if (!values.is_null(first + row)) {
-        const std::string_view text = values.texts()[first + row];
-        duckdb_vector_assign_string_element_len(to, row, text.data(), text.size());
-      }
+      texts[row] =
+          duckdb::text_value::of(values.is_null(first + row) ? std::string_view() : values.texts()[first + row]);
     return;
   }
   const int64_t unit = unit_of(type);

@@ -13,7 +13,7 @@ exec::vector from_duckdb(const duckdb::vector &values, const logical::sql_type &
                          exec::arena &memory);
 
 // Rows of a vector in the plain representation of a type, from `first` on, for a vector of DuckDB's.  `to` is a
-// duckdb_vector with room for them.
+// duckdb_vector with room for them.  Texts are not copied: the query ends before the vector's memory does.
 void to_duckdb(const exec::vector &values, const logical::sql_type &type, uint32_t first, uint32_t rows, void *to);
 
 } // namespace store::sql

@@ -69,6 +69,9 @@ private:
   // rle: the first rows of the runs, and the row after the last; dynp: where the value of the first row of each byte of
   // length codes begins.
   std::vector<uint32_t> offsets_;
+  // rle: the run of each row whose number is a multiple of this.
+  static constexpr uint32_t index_step = 64;
+  std::vector<uint32_t> run_index_;
   std::vector<uint8_t> values_;   // prefix: the values
 };
 

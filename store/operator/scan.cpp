@@ -149,9 +149,10 @@ private:
     for (const logical::expression &condition : all_of)
       if (!read(condition, 0))
         others.push_back(&condition);
+    // The values of a dictionary lie in order, so each is cheaper to ask than the value of a row.
     constexpr double few_codes = 4096;
     std::erase_if(others, [&](const logical::expression *condition) {
-      return read(*condition, std::max(few_codes, estimated_rows_ / 2));
+      return read(*condition, std::max(few_codes, estimated_rows_));
     });
     for (const logical::expression *condition : others)
       texts_of_others_.push_back(condition->sql);
