@@ -37,9 +37,9 @@ enum class join_kind {
   left,  // rows of the left child without a partner come with NULLs
   right, // the same of the right child
   full,
-  semi,  // rows of the left child that have a partner
-  anti,  // rows of the left child that have none
-  mark,  // rows of the left child, and whether they have a partner: a boolean, NULL where a comparison with NULL decides
+  semi, // rows of the left child that have a partner
+  anti, // rows of the left child that have none
+  mark, // rows of the left child, and whether they have a partner: a boolean, NULL where a comparison with NULL decides
   single // as left; a row with several partners takes the first one
 };
 

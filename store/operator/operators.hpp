@@ -1,7 +1,7 @@
 // The operators of plans.  Making one binds its expressions and settles its layouts; nothing is run.
 //
-// `needed` says which columns of an operator are read above it.  An operator keeps the positions of columns that are not
-// needed, so that expressions find theirs, but makes no values for them.
+// `needed` says which columns of an operator are read above it.  An operator keeps the positions of columns that are
+// not needed, so that expressions find theirs, but makes no values for them.
 #pragma once
 
 #include <cstddef>
@@ -44,7 +44,7 @@ relation_ptr make_distinct(relation_ptr rows);
 // `of` is a plan of the kind order or limit.
 relation_ptr make_order(const logical::plan &of, relation_ptr rows, const column_mask &needed,
                         scalar_functions &functions);
-relation_ptr make_limit(const logical::plan &of, relation_ptr rows);
+relation_ptr make_limit(const logical::plan &of, relation_ptr rows, const column_mask &needed);
 
 relation_ptr make_union_all(relation_ptr first, relation_ptr second, const column_mask &needed);
 

@@ -85,8 +85,8 @@ public:
   // Called once.  A second run of a query opens its relations again.
   void open(const query_run &run);
   virtual size_t morsels() const = 0;
-  // After `open`.  The arena is the thread's, and chunks lie in it.  The stream at the bottom, which has no child, gives
-  // back the memory of a chunk before it makes the next one.
+  // After `open`.  The arena is the thread's, and chunks lie in it.  The stream at the bottom, which has no child,
+  // gives back the memory of a chunk before it makes the next one.
   std::unique_ptr<stream> begin(const query_run &run, arena &memory) { return made_stream(run, memory); }
 
   const operator_metrics &metrics() const { return metrics_; }
@@ -102,8 +102,8 @@ protected:
   operator_metrics metrics_;
 };
 
-// Runs all morsels of an opened relation on the threads.  `take` gets each chunk with the number of its thread, which is
-// below the number of threads, and with its morsel.  A thread takes its morsels in ascending order.
+// Runs all morsels of an opened relation on the threads.  `take` gets each chunk with the number of its thread, which
+// is below the number of threads, and with its morsel.  A thread takes its morsels in ascending order.
 using thread_taker = std::function<void(size_t thread, size_t morsel, chunk &)>;
 void run_all(relation &rows, const query_run &run, const thread_taker &take);
 

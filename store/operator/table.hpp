@@ -38,8 +38,8 @@ public:
   std::shared_ptr<const coded_values> values_of(size_t index) {
     const auto *entries = std::get_if<dictionary>(&at(index).values);
     if (entries != nullptr && !values_[index])
-      values_[index] = std::make_shared<coded_values>(
-          std::shared_ptr<const dictionary>(columns_[index], entries), columns_[index]->type);
+      values_[index] = std::make_shared<coded_values>(std::shared_ptr<const dictionary>(columns_[index], entries),
+                                                      columns_[index]->type);
     return values_[index];
   }
   bool is_loaded(size_t index) const { return columns_[index] != nullptr; }

@@ -1,0 +1,117 @@
+// The rows of one child, then the rows of another.
+//
+// Columns of one dictionary on both sides stay codes.  Where the sides differ, both come in the plain representation.
+#include <algorithm>
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include "store/operator/operators.hpp"
+
+namespace store::exec {
+
+namespace {
+
+representation plain_form(const layout &of) {
+  return of.form == representation::codes ? plain_representation(of.held()) : of.form;
+}
+
+layout united(const layout &a, const layout &b) {
+  layout out{.type = a.type, .form = a.form};
+  out.has_nulls = a.has_nulls || b.has_nulls;
+  if (a.bounds && b.bounds)
+    out.bounds = {std::min(a.bounds->low, b.bounds->low), std::max(a.bounds->high, b.bounds->high)};
+  if (a.form == representation::codes && b.form == representation::codes && a.entries == b.entries) {
+    out.entries = a.entries;
+    out.distinct = a.distinct;
+    return out;
+  }
+  if (a.distinct && b.distinct)
+    out.distinct = *a.distinct + *b.distinct;
+  // Two representations of one type are the narrow and the wide one of numbers.
+  out.form = plain_form(a) == plain_form(b) ? plain_form(a) : representation::int128;
+  return out;
+}
+
+vector converted(const vector &from, const layout &of, representation form, arena &memory) {
+  const vector plain = form == representation::codes ? from : plain_values(from, of, memory);
+  if (plain.form == form)
+    return plain;
+  const std::span<__int128> wide = memory.take<__int128>(plain.rows);
+  std::copy_n(plain.int64s().begin(), plain.rows, wide.begin());
+  return vector(wide, plain.validity);
+}
+
+class union_stream final : public stream {
+public:
+  struct side {
+    std::unique_ptr<stream> rows;
+    const std::vector<layout> *columns;
+  };
+  union_stream(side first, side second, size_t morsels_of_first, const std::vector<layout> &columns,
+               const column_mask &needed, operator_metrics *counted)
+      : stream(counted), first_(std::move(first)), second_(std::move(second)), morsels_of_first_(morsels_of_first),
+        columns_(columns), needed_(needed) {}
+
+private:
+  void produce(size_t morsel, const chunk_taker &take) override {
+    const bool is_first = morsel < morsels_of_first_;
+    side &from = is_first ? first_ : second_;
+    from.rows->give(is_first ? morsel : morsel - morsels_of_first_, [&](chunk &in) {
+      chunk out = in;
+      out.drop_columns();
+      for (size_t c = 0; c < columns_.size(); ++c) {
+        const layout &below = (*from.columns)[c];
+        if (!needed_[c])
+          out.add_missing_column();
+        else if (below.form == columns_[c].form)
+          out.add_column_of(in, c);
+        else
+          out.add_column(converted(in.column(c), below, columns_[c].form, in.memory()));
+      }
+      take(out);
+    });
+  }
+
+  side first_;
+  side second_;
+  size_t morsels_of_first_;
+  const std::vector<layout> &columns_;
+  const column_mask &needed_;
+};
+
+class union_all final : public relation {
+public:
+  union_all(relation_ptr first, relation_ptr second, column_mask needed)
+      : relation("union all"), first_(std::move(first)), second_(std::move(second)), needed_(std::move(needed)) {
+    for (size_t c = 0; c < first_->columns().size(); ++c)
+      columns_.push_back(needed_[c] ? united(first_->columns()[c], second_->columns()[c]) : first_->columns()[c]);
+  }
+
+  double estimated_rows() const override { return first_->estimated_rows() + second_->estimated_rows(); }
+  std::vector<const relation *> children() const override { return {first_.get(), second_.get()}; }
+  size_t morsels() const override { return first_->morsels() + second_->morsels(); }
+
+private:
+  void prepare(const query_run &run) override {
+    first_->open(run);
+    second_->open(run);
+  }
+  std::unique_ptr<stream> made_stream(const query_run &run, arena &memory) override {
+    return std::make_unique<union_stream>(union_stream::side{first_->begin(run, memory), &first_->columns()},
+                                          union_stream::side{second_->begin(run, memory), &second_->columns()},
+                                          first_->morsels(), columns_, needed_, counted(run));
+  }
+
+  relation_ptr first_;
+  relation_ptr second_;
+  column_mask needed_;
+};
+
+} // namespace
+
+relation_ptr make_union_all(relation_ptr first, relation_ptr second, const column_mask &needed) {
+  return std::make_unique<union_all>(std::move(first), std::move(second), needed);
+}
+
+} // namespace store::exec
