@@ -84,6 +84,10 @@ decltype(auto) with_type(representation form, const Take &take) {
 inline constexpr uint32_t no_row = ~uint32_t{0};
 vector gathered(const vector &from, std::span<const uint32_t> rows, arena &memory, bool may_miss = false);
 
+// Some rows of a vector, from a multiple of 64 on, where they are.
+vector rows_of(const vector &from, size_t first, size_t rows);
+bool has_null(const vector &values);
+
 // Codes as values of their type's representation; other vectors as they are.
 vector plain_values(const vector &from, const layout &of, arena &memory);
 

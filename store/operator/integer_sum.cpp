@@ -1,0 +1,125 @@
+#include "store/operator/integer_sum.hpp"
+
+#include <algorithm>
+#include <limits>
+#include <vector>
+
+#include <fmt/format.h>
+
+#include "store/chunk/chunk.hpp"
+#include "store/chunk/large_memory.hpp"
+#include "store/error.hpp"
+
+namespace store::exec {
+
+namespace {
+
+// Sums of 64 bits, which are added to sums of 128 bits before they could overflow: each row uses up some of the room.
+class bounded_sum final : public accumulator {
+public:
+  // No value is larger, without its sign.
+  bounded_sum(uint64_t largest, representation result)
+      : rows_of_room_((uint64_t{1} << 63) / (largest + 1)), result_(result) {}
+
+  static bool can_sum(__int128 largest) { return largest <= std::numeric_limits<int64_t>::max() / (4 * chunk_rows); }
+
+  void grow(size_t groups) override {
+    sums_.resize(groups);
+    if (!flushed_.empty())
+      flushed_.resize(groups);
+  }
+  void add(const grouped_rows &rows, const vector &values) override {
+    use_room(rows.rows);
+    fold_rows(rows, values.int64s(), sums_.data(), [](int64_t &sum, int64_t value) { sum += value; });
+  }
+  void merge(const accumulator &other, std::span<const uint32_t> groups) override {
+    const auto &from = static_cast<const bounded_sum &>(other);
+    use_room(from.rows_);
+    if (!from.flushed_.empty())
+      flushed_.resize(sums_.size());
+    for (size_t g = 0; g < groups.size(); ++g) {
+      sums_[groups[g]] += from.sums_[g];
+      if (!from.flushed_.empty())
+        flushed_[groups[g]] += from.flushed_[g];
+    }
+  }
+  vector result(arena &memory) override {
+    if (result_ == representation::int64) {
+      for (size_t g = 0; g < flushed_.size(); ++g)
+        sums_[g] += static_cast<int64_t>(flushed_[g]);
+      return vector(std::span(sums_));
+    }
+    const std::span<__int128> out = memory.take<__int128>(sums_.size());
+    for (size_t g = 0; g < sums_.size(); ++g)
+      out[g] = sums_[g] + (flushed_.empty() ? 0 : flushed_[g]);
+    return vector(out);
+  }
+
+private:
+  void use_room(uint64_t rows) {
+    if (rows > rows_of_room_ - rows_)
+      flush();
+    rows_ += rows;
+  }
+  void flush() {
+    flushed_.resize(sums_.size());
+    for (size_t g = 0; g < sums_.size(); ++g)
+      flushed_[g] += sums_[g];
+    std::fill(sums_.begin(), sums_.end(), 0);
+    rows_ = 0;
+  }
+
+  uint64_t rows_of_room_;
+  uint64_t rows_ = 0; // that are in `sums_`
+  representation result_;
+  large_vector<int64_t> sums_;
+  large_vector<__int128> flushed_; // empty until the first flush
+};
+
+[[noreturn]] void overflow(__int128 sum, __int128 value) {
+  throw error(fmt::format("Out of Range Error: Overflow in HUGEINT addition: {} + {}", sum, value));
+}
+
+// Sums of 128 bits of any values.
+template <class T>
+class wide_sum final : public accumulator {
+public:
+  void grow(size_t groups) override { sums_.resize(groups); }
+  void add(const grouped_rows &rows, const vector &values) override {
+    fold_rows(rows, values.values<T>(), sums_.data(), [](__int128 &sum, T value) { add_to(sum, value); });
+  }
+  void merge(const accumulator &other, std::span<const uint32_t> groups) override {
+    const auto &from = static_cast<const wide_sum &>(other);
+    for (size_t g = 0; g < groups.size(); ++g)
+      add_to<__int128>(sums_[groups[g]], from.sums_[g]);
+  }
+  vector result(arena &) override { return vector(std::span(sums_)); }
+
+private:
+  // Rows are too few for a sum of 64-bit values to overflow.
+  template <class Value>
+  static void add_to(__int128 &sum, Value value) {
+    if constexpr (std::is_same_v<Value, int64_t>) {
+      sum += value;
+    } else if (__int128 out; !__builtin_add_overflow(sum, value, &out)) {
+      sum = out;
+    } else {
+      overflow(sum, value);
+    }
+  }
+
+  large_vector<__int128> sums_;
+};
+
+} // namespace
+
+std::unique_ptr<accumulator> make_integer_sum(const layout &values, representation result) {
+  if (values.form == representation::int128)
+    return std::make_unique<wide_sum<__int128>>();
+  const __int128 largest = values.bounds ? std::max(values.bounds->high, -values.bounds->low) : most_rows * most_rows;
+  if (bounded_sum::can_sum(largest))
+    return std::make_unique<bounded_sum>(static_cast<uint64_t>(std::max<__int128>(largest, 0)), result);
+  return std::make_unique<wide_sum<int64_t>>();
+}
+
+} // namespace store::exec
