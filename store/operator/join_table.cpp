@@ -20,7 +20,7 @@ void join_table::list_rows(std::span<const uint32_t> group_of_row, size_t groups
 std::unique_ptr<const join_table> make_join_table(const vorn_ctx &library, const built_keys &keys, group_rows asked,
                                                   arena &memory) {
   const std::optional<uint64_t> range = keys.packing().range();
-  constexpr uint64_t array_range = 1 << 16; // 256 KB
+  constexpr uint64_t array_range = 1 << 16;        // 256 KB
   constexpr uint64_t least_bitmap_range = 1 << 22; // 1 MB
   constexpr uint64_t bitmap_range_per_row = 128;   // 32 bytes a row, as much as a hash table needs
   if (range && *range <= std::max<uint64_t>(array_range, 2 * keys.rows()))
