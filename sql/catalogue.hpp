@@ -6,7 +6,6 @@
 #include <functional>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <span>
 #include <string>
 #include <vector>
@@ -54,18 +53,24 @@ public:
   // Where a table comes from; null of a table that a program has added.
   const table_source *source_of(const std::string &name);
 
+  const vorn_ctx &library() const { return library_; }
+
   // Called now and then while a column is loaded, by the thread that asked for the column.
   void on_progress(std::function<void(const load_progress &)> call) { progress_ = std::move(call); }
   // Ends what DuckDB reads for this, from another thread or from a signal handler.
-  void interrupt();
+  void interrupt() { reader_.interrupt(); }
 
 private:
   struct entry {
     std::vector<std::filesystem::path> files;
-    std::unique_ptr<table_source> source;
+    std::shared_ptr<const table_source> source;
     std::shared_ptr<exec::table> opened;
   };
-  void open(const std::string &name, entry &of);
+  // A table that was added or found before; null without one.
+  entry *known(const std::string &name);
+  entry &opened(const std::string &name);
+  std::vector<std::filesystem::path> files_of(const std::string &pattern);
+  std::shared_ptr<const column> load(const std::string &table, const table_source &source, size_t index);
 
   const vorn_ctx &library_;
   choice_map encodings_;

@@ -3,6 +3,8 @@
 #include "sql/duckdb_api.hpp"
 #include "store/error.hpp"
 
+#include <algorithm>
+#include <cctype>
 #include <new>
 
 namespace store::duckdb {
@@ -22,12 +24,6 @@ std::string quoted(std::string_view text, char quote) {
 }
 
 } // namespace
-
-std::string_view vector::text(uint64_t row) const {
-  // The accessor takes a pointer to non-const but only reads: short texts lie inside the value itself.
-  auto *value = const_cast<duckdb_string_t *>(static_cast<const duckdb_string_t *>(values_)) + row;
-  return {duckdb_string_t_data(value), duckdb_string_t_length(*value)};
-}
 
 uint64_t chunk::rows() const { return duckdb_data_chunk_get_size(handle_.get()); }
 
@@ -67,6 +63,23 @@ result statement::run() {
   return out;
 }
 
+result statement::stream() {
+  result out;
+  if (duckdb_execute_prepared_streaming(handle_.get(), &out.owned_->handle) != duckdb_success)
+    fail(duckdb_result_error(&out.owned_->handle));
+  return out;
+}
+
+std::vector<std::string> statement::names() const {
+  std::vector<std::string> out;
+  for (idx_t i = 0; i < duckdb_prepared_statement_column_count(handle_.get()); ++i) {
+    const char *name = duckdb_prepared_statement_column_name(handle_.get(), i);
+    out.emplace_back(name);
+    duckdb_free(const_cast<char *>(name));
+  }
+  return out;
+}
+
 void statement::closer::operator()(void *closed) const { duckdb_destroy_prepare(&closed); }
 
 void *connection::opened() {
@@ -81,15 +94,32 @@ void *connection::opened() {
   duckdb_destroy_config(&config);
   if (!is_open)
     fail("DuckDB cannot open an in-memory database");
-  database_.reset(in_memory);
+  database_ = std::shared_ptr<void>(in_memory, [](void *closed) { duckdb_close(&closed); });
+  connect();
+  // A file of a kind that DuckDB does not know is an error, not a reason to fetch an extension.
+  query("SET GLOBAL autoinstall_known_extensions = false");
+  query("SET GLOBAL TimeZone = 'UTC'");
+  return handle_.get();
+}
+
+void connection::connect() {
   duckdb_connection connected = nullptr;
-  if (duckdb_connect(in_memory, &connected) != duckdb_success)
+  if (duckdb_connect(database_.get(), &connected) != duckdb_success)
     fail("DuckDB cannot connect to its in-memory database");
   handle_.reset(connected);
-  // A file of a kind that DuckDB does not know is an error, not a reason to fetch an extension.
-  query("SET autoinstall_known_extensions = false");
-  query("SET TimeZone = 'UTC'");
-  return connected;
+}
+
+connection connection::another() {
+  opened();
+  connection out(threads_);
+  out.database_ = database_;
+  out.connect();
+  return out;
+}
+
+void connection::interrupt() {
+  if (handle_)
+    duckdb_interrupt(handle_.get());
 }
 
 result connection::query(const std::string &sql) {
@@ -99,13 +129,7 @@ result connection::query(const std::string &sql) {
   return out;
 }
 
-result connection::stream(const std::string &sql) {
-  const statement prepared = prepare(sql);
-  result out;
-  if (duckdb_execute_prepared_streaming(prepared.handle_.get(), &out.owned_->handle) != duckdb_success)
-    fail(duckdb_result_error(&out.owned_->handle));
-  return out;
-}
+result connection::stream(const std::string &sql) { return prepare(sql).stream(); }
 
 statement connection::prepare(const std::string &sql) {
   duckdb_prepared_statement prepared = nullptr;
@@ -116,11 +140,32 @@ statement connection::prepare(const std::string &sql) {
   return out;
 }
 
-void connection::database_closer::operator()(void *closed) const { duckdb_close(&closed); }
+std::vector<std::string> connection::table_names(const std::string &sql) {
+  std::vector<std::string> out;
+  duckdb_value list = duckdb_get_table_names(opened(), sql.c_str(), false);
+  if (list == nullptr)
+    return out;
+  for (idx_t i = 0; i < duckdb_get_list_size(list); ++i) {
+    duckdb_value item = duckdb_get_list_child(list, i);
+    char *name = duckdb_get_varchar(item);
+    out.emplace_back(name);
+    duckdb_free(name);
+    duckdb_destroy_value(&item);
+  }
+  duckdb_destroy_value(&list);
+  return out;
+}
+
 void connection::connection_closer::operator()(void *closed) const { duckdb_disconnect(&closed); }
 
 std::string version() { return duckdb_library_version(); }
 std::string quoted_name(std::string_view name) { return quoted(name, '"'); }
 std::string quoted_text(std::string_view text) { return quoted(text, '\''); }
+
+std::string lower_case(std::string_view name) {
+  std::string out(name);
+  std::transform(out.begin(), out.end(), out.begin(), [](unsigned char c) { return std::tolower(c); });
+  return out;
+}
 
 } // namespace store::duckdb

@@ -3,14 +3,41 @@
 // Thin owners of the handles; a failure is a store::error with DuckDB's message.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace store::duckdb {
+
+// A text as DuckDB has it in a vector: its length, then its bytes or, when there are more than 12, four of them and a
+// pointer to all.
+struct text_value {
+  uint32_t length;
+  char bytes[12];
+
+  const char *pointer() const {
+    const char *out;
+    std::memcpy(&out, bytes + 4, sizeof out);
+    return out;
+  }
+  // A longer text is not copied, and must stay where it is.
+  static text_value of(std::string_view text) {
+    text_value out{static_cast<uint32_t>(text.size()), {}};
+    if (text.size() <= sizeof out.bytes) {
+      std::copy(text.begin(), text.end(), out.bytes);
+    } else {
+      const char *const all = text.data();
+      std::memcpy(out.bytes, all, 4);
+      std::memcpy(out.bytes + 4, &all, sizeof all);
+    }
+    return out;
+  }
+};
 
 // One column of a chunk.  Valid as long as the chunk.
 class vector {
@@ -27,7 +54,14 @@ public:
     std::memcpy(&out, static_cast<const char *>(values_) + row * sizeof out, sizeof out);
     return out;
   }
-  std::string_view text(uint64_t row) const;
+  std::string_view text(uint64_t row) const {
+    const auto &value = static_cast<const text_value *>(values_)[row];
+    return {value.length <= sizeof value.bytes ? value.bytes : value.pointer(), value.length};
+  }
+
+  // As DuckDB has them.  Null where no row is NULL.
+  const void *data() const { return values_; }
+  const uint64_t *validity() const { return valid_rows_; }
 
 private:
   const void *values_;
@@ -69,6 +103,13 @@ private:
 class statement {
 public:
   result run();
+  // The same, but rows are made as they are fetched; the next query of the connection ends this.
+  result stream();
+
+  // The names of the columns.
+  std::vector<std::string> names() const;
+  // The handle, for calls that this does not wrap.
+  void *handle() const { return handle_.get(); }
 
 private:
   friend class connection;
@@ -86,23 +127,29 @@ public:
   // On this many threads; without a number on as many as there are processors.
   explicit connection(std::optional<uint32_t> chosen_threads = {}) : threads_(chosen_threads) {}
 
+  // Another connection with the same database, for a second thread or for a query while another one runs.
+  connection another();
+
   result query(const std::string &sql);
   // The same, but rows are made as they are fetched, rather than all at first; the next query ends this.
   result stream(const std::string &sql);
   statement prepare(const std::string &sql);
+  // The names of the tables that a query reads, as they stand there.  None of a query that cannot be parsed.
+  std::vector<std::string> table_names(const std::string &sql);
 
   // The duckdb_connection, for calls that this does not wrap.
   void *opened();
+  // Ends the query that runs, from another thread or from a signal handler.
+  void interrupt();
 
 private:
-  struct database_closer {
-    void operator()(void *closed) const;
-  };
   struct connection_closer {
     void operator()(void *closed) const;
   };
+  void connect();
+
   std::optional<uint32_t> threads_;
-  std::unique_ptr<void, database_closer> database_;
+  std::shared_ptr<void> database_;
   std::unique_ptr<void, connection_closer> handle_;
 };
 
@@ -112,5 +159,8 @@ std::string version();
 // A name and a text as SQL writes them.
 std::string quoted_name(std::string_view name);
 std::string quoted_text(std::string_view text);
+
+// A name as SQL compares it.
+std::string lower_case(std::string_view name);
 
 } // namespace store::duckdb

@@ -32,13 +32,6 @@ typedef struct {
   void *internal_data;
 } duckdb_result;
 
-// A text value: its length, then its bytes or, when there are more than 12, four of them and a pointer.
-typedef struct {
-  uint32_t length;
-  char prefix[4];
-  char *pointer;
-} duckdb_string_t;
-
 typedef void (*duckdb_delete_callback_t)(void *data);
 typedef void (*duckdb_table_function_bind_t)(duckdb_bind_info info);
 typedef void (*duckdb_table_function_init_t)(duckdb_init_info info);
@@ -68,7 +61,8 @@ const char *duckdb_prepare_error(duckdb_prepared_statement statement);
 idx_t duckdb_prepared_statement_column_count(duckdb_prepared_statement statement);
 const char *duckdb_prepared_statement_column_name(duckdb_prepared_statement statement, idx_t column);
 duckdb_logical_type duckdb_prepared_statement_column_logical_type(duckdb_prepared_statement statement, idx_t column);
-duckdb_state duckdb_bind_varchar_length(duckdb_prepared_statement statement, idx_t index, const char *text, idx_t bytes);
+duckdb_state duckdb_bind_varchar_length(duckdb_prepared_statement statement, idx_t index, const char *text,
+                                        idx_t bytes);
 duckdb_state duckdb_execute_prepared(duckdb_prepared_statement statement, duckdb_result *out);
 duckdb_state duckdb_execute_prepared_streaming(duckdb_prepared_statement statement, duckdb_result *out);
 void duckdb_destroy_prepare(duckdb_prepared_statement *statement);
@@ -84,14 +78,12 @@ duckdb_vector duckdb_data_chunk_get_vector(duckdb_data_chunk chunk, idx_t column
 void *duckdb_vector_get_data(duckdb_vector vector);
 uint64_t *duckdb_vector_get_validity(duckdb_vector vector);
 void duckdb_vector_ensure_validity_writable(duckdb_vector vector);
-void duckdb_vector_assign_string_element_len(duckdb_vector vector, idx_t row, const char *text, idx_t bytes);
-uint32_t duckdb_string_t_length(duckdb_string_t string);
-const char *duckdb_string_t_data(duckdb_string_t *string);
 
 // Types and values.
 void duckdb_destroy_logical_type(duckdb_logical_type *type);
 void duckdb_destroy_value(duckdb_value *value);
 char *duckdb_get_varchar(duckdb_value value);
+uint64_t duckdb_get_uint64(duckdb_value value);
 idx_t duckdb_get_list_size(duckdb_value value);
 duckdb_value duckdb_get_list_child(duckdb_value value, idx_t index);
 
@@ -129,6 +121,9 @@ void duckdb_scalar_function_set_name(duckdb_scalar_function function, const char
 void duckdb_scalar_function_add_parameter(duckdb_scalar_function function, duckdb_logical_type type);
 void duckdb_scalar_function_set_return_type(duckdb_scalar_function function, duckdb_logical_type type);
 void duckdb_scalar_function_set_function(duckdb_scalar_function function, duckdb_scalar_function_t run);
+void duckdb_scalar_function_set_extra_info(duckdb_scalar_function function, void *info,
+                                           duckdb_delete_callback_t destroy);
+void *duckdb_scalar_function_get_extra_info(duckdb_function_info info);
 void duckdb_scalar_function_set_error(duckdb_function_info info, const char *message);
 duckdb_state duckdb_register_scalar_function(duckdb_connection connection, duckdb_scalar_function function);
 }

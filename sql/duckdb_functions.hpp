@@ -5,12 +5,14 @@
 #include <span>
 
 #include "store/evaluate/scalar_functions.hpp"
+#include <vorn/vorn.h>
 
 namespace store::sql {
 
 class duckdb_functions final : public exec::scalar_functions {
 public:
-  duckdb_functions();
+  // Points are tested for polygons with the library, which outlives this.
+  explicit duckdb_functions(const vorn_ctx &library);
   ~duckdb_functions() override;
 
   std::unique_ptr<exec::scalar_function> bind(const logical::expression &what,

@@ -31,19 +31,30 @@ std::string list_of(std::span<const std::filesystem::path> paths) {
   return fmt::format("[{}]", fmt::join(names, ", "));
 }
 
+enum class file_kind { parquet, text, other };
+
+file_kind kind_of(const std::filesystem::path &path) {
+  const std::string name = path.filename().string();
+  const auto has_ending = [&](std::string_view ending) { return name.ends_with(ending); };
+  if (has_ending(".parquet"))
+    return file_kind::parquet;
+  static constexpr std::string_view text_endings[] = {".csv", ".tsv", ".csv.gz", ".tsv.gz"};
+  return std::any_of(std::begin(text_endings), std::end(text_endings), has_ending) ? file_kind::text : file_kind::other;
+}
+
 std::string scan_of(std::span<const std::filesystem::path> paths) {
-  const std::string extension = paths.front().extension().string();
+  const file_kind kind = kind_of(paths.front());
   for (const std::filesystem::path &path : paths) {
     if (!std::filesystem::exists(path))
       throw error(fmt::format("no such file: {}", shortened(path.string())));
-    if (path.extension() != ".parquet" && path.extension() != ".csv")
+    if (kind_of(path) == file_kind::other)
       throw error(fmt::format("neither a .parquet nor a .csv file: {}", shortened(path.string())));
-    if (path.extension() != extension)
+    if (kind_of(path) != kind)
       throw error("the files are not of one kind");
   }
   // Folders with names such as a=1 add no columns.
   const std::string list = fmt::format("{}, hive_partitioning = false", list_of(paths));
-  if (extension == ".parquet")
+  if (kind == file_kind::parquet)
     return fmt::format("read_parquet({})", list);
   // The types of a CSV file are guessed from all of its rows, so that no later row can contradict them.
   return fmt::format("read_csv({}, sample_size = -1)", list);
@@ -62,6 +73,8 @@ std::vector<column_info> columns_of(duckdb::connection &db, const std::string &s
 
 } // namespace
 
+bool is_table_file(const std::filesystem::path &path) { return kind_of(path) != file_kind::other; }
+
 table_file::table_file(duckdb::connection &db, std::span<const std::filesystem::path> paths)
     : database_(db), scan_(scan_of(paths)) {
   stem = paths.front().stem().string();
@@ -75,7 +88,7 @@ table_file::table_file(duckdb::connection &db, std::span<const std::filesystem::
       throw error(fmt::format("the columns of {} are not those of {}", shortened(path.string()),
                               shortened(paths.front().string())));
   }
-  if (paths.front().extension() == ".parquet")
+  if (kind_of(paths.front()) == file_kind::parquet)
     statistics_ = fmt::format("parquet_metadata({})", list_of(paths));
   row_count = static_cast<uint64_t>(
       database_.query(fmt::format("SELECT count(*) FROM {}", scan_)).next()->column(0).number<int64_t>(0));

@@ -15,6 +15,9 @@
 
 namespace store {
 
+// Whether DuckDB reads a file as a table, by its ending: .parquet, .csv, .tsv, .csv.gz or .tsv.gz.
+bool is_table_file(const std::filesystem::path &path);
+
 class table_file final : public table_source {
 public:
   // Several files are one table, their rows one after the other.  Throws store::error when there is no such file or it

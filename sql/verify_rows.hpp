@@ -8,9 +8,9 @@
 #include <vector>
 
 #include "sql/connection.hpp"
+#include "store/arrow/selection.hpp"
 #include "store/decode/row_source.hpp"
 #include "store/encode/column.hpp"
-#include "store/query/selection.hpp"
 #include <vorn/vorn.h>
 
 namespace store {

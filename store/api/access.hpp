@@ -5,9 +5,8 @@
 #include <utility>
 #include <vector>
 
+#include "store/arrow/selection.hpp"
 #include "store/error.hpp"
-#include "store/query/filter.hpp"
-#include "store/query/selection.hpp"
 #include "store/value/column_names.hpp"
 #include <vorn/store/table.hpp>
 

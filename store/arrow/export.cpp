@@ -3,18 +3,20 @@
 #include <algorithm>
 #include <bit>
 #include <cerrno>
+#include <deque>
+#include <functional>
 #include <memory>
 #include <new>
+#include <numeric>
 #include <string>
 #include <utility>
-#include <variant>
 #include <vector>
 
 #include "store/arrow/array_writer.hpp"
 #include "store/arrow/arrow_type.hpp"
 #include "store/arrow/exported.hpp"
-#include "store/decode/code_reader.hpp"
 #include "store/error.hpp"
+#include "store/operator/column_reader.hpp"
 
 namespace store {
 
@@ -40,43 +42,21 @@ array_parts row_numbers(const selection &selected, uint64_t rows) {
   return {static_cast<int64_t>(selected.count), 0, {arrow_buffer(), arrow_buffer(std::move(numbers))}};
 }
 
-// A column on its way out, some thousand rows at a time: codes of its dictionary as they are, or values.
-struct outgoing_column {
-  std::unique_ptr<array_writer> writer;
-  std::unique_ptr<code_reader> coded = {}; // null where the rows' source has its cells
-  std::variant<std::span<const uint32_t>, std::span<const cell>> next = {};
-
-  bool has_room(uint64_t most_text_bytes) const {
-    return std::visit([&](auto values) { return writer->has_room_for(values, most_text_bytes); }, next);
-  }
-  void append() {
-    std::visit([&](auto values) { writer->append(values); }, next);
-  }
-};
+// Gives some rows to a taker, as vectors without codes, each time that it is asked.  Returns false at the end.
+using plain_taker = std::function<void(std::span<const exec::vector> columns, uint32_t rows)>;
+using row_feed = std::function<bool(const plain_taker &take)>;
 
 // The stream's own data.
 class outgoing_rows {
 public:
-  outgoing_rows(const vorn_ctx &ctx, std::span<const column *const> of, std::optional<selection> rows,
+  outgoing_rows(std::span<const exec::layout> columns, std::span<const std::string> names, row_feed feed,
                 const arrow_batch_limits &limited)
-      : selected_(rows ? std::make_shared<const selection>(std::move(*rows)) : nullptr), limits_(limited) {
-    std::vector<const column *> read;
-    for (const column *c : of) {
-      add({c->name, c->type}, c->has_nulls(), std::get_if<dictionary>(&c->values));
-      if (c->is_dictionary())
-        columns_.back().coded = std::make_unique<code_reader>(ctx, *c, selected_.get());
-      else
-        read.push_back(c);
+      : feed_(std::move(feed)), limits_(limited) {
+    for (size_t c = 0; c < columns.size(); ++c) {
+      const column_type &type = columns[c].held();
+      writers_.push_back(writer_of(type));
+      fields_.push_back({format_of(type), names[c], metadata_of(type), columns[c].has_nulls});
     }
-    if (!read.empty())
-      source_ = std::make_unique<table_scan>(ctx, read, selected_);
-    go_on();
-  }
-  outgoing_rows(std::unique_ptr<row_source> rows, std::span<const heading> headings, const arrow_batch_limits &limited)
-      : source_(std::move(rows)), limits_(limited) {
-    for (const heading &h : headings)
-      add(h, true, nullptr);
-    go_on();
   }
   outgoing_rows(const outgoing_rows &) = delete;
 
@@ -84,54 +64,167 @@ public:
 
   // A released one at the end.
   ArrowArray batch() {
-    array_parts out{0, 0, {arrow_buffer()}};
-    while (waiting_ != 0 && (out.length == 0 || has_room(static_cast<uint64_t>(out.length)))) {
-      for (outgoing_column &c : columns_)
-        c.append();
-      out.length += static_cast<int64_t>(waiting_);
-      go_on();
+    while (ready_.empty() && !at_end_) {
+      at_end_ = !feed_([this](std::span<const exec::vector> columns, uint32_t rows) { append(columns, rows); });
+      if (at_end_ && waiting_ != 0)
+        end_batch();
     }
-    if (out.length == 0)
+    if (ready_.empty())
       return {};
-    for (outgoing_column &c : columns_)
-      out.children.push_back(c.writer->finish());
+    array_parts out = std::move(ready_.front());
+    ready_.pop_front();
     return exported(std::move(out));
   }
 
   std::string last_error;
 
 private:
-  void add(const heading &of, bool has_nulls, const dictionary *entries) {
-    columns_.push_back({writer_of(of.type, has_nulls, entries)});
-    fields_.push_back({format_of(of.type), of.name, metadata_of(of.type), has_nulls});
+  void append(std::span<const exec::vector> columns, uint32_t rows) {
+    if (waiting_ != 0 && !has_room(columns, rows))
+      end_batch();
+    for (size_t c = 0; c < columns.size(); ++c)
+      writers_[c]->append(columns[c]);
+    waiting_ += rows;
   }
 
-  // All columns have equally many rows; none at the end.
-  void go_on() {
-    waiting_ = source_ ? source_->next() : 0;
-    size_t cells = 0;
-    for (outgoing_column &c : columns_)
-      if (c.coded) {
-        const std::span<const uint32_t> codes = c.coded->next();
-        waiting_ = codes.size();
-        c.next = codes;
-      } else if (waiting_ != 0) {
-        c.next = source_->rows()[cells++];
-      }
+  bool has_room(std::span<const exec::vector> columns, uint32_t rows) const {
+    bool out = waiting_ + rows <= limits_.rows;
+    for (size_t c = 0; c < columns.size() && out; ++c)
+      out = writers_[c]->has_room_for(columns[c], limits_.text_bytes);
+    return out;
   }
 
-  bool has_room(uint64_t rows) const {
-    return rows + waiting_ <= limits_.rows &&
-           std::all_of(columns_.begin(), columns_.end(),
-                       [&](const outgoing_column &c) { return c.has_room(limits_.text_bytes); });
+  void end_batch() {
+    array_parts out{static_cast<int64_t>(std::exchange(waiting_, 0)), 0, {arrow_buffer()}};
+    for (const auto &writer : writers_)
+      out.children.push_back(writer->finish());
+    ready_.push_back(std::move(out));
   }
 
-  std::shared_ptr<const selection> selected_; // null for all rows
-  std::unique_ptr<row_source> source_;        // null where all columns have codes
+  row_feed feed_;
   arrow_batch_limits limits_;
-  std::vector<outgoing_column> columns_;
+  std::vector<std::unique_ptr<array_writer>> writers_;
   std::vector<schema_parts> fields_;
   uint64_t waiting_ = 0; // rows that no batch has yet
+  std::deque<array_parts> ready_;
+  bool at_end_ = false;
+};
+
+// Columns of a table, read a row group at a time.
+class table_feed {
+public:
+  table_feed(const vorn_ctx &ctx, std::span<const column *const> of, std::optional<selection> rows)
+      : selected_(std::move(rows)) {
+    std::vector<column_info> infos;
+    for (const column *c : of)
+      infos.push_back({c->name, {}, c->type});
+    const auto not_owned = [of = std::vector(of.begin(), of.end())](size_t index) {
+      return std::shared_ptr<const column>(std::shared_ptr<void>(), of[index]);
+    };
+    table_ = std::make_unique<exec::table>("", std::move(infos), of.front()->rows, not_owned);
+    for (size_t c = 0; c < of.size(); ++c) {
+      layouts_.push_back(exec::layout_of(*table_, c));
+      layouts_.back().type.held = of[c]->type;
+      readers_.emplace_back(ctx, *of[c], layouts_.back().form, table_->values_of(c).get(), nullptr);
+    }
+  }
+
+  const std::vector<exec::layout> &layouts() const { return layouts_; }
+
+  bool give(const plain_taker &take) {
+    const uint64_t first = next_ * uint64_t{batch_rows};
+    if (first >= table_->rows())
+      return false;
+    const auto rows = static_cast<uint32_t>(std::min<uint64_t>(batch_rows, table_->rows() - first));
+    positions_.resize(selected_ ? selected_->batch_counts[next_] : rows);
+    if (selected_)
+      fill_positions(rows);
+    else
+      std::iota(positions_.begin(), positions_.end(), 0);
+    std::vector<exec::vector> columns(readers_.size());
+    for (std::span<const uint32_t> rest = positions_; !rest.empty();) {
+      const std::span<const uint32_t> some = rest.first(std::min<size_t>(rest.size(), exec::chunk_rows));
+      rest = rest.subspan(some.size());
+      memory_.rewind({});
+      for (size_t c = 0; c < readers_.size(); ++c)
+        columns[c] = exec::plain_values(readers_[c].read(next_, some, memory_), layouts_[c], memory_);
+      take(columns, static_cast<uint32_t>(some.size()));
+    }
+    ++next_;
+    return true;
+  }
+
+private:
+  void fill_positions(uint32_t rows) {
+    vorn_lbiwv_ictx ones{};
+    vorn_global_ctx.vorn_lbiwv_ictx_ini2_dydi(&ones, selected_->batch_words(next_), rows, 0, 0);
+    vorn_global_ctx.vorn_lbiwvones_dydi(&ones, positions_.data(), static_cast<uint32_t>(positions_.size()));
+  }
+
+  std::optional<selection> selected_; // nothing for all rows
+  std::unique_ptr<exec::table> table_;
+  std::vector<exec::layout> layouts_;
+  std::vector<exec::column_reader> readers_;
+  exec::arena memory_;
+  std::vector<uint32_t> positions_; // in the row group
+  size_t next_ = 0;                 // row group
+};
+
+// The rows of opened operators, a morsel at a time.
+class relation_feed {
+public:
+  relation_feed(exec::relation &from, const exec::query_run &run) : rows_(from), run_(run) {}
+
+  bool give(const plain_taker &take) {
+    if (next_ == rows_.morsels())
+      return false;
+    if (run_.is_interrupted)
+      throw exec::interrupted();
+    exec::arena &memory = run_.memory.front();
+    const exec::arena::mark begun = memory.here();
+    if (!stream_)
+      stream_ = rows_.begin(run_, memory);
+    std::vector<exec::vector> columns(rows_.columns().size());
+    stream_->give(next_++, [&](exec::chunk &some) {
+      for (size_t c = 0; c < columns.size(); ++c)
+        columns[c] = exec::plain_values(some.column(c), rows_.columns()[c], some.memory());
+      take(columns, some.rows());
+    });
+    memory.rewind(begun);
+    return true;
+  }
+
+private:
+  exec::relation &rows_;
+  exec::query_run run_;
+  std::unique_ptr<exec::stream> stream_;
+  size_t next_ = 0; // morsel
+};
+
+// The kept rows of an answer.
+class answer_feed {
+public:
+  explicit answer_feed(const exec::answer &of) : answer_(of) {}
+
+  bool give(const plain_taker &take) {
+    const size_t rows = std::min<size_t>(exec::chunk_rows, answer_.rows.rows() - next_);
+    if (rows == 0)
+      return false;
+    memory_.rewind({});
+    const std::span<const uint32_t> positions = exec::consecutive(next_, rows, memory_);
+    std::vector<exec::vector> columns;
+    for (size_t c = 0; c < answer_.columns.size(); ++c)
+      columns.push_back(
+          exec::plain_values(exec::gathered(answer_.rows.values(c), positions, memory_), answer_.columns[c], memory_));
+    take(columns, static_cast<uint32_t>(rows));
+    next_ += rows;
+    return true;
+  }
+
+private:
+  const exec::answer &answer_;
+  exec::arena memory_;
+  size_t next_ = 0; // row
 };
 
 outgoing_rows &rows_of(ArrowArrayStream *stream) { return *static_cast<outgoing_rows *>(stream->private_data); }
@@ -190,12 +283,26 @@ arrow_owner<ArrowArrayStream> exported_rows(const vorn_ctx &ctx, std::span<const
                                             std::optional<selection> selected, const arrow_batch_limits &limits) {
   if (columns.empty())
     throw error("no column is to be handed out");
-  return stream_of(std::make_unique<outgoing_rows>(ctx, columns, std::move(selected), limits));
+  const auto from = std::make_shared<table_feed>(ctx, columns, std::move(selected));
+  std::vector<std::string> names;
+  for (const column *c : columns)
+    names.push_back(c->name);
+  return stream_of(std::make_unique<outgoing_rows>(
+      from->layouts(), names, [from](const plain_taker &take) { return from->give(take); }, limits));
 }
 
-arrow_owner<ArrowArrayStream> exported_rows(std::unique_ptr<row_source> rows, std::span<const heading> columns,
-                                            const arrow_batch_limits &limits) {
-  return stream_of(std::make_unique<outgoing_rows>(std::move(rows), columns, limits));
+arrow_owner<ArrowArrayStream> exported_rows(exec::relation &rows, std::span<const std::string> names,
+                                            const exec::query_run &run, const arrow_batch_limits &limits) {
+  rows.open(run);
+  const auto from = std::make_shared<relation_feed>(rows, run);
+  return stream_of(std::make_unique<outgoing_rows>(
+      rows.columns(), names, [from](const plain_taker &take) { return from->give(take); }, limits));
+}
+
+arrow_owner<ArrowArrayStream> exported_rows(const exec::answer &rows, const arrow_batch_limits &limits) {
+  const auto from = std::make_shared<answer_feed>(rows);
+  return stream_of(std::make_unique<outgoing_rows>(
+      rows.columns, rows.names, [from](const plain_taker &take) { return from->give(take); }, limits));
 }
 
 } // namespace store

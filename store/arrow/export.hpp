@@ -1,4 +1,4 @@
-// Exports selections, the selected rows of tables and the rows of plans to another library through the Arrow
+// Exports selections, the selected rows of tables and the rows of queries to another library through the Arrow
 // interfaces.
 //
 // The exported records own their memory.
@@ -9,11 +9,12 @@
 #include <memory>
 #include <optional>
 #include <span>
+#include <string>
 
 #include "store/arrow/owner.hpp"
-#include "store/decode/row_source.hpp"
+#include "store/arrow/selection.hpp"
 #include "store/encode/column.hpp"
-#include "store/query/selection.hpp"
+#include "store/operator/answer.hpp"
 #include <vorn/store/arrow_interface.h>
 #include <vorn/vorn.h>
 
@@ -39,11 +40,13 @@ struct arrow_batch_limits {
 arrow_owner<ArrowArrayStream> exported_rows(const vorn_ctx &ctx, std::span<const column *const> columns,
                                             std::optional<selection> selected, const arrow_batch_limits &limits = {});
 
-// The rows of a plan, such as a join or groups, under their headings: a count as a number of 64 bits, a sum of integers
-// as a decimal one of 38 digits, other sums and averages as doubles.  What the plan takes outlives the stream.  The
-// first rows are made here, with the errors of the plan, the others as the stream is read, which then ends with its
-// errors.
-arrow_owner<ArrowArrayStream> exported_rows(std::unique_ptr<row_source> rows, std::span<const heading> columns,
-                                            const arrow_batch_limits &limits = {});
+// The rows of a query under the names of their columns: HUGEINT as a decimal number of 38 digits.  Operators and run
+// outlive the stream.  The operators are opened here, with their errors, and the rows are made as the stream is read,
+// which ends with the errors of the rows.
+arrow_owner<ArrowArrayStream> exported_rows(exec::relation &rows, std::span<const std::string> names,
+                                            const exec::query_run &run, const arrow_batch_limits &limits = {});
+
+// The rows of an answer, which outlives the stream.
+arrow_owner<ArrowArrayStream> exported_rows(const exec::answer &rows, const arrow_batch_limits &limits = {});
 
 } // namespace store

@@ -7,7 +7,6 @@
 
 #include "store/arrow/arrow_type.hpp"
 #include "store/encode/column_builder.hpp"
-#include "store/query/filter.hpp"
 #include "store/value/column_names.hpp"
 #include <vorn/store/arrow_interface.h>
 

@@ -22,9 +22,7 @@ size_t chunk::add_source(row_source &from, std::span<const uint32_t> positions) 
   return sources_.size() - 1;
 }
 
-void chunk::add_column(size_t of_source, size_t column_of_source) {
-  columns_.push_back({of_source, column_of_source});
-}
+void chunk::add_column(size_t of_source, size_t column_of_source) { columns_.push_back({of_source, column_of_source}); }
 
 void chunk::add_column(const vector &values) { columns_.push_back({no_source, 0, true, values, generation()}); }
 

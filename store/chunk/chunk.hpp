@@ -1,8 +1,8 @@
 // Some thousand rows on their way between operators.
 //
-// The columns of a chunk are read late.  A chunk knows where its rows come from, a row group of a table or the rows that
-// a join has built, and at which positions.  A column is read when an operator first asks for it, at the rows that are
-// left by then.  A column that nobody asks for is never read.
+// The columns of a chunk are read late.  A chunk knows where its rows come from, a row group of a table or the rows
+// that a join has built, and at which positions.  A column is read when an operator first asks for it, at the rows that
+// are left by then.  A column that nobody asks for is never read.
 #pragma once
 
 #include <cstdint>

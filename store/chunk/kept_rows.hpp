@@ -41,9 +41,9 @@ private:
 
   representation form_;
   size_t rows_ = 0;
-  size_t room_ = 0;                         // bytes
-  std::unique_ptr<void, freed> memory_;     // of the values
-  std::vector<uint64_t> validity_;          // empty as long as there is no NULL
+  size_t room_ = 0;                            // bytes
+  std::unique_ptr<void, freed> memory_;        // of the values
+  std::vector<uint64_t> validity_;             // empty as long as there is no NULL
   std::vector<std::unique_ptr<char[]>> texts_; // the bytes of texts
 };
 

@@ -35,6 +35,27 @@ vector gathered(const vector &from, std::span<const uint32_t> rows, arena &memor
   });
 }
 
+vector rows_of(const vector &from, size_t first, size_t rows) {
+  vector out = from;
+  out.rows = static_cast<uint32_t>(rows);
+  out.data =
+      with_type(from.form, [&]<class T>(T) -> const void * { return static_cast<const T *>(from.data) + first; });
+  if (from.validity != nullptr)
+    out.validity = from.validity + first / 64;
+  return out;
+}
+
+bool has_null(const vector &values) {
+  if (values.validity == nullptr)
+    return false;
+  const size_t whole = values.rows / 64;
+  for (size_t word = 0; word < whole; ++word)
+    if (~values.validity[word] != 0)
+      return true;
+  const size_t rest = values.rows % 64;
+  return rest != 0 && (~values.validity[whole] & ((uint64_t{1} << rest) - 1)) != 0;
+}
+
 vector plain_values(const vector &from, const layout &of, arena &memory) {
   if (from.form != representation::codes)
     return from;

@@ -84,16 +84,9 @@ decltype(auto) with_type(representation form, const Take &take) {
 inline constexpr uint32_t no_row = ~uint32_t{0};
 vector gathered(const vector &from, std::span<const uint32_t> rows, arena &memory, bool may_miss = false);
 
-// Rows one after another of a vector.  `first` is a multiple of 64.
-inline vector sliced(const vector &from, size_t first, size_t rows) {
-  vector out = from;
-  out.rows = static_cast<uint32_t>(rows);
-  out.data =
-      with_type(from.form, [&]<class T>(T) -> const void * { return static_cast<const T *>(from.data) + first; });
-  if (from.validity != nullptr)
-    out.validity = from.validity + first / 64;
-  return out;
-}
+// Some rows of a vector, from a multiple of 64 on, where they are.
+vector rows_of(const vector &from, size_t first, size_t rows);
+bool has_null(const vector &values);
 
 // Codes as values of their type's representation; other vectors as they are.
 vector plain_values(const vector &from, const layout &of, arena &memory);

@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "store/arrow/selection.hpp"
 #include "store/encode/column.hpp"
-#include "store/query/selection.hpp"
 
 namespace store {
 

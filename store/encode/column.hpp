@@ -5,6 +5,8 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <map>
 #include <string>
 #include <variant>
 #include <vector>
@@ -105,5 +107,8 @@ struct column {
   };
   place find(const value_order &order) const;
 };
+
+// Columns by their names.
+using column_map = std::map<std::string, column, std::less<>>;
 
 } // namespace store

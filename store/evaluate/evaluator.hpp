@@ -15,6 +15,7 @@
 #include <memory>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "store/chunk/chunk.hpp"
@@ -62,7 +63,7 @@ public:
   bool keep(chunk &rows);
 
 private:
-  std::vector<std::unique_ptr<evaluator>> conditions_;
+  std::vector<std::pair<std::shared_ptr<const bound_expression>, std::unique_ptr<evaluator>>> conditions_;
 };
 
 } // namespace store::exec

@@ -3,15 +3,17 @@
 namespace store::exec {
 
 row_condition::row_condition(std::vector<std::shared_ptr<const bound_expression>> all_of) {
-  for (const std::shared_ptr<const bound_expression> &condition : all_of)
-    conditions_.push_back(condition->begin());
+  for (std::shared_ptr<const bound_expression> &condition : all_of) {
+    std::unique_ptr<evaluator> begun = condition->begin();
+    conditions_.emplace_back(std::move(condition), std::move(begun));
+  }
 }
 
 bool row_condition::keep(chunk &rows) {
-  for (const std::unique_ptr<evaluator> &condition : conditions_) {
+  for (const auto &[condition, evaluator] : conditions_) {
     if (rows.rows() == 0)
       return false;
-    const vector truth = condition->run(rows);
+    const vector truth = plain_values(evaluator->run(rows), condition->result(), rows.memory());
     const std::span<const int64_t> is_true = truth.int64s();
     const std::span<uint32_t> left = rows.memory().take<uint32_t>(is_true.size());
     size_t count = 0;

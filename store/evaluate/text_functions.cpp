@@ -48,7 +48,7 @@ public:
       const void *found = memmem(text.data(), text.size(), wanted.data(), wanted.size());
       if (found == nullptr)
         return false;
-      text.remove_prefix(static_cast<const char *>(found) - text.data() + wanted.size());
+      text.remove_prefix(static_cast<size_t>(static_cast<const char *>(found) - text.data()) + wanted.size());
     }
     return true;
   }

@@ -6,13 +6,13 @@
 #include <span>
 #include <vector>
 
+#include "store/arrow/selection.hpp"
 #include "store/encode/column.hpp"
 #include "store/join/bloom_map.hpp"
 #include "store/join/hash_table.hpp"
 #include "store/join/record_store.hpp"
 #include "store/join/row_groups.hpp"
 #include "store/join/sizing.hpp"
-#include "store/query/selection.hpp"
 #include <vorn/vorn.h>
 
 namespace store {

@@ -37,16 +37,16 @@ enum class join_kind {
   left,  // rows of the left child without a partner come with NULLs
   right, // the same of the right child
   full,
-  semi,  // rows of the left child that have a partner
-  anti,  // rows of the left child that have none
-  mark,  // rows of the left child, and whether they have a partner: a boolean, NULL where a comparison with NULL decides
+  semi, // rows of the left child that have a partner
+  anti, // rows of the left child that have none
+  mark, // rows of the left child, and whether they have a partner: a boolean, NULL where a comparison with NULL decides
   single // as left; a row with several partners takes the first one
 };
 
 struct join_condition {
-  expression left;      // over the columns of the left child
-  operation comparison; // equal, not_distinct_from, or another comparison
-  expression right;     // over the columns of the right child
+  expression left;                         // over the columns of the left child
+  operation comparison = operation::equal; // or not_distinct_from, or another comparison
+  expression right;                        // over the columns of the right child
 };
 
 enum class aggregate_kind { count_rows, count, sum, average, min, max, first };

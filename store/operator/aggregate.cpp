@@ -140,7 +140,7 @@ void aggregate::add_in_order(const query_run &run) {
     chunk c(memory, static_cast<uint32_t>(rows));
     for (size_t column = 0; column < needed.size(); ++column)
       if (needed[column])
-        c.add_column(sliced(kept.values(column), first, rows));
+        c.add_column(rows_of(kept.values(column), first, rows));
       else
         c.add_missing_column();
     for (group_state &groups : groups_)
@@ -210,7 +210,7 @@ void aggregate::groups_stream::produce(size_t morsel, const chunk_taker &take) {
     chunk out(memory_, static_cast<uint32_t>(rows));
     for (const group_column &column : of_.values_[from.set])
       if (column.is_there)
-        out.add_column(sliced(column.values, column.is_constant ? 0 : first, rows));
+        out.add_column(rows_of(column.values, column.is_constant ? 0 : first, rows));
       else
         out.add_missing_column();
     take(out);

@@ -2,13 +2,13 @@
 
 #include <algorithm>
 #include <array>
-#include <bit>
 #include <cstring>
 #include <mutex>
 #include <utility>
 
 #include <fmt/format.h>
 
+#include "store/encode/big_endian.hpp"
 #include "store/encode/encoded.hpp"
 #include "store/error.hpp"
 #include "store/library/source_vector.hpp"
@@ -22,7 +22,7 @@ namespace {
 uint64_t big_endian_at(const uint8_t *bytes) {
   uint64_t out;
   std::memcpy(&out, bytes, sizeof out);
-  return std::endian::native == std::endian::little ? __builtin_bswap64(out) : out;
+  return big_endian(out);
 }
 
 bool has_both_zeros(const dictionary &entries, const column_type &type) {
@@ -59,7 +59,7 @@ bool ascends(std::span<const uint32_t> positions) {
 }
 
 bool is_range(std::span<const uint32_t> positions) {
-  if (positions.back() - positions.front() != positions.size() - 1)
+  if (positions.back() - positions.front() + 1 != positions.size())
     return false;
   uint32_t differs = 0;
   for (size_t i = 0; i < positions.size(); ++i)
@@ -115,6 +115,21 @@ layout layout_of(table &of, size_t index) {
   return out;
 }
 
+void narrow(layout &as, const column &of, const ordinal_ranges *accepted) {
+  if (accepted == nullptr)
+    return;
+  const bool has_null = of.has_nulls() && accepted->contains(0);
+  const uint64_t values = accepted->size() - (has_null ? 1 : 0);
+  as.has_nulls = has_null;
+  as.distinct = std::min(as.distinct.value_or(values), values);
+  if (!as.bounds || values == 0)
+    return;
+  const auto ranges = accepted->ranges();
+  const bool is_null_alone = has_null && ranges.front().last == 0;
+  const uint64_t first = is_null_alone ? ranges[1].first : std::max(ranges.front().first, of.first_ordinal());
+  as.bounds = {number_of_ordinal(of, first), number_of_ordinal(of, ranges.back().last)};
+}
+
 const uint8_t *plain_stream(const vorn_ctx &library, const column &of, const batch &rows) {
   if (!of.compressed)
     return rows.stream.data();
@@ -163,6 +178,8 @@ void column_reader::open(size_t row_group) {
   stream_ = plain_stream(library_, of_, *rows_);
   if (of_.form == encoding::dict)
     source_ = source_vector(of_, *rows_, encoding_);
+  else if (of_.form == encoding::rle)
+    index_runs();
   else if (of_.form == encoding::dynp)
     index_lengths();
   else if (of_.form == encoding::prefix)
@@ -185,8 +202,11 @@ uint32_t column_reader::packed_code(uint32_t index) const {
 }
 
 void column_reader::read_packed(std::span<const uint32_t> positions, std::span<uint32_t> out, arena &memory) {
-  constexpr size_t few = 32;     // a call of the library costs as much as the codes of some rows
-  constexpr uint32_t one_in = 3; // of the rows that are unpacked
+  // A call of the library costs as much as the codes of some rows.  Unpacking all rows between the first and the last
+  // one and picking from them pays where one in 3 is wanted: with the kernels of AVX2 and codes of 20 bits, it takes
+  // 0.7 nanoseconds a row for nearly all rows, 0.8 for one in 2, 1.1 for one in 3; reading single codes takes 1.1.
+  constexpr size_t few = 32;
+  constexpr uint32_t one_in = 3;
   if (positions.size() > few && positions.back() >= positions.front() &&
       (positions.back() - positions.front()) / one_in < positions.size() && ascends(positions)) {
     const uint32_t first = positions.front();
@@ -218,21 +238,28 @@ void column_reader::unpack(uint32_t first, std::span<uint32_t> out) {
 }
 
 void column_reader::read_runs(std::span<const uint32_t> positions, std::span<uint32_t> out) const {
-  const uint32_t *const begins = rows_->cla.data(); // of the runs, and the end of the last one
-  const uint32_t *const end = begins + rows_->runs;
+  const uint32_t *const begins = offsets_.data(); // of the runs, and the end of the last one
   const uint32_t *run = begins;
+  if (!positions.empty() && is_range(positions)) {
+    run += run_index_[positions.front() / index_step];
+    while (positions.front() >= run[1])
+      ++run;
+    for (size_t done = 0; done < out.size(); ++run) {
+      const size_t end = std::min<size_t>(run[1] - positions.front(), out.size());
+      std::fill(out.begin() + static_cast<ptrdiff_t>(done), out.begin() + static_cast<ptrdiff_t>(end),
+                packed_code(static_cast<uint32_t>(run - begins)));
+      done = end;
+    }
+    return;
+  }
   uint32_t code = packed_code(0);
   for (size_t i = 0; i < positions.size(); ++i) {
     const uint32_t position = positions[i];
     if (position < run[0] || position >= run[1]) {
-      constexpr ptrdiff_t near = 4;
-      if (position < run[0])
-        run = std::upper_bound(begins, run, position) - 1;
-      else if (end - run > near && position >= run[near])
-        run = std::upper_bound(run + near, end, position) - 1;
-      else
-        while (position >= run[1])
-          ++run;
+      if (position < run[0] || position / index_step != run[0] / index_step)
+        run = begins + run_index_[position / index_step];
+      while (position >= run[1])
+        ++run;
       code = packed_code(static_cast<uint32_t>(run - begins));
     }
     out[i] = code;
@@ -310,6 +337,19 @@ vector column_reader::texts(std::span<const uint32_t> positions, arena &memory) 
   for (size_t i = 0; i < out.size(); ++i)
     out[i] = {from + positions[i] * bytes, bytes};
   return vector(out);
+}
+
+void column_reader::index_runs() {
+  offsets_.resize(rows_->cla.size());
+  for (size_t i = 0; i < offsets_.size(); ++i)
+    offsets_[i] = big_endian(rows_->cla[i]);
+  run_index_.resize(rows_->rows / index_step + 1);
+  uint32_t run = 0;
+  for (uint32_t i = 0; i < run_index_.size(); ++i) {
+    while (run + 1 < rows_->runs && offsets_[run + 1] <= i * index_step)
+      ++run;
+    run_index_[i] = run;
+  }
 }
 
 void column_reader::index_lengths() {

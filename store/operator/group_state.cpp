@@ -191,7 +191,7 @@ void group_state::merge_distinct(const group_state &from, std::span<const uint32
         for (size_t row = 0; row < rows; ++row)
           numbers[row] = groups_here[static_cast<size_t>(of[row])];
       }
-      add_values(input, with_runs(numbers, rows, groups(), memory), sliced(all, first, rows), memory);
+      add_values(input, with_runs(numbers, rows, groups(), memory), rows_of(all, first, rows), memory);
       memory.rewind({});
     }
   }

@@ -13,7 +13,7 @@ void kept_stream::produce(size_t morsel, const chunk_taker &take) {
     chunk out(memory_, static_cast<uint32_t>(rows));
     for (size_t c = 0; c < rows_.columns(); ++c)
       if (rows_.is_needed(c))
-        out.add_column(sliced(rows_.values(c), first, rows));
+        out.add_column(rows_of(rows_.values(c), first, rows));
       else
         out.add_missing_column();
     take(out);

@@ -9,12 +9,12 @@
 #include <utility>
 #include <vector>
 
+#include "store/arrow/selection.hpp"
 #include "store/decode/code_unpacker.hpp"
 #include "store/decode/row_steps.hpp"
 #include "store/plan/code_key.hpp"
 #include "store/plan/group_input.hpp"
 #include "store/plan/number_reader.hpp"
-#include "store/query/selection.hpp"
 #include <vorn/vorn.h>
 
 namespace store {

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "store/arrow/selection.hpp"
 #include "store/encode/column.hpp"
-#include "store/query/selection.hpp"
 #include "store/run/execution.hpp"
 #include <vorn/vorn.h>
 

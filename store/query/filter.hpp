@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
+#include "store/arrow/selection.hpp"
 #include "store/encode/column.hpp"
 #include "store/query/ordinal_test.hpp"
-#include "store/query/selection.hpp"
 #include "store/run/execution.hpp"
 #include <vorn/vorn.h>
 
@@ -17,8 +17,6 @@ namespace store {
 // The rows of `among` that satisfy a test; of all rows when it is null.  The memory of `out`, which is not `among`, is
 // reused.  The library is called for the batches that their zone leaves open.
 void filter(const execution &run, const column &on, const ordinal_test &test, const selection *among, selection &out);
-
-using column_map = std::map<std::string, column, std::less<>>;
 
 // Throws store::error when an encoding has no predicates.
 void check_searchable(std::string_view column_name, encoding form);

@@ -4,6 +4,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
+#include <atomic>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -24,6 +26,15 @@ mode_t usual_mode() {
   return 0666 & ~withheld;
 }
 
+// The names of files that are not finished; null where there is none.
+std::array<std::atomic<const char *>, 8> unfinished;
+
+void replace_unfinished(const char *known, const char *other) {
+  for (std::atomic<const char *> &name : unfinished)
+    if (const char *expected = known; name.compare_exchange_strong(expected, other))
+      return;
+}
+
 } // namespace
 
 replaced_file::replaced_file(std::filesystem::path path) : path_(std::move(path)) {
@@ -32,13 +43,16 @@ replaced_file::replaced_file(std::filesystem::path path) : path_(std::move(path)
   if (file_ == -1)
     fail();
   written_ = std::move(name);
+  replace_unfinished(nullptr, written_.c_str());
 }
 
 replaced_file::~replaced_file() {
   if (file_ != -1)
     close(file_);
-  if (!written_.empty())
-    unlink(written_.c_str());
+  if (written_.empty())
+    return;
+  unlink(written_.c_str());
+  replace_unfinished(written_.c_str(), nullptr);
 }
 
 void replaced_file::write(std::span<const uint8_t> bytes, uint64_t at) {
@@ -57,6 +71,7 @@ void replaced_file::finish() {
   if (fchmod(file_, usual_mode()) != 0 || fsync(file_) != 0 || close(std::exchange(file_, -1)) != 0 ||
       rename(written_.c_str(), path_.c_str()) != 0)
     fail();
+  replace_unfinished(written_.c_str(), nullptr);
   written_.clear();
   // The name is on the disk when the folder is.
   const std::filesystem::path folder = path_.parent_path().empty() ? "." : path_.parent_path();
@@ -69,6 +84,12 @@ void replaced_file::finish() {
   errno = reason;
   if (!is_durable)
     fail();
+}
+
+void replaced_file::remove_unfinished() {
+  for (const std::atomic<const char *> &name : unfinished)
+    if (const char *known = name)
+      unlink(known);
 }
 
 void replaced_file::fail() const {

@@ -19,8 +19,14 @@ public:
 
   void write(std::span<const uint8_t> bytes, uint64_t at);
 
+  // The name in the meantime, for others that write the file by its name.
+  const std::string &name() const { return written_; }
+
   // The file is on the disk, and has its name.
   void finish();
+
+  // Removes the files that are not finished, when the process ends.  A signal handler may call it.
+  static void remove_unfinished();
 
 private:
   [[noreturn]] void fail() const;

@@ -42,8 +42,7 @@ public:
 private:
   class rows_stream final : public stream {
   public:
-    rows_stream(given_rows &of, operator_metrics *counted, arena &memory)
-        : stream(counted), of_(of), memory_(memory) {}
+    rows_stream(given_rows &of, operator_metrics *counted, arena &memory) : stream(counted), of_(of), memory_(memory) {}
 
   private:
     void produce(size_t morsel, const chunk_taker &take) override {

@@ -8,14 +8,11 @@
 
 #include "host/stand_in.hpp"
 #include "sql/connection.hpp"
-#include "sql/request.hpp"
 #include "store/arrow/export.hpp"
 #include "store/arrow/exported.hpp"
 #include "store/arrow/import.hpp"
 #include "store/arrow/owner.hpp"
-#include "store/decode/row_source.hpp"
 #include "store/error.hpp"
-#include "store/plan/plan.hpp"
 
 extern "C" {
 int duckdb_query_arrow(void *connection, const char *query, void **result);
@@ -111,74 +108,6 @@ TEST(arrow, every_type_goes_from_duckdb_and_back) {
                                   "POSITIONAL JOIN (SELECT unnest({}) AS r) WHERE o IS DISTINCT FROM c OR r <> c.i",
                                   ones)),
             0);
-}
-
-TEST(arrow, rows_of_plans_go_to_duckdb) {
-  arrow_database db;
-  db.query("CREATE TABLE one AS SELECT i, (i * 7919 % 1000)::INTEGER AS n, nullif(i % 7, 3)::SMALLINT AS s, "
-           "['a', NULL, 'ccc', ''][i % 4 + 1] AS t, ((i % 100) / 8)::DECIMAL(9, 2) AS price, "
-           "i * 100000000000000 AS big, (i % 64)::DOUBLE / 8 AS d, DATE '2000-01-01' + (i % 90)::INTEGER AS day "
-           "FROM range(90000) r(i)");
-  db.query("CREATE TABLE two AS SELECT (i * 3)::INTEGER AS k, 'airport ' || i AS name, nullif(i % 4, 1)::DOUBLE AS w "
-           "FROM range(300) r(i)");
-  db.query("CREATE MACRO mean(x) AS sum(x)::DOUBLE / count(x)"); // avg may round in another way
-  const arrow_table one = db.query("FROM one", {{"d", {encoding::rle}}, {"i", {encoding::fixed}}}),
-                    two = db.query("FROM two");
-  column_names names(one.columns, "one");
-  names.add(two.columns, "two");
-  vorn_host::environment env;
-  const vorn_ctx ctx = env.context();
-  const plan_tables single{one.encoded}, joined{one.encoded, &two.encoded, {"n", "k"}};
-  const struct {
-    const plan_tables &from;
-    const char *columns;
-    const char *sums; // of a group; rows otherwise
-    const char *where;
-    const char *sql;
-  } asked[] = {
-      {single, "t,s", "n,price,d,big", "n < 900",
-       "SELECT t, s, count(*), mean(n), mean(price), mean(d), mean(big), sum(n), sum(price)::DECIMAL(38,2), sum(d), "
-       "sum(big) FROM one WHERE n < 900 GROUP BY ALL ORDER BY t, s"},
-      {single, "day,i", "", "i >= 80000",
-       "SELECT day, i, count(*) FROM one WHERE i >= 80000 GROUP BY ALL ORDER BY ALL"},
-      {single, "", "n", "n > 5000", "SELECT count(*), mean(n), sum(n) FROM one WHERE n > 5000"},
-      {joined, "name,t", "w,price", "n > 30 or w = 2",
-       "SELECT name, t, count(*), mean(w), mean(price), sum(w), sum(price)::DECIMAL(38,2) FROM one JOIN two ON n = k "
-       "WHERE n > 30 OR w = 2 GROUP BY ALL ORDER BY name, t"},
-      {joined, "name,i,price,w,day", nullptr, "w is null or t = 'ccc'",
-       "SELECT name, i, price, w, day FROM one JOIN two ON n = k WHERE w IS NULL OR t = 'ccc' ORDER BY i"},
-  };
-  for (const auto &q : asked) {
-    request wanted;
-    wanted.set_where(parse_condition(q.where, names));
-    if (*q.columns != '\0')
-      wanted.columns = parse_columns(q.columns, names);
-    wanted.is_grouped = q.sums != nullptr;
-    if (wanted.is_grouped)
-      wanted.aggregates.emplace_back();
-    for (const function what : {function::average, function::sum})
-      for (const std::string &column :
-           q.sums == nullptr || *q.sums == '\0' ? std::vector<std::string>() : parse_columns(q.sums, names))
-        wanted.aggregates.push_back(parse_aggregate(what, column, names));
-    const std::vector<heading> headings = wanted.headings(names);
-    db.copy(exported_rows(planned(ctx, q.from, wanted), headings, {5'000, 20'000}), "found");
-    db.query(fmt::format("CREATE OR REPLACE TABLE expected AS {}", q.sql));
-    std::vector<std::string> differ;
-    const arrow_table found = db.query("FROM found LIMIT 0"), expected = db.query("FROM expected LIMIT 0");
-    ASSERT_EQ(found.columns.size(), expected.columns.size());
-    for (size_t c = 0; c < found.columns.size(); ++c) {
-      const std::string type = expected.columns[c].sql_type;
-      EXPECT_EQ(found.columns[c].sql_type, type == "HUGEINT" ? "DECIMAL(38,0)" : type) << found.columns[c].name;
-      differ.push_back(fmt::format("f.{} IS DISTINCT FROM e.{}", duckdb::quoted_name(found.columns[c].name),
-                                   duckdb::quoted_name(expected.columns[c].name)));
-    }
-    EXPECT_GT(db.number("SELECT count(*) FROM expected"), 0);
-    EXPECT_EQ(db.number(fmt::format("SELECT count(*) FROM found f POSITIONAL JOIN expected e WHERE {} OR "
-                                    "(SELECT count(*) FROM found) <> (SELECT count(*) FROM expected)",
-                                    fmt::join(differ, " OR "))),
-              0)
-        << q.sql;
-  }
 }
 
 template <class Element>

@@ -1,0 +1,136 @@
+#include "sql/catalogue.hpp"
+
+#include <algorithm>
+#include <cctype>
+#include <utility>
+
+#include <fmt/format.h>
+
+#include "sql/table_file.hpp"
+#include "store/error.hpp"
+#include "store/saved/saved_table.hpp"
+
+namespace store::sql {
+
+namespace {
+
+bool is_saved(const std::filesystem::path &path) { return path.extension() == saved_table::ending; }
+bool is_table(const std::filesystem::path &path) { return is_saved(path) || is_table_file(path); }
+
+// "flights" of "data/flights.csv.gz".
+std::string stem_of(const std::filesystem::path &path) {
+  std::filesystem::path name = path.filename();
+  if (name.extension() == ".gz")
+    name = name.stem();
+  return name.stem().string();
+}
+
+} // namespace
+
+catalogue::catalogue(const vorn_ctx &library, choice_map encodings)
+    : library_(library), encodings_(std::move(encodings)) {}
+catalogue::~catalogue() = default;
+
+void catalogue::add_folder(const std::filesystem::path &folder) {
+  if (!std::filesystem::is_directory(folder))
+    throw error(fmt::format("no such folder: {}", shortened(folder.string())));
+  std::vector<std::filesystem::path> files;
+  for (const auto &file : std::filesystem::directory_iterator(folder))
+    if (file.is_regular_file() && is_table(file.path()))
+      files.push_back(file.path());
+  std::sort(files.begin(), files.end());
+  for (const std::filesystem::path &file : files)
+    add_files(stem_of(file), std::span(&file, 1));
+}
+
+void catalogue::add_files(const std::string &name, std::span<const std::filesystem::path> files) {
+  if (known(name) != nullptr)
+    throw error(fmt::format("two tables have the name {}: {}", shortened(name), shortened(files.front().string())));
+  entries_[duckdb::lower_case(name)].files.assign(files.begin(), files.end());
+}
+
+void catalogue::add(std::shared_ptr<exec::table> added) {
+  const std::string name = added->name();
+  if (known(name) != nullptr)
+    throw error(fmt::format("two tables have the name {}", shortened(name)));
+  entries_[duckdb::lower_case(name)].opened = std::move(added);
+}
+
+catalogue::entry *catalogue::known(const std::string &name) {
+  auto found = entries_.find(name);
+  if (found == entries_.end())
+    found = entries_.find(duckdb::lower_case(name));
+  return found == entries_.end() ? nullptr : &found->second;
+}
+
+bool catalogue::knows(const std::string &name) const {
+  return entries_.contains(name) || entries_.contains(duckdb::lower_case(name)) || is_table(name);
+}
+
+std::vector<std::string> catalogue::names() const {
+  std::vector<std::string> out;
+  out.reserve(entries_.size());
+  for (const auto &[name, of] : entries_)
+    out.push_back(name);
+  return out;
+}
+
+std::vector<std::filesystem::path> catalogue::files_of(const std::string &pattern) {
+  if (std::filesystem::exists(pattern))
+    return {pattern};
+  std::vector<std::filesystem::path> out;
+  if (pattern.find_first_of("*?[") != pattern.npos) {
+    duckdb::result files =
+        reader_.query(fmt::format("SELECT file FROM glob({}) ORDER BY file", duckdb::quoted_text(pattern)));
+    while (const auto chunk = files.next())
+      for (uint64_t row = 0; row < chunk->rows(); ++row)
+        out.emplace_back(chunk->column(0).text(row));
+  }
+  if (out.empty())
+    throw error(fmt::format("no such file: {}", shortened(pattern)));
+  return out;
+}
+
+catalogue::entry &catalogue::opened(const std::string &name) {
+  entry *of = known(name);
+  if (of == nullptr) {
+    if (!is_table(name))
+      throw error(fmt::format("no such table: {}", shortened(name)));
+    std::vector<std::filesystem::path> files = files_of(name);
+    of = &entries_[name];
+    of->files = std::move(files);
+  }
+  if (of->opened)
+    return *of;
+  if (std::any_of(of->files.begin(), of->files.end(), is_saved)) {
+    if (of->files.size() > 1)
+      throw error(fmt::format("a saved table is not one with other files: {}", shortened(name)));
+    of->source = std::make_shared<saved_table>(library_, of->files.front());
+  } else {
+    of->source = std::make_shared<table_file>(reader_, of->files);
+  }
+  of->opened = std::make_shared<exec::table>(
+      name, of->source->columns(), of->source->rows(),
+      [this, name, source = of->source](size_t index) { return load(name, *source, index); });
+  return *of;
+}
+
+std::shared_ptr<exec::table> catalogue::find(const std::string &name) { return opened(name).opened; }
+
+const table_source *catalogue::source_of(const std::string &name) { return opened(name).source.get(); }
+
+std::shared_ptr<const column> catalogue::load(const std::string &table, const table_source &source, size_t index) {
+  const column_info &info = source.columns()[index];
+  if (!info.type)
+    throw error(fmt::format("column '{}' has the type {}, which is not stored", shortened(info.name), info.sql_type));
+  auto choice = encodings_.find(info.name);
+  if (choice == encodings_.end())
+    choice = encodings_.find(table + "." + info.name);
+  return std::make_shared<const column>(
+      source.load(info, choice == encodings_.end() ? encoding_choice{} : choice->second, [&](uint64_t rows) {
+        if (progress_)
+          progress_({table, info.name, rows, source.rows()});
+      }));
+}
+
+} // namespace store::sql

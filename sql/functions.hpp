@@ -1,0 +1,31 @@
+// Functions of ours that a database of DuckDB knows.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "sql/connection.hpp"
+#include "sql/duckdb_api.hpp"
+
+namespace store::duckdb {
+
+struct type_closer {
+  void operator()(void *closed) const { duckdb_destroy_logical_type(&closed); }
+};
+using logical_type = std::unique_ptr<void, type_closer>; // a duckdb_logical_type
+
+// The type of a name, such as "DECIMAL(15,2)".
+logical_type type_named(connection &database, const std::string &name);
+
+// A function after FROM.  It has one parameter.
+struct table_function {
+  const char *name;
+  const char *parameter_type;
+  void *info; // for the calls, which find it by duckdb_bind_get_extra_info
+  duckdb_table_function_bind_t bind;
+  duckdb_table_function_init_t init;
+  duckdb_table_function_t run;
+};
+void add_function(connection &database, const table_function &added);
+
+} // namespace store::duckdb

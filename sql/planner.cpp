@@ -1,0 +1,303 @@
+#include "sql/planner.hpp"
+
+#include <algorithm>
+#include <map>
+#include <set>
+#include <utility>
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include "sql/connection.hpp"
+#include "sql/duckdb_api.hpp"
+#include "sql/plan_reader.hpp"
+#include "sql/vectors.hpp"
+#include "store/error.hpp"
+
+namespace store::sql {
+
+namespace {
+
+using nlohmann::json;
+
+// The length of a quoted text, of a comment, or of one other character at the beginning of a text.
+size_t token_length(std::string_view text) {
+  const auto up_to = [&](std::string_view end, size_t from) {
+    const size_t found = text.find(end, from);
+    return found == text.npos ? text.size() : found + end.size();
+  };
+  if (text.starts_with("--"))
+    return up_to("\n", 2);
+  if (text.starts_with("/*")) {
+    size_t depth = 1;
+    size_t at = 2;
+    for (; at < text.size() && depth > 0; ++at)
+      if (text.substr(at).starts_with("*/"))
+        --depth, ++at;
+      else if (text.substr(at).starts_with("/*"))
+        ++depth, ++at;
+    return std::min(at, text.size());
+  }
+  if (text[0] == '\'' || text[0] == '"')
+    return up_to(text.substr(0, 1), 1); // a quote in it is doubled, and reads as two texts
+  if ((text[0] == 'e' || text[0] == 'E') && text.size() > 1 && text[1] == '\'') {
+    size_t at = 2;
+    while (at < text.size() && text[at] != '\'')
+      at += text[at] == '\\' ? 2 : 1;
+    return std::min(at + 1, text.size());
+  }
+  if (text[0] == '$') {
+    const size_t end = text.find_first_not_of("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ_0123456789", 1);
+    if (end != text.npos && text[end] == '$')
+      return up_to(text.substr(0, end + 1), end + 1);
+  }
+  // A name, so that an "e" at its end begins no text.
+  const auto is_name = [](char c) { return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_'; };
+  size_t length = 1;
+  if (is_name(text[0]))
+    while (length < text.size() && is_name(text[length]))
+      ++length;
+  return length;
+}
+
+bool is_blank(std::string_view token) {
+  return token.starts_with("--") || token.starts_with("/*") || std::isspace(static_cast<unsigned char>(token[0])) != 0;
+}
+
+// JSON has no words for these numbers.
+std::string with_quoted_numbers(const std::string &text) {
+  std::string out;
+  out.reserve(text.size());
+  bool is_text = false;
+  for (size_t i = 0; i < text.size(); ++i) {
+    if (!is_text)
+      for (std::string_view word : {"NaN", "-Infinity", "Infinity"})
+        if (text.compare(i, word.size(), word) == 0) {
+          out += '"' + std::string(word) + '"';
+          i += word.size();
+        }
+    out += text[i];
+    if (text[i] == '"')
+      is_text = !is_text;
+    else if (text[i] == '\\')
+      out += text[++i];
+  }
+  return out;
+}
+
+// "line 2, column 5" of a place in a text.
+std::string place(std::string_view text, uint32_t at) {
+  const std::string_view before = text.substr(0, std::min<size_t>(at, text.size()));
+  const auto lines = std::count(before.begin(), before.end(), '\n');
+  const size_t line_start = before.rfind('\n') + 1; // 0 without one
+  return fmt::format("line {}, column {}", lines + 1, before.size() - line_start + 1);
+}
+
+// Where a text has a name in it, perhaps in other letters; nothing where it has none.
+std::optional<uint32_t> place_of_name(std::string_view text, std::string_view name) {
+  const auto is_same = [](char a, char b) {
+    return std::tolower(static_cast<unsigned char>(a)) == std::tolower(static_cast<unsigned char>(b));
+  };
+  for (size_t at = 0; at < text.size();) {
+    const std::string_view token = text.substr(at, token_length(text.substr(at)));
+    if (std::equal(token.begin(), token.end(), name.begin(), name.end(), is_same))
+      return static_cast<uint32_t>(at);
+    at += token.size();
+  }
+  return std::nullopt;
+}
+
+std::string message_of(const missing_part &part, std::string_view query) {
+  std::string where = part.name;
+  // DuckDB does not keep the places of all functions.
+  if (const auto at = part.location ? part.location : place_of_name(query, part.name))
+    where += (where.empty() ? "" : ", ") + place(query, *at);
+  return fmt::format("not executed: {}{}", part.what, where.empty() ? "" : fmt::format(" ({})", where));
+}
+
+} // namespace
+
+std::vector<std::string> statements(std::string_view text) {
+  std::vector<std::string> out;
+  size_t begin = 0;
+  bool is_empty = true;
+  const auto end_at = [&](size_t end) {
+    if (!is_empty)
+      out.emplace_back(text.substr(begin, end - begin));
+    begin = end + 1;
+    is_empty = true;
+  };
+  for (size_t at = 0; at < text.size();) {
+    const std::string_view token = text.substr(at, token_length(text.substr(at)));
+    if (token == ";")
+      end_at(at);
+    else
+      is_empty = is_empty && is_blank(token);
+    at += token.size();
+  }
+  end_at(text.size());
+  return out;
+}
+
+namespace {
+
+struct type_closer {
+  void operator()(void *closed) const { duckdb_destroy_logical_type(&closed); }
+};
+using logical_type = std::unique_ptr<void, type_closer>;
+
+// What the table function vorn_table says of a table.
+struct described_table {
+  std::vector<std::pair<std::string, duckdb_logical_type>> columns;
+  uint64_t rows = 0;
+};
+using described_tables = std::map<std::string, described_table>;
+
+void bind_table(duckdb_bind_info info) {
+  const auto &tables = *static_cast<const described_tables *>(duckdb_bind_get_extra_info(info));
+  duckdb_value parameter = duckdb_bind_get_parameter(info, 0);
+  char *name = duckdb_get_varchar(parameter);
+  if (const auto found = tables.find(name); found == tables.end()) {
+    duckdb_bind_set_error(info, "there is no such table");
+  } else {
+    for (const auto &[column, type] : found->second.columns)
+      duckdb_bind_add_result_column(info, column.c_str(), type);
+    duckdb_bind_set_cardinality(info, found->second.rows, true);
+  }
+  duckdb_free(name);
+  duckdb_destroy_value(&parameter);
+}
+
+} // namespace
+
+// The planner's database has a view for each table that a query names.  The view reads the table function vorn_table,
+// which says the columns and the number of rows and is never run.
+struct planner::state {
+  explicit state(catalogue &of) : tables(of), other(database.another()) {
+    // The first ones give plans for DuckDB's executor: values that it compresses, filters that it makes as it runs, a
+    // choice of the side that a join builds, long IN lists as joins.
+    database.query("SET disabled_optimizers = 'compressed_materialization,statistics_propagation,late_materialization,"
+                   "join_filter_pushdown,column_lifetime,build_side_probe_side,in_clause'");
+    register_table_function();
+    std::set<std::string> volatile_functions;
+    duckdb::result names = other.query("SELECT DISTINCT function_name FROM duckdb_functions() WHERE stability = "
+                                       "'VOLATILE' AND function_type = 'scalar'");
+    while (const auto chunk = names.next())
+      for (uint64_t row = 0; row < chunk->rows(); ++row)
+        volatile_functions.emplace(chunk->column(0).text(row));
+    expressions.emplace(std::move(volatile_functions), [this](const logical::expression &e) { return value_of(e); });
+  }
+
+  void register_table_function();
+  duckdb_logical_type type_named(const std::string &name);
+  void add_view(const std::string &name);
+  void add_views(const std::string &query);
+  std::optional<logical::scalar> value_of(const logical::expression &e);
+
+  catalogue &tables;
+  duckdb::connection database{1};
+  duckdb::connection other;                  // for what is asked while a query is planned
+  std::map<std::string, logical_type> types; // by their names
+  described_tables described;                // by the names in the views
+  std::set<std::string> views;               // in lower case
+  std::optional<expression_reader> expressions;
+};
+
+void planner::state::register_table_function() {
+  duckdb_table_function function = duckdb_create_table_function();
+  duckdb_table_function_set_name(function, "vorn_table");
+  duckdb_table_function_add_parameter(function, type_named("VARCHAR"));
+  duckdb_table_function_set_extra_info(function, &described, nullptr);
+  duckdb_table_function_set_bind(function, bind_table);
+  duckdb_table_function_set_init(
+      function, [](duckdb_init_info info) { duckdb_init_set_error(info, "DuckDB only plans queries of this table"); });
+  duckdb_table_function_set_function(function, [](duckdb_function_info, duckdb_data_chunk) {});
+  duckdb_table_function_supports_projection_pushdown(function, true);
+  const duckdb_state registered = duckdb_register_table_function(database.opened(), function);
+  duckdb_destroy_table_function(&function);
+  if (registered != duckdb_success)
+    throw error("DuckDB does not take a table function");
+}
+
+duckdb_logical_type planner::state::type_named(const std::string &name) {
+  logical_type &type = types[name];
+  if (!type)
+    type.reset(duckdb_prepared_statement_column_logical_type(
+        other.prepare(fmt::format("SELECT CAST(NULL AS {})", name)).handle(), 0));
+  return type.get();
+}
+
+void planner::state::add_view(const std::string &name) {
+  if (!tables.knows(name) || views.contains(duckdb::lower_case(name)))
+    return;
+  const std::shared_ptr<exec::table> table = tables.find(name);
+  described_table &of = described[name];
+  of.rows = table->rows();
+  for (const column_info &column : table->columns())
+    of.columns.emplace_back(column.name, type_named(column.sql_type));
+  database.query(
+      fmt::format("CREATE VIEW {} AS FROM vorn_table({})", duckdb::quoted_name(name), duckdb::quoted_text(name)));
+  views.insert(duckdb::lower_case(name));
+}
+
+void planner::state::add_views(const std::string &query) {
+  for (const std::string &name : database.table_names(query))
+    add_view(name);
+}
+
+std::optional<logical::scalar> planner::state::value_of(const logical::expression &e) {
+  try {
+    duckdb::result answer = other.query(fmt::format("SELECT CAST({} AS {})", e.sql, e.type.name));
+    const auto chunk = answer.next();
+    exec::arena memory;
+    const exec::vector value = from_duckdb(chunk->column(0), e.type, 1, memory);
+    if (value.is_null(0))
+      return std::monostate();
+    return exec::with_type(value.form, [&]<class T>(T) -> logical::scalar {
+      if constexpr (std::is_same_v<T, std::string_view>)
+        return std::string(value.texts()[0]);
+      else if constexpr (std::is_same_v<T, double>)
+        return value.float64s()[0];
+      else
+        return static_cast<__int128>(value.values<T>()[0]);
+    });
+  } catch (const error &) {
+    return std::nullopt; // it fails when the query runs
+  }
+}
+
+planner::planner(catalogue &tables) : state_(new state(tables)) {}
+planner::~planner() = default;
+
+logical::query planner::plan(const std::string &query) {
+  duckdb::connection &database = state_->database;
+  state_->add_views(query);
+  logical::query out;
+  try {
+    out.names = database.prepare(query).names();
+  } catch (const error &) {
+    // With all tables that there are, DuckDB suggests the right name of one.
+    for (const std::string &name : state_->tables.names())
+      state_->add_view(name);
+    out.names = database.prepare(query).names();
+  }
+  const auto answer =
+      database.query(fmt::format("SELECT json_serialize_plan({}, optimize := true)", duckdb::quoted_text(query)))
+          .next();
+  const std::string_view text = answer->column(0).text(0);
+  if (text.empty())
+    throw error("not executed: a constant of a type that DuckDB's plan cannot hold");
+  const json plan = json::parse(with_quoted_numbers(std::string(text)));
+  if (plan.value("error", false))
+    throw error(fmt::format("not executed: {}", plan.value("error_message", "DuckDB gives no plan")));
+  try {
+    out.root = plan_reader(*state_->expressions).read(plan.at("plans").at(0));
+  } catch (const missing_part &part) {
+    throw error(message_of(part, query));
+  } catch (const json::exception &e) {
+    throw error(fmt::format("DuckDB's plan is of another form than that of version 1.5: {}", e.what()));
+  }
+  return out;
+}
+
+} // namespace store::sql

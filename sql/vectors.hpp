@@ -1,0 +1,19 @@
+// Vectors of the store and of DuckDB.
+#pragma once
+
+#include <cstdint>
+
+#include "sql/connection.hpp"
+#include "store/chunk/vector.hpp"
+
+namespace store::sql {
+
+// Rows of DuckDB's vector of a type, in the plain representation of the type.  All of it lies in the arena.
+exec::vector from_duckdb(const duckdb::vector &values, const logical::sql_type &type, uint32_t rows,
+                         exec::arena &memory);
+
+// Rows of a vector in the plain representation of a type, from `first` on, for a vector of DuckDB's.  `to` is a
+// duckdb_vector with room for them.  Texts are not copied: the query ends before the vector's memory does.
+void to_duckdb(const exec::vector &values, const logical::sql_type &type, uint32_t first, uint32_t rows, void *to);
+
+} // namespace store::sql

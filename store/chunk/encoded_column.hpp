@@ -1,0 +1,16 @@
+// Values of a query's rows as a stored column.
+#pragma once
+
+#include <string>
+
+#include "store/chunk/vector.hpp"
+#include "store/encode/column.hpp"
+#include "store/encode/encoder.hpp"
+
+namespace store::exec {
+
+// Throws store::error for values that the store does not encode, or not as chosen.
+column encoded_column(const std::string &name, const layout &of, const vector &values,
+                      const encoding_choice &choice = {});
+
+} // namespace store::exec

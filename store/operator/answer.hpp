@@ -1,0 +1,24 @@
+// The rows of a whole query.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "store/chunk/kept_rows.hpp"
+#include "store/operator/relation.hpp"
+
+namespace store::exec {
+
+struct answer {
+  std::vector<std::string> names;
+  std::vector<layout> columns;
+  kept_rows rows; // in their order
+};
+
+// Layouts without codes: of the same values, decoded.
+std::vector<layout> plain_layouts(std::vector<layout> columns);
+
+// Opens a relation and keeps all of its rows, decoded.
+kept_rows all_rows(relation &of, const query_run &run);
+
+} // namespace store::exec

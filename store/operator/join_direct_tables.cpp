@@ -1,0 +1,198 @@
+// Tables of a join for keys that are numbers of a small range.
+#include <bit>
+
+#include <fmt/format.h>
+
+#include "store/operator/join_table.hpp"
+
+namespace store::exec {
+
+namespace {
+
+// The words of keys, where NULL is a word that is not below the range.
+std::span<const uint64_t> usable_words(const key_batch &keys, arena &memory) {
+  const std::span<const uint64_t> words = keys.words[0];
+  if (keys.usable == nullptr)
+    return words;
+  const std::span<uint64_t> out = memory.take<uint64_t>(keys.rows);
+  for (size_t row = 0; row < keys.rows; ++row)
+    out[row] = words[row] | ((keys.usable[row / 64] >> (row % 64) & 1) - 1);
+  return out;
+}
+
+template <class Table>
+class direct_finder final : public join_table::finder {
+public:
+  explicit direct_finder(const Table &of) : of_(of) {}
+  std::span<const uint32_t> find(const key_batch &keys, arena &memory) override {
+    const std::span<uint32_t> out = memory.take<uint32_t>(keys.rows);
+    of_.find(usable_words(keys, memory), out);
+    return out;
+  }
+
+private:
+  const Table &of_;
+};
+
+// The group of each word, and after the last word no_row.
+class array_table final : public join_table {
+public:
+  array_table(const built_keys &keys, group_rows asked, arena &memory)
+      : range_(*keys.packing().range()), groups_(range_ + 1, no_row) {
+    bool has_repetitions = false;
+    keys.for_each(memory, [&](size_t first, const key_batch &some) {
+      const std::span<const uint64_t> words = usable_words(some, memory);
+      for (size_t row = 0; row < words.size(); ++row)
+        if (words[row] < range_) {
+          uint32_t &known = groups_[words[row]];
+          has_repetitions |= known != no_row;
+          known = std::min(known, static_cast<uint32_t>(first + row));
+        }
+    });
+    if (has_repetitions && asked == group_rows::all)
+      number_groups(keys, memory);
+  }
+
+  void find(std::span<const uint64_t> words, std::span<uint32_t> out) const {
+    const uint64_t range = range_;
+    const uint32_t *groups = groups_.data();
+    for (size_t row = 0; row < words.size(); ++row)
+      out[row] = groups[words[row] < range ? words[row] : range];
+  }
+
+  std::unique_ptr<finder> begin(const vorn_ctx &) const override {
+    return std::make_unique<direct_finder<array_table>>(*this);
+  }
+  uint64_t bytes() const override { return join_table::bytes() + groups_.size() * sizeof(uint32_t); }
+  std::string description() const override { return fmt::format("array of {} keys", range_); }
+
+private:
+  void number_groups(const built_keys &keys, arena &memory) {
+    uint32_t groups = 0;
+    for (uint32_t &group : groups_)
+      if (group != no_row)
+        group = groups++;
+    std::vector<uint32_t> group_of_row(keys.rows());
+    keys.for_each(memory, [&](size_t first, const key_batch &some) {
+      find(usable_words(some, memory), std::span(group_of_row).subspan(first, some.rows));
+    });
+    list_rows(group_of_row, groups);
+  }
+
+  uint64_t range_;
+  std::vector<uint32_t> groups_;
+};
+
+// Groups are numbered in the order of their words.  An entry has the bits of 32 words and the number of groups before
+// them, so that a word is looked up in one place.
+class bitmap_table final : public join_table {
+public:
+  bitmap_table(const built_keys &keys, group_rows asked, arena &memory)
+      : range_(*keys.packing().range()), entries_(range_ / 32 + 1) {
+    bool is_ordered = true; // row by row the words ascend
+    uint64_t last = 0;
+    uint32_t set = 0;
+    keys.for_each(memory, [&](size_t first, const key_batch &some) {
+      const std::span<const uint64_t> words = usable_words(some, memory);
+      for (size_t row = 0; row < words.size(); ++row) {
+        const uint64_t word = words[row];
+        is_ordered &= word < range_ && (word > last || first + row == 0);
+        last = word;
+        if (word < range_)
+          entries_[word / 32].bits |= uint32_t{1} << (word % 32);
+      }
+    });
+    for (entry &e : entries_) {
+      e.before = set;
+      set += ones(e.bits);
+    }
+    if (!is_ordered)
+      map_to_rows(keys, asked, set, memory);
+  }
+
+  void find(std::span<const uint64_t> words, std::span<uint32_t> out) const {
+    find_groups(words, out);
+    if (!row_of_group_.empty())
+      for (uint32_t &group : out)
+        group = row_of_group_[std::min<size_t>(group, row_of_group_.size() - 1)];
+  }
+
+  std::unique_ptr<finder> begin(const vorn_ctx &) const override {
+    return std::make_unique<direct_finder<bitmap_table>>(*this);
+  }
+  uint64_t bytes() const override {
+    return join_table::bytes() + entries_.size() * sizeof(entry) + row_of_group_.size() * sizeof(uint32_t);
+  }
+  std::string description() const override { return fmt::format("bitmap of {} keys", range_); }
+
+private:
+  struct entry {
+    uint32_t bits = 0;
+    uint32_t before = 0;
+  };
+
+  void find_groups(std::span<const uint64_t> words, std::span<uint32_t> out) const {
+#ifdef __x86_64__
+    if (counts_bits)
+      find_groups_by_instruction(words, out);
+    else
+#endif
+      find_groups_anyhow(words, out);
+  }
+
+  [[gnu::always_inline]] void find_groups_anyhow(std::span<const uint64_t> words, std::span<uint32_t> out) const {
+    const entry *entries = entries_.data();
+    const uint64_t range = range_;
+    for (size_t row = 0; row < words.size(); ++row) {
+      const uint64_t word = words[row] < range ? words[row] : range;
+      const entry e = entries[word / 32];
+      const uint32_t group = e.before + ones(e.bits & ((uint32_t{1} << (word % 32)) - 1));
+      out[row] = group | ((e.bits >> (word % 32) & 1) - 1);
+    }
+  }
+  [[gnu::always_inline]] static uint32_t ones(uint32_t bits) { return static_cast<uint32_t>(std::popcount(bits)); }
+
+#ifdef __x86_64__
+  // Twice as fast.  The store is built for processors without the instruction too.
+  static inline const bool counts_bits = __builtin_cpu_supports("popcnt") != 0;
+  [[gnu::target("popcnt")]] void find_groups_by_instruction(std::span<const uint64_t> words,
+                                                            std::span<uint32_t> out) const {
+    find_groups_anyhow(words, out);
+  }
+#endif
+
+  void map_to_rows(const built_keys &keys, group_rows asked, uint32_t groups, arena &memory) {
+    std::vector<uint32_t> group_of_row(keys.rows());
+    keys.for_each(memory, [&](size_t first, const key_batch &some) {
+      find_groups(usable_words(some, memory), std::span(group_of_row).subspan(first, some.rows));
+    });
+    std::vector<uint32_t> first_rows(groups + 1, no_row);
+    bool has_repetitions = false;
+    for (size_t row = 0; row < group_of_row.size(); ++row)
+      if (group_of_row[row] != no_row) {
+        uint32_t &known = first_rows[group_of_row[row]];
+        has_repetitions |= known != no_row;
+        known = std::min(known, static_cast<uint32_t>(row));
+      }
+    if (has_repetitions && asked == group_rows::all)
+      list_rows(group_of_row, groups);
+    else
+      row_of_group_ = std::move(first_rows);
+  }
+
+  uint64_t range_;
+  std::vector<entry> entries_;
+  std::vector<uint32_t> row_of_group_; // and after the last group no_row; empty where the groups are as they are given
+};
+
+} // namespace
+
+std::unique_ptr<const join_table> make_array_table(const built_keys &keys, group_rows asked, arena &memory) {
+  return std::make_unique<array_table>(keys, asked, memory);
+}
+
+std::unique_ptr<const join_table> make_bitmap_table(const built_keys &keys, group_rows asked, arena &memory) {
+  return std::make_unique<bitmap_table>(keys, asked, memory);
+}
+
+} // namespace store::exec

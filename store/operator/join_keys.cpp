@@ -1,0 +1,289 @@
+#include "store/operator/join_keys.hpp"
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <limits>
+
+namespace store::exec {
+
+namespace {
+
+// Equal numbers have equal bits: -0.0 equals 0.0, and all NaN are equal.
+int64_t bits_of(double value) {
+  if (std::isnan(value))
+    value = std::numeric_limits<double>::quiet_NaN();
+  return std::bit_cast<int64_t>(value + 0.0);
+}
+
+// For each code of the probed side's dictionary the code of the same text in the built side's one, or -1.
+std::vector<int64_t> matched_codes(const coded_values &built, const coded_values &probed) {
+  std::vector<int64_t> out(probed.codes(), -1);
+  const std::span<const std::string_view> b = built.texts();
+  const std::span<const std::string_view> p = probed.texts();
+  size_t at = built.symbols().first_code();
+  for (size_t code = probed.symbols().first_code(); code < probed.codes(); ++code) {
+    while (at < built.codes() && b[at] < p[code])
+      ++at;
+    if (at < built.codes() && b[at] == p[code])
+      out[code] = static_cast<int64_t>(at);
+  }
+  return out;
+}
+
+bool has_one_dictionary(const layout &a, const layout &b) {
+  return a.form == representation::codes && b.form == representation::codes &&
+         (a.entries == b.entries || &a.entries->symbols() == &b.entries->symbols());
+}
+
+// int64 where both sides have it; codes count by their type.
+representation compared_form(const layout &built, const layout &probed) {
+  const auto plain = [](const layout &of) {
+    return of.form == representation::codes ? plain_representation(of.held()) : of.form;
+  };
+  const representation b = plain(built);
+  const representation p = plain(probed);
+  if (b == representation::int128 || p == representation::int128)
+    return representation::int128;
+  return b == representation::float64 ? representation::int64 : b;
+}
+
+template <class T, class Convert>
+vector converted(size_t rows, const uint64_t *validity, arena &memory, Convert convert) {
+  const std::span<T> out = memory.take<T>(rows);
+  for (size_t row = 0; row < rows; ++row)
+    out[row] = convert(row);
+  return vector(out, validity);
+}
+
+vector compared_values(const vector &from, const layout &of, representation form, arena &memory) {
+  const vector plain = plain_values(from, of, memory);
+  if (plain.form == representation::float64)
+    return converted<int64_t>(plain.rows, plain.validity, memory,
+                              [values = plain.float64s()](size_t row) { return bits_of(values[row]); });
+  if (plain.form == representation::int64 && form == representation::int128)
+    return converted<__int128>(plain.rows, plain.validity, memory,
+                               [values = plain.int64s()](size_t row) { return __int128{values[row]}; });
+  return plain;
+}
+
+} // namespace
+
+key_column::key_column(const layout &built, const layout &probed, bool nulls_match)
+    : built_(built), probed_(probed), nulls_match_(nulls_match), compared_(compared_form(built, probed)) {
+  if (has_one_dictionary(built, probed)) {
+    by_code_ = true;
+    compared_ = representation::int64;
+  } else if (compared_ == representation::text && built.form == representation::codes &&
+             probed.form == representation::codes) {
+    by_code_ = true;
+    compared_ = representation::int64;
+    code_of_probed_ = matched_codes(*built.entries, *probed.entries);
+  }
+}
+
+vector key_column::built_values(const vector &from, arena &memory) const {
+  if (by_code_)
+    return converted<int64_t>(from.rows, from.validity, memory,
+                              [codes = from.codes()](size_t row) { return int64_t{codes[row]}; });
+  return compared_values(from, built_, compared_, memory);
+}
+
+vector key_column::probed_values(const vector &from, arena &memory) const {
+  if (by_code_ && code_of_probed_.empty())
+    return converted<int64_t>(from.rows, from.validity, memory,
+                              [codes = from.codes()](size_t row) { return int64_t{codes[row]}; });
+  if (by_code_)
+    return converted<int64_t>(from.rows, from.validity, memory,
+                              [&, codes = from.codes()](size_t row) { return code_of_probed_[codes[row]]; });
+  return compared_values(from, probed_, compared_, memory);
+}
+
+key_packing::key_packing(std::span<const key_column> columns, std::span<const vector> built, arena &memory)
+    : columns_(columns), null_is_value_(columns.size()) {
+  for (size_t c = 0; c < columns.size(); ++c) {
+    __int128 low = std::numeric_limits<__int128>::max();
+    __int128 high = std::numeric_limits<__int128>::min();
+    const auto bound = [&]<class T>(std::span<const T> values, const vector &of) {
+      T least = std::numeric_limits<T>::max();
+      T most = std::numeric_limits<T>::min();
+      if (of.validity == nullptr)
+        for (const T value : values) {
+          least = std::min(least, value);
+          most = std::max(most, value);
+        }
+      else
+        for (size_t row = 0; row < values.size(); ++row)
+          if (!of.is_null(row)) {
+            least = std::min(least, values[row]);
+            most = std::max(most, values[row]);
+          }
+      if (least <= most) {
+        low = std::min<__int128>(low, least);
+        high = std::max<__int128>(high, most);
+      }
+    };
+    bool has_nulls = false;
+    for (size_t first = 0; first < built[c].rows; first += chunk_rows) {
+      const vector block = rows_of(built[c], first, std::min<size_t>(chunk_rows, built[c].rows - first));
+      const arena::mark begun = memory.here();
+      has_nulls = has_nulls || has_null(block);
+      if (columns[c].compared() != representation::text) {
+        const vector values = columns[c].built_values(block, memory);
+        if (values.form == representation::int64)
+          bound(values.int64s(), values);
+        else
+          bound(values.int128s(), values);
+      }
+      memory.rewind(begun);
+    }
+    // A NULL of the probed side finds nothing where the built side has none.
+    null_is_value_[c] = columns[c].nulls_match() && has_nulls;
+    if (columns[c].compared() != representation::text) {
+      add_number_column(c, low, high, null_is_value_[c]);
+      continue;
+    }
+    texts_.push_back(c);
+    if (null_is_value_[c])
+      add_field(c, part::null_flag, 0, 2, false);
+  }
+  if (ranges_.empty() && texts_.empty())
+    ranges_.push_back(1); // no column: all keys are equal
+}
+
+void key_packing::add_number_column(size_t column, __int128 low, __int128 high, bool null_is_value) {
+  if (low > high) // no value but NULL
+    low = high = 0;
+  const unsigned __int128 span = static_cast<unsigned __int128>(high) - static_cast<unsigned __int128>(low);
+  if (span + 2 <= most_range && span + 2 > span) {
+    add_field(column, part::number, low, span + 1 + (null_is_value ? 1 : 0), null_is_value);
+    return;
+  }
+  if (null_is_value)
+    add_field(column, part::null_flag, 0, 2, false);
+  add_field(column, part::low_half, low, 0, false);
+  if (columns_[column].compared() == representation::int128)
+    add_field(column, part::high_half, low, 0, false);
+}
+
+// A range of 0 takes a whole word.
+void key_packing::add_field(size_t column, part of, __int128 low, unsigned __int128 range, bool null_is_value) {
+  field made{column, of,           ranges_.size(), 1, static_cast<uint64_t>(range - 1 - (null_is_value ? 1 : 0)),
+             low,    null_is_value};
+  if (range == 0) {
+    ranges_.push_back(whole_word);
+  } else {
+    size_t word = 0;
+    while (word < ranges_.size() && (ranges_[word] == whole_word || ranges_[word] * range > most_range))
+      ++word;
+    if (word == ranges_.size())
+      ranges_.push_back(1);
+    made.word = word;
+    made.multiplier = ranges_[word];
+    ranges_[word] *= static_cast<uint64_t>(range);
+  }
+  fields_.push_back(made);
+}
+
+std::optional<int64_t> key_packing::first_number() const {
+  if (fields_.size() != 1 || fields_[0].of != part::number || columns_[0].compared() != representation::int64)
+    return std::nullopt;
+  return static_cast<int64_t>(fields_[0].low);
+}
+
+key_batch key_packing::of_built(std::span<const vector> values, uint32_t rows, arena &memory) const {
+  std::span<vector> compared = memory.take<vector>(values.size());
+  for (size_t c = 0; c < values.size(); ++c)
+    compared[c] = columns_[c].built_values(values[c], memory);
+  return packed(compared, rows, memory);
+}
+
+key_batch key_packing::of_probed(std::span<const vector> values, uint32_t rows, arena &memory) const {
+  std::span<vector> compared = memory.take<vector>(values.size());
+  for (size_t c = 0; c < values.size(); ++c)
+    compared[c] = columns_[c].probed_values(values[c], memory);
+  return packed(compared, rows, memory);
+}
+
+key_batch key_packing::packed(std::span<const vector> compared, uint32_t rows, arena &memory) const {
+  key_batch out;
+  out.rows = rows;
+  const std::span<std::span<uint64_t>> words = memory.take<std::span<uint64_t>>(ranges_.size());
+  const std::span<std::span<const uint64_t>> made = memory.take<std::span<const uint64_t>>(ranges_.size());
+  for (size_t word = 0; word < words.size(); ++word) {
+    words[word] = memory.take<uint64_t>(rows);
+    std::fill(words[word].begin(), words[word].end(), 0);
+    made[word] = words[word];
+  }
+  for (const field &f : fields_)
+    add_to_word(f, compared[f.column], words[f.word]);
+  out.words = made;
+
+  out.texts = memory.take<std::span<const std::string_view>>(texts_.size());
+  for (size_t t = 0; t < texts_.size(); ++t) {
+    const vector &values = compared[texts_[t]];
+    out.texts[t] = values.texts();
+    if (null_is_value_[texts_[t]] && values.validity != nullptr)
+      out.texts[t] = converted<std::string_view>(rows, nullptr, memory, [&, texts = values.texts()](size_t row) {
+                       return values.is_null(row) ? std::string_view() : texts[row];
+                     }).texts();
+  }
+
+  std::span<uint64_t> usable;
+  for (size_t c = 0; c < compared.size(); ++c) {
+    if (null_is_value_[c] || compared[c].validity == nullptr)
+      continue;
+    if (usable.empty())
+      usable = all_valid(memory, rows);
+    for (size_t word = 0; word < usable.size(); ++word)
+      usable[word] &= compared[c].validity[word];
+  }
+  out.usable = usable.empty() ? nullptr : usable.data();
+  return out;
+}
+
+void key_packing::add_to_word(const field &of, const vector &values, std::span<uint64_t> word) const {
+  const auto add = [&](auto number_of) {
+    for (size_t row = 0; row < word.size(); ++row)
+      word[row] += number_of(row);
+  };
+  const auto add_but_nulls = [&](auto number_of, uint64_t of_null) {
+    if (values.validity == nullptr || !null_is_value_[of.column])
+      add(number_of);
+    else
+      add([&](size_t row) { return values.is_null(row) ? of_null : number_of(row); });
+  };
+  if (of.of == part::null_flag) {
+    if (values.validity != nullptr)
+      add([&](size_t row) { return values.is_null(row) ? of.multiplier : 0; });
+    return;
+  }
+  const auto packed_number = [&of](uint64_t above) { return above > of.span ? most_range : above * of.multiplier; };
+  if (values.form == representation::int64) {
+    const std::span<const int64_t> numbers = values.int64s();
+    const auto low = static_cast<uint64_t>(of.low);
+    const auto above = [&](size_t row) { return static_cast<uint64_t>(numbers[row]) - low; };
+    if (of.of == part::low_half)
+      add_but_nulls(above, 0);
+    else if (fields_.size() == 1 && !of.null_is_value) // a number outside stays one that is not below the range
+      add(above);
+    else
+      add_but_nulls([&](size_t row) { return packed_number(above(row)); }, (of.span + 1) * of.multiplier);
+    return;
+  }
+  const std::span<const __int128> numbers = values.int128s();
+  const auto low = static_cast<unsigned __int128>(of.low);
+  const auto above = [&](size_t row) { return static_cast<unsigned __int128>(numbers[row]) - low; };
+  if (of.of == part::low_half)
+    add_but_nulls([&](size_t row) { return static_cast<uint64_t>(above(row)); }, 0);
+  else if (of.of == part::high_half)
+    add_but_nulls([&](size_t row) { return static_cast<uint64_t>(above(row) >> 64); }, 0);
+  else
+    add_but_nulls(
+        [&](size_t row) {
+          return above(row) > of.span ? most_range : static_cast<uint64_t>(above(row)) * of.multiplier;
+        },
+        (of.span + 1) * of.multiplier);
+}
+
+} // namespace store::exec

@@ -1,0 +1,103 @@
+// Keys of a join as numbers.
+//
+// A key has any number of columns, and the two sides of a join may hold a column in different representations.  Each
+// column is brought to one representation first.  Then the columns are packed into words of 64 bits: equal keys have
+// equal words.  The ranges of the built side decide how much fits into a word.  Most keys are one word.  Texts stay
+// texts.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string_view>
+#include <vector>
+
+#include "store/chunk/kept_rows.hpp"
+
+namespace store::exec {
+
+// A column of the key.
+class key_column {
+public:
+  // With `nulls_match` a NULL equals a NULL, otherwise nothing.
+  key_column(const layout &built, const layout &probed, bool nulls_match);
+
+  // Values of one side in the representation that both are compared in: int64, int128 or text.
+  vector built_values(const vector &from, arena &memory) const;
+  vector probed_values(const vector &from, arena &memory) const;
+
+  representation compared() const { return compared_; }
+  bool nulls_match() const { return nulls_match_; }
+  const layout &probed() const { return probed_; }
+
+private:
+  layout built_;
+  layout probed_;
+  bool nulls_match_;
+  bool by_code_ = false; // numbers are codes of the built side's dictionary
+  representation compared_;
+  std::vector<int64_t> code_of_probed_; // by the probed side's code; -1 where the built side lacks the value
+};
+
+// Keys of some rows.
+struct key_batch {
+  uint32_t rows = 0;
+  std::span<std::span<const uint64_t>> words;
+  std::span<std::span<const std::string_view>> texts;
+  // A bit for each row, which is 0 where a NULL keeps the key from being equal to any; null where all bits are 1.
+  const uint64_t *usable = nullptr;
+
+  bool is_usable(size_t row) const { return usable == nullptr || (usable[row / 64] >> (row % 64) & 1) != 0; }
+};
+
+class key_packing {
+public:
+  key_packing() = default;
+  // `built` gives all values of each column of the built side, in the representation of its layout.
+  key_packing(std::span<const key_column> columns, std::span<const vector> built, arena &memory);
+
+  // The values of the key's columns, in the representation of the side's layouts.
+  key_batch of_built(std::span<const vector> values, uint32_t rows, arena &memory) const;
+  key_batch of_probed(std::span<const vector> values, uint32_t rows, arena &memory) const;
+
+  size_t words() const { return ranges_.size(); }
+  size_t texts() const { return texts_.size(); }
+  // Of keys of one word: words of the built side are below it.  A word of the probed side that is not below it is no
+  // key of the built side.
+  std::optional<uint64_t> range() const {
+    return ranges_.size() == 1 && texts_.empty() && ranges_[0] <= most_range ? std::optional(ranges_[0]) : std::nullopt;
+  }
+  // The number of the built side that the word 0 stands for, where the key is one column of numbers.
+  std::optional<int64_t> first_number() const;
+
+private:
+  // The words of packed columns are below the product of their ranges.  A value outside adds most_range to the word, so
+  // that the word is not below it, whatever the other columns add.
+  static constexpr uint64_t most_range = uint64_t{1} << 56;
+  static constexpr uint64_t whole_word = ~uint64_t{0};
+
+  enum class part { number, low_half, high_half, null_flag };
+  struct field {
+    size_t column;
+    part of;
+    size_t word;
+    uint64_t multiplier;
+    uint64_t span;      // greatest number above the least
+    __int128 low;       // the least number
+    bool null_is_value; // span + 1
+  };
+
+  void add_field(size_t column, part of, __int128 low, unsigned __int128 range, bool null_is_value);
+  void add_number_column(size_t column, __int128 low, __int128 high, bool null_is_value);
+  key_batch packed(std::span<const vector> compared, uint32_t rows, arena &memory) const;
+  void add_to_word(const field &of, const vector &values, std::span<uint64_t> word) const;
+
+  std::span<const key_column> columns_;
+  std::vector<bool> null_is_value_; // of the columns
+  std::vector<field> fields_;
+  std::vector<uint64_t> ranges_; // of the words; whole_word for any number
+  std::vector<size_t> texts_;    // columns
+};
+
+} // namespace store::exec

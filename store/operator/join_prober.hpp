@@ -1,0 +1,126 @@
+// The probe of a join: chunks of the probed side become chunks of the join.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "store/chunk/kept_rows.hpp"
+#include "store/evaluate/evaluator.hpp"
+#include "store/logical/plan.hpp"
+#include "store/operator/join_table.hpp"
+#include "store/operator/relation.hpp"
+
+namespace store::exec {
+
+// A column of NULLs.
+vector nulls(representation form, size_t rows, arena &memory);
+
+// The rows of the built side.  Where `may_miss` is set, no_row is a row of NULLs.
+class built_source final : public row_source {
+public:
+  built_source(const kept_rows &rows, std::vector<representation> forms, bool may_miss)
+      : rows_(rows), forms_(std::move(forms)), may_miss_(may_miss) {}
+  vector read(size_t column, std::span<const uint32_t> positions, arena &memory) override;
+
+private:
+  const kept_rows &rows_;
+  std::vector<representation> forms_; // as the join gives them
+  bool may_miss_;
+};
+
+// A join as all its threads see it.  Partners are pairs of rows whose keys are equal and for which all tests are true.
+struct join_parts {
+  using expressions = std::vector<std::shared_ptr<const bound_expression>>;
+
+  logical::join_kind kind = logical::join_kind::inner;
+  bool builds_left = false;
+  size_t left_columns = 0;
+  size_t right_columns = 0;
+  size_t built_columns() const { return builds_left ? left_columns : right_columns; }
+  // Are rows without a partner given, with NULLs?
+  bool keeps_probed() const { return is_kept(!builds_left); }
+  bool keeps_built() const { return is_kept(builds_left); }
+  // Does the join give each row of the left side at most once, and nothing of the right side?
+  bool selects_left() const { return kind == logical::join_kind::semi || kind == logical::join_kind::anti; }
+  bool marks_built() const { return keeps_built() || (selects_left() && builds_left); }
+
+  // Operands of the conditions, those of keys first.
+  size_t keys = 0;
+  expressions probed_operands;
+  std::vector<size_t> built_operands; // columns of the built rows
+  // The columns of a candidate are those of the left side, of the right side, and the probed and the built operand of
+  // the conditions from this one on.
+  size_t first_shown_operand = 0;
+  expressions tests;
+  // Whether all conditions hold, NULL where that is not known; for mark joins that need it.
+  std::shared_ptr<const bound_expression> is_partner;
+
+  std::vector<key_column> key_columns;
+  key_packing packing;
+  std::unique_ptr<const join_table> table;
+  std::vector<uint32_t> group_of_code; // of the probed side's dictionary; empty where groups are looked up by values
+  uint32_t group_of_null = no_row;
+
+  std::unique_ptr<const kept_rows> built;
+  std::unique_ptr<built_source> source;
+  std::vector<uint32_t> rows_with_null; // of the built side, in a key; for mark joins
+  std::vector<uint8_t> marks;           // of the built rows: 1 with a partner
+
+private:
+  bool is_kept(bool left) const {
+    using logical::join_kind;
+    return kind == join_kind::full || kind == (left ? join_kind::left : join_kind::right) ||
+           (kind == join_kind::single && left);
+  }
+};
+
+// The probe of one thread.
+class join_prober {
+public:
+  join_prober(join_parts &of, const vorn_ctx &library);
+  void probe(chunk &rows, const chunk_taker &take);
+
+private:
+  std::span<const uint32_t> find_groups();
+  // Calls with the probed and the built rows of candidates, some thousand at a time.  No probed rows are all rows in
+  // their order.
+  template <class Take>
+  void for_each_candidate(std::span<const uint32_t> groups, bool with_missing, const Take &take);
+  void make_candidates(std::span<const uint32_t> probed, std::span<const uint32_t> built);
+  void add_side(bool is_built, size_t source);
+  void give_candidates(std::span<const uint32_t> probed, std::span<const uint32_t> built, const chunk_taker &take);
+  void test_candidates(std::span<const uint32_t> probed, std::span<const uint32_t> built, const chunk_taker &take);
+  void give_tested(const chunk_taker &take);
+
+  bool has_partner(size_t row) const { return matched_.empty() ? groups_[row] != no_row : matched_[row] != 0; }
+  // The rows that have a partner, or that have none.
+  std::span<const uint32_t> rows_by_partner(bool with);
+  void give_selected(std::span<const uint32_t> rows, const chunk_taker &take);
+  void give_marked(const chunk_taker &take);
+  bool has_null_key(size_t row) const;
+  void set_unknown(std::span<uint64_t> validity);
+  void mark_groups();
+  void mark_built(uint32_t row);
+
+  join_parts &of_;
+  std::unique_ptr<join_table::finder> finder_;
+  std::vector<std::unique_ptr<evaluator>> operands_;
+  row_condition tests_;
+  std::unique_ptr<evaluator> is_partner_;
+  bool is_first_partner_enough_;
+
+  // Of the chunk that is probed.
+  chunk *rows_ = nullptr;
+  arena *memory_ = nullptr;
+  std::vector<vector> values_; // of operands
+  std::span<const uint32_t> groups_;
+  std::span<uint8_t> matched_;    // 1 for a row with a partner; empty where groups say it, or nobody asks
+  std::optional<chunk> extended_; // with the columns of operands
+  std::optional<chunk> candidate_;
+  std::optional<chunk> tested_;
+};
+
+} // namespace store::exec

@@ -1,0 +1,222 @@
+// Random queries over random tables are answered as DuckDB does, by all kernels and on several threads.
+//
+//     VORN_RANDOM_QUERIES=5000 bin/sql_tests --gtest_filter='*random*'
+//
+// A query that fails is made smaller, and is printed with the seed that makes it again.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cctype>
+#include <chrono>
+#include <cstdlib>
+#include <iostream>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+
+#include <fmt/format.h>
+
+#include "store/error.hpp"
+#include "store/saved/save.hpp"
+#include "tests/sql/engines.hpp"
+#include "tests/sql/random_query.hpp"
+#include "tests/store/scratch_folder.hpp"
+
+namespace {
+
+using namespace vorn_test;
+
+constexpr uint32_t databases = 25;
+
+uint32_t chosen_number(const char *variable, uint32_t otherwise) {
+  const char *text = std::getenv(variable);
+  return text == nullptr ? otherwise : static_cast<uint32_t>(std::strtoul(text, nullptr, 10));
+}
+const uint32_t seed = chosen_number("VORN_SEED", 1);
+const uint32_t queries = chosen_number("VORN_RANDOM_QUERIES", RANDOM_QUERIES) / databases; // of each database
+
+// A message without its numbers: rows fail in any order.
+std::string without_numbers(std::string text) {
+  std::erase_if(text, [](char c) { return std::isdigit(static_cast<unsigned char>(c)) != 0 || c == '-' || c == '.'; });
+  return text;
+}
+
+// What came of a query.
+struct outcome {
+  enum class kind {
+    equal,
+    refused_by_both,
+    failed_in_both,
+    not_executed,
+    different,
+    unexpected_error,
+    no_error,
+    other_error
+  };
+  kind what = kind::equal;
+  std::string text = {};
+  bool is_fault() const { return what >= kind::different; }
+};
+
+class database {
+public:
+  explicit database(uint32_t number) {
+    dice random(seed, number, 0);
+    random_database made = random_tables(random);
+    store::duckdb::connection db(1);
+    store::choice_map encodings;
+    for (const auto &[name, text] : made.encodings)
+      encodings[name] = store::parse_encoding(text);
+    for (random_table &table : made.tables) {
+      // Without its dictionary DuckDB's writer tells -0.0 from 0.0.
+      db.query(fmt::format("COPY ({}) TO '{}' (DICTIONARY_SIZE_LIMIT 1)", table.made,
+                           folder_.path(table.name + ".parquet")));
+      read_constants(db, table);
+    }
+    tables = std::move(made.tables);
+    both = std::make_unique<engines>(folder_.path(), std::move(encodings));
+    if (const char *kept = std::getenv("VORN_KEEP_TABLES"))
+      std::filesystem::copy(folder_.path(), kept, std::filesystem::copy_options::overwrite_existing);
+  }
+
+  outcome judge(const syntax &query, uint32_t threads) {
+    const std::string sql = query.sql();
+    if (sql != known_) {
+      known_ = sql;
+      expected_ = {};
+      plan_ = {};
+      error_.clear();
+      try {
+        expected_ = both->expected(sql);
+      } catch (const store::error &e) {
+        error_ = e.what();
+      }
+    }
+    answer found;
+    try {
+      if (!plan_)
+        plan_ = both->plan(sql);
+      found = both->found(*plan_, threads);
+    } catch (const store::error &e) {
+      return outcome_of_error(e.what());
+    }
+    if (!error_.empty())
+      return {outcome::kind::no_error, "DuckDB says: " + error_};
+    const answer_shape shape = shape_of(query, expected_->names);
+    const bool is_limited = !query.names_of(syntax::role::limit).empty();
+    std::string wrong = is_limited ? difference_of_some(found, *expected_, both->expected(query.sql(false)), shape)
+                                   : difference(found, *expected_, shape);
+    return {wrong.empty() ? outcome::kind::equal : outcome::kind::different, std::move(wrong)};
+  }
+
+  // Whether DuckDB's answer has rows, or is an error.
+  bool is_interesting(const syntax &query) {
+    try {
+      return !both->expected(query.sql()).rows.empty();
+    } catch (const store::error &) {
+      return true;
+    }
+  }
+
+  std::vector<random_table> tables;
+  std::unique_ptr<engines> both;
+
+private:
+  outcome outcome_of_error(const std::string &message) const {
+    if (error_.empty())
+      return {plan_ ? outcome::kind::unexpected_error : outcome::kind::not_executed, message};
+    if (without_numbers(message) != without_numbers(error_))
+      return {outcome::kind::other_error, fmt::format("{}\nDuckDB says: {}", message, error_)};
+    return {plan_ ? outcome::kind::failed_in_both : outcome::kind::refused_by_both, message};
+  }
+
+  static answer_shape shape_of(const syntax &query, const std::vector<std::string> &names) {
+    answer_shape out;
+    const auto places = [&](syntax::role of, std::vector<size_t> &to) {
+      for (const std::string &name : query.names_of(of))
+        to.push_back(static_cast<size_t>(std::ranges::find(names, name) - names.begin()));
+    };
+    places(syntax::role::rounded, out.rounded);
+    places(syntax::role::order_key, out.order);
+    return out;
+  }
+
+  void read_constants(store::duckdb::connection &db, random_table &table) const {
+    for (random_column &column : table.columns) {
+      std::vector<std::string> texts;
+      std::string type;
+      auto some = db.query(
+          fmt::format("SELECT typeof({0}), {0}::VARCHAR FROM (SELECT DISTINCT {0} FROM '{1}' WHERE {0} IS NOT NULL "
+                      "AND row % 7 = 0 ORDER BY 1 LIMIT 4)",
+                      column.sql, folder_.path(table.name + ".parquet")));
+      while (const auto rows = some.next())
+        for (uint64_t row = 0; row < rows->rows(); ++row) {
+          type = rows->column(0).text(row);
+          texts.emplace_back(rows->column(1).text(row));
+        }
+      add_constants(column, type, texts);
+    }
+  }
+
+  scratch_folder folder_;
+  std::string known_; // the query of what follows
+  std::optional<answer> expected_;
+  std::string error_; // of DuckDB
+  std::optional<store::logical::query> plan_;
+};
+
+class random_queries : public testing::TestWithParam<uint32_t> {
+protected:
+  void TearDown() override { vorn_global_ctx = initial_global_ctx; }
+};
+
+TEST_P(random_queries, are_answered_as_duckdb_does) {
+  database from(GetParam());
+  std::map<outcome::kind, uint32_t> counts;
+  std::map<std::string, uint32_t> reasons;
+  const uint32_t only = chosen_number("VORN_QUERY", queries);
+  for (uint32_t number = only < queries ? only : 0; number < (only < queries ? only + 1 : queries); ++number) {
+    dice random(seed, GetParam(), number + 1);
+    syntax query = random_query(random, from.tables);
+    for (int tries = 0; tries < 3 && !from.is_interesting(query); ++tries)
+      query = random_query(random, from.tables);
+    outcome came;
+    for (const implementation &kernels : implementations) {
+      if (!runs_here(kernels) || came.is_fault())
+        continue;
+      ASSERT_NO_FATAL_FAILURE(put_in_force(kernels, from.both->env));
+      for (const uint32_t threads : thread_counts) {
+        came = from.judge(query, threads);
+        if (!came.is_fault())
+          continue;
+        const std::string whole = query.sql();
+        const auto begun = std::chrono::steady_clock::now();
+        shrink(query, [&] {
+          return std::chrono::steady_clock::now() - begun < std::chrono::seconds(30) &&
+                 from.judge(query, threads).what == came.what;
+        });
+        came = from.judge(query, threads);
+        ADD_FAILURE() << fmt::format(
+            "{}, {} threads: {}\n{}\nbefore it was made smaller: {}\nVORN_SEED={} VORN_QUERY={} "
+            "--gtest_filter='*random_queries*/{}'",
+            kernels.name, threads, came.text, query.sql(), whole, seed, number, GetParam());
+        break;
+      }
+    }
+    ++counts[came.what];
+    if (came.what == outcome::kind::not_executed)
+      ++reasons[came.text.substr(0, came.text.find('('))];
+  }
+  std::cout << fmt::format("{} queries equal, {} refused and {} failed as in DuckDB, {} not executed\n",
+                           counts[outcome::kind::equal], counts[outcome::kind::refused_by_both],
+                           counts[outcome::kind::failed_in_both], counts[outcome::kind::not_executed]);
+  for (const auto &[reason, count] : reasons)
+    std::cout << fmt::format("  {} times: {}\n", count, reason);
+  EXPECT_LE(counts[outcome::kind::not_executed], 1 + queries / 8);
+}
+
+INSTANTIATE_TEST_SUITE_P(of, random_queries, testing::Range(0U, databases));
+
+} // namespace
