@@ -3,6 +3,8 @@
 #include "sql/duckdb_api.hpp"
 #include "store/error.hpp"
 
+#include <algorithm>
+#include <cctype>
 #include <new>
 
 namespace store::duckdb {
@@ -159,5 +161,11 @@ void connection::connection_closer::operator()(void *closed) const { duckdb_disc
 std::string version() { return duckdb_library_version(); }
 std::string quoted_name(std::string_view name) { return quoted(name, '"'); }
 std::string quoted_text(std::string_view text) { return quoted(text, '\''); }
+
+std::string lower_case(std::string_view name) {
+  std::string out(name);
+  std::transform(out.begin(), out.end(), out.begin(), [](unsigned char c) { return std::tolower(c); });
+  return out;
+}
 
 } // namespace store::duckdb

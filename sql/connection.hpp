@@ -160,4 +160,7 @@ std::string version();
 std::string quoted_name(std::string_view name);
 std::string quoted_text(std::string_view text);
 
+// A name as SQL compares it.
+std::string lower_case(std::string_view name);
+
 } // namespace store::duckdb

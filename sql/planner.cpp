@@ -146,11 +146,6 @@ struct type_closer {
 };
 using logical_type = std::unique_ptr<void, type_closer>;
 
-std::string lower(std::string text) {
-  std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) { return std::tolower(c); });
-  return text;
-}
-
 // What the table function vorn_table says of a table.
 struct described_table {
   std::vector<std::pair<std::string, duckdb_logical_type>> columns;
@@ -233,7 +228,7 @@ duckdb_logical_type planner::state::type_named(const std::string &name) {
 }
 
 void planner::state::add_view(const std::string &name) {
-  if (!tables.knows(name) || views.contains(lower(name)))
+  if (!tables.knows(name) || views.contains(duckdb::lower_case(name)))
     return;
   const std::shared_ptr<exec::table> table = tables.find(name);
   described_table &of = described[name];
@@ -242,7 +237,7 @@ void planner::state::add_view(const std::string &name) {
     of.columns.emplace_back(column.name, type_named(column.sql_type));
   database.query(
       fmt::format("CREATE VIEW {} AS FROM vorn_table({})", duckdb::quoted_name(name), duckdb::quoted_text(name)));
-  views.insert(lower(name));
+  views.insert(duckdb::lower_case(name));
 }
 
 void planner::state::add_views(const std::string &query) {
