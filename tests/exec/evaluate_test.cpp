@@ -305,12 +305,17 @@ private:
     return out;
   }
 
+  expression constant(const sql_type &type) {
+    expression out;
+    out.type = type;
+    out.value = chance(0.1) ? null : any_value(type, chance(0.7));
+    return out;
+  }
+
   expression leaf(const sql_type &type) {
     expression out;
-    if (chance(0.25)) {
-      out.value = chance(0.1) ? null : any_value(type, chance(0.7));
-      return out;
-    }
+    if (chance(0.25))
+      return constant(type);
     out.what = operation::column;
     do
       out.index = below(columns_.size());
@@ -407,8 +412,9 @@ private:
       return made(chance(0.5) ? operation::is_null : operation::is_not_null, {any(type, depth)});
     case 3: {
       expression out = made(chance(0.5) ? operation::in : operation::not_in, {any(type, depth)});
-      for (size_t i = 0; i < 3; ++i)
-        out.children.push_back(any(type, chance(0.7) ? 0 : depth));
+      const bool constants = chance(0.5);
+      for (size_t i = chance(0.3) ? 12 : 3; i > 0; --i)
+        out.children.push_back(constants ? constant(type) : any(type, chance(0.7) ? 0 : depth));
       return out;
     }
     case 4: {

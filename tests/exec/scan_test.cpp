@@ -415,6 +415,8 @@ TEST_P(scan_test, conditions_select_the_rows_on_which_they_are_true) {
     for (const expression &e : all_of)
       text += e.sql + "; ";
     ASSERT_EQ(rows_given(*scanned, run.get()), wanted) << text << scanned->description();
+    const number_bounds ids = scanned->columns()[0].bounds.value();
+    ASSERT_TRUE(wanted.empty() || (ids.low <= __int128{wanted.front()} && __int128{wanted.back()} <= ids.high)) << text;
   }
 }
 

@@ -51,7 +51,7 @@ public:
 
 private:
   store::sql::planner planner_{tables};
-  store::sql::duckdb_functions functions_;
+  store::sql::duckdb_functions functions_{context()};
   store::sql::duckdb_engine duckdb_{tables, store::sql::duckdb_engine::storage::files, 1};
 };
 
