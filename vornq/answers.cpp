@@ -71,7 +71,7 @@ public:
   exec::answer run() {
     running_ = rows_.get();
     // Metrics say how far the query is.
-    exec::kept_rows rows = with_.run(*rows_, with_.library().chosen(), with_.progress().is_shown());
+    exec::kept_rows rows = with_.run(*rows_, with_.kernels_in_force(), with_.progress().is_shown());
     return {planned_.names, exec::plain_layouts(rows_->columns()), std::move(rows)};
   }
 
@@ -98,7 +98,7 @@ std::string analyzed(session &with, const logical::query &planned) {
                              running->add_call(entry, kernel);
                          });
   const exec::relation_ptr measured = with.operators(planned);
-  with.run(*measured, with.library().chosen(), true);
+  with.run(*measured, with.kernels_in_force(), true);
   return explained(*measured, observed.rows());
 }
 

@@ -14,6 +14,7 @@
 
 #include "store/error.hpp"
 #include "store/saved/saved_table.hpp"
+#include "vornq/output_file.hpp"
 
 namespace store {
 
@@ -78,6 +79,8 @@ void check_together(const options &of) {
     throw error("there is no query; vornq --help lists the options");
   if (of.saved_file && of.queries.empty() && of.files.size() != 1)
     throw error("--save takes one table, or the rows of a query");
+  if (of.output)
+    check_ending(*of.output);
   if (of.saved_file && of.output)
     throw error("--save and --output both take the rows; give one of them");
   if (of.queries.empty() && (of.output || of.check || of.by_duckdb || of.explain != explaining::nothing))

@@ -45,11 +45,11 @@ sizes sizes_of(exec::table &of) {
 }
 
 // With a colour on a terminal, unless NO_COLOR is set to something.
-std::string verdict(bool agree) {
+std::string verdict(bool agree, bool is_one) {
   const char *no_color = std::getenv("NO_COLOR");
   const bool has_colour = isatty(STDOUT_FILENO) == 1 && (no_color == nullptr || *no_color == '\0');
-  const std::string_view word = agree ? "agree" : "DISAGREE";
-  return has_colour ? fmt::format("\033[{}m{}\033[0m", agree ? 32 : 31, word) : std::string(word);
+  const std::string word = fmt::format("{}{}", agree ? "agree" : "DISAGREE", !is_one ? "" : agree ? "s" : "S");
+  return has_colour ? fmt::format("\033[{}m{}\033[0m", agree ? 32 : 31, word) : word;
 }
 
 // What keeps a column from being stored; nothing where it is, or can be, loaded.
@@ -104,7 +104,7 @@ std::string described_table(session &with, const std::string &name, bool all) {
 }
 
 std::string described(const comparison &of, uint64_t rows) {
-  std::string out = fmt::format("{} row{} {} with DuckDB's", grouped(rows), plural(rows), verdict(of.agree));
+  std::string out = fmt::format("{} row{} {} with DuckDB's", grouped(rows), plural(rows), verdict(of.agree, rows == 1));
   if (!of.agree)
     return out + ": " + visible(of.difference);
   if (of.rounded != 0)

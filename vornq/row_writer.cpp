@@ -36,14 +36,18 @@ const std::string_view *text_of(const cell &c, const column_type &type) {
   return type.kind == value_kind::text ? std::get_if<std::string_view>(&c) : nullptr;
 }
 
+std::string written(const cell &c, const column_type &type) {
+  std::string out;
+  append_text(out, c, type);
+  return out;
+}
+
 // A text that could be taken for NULL, or for nothing, stands in quotes.
 std::string shown_text(const cell &c, const column_type &type) {
-  std::string out;
-  if (const std::string_view *text = text_of(c, type); text != nullptr)
-    out = text->empty() || alike(*text, "NULL") ? quoted(*text, '\'') : std::string(*text);
-  else
-    append_text(out, c, type);
-  return out;
+  const std::string_view *text = text_of(c, type);
+  if (text == nullptr)
+    return written(c, type);
+  return text->empty() || alike(*text, "NULL") ? quoted(*text, '\'') : std::string(*text);
 }
 
 void append_csv_text(std::string &out, std::string_view text) {
@@ -63,6 +67,8 @@ void append_csv(std::string &out, const cell &c, const column_type &type) {
     return; // nothing, where the empty text is ""
   if (const std::string_view *text = text_of(c, type); text != nullptr)
     append_csv_text(out, *text);
+  else if (type.is_bytes())
+    append_csv_text(out, written(c, type));
   else
     append_text(out, c, type);
 }
@@ -75,9 +81,7 @@ void append_json(std::string &out, const cell &c, const column_type &type) {
   } else if (type.kind == value_kind::boolean || (type.is_numeric() && is_finite(c, type))) {
     append_text(out, c, type);
   } else {
-    std::string written;
-    append_text(written, c, type);
-    append_json_text(out, written);
+    append_json_text(out, written(c, type));
   }
 }
 

@@ -26,6 +26,10 @@ public:
   session(const session &) = delete;
 
   kernels &library() { return library_; }
+  // The kernels in force.
+  const vorn_ctx &kernels_in_force() const {
+    return library_.is_specialised() ? library_.chosen() : library_.generic();
+  }
   sql::catalogue &tables() { return tables_; }
   size_t threads() const { return threads_.threads(); }
   progress_bar &progress() { return progress_; }
