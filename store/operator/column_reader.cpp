@@ -326,7 +326,10 @@ vector column_reader::numbers(std::span<const uint32_t> positions, arena &memory
   if (form_ == representation::float64)
     return read(double{}, [=](uint64_t ordinal) { return real_of_key(static_cast<int64_t>(least + ordinal)); });
   if (form_ == representation::int128)
-    return read(__int128{}, [=](uint64_t ordinal) { return static_cast<__int128>(least + ordinal); });
+    return read(__int128{}, [=](uint64_t ordinal) {
+      const uint64_t number = least + ordinal;
+      return static_cast<__int128>(number);
+    });
   return read(int64_t{}, [=](uint64_t ordinal) { return static_cast<int64_t>(least + ordinal); });
 }
 

@@ -75,27 +75,36 @@ struct ordered_columns {
 class first_rows {
 public:
   first_rows(const ordered_columns &columns, size_t limit)
-      : columns_(columns), limit_(limit), rows_(columns.layouts, columns.kept) {}
+      : columns_(columns), limit_(limit), takes_equal_(columns.keys.levels().size() > 1),
+        rows_(columns.layouts, columns.kept) {}
 
   void add(size_t morsel, chunk &rows) {
     if (morsel != morsel_) {
       morsel_ = morsel;
       rows_of_morsel_ = 0;
     }
-    const size_t position = rows_of_morsel_;
+    const uint64_t position = morsel << 32 | rows_of_morsel_;
     rows_of_morsel_ += rows.rows();
+    if (largest_.size() == limit_ && largest_.top() == 0 && !takes_equal_)
+      return;
+    const uint64_t bound = largest_.size() < limit_ ? ~uint64_t{0} : largest_.top() - (takes_equal_ ? 0 : 1);
+    const std::span<const uint32_t> near = columns_.keys.not_above(bound, rows);
+    if (near.empty())
+      return;
+    if (near.size() != rows.rows())
+      rows.keep(near);
     const std::span<const uint32_t> left = candidates(columns_.keys.word(0, rows), rows.memory());
     if (left.empty())
       return;
     const std::span<uint64_t> positions = rows.memory().take<uint64_t>(left.size());
     for (size_t i = 0; i < left.size(); ++i)
-      positions[i] = morsel << 32 | (position + left[i]);
+      positions[i] = position + near[left[i]];
     if (left.size() != rows.rows())
       rows.keep(left);
     chunk kept = columns_.with_words(rows);
     kept.add_column(ordered_columns::as_column(positions));
     rows_.append(kept);
-    if (rows_.rows() >= 2 * limit_ + 4 * chunk_rows)
+    if (rows_.rows() >= 2 * limit_ + size_t{4} * chunk_rows)
       drop_last();
   }
 
@@ -105,30 +114,18 @@ private:
   // Rows that are not above the first ones by their first word.
   std::span<const uint32_t> candidates(std::span<const uint64_t> words, arena &memory) {
     const std::span<uint32_t> out = memory.take<uint32_t>(words.size());
-    size_t count = 0;
-    // Rows that are equal in a single word stay behind those before them.
-    const bool takes_equal = columns_.keys.levels().size() > 1;
-    const uint64_t bound = largest_.size() < limit_ ? ~uint64_t{0} : largest_.top() - (takes_equal ? 0 : 1);
-    if (largest_.size() == limit_ && largest_.top() == 0 && !takes_equal)
-      return {};
-    for (size_t row = 0; row < words.size(); ++row) {
-      out[count] = static_cast<uint32_t>(row);
-      count += words[row] <= bound ? 1 : 0;
-    }
     size_t left = 0;
-    for (const uint32_t row : out.first(count)) {
+    for (size_t row = 0; row < words.size(); ++row) {
       const uint64_t word = words[row];
-      if (largest_.size() == limit_) {
-        if (word > largest_.top() || (word == largest_.top() && !takes_equal))
-          continue;
-        if (word != largest_.top()) {
-          largest_.pop();
-          largest_.push(word);
-        }
-      } else {
+      if (largest_.size() < limit_) {
         largest_.push(word);
+      } else if (word < largest_.top()) {
+        largest_.pop();
+        largest_.push(word);
+      } else if (word > largest_.top() || !takes_equal_) {
+        continue;
       }
-      out[left++] = row;
+      out[left++] = static_cast<uint32_t>(row);
     }
     return out.first(left);
   }
@@ -146,6 +143,8 @@ private:
 
   const ordered_columns &columns_;
   size_t limit_;
+  // Rows that are equal in a single word stay behind the rows before them.
+  bool takes_equal_;
   kept_rows rows_;
   std::priority_queue<uint64_t> largest_; // the first words of the first rows
   size_t morsel_ = ~size_t{0};

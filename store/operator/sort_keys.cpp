@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <bit>
 #include <cstring>
+#include <limits>
 #include <string_view>
 
 #include "store/chunk/float_bits.hpp"
@@ -19,6 +20,42 @@ uint64_t prefix_of(std::string_view text) {
   std::memcpy(&bytes, text.data(), std::min(text.size(), sizeof bytes));
   static_assert(std::endian::native == std::endian::little);
   return __builtin_bswap64(bytes);
+}
+
+constexpr size_t block = 64; // rows that are looked at together
+
+// The rows that pass a test.  Most blocks have none.
+template <class Passes>
+std::span<const uint32_t> passing(size_t rows, arena &memory, const Passes &passes) {
+  const std::span<uint32_t> out = memory.take<uint32_t>(rows);
+  size_t count = 0;
+  for (size_t first = 0; first < rows; first += block) {
+    const size_t end = std::min(rows, first + block);
+    int any = 0;
+    if (end == first + block)
+      for (size_t i = 0; i < block; ++i)
+        any |= passes(first + i) ? 1 : 0;
+    else
+      any = 1;
+    if (any != 0)
+      for (size_t row = first; row < end; ++row) {
+        out[count] = static_cast<uint32_t>(row);
+        count += passes(row) ? 1 : 0;
+      }
+  }
+  return out.first(count);
+}
+
+// The same for values up to a number, or from a number on.
+template <class T>
+std::span<const uint32_t> within(std::span<const T> values, __int128 bound, bool is_lower, arena &memory) {
+  const auto number =
+      static_cast<T>(std::clamp<__int128>(bound, std::numeric_limits<T>::lowest(), std::numeric_limits<T>::max()));
+  if (number != bound && (bound > number) == is_lower)
+    return {};
+  if (is_lower)
+    return passing(values.size(), memory, [&](size_t row) { return values[row] >= number; });
+  return passing(values.size(), memory, [&](size_t row) { return values[row] <= number; });
 }
 
 } // namespace
@@ -107,6 +144,27 @@ std::span<const uint64_t> sort_keys::word(size_t index, chunk &rows) const {
     is_first = false;
   }
   return out;
+}
+
+std::span<const uint32_t> sort_keys::not_above(uint64_t bound, chunk &rows) const {
+  arena &memory = rows.memory();
+  if (!words_[0].parts.empty()) {
+    const part &first = words_[0].parts.front();
+    const vector &values = rows.column(first.key.column);
+    if (first.what == part::kind::number && values.validity == nullptr) {
+      const uint64_t of_first = bound >> (words_[0].bits - first.bits);
+      if (of_first < first.more)
+        return {};
+      const __int128 distance = of_first - first.more;
+      const __int128 number = first.key.is_descending ? first.low - distance : first.low + distance;
+      if (values.form == representation::codes)
+        return within(values.codes(), number, first.key.is_descending, memory);
+      if (values.form == representation::int64)
+        return within(values.int64s(), number, first.key.is_descending, memory);
+    }
+  }
+  const std::span<const uint64_t> words = word(0, rows);
+  return passing(words.size(), memory, [&](size_t row) { return words[row] <= bound; });
 }
 
 void sort_keys::pack(const part &p, const vector &values, std::span<uint64_t> words, bool is_first) {

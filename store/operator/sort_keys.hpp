@@ -39,6 +39,10 @@ public:
   // A word of all rows, in the chunk's memory.
   std::span<const uint64_t> word(size_t index, chunk &rows) const;
 
+  // Rows that may have a first word up to a bound, ascending.  Where the first key alone shows it, no other column is
+  // read.
+  std::span<const uint32_t> not_above(uint64_t bound, chunk &rows) const;
+
 private:
   // Bits of a word that one key gives.
   struct part {

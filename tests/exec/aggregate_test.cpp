@@ -174,7 +174,7 @@ TEST(aggregate, equals_a_map) {
     for (const bool with_nulls : {false, true}) {
       const std::vector<sampled_column> columns = sampler(different + rows, rows).columns(different, with_nulls);
       std::vector<std::vector<size_t>> keys = {{}, {0, 2}, {8, 6}, {3, 4, 8, 1}, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9}};
-      for (const size_t c : {1, 3, 4, 7, 8})
+      for (const size_t c : std::initializer_list<size_t>{1, 3, 4, 7, 8})
         keys.push_back({c});
       for (const std::vector<size_t> &groups : keys)
         for (const uint32_t threads : {1U, 3U})

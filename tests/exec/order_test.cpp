@@ -87,7 +87,7 @@ TEST(order, drops_rows_that_are_no_longer_first) {
   std::vector<sampled_column> two = {columns[2], columns[8]};
   std::vector<logical::scalar> &values = two[0].values;
   std::sort(values.begin(), values.end(), [](const scalar &a, const scalar &b) { return is_less(b, a); });
-  for (const size_t keys : {1, 2}) {
+  for (const size_t keys : std::initializer_list<size_t>{1, 2}) {
     logical::plan of;
     of.keys.push_back({column_of(0, two[0].of.type), false, false});
     if (keys == 2)

@@ -172,9 +172,9 @@ public:
 
   // Columns of equal length as a relation.
   static std::unique_ptr<given_rows> relation_of(const std::vector<sampled_column> &columns, size_t rows_of_morsel) {
-    std::vector<layout> layouts;
-    for (const sampled_column &c : columns)
-      layouts.push_back(c.of);
+    std::vector<layout> layouts(columns.size());
+    for (size_t i = 0; i < columns.size(); ++i)
+      layouts[i] = columns[i].of;
     kept_rows kept(layouts);
     for (size_t i = 0; i < columns.size(); ++i)
       keep(kept.column(i), columns[i]);
