@@ -102,6 +102,17 @@ std::string analyzed(session &with, const logical::query &planned) {
   return explained(*measured, observed.rows());
 }
 
+// A query as a line.
+std::string in_one_line(std::string_view text) {
+  std::string out;
+  for (size_t at = 0; (at = text.find_first_not_of(" \n\r\t", at)) != text.npos;) {
+    const size_t end = std::min(text.find_first_of(" \n\r\t", at), text.size());
+    out.append(out.empty() ? "" : " ").append(text.substr(at, end - at));
+    at = end;
+  }
+  return out;
+}
+
 uint64_t most_rows(session &with, const std::vector<std::string> &tables) {
   uint64_t out = 0;
   for (const std::string &name : tables)
@@ -135,7 +146,7 @@ void answer_query(session &with, const options &chosen, const std::string &text,
   }
   const exec::answer rows = watched_query(with, planned).run();
   put_out(chosen, rows);
-  answered &given = out.given.emplace_back(answered{text, rows.rows.rows()});
+  answered &given = out.given.emplace_back(answered{in_one_line(text), rows.rows.rows()});
   if (chosen.check) {
     given.compared = compare(rows, with.answer_by_duckdb(text), order_of(planned.root), most_rows(with, tables));
     print_report(chosen, described(*given.compared, given.rows) + "\n");
