@@ -1,11 +1,13 @@
 #include "store/chunk/coded_values.hpp"
 
+#include <algorithm>
+
 namespace store::exec {
 
 template <class T, class Decode>
 std::span<const T> coded_values::decoded(std::vector<T> &into, std::once_flag &once, Decode decode) const {
   std::call_once(once, [&] {
-    into.resize(codes());
+    into.resize(std::max<uint64_t>(codes(), 1)); // NULL may have code 0 where there is no value
     for (uint64_t code = symbols_->first_code(); code < codes(); ++code)
       into[code] = decode(symbols_->value_of(code, type_.kind));
   });

@@ -5,6 +5,7 @@
 #include <numeric>
 #include <utility>
 
+#include "store/chunk/large_memory.hpp"
 #include "store/error.hpp"
 
 namespace store::exec {
@@ -19,6 +20,7 @@ void *kept_column::grown(size_t rows, size_t value_bytes) {
       throw std::bad_alloc();
     static_cast<void>(memory_.release());
     memory_.reset(moved);
+    prefer_large_pages(moved, room);
     room_ = room;
   }
   rows_ += rows;

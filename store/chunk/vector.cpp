@@ -38,7 +38,8 @@ vector gathered(const vector &from, std::span<const uint32_t> rows, arena &memor
 vector rows_of(const vector &from, size_t first, size_t rows) {
   vector out = from;
   out.rows = static_cast<uint32_t>(rows);
-  out.data = with_type(from.form, [&]<class T>(T) -> const void * { return static_cast<const T *>(from.data) + first; });
+  out.data =
+      with_type(from.form, [&]<class T>(T) -> const void * { return static_cast<const T *>(from.data) + first; });
   if (from.validity != nullptr)
     out.validity = from.validity + first / 64;
   return out;

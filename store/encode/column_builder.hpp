@@ -22,9 +22,13 @@ namespace store {
 
 // Codes of a dictionary, as dict or rle.  Rows come one by one or, all of them, in runs.
 template <class Key>
-class code_builder {
+class code_builder;
+
+// Of texts and other symbols.
+template <>
+class code_builder<std::string> {
 public:
-  using value = typename distinct_values<Key>::view;
+  using value = std::string_view;
   using row = uint32_t;
 
   explicit code_builder(std::string_view column_name) : name_(column_name) {}
@@ -38,9 +42,43 @@ public:
 
 private:
   std::string name_;
-  distinct_values<Key> distinct_;
+  distinct_values<std::string> distinct_;
   std::vector<uint32_t> codes_;
   std::vector<uint64_t> counts_; // with runs the rows of each code, otherwise empty
+};
+
+// Of keys.  Without a chosen form, the keys themselves are stored where that takes little more memory than many codes.
+template <>
+class code_builder<int64_t> {
+public:
+  using value = int64_t;
+  struct row {
+    int64_t key;
+    bool is_null;
+    friend bool operator==(const row &, const row &) = default;
+  };
+
+  explicit code_builder(std::string_view) {}
+
+  static row row_of(value key) { return {key, false}; }
+  static row null_row() { return {0, true}; }
+  void append(row r) {
+    if (r.is_null)
+      nulls_.push_back(keys_.size());
+    keys_.push_back(r.key);
+  }
+  void append_run(row r, uint64_t count);
+
+  void finish(column &out, std::optional<encoding> form);
+
+private:
+  // The dictionary, and the code of each key: by a table over the range of the keys, or by hashing.
+  dictionary coded_by_range(key_range range, std::vector<uint32_t> &codes) const;
+  dictionary coded_by_hash(std::vector<uint32_t> &codes) const;
+
+  std::vector<int64_t> keys_;    // 0 for NULL
+  std::vector<uint64_t> nulls_;  // which keys stand for NULL
+  std::vector<uint64_t> counts_; // with runs the rows of each key, otherwise empty
 };
 
 // Keys that are stored themselves.
@@ -110,8 +148,5 @@ private:
   encoding_choice choice_;
   any_builder builder_;
 };
-
-extern template class code_builder<int64_t>;
-extern template class code_builder<std::string>;
 
 } // namespace store

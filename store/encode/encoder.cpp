@@ -57,6 +57,9 @@ zone zone_of(const coded_rows &rows, uint32_t first_code) {
   return out;
 }
 
+// Bytes that hold the ordinals up to one.
+uint32_t fixed_bytes_of(uint64_t last) { return std::max(1U, static_cast<uint32_t>(std::bit_width(last) + 7) / 8); }
+
 batch fixed_batch(std::span<const uint64_t> ordinals, uint32_t width) {
   batch out;
   out.rows = static_cast<uint32_t>(ordinals.size());
@@ -107,8 +110,25 @@ encoding_choice parse_encoding(std::string_view text) {
   return out;
 }
 
+bool suits_fixed(const coded_rows &rows, const dictionary &entries, key_range keys, const column_type &type) {
+  // A dictionary of fewer values is looked up in the cache, and a condition or function is evaluated once for each.
+  constexpr uint64_t many_values = uint64_t{1} << 16;
+  const bool is_whole = !type.is_real() && type.kind != value_kind::boolean;
+  const uint32_t width = least_width(std::max<uint64_t>(entries.codes(), 1));
+  if (!is_whole || entries.has_null() || entries.size() <= many_values || has_long_runs(rows, width))
+    return false;
+  uint64_t count = 0;
+  for (size_t i = 0; i < rows.codes.size(); ++i)
+    count += rows.count(i);
+  const uint64_t span = static_cast<uint64_t>(keys.high) - static_cast<uint64_t>(keys.low);
+  const uint64_t fixed_bytes = count * fixed_bytes_of(span);
+  const uint64_t dict_bytes = count * width / 8 + entries.bytes();
+  return fixed_bytes * 2 <= dict_bytes * 3;
+}
+
 void store_codes(column &out, const coded_rows &rows, std::optional<encoding> form) {
-  const bool as_runs = form ? form == encoding::rle : has_long_runs(rows);
+  const uint32_t width = least_width(std::get<dictionary>(out.values).codes());
+  const bool as_runs = form ? form == encoding::rle : has_long_runs(rows, width);
   if (!as_runs && !rows.counts.empty()) {
     std::vector<uint32_t> codes;
     for (size_t i = 0; i < rows.codes.size(); ++i)
@@ -116,7 +136,7 @@ void store_codes(column &out, const coded_rows &rows, std::optional<encoding> fo
     store_codes(out, {codes, {}}, encoding::dict);
     return;
   }
-  out.width = least_width(std::get<dictionary>(out.values).codes());
+  out.width = width;
   out.form = as_runs ? encoding::rle : encoding::dict;
   if (as_runs)
     out.run_length_bits = best_run_length_bits(rows, out.width);
@@ -145,7 +165,7 @@ void store_keys(column &out, std::span<const int64_t> keys, encoding form) {
     range = {*low, *high};
   }
   out.values = range;
-  const auto bytes = std::max(1U, static_cast<uint32_t>(std::bit_width(out.last_ordinal()) + 7) / 8);
+  const uint32_t bytes = fixed_bytes_of(out.last_ordinal());
   if (form == encoding::dynp)
     out.width = bytes <= 2 ? 16 : bytes <= 4 ? 32 : 64;
   else

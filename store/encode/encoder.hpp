@@ -16,7 +16,7 @@ namespace store {
 
 // How a column is to be stored.
 struct encoding_choice {
-  std::optional<encoding> form; // nothing: dict, or rle where the runs are long
+  std::optional<encoding> form; // nothing: dict, rle where the runs are long, or fixed where many values are distinct
   bool compressed = false;      // the value stream in blocks; not with prefix
 };
 
@@ -25,6 +25,9 @@ using choice_map = std::map<std::string, encoding_choice, std::less<>>;
 
 // Reads "dict", "rle+qpak" and the like.  Throws store::error.
 encoding_choice parse_encoding(std::string_view text);
+
+// Are the keys of a column, of which these are the codes, better stored themselves, as fixed values?
+bool suits_fixed(const coded_rows &rows, const dictionary &entries, key_range keys, const column_type &type);
 
 // Fill the batches and the fields that describe the encoding; the rest of the column is there already.  The first
 // stores codes as dict or rle and needs the dictionary; the second stores keys as fixed, dynp or prefix and sets their

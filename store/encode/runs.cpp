@@ -20,13 +20,20 @@ uint64_t count_runs(const coded_rows &rows, uint32_t longest) {
 
 } // namespace
 
-bool has_long_runs(const coded_rows &rows) {
-  // A run costs its code, length and offset, which a few rows of plain codes outweigh; a longer run also saves time.
-  constexpr uint64_t rows_per_run = 8;
+bool has_long_runs(const coded_rows &rows, uint32_t width) {
+  // Short runs take longer than plain codes.  Nanoseconds for a comparison of 1,000 rows, runs against codes of 11
+  // bits, with the kernels of AVX2: 134 against 64 for runs of 20 rows, 40 for 50, 18 for 200.  Reading single rows
+  // takes 2.7, 2.1 and 1.2 against 1.1.
+  constexpr uint64_t rows_per_run = 32;
+  // A run costs its code, length and offset.  It must save half of the memory.
+  constexpr uint64_t length_and_offset_bits = 8 + 32;
   uint64_t count = 0;
   for (size_t i = 0; i < rows.codes.size(); ++i)
     count += rows.count(i);
-  return count != 0 && count_runs(rows, batch_rows) * rows_per_run <= count;
+  if (count == 0)
+    return false;
+  const uint64_t runs = count_runs(rows, batch_rows);
+  return runs * rows_per_run <= count && runs * (width + length_and_offset_bits) * 2 <= count * width;
 }
 
 uint8_t best_run_length_bits(const coded_rows &rows, uint32_t width) {

@@ -16,8 +16,8 @@ struct coded_rows {
   uint64_t count(size_t index) const { return counts.empty() ? 1 : counts[index]; }
 };
 
-// Do the runs of these codes make them worth to be stored as runs?
-bool has_long_runs(const coded_rows &rows);
+// Do the runs of these codes, of a width in bits, make them worth to be stored as runs?
+bool has_long_runs(const coded_rows &rows, uint32_t width);
 
 // 8 or 16, whichever makes a column of codes of this width smaller.  A longer run than the lengths hold is cut.
 uint8_t best_run_length_bits(const coded_rows &rows, uint32_t width);

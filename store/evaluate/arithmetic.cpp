@@ -66,8 +66,10 @@ bool compute(std::span<T> out, std::span<const A> a, std::span<const B> b, T low
     else // rows with NULL may hold values outside of the bounds
       result = static_cast<T>(Operation::unsigned_result(static_cast<unsigned_of<T>>(static_cast<T>(a[row])),
                                                          static_cast<unsigned_of<T>>(static_cast<T>(b[row]))));
-    if constexpr (Test != test::nothing)
-      wrong |= (result < low) | (result > high);
+    if constexpr (Test != test::nothing) {
+      wrong |= result < low;
+      wrong |= result > high;
+    }
     out[row] = result;
   }
   return wrong;

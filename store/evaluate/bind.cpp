@@ -23,6 +23,12 @@ struct given_expression {
   std::vector<logical::sql_type> inputs;
 };
 
+std::vector<logical::sql_type> types_of(std::span<const layout> columns) {
+  std::vector<logical::sql_type> out(columns.size());
+  std::transform(columns.begin(), columns.end(), out.begin(), [](const layout &column) { return column.type; });
+  return out;
+}
+
 bool reads(const expression &what, size_t column) {
   bool found = false;
   for_each_column(what, [&](size_t index) { found = found || index == column; });
@@ -68,16 +74,32 @@ bool may_fail(const expression &what) {
   return what.may_fail || std::any_of(what.children.begin(), what.children.end(), may_fail);
 }
 
+// Plain values as codes of a dictionary that has them all.
+vector codes_of(const vector &plain, const layout &of, arena &memory) {
+  const std::span<uint32_t> out = memory.take<uint32_t>(plain.rows);
+  with_type(plain.form, [&]<class T>(T) {
+    for (size_t row = 0; row < out.size(); ++row) {
+      if (plain.is_null(row))
+        out[row] = 0;
+      else if constexpr (std::is_same_v<T, std::string_view>)
+        out[row] = first_code(of, std::string(plain.texts()[row]), false);
+      else if constexpr (std::is_same_v<T, double>)
+        out[row] = first_code(of, plain.float64s()[row], false);
+      else
+        out[row] = first_code(of, __int128{plain.values<T>()[row]}, false);
+    }
+  });
+  return vector(out, plain.validity);
+}
+
 // A tree of nodes.
 class bound_tree final : public bound_expression, public std::enable_shared_from_this<bound_tree> {
 public:
   bound_tree(const expression &what, std::span<const layout> columns, scalar_functions &functions, node_ptr root,
              std::vector<given_expression> given)
-      : functions_(functions), whole_{what, {}}, given_(std::move(given)), root_(std::move(root)) {
+      : functions_(functions), whole_{what, types_of(columns)}, given_(std::move(given)), root_(std::move(root)) {
     result_ = root_->result();
     result_.has_nulls = result_.has_nulls || may_fail(what);
-    for (const layout &column : columns)
-      whole_.inputs.push_back(column.type);
     layouts_.assign(columns.begin(), columns.end());
   }
 
@@ -109,10 +131,8 @@ public:
     try {
       evaluation on_rows{rows, functions_};
       return of_->root_->run(on_rows);
-    } catch (const left_to_functions &) {
-      return run_whole(rows);
     } catch (const error &) {
-      return run_whole(rows); // the values that failed may not count, such as those of a CASE that is not taken
+      return run_whole(rows); // perhaps the values that failed do not count, or have a result after all
     }
   }
 
@@ -125,6 +145,8 @@ private:
       if (reads(of_->whole_.what, index))
         columns.push_back(index);
     const vector out = run_function(*whole_, columns, of_->layouts_, rows);
+    if (of_->result().form == representation::codes)
+      return codes_of(out, of_->result(), rows.memory());
     return in_form(out, of_->result(), of_->result().form, rows.memory());
   }
 
@@ -170,19 +192,15 @@ public:
       return made;
     if (node_ptr made = bound_by_value(what))
       return made;
-    std::vector<logical::sql_type> inputs;
-    for (const layout &column : columns_)
-      inputs.push_back(column.type);
-    given_.push_back({what, std::move(inputs)});
+    given_.push_back({what, types_of(columns_)});
     return std::make_shared<function_node>(what, columns_, given_.size() - 1);
   }
   std::vector<given_expression> &given() { return given_; }
 
 private:
   std::vector<node_ptr> bind_all(const std::vector<expression> &all) {
-    std::vector<node_ptr> out;
-    for (const expression &one : all)
-      out.push_back(bind(one));
+    std::vector<node_ptr> out(all.size());
+    std::transform(all.begin(), all.end(), out.begin(), [&](const expression &one) { return bind(one); });
     return out;
   }
 
@@ -235,7 +253,7 @@ private:
       return make_is_null(bind(what.children[0]), what.what == operation::is_not_null);
     case operation::in:
     case operation::not_in:
-      return make_in(bind_all(what.children), what.what == operation::not_in);
+      return make_in(bind_all(what.children), what.what == operation::not_in, estimated_rows_);
     case operation::case_when:
       return make_case(bind_all(what.children), what.type);
     case operation::cast:
@@ -250,7 +268,7 @@ private:
         return make_text_function(what.name, std::move(children), what.type);
       });
     default:
-      return make_comparison(what.what, bind(what.children[0]), bind(what.children[1]));
+      return make_comparison(what.what, bind(what.children[0]), bind(what.children[1]), estimated_rows_);
     }
   }
 

@@ -32,9 +32,9 @@ struct result_table {
 template <class Stored, class T>
 class table_node final : public node {
 public:
-  table_node(node_ptr column, layout result, result_table<Stored> results, std::string_view method)
+  table_node(node_ptr column, const layout &result, result_table<Stored> results, std::string_view method)
       : column_(std::move(column)), results_(std::move(results)), method_(method) {
-    result_ = std::move(result);
+    result_ = result;
     const layout &of = column_->result();
     low_ = of.form == representation::codes ? 0 : static_cast<int64_t>(of.bounds->low);
     of_null_ = results_.nulls.back() != 0 ? std::optional<T>() : static_cast<T>(results_.values.back());
@@ -172,6 +172,7 @@ node_ptr with_dictionary(node_ptr column, layout result, const result_table<std:
       return nullptr;
   }
   std::vector<std::string_view> sorted;
+  sorted.reserve(codes.size());
   for (const auto &[text, code] : codes)
     sorted.push_back(text);
   std::sort(sorted.begin(), sorted.end());
@@ -185,10 +186,10 @@ node_ptr with_dictionary(node_ptr column, layout result, const result_table<std:
   result.distinct = sorted.size() + (has_null ? 1 : 0);
   result_table<uint32_t> made;
   made.nulls = texts.nulls;
+  made.values.reserve(texts.values.size());
   for (size_t i = 0; i < texts.values.size(); ++i)
     made.values.push_back(texts.nulls[i] != 0 ? 0 : codes[texts.values[i]]);
-  return std::make_shared<table_node<uint32_t, uint32_t>>(std::move(column), std::move(result), std::move(made),
-                                                          method);
+  return std::make_shared<table_node<uint32_t, uint32_t>>(std::move(column), result, std::move(made), method);
 }
 
 } // namespace
@@ -206,13 +207,12 @@ node_ptr make_by_code(node_ptr column, size_t index, size_t columns, const bound
         return with_dictionary(std::move(column), std::move(result), results, method);
       } else {
         result.distinct = results.values.size();
-        if constexpr (!std::is_same_v<T, double>)
+        if constexpr (!std::is_same_v<T, double> && !std::is_same_v<T, uint32_t>)
           set_bounds(result, results);
         if (result.held().kind != value_kind::boolean)
-          return std::make_shared<table_node<T, T>>(std::move(column), std::move(result), std::move(results), method);
+          return std::make_shared<table_node<T, T>>(std::move(column), result, std::move(results), method);
         result_table<uint8_t> narrow{{results.values.begin(), results.values.end()}, std::move(results.nulls)};
-        return std::make_shared<table_node<uint8_t, int64_t>>(std::move(column), std::move(result), std::move(narrow),
-                                                              method);
+        return std::make_shared<table_node<uint8_t, int64_t>>(std::move(column), result, std::move(narrow), method);
       }
     });
   } catch (const error &) {

@@ -119,8 +119,10 @@ private:
     const auto low = static_cast<T>(allowed_.low);
     const auto high = static_cast<T>(allowed_.high);
     bool wrong = false;
-    for (size_t row = 0; row < values.size(); ++row)
-      wrong |= (values[row] < low) | (values[row] > high);
+    for (size_t row = 0; row < values.size(); ++row) {
+      wrong |= values[row] < low;
+      wrong |= values[row] > high;
+    }
     if (wrong)
       for (size_t row = 0; row < values.size(); ++row)
         if (is_valid(validity, row) && (values[row] < low || values[row] > high))
@@ -129,7 +131,7 @@ private:
 
   how how_;
   __int128 factor_;
-  number_bounds allowed_; // values if they are multiplied, results otherwise
+  number_bounds allowed_{}; // values if they are multiplied, results otherwise
   bool is_tested_;
   representation in_form_;
 };
@@ -209,10 +211,12 @@ node_ptr integer_to_real(node_ptr of, const logical::sql_type &type) {
       return true;
     });
   return make_conversion<int64_t, double>(std::move(of), type, [=](int64_t value, double &out) {
+    const int64_t quotient = value / whole;
+    const int64_t remainder = value % whole;
     if (value >= -exact && value <= exact)
       out = static_cast<double>(value) / divisor;
     else
-      out = static_cast<double>(value / whole) + static_cast<double>(value % whole) / divisor;
+      out = static_cast<double>(quotient) + static_cast<double>(remainder) / divisor;
     return true;
   });
 }
@@ -231,10 +235,13 @@ node_ptr real_to_integer(node_ptr of, const logical::sql_type &type) {
       return fits;
     });
   const auto factor = static_cast<double>(power_of_ten(type.held->scale));
+  // DuckDB takes the rounded number of a FLOAT for a FLOAT once more.
+  const bool is_single = of->result().held().kind == value_kind::single;
   return make_conversion<double, int64_t>(std::move(of), type, [=](double value, int64_t &out) {
-    const double scaled = value * factor;
-    const bool fits = scaled >= low && scaled <= high;
-    out = fits ? static_cast<int64_t>(std::round(scaled)) : 0;
+    const double rounded = std::round(value * factor);
+    const double whole = is_single ? static_cast<double>(static_cast<float>(rounded)) : rounded;
+    const bool fits = whole >= low && whole <= high;
+    out = fits ? static_cast<int64_t>(whole) : 0;
     return fits;
   });
 }

@@ -1,7 +1,8 @@
 // Comparisons of two values of one type.
 //
-// Numbers are compared as integers; a real is compared by an integer that orders as it does.  A column of codes and a
-// constant are compared by the codes.
+// A column of codes and a constant are compared by the codes, and so are two columns of one dictionary.  Texts of two
+// dictionaries are compared by their ranks among the texts of both.  Reals with NaN among them are compared by integers
+// that order as they do.
 #include <bit>
 #include <cmath>
 #include <functional>
@@ -38,6 +39,13 @@ std::span<const int64_t> orders_of(std::span<const double> reals, arena &memory)
   for (size_t row = 0; row < reals.size(); ++row)
     out[row] = order_of(reals[row]);
   return out;
+}
+
+bool has_nan(std::span<const double> reals) {
+  bool found = false;
+  for (const double real : reals)
+    found |= std::isnan(real);
+  return found;
 }
 
 template <class T, class Left, class Right, class Compare>
@@ -83,9 +91,8 @@ void compare_vectors(operation what, std::span<int64_t> out, std::span<const T> 
 
 class comparison_node final : public row_node {
 public:
-  comparison_node(operation what, node_ptr left, node_ptr right)
-      : row_node({left, right}), what_(what), form_(common_form(left->result(), right->result())),
-        right_is_constant_(right->constant() != nullptr) {
+  comparison_node(operation what, const node_ptr &left, const node_ptr &right, representation form)
+      : row_node({left, right}), what_(what), form_(form), right_is_constant_(right->constant() != nullptr) {
     result_ = boolean_layout(!takes_null_for_value(what) && (left->result().has_nulls || right->result().has_nulls));
   }
 
@@ -105,13 +112,6 @@ public:
   }
 
 private:
-  static representation common_form(const layout &left, const layout &right) {
-    if (left.form == representation::codes && right.form == representation::codes && left.entries == right.entries)
-      return representation::codes;
-    const representation a = decoded_form(left);
-    return a == representation::int64 ? decoded_form(right) : a;
-  }
-
   void compare(std::span<int64_t> out, const vector &left, const vector &right, arena &memory) const {
     const operation what = without_nulls(what_);
     switch (form_) {
@@ -122,6 +122,8 @@ private:
     case representation::int128:
       return compare_vectors(what, out, left.int128s(), right.int128s(), right_is_constant_);
     case representation::float64:
+      if (!has_nan(left.float64s()) && !has_nan(right.float64s()))
+        return compare_vectors(what, out, left.float64s(), right.float64s(), right_is_constant_);
       return compare_vectors(what, out, orders_of(left.float64s(), memory), orders_of(right.float64s(), memory),
                              right_is_constant_);
     default:
@@ -176,6 +178,49 @@ private:
   std::optional<bool> of_null_; // nothing where the result of NULL is NULL
 };
 
+representation common_form(const layout &left, const layout &right) {
+  if (left.form == representation::codes && right.form == representation::codes && left.entries == right.entries)
+    return representation::codes;
+  const representation a = decoded_form(left);
+  return a == representation::int64 ? decoded_form(right) : a;
+}
+
+// The rank of each code of two dictionaries among the texts of both; equal texts have one rank.
+std::pair<std::vector<uint32_t>, std::vector<uint32_t>> ranks_of(const dictionary &a, const dictionary &b) {
+  std::vector<uint32_t> of_a(a.codes());
+  std::vector<uint32_t> of_b(b.codes());
+  uint64_t i = a.first_code();
+  uint64_t j = b.first_code();
+  for (uint32_t rank = 1; i < a.codes() || j < b.codes(); ++rank) {
+    const int order = i == a.codes() ? 1 : j == b.codes() ? -1 : a.symbol(i).compare(b.symbol(j));
+    if (order <= 0)
+      of_a[i++] = rank;
+    if (order >= 0)
+      of_b[j++] = rank;
+  }
+  return {std::move(of_a), std::move(of_b)};
+}
+
+// The ranks of codes.
+class rank_node final : public row_node {
+public:
+  rank_node(node_ptr codes, std::vector<uint32_t> ranks) : row_node({std::move(codes)}), ranks_(std::move(ranks)) {
+    result_ = child(0).result();
+  }
+
+  vector run(evaluation &chunk) const override {
+    const vector in = child(0).run(chunk);
+    const std::span<uint32_t> out = chunk.memory().take<uint32_t>(in.rows);
+    for (size_t row = 0; row < out.size(); ++row)
+      out[row] = ranks_[in.codes()[row]];
+    return vector(out, in.validity);
+  }
+  void add_methods(std::set<std::string_view> &methods) const override { methods.insert("codes"); }
+
+private:
+  std::vector<uint32_t> ranks_;
+};
+
 operation with_sides_changed(operation what) {
   switch (what) {
   case operation::less:
@@ -222,13 +267,22 @@ uint32_t first_code(const layout &of, const scalar &value, bool after) {
   return low;
 }
 
-node_ptr make_comparison(operation what, node_ptr left, node_ptr right) {
+node_ptr make_comparison(operation what, node_ptr left, node_ptr right, double estimated_rows) {
   if (left->constant() != nullptr && right->constant() == nullptr)
-    return make_comparison(with_sides_changed(what), std::move(right), std::move(left));
+    return make_comparison(with_sides_changed(what), std::move(right), std::move(left), estimated_rows);
   if (const scalar *value = right->constant();
       value != nullptr && !is_null(*value) && left->result().form == representation::codes)
     return std::make_shared<code_range_node>(what, left, *value);
-  return std::make_shared<comparison_node>(what, std::move(left), std::move(right));
+  const layout &a = left->result();
+  const layout &b = right->result();
+  if (common_form(a, b) == representation::text && a.form == representation::codes && b.form == representation::codes &&
+      static_cast<double>(a.entries->codes() + b.entries->codes()) < estimated_rows) {
+    auto [ranks_a, ranks_b] = ranks_of(a.entries->symbols(), b.entries->symbols());
+    return std::make_shared<comparison_node>(what, std::make_shared<rank_node>(std::move(left), std::move(ranks_a)),
+                                             std::make_shared<rank_node>(std::move(right), std::move(ranks_b)),
+                                             representation::codes);
+  }
+  return std::make_shared<comparison_node>(what, left, right, common_form(a, b));
 }
 
 } // namespace store::exec

@@ -113,8 +113,11 @@ public:
     const vector in = values_of(child(0), representation_of<view>, chunk);
     const std::span<const view> values = in.values<view>();
     const std::span<int64_t> out = memory.take<int64_t>(in.rows);
-    for (size_t row = 0; row < out.size(); ++row)
-      out[row] = std::binary_search(members_.begin(), members_.end(), values[row], std::less<>()) ? 1 : 0;
+    if (members_.size() <= few)
+      find_each(values, out);
+    else
+      for (size_t row = 0; row < out.size(); ++row)
+        out[row] = std::binary_search(members_.begin(), members_.end(), values[row], std::less<>()) ? 1 : 0;
     const uint64_t *validity = in.validity;
     if (has_null_) { // what was not found might be the NULL
       const std::span<uint64_t> found = memory.take<uint64_t>(words_of(out.size()));
@@ -128,6 +131,15 @@ public:
   }
 
 private:
+  static constexpr size_t few = 8; // members that are compared one after the other
+
+  void find_each(auto values, std::span<int64_t> out) const {
+    std::fill(out.begin(), out.end(), 0);
+    for (const T &member : members_)
+      for (size_t row = 0; row < out.size(); ++row)
+        out[row] |= values[row] == member ? 1 : 0;
+  }
+
   std::vector<T> members_;
   bool inverted_;
   bool has_null_;
@@ -153,6 +165,7 @@ public:
     if (const std::shared_ptr<const coded_values> entries = shared_entries()) {
       result_.form = representation::codes;
       result_.entries = entries;
+      result_.distinct = entries->codes();
     }
   }
 
@@ -185,36 +198,48 @@ private:
                                                  : values_of(child(index), result_.form, chunk);
   }
 
+  // Values that no row takes are not computed: they may be errors.
   template <class T>
   vector chosen(evaluation &chunk) const {
     arena &memory = chunk.memory();
-    const vector otherwise = value(children() - 1, chunk);
-    const size_t rows = otherwise.rows;
+    const size_t rows = chunk.rows.rows();
     const std::span<T> out = memory.take<T>(rows);
-    std::copy(otherwise.values<T>().begin(), otherwise.values<T>().end(), out.begin());
     const std::span<uint64_t> validity = all_valid(memory, rows);
-    copy_validity(otherwise, validity);
-    const std::span<uint64_t> taken = memory.take<uint64_t>(words_of(rows));
-    for (size_t i = children() - 1; i >= 2; i -= 2) {
+    const std::span<int64_t> left = memory.take<int64_t>(rows); // rows without a value
+    std::fill(left.begin(), left.end(), 1);
+    const std::span<int64_t> taken = memory.take<int64_t>(rows);
+    for (size_t i = 1; i < children(); i += 2) {
       const std::span<const int64_t> truth =
-          with_value_for_null(values_of(child(i - 2), representation::int64, chunk), 0, memory);
-      const vector then = value(i - 1, chunk);
-      const std::span<const T> values = then.values<T>();
-      for (size_t row = 0; row < rows; ++row)
-        out[row] = truth[row] != 0 ? values[row] : out[row];
-      if (!result_.has_nulls)
-        continue;
-      pack_bits(truth, taken);
-      for (size_t word = 0; word < taken.size(); ++word)
-        validity[word] = (validity[word] & ~taken[word]) |
-                         (then.validity == nullptr ? taken[word] : taken[word] & then.validity[word]);
+          with_value_for_null(values_of(child(i - 1), representation::int64, chunk), 0, memory);
+      int64_t any = 0;
+      for (size_t row = 0; row < rows; ++row) {
+        taken[row] = left[row] & truth[row];
+        left[row] ^= taken[row];
+        any |= taken[row];
+      }
+      if (any != 0)
+        take<T>(value(i, chunk), taken, i == 1, out, validity, memory);
     }
+    if (std::any_of(left.begin(), left.end(), [](int64_t is_left) { return is_left != 0; }))
+      take<T>(value(children() - 1, chunk), left, false, out, validity, memory);
     return vector(out, result_.has_nulls ? validity.data() : nullptr);
   }
 
-  static void copy_validity(const vector &from, std::span<uint64_t> to) {
-    if (from.validity != nullptr)
-      std::copy(from.validity, from.validity + to.size(), to.begin());
+  template <class T>
+  void take(const vector &from, std::span<const int64_t> taken, bool is_first, std::span<T> out,
+            std::span<uint64_t> validity, arena &memory) const {
+    const std::span<const T> values = from.values<T>();
+    if (is_first)
+      std::copy(values.begin(), values.end(), out.begin());
+    else
+      for (size_t row = 0; row < out.size(); ++row)
+        out[row] = taken[row] != 0 ? values[row] : out[row];
+    if (from.validity == nullptr)
+      return;
+    const std::span<uint64_t> bits = memory.take<uint64_t>(validity.size());
+    pack_bits(taken, bits);
+    for (size_t word = 0; word < bits.size(); ++word)
+      validity[word] &= ~bits[word] | from.validity[word];
   }
 };
 
@@ -234,6 +259,30 @@ node_ptr set_of(const std::vector<node_ptr> &children, bool inverted) {
   return std::make_shared<set_node<T>>(children[0], std::move(members), inverted, has_null);
 }
 
+// Texts that are all constants become codes of a dictionary.
+void give_dictionary(std::vector<node_ptr> &children, const logical::sql_type &type) {
+  std::vector<size_t> values;
+  for (size_t i = 1; i < children.size(); i += 2)
+    values.push_back(i);
+  values.push_back(children.size() - 1);
+  std::vector<std::string_view> texts;
+  for (const size_t i : values) {
+    const scalar *value = children[i]->constant();
+    if (value == nullptr || !type.held->is_bytes())
+      return;
+    if (!is_null(*value))
+      texts.push_back(std::get<std::string>(*value));
+    if (!is_null(*value) && texts.back().size() > dictionary::longest_text)
+      return;
+  }
+  std::sort(texts.begin(), texts.end());
+  texts.erase(std::unique(texts.begin(), texts.end()), texts.end());
+  const auto entries = std::make_shared<const coded_values>(
+      std::make_shared<const dictionary>(dictionary::of(std::span<const std::string_view>(texts), true)), *type.held);
+  for (const size_t i : values)
+    children[i] = make_code(*children[i]->constant(), type, entries);
+}
+
 } // namespace
 
 node_ptr make_all_of(std::vector<node_ptr> children) {
@@ -250,7 +299,7 @@ node_ptr make_is_null(node_ptr child, bool inverted) {
   return std::make_shared<is_null_node>(std::move(child), inverted);
 }
 
-node_ptr make_in(std::vector<node_ptr> children, bool inverted) {
+node_ptr make_in(std::vector<node_ptr> children, bool inverted, double estimated_rows) {
   const bool constants =
       std::all_of(children.begin() + 1, children.end(), [](const node_ptr &n) { return n->constant() != nullptr; });
   if (constants && decoded_form(children[0]->result()) == representation::int64)
@@ -259,12 +308,13 @@ node_ptr make_in(std::vector<node_ptr> children, bool inverted) {
     return set_of<std::string>(children, inverted);
   std::vector<node_ptr> equals;
   for (size_t i = 1; i < children.size(); ++i)
-    equals.push_back(make_comparison(operation::equal, children[0], children[i]));
+    equals.push_back(make_comparison(operation::equal, children[0], children[i], estimated_rows));
   node_ptr found = make_any_of(std::move(equals));
   return inverted ? make_negation(std::move(found)) : found;
 }
 
 node_ptr make_case(std::vector<node_ptr> children, const logical::sql_type &type) {
+  give_dictionary(children, type);
   return std::make_shared<case_node>(std::move(children), type);
 }
 

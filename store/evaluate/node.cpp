@@ -22,9 +22,12 @@ private:
 // Holds its value as often as a chunk can have rows.
 class constant_node final : public node {
 public:
-  constant_node(const logical::scalar &value, const logical::sql_type &type) : value_(value) {
+  constant_node(const logical::scalar &value, const logical::sql_type &type,
+                std::shared_ptr<const coded_values> entries = nullptr)
+      : value_(value) {
     result_.type = type;
-    result_.form = plain_representation(*type.held);
+    result_.form = entries ? representation::codes : plain_representation(*type.held);
+    result_.entries = std::move(entries);
     result_.has_nulls = is_null(value);
     result_.distinct = 1;
     if (const auto *number = std::get_if<__int128>(&value_)) {
@@ -36,6 +39,9 @@ public:
       validity_.resize(words_of(chunk_rows));
     }
     switch (result_.form) {
+    case representation::codes:
+      fill(codes_, is_null(value_) ? 0 : first_code(result_, value_, false));
+      break;
     case representation::int64:
       fill(int64s_, static_cast<int64_t>(number()));
       break;
@@ -69,6 +75,7 @@ private:
 
   logical::scalar value_;
   std::vector<uint64_t> validity_; // empty without NULL
+  std::vector<uint32_t> codes_;
   std::vector<int64_t> int64s_;
   std::vector<__int128> int128s_;
   std::vector<double> float64s_;
@@ -79,6 +86,11 @@ private:
 } // namespace
 
 node_ptr make_column(size_t index, const layout &of) { return std::make_shared<column_node>(index, of); }
+
+node_ptr make_code(const logical::scalar &value, const logical::sql_type &type,
+                   std::shared_ptr<const coded_values> entries) {
+  return std::make_shared<constant_node>(value, type, std::move(entries));
+}
 
 node_ptr make_constant(const logical::scalar &value, const logical::sql_type &type) {
   return std::make_shared<constant_node>(value, type);

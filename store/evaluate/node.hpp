@@ -11,13 +11,16 @@
 #include <vector>
 
 #include "store/chunk/chunk.hpp"
+#include "store/error.hpp"
 #include "store/evaluate/scalar_functions.hpp"
 
 namespace store::exec {
 
 // A chunk holds a value that the store's loops do not compute, such as a sum that leaves its type.  The whole
 // expression is then given to scalar_functions for this chunk.
-struct left_to_functions {};
+struct left_to_functions : error {
+  left_to_functions() : error("a value that the loops do not compute") {}
+};
 
 // The evaluation of an expression on one chunk.
 struct evaluation {
@@ -107,9 +110,12 @@ void pack_bits(std::span<const int64_t> booleans, std::span<uint64_t> out);
 
 node_ptr make_column(size_t index, const layout &of);
 node_ptr make_constant(const logical::scalar &value, const logical::sql_type &type);
+// A constant text as a code of a dictionary, which has it, and NULL.
+node_ptr make_code(const logical::scalar &value, const logical::sql_type &type,
+                   std::shared_ptr<const coded_values> entries);
 
-// Two children of one type.
-node_ptr make_comparison(logical::operation what, node_ptr left, node_ptr right);
+// Two children of one type.  With many rows, something is prepared for the dictionaries.
+node_ptr make_comparison(logical::operation what, node_ptr left, node_ptr right, double estimated_rows);
 
 // Booleans.
 node_ptr make_all_of(std::vector<node_ptr> children);
@@ -117,7 +123,7 @@ node_ptr make_any_of(std::vector<node_ptr> children);
 node_ptr make_negation(node_ptr child);
 node_ptr make_is_null(node_ptr child, bool inverted);
 // The first child among the others.
-node_ptr make_in(std::vector<node_ptr> children, bool inverted);
+node_ptr make_in(std::vector<node_ptr> children, bool inverted, double estimated_rows);
 // Condition, value, condition, value, ..., and the value without a true condition.
 node_ptr make_case(std::vector<node_ptr> children, const logical::sql_type &type);
 

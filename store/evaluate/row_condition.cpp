@@ -3,8 +3,10 @@
 namespace store::exec {
 
 row_condition::row_condition(std::vector<std::shared_ptr<const bound_expression>> all_of) {
-  for (const std::shared_ptr<const bound_expression> &condition : all_of)
-    conditions_.push_back({condition, condition->begin()});
+  for (std::shared_ptr<const bound_expression> &condition : all_of) {
+    std::unique_ptr<evaluator> begun = condition->begin();
+    conditions_.emplace_back(std::move(condition), std::move(begun));
+  }
 }
 
 bool row_condition::keep(chunk &rows) {

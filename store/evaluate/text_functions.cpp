@@ -45,10 +45,12 @@ public:
       const std::string &wanted = parts_[part];
       if (wanted.empty())
         continue;
+      if (text.size() < wanted.size())
+        return false;
       const void *found = memmem(text.data(), text.size(), wanted.data(), wanted.size());
       if (found == nullptr)
         return false;
-      text.remove_prefix(static_cast<const char *>(found) - text.data() + wanted.size());
+      text.remove_prefix(static_cast<size_t>(static_cast<const char *>(found) - text.data()) + wanted.size());
     }
     return true;
   }

@@ -44,9 +44,9 @@ enum class join_kind {
 };
 
 struct join_condition {
-  expression left;      // over the columns of the left child
-  operation comparison; // equal, not_distinct_from, or another comparison
-  expression right;     // over the columns of the right child
+  expression left;                         // over the columns of the left child
+  operation comparison = operation::equal; // or not_distinct_from, or another comparison
+  expression right;                        // over the columns of the right child
 };
 
 enum class aggregate_kind { count_rows, count, sum, average, min, max, first };

@@ -7,7 +7,7 @@
 #include <type_traits>
 #include <vector>
 
-#include "store/error.hpp"
+#include "store/chunk/large_memory.hpp"
 #include "store/operator/integer_sum.hpp"
 
 namespace store::exec {
@@ -32,7 +32,7 @@ public:
   vector result(arena &) override { return vector(std::span(counts_)); }
 
 private:
-  std::vector<int64_t> counts_;
+  large_vector<int64_t> counts_;
 };
 
 // The sum of doubles in the order of rows, and the least and the greatest value: states that begin with a neutral value
@@ -51,11 +51,16 @@ public:
     for (size_t g = 0; g < groups.size(); ++g)
       Combine()(states_[groups[g]], from.states_[g]);
   }
-  vector result(arena &) override { return vector(std::span(states_)); }
+  vector result(arena &) override {
+    // A code without a value must be one of the dictionary.
+    if constexpr (std::is_same_v<T, uint32_t>)
+      std::replace(states_.begin(), states_.end(), std::numeric_limits<T>::max(), T{0});
+    return vector(std::span(states_));
+  }
 
 private:
   T neutral_;
-  std::vector<T> states_;
+  large_vector<T> states_;
 };
 
 struct added {
@@ -135,8 +140,9 @@ private:
   void take(uint32_t group, const T &value, holds what) {
     holds &held = held_[group];
     const bool is_first = held == holds::nothing;
-    if (!is_first && (what_ == accumulation::first ||
-                      !(what_ == accumulation::min ? is_less<T>(value, states_[group]) : is_less<T>(states_[group], value))))
+    if (!is_first &&
+        (what_ == accumulation::first ||
+         !(what_ == accumulation::min ? is_less<T>(value, states_[group]) : is_less<T>(states_[group], value))))
       return;
     held = what;
     states_[group] = value;
@@ -187,7 +193,8 @@ layout accumulated_layout(accumulation what, const logical::sql_type &type, cons
         values.bounds->high > largest)
       break;
     out.bounds = sum_bounds(*values.bounds);
-    if (out.bounds->low >= std::numeric_limits<int64_t>::min() && out.bounds->high <= std::numeric_limits<int64_t>::max())
+    if (out.bounds->low >= std::numeric_limits<int64_t>::min() &&
+        out.bounds->high <= std::numeric_limits<int64_t>::max())
       out.form = representation::int64;
     break;
   }

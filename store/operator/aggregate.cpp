@@ -23,7 +23,7 @@ public:
   // `keys` are the columns of the groups, and `sets` the keys of each grouping set.
   aggregate(relation_ptr rows, aggregation what, std::vector<size_t> keys, std::vector<std::vector<size_t>> sets,
             std::vector<layout> columns, std::vector<std::optional<size_t>> results)
-      : relation("AGGREGATE"), rows_(std::move(rows)), what_(std::move(what)), keys_(std::move(keys)),
+      : relation("aggregate"), rows_(std::move(rows)), what_(std::move(what)), keys_(std::move(keys)),
         sets_(std::move(sets)), results_(std::move(results)) {
     columns_ = std::move(columns);
   }
@@ -69,9 +69,9 @@ private:
   };
 
   std::vector<size_t> columns_of(const std::vector<size_t> &set) const {
-    std::vector<size_t> out;
-    for (const size_t key : set)
-      out.push_back(keys_[key]);
+    std::vector<size_t> out(set.size());
+    for (size_t i = 0; i < set.size(); ++i)
+      out[i] = keys_[set[i]];
     return out;
   }
   std::vector<layout> key_layouts(const std::vector<size_t> &set) const {
@@ -158,9 +158,9 @@ void aggregate::add_by_threads(const query_run &run) {
       groups.add(c, morsel);
   });
   for (size_t set = 0; set < sets_.size(); ++set) {
-    std::vector<group_state *> of_set;
-    for (std::vector<group_state> &of_thread : threads)
-      of_set.push_back(&of_thread[set]);
+    std::vector<group_state *> of_set(threads.size());
+    for (size_t thread = 0; thread < threads.size(); ++thread)
+      of_set[thread] = &threads[thread][set];
     groups_[set].merge(of_set);
   }
 }
@@ -182,6 +182,7 @@ void aggregate::finish() {
   parts_.clear();
   for (size_t set = 0; set < sets_.size(); ++set) {
     std::vector<group_column> &values = values_[set];
+    values.reserve(columns_.size());
     for (size_t key = 0; key < keys_.size(); ++key) {
       const auto of_set = std::find(sets_[set].begin(), sets_[set].end(), key);
       if (of_set == sets_[set].end())
@@ -261,6 +262,7 @@ relation_ptr make_aggregate(const logical::plan &of, relation_ptr rows, const co
     } else {
       columns.emplace_back();
       columns.back().type = of.aggregates[a].type;
+      columns.back().form = plain_representation(columns.back().held());
     }
   }
   return std::make_unique<aggregate>(std::move(rows), std::move(what), std::move(keys), std::move(sets),

@@ -23,14 +23,14 @@ struct aggregate_input {
 };
 
 struct accumulator_of_input {
-  accumulation what;
-  size_t input;
+  accumulation what = accumulation::count;
+  size_t input = 0;
   layout values; // of the input
   layout result;
 };
 
 struct aggregate_result {
-  logical::aggregate_kind what;
+  logical::aggregate_kind what = logical::aggregate_kind::count_rows;
   size_t accumulator = 0;
   std::optional<size_t> count; // the accumulator that counts the rows of the input, where there may be none
   layout values;               // of the argument

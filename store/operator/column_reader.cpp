@@ -59,7 +59,7 @@ bool ascends(std::span<const uint32_t> positions) {
 }
 
 bool is_range(std::span<const uint32_t> positions) {
-  if (positions.back() - positions.front() != positions.size() - 1)
+  if (positions.back() - positions.front() + 1 != positions.size())
     return false;
   uint32_t differs = 0;
   for (size_t i = 0; i < positions.size(); ++i)
@@ -113,6 +113,21 @@ layout layout_of(table &of, size_t index) {
       out.form = representation::int64; // values that are stored themselves have at most 64 bits
   }
   return out;
+}
+
+void narrow(layout &as, const column &of, const ordinal_ranges *accepted) {
+  if (accepted == nullptr)
+    return;
+  const bool has_null = of.has_nulls() && accepted->contains(0);
+  const uint64_t values = accepted->size() - (has_null ? 1 : 0);
+  as.has_nulls = has_null;
+  as.distinct = std::min(as.distinct.value_or(values), values);
+  if (!as.bounds || values == 0)
+    return;
+  const auto ranges = accepted->ranges();
+  const bool is_null_alone = has_null && ranges.front().last == 0;
+  const uint64_t first = is_null_alone ? ranges[1].first : std::max(ranges.front().first, of.first_ordinal());
+  as.bounds = {number_of_ordinal(of, first), number_of_ordinal(of, ranges.back().last)};
 }
 
 const uint8_t *plain_stream(const vorn_ctx &library, const column &of, const batch &rows) {
@@ -187,8 +202,11 @@ uint32_t column_reader::packed_code(uint32_t index) const {
 }
 
 void column_reader::read_packed(std::span<const uint32_t> positions, std::span<uint32_t> out, arena &memory) {
-  constexpr size_t few = 32;     // a call of the library costs as much as the codes of some rows
-  constexpr uint32_t one_in = 3; // of the rows that are unpacked
+  // A call of the library costs as much as the codes of some rows.  Unpacking all rows between the first and the last
+  // one and picking from them pays where one in 3 is wanted: with the kernels of AVX2 and codes of 20 bits, it takes
+  // 0.7 nanoseconds a row for nearly all rows, 0.8 for one in 2, 1.1 for one in 3; reading single codes takes 1.1.
+  constexpr size_t few = 32;
+  constexpr uint32_t one_in = 3;
   if (positions.size() > few && positions.back() >= positions.front() &&
       (positions.back() - positions.front()) / one_in < positions.size() && ascends(positions)) {
     const uint32_t first = positions.front();
@@ -221,20 +239,27 @@ void column_reader::unpack(uint32_t first, std::span<uint32_t> out) {
 
 void column_reader::read_runs(std::span<const uint32_t> positions, std::span<uint32_t> out) const {
   const uint32_t *const begins = offsets_.data(); // of the runs, and the end of the last one
-  const uint32_t *const end = begins + rows_->runs;
   const uint32_t *run = begins;
+  if (!positions.empty() && is_range(positions)) {
+    run += run_index_[positions.front() / index_step];
+    while (positions.front() >= run[1])
+      ++run;
+    for (size_t done = 0; done < out.size(); ++run) {
+      const size_t end = std::min<size_t>(run[1] - positions.front(), out.size());
+      std::fill(out.begin() + static_cast<ptrdiff_t>(done), out.begin() + static_cast<ptrdiff_t>(end),
+                packed_code(static_cast<uint32_t>(run - begins)));
+      done = end;
+    }
+    return;
+  }
   uint32_t code = packed_code(0);
   for (size_t i = 0; i < positions.size(); ++i) {
     const uint32_t position = positions[i];
     if (position < run[0] || position >= run[1]) {
-      constexpr ptrdiff_t near = 4;
-      if (position < run[0])
-        run = std::upper_bound(begins, run, position) - 1;
-      else if (end - run > near && position >= run[near])
-        run = std::upper_bound(run + near, end, position) - 1;
-      else
-        while (position >= run[1])
-          ++run;
+      if (position < run[0] || position / index_step != run[0] / index_step)
+        run = begins + run_index_[position / index_step];
+      while (position >= run[1])
+        ++run;
       code = packed_code(static_cast<uint32_t>(run - begins));
     }
     out[i] = code;
@@ -301,7 +326,10 @@ vector column_reader::numbers(std::span<const uint32_t> positions, arena &memory
   if (form_ == representation::float64)
     return read(double{}, [=](uint64_t ordinal) { return real_of_key(static_cast<int64_t>(least + ordinal)); });
   if (form_ == representation::int128)
-    return read(__int128{}, [=](uint64_t ordinal) { return static_cast<__int128>(least + ordinal); });
+    return read(__int128{}, [=](uint64_t ordinal) {
+      const uint64_t number = least + ordinal;
+      return static_cast<__int128>(number);
+    });
   return read(int64_t{}, [=](uint64_t ordinal) { return static_cast<int64_t>(least + ordinal); });
 }
 
@@ -318,6 +346,13 @@ void column_reader::index_runs() {
   offsets_.resize(rows_->cla.size());
   for (size_t i = 0; i < offsets_.size(); ++i)
     offsets_[i] = big_endian(rows_->cla[i]);
+  run_index_.resize(rows_->rows / index_step + 1);
+  uint32_t run = 0;
+  for (uint32_t i = 0; i < run_index_.size(); ++i) {
+    while (run + 1 < rows_->runs && offsets_[run + 1] <= i * index_step)
+      ++run;
+    run_index_[i] = run;
+  }
 }
 
 void column_reader::index_lengths() {

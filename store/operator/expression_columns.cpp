@@ -18,8 +18,8 @@ expression_columns::expression_columns(const relation &rows) : of_rows_(rows.col
 size_t expression_columns::add(const logical::expression &what) {
   size_t index = what.what == logical::operation::column ? what.index : of_rows_;
   if (what.what != logical::operation::column)
-    while (index < expressions_.size() && (what.sql.empty() || expressions_[index].sql != what.sql ||
-                                           expressions_[index].type.name != what.type.name))
+    while (index < expressions_.size() &&
+           (what.is_volatile || expressions_[index].sql != what.sql || expressions_[index].type.name != what.type.name))
       ++index;
   if (index == expressions_.size()) {
     expressions_.push_back(what);

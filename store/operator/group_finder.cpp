@@ -1,15 +1,13 @@
 #include "store/operator/group_finder.hpp"
 
 #include <algorithm>
-#include <bit>
-#include <cmath>
-#include <cstring>
 #include <deque>
 #include <limits>
 #include <optional>
 #include <string>
 #include <variant>
 
+#include "store/chunk/float_bits.hpp"
 #include "store/operator/number_table.hpp"
 #include "store/operator/text_table.hpp"
 
@@ -22,13 +20,7 @@ using uint128 = unsigned __int128;
 constexpr uint128 range_of_numbers = uint128{1} << 32;
 constexpr uint128 range_of_64_bits = uint128{1} << 64;
 
-// Floats as bits.  -0 equals 0, and all NaNs are one; a pattern that is no other value stands for NULL.
-constexpr uint64_t bits_of_null = ~uint64_t{0};
-uint64_t bits_of(double value) {
-  if (std::isnan(value))
-    value = std::numeric_limits<double>::quiet_NaN();
-  return std::bit_cast<uint64_t>(value == 0 ? 0.0 : value);
-}
+constexpr uint64_t bits_of_null = ~uint64_t{0}; // which are the bits of no value
 
 // What a column contributes to a key.
 struct key_part {
@@ -44,8 +36,8 @@ uint128 range_of(const number_bounds &bounds) {
 }
 
 bool is_numbered_first(const layout &column) {
-  return column.form == representation::text ||
-         (column.form == representation::int128 && (!column.bounds || range_of(*column.bounds) - 1 >= range_of_64_bits));
+  return column.form == representation::text || (column.form == representation::int128 &&
+                                                 (!column.bounds || range_of(*column.bounds) - 1 >= range_of_64_bits));
 }
 
 key_part part_of(const layout &column, size_t index) {
@@ -58,8 +50,8 @@ key_part part_of(const layout &column, size_t index) {
     out.for_null = 0;
     out.range = range_of_64_bits;
   } else {
-    const number_bounds bounds = column.bounds.value_or(
-        number_bounds{std::numeric_limits<int64_t>::min(), std::numeric_limits<int64_t>::max()});
+    const number_bounds bounds =
+        column.bounds.value_or(number_bounds{std::numeric_limits<int64_t>::min(), std::numeric_limits<int64_t>::max()});
     out.low = bounds.low;
     out.range = range_of(bounds);
   }
@@ -108,8 +100,8 @@ void pack(std::span<Key> keys, const key_part &part, const vector &values, bool 
   };
   const auto integers = [&]<class T>(std::span<const T> from) {
     struct {
-      const T *from;
-      Key less;
+      const T *from = nullptr;
+      Key less = 0;
       Key null = 0;
       Key operator()(size_t row) const { return static_cast<Key>(from[row]) - less; }
     } contribution{from.data(), static_cast<Key>(static_cast<uint128>(part.low) - part.for_null)};
@@ -126,7 +118,7 @@ void pack(std::span<Key> keys, const key_part &part, const vector &values, bool 
     break;
   }
   struct {
-    const double *from;
+    const double *from = nullptr;
     Key null = static_cast<Key>(bits_of_null);
     Key operator()(size_t row) const { return static_cast<Key>(bits_of(from[row])); }
   } contribution{values.float64s().data()};

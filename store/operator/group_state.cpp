@@ -61,7 +61,7 @@ group_state::group_state(const aggregation &what, std::span<const size_t> keys, 
     if (!keys.empty())
       pair.push_back(number_layout(most_groups(layouts, std::numeric_limits<double>::infinity())));
     pair.push_back(values);
-    distinct_.back().emplace(group_finder(pair, rows));
+    distinct_.back().emplace(distinct_values{group_finder(pair, rows), {}});
     if (is_merged_)
       for (const layout &column : pair)
         distinct_.back()->pairs.emplace_back(column.form);

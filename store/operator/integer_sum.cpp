@@ -7,6 +7,7 @@
 #include <fmt/format.h>
 
 #include "store/chunk/chunk.hpp"
+#include "store/chunk/large_memory.hpp"
 #include "store/error.hpp"
 
 namespace store::exec {
@@ -71,8 +72,8 @@ private:
   uint64_t rows_of_room_;
   uint64_t rows_ = 0; // that are in `sums_`
   representation result_;
-  std::vector<int64_t> sums_;
-  std::vector<__int128> flushed_; // empty until the first flush
+  large_vector<int64_t> sums_;
+  large_vector<__int128> flushed_; // empty until the first flush
 };
 
 [[noreturn]] void overflow(__int128 sum, __int128 value) {
@@ -107,7 +108,7 @@ private:
     }
   }
 
-  std::vector<__int128> sums_;
+  large_vector<__int128> sums_;
 };
 
 } // namespace

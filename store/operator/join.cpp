@@ -64,8 +64,8 @@ layout with_nulls(layout of) {
   return of;
 }
 
-// Building a row costs a few times as much as looking one up.  Where the other side than usual is built, rows are marked
-// or kept as well.
+// Building a row costs a few times as much as looking one up.  Where the other side than usual is built, rows are
+// marked or kept as well.
 bool is_left_built(join_kind kind, double left, double right) {
   switch (kind) {
   case join_kind::inner:
@@ -116,7 +116,8 @@ private:
   relation &probed() const { return parts_.builds_left ? *right_ : *left_; }
   // No row of the probed side matters.
   bool is_empty() const {
-    return parts_.built->rows() == 0 && (parts_.kind == join_kind::inner || parts_.kind == join_kind::semi);
+    return parts_.built->rows() == 0 && !parts_.marks_built() &&
+           (parts_.kind == join_kind::inner || parts_.kind == join_kind::semi);
   }
 
   void bind_conditions(std::vector<logical::join_condition> conditions,
@@ -143,8 +144,8 @@ private:
   std::vector<layout> built_layouts_;
   column_mask built_needed_;
   join_parts::expressions computed_operands_;
-  // Which built rows have a partner is known after the probe only.  Where that matters, the pairs are kept, and then the
-  // built rows that are given besides.
+  // Which built rows have a partner is known after the probe only.  Where that matters, the pairs are kept, and then
+  // the built rows that are given besides.
   static constexpr size_t kept_morsel_rows = 16 * chunk_rows;
   std::unique_ptr<kept_rows> pairs_;
   std::vector<uint32_t> selected_;
@@ -188,8 +189,7 @@ void join::bind_conditions(std::vector<logical::join_condition> conditions,
 void join::bind_tests(std::span<const logical::join_condition> conditions,
                       const std::optional<logical::expression> &residual, scalar_functions &functions) {
   const bool is_simple = conditions.size() == parts_.keys && !residual;
-  const bool knows_unknown =
-      parts_.kind == join_kind::mark && !(is_simple && conditions.size() == 1);
+  const bool knows_unknown = parts_.kind == join_kind::mark && !(is_simple && conditions.size() == 1);
   parts_.first_shown_operand = knows_unknown ? 0 : parts_.keys;
 
   std::vector<layout> layouts = left_->columns();
@@ -201,10 +201,10 @@ void join::bind_tests(std::span<const logical::join_condition> conditions,
     logical::expression compared;
     compared.what = conditions[k].comparison;
     compared.type = logical::sql_type("BOOLEAN");
-    const logical::expression of_probed = column_expression(
-        layouts.size(), (parts_.builds_left ? conditions[k].right : conditions[k].left).type);
-    const logical::expression of_built = column_expression(
-        layouts.size() + 1, (parts_.builds_left ? conditions[k].left : conditions[k].right).type);
+    const logical::expression of_probed =
+        column_expression(layouts.size(), (parts_.builds_left ? conditions[k].right : conditions[k].left).type);
+    const logical::expression of_built =
+        column_expression(layouts.size() + 1, (parts_.builds_left ? conditions[k].left : conditions[k].right).type);
     compared.children = parts_.builds_left ? std::vector{of_built, of_probed} : std::vector{of_probed, of_built};
     compared.sql = fmt::format("({} {} {})", compared.children[0].sql, sign(compared.what), compared.children[1].sql);
     layouts.push_back(parts_.probed_operands[k]->result());
@@ -375,8 +375,9 @@ void join::make_table(const query_run &run) {
   const bool is_first_enough =
       parts_.tests.empty() && (((parts_.selects_left() || parts_.kind == join_kind::mark) && !parts_.builds_left) ||
                                parts_.kind == join_kind::single);
-  parts_.table = make_join_table(run.library, built_keys(parts_.packing, columns, parts_.built->rows()),
-                                 is_first_enough ? group_rows::first : group_rows::all, memory);
+  parts_.table =
+      make_join_table(run.library, built_keys(parts_.packing, columns, parts_.built->rows()),
+                      is_first_enough ? group_rows::first : group_rows::all, probed().estimated_rows(), memory);
   parts_.rows_with_null.clear();
   if (parts_.kind == join_kind::mark)
     for (uint32_t row = 0; row < parts_.built->rows(); ++row)

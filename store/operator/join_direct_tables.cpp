@@ -1,4 +1,6 @@
 // Tables of a join for keys that are numbers of a small range.
+#include <bit>
+
 #include <fmt/format.h>
 
 #include "store/operator/join_table.hpp"
@@ -87,7 +89,6 @@ class bitmap_table final : public join_table {
 public:
   bitmap_table(const built_keys &keys, group_rows asked, arena &memory)
       : range_(*keys.packing().range()), entries_(range_ / 32 + 1) {
-    std::vector<bool> no_rows;
     bool is_ordered = true; // row by row the words ascend
     uint64_t last = 0;
     uint32_t set = 0;
@@ -130,23 +131,35 @@ private:
     uint32_t before = 0;
   };
 
-  // The processors that the store is built for need not have an instruction for it.
-  static uint32_t ones(uint32_t bits) {
-    bits -= bits >> 1 & 0x55555555;
-    bits = (bits & 0x33333333) + (bits >> 2 & 0x33333333);
-    return ((bits + (bits >> 4)) & 0x0f0f0f0f) * 0x01010101 >> 24;
+  void find_groups(std::span<const uint64_t> words, std::span<uint32_t> out) const {
+#ifdef __x86_64__
+    if (counts_bits)
+      find_groups_by_instruction(words, out);
+    else
+#endif
+      find_groups_anyhow(words, out);
   }
 
-  void find_groups(std::span<const uint64_t> words, std::span<uint32_t> out) const {
+  [[gnu::always_inline]] void find_groups_anyhow(std::span<const uint64_t> words, std::span<uint32_t> out) const {
     const entry *entries = entries_.data();
+    const uint64_t range = range_;
     for (size_t row = 0; row < words.size(); ++row) {
-      const uint64_t word = words[row] < range_ ? words[row] : range_;
-      const entry &e = entries[word / 32];
-      const uint32_t bit = e.bits >> (word % 32);
+      const uint64_t word = words[row] < range ? words[row] : range;
+      const entry e = entries[word / 32];
       const uint32_t group = e.before + ones(e.bits & ((uint32_t{1} << (word % 32)) - 1));
-      out[row] = group | ((bit & 1) - 1);
+      out[row] = group | ((e.bits >> (word % 32) & 1) - 1);
     }
   }
+  [[gnu::always_inline]] static uint32_t ones(uint32_t bits) { return static_cast<uint32_t>(std::popcount(bits)); }
+
+#ifdef __x86_64__
+  // Twice as fast.  The store is built for processors without the instruction too.
+  static inline const bool counts_bits = __builtin_cpu_supports("popcnt") != 0;
+  [[gnu::target("popcnt")]] void find_groups_by_instruction(std::span<const uint64_t> words,
+                                                            std::span<uint32_t> out) const {
+    find_groups_anyhow(words, out);
+  }
+#endif
 
   void map_to_rows(const built_keys &keys, group_rows asked, uint32_t groups, arena &memory) {
     std::vector<uint32_t> group_of_row(keys.rows());

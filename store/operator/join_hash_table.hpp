@@ -35,8 +35,7 @@ public:
   template <class Take>
   void find(const vorn_ctx &library, std::span<const uint64_t> hashes, arena &memory, const Take &take) const {
     probe next(hashes, memory);
-    for (std::span<const candidate> some = next.step(*this, library); !some.empty();
-         some = next.step(*this, library))
+    for (std::span<const candidate> some = next.step(*this, library); !some.empty(); some = next.step(*this, library))
       take(some);
   }
 
@@ -67,9 +66,9 @@ private:
   uint64_t inserted_ = 0;
   std::unique_ptr<bucket[]> buckets_;
   std::vector<std::unique_ptr<bucket[]>> overflow_;
-  void *table_of_[1];
-  void *overflow_next_[1];
-  void *overflow_end_[1];
+  void *table_of_[1] = {};
+  void *overflow_next_[1] = {};
+  void *overflow_end_[1] = {};
   mutable vorn_hash_table table_{}; // the library does not write to a table that it probes
 };
 

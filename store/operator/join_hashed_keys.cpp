@@ -40,16 +40,20 @@ std::span<const uint64_t> hash_values(const vorn_ctx &library, const key_batch &
   return seeds;
 }
 
+template <class T>
+std::span<const T> gathered(std::span<const T> values, std::span<const uint32_t> rows, arena &memory) {
+  const std::span<T> out = memory.take<T>(rows.size());
+  for (size_t i = 0; i < rows.size(); ++i)
+    out[i] = values[rows[i]];
+  return out;
+}
+
 // Some of the keys.  They are all usable.
 key_batch chosen(const key_batch &from, std::span<const uint32_t> rows, arena &memory) {
   const auto gather = [&]<class T>(std::span<std::span<const T>> columns) {
     const std::span<std::span<const T>> out = memory.take<std::span<const T>>(columns.size());
-    for (size_t c = 0; c < columns.size(); ++c) {
-      const std::span<T> made = memory.take<T>(rows.size());
-      for (size_t i = 0; i < rows.size(); ++i)
-        made[i] = columns[c][rows[i]];
-      out[c] = made;
-    }
+    for (size_t c = 0; c < columns.size(); ++c)
+      out[c] = gathered(columns[c], rows, memory);
     return out;
   };
   key_batch out;
@@ -97,8 +101,8 @@ void sort(std::vector<hashed_row> &rows, uint32_t first_bit, uint32_t bits) {
   }
   const auto place = [&](const hashed_row &r) { return r.hash >> first_bit & ((uint64_t{1} << bits) - 1); };
   for (auto begin = rows.begin(); begin != rows.end();) {
-    const auto end = std::find_if(begin + 1, rows.end(),
-                                  [&, of = place(*begin)](const hashed_row &r) { return place(r) != of; });
+    const auto end =
+        std::find_if(begin + 1, rows.end(), [&, of = place(*begin)](const hashed_row &r) { return place(r) != of; });
     std::sort(begin, end);
     begin = end;
   }
@@ -131,8 +135,8 @@ public:
     std::span<const uint32_t> find(const key_batch &keys, arena &memory) override;
 
   private:
-    // Looks for keys of some rows, all of them where `rows` is empty.
-    void find(const key_batch &keys, std::span<const uint32_t> rows, std::span<uint32_t> out, arena &memory);
+    void confirm(const key_batch &sought, std::span<const uint32_t> rows,
+                 std::span<const hash_table::candidate> candidates, std::span<uint32_t> out) const;
 
     const hashed_keys &of_;
     const vorn_ctx &library_;
@@ -149,10 +153,10 @@ public:
   }
 
   uint64_t bytes() const override {
-    return join_table::bytes() + table_.bytes() + map_.bytes() +
-           (words_.size() * sizeof(uint64_t) + texts_.size() * sizeof(std::string_view)) * first_rows_.size();
+    return join_table::bytes() + table_.bytes() + map_.bytes() + records_.size() * sizeof(uint64_t) +
+           record_texts_.size() * sizeof(std::string_view);
   }
-  std::string description() const override { return fmt::format("hash table of {} keys", first_rows_.size()); }
+  std::string description() const override { return fmt::format("hash table of {} keys", groups_); }
 
 private:
   bool are_equal(uint32_t a, uint32_t b) const {
@@ -179,12 +183,8 @@ private:
     rows.swap(first_of_groups);
     // A group is its row where it has one only.
     if (rows_.size() == rows.size()) {
-      first_rows_ = std::move(rows_);
       rows_.clear();
       ends_.clear();
-    } else {
-      for (const hashed_row &r : rows)
-        first_rows_.push_back(r.row);
     }
   }
 
@@ -197,20 +197,30 @@ private:
       table_.insert(library, some);
       map_.add(some);
     }
-    const auto keep_groups = [&](auto &column) {
-      std::remove_reference_t<decltype(column)> kept(groups.size());
-      for (size_t g = 0; g < groups.size(); ++g)
-        kept[g] = column[groups[g].row];
-      column = std::move(kept);
-    };
-    std::for_each(words_.begin(), words_.end(), keep_groups);
-    std::for_each(texts_.begin(), texts_.end(), keep_groups);
+    groups_ = groups.size();
+    records_.reserve(groups.size() * record_words());
+    for (size_t g = 0; g < groups.size(); ++g) {
+      for (const std::vector<uint64_t> &word : words_)
+        records_.push_back(word[groups[g].row]);
+      records_.push_back(groups_are_rows() ? groups[g].row : g);
+      for (const std::vector<std::string_view> &text : texts_)
+        record_texts_.push_back(text[groups[g].row]);
+    }
+    for (std::vector<uint64_t> &word : words_)
+      word = {};
+    for (std::vector<std::string_view> &text : texts_)
+      text = {};
   }
 
-  // Of the rows while the table is made, then of the groups.
+  size_t record_words() const { return words_.size() + 1; }
+
+  // Of the rows, while the table is made.
   std::vector<std::vector<uint64_t>> words_;
   std::vector<std::vector<std::string_view>> texts_;
-  std::vector<uint32_t> first_rows_; // of the groups
+  // A record for each entry of the hash table: the words of the key, and the group; apart from them the texts.
+  std::vector<uint64_t> records_;
+  std::vector<std::string_view> record_texts_;
+  size_t groups_ = 0;
   hash_table table_;
   bloom_map map_;
 };
@@ -218,43 +228,57 @@ private:
 std::span<const uint32_t> hashed_keys::hash_finder::find(const key_batch &keys, arena &memory) {
   const std::span<uint32_t> out = memory.take<uint32_t>(keys.rows);
   std::fill(out.begin(), out.end(), no_row);
-  if (keys.usable == nullptr) {
-    find(keys, {}, out, memory);
-  } else if (const std::span<const uint32_t> rows = usable_rows(keys, memory); !rows.empty()) {
-    find(chosen(keys, rows, memory), rows, out, memory);
+  key_batch sought = keys;
+  std::span<const uint32_t> rows; // that are sought; empty for all
+  if (keys.usable != nullptr) {
+    rows = usable_rows(keys, memory);
+    sought = chosen(keys, rows, memory);
   }
-  return out;
-}
-
-void hashed_keys::hash_finder::find(const key_batch &keys, std::span<const uint32_t> rows, std::span<uint32_t> out,
-                                    arena &memory) {
-  std::span<const uint64_t> hashes = hash_values(library_, keys, memory);
-  std::span<const uint32_t> passed;
+  if (sought.rows == 0)
+    return out;
+  std::span<const uint64_t> hashes = hash_values(library_, sought, memory);
   if (is_map_useful()) {
-    passed = of_.map_.test(library_, hashes, memory);
+    const std::span<const uint32_t> passed = of_.map_.test(library_, hashes, memory);
     tested_ += hashes.size();
     passed_ += passed.size();
     if (passed.empty())
-      return;
-    const std::span<uint64_t> hashes_of_passed = memory.take<uint64_t>(passed.size());
-    for (size_t i = 0; i < passed.size(); ++i)
-      hashes_of_passed[i] = hashes[passed[i]];
-    hashes = hashes_of_passed;
+      return out;
+    hashes = gathered(hashes, passed, memory);
+    sought = chosen(sought, passed, memory);
+    rows = rows.empty() ? passed : gathered(rows, passed, memory);
   }
-  const bool has_rows_as_groups = of_.groups_are_rows();
-  of_.table_.find(library_, hashes, memory, [&](std::span<const hash_table::candidate> candidates) {
-    for (const auto [position, group] : candidates) {
-      const size_t key = passed.empty() ? position : passed[position];
-      bool is_equal = true;
-      for (size_t w = 0; w < keys.words.size(); ++w)
-        is_equal &= keys.words[w][key] == of_.words_[w][group];
-      for (size_t t = 0; t < keys.texts.size(); ++t)
-        is_equal = is_equal && keys.texts[t][key] == of_.texts_[t][group];
-      if (is_equal)
-        out[rows.empty() ? key : rows[key]] =
-            has_rows_as_groups ? of_.first_rows_[group] : static_cast<uint32_t>(group);
+  of_.table_.find(library_, hashes, memory,
+                  [&](std::span<const hash_table::candidate> candidates) { confirm(sought, rows, candidates, out); });
+  return out;
+}
+
+void hashed_keys::hash_finder::confirm(const key_batch &sought, std::span<const uint32_t> rows,
+                                       std::span<const hash_table::candidate> candidates,
+                                       std::span<uint32_t> out) const {
+  const size_t words = sought.words.size();
+  const size_t texts = sought.texts.size();
+  const auto set = [&](size_t key, uint64_t group) {
+    out[rows.empty() ? key : rows[key]] = static_cast<uint32_t>(group);
+  };
+  if (words == 1 && texts == 0) {
+    const uint64_t *keys = sought.words[0].data();
+    for (const auto [key, entry] : candidates) {
+      const uint64_t *record = &of_.records_[entry * 2];
+      if (keys[key] == record[0])
+        set(key, record[1]);
     }
-  });
+    return;
+  }
+  for (const auto [key, entry] : candidates) {
+    const uint64_t *record = &of_.records_[entry * (words + 1)];
+    bool is_equal = true;
+    for (size_t w = 0; w < words; ++w)
+      is_equal = is_equal && sought.words[w][key] == record[w];
+    for (size_t t = 0; t < texts; ++t)
+      is_equal = is_equal && sought.texts[t][key] == of_.record_texts_[entry * texts + t];
+    if (is_equal)
+      set(key, record[words]);
+  }
 }
 
 } // namespace

@@ -168,8 +168,8 @@ void key_packing::add_number_column(size_t column, __int128 low, __int128 high, 
 
 // A range of 0 takes a whole word.
 void key_packing::add_field(size_t column, part of, __int128 low, unsigned __int128 range, bool null_is_value) {
-  field made{column, of, ranges_.size(), 1, static_cast<uint64_t>(range - 1 - (null_is_value ? 1 : 0)), low,
-             null_is_value};
+  field made{column, of,           ranges_.size(), 1, static_cast<uint64_t>(range - 1 - (null_is_value ? 1 : 0)),
+             low,    null_is_value};
   if (range == 0) {
     ranges_.push_back(whole_word);
   } else {
@@ -279,8 +279,11 @@ void key_packing::add_to_word(const field &of, const vector &values, std::span<u
   else if (of.of == part::high_half)
     add_but_nulls([&](size_t row) { return static_cast<uint64_t>(above(row) >> 64); }, 0);
   else
-    add_but_nulls([&](size_t row) { return above(row) > of.span ? most_range : static_cast<uint64_t>(above(row)) * of.multiplier; },
-                  (of.span + 1) * of.multiplier);
+    add_but_nulls(
+        [&](size_t row) {
+          return above(row) > of.span ? most_range : static_cast<uint64_t>(above(row)) * of.multiplier;
+        },
+        (of.span + 1) * of.multiplier);
 }
 
 } // namespace store::exec

@@ -63,8 +63,8 @@ public:
 
   size_t words() const { return ranges_.size(); }
   size_t texts() const { return texts_.size(); }
-  // Of keys of one word: words of the built side are below it.  A word of the probed side that is not below it is no key
-  // of the built side.
+  // Of keys of one word: words of the built side are below it.  A word of the probed side that is not below it is no
+  // key of the built side.
   std::optional<uint64_t> range() const {
     return ranges_.size() == 1 && texts_.empty() && ranges_[0] <= most_range ? std::optional(ranges_[0]) : std::nullopt;
   }

@@ -116,8 +116,8 @@ void join_prober::for_each_candidate(std::span<const uint32_t> groups, bool with
         groups[row] == no_row ? std::span(&no_row, 1) : of_.table->rows_of(groups[row]);
     while (!partners.empty()) {
       const size_t some = std::min(partners.size(), chunk_rows - count);
-      std::fill_n(probed.begin() + count, some, row);
-      std::copy_n(partners.begin(), some, built.begin() + count);
+      std::fill_n(probed.subspan(count).begin(), some, row);
+      std::copy_n(partners.begin(), some, built.subspan(count).begin());
       partners = partners.subspan(some);
       count += some;
       if (count == chunk_rows)
@@ -301,8 +301,6 @@ void join_prober::mark_groups() {
 }
 
 // Several threads may mark a row at once.
-void join_prober::mark_built(uint32_t row) {
-  std::atomic_ref(of_.marks[row]).store(1, std::memory_order_relaxed);
-}
+void join_prober::mark_built(uint32_t row) { std::atomic_ref(of_.marks[row]).store(1, std::memory_order_relaxed); }
 
 } // namespace store::exec

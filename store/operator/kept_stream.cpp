@@ -4,20 +4,6 @@
 
 namespace store::exec {
 
-namespace {
-
-// Some rows of a vector, from a multiple of 64 on.
-vector part_of(const vector &all, size_t first, size_t rows) {
-  vector out = all;
-  out.rows = static_cast<uint32_t>(rows);
-  with_type(all.form, [&]<class T>(T) { out.data = static_cast<const T *>(all.data) + first; });
-  if (all.validity != nullptr)
-    out.validity = all.validity + first / 64;
-  return out;
-}
-
-} // namespace
-
 void kept_stream::produce(size_t morsel, const chunk_taker &take) {
   static_assert(chunk_rows % 64 == 0);
   const size_t end = std::min(rows_.rows(), (morsel + 1) * morsel_rows);
@@ -27,7 +13,7 @@ void kept_stream::produce(size_t morsel, const chunk_taker &take) {
     chunk out(memory_, static_cast<uint32_t>(rows));
     for (size_t c = 0; c < rows_.columns(); ++c)
       if (rows_.is_needed(c))
-        out.add_column(part_of(rows_.values(c), first, rows));
+        out.add_column(rows_of(rows_.values(c), first, rows));
       else
         out.add_missing_column();
     take(out);

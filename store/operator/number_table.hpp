@@ -11,6 +11,8 @@
 #include <new>
 #include <span>
 
+#include "store/chunk/large_memory.hpp"
+
 namespace store::exec {
 
 // Memory of zeros.  The system gives the pages when they are first touched, so a table that stays sparse costs little.
@@ -21,6 +23,7 @@ public:
   explicit zeroed_array(size_t count) : memory_(static_cast<T *>(std::calloc(count, sizeof(T)))), count_(count) {
     if (memory_ == nullptr)
       throw std::bad_alloc();
+    prefer_large_pages(memory_.get(), count * sizeof(T));
   }
 
   size_t size() const { return count_; }

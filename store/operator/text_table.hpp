@@ -30,7 +30,7 @@ private:
   void grow();
 
   zeroed_array<slot> slots_;
-  std::vector<std::string_view> texts_; // by their numbers
+  std::vector<std::string_view> texts_;         // by their numbers
   std::vector<std::unique_ptr<char[]>> blocks_; // the bytes of the texts
   char *free_ = nullptr;                        // in the last block
   size_t left_ = 0;

@@ -25,6 +25,8 @@ namespace {
 using logical::expression;
 using logical::operation;
 
+constexpr double not_a_number = std::numeric_limits<double>::quiet_NaN();
+constexpr double infinity = std::numeric_limits<double>::infinity();
 constexpr size_t two_groups_and_a_part = 2 * size_t{batch_rows} + 777;
 
 // No test hands an expression to somebody else.
@@ -125,7 +127,7 @@ TEST_P(scan_test, every_form_is_read_at_any_positions) {
   std::mt19937 random(1);
   vorn_ctx ctx = env.context();
   ctx.vorn_ctx_decompress = vorn_qpak_decode;
-  const double reals[] = {-0.0, 0.0, NAN, INFINITY, -INFINITY, -1.5, 2.25};
+  const double reals[] = {-0.0, 0.0, not_a_number, infinity, -infinity, -1.5, 2.25};
   const std::string_view words[] = {"", "a", "ab", "abc", "zebra"};
   const std::string_view pairs[] = {"aa", "ab", "zz"};
   struct values_case {
@@ -219,7 +221,7 @@ public:
     column_of("INTEGER", {encoding::dynp}, [&](size_t) { return integer(0, 900); });
     column_of("INTEGER", {encoding::dict, true}, [&](size_t) { return integer(0, 3000); });
     column_of("DOUBLE", {encoding::dict}, [&](size_t) {
-      const double some[] = {-0.0, 0.0, 1.5, NAN, -INFINITY};
+      const double some[] = {-0.0, 0.0, 1.5, not_a_number, -infinity};
       return random_() % 9 == 0 ? cell() : cell(real_key(some[random_() % std::size(some)]));
     });
     table_ = table_of(std::move(columns_), types_);
@@ -249,6 +251,8 @@ public:
         out.children.push_back(constant(column));
       return out;
     }
+    if (types_[column] == "INTEGER" && random_() % 3 == 0)
+      out.children[0] = sum(std::move(out.children[0]));
     out.what = static_cast<operation>(static_cast<int>(operation::equal) + random_() % 8);
     const size_t others[] = {1, 2, 3, 4};
     const bool with_column = types_[column] == "INTEGER" && random_() % 6 == 0;
@@ -294,6 +298,17 @@ public:
     }
   }
 
+  static expression sum(expression column) {
+    expression out;
+    out.what = operation::function;
+    out.name = "+";
+    out.type = column.type;
+    out.children = {std::move(column), expression()};
+    out.children[1].type = out.type;
+    out.children[1].value = __int128{3};
+    return out;
+  }
+
 private:
   expression reference(size_t column) const {
     expression out;
@@ -325,6 +340,10 @@ private:
         return ordered(*real);
       const auto *number = std::get_if<__int128>(&e.value);
       return number != nullptr ? std::optional(static_cast<double>(*number)) : std::nullopt;
+    }
+    if (e.what == operation::function) {
+      const std::optional<double> value = value_of(e.children[0], row);
+      return value ? std::optional(*value + 3) : value;
     }
     const cell &value = cells_[e.index][row];
     if (std::holds_alternative<std::monostate>(value))
@@ -398,6 +417,8 @@ TEST_P(scan_test, conditions_select_the_rows_on_which_they_are_true) {
     for (const expression &e : all_of)
       text += e.sql + "; ";
     ASSERT_EQ(rows_given(*scanned, run.get()), wanted) << text << scanned->description();
+    const number_bounds ids = scanned->columns()[0].bounds.value();
+    ASSERT_TRUE(wanted.empty() || (ids.low <= __int128{wanted.front()} && __int128{wanted.back()} <= ids.high)) << text;
   }
 }
 
@@ -431,6 +452,14 @@ TEST_P(scan_test, row_groups_are_skipped_and_unread_columns_stay_unread) {
   EXPECT_EQ(scanned->metrics().skipped, 2U);
   EXPECT_EQ(scanned->metrics().bytes, 0U);
   EXPECT_FALSE(some.of()->is_loaded(3)) << "nobody reads the column";
+
+  // A function of a dictionary is asked once for each code, so no row is read.
+  expression shifted[] = {id_compared(operation::less, 0)};
+  shifted[0].children[0] = random_conditions::sum(shifted[0].children[0]);
+  write_sql(shifted[0]);
+  const size_t with_dictionary[] = {1};
+  const relation_ptr by_codes = make_scan(some.of(), with_dictionary, {false}, shifted, refused);
+  EXPECT_EQ(by_codes->description(), "t where c1 is a range of codes");
 }
 
 TEST_P(scan_test, operators_over_a_scan_keep_its_order) {

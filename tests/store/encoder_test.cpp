@@ -61,7 +61,7 @@ TEST(encoder, chooses_runs_only_where_they_are_long) {
   for (uint32_t length : {1U, 7U, 8U, 100U}) {
     for (uint32_t i = 0; i < codes.size(); ++i)
       codes[i] = i / length % 2;
-    EXPECT_EQ(codes_of(codes, 2, std::nullopt).form, length < 8 ? encoding::dict : encoding::rle) << length;
+    EXPECT_EQ(codes_of(codes, 2, std::nullopt).form, length < 100 ? encoding::dict : encoding::rle) << length;
   }
   EXPECT_EQ(codes_of({}, 0, std::nullopt).form, encoding::dict);
 }
