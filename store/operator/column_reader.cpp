@@ -42,15 +42,6 @@ bool has_both_zeros(const dictionary &entries, const column_type &type) {
   return low < end && low > entries.first_code() && is(low, 0.0) && is(low - 1, -0.0);
 }
 
-// The number of an ordinal of a column without reals or texts.
-__int128 number_of_ordinal(const column &of, uint64_t ordinal) {
-  const cell value = of.value_of(ordinal);
-  if (const auto *wide = std::get_if<wide_key>(&value))
-    return number_of(*wide);
-  const int64_t key = std::get<int64_t>(value);
-  return of.type.kind == value_kind::natural ? static_cast<__int128>(natural_of_key(key)) : key;
-}
-
 bool ascends(std::span<const uint32_t> positions) {
   uint32_t falls = 0;
   for (size_t i = 1; i < positions.size(); ++i)
@@ -89,6 +80,14 @@ const uint8_t *bytes_of_lengths(uint32_t width) {
 }
 
 } // namespace
+
+__int128 number_of_ordinal(const column &of, uint64_t ordinal) {
+  const cell value = of.value_of(ordinal);
+  if (const auto *wide = std::get_if<wide_key>(&value))
+    return number_of(*wide);
+  const int64_t key = std::get<int64_t>(value);
+  return of.type.kind == value_kind::natural ? static_cast<__int128>(natural_of_key(key)) : key;
+}
 
 layout layout_of(table &of, size_t index) {
   const column &stored = of.at(index);
