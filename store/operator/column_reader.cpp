@@ -273,8 +273,8 @@ vector column_reader::with_ordinals(const Take &take) const {
     const uint32_t bits = length_code_bits(of_.width);
     const uint32_t per_byte = 8 / bits;
     const uint8_t *const consumed = bytes_of_lengths(of_.width);
-    return take([=, this](uint32_t position) {
-      const uint32_t before = position % per_byte;
+    return take([=, this](size_t position) {
+      const auto before = static_cast<uint32_t>(position % per_byte);
       const uint8_t lengths = rows_->lens[position / per_byte];
       const uint32_t shift = (per_byte - 1 - before) * bits;
       // Code 0 stands for the length 1, so rows that are masked out count one byte each.
@@ -288,7 +288,7 @@ vector column_reader::with_ordinals(const Take &take) const {
   const uint8_t *const from = of_.form == encoding::prefix ? values_.data() : stream_;
   const auto with_bytes = [&]<size_t Bytes>(std::integral_constant<size_t, Bytes>) {
     return take(
-        [from](uint32_t position) { return big_endian_at(from + size_t{position} * Bytes) >> (64 - 8 * Bytes); });
+        [from](size_t position) { return big_endian_at(from + position * Bytes) >> (64 - 8 * Bytes); });
   };
   switch (of_.width / 8) {
   case 1:
@@ -315,8 +315,12 @@ vector column_reader::numbers(std::span<const uint32_t> positions, arena &memory
   const auto read = [&]<class T>(T, const auto &value_of) {
     const std::span<T> out = memory.take<T>(positions.size());
     return with_ordinals([&](const auto &ordinal_at) {
-      for (size_t i = 0; i < out.size(); ++i)
-        out[i] = value_of(ordinal_at(positions[i]));
+      if (!positions.empty() && is_range(positions))
+        for (size_t i = 0; i < out.size(); ++i)
+          out[i] = value_of(ordinal_at(positions.front() + i));
+      else
+        for (size_t i = 0; i < out.size(); ++i)
+          out[i] = value_of(ordinal_at(positions[i]));
       return vector(out);
     });
   };
