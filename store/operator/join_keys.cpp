@@ -4,6 +4,7 @@
 #include <bit>
 #include <cmath>
 #include <limits>
+#include <memory>
 
 namespace store::exec {
 
@@ -97,6 +98,79 @@ vector key_column::probed_values(const vector &from, arena &memory) const {
     return converted<int64_t>(from.rows, from.validity, memory,
                               [&, codes = from.codes()](size_t row) { return code_of_probed_[codes[row]]; });
   return compared_values(from, probed_, compared_, memory);
+}
+
+namespace {
+
+// Calls with the integers of a key's column on the built side, without NULLs.  Returns whether there are NULLs.
+template <class Take>
+bool for_each_built_number(const key_column &of, const vector &built, arena &memory, const Take &take) {
+  bool has_nulls = false;
+  for (size_t first = 0; first < built.rows; first += chunk_rows) {
+    const arena::mark begun = memory.here();
+    const vector block = rows_of(built, first, std::min<size_t>(chunk_rows, built.rows - first));
+    const vector values = of.built_values(block, memory);
+    for (size_t row = 0; row < values.rows; ++row)
+      if (values.is_null(row))
+        has_nulls = true;
+      else
+        take(values.int64s()[row]);
+    memory.rewind(begun);
+  }
+  return has_nulls;
+}
+
+// The codes of the probed side's dictionary whose values are among integers.
+std::shared_ptr<key_filter> filter_of_codes(const key_column &of, const key_filter &among, arena &memory) {
+  const coded_values &entries = *of.probed().entries;
+  auto out = std::make_shared<key_filter>(0, entries.codes());
+  const uint64_t begin = entries.symbols().first_code();
+  for (uint64_t first = begin; first < entries.codes(); first += chunk_rows) {
+    const arena::mark begun = memory.here();
+    const std::span<const uint32_t> codes =
+        consecutive(first, std::min<uint64_t>(chunk_rows, entries.codes() - first), memory);
+    const vector numbers = of.probed_values(vector(codes), memory);
+    for (size_t i = 0; i < codes.size(); ++i)
+      if (among.contains(numbers.int64s()[i]))
+        out->add(codes[i]);
+    memory.rewind(begun);
+  }
+  return out;
+}
+
+} // namespace
+
+std::shared_ptr<const key_filter> make_key_filter(const key_column &of, const vector &built, double probed_rows,
+                                                  arena &memory) {
+  const layout &probed = of.probed();
+  const bool is_coded = probed.form == representation::codes;
+  if (of.compared() != representation::int64 || !(is_coded || probed.form == representation::int64))
+    return nullptr;
+  const uint64_t values = is_coded ? probed.entries->codes() : probed.distinct.value_or(UINT64_MAX);
+  const auto passes_most = [&](uint64_t keys) { return static_cast<double>(keys) * 1.5 > static_cast<double>(values); };
+  if (passes_most(std::min<uint64_t>(built.rows, of.built().distinct.value_or(UINT64_MAX))) ||
+      (is_coded && static_cast<double>(values) > std::max<double>(chunk_rows, probed_rows)))
+    return nullptr;
+
+  int64_t low = std::numeric_limits<int64_t>::max();
+  int64_t high = std::numeric_limits<int64_t>::min();
+  const bool has_nulls = for_each_built_number(of, built, memory, [&](int64_t number) {
+    low = std::min(low, number);
+    high = std::max(high, number);
+  });
+  const uint64_t range = low > high ? 0 : static_cast<uint64_t>(high) - static_cast<uint64_t>(low);
+  constexpr double least_range = 1 << 20; // 128 KB
+  constexpr double range_per_row = 64;    // 8 bytes a row
+  if (static_cast<double>(range) > std::max(least_range, range_per_row * probed_rows))
+    return nullptr;
+  auto numbers = std::make_shared<key_filter>(low > high ? 0 : low, low > high ? 0 : range + 1);
+  for_each_built_number(of, built, memory, [&](int64_t number) { numbers->add(number); });
+  if (is_coded)
+    numbers = filter_of_codes(of, *numbers, memory);
+  if (of.nulls_match() && has_nulls)
+    numbers->add_null();
+  numbers->finish();
+  return passes_most(numbers->size()) ? nullptr : numbers;
 }
 
 key_packing::key_packing(std::span<const key_column> columns, std::span<const vector> built, arena &memory)

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "store/chunk/kept_rows.hpp"
+#include "store/operator/key_filter.hpp"
 
 namespace store::exec {
 
@@ -29,6 +30,7 @@ public:
 
   representation compared() const { return compared_; }
   bool nulls_match() const { return nulls_match_; }
+  const layout &built() const { return built_; }
   const layout &probed() const { return probed_; }
 
 private:
@@ -50,6 +52,11 @@ struct key_batch {
 
   bool is_usable(size_t row) const { return usable == nullptr || (usable[row / 64] >> (row % 64) & 1) != 0; }
 };
+
+// The values of a key's column on the built side, as a filter of this column on the probed side.  Null where most rows
+// would pass it, or where it would be large for so many rows.
+std::shared_ptr<const key_filter> make_key_filter(const key_column &of, const vector &built, double probed_rows,
+                                                  arena &memory);
 
 class key_packing {
 public:
