@@ -185,12 +185,6 @@ void key_packing::add_field(size_t column, part of, __int128 low, unsigned __int
   fields_.push_back(made);
 }
 
-std::optional<int64_t> key_packing::first_number() const {
-  if (fields_.size() != 1 || fields_[0].of != part::number || columns_[0].compared() != representation::int64)
-    return std::nullopt;
-  return static_cast<int64_t>(fields_[0].low);
-}
-
 key_batch key_packing::of_built(std::span<const vector> values, uint32_t rows, arena &memory) const {
   std::span<vector> compared = memory.take<vector>(values.size());
   for (size_t c = 0; c < values.size(); ++c)
@@ -208,16 +202,22 @@ key_batch key_packing::of_probed(std::span<const vector> values, uint32_t rows, 
 key_batch key_packing::packed(std::span<const vector> compared, uint32_t rows, arena &memory) const {
   key_batch out;
   out.rows = rows;
-  const std::span<std::span<uint64_t>> words = memory.take<std::span<uint64_t>>(ranges_.size());
-  const std::span<std::span<const uint64_t>> made = memory.take<std::span<const uint64_t>>(ranges_.size());
-  for (size_t word = 0; word < words.size(); ++word) {
-    words[word] = memory.take<uint64_t>(rows);
-    std::fill(words[word].begin(), words[word].end(), 0);
-    made[word] = words[word];
+  const std::span<std::span<const uint64_t>> words = memory.take<std::span<const uint64_t>>(ranges_.size());
+  out.words = words;
+  if (is_number()) {
+    const std::span<const int64_t> numbers = compared[0].int64s();
+    words[0] = {reinterpret_cast<const uint64_t *>(numbers.data()), numbers.size()};
+    out.first = static_cast<uint64_t>(fields_[0].low);
+  } else {
+    for (size_t w = 0; w < words.size(); ++w) {
+      const std::span<uint64_t> word = memory.take<uint64_t>(rows);
+      std::fill(word.begin(), word.end(), 0);
+      for (const field &f : fields_)
+        if (f.word == w)
+          add_to_word(f, compared[f.column], word);
+      words[w] = word;
+    }
   }
-  for (const field &f : fields_)
-    add_to_word(f, compared[f.column], words[f.word]);
-  out.words = made;
 
   out.texts = memory.take<std::span<const std::string_view>>(texts_.size());
   for (size_t t = 0; t < texts_.size(); ++t) {
@@ -265,8 +265,6 @@ void key_packing::add_to_word(const field &of, const vector &values, std::span<u
     const auto above = [&](size_t row) { return static_cast<uint64_t>(numbers[row]) - low; };
     if (of.of == part::low_half)
       add_but_nulls(above, 0);
-    else if (fields_.size() == 1 && !of.null_is_value) // a number outside stays one that is not below the range
-      add(above);
     else
       add_but_nulls([&](size_t row) { return packed_number(above(row)); }, (of.span + 1) * of.multiplier);
     return;

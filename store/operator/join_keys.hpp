@@ -44,6 +44,7 @@ private:
 struct key_batch {
   uint32_t rows = 0;
   std::span<std::span<const uint64_t>> words;
+  uint64_t first = 0; // what the words count from, where a key is one word
   std::span<std::span<const std::string_view>> texts;
   // A bit for each row, which is 0 where a NULL keeps the key from being equal to any; null where all bits are 1.
   const uint64_t *usable = nullptr;
@@ -68,8 +69,6 @@ public:
   std::optional<uint64_t> range() const {
     return ranges_.size() == 1 && texts_.empty() && ranges_[0] <= most_range ? std::optional(ranges_[0]) : std::nullopt;
   }
-  // The number of the built side that the word 0 stands for, where the key is one column of numbers.
-  std::optional<int64_t> first_number() const;
 
 private:
   // The words of packed columns are below the product of their ranges.  A value outside adds most_range to the word, so
@@ -90,6 +89,11 @@ private:
 
   void add_field(size_t column, part of, __int128 low, unsigned __int128 range, bool null_is_value);
   void add_number_column(size_t column, __int128 low, __int128 high, bool null_is_value);
+  // A key of one number of 64 bits is its own word.
+  bool is_number() const {
+    return fields_.size() == 1 && texts_.empty() && fields_[0].of == part::number && !fields_[0].null_is_value &&
+           columns_[0].compared() == representation::int64;
+  }
   key_batch packed(std::span<const vector> compared, uint32_t rows, arena &memory) const;
   void add_to_word(const field &of, const vector &values, std::span<uint64_t> word) const;
 

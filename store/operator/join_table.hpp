@@ -18,12 +18,17 @@ class join_table {
 public:
   virtual ~join_table() = default;
 
+  // Keys that are found: their rows, ascending, and the groups.
+  struct matches {
+    std::span<const uint32_t> rows;
+    std::span<const uint32_t> groups;
+  };
   // What a thread needs to look keys up.
   class finder {
   public:
     virtual ~finder() = default;
-    // The group of each key, or no_row.  The memory is the arena's.
-    virtual std::span<const uint32_t> find(const key_batch &keys, arena &memory) = 0;
+    // The memory is the arena's.
+    virtual matches find(const key_batch &keys, arena &memory) = 0;
   };
   virtual std::unique_ptr<finder> begin(const vorn_ctx &library) const = 0;
 
