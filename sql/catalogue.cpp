@@ -17,11 +17,6 @@ namespace {
 bool is_saved(const std::filesystem::path &path) { return path.extension() == saved_table::ending; }
 bool is_table(const std::filesystem::path &path) { return is_saved(path) || is_table_file(path); }
 
-std::string lower(std::string text) {
-  std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) { return std::tolower(c); });
-  return text;
-}
-
 // "flights" of "data/flights.csv.gz".
 std::string stem_of(const std::filesystem::path &path) {
   std::filesystem::path name = path.filename();
@@ -51,25 +46,25 @@ void catalogue::add_folder(const std::filesystem::path &folder) {
 void catalogue::add_files(const std::string &name, std::span<const std::filesystem::path> files) {
   if (known(name) != nullptr)
     throw error(fmt::format("two tables have the name {}: {}", shortened(name), shortened(files.front().string())));
-  entries_[lower(name)].files.assign(files.begin(), files.end());
+  entries_[duckdb::lower_case(name)].files.assign(files.begin(), files.end());
 }
 
 void catalogue::add(std::shared_ptr<exec::table> added) {
   const std::string name = added->name();
   if (known(name) != nullptr)
     throw error(fmt::format("two tables have the name {}", shortened(name)));
-  entries_[lower(name)].opened = std::move(added);
+  entries_[duckdb::lower_case(name)].opened = std::move(added);
 }
 
 catalogue::entry *catalogue::known(const std::string &name) {
   auto found = entries_.find(name);
   if (found == entries_.end())
-    found = entries_.find(lower(name));
+    found = entries_.find(duckdb::lower_case(name));
   return found == entries_.end() ? nullptr : &found->second;
 }
 
 bool catalogue::knows(const std::string &name) const {
-  return entries_.contains(name) || entries_.contains(lower(name)) || is_table(name);
+  return entries_.contains(name) || entries_.contains(duckdb::lower_case(name)) || is_table(name);
 }
 
 std::vector<std::string> catalogue::names() const {

@@ -134,7 +134,8 @@ public:
   // The same, but rows are made as they are fetched, rather than all at first; the next query ends this.
   result stream(const std::string &sql);
   statement prepare(const std::string &sql);
-  // The names of the tables that a query reads, as they stand there.  None of a query that cannot be parsed.
+  // The names of the tables that a query reads, as they stand there, perhaps with repetitions.  None of a text that is
+  // not a query.
   std::vector<std::string> table_names(const std::string &sql);
 
   // The duckdb_connection, for calls that this does not wrap.
@@ -159,5 +160,8 @@ std::string version();
 // A name and a text as SQL writes them.
 std::string quoted_name(std::string_view name);
 std::string quoted_text(std::string_view text);
+
+// A name as SQL compares it.
+std::string lower_case(std::string_view name);
 
 } // namespace store::duckdb

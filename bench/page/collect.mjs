@@ -84,6 +84,25 @@ const joins = () =>
     (join) => `${join.implementation} ${join.keys} ${join.rows}`,
   ).map((runs) => ({ ...runs[0], ns_a_row: summary(runs.map((run) => run.ns_a_row)) }));
 
+// The times of the queries of TPC-H.  Of DuckDB's plain and compressed tables the faster ones count.  The first record is
+// of vorn_tpch with the embedded DuckDB, the others are of another DuckDB alone.
+function tpch() {
+  const runs = files(/^tpch-.*\.json$/).map(read).sort((a, b) => b.times.length - a.times.length);
+  const duckdbs = runs.map((_, i) => (i === 0 ? 'DuckDB' : 'newest DuckDB'));
+  const times = runs.flatMap((run, i) =>
+    run.times.map(({ query, threads, engine, least_ms: best, median_ms: median }) => {
+      const [, read] = engine.match(/^DuckDB (.*)/) ?? [];
+      return { query, threads, implementation: read ? duckdbs[i] : nameOf(engine), read, ms: { best, median } };
+    }),
+  );
+  const fastest = (some) => some.reduce((a, b) => (b.ms.best < a.ms.best ? b : a));
+  return {
+    tables: runs[0]?.tables,
+    versions: Object.fromEntries(runs.map((run, i) => [duckdbs[i], run.duckdb])),
+    times: grouped(times, (time) => `${time.query} ${time.threads} ${time.implementation}`).map(fastest),
+  };
+}
+
 console.log(
   JSON.stringify(
     {
@@ -91,6 +110,7 @@ console.log(
       kernels: kernels(),
       ...queries(),
       joins: joins(),
+      tpch: tpch(),
     },
     (_, value) => (typeof value === 'number' ? Number(value.toPrecision(5)) : value),
     1,

@@ -32,6 +32,7 @@ export const implementations = {
   AVX2: [palette.green, 'triangle-up', '▲'],
   'AVX-512': [palette.blue, 'diamond', '◆'],
   DuckDB: [palette.vermilion, 'cross', '✚'],
+  'newest DuckDB': [palette.sky, 'cross', '✚'],
   'plain read': [palette.black, 'stroke', '╌'],
 };
 const forms = { 'as stored': palette.blue, plain: palette.grey, 'in the file': palette.sky };
@@ -254,6 +255,24 @@ function questions(run) {
   return figureOf('Flights and airports', dots, panels, 'question');
 }
 
+const geometricMean = (values) => Math.exp(values.reduce((sum, value) => sum + Math.log(value), 0) / values.length);
+
+// The queries of TPC-H, and the mean of all of them for each implementation that answered all.
+function tpchOf({ times }) {
+  const names = [...new Set(times.map((time) => time.query))];
+  const panels = [...new Set(times.map((time) => time.threads))].map((threads) => {
+    const here = times.filter((time) => time.threads === threads);
+    const means = [...new Set(here.map((time) => time.implementation))].flatMap((who) => {
+      const all = here.filter((time) => time.implementation === who);
+      const mean = (field) => geometricMean(all.map(({ ms }) => ms[field]));
+      return all.length === names.length ? [{ name: 'geometric mean', who, best: mean('best'), median: mean('median') }] : [];
+    });
+    const points = here.map(({ query, implementation: who, ms }) => ({ name: `Q${Number(query)}`, who, ...ms }));
+    return { heading: threads === 1 ? '1 thread' : `${threads} threads`, title: 'milliseconds', points: [...points, ...means], of: 'name' };
+  });
+  return figureOf('TPC-H', dots, panels, 'query');
+}
+
 function growingJoin(run) {
   const points = run.joins.map((join) => ({ x: join.rows, who: join.implementation, ...join.ns_a_row }));
   const heading = `${run.joins[0]?.keys.toLocaleString('en')} keys`;
@@ -303,6 +322,13 @@ export function sectionsOf(run) {
         table, and the faster one is shown and named.  Pages from before this comparison show the plain table only.  It
         takes DuckDB several times as long for conditions on text columns.`,
       figures: [questions(run)],
+    },
+    {
+      title: 'TPC-H beside DuckDB',
+      text: `The 22 queries over ${run.tpch.tables}, in memory; less is better.  A time is of the execution of a query whose plan is
+        there, up to the last row.  DuckDB plans for both.  It is timed with plain tables and with compressed ones, and the
+        faster ones are shown.  Its versions: ${Object.entries(run.tpch.versions).map(([who, version]) => `${who} is ${version}`).join(', ')}.`,
+      figures: [tpchOf(run.tpch)],
     },
     {
       title: 'Kernels by width',

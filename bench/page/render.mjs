@@ -35,7 +35,7 @@ const section = ({ title, text, figures }) => html`
 </section>`;
 
 const facts = (machine) => html`<dl>${Object.entries(machine).map(([name, value]) => `<dt>${escaped(name)}</dt><dd>${escaped(value)}</dd>`)}</dl>`;
-const known = new Set([...run.kernels, ...run.answers, ...run.joins].map((m) => m.implementation)).add('plain read');
+const known = new Set([...run.kernels, ...run.answers, ...run.joins, ...run.tpch.times].map((m) => m.implementation)).add('plain read');
 const legend = html`<p class="legend">${Object.entries(implementations)
   .filter(([name]) => known.has(name))
   .map(([name, [code, , sign]]) => `<span style="--colour: ${code}"><i>${sign}</i> ${name}</span>`)}</p>`;
