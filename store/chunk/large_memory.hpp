@@ -14,11 +14,10 @@ namespace store::exec {
 // Call it after memory was taken, before it is touched.  It does nothing for little memory.
 inline void prefer_large_pages([[maybe_unused]] void *memory, [[maybe_unused]] size_t bytes) {
 #ifdef MADV_HUGEPAGE
-  constexpr uintptr_t page = uintptr_t{1} << 21;
-  const auto first = (reinterpret_cast<uintptr_t>(memory) + page - 1) / page * page;
-  const uintptr_t end = (reinterpret_cast<uintptr_t>(memory) + bytes) / page * page;
-  if (first < end) // the memory stays good without large pages
-    static_cast<void>(madvise(reinterpret_cast<void *>(first), end - first, MADV_HUGEPAGE));
+  constexpr size_t page = size_t{1} << 21;
+  const size_t before = (page - reinterpret_cast<uintptr_t>(memory) % page) % page; // the first whole page
+  if (bytes >= before + page) // the memory stays good without large pages
+    static_cast<void>(madvise(static_cast<char *>(memory) + before, (bytes - before) / page * page, MADV_HUGEPAGE));
 #endif
 }
 

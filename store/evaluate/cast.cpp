@@ -235,15 +235,13 @@ node_ptr real_to_integer(node_ptr of, const logical::sql_type &type) {
       return fits;
     });
   const auto factor = static_cast<double>(power_of_ten(type.held->scale));
+  // DuckDB takes the rounded number of a FLOAT for a FLOAT once more.
   const bool is_single = of->result().held().kind == value_kind::single;
-  constexpr uint32_t exact_single_power = 10; // the largest power of ten that a single real takes exactly
-  if (is_single && type.held->scale > exact_single_power)
-    return nullptr;
   return make_conversion<double, int64_t>(std::move(of), type, [=](double value, int64_t &out) {
-    const double exact = value * factor;
-    const double scaled = is_single ? static_cast<double>(static_cast<float>(exact)) : exact;
-    const bool fits = scaled >= low && scaled <= high;
-    out = fits ? static_cast<int64_t>(std::round(scaled)) : 0;
+    const double rounded = std::round(value * factor);
+    const double whole = is_single ? static_cast<double>(static_cast<float>(rounded)) : rounded;
+    const bool fits = whole >= low && whole <= high;
+    out = fits ? static_cast<int64_t>(whole) : 0;
     return fits;
   });
 }

@@ -113,8 +113,11 @@ public:
     const vector in = values_of(child(0), representation_of<view>, chunk);
     const std::span<const view> values = in.values<view>();
     const std::span<int64_t> out = memory.take<int64_t>(in.rows);
-    for (size_t row = 0; row < out.size(); ++row)
-      out[row] = std::binary_search(members_.begin(), members_.end(), values[row], std::less<>()) ? 1 : 0;
+    if (members_.size() <= few)
+      find_each(values, out);
+    else
+      for (size_t row = 0; row < out.size(); ++row)
+        out[row] = std::binary_search(members_.begin(), members_.end(), values[row], std::less<>()) ? 1 : 0;
     const uint64_t *validity = in.validity;
     if (has_null_) { // what was not found might be the NULL
       const std::span<uint64_t> found = memory.take<uint64_t>(words_of(out.size()));
@@ -128,6 +131,15 @@ public:
   }
 
 private:
+  static constexpr size_t few = 8; // members that are compared one after the other
+
+  void find_each(auto values, std::span<int64_t> out) const {
+    std::fill(out.begin(), out.end(), 0);
+    for (const T &member : members_)
+      for (size_t row = 0; row < out.size(); ++row)
+        out[row] |= values[row] == member ? 1 : 0;
+  }
+
   std::vector<T> members_;
   bool inverted_;
   bool has_null_;

@@ -45,6 +45,8 @@ public:
       const std::string &wanted = parts_[part];
       if (wanted.empty())
         continue;
+      if (text.size() < wanted.size())
+        return false;
       const void *found = memmem(text.data(), text.size(), wanted.data(), wanted.size());
       if (found == nullptr)
         return false;

@@ -158,9 +158,9 @@ void aggregate::add_by_threads(const query_run &run) {
       groups.add(c, morsel);
   });
   for (size_t set = 0; set < sets_.size(); ++set) {
-    std::vector<group_state *> of_set;
-    for (std::vector<group_state> &of_thread : threads)
-      of_set.push_back(&of_thread[set]);
+    std::vector<group_state *> of_set(threads.size());
+    for (size_t thread = 0; thread < threads.size(); ++thread)
+      of_set[thread] = &threads[thread][set];
     groups_[set].merge(of_set);
   }
 }

@@ -115,6 +115,21 @@ layout layout_of(table &of, size_t index) {
   return out;
 }
 
+void narrow(layout &as, const column &of, const ordinal_ranges *accepted) {
+  if (accepted == nullptr)
+    return;
+  const bool has_null = of.has_nulls() && accepted->contains(0);
+  const uint64_t values = accepted->size() - (has_null ? 1 : 0);
+  as.has_nulls = has_null;
+  as.distinct = std::min(as.distinct.value_or(values), values);
+  if (!as.bounds || values == 0)
+    return;
+  const auto ranges = accepted->ranges();
+  const bool is_null_alone = has_null && ranges.front().last == 0;
+  const uint64_t first = is_null_alone ? ranges[1].first : std::max(ranges.front().first, of.first_ordinal());
+  as.bounds = {number_of_ordinal(of, first), number_of_ordinal(of, ranges.back().last)};
+}
+
 const uint8_t *plain_stream(const vorn_ctx &library, const column &of, const batch &rows) {
   if (!of.compressed)
     return rows.stream.data();
@@ -311,7 +326,10 @@ vector column_reader::numbers(std::span<const uint32_t> positions, arena &memory
   if (form_ == representation::float64)
     return read(double{}, [=](uint64_t ordinal) { return real_of_key(static_cast<int64_t>(least + ordinal)); });
   if (form_ == representation::int128)
-    return read(__int128{}, [=](uint64_t ordinal) { return static_cast<__int128>(least + ordinal); });
+    return read(__int128{}, [=](uint64_t ordinal) {
+      const uint64_t number = least + ordinal;
+      return static_cast<__int128>(number);
+    });
   return read(int64_t{}, [=](uint64_t ordinal) { return static_cast<int64_t>(least + ordinal); });
 }
 

@@ -11,6 +11,7 @@
 #include "store/chunk/chunk.hpp"
 #include "store/encode/column.hpp"
 #include "store/operator/metrics.hpp"
+#include "store/operator/ordinal_ranges.hpp"
 #include "store/operator/table.hpp"
 #include <vorn/vorn.h>
 
@@ -19,6 +20,8 @@ namespace store::exec {
 // How a column of a table lies in chunks.  Dictionaries stay codes, except dictionaries of reals with both zeros, whose
 // codes tell apart what SQL holds equal.  Loads the column.
 layout layout_of(table &of, size_t column);
+// The same for the rows whose ordinals are in a set; null for all ordinals.
+void narrow(layout &as, const column &of, const ordinal_ranges *accepted);
 
 // The value stream of a batch as it was before compression.  Threads may ask for one stream at once.  The memory is
 // kept where the library keeps it.  Throws store::error when the stream cannot be decompressed.
@@ -72,7 +75,7 @@ private:
   // rle: the run of each row whose number is a multiple of this.
   static constexpr uint32_t index_step = 64;
   std::vector<uint32_t> run_index_;
-  std::vector<uint8_t> values_;   // prefix: the values
+  std::vector<uint8_t> values_; // prefix: the values
 };
 
 // A column to be read.

@@ -1,15 +1,13 @@
 #include "store/operator/group_finder.hpp"
 
 #include <algorithm>
-#include <bit>
-#include <cmath>
-#include <cstring>
 #include <deque>
 #include <limits>
 #include <optional>
 #include <string>
 #include <variant>
 
+#include "store/chunk/float_bits.hpp"
 #include "store/operator/number_table.hpp"
 #include "store/operator/text_table.hpp"
 
@@ -22,13 +20,7 @@ using uint128 = unsigned __int128;
 constexpr uint128 range_of_numbers = uint128{1} << 32;
 constexpr uint128 range_of_64_bits = uint128{1} << 64;
 
-// Floats as bits.  -0 equals 0, and all NaNs are one; a pattern that is no other value stands for NULL.
-constexpr uint64_t bits_of_null = ~uint64_t{0};
-uint64_t bits_of(double value) {
-  if (std::isnan(value))
-    value = std::numeric_limits<double>::quiet_NaN();
-  return std::bit_cast<uint64_t>(value == 0 ? 0.0 : value);
-}
+constexpr uint64_t bits_of_null = ~uint64_t{0}; // which are the bits of no value
 
 // What a column contributes to a key.
 struct key_part {

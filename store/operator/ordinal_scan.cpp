@@ -74,9 +74,7 @@ double ordinal_scan::cost() const {
   double out = of_bit * on_->width;
   if (on_->form == encoding::rle) // a comparison for each run
     out /= 8;
-  else if (on_->form == encoding::dynp)
-    out *= 4;
-  else if (asked_ == question::set && on_->width > 8)
+  else if (on_->form == encoding::dynp || (asked_ == question::set && on_->width > 8))
     out *= 4;
   return out * static_cast<double>(asked_ == question::between ? accepted_.ranges().size() : 1);
 }

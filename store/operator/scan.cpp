@@ -137,32 +137,39 @@ private:
   void read_conditions(std::span<const size_t> columns, std::span<const logical::expression> all_of,
                        scalar_functions &functions, std::vector<const logical::expression *> &others) {
     std::vector<scan_condition> selected;
-    estimated_rows_ = static_cast<double>(parts_.of->rows());
     const auto read = [&](const logical::expression &condition, double most_codes) {
       auto made = scan_condition::read(condition, *parts_.of, columns, functions, most_codes);
-      if (!made)
-        return false;
-      estimated_rows_ *= made->selectivity();
-      selected.push_back(std::move(*made));
-      return true;
+      if (made)
+        selected.push_back(std::move(*made));
+      return made.has_value();
+    };
+    const auto combine = [&] {
+      estimated_rows_ = static_cast<double>(parts_.of->rows());
+      if (selected.empty())
+        return;
+      parts_.selected = scan_condition::all_of(selected);
+      estimated_rows_ *= parts_.selected->selectivity();
     };
     for (const logical::expression &condition : all_of)
       if (!read(condition, 0))
         others.push_back(&condition);
+    combine();
     // The values of a dictionary lie in order, so each is cheaper to ask than the value of a row.
     constexpr double few_codes = 4096;
     std::erase_if(others, [&](const logical::expression *condition) {
       return read(*condition, std::max(few_codes, estimated_rows_));
     });
+    combine();
     for (const logical::expression *condition : others)
       texts_of_others_.push_back(condition->sql);
-    if (!selected.empty())
-      parts_.selected = scan_condition::all_of(std::move(selected));
   }
 
   void add_column(size_t index, size_t of_table, bool is_read) {
     if (is_read) {
+      const store::column &stored = parts_.of->at(of_table);
       columns_.push_back(layout_of(*parts_.of, of_table));
+      if (parts_.selected)
+        narrow(columns_.back(), stored, parts_.selected->accepted_of(stored));
       parts_.columns[index] = stored_column_of(*parts_.of, of_table);
       parts_.reads_columns = true;
       return;

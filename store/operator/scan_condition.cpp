@@ -403,6 +403,16 @@ scan_condition::selected scan_condition::select(const vorn_ctx &library, size_t 
   return out;
 }
 
+const ordinal_ranges *scan_condition::accepted_of(const column &of) const {
+  if (what_ == kind::single)
+    return &scan_->on() == &of ? &scan_->accepted() : nullptr;
+  if (what_ == kind::all_of)
+    for (const scan_condition &part : parts_)
+      if (const ordinal_ranges *accepted = part.accepted_of(of))
+        return accepted;
+  return nullptr;
+}
+
 uint32_t scan_condition::rows_of(size_t row_group) const {
   return what_ == kind::single ? scan_->on().batches[row_group].rows : parts_.front().rows_of(row_group);
 }

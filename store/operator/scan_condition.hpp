@@ -43,6 +43,8 @@ public:
   // What the zones of a row group tell.
   ordinal_ranges::coverage covers(size_t row_group) const;
   double selectivity() const { return selectivity_; }
+  // The ordinals that a column has on the selected rows; null where the condition does not say.
+  const ordinal_ranges *accepted_of(const column &of) const;
   std::string description() const;
 
 private:

@@ -1,6 +1,9 @@
 // Random rows with a column of each representation, and the rows of a relation as values.
 #pragma once
 
+#include <gtest/gtest.h>
+
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <cstdint>
@@ -11,6 +14,8 @@
 #include <variant>
 #include <vector>
 
+#include "store/error.hpp"
+#include "store/library/kernels.hpp"
 #include "store/logical/expression.hpp"
 #include "store/operator/operators.hpp"
 #include "tests/exec/given_rows.hpp"
@@ -41,6 +46,46 @@ inline logical::scalar value_at(const vector &values, size_t row) {
     else
       return static_cast<__int128>(value);
   });
+}
+
+class no_functions final : public scalar_functions {
+public:
+  std::unique_ptr<scalar_function> bind(const logical::expression &, std::span<const logical::sql_type>) override {
+    throw error("no functions here");
+  }
+};
+
+inline const vorn_ctx &generic() {
+  static const kernels library("generic", "");
+  return library.generic();
+}
+
+// In the order of SQL; neither value is NULL.
+inline bool is_less(const logical::scalar &a, const logical::scalar &b) {
+  if (const auto *x = std::get_if<double>(&a)) {
+    const double y = std::get<double>(b);
+    return *x < y || (std::isnan(y) && !std::isnan(*x));
+  }
+  if (const auto *text = std::get_if<std::string>(&a))
+    return *text < std::get<std::string>(b);
+  return std::get<__int128>(a) < std::get<__int128>(b);
+}
+
+// Threads may find another zero first.
+inline bool is_zero(const logical::scalar &value) {
+  return std::holds_alternative<double>(value) && std::get<double>(value) == 0;
+}
+
+inline void expect_same(const std::vector<value_row> &got, const std::vector<value_row> &expected) {
+  ASSERT_EQ(got.size(), expected.size());
+  size_t wrong = 0;
+  for (size_t row = 0; row < got.size(); ++row) {
+    ASSERT_EQ(got[row].size(), expected[row].size());
+    for (size_t c = 0; c < got[row].size(); ++c)
+      if (!are_same(got[row][c], expected[row][c]) && !(is_zero(got[row][c]) && is_zero(expected[row][c])) &&
+          ++wrong < 5)
+        ADD_FAILURE() << "row " << row << ", column " << c;
+  }
 }
 
 // All columns of all rows that a relation gives, in the order of its morsels.
@@ -127,9 +172,9 @@ public:
 
   // Columns of equal length as a relation.
   static std::unique_ptr<given_rows> relation_of(const std::vector<sampled_column> &columns, size_t rows_of_morsel) {
-    std::vector<layout> layouts;
-    for (const sampled_column &c : columns)
-      layouts.push_back(c.of);
+    std::vector<layout> layouts(columns.size());
+    for (size_t i = 0; i < columns.size(); ++i)
+      layouts[i] = columns[i].of;
     kept_rows kept(layouts);
     for (size_t i = 0; i < columns.size(); ++i)
       keep(kept.column(i), columns[i]);

@@ -25,6 +25,8 @@ namespace {
 using logical::expression;
 using logical::operation;
 
+constexpr double not_a_number = std::numeric_limits<double>::quiet_NaN();
+constexpr double infinity = std::numeric_limits<double>::infinity();
 constexpr size_t two_groups_and_a_part = 2 * size_t{batch_rows} + 777;
 
 // No test hands an expression to somebody else.
@@ -125,7 +127,7 @@ TEST_P(scan_test, every_form_is_read_at_any_positions) {
   std::mt19937 random(1);
   vorn_ctx ctx = env.context();
   ctx.vorn_ctx_decompress = vorn_qpak_decode;
-  const double reals[] = {-0.0, 0.0, NAN, INFINITY, -INFINITY, -1.5, 2.25};
+  const double reals[] = {-0.0, 0.0, not_a_number, infinity, -infinity, -1.5, 2.25};
   const std::string_view words[] = {"", "a", "ab", "abc", "zebra"};
   const std::string_view pairs[] = {"aa", "ab", "zz"};
   struct values_case {
@@ -219,7 +221,7 @@ public:
     column_of("INTEGER", {encoding::dynp}, [&](size_t) { return integer(0, 900); });
     column_of("INTEGER", {encoding::dict, true}, [&](size_t) { return integer(0, 3000); });
     column_of("DOUBLE", {encoding::dict}, [&](size_t) {
-      const double some[] = {-0.0, 0.0, 1.5, NAN, -INFINITY};
+      const double some[] = {-0.0, 0.0, 1.5, not_a_number, -infinity};
       return random_() % 9 == 0 ? cell() : cell(real_key(some[random_() % std::size(some)]));
     });
     table_ = table_of(std::move(columns_), types_);
@@ -415,6 +417,8 @@ TEST_P(scan_test, conditions_select_the_rows_on_which_they_are_true) {
     for (const expression &e : all_of)
       text += e.sql + "; ";
     ASSERT_EQ(rows_given(*scanned, run.get()), wanted) << text << scanned->description();
+    const number_bounds ids = scanned->columns()[0].bounds.value();
+    ASSERT_TRUE(wanted.empty() || (ids.low <= __int128{wanted.front()} && __int128{wanted.back()} <= ids.high)) << text;
   }
 }
 
