@@ -18,4 +18,10 @@ vorn_host::aligned_vector<uint8_t> packed(std::span<const uint32_t> codes, uint3
   });
 }
 
+const uint8_t *bytes_of_lengths(uint32_t width) {
+  return width == 16   ? vorn_length_consumed_dynp_8bit_idx_maxwidth2
+         : width == 32 ? vorn_length_consumed_dynp_8bit_idx_maxwidth4
+                       : vorn_length_consumed_dynp_8bit_idx_maxwidth8;
+}
+
 } // namespace store

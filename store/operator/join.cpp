@@ -375,8 +375,9 @@ void join::make_table(const query_run &run) {
   const bool is_first_enough =
       parts_.tests.empty() && (((parts_.selects_left() || parts_.kind == join_kind::mark) && !parts_.builds_left) ||
                                parts_.kind == join_kind::single);
-  parts_.table = make_join_table(run.library, built_keys(parts_.packing, columns, parts_.built->rows()),
-                                 is_first_enough ? group_rows::first : group_rows::all, memory);
+  parts_.table =
+      make_join_table(run.library, built_keys(parts_.packing, columns, parts_.built->rows()),
+                      is_first_enough ? group_rows::first : group_rows::all, probed().estimated_rows(), memory);
   parts_.rows_with_null.clear();
   if (parts_.kind == join_kind::mark)
     for (uint32_t row = 0; row < parts_.built->rows(); ++row)

@@ -80,9 +80,9 @@ enum class group_rows {
   first // it is enough to know one row, and the first one is given
 };
 
-// The table that is best for these keys.  The packing outlives the table.
+// The table that is best for these keys when about so many rows are looked up.  The packing outlives the table.
 std::unique_ptr<const join_table> make_join_table(const vorn_ctx &library, const built_keys &keys, group_rows asked,
-                                                  arena &memory);
+                                                  double probed_rows, arena &memory);
 
 // Keys of one word below a small range: the word is a position in an array.
 std::unique_ptr<const join_table> make_array_table(const built_keys &keys, group_rows asked, arena &memory);

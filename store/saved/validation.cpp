@@ -4,13 +4,13 @@
 #include <bit>
 #include <functional>
 
-#include "store/decode/key_decoder.hpp"
-#include "store/decode/row_reader.hpp"
 #include "store/encode/big_endian.hpp"
 #include "store/encode/packing.hpp"
 #include "store/encode/prefix_encoder.hpp"
 #include "store/encode/runs.hpp"
-#include "store/query/batch_scan.hpp"
+#include "store/chunk/kept_rows.hpp"
+#include "store/operator/column_reader.hpp"
+#include "store/operator/ordinal_scan.hpp"
 #include <vorn/qpak_encoder.hpp>
 
 namespace store::saved {
@@ -61,10 +61,11 @@ void check_runs(const column &of, batch &rows) {
   require(rise && big_endian(rows.cla[rows.runs]) == rows.rows, "its runs are not as long as its rows");
 }
 
-// How many rows a test selects.
-uint32_t count(const vorn_ctx &ctx, const column &of, const batch &rows, const ordinal_test &test) {
-  alignas(vorn_host::cache_line) uint64_t selected[batch_rows / 64];
-  return batch_scan(ctx, of, test).run(rows, nullptr, 0, selected);
+// How many rows have an ordinal of a range.
+uint32_t count(const vorn_ctx &ctx, const column &of, const batch &rows, uint64_t first, uint64_t last) {
+  exec::arena memory;
+  const std::span<uint64_t> selected = memory.take<uint64_t>(exec::words_of(rows.rows));
+  return exec::ordinal_scan(of, {first, last}).run(ctx, rows, nullptr, 0, selected.data(), memory);
 }
 
 // The kernels themselves look at all codes: a predicate may be put to any, whatever it stands for.
@@ -75,12 +76,11 @@ void check_zone(const vorn_ctx &ctx, const column &of, const batch &rows) {
   require(held.nulls <= rows.rows && (held.nulls == 0 || of.has_nulls()), beyond);
   const uint32_t values = rows.rows - held.nulls;
   require(held.has_values() == (values != 0), beyond);
-  // The test that takes all but NULL.
   if (of.has_nulls())
-    require(count(ctx, of, rows, ordinal_comparison{comparison::ge, first}) == values, beyond);
+    require(count(ctx, of, rows, first, of.last_ordinal()) == values, beyond);
   if (values != 0)
     require(held.low >= first && held.high <= of.last_ordinal() &&
-                count(ctx, of, rows, ordinal_interval{interval::closed, held.low, held.high}) == values,
+                count(ctx, of, rows, held.low, held.high) == values,
             beyond);
 }
 
@@ -152,18 +152,20 @@ void check_lengths(const column &of, batch &rows) {
 void check_values(const vorn_ctx &ctx, const column &of) {
   if (of.form == encoding::prefix) {
     const auto *range = std::get_if<key_range>(&of.values);
-    row_reader reader(ctx, of, nullptr);
-    for (std::span<const cell> some; range != nullptr && !(some = reader.next()).empty();)
-      for (const cell &c : some)
-        require(std::get<int64_t>(c) >= range->low && std::get<int64_t>(c) <= range->high,
-                "it has keys beyond its range");
+    if (range == nullptr)
+      return;
+    exec::column_reader reader(ctx, of, exec::plain_representation(of.type), nullptr, nullptr);
+    exec::arena memory;
+    for (size_t group = 0; group < of.batches.size(); ++group, memory.rewind({}))
+      for (int64_t key : reader.read(group, exec::consecutive(0, of.batches[group].rows, memory), memory).int64s())
+        require(key >= range->low && key <= range->high, "it has keys beyond its range");
     return;
   }
   for (const batch &rows : of.batches) {
     if (of.compressed) {
       require(vorn_host::qpak_stream_size(rows.stream.data(), rows.stored_bytes()) == rows.stored_bytes(),
               "a compressed stream is not whole");
-      plain_stream(ctx, of, rows);
+      exec::plain_stream(ctx, of, rows);
     }
     check_zone(ctx, of, rows);
   }
