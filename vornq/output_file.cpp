@@ -64,7 +64,7 @@ uint64_t save_table(const std::filesystem::path &path, exec::table &of) {
   std::vector<saved_column> saved;
   for (size_t c = 0; c < of.columns().size(); ++c)
     if (const column_info &info = of.columns()[c]; info.type)
-      saved.push_back({info.file_name(), info.sql_type, of.at(c)});
+      saved.push_back({info.name, info.sql_type, of.at(c)});
   if (saved.empty())
     throw error("there are no columns to save");
   return save(path, saved);

@@ -1,6 +1,7 @@
 #include "store/encode/packing.hpp"
 
 #include "store/encode/encoded.hpp"
+#include <vorn/vorn.h>
 
 namespace store {
 
