@@ -172,6 +172,7 @@ std::shared_ptr<const key_filter> make_key_filter(const key_column &of, const ve
   numbers->finish();
   return passes_most(numbers->size()) ? nullptr : numbers;
 }
+
 usable_words::usable_words(const key_batch &keys, arena &memory) : words_(keys.words[0]), first_(keys.first) {
   if (keys.usable == nullptr)
     return;
