@@ -63,21 +63,16 @@ vector vector_of(std::span<const scalar> values, representation form, const std:
   return with_type(form, [&]<class T>(T) {
     const std::span<T> out = memory.take<T>(values.size());
     for (size_t row = 0; row < out.size(); ++row) {
+      using single = std::conditional_t<std::is_same_v<T, std::string_view>, std::string,
+                                        std::conditional_t<std::is_same_v<T, double>, double, __int128>>;
       const scalar &value = values[row];
-      out[row] = T{};
+      out[row] = std::is_same_v<T, uint32_t> ? T{} : std::numeric_limits<T>::max();
       if (value == null)
         set_null(validity, row);
       else if constexpr (std::is_same_v<T, uint32_t>)
         out[row] = codes.at(value);
-      else if constexpr (std::is_same_v<T, double>)
-        out[row] = std::get<double>(value);
-      else if constexpr (std::is_same_v<T, std::string_view>)
-        out[row] = std::get<std::string>(value);
       else
-        out[row] = static_cast<T>(std::get<__int128>(value));
-      if constexpr (std::is_integral_v<T> && !std::is_same_v<T, uint32_t>)
-        if (value == null)
-          out[row] = std::numeric_limits<T>::max();
+        out[row] = static_cast<T>(std::get<single>(value));
     }
     return vector(out, validity.data());
   });
@@ -130,7 +125,9 @@ private:
       return std::string(texts[below(is_small ? 8 : std::size(texts))]);
     case value_kind::single:
     case value_kind::real: {
-      static const double reals[] = {0.0, -0.0, 1, -1, 0.5, 2.5, -2.5, 3.7, 1e10, 1e-3, NAN, INFINITY, -INFINITY, 1e30};
+      const double nan = std::numeric_limits<double>::quiet_NaN();
+      const double infinity = std::numeric_limits<double>::infinity();
+      const double reals[] = {0.0, -0.0, 1, -1, 0.5, 2.5, -2.5, 3.7, 1e10, 1e-3, nan, infinity, -infinity, 1e30};
       const double real = is_small ? static_cast<double>(below(2001)) / 8 - 100 : reals[below(std::size(reals))];
       return type.held->kind == value_kind::single ? static_cast<double>(static_cast<float>(real)) : real;
     }
