@@ -447,6 +447,102 @@ TEST(Evaluate, GivesDuckdbsValues) {
   EXPECT_LT(failed, tables * 300 / 2);
 }
 
+expression column_of(size_t index, const char *type) {
+  expression out;
+  out.what = operation::column;
+  out.index = index;
+  out.type = sql_type(type);
+  return out;
+}
+
+expression tested(operation what, expression left, const scalar &right) {
+  expression constant;
+  constant.type = left.type;
+  constant.value = right;
+  expression out;
+  out.what = what;
+  out.type = sql_type("BOOLEAN");
+  out.children = {std::move(left), constant};
+  finish(out);
+  return out;
+}
+
+expression made_of(operation what, const std::string &name, expression from, const char *type) {
+  expression out;
+  out.what = what;
+  out.name = name;
+  out.type = sql_type(type);
+  out.children.push_back(std::move(from));
+  finish(out);
+  return out;
+}
+
+layout plain_layout(const char *type, representation form) {
+  layout out;
+  out.type = sql_type(type);
+  out.form = form;
+  return out;
+}
+
+// A condition does not see the rows that the one before it has dropped, and fails if it sees them.
+TEST(RowCondition, AsksForTheRowsThatAreLeft) {
+  const vorn_ctx library{};
+  sql::duckdb_functions functions(library);
+  const layout layouts[] = {plain_layout("INTEGER", representation::int64)};
+  const auto below =
+      exec::bind(tested(operation::less, column_of(0, "INTEGER"), __int128{1000}), layouts, functions, 0);
+  const auto fails =
+      exec::bind(tested(operation::greater,
+                        made_of(operation::function, "abs",
+                                made_of(operation::cast, "", column_of(0, "INTEGER"), "TINYINT"), "TINYINT"),
+                        __int128{1}),
+                 layouts, functions, 0);
+  const int64_t values[] = {5, 1000, 1, 7, 2000, 100};
+  const uint64_t validity = ~uint64_t{8}; // 7 is NULL
+  arena memory;
+  const auto kept = [&](std::vector<std::shared_ptr<const bound_expression>> conditions) {
+    chunk rows(memory, std::size(values));
+    rows.add_column(vector(std::span<const int64_t>(values), &validity));
+    row_condition all_of(std::move(conditions));
+    std::vector<int64_t> out;
+    if (all_of.keep(rows))
+      out.assign(rows.column(0).int64s().begin(), rows.column(0).int64s().end());
+    return out;
+  };
+  EXPECT_EQ(kept({below, fails}), (std::vector<int64_t>{5, 100}));
+  EXPECT_EQ(kept({below, below}), (std::vector<int64_t>{5, 1, 100}));
+  EXPECT_THROW(kept({fails, below}), error);
+  EXPECT_EQ(kept({exec::bind(tested(operation::less, column_of(0, "INTEGER"), null), layouts, functions, 0)}),
+            (std::vector<int64_t>{}));
+}
+
+// An expression is evaluated by codes unless it fails for a value of the dictionary, which no row may have.
+TEST(Evaluate, GoesByCodesWhereItCan) {
+  const vorn_ctx library{};
+  sql::duckdb_functions functions(library);
+  layout texts = plain_layout("VARCHAR", representation::codes);
+  const std::string_view symbols[] = {"1", "22", "x"};
+  texts.entries = std::make_shared<coded_values>(
+      std::make_shared<const dictionary>(dictionary::of(std::span<const std::string_view>(symbols))), texts.held());
+  const auto value_and_method = [&](const expression &what, double rows) {
+    const auto bound = exec::bind(what, std::span<const layout>(&texts, 1), functions, rows);
+    const uint32_t codes[] = {1};
+    arena memory;
+    chunk one(memory, 1);
+    one.add_column(vector(std::span<const uint32_t>(codes)));
+    return text_of(value_at(plain_values(bound->begin()->run(one), bound->result(), memory), 0)) + ", " +
+           bound->method();
+  };
+  expression reversed = made_of(operation::function, "reverse", column_of(0, "VARCHAR"), "VARCHAR");
+  EXPECT_EQ(value_and_method(reversed, 100), "22, DuckDB by codes");
+  EXPECT_EQ(value_and_method(reversed, 2), "22, DuckDB by rows");
+  EXPECT_EQ(value_and_method(made_of(operation::cast, "", column_of(0, "VARCHAR"), "INTEGER"), 100),
+            "22, DuckDB by rows");
+  EXPECT_EQ(value_and_method(tested(operation::greater, column_of(0, "VARCHAR"), std::string("2")), 2), "1, codes");
+  reversed.is_volatile = true;
+  EXPECT_EQ(value_and_method(reversed, 100), "22, DuckDB by rows");
+}
+
 } // namespace
 
 } // namespace store::exec
