@@ -78,16 +78,10 @@ bool may_fail(const expression &what) {
 vector codes_of(const vector &plain, const layout &of, arena &memory) {
   const std::span<uint32_t> out = memory.take<uint32_t>(plain.rows);
   with_type(plain.form, [&]<class T>(T) {
-    for (size_t row = 0; row < out.size(); ++row) {
-      if (plain.is_null(row))
-        out[row] = 0;
-      else if constexpr (std::is_same_v<T, std::string_view>)
-        out[row] = first_code(of, std::string(plain.texts()[row]), false);
-      else if constexpr (std::is_same_v<T, double>)
-        out[row] = first_code(of, plain.float64s()[row], false);
-      else
-        out[row] = first_code(of, __int128{plain.values<T>()[row]}, false);
-    }
+    using single = std::conditional_t<std::is_same_v<T, std::string_view>, std::string,
+                                      std::conditional_t<std::is_same_v<T, double>, double, __int128>>;
+    for (size_t row = 0; row < out.size(); ++row)
+      out[row] = plain.is_null(row) ? 0 : first_code(of, single(plain.values<T>()[row]), false);
   });
   return vector(out, plain.validity);
 }

@@ -40,7 +40,8 @@ public:
   virtual ~bound_expression() = default;
 
   const layout &result() const { return result_; }
-  // How it is evaluated, for EXPLAIN: "codes", "kernels", "rows", "DuckDB by codes", "DuckDB by rows", ...
+  // How it is evaluated, for EXPLAIN: "codes", "rows", "DuckDB by codes" and "DuckDB by rows", all that apply.  A
+  // column and a constant have no method.
   virtual std::string method() const = 0;
   virtual std::unique_ptr<evaluator> begin() const = 0;
 

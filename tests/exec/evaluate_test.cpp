@@ -63,21 +63,16 @@ vector vector_of(std::span<const scalar> values, representation form, const std:
   return with_type(form, [&]<class T>(T) {
     const std::span<T> out = memory.take<T>(values.size());
     for (size_t row = 0; row < out.size(); ++row) {
+      using single = std::conditional_t<std::is_same_v<T, std::string_view>, std::string,
+                                        std::conditional_t<std::is_same_v<T, double>, double, __int128>>;
       const scalar &value = values[row];
-      out[row] = T{};
+      out[row] = std::is_same_v<T, uint32_t> ? T{} : std::numeric_limits<T>::max();
       if (value == null)
         set_null(validity, row);
       else if constexpr (std::is_same_v<T, uint32_t>)
         out[row] = codes.at(value);
-      else if constexpr (std::is_same_v<T, double>)
-        out[row] = std::get<double>(value);
-      else if constexpr (std::is_same_v<T, std::string_view>)
-        out[row] = std::get<std::string>(value);
       else
-        out[row] = static_cast<T>(std::get<__int128>(value));
-      if constexpr (std::is_integral_v<T> && !std::is_same_v<T, uint32_t>)
-        if (value == null)
-          out[row] = std::numeric_limits<T>::max();
+        out[row] = static_cast<T>(std::get<single>(value));
     }
     return vector(out, validity.data());
   });
@@ -130,7 +125,9 @@ private:
       return std::string(texts[below(is_small ? 8 : std::size(texts))]);
     case value_kind::single:
     case value_kind::real: {
-      static const double reals[] = {0.0, -0.0, 1, -1, 0.5, 2.5, -2.5, 3.7, 1e10, 1e-3, NAN, INFINITY, -INFINITY, 1e30};
+      const double nan = std::numeric_limits<double>::quiet_NaN();
+      const double infinity = std::numeric_limits<double>::infinity();
+      const double reals[] = {0.0, -0.0, 1, -1, 0.5, 2.5, -2.5, 3.7, 1e10, 1e-3, nan, infinity, -infinity, 1e30};
       const double real = is_small ? static_cast<double>(below(2001)) / 8 - 100 : reals[below(std::size(reals))];
       return type.held->kind == value_kind::single ? static_cast<double>(static_cast<float>(real)) : real;
     }
@@ -448,6 +445,102 @@ TEST(Evaluate, GivesDuckdbsValues) {
     RecordProperty(method.empty() ? "none" : method, static_cast<int>(count));
   RecordProperty("errors", static_cast<int>(failed));
   EXPECT_LT(failed, tables * 300 / 2);
+}
+
+expression column_of(size_t index, const char *type) {
+  expression out;
+  out.what = operation::column;
+  out.index = index;
+  out.type = sql_type(type);
+  return out;
+}
+
+expression tested(operation what, expression left, const scalar &right) {
+  expression constant;
+  constant.type = left.type;
+  constant.value = right;
+  expression out;
+  out.what = what;
+  out.type = sql_type("BOOLEAN");
+  out.children = {std::move(left), constant};
+  finish(out);
+  return out;
+}
+
+expression made_of(operation what, const std::string &name, expression from, const char *type) {
+  expression out;
+  out.what = what;
+  out.name = name;
+  out.type = sql_type(type);
+  out.children.push_back(std::move(from));
+  finish(out);
+  return out;
+}
+
+layout plain_layout(const char *type, representation form) {
+  layout out;
+  out.type = sql_type(type);
+  out.form = form;
+  return out;
+}
+
+// A condition does not see the rows that the one before it has dropped, and fails if it sees them.
+TEST(RowCondition, AsksForTheRowsThatAreLeft) {
+  const vorn_ctx library{};
+  sql::duckdb_functions functions(library);
+  const layout layouts[] = {plain_layout("INTEGER", representation::int64)};
+  const auto below =
+      exec::bind(tested(operation::less, column_of(0, "INTEGER"), __int128{1000}), layouts, functions, 0);
+  const auto fails =
+      exec::bind(tested(operation::greater,
+                        made_of(operation::function, "abs",
+                                made_of(operation::cast, "", column_of(0, "INTEGER"), "TINYINT"), "TINYINT"),
+                        __int128{1}),
+                 layouts, functions, 0);
+  const int64_t values[] = {5, 1000, 1, 7, 2000, 100};
+  const uint64_t validity = ~uint64_t{8}; // 7 is NULL
+  arena memory;
+  const auto kept = [&](std::vector<std::shared_ptr<const bound_expression>> conditions) {
+    chunk rows(memory, std::size(values));
+    rows.add_column(vector(std::span<const int64_t>(values), &validity));
+    row_condition all_of(std::move(conditions));
+    std::vector<int64_t> out;
+    if (all_of.keep(rows))
+      out.assign(rows.column(0).int64s().begin(), rows.column(0).int64s().end());
+    return out;
+  };
+  EXPECT_EQ(kept({below, fails}), (std::vector<int64_t>{5, 100}));
+  EXPECT_EQ(kept({below, below}), (std::vector<int64_t>{5, 1, 100}));
+  EXPECT_THROW(kept({fails, below}), error);
+  EXPECT_EQ(kept({exec::bind(tested(operation::less, column_of(0, "INTEGER"), null), layouts, functions, 0)}),
+            (std::vector<int64_t>{}));
+}
+
+// An expression is evaluated by codes unless it fails for a value of the dictionary, which no row may have.
+TEST(Evaluate, GoesByCodesWhereItCan) {
+  const vorn_ctx library{};
+  sql::duckdb_functions functions(library);
+  layout texts = plain_layout("VARCHAR", representation::codes);
+  const std::string_view symbols[] = {"1", "22", "x"};
+  texts.entries = std::make_shared<coded_values>(
+      std::make_shared<const dictionary>(dictionary::of(std::span<const std::string_view>(symbols))), texts.held());
+  const auto value_and_method = [&](const expression &what, double rows) {
+    const auto bound = exec::bind(what, std::span<const layout>(&texts, 1), functions, rows);
+    const uint32_t codes[] = {1};
+    arena memory;
+    chunk one(memory, 1);
+    one.add_column(vector(std::span<const uint32_t>(codes)));
+    return text_of(value_at(plain_values(bound->begin()->run(one), bound->result(), memory), 0)) + ", " +
+           bound->method();
+  };
+  expression reversed = made_of(operation::function, "reverse", column_of(0, "VARCHAR"), "VARCHAR");
+  EXPECT_EQ(value_and_method(reversed, 100), "22, DuckDB by codes");
+  EXPECT_EQ(value_and_method(reversed, 2), "22, DuckDB by rows");
+  EXPECT_EQ(value_and_method(made_of(operation::cast, "", column_of(0, "VARCHAR"), "INTEGER"), 100),
+            "22, DuckDB by rows");
+  EXPECT_EQ(value_and_method(tested(operation::greater, column_of(0, "VARCHAR"), std::string("2")), 2), "1, codes");
+  reversed.is_volatile = true;
+  EXPECT_EQ(value_and_method(reversed, 100), "22, DuckDB by rows");
 }
 
 } // namespace
