@@ -104,11 +104,13 @@ private:
   template <class T>
   vector run_some(size_t first, size_t count, arena &memory) {
     if (column_.form == representation::codes) {
-      uint64_t first_is_null[words_of(chunk_rows)];
-      std::fill(std::begin(first_is_null), std::end(first_is_null), ~uint64_t{0});
-      first_is_null[0] = ~uint64_t{1};
-      const bool has_null = first == 0 && column_.entries->has_null();
-      return run_rows(vector(entries<T>().subspan(first, count), has_null ? first_is_null : nullptr), memory);
+      const std::span<const T> values = entries<T>().subspan(first, count);
+      if (first != 0 || !column_.entries->has_null())
+        return run_rows(vector(values), memory);
+      // The result may share these bits.
+      const std::span<uint64_t> first_is_null = all_valid(memory, count);
+      set_null(first_is_null, 0);
+      return run_rows(vector(values, first_is_null.data()), memory);
     }
     const std::span<int64_t> values = memory.take<int64_t>(count);
     std::iota(values.begin(), values.end(), static_cast<int64_t>(column_.bounds->low) + static_cast<int64_t>(first));

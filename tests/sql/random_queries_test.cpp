@@ -214,6 +214,8 @@ TEST_P(random_queries, are_answered_as_duckdb_does) {
     ++counts[came.what];
     if (came.what != outcome::kind::equal && !came.is_fault())
       ++reasons[without_numbers(came.text.substr(0, came.text.find('\n')))];
+    if (came.what != outcome::kind::equal && std::getenv("VORN_VERBOSE") != nullptr)
+      std::cout << fmt::format("query {}: {}\n{}\n", number, came.text, query.sql());
   }
   std::cout << fmt::format("{} queries equal, {} refused and {} failed as in DuckDB, {} not executed\n",
                            counts[outcome::kind::equal], counts[outcome::kind::refused_by_both],
