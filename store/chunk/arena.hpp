@@ -7,11 +7,14 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <memory>
+#include <new>
 #include <span>
 #include <type_traits>
 #include <vector>
 
+#include "store/chunk/large_memory.hpp"
 #include <vorn/aligned.hpp>
 
 namespace store::exec {
@@ -39,19 +42,36 @@ public:
 private:
   static constexpr size_t block_bytes = size_t{1} << 20;
 
+  // Memory that nobody fills with zeros.
+  struct block {
+    struct freed {
+      void operator()(std::byte *memory) const { std::free(memory); }
+    };
+
+    explicit block(size_t size)
+        : memory(static_cast<std::byte *>(std::aligned_alloc(vorn_host::cache_line, size))), bytes(size) {
+      if (memory == nullptr)
+        throw std::bad_alloc();
+      prefer_large_pages(memory.get(), bytes);
+    }
+
+    std::unique_ptr<std::byte, freed> memory;
+    size_t bytes;
+  };
+
   std::byte *bytes(size_t count) {
     const size_t whole = (count + 2 * vorn_host::cache_line - 1) / vorn_host::cache_line * vorn_host::cache_line;
     for (; at_.block < blocks_.size(); at_ = {at_.block + 1, 0})
-      if (blocks_[at_.block].size() - at_.used >= whole)
+      if (blocks_[at_.block].bytes - at_.used >= whole)
         break;
     if (at_.block == blocks_.size())
       blocks_.emplace_back(std::max(whole, block_bytes));
-    std::byte *out = blocks_[at_.block].data() + at_.used;
+    std::byte *out = blocks_[at_.block].memory.get() + at_.used;
     at_.used += whole;
     return out;
   }
 
-  std::vector<vorn_host::aligned_vector<std::byte>> blocks_;
+  std::vector<block> blocks_;
   mark at_;
 };
 

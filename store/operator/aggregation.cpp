@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "store/operator/integer_sum.hpp"
+
 namespace store::exec {
 
 namespace {
@@ -93,7 +95,8 @@ layout aggregation::add(const logical::aggregate &what, std::optional<size_t> ar
   // The least, the greatest and the first value are the same without repetitions.
   from.is_distinct = what.is_distinct && (kind == accumulation::sum || kind == accumulation::count);
   from.keeps_nulls = kind == accumulation::first;
-  from.is_decoded = kind == accumulation::sum && columns_[*argument].form == representation::codes;
+  from.is_decoded = kind == accumulation::sum && columns_[*argument].form == representation::codes &&
+                    !can_sum_codes(columns_[*argument]);
   const bool has_nulls = argument && columns_[*argument].has_nulls;
   aggregate_input counted = from;
   if (!from.is_distinct && !has_nulls)

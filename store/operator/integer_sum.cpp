@@ -18,8 +18,8 @@ namespace {
 class bounded_sum final : public accumulator {
 public:
   // No value is larger, without its sign.
-  bounded_sum(uint64_t largest, representation result)
-      : rows_of_room_((uint64_t{1} << 63) / (largest + 1)), result_(result) {}
+  bounded_sum(uint64_t largest, const layout &values, representation result)
+      : rows_of_room_((uint64_t{1} << 63) / (largest + 1)), entries_(values.entries), result_(result) {}
 
   static bool can_sum(__int128 largest) { return largest <= std::numeric_limits<int64_t>::max() / (4 * chunk_rows); }
 
@@ -30,7 +30,12 @@ public:
   }
   void add(const grouped_rows &rows, const vector &values) override {
     use_room(rows.rows);
-    fold_rows(rows, values.int64s(), sums_.data(), [](int64_t &sum, int64_t value) { sum += value; });
+    if (entries_) {
+      const int64_t *const value_of = entries_->int64s().data();
+      fold_rows(rows, values.codes(), sums_.data(), [=](int64_t &sum, uint32_t code) { sum += value_of[code]; });
+    } else {
+      fold_rows(rows, values.int64s(), sums_.data(), [](int64_t &sum, int64_t value) { sum += value; });
+    }
   }
   void merge(const accumulator &other, std::span<const uint32_t> groups) override {
     const auto &from = static_cast<const bounded_sum &>(other);
@@ -70,7 +75,8 @@ private:
   }
 
   uint64_t rows_of_room_;
-  uint64_t rows_ = 0; // that are in `sums_`
+  uint64_t rows_ = 0;                           // that are in `sums_`
+  std::shared_ptr<const coded_values> entries_; // of codes
   representation result_;
   large_vector<int64_t> sums_;
   large_vector<__int128> flushed_; // empty until the first flush
@@ -84,6 +90,8 @@ private:
 template <class T>
 class wide_sum final : public accumulator {
 public:
+  explicit wide_sum(representation result) : result_(result) {}
+
   void grow(size_t groups) override { sums_.resize(groups); }
   void add(const grouped_rows &rows, const vector &values) override {
     fold_rows(rows, values.values<T>(), sums_.data(), [](__int128 &sum, T value) { add_to(sum, value); });
@@ -93,7 +101,14 @@ public:
     for (size_t g = 0; g < groups.size(); ++g)
       add_to<__int128>(sums_[groups[g]], from.sums_[g]);
   }
-  vector result(arena &) override { return vector(std::span(sums_)); }
+  vector result(arena &memory) override {
+    if (result_ != representation::int64)
+      return vector(std::span(sums_));
+    const std::span<int64_t> out = memory.take<int64_t>(sums_.size());
+    for (size_t g = 0; g < sums_.size(); ++g)
+      out[g] = static_cast<int64_t>(sums_[g]);
+    return vector(out);
+  }
 
 private:
   // Rows are too few for a sum of 64-bit values to overflow.
@@ -108,18 +123,28 @@ private:
     }
   }
 
+  representation result_;
   large_vector<__int128> sums_;
 };
 
+__int128 largest_of(const layout &values) {
+  return values.bounds ? std::max<__int128>({values.bounds->high, -values.bounds->low, 0}) : most_rows * most_rows;
+}
+
 } // namespace
+
+bool can_sum_codes(const layout &values) {
+  return values.form == representation::codes && plain_representation(values.held()) == representation::int64 &&
+         bounded_sum::can_sum(largest_of(values));
+}
 
 std::unique_ptr<accumulator> make_integer_sum(const layout &values, representation result) {
   if (values.form == representation::int128)
-    return std::make_unique<wide_sum<__int128>>();
-  const __int128 largest = values.bounds ? std::max(values.bounds->high, -values.bounds->low) : most_rows * most_rows;
+    return std::make_unique<wide_sum<__int128>>(result);
+  const __int128 largest = largest_of(values);
   if (bounded_sum::can_sum(largest))
-    return std::make_unique<bounded_sum>(static_cast<uint64_t>(std::max<__int128>(largest, 0)), result);
-  return std::make_unique<wide_sum<int64_t>>();
+    return std::make_unique<bounded_sum>(static_cast<uint64_t>(largest), values, result);
+  return std::make_unique<wide_sum<int64_t>>(result);
 }
 
 } // namespace store::exec

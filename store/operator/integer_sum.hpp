@@ -7,7 +7,10 @@
 
 namespace store::exec {
 
-// Takes int64 or int128 values, and gives sums in `result`, which is int64 where 64 bits hold every sum.
+// Can a sum take codes of integers, without their values?
+bool can_sum_codes(const layout &values);
+
+// Takes int64 or int128 values or codes, and gives sums in `result`, which is int64 where 64 bits hold every sum.
 std::unique_ptr<accumulator> make_integer_sum(const layout &values, representation result);
 
 } // namespace store::exec

@@ -162,6 +162,9 @@ public:
         },
         different));
     out.push_back(column(
+        "small 128 bits", {.type = {"HUGEINT"}, .form = representation::int128, .bounds = number_bounds{0, different}},
+        with_nulls, [&](uint32_t i) { return __int128{i}; }, different));
+    out.push_back(column(
         "texts", {.type = {"VARCHAR"}, .form = representation::text}, with_nulls,
         [&](uint32_t i) { return i == 0 ? std::string() : std::string(i % 20, 'x') + std::to_string(i); }, different));
     out.push_back(column(
