@@ -73,6 +73,7 @@ foreach(part IN LISTS VORN_PARTS)
     vorn_look_for(STORE fmt libfmt-dev)
   elseif(part STREQUAL "VORNQ")
     vorn_look_for(VORNQ CLI11 libcli11-dev)
+    vorn_look_for(VORNQ flatbuffers/flatbuffers.h libflatbuffers-dev)
     vorn_look_for(VORNQ nlohmann_json nlohmann-json3-dev)
     find_library(VORN_DUCKDB_LIBRARY duckdb
       PATHS ${PROJECT_SOURCE_DIR}/data/node_modules/@duckdb/node-bindings-linux-x64

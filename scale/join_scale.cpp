@@ -1,14 +1,15 @@
-// Joins a table of generated keys, 10,000,000 without an argument, with 1, 10 and 100 million rows that come in
-// batches: what a row costs and how much memory the join takes.  Ends with 1 when pairs are missing or wrong.
+// Joins a table of generated keys, 10,000,000 without an argument, with 1, 10 and 100 million generated rows by the
+// operators of a plan: what a row costs, and how much memory the join takes.  Ends with 1 when pairs are missing or
+// wrong.
 #include <algorithm>
-#include <chrono>
+#include <atomic>
 #include <cstdint>
 #include <cstdio>
 #include <exception>
 #include <fstream>
+#include <limits>
 #include <numeric>
 #include <optional>
-#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -17,62 +18,112 @@
 #include <fmt/format.h>
 
 #include "store/error.hpp"
-#include "store/join/bloom_map.hpp"
-#include "store/join/hash_table.hpp"
-#include "store/join/hashing.hpp"
-#include "store/join/prober.hpp"
 #include "store/library/kernels.hpp"
+#include "store/operator/operators.hpp"
 
 namespace {
 
 using namespace store;
 
-constexpr uint64_t batch = 65536; // rows
+constexpr uint64_t morsel_rows = 65536;
 
 // Numbers become keys by an odd factor, which maps no two to one key.
-constexpr uint64_t key_of(uint64_t number) { return number * 0x9e3779b97f4a7c15; }
+constexpr int64_t key_of(uint64_t number) { return static_cast<int64_t>(number * 0x9e3779b97f4a7c15); }
 
-// The numbers that are looked up: all from 0 to twice the keys less 1, in an order that jumps about, again and again.
-// Those below the number of keys are in the table.
-class probed_numbers {
+// Rows of a key and a number.  The built side has the numbers 0, 1, ... of its rows.  The probed side has the numbers
+// below twice as many in an order that jumps about, again and again, so that half of its rows have a partner.
+class generated_rows final : public exec::relation {
 public:
-  explicit probed_numbers(uint64_t keys) : count_(2 * keys), jump_(2'654'435'761 % count_) {
-    while (std::gcd(jump_, count_) != 1)
-      ++jump_;
+  generated_rows(uint64_t rows, uint64_t jump, uint64_t numbers)
+      : relation("generate"), rows_(rows), jump_(jump), numbers_(numbers) {
+    columns_.resize(2);
+    for (exec::layout &column : columns_) {
+      column.type = logical::sql_type("BIGINT");
+      column.has_nulls = false;
+    }
   }
-  uint64_t next() {
-    const uint64_t out = at_;
-    at_ = (at_ + jump_) % count_;
-    return out;
+
+  // A join builds the smaller side.  Here this is the side of the keys, however few rows are looked up.
+  double estimated_rows() const override { return static_cast<double>(jump_ == 1 ? rows_ : numbers_ + rows_); }
+  size_t morsels() const override { return (rows_ + morsel_rows - 1) / morsel_rows; }
+  uint64_t number_of(uint64_t row) const {
+    return static_cast<uint64_t>(static_cast<unsigned __int128>(row) * jump_ % numbers_);
   }
+  uint64_t rows() const { return rows_; }
 
 private:
-  uint64_t count_;
+  class rows_stream final : public exec::stream {
+  public:
+    rows_stream(const generated_rows &of, exec::operator_metrics *counted, exec::arena &memory)
+        : stream(counted), of_(of), memory_(memory) {}
+
+  private:
+    void produce(size_t morsel, const exec::chunk_taker &take) override {
+      const uint64_t end = std::min(of_.rows_, (morsel + 1) * morsel_rows);
+      for (uint64_t first = morsel * morsel_rows; first < end; first += exec::chunk_rows) {
+        const exec::arena::mark begun = memory_.here();
+        const auto rows = static_cast<uint32_t>(std::min<uint64_t>(exec::chunk_rows, end - first));
+        const std::span<int64_t> keys = memory_.take<int64_t>(rows), numbers = memory_.take<int64_t>(rows);
+        for (uint32_t row = 0; row < rows; ++row) {
+          const uint64_t number = of_.number_of(first + row);
+          keys[row] = key_of(number);
+          numbers[row] = static_cast<int64_t>(number);
+        }
+        exec::chunk out(memory_, rows);
+        out.add_column(exec::vector(keys));
+        out.add_column(exec::vector(numbers));
+        take(out);
+        memory_.rewind(begun);
+      }
+    }
+
+    const generated_rows &of_;
+    exec::arena &memory_;
+  };
+
+  void prepare(const exec::query_run &) override {}
+  std::unique_ptr<exec::stream> made_stream(const exec::query_run &run, exec::arena &memory) override {
+    return std::make_unique<rows_stream>(*this, counted(run), memory);
+  }
+
+  uint64_t rows_;
   uint64_t jump_;
-  uint64_t at_ = 0;
+  uint64_t numbers_;
 };
+
+// Nothing here is evaluated by anybody else.
+class no_functions final : public exec::scalar_functions {
+  std::unique_ptr<exec::scalar_function> bind(const logical::expression &what,
+                                              std::span<const logical::sql_type>) override {
+    throw error("nobody evaluates " + what.sql);
+  }
+};
+
+logical::plan join_plan() {
+  const logical::sql_type number("BIGINT");
+  logical::expression key;
+  key.what = logical::operation::column;
+  key.type = number;
+  key.sql = "c0";
+  logical::plan out;
+  out.what = logical::plan_kind::join;
+  out.types.assign(4, number);
+  out.children.resize(2);
+  for (logical::plan &child : out.children)
+    child.types.assign(2, number);
+  out.conditions.push_back({key, logical::operation::equal, key});
+  return out;
+}
 
 struct pairs {
   uint64_t count = 0;
   uint64_t sum = 0;
 
-  void add(uint64_t row, uint64_t built) {
+  void add(uint64_t probed, uint64_t built) {
     ++count;
-    sum += (row + 1) * (built + 1);
+    sum += (probed + 1) * (built + 1);
   }
   friend bool operator==(const pairs &, const pairs &) = default;
-};
-
-class stopwatch {
-public:
-  void start() { began_ = clock::now(); }
-  void stop() { elapsed_ += clock::now() - began_; }
-  double nanoseconds() const { return std::chrono::duration<double, std::nano>(elapsed_).count(); }
-
-private:
-  using clock = std::chrono::steady_clock;
-  clock::time_point began_;
-  clock::duration elapsed_{};
 };
 
 // The most memory that the process has had so far.
@@ -97,113 +148,73 @@ std::string grouped(uint64_t number) {
 
 std::string megabytes(uint64_t bytes) { return fmt::format("{:.1f}", static_cast<double>(bytes) / 1e6); }
 
-// The keys with their table and map.
-struct built_side {
-  std::vector<uint64_t> keys;
-  hash_table table;
-  std::optional<bloom_map> map;
-};
-
-void hash(const vorn_ctx &ctx, std::span<const uint64_t> keys, std::vector<uint64_t> &out) {
-  row_vector source = row_vector::fixed(64, keys.data(), keys.size());
-  out.resize(keys.size());
-  hash_rows(ctx, source, out.data());
-}
-
-double build(const vorn_ctx &ctx, built_side &side) {
-  stopwatch time;
-  std::vector<uint64_t> hashes;
-  for (uint64_t number = 0; number < side.keys.size(); ++number)
-    side.keys[number] = key_of(number);
-  time.start();
-  for (uint64_t first = 0; first < side.keys.size(); first += batch) {
-    hash(ctx, std::span(side.keys).subspan(first, std::min(batch, side.keys.size() - first)), hashes);
-    side.table.insert(hashes);
-    if (side.map)
-      side.map->add(hashes);
-  }
-  side.table.finish();
-  time.stop();
-  return time.nanoseconds();
-}
-
 struct outcome {
-  pairs found;
-  pairs expected;
-  double nanoseconds;
+  bool is_right;
+  uint64_t pairs;
+  double built_nanoseconds; // of the join alone
+  double probed_nanoseconds;
+  uint64_t table_bytes;
+  std::string description;
 };
 
-outcome probe(const vorn_ctx &ctx, built_side &side, uint64_t rows, const join_settings &settings) {
-  outcome out{};
-  stopwatch time;
-  probed_numbers numbers(side.keys.size());
-  prober looking(ctx, side.table, side.map ? &*side.map : nullptr, settings);
-  std::vector<uint64_t> keys;
-  std::vector<uint64_t> hashes;
-  for (uint64_t first = 0; first < rows; first += batch) {
-    keys.resize(std::min(batch, rows - first));
-    for (uint64_t row = 0; row < keys.size(); ++row) {
-      const uint64_t number = numbers.next();
-      keys[row] = key_of(number);
-      if (number < side.keys.size())
-        out.expected.add(first + row, number);
-    }
-    time.start();
-    hash(ctx, keys, hashes);
-    looking.open(hashes);
-    for (std::span<const candidate> some; !(some = looking.next()).empty();)
-      for (const candidate &c : some)
-        if (side.keys[c.built] == keys[c.row])
-          out.found.add(first + c.row, c.built);
-    time.stop();
-  }
-  out.nanoseconds = time.nanoseconds();
-  return out;
+outcome run_join(const vorn_ctx &library, uint64_t keys, uint64_t rows) {
+  const uint64_t numbers = 2 * keys;
+  uint64_t jump = 2'654'435'761 % numbers;
+  while (std::gcd(jump, numbers) != 1)
+    ++jump;
+  auto probed = std::make_unique<generated_rows>(rows, jump, numbers);
+  pairs expected;
+  for (uint64_t row = 0; row < rows; ++row)
+    if (const uint64_t number = probed->number_of(row); number < keys)
+      expected.add(number, number);
+
+  no_functions functions;
+  const std::vector<bool> needed = {false, true, false, true};
+  const exec::relation_ptr join = exec::make_join(
+      join_plan(), std::move(probed), std::make_unique<generated_rows>(keys, 1, numbers), needed, functions);
+  worker_pool threads(1);
+  const std::atomic<bool> is_interrupted = false;
+  std::vector<exec::arena> memory(1);
+  const exec::query_run run{library, threads, is_interrupted, memory, true};
+  join->open(run);
+  const auto built = static_cast<double>(join->metrics().nanoseconds);
+  pairs found;
+  exec::run_all(*join, run, [&](size_t, size_t, exec::chunk &some) {
+    const std::span<const int64_t> left = some.column(1).int64s(), right = some.column(3).int64s();
+    for (size_t row = 0; row < left.size(); ++row)
+      found.add(static_cast<uint64_t>(left[row]), static_cast<uint64_t>(right[row]));
+  });
+  const auto whole = static_cast<double>(join->metrics().nanoseconds);
+  return {found == expected, found.count, built, whole - built, join->metrics().bytes, join->description()};
 }
 
 int run(int argc, char **argv) {
   uint64_t keys = 10'000'000;
   std::vector<uint64_t> counts = {1'000'000, 10'000'000, 100'000'000};
-  join_settings settings;
   std::optional<std::string> isa;
   std::string record_file;
-  CLI::App app("Joins a table of generated keys with rows that come in batches.", "vorn_join_scale");
+  CLI::App app("Joins a table of generated keys with generated rows.", "vorn_join_scale");
   app.add_option("--keys", keys, "The keys in the table")->check(CLI::PositiveNumber)->capture_default_str();
   app.add_option("--rows", counts, "How many rows to look up; can be given several times")->capture_default_str();
-  app.add_option("--partition-bits", settings.partition_bits, "The table has 2^BITS parts; otherwise as many as fit")
-      ->check(CLI::Range(0, 16));
-  app.add_option("--bloom", settings.bloom, "Whether rows are first tested against a bloom map; otherwise as it pays");
   app.add_option("--isa", isa, "The kernels to use: generic, sse42, avx, avx2 or avx512; otherwise the best");
   app.add_option("--record", record_file, "Write the times and memory as JSON into this file");
   CLI11_PARSE(app, argc, argv);
 
   const kernels library(isa, "");
-  const vorn_ctx &ctx = library.chosen();
-  built_side side{std::vector<uint64_t>(keys), hash_table(ctx, shape_of(keys, settings), settings), {}};
-  if (settings.bloom.value_or(true))
-    side.map.emplace(ctx, keys);
-  const double built = build(ctx, side);
-  const table_shape &shape = side.table.shape();
-  const uint64_t used = side.keys.size() * sizeof(uint64_t) + side.table.bytes() + (side.map ? side.map->bytes() : 0);
-  fmt::print("kernels in force: {}\n{} keys in {:.0f} ms, {:.1f} ns each: {} buckets of {} in {} parts, and {} for "
-             "overflow\nMB: table {}, bloom map {}, keys {}\n",
-             library.name(), grouped(keys), built / 1e6, built / static_cast<double>(keys), grouped(shape.buckets()),
-             layout_name(shape.layout), shape.partitions(), grouped(side.table.overflow_buckets()),
-             megabytes(side.table.bytes()), megabytes(side.map ? side.map->bytes() : 0),
-             megabytes(side.keys.size() * sizeof(uint64_t)));
+  fmt::print("kernels in force: {}\n{} keys\n", library.name(), grouped(keys));
   bool agree = true;
-  constexpr std::string_view line = "{:>13}  {:>13}  {:5}  {:>8}  {:>9}  {:>26}\n";
-  fmt::print(line, "rows", "pairs", "", "ns a row", "peak MB", "beside table, map and keys");
+  constexpr std::string_view line = "{:>13}  {:>13}  {:5}  {:>10}  {:>8}  {:>8}  {:>9}  {}\n";
+  fmt::print(line, "rows", "pairs", "", "ns a key", "ns a row", "table MB", "peak MB", "");
   std::string record;
   for (const uint64_t rows : counts) {
-    const outcome out = probe(ctx, side, rows, settings);
-    agree = agree && out.found == out.expected;
-    const double a_row = out.nanoseconds / static_cast<double>(rows);
+    const outcome out = run_join(library.chosen(), keys, rows);
+    agree = agree && out.is_right;
+    const double a_row = out.probed_nanoseconds / static_cast<double>(rows);
     record += fmt::format("{}{{\"rows\": {}, \"ns_a_row\": {:.3f}, \"peak_bytes\": {}}}", record.empty() ? "" : ",\n",
                           rows, a_row, peak_bytes());
-    fmt::print(line, grouped(rows), grouped(out.found.count), out.found == out.expected ? "right" : "WRONG",
-               fmt::format("{:.1f}", a_row), megabytes(peak_bytes()),
-               megabytes(peak_bytes() - std::min(peak_bytes(), used)));
+    fmt::print(line, grouped(rows), grouped(out.pairs), out.is_right ? "right" : "WRONG",
+               fmt::format("{:.1f}", out.built_nanoseconds / static_cast<double>(keys)), fmt::format("{:.1f}", a_row),
+               megabytes(out.table_bytes), megabytes(peak_bytes()), out.description);
   }
   if (!record_file.empty() &&
       !(std::ofstream(record_file) << fmt::format("{{\"kernels\": \"{}\", \"keys\": {}, \"joins\": [{}]}}\n",

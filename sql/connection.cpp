@@ -141,18 +141,13 @@ statement connection::prepare(const std::string &sql) {
 }
 
 std::vector<std::string> connection::table_names(const std::string &sql) {
+  // The syntax tree of a query.  It is of no query where the text has an error.
+  result names =
+      query("SELECT unnest(json_extract_string(json_serialize_sql(" + quoted_text(sql) + "), '$..table_name'))");
   std::vector<std::string> out;
-  duckdb_value list = duckdb_get_table_names(opened(), sql.c_str(), false);
-  if (list == nullptr)
-    return out;
-  for (idx_t i = 0; i < duckdb_get_list_size(list); ++i) {
-    duckdb_value item = duckdb_get_list_child(list, i);
-    char *name = duckdb_get_varchar(item);
-    out.emplace_back(name);
-    duckdb_free(name);
-    duckdb_destroy_value(&item);
-  }
-  duckdb_destroy_value(&list);
+  while (const auto chunk = names.next())
+    for (uint64_t row = 0; row < chunk->rows(); ++row)
+      out.emplace_back(chunk->column(0).text(row));
   return out;
 }
 

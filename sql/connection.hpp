@@ -134,7 +134,8 @@ public:
   // The same, but rows are made as they are fetched, rather than all at first; the next query ends this.
   result stream(const std::string &sql);
   statement prepare(const std::string &sql);
-  // The names of the tables that a query reads, as they stand there.  None of a query that cannot be parsed.
+  // The names of the tables that a query reads, as they stand there, perhaps with repetitions.  None of a text that is
+  // not a query.
   std::vector<std::string> table_names(const std::string &sql);
 
   // The duckdb_connection, for calls that this does not wrap.

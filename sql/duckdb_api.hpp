@@ -53,20 +53,14 @@ void duckdb_disconnect(duckdb_connection *connection);
 duckdb_state duckdb_query(duckdb_connection connection, const char *query, duckdb_result *out);
 const char *duckdb_result_error(duckdb_result *result);
 void duckdb_destroy_result(duckdb_result *result);
-idx_t duckdb_column_count(duckdb_result *result);
-const char *duckdb_column_name(duckdb_result *result, idx_t column);
-duckdb_logical_type duckdb_column_logical_type(duckdb_result *result, idx_t column);
 duckdb_state duckdb_prepare(duckdb_connection connection, const char *query, duckdb_prepared_statement *out);
 const char *duckdb_prepare_error(duckdb_prepared_statement statement);
 idx_t duckdb_prepared_statement_column_count(duckdb_prepared_statement statement);
 const char *duckdb_prepared_statement_column_name(duckdb_prepared_statement statement, idx_t column);
 duckdb_logical_type duckdb_prepared_statement_column_logical_type(duckdb_prepared_statement statement, idx_t column);
-duckdb_state duckdb_bind_varchar_length(duckdb_prepared_statement statement, idx_t index, const char *text,
-                                        idx_t bytes);
 duckdb_state duckdb_execute_prepared(duckdb_prepared_statement statement, duckdb_result *out);
 duckdb_state duckdb_execute_prepared_streaming(duckdb_prepared_statement statement, duckdb_result *out);
 void duckdb_destroy_prepare(duckdb_prepared_statement *statement);
-duckdb_value duckdb_get_table_names(duckdb_connection connection, const char *query, bool qualified);
 
 // Chunks and vectors.
 idx_t duckdb_vector_size(void);
@@ -84,8 +78,6 @@ void duckdb_destroy_logical_type(duckdb_logical_type *type);
 void duckdb_destroy_value(duckdb_value *value);
 char *duckdb_get_varchar(duckdb_value value);
 uint64_t duckdb_get_uint64(duckdb_value value);
-idx_t duckdb_get_list_size(duckdb_value value);
-duckdb_value duckdb_get_list_child(duckdb_value value, idx_t index);
 
 // Table functions.
 duckdb_table_function duckdb_create_table_function(void);
@@ -104,14 +96,8 @@ void duckdb_bind_add_result_column(duckdb_bind_info info, const char *name, duck
 void duckdb_bind_set_bind_data(duckdb_bind_info info, void *data, duckdb_delete_callback_t destroy);
 void duckdb_bind_set_cardinality(duckdb_bind_info info, idx_t rows, bool is_exact);
 void duckdb_bind_set_error(duckdb_bind_info info, const char *message);
-void *duckdb_init_get_bind_data(duckdb_init_info info);
-idx_t duckdb_init_get_column_count(duckdb_init_info info);
-idx_t duckdb_init_get_column_index(duckdb_init_info info, idx_t index);
-void duckdb_init_set_init_data(duckdb_init_info info, void *data, duckdb_delete_callback_t destroy);
 void duckdb_init_set_error(duckdb_init_info info, const char *message);
-void *duckdb_function_get_extra_info(duckdb_function_info info);
 void *duckdb_function_get_bind_data(duckdb_function_info info);
-void *duckdb_function_get_init_data(duckdb_function_info info);
 void duckdb_function_set_error(duckdb_function_info info, const char *message);
 
 // Scalar functions.

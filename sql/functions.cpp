@@ -20,6 +20,7 @@ void add_function(connection &database, const table_function &added) {
   duckdb_table_function_set_bind(function, added.bind);
   duckdb_table_function_set_init(function, added.init);
   duckdb_table_function_set_function(function, added.run);
+  duckdb_table_function_supports_projection_pushdown(function, added.gives_some_columns);
   const duckdb_state registered = duckdb_register_table_function(database.opened(), function);
   duckdb_destroy_table_function(&function);
   if (registered != duckdb_success)

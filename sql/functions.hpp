@@ -17,7 +17,7 @@ using logical_type = std::unique_ptr<void, type_closer>; // a duckdb_logical_typ
 // The type of a name, such as "DECIMAL(15,2)".
 logical_type type_named(connection &database, const std::string &name);
 
-// A function after FROM.  It has one parameter.
+// A function after FROM, with one parameter.
 struct table_function {
   const char *name;
   const char *parameter_type;
@@ -25,6 +25,7 @@ struct table_function {
   duckdb_table_function_bind_t bind;
   duckdb_table_function_init_t init;
   duckdb_table_function_t run;
+  bool gives_some_columns = false; // those that the call is asked for, not all
 };
 void add_function(connection &database, const table_function &added);
 

@@ -411,6 +411,10 @@ plan plan_reader::read_scan(const json &from) {
     size_t index = read.at("index").get<size_t>();
     if (!read.value("child_indexes", json::array()).empty())
       throw missing_part{"parts of a column", from.at("names").at(index).get<std::string>(), {}};
+    const std::vector<size_t> passed_on = indexes(from, "projection_ids");
+    if (index >= types.size() &&
+        std::find(passed_on.begin(), passed_on.end(), scan.table_columns.size()) != passed_on.end())
+      throw missing_part{"hidden columns", "rowid", {}};
     // A query that counts rows names a column that it does not read.
     if (index >= types.size() || !is_held(index))
       for (index = 0; index < types.size() && !is_held(index);)

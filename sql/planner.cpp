@@ -1,6 +1,7 @@
 #include "sql/planner.hpp"
 
 #include <algorithm>
+#include <future>
 #include <map>
 #include <set>
 #include <utility>
@@ -9,8 +10,10 @@
 #include <nlohmann/json.hpp>
 
 #include "sql/connection.hpp"
-#include "sql/duckdb_api.hpp"
+#include "sql/functions.hpp"
 #include "sql/plan_reader.hpp"
+#include "sql/polygon_function.hpp"
+#include "sql/statistics_table.hpp"
 #include "sql/vectors.hpp"
 #include "store/error.hpp"
 
@@ -141,11 +144,6 @@ std::vector<std::string> statements(std::string_view text) {
 
 namespace {
 
-struct type_closer {
-  void operator()(void *closed) const { duckdb_destroy_logical_type(&closed); }
-};
-using logical_type = std::unique_ptr<void, type_closer>;
-
 // What the table function vorn_table says of a table.
 struct described_table {
   std::vector<std::pair<std::string, duckdb_logical_type>> columns;
@@ -168,62 +166,67 @@ void bind_table(duckdb_bind_info info) {
   duckdb_destroy_value(&parameter);
 }
 
+void add_scans(const logical::plan &of, std::vector<const logical::plan *> &to) {
+  if (of.what == logical::plan_kind::scan)
+    to.push_back(&of);
+  for (const logical::plan &child : of.children)
+    add_scans(child, to);
+}
+
 } // namespace
 
-// The planner's database has a view for each table that a query names.  The view reads the table function vorn_table,
-// which says the columns and the number of rows and is never run.
+// The planner's database has a view for each table that a query names.  At first the view reads the table function
+// vorn_table, which says the columns and the number of rows and is never run.  For a join DuckDB wants to know more:
+// then the view reads a small table with rows that are made up.
 struct planner::state {
-  explicit state(catalogue &of) : tables(of), other(database.another()) {
+  explicit state(catalogue &of) : tables(of), inside(of.library()), other(database.another()) {
     // The first ones give plans for DuckDB's executor: values that it compresses, filters that it makes as it runs, a
     // choice of the side that a join builds, long IN lists as joins.
     database.query("SET disabled_optimizers = 'compressed_materialization,statistics_propagation,late_materialization,"
                    "join_filter_pushdown,column_lifetime,build_side_probe_side,in_clause'");
-    register_table_function();
-    std::set<std::string> volatile_functions;
-    duckdb::result names = other.query("SELECT DISTINCT function_name FROM duckdb_functions() WHERE stability = "
-                                       "'VOLATILE' AND function_type = 'scalar'");
-    while (const auto chunk = names.next())
-      for (uint64_t row = 0; row < chunk->rows(); ++row)
-        volatile_functions.emplace(chunk->column(0).text(row));
-    expressions.emplace(std::move(volatile_functions), [this](const logical::expression &e) { return value_of(e); });
+    add_function(database,
+                 {"vorn_table", "VARCHAR", &described, bind_table,
+                  [](duckdb_init_info info) { duckdb_init_set_error(info, "DuckDB only plans queries of this table"); },
+                  [](duckdb_function_info, duckdb_data_chunk) {}, true});
+    inside.add_to(database);
+    // It takes as long as opening the database, and few queries ask.
+    volatile_functions = std::async(std::launch::async, [connected = other.another()]() mutable {
+      std::set<std::string> out;
+      duckdb::result names = connected.query("SELECT DISTINCT function_name FROM duckdb_functions() WHERE stability = "
+                                             "'VOLATILE' AND function_type = 'scalar'");
+      while (const auto chunk = names.next())
+        for (uint64_t row = 0; row < chunk->rows(); ++row)
+          out.emplace(chunk->column(0).text(row));
+      return out;
+    });
   }
 
-  void register_table_function();
   duckdb_logical_type type_named(const std::string &name);
+  logical::query plan(const std::string &query);
+  bool add_statistics(const logical::plan &of);
   void add_view(const std::string &name);
   void add_views(const std::string &query);
   std::optional<logical::scalar> value_of(const logical::expression &e);
 
   catalogue &tables;
+  polygon_function inside;
   duckdb::connection database{1};
-  duckdb::connection other;                  // for what is asked while a query is planned
-  std::map<std::string, logical_type> types; // by their names
-  described_tables described;                // by the names in the views
-  std::set<std::string> views;               // in lower case
-  std::optional<expression_reader> expressions;
+  duckdb::connection other;                          // for what is asked while a query is planned
+  std::map<std::string, duckdb::logical_type> types; // by their names
+  std::map<std::string, std::string> statistics;     // the queries that made the rows of tables, by the tables' names
+  uint64_t most_rows = 0;                            // of the tables with statistics
+  described_tables described;                        // by the names in the views
+  std::set<std::string> views;                       // in lower case
+  std::shared_future<std::set<std::string>> volatile_functions;
+  const expression_reader expressions{
+      [this](const std::string &name) { return volatile_functions.get().contains(name); },
+      [this](const logical::expression &e) { return value_of(e); }};
 };
 
-void planner::state::register_table_function() {
-  duckdb_table_function function = duckdb_create_table_function();
-  duckdb_table_function_set_name(function, "vorn_table");
-  duckdb_table_function_add_parameter(function, type_named("VARCHAR"));
-  duckdb_table_function_set_extra_info(function, &described, nullptr);
-  duckdb_table_function_set_bind(function, bind_table);
-  duckdb_table_function_set_init(
-      function, [](duckdb_init_info info) { duckdb_init_set_error(info, "DuckDB only plans queries of this table"); });
-  duckdb_table_function_set_function(function, [](duckdb_function_info, duckdb_data_chunk) {});
-  duckdb_table_function_supports_projection_pushdown(function, true);
-  const duckdb_state registered = duckdb_register_table_function(database.opened(), function);
-  duckdb_destroy_table_function(&function);
-  if (registered != duckdb_success)
-    throw error("DuckDB does not take a table function");
-}
-
 duckdb_logical_type planner::state::type_named(const std::string &name) {
-  logical_type &type = types[name];
+  duckdb::logical_type &type = types[name];
   if (!type)
-    type.reset(duckdb_prepared_statement_column_logical_type(
-        other.prepare(fmt::format("SELECT CAST(NULL AS {})", name)).handle(), 0));
+    type = duckdb::type_named(other, name);
   return type.get();
 }
 
@@ -266,19 +269,47 @@ std::optional<logical::scalar> planner::state::value_of(const logical::expressio
   }
 }
 
+// Loads the columns of a plan with joins, and tells DuckDB what they hold.  Returns whether there was something to
+// tell.
+bool planner::state::add_statistics(const logical::plan &of) {
+  std::vector<const logical::plan *> scans;
+  add_scans(of, scans);
+  if (scans.size() < 2)
+    return false;
+  for (const logical::plan *scan : scans) {
+    exec::table &table = *tables.find(scan->table);
+    for (size_t index : scan->table_columns)
+      table.at(index);
+    most_rows = std::max(most_rows, table.rows());
+  }
+  const uint64_t factor = std::max<uint64_t>(1, most_rows / most_planned_rows);
+  bool are_new = false;
+  for (const logical::plan *scan : scans) {
+    std::string rows = statistics_rows(*tables.find(scan->table), factor);
+    std::string &known = statistics[scan->table];
+    if (known == rows)
+      continue;
+    const std::string name = duckdb::quoted_name(scan->table);
+    if (known.empty())
+      database.query("DROP VIEW " + name);
+    database.query(fmt::format("CREATE OR REPLACE TABLE {} AS {}", name, rows));
+    known = std::move(rows);
+    are_new = true;
+  }
+  return are_new;
+}
+
 planner::planner(catalogue &tables) : state_(new state(tables)) {}
 planner::~planner() = default;
 
-logical::query planner::plan(const std::string &query) {
-  duckdb::connection &database = state_->database;
-  state_->add_views(query);
+logical::query planner::state::plan(const std::string &query) {
   logical::query out;
   try {
     out.names = database.prepare(query).names();
   } catch (const error &) {
     // With all tables that there are, DuckDB suggests the right name of one.
-    for (const std::string &name : state_->tables.names())
-      state_->add_view(name);
+    for (const std::string &name : tables.names())
+      add_view(name);
     out.names = database.prepare(query).names();
   }
   const auto answer =
@@ -291,13 +322,19 @@ logical::query planner::plan(const std::string &query) {
   if (plan.value("error", false))
     throw error(fmt::format("not executed: {}", plan.value("error_message", "DuckDB gives no plan")));
   try {
-    out.root = plan_reader(*state_->expressions).read(plan.at("plans").at(0));
+    out.root = plan_reader(expressions).read(plan.at("plans").at(0));
   } catch (const missing_part &part) {
     throw error(message_of(part, query));
   } catch (const json::exception &e) {
     throw error(fmt::format("DuckDB's plan is of another form than that of version 1.5: {}", e.what()));
   }
   return out;
+}
+
+logical::query planner::plan(const std::string &query) {
+  state_->add_views(query);
+  logical::query out = state_->plan(query);
+  return state_->add_statistics(out.root) ? state_->plan(query) : out;
 }
 
 } // namespace store::sql

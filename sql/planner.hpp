@@ -21,8 +21,10 @@ public:
   planner(const planner &) = delete;
   ~planner();
 
-  // The plan of a query.  Throws store::error: with DuckDB's message for a query that DuckDB does not take, of several
-  // lines where DuckDB shows the place; or with one line that names a part that has no operator, and its place.
+  // The plan of a query.  The columns that a query of several tables reads are loaded: how many different values they
+  // have decides the order of joins.  Throws store::error: with DuckDB's message for a query that DuckDB does not take,
+  // of several lines where DuckDB shows the place; or with one line that names a part that has no operator, and its
+  // place.
   logical::query plan(const std::string &query);
 
 private:

@@ -100,7 +100,7 @@ std::optional<uint64_t> table_file::compressed_bytes(const std::vector<std::stri
   std::vector<std::string> texts;
   texts.reserve(names.size());
   for (const std::string &name : names)
-    texts.push_back(duckdb::quoted_text(find(name).file_name()));
+    texts.push_back(duckdb::quoted_text(find(name).name));
   const auto sum = database_
                        .query(fmt::format("SELECT coalesce(sum(total_compressed_size), 0)::BIGINT FROM {} WHERE "
                                           "path_in_schema IN ({})",
@@ -116,7 +116,7 @@ void table_file::check_encoding(const column_info &info, const encoding_choice &
 column table_file::load(const column_info &info, const encoding_choice &choice,
                         const std::function<void(uint64_t)> &progress) const {
   column_builder building(info, choice);
-  auto rows = database_.stream(fmt::format("SELECT {} FROM {}", sql_values(info.file_name(), *info.type), scan_));
+  auto rows = database_.stream(fmt::format("SELECT {} FROM {}", sql_values(info.name, *info.type), scan_));
   uint64_t done = 0;
   while (auto chunk = rows.next()) {
     append_values(building, chunk->column(0), chunk->rows(), info.type->kind);

@@ -1,93 +1,160 @@
 #include "vornq/answers.hpp"
 
 #include <algorithm>
-#include <functional>
-#include <limits>
-#include <optional>
-#include <string>
+#include <atomic>
+#include <cstdio>
 #include <utility>
 
 #include <fmt/format.h>
 
-#include "store/plan/limit.hpp"
+#include "store/error.hpp"
+#include "store/logical/text.hpp"
+#include "vornq/output_file.hpp"
+#include "vornq/text_table.hpp"
 
 namespace store {
 
-std::vector<answered> answer_all(const session &s) {
-  std::vector<answered> out;
-  const auto keep = [&](const std::string &question, answer given) {
-    out.push_back({question, std::move(given)});
-    if (s.as_table())
-      print_answer(question, s.from.rows(), out.back().given);
-  };
-  // A compressed table is there for its times alone.
-  std::optional<reference> compressed;
-  const auto how = [&] {
-    if (s.as_table() && s.checker.has_columns() && !compressed)
-      compressed.emplace(s.checker.compressed());
-    return s.how(compressed ? &*compressed : nullptr);
-  };
-  const auto &[choices, conditions, shown, columns] = s.asked;
-  // Counts that are neither shown nor compared are of no use.
-  if (!s.as_table() && !s.checker.has_columns())
-    return out;
-  if (shown && shown->is_grouped) {
-    keep(described(*shown, s.chosen), measure(how(), s.from.plan(), *shown, s.from.names()));
-    return out;
+namespace {
+
+void print(std::string_view text, std::FILE *to = stdout) {
+  if (std::fwrite(text.data(), 1, text.size(), to) != text.size() && to == stdout)
+    throw error("cannot write to standard output");
+}
+
+// Standard output holds nothing but rows where programs read them.
+void print_report(const options &chosen, std::string_view text) {
+  const bool has_rows = chosen.format != row_format::table && !chosen.output && !chosen.saved_file;
+  print(text, has_rows ? stderr : stdout);
+}
+
+void put_out(const options &chosen, const exec::answer &rows) {
+  if (chosen.saved_file) {
+    const uint64_t bytes = save_rows(*chosen.saved_file, rows);
+    print_report(chosen, fmt::format("{} saved in {}, {} bytes\n", rows_named(rows.rows.rows()),
+                                     visible(chosen.saved_file->string()), grouped(bytes)));
+  } else if (chosen.output) {
+    write_file(*chosen.output, rows);
+    print_report(chosen,
+                 fmt::format("{} written to {}\n", rows_named(rows.rows.rows()), visible(chosen.output->string())));
+  } else {
+    write_rows(rows, chosen.format, chosen.shown_rows, [](std::string_view text) { print(text); });
   }
-  // To count the rows of a join takes all of them, which a limit is there to spare.  Those in a polygon are others than
-  // those of the condition alone.
-  if ((s.from.are_joined() && s.chosen.limit) || (shown && shown->area))
-    return out;
-  for (size_t i = 0; i < conditions.size(); ++i) {
-    const condition &c = conditions[i];
-    keep(s.chosen.conditions[i], s.from.are_joined() ? measure(how(), s.from.query_for(&c), c.sql)
-                                                     : measure(how(), s.from.list().front().columns, c));
-  }
-  if (s.from.are_joined() && conditions.empty())
-    keep(*s.chosen.join, measure(how(), s.from.query_for(nullptr), ""));
+}
+
+// Row groups of the scans of a plan, and how many of them are done.
+uint64_t row_groups_of(session &with, const logical::plan &of) {
+  uint64_t out = 0;
+  if (of.what == logical::plan_kind::scan)
+    out = (with.tables().find(of.table)->rows() + batch_rows - 1) / batch_rows;
+  for (const logical::plan &below : of.children)
+    out += row_groups_of(with, below);
+  return out;
+}
+uint64_t row_groups_done(const exec::relation &of) {
+  const std::vector<const exec::relation *> below = of.children();
+  uint64_t out = below.empty() ? of.metrics().row_groups + of.metrics().skipped : 0;
+  for (const exec::relation *one : below)
+    out += row_groups_done(*one);
   return out;
 }
 
-bool show(const session &s) {
-  const request &asked = *s.asked.shown;
-  const column_names &names = s.from.names();
-  const plan_tables from = s.from.plan();
-  const execution run(s.library.chosen(), s.threads);
-  const std::vector<heading> headings = asked.headings(names);
-  row_writer writer(s.chosen.format, headings);
-  constexpr uint64_t shown_without_limit = 20; // of a table
-  const uint64_t shown = s.as_table() && !s.chosen.limit ? shown_without_limit : std::numeric_limits<uint64_t>::max();
-  const auto compare = [&](const request &compared, uint64_t most, const std::function<void(row_block)> &take) {
-    std::optional<duckdb::result> expected;
-    if (s.checker.has_columns())
-      expected = s.checker.answer(compared.sql(names, true));
-    return verify_rows(*planned(run, from, compared), headings, std::move(expected), most, take);
-  };
-  const auto write = [&](row_block block) { writer.write(block); };
-  verification rows;
-  if (s.checker.has_columns() && asked.has_rounded_order(names))
-    rows = compare(asked.comparable(names), 0, write);
-  const bool is_order_open = rows.rounded != 0;
-  if (is_order_open) {
-    rows.count = std::min(rows.count, s.chosen.limit.value_or(rows.count));
-    limited_rows first(planned(run, from, asked), shown);
-    while (first.next() != 0)
-      writer.write(first.rows());
-  } else if (rows.agree) {
-    rows = compare(asked, shown, write);
+// Runs the operators of a query under the eyes of the user.
+class watched_query {
+public:
+  watched_query(session &with, const logical::query &planned)
+      : with_(with), planned_(planned), row_groups_(row_groups_of(with, planned.root)),
+        shown_(with.progress(), [this] { return state(); }) {
+    rows_ = with.operators(planned);
   }
-  writer.finish();
-  if (s.chosen.explain && !asked.is_grouped)
-    print_explanation(*explain(s.how(), [&](const execution &on) {
-      const auto all = planned(on, from, asked);
-      while (all->next() != 0)
-        continue;
-    }));
-  if (s.as_table())
-    print_shown(rows, asked.is_grouped ? "groups" : "rows", shown, rows.count == s.chosen.limit,
-                s.checker.has_columns(), is_order_open);
-  return rows.agree;
+
+  exec::relation &rows() { return *rows_; }
+  exec::answer run() {
+    running_ = rows_.get();
+    // Metrics say how far the query is.
+    exec::kept_rows rows = with_.run(*rows_, with_.kernels_in_force(), with_.progress().is_shown());
+    return {planned_.names, exec::plain_layouts(rows_->columns()), std::move(rows)};
+  }
+
+private:
+  progress_bar::state state() const {
+    const exec::relation *running = running_;
+    return {"query", running == nullptr ? 0 : row_groups_done(*running), row_groups_};
+  }
+
+  session &with_;
+  const logical::query &planned_;
+  uint64_t row_groups_;
+  exec::relation_ptr rows_;
+  std::atomic<const exec::relation *> running_ = nullptr;
+  progress_bar::work shown_; // ends before what it shows
+};
+
+// Runs a query twice: the first run tells the entry points and kernels, the second one is measured.
+std::string analyzed(session &with, const logical::query &planned) {
+  watched_query observed(with, planned);
+  with.library().observe([&](const vorn_ctx &library) { with.run(observed.rows(), library, true); },
+                         [](std::string_view entry, std::string_view kernel) {
+                           if (exec::operator_metrics *const running = exec::metrics_timer::in())
+                             running->add_call(entry, kernel);
+                         });
+  const exec::relation_ptr measured = with.operators(planned);
+  with.run(*measured, with.kernels_in_force(), true);
+  return explained(*measured, observed.rows());
+}
+
+// A query as a line.
+std::string in_one_line(std::string_view text) {
+  std::string out;
+  for (size_t at = 0; (at = text.find_first_not_of(" \n\r\t", at)) != text.npos;) {
+    const size_t end = std::min(text.find_first_of(" \n\r\t", at), text.size());
+    out.append(out.empty() ? "" : " ").append(text.substr(at, end - at));
+    at = end;
+  }
+  return out;
+}
+
+uint64_t most_rows(session &with, const std::vector<std::string> &tables) {
+  uint64_t out = 0;
+  for (const std::string &name : tables)
+    out = std::max(out, with.tables().find(name)->rows());
+  return out;
+}
+
+} // namespace
+
+bool answers::agree() const {
+  return std::all_of(given.begin(), given.end(), [](const answered &a) { return !a.compared || a.compared->agree; });
+}
+
+void answer_query(session &with, const options &chosen, const std::string &text, answers &out) {
+  if (chosen.by_duckdb) {
+    put_out(chosen, with.answer_by_duckdb(text));
+    return;
+  }
+  const logical::query planned = with.plan(text);
+  if (chosen.explain == explaining::plan) {
+    print(to_text(planned.root));
+    return;
+  }
+  const std::vector<std::string> tables = session::tables_of(planned);
+  for (const std::string &name : tables)
+    if (std::find(out.tables.begin(), out.tables.end(), name) == out.tables.end())
+      out.tables.push_back(name);
+  if (chosen.explain == explaining::run) {
+    print(analyzed(with, planned));
+    return;
+  }
+  const exec::answer rows = watched_query(with, planned).run();
+  put_out(chosen, rows);
+  answered &given = out.given.emplace_back(answered{in_one_line(text), rows.rows.rows()});
+  if (chosen.check) {
+    given.compared = compare(rows, with.answer_by_duckdb(text), order_of(planned.root), most_rows(with, tables));
+    print_report(chosen, described(*given.compared, given.rows) + "\n");
+  }
+  if (chosen.time) {
+    given.times = measure(with, text, planned, chosen.repetitions);
+    print_report(chosen, times_of(with, given.times));
+  }
 }
 
 } // namespace store

@@ -1,38 +1,25 @@
-// The answers that vornq gives, each as it is found.
+// Answers the queries of a user, one after the other.
 #pragma once
 
-#include <cstdint>
+#include <string>
 #include <vector>
 
-#include "store/library/kernels.hpp"
 #include "vornq/options.hpp"
-#include "vornq/questions.hpp"
 #include "vornq/report.hpp"
-#include "vornq/tables.hpp"
+#include "vornq/session.hpp"
 
 namespace store {
 
-// The tables with what answers questions about them.
-struct session {
-  const options &chosen;
-  kernels &library;
-  worker_pool &threads;
-  const tables &from;
-  const questions &asked;
-  const reference checker;
+// What all queries together have led to.
+struct answers {
+  std::vector<answered> given;
+  std::vector<std::string> tables; // that they read, in the order of their first use
 
-  bool as_table() const { return chosen.format == row_format::table; }
-  // One run is enough to trace, and to show.
-  measuring how(const reference *compressed = nullptr) const {
-    return {library,       threads, checker, compressed, chosen.more.trace || !as_table() ? 1 : chosen.repetitions,
-            chosen.explain};
-  }
+  // No comparison has found a difference.
+  bool agree() const;
 };
 
-// Counts what the conditions, the join or the groups select, with the generic and the chosen kernels and with DuckDB.
-std::vector<answered> answer_all(const session &s);
-
-// Shows rows or groups, and says whether they are DuckDB's.
-bool show(const session &s);
+// Runs a query, which is one statement, and shows its rows or writes them to a file, as is asked for.
+void answer_query(session &with, const options &chosen, const std::string &text, answers &out);
 
 } // namespace store

@@ -1,9 +1,12 @@
 #include "vornq/options.hpp"
 
 #include <algorithm>
-#include <charconv>
+#include <array>
 #include <cstdio>
-#include <map>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+#include <string_view>
 #include <thread>
 
 #include <CLI/CLI.hpp>
@@ -11,134 +14,165 @@
 
 #include "store/error.hpp"
 #include "store/saved/saved_table.hpp"
+#include "vornq/output_file.hpp"
 
 namespace store {
 
 namespace {
 
-uint64_t parse_limit(const std::string &text) {
-  uint64_t limit = 0;
-  const auto [end, failure] = std::from_chars(text.data(), text.data() + text.size(), limit);
-  if (failure != std::errc{} || end != text.data() + text.size())
-    throw error(fmt::format("--limit takes a number of rows, not '{}'", shortened(text)));
-  return limit;
+constexpr const char *examples = R"(vornq answers SQL on compressed columns.  Some examples:
+
+  vornq "select origin, count(*), avg(delay) from 'flights.parquet' group by origin"
+  vornq flights.parquet airports.csv \
+    "select name, max(delay) from flights join airports on origin = iata group by name"
+  vornq --tables tpch/ -f query.sql --threads 0 --check
+  vornq flights.parquet --save flights.vorn
+
+vornq --help lists the options.
+)";
+
+std::string content_of(std::istream &file, std::string_view name) {
+  std::string out{std::istreambuf_iterator<char>(file), {}};
+  if (!file)
+    throw error(fmt::format("cannot read {}", shortened(name)));
+  return out;
 }
 
-// The aggregates as they follow each other, whichever options they are.
-std::vector<std::pair<function, std::string>> in_order(const CLI::App &app) {
-  std::vector<std::pair<function, std::string>> out;
-  std::map<const CLI::Option *, size_t> taken;
-  for (const CLI::Option *given : app.parse_order())
-    for (const auto &[name, what] : {std::pair{"--count", function::count}, std::pair{"--sum", function::sum},
-                                     std::pair{"--avg", function::average}})
-      if (given->check_name(name))
-        out.emplace_back(what, what == function::count ? "" : given->results().at(taken[given]++));
+bool has_table_ending(std::string_view name) {
+  constexpr std::array endings = {".parquet", ".csv", ".tsv", ".csv.gz", ".tsv.gz", ".vorn"};
+  return std::any_of(endings.begin(), endings.end(), [&](std::string_view ending) { return name.ends_with(ending); });
+}
+
+// A query has blanks.  A file with blanks in its name has to be there.
+bool is_file(const std::string &argument) {
+  std::error_code ignored;
+  return has_table_ending(argument) &&
+         (argument.find_first_of(" \n\t") == argument.npos || std::filesystem::exists(argument, ignored));
+}
+
+void sort_out(const std::vector<std::string> &arguments, options &out) {
+  for (const std::string &argument : arguments)
+    if (argument == "-")
+      out.queries.push_back(content_of(std::cin, "standard input"));
+    else if (is_file(argument))
+      out.files.emplace_back(argument);
+    else
+      out.queries.push_back(argument);
+}
+
+choice_map read_encodings(const std::vector<std::string> &given) {
+  choice_map out;
+  for (const std::string &text : given) {
+    const size_t at = text.rfind('=');
+    if (at == text.npos)
+      throw error(fmt::format("'{}' is not of the form column=encoding", shortened(text)));
+    out[text.substr(0, at)] = parse_encoding(std::string_view(text).substr(at + 1));
+  }
   return out;
+}
+
+void check_together(const options &of) {
+  const bool has_table_ending_vorn = of.saved_file && of.saved_file->extension() == saved_table::ending;
+  if (of.saved_file && !has_table_ending_vorn)
+    throw error(fmt::format("a saved table has a name that ends in .vorn, not {}", shortened(of.saved_file->string())));
+  if (of.queries.empty() && of.files.empty())
+    throw error("there is no query; vornq --help lists the options");
+  if (of.saved_file && of.queries.empty() && of.files.size() != 1)
+    throw error("--save takes one table, or the rows of a query");
+  if (of.output)
+    check_ending(*of.output);
+  if (of.saved_file && of.output)
+    throw error("--save and --output both take the rows; give one of them");
+  if (of.queries.empty() && (of.output || of.check || of.by_duckdb || of.explain != explaining::nothing))
+    throw error("there is no query; vornq --help lists the options");
+  if (of.by_duckdb && (of.check || of.time || of.explain != explaining::nothing || of.saved_file))
+    throw error("--engine duckdb does not go with --check, --time, --summary, --record, --explain or --save");
+  if (of.threads != 1 && of.more.rates)
+    throw error("--stats keeps the rates of one thread; it goes with --threads 1");
 }
 
 } // namespace
 
 std::optional<options> read_options(int argc, char **argv) {
+  if (argc <= 1) {
+    std::fputs(examples, stdout);
+    return std::nullopt;
+  }
   options out;
+  std::vector<std::string> arguments;
+  std::vector<std::string> encodings;
+  std::vector<std::string> files_of_queries;
   std::string format = "table";
-  std::optional<std::string> limit;
+  std::string engine = "vorn";
+  std::string explain;
   // The name of an option has a line of its own.  The lines below it are indented and end before column 80.
-  CLI::App app("Counts, shows and groups the rows of a table or a join that satisfy a\n"
-               "condition, on compressed columns.  DuckDB checks every answer.",
+  CLI::App app("Answers SQL on compressed columns.  DuckDB plans the queries, and the kernels of\n"
+               "vorn execute them.",
                "vornq");
   app.get_formatter()->column_width(6);
   auto *version = app.set_version_flag("--version", "vornq " VORNQ_VERSION, "Print the version");
   app.set_help_flag("-h,--help", "Print this text");
-  app.add_option("file", out.files,
-                 "A .parquet or .csv file, or several files with the same columns as one\n"
-                 "table; or one saved .vorn file")
-      ->required();
+  app.add_option("query", arguments,
+                 "Queries, each of which may hold several with ; between them, and files\n"
+                 "whose names end in .parquet, .csv, .tsv, .csv.gz or .vorn.  Each file is\n"
+                 "a table by its name without the ending.  - reads queries from standard\n"
+                 "input.  Without a query the columns of the files are described");
 
   app.option_defaults()->group("Queries");
-  app.add_option("--where", out.conditions,
-                 "Count the rows for which a condition is true.  Can be given several\n"
-                 "times.  A condition is one of\n"
-                 "  column = value              or one of <> != < <= > >=\n"
-                 "  column between low and high\n"
-                 "  column between [low, high)  [ ] include the bound, ( ) do not\n"
-                 "  column in [low, high)       the same\n"
-                 "  column in (value, ...)      two round brackets hold a list\n"
-                 "  column like pattern         % is any text, _ is any character\n"
-                 "  column is null\n"
-                 "with \"not\" before the word, or several of these with \"and\", \"or\", \"not\"\n"
-                 "and brackets.  A value of several words stands in single quotes.  A\n"
-                 "column stands in double quotes if its name is not a plain word.  E'...'\n"
-                 "takes \\n and \\xHH.  A number without quotes means what it does in SQL")
-      ->type_name("CONDITION")
+  app.add_option("-f,--file", files_of_queries, "Read queries from a file.  Can be given several times")
+      ->type_name("FILE")
       ->allow_extra_args(false);
-  app.add_option("--join", out.join,
-                 "Join each row with the rows of a second file.  The first column is of\n"
-                 "the table, the second one of the file, and the two are equal.  Other\n"
-                 "options may name columns of both files: alone, or after the name of the\n"
-                 "file without its ending and a dot, as in airports.name")
-      ->type_name("FILE:COLUMN=COLUMN");
-  app.add_option("--select", out.selected_columns,
-                 "Show these columns of the rows that the condition selects, of all rows\n"
-                 "without a condition.  * is all columns")
-      ->type_name("COLUMN,...");
-  app.add_option("--group-by", out.group_columns,
-                 "Show a line for each group of these rows with equal values in these\n"
-                 "columns")
-      ->type_name("COLUMN,...");
-  bool counts = false; // as the operands below, found by its option again
-  app.add_flag("--count", counts, "Show the number of rows of each group, of all rows without --group-by");
-  std::vector<std::string> operands[2];
-  app.add_option("--sum", operands[0],
-                 "Show the sum of a column in each group, or of an expression of two\n"
-                 "operands with *, + or - between blanks, such as \"delay * distance\".  One\n"
-                 "operand may be a number.  Operands are converted to doubles, integers\n"
-                 "too.  NULL is not added")
-      ->type_name("NUMBERS")
+  app.add_option("--tables", out.folders, "Each file of a table in this folder is a table by its name")
+      ->type_name("FOLDER")
       ->allow_extra_args(false);
-  app.add_option("--avg", operands[1],
-                 "Show the sum divided by the number of values.  --count, --sum and --avg\n"
-                 "can be given several times and are shown in the order of the command\n"
-                 "line")
-      ->type_name("NUMBERS")
-      ->allow_extra_args(false);
-  app.add_option("--inside", out.polygon_file,
-                 "Keep only rows whose point lies in a polygon.  The file has the vertices\n"
-                 "in two columns, x and y.  They have the names of the columns of the rows\n"
-                 "that hold the points, as in \"longitude,latitude\"")
-      ->type_name("FILE");
-  app.add_option("--order-by", out.order,
-                 "Sort rows or groups by columns, or by aggregates with the names of their\n"
-                 "heads, as in \"sum(delay) desc, origin\".  NULL comes last.  Otherwise\n"
-                 "rows have the order of the file, and groups that of their columns")
-      ->type_name("COLUMN[ desc],...");
-  app.add_option("--limit", limit,
-                 "Show at most this many rows or groups, then end.  Otherwise a table\n"
-                 "shows 20, the other formats show all, and all are checked")
-      ->type_name("ROWS");
-  auto *shown_as = app.add_option("--format", format,
-                                  "How to show them: table, csv, json or jsonl.  The last three print\n"
-                                  "nothing else")
-                       ->type_name("FORMAT")
-                       ->capture_default_str();
+  app.add_option("--engine", engine,
+                 "Which engine answers: vorn, or duckdb, which then plans and executes\n"
+                 "the query alone")
+      ->type_name("NAME")
+      ->check(CLI::IsMember({"vorn", "duckdb"}))
+      ->capture_default_str();
+  app.add_flag("--check", out.check, "Compare all rows with DuckDB's, and end with status 1 if they differ");
+  auto *explains = app.add_option("--explain", explain,
+                                  "Show the plan and run nothing.  --explain analyze runs the query and\n"
+                                  "shows what each operator did: rows, row groups that were read and\n"
+                                  "skipped, bytes, the time of all threads, and kernels")
+                       ->type_name("[analyze]")
+                       ->expected(0, 1);
 
-  app.option_defaults()->group("Storage");
-  app.add_option("--encode", out.encodings,
-                 "How to store a column: dict, rle, fixed or dynp, with +qpak to compress\n"
-                 "the stream in blocks, or prefix, for values of one short length; no\n"
-                 "condition can name a column with prefix.  Otherwise dict, or rle where\n"
-                 "equal values follow each other.  Can be given several times")
-      ->type_name("COLUMN=ENCODING")
-      ->allow_extra_args(false);
+  app.option_defaults()->group("Output");
+  app.add_option("--format", format, "How to show rows: table, csv, json or jsonl")
+      ->type_name("FORMAT")
+      ->capture_default_str();
+  app.add_option("--rows", out.shown_rows,
+                 "Show at most this many rows of a table, the first and the last ones;\n"
+                 "0 for all.  The other formats always show all rows")
+      ->type_name("NUMBER")
+      ->capture_default_str();
+  app.add_option("-o,--output", out.output,
+                 "Write the rows to a file.  The ending says how: .csv, .json, .jsonl,\n"
+                 ".parquet, .arrow or .vorn")
+      ->type_name("FILE");
   app.add_option("--save", out.saved_file,
-                 "Save the columns, as they are encoded, in a .vorn file.  The file can\n"
-                 "replace the table later and is mapped in some milliseconds.  Answers of\n"
-                 "a saved table are not compared with DuckDB")
+                 "Save a table, or the rows of a query, in a .vorn file.  It is mapped in\n"
+                 "some milliseconds when a query names it")
       ->type_name("FILE");
   app.add_flag("--columns", out.list_columns,
-               "List the columns with their encodings and sizes, as a call without a\n"
-               "query does");
+               "List the columns that the queries have read, with their encodings and\n"
+               "sizes");
 
-  app.option_defaults()->group("Kernels and threads");
+  app.option_defaults()->group("Storage, kernels and threads");
+  app.add_option("--encode", encodings,
+                 "How to store a column: dict, rle, fixed or dynp, with +qpak to compress\n"
+                 "the stream in blocks, or prefix, for values of one short length.\n"
+                 "Otherwise the store chooses.  Can be given several times")
+      ->type_name("COLUMN=ENCODING")
+      ->allow_extra_args(false);
+  app.add_option("--threads", out.threads,
+                 "How many threads run a query, 0 for the number of processors.  Rows are\n"
+                 "the same for each number.  Loading takes one thread")
+      ->type_name("NUMBER")
+      ->check(CLI::Range(0, 1024))
+      ->capture_default_str();
   app.add_option("--isa", out.isa,
                  "The kernels to use: generic, sse42, avx, avx2 or avx512.  Otherwise the\n"
                  "best ones for this processor")
@@ -147,34 +181,24 @@ std::optional<options> read_options(int argc, char **argv) {
                  "The folder of the specialised libraries.  Otherwise the folder of this\n"
                  "program, and the one where they were installed")
       ->type_name("FOLDER");
-  app.add_option("--threads", out.threads,
-                 "Distribute the row groups over this many threads, 0 for the number of\n"
-                 "processors.  DuckDB uses the same number.  Answers of the kernels stay\n"
-                 "the same to the bit.  Loading, the build of a hash table, decoding the\n"
-                 "rows of one table, sorting and checks use one thread.  Doubles are added\n"
-                 "by one thread at a time, in the order of the rows")
-      ->type_name("NUMBER")
-      ->check(CLI::Range(0, 1024))
-      ->capture_default_str();
 
   app.option_defaults()->group("Measurements");
+  app.add_flag("--time", out.time,
+               "Then run each query again with the generic kernels, with those in force\n"
+               "and with DuckDB, and show the times.  DuckDB has plain tables and\n"
+               "compressed tables in memory, and the faster ones are shown");
   app.add_option("--repeat", out.repetitions,
-                 "Time each query this many times, and show the median and the least.\n"
-                 "One more run before them does not count, except with 1.  DuckDB is\n"
-                 "timed with a plain and a compressed table, and the faster one is shown")
+                 "How many times --time runs a query with each engine, after a run that\n"
+                 "does not count.  The median and the least time are shown")
       ->type_name("TIMES")
       ->check(CLI::Range(1, 1'000'000))
       ->capture_default_str();
-  app.add_flag("--explain", out.explain,
-               "Show the steps of the plan for the kernels in force: row groups with and\n"
-               "without a call, rows in and out, bytes, the time of all threads, its\n"
-               "share, the rate, and the entry points with their kernels");
   app.add_flag("--summary", out.summary,
                "End with the sizes of the columns as stored, in the files and plain, and\n"
-               "the times of all queries");
+               "with the times of all queries.  Includes --time");
   app.add_option("--record", out.record,
-                 "Write the sizes of the columns, and the median and least times of all\n"
-                 "queries, to a JSON file")
+                 "Write the sizes of the columns and the times of all queries to a JSON\n"
+                 "file.  Includes --time")
       ->type_name("FILE");
   app.add_flag("--self-check", out.more.self_check,
                "Run each specialised kernel and the generic kernel in every call, and\n"
@@ -184,9 +208,9 @@ std::optional<options> read_options(int argc, char **argv) {
                "Measure every call of the library and print the mean rates at the end.\n"
                "A rate is inf or nan if a call takes less than the microsecond that the\n"
                "clock measures");
-  app.footer("Ends with status 0 if all answers agree with DuckDB's; with 1 if one does not,\n"
-             "or a self-check finds kernels that differ; with 2, and one line on standard\n"
-             "error, if the query could not be run.");
+  app.footer("Ends with status 0 if all is well; with 1 if an answer differs from DuckDB's, or\n"
+             "a self-check finds kernels that differ; with 2, and a message on standard error,\n"
+             "if a query could not be run; with 130 after Ctrl-C.");
   try {
     app.parse(argc, argv);
   } catch (const CLI::Success &) {
@@ -194,29 +218,27 @@ std::optional<options> read_options(int argc, char **argv) {
     std::fputs((version->count() != 0 ? "vornq " VORNQ_VERSION "\n" : app.help()).c_str(), stdout);
     return std::nullopt;
   }
+  if (explains->count() != 0) {
+    out.explain = explain == "analyze" ? explaining::run : explaining::plan;
+    if (out.explain == explaining::plan && !explain.empty())
+      arguments.insert(arguments.begin(), explain); // the query after the option
+  }
+  for (const std::string &name : files_of_queries) {
+    std::ifstream file(name);
+    if (!file)
+      throw error(fmt::format("cannot read {}", shortened(name)));
+    out.queries.push_back(content_of(file, name));
+  }
+  sort_out(arguments, out);
   if (out.threads == 0)
     out.threads = std::max(1U, std::thread::hardware_concurrency());
-  if (out.threads != 1 && out.more.rates)
-    throw error("--stats keeps the rates of one thread; it goes with --threads 1");
   out.format = parse_row_format(format);
-  out.aggregates = in_order(app);
-  if (limit)
-    out.limit = parse_limit(*limit);
-  if (out.saved_file && out.saved_file->extension() != saved_table::ending)
-    throw error(
-        fmt::format("a saved table has a name that ends in .vorn, not {}", shortened(out.saved_file->string())));
-  if (out.saved_file && out.join)
-    throw error("--save takes one table, not two that are joined");
-  if (out.selected_columns && out.asks_for_groups())
-    throw error("--select shows rows, and --group-by, --count, --sum and --avg show groups of them");
-  if (!out.selected_columns && !out.asks_for_groups())
-    for (const auto &[name, is_given] :
-         {std::pair{"--limit", limit.has_value()}, std::pair{"--inside", out.polygon_file.has_value()},
-          std::pair{"--order-by", out.order.has_value()}, std::pair{"--format", shown_as->count() != 0}})
-      if (is_given)
-        throw error(fmt::format("{} requires --select, or --group-by, --count, --sum or --avg", name));
-  if (out.format != row_format::table && (out.list_columns || out.summary || out.more.rates || out.explain))
-    throw error(fmt::format("with --format {} rows are all that is printed", format));
+  out.by_duckdb = engine == "duckdb";
+  out.encodings = read_encodings(encodings);
+  out.time = out.time || out.summary || out.record;
+  if (out.output && out.output->extension() == saved_table::ending && !out.saved_file)
+    out.saved_file = std::exchange(out.output, std::nullopt);
+  check_together(out);
   return out;
 }
 

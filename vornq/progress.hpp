@@ -1,26 +1,58 @@
-// A progress bar on standard error, when that is a terminal.
+// A line on standard error that shows how far the work is, when standard error is a terminal.
 #pragma once
 
+#include <chrono>
+#include <condition_variable>
 #include <cstdint>
+#include <functional>
+#include <mutex>
+#include <optional>
+#include <string>
 #include <string_view>
+#include <thread>
 
 namespace store {
 
 class progress_bar {
 public:
-  // `steps` is the whole amount of work.
-  explicit progress_bar(uint64_t steps);
-  // Wipes the bar off the terminal.
-  ~progress_bar();
+  progress_bar();
   progress_bar(const progress_bar &) = delete;
-  progress_bar &operator=(const progress_bar &) = delete;
 
-  void show(std::string_view label, uint64_t steps_done);
+  struct state {
+    std::string label;
+    uint64_t done = 0;
+    uint64_t of = 0; // 0 where nobody knows
+  };
+
+  // A piece of work begins, which says now and then how far it is.  Any thread may ask it.  The line is there from the
+  // second second of the work until its end.
+  class work {
+  public:
+    work(progress_bar &bar, std::function<state()> at);
+    ~work();
+    work(const work &) = delete;
+
+  private:
+    progress_bar &bar_;
+  };
+
+  // Within a piece of work, a column is loaded.
+  void loads(std::string_view column, uint64_t rows, uint64_t of);
+
+  bool is_shown() const { return on_terminal_; }
+
+  // Wipes a line that may be there.  A signal handler may call it.
+  static void wipe();
 
 private:
-  uint64_t steps_;
-  bool on_terminal_;
-  uint64_t shown_ = ~uint64_t{0}; // per cent
+  void paint(const std::stop_token &stop);
+
+  const bool on_terminal_;
+  std::mutex guard_;
+  std::condition_variable_any ended_;
+  std::function<state()> at_;
+  std::optional<state> loaded_; // while a column is loaded
+  std::jthread painter_;
 };
 
 } // namespace store

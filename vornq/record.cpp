@@ -20,49 +20,51 @@ std::string json_text(std::string_view text) {
 
 // An array of what is written of each.
 template <class Range, class Write>
-std::string array_of(const Range &range, Write write) {
+std::string array_of(const Range &range, const Write &write) {
   std::string out;
   for (const auto &element : range)
     out += (out.empty() ? "" : ",\n") + write(element);
   return "[" + out + "]";
 }
 
-std::string record_of(const column_map::value_type &named) {
-  const auto &[name, c] = named;
-  return fmt::format(R"({{"column": {}, "encoding": "{}{}", "width": {}, "bytes": {}, "plain_bytes": {}}})",
-                     json_text(name), encoding_name(c.form), c.compressed ? "+qpak" : "", c.width, c.encoded_bytes(),
-                     c.plain_bytes);
+std::string record_of(session &with, const std::string &name) {
+  exec::table &table = *with.tables().find(name);
+  std::vector<std::string> names;
+  std::string columns;
+  for (size_t c = 0; c < table.columns().size(); ++c) {
+    if (!table.is_loaded(c))
+      continue;
+    const column &stored = table.at(c);
+    names.push_back(table.columns()[c].name);
+    columns += fmt::format(R"({}{{"column": {}, "encoding": "{}{}", "width": {}, "bytes": {}, "plain_bytes": {}}})",
+                           columns.empty() ? "" : ",\n", json_text(names.back()), encoding_name(stored.form),
+                           stored.compressed ? "+qpak" : "", stored.width, stored.encoded_bytes(), stored.plain_bytes);
+  }
+  const table_source *source = with.tables().source_of(name);
+  const auto in_file = source == nullptr ? std::nullopt : source->compressed_bytes(names);
+  return fmt::format(R"({{"table": {}, "rows": {}, "file_bytes": {}, "columns": [{}]}})", json_text(table.name()),
+                     table.rows(), in_file ? std::to_string(*in_file) : "null", columns);
 }
 
-std::string record_of(const loaded_table &table) {
-  std::vector<std::string> names;
-  for (const auto &[name, c] : table.columns)
-    names.push_back(name);
-  const auto in_file = table.file->compressed_bytes(names);
-  return fmt::format(R"({{"table": {}, "rows": {}, "file_bytes": {}, "columns": {}}})", json_text(table.file->name()),
-                     table.file->rows(), in_file ? std::to_string(*in_file) : "null",
-                     array_of(table.columns, [](const auto &named) { return record_of(named); }));
+std::string record_of(const measurement &m) {
+  return fmt::format(R"({{"engine": {}, "median_ms": {:.6f}, "least_ms": {:.6f}}})", json_text(m.engine),
+                     m.milliseconds, m.least);
 }
 
 std::string record_of(const answered &a) {
-  return fmt::format(R"({{"question": {}, "agree": {}, "row_groups": {}, "settled_by_statistics": {}, "engines": {}}})",
-                     json_text(a.question), a.given.agree, a.given.row_groups, a.given.settled,
-                     array_of(a.given.measurements, [](const measurement &m) {
-                       return fmt::format(
-                           R"({{"engine": {}, {}"matches": {}, "median_ms": {:.6f}, "least_ms": {:.6f}}})",
-                           json_text(m.engine), m.read.empty() ? "" : fmt::format(R"("read": {}, )", json_text(m.read)),
-                           m.matches, m.milliseconds, m.least);
-                     }));
+  return fmt::format(R"({{"question": {}, "rows": {}, {}"engines": {}}})", json_text(a.question), a.rows,
+                     a.compared ? fmt::format(R"("agree": {}, )", a.compared->agree) : "",
+                     array_of(a.times, [](const measurement &m) { return record_of(m); }));
 }
 
 } // namespace
 
-void write_record(const std::filesystem::path &path, const tables &from, std::span<const answered> answers,
-                  std::string_view kernels_in_force, size_t threads) {
-  const auto written = [](const auto &element) { return record_of(element); };
+void write_record(const std::filesystem::path &path, session &with, const answers &all) {
   std::ofstream file(path);
   file << fmt::format("{{\"kernels\": {}, \"threads\": {},\n\"tables\": {},\n\"answers\": {}}}\n",
-                      json_text(kernels_in_force), threads, array_of(from.list(), written), array_of(answers, written));
+                      json_text(with.library().name()), with.threads(),
+                      array_of(all.tables, [&](const std::string &name) { return record_of(with, name); }),
+                      array_of(all.given, [](const answered &a) { return record_of(a); }));
   if (!file.flush())
     throw error(fmt::format("cannot write {}", path.string()));
 }

@@ -2,15 +2,12 @@
 #pragma once
 
 #include <filesystem>
-#include <span>
-#include <string_view>
 
-#include "vornq/report.hpp"
+#include "vornq/answers.hpp"
 
 namespace store {
 
 // Writes the sizes of the columns, and the median and least times of the answers, as JSON.  Throws store::error.
-void write_record(const std::filesystem::path &path, const tables &from, std::span<const answered> answers,
-                  std::string_view kernels_in_force, size_t threads);
+void write_record(const std::filesystem::path &path, session &with, const answers &all);
 
 } // namespace store

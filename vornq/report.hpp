@@ -1,43 +1,40 @@
-// What vornq prints about columns and answers.
+// What vornq prints about columns, answers and plans.
 #pragma once
 
 #include <cstdint>
-#include <filesystem>
+#include <optional>
 #include <span>
 #include <string>
-#include <string_view>
+#include <vector>
 
-#include "sql/verify_rows.hpp"
+#include "vornq/compare.hpp"
 #include "vornq/measure.hpp"
-#include "vornq/tables.hpp"
+#include "vornq/session.hpp"
 
 namespace store {
 
-// A number with its digits in groups of three.
-std::string grouped(uint64_t number);
-
-// "one thread each" or the like, of the kernels and DuckDB.
-std::string threads_named(size_t threads);
-
-void print_columns(const tables &from);
-
-void print_saved(const tables &from, const std::filesystem::path &path, uint64_t bytes);
-
-void print_answer(const std::string &question, uint64_t rows, const answer &a);
-
-void print_explanation(const explanation &of);
-
-// What became of rows or groups that were shown, perhaps in an order that could not be compared.
-void print_shown(const verification &rows, std::string_view unit, uint64_t shown, bool ends_at_limit, bool is_compared,
-                 bool is_order_open);
-
-// An answer with its question, a condition, a join or a grouping.
+// An answer with what is known about it.
 struct answered {
   std::string question;
-  answer given;
+  uint64_t rows = 0;
+  std::optional<comparison> compared = {};
+  std::vector<measurement> times = {};
 };
 
-// What was gained: the sizes of the columns, in the files too where these tell, and the times of the answers.
-void print_summary(const tables &from, std::span<const answered> answers, size_t threads);
+// The columns of a table, with those that are loaded as they are stored, and the reasons of others.  With `all` they
+// are loaded first.
+std::string described_table(session &with, const std::string &name, bool all);
+
+// What became of a comparison, as a line.
+std::string described(const comparison &of, uint64_t rows);
+
+// What operators did, as a tree.  The same operators, observed in another run, tell the kernels.
+std::string explained(const exec::relation &ran, const exec::relation &observed);
+
+// The times of one query, and of what they are.
+std::string times_of(session &with, std::span<const measurement> times);
+
+// What was gained: the sizes of the columns that are loaded, in the files too where these tell, and the times.
+std::string summary_of(session &with, std::span<const std::string> tables, std::span<const answered> answers);
 
 } // namespace store

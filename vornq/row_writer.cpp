@@ -2,13 +2,15 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <iterator>
+#include <set>
 #include <utility>
 
 #include <fmt/format.h>
 
+#include "store/chunk/cells.hpp"
 #include "store/error.hpp"
+#include "store/value/column_names.hpp"
 #include "vornq/text_table.hpp"
 
 namespace store {
@@ -17,64 +19,56 @@ namespace {
 
 bool is_control(char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; }
 
-void append_quoted(std::string &out, std::string_view text, char quote) {
-  out += quote;
+std::string quoted(std::string_view text, char quote) {
+  std::string out(1, quote);
   for (char c : text) {
     if (c == quote)
       out += quote;
     out += c;
   }
-  out += quote;
-}
-
-bool is_null_word(std::string_view text) {
-  return text.size() == 4 && (text[0] | 0x20) == 'n' && (text[1] | 0x20) == 'u' && (text[2] | 0x20) == 'l' &&
-         (text[3] | 0x20) == 'l';
-}
-
-// A text as a condition takes it.  Most need no quotes in a table, though a condition asks for them around several
-// words.
-void append_typed(std::string &out, std::string_view text) {
-  if (std::any_of(text.begin(), text.end(), is_control)) {
-    out += "E'";
-    for (char c : text)
-      if (c == '\n')
-        out += "\\n";
-      else if (is_control(c))
-        fmt::format_to(std::back_inserter(out), "\\x{:02x}", static_cast<unsigned char>(c));
-      else if (c == '\\' || c == '\'')
-        out += {'\\', c};
-      else
-        out += c;
-    out += '\'';
-  } else if (text.empty() || text.front() == ' ' || text.back() == ' ' || text.front() == '\'' ||
-             text.substr(1, 1) == "'" || is_null_word(text)) {
-    append_quoted(out, text, '\'');
-  } else {
-    out += text;
-  }
-}
-
-void append_csv(std::string &out, std::string_view text) {
-  if (text.empty() || text.find_first_of(",\"\n\r") != text.npos)
-    append_quoted(out, text, '"');
-  else
-    out += text;
-}
-
-// JSON has no number for these.
-bool is_finite(const cell &c, const column_type &type) {
-  const bool real = type.kind == value_kind::single || type.kind == value_kind::real;
-  return !real || std::isfinite(real_of_key(std::get<int64_t>(c)));
+  return out += quote;
 }
 
 bool is_null(const cell &c) { return std::holds_alternative<std::monostate>(c); }
 
+// The text of a cell that is one; nothing for numbers, dates and blobs.
+const std::string_view *text_of(const cell &c, const column_type &type) {
+  return type.kind == value_kind::text ? std::get_if<std::string_view>(&c) : nullptr;
+}
+
+std::string written(const cell &c, const column_type &type) {
+  std::string out;
+  append_text(out, c, type);
+  return out;
+}
+
+// A text that could be taken for NULL, or for nothing, stands in quotes.
+std::string shown_text(const cell &c, const column_type &type) {
+  const std::string_view *text = text_of(c, type);
+  if (text == nullptr)
+    return written(c, type);
+  return text->empty() || alike(*text, "NULL") ? quoted(*text, '\'') : std::string(*text);
+}
+
+void append_csv_text(std::string &out, std::string_view text) {
+  if (text.empty() || text.front() == ' ' || text.back() == ' ' || text.find_first_of(",\"\n\r#") != text.npos)
+    out += quoted(text, '"');
+  else
+    out += text;
+}
+
+// JSON has no number for NaN and infinity.
+bool is_finite(const cell &c, const column_type &type) {
+  return !type.is_real() || std::isfinite(real_of_key(std::get<int64_t>(c)));
+}
+
 void append_csv(std::string &out, const cell &c, const column_type &type) {
   if (is_null(c))
     return; // nothing, where the empty text is ""
-  if (const auto *text = std::get_if<std::string_view>(&c); text != nullptr && type.kind == value_kind::text)
-    append_csv(out, *text);
+  if (const std::string_view *text = text_of(c, type); text != nullptr)
+    append_csv_text(out, *text);
+  else if (type.is_bytes())
+    append_csv_text(out, written(c, type));
   else
     append_text(out, c, type);
 }
@@ -82,15 +76,116 @@ void append_csv(std::string &out, const cell &c, const column_type &type) {
 void append_json(std::string &out, const cell &c, const column_type &type) {
   if (is_null(c)) {
     out += "null";
-  } else if (const auto *text = std::get_if<std::string_view>(&c); text != nullptr && type.kind == value_kind::text) {
+  } else if (const std::string_view *text = text_of(c, type); text != nullptr) {
     append_json_text(out, *text);
   } else if (type.kind == value_kind::boolean || (type.is_numeric() && is_finite(c, type))) {
     append_text(out, c, type);
   } else {
-    std::string written;
-    append_text(written, c, type);
-    append_json_text(out, written);
+    append_json_text(out, written(c, type));
   }
+}
+
+// Cells of an answer by row and column.
+class answer_cells {
+public:
+  explicit answer_cells(const exec::answer &of) : layouts_(of.columns) {
+    for (size_t c = 0; c < layouts_.size(); ++c)
+      values_.push_back(of.rows.values(c));
+  }
+
+  size_t columns() const { return layouts_.size(); }
+  const column_type &type(size_t column) const { return layouts_[column].held(); }
+  cell at(size_t row, size_t column) const { return cell_at(values_[column], layouts_[column], row); }
+
+private:
+  const std::vector<exec::layout> &layouts_;
+  std::vector<exec::vector> values_;
+};
+
+// Collects text, and passes it on when there is much of it.
+class text_buffer {
+public:
+  explicit text_buffer(const text_taker &take) : take_(take) {}
+  std::string &text() { return text_; }
+  void pass_on(size_t least = size_t{1} << 16) {
+    if (text_.size() >= least) {
+      take_(text_);
+      text_.clear();
+    }
+  }
+
+private:
+  const text_taker &take_;
+  std::string text_;
+};
+
+void write_csv(const exec::answer &of, const text_taker &take) {
+  const answer_cells cells(of);
+  text_buffer out(take);
+  for (size_t c = 0; const std::string &name : distinct_names(of.names)) {
+    out.text() += c++ == 0 ? "" : ",";
+    append_csv_text(out.text(), name);
+  }
+  out.text() += '\n';
+  for (size_t row = 0; row < of.rows.rows(); ++row) {
+    for (size_t c = 0; c < cells.columns(); ++c) {
+      out.text() += c == 0 ? "" : ",";
+      append_csv(out.text(), cells.at(row, c), cells.type(c));
+    }
+    out.text() += '\n';
+    out.pass_on();
+  }
+  out.pass_on(0);
+}
+
+void write_json(const exec::answer &of, bool as_array, const text_taker &take) {
+  const answer_cells cells(of);
+  std::vector<std::string> keys;
+  for (const std::string &name : distinct_names(of.names)) {
+    append_json_text(keys.emplace_back(keys.empty() ? "{" : ","), name);
+    keys.back() += ':';
+  }
+  text_buffer out(take);
+  if (as_array)
+    out.text() += '[';
+  for (size_t row = 0; row < of.rows.rows(); ++row) {
+    if (as_array && row != 0)
+      out.text() += ",\n ";
+    for (size_t c = 0; c < cells.columns(); ++c) {
+      out.text() += keys[c];
+      append_json(out.text(), cells.at(row, c), cells.type(c));
+    }
+    out.text() += as_array ? "}" : "}\n";
+    out.pass_on();
+  }
+  if (as_array)
+    out.text() += "]\n";
+  out.pass_on(0);
+}
+
+void write_table(const exec::answer &of, uint64_t shown, const text_taker &take) {
+  const answer_cells cells(of);
+  const uint64_t rows = of.rows.rows();
+  const bool has_gap = shown != 0 && rows > shown;
+  const uint64_t first = has_gap ? (shown + 1) / 2 : rows;
+  std::vector<text_column> headings;
+  for (size_t c = 0; c < cells.columns(); ++c)
+    headings.push_back({of.names[c], cells.type(c).is_numeric()});
+  std::vector<std::vector<std::string>> lines;
+  const auto add = [&](uint64_t row) {
+    std::vector<std::string> &line = lines.emplace_back();
+    for (size_t c = 0; c < cells.columns(); ++c)
+      line.push_back(shown_text(cells.at(row, c), cells.type(c)));
+  };
+  for (uint64_t row = 0; row < first; ++row)
+    add(row);
+  if (has_gap) {
+    lines.emplace_back(cells.columns(), "...");
+    for (uint64_t row = rows - shown / 2; row < rows; ++row)
+      add(row);
+  }
+  take(text_table(headings, lines));
+  take(has_gap ? fmt::format("{}, {} of them shown\n", rows_named(rows), grouped(shown)) : rows_named(rows) + "\n");
 }
 
 } // namespace
@@ -115,109 +210,41 @@ row_format parse_row_format(std::string_view name) {
   throw error(fmt::format("unknown format '{}'; it is one of table, csv, json, jsonl", shortened(name)));
 }
 
-row_writer::row_writer(row_format format, std::span<const heading> columns) : format_(format) {
-  for (const heading &h : columns) {
-    std::string key = columns_.empty() ? "{" : ",";
-    append_json_text(key, h.name);
-    key += ':';
-    columns_.push_back({h, std::move(key), h.type.is_numeric()});
-  }
-}
-
-void row_writer::write(row_block rows) {
-  if (format_ == row_format::table) {
-    write_table(rows);
-    return;
-  }
-  const size_t count = rows.front().size();
-  if (!begun_)
-    write_heading();
-  for (size_t row = 0; row < count; ++row) {
-    if (format_ == row_format::json)
-      out_ += begun_ ? ",\n " : "[";
-    for (size_t c = 0; c < columns_.size(); ++c) {
-      const column_type &type = columns_[c].of.type;
-      if (format_ == row_format::csv) {
-        out_ += c == 0 ? "" : ",";
-        append_csv(out_, rows[c][row], type);
-      } else {
-        out_ += columns_[c].key;
-        append_json(out_, rows[c][row], type);
-      }
+std::vector<std::string> distinct_names(const std::vector<std::string> &names) {
+  const auto lower = [](std::string_view name) {
+    std::string out;
+    for (char c : name)
+      out += c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c;
+    return out;
+  };
+  std::set<std::string> taken; // by columns with names of their own
+  for (const std::string &name : names)
+    taken.insert(lower(name));
+  std::set<std::string> used;
+  std::vector<std::string> out;
+  for (const std::string &name : names) {
+    std::string chosen = name;
+    if (!used.insert(lower(chosen)).second) {
+      size_t number = 1;
+      do
+        chosen = fmt::format("{}_{}", name, number++);
+      while (taken.contains(lower(chosen)) || !used.insert(lower(chosen)).second);
     }
-    out_ += format_ == row_format::csv ? "\n" : format_ == row_format::jsonl ? "}\n" : "}";
-    begun_ = true;
+    out.push_back(std::move(chosen));
   }
-  flush();
+  return out;
 }
 
-void row_writer::write_heading() {
-  if (format_ != row_format::csv)
-    return;
-  for (size_t c = 0; c < columns_.size(); ++c) {
-    out_ += c == 0 ? "" : ",";
-    append_csv(out_, columns_[c].of.name);
+void write_rows(const exec::answer &of, row_format format, uint64_t shown, const text_taker &take) {
+  switch (format) {
+  case row_format::table:
+    return write_table(of, shown, take);
+  case row_format::csv:
+    return write_csv(of, take);
+  case row_format::json:
+  case row_format::jsonl:
+    return write_json(of, format == row_format::json, take);
   }
-  out_ += '\n';
-}
-
-// The first block sets the widths, so that no more than a block has to be at hand; a cell that is wider later on pushes
-// its line to the right.
-void row_writer::write_table(row_block rows) {
-  const size_t count = rows.empty() ? 0 : rows.front().size();
-  const size_t lines = count + (begun_ ? 0 : 1);
-  texts_.resize(std::max(texts_.size(), lines * columns_.size()));
-  auto next = texts_.begin();
-  if (!begun_)
-    for (const shown_column &c : columns_)
-      *next++ = visible(c.of.name);
-  for (size_t row = 0; row < count; ++row)
-    for (size_t c = 0; c < columns_.size(); ++c, ++next) {
-      next->clear();
-      const column_type &type = columns_[c].of.type;
-      const auto *text = std::get_if<std::string_view>(&rows[c][row]);
-      if (text != nullptr && type.kind == value_kind::text)
-        append_typed(*next, *text);
-      else
-        append_text(*next, rows[c][row], type);
-    }
-  next = texts_.begin();
-  if (!begun_)
-    for (size_t line = 0; line < lines; ++line)
-      for (shown_column &c : columns_)
-        c.width = std::max(c.width, width_of(*next++));
-  begun_ = true;
-  next = texts_.begin();
-  for (size_t line = 0; line < lines; ++line) {
-    for (size_t c = 0; c < columns_.size(); ++c, ++next) {
-      const size_t width = width_of(*next);
-      const size_t padding = columns_[c].width - std::min(columns_[c].width, width);
-      out_ += c == 0 ? "" : "  ";
-      if (columns_[c].is_number)
-        out_.append(padding, ' ');
-      out_ += *next;
-      if (!columns_[c].is_number && c + 1 != columns_.size())
-        out_.append(padding, ' ');
-    }
-    out_ += '\n';
-  }
-  flush();
-}
-
-void row_writer::finish() {
-  if (format_ == row_format::json)
-    out_ += begun_ ? "]\n" : "[]\n";
-  else if (!begun_ && format_ == row_format::table)
-    write_table({});
-  else if (!begun_)
-    write_heading();
-  flush();
-}
-
-void row_writer::flush() {
-  if (std::fwrite(out_.data(), 1, out_.size(), stdout) != out_.size())
-    throw error("cannot write to standard output");
-  out_.clear();
 }
 
 } // namespace store

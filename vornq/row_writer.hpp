@@ -1,19 +1,18 @@
-// Rows on standard output, in the form that was asked for, as they come.
+// The rows of an answer as text, for users and for programs.
 #pragma once
 
 #include <cstdint>
-#include <memory>
-#include <span>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "sql/verify_rows.hpp"
+#include "store/operator/answer.hpp"
 
 namespace store {
 
 enum class row_format {
-  table, // aligned; what a cell shows can be typed into a condition
+  table, // aligned
   csv,
   json, // one array of objects
   jsonl // an object in each line
@@ -25,31 +24,13 @@ row_format parse_row_format(std::string_view name);
 // A text as JSON has it.
 void append_json_text(std::string &out, std::string_view text);
 
-class row_writer {
-public:
-  row_writer(row_format format, std::span<const heading> columns);
+// The names of columns, made different by _1, _2 and so on, as objects and tables need them.
+std::vector<std::string> distinct_names(const std::vector<std::string> &names);
 
-  void write(row_block rows);
-  void finish();
+// Takes the text piece by piece.
+using text_taker = std::function<void(std::string_view)>;
 
-private:
-  struct shown_column {
-    heading of;
-    std::string key; // json: the name with what stands around it
-    bool is_number;
-    size_t width = 0; // table
-  };
-
-  void write_heading();
-  void write_table(row_block rows);
-  void flush();
-
-  row_format format_;
-  std::vector<shown_column> columns_;
-  std::string out_;
-  bool begun_ = false;
-  // table: the cells of a block, row by row.
-  std::vector<std::string> texts_;
-};
+// All rows in one of the forms.  Of a table, at most `shown` rows, half of them the last ones; 0 for all.
+void write_rows(const exec::answer &of, row_format format, uint64_t shown, const text_taker &take);
 
 } // namespace store

@@ -21,6 +21,15 @@ std::string visible(std::string_view text) {
   return out;
 }
 
+std::string grouped(uint64_t number) {
+  std::string digits = std::to_string(number);
+  for (size_t end = digits.size(); end > 3; end -= 3)
+    digits.insert(end - 3, 1, ',');
+  return digits;
+}
+
+std::string rows_named(uint64_t rows) { return fmt::format("{} row{}", grouped(rows), rows == 1 ? "" : "s"); }
+
 size_t width_of(std::string_view text) {
   return static_cast<size_t>(
       std::count_if(text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xc0) != 0x80; }));

@@ -1,6 +1,7 @@
 // Texts in aligned columns.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -14,6 +15,12 @@ struct text_column {
 
 // A text in which control characters, which would break its line, appear as escapes.
 std::string visible(std::string_view text);
+
+// A number with its digits in groups of three.
+std::string grouped(uint64_t number);
+
+// "1 row" or "2,000 rows".
+std::string rows_named(uint64_t rows);
 
 // Characters of a text in UTF-8.
 size_t width_of(std::string_view text);

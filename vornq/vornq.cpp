@@ -1,12 +1,10 @@
-// vornq: loads a table or two, evaluates conditions, joins and groupings on their compressed columns, has selected rows
-// back from them, and checks every answer with DuckDB.
+// vornq: answers SQL on compressed columns.  DuckDB plans the queries, and the kernels of vorn execute them.
 //
-// Ends with 0 when all answers agree, 1 when one does not or a self-check fails, and 2, with one line on standard
-// error, when it cannot do what it was asked to.
+// Ends with 0 when all is well, 1 when an answer differs from DuckDB's or a self-check fails, 2, with a message on
+// standard error, when it cannot do what it was asked to, and 130 when the user ends it.
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -18,93 +16,83 @@
 
 #include "store/error.hpp"
 #include "vornq/answers.hpp"
+#include "vornq/interruption.hpp"
 #include "vornq/options.hpp"
-#include "vornq/questions.hpp"
+#include "vornq/output_file.hpp"
 #include "vornq/record.hpp"
 #include "vornq/report.hpp"
-#include "vornq/tables.hpp"
+#include "vornq/session.hpp"
 #include "vornq/text_table.hpp"
 
 namespace {
 
 using namespace store;
 
-enum status { agreed = 0, disagreed = 1, failed = 2 };
+enum status { well = 0, differs = 1, failed = 2 };
 
-// One line on standard error.  Messages of the parts may go on for lines; the first says what is wrong.
-void print_line(std::string_view message) {
-  constexpr size_t longest = 400;
-  const std::string line = visible(message.substr(0, std::min(message.find('\n'), longest)));
-  std::fprintf(stderr, "vornq: %s\n", line.c_str());
+// A message on standard error.  DuckDB's have lines, of which the last ones show the place in the query.
+void print_message(std::string_view message) {
+  std::string out = "vornq: ";
+  while (!message.empty()) {
+    const size_t end = std::min(message.find('\n'), message.size());
+    if (const std::string_view line = message.substr(0, end); line.find_first_not_of(' ') != line.npos)
+      out += visible(line) + "\n";
+    message.remove_prefix(std::min(end + 1, message.size()));
+  }
+  std::fputs(out.c_str(), stderr);
 }
 
 status complain(std::string_view message, status end) {
-  print_line(message);
+  print_message(message);
   return end;
 }
 
-status run(const options &chosen) {
-  kernels library(chosen.isa, chosen.library_folder, chosen.more);
-  if (const auto &missing = library.missing_library())
-    print_line(*missing);
+std::vector<std::string> queries_of(const options &chosen) {
+  std::vector<std::string> out;
+  for (const std::string &text : chosen.queries)
+    for (std::string &statement : sql::statements(text))
+      out.push_back(std::move(statement));
+  return out;
+}
 
-  worker_pool threads(chosen.threads);
-  duckdb::connection database;
-  tables from(library.chosen(), database, chosen.files, chosen.join);
-  const questions asked = read_questions(database, chosen, from);
-  // A query needs its own columns only.
-  const bool list_columns = chosen.list_columns || (asked.columns.empty() && !chosen.saved_file);
-  std::vector<std::string> wanted = asked.columns;
-  if (list_columns || chosen.summary || chosen.record || chosen.saved_file) {
-    wanted.clear();
-    for (const column_info *info : from.names().columns())
-      if (info->type)
-        wanted.push_back(info->name);
-  }
-  from.load(wanted, asked.columns, asked.choices);
-  if (chosen.saved_file) {
-    const uint64_t bytes = from.save(*chosen.saved_file);
-    if (chosen.format == row_format::table)
-      print_saved(from, *chosen.saved_file, bytes);
-  }
-  if (list_columns)
-    print_columns(from);
-  std::vector<answered> answers;
-  status end = agreed;
-  if (!asked.columns.empty()) {
-    const bool as_table = chosen.format == row_format::table;
-    const session s{
-        chosen,
-        library,
-        threads,
-        from,
-        asked,
-        from.made_reference(database, asked.columns,
-                            (as_table && (!asked.conditions.empty() || chosen.asks_for_groups())) || chosen.order)};
-    const auto disagree = [&](std::string_view what) {
-      end = as_table ? disagreed : complain(fmt::format("the {} DISAGREE", what), disagreed);
-    };
-    if (as_table)
-      fmt::print("{}kernels in force: {}{}; {}\n", list_columns ? "\n" : "", library.name(),
-                 s.checker.has_columns() ? fmt::format("; DuckDB {}", duckdb::version()) : "",
-                 threads_named(threads.threads()));
-    answers = answer_all(s);
-    if (std::any_of(answers.begin(), answers.end(), [](const answered &a) { return !a.given.agree; }))
-      disagree("counts");
-    if (asked.shown) {
-      if (as_table)
-        fmt::print("\n");
-      if (!show(s))
-        disagree(asked.shown->is_grouped ? "groups" : "rows");
+// Describes the tables of files, or saves the only one, where there is no query.
+void describe(session &with, const options &chosen) {
+  for (size_t i = 0; i < chosen.files.size(); ++i) {
+    const std::string name = session::table_name(chosen.files[i]);
+    if (!chosen.saved_file) {
+      fmt::print("{}{}", i == 0 ? "" : "\n", described_table(with, name, true));
+      continue;
     }
+    exec::table &of = *with.tables().find(name);
+    const uint64_t bytes = save_table(*chosen.saved_file, of);
+    fmt::print("{} saved in {}, {} bytes\n", rows_named(of.rows()), visible(chosen.saved_file->string()),
+               grouped(bytes));
   }
+}
+
+status run(const options &chosen) {
+  session with(chosen);
+  if (const auto &missing = with.library().missing_library())
+    print_message(*missing);
+  answers all;
+  const std::vector<std::string> queries = queries_of(chosen);
+  if (queries.empty())
+    describe(with, chosen);
+  for (const std::string &query : queries) {
+    if (query != queries.front() && chosen.format == row_format::table)
+      fmt::print("\n");
+    answer_query(with, chosen, query, all);
+  }
+  if (chosen.list_columns)
+    for (const std::string &name : all.tables)
+      fmt::print("\n{}", described_table(with, name, false));
   if (chosen.summary)
-    print_summary(from, answers, threads.threads());
+    fmt::print("{}", summary_of(with, all.tables, all.given));
   if (chosen.record)
-    write_record(*chosen.record, from, answers, library.name(), threads.threads());
+    write_record(*chosen.record, with, all);
   if (chosen.more.rates)
-    library.print_rates();
-  return end;
+    with.library().print_rates();
+  return all.agree() ? well : differs;
 }
 
 status run(int argc, char **argv) {
@@ -112,7 +100,7 @@ status run(int argc, char **argv) {
   if (fcntl(STDOUT_FILENO, F_GETFD) == -1)
     throw error("cannot write to standard output: it is closed");
   const auto chosen = read_options(argc, argv);
-  const status end = chosen ? run(*chosen) : agreed;
+  const status end = chosen ? run(*chosen) : well;
   if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
     throw error(fmt::format("cannot write to standard output: {}", std::strerror(errno)));
   return end;
@@ -121,12 +109,13 @@ status run(int argc, char **argv) {
 } // namespace
 
 int main(int argc, char **argv) {
+  end_cleanly_at_signals();
   try {
     return run(argc, argv);
   } catch (const vorn_host::internal_error &report) {
     if (report.message.find("vxl check") == report.message.npos)
       return complain(report.what(), failed);
-    return complain(fmt::format("self-check: kernels differ: {}", report.what()), disagreed);
+    return complain(fmt::format("self-check: kernels differ: {}", report.what()), differs);
   } catch (const std::exception &e) {
     return complain(e.what(), failed);
   }

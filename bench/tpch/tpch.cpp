@@ -104,7 +104,8 @@ private:
 
 class store_tables {
 public:
-  store_tables(const kernels &library, const fs::path &folder) : tables_(library.generic()) {
+  store_tables(const kernels &library, const fs::path &folder)
+      : tables_(library.generic()), functions_(library.generic()) {
     tables_.add_folder(folder);
   }
 

@@ -13,9 +13,9 @@
 #include "fuzz/store/targets.hpp"
 #include "sql/table_file.hpp"
 #include "sql/values.hpp"
-#include "store/decode/row_reader.hpp"
 #include "store/error.hpp"
 #include "tests/store/scratch_folder.hpp"
+#include "tests/store/stored_cells.hpp"
 
 namespace vorn_fuzz {
 
@@ -42,25 +42,24 @@ duckdb::result all_values(duckdb::connection &db, const table_file &file) {
   std::vector<std::string> values;
   for (const column_info &info : file.columns())
     if (info.type)
-      values.push_back(sql_values(info.file_name(), *info.type));
+      values.push_back(sql_values(info.name, *info.type));
   return db.query(fmt::format("SELECT {} FROM {}", fmt::join(values, ", "), file.sql()));
 }
 
 void expect_values(const column &read, const std::vector<duckdb::chunk> &expected, uint64_t number) {
-  row_reader reader(context(), read, nullptr);
-  std::span<const cell> some;
-  uint64_t rows = 0, in_block = 0;
-  for (const duckdb::chunk &chunk : expected)
-    for (uint64_t row = 0; row < chunk.rows(); ++row, ++rows, ++in_block) {
-      if (in_block == some.size()) {
-        some = reader.next();
-        in_block = 0;
-      }
-      ASSERT_LT(in_block, some.size());
-      ASSERT_EQ(some[in_block], value_at(chunk.column(number), row, read.type.kind)) << read.name << " row " << rows;
-    }
-  EXPECT_EQ(in_block, some.size());
-  EXPECT_TRUE(reader.next().empty());
+  auto chunk = expected.begin();
+  uint64_t rows = 0, in_chunk = 0;
+  vorn_test::for_each_cell(context(), read, [&](const cell &value) {
+    for (; chunk != expected.end() && in_chunk == chunk->rows(); in_chunk = 0)
+      ++chunk;
+    ASSERT_NE(chunk, expected.end());
+    ASSERT_EQ(value, value_at(chunk->column(number), in_chunk++, read.type.kind)) << read.name << " row " << rows;
+    ++rows;
+  });
+  uint64_t all = 0;
+  for (const duckdb::chunk &some : expected)
+    all += some.rows();
+  EXPECT_EQ(rows, all);
   EXPECT_EQ(rows, read.rows);
 }
 

@@ -48,11 +48,11 @@ ArrowArrayStream exported(const vorn_ctx &ctx, const table &of, std::optional<::
                           const std::vector<std::string> &names) {
   auto own = std::make_unique<owned_stream>(owned_stream{ctx, access::data(of), {}});
   checked([&] {
-    const ::store::column_names known(own->data->infos);
+    const std::vector<::store::column_info> &infos = own->data->infos;
     std::vector<const ::store::column *> read;
     read.reserve(names.empty() ? own->data->infos.size() : names.size());
     for (const std::string &name : names)
-      read.push_back(&own->data->columns.find(known.find(name).name)->second);
+      read.push_back(&own->data->columns.find(::store::find_column(infos, name).name)->second);
     for (size_t i = 0; names.empty() && i < own->data->infos.size(); ++i)
       read.push_back(&own->data->at(i));
     own->rows.emplace(::store::exported_rows(own->ctx, read, std::move(rows)));

@@ -26,7 +26,7 @@ std::vector<column> table::columns() const {
 
 column table::at(std::string_view name) const {
   const auto &infos = data_->infos;
-  const auto *found = checked([&] { return &::store::column_names(infos).find(name); });
+  const auto *found = checked([&] { return &::store::find_column(infos, name); });
   return {data_, static_cast<size_t>(found - infos.data())};
 }
 

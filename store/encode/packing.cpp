@@ -1,6 +1,7 @@
 #include "store/encode/packing.hpp"
 
 #include "store/encode/encoded.hpp"
+#include <vorn/vorn.h>
 
 namespace store {
 
@@ -16,6 +17,12 @@ vorn_host::aligned_vector<uint8_t> packed(std::span<const uint32_t> codes, uint3
   return encoded_stream(vornenc_codes_bytes(rows, width), [&](uint8_t *out, size_t bytes) {
     return vornenc_pack_codes(out, bytes, codes.data(), rows, width);
   });
+}
+
+const uint8_t *bytes_of_lengths(uint32_t width) {
+  return width == 16   ? vorn_length_consumed_dynp_8bit_idx_maxwidth2
+         : width == 32 ? vorn_length_consumed_dynp_8bit_idx_maxwidth4
+                       : vorn_length_consumed_dynp_8bit_idx_maxwidth8;
 }
 
 } // namespace store

@@ -14,4 +14,7 @@ uint32_t least_width(uint64_t count);
 // The stream of some codes, readable for a cache line after its last code, which is more slack than any kernel uses.
 vorn_host::aligned_vector<uint8_t> packed(std::span<const uint32_t> codes, uint32_t width);
 
+// Bytes of the values whose length codes make up a byte, by that byte, in a column of dynp with values of a width.
+const uint8_t *bytes_of_lengths(uint32_t width);
+
 } // namespace store

@@ -22,15 +22,10 @@ public:
   uint64_t rows() const { return row_count; }
 
   // Throws store::error when there is no such column or the store does not encode its type.
-  const column_info &find(std::string_view name) const { return column_names(infos).find(name); }
+  const column_info &find(std::string_view name) const { return find_column(infos, name); }
 
-  // What columns are qualified by: the name of the first file without its ending.
+  // The name of the first file without its ending.
   const std::string &name() const { return stem; }
-
-  // Names the columns of two tables that are joined, so that no two have one name.
-  static void disambiguate(table_source &first, table_source &second) {
-    store::disambiguate(first.infos, first.stem, second.infos, second.stem);
-  }
 
   // The bytes that columns take in the files; nothing for files that do not report them.
   virtual std::optional<uint64_t> compressed_bytes(const std::vector<std::string> & /*names*/) const {

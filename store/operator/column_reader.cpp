@@ -10,6 +10,7 @@
 
 #include "store/encode/big_endian.hpp"
 #include "store/encode/encoded.hpp"
+#include "store/encode/packing.hpp"
 #include "store/error.hpp"
 #include "store/library/source_vector.hpp"
 
@@ -55,12 +56,6 @@ const uint64_t *validity_of(std::span<const uint32_t> codes, arena &memory) {
     all &= out[word];
   }
   return all == ~uint64_t{0} ? nullptr : out.data();
-}
-
-const uint8_t *bytes_of_lengths(uint32_t width) {
-  return width == 16   ? vorn_length_consumed_dynp_8bit_idx_maxwidth2
-         : width == 32 ? vorn_length_consumed_dynp_8bit_idx_maxwidth4
-                       : vorn_length_consumed_dynp_8bit_idx_maxwidth8;
 }
 
 } // namespace

@@ -408,8 +408,9 @@ void join::make_table(const query_run &run) {
   const bool is_first_enough =
       parts_.tests.empty() && (((parts_.selects_left() || parts_.kind == join_kind::mark) && !parts_.builds_left) ||
                                parts_.kind == join_kind::single);
-  parts_.table = make_join_table(run.library, built_keys(parts_.packing, columns, parts_.built->rows()),
-                                 is_first_enough ? group_rows::first : group_rows::all, memory);
+  parts_.table =
+      make_join_table(run.library, parts_.packing, columns, parts_.built->rows(),
+                      is_first_enough ? group_rows::first : group_rows::all, probed().estimated_rows(), memory);
   parts_.rows_with_null.clear();
   if (parts_.kind == join_kind::mark)
     for (uint32_t row = 0; row < parts_.built->rows(); ++row)
@@ -432,9 +433,12 @@ void join::find_groups_of_codes(const query_run &run) {
   const std::unique_ptr<join_table::finder> finder = parts_.table->begin(run.library);
   arena &memory = run.memory[0];
   const auto append_groups = [&](const vector &keys) {
-    const std::span<const uint32_t> groups =
+    const join_table::matches found =
         finder->find(parts_.packing.of_probed(std::span(&keys, 1), keys.rows, memory), memory);
-    parts_.group_of_code.insert(parts_.group_of_code.end(), groups.begin(), groups.end());
+    const size_t before = parts_.group_of_code.size();
+    parts_.group_of_code.resize(before + keys.rows, no_row);
+    for (size_t i = 0; i < found.rows.size(); ++i)
+      parts_.group_of_code[before + found.rows[i]] = found.groups[i];
   };
   const arena::mark begun = memory.here();
   for (uint64_t first = 0; first < codes; first += chunk_rows) {

@@ -9,8 +9,8 @@
 
 #include <fmt/format.h>
 
-#include "store/decode/key_decoder.hpp"
 #include "store/encode/big_endian.hpp"
+#include "store/encode/packing.hpp"
 #include "store/encode/prefix_encoder.hpp"
 #include "store/error.hpp"
 #include "store/saved/validation.hpp"
@@ -78,8 +78,9 @@ uint32_t dynp_bytes(const column &of, const batch &rows) {
   const auto without_row = static_cast<uint32_t>(lengths.size() * 8 / bits - rows.rows);
   require(are_lengths && (lengths.back() & ((1U << (without_row * bits)) - 1)) == 0, "its length codes are none");
   // A code without a row takes a byte.
-  return std::accumulate(lengths.begin(), lengths.end(), uint32_t{0},
-                         [bytes = bytes_of_lengths(of)](uint32_t sum, uint8_t some) { return sum + bytes[some]; }) -
+  return std::accumulate(
+             lengths.begin(), lengths.end(), uint32_t{0},
+             [bytes = bytes_of_lengths(of.width)](uint32_t sum, uint8_t some) { return sum + bytes[some]; }) -
          without_row;
 }
 
@@ -189,7 +190,7 @@ column saved_table::load(const column_info &info, const encoding_choice & /*choi
     progress(row_count);
     return out;
   } catch (const error &e) {
-    throw error(fmt::format("{} is damaged: column '{}': {}", file_name_, shortened(info.file_name()), e.what()));
+    throw error(fmt::format("{} is damaged: column '{}': {}", file_name_, shortened(info.name), e.what()));
   }
 }
 

@@ -4,13 +4,13 @@
 #include <bit>
 #include <functional>
 
-#include "store/decode/key_decoder.hpp"
-#include "store/decode/row_reader.hpp"
+#include "store/chunk/kept_rows.hpp"
 #include "store/encode/big_endian.hpp"
 #include "store/encode/packing.hpp"
 #include "store/encode/prefix_encoder.hpp"
 #include "store/encode/runs.hpp"
-#include "store/query/batch_scan.hpp"
+#include "store/library/source_vector.hpp"
+#include "store/operator/column_reader.hpp"
 #include <vorn/qpak_encoder.hpp>
 
 namespace store::saved {
@@ -61,10 +61,49 @@ void check_runs(const column &of, batch &rows) {
   require(rise && big_endian(rows.cla[rows.runs]) == rows.rows, "its runs are not as long as its rows");
 }
 
-// How many rows a test selects.
-uint32_t count(const vorn_ctx &ctx, const column &of, const batch &rows, const ordinal_test &test) {
+// How many rows of a batch a predicate of the library selects.  `call` has its result, its source and its vorn_aux.
+template <class Call>
+uint32_t count(const column &of, const batch &rows, const Call &call) {
   alignas(vorn_host::cache_line) uint64_t selected[batch_rows / 64];
-  return batch_scan(ctx, of, test).run(rows, nullptr, 0, selected);
+  vorn_host::aligned_vector<uint64_t> run_bits((rows.runs + 63) / 64);
+  vorn_enc_ctx encoding = predicate_encoding(of, true);
+  vorn_cv source = source_vector(of, rows, encoding, run_bits.data());
+  vorn_cv result{};
+  vorn_build_vector(&result, nullptr, nullptr, nullptr, nullptr, nullptr, selected, rows.rows, 0, nullptr, 0);
+  vorn_aux aux{};
+  const uint32_t code = call(&result, &source, &aux);
+  require(code == VORN_RESULT_DONE || code == VORN_RESULT_EMPTY, "no kernel reads it");
+  return result.vorn_cv_popc;
+}
+
+uint32_t count_values(const vorn_ctx &ctx, const column &of, const batch &rows) {
+  constant_vector first(of, true, of.first_ordinal());
+  return count(of, rows, [&](vorn_cv *result, vorn_cv *source, vorn_aux *aux) {
+    return vorn_cmp(&ctx, result, source, first.get(), aux, VORN_OPC_GE);
+  });
+}
+
+uint32_t count_between(const vorn_ctx &ctx, const column &of, const batch &rows, uint64_t low, uint64_t high) {
+  constant_vector first(of, true, low), last(of, true, high);
+  return count(of, rows, [&](vorn_cv *result, vorn_cv *source, vorn_aux *aux) {
+    return vorn_range_cmp(&ctx, result, source, first.get(), last.get(), aux, VORN_OPC_GE_LE);
+  });
+}
+
+// Keys of a column of prefix lie in its range.
+void check_keys(const vorn_ctx &ctx, const column &of, const key_range &range) {
+  const bool is_natural = of.type.kind == value_kind::natural;
+  const auto number = [&](int64_t key) -> __int128 { return is_natural ? natural_of_key(key) : __int128{key}; };
+  const exec::representation form = is_natural ? exec::representation::int128 : exec::representation::int64;
+  exec::column_reader reader(ctx, of, form, nullptr, nullptr);
+  exec::arena memory;
+  for (size_t group = 0; group < of.batches.size(); ++group, memory.rewind({})) {
+    const exec::vector keys = reader.read(group, exec::consecutive(0, of.batches[group].rows, memory), memory);
+    for (uint32_t row = 0; row < keys.rows; ++row) {
+      const __int128 key = is_natural ? keys.int128s()[row] : keys.int64s()[row];
+      require(key >= number(range.low) && key <= number(range.high), "it has keys beyond its range");
+    }
+  }
 }
 
 // The kernels themselves look at all codes: a predicate may be put to any, whatever it stands for.
@@ -75,12 +114,11 @@ void check_zone(const vorn_ctx &ctx, const column &of, const batch &rows) {
   require(held.nulls <= rows.rows && (held.nulls == 0 || of.has_nulls()), beyond);
   const uint32_t values = rows.rows - held.nulls;
   require(held.has_values() == (values != 0), beyond);
-  // The test that takes all but NULL.
   if (of.has_nulls())
-    require(count(ctx, of, rows, ordinal_comparison{comparison::ge, first}) == values, beyond);
+    require(count_values(ctx, of, rows) == values, beyond);
   if (values != 0)
     require(held.low >= first && held.high <= of.last_ordinal() &&
-                count(ctx, of, rows, ordinal_interval{interval::closed, held.low, held.high}) == values,
+                count_between(ctx, of, rows, held.low, held.high) == values,
             beyond);
 }
 
@@ -151,19 +189,15 @@ void check_lengths(const column &of, batch &rows) {
 
 void check_values(const vorn_ctx &ctx, const column &of) {
   if (of.form == encoding::prefix) {
-    const auto *range = std::get_if<key_range>(&of.values);
-    row_reader reader(ctx, of, nullptr);
-    for (std::span<const cell> some; range != nullptr && !(some = reader.next()).empty();)
-      for (const cell &c : some)
-        require(std::get<int64_t>(c) >= range->low && std::get<int64_t>(c) <= range->high,
-                "it has keys beyond its range");
+    if (const auto *range = std::get_if<key_range>(&of.values))
+      check_keys(ctx, of, *range);
     return;
   }
   for (const batch &rows : of.batches) {
     if (of.compressed) {
       require(vorn_host::qpak_stream_size(rows.stream.data(), rows.stored_bytes()) == rows.stored_bytes(),
               "a compressed stream is not whole");
-      plain_stream(ctx, of, rows);
+      exec::plain_stream(ctx, of, rows);
     }
     check_zone(ctx, of, rows);
   }

@@ -46,12 +46,9 @@ std::optional<column_type> type_of(std::string_view sql_type);
 
 // A column of a file.
 struct column_info {
-  std::string name; // as a query has it
+  std::string name;
   std::string sql_type;
   std::optional<column_type> type;
-  std::string name_in_file = {}; // where that is another one
-
-  const std::string &file_name() const { return name_in_file.empty() ? name : name_in_file; }
 };
 
 // A value of 128 bits: its bytes, the most significant one first and with the sign inverted, which sort as it does.

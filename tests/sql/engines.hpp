@@ -24,7 +24,10 @@ public:
     tables.add_folder(folder);
   }
 
-  answer expected(const std::string &sql) { return answer_of(duckdb_.run(sql)); }
+  answer expected(const std::string &sql) {
+    duckdb_.prepare(sql);
+    return answer_of(duckdb_.run(sql));
+  }
   store::logical::query plan(const std::string &sql) { return planner_.plan(sql); }
   // By the kernels that are in force.
   answer found(const store::logical::query &query, uint32_t threads) {
@@ -51,7 +54,7 @@ public:
 
 private:
   store::sql::planner planner_{tables};
-  store::sql::duckdb_functions functions_{context()};
+  store::sql::duckdb_functions functions_{context_};
   store::sql::duckdb_engine duckdb_{tables, store::sql::duckdb_engine::storage::files, 1};
 };
 

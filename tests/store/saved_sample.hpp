@@ -11,10 +11,12 @@
 
 #include <fmt/format.h>
 
-#include "store/decode/row_reader.hpp"
+#include "sql/table_file.hpp"
+#include "store/operator/ordinal_scan.hpp"
+#include "store/saved/save.hpp"
 #include "store/saved/saved_table.hpp"
 #include "tests/store/scratch_folder.hpp"
-#include "vornq/tables.hpp"
+#include "tests/store/stored_cells.hpp"
 #include <vorn/encode.h>
 
 namespace vorn_test {
@@ -64,16 +66,19 @@ inline std::string content(const vorn_ctx &ctx, const store::column &c) {
   const bool is_searched = c.form != encoding::prefix && c.rows != 0 && c.first_ordinal() <= c.last_ordinal();
   const uint64_t bound = is_searched ? std::midpoint(c.first_ordinal(), c.last_ordinal()) : 0;
   uint64_t expected = 0;
-  row_reader reader(ctx, c, nullptr);
-  for (std::span<const cell> some; !(some = reader.next()).empty();)
-    for (const cell &value : some) {
-      append_text(out += ' ', value, c.type);
-      expected += is_searched && !(value < c.value_of(bound)) ? 1 : 0;
-    }
-  selection found;
-  if (is_searched)
-    filter(ctx, c, ordinal_comparison{comparison::ge, bound}, nullptr, found);
-  EXPECT_EQ(found.count, expected) << c.name;
+  for_each_cell(ctx, c, [&](const cell &value) {
+    append_text(out += ' ', value, c.type);
+    expected += is_searched && !(value < c.value_of(bound)) ? 1 : 0;
+  });
+  uint64_t found = 0;
+  if (is_searched) {
+    const exec::ordinal_scan scan(c, {bound, c.last_ordinal()});
+    vorn_host::aligned_vector<uint64_t> bits(batch_rows / 64);
+    exec::arena memory;
+    for (const batch &rows : c.batches)
+      found += scan.run(ctx, rows, nullptr, 0, bits.data(), memory);
+  }
+  EXPECT_EQ(found, expected) << c.name;
   return out + '\n';
 }
 
@@ -91,27 +96,44 @@ struct saved_sample {
   explicit saved_sample(const vorn_ctx &context) : ctx(context) {
     std::string sql;
     for (const auto &[name, expression, form] : stored_columns) {
-      names.emplace_back(name);
       if (form != nullptr)
         choices[name] = store::parse_encoding(form);
       sql += fmt::format("{} AS {}, ", expression, name);
     }
     db.query(fmt::format("COPY (SELECT {} FROM range(400) made(i)) TO '{}'", sql, folder.path("t.parquet")));
-    loaded("t.parquet")->save(folder.path("t.vorn"));
+    save(loaded("t.parquet"), "t.vorn");
     whole = folder.read("t.vorn");
   }
 
-  std::unique_ptr<store::tables> loaded(const char *name) {
+  // The columns of a file of this folder, by the form that is chosen for them.
+  std::vector<store::column> loaded(const std::string &name) {
     const std::filesystem::path path = folder.path(name);
-    auto out = std::make_unique<store::tables>(ctx, db, std::span(&path, 1), std::nullopt);
-    out->load(names, names, choices);
+    std::unique_ptr<store::table_source> file;
+    if (path.extension() == ".vorn")
+      file = std::make_unique<store::saved_table>(ctx, path);
+    else
+      file = std::make_unique<store::table_file>(db, path);
+    std::vector<store::column> out;
+    types.clear();
+    for (const store::column_info &info : file->columns()) {
+      const auto chosen = path.extension() == ".vorn" ? choices.end() : choices.find(info.name);
+      out.push_back(
+          file->load(info, chosen == choices.end() ? store::encoding_choice{} : chosen->second, [](uint64_t) {}));
+      types.push_back(info.sql_type);
+    }
     return out;
+  }
+  uint64_t save(const std::vector<store::column> &columns, const std::string &name) const {
+    std::vector<store::saved_column> saved;
+    for (size_t c = 0; c < columns.size(); ++c)
+      saved.push_back({columns[c].name, types[c], columns[c]});
+    return store::save(folder.path(name), saved);
   }
 
   const vorn_ctx &ctx;
   scratch_folder folder;
   store::duckdb::connection db;
-  std::vector<std::string> names;
+  std::vector<std::string> types; // of the columns that were loaded last
   store::choice_map choices;
   std::string whole; // the file
 };
