@@ -29,6 +29,21 @@ __int128 number_of_ordinal(const column &of, uint64_t ordinal);
 // kept where the library keeps it.  Throws store::error when the stream cannot be decompressed.
 const uint8_t *plain_stream(const vorn_ctx &library, const column &of, const batch &rows);
 
+// What positions have in common, found once for all columns that are read at them.
+struct position_order {
+  bool ascends = false; // they may repeat
+  // The positions are a few runs of consecutive ones: one run where they are a range.  Empty where there are many.
+  struct run {
+    uint32_t position; // of its first row in the row group
+    uint32_t row;      // among the positions
+    uint32_t rows;
+  };
+  std::span<const run> runs = {};
+
+  position_order() = default;
+  position_order(std::span<const uint32_t> positions, arena &memory);
+};
+
 // A reader belongs to one thread.
 class column_reader {
 public:
@@ -39,21 +54,25 @@ public:
 
   // Positions count from the first row of the row group.  They may repeat and have any order; ascending ones are read
   // fastest.  The values are good until another row group is read.
-  vector read(size_t row_group, std::span<const uint32_t> positions, arena &memory);
+  vector read(size_t row_group, std::span<const uint32_t> positions, const position_order &order, arena &memory);
+  vector read(size_t row_group, std::span<const uint32_t> positions, arena &memory) {
+    return read(row_group, positions, position_order(positions, memory), memory);
+  }
 
 private:
   void open(size_t row_group);
 
-  vector codes(std::span<const uint32_t> positions, arena &memory);
-  void read_packed(std::span<const uint32_t> positions, std::span<uint32_t> out, arena &memory);
-  void read_runs(std::span<const uint32_t> positions, std::span<uint32_t> out) const;
+  vector codes(std::span<const uint32_t> positions, const position_order &order, arena &memory);
+  void read_packed(std::span<const uint32_t> positions, const position_order &order, std::span<uint32_t> out,
+                   arena &memory);
+  void read_runs(std::span<const uint32_t> positions, const position_order &order, std::span<uint32_t> out) const;
   void unpack(uint32_t first, std::span<uint32_t> out);
   uint32_t packed_code(uint32_t index) const;
 
   // Calls with the function from a position to its ordinal.
   template <class Take>
   vector with_ordinals(const Take &take) const;
-  vector numbers(std::span<const uint32_t> positions, arena &memory) const;
+  vector numbers(std::span<const uint32_t> positions, const position_order &order, arena &memory) const;
   vector texts(std::span<const uint32_t> positions, arena &memory) const;
   void index_runs();
   void index_lengths();
@@ -96,7 +115,15 @@ public:
   row_group_source(const vorn_ctx &library, std::span<const stored_column> columns, operator_metrics *counted = nullptr)
       : library_(library), columns_(columns), counted_(counted), readers_(columns.size()) {}
 
-  void go_to(size_t row_group) { row_group_ = row_group; }
+  void go_to(size_t row_group) {
+    row_group_ = row_group;
+    announced_ = {};
+  }
+  // Positions of which several columns may be read.  They stay where they are until others are announced.
+  void announce(std::span<const uint32_t> positions, arena &memory) {
+    announced_ = positions;
+    order_ = position_order(positions, memory);
+  }
   // Positions count from the first row of the row group.
   vector read(size_t column, std::span<const uint32_t> positions, arena &memory) override;
 
@@ -106,6 +133,8 @@ private:
   operator_metrics *counted_;
   std::vector<std::unique_ptr<column_reader>> readers_;
   size_t row_group_ = 0;
+  std::span<const uint32_t> announced_;
+  position_order order_;
 };
 
 } // namespace store::exec

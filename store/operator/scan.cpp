@@ -158,6 +158,7 @@ private:
   }
 
   void add_columns(chunk &out, std::span<const uint32_t> positions) {
+    columns_.announce(positions, memory_);
     const size_t source = out.add_source(columns_, positions);
     for (size_t c = 0; c < of_.columns.size(); ++c)
       if (of_.columns[c].stored != nullptr)
