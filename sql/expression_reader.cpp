@@ -302,7 +302,7 @@ expression expression_reader::parsed_function(const json &from) const {
   out.what = operation::function;
   out.name = from.at("name").get<std::string>();
   out.type = type(from.at("return_type"));
-  out.is_volatile = volatile_functions_.contains(out.name);
+  out.is_volatile = !from.value("is_operator", false) && is_volatile_(out.name);
   if (const json data = from.value("function_data", json()); data.is_object() && data.contains("lambda_expr"))
     throw missing_part{"lambda functions", out.name, location(from)};
   for (const json &child : from.at("children"))

@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <functional>
 #include <optional>
-#include <set>
 #include <string>
 #include <utility>
 
@@ -25,8 +24,9 @@ class expression_reader {
 public:
   // `fold` gives the value of an expression without columns, or nothing where it has none or it fails.
   using folder = std::function<std::optional<logical::scalar>(const logical::expression &)>;
-  expression_reader(std::set<std::string> volatile_functions, folder fold)
-      : volatile_functions_(std::move(volatile_functions)), fold_(std::move(fold)) {}
+  // `is_volatile` says whether a function gives another value at each call.
+  expression_reader(std::function<bool(const std::string &)> is_volatile, folder fold)
+      : is_volatile_(std::move(is_volatile)), fold_(std::move(fold)) {}
 
   // With the SQL text of all its parts.  Throws missing_part.
   logical::expression read(const nlohmann::json &from) const;
@@ -44,7 +44,7 @@ private:
   logical::expression parsed_operator(const nlohmann::json &from) const;
   void fold(logical::expression &e) const;
 
-  std::set<std::string> volatile_functions_;
+  std::function<bool(const std::string &)> is_volatile_;
   folder fold_;
 };
 

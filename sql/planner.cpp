@@ -1,6 +1,7 @@
 #include "sql/planner.hpp"
 
 #include <algorithm>
+#include <future>
 #include <map>
 #include <set>
 #include <utility>
@@ -188,13 +189,16 @@ struct planner::state {
                   [](duckdb_init_info info) { duckdb_init_set_error(info, "DuckDB only plans queries of this table"); },
                   [](duckdb_function_info, duckdb_data_chunk) {}, true});
     inside.add_to(database);
-    std::set<std::string> volatile_functions;
-    duckdb::result names = other.query("SELECT DISTINCT function_name FROM duckdb_functions() WHERE stability = "
-                                       "'VOLATILE' AND function_type = 'scalar'");
-    while (const auto chunk = names.next())
-      for (uint64_t row = 0; row < chunk->rows(); ++row)
-        volatile_functions.emplace(chunk->column(0).text(row));
-    expressions.emplace(std::move(volatile_functions), [this](const logical::expression &e) { return value_of(e); });
+    // It takes as long as opening the database, and few queries ask.
+    volatile_functions = std::async(std::launch::async, [connected = other.another()]() mutable {
+      std::set<std::string> out;
+      duckdb::result names = connected.query("SELECT DISTINCT function_name FROM duckdb_functions() WHERE stability = "
+                                             "'VOLATILE' AND function_type = 'scalar'");
+      while (const auto chunk = names.next())
+        for (uint64_t row = 0; row < chunk->rows(); ++row)
+          out.emplace(chunk->column(0).text(row));
+      return out;
+    });
   }
 
   duckdb_logical_type type_named(const std::string &name);
@@ -213,7 +217,10 @@ struct planner::state {
   uint64_t most_rows = 0;                            // of the tables with statistics
   described_tables described;                        // by the names in the views
   std::set<std::string> views;                       // in lower case
-  std::optional<expression_reader> expressions;
+  std::shared_future<std::set<std::string>> volatile_functions;
+  const expression_reader expressions{
+      [this](const std::string &name) { return volatile_functions.get().contains(name); },
+      [this](const logical::expression &e) { return value_of(e); }};
 };
 
 duckdb_logical_type planner::state::type_named(const std::string &name) {
@@ -315,7 +322,7 @@ logical::query planner::state::plan(const std::string &query) {
   if (plan.value("error", false))
     throw error(fmt::format("not executed: {}", plan.value("error_message", "DuckDB gives no plan")));
   try {
-    out.root = plan_reader(*expressions).read(plan.at("plans").at(0));
+    out.root = plan_reader(expressions).read(plan.at("plans").at(0));
   } catch (const missing_part &part) {
     throw error(message_of(part, query));
   } catch (const json::exception &e) {

@@ -1,5 +1,6 @@
 // AND, OR, NOT, IS NULL, IN and CASE.
 #include <algorithm>
+#include <cstring>
 #include <string>
 
 #include "store/evaluate/node.hpp"
@@ -95,6 +96,42 @@ public:
 
 private:
   bool inverted_;
+};
+
+// A text of up to 7 bytes as a number that no other text has.
+constexpr size_t longest_packed = 7;
+int64_t packed(std::string_view text) {
+  const auto word = [&](auto type, size_t at) {
+    std::memcpy(&type, text.data() + at, sizeof type);
+    return uint64_t{type};
+  };
+  const size_t size = text.size();
+  uint64_t out = size == 1 ? word(uint8_t{}, 0) : 0;
+  if (size > longest_packed)
+    return -1;
+  if (size >= sizeof(uint32_t))
+    out = word(uint32_t{}, 0) | word(uint32_t{}, size - sizeof(uint32_t)) << (8 * (size - sizeof(uint32_t)));
+  else if (size >= sizeof(uint16_t))
+    out = word(uint16_t{}, 0) | word(uint16_t{}, size - sizeof(uint16_t)) << (8 * (size - sizeof(uint16_t)));
+  return static_cast<int64_t>(out | uint64_t{size} << (8 * longest_packed));
+}
+
+// Texts as such numbers, or -1.
+class packing_node final : public row_node {
+public:
+  explicit packing_node(node_ptr texts) : row_node({std::move(texts)}) {
+    result_ = child(0).result();
+    result_.form = representation::int64;
+    result_.entries = nullptr;
+  }
+
+  vector run(evaluation &chunk) const override {
+    const vector in = values_of(child(0), representation::text, chunk);
+    const std::span<int64_t> out = chunk.memory().take<int64_t>(in.rows);
+    for (size_t row = 0; row < out.size(); ++row)
+      out[row] = packed(in.texts()[row]);
+    return vector(out, in.validity);
+  }
 };
 
 // A value among constants of its type.
@@ -243,20 +280,35 @@ private:
   }
 };
 
-template <class T>
-node_ptr set_of(const std::vector<node_ptr> &children, bool inverted) {
-  std::vector<T> members;
+node_ptr set_of_numbers(const std::vector<node_ptr> &children, bool inverted) {
+  std::vector<int64_t> members;
   bool has_null = false;
   for (size_t i = 1; i < children.size(); ++i) {
     const scalar &value = *children[i]->constant();
-    if (is_null(value))
-      has_null = true;
-    else if constexpr (std::is_same_v<T, std::string>)
-      members.push_back(std::get<std::string>(value));
-    else if (fits_int64(std::get<__int128>(value)))
+    has_null = has_null || is_null(value);
+    if (!is_null(value) && fits_int64(std::get<__int128>(value)))
       members.push_back(static_cast<int64_t>(std::get<__int128>(value)));
   }
-  return std::make_shared<set_node<T>>(children[0], std::move(members), inverted, has_null);
+  return std::make_shared<set_node<int64_t>>(children[0], std::move(members), inverted, has_null);
+}
+
+node_ptr set_of_texts(const std::vector<node_ptr> &children, bool inverted) {
+  std::vector<std::string> members;
+  std::vector<int64_t> packed_members;
+  bool has_null = false;
+  for (size_t i = 1; i < children.size(); ++i) {
+    const scalar &value = *children[i]->constant();
+    has_null = has_null || is_null(value);
+    if (is_null(value))
+      continue;
+    members.push_back(std::get<std::string>(value));
+    if (members.back().size() <= longest_packed)
+      packed_members.push_back(packed(members.back()));
+  }
+  if (packed_members.size() == members.size())
+    return std::make_shared<set_node<int64_t>>(std::make_shared<packing_node>(children[0]), std::move(packed_members),
+                                               inverted, has_null);
+  return std::make_shared<set_node<std::string>>(children[0], std::move(members), inverted, has_null);
 }
 
 // Texts that are all constants become codes of a dictionary.
@@ -303,9 +355,9 @@ node_ptr make_in(std::vector<node_ptr> children, bool inverted, double estimated
   const bool constants =
       std::all_of(children.begin() + 1, children.end(), [](const node_ptr &n) { return n->constant() != nullptr; });
   if (constants && decoded_form(children[0]->result()) == representation::int64)
-    return set_of<int64_t>(children, inverted);
+    return set_of_numbers(children, inverted);
   if (constants && decoded_form(children[0]->result()) == representation::text)
-    return set_of<std::string>(children, inverted);
+    return set_of_texts(children, inverted);
   std::vector<node_ptr> equals;
   for (size_t i = 1; i < children.size(); ++i)
     equals.push_back(make_comparison(operation::equal, children[0], children[i], estimated_rows));

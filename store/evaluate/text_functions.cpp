@@ -11,6 +11,40 @@ namespace {
 
 using logical::scalar;
 
+// A text that is looked for in others, by the byte of it that is rarest in ordinary texts.
+class needle {
+public:
+  explicit needle(std::string_view text) : text_(text) {
+    const auto rarity = [](char byte) { return std::string_view(" etaoinsrhldcumfpgwybvkxjqz").find(byte); };
+    for (size_t i = 1; i < text_.size(); ++i)
+      if (rarity(text_[i]) > rarity(text_[rare_]))
+        rare_ = i;
+  }
+
+  size_t size() const { return text_.size(); }
+  std::string_view text() const { return text_; }
+
+  // Where it begins; npos where it is not.
+  size_t find_in(std::string_view hay) const {
+    if (text_.empty())
+      return 0;
+    for (size_t first = 0; hay.size() - first >= text_.size(); ++first) {
+      const size_t places = hay.size() - first - text_.size() + 1;
+      const void *found = std::memchr(hay.data() + first + rare_, text_[rare_], places);
+      if (found == nullptr)
+        break;
+      first = static_cast<size_t>(static_cast<const char *>(found) - hay.data()) - rare_;
+      if (std::memcmp(hay.data() + first, text_.data(), text_.size()) == 0)
+        return first;
+    }
+    return std::string_view::npos;
+  }
+
+private:
+  std::string text_;
+  size_t rare_ = 0;
+};
+
 // LIKE with %, and without _ and escapes: parts that follow each other, the first one at the start and the last one at
 // the end.
 class like_pattern {
@@ -28,38 +62,33 @@ public:
       begin = end + 1;
     }
   }
-  static like_pattern prefix(std::string_view text) { return like_pattern({std::string(text), ""}); }
-  static like_pattern suffix(std::string_view text) { return like_pattern({"", std::string(text)}); }
-  static like_pattern contains(std::string_view text) { return like_pattern({"", std::string(text), ""}); }
+  static like_pattern prefix(std::string_view text) { return like_pattern({needle(text), needle("")}); }
+  static like_pattern suffix(std::string_view text) { return like_pattern({needle(""), needle(text)}); }
+  static like_pattern contains(std::string_view text) { return like_pattern({needle(""), needle(text), needle("")}); }
 
   bool matches(std::string_view text) const {
-    const std::string &first = parts_.front();
+    const needle &first = parts_.front();
+    const needle &last = parts_.back();
     if (parts_.size() == 1)
-      return text == first;
-    const std::string &last = parts_.back();
-    if (text.size() < first.size() + last.size() || !text.starts_with(first) || !text.ends_with(last))
+      return text == first.text();
+    if (text.size() < first.size() + last.size() || !text.starts_with(first.text()) || !text.ends_with(last.text()))
       return false;
     text.remove_prefix(first.size());
     text.remove_suffix(last.size());
     for (size_t part = 1; part + 1 < parts_.size(); ++part) {
-      const std::string &wanted = parts_[part];
-      if (wanted.empty())
-        continue;
-      if (text.size() < wanted.size())
+      const size_t found = parts_[part].find_in(text);
+      if (found == text.npos)
         return false;
-      const void *found = memmem(text.data(), text.size(), wanted.data(), wanted.size());
-      if (found == nullptr)
-        return false;
-      text.remove_prefix(static_cast<size_t>(static_cast<const char *>(found) - text.data()) + wanted.size());
+      text.remove_prefix(found + parts_[part].size());
     }
     return true;
   }
 
 private:
   like_pattern() = default;
-  explicit like_pattern(std::vector<std::string> parts) : parts_(std::move(parts)) {}
+  explicit like_pattern(std::vector<needle> parts) : parts_(std::move(parts)) {}
 
-  std::vector<std::string> parts_;
+  std::vector<needle> parts_;
 };
 
 class match_node final : public row_node {

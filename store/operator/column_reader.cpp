@@ -43,15 +43,6 @@ bool has_both_zeros(const dictionary &entries, const column_type &type) {
   return low < end && low > entries.first_code() && is(low, 0.0) && is(low - 1, -0.0);
 }
 
-// The number of an ordinal of a column without reals or texts.
-__int128 number_of_ordinal(const column &of, uint64_t ordinal) {
-  const cell value = of.value_of(ordinal);
-  if (const auto *wide = std::get_if<wide_key>(&value))
-    return number_of(*wide);
-  const int64_t key = std::get<int64_t>(value);
-  return of.type.kind == value_kind::natural ? static_cast<__int128>(natural_of_key(key)) : key;
-}
-
 bool ascends(std::span<const uint32_t> positions) {
   uint32_t falls = 0;
   for (size_t i = 1; i < positions.size(); ++i)
@@ -84,6 +75,14 @@ const uint64_t *validity_of(std::span<const uint32_t> codes, arena &memory) {
 }
 
 } // namespace
+
+__int128 number_of_ordinal(const column &of, uint64_t ordinal) {
+  const cell value = of.value_of(ordinal);
+  if (const auto *wide = std::get_if<wide_key>(&value))
+    return number_of(*wide);
+  const int64_t key = std::get<int64_t>(value);
+  return of.type.kind == value_kind::natural ? static_cast<__int128>(natural_of_key(key)) : key;
+}
 
 layout layout_of(table &of, size_t index) {
   const column &stored = of.at(index);
@@ -269,8 +268,8 @@ vector column_reader::with_ordinals(const Take &take) const {
     const uint32_t bits = length_code_bits(of_.width);
     const uint32_t per_byte = 8 / bits;
     const uint8_t *const consumed = bytes_of_lengths(of_.width);
-    return take([=, this](uint32_t position) {
-      const uint32_t before = position % per_byte;
+    return take([=, this](size_t position) {
+      const auto before = static_cast<uint32_t>(position % per_byte);
       const uint8_t lengths = rows_->lens[position / per_byte];
       const uint32_t shift = (per_byte - 1 - before) * bits;
       // Code 0 stands for the length 1, so rows that are masked out count one byte each.
@@ -284,7 +283,7 @@ vector column_reader::with_ordinals(const Take &take) const {
   const uint8_t *const from = of_.form == encoding::prefix ? values_.data() : stream_;
   const auto with_bytes = [&]<size_t Bytes>(std::integral_constant<size_t, Bytes>) {
     return take(
-        [from](uint32_t position) { return big_endian_at(from + size_t{position} * Bytes) >> (64 - 8 * Bytes); });
+        [from](size_t position) { return big_endian_at(from + position * Bytes) >> (64 - 8 * Bytes); });
   };
   switch (of_.width / 8) {
   case 1:
@@ -311,8 +310,12 @@ vector column_reader::numbers(std::span<const uint32_t> positions, arena &memory
   const auto read = [&]<class T>(T, const auto &value_of) {
     const std::span<T> out = memory.take<T>(positions.size());
     return with_ordinals([&](const auto &ordinal_at) {
-      for (size_t i = 0; i < out.size(); ++i)
-        out[i] = value_of(ordinal_at(positions[i]));
+      if (!positions.empty() && is_range(positions))
+        for (size_t i = 0; i < out.size(); ++i)
+          out[i] = value_of(ordinal_at(positions.front() + i));
+      else
+        for (size_t i = 0; i < out.size(); ++i)
+          out[i] = value_of(ordinal_at(positions[i]));
       return vector(out);
     });
   };

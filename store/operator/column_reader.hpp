@@ -22,6 +22,8 @@ namespace store::exec {
 layout layout_of(table &of, size_t column);
 // The same for the rows whose ordinals are in a set; null for all ordinals.
 void narrow(layout &as, const column &of, const ordinal_ranges *accepted);
+// The number that an ordinal stands for, of a column without reals or texts.
+__int128 number_of_ordinal(const column &of, uint64_t ordinal);
 
 // The value stream of a batch as it was before compression.  Threads may ask for one stream at once.  The memory is
 // kept where the library keeps it.  Throws store::error when the stream cannot be decompressed.

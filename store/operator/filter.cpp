@@ -54,7 +54,7 @@ public:
   size_t morsels() const override { return rows_->morsels(); }
 
 private:
-  void prepare(const query_run &run) override { rows_->open(run); }
+  void prepare(const query_run &run) override { rows_->open(run, filters()); }
   std::unique_ptr<stream> made_stream(const query_run &run, arena &memory) override {
     return std::make_unique<filter_stream>(rows_->begin(run, memory), conditions_, counted(run));
   }

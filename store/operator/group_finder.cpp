@@ -131,12 +131,46 @@ public:
   explicit direct_table(size_t keys) : numbers_(keys) {}
 
   size_t find(std::span<const uint32_t> keys, std::span<uint32_t> numbers, std::span<uint32_t> new_rows) {
+    const size_t added =
+        has_many_new_ ? find_with<true>(keys, numbers, new_rows) : find_with<false>(keys, numbers, new_rows);
+    has_many_new_ = added * 32 > keys.size();
+    return added;
+  }
+
+  // The same for few keys, without the numbers of rows.
+  found_groups find_runs(std::span<const uint32_t> keys, arena &memory) {
+    const sorted_runs sorted = sort_by_key(keys, numbers_.size(), memory);
+    const std::span<uint32_t> new_rows = memory.take<uint32_t>(numbers_.size());
+    size_t added = 0;
+    for (size_t r = 0; r < sorted.runs.size(); ++r) // the first row of a key is in its first run
+      if (numbers_[sorted.runs[r].group] == 0 && (r == 0 || sorted.runs[r - 1].group != sorted.runs[r].group))
+        new_rows[added++] = sorted.order[sorted.runs[r].first];
+    std::sort(new_rows.begin(), new_rows.begin() + static_cast<ptrdiff_t>(added));
+    for (const uint32_t row : new_rows.first(added))
+      numbers_[keys[row]] = ++keys_;
+    for (group_run &run : sorted.runs)
+      run.group = numbers_[run.group] - 1;
+    return {{static_cast<uint32_t>(keys.size()), {}, sorted.runs, sorted.order}, new_rows.first(added)};
+  }
+  bool has_runs(size_t rows) const { return numbers_.size() <= most_sorted_keys && rows >= 8 * numbers_.size(); }
+
+private:
+  // With many new keys a branch on them is mostly mispredicted.
+  template <bool many_new>
+  size_t find_with(std::span<const uint32_t> keys, std::span<uint32_t> numbers, std::span<uint32_t> new_rows) {
     size_t added = 0;
     uint32_t *const table = numbers_.begin();
     for (size_t row = 0; row < keys.size(); ++row) {
-      uint32_t &number = table[keys[row]];
-      if (number == 0) {
-        number = ++keys_;
+      uint32_t &place = table[keys[row]];
+      uint32_t number = place;
+      if constexpr (many_new) {
+        new_rows[added] = static_cast<uint32_t>(row);
+        added += number == 0 ? 1 : 0;
+        keys_ += number == 0 ? 1 : 0;
+        number = number == 0 ? keys_ : number;
+        place = number;
+      } else if (number == 0) {
+        number = place = ++keys_;
         new_rows[added++] = static_cast<uint32_t>(row);
       }
       numbers[row] = number - 1;
@@ -144,9 +178,9 @@ public:
     return added;
   }
 
-private:
   zeroed_array<uint32_t> numbers_; // and one more, so that 0 is a key that was not there
   uint32_t keys_ = 0;
+  bool has_many_new_ = false; // among the last rows
 };
 
 constexpr double least_direct_keys = 1 << 16;
@@ -199,7 +233,8 @@ public:
     return names[table_.index()];
   }
 
-  found_groups find(std::span<const uint32_t> before, std::span<const vector> columns, uint32_t rows, arena &memory) {
+  found_groups find(std::span<const uint32_t> before, std::span<const vector> columns, uint32_t rows,
+                    bool needs_numbers, arena &memory) {
     return std::visit(
         [&]<class Table>(Table &table) {
           using key = typename key_of_table<Table>::type;
@@ -210,9 +245,13 @@ public:
             const vector &values = columns[parts_[p].column];
             pack(keys, parts_[p], numbered_[p] ? numbered_[p]->find(values, memory) : values, p == 0 && !follows_);
           }
+          if constexpr (std::is_same_v<Table, direct_table>)
+            if (!needs_numbers && table.has_runs(rows))
+              return table.find_runs(keys, memory);
           const std::span<uint32_t> numbers = memory.take<uint32_t>(rows);
-          const std::span<uint32_t> new_rows = memory.take<uint32_t>(rows);
-          return found_groups{numbers, new_rows.first(table.find(keys, numbers, new_rows))};
+          const std::span<uint32_t> new_rows = memory.take<uint32_t>(rows + 1);
+          const size_t added = table.find(keys, numbers, new_rows);
+          return found_groups{{rows, numbers, {}, {}}, new_rows.first(added)};
         },
         table_);
   }
@@ -233,11 +272,13 @@ group_finder::group_finder(std::span<const layout> columns, double rows) : group
 group_finder::~group_finder() = default;
 group_finder::group_finder(group_finder &&) noexcept = default;
 
-found_groups group_finder::find(std::span<const vector> columns, uint32_t rows, arena &memory) {
-  found_groups found;
+found_groups group_finder::find(std::span<const vector> columns, uint32_t rows, bool needs_numbers, arena &memory) {
+  found_groups found{{rows, {}, {}, {}}, {}};
   for (const std::unique_ptr<step> &s : steps_)
-    found = s->find(found.numbers, columns, rows, memory);
+    found = s->find(found.rows.numbers, columns, rows, needs_numbers || s != steps_.back(), memory);
   groups_ += found.new_rows.size();
+  if (found.rows.runs.empty())
+    found.rows = with_runs(found.rows.numbers, rows, groups_, memory);
   return found;
 }
 

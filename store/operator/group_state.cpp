@@ -49,7 +49,12 @@ group_state::group_state(const aggregation &what, std::span<const size_t> keys, 
     accumulators_.push_back(make_accumulator(a.what, a.values, a.result));
     accumulators_.back()->grow(groups());
   }
+  for (const accumulator_of_input &a : what.accumulators())
+    if (a.what == accumulation::first || a.values.form == representation::text)
+      needs_numbers_ = true;
   for (const aggregate_input &input : what.inputs()) {
+    if (input.condition || input.is_distinct || (input.column && what.columns()[*input.column].has_nulls))
+      needs_numbers_ = true;
     distinct_.emplace_back();
     if (!input.is_distinct)
       continue;
@@ -68,15 +73,15 @@ group_state::group_state(const aggregation &what, std::span<const size_t> keys, 
   }
 }
 
-std::span<const uint32_t> group_state::numbers_of(std::span<const vector> keys, uint32_t rows, arena &memory) {
-  const found_groups found = finder_.find(keys, rows, memory);
+grouped_rows group_state::grouped(std::span<const vector> keys, uint32_t rows, bool needs_numbers, arena &memory) {
+  const found_groups found = finder_.find(keys, rows, needs_numbers, memory);
   if (!found.new_rows.empty()) {
     for (size_t k = 0; k < keys.size(); ++k)
       keys_[k].append(gathered(keys[k], found.new_rows, memory));
     for (const std::unique_ptr<accumulator> &a : accumulators_)
       a->grow(groups());
   }
-  return found.numbers;
+  return found.rows;
 }
 
 void group_state::add(chunk &rows, size_t morsel) {
@@ -85,12 +90,11 @@ void group_state::add(chunk &rows, size_t morsel) {
   std::vector<vector> keys;
   for (const size_t column : key_columns_)
     keys.push_back(rows.column(column));
-  const std::span<const uint32_t> numbers = numbers_of(keys, rows.rows(), memory);
+  const grouped_rows of_rows = grouped(keys, rows.rows(), needs_numbers_, memory);
   if (is_merged_ && groups() != groups_before && (segments_.empty() || segments_.back().morsel != morsel))
     segments_.push_back({morsel, groups_before});
-  const grouped_rows grouped = with_runs(numbers, rows.rows(), groups(), memory);
   for (size_t input = 0; input < distinct_.size(); ++input)
-    add_input(input, rows, grouped);
+    add_input(input, rows, of_rows);
 }
 
 void group_state::add_input(size_t index, chunk &rows, const grouped_rows &grouped) {
@@ -127,7 +131,7 @@ void group_state::add_values(size_t index, grouped_rows rows, vector values, are
       pair.emplace_back(groups_of_rows);
     }
     pair.push_back(values);
-    const std::span<const uint32_t> left = distinct_[index]->finder.find(pair, rows.rows, memory).new_rows;
+    const std::span<const uint32_t> left = distinct_[index]->finder.find(pair, rows.rows, true, memory).new_rows;
     for (size_t c = 0; c < distinct_[index]->pairs.size(); ++c)
       distinct_[index]->pairs[c].append(gathered(pair[c], left, memory));
     values = gathered(values, left, memory);
@@ -163,7 +167,7 @@ void group_state::merge(std::span<group_state *const> threads) {
       std::vector<vector> keys;
       for (size_t k = 0; k < keys_.size(); ++k)
         keys.push_back(gathered(threads[p.thread]->key(k), positions, memory));
-      const std::span<const uint32_t> found = numbers_of(keys, static_cast<uint32_t>(rows), memory);
+      const std::span<const uint32_t> found = grouped(keys, static_cast<uint32_t>(rows), true, memory).numbers;
       std::copy(found.begin(), found.end(), numbers[p.thread].begin() + static_cast<ptrdiff_t>(first));
       memory.rewind({});
     }

@@ -9,16 +9,27 @@
 
 namespace store::exec {
 
+// Rows of one group that are together in the order.
 struct group_run {
   uint32_t group;
+  uint32_t first;
   uint32_t rows;
 };
+
+// Runs of rows with one key after another, the rows of each key in their order.  A key may have several runs.
+struct sorted_runs {
+  std::span<group_run> runs;
+  std::span<const uint32_t> order;
+};
+inline constexpr size_t most_sorted_keys = 16;
+// Keys below `keys`, which are at most most_sorted_keys.
+sorted_runs sort_by_key(std::span<const uint32_t> of_rows, size_t keys, arena &memory);
 
 struct grouped_rows {
   uint32_t rows = 0;
   std::span<const uint32_t> numbers; // of the group of each row; empty where all rows are in group 0
-  // Where groups are few: the rows of one group after another, each group's in their order.  So the state of a group
-  // stays in a register, and does not go through memory from one row to the next.
+  // Where groups are few: runs of rows of one group, each group's in their order.  So the state of a group stays in a
+  // register, and does not go through memory from one row to the next.  With runs the numbers may be missing.
   std::span<const group_run> runs;
   std::span<const uint32_t> order; // empty where it is the order of the rows
 };
@@ -37,14 +48,14 @@ void fold_rows(const grouped_rows &rows, std::span<const T> values, State *state
       fold(states[rows.numbers[row]], values[row]);
     return;
   }
-  size_t at = 0;
   for (const group_run &run : rows.runs) {
     State state = states[run.group];
+    const size_t end = size_t{run.first} + run.rows;
     if (rows.order.empty())
-      for (const size_t end = at + run.rows; at < end; ++at)
+      for (size_t at = run.first; at < end; ++at)
         fold(state, values[at]);
     else
-      for (const size_t end = at + run.rows; at < end; ++at)
+      for (size_t at = run.first; at < end; ++at)
         fold(state, values[rows.order[at]]);
     states[run.group] = state;
   }

@@ -130,6 +130,8 @@ private:
 
   void prepare(const query_run &run) override;
   void build(const query_run &run);
+  std::vector<column_filter> filters_of(bool left) const;
+  void add_key_filters(std::vector<column_filter> &to, const query_run &run) const;
   void make_table(const query_run &run);
   void find_groups_of_codes(const query_run &run);
   void probe_all(const query_run &run);
@@ -140,6 +142,7 @@ private:
   column_mask needed_;
   join_parts parts_;
   double estimated_rows_ = 0;
+  std::vector<std::optional<size_t>> probed_key_columns_; // nothing for a key that is computed
   // Of the built rows: the columns of the built side, and operands of conditions that are not among these.
   std::vector<layout> built_layouts_;
   column_mask built_needed_;
@@ -180,9 +183,12 @@ void join::bind_conditions(std::vector<logical::join_condition> conditions,
       built_layouts_.push_back(computed_operands_.back()->result());
     }
   }
-  for (size_t k = 0; k < parts_.keys; ++k)
+  for (size_t k = 0; k < parts_.keys; ++k) {
+    const logical::expression &of_probed = parts_.builds_left ? conditions[k].right : conditions[k].left;
+    probed_key_columns_.push_back(of_probed.what == operation::column ? std::optional(of_probed.index) : std::nullopt);
     parts_.key_columns.emplace_back(built_layouts_[parts_.built_operands[k]], parts_.probed_operands[k]->result(),
                                     conditions[k].comparison == operation::not_distinct_from);
+  }
   bind_tests(conditions, residual, functions);
 }
 
@@ -329,13 +335,40 @@ void join::prepare(const query_run &run) {
   selected_.clear();
   if (is_empty())
     return;
-  probed().open(run);
+  std::vector<column_filter> of_probed = filters_of(!parts_.builds_left);
+  add_key_filters(of_probed, run);
+  probed().open(run, std::move(of_probed));
   if (parts_.marks_built())
     probe_all(run);
 }
 
+// The filters of the join that are filters of one side too: each row of the join has a row of this side.
+std::vector<column_filter> join::filters_of(bool left) const {
+  const bool misses_left = parts_.kind == join_kind::right || parts_.kind == join_kind::full;
+  const bool has_right = parts_.kind == join_kind::inner || parts_.kind == join_kind::right;
+  std::vector<column_filter> out;
+  if (left ? misses_left : !has_right)
+    return out;
+  for (const column_filter &f : filters())
+    if ((f.column < parts_.left_columns) == left)
+      out.push_back({left ? f.column : f.column - parts_.left_columns, f.keys});
+  return out;
+}
+
+// Rows of the probed side without a partner are not read, if nothing of them is given.
+void join::add_key_filters(std::vector<column_filter> &to, const query_run &run) const {
+  if (parts_.keeps_probed() || parts_.kind == join_kind::mark ||
+      (parts_.kind == join_kind::anti && !parts_.builds_left))
+    return;
+  for (size_t k = 0; k < parts_.keys; ++k)
+    if (probed_key_columns_[k])
+      if (auto keys = make_key_filter(parts_.key_columns[k], parts_.built->values(parts_.built_operands[k]),
+                                      probed().estimated_rows(), run.memory[0]))
+        to.push_back({*probed_key_columns_[k], std::move(keys)});
+}
+
 void join::build(const query_run &run) {
-  built().open(run);
+  built().open(run, filters_of(parts_.builds_left));
   const size_t threads = run.threads.threads();
   row_collector collector(built_layouts_, built_needed_, threads);
   std::vector<std::vector<std::unique_ptr<evaluator>>> operands(threads);
@@ -376,7 +409,7 @@ void join::make_table(const query_run &run) {
       parts_.tests.empty() && (((parts_.selects_left() || parts_.kind == join_kind::mark) && !parts_.builds_left) ||
                                parts_.kind == join_kind::single);
   parts_.table =
-      make_join_table(run.library, built_keys(parts_.packing, columns, parts_.built->rows()),
+      make_join_table(run.library, parts_.packing, columns, parts_.built->rows(),
                       is_first_enough ? group_rows::first : group_rows::all, probed().estimated_rows(), memory);
   parts_.rows_with_null.clear();
   if (parts_.kind == join_kind::mark)
@@ -400,9 +433,12 @@ void join::find_groups_of_codes(const query_run &run) {
   const std::unique_ptr<join_table::finder> finder = parts_.table->begin(run.library);
   arena &memory = run.memory[0];
   const auto append_groups = [&](const vector &keys) {
-    const std::span<const uint32_t> groups =
+    const join_table::matches found =
         finder->find(parts_.packing.of_probed(std::span(&keys, 1), keys.rows, memory), memory);
-    parts_.group_of_code.insert(parts_.group_of_code.end(), groups.begin(), groups.end());
+    const size_t before = parts_.group_of_code.size();
+    parts_.group_of_code.resize(before + keys.rows, no_row);
+    for (size_t i = 0; i < found.rows.size(); ++i)
+      parts_.group_of_code[before + found.rows[i]] = found.groups[i];
   };
   const arena::mark begun = memory.here();
   for (uint64_t first = 0; first < codes; first += chunk_rows) {

@@ -1,33 +1,19 @@
 // Tables of a join for keys that are numbers of a small range.
-#include <bit>
-
 #include <fmt/format.h>
 
 #include "store/operator/join_table.hpp"
+#include "store/operator/ranked_bitmap.hpp"
 
 namespace store::exec {
 
 namespace {
 
-// The words of keys, where NULL is a word that is not below the range.
-std::span<const uint64_t> usable_words(const key_batch &keys, arena &memory) {
-  const std::span<const uint64_t> words = keys.words[0];
-  if (keys.usable == nullptr)
-    return words;
-  const std::span<uint64_t> out = memory.take<uint64_t>(keys.rows);
-  for (size_t row = 0; row < keys.rows; ++row)
-    out[row] = words[row] | ((keys.usable[row / 64] >> (row % 64) & 1) - 1);
-  return out;
-}
-
 template <class Table>
 class direct_finder final : public join_table::finder {
 public:
   explicit direct_finder(const Table &of) : of_(of) {}
-  std::span<const uint32_t> find(const key_batch &keys, arena &memory) override {
-    const std::span<uint32_t> out = memory.take<uint32_t>(keys.rows);
-    of_.find(usable_words(keys, memory), out);
-    return out;
+  join_table::matches find(const key_batch &keys, arena &memory) override {
+    return of_.find(usable_words(keys, memory), memory);
   }
 
 private:
@@ -41,7 +27,7 @@ public:
       : range_(*keys.packing().range()), groups_(range_ + 1, no_row) {
     bool has_repetitions = false;
     keys.for_each(memory, [&](size_t first, const key_batch &some) {
-      const std::span<const uint64_t> words = usable_words(some, memory);
+      const usable_words words(some, memory);
       for (size_t row = 0; row < words.size(); ++row)
         if (words[row] < range_) {
           uint32_t &known = groups_[words[row]];
@@ -53,11 +39,20 @@ public:
       number_groups(keys, memory);
   }
 
-  void find(std::span<const uint64_t> words, std::span<uint32_t> out) const {
+  matches find(const usable_words &words, arena &memory) const {
+    const std::span<uint32_t> rows = memory.take<uint32_t>(words.size());
+    const std::span<uint32_t> found = memory.take<uint32_t>(words.size());
     const uint64_t range = range_;
     const uint32_t *groups = groups_.data();
-    for (size_t row = 0; row < words.size(); ++row)
-      out[row] = groups[words[row] < range ? words[row] : range];
+    size_t count = 0;
+    for (size_t row = 0; row < words.size(); ++row) {
+      const uint64_t word = words[row];
+      const uint32_t group = groups[word < range ? word : range];
+      rows[count] = static_cast<uint32_t>(row);
+      found[count] = group;
+      count += group != no_row ? 1 : 0;
+    }
+    return {rows.first(count), found.first(count)};
   }
 
   std::unique_ptr<finder> begin(const vorn_ctx &) const override {
@@ -72,10 +67,8 @@ private:
     for (uint32_t &group : groups_)
       if (group != no_row)
         group = groups++;
-    std::vector<uint32_t> group_of_row(keys.rows());
-    keys.for_each(memory, [&](size_t first, const key_batch &some) {
-      find(usable_words(some, memory), std::span(group_of_row).subspan(first, some.rows));
-    });
+    const auto group_of_row =
+        groups_of_rows(keys, memory, [&](const usable_words &words, arena &room) { return find(words, room); });
     list_rows(group_of_row, groups);
   }
 
@@ -83,90 +76,55 @@ private:
   std::vector<uint32_t> groups_;
 };
 
-// Groups are numbered in the order of their words.  An entry has the bits of 32 words and the number of groups before
-// them, so that a word is looked up in one place.
+// Groups are numbered in the order of their words.
 class bitmap_table final : public join_table {
 public:
-  bitmap_table(const built_keys &keys, group_rows asked, arena &memory)
-      : range_(*keys.packing().range()), entries_(range_ / 32 + 1) {
+  bitmap_table(const built_keys &keys, group_rows asked, arena &memory) : words_(*keys.packing().range()) {
     bool is_ordered = true; // row by row the words ascend
-    uint64_t last = 0;
-    uint32_t set = 0;
-    keys.for_each(memory, [&](size_t first, const key_batch &some) {
-      const std::span<const uint64_t> words = usable_words(some, memory);
+    uint64_t least = 0;     // that comes next then
+    keys.for_each(memory, [&](size_t, const key_batch &some) {
+      const usable_words words(some, memory);
       for (size_t row = 0; row < words.size(); ++row) {
         const uint64_t word = words[row];
-        is_ordered &= word < range_ && (word > last || first + row == 0);
-        last = word;
-        if (word < range_)
-          entries_[word / 32].bits |= uint32_t{1} << (word % 32);
+        is_ordered &= word >= least && word < words_.range();
+        least = word + 1;
+        if (word < words_.range())
+          words_.add(word);
       }
     });
-    for (entry &e : entries_) {
-      e.before = set;
-      set += ones(e.bits);
-    }
+    words_.finish();
     if (!is_ordered)
-      map_to_rows(keys, asked, set, memory);
+      map_to_rows(keys, asked, memory);
   }
 
-  void find(std::span<const uint64_t> words, std::span<uint32_t> out) const {
-    find_groups(words, out);
-    if (!row_of_group_.empty())
-      for (uint32_t &group : out)
-        group = row_of_group_[std::min<size_t>(group, row_of_group_.size() - 1)];
+  matches find(const usable_words &words, arena &memory) const {
+    const matches found = find_groups(words, memory);
+    if (row_of_group_.empty())
+      return found;
+    const std::span<uint32_t> rows = memory.take<uint32_t>(found.groups.size());
+    for (size_t i = 0; i < rows.size(); ++i)
+      rows[i] = row_of_group_[found.groups[i]];
+    return {found.rows, rows};
   }
 
   std::unique_ptr<finder> begin(const vorn_ctx &) const override {
     return std::make_unique<direct_finder<bitmap_table>>(*this);
   }
   uint64_t bytes() const override {
-    return join_table::bytes() + entries_.size() * sizeof(entry) + row_of_group_.size() * sizeof(uint32_t);
+    return join_table::bytes() + words_.bytes() + row_of_group_.size() * sizeof(uint32_t);
   }
-  std::string description() const override { return fmt::format("bitmap of {} keys", range_); }
+  std::string description() const override { return fmt::format("bitmap of {} keys", words_.range()); }
 
 private:
-  struct entry {
-    uint32_t bits = 0;
-    uint32_t before = 0;
-  };
-
-  void find_groups(std::span<const uint64_t> words, std::span<uint32_t> out) const {
-#ifdef __x86_64__
-    if (counts_bits)
-      find_groups_by_instruction(words, out);
-    else
-#endif
-      find_groups_anyhow(words, out);
+  matches find_groups(const usable_words &words, arena &memory) const {
+    const auto [rows, groups] = words_.find(words, memory);
+    return {rows, groups};
   }
 
-  [[gnu::always_inline]] void find_groups_anyhow(std::span<const uint64_t> words, std::span<uint32_t> out) const {
-    const entry *entries = entries_.data();
-    const uint64_t range = range_;
-    for (size_t row = 0; row < words.size(); ++row) {
-      const uint64_t word = words[row] < range ? words[row] : range;
-      const entry e = entries[word / 32];
-      const uint32_t group = e.before + ones(e.bits & ((uint32_t{1} << (word % 32)) - 1));
-      out[row] = group | ((e.bits >> (word % 32) & 1) - 1);
-    }
-  }
-  [[gnu::always_inline]] static uint32_t ones(uint32_t bits) { return static_cast<uint32_t>(std::popcount(bits)); }
-
-#ifdef __x86_64__
-  // Twice as fast.  The store is built for processors without the instruction too.
-  static inline const bool counts_bits = __builtin_cpu_supports("popcnt") != 0;
-  [[gnu::target("popcnt")]] void find_groups_by_instruction(std::span<const uint64_t> words,
-                                                            std::span<uint32_t> out) const {
-    find_groups_anyhow(words, out);
-  }
-#endif
-
-  void map_to_rows(const built_keys &keys, group_rows asked, uint32_t groups, arena &memory) {
-    std::vector<uint32_t> group_of_row(keys.rows());
-    keys.for_each(memory, [&](size_t first, const key_batch &some) {
-      find_groups(usable_words(some, memory), std::span(group_of_row).subspan(first, some.rows));
-    });
-    std::vector<uint32_t> first_rows(groups + 1, no_row);
+  void map_to_rows(const built_keys &keys, group_rows asked, arena &memory) {
+    const auto group_of_row =
+        groups_of_rows(keys, memory, [&](const usable_words &words, arena &room) { return find_groups(words, room); });
+    std::vector<uint32_t> first_rows(words_.size(), no_row);
     bool has_repetitions = false;
     for (size_t row = 0; row < group_of_row.size(); ++row)
       if (group_of_row[row] != no_row) {
@@ -175,14 +133,13 @@ private:
         known = std::min(known, static_cast<uint32_t>(row));
       }
     if (has_repetitions && asked == group_rows::all)
-      list_rows(group_of_row, groups);
+      list_rows(group_of_row, words_.size());
     else
       row_of_group_ = std::move(first_rows);
   }
 
-  uint64_t range_;
-  std::vector<entry> entries_;
-  std::vector<uint32_t> row_of_group_; // and after the last group no_row; empty where the groups are as they are given
+  ranked_bitmap words_;
+  std::vector<uint32_t> row_of_group_; // empty where the groups are the rows, or where they have several
 };
 
 } // namespace

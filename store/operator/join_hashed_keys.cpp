@@ -132,11 +132,12 @@ public:
   class hash_finder final : public finder {
   public:
     hash_finder(const hashed_keys &of, const vorn_ctx &library) : of_(of), library_(library) {}
-    std::span<const uint32_t> find(const key_batch &keys, arena &memory) override;
+    matches find(const key_batch &keys, arena &memory) override;
 
   private:
-    void confirm(const key_batch &sought, std::span<const uint32_t> rows,
-                 std::span<const hash_table::candidate> candidates, std::span<uint32_t> out) const;
+    // Calls with the position and the group of each key that is equal.
+    template <class Take>
+    void confirm(const key_batch &sought, std::span<const hash_table::candidate> candidates, const Take &take) const;
 
     const hashed_keys &of_;
     const vorn_ctx &library_;
@@ -225,9 +226,7 @@ private:
   bloom_map map_;
 };
 
-std::span<const uint32_t> hashed_keys::hash_finder::find(const key_batch &keys, arena &memory) {
-  const std::span<uint32_t> out = memory.take<uint32_t>(keys.rows);
-  std::fill(out.begin(), out.end(), no_row);
+join_table::matches hashed_keys::hash_finder::find(const key_batch &keys, arena &memory) {
   key_batch sought = keys;
   std::span<const uint32_t> rows; // that are sought; empty for all
   if (keys.usable != nullptr) {
@@ -235,37 +234,41 @@ std::span<const uint32_t> hashed_keys::hash_finder::find(const key_batch &keys, 
     sought = chosen(keys, rows, memory);
   }
   if (sought.rows == 0)
-    return out;
+    return {};
   std::span<const uint64_t> hashes = hash_values(library_, sought, memory);
   if (is_map_useful()) {
     const std::span<const uint32_t> passed = of_.map_.test(library_, hashes, memory);
     tested_ += hashes.size();
     passed_ += passed.size();
     if (passed.empty())
-      return out;
+      return {};
     hashes = gathered(hashes, passed, memory);
     sought = chosen(sought, passed, memory);
     rows = rows.empty() ? passed : gathered(rows, passed, memory);
   }
-  of_.table_.find(library_, hashes, memory,
-                  [&](std::span<const hash_table::candidate> candidates) { confirm(sought, rows, candidates, out); });
-  return out;
+  const std::span<uint32_t> found = memory.take<uint32_t>(sought.rows);
+  const std::span<uint32_t> groups = memory.take<uint32_t>(sought.rows);
+  size_t count = 0;
+  of_.table_.find(library_, hashes, memory, [&](std::span<const hash_table::candidate> candidates) {
+    confirm(sought, candidates, [&](uint64_t key, uint64_t group) {
+      found[count] = rows.empty() ? static_cast<uint32_t>(key) : rows[key];
+      groups[count++] = static_cast<uint32_t>(group);
+    });
+  });
+  return {found.first(count), groups.first(count)};
 }
 
-void hashed_keys::hash_finder::confirm(const key_batch &sought, std::span<const uint32_t> rows,
-                                       std::span<const hash_table::candidate> candidates,
-                                       std::span<uint32_t> out) const {
+template <class Take>
+void hashed_keys::hash_finder::confirm(const key_batch &sought, std::span<const hash_table::candidate> candidates,
+                                       const Take &take) const {
   const size_t words = sought.words.size();
   const size_t texts = sought.texts.size();
-  const auto set = [&](size_t key, uint64_t group) {
-    out[rows.empty() ? key : rows[key]] = static_cast<uint32_t>(group);
-  };
   if (words == 1 && texts == 0) {
     const uint64_t *keys = sought.words[0].data();
     for (const auto [key, entry] : candidates) {
       const uint64_t *record = &of_.records_[entry * 2];
       if (keys[key] == record[0])
-        set(key, record[1]);
+        take(key, record[1]);
     }
     return;
   }
@@ -277,7 +280,7 @@ void hashed_keys::hash_finder::confirm(const key_batch &sought, std::span<const 
     for (size_t t = 0; t < texts; ++t)
       is_equal = is_equal && sought.texts[t][key] == of_.record_texts_[entry * texts + t];
     if (is_equal)
-      set(key, record[words]);
+      take(key, record[words]);
   }
 }
 

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "store/chunk/kept_rows.hpp"
+#include "store/operator/key_filter.hpp"
 
 namespace store::exec {
 
@@ -29,6 +30,7 @@ public:
 
   representation compared() const { return compared_; }
   bool nulls_match() const { return nulls_match_; }
+  const layout &built() const { return built_; }
   const layout &probed() const { return probed_; }
 
 private:
@@ -44,6 +46,7 @@ private:
 struct key_batch {
   uint32_t rows = 0;
   std::span<std::span<const uint64_t>> words;
+  uint64_t first = 0; // what the words count from, where a key is one word
   std::span<std::span<const std::string_view>> texts;
   // A bit for each row, which is 0 where a NULL keeps the key from being equal to any; null where all bits are 1.
   const uint64_t *usable = nullptr;
@@ -51,11 +54,35 @@ struct key_batch {
   bool is_usable(size_t row) const { return usable == nullptr || (usable[row / 64] >> (row % 64) & 1) != 0; }
 };
 
+// The values of a key's column on the built side, as a filter of this column on the probed side.  Null where most rows
+// would pass it, or where it would be large for so many rows.
+std::shared_ptr<const key_filter> make_key_filter(const key_column &of, const vector &built, double probed_rows,
+                                                  arena &memory);
+
+// Words of keys, counted from 0.  A NULL that equals nothing is a word that is not below any range.
+class usable_words {
+public:
+  usable_words(const key_batch &keys, arena &memory);
+
+  size_t size() const { return words_.size(); }
+  uint64_t operator[](size_t row) const { return words_[row] - first_; }
+
+private:
+  std::span<const uint64_t> words_; // the first ones of the keys
+  uint64_t first_;
+};
+
 class key_packing {
 public:
   key_packing() = default;
   // `built` gives all values of each column of the built side, in the representation of its layout.
   key_packing(std::span<const key_column> columns, std::span<const vector> built, arena &memory);
+
+  // Packs the column of numbers with the widest range, of those up to `most_words`, into the first word, alone. Returns
+  // false where there is none, or no other column.
+  bool separate(uint64_t most_words);
+  // Takes that back.
+  void unite() { pack(std::nullopt); }
 
   // The values of the key's columns, in the representation of the side's layouts.
   key_batch of_built(std::span<const vector> values, uint32_t rows, arena &memory) const;
@@ -68,8 +95,8 @@ public:
   std::optional<uint64_t> range() const {
     return ranges_.size() == 1 && texts_.empty() && ranges_[0] <= most_range ? std::optional(ranges_[0]) : std::nullopt;
   }
-  // The number of the built side that the word 0 stands for, where the key is one column of numbers.
-  std::optional<int64_t> first_number() const;
+  // The same of the first word, where it is a column alone.
+  uint64_t first_range() const { return ranges_[0]; }
 
 private:
   // The words of packed columns are below the product of their ranges.  A value outside adds most_range to the word, so
@@ -88,13 +115,29 @@ private:
     bool null_is_value; // span + 1
   };
 
-  void add_field(size_t column, part of, __int128 low, unsigned __int128 range, bool null_is_value);
-  void add_number_column(size_t column, __int128 low, __int128 high, bool null_is_value);
+  struct bounds {
+    __int128 low;
+    __int128 high;
+    // What the word needs, or 0 where a whole word is too small.
+    uint64_t range(bool null_is_value) const;
+  };
+  void measure(size_t column, const vector &built, arena &memory);
+  // Packs all columns, one of them alone in the first word.
+  void pack(std::optional<size_t> alone);
+  void pack_column(size_t column);
+  void add_field(size_t column, part of, __int128 low, uint64_t range, bool null_is_value);
+  // A key of one number of 64 bits is its own word.
+  bool is_number() const {
+    return fields_.size() == 1 && texts_.empty() && fields_[0].of == part::number && !fields_[0].null_is_value &&
+           columns_[0].compared() == representation::int64;
+  }
   key_batch packed(std::span<const vector> compared, uint32_t rows, arena &memory) const;
   void add_to_word(const field &of, const vector &values, std::span<uint64_t> word) const;
 
   std::span<const key_column> columns_;
   std::vector<bool> null_is_value_; // of the columns
+  std::vector<bounds> bounds_;      // of the columns of numbers
+  size_t first_open_word_ = 0;      // that may have several columns
   std::vector<field> fields_;
   std::vector<uint64_t> ranges_; // of the words; whole_word for any number
   std::vector<size_t> texts_;    // columns

@@ -38,7 +38,7 @@ void join_prober::probe(chunk &rows, const chunk_taker &take) {
   memory_ = &rows.memory();
   for (size_t k = 0; k < operands_.size(); ++k)
     values_[k] = operands_[k]->run(rows);
-  groups_ = find_groups();
+  matches_ = find_matches();
   extended_ = rows;
   for (size_t k = of_.first_shown_operand; k < operands_.size(); ++k)
     extended_->add_column(values_[k]);
@@ -51,17 +51,21 @@ void join_prober::probe(chunk &rows, const chunk_taker &take) {
       give_candidates(probed, built, take);
   };
   matched_ = {};
-  if (has_tests && (is_first_partner_enough_ || of_.keeps_probed())) {
+  if (is_first_partner_enough_ || of_.keeps_probed()) {
     matched_ = memory_->take<uint8_t>(rows.rows());
     std::fill(matched_.begin(), matched_.end(), 0);
+    if (!has_tests)
+      for (const uint32_t row : matches_.rows)
+        matched_[row] = 1;
   }
   const bool is_selection = of_.selects_left() || of_.kind == join_kind::mark;
   if (has_tests || !is_selection)
-    for_each_candidate(groups_, of_.keeps_probed() && !has_tests, take_candidates);
+    for_each_candidate(of_.keeps_probed() && !has_tests, take_candidates);
   if (of_.kind == join_kind::mark)
     give_marked(take);
   else if (of_.selects_left() && !of_.builds_left)
-    give_selected(rows_by_partner(of_.kind == join_kind::semi), take);
+    give_selected(
+        has_tests || of_.kind == join_kind::anti ? rows_by_partner(of_.kind == join_kind::semi) : matches_.rows, take);
   else if (of_.selects_left() && !has_tests)
     mark_groups();
   else if (of_.keeps_probed() && has_tests)
@@ -72,48 +76,56 @@ void join_prober::probe(chunk &rows, const chunk_taker &take) {
     }
 }
 
-std::span<const uint32_t> join_prober::find_groups() {
+join_table::matches join_prober::find_matches() {
   const std::span<const vector> keys = std::span(values_).first(of_.keys);
   if (of_.group_of_code.empty())
     return finder_->find(of_.packing.of_probed(keys, rows_->rows(), *memory_), *memory_);
-  const std::span<uint32_t> out = memory_->take<uint32_t>(rows_->rows());
+  const std::span<uint32_t> rows = memory_->take<uint32_t>(rows_->rows());
+  const std::span<uint32_t> groups = memory_->take<uint32_t>(rows_->rows());
+  size_t count = 0;
+  const auto add = [&](size_t row, uint32_t group) {
+    rows[count] = static_cast<uint32_t>(row);
+    groups[count] = group;
+    count += group != no_row ? 1 : 0;
+  };
   const std::span<const uint32_t> codes = keys[0].codes();
-  for (size_t row = 0; row < out.size(); ++row)
-    out[row] = of_.group_of_code[codes[row]];
-  if (keys[0].validity != nullptr)
-    for (size_t row = 0; row < out.size(); ++row)
-      out[row] = keys[0].is_null(row) ? of_.group_of_null : out[row];
-  return out;
+  const uint32_t *group_of_code = of_.group_of_code.data();
+  if (keys[0].validity == nullptr)
+    for (size_t row = 0; row < rows.size(); ++row)
+      add(row, group_of_code[codes[row]]);
+  else
+    for (size_t row = 0; row < rows.size(); ++row)
+      add(row, keys[0].is_null(row) ? of_.group_of_null : group_of_code[codes[row]]);
+  return {rows.first(count), groups.first(count)};
 }
 
 template <class Take>
-void join_prober::for_each_candidate(std::span<const uint32_t> groups, bool with_missing, const Take &take) {
-  const auto rows = static_cast<uint32_t>(groups.size());
-  const size_t room = std::max<size_t>(rows, chunk_rows);
-  const std::span<uint32_t> probed = memory_->take<uint32_t>(room);
-  const std::span<uint32_t> built = memory_->take<uint32_t>(room);
-  size_t count = 0;
-  if (of_.table->groups_are_rows()) {
-    for (uint32_t row = 0; row < rows; ++row) {
-      probed[count] = row;
-      built[count] = groups[row];
-      count += with_missing || groups[row] != no_row ? 1 : 0;
-    }
-    if (count != 0)
-      take(probed.first(count == rows && of_.tests.empty() ? 0 : count), built.first(count));
+void join_prober::for_each_candidate(bool with_missing, const Take &take) {
+  const uint32_t rows = rows_->rows();
+  if (of_.table->groups_are_rows() && !with_missing) {
+    if (!matches_.rows.empty())
+      take(matches_.rows.size() == rows && of_.tests.empty() ? std::span<const uint32_t>() : matches_.rows,
+           matches_.groups);
     return;
   }
+  if (of_.table->groups_are_rows()) {
+    const std::span<uint32_t> built = memory_->take<uint32_t>(rows);
+    std::fill(built.begin(), built.end(), no_row);
+    for (size_t i = 0; i < matches_.rows.size(); ++i)
+      built[matches_.rows[i]] = matches_.groups[i];
+    take(std::span<const uint32_t>(), built);
+    return;
+  }
+  const std::span<uint32_t> probed = memory_->take<uint32_t>(chunk_rows);
+  const std::span<uint32_t> built = memory_->take<uint32_t>(chunk_rows);
+  size_t count = 0;
   const auto flush = [&] {
     const arena::mark begun = memory_->here();
     take(probed.first(count), built.first(count));
     memory_->rewind(begun);
     count = 0;
   };
-  for (uint32_t row = 0; row < rows; ++row) {
-    if (groups[row] == no_row && !with_missing)
-      continue;
-    std::span<const uint32_t> partners =
-        groups[row] == no_row ? std::span(&no_row, 1) : of_.table->rows_of(groups[row]);
+  const auto add = [&](uint32_t row, std::span<const uint32_t> partners) {
     while (!partners.empty()) {
       const size_t some = std::min(partners.size(), chunk_rows - count);
       std::fill_n(probed.subspan(count).begin(), some, row);
@@ -122,10 +134,21 @@ void join_prober::for_each_candidate(std::span<const uint32_t> groups, bool with
       count += some;
       if (count == chunk_rows)
         flush();
-      if (is_first_partner_enough_ && !matched_.empty() && matched_[row] != 0)
+      if (is_first_partner_enough_ && matched_[row] != 0)
         break;
     }
+  };
+  uint32_t next = 0;
+  const auto add_missing = [&](uint32_t end) {
+    for (; with_missing && next < end; ++next)
+      add(next, std::span(&no_row, 1));
+  };
+  for (size_t i = 0; i < matches_.rows.size(); ++i) {
+    add_missing(matches_.rows[i]);
+    add(matches_.rows[i], of_.table->rows_of(matches_.groups[i]));
+    next = matches_.rows[i] + 1;
   }
+  add_missing(rows);
   if (count != 0)
     flush();
 }
@@ -213,7 +236,7 @@ std::span<const uint32_t> join_prober::rows_by_partner(bool with) {
   size_t count = 0;
   for (uint32_t row = 0; row < rows_->rows(); ++row) {
     out[count] = row;
-    count += has_partner(row) == with ? 1 : 0;
+    count += (matched_[row] != 0) == with ? 1 : 0;
   }
   return out.first(count);
 }
@@ -230,7 +253,7 @@ void join_prober::give_marked(const chunk_taker &take) {
   const size_t rows = rows_->rows();
   const std::span<int64_t> values = memory_->take<int64_t>(rows);
   for (size_t row = 0; row < rows; ++row)
-    values[row] = has_partner(row) ? 1 : 0;
+    values[row] = matched_[row];
   const std::span<uint64_t> validity = all_valid(*memory_, rows);
   if (of_.built->rows() != 0)
     set_unknown(validity);
@@ -249,7 +272,7 @@ bool join_prober::has_null_key(size_t row) const {
 // A row without a partner is NULL where a condition is neither true nor false for one of the built rows.
 void join_prober::set_unknown(std::span<uint64_t> validity) {
   for (uint32_t row = 0; row < rows_->rows(); ++row) {
-    if (has_partner(row))
+    if (matched_[row] != 0)
       continue;
     const bool has_null_operand = has_null_key(row);
     if (!of_.is_partner) {
@@ -278,8 +301,12 @@ void join_prober::set_unknown(std::span<uint64_t> validity) {
       memory_->rewind(begun);
     } else {
       is_null = is_unknown(of_.rows_with_null);
-      if (!is_null && groups_[row] != no_row)
-        is_null = is_unknown(of_.table->groups_are_rows() ? groups_.subspan(row, 1) : of_.table->rows_of(groups_[row]));
+      const auto found = std::lower_bound(matches_.rows.begin(), matches_.rows.end(), row);
+      if (!is_null && found != matches_.rows.end() && *found == row) {
+        const auto index = static_cast<size_t>(found - matches_.rows.begin());
+        is_null = is_unknown(of_.table->groups_are_rows() ? matches_.groups.subspan(index, 1)
+                                                          : of_.table->rows_of(matches_.groups[index]));
+      }
     }
     if (is_null)
       set_null(validity, row);
@@ -288,9 +315,7 @@ void join_prober::set_unknown(std::span<uint64_t> validity) {
 
 // The rows of a group have partners together.
 void join_prober::mark_groups() {
-  for (const uint32_t group : groups_) {
-    if (group == no_row)
-      continue;
+  for (const uint32_t group : matches_.groups) {
     if (of_.table->groups_are_rows())
       mark_built(group);
     else if (const std::span<const uint32_t> rows = of_.table->rows_of(group);

@@ -84,18 +84,17 @@ public:
   void probe(chunk &rows, const chunk_taker &take);
 
 private:
-  std::span<const uint32_t> find_groups();
+  join_table::matches find_matches();
   // Calls with the probed and the built rows of candidates, some thousand at a time.  No probed rows are all rows in
   // their order.
   template <class Take>
-  void for_each_candidate(std::span<const uint32_t> groups, bool with_missing, const Take &take);
+  void for_each_candidate(bool with_missing, const Take &take);
   void make_candidates(std::span<const uint32_t> probed, std::span<const uint32_t> built);
   void add_side(bool is_built, size_t source);
   void give_candidates(std::span<const uint32_t> probed, std::span<const uint32_t> built, const chunk_taker &take);
   void test_candidates(std::span<const uint32_t> probed, std::span<const uint32_t> built, const chunk_taker &take);
   void give_tested(const chunk_taker &take);
 
-  bool has_partner(size_t row) const { return matched_.empty() ? groups_[row] != no_row : matched_[row] != 0; }
   // The rows that have a partner, or that have none.
   std::span<const uint32_t> rows_by_partner(bool with);
   void give_selected(std::span<const uint32_t> rows, const chunk_taker &take);
@@ -116,8 +115,8 @@ private:
   chunk *rows_ = nullptr;
   arena *memory_ = nullptr;
   std::vector<vector> values_; // of operands
-  std::span<const uint32_t> groups_;
-  std::span<uint8_t> matched_;    // 1 for a row with a partner; empty where groups say it, or nobody asks
+  join_table::matches matches_;
+  std::span<uint8_t> matched_;    // 1 for a row with a partner; empty where nobody asks
   std::optional<chunk> extended_; // with the columns of operands
   std::optional<chunk> candidate_;
   std::optional<chunk> tested_;

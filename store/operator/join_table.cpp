@@ -17,22 +17,28 @@ void join_table::list_rows(std::span<const uint32_t> group_of_row, size_t groups
       rows_[next[group_of_row[row]]++] = static_cast<uint32_t>(row);
 }
 
-std::unique_ptr<const join_table> make_join_table(const vorn_ctx &library, const built_keys &keys, group_rows asked,
+std::unique_ptr<const join_table> make_join_table(const vorn_ctx &library, key_packing &packing,
+                                                  std::span<const vector> columns, size_t rows, group_rows asked,
                                                   double probed_rows, arena &memory) {
-  const std::optional<uint64_t> range = keys.packing().range();
-  if (!range)
-    return make_hash_join_table(library, keys, asked, memory);
-  constexpr uint64_t array_range = uint64_t{1} << 16; // 256 KB
-  if (*range <= std::max<uint64_t>(array_range, 2 * keys.rows()))
-    return make_array_table(keys, asked, memory);
+  const built_keys keys(packing, columns, rows);
   // A bitmap needs a quarter of a byte for each word of the range.  The hash table needs more than 32 bytes for a row.
-  // To look a row up in it costs as much more as the bitmap of 100 words.
+  // To look a row up in it costs as much more as the bitmap of some hundred words.
   constexpr uint64_t words_per_row = 128;
   constexpr double words_per_probe = 32;
   constexpr double most_for_probes = uint64_t{1} << 28; // 64 MB
-  if (static_cast<double>(*range) <= std::max(static_cast<double>(words_per_row * keys.rows()),
-                                              std::min(words_per_probe * probed_rows, most_for_probes)))
+  const uint64_t bitmap_range =
+      std::max(words_per_row * rows, static_cast<uint64_t>(std::min(words_per_probe * probed_rows, most_for_probes)));
+  constexpr uint64_t array_range = uint64_t{1} << 16; // 256 KB
+  const std::optional<uint64_t> range = packing.range();
+  if (range && *range <= std::max<uint64_t>(array_range, 2 * rows))
+    return make_array_table(keys, asked, memory);
+  if (range && *range <= bitmap_range)
     return make_bitmap_table(keys, asked, memory);
+  if (packing.separate(bitmap_range)) {
+    if (std::unique_ptr<const join_table> made = make_list_table(keys, asked, memory))
+      return made;
+    packing.unite();
+  }
   return make_hash_join_table(library, keys, asked, memory);
 }
 

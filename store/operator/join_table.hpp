@@ -18,12 +18,17 @@ class join_table {
 public:
   virtual ~join_table() = default;
 
+  // Keys that are found: their rows, ascending, and the groups.
+  struct matches {
+    std::span<const uint32_t> rows;
+    std::span<const uint32_t> groups;
+  };
   // What a thread needs to look keys up.
   class finder {
   public:
     virtual ~finder() = default;
-    // The group of each key, or no_row.  The memory is the arena's.
-    virtual std::span<const uint32_t> find(const key_batch &keys, arena &memory) = 0;
+    // The memory is the arena's.
+    virtual matches find(const key_batch &keys, arena &memory) = 0;
   };
   virtual std::unique_ptr<finder> begin(const vorn_ctx &library) const = 0;
 
@@ -74,20 +79,37 @@ private:
   size_t rows_;
 };
 
+// The group of each built row, or no_row.
+template <class Find>
+std::vector<uint32_t> groups_of_rows(const built_keys &keys, arena &memory, const Find &find) {
+  std::vector<uint32_t> out(keys.rows(), no_row);
+  keys.for_each(memory, [&](size_t first, const key_batch &some) {
+    const join_table::matches found = find(usable_words(some, memory), memory);
+    for (size_t i = 0; i < found.rows.size(); ++i)
+      out[first + found.rows[i]] = found.groups[i];
+  });
+  return out;
+}
+
 // What is asked of the rows of a group.
 enum class group_rows {
   all,
   first // it is enough to know one row, and the first one is given
 };
 
-// The table that is best for these keys when about so many rows are looked up.  The packing outlives the table.
-std::unique_ptr<const join_table> make_join_table(const vorn_ctx &library, const built_keys &keys, group_rows asked,
+// The table that is best for these keys when about so many rows are looked up.  It may pack the keys in another way.
+// The packing outlives the table.
+std::unique_ptr<const join_table> make_join_table(const vorn_ctx &library, key_packing &packing,
+                                                  std::span<const vector> columns, size_t rows, group_rows asked,
                                                   double probed_rows, arena &memory);
 
 // Keys of one word below a small range: the word is a position in an array.
 std::unique_ptr<const join_table> make_array_table(const built_keys &keys, group_rows asked, arena &memory);
 // Keys of one word below a range that is larger: a bit for each word, and the number of bits before it.
 std::unique_ptr<const join_table> make_bitmap_table(const built_keys &keys, group_rows asked, arena &memory);
+// Keys whose first word is a column alone: a bitmap of this column, and for each of its values a short list of keys.
+// Nothing where a list would be long.
+std::unique_ptr<const join_table> make_list_table(const built_keys &keys, group_rows asked, arena &memory);
 // All others: the library's hash table.
 std::unique_ptr<const join_table> make_hash_join_table(const vorn_ctx &library, const built_keys &keys,
                                                        group_rows asked, arena &memory);

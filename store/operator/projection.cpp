@@ -86,7 +86,13 @@ public:
   size_t morsels() const override { return rows_->morsels(); }
 
 private:
-  void prepare(const query_run &run) override { rows_->open(run); }
+  void prepare(const query_run &run) override {
+    std::vector<column_filter> below;
+    for (const column_filter &f : filters())
+      if (projected_[f.column].is_needed && !projected_[f.column].computed)
+        below.push_back({projected_[f.column].reference, f.keys});
+    rows_->open(run, std::move(below));
+  }
   std::unique_ptr<stream> made_stream(const query_run &run, arena &memory) override {
     return std::make_unique<projection_stream>(rows_->begin(run, memory), projected_, counted(run));
   }

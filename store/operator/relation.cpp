@@ -1,5 +1,7 @@
 #include "store/operator/relation.hpp"
 
+#include <utility>
+
 namespace store::exec {
 
 void stream::give_counted(size_t morsel, const chunk_taker &take) {
@@ -13,8 +15,9 @@ void stream::give_counted(size_t morsel, const chunk_taker &take) {
   });
 }
 
-void relation::open(const query_run &run) {
+void relation::open(const query_run &run, std::vector<column_filter> filters) {
   const metrics_timer timer(counted(run));
+  filters_ = std::move(filters);
   prepare(run);
 }
 

@@ -22,6 +22,7 @@
 #include <vector>
 
 #include "store/chunk/chunk.hpp"
+#include "store/operator/key_filter.hpp"
 #include "store/operator/metrics.hpp"
 #include "store/run/worker_pool.hpp"
 #include <vorn/vorn.h>
@@ -82,8 +83,9 @@ public:
   // What the operator does, in the words of EXPLAIN.
   virtual std::string description() const { return {}; }
 
-  // Called once.  A second run of a query opens its relations again.
-  void open(const query_run &run);
+  // Called once.  A second run of a query opens its relations again.  The operator above drops the rows that do not
+  // pass a filter, so the relation may leave them out.
+  void open(const query_run &run, std::vector<column_filter> filters = {});
   virtual size_t morsels() const = 0;
   // After `open`.  The arena is the thread's, and chunks lie in it.  The stream at the bottom, which has no child,
   // gives back the memory of a chunk before it makes the next one.
@@ -95,11 +97,16 @@ protected:
   virtual void prepare(const query_run &run) = 0;
   virtual std::unique_ptr<stream> made_stream(const query_run &run, arena &memory) = 0;
 
+  // What `open` was called with.
+  const std::vector<column_filter> &filters() const { return filters_; }
   // Of this operator, for the constructor of its stream.
   operator_metrics *counted(const query_run &run) { return run.explains ? &metrics_ : nullptr; }
 
   std::vector<layout> columns_;
   operator_metrics metrics_;
+
+private:
+  std::vector<column_filter> filters_;
 };
 
 // Runs all morsels of an opened relation on the threads.  `take` gets each chunk with the number of its thread, which

@@ -11,6 +11,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "store/evaluate/scalar_functions.hpp"
@@ -29,6 +30,10 @@ public:
   // or a dictionary with more than `most_codes` codes in a function, or it fails on a value.
   static std::optional<scan_condition> read(const logical::expression &e, table &of, std::span<const size_t> columns,
                                             scalar_functions &functions, double most_codes);
+  // The rows whose ordinals in a column are in a set.  The column has a dictionary.
+  static scan_condition among(const column &on, ordinal_ranges accepted) {
+    return scan_condition(ordinal_scan(on, std::move(accepted)));
+  }
   // All of some conditions, the cheapest and most selective first.
   static scan_condition all_of(std::vector<scan_condition> parts);
 

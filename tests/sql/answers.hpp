@@ -12,7 +12,7 @@
 
 namespace vorn_test {
 
-// Values are texts, which are equal exactly if the values are: except -0.0 and 0.0, which have different texts.
+// Values are texts, which are equal exactly if the values are.
 struct answer {
   std::vector<std::string> names;
   std::vector<std::string> types;

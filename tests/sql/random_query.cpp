@@ -60,18 +60,14 @@ public:
 private:
   // Expressions.
 
-  const random_column &any(const scope &in) { return noted(in.columns[random_.below(in.columns.size())]); }
-  const random_column &noted(const random_column &c) {
-    saw_both_zeros_ = saw_both_zeros_ || c.has_both_zeros;
-    return c;
-  }
+  const random_column &any(const scope &in) { return in.columns[random_.below(in.columns.size())]; }
   template <class Test>
   const random_column *one(const scope &in, const Test &test) {
     std::vector<const random_column *> fitting;
     for (const random_column &c : in.columns)
       if (test(c))
         fitting.push_back(&c);
-    return fitting.empty() ? nullptr : &noted(*random_.of(fitting));
+    return fitting.empty() ? nullptr : random_.of(fitting);
   }
   const random_column *one_of_family(const scope &in, family of) {
     return one(in, [&](const random_column &c) { return c.of == of; });
@@ -449,6 +445,7 @@ private:
     const std::string alias = fmt::format("x{}", aliases_++);
     for (random_column c : below.columns) {
       c.nulls = 0.5; // perhaps
+      c.is_any_zero = c.of == family::real;
       c.sql = alias + "." + c.sql;
       to.columns.push_back(std::move(c));
     }
@@ -526,24 +523,18 @@ private:
   };
 
   item expression_item(const scope &in, uint64_t depth) {
-    saw_both_zeros_ = false;
     const random_column like = in.columns[random_.below(in.columns.size())];
-    item out{random_.one_in(2) ? syntax(noted(like).sql) : value(in, like.of, depth), like};
+    item out{random_.one_in(2) ? syntax(like.sql) : value(in, like.of, depth), like};
     if (out.sql.text != like.sql || !out.sql.parts.empty()) {
       out.column.is_small = false;
       out.column.distinct = 1;
       out.column.key.clear();
       out.column.sum = summed::never;
-      out.column.has_both_zeros = saw_both_zeros_;
-      out.column.is_any_zero = like.of == family::real && saw_any_zero(in);
     }
-    out.is_rounded = out.column.is_any_zero;
     return out;
   }
-  bool saw_any_zero(const scope &in) const { return std::ranges::any_of(in.columns, &random_column::is_any_zero); }
 
   item aggregate(const scope &in, bool may_round) {
-    saw_both_zeros_ = false;
     item out;
     random_column &c = out.column;
     const std::string distinct = random_.one_in(6) ? "DISTINCT " : "";
@@ -578,13 +569,13 @@ private:
       out.sql = syntax{(is_average ? "avg(" : "sum(") + distinct, std::move(argument), ")"};
       c.of = is_average || of->of == family::real ? family::real : family::number;
       c.sum = summed::never;
+      c.is_any_zero = true;
       break;
     }
     default: {
       const random_column &of = any(in);
       c = of;
-      c.is_any_zero = of.has_both_zeros || of.is_any_zero;
-      out.is_rounded = c.is_any_zero;
+      c.is_any_zero = true;
       out.sql = syntax{random_.of({"min(", "max("}), of.sql, ")"};
     }
     }
@@ -622,10 +613,7 @@ private:
         items.push_back(expression_item(in, depth));
     else
       for (const family of : wanted) {
-        saw_both_zeros_ = false;
-        item next{value(in, of, 1), {.sql = "", .of = of}};
-        next.is_rounded = of == family::real && (saw_both_zeros_ || saw_any_zero(in));
-        items.push_back(std::move(next));
+        items.push_back({value(in, of, 1), {.sql = "", .of = of}});
       }
     if (is_top && !is_grouped && allows_subqueries_ && wanted.empty() && random_.one_in(8)) {
       inner rows = subquery_rows(in, 1);
@@ -641,10 +629,8 @@ private:
     for (size_t i = 0; i < items.size(); ++i) {
       item &next = items[i];
       const std::string name = fmt::format("r{}", i);
-      next.is_rounded = next.is_rounded || (is_distinct && next.column.has_both_zeros);
-      next.column.is_any_zero = next.column.is_any_zero || (is_distinct && next.column.has_both_zeros);
       shown.push_back(
-          syntax{std::move(next.sql), " AS " + name}.as(next.is_rounded ? role::rounded : role::none, name));
+          syntax{std::move(next.sql), " AS " + name}.as(is_top && next.is_rounded ? role::rounded : role::none, name));
       next.column.sql = name;
       out.columns.push_back(next.column);
     }
@@ -654,11 +640,11 @@ private:
     if (wanted.empty() && ((is_top && random_.one_in(2)) || (!is_top && is_limited)))
       for (uint64_t more = is_top ? 1 + random_.below(3) : items.size(); more > 0; --more) {
         const size_t by = is_top ? random_.below(items.size()) : more - 1;
-        if (items[by].is_rounded && !items[by].column.is_any_zero)
+        if (items[by].is_rounded)
           continue;
         const std::string name = fmt::format("r{}", by);
         keys.push_back(syntax{name, random_.of({"", " DESC"}), random_.of({"", "", " NULLS FIRST", " NULLS LAST"})}.as(
-            role::order_key, name));
+            is_top ? role::order_key : role::none, name));
       }
     syntax order;
     if (!keys.empty())
@@ -691,7 +677,6 @@ private:
     std::vector<syntax> groups;
     scope made; // groups and aggregates, which stand like columns
     for (uint64_t more = random_.below(4); more > 0; --more) {
-      saw_both_zeros_ = false;
       const random_column like = any(in);
       item next{syntax(like.sql), like};
       if (random_.one_in(3))
@@ -700,18 +685,16 @@ private:
           next.column.is_small = false;
           next.column.key.clear();
           next.column.sum = summed::never;
-          next.column.has_both_zeros = saw_both_zeros_;
         }
       next.column.sql = next.sql.sql();
-      next.column.is_any_zero = like.of == family::real && (next.column.has_both_zeros || saw_any_zero(in));
-      next.is_rounded = next.column.is_any_zero;
+      next.column.is_any_zero = like.of == family::real;
       groups.emplace_back(next.column.sql);
       made.columns.push_back(next.column);
       out.push_back(std::move(next));
     }
     for (uint64_t more = random_.below(4) + (out.empty() ? 1 : 0); more > 0; --more) {
       item next = aggregate(in, is_top);
-      if (!next.is_rounded || next.column.is_any_zero)
+      if (!next.is_rounded)
         made.columns.push_back(next.column);
       out.push_back(std::move(next));
     }
@@ -726,9 +709,7 @@ private:
       if (random_.one_in(4))
         having = syntax{" HAVING ", condition(made, 1)}.optional();
       if (random_.one_in(4)) {
-        item next = expression_item(made, 1);
-        next.is_rounded = next.is_rounded || (next.column.of == family::real && saw_any_zero(made));
-        out.push_back(std::move(next));
+        out.push_back(expression_item(made, 1));
       }
       allows_subqueries_ = could;
     }
@@ -760,7 +741,6 @@ private:
   size_t aliases_ = 0;
   bool uses_long_table_ = false;
   bool allows_subqueries_ = true;
-  bool saw_both_zeros_ = false; // since it was cleared
 };
 
 } // namespace

@@ -16,7 +16,6 @@ struct value_maker {
   std::vector<std::string> constants; // beside its values
   bool is_small = false;
   summed sum = summed::exactly;
-  bool has_both_zeros = false;
   bool is_short = true; // its values have at most 64 bits
 };
 
@@ -56,7 +55,6 @@ const value_maker makers[] = {
      {"0", "1000000000000.25", "9999999999999999999999999999999.99"},
      false,
      summed::exactly,
-     false,
      false},
     {"single", "((({0} % 640)::INT - 320) / 8)::FLOAT", family::real, {"0", "0.125", "-40", "'nan'::FLOAT"}, true},
     {"quarter", "((({0} % 4000)::INT - 2000) / 4)::DOUBLE", family::real, {"0", "0.25", "-500", "1e2"}, true},
@@ -67,8 +65,7 @@ const value_maker makers[] = {
      family::real,
      {"'-0'::DOUBLE", "0", "'nan'::DOUBLE", "'inf'::DOUBLE", "'-inf'::DOUBLE", "5e-324"},
      false,
-     summed::never,
-     true},
+     summed::never},
     {"day",
      "DATE '1970-01-01' + ({0} % 9000)::INT - 4500",
      family::day,
@@ -138,7 +135,6 @@ random_database random_tables(dice &random) {
       column.of = maker.of;
       column.is_small = maker.is_small;
       column.sum = maker.sum;
-      column.has_both_zeros = maker.has_both_zeros;
       column.distinct = std::max(1.0, static_cast<double>(std::min(distinct, rows)));
       column.nulls = static_cast<double>(null_percent) / 100;
       column.constants = maker.constants;
