@@ -13,6 +13,7 @@
 
 #include "sql/connection.hpp"
 #include "sql/functions.hpp"
+#include "sql/own_query.hpp"
 #include "sql/polygon_function.hpp"
 #include "sql/vectors.hpp"
 #include "store/error.hpp"
@@ -115,6 +116,11 @@ public:
   }
 
   exec::vector run(std::span<const exec::vector> inputs, uint32_t rows, arena &memory) override {
+    return duckdb::own_query([&] { return values_of(inputs, rows, memory); });
+  }
+
+private:
+  exec::vector values_of(std::span<const exec::vector> inputs, uint32_t rows, arena &memory) {
     values_->inputs = inputs;
     values_->rows = rows;
     values_->given = 0;
@@ -132,7 +138,6 @@ public:
     return out.whole();
   }
 
-private:
   void add_column(size_t index, const sql_type &type) {
     values_->columns.push_back({index, type, duckdb::type_named(connection_, type.name)});
   }

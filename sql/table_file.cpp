@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include "sql/own_query.hpp"
 #include "sql/values.hpp"
 #include "store/encode/column_builder.hpp"
 #include "store/error.hpp"
@@ -62,7 +63,8 @@ std::string scan_of(std::span<const std::filesystem::path> paths) {
 
 std::vector<column_info> columns_of(duckdb::connection &db, const std::string &scan) {
   std::vector<column_info> out;
-  auto description = db.query(fmt::format("SELECT column_name, column_type FROM (DESCRIBE FROM {})", scan));
+  const std::string described = fmt::format("SELECT column_name, column_type FROM (DESCRIBE FROM {})", scan);
+  auto description = duckdb::own_query([&] { return db.query(described); });
   while (auto chunk = description.next())
     for (uint64_t row = 0; row < chunk->rows(); ++row) {
       const auto sql_type = chunk->column(1).text(row);
