@@ -21,7 +21,7 @@ uint64_t reduced(uint64_t number, uint64_t factor) {
   return number <= exact_numbers ? number : std::max(exact_numbers, number / factor);
 }
 
-uint64_t distinct_values(const column &of) {
+uint64_t distinct_values(const store::column &of) {
   if (const auto *entries = std::get_if<dictionary>(&of.values))
     return entries->codes() - (entries->has_null() ? 1 : 0);
   if (const auto *range = std::get_if<key_range>(&of.values))

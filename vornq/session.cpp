@@ -45,7 +45,8 @@ sql::duckdb_engine &session::duckdb(sql::duckdb_engine::storage form, size_t thr
   for (const duckdb_form &known : duckdb_)
     if (known.form == form && known.threads == threads)
       return *known.engine;
-  return *duckdb_.emplace_back(form, threads, std::make_unique<sql::duckdb_engine>(tables_, form, threads)).engine;
+  return *duckdb_.emplace_back(duckdb_form{form, threads, std::make_unique<sql::duckdb_engine>(tables_, form, threads)})
+              .engine;
 }
 
 exec::answer session::answer_by_duckdb(const std::string &text) {

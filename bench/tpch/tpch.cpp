@@ -28,8 +28,8 @@
 #include "sql/connection.hpp"
 #include "sql/duckdb_functions.hpp"
 #include "sql/planner.hpp"
-#include "store/error.hpp"
 #include "store/chunk/kept_rows.hpp"
+#include "store/error.hpp"
 #include "store/library/kernels.hpp"
 #include "store/operator/build.hpp"
 
@@ -78,8 +78,7 @@ public:
     for (const auto &file : fs::directory_iterator(folder))
       if (file.path().extension() == ".parquet")
         for (const std::string form : {"plain", "compressed"})
-          db_.query(fmt::format("CREATE TABLE {}.{} AS FROM {}", form,
-                                duckdb::quoted_name(file.path().stem().string()),
+          db_.query(fmt::format("CREATE TABLE {}.{} AS FROM {}", form, duckdb::quoted_name(file.path().stem().string()),
                                 duckdb::quoted_text(file.path().string())));
     // A table in memory stays uncompressed until a checkpoint.
     db_.query("CHECKPOINT compressed");
@@ -177,9 +176,10 @@ private:
 std::string record_of(const std::string &query, size_t threads, const std::vector<engine> &engines) {
   std::string out;
   for (const engine &each : engines)
-    out += fmt::format("{}{{\"query\": \"{}\", \"threads\": {}, \"engine\": \"{}\", \"rows\": {}, \"least_ms\": {:.4f}, "
-                       "\"median_ms\": {:.4f}}}",
-                       out.empty() ? "" : ",\n", query, threads, each.name, each.rows, each.least(), each.median());
+    out +=
+        fmt::format("{}{{\"query\": \"{}\", \"threads\": {}, \"engine\": \"{}\", \"rows\": {}, \"least_ms\": {:.4f}, "
+                    "\"median_ms\": {:.4f}}}",
+                    out.empty() ? "" : ",\n", query, threads, each.name, each.rows, each.least(), each.median());
   return out;
 }
 

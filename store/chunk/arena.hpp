@@ -32,7 +32,7 @@ public:
   }
 
   struct mark {
-    size_t block = 0;
+    size_t in_block = 0;
     size_t used = 0;
   };
   mark here() const { return at_; }
@@ -61,12 +61,12 @@ private:
 
   std::byte *bytes(size_t count) {
     const size_t whole = (count + 2 * vorn_host::cache_line - 1) / vorn_host::cache_line * vorn_host::cache_line;
-    for (; at_.block < blocks_.size(); at_ = {at_.block + 1, 0})
-      if (blocks_[at_.block].bytes - at_.used >= whole)
+    for (; at_.in_block < blocks_.size(); at_ = {at_.in_block + 1, 0})
+      if (blocks_[at_.in_block].bytes - at_.used >= whole)
         break;
-    if (at_.block == blocks_.size())
+    if (at_.in_block == blocks_.size())
       blocks_.emplace_back(std::max(whole, block_bytes));
-    std::byte *out = blocks_[at_.block].memory.get() + at_.used;
+    std::byte *out = blocks_[at_.in_block].memory.get() + at_.used;
     at_.used += whole;
     return out;
   }

@@ -171,7 +171,7 @@ node_ptr make_conversion(node_ptr of, const logical::sql_type &type, Convert con
   return std::make_shared<conversion_node<From, To, Convert>>(std::move(of), type, std::move(convert));
 }
 
-bool is_integer(const column_type &type) {
+bool is_whole_number(const column_type &type) {
   return type.kind == value_kind::boolean || type.kind == value_kind::integer || type.kind == value_kind::natural ||
          type.kind == value_kind::wide;
 }
@@ -255,25 +255,25 @@ node_ptr make_cast(node_ptr child, const logical::sql_type &type) {
   const column_type &from = of.held();
   const column_type &to = *type.held;
   using how = scaling_node::how;
-  if (to.kind == value_kind::boolean && is_integer(from) && fits_int64(*bounds_of(of)))
+  if (to.kind == value_kind::boolean && is_whole_number(from) && fits_int64(*bounds_of(of)))
     return make_conversion<int64_t, int64_t>(std::move(child), type, [](int64_t value, int64_t &out) {
       out = value != 0 ? 1 : 0;
       return true;
     });
-  if (is_integer(from) && is_integer(to) && to.kind != value_kind::boolean) {
+  if (is_whole_number(from) && is_whole_number(to) && to.kind != value_kind::boolean) {
     const bool up = to.scale >= from.scale;
     const __int128 factor = power_of_ten(up ? to.scale - from.scale : from.scale - to.scale);
     return std::make_shared<scaling_node>(std::move(child), type, up ? how::multiply : how::round, factor,
                                           *bounds_of(type));
   }
-  if (is_integer(from) && to.is_real())
+  if (is_whole_number(from) && to.is_real())
     return integer_to_real(std::move(child), type);
   if (from.kind == value_kind::single && to.kind == value_kind::real)
     return make_conversion<double, double>(std::move(child), type, [](double value, double &out) {
       out = value;
       return true;
     });
-  if (from.is_real() && is_integer(to) && to.kind != value_kind::boolean)
+  if (from.is_real() && is_whole_number(to) && to.kind != value_kind::boolean)
     return real_to_integer(std::move(child), type);
   // Infinity is a number of days of its own, and of microseconds.
   const std::optional<number_bounds> bounds = bounds_of(of);

@@ -99,7 +99,7 @@ TEST_F(duckdb_functions_test, values_of_every_type) {
           expression cast;
           cast.what = operation::cast;
           cast.type = sql_type("VARCHAR");
-          cast.children = {column(1, type)};
+          cast.children = {column(1, std::string(input_types[1].name))};
           write_sql(cast);
           return cast;
         }(),

@@ -84,7 +84,8 @@ public:
       folder_.write("encodings.txt", encodings_text);
     if (const char *kept = std::getenv("VORN_KEEP_TABLES"))
       std::filesystem::copy(folder_.path(), kept,
-                            std::filesystem::copy_options::recursive | std::filesystem::copy_options::overwrite_existing);
+                            std::filesystem::copy_options::recursive |
+                                std::filesystem::copy_options::overwrite_existing);
   }
 
   outcome judge(const syntax &query, uint32_t threads) {
