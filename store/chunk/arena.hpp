@@ -45,7 +45,7 @@ private:
   // Memory that nobody fills with zeros.
   struct block {
     struct freed {
-      void operator()(std::byte *memory) const { std::free(memory); }
+      void operator()(std::byte *owned) const { std::free(owned); }
     };
 
     explicit block(size_t size)
