@@ -17,8 +17,8 @@
 #include "store/arrow/export.hpp"
 #include "store/arrow/exported.hpp"
 #include "store/arrow/import.hpp"
-#include "store/decode/row_source.hpp"
 #include "store/error.hpp"
+#include "tests/store/stored_values.hpp"
 
 namespace vorn_fuzz {
 
@@ -270,15 +270,11 @@ private:
 };
 
 std::vector<std::string> rows_of(const arrow_table &table) {
-  std::vector<std::string> out;
-  const auto columns = table.in_order();
-  table_scan scan(context(), columns, nullptr);
-  while (const uint64_t rows = scan.next())
-    for (uint64_t row = 0; row < rows; ++row) {
-      std::string &text = out.emplace_back();
-      for (size_t c = 0; c < columns.size(); ++c)
-        append_text(text += '|', scan.rows()[c][row], columns[c]->type);
-    }
+  std::vector<std::string> out(table.rows);
+  for (const store::column *c : table.in_order()) {
+    auto row = out.begin();
+    vorn_test::for_each_value(context(), *c, [&](const cell &value) { append_text(*row++ += '|', value, c->type); });
+  }
   return out;
 }
 

@@ -13,9 +13,9 @@
 #include "fuzz/store/targets.hpp"
 #include "sql/table_file.hpp"
 #include "sql/values.hpp"
-#include "store/decode/row_reader.hpp"
 #include "store/error.hpp"
 #include "tests/store/scratch_folder.hpp"
+#include "tests/store/stored_values.hpp"
 
 namespace vorn_fuzz {
 
@@ -47,20 +47,21 @@ duckdb::result all_values(duckdb::connection &db, const table_file &file) {
 }
 
 void expect_values(const column &read, const std::vector<duckdb::chunk> &expected, uint64_t number) {
-  row_reader reader(context(), read, nullptr);
-  std::span<const cell> some;
-  uint64_t rows = 0, in_block = 0;
-  for (const duckdb::chunk &chunk : expected)
-    for (uint64_t row = 0; row < chunk.rows(); ++row, ++rows, ++in_block) {
-      if (in_block == some.size()) {
-        some = reader.next();
-        in_block = 0;
-      }
-      ASSERT_LT(in_block, some.size());
-      ASSERT_EQ(some[in_block], value_at(chunk.column(number), row, read.type.kind)) << read.name << " row " << rows;
+  auto chunk = expected.begin();
+  uint64_t rows = 0, in_chunk = 0;
+  vorn_test::for_each_value(context(), read, [&](const cell &value) {
+    while (chunk != expected.end() && in_chunk == chunk->rows()) {
+      ++chunk;
+      in_chunk = 0;
     }
-  EXPECT_EQ(in_block, some.size());
-  EXPECT_TRUE(reader.next().empty());
+    ASSERT_NE(chunk, expected.end());
+    ASSERT_EQ(value, value_at(chunk->column(number), in_chunk++, read.type.kind)) << read.name << " row " << rows;
+    ++rows;
+  });
+  uint64_t expected_rows = 0;
+  for (const duckdb::chunk &of : expected)
+    expected_rows += of.rows();
+  EXPECT_EQ(rows, expected_rows);
   EXPECT_EQ(rows, read.rows);
 }
 

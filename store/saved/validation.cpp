@@ -4,13 +4,14 @@
 #include <bit>
 #include <functional>
 
+#include "store/chunk/cells.hpp"
+#include "store/chunk/kept_rows.hpp"
 #include "store/encode/big_endian.hpp"
 #include "store/encode/packing.hpp"
 #include "store/encode/prefix_encoder.hpp"
 #include "store/encode/runs.hpp"
-#include "store/chunk/kept_rows.hpp"
+#include "store/library/source_vector.hpp"
 #include "store/operator/column_reader.hpp"
-#include "store/operator/ordinal_scan.hpp"
 #include <vorn/qpak_encoder.hpp>
 
 namespace store::saved {
@@ -61,26 +62,35 @@ void check_runs(const column &of, batch &rows) {
   require(rise && big_endian(rows.cla[rows.runs]) == rows.rows, "its runs are not as long as its rows");
 }
 
-// How many rows have an ordinal of a range.
-uint32_t count(const vorn_ctx &ctx, const column &of, const batch &rows, uint64_t first, uint64_t last) {
-  exec::arena memory;
-  const std::span<uint64_t> selected = memory.take<uint64_t>(exec::words_of(rows.rows));
-  return exec::ordinal_scan(of, {first, last}).run(ctx, rows, nullptr, 0, selected.data(), memory);
+// How many rows have an ordinal of a range.  Unlike a scan, this tells ordinals that no value has from the last one.
+uint32_t count(const vorn_ctx &ctx, const column &of, const batch &rows, uint64_t first, uint64_t last,
+               exec::arena &memory) {
+  memory.rewind({});
+  vorn_enc_ctx layout = predicate_encoding(of, false);
+  uint64_t *const run_bits =
+      of.form == encoding::rle ? memory.take<uint64_t>(exec::words_of(rows.runs)).data() : nullptr;
+  vorn_cv source = source_vector(of, rows, layout, run_bits);
+  constant_vector low(of, false, first), high(of, false, last);
+  vorn_cv result{};
+  vorn_build_vector(&result, nullptr, nullptr, nullptr, nullptr, nullptr,
+                    memory.take<uint64_t>(exec::words_of(rows.rows)).data(), rows.rows, 0, nullptr, 0);
+  vorn_aux aux{};
+  vorn_range_cmp(&ctx, &result, &source, low.get(), high.get(), &aux, VORN_OPC_GE_LE);
+  return result.vorn_cv_popc;
 }
 
 // The kernels themselves look at all codes: a predicate may be put to any, whatever it stands for.
-void check_zone(const vorn_ctx &ctx, const column &of, const batch &rows) {
+void check_zone(const vorn_ctx &ctx, const column &of, const batch &rows, exec::arena &memory) {
   constexpr const char *beyond = "it has codes or values beyond the range of the column or of a batch";
   const zone &held = rows.held;
-  const uint64_t first = of.first_ordinal();
   require(held.nulls <= rows.rows && (held.nulls == 0 || of.has_nulls()), beyond);
   const uint32_t values = rows.rows - held.nulls;
   require(held.has_values() == (values != 0), beyond);
   if (of.has_nulls())
-    require(count(ctx, of, rows, first, of.last_ordinal()) == values, beyond);
+    require(count(ctx, of, rows, 0, 0, memory) == held.nulls, beyond);
   if (values != 0)
-    require(held.low >= first && held.high <= of.last_ordinal() &&
-                count(ctx, of, rows, held.low, held.high) == values,
+    require(held.low >= of.first_ordinal() && held.high <= of.last_ordinal() &&
+                count(ctx, of, rows, held.low, held.high, memory) == values,
             beyond);
 }
 
@@ -150,15 +160,22 @@ void check_lengths(const column &of, batch &rows) {
 }
 
 void check_values(const vorn_ctx &ctx, const column &of) {
+  exec::arena memory;
   if (of.form == encoding::prefix) {
     const auto *range = std::get_if<key_range>(&of.values);
     if (range == nullptr)
       return;
-    exec::column_reader reader(ctx, of, exec::plain_representation(of.type), nullptr, nullptr);
-    exec::arena memory;
-    for (size_t group = 0; group < of.batches.size(); ++group, memory.rewind({}))
-      for (int64_t key : reader.read(group, exec::consecutive(0, of.batches[group].rows, memory), memory).int64s())
+    exec::layout as;
+    as.type.held = of.type;
+    as.form = exec::plain_representation(of.type);
+    exec::column_reader reader(ctx, of, as.form, nullptr, nullptr);
+    for (size_t group = 0; group < of.batches.size(); ++group, memory.rewind({})) {
+      const auto values = reader.read(group, exec::consecutive(0, of.batches[group].rows, memory), memory);
+      for (uint32_t row = 0; row < values.rows; ++row) {
+        const auto key = std::get<int64_t>(exec::cell_at(values, as, row));
         require(key >= range->low && key <= range->high, "it has keys beyond its range");
+      }
+    }
     return;
   }
   for (const batch &rows : of.batches) {
@@ -167,7 +184,7 @@ void check_values(const vorn_ctx &ctx, const column &of) {
               "a compressed stream is not whole");
       exec::plain_stream(ctx, of, rows);
     }
-    check_zone(ctx, of, rows);
+    check_zone(ctx, of, rows, memory);
   }
 }
 
