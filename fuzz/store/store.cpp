@@ -1,6 +1,6 @@
 // The reference host's readers on a fuzzer's input, with the kernels that it picks.
 //
-//   vorn_fuzz_store --target=condition [options of libFuzzer] [folder of inputs...]
+//   vorn_fuzz_store --target=values [options of libFuzzer] [folder of inputs...]
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -18,8 +18,7 @@ namespace {
 using namespace vorn_fuzz;
 
 constexpr std::pair<const char *, void (*)(input &)> targets[] = {
-    {"answer", answer}, {"arrow", arrow},     {"blocks", blocks}, {"condition", condition},
-    {"csv", csv},       {"request", request}, {"saved", saved},   {"values", values},
+    {"arrow", arrow}, {"blocks", blocks}, {"csv", csv}, {"saved", saved}, {"values", values},
 };
 void (*chosen)(input &) = nullptr;
 

@@ -20,12 +20,9 @@ const vorn_ctx &lasting_context();
 // Once in 16 times, and never after the end of the input.
 inline bool seldom(input &from) { return from.ConsumeIntegral<uint8_t>() >= 240; }
 
-void answer(input &from);
 void arrow(input &from);
 void blocks(input &from);
-void condition(input &from);
 void csv(input &from);
-void request(input &from);
 void saved(input &from);
 void values(input &from);
 
