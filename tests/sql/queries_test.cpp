@@ -114,7 +114,7 @@ constexpr test_query queries[] = {
      "de"},
     {"SELECT u, runs, sum(w), avg(d), sum(huge) FROM one JOIN (SELECT k, u, w FROM other) ON key = k WHERE n > 0 AND w "
      "< 9 GROUP BY ALL",
-     "cd"},
+     "cde"},
     {"SELECT one.i, k, u, w FROM one JOIN other ON key = k WHERE u = 1 OR runs = 2"},
     {"SELECT one.i, u FROM one JOIN other ON key = k WHERE one.n > 100 OR w < 3"},
     {"SELECT one.i, k FROM one LEFT JOIN other ON key = k AND u = 1 WHERE one.n < 30"},

@@ -183,10 +183,11 @@ TEST(arrow, reads_slices_dictionaries_runs_and_views) {
     auto line = out.begin();
     vorn_test::for_each_value(ctx, *c, [&](const cell &value) { append_text(*line++ += '|', value, c->type); });
   }
-  EXPECT_EQ(fmt::format("{}", fmt::join(out, "\n")), "|NULL|a|NULL|NULL|1.5|1.5|00:00:00.001|1970-01-01 00:00:00.000001+00|1970-01-02\n"
-                 "|2||abc|b|NULL|2.5|00:00:01|1969-12-31 23:59:59.999999+00|1969-12-31\n"
-                 "|-3|bcd|more than 12..|NULL|NULL|-3.5|24:00:00|1970-01-01 00:00:01+00|1970-01-01\n"
-                 "|4|e||b|3.5|4.5|00:00:00.005|1970-01-01 00:00:00+00|1970-01-01");
+  EXPECT_EQ(fmt::format("{}", fmt::join(out, "\n")),
+            "|NULL|a|NULL|NULL|1.5|1.5|00:00:00.001|1970-01-01 00:00:00.000001+00|1970-01-02\n"
+            "|2||abc|b|NULL|2.5|00:00:01|1969-12-31 23:59:59.999999+00|1969-12-31\n"
+            "|-3|bcd|more than 12..|NULL|NULL|-3.5|24:00:00|1970-01-01 00:00:01+00|1970-01-01\n"
+            "|4|e||b|3.5|4.5|00:00:00.005|1970-01-01 00:00:00+00|1970-01-01");
 }
 
 TEST(arrow, refuses_what_contradicts_itself_or_is_not_stored) {

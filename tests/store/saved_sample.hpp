@@ -78,9 +78,10 @@ inline std::string content(const vorn_ctx &ctx, const store::column &c) {
     std::vector<uint64_t> words(batch_rows / 64);
     for (const batch &rows : c.batches) {
       const auto covered = asked.covers(rows);
-      found += covered == exec::ordinal_ranges::coverage::none  ? 0
-               : covered == exec::ordinal_ranges::coverage::all ? rows.rows
-                                                                : asked.run(ctx, rows, nullptr, 0, words.data(), memory);
+      found += covered == exec::ordinal_ranges::coverage::none ? 0
+               : covered == exec::ordinal_ranges::coverage::all
+                   ? rows.rows
+                   : asked.run(ctx, rows, nullptr, 0, words.data(), memory);
       memory.rewind({});
     }
   }

@@ -1,9 +1,14 @@
+<<<<<<< HEAD
 // Threads that take the row groups of a table by turns: errors and figures.  Random queries have their answers.
+=======
+// Threads that take work by turns: the pool, and queries with their errors while other queries run.
+>>>>>>> h-port
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <atomic>
+<<<<<<< HEAD
 #include <memory>
 #include <string>
 #include <utility>
@@ -21,6 +26,16 @@
 #include "store/operator/answer.hpp"
 #include "store/operator/build.hpp"
 #include "tests/support/implementation.hpp"
+=======
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "store/error.hpp"
+#include "store/run/worker_pool.hpp"
+#include "tests/sql/engines.hpp"
+#include "tests/sql/query_tables.hpp"
+>>>>>>> h-port
 
 namespace {
 
@@ -51,6 +66,7 @@ TEST(worker_pool, does_all_work_or_throws_what_one_thread_meets_first) {
   }
 }
 
+<<<<<<< HEAD
 // Each row group of a compressed column begins with a call of the block decoder, one of which fails.
 std::atomic<int> calls_left = 0;
 uint32_t decode_or_fail(vorn_qpak_ctx *qctx, const void *src, void *dst, uint32_t *outlen, uint32_t dstlen) {
@@ -156,6 +172,48 @@ TEST_F(threads_test, are_explained_by_figures_that_do_not_depend_on_them) {
     }
     EXPECT_EQ(figures[0], figures[1]);
   }
+=======
+// One query for each operator, with one order of rows.
+constexpr const char *operators[] = {
+    "SELECT i, t, d FROM one WHERE n > 3 AND upper(t) LIKE 'A%' ORDER BY i",
+    "SELECT i, n * small, price / 3 FROM one WHERE price < d ORDER BY d, i LIMIT 50",
+    "SELECT t, runs, count(*), sum(n), avg(n), min(key), count(DISTINCT key) FROM one GROUP BY t, runs ORDER BY t, "
+    "runs",
+    "SELECT i, code, sum(big) FROM one GROUP BY i, code ORDER BY i, code",
+    "SELECT i, k, u FROM one LEFT JOIN other ON key = k ORDER BY i, k, u",
+    "SELECT one.i, w FROM one JOIN other ON one.huge = other.huge AND one.n > other.n WHERE i < 900 ORDER BY i, w",
+    "SELECT i FROM one WHERE key IN (SELECT k FROM other) AND NOT EXISTS (FROM other WHERE k = key AND u = 1) ORDER BY "
+    "i",
+    "WITH g AS MATERIALIZED (SELECT t, count(*) AS c FROM one GROUP BY t) SELECT t, c FROM g UNION ALL SELECT t, c "
+    "FROM "
+    "g ORDER BY t, c",
+    "SELECT DISTINCT key, flag FROM one ORDER BY key, flag"};
+
+TEST(queries, of_two_sessions_run_at_once_on_several_threads) {
+  const vorn_test::scratch_folder folder;
+  const vorn_test::table_storage stored = vorn_test::table_storages()[1];
+  vorn_test::write_tables(folder, stored);
+  vorn_test::engines first(folder.path(), stored.encodings), second(folder.path());
+  ASSERT_NO_FATAL_FAILURE(vorn_test::put_in_force(vorn_test::implementations[0], first.env));
+  const auto answers_of = [](vorn_test::engines &session, uint32_t threads) {
+    std::vector<vorn_test::answer> out;
+    for (const char *sql : operators)
+      out.push_back(session.found(session.plan(sql), threads));
+    return out;
+  };
+  const std::vector<vorn_test::answer> expected = answers_of(first, 1);
+  std::vector<vorn_test::answer> found[2];
+  std::thread other([&] { found[1] = answers_of(second, 4); });
+  found[0] = answers_of(first, 4);
+  other.join();
+  for (const auto &of_session : found)
+    for (size_t i = 0; i < expected.size(); ++i) {
+      EXPECT_FALSE(expected[i].rows.empty()) << operators[i];
+      EXPECT_EQ(vorn_test::difference(of_session[i], expected[i], {.rounded = {}, .order = {}, .is_whole_order = true}),
+                "")
+          << operators[i];
+    }
+>>>>>>> h-port
 }
 
 } // namespace
