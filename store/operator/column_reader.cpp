@@ -295,8 +295,7 @@ vector column_reader::with_ordinals(const Take &take) const {
   }
   const uint8_t *const from = of_.form == encoding::prefix ? values_.data() : stream_;
   const auto with_bytes = [&]<size_t Bytes>(std::integral_constant<size_t, Bytes>) {
-    return take(
-        [from](size_t position) { return big_endian_at(from + position * Bytes) >> (64 - 8 * Bytes); });
+    return take([from](size_t position) { return big_endian_at(from + position * Bytes) >> (64 - 8 * Bytes); });
   };
   switch (of_.width / 8) {
   case 1:
@@ -318,8 +317,7 @@ vector column_reader::with_ordinals(const Take &take) const {
   }
 }
 
-vector column_reader::numbers(std::span<const uint32_t> positions, const position_order &order,
-                              arena &memory) const {
+vector column_reader::numbers(std::span<const uint32_t> positions, const position_order &order, arena &memory) const {
   const int64_t low = std::get<key_range>(of_.values).low;
   const auto read = [&]<class T>(T, const auto &value_of) {
     const std::span<T> out = memory.take<T>(positions.size());

@@ -59,8 +59,8 @@ private:
 struct scan_parts {
   std::shared_ptr<table> of;
   std::vector<stored_column> columns;
-  std::optional<scan_condition> selected;      // with the filters of keys of columns with codes
-  std::vector<std::unique_ptr<key_test>> keys; // the most selective one first
+  std::optional<scan_condition> selected;                       // with the filters of keys of columns with codes
+  std::vector<std::unique_ptr<key_test>> keys;                  // the most selective one first
   std::vector<std::shared_ptr<const bound_expression>> of_rows; // conditions that look at values
   bool reads_columns = false;
 };
