@@ -1,8 +1,9 @@
 // Queries of tables in every form of storage are answered as DuckDB does, by all kernels and on several threads.
 #include <gtest/gtest.h>
 
-#include <cctype>
+#include <iterator>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <fmt/format.h>
@@ -170,8 +171,12 @@ TEST_P(queries_test, are_answered_as_duckdb_does) {
   write_tables(folder, stored);
   engines both(folder.path(), stored.encodings);
   ASSERT_NO_FATAL_FAILURE(put_in_force(implementations[0], both.env));
+  // Of a long table, whose answers take long to compare, one query in 4 runs, each on one of the libraries.
+  size_t turn = 0;
   for (const test_query &query : queries) {
     SCOPED_TRACE(query.sql);
+    if (stored.rows > 3000 && ++turn % 4 != GetParam() % 4)
+      continue;
     std::string error;
     answer expected;
     try {
@@ -180,11 +185,14 @@ TEST_P(queries_test, are_answered_as_duckdb_does) {
       error = e.what();
     }
     const store::logical::query plan = both.plan(query.sql);
-    for (const implementation &each : implementations) {
+    for (size_t which = 0; which < std::size(implementations); ++which) {
+      const implementation &each = implementations[which];
       if (!runs_here(each))
         continue;
       ASSERT_NO_FATAL_FAILURE(put_in_force(each, both.env));
-      for (const uint32_t threads : thread_counts)
+      for (const uint32_t threads : thread_counts) {
+        if (stored.rows > 3000 && (turn + threads) % std::size(implementations) != which)
+          continue;
         try {
           const answer found = both.found(plan, threads);
           EXPECT_EQ(difference(found, expected, shape_of(query, expected.names.size())), error)
@@ -192,6 +200,7 @@ TEST_P(queries_test, are_answered_as_duckdb_does) {
         } catch (const store::error &e) {
           EXPECT_FALSE(error.empty()) << each.name << ", " << threads << " threads: " << e.what();
         }
+      }
     }
   }
 }
