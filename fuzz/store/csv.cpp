@@ -42,7 +42,7 @@ duckdb::result all_values(duckdb::connection &db, const table_file &file) {
   std::vector<std::string> values;
   for (const column_info &info : file.columns())
     if (info.type)
-      values.push_back(sql_values(info.file_name(), *info.type));
+      values.push_back(sql_values(info.name, *info.type));
   return db.query(fmt::format("SELECT {} FROM {}", fmt::join(values, ", "), file.sql()));
 }
 

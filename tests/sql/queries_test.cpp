@@ -23,7 +23,7 @@ struct test_query {
   const char *rounded = "";
 };
 
-constexpr test_query queries[] = {
+constexpr test_query all_queries[] = {
     // Conditions on each type, on all encodings.
     {"SELECT i FROM one WHERE t = 'ab' OR t = ''"},
     {"SELECT i FROM one WHERE t <> 'a' AND t < 'b'"},
@@ -173,7 +173,7 @@ TEST_P(queries_test, are_answered_as_duckdb_does) {
   ASSERT_NO_FATAL_FAILURE(put_in_force(implementations[0], both.env));
   // Of a long table, whose answers take long to compare, one query in 4 runs, each on one of the libraries.
   size_t turn = 0;
-  for (const test_query &query : queries) {
+  for (const test_query &query : all_queries) {
     SCOPED_TRACE(query.sql);
     if (stored.rows > 3000 && ++turn % 4 != GetParam() % 4)
       continue;
