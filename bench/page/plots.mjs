@@ -241,14 +241,13 @@ function familyOfDots(run, { title, names }) {
   return figureOf(title, dots, [{ title: measures.cycles.title, points, of: 'name' }], 'operation');
 }
 
-// Answers that statistics settled say nothing about kernels.
 function questions(run) {
   const counts = [...new Set(run.answers.map((a) => a.threads))];
   const panels = counts.map((threads) => ({
     heading: threads === 1 ? '1 thread' : `${threads} threads`,
     title: 'milliseconds',
     points: run.answers
-      .filter((a) => a.threads === threads && !a.settled)
+      .filter((a) => a.threads === threads)
       .map((a) => ({ name: wrapped(a.question), who: a.implementation, note: a.read, ...a.ms })),
     of: 'name',
   }));
