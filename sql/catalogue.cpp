@@ -1,13 +1,21 @@
 #include "sql/catalogue.hpp"
 
+#include <unistd.h>
+
 #include <algorithm>
-#include <cctype>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <iostream>
+#include <string_view>
 #include <utility>
 
 #include <fmt/format.h>
 
 #include "sql/table_file.hpp"
 #include "store/error.hpp"
+#include "store/operator/saved_tables.hpp"
 #include "store/saved/saved_table.hpp"
 
 namespace store::sql {
@@ -15,7 +23,10 @@ namespace store::sql {
 namespace {
 
 bool is_saved(const std::filesystem::path &path) { return path.extension() == saved_table::ending; }
-bool is_table(const std::filesystem::path &path) { return is_saved(path) || is_table_file(path); }
+constexpr std::string_view standard_input = "/dev/stdin";
+bool is_table(const std::filesystem::path &path) {
+  return is_saved(path) || is_table_file(path) || path == standard_input;
+}
 
 // "flights" of "data/flights.csv.gz".
 std::string stem_of(const std::filesystem::path &path) {
@@ -29,7 +40,10 @@ std::string stem_of(const std::filesystem::path &path) {
 
 catalogue::catalogue(const vorn_ctx &library, choice_map encodings)
     : library_(library), encodings_(std::move(encodings)) {}
-catalogue::~catalogue() = default;
+catalogue::~catalogue() {
+  if (!copied_input_.empty())
+    std::filesystem::remove(copied_input_);
+}
 
 void catalogue::add_folder(const std::filesystem::path &folder) {
   if (!std::filesystem::is_directory(folder))
@@ -75,7 +89,34 @@ std::vector<std::string> catalogue::names() const {
   return out;
 }
 
+// DuckDB reads a file several times, which standard input is not.
+std::filesystem::path catalogue::copied_input() {
+  if (!copied_input_.empty())
+    return copied_input_;
+  std::string first(4, '\0');
+  std::cin.read(first.data(), static_cast<std::streamsize>(first.size()));
+  first.resize(static_cast<size_t>(std::cin.gcount()));
+  std::string name = std::filesystem::temp_directory_path() / "vorn-input-XXXXXX";
+  const std::string ending = first == "PAR1" ? ".parquet" : first.starts_with("\x1f\x8b") ? ".csv.gz" : ".csv";
+  name += ending;
+  const int opened = mkstemps(name.data(), static_cast<int>(ending.size()));
+  if (opened < 0)
+    throw error(fmt::format("cannot keep standard input: {}", std::strerror(errno)));
+  close(opened);
+  copied_input_ = name;
+  std::ofstream copy(name, std::ios::binary);
+  copy << first;
+  if (std::cin.peek() != std::istream::traits_type::eof())
+    copy << std::cin.rdbuf();
+  copy.close();
+  if (!copy)
+    throw error(fmt::format("cannot keep standard input in {}", shortened(name)));
+  return copied_input_;
+}
+
 std::vector<std::filesystem::path> catalogue::files_of(const std::string &pattern) {
+  if (pattern == standard_input)
+    return {copied_input()};
   if (std::filesystem::exists(pattern))
     return {pattern};
   std::vector<std::filesystem::path> out;
@@ -102,13 +143,12 @@ catalogue::entry &catalogue::opened(const std::string &name) {
   }
   if (of->opened)
     return *of;
-  if (std::any_of(of->files.begin(), of->files.end(), is_saved)) {
-    if (of->files.size() > 1)
-      throw error(fmt::format("a saved table is not one with other files: {}", shortened(name)));
-    of->source = std::make_shared<saved_table>(library_, of->files.front());
-  } else {
+  if (!std::any_of(of->files.begin(), of->files.end(), is_saved))
     of->source = std::make_shared<table_file>(reader_, of->files);
-  }
+  else if (of->files.size() == 1)
+    of->source = std::make_shared<saved_table>(library_, of->files.front());
+  else
+    of->source = std::make_shared<saved_tables>(library_, of->files);
   of->opened = std::make_shared<exec::table>(
       name, of->source->columns(), of->source->rows(),
       [this, name, source = of->source](size_t index) { return load(name, *source, index); });

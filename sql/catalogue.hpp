@@ -41,7 +41,8 @@ public:
   void add_files(const std::string &name, std::span<const std::filesystem::path> files);
   void add(std::shared_ptr<exec::table> added);
 
-  // A table by its name or by the name of its file, or of several files as a pattern such as 'part-*.parquet'.  Throws
+  // A table by its name or by the name of its file, or of several files as a pattern such as 'part-*.parquet'.
+  // '/dev/stdin' is a CSV or Parquet file that comes on standard input, which is kept in a temporary file.  Throws
   // store::error when there is none.  Nothing but the names and types of its columns is read, and of a CSV file all
   // rows, for their types.  Columns are loaded when the table is first asked for them.
   std::shared_ptr<exec::table> find(const std::string &name);
@@ -70,6 +71,7 @@ private:
   entry *known(const std::string &name);
   entry &opened(const std::string &name);
   std::vector<std::filesystem::path> files_of(const std::string &pattern);
+  std::filesystem::path copied_input();
   std::shared_ptr<const column> load(const std::string &table, const table_source &source, size_t index);
 
   const vorn_ctx &library_;
@@ -77,6 +79,7 @@ private:
   duckdb::connection reader_;
   std::map<std::string, entry> entries_; // by names in lower case, and by names of files
   std::function<void(const load_progress &)> progress_;
+  std::filesystem::path copied_input_; // a file with what came on standard input; empty where nobody has read it
 };
 
 } // namespace store::sql

@@ -6,7 +6,8 @@
 #include <fmt/ranges.h>
 
 #include "sql/own_query.hpp"
-#include "sql/values.hpp"
+#include "sql/vectors.hpp"
+#include "store/chunk/stored_values.hpp"
 #include "store/encode/column_builder.hpp"
 #include "store/error.hpp"
 
@@ -118,11 +119,16 @@ void table_file::check_encoding(const column_info &info, const encoding_choice &
 column table_file::load(const column_info &info, const encoding_choice &choice,
                         const std::function<void(uint64_t)> &progress) const {
   column_builder building(info, choice);
-  auto rows = database_.stream(fmt::format("SELECT {} FROM {}", sql_values(info.name, *info.type), scan_));
+  const logical::sql_type type(info.sql_type);
+  auto rows = database_.stream(fmt::format("SELECT {} FROM {}", duckdb::quoted_name(info.name), scan_));
   uint64_t done = 0;
+  exec::arena memory;
   while (auto chunk = rows.next()) {
-    append_values(building, chunk->column(0), chunk->rows(), info.type->kind);
-    progress(done += chunk->rows());
+    const auto count = static_cast<uint32_t>(chunk->rows());
+    const exec::vector values = sql::from_duckdb(chunk->column(0), type, count, memory, sql::text_bytes::referred_to);
+    exec::append(building, values, *type.held);
+    progress(done += count);
+    memory.rewind({});
   }
   return building.finish();
 }

@@ -18,6 +18,11 @@ int64_t unit_of(const sql_type &type) {
   return type.name == "TIMESTAMP_S" ? 1'000'000 : type.name == "TIMESTAMP_MS" ? 1'000 : 1;
 }
 
+// The value of a row with NULL may be any.
+int64_t scaled(int64_t value, int64_t unit) {
+  return static_cast<int64_t>(static_cast<uint64_t>(value) * static_cast<uint64_t>(unit));
+}
+
 bool is_infinite(int64_t timestamp) {
   return timestamp == std::numeric_limits<int64_t>::max() || timestamp == -std::numeric_limits<int64_t>::max();
 }
@@ -65,19 +70,22 @@ T at(const void *values, size_t row) {
 }
 
 std::span<std::string_view> texts_from(const duckdb::vector &values, uint32_t rows, arena &memory) {
-  size_t bytes = 0;
-  for (uint32_t row = 0; row < rows; ++row)
-    bytes += values.is_null(row) ? 0 : values.text(row).size();
-  const std::span<char> copies = memory.take<char>(bytes);
   const std::span<std::string_view> out = memory.take<std::string_view>(rows);
-  char *to = copies.data();
-  for (uint32_t row = 0; row < rows; ++row) {
-    const std::string_view text = values.is_null(row) ? std::string_view() : values.text(row);
+  for (uint32_t row = 0; row < rows; ++row)
+    out[row] = values.is_null(row) ? std::string_view() : values.text(row);
+  return out;
+}
+
+void copy_bytes(std::span<std::string_view> texts, arena &memory) {
+  size_t bytes = 0;
+  for (const std::string_view text : texts)
+    bytes += text.size();
+  char *to = memory.take<char>(bytes).data();
+  for (std::string_view &text : texts) {
     std::copy(text.begin(), text.end(), to);
-    out[row] = {to, text.size()};
+    text = {to, text.size()};
     to += text.size();
   }
-  return out;
 }
 
 const uint64_t *validity_from(const duckdb::vector &values, uint32_t rows, arena &memory) {
@@ -90,11 +98,16 @@ const uint64_t *validity_from(const duckdb::vector &values, uint32_t rows, arena
 
 } // namespace
 
-exec::vector from_duckdb(const duckdb::vector &values, const sql_type &type, uint32_t rows, arena &memory) {
+exec::vector from_duckdb(const duckdb::vector &values, const sql_type &type, uint32_t rows, arena &memory,
+                         text_bytes texts) {
   const uint64_t *valid = validity_from(values, rows, memory);
   const exec::representation form = exec::plain_representation(*type.held);
-  if (form == exec::representation::text)
-    return exec::vector(texts_from(values, rows, memory), valid);
+  if (form == exec::representation::text) {
+    const std::span<std::string_view> views = texts_from(values, rows, memory);
+    if (texts == text_bytes::copied)
+      copy_bytes(views, memory);
+    return exec::vector(views, valid);
+  }
   exec::vector out;
   const int64_t unit = unit_of(type);
   with_stored(type, [&]<class Stored>(Stored) {
@@ -106,9 +119,7 @@ exec::vector from_duckdb(const duckdb::vector &values, const sql_type &type, uin
         if constexpr (std::is_same_v<Value, int64_t>)
           if (unit != 1)
             for (int64_t &value : copies)
-              value = is_infinite(value)
-                          ? value
-                          : static_cast<int64_t>(static_cast<uint64_t>(value) * static_cast<uint64_t>(unit));
+              value = is_infinite(value) ? value : scaled(value, unit);
         out = exec::vector(copies, valid);
       }
     });

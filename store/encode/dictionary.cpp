@@ -96,35 +96,94 @@ vorn_enc_ctx dictionary::encoding(uint32_t width, uint32_t flags) const {
   return out;
 }
 
+namespace {
+
+uint32_t hash_of(std::string_view text) { return static_cast<uint32_t>(vornenc_hash(text.data(), text.size(), 0)); }
+uint32_t hash_of(int64_t key) { return static_cast<uint32_t>(vornenc_hash(&key, sizeof key, 0)); }
+
+// What orders most values without a look at the values themselves.
+int64_t first_part(int64_t key) { return key; }
+uint64_t first_part(std::string_view text) {
+  uint64_t out = 0;
+  if (!text.empty())
+    std::memcpy(&out, text.data(), std::min(sizeof out, text.size()));
+  return big_endian(out);
+}
+
+} // namespace
+
 template <class Key>
 uint32_t distinct_values<Key>::number_of(view key) {
-  auto found = numbers_.find(key);
-  if (found == numbers_.end()) {
-    if (numbers_.size() == largest)
-      throw error("a column has more than 2^32 distinct values");
-    found = numbers_.emplace(Key(key), static_cast<uint32_t>(numbers_.size() + 1)).first;
+  const uint32_t hash = hash_of(key);
+  size_t place = place_of(hash);
+  for (; slots_[place].number != 0; place = (place + 1) & (slots_.size() - 1))
+    if (slots_[place].hash == hash && values_[slots_[place].number - 1] == key)
+      return slots_[place].number;
+  if (values_.size() == largest)
+    throw error("a column has more than 2^32 distinct values");
+  values_.push_back(kept(key));
+  const auto number = static_cast<uint32_t>(values_.size());
+  slots_[place] = {hash, number};
+  if (2 * values_.size() > slots_.size())
+    grow();
+  return number;
+}
+
+template <class Key>
+void distinct_values<Key>::grow() {
+  const std::vector<slot> before = std::exchange(slots_, std::vector<slot>(4 * slots_.size()));
+  for (const slot &taken : before)
+    if (taken.number != 0) {
+      size_t place = place_of(taken.hash);
+      while (slots_[place].number != 0)
+        place = (place + 1) & (slots_.size() - 1);
+      slots_[place] = taken;
+    }
+}
+
+template <class Key>
+typename distinct_values<Key>::view distinct_values<Key>::kept(view key) {
+  if constexpr (std::is_same_v<Key, std::string>) {
+    constexpr size_t block_bytes = size_t{1} << 16;
+    if (key.empty())
+      return {};
+    if (bytes_left_ < key.size()) {
+      bytes_left_ = std::max(block_bytes, key.size());
+      bytes_.push_back(std::make_unique_for_overwrite<char[]>(bytes_left_));
+      block_end_ = bytes_.back().get() + bytes_left_;
+    }
+    char *const copy = block_end_ - bytes_left_;
+    std::memcpy(copy, key.data(), key.size());
+    bytes_left_ -= key.size();
+    return {copy, key.size()};
+  } else {
+    return key;
   }
-  return found->second;
 }
 
 template <class Key>
 dictionary distinct_values<Key>::finish(std::vector<uint32_t> &code_of) {
-  using entry = typename decltype(numbers_)::value_type;
-  std::vector<const entry *> order;
-  order.reserve(numbers_.size());
-  for (const entry &e : numbers_)
-    order.push_back(&e);
-  std::sort(order.begin(), order.end(), [](const entry *a, const entry *b) { return a->first < b->first; });
+  struct entry {
+    decltype(first_part(view())) first;
+    uint32_t number;
+  };
+  std::vector<entry> order;
+  order.reserve(values_.size());
+  for (size_t number = 1; number <= values_.size(); ++number)
+    order.push_back({first_part(values_[number - 1]), static_cast<uint32_t>(number)});
+  std::sort(order.begin(), order.end(), [this](const entry &a, const entry &b) {
+    return a.first != b.first ? a.first < b.first : values_[a.number - 1] < values_[b.number - 1];
+  });
 
   code_of.resize(order.size() + 1);
   std::vector<view> ascending;
   ascending.reserve(order.size());
-  for (const entry *e : order) {
-    code_of[e->second] = static_cast<uint32_t>(ascending.size() + (nulls_ ? 1 : 0));
-    ascending.push_back(e->first);
+  for (const entry &e : order) {
+    code_of[e.number] = static_cast<uint32_t>(ascending.size() + (nulls_ ? 1 : 0));
+    ascending.push_back(values_[e.number - 1]);
   }
   dictionary out = dictionary::of(std::span<const view>(ascending), nulls_);
-  numbers_.clear();
+  *this = distinct_values();
   return out;
 }
 

@@ -11,10 +11,10 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 #include "store/encode/stored_array.hpp"
@@ -95,11 +95,21 @@ public:
   dictionary finish(std::vector<uint32_t> &code_of);
 
 private:
-  struct hash : std::hash<view> {
-    using is_transparent = void;
+  // A slot of a hash table that is searched from the place of the hash on.  Number 0 is in no slot.
+  struct slot {
+    uint32_t hash;
+    uint32_t number;
   };
 
-  std::unordered_map<Key, uint32_t, hash, std::equal_to<>> numbers_;
+  size_t place_of(uint32_t hash) const { return hash & (slots_.size() - 1); }
+  void grow();
+  view kept(view key);
+
+  std::vector<slot> slots_ = std::vector<slot>(1024); // a power of two, at most half of them taken
+  std::vector<view> values_;                          // of number 1, 2, ...
+  std::vector<std::unique_ptr<char[]>> bytes_;        // of texts
+  char *block_end_ = nullptr;                         // of the last ones
+  size_t bytes_left_ = 0;                             // before it
   bool nulls_ = false;
 };
 

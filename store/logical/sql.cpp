@@ -21,7 +21,7 @@ std::string quoted(std::string_view text, char quote) {
 // A text of bytes, as DuckDB reads it for a BLOB.
 std::string escaped(std::string_view bytes) {
   std::string out;
-  for (const char c : bytes)
+  for (char c : bytes)
     out += fmt::format("\\x{:02X}", static_cast<unsigned char>(c));
   return out;
 }

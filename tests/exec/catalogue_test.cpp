@@ -11,6 +11,7 @@
 #include "sql/duckdb_engine.hpp"
 #include "sql/planner.hpp"
 #include "store/error.hpp"
+#include "store/saved/save.hpp"
 #include "tests/store/scratch_folder.hpp"
 
 namespace vorn_test {
@@ -81,6 +82,28 @@ TEST_F(catalogue_test, files_of_every_kind) {
     EXPECT_EQ(std::get<dictionary>(table.at(2).values).codes(), are_two ? 6 : 5);
     EXPECT_EQ(&table, tables_.find(name).get());
   }
+}
+
+TEST_F(catalogue_test, saved_tables_as_one) {
+  copy(
+      "SELECT CASE WHEN i % 3 > 0 THEN i END AS a, 'x' || i % 7 AS s, i / 4 AS d, (i * 1e20)::HUGEINT AS h, i::UBIGINT "
+      "AS u, i % 2 = 0 AS bo, DATE '2000-01-01' + i::INTEGER AS dt, md5(i::VARCHAR)::UUID AS id, i::DECIMAL(30,2) AS "
+      "de "
+      "FROM range(9000) t(i)",
+      "all.parquet");
+  const std::shared_ptr<exec::table> all = tables_.find(path("all.parquet"));
+  for (const char *part : {"part-1.vorn", "part-2.vorn"}) {
+    std::vector<saved_column> columns;
+    for (size_t i = 0; i < all->columns().size(); ++i)
+      columns.push_back({all->columns()[i].name, all->columns()[i].sql_type, all->at(i)});
+    save(path(part), columns);
+  }
+  const std::string query = "SELECT count(*)::VARCHAR, t::VARCHAR FROM {} t GROUP BY t ORDER BY t";
+  EXPECT_EQ(answer(fmt::format(fmt::runtime(query), fmt::format("'{}'", path("part-*.vorn"))),
+                   sql::duckdb_engine::storage::plain),
+            answer(fmt::format(fmt::runtime(query),
+                               fmt::format("(SELECT * FROM '{0}' UNION ALL SELECT * FROM '{0}')", path("all.parquet"))),
+                   sql::duckdb_engine::storage::plain));
 }
 
 TEST_F(catalogue_test, messages) {
