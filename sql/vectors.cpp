@@ -106,7 +106,9 @@ exec::vector from_duckdb(const duckdb::vector &values, const sql_type &type, uin
         if constexpr (std::is_same_v<Value, int64_t>)
           if (unit != 1)
             for (int64_t &value : copies)
-              value = is_infinite(value) ? value : static_cast<int64_t>(static_cast<uint64_t>(value) * unit);
+              value = is_infinite(value)
+                          ? value
+                          : static_cast<int64_t>(static_cast<uint64_t>(value) * static_cast<uint64_t>(unit));
         out = exec::vector(copies, valid);
       }
     });

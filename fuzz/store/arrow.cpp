@@ -18,7 +18,7 @@
 #include "store/arrow/exported.hpp"
 #include "store/arrow/import.hpp"
 #include "store/error.hpp"
-#include "tests/store/stored_cells.hpp"
+#include "tests/store/stored_values.hpp"
 
 namespace vorn_fuzz {
 
@@ -271,13 +271,9 @@ private:
 
 std::vector<std::string> rows_of(const arrow_table &table) {
   std::vector<std::string> out(table.rows);
-  for (const column *of : table.in_order()) {
-    uint64_t rows = 0;
-    vorn_test::for_each_cell(context(), *of, [&](const cell &value) {
-      ASSERT_LT(rows, out.size());
-      append_text(out[rows++] += '|', value, of->type);
-    });
-    EXPECT_EQ(rows, out.size());
+  for (const store::column *c : table.in_order()) {
+    auto row = out.begin();
+    vorn_test::for_each_value(context(), *c, [&](const cell &value) { append_text(*row++ += '|', value, c->type); });
   }
   return out;
 }
@@ -315,6 +311,7 @@ void read_batch(input &from) {
   const arrow_table table = import_arrow(batch.schema, batch.array, choices);
   EXPECT_EQ(table.rows, static_cast<uint64_t>(made.array.length));
   const auto expected = rows_of(table);
+  EXPECT_EQ(expected.size(), table.rows);
   const arrow_table again = import_arrow(*exported_rows(context(), table.in_order(), std::nullopt));
   EXPECT_EQ(rows_of(again), expected);
 }

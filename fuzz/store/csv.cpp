@@ -15,7 +15,7 @@
 #include "sql/values.hpp"
 #include "store/error.hpp"
 #include "tests/store/scratch_folder.hpp"
-#include "tests/store/stored_cells.hpp"
+#include "tests/store/stored_values.hpp"
 
 namespace vorn_fuzz {
 
@@ -49,17 +49,19 @@ duckdb::result all_values(duckdb::connection &db, const table_file &file) {
 void expect_values(const column &read, const std::vector<duckdb::chunk> &expected, uint64_t number) {
   auto chunk = expected.begin();
   uint64_t rows = 0, in_chunk = 0;
-  vorn_test::for_each_cell(context(), read, [&](const cell &value) {
-    for (; chunk != expected.end() && in_chunk == chunk->rows(); in_chunk = 0)
+  vorn_test::for_each_value(context(), read, [&](const cell &value) {
+    while (chunk != expected.end() && in_chunk == chunk->rows()) {
       ++chunk;
+      in_chunk = 0;
+    }
     ASSERT_NE(chunk, expected.end());
     ASSERT_EQ(value, value_at(chunk->column(number), in_chunk++, read.type.kind)) << read.name << " row " << rows;
     ++rows;
   });
-  uint64_t all = 0;
-  for (const duckdb::chunk &some : expected)
-    all += some.rows();
-  EXPECT_EQ(rows, all);
+  uint64_t expected_rows = 0;
+  for (const duckdb::chunk &of : expected)
+    expected_rows += of.rows();
+  EXPECT_EQ(rows, expected_rows);
   EXPECT_EQ(rows, read.rows);
 }
 

@@ -1,6 +1,6 @@
 // The reference host's readers on a fuzzer's input, with the kernels that it picks.
 //
-//   vorn_fuzz_store --target=csv [options of libFuzzer] [folder of inputs...]
+//   vorn_fuzz_store --target=values [options of libFuzzer] [folder of inputs...]
 #include <gtest/gtest.h>
 
 #include <cstdio>

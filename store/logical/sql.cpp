@@ -21,8 +21,8 @@ std::string quoted(std::string_view text, char quote) {
 // A text of bytes, as DuckDB reads it for a BLOB.
 std::string escaped(std::string_view bytes) {
   std::string out;
-  for (unsigned char c : bytes)
-    out += fmt::format("\\x{:02X}", c);
+  for (const char c : bytes)
+    out += fmt::format("\\x{:02X}", static_cast<unsigned char>(c));
   return out;
 }
 

@@ -111,6 +111,7 @@ public:
 private:
   class probe_stream;
   class kept_stream;
+  class empty_stream;
 
   relation &built() const { return parts_.builds_left ? *left_ : *right_; }
   relation &probed() const { return parts_.builds_left ? *right_ : *left_; }
@@ -537,6 +538,15 @@ private:
   arena &memory_;
 };
 
+// Of a join whose probed side is not opened.
+class join::empty_stream final : public stream {
+public:
+  using stream::stream;
+
+private:
+  void produce(size_t, const chunk_taker &) override {}
+};
+
 size_t join::morsels() const {
   if (parts_.marks_built())
     return kept_stream::morsels_of(pairs_->rows()) + kept_stream::morsels_of(selected_.size());
@@ -546,6 +556,8 @@ size_t join::morsels() const {
 std::unique_ptr<stream> join::made_stream(const query_run &run, arena &memory) {
   if (parts_.marks_built())
     return std::make_unique<kept_stream>(*this, run, memory);
+  if (is_empty())
+    return std::make_unique<empty_stream>(counted(run));
   return std::make_unique<probe_stream>(*this, run, memory);
 }
 

@@ -38,6 +38,11 @@ void replace_unfinished(const char *known, const char *other) {
 } // namespace
 
 replaced_file::replaced_file(std::filesystem::path path) : path_(std::move(path)) {
+  // A device or a pipe would be replaced by a file of its name.
+  std::error_code unknown;
+  const std::filesystem::file_status there = std::filesystem::status(path_, unknown);
+  if (std::filesystem::exists(there) && !std::filesystem::is_regular_file(there))
+    throw error(fmt::format("cannot write {}: it is not a regular file", path_.string()));
   std::string name = (path_.parent_path() / fmt::format(".{}.XXXXXX", path_.filename().string())).string();
   file_ = mkostemp(name.data(), O_CLOEXEC);
   if (file_ == -1)

@@ -4,6 +4,7 @@
 #include <bit>
 #include <functional>
 
+#include "store/chunk/cells.hpp"
 #include "store/chunk/kept_rows.hpp"
 #include "store/encode/big_endian.hpp"
 #include "store/encode/packing.hpp"
@@ -61,64 +62,35 @@ void check_runs(const column &of, batch &rows) {
   require(rise && big_endian(rows.cla[rows.runs]) == rows.rows, "its runs are not as long as its rows");
 }
 
-// How many rows of a batch a predicate of the library selects.  `call` has its result, its source and its vorn_aux.
-template <class Call>
-uint32_t count(const column &of, const batch &rows, const Call &call) {
-  alignas(vorn_host::cache_line) uint64_t selected[batch_rows / 64];
-  vorn_host::aligned_vector<uint64_t> run_bits((rows.runs + 63) / 64);
-  vorn_enc_ctx encoding = predicate_encoding(of, true);
-  vorn_cv source = source_vector(of, rows, encoding, run_bits.data());
+// How many rows have an ordinal of a range.  Unlike a scan, this tells ordinals that no value has from the last one.
+uint32_t count(const vorn_ctx &ctx, const column &of, const batch &rows, uint64_t first, uint64_t last,
+               exec::arena &memory) {
+  memory.rewind({});
+  vorn_enc_ctx layout = predicate_encoding(of, false);
+  uint64_t *const run_bits =
+      of.form == encoding::rle ? memory.take<uint64_t>(exec::words_of(rows.runs)).data() : nullptr;
+  vorn_cv source = source_vector(of, rows, layout, run_bits);
+  constant_vector low(of, false, first), high(of, false, last);
   vorn_cv result{};
-  vorn_build_vector(&result, nullptr, nullptr, nullptr, nullptr, nullptr, selected, rows.rows, 0, nullptr, 0);
+  vorn_build_vector(&result, nullptr, nullptr, nullptr, nullptr, nullptr,
+                    memory.take<uint64_t>(exec::words_of(rows.rows)).data(), rows.rows, 0, nullptr, 0);
   vorn_aux aux{};
-  const uint32_t code = call(&result, &source, &aux);
-  require(code == VORN_RESULT_DONE || code == VORN_RESULT_EMPTY, "no kernel reads it");
+  vorn_range_cmp(&ctx, &result, &source, low.get(), high.get(), &aux, VORN_OPC_GE_LE);
   return result.vorn_cv_popc;
 }
 
-uint32_t count_values(const vorn_ctx &ctx, const column &of, const batch &rows) {
-  constant_vector first(of, true, of.first_ordinal());
-  return count(of, rows, [&](vorn_cv *result, vorn_cv *source, vorn_aux *aux) {
-    return vorn_cmp(&ctx, result, source, first.get(), aux, VORN_OPC_GE);
-  });
-}
-
-uint32_t count_between(const vorn_ctx &ctx, const column &of, const batch &rows, uint64_t low, uint64_t high) {
-  constant_vector first(of, true, low), last(of, true, high);
-  return count(of, rows, [&](vorn_cv *result, vorn_cv *source, vorn_aux *aux) {
-    return vorn_range_cmp(&ctx, result, source, first.get(), last.get(), aux, VORN_OPC_GE_LE);
-  });
-}
-
-// Keys of a column of prefix lie in its range.
-void check_keys(const vorn_ctx &ctx, const column &of, const key_range &range) {
-  const bool is_natural = of.type.kind == value_kind::natural;
-  const auto number = [&](int64_t key) -> __int128 { return is_natural ? natural_of_key(key) : __int128{key}; };
-  const exec::representation form = is_natural ? exec::representation::int128 : exec::representation::int64;
-  exec::column_reader reader(ctx, of, form, nullptr, nullptr);
-  exec::arena memory;
-  for (size_t group = 0; group < of.batches.size(); ++group, memory.rewind({})) {
-    const exec::vector keys = reader.read(group, exec::consecutive(0, of.batches[group].rows, memory), memory);
-    for (uint32_t row = 0; row < keys.rows; ++row) {
-      const __int128 key = is_natural ? keys.int128s()[row] : keys.int64s()[row];
-      require(key >= number(range.low) && key <= number(range.high), "it has keys beyond its range");
-    }
-  }
-}
-
 // The kernels themselves look at all codes: a predicate may be put to any, whatever it stands for.
-void check_zone(const vorn_ctx &ctx, const column &of, const batch &rows) {
+void check_zone(const vorn_ctx &ctx, const column &of, const batch &rows, exec::arena &memory) {
   constexpr const char *beyond = "it has codes or values beyond the range of the column or of a batch";
   const zone &held = rows.held;
-  const uint64_t first = of.first_ordinal();
   require(held.nulls <= rows.rows && (held.nulls == 0 || of.has_nulls()), beyond);
   const uint32_t values = rows.rows - held.nulls;
   require(held.has_values() == (values != 0), beyond);
   if (of.has_nulls())
-    require(count_values(ctx, of, rows) == values, beyond);
+    require(count(ctx, of, rows, 0, 0, memory) == held.nulls, beyond);
   if (values != 0)
-    require(held.low >= first && held.high <= of.last_ordinal() &&
-                count_between(ctx, of, rows, held.low, held.high) == values,
+    require(held.low >= of.first_ordinal() && held.high <= of.last_ordinal() &&
+                count(ctx, of, rows, held.low, held.high, memory) == values,
             beyond);
 }
 
@@ -188,9 +160,22 @@ void check_lengths(const column &of, batch &rows) {
 }
 
 void check_values(const vorn_ctx &ctx, const column &of) {
+  exec::arena memory;
   if (of.form == encoding::prefix) {
-    if (const auto *range = std::get_if<key_range>(&of.values))
-      check_keys(ctx, of, *range);
+    const auto *range = std::get_if<key_range>(&of.values);
+    if (range == nullptr)
+      return;
+    exec::layout as;
+    as.type.held = of.type;
+    as.form = exec::plain_representation(of.type);
+    exec::column_reader reader(ctx, of, as.form, nullptr, nullptr);
+    for (size_t group = 0; group < of.batches.size(); ++group, memory.rewind({})) {
+      const auto values = reader.read(group, exec::consecutive(0, of.batches[group].rows, memory), memory);
+      for (uint32_t row = 0; row < values.rows; ++row) {
+        const auto key = std::get<int64_t>(exec::cell_at(values, as, row));
+        require(key >= range->low && key <= range->high, "it has keys beyond its range");
+      }
+    }
     return;
   }
   for (const batch &rows : of.batches) {
@@ -199,7 +184,7 @@ void check_values(const vorn_ctx &ctx, const column &of) {
               "a compressed stream is not whole");
       exec::plain_stream(ctx, of, rows);
     }
-    check_zone(ctx, of, rows);
+    check_zone(ctx, of, rows, memory);
   }
 }
 

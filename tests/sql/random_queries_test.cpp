@@ -144,7 +144,8 @@ private:
     answer_shape out;
     const auto places = [&](syntax::role of, std::vector<size_t> &to) {
       for (const std::string &name : query.names_of(of))
-        to.push_back(static_cast<size_t>(std::ranges::find(names, name) - names.begin()));
+        if (const auto found = std::ranges::find(names, name); found != names.end())
+          to.push_back(static_cast<size_t>(found - names.begin()));
     };
     places(syntax::role::rounded, out.rounded);
     places(syntax::role::order_key, out.order);

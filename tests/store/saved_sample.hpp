@@ -11,12 +11,12 @@
 
 #include <fmt/format.h>
 
-#include "sql/table_file.hpp"
+#include "sql/catalogue.hpp"
 #include "store/operator/ordinal_scan.hpp"
 #include "store/saved/save.hpp"
 #include "store/saved/saved_table.hpp"
 #include "tests/store/scratch_folder.hpp"
-#include "tests/store/stored_cells.hpp"
+#include "tests/store/stored_values.hpp"
 #include <vorn/encode.h>
 
 namespace vorn_test {
@@ -34,6 +34,8 @@ inline constexpr const char *stored_columns[][3] = {
     {"big", "i * 12345678901", "dynp+qpak"},
     {"code", "lpad(i::VARCHAR, 6, '0')", "prefix"},
     {"keys", "i * 70000", "prefix"},
+    {"natural", "18446744073709551615 - i::UBIGINT", "prefix"},
+    {"real", "i / 7 - 20", "prefix"},
     {"flag", "i % 2 = 0"},
     {"id", "md5(i::VARCHAR)::UUID"}};
 
@@ -65,18 +67,23 @@ inline std::string content(const vorn_ctx &ctx, const store::column &c) {
   std::string out = c.name;
   const bool is_searched = c.form != encoding::prefix && c.rows != 0 && c.first_ordinal() <= c.last_ordinal();
   const uint64_t bound = is_searched ? std::midpoint(c.first_ordinal(), c.last_ordinal()) : 0;
-  uint64_t expected = 0;
-  for_each_cell(ctx, c, [&](const cell &value) {
+  uint64_t expected = 0, found = 0;
+  for_each_value(ctx, c, [&](const cell &value) {
     append_text(out += ' ', value, c.type);
     expected += is_searched && !(value < c.value_of(bound)) ? 1 : 0;
   });
-  uint64_t found = 0;
   if (is_searched) {
-    const exec::ordinal_scan scan(c, {bound, c.last_ordinal()});
-    vorn_host::aligned_vector<uint64_t> bits(batch_rows / 64);
-    exec::arena memory;
-    for (const batch &rows : c.batches)
-      found += scan.run(ctx, rows, nullptr, 0, bits.data(), memory);
+    const exec::ordinal_scan asked(c, exec::ordinal_ranges(bound, c.last_ordinal()));
+    static exec::arena memory;
+    std::vector<uint64_t> words(batch_rows / 64);
+    for (const batch &rows : c.batches) {
+      const auto covered = asked.covers(rows);
+      found += covered == exec::ordinal_ranges::coverage::none ? 0
+               : covered == exec::ordinal_ranges::coverage::all
+                   ? rows.rows
+                   : asked.run(ctx, rows, nullptr, 0, words.data(), memory);
+      memory.rewind({});
+    }
   }
   EXPECT_EQ(found, expected) << c.name;
   return out + '\n';
@@ -96,45 +103,31 @@ struct saved_sample {
   explicit saved_sample(const vorn_ctx &context) : ctx(context) {
     std::string sql;
     for (const auto &[name, expression, form] : stored_columns) {
+      names.emplace_back(name);
       if (form != nullptr)
         choices[name] = store::parse_encoding(form);
       sql += fmt::format("{} AS {}, ", expression, name);
     }
-    db.query(fmt::format("COPY (SELECT {} FROM range(400) made(i)) TO '{}'", sql, folder.path("t.parquet")));
-    save(loaded("t.parquet"), "t.vorn");
+    store::duckdb::connection(1).query(
+        fmt::format("COPY (SELECT {} FROM range(400) made(i)) TO '{}'", sql, folder.path("t.parquet")));
+    tables = std::make_unique<store::sql::catalogue>(ctx, choices);
+    save(*loaded("t.parquet"), "t.vorn");
     whole = folder.read("t.vorn");
   }
 
-  // The columns of a file of this folder, by the form that is chosen for them.
-  std::vector<store::column> loaded(const std::string &name) {
-    const std::filesystem::path path = folder.path(name);
-    std::unique_ptr<store::table_source> file;
-    if (path.extension() == ".vorn")
-      file = std::make_unique<store::saved_table>(ctx, path);
-    else
-      file = std::make_unique<store::table_file>(db, path);
-    std::vector<store::column> out;
-    types.clear();
-    for (const store::column_info &info : file->columns()) {
-      const auto chosen = path.extension() == ".vorn" ? choices.end() : choices.find(info.name);
-      out.push_back(
-          file->load(info, chosen == choices.end() ? store::encoding_choice{} : chosen->second, [](uint64_t) {}));
-      types.push_back(info.sql_type);
-    }
-    return out;
-  }
-  uint64_t save(const std::vector<store::column> &columns, const std::string &name) const {
-    std::vector<store::saved_column> saved;
-    for (size_t c = 0; c < columns.size(); ++c)
-      saved.push_back({columns[c].name, types[c], columns[c]});
-    return store::save(folder.path(name), saved);
+  std::shared_ptr<store::exec::table> loaded(const char *name) const { return tables->find(folder.path(name)); }
+  uint64_t save(store::exec::table &saved, const char *name) const {
+    std::vector<store::saved_column> columns;
+    for (size_t i = 0; i < names.size(); ++i)
+      columns.push_back({names[i], saved.columns()[i].sql_type, saved.at(i)});
+    return store::save(folder.path(name), columns);
   }
 
   const vorn_ctx &ctx;
   scratch_folder folder;
-  store::duckdb::connection db;
-  std::vector<std::string> types; // of the columns that were loaded last
+  std::vector<std::string> names;
   store::choice_map choices;
+  std::unique_ptr<store::sql::catalogue> tables;
   std::string whole; // the file
 };
 

@@ -50,11 +50,10 @@ struct saved_test : testing::Test {
 
 TEST_F(saved_test, has_the_columns_that_were_saved_and_saves_them_again_to_the_byte) {
   const auto original = sample.loaded("t.parquet"), saved = sample.loaded("t.vorn");
-  ASSERT_EQ(original.size(), saved.size());
-  for (size_t c = 0; c < saved.size(); ++c)
-    EXPECT_EQ(content(original[c]), content(saved[c]));
+  for (size_t i = 0; i < sample.names.size(); ++i)
+    EXPECT_EQ(content(original->at(i)), content(saved->at(i)));
   for (const char *file : {"again.vorn", "t.vorn"}) { // one that it is a map of
-    EXPECT_EQ(sample.save(saved, file), whole.size());
+    EXPECT_EQ(sample.save(*saved, file), whole.size());
     EXPECT_EQ(folder.read(file), whole);
   }
 }
@@ -62,11 +61,11 @@ TEST_F(saved_test, has_the_columns_that_were_saved_and_saves_them_again_to_the_b
 TEST_F(saved_test, leaves_what_was_there_when_it_cannot_write) {
   const auto from = sample.loaded("t.vorn");
   ASSERT_TRUE(std::filesystem::create_directory(folder.path("folder.vorn")));
-  EXPECT_THROW(sample.save(from, "folder.vorn"), error);
+  EXPECT_THROW(sample.save(*from, "folder.vorn"), error);
   std::signal(SIGXFSZ, SIG_IGN);
   const rlimit small = {whole.size() / 2, RLIM_INFINITY}, usual = {RLIM_INFINITY, RLIM_INFINITY};
   ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
-  EXPECT_THROW(sample.save(from, "t.vorn"), error);
+  EXPECT_THROW(sample.save(*from, "t.vorn"), error);
   setrlimit(RLIMIT_FSIZE, &usual);
   EXPECT_EQ(folder.read("t.vorn"), whole);
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path()), {}), 3) << "something is left";
