@@ -44,24 +44,28 @@ vector converted(const vector &from, const layout &of, representation form, aren
 
 class union_stream final : public stream {
 public:
-  struct side {
-    std::unique_ptr<stream> rows;
-    const std::vector<layout> *columns;
-  };
-  union_stream(side first, side second, size_t morsels_of_first, const std::vector<layout> &columns,
-               const column_mask &needed, operator_metrics *counted)
-      : stream(counted), first_(std::move(first)), second_(std::move(second)), morsels_of_first_(morsels_of_first),
-        columns_(columns), needed_(needed) {}
+  union_stream(relation &first, relation &second, const std::vector<layout> &columns, const column_mask &needed,
+               operator_metrics *counted, const query_run &run, arena &memory)
+      : stream(counted), first_{first}, second_{second}, columns_(columns), needed_(needed), run_(run),
+        memory_(memory) {}
 
 private:
+  struct side {
+    relation &of;
+    std::unique_ptr<stream> rows = {}; // since its first morsel: a side without any may have nothing to begin with
+  };
+
   void produce(size_t morsel, const chunk_taker &take) override {
-    const bool is_first = morsel < morsels_of_first_;
+    const size_t morsels_of_first = first_.of.morsels();
+    const bool is_first = morsel < morsels_of_first;
     side &from = is_first ? first_ : second_;
-    from.rows->give(is_first ? morsel : morsel - morsels_of_first_, [&](chunk &in) {
+    if (!from.rows)
+      from.rows = from.of.begin(run_, memory_);
+    from.rows->give(is_first ? morsel : morsel - morsels_of_first, [&](chunk &in) {
       chunk out = in;
       out.drop_columns();
       for (size_t c = 0; c < columns_.size(); ++c) {
-        const layout &below = (*from.columns)[c];
+        const layout &below = from.of.columns()[c];
         if (!needed_[c])
           out.add_missing_column();
         else if (below.form == columns_[c].form)
@@ -75,9 +79,10 @@ private:
 
   side first_;
   side second_;
-  size_t morsels_of_first_;
   const std::vector<layout> &columns_;
   const column_mask &needed_;
+  const query_run &run_;
+  arena &memory_;
 };
 
 class union_all final : public relation {
@@ -98,9 +103,7 @@ private:
     second_->open(run);
   }
   std::unique_ptr<stream> made_stream(const query_run &run, arena &memory) override {
-    return std::make_unique<union_stream>(union_stream::side{first_->begin(run, memory), &first_->columns()},
-                                          union_stream::side{second_->begin(run, memory), &second_->columns()},
-                                          first_->morsels(), columns_, needed_, counted(run));
+    return std::make_unique<union_stream>(*first_, *second_, columns_, needed_, counted(run), run, memory);
   }
 
   relation_ptr first_;
