@@ -180,10 +180,7 @@ void add_scans(const logical::plan &of, std::vector<const logical::plan *> &to) 
 // then the view reads a small table with rows that are made up.
 struct planner::state {
   explicit state(catalogue &of) : tables(of), inside(of.library()), other(database.another()) {
-    // The first ones give plans for DuckDB's executor: values that it compresses, filters that it makes as it runs, a
-    // choice of the side that a join builds, long IN lists as joins.
-    database.query("SET disabled_optimizers = 'compressed_materialization,statistics_propagation,late_materialization,"
-                   "join_filter_pushdown,column_lifetime,build_side_probe_side,in_clause'");
+    disable_optimizers(",build_side_probe_side");
     add_function(database,
                  {"vorn_table", "VARCHAR", &described, bind_table,
                   [](duckdb_init_info info) { duckdb_init_set_error(info, "DuckDB only plans queries of this table"); },
@@ -203,6 +200,14 @@ struct planner::state {
 
   duckdb_logical_type type_named(const std::string &name);
   logical::query plan(const std::string &query);
+  json serialized(const std::string &query);
+  // The optimisers for DuckDB's executor: values that it compresses, filters that it makes as it runs, long IN lists as
+  // joins.  One more is the choice of the side that a join builds.
+  void disable_optimizers(std::string_view more) {
+    database.query(fmt::format("SET disabled_optimizers = 'compressed_materialization,statistics_propagation,"
+                               "late_materialization,join_filter_pushdown,column_lifetime,in_clause{}'",
+                               more));
+  }
   bool add_statistics(const logical::plan &of);
   void add_view(const std::string &name);
   void add_views(const std::string &query);
@@ -302,6 +307,16 @@ bool planner::state::add_statistics(const logical::plan &of) {
 planner::planner(catalogue &tables) : state_(new state(tables)) {}
 planner::~planner() = default;
 
+json planner::state::serialized(const std::string &query) {
+  const auto answer =
+      database.query(fmt::format("SELECT json_serialize_plan({}, optimize := true)", duckdb::quoted_text(query)))
+          .next();
+  const std::string_view text = answer->column(0).text(0);
+  if (text.empty())
+    throw error("not executed: a constant of a type that DuckDB's plan cannot hold");
+  return json::parse(with_quoted_numbers(std::string(text)));
+}
+
 logical::query planner::state::plan(const std::string &query) {
   logical::query out;
   try {
@@ -312,13 +327,13 @@ logical::query planner::state::plan(const std::string &query) {
       add_view(name);
     out.names = database.prepare(query).names();
   }
-  const auto answer =
-      database.query(fmt::format("SELECT json_serialize_plan({}, optimize := true)", duckdb::quoted_text(query)))
-          .next();
-  const std::string_view text = answer->column(0).text(0);
-  if (text.empty())
-    throw error("not executed: a constant of a type that DuckDB's plan cannot hold");
-  const json plan = json::parse(with_quoted_numbers(std::string(text)));
+  json plan = serialized(query);
+  // DuckDB 1.5 fails on some plans with a shared part, unless it chooses the sides that joins build.
+  if (plan.value("error_type", "") == "internal") {
+    disable_optimizers("");
+    plan = serialized(query);
+    disable_optimizers(",build_side_probe_side");
+  }
   if (plan.value("error", false))
     throw error(fmt::format("not executed: {}", plan.value("error_message", "DuckDB gives no plan")));
   try {
