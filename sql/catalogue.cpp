@@ -15,8 +15,8 @@
 
 #include "sql/table_file.hpp"
 #include "store/error.hpp"
-#include "store/operator/saved_tables.hpp"
 #include "store/saved/saved_table.hpp"
+#include "store/saved/saved_tables.hpp"
 
 namespace store::sql {
 

@@ -1,4 +1,4 @@
-#include "store/operator/saved_tables.hpp"
+#include "store/saved/saved_tables.hpp"
 
 #include <algorithm>
 #include <numeric>
