@@ -161,7 +161,7 @@ store() {
 
 vornq() {
   printf 'city,late\nAtlanta,75\nParis,3\nChicago,60\n' >"$root/flights.csv"
-  "$prefix/bin/vornq" "$root/flights.csv" --where 'late >= 60' --select city --isa sse42 >"$root/answer" ||
+  "$prefix/bin/vornq" "$root/flights.csv" 'select city from flights where late >= 60' --isa sse42 >"$root/answer" ||
     fail "$(cat "$root/answer")"
   grep -q Chicago "$root/answer" || fail "$(cat "$root/answer")"
 }
