@@ -42,7 +42,7 @@ std::string written(const cell &c, const column_type &type) {
   return out;
 }
 
-// A text that could be taken for NULL, or for nothing, stands in quotes.
+// A text that looks like NULL, or is empty, is written in quotes.
 std::string shown_text(const cell &c, const column_type &type) {
   const std::string_view *text = text_of(c, type);
   if (text == nullptr)

@@ -55,7 +55,7 @@ struct key_batch {
 };
 
 // The values of a key's column on the built side, as a filter of this column on the probed side.  Null where most rows
-// would pass it, or where it would be large for so many rows.
+// would pass it, or where the filter would be large for the number of probed rows.
 std::shared_ptr<const key_filter> make_key_filter(const key_column &of, const vector &built, double probed_rows,
                                                   arena &memory);
 

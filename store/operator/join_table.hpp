@@ -97,7 +97,7 @@ enum class group_rows {
   first // it is enough to know one row, and the first one is given
 };
 
-// The table that is best for these keys when about so many rows are looked up.  It may pack the keys in another way.
+// The table that is best for these keys for a number of rows that are looked up.  It may pack the keys in another way.
 // The packing outlives the table.
 std::unique_ptr<const join_table> make_join_table(const vorn_ctx &library, key_packing &packing,
                                                   std::span<const vector> columns, size_t rows, group_rows asked,

@@ -88,7 +88,7 @@ private:
           throw enough();
       });
     } catch (const enough &) {
-      rows = nullptr; // it stands in the middle of a morsel
+      rows = nullptr; // the stream is in the middle of a morsel
     }
     memory.rewind(begun);
   }

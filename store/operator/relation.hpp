@@ -43,7 +43,7 @@ struct query_run {
   bool explains = false;   // metrics are kept
 };
 
-// Takes a chunk.  The chunk may be changed; it and all that hangs on it are good for the call only.
+// Takes a chunk.  The chunk may be changed.  The chunk and its vectors are good for the call only.
 using chunk_taker = std::function<void(chunk &)>;
 
 // The rows of a relation for one thread.

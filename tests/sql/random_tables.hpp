@@ -34,7 +34,7 @@ struct dice {
 // Types whose values compare with each other and take the same functions.
 enum class family { boolean, number, real, text, blob, day, clock, moment, nano, instant, id };
 
-// Whether a sum hangs on the order of additions: not, a little, or entirely.
+// How much a sum depends on the order of additions: not, a little, or entirely.
 enum class summed { exactly, rounded, never };
 
 // A column of a table, or an expression that stands like one in a query.
