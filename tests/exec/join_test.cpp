@@ -282,6 +282,8 @@ answer joined(const join_case &of, join_kind kind, const side &left, const side 
   for (int again = 0; again < 2; ++again) {
     of_morsels.clear();
     join->open(run.get());
+    arena unused;
+    EXPECT_NE(join->begin(run.get(), unused), nullptr) << "a union begins a stream also where there are no morsels";
     run_all(*join, run.get(), [&](size_t, size_t morsel, chunk &rows) {
       EXPECT_LE(rows.rows(), chunk_rows);
       EXPECT_NE(rows.rows(), 0U);
