@@ -69,6 +69,7 @@ struct stored_rows {
 
 void bind_rows(duckdb_bind_info info) {
   duckdb_value address = duckdb_bind_get_parameter(info, 0);
+  // A parameter of SQL carries the address.  NOLINTNEXTLINE(performance-no-int-to-ptr)
   auto &of = *reinterpret_cast<stored_rows *>(duckdb_get_uint64(address));
   duckdb_destroy_value(&address);
   for (size_t i = 0; i < of.names.size(); ++i)

@@ -19,12 +19,12 @@ logical_type type_named(connection &database, const std::string &name);
 
 // A function after FROM, with one parameter.
 struct table_function {
-  const char *name;
-  const char *parameter_type;
-  void *info; // for the calls, which find it by duckdb_bind_get_extra_info
-  duckdb_table_function_bind_t bind;
-  duckdb_table_function_init_t init;
-  duckdb_table_function_t run;
+  const char *name = nullptr;
+  const char *parameter_type = nullptr;
+  void *info = nullptr; // for the calls, which find it by duckdb_bind_get_extra_info
+  duckdb_table_function_bind_t bind = nullptr;
+  duckdb_table_function_init_t init = nullptr;
+  duckdb_table_function_t run = nullptr;
   bool gives_some_columns = false; // those that the call is asked for, not all
 };
 void add_function(connection &database, const table_function &added);

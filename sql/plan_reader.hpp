@@ -26,7 +26,7 @@ private:
   using columns = std::vector<logical::sql_type>;
   // Columns of the query around a subquery, which is kept.
   struct outer_columns {
-    size_t kept;
+    size_t kept = 0;
     columns types;
     std::vector<logical::expression> read;
   };

@@ -115,7 +115,8 @@ exec::vector from_duckdb(const duckdb::vector &values, const sql_type &type, uin
       if constexpr (std::is_arithmetic_v<Value> || std::is_same_v<Value, __int128>) {
         const std::span<Value> copies = memory.take<Value>(rows);
         for (uint32_t row = 0; row < rows; ++row)
-          copies[row] = static_cast<Value>(at<Stored>(values.data(), row));
+          copies[row] =
+              static_cast<Value>(at<Stored>(values.data(), row)); // NOLINT(bugprone-signed-char-misuse): TINYINT
         if constexpr (std::is_same_v<Value, int64_t>)
           if (unit != 1)
             for (int64_t &value : copies)

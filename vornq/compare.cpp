@@ -84,7 +84,9 @@ public:
       return infinity;
     const double x = values_[a].float64s()[row_of_a], y = values_[b].float64s()[row_of_b];
     const double out = std::abs(x - y) / std::max(std::abs(x), std::abs(y));
-    return std::isnan(out) ? infinity : out;
+    if (std::isnan(out))
+      return infinity;
+    return out;
   }
 
 private:

@@ -104,7 +104,7 @@ std::string function_sql(const expression &e) {
   // The names of fields are in the type only.
   if (e.name == "struct_pack")
     return fmt::format("CAST(row({}) AS {})", arguments, e.type.name);
-  const std::string call = fmt::format("{}({})", quoted_name(e.name), arguments);
+  std::string call = fmt::format("{}({})", quoted_name(e.name), arguments);
   // DuckDB widens arguments of decimal arithmetic to the type of the result.  Bound again, these would give a wider
   // result.  An error has whatever type its place asks for.
   if (e.type.name.starts_with("DECIMAL") || e.name == "error")

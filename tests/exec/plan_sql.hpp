@@ -56,12 +56,14 @@ private:
 
   static std::vector<std::string> texts(const std::vector<store::logical::expression> &list) {
     std::vector<std::string> out;
+    out.reserve(list.size());
     for (const auto &e : list)
       out.push_back(fmt::format("CAST({} AS {})", e.sql, e.type.name));
     return out;
   }
   static std::string named(const std::vector<std::string> &list, size_t first = 0) {
     std::vector<std::string> out;
+    out.reserve(list.size());
     for (const std::string &text : list)
       out.push_back(fmt::format("{} AS c{}", text, first++));
     return out.empty() ? "0 AS no_column" : fmt::format("{}", fmt::join(out, ", "));
@@ -126,6 +128,7 @@ private:
       std::vector<std::string> sets;
       for (const auto &set : of.grouping_sets) {
         std::vector<std::string> groups;
+        groups.reserve(set.size());
         for (size_t group : set)
           groups.push_back(columns[group]);
         sets.push_back(fmt::format("({})", fmt::join(groups, ", ")));

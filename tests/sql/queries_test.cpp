@@ -19,7 +19,7 @@ using namespace vorn_test;
 // A query and the columns whose values are rounded or either zero, such as sums of DOUBLEs: as letters from a on.  With
 // ORDER BY the rows have one order; a query with LIMIT orders by all that it shows.
 struct test_query {
-  const char *sql;
+  const char *sql = nullptr;
   const char *rounded = "";
 };
 

@@ -417,7 +417,7 @@ private:
   // FROM.
 
   std::string add_table(scope &to, const random_table &table) {
-    const std::string alias = fmt::format("x{}", aliases_++);
+    std::string alias = fmt::format("x{}", aliases_++);
     for (random_column c : table.columns) {
       c.sql = alias + "." + c.sql;
       to.columns.push_back(std::move(c));
