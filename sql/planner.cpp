@@ -180,7 +180,7 @@ void add_scans(const logical::plan &of, std::vector<const logical::plan *> &to) 
 // then the view reads a small table with rows that are made up.
 struct planner::state {
   explicit state(catalogue &of) : tables(of), inside(of.library()), other(database.another()) {
-    disable_optimizers(",build_side_probe_side");
+    disable_optimizers("");
     add_function(database,
                  {"vorn_table", "VARCHAR", &described, bind_table,
                   [](duckdb_init_info info) { duckdb_init_set_error(info, "DuckDB only plans queries of this table"); },
@@ -201,11 +201,12 @@ struct planner::state {
   duckdb_logical_type type_named(const std::string &name);
   logical::query plan(const std::string &query);
   json serialized(const std::string &query);
-  // The optimisers for DuckDB's executor: values that it compresses, filters that it makes as it runs, long IN lists as
-  // joins.  One more is the choice of the side that a join builds.
+  // The optimisers for DuckDB's executor: values that it compresses, filters that it makes as it runs, the choice of
+  // the side that a join builds, long IN lists as joins; and more ones.
   void disable_optimizers(std::string_view more) {
     database.query(fmt::format("SET disabled_optimizers = 'compressed_materialization,statistics_propagation,"
-                               "late_materialization,join_filter_pushdown,column_lifetime,in_clause{}'",
+                               "late_materialization,join_filter_pushdown,column_lifetime,build_side_probe_side,"
+                               "in_clause{}'",
                                more));
   }
   bool add_statistics(const logical::plan &of);
@@ -328,11 +329,11 @@ logical::query planner::state::plan(const std::string &query) {
     out.names = database.prepare(query).names();
   }
   json plan = serialized(query);
-  // DuckDB 1.5 fails on some plans with a shared part, unless it chooses the sides that joins build.
+  // Where DuckDB 1.5 has dropped columns that a shared part does not need, it sometimes cannot make the plan.
   if (plan.value("error_type", "") == "internal") {
-    disable_optimizers("");
+    disable_optimizers(",unused_columns");
     plan = serialized(query);
-    disable_optimizers(",build_side_probe_side");
+    disable_optimizers("");
   }
   if (plan.value("error", false))
     throw error(fmt::format("not executed: {}", plan.value("error_message", "DuckDB gives no plan")));
