@@ -60,7 +60,7 @@ private:
   size_t shared_ = 0; // plans that are kept so far
   std::vector<outer_columns> around_;
   struct common_table {
-    size_t kept;
+    size_t kept = 0;
     columns types;
   };
   std::map<size_t, common_table> common_; // by the numbers of DuckDB
