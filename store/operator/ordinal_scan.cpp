@@ -66,7 +66,11 @@ coverage ordinal_scan::covers(const batch &rows) const {
 }
 
 double ordinal_scan::selectivity() const {
-  return accepted_.empty() ? 0 : static_cast<double>(accepted_.size()) / (static_cast<double>(on_->last_ordinal()) + 1);
+  if (accepted_.empty())
+    return 0;
+  // All 2^64 ordinals have no size in 64 bits.
+  return accepted_.size() == 0 ? 1
+                               : static_cast<double>(accepted_.size()) / (static_cast<double>(on_->last_ordinal()) + 1);
 }
 
 double ordinal_scan::cost() const {

@@ -27,8 +27,9 @@ struct answer {
 };
 
 ordinal_ranges all_values(const column &on) {
-  const uint64_t first = on.first_ordinal();
-  return on.rows == 0 || on.last_ordinal() + 1 <= first ? ordinal_ranges() : ordinal_ranges(first, on.last_ordinal());
+  // The last ordinal of a dictionary without a code is the one before 0.
+  const bool has_none = on.rows == 0 || (on.is_dictionary() && on.last_ordinal() + 1 <= on.first_ordinal());
+  return has_none ? ordinal_ranges() : ordinal_ranges(on.first_ordinal(), on.last_ordinal());
 }
 ordinal_ranges other_values(const ordinal_ranges &values, const column &on) {
   return all_values(on).empty() ? values : values.complement(on.first_ordinal(), on.last_ordinal());
@@ -88,8 +89,9 @@ ordinal_ranges below(const column::place &found, bool or_equal, const column &on
     return {};
   if (!or_equal && found.above_all)
     return all_values(on);
-  const uint64_t end = or_equal ? found.last + 1 : found.first;
-  return end > on.first_ordinal() ? ordinal_ranges(on.first_ordinal(), end - 1) : ordinal_ranges();
+  if (or_equal)
+    return {on.first_ordinal(), found.last};
+  return found.first > on.first_ordinal() ? ordinal_ranges(on.first_ordinal(), found.first - 1) : ordinal_ranges();
 }
 
 std::optional<answer> compared(operation comparison, const expression &constant, const column &on) {

@@ -18,7 +18,7 @@ namespace vorn_test {
 inline constexpr const char *first_columns =
     "SELECT i, ['', 'a', 'a longer text than others', NULL, 'ab', '\xC3\xA9'][(r % 6)::INT + 1] AS t, "
     "i // 40 % 9 AS runs, (r % 300)::INT - 150 AS n, nullif((r % 50)::SMALLINT, 7) AS small, "
-    "CASE WHEN r % 3 = 0 THEN 9223372036854775807 ELSE -9223372036854775807 + (r % 5)::BIGINT END AS big, "
+    "CASE WHEN r % 3 = 0 THEN 9223372036854775807 ELSE (-9223372036854775808 + r % 5)::BIGINT END AS big, "
     "18446744073709551615 - (r % 4)::UBIGINT AS nat, ((r % 9)::HUGEINT - 4) * 100000000000000000000000000 AS huge, "
     "((r % 1000)::INT - 500)::DECIMAL(9, 2) / 8 AS eighth, ((r % 1000)::INT - 500)::DECIMAL(9, 2) AS price, "
     "nullif((r % 100)::DOUBLE / 7, 2) - 5 AS d, (r % 64)::FLOAT / 10 AS f, "
