@@ -157,11 +157,12 @@ TEST_F(planner_test, operators) {
         "SELECT i, s FROM sample WHERE i > 3 AND s LIKE '%1%' OR bo AND d = 'nan'",
         "SELECT count(*), 5 FROM sample WHERE i IS NOT NULL AND i IN (1, 3, 5, 7, 9, 11) AND price BETWEEN 1 AND 20",
         ("SELECT s, sum(i), count(*), count(i), avg(price), min(d), max(dt), count(DISTINCT j), sum(price * j) FROM "
-        "sample GROUP BY s"),
-        ("SELECT sum(i) FILTER (WHERE i > 3), sum(DISTINCT j), min(DISTINCT s), bool_and(bo), bool_or(bo), avg(DISTINCT "
-        "i) FROM sample"),
+         "sample GROUP BY s"),
+        ("SELECT sum(i) FILTER (WHERE i > 3), sum(DISTINCT j), min(DISTINCT s), bool_and(bo), bool_or(bo), "
+         "avg(DISTINCT "
+         "i) FROM sample"),
         ("SELECT any_value(i), any_value(j) FILTER (WHERE j > 3), count(*) FILTER (WHERE bo) FROM sample WHERE i = 5 "
-        "AND j = 15"),
+         "AND j = 15"),
         "SELECT bo, i % 3, count(*) FROM sample GROUP BY ROLLUP (bo, i % 3)",
         "SELECT bo, s, sum(j) FROM sample GROUP BY GROUPING SETS ((bo), (s), ())",
         "SELECT i, count(*) FROM sample GROUP BY i HAVING count(*) > 7",
@@ -191,13 +192,13 @@ TEST_F(planner_test, operators) {
         "SELECT i FROM sample a WHERE EXISTS (SELECT 1 FROM other b WHERE b.i < a.i AND b.s = a.s)",
         "SELECT i FROM sample a WHERE NOT EXISTS (FROM other b WHERE b.i = a.i AND b.j <> a.j)",
         ("SELECT i, (SELECT max(j) FROM other b WHERE b.i = a.i), (SELECT count(*) FROM other b WHERE b.j < a.i) FROM "
-        "sample a"),
+         "sample a"),
         ("SELECT i FROM sample a WHERE j > (SELECT avg(j) FROM sample b WHERE b.bo = a.bo AND b.i IN (SELECT i FROM "
-        "other c WHERE c.j < b.j))"),
+         "other c WHERE c.j < b.j))"),
         "SELECT i FROM sample WHERE j = (SELECT max(j) FROM sample)",
         "SELECT i, (SELECT b.s FROM other b WHERE b.i = a.i) FROM sample a",
         ("WITH t AS (SELECT bo, sum(j) n FROM sample GROUP BY bo) SELECT a.bo, a.n, b.n FROM t a, t b WHERE a.n < b.n "
-        "OR a.bo IS NULL"),
+         "OR a.bo IS NULL"),
         "WITH t AS MATERIALIZED (SELECT i, j FROM sample) SELECT count(*) FROM t a JOIN t b ON a.i = b.j",
         "SELECT a.i, n FROM sample a, LATERAL (SELECT count(*) FROM other b WHERE b.i < a.small) t(n)"})
     expect_equal_answers(query);
