@@ -2,7 +2,7 @@
 # a source without them, so a source that forgets an include does not pass.
 #
 # VORN_UNITY_BUILD compiles up to sixteen sources of a target as one.
-foreach(target vornhost vorn_store vorn_sql vornq_parts vornq)
+foreach(target vornhost vorn_store vorn_sql vornq_parts vornq host_tests vorn_bench vorn_fuzz_store)
   if(TARGET ${target})
     set_target_properties(${target} PROPERTIES UNITY_BUILD ${VORN_UNITY_BUILD} UNITY_BUILD_BATCH_SIZE 16)
   endif()

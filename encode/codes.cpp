@@ -5,7 +5,7 @@ namespace {
 
 using namespace vornenc;
 
-constexpr bool is_width(uint32_t width) { return width >= 1 && width <= 32; }
+constexpr bool is_code_width(uint32_t width) { return width >= 1 && width <= 32; }
 
 } // namespace
 
@@ -18,11 +18,11 @@ uint32_t vornenc_code_width(uint64_t ncodes) {
 
 size_t vornenc_codes_bytes(uint32_t nrows, uint32_t width) {
   const uint64_t bits = uint64_t{nrows} * width;
-  return is_width(width) && bits <= UINT32_MAX ? (bits + 7) / 8 + VORNENC_SLACK : 0;
+  return is_code_width(width) && bits <= UINT32_MAX ? (bits + 7) / 8 + VORNENC_SLACK : 0;
 }
 
 uint32_t vornenc_pack_codes(void *out, size_t out_bytes, const uint32_t *codes, uint32_t nrows, uint32_t width) {
-  if (!is_width(width))
+  if (!is_code_width(width))
     return VORNENC_BAD_WIDTH;
   const size_t bytes = vornenc_codes_bytes(nrows, width);
   if (bytes == 0)

@@ -5,17 +5,19 @@ namespace {
 
 using namespace vornenc;
 
-constexpr bool is_width(uint32_t width) { return width == 1 || width == 4 || width == 8 || width == 16 || width == 32; }
+constexpr bool is_entry_width(uint32_t width) {
+  return width == 1 || width == 4 || width == 8 || width == 16 || width == 32;
+}
 
 } // namespace
 
 size_t vornenc_translate_bytes(uint32_t nkeys, uint32_t width) {
-  return is_width(width) ? (size_t{nkeys} * width + 63) / 64 * 8 : 0;
+  return is_entry_width(width) ? (size_t{nkeys} * width + 63) / 64 * 8 : 0;
 }
 
 uint32_t vornenc_pack_translate(void *table, size_t table_bytes, const uint32_t *entries, uint32_t nkeys,
                                 uint32_t width) {
-  if (!is_width(width))
+  if (!is_entry_width(width))
     return VORNENC_BAD_WIDTH;
   const size_t bytes = vornenc_translate_bytes(nkeys, width);
   if (table_bytes < bytes)

@@ -26,7 +26,7 @@ using namespace store;
 
 namespace {
 
-using bytes = vorn_host::aligned_vector<uint8_t>;
+using aligned_bytes = vorn_host::aligned_vector<uint8_t>;
 
 struct plain_format {
   const char *name;
@@ -137,7 +137,7 @@ private:
   made_array begin(const char *format, int64_t rows, bool may_be_null) {
     made_array out{{format}, {length_of(rows), 0, {}}, seldom(from_) ? from_.ConsumeIntegralInRange<int64_t>(1, 9) : 0};
     if (may_be_null && from_.ConsumeBool()) {
-      const bytes map = content((held(out) + 7) / 8);
+      const aligned_bytes map = content((held(out) + 7) / 8);
       int64_t nulls = 0;
       for (int64_t row = 0; row < out.array.length && row < held(out) - out.offset; ++row)
         nulls += (map[static_cast<size_t>((out.offset + row) / 8)] >> ((out.offset + row) % 8) & 1) == 0 ? 1 : 0;
@@ -158,16 +158,16 @@ private:
     return of.offset + (of.array.length < 0 || of.array.length > 1000 ? 0 : of.array.length);
   }
 
-  bytes content(int64_t size) {
+  aligned_bytes content(int64_t size) {
     const auto taken = from_.ConsumeBytes<uint8_t>(static_cast<size_t>(size));
-    bytes out(taken.begin(), taken.end());
+    aligned_bytes out(taken.begin(), taken.end());
     out.resize(static_cast<size_t>(size));
     return out;
   }
 
   made_array integers(const plain_format &format, const std::vector<int64_t> &numbers, bool may_be_null) {
     made_array out = begin(format.name, static_cast<int64_t>(numbers.size()), may_be_null);
-    bytes stored(static_cast<size_t>(held(out) * format.bytes));
+    aligned_bytes stored(static_cast<size_t>(held(out) * format.bytes));
     const auto first = static_cast<size_t>(out.offset * format.bytes), size = static_cast<size_t>(format.bytes);
     for (size_t i = 0; i < numbers.size() && first + (i + 1) * size <= stored.size(); ++i)
       std::memcpy(&stored[first + i * size], &numbers[i], size);
@@ -199,9 +199,9 @@ private:
 
   made_array views(const char *format, int64_t rows) {
     made_array out = begin(format, rows, true);
-    std::vector<bytes> texts(from_.ConsumeIntegralInRange<size_t>(0, 3));
+    std::vector<aligned_bytes> texts(from_.ConsumeIntegralInRange<size_t>(0, 3));
     vorn_host::aligned_vector<int64_t> sizes;
-    for (bytes &text : texts) {
+    for (aligned_bytes &text : texts) {
       text = content(from_.ConsumeIntegralInRange<int64_t>(13, 40));
       sizes.push_back(seldom(from_) ? from_.ConsumeIntegral<int8_t>() % static_cast<int8_t>(text.size())
                                     : static_cast<int64_t>(text.size()));
@@ -218,7 +218,7 @@ private:
         std::memcpy(&prefix, &texts[static_cast<size_t>(buffer)][static_cast<size_t>(offset)], sizeof prefix);
     }
     out.array.buffers.emplace_back(std::move(stored));
-    for (bytes &text : texts)
+    for (aligned_bytes &text : texts)
       out.array.buffers.emplace_back(std::move(text));
     out.array.buffers.emplace_back(std::move(sizes));
     return finished(std::move(out));

@@ -83,7 +83,8 @@ private:
 };
 
 template <class Value>
-uint32_t select(const uint8_t *stream, uint32_t nrows, const uint8_t *lens, const wrapped_range &range, uint64_t *out) {
+uint32_t select_values(const uint8_t *stream, uint32_t nrows, const uint8_t *lens, const wrapped_range &range,
+                       uint64_t *out) {
   using lanes = typename packed_values<Value>::lanes;
   using operations = typename lanes::operations;
   if (range.none) {
@@ -132,7 +133,9 @@ namespace vorn::vbmi_kernels {
 
 uint32_t select_packed(unsigned width, const uint8_t *values, uint32_t nrows, const uint8_t *lens,
                        const wrapped_range &range, uint64_t *out) {
-  const auto kernel = width == 16 ? select<uint16_t> : width == 32 ? select<uint32_t> : select<uint64_t>;
+  const auto kernel = width == 16   ? select_values<uint16_t>
+                      : width == 32 ? select_values<uint32_t>
+                                    : select_values<uint64_t>;
   return kernel(values, nrows, lens, range, out);
 }
 

@@ -219,7 +219,7 @@ TEST(aggregate, says_where_a_sum_overflows) {
   of.aggregates.emplace_back();
   of.aggregates[0].what = aggregate_kind::sum;
   of.aggregates[0].type = {"HUGEINT"};
-  of.aggregates[0].argument = column_of(0, {"HUGEINT"});
+  of.aggregates[0].argument = column_of(0, "HUGEINT");
   try {
     run(of, columns, 1);
     ADD_FAILURE() << "no error";

@@ -12,6 +12,7 @@
 #include "sql/vectors.hpp"
 #include "store/error.hpp"
 #include "store/logical/sql.hpp"
+#include "tests/exec/given_rows.hpp"
 #include "tests/store/scratch_folder.hpp"
 
 namespace vorn_test {
@@ -22,14 +23,6 @@ using namespace store;
 using logical::expression;
 using logical::operation;
 using logical::sql_type;
-
-expression column(size_t index, const std::string &type) {
-  expression out;
-  out.what = operation::column;
-  out.index = index;
-  out.type = sql_type(type);
-  return out;
-}
 
 expression call(std::string name, const std::string &type, std::vector<expression> arguments) {
   expression out;
@@ -99,7 +92,7 @@ TEST_F(duckdb_functions_test, values_of_every_type) {
           expression cast;
           cast.what = operation::cast;
           cast.type = sql_type("VARCHAR");
-          cast.children = {column(1, std::string(input_types[1].name))};
+          cast.children = {exec::column_of(1, std::string(input_types[1].name))};
           write_sql(cast);
           return cast;
         }(),
@@ -117,7 +110,7 @@ TEST_F(duckdb_functions_test, values_of_every_type) {
 }
 
 TEST_F(duckdb_functions_test, many_rows_in_several_calls_and_threads) {
-  const expression added = call("+", "BIGINT", {column(0, "BIGINT"), column(0, "BIGINT")});
+  const expression added = call("+", "BIGINT", {exec::column_of(0, "BIGINT"), exec::column_of(0, "BIGINT")});
   std::vector<std::thread> threads;
   for (uint32_t t = 0; t < 3; ++t)
     threads.emplace_back([&, t] {
@@ -149,7 +142,8 @@ TEST_F(duckdb_functions_test, many_rows_in_several_calls_and_threads) {
 
 TEST_F(duckdb_functions_test, errors_leave_the_function_usable) {
   const sql_type types[] = {sql_type("INTEGER")};
-  const auto bound = functions_.bind(call("*", "INTEGER", {column(0, "INTEGER"), column(0, "INTEGER")}), types);
+  const auto bound =
+      functions_.bind(call("*", "INTEGER", {exec::column_of(0, "INTEGER"), exec::column_of(0, "INTEGER")}), types);
   int64_t number = 1 << 20;
   const exec::vector inputs[] = {exec::vector(std::span<int64_t>(&number, 1))};
   EXPECT_THAT([&] { bound->run(inputs, 1, memory_); },
@@ -157,7 +151,7 @@ TEST_F(duckdb_functions_test, errors_leave_the_function_usable) {
   number = -3;
   EXPECT_EQ(bound->run(inputs, 1, memory_).int64s()[0], 9);
   EXPECT_THROW(functions_.bind(call("no_such_function", "INTEGER", {}), types), error);
-  EXPECT_THROW(functions_.bind(call("range", "BIGINT[]", {column(0, "INTEGER")}), types), error);
+  EXPECT_THROW(functions_.bind(call("range", "BIGINT[]", {exec::column_of(0, "INTEGER")}), types), error);
 }
 
 TEST_F(duckdb_functions_test, points_in_a_polygon) {
@@ -165,8 +159,9 @@ TEST_F(duckdb_functions_test, points_in_a_polygon) {
   const std::string square = folder.write("square.csv", "x,y\n0,0\n4,0\n4,4\n0,4\n");
   const sql_type types[] = {sql_type("DOUBLE"), sql_type("DOUBLE")};
   const auto inside = [&](const std::string &file) {
-    return functions_.bind(call("vorn_inside", "BOOLEAN", {column(0, "DOUBLE"), column(1, "DOUBLE"), text(file)}),
-                           types);
+    return functions_.bind(
+        call("vorn_inside", "BOOLEAN", {exec::column_of(0, "DOUBLE"), exec::column_of(1, "DOUBLE"), text(file)}),
+        types);
   };
   const double xs[] = {1, 5, 0, -1, 2};
   const double ys[] = {1, 1, 0, 2, 3.5};

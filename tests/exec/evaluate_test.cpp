@@ -17,6 +17,7 @@
 #include "store/error.hpp"
 #include "store/evaluate/evaluator.hpp"
 #include "store/logical/sql.hpp"
+#include "tests/exec/sampled_rows.hpp"
 
 namespace store::exec {
 
@@ -29,22 +30,7 @@ using logical::sql_type;
 
 const scalar null;
 
-scalar value_at(const vector &values, size_t row) {
-  if (values.is_null(row))
-    return null;
-  switch (values.form) {
-  case representation::int64:
-    return __int128{values.int64s()[row]};
-  case representation::int128:
-    return values.int128s()[row];
-  case representation::float64:
-    return values.float64s()[row];
-  default:
-    return std::string(values.texts()[row]);
-  }
-}
-
-std::vector<scalar> answer(duckdb::connection &database, const std::string &sql, const sql_type &type) {
+std::vector<scalar> duckdb_answer(duckdb::connection &database, const std::string &sql, const sql_type &type) {
   duckdb::result result = database.query(sql);
   std::vector<scalar> out;
   arena memory;
@@ -78,7 +64,7 @@ vector vector_of(std::span<const scalar> values, representation form, const std:
   });
 }
 
-struct column {
+struct random_column {
   sql_type type;
   std::vector<scalar> values;
   layout form;
@@ -93,7 +79,7 @@ public:
         columns_.push_back(made_column(sql_type(name), is_small));
   }
 
-  const std::vector<column> &columns() const { return columns_; }
+  const std::vector<random_column> &columns() const { return columns_; }
   size_t below(size_t end) { return std::uniform_int_distribution<size_t>(0, end - 1)(random_); }
   bool chance(double share) { return std::bernoulli_distribution(share)(random_); }
   sql_type any_type() { return sql_type(types_[below(std::size(types_))]); }
@@ -171,8 +157,8 @@ private:
     }
   }
 
-  column made_column(const sql_type &type, bool is_small) {
-    column out{type, {}, {}, {}};
+  random_column made_column(const sql_type &type, bool is_small) {
+    random_column out{type, {}, {}, {}};
     out.form.type = type;
     out.form.form = plain_representation(*type.held);
     out.form.has_nulls = chance(0.6);
@@ -193,7 +179,7 @@ private:
     return out;
   }
 
-  void encode(column &of, const std::vector<scalar> &sorted) {
+  void encode(random_column &of, const std::vector<scalar> &sorted) {
     const bool with_null = of.form.has_nulls && chance(0.7);
     std::vector<std::string> symbols;
     for (const scalar &value : sorted) {
@@ -351,7 +337,7 @@ private:
   }
 
   std::mt19937_64 random_;
-  std::vector<column> columns_;
+  std::vector<random_column> columns_;
 };
 
 // Types are right only from the root down; texts are written after that.
@@ -376,7 +362,7 @@ void load(duckdb::connection &database, const random_expressions &random) {
     names += fmt::format(", c{} {}", c, random.columns()[c].type.name);
   for (size_t row = 0; row < random.rows; ++row) {
     values += fmt::format("{}({}", row == 0 ? "" : ", ", row);
-    for (const column &of : random.columns())
+    for (const random_column &of : random.columns())
       values += ", " + logical::constant_sql(of.values[row], of.type);
     values += ")";
   }
@@ -398,7 +384,7 @@ TEST(Evaluate, GivesDuckdbsValues) {
     random_expressions random(seed);
     load(database, random);
     std::vector<layout> layouts;
-    for (const column &of : random.columns())
+    for (const random_column &of : random.columns())
       layouts.push_back(of.form);
     for (size_t i = 0; i < 300; ++i) {
       expression what = random.any(random.any_type(), 1 + random.below(3));
@@ -407,7 +393,7 @@ TEST(Evaluate, GivesDuckdbsValues) {
       std::vector<scalar> expected;
       std::string reason;
       try {
-        expected = answer(database, "select " + what.sql + " from t", what.type);
+        expected = duckdb_answer(database, "select " + what.sql + " from t", what.type);
       } catch (const error &e) {
         reason = e.what();
       }
@@ -415,7 +401,7 @@ TEST(Evaluate, GivesDuckdbsValues) {
 
       arena memory;
       chunk rows(memory, random.rows);
-      for (const column &of : random.columns())
+      for (const random_column &of : random.columns())
         rows.add_column(vector_of(of.values, of.form.form, of.codes, memory));
       try {
         const auto bound = exec::bind(what, layouts, functions, random.chance(0.5) ? 0 : 1e9);
@@ -445,14 +431,6 @@ TEST(Evaluate, GivesDuckdbsValues) {
     RecordProperty(method.empty() ? "none" : method, static_cast<int>(count));
   RecordProperty("errors", static_cast<int>(failed));
   EXPECT_LT(failed, tables * 300 / 2);
-}
-
-expression column_of(size_t index, const char *type) {
-  expression out;
-  out.what = operation::column;
-  out.index = index;
-  out.type = sql_type(type);
-  return out;
 }
 
 expression tested(operation what, expression left, const scalar &right) {

@@ -1,18 +1,38 @@
-// Rows of a test as a relation, and the rows of a relation as texts.
+// What tests of the operators need: a run, columns in expressions, and rows as a relation.
 #pragma once
 
 #include <atomic>
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "store/chunk/kept_rows.hpp"
+#include "store/error.hpp"
+#include "store/logical/expression.hpp"
 #include "store/operator/operators.hpp"
 
 namespace store::exec {
+
+// For plans whose expressions the store evaluates itself.
+class no_functions final : public scalar_functions {
+  std::unique_ptr<scalar_function> bind(const logical::expression &what, std::span<const logical::sql_type>) override {
+    throw error("unexpected: " + what.sql);
+  }
+};
+
+template <class Type>
+logical::expression column_of(size_t index, const Type &type) {
+  logical::expression out;
+  out.what = logical::operation::column;
+  out.type = logical::sql_type(type);
+  out.index = index;
+  out.sql = "c" + std::to_string(index);
+  return out;
+}
 
 // What a query needs to run, on a number of threads, with the generic kernels.
 class test_run {

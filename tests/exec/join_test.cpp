@@ -18,14 +18,8 @@ namespace {
 using logical::join_kind;
 using logical::operation;
 
-struct no_functions final : scalar_functions {
-  std::unique_ptr<scalar_function> bind(const logical::expression &, std::span<const logical::sql_type>) override {
-    throw error("not evaluated here");
-  }
-};
-
-constexpr int null = -1;
-using numbers = std::vector<int>; // values by their number in a domain, or null
+constexpr int no_number = -1;
+using numbers = std::vector<int>; // values by their number in a domain, or no_number
 
 // How the keys of a side lie.
 enum class key_form { number, number_codes, wide, sparse, real, text, text_codes, flags };
@@ -53,7 +47,9 @@ double real_at(int number) {
 }
 // Values whose numbers differ are equal where this is.
 int equal_number(key_form form, int number) {
-  return form == key_form::real && number == 1 ? 0 : form == key_form::flags && number != null ? number % 2 : number;
+  return form == key_form::real && number == 1            ? 0
+         : form == key_form::flags && number != no_number ? number % 2
+                                                          : number;
 }
 int64_t number_at(int number) { return int64_t{number} * 3 - 40; }
 int64_t sparse_at(int number) {
@@ -62,10 +58,10 @@ int64_t sparse_at(int number) {
 std::string text_at(int number) { return number == 0 ? "" : fmt::format("text {}", number * 7919 % 1000); }
 
 template <class T, class ValueAt>
-kept_column column_of(representation form, const numbers &values, ValueAt value_at) {
+kept_column plain_column(representation form, const numbers &values, ValueAt value_at) {
   kept_column out(form);
   for (const int number : values)
-    if (number == null)
+    if (number == no_number)
       out.append_nulls(1);
     else
       out.append_raw<T>(1)[0] = value_at(number);
@@ -78,7 +74,7 @@ kept_column coded_column(layout &of, const numbers &values, ValueAt value_at) {
   std::map<Value, uint32_t> codes;
   bool has_null = false;
   for (const int number : values)
-    if (number == null)
+    if (number == no_number)
       has_null = true;
     else
       codes.emplace(value_at(number), 0);
@@ -92,7 +88,7 @@ kept_column coded_column(layout &of, const numbers &values, ValueAt value_at) {
       std::make_shared<coded_values>(std::make_shared<dictionary>(dictionary::of(
                                          std::span<const typename decltype(distinct)::value_type>(distinct), has_null)),
                                      of.held());
-  return column_of<uint32_t>(representation::codes, values, [&](int number) { return codes.at(value_at(number)); });
+  return plain_column<uint32_t>(representation::codes, values, [&](int number) { return codes.at(value_at(number)); });
 }
 
 struct side {
@@ -112,26 +108,26 @@ struct side {
       of.form = plain_representation(of.held());
       switch (forms[k]) {
       case key_form::number:
-        columns.push_back(column_of<int64_t>(of.form, keys[k], number_at));
+        columns.push_back(plain_column<int64_t>(of.form, keys[k], number_at));
         break;
       case key_form::sparse:
-        columns.push_back(column_of<int64_t>(of.form, keys[k], sparse_at));
+        columns.push_back(plain_column<int64_t>(of.form, keys[k], sparse_at));
         break;
       case key_form::flags:
-        columns.push_back(column_of<int64_t>(of.form, keys[k], [](int number) { return number % 2; }));
+        columns.push_back(plain_column<int64_t>(of.form, keys[k], [](int number) { return number % 2; }));
         break;
       case key_form::number_codes:
         columns.push_back(coded_column<int64_t>(of, keys[k], number_at));
         break;
       case key_form::wide:
         columns.push_back(
-            column_of<__int128>(of.form, keys[k], [](int number) { return __int128{sparse_at(number)} << 50; }));
+            plain_column<__int128>(of.form, keys[k], [](int number) { return __int128{sparse_at(number)} << 50; }));
         break;
       case key_form::real:
-        columns.push_back(column_of<double>(of.form, keys[k], real_at));
+        columns.push_back(plain_column<double>(of.form, keys[k], real_at));
         break;
       case key_form::text:
-        columns.push_back(column_of<std::string_view>(of.form, keys[k], [](int number) {
+        columns.push_back(plain_column<std::string_view>(of.form, keys[k], [](int number) {
           return std::string_view(*texts.emplace_back(std::make_unique<std::string>(text_at(number))));
         }));
         break;
@@ -144,7 +140,7 @@ struct side {
     layout number;
     number.type = logical::sql_type("BIGINT");
     layouts.push_back(number);
-    columns.push_back(column_of<int64_t>(number.form, tested, [](int n) { return int64_t{n}; }));
+    columns.push_back(plain_column<int64_t>(number.form, tested, [](int n) { return int64_t{n}; }));
     layouts.push_back(number);
     columns.emplace_back(number.form);
     for (size_t row = 0; row < rows(); ++row)
@@ -169,7 +165,7 @@ struct join_case {
 side random_side(const std::vector<key_form> &forms, size_t rows, int domain, int null_percent, std::mt19937 &random) {
   side out{forms, std::vector<numbers>(forms.size()), {}};
   const auto number = [&](int below) {
-    return static_cast<int>(random() % 100) < null_percent ? null
+    return static_cast<int>(random() % 100) < null_percent ? no_number
                                                            : static_cast<int>(random() % static_cast<unsigned>(below));
   };
   for (size_t row = 0; row < rows; ++row) {
@@ -183,15 +179,17 @@ side random_side(const std::vector<key_form> &forms, size_t rows, int domain, in
 // 1, 0, or null where it is not known.
 int is_partner(const join_case &of, const side &left, size_t l, const side &right, size_t r) {
   int out = 1;
-  const auto add = [&out](int holds) { out = holds == 0 || out == 0 ? 0 : holds == null ? null : out; };
+  const auto add = [&out](int holds) { out = holds == 0 || out == 0 ? 0 : holds == no_number ? no_number : out; };
   for (size_t k = 0; k < left.keys.size(); ++k) {
     const int a = equal_number(of.left_forms[k], left.keys[k][l]);
     const int b = equal_number(of.right_forms[k], right.keys[k][r]);
     const bool matches_nulls = of.nulls_match && k + 1 == left.keys.size();
-    add(!matches_nulls && (a == null || b == null) ? null : a == b ? 1 : 0);
+    add(!matches_nulls && (a == no_number || b == no_number) ? no_number : a == b ? 1 : 0);
   }
   if (of.has_test)
-    add(left.tested[l] == null || right.tested[r] == null ? null : left.tested[l] < right.tested[r] ? 1 : 0);
+    add(left.tested[l] == no_number || right.tested[r] == no_number ? no_number
+        : left.tested[l] < right.tested[r]                          ? 1
+                                                                    : 0);
   return out;
 }
 
@@ -206,7 +204,7 @@ answer expected(const join_case &of, join_kind kind, const side &left, const sid
     int found = 0;
     for (size_t r = 0; r < right.rows(); ++r) {
       const int holds = is_partner(of, left, l, right, r);
-      found = holds == 1 || found == 1 ? 1 : holds == null ? null : found;
+      found = holds == 1 || found == 1 ? 1 : holds == no_number ? no_number : found;
       if (holds != 1)
         continue;
       right_matched[r] = true;
@@ -221,21 +219,12 @@ answer expected(const join_case &of, join_kind kind, const side &left, const sid
       out.push_back({row, found});
     else if ((kind == join_kind::semi && found == 1) || (kind == join_kind::anti && found != 1) ||
              (found != 1 && (kind == join_kind::left || kind == join_kind::full || kind == join_kind::single)))
-      out.push_back({row, null});
+      out.push_back({row, no_number});
   }
   if (kind == join_kind::right || kind == join_kind::full)
     for (size_t r = 0; r < right.rows(); ++r)
       if (!right_matched[r])
-        out.push_back({null, static_cast<int64_t>(r)});
-  return out;
-}
-
-logical::expression column(size_t index, const char *type) {
-  logical::expression out;
-  out.what = operation::column;
-  out.index = index;
-  out.type = logical::sql_type(type);
-  out.sql = fmt::format("c{}", index);
+        out.push_back({no_number, static_cast<int64_t>(r)});
   return out;
 }
 
@@ -246,20 +235,21 @@ logical::plan plan_of(const join_case &of, join_kind kind) {
   const size_t keys = of.left_forms.size();
   for (size_t k = 0; k < keys; ++k) {
     const std::string type(sql_name(of.left_forms[k]));
-    out.conditions.push_back({column(k, type.c_str()),
+    out.conditions.push_back({column_of(k, type),
                               of.nulls_match && k + 1 == keys ? operation::not_distinct_from : operation::equal,
-                              column(k, type.c_str())});
+                              column_of(k, type)});
   }
   if (!of.has_test)
     return out;
   if (!of.is_residual) {
-    out.conditions.insert(out.conditions.begin(), {column(keys, "BIGINT"), operation::less, column(keys, "BIGINT")});
+    out.conditions.insert(out.conditions.begin(),
+                          {column_of(keys, "BIGINT"), operation::less, column_of(keys, "BIGINT")});
     return out;
   }
   out.residual.emplace();
   out.residual->what = operation::less;
   out.residual->type = logical::sql_type("BOOLEAN");
-  out.residual->children = {column(keys, "BIGINT"), column(keys + 2 + keys, "BIGINT")};
+  out.residual->children = {column_of(keys, "BIGINT"), column_of(keys + 2 + keys, "BIGINT")};
   out.residual->sql = fmt::format("(c{} < c{})", keys, keys + 2 + keys);
   return out;
 }
@@ -287,12 +277,12 @@ answer joined(const join_case &of, join_kind kind, const side &left, const side 
     run_all(*join, run.get(), [&](size_t, size_t morsel, chunk &rows) {
       EXPECT_LE(rows.rows(), chunk_rows);
       EXPECT_NE(rows.rows(), 0U);
-      const auto value = [](const vector &v, size_t row) { return v.is_null(row) ? null : v.int64s()[row]; };
+      const auto value = [](const vector &v, size_t row) { return v.is_null(row) ? no_number : v.int64s()[row]; };
       const vector row_numbers = rows.column(left_columns - 1);
       const vector last = rows.column(columns - 1);
       const std::lock_guard lock(guard);
       for (size_t row = 0; row < rows.rows(); ++row)
-        of_morsels[morsel].push_back({value(row_numbers, row), has_left_only ? null : value(last, row)});
+        of_morsels[morsel].push_back({value(row_numbers, row), has_left_only ? no_number : value(last, row)});
     });
   }
   answer out;

@@ -48,13 +48,6 @@ inline logical::scalar value_at(const vector &values, size_t row) {
   });
 }
 
-class no_functions final : public scalar_functions {
-public:
-  std::unique_ptr<scalar_function> bind(const logical::expression &, std::span<const logical::sql_type>) override {
-    throw error("no functions here");
-  }
-};
-
 inline const vorn_ctx &generic() {
   static const kernels library("generic", "");
   return library.generic();
@@ -105,15 +98,6 @@ inline std::vector<value_row> values_of(relation &rows, const query_run &run) {
   std::vector<value_row> out;
   for (const std::vector<value_row> &morsel : morsels)
     out.insert(out.end(), morsel.begin(), morsel.end());
-  return out;
-}
-
-inline logical::expression column_of(size_t index, const logical::sql_type &type) {
-  logical::expression out;
-  out.what = logical::operation::column;
-  out.type = type;
-  out.index = index;
-  out.sql = "c" + std::to_string(index);
   return out;
 }
 

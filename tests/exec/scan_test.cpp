@@ -29,12 +29,6 @@ constexpr double not_a_number = std::numeric_limits<double>::quiet_NaN();
 constexpr double infinity = std::numeric_limits<double>::infinity();
 constexpr size_t two_groups_and_a_part = 2 * size_t{batch_rows} + 777;
 
-// No test hands an expression to somebody else.
-class no_functions final : public scalar_functions {
-  std::unique_ptr<scalar_function> bind(const expression &what, std::span<const logical::sql_type>) override {
-    throw error("unexpected: " + what.sql);
-  }
-};
 no_functions refused;
 
 column stored(const std::string &name, const std::string &type, const std::vector<cell> &rows,

@@ -5,7 +5,7 @@ namespace {
 
 using namespace vorn_test;
 
-constexpr uint32_t full = VORN_RESULT_OUTPUT_FULL, nrows = 150;
+constexpr uint32_t output_full = VORN_RESULT_OUTPUT_FULL, nrows = 150;
 constexpr uint8_t dlp_shift = 18;
 
 struct located {
@@ -41,7 +41,7 @@ struct gather_test : join_test {
       vorn_aux aux = {}, after = {};
       aux.vorn_aux_start_slot = one_of(0, 70, nrows + 3);
       aux.vorn_aux_flags = after.vorn_aux_flags = static_cast<uint8_t>(aux_flags);
-      for (uint32_t code = full, row = aux.vorn_aux_start_slot; code == full && !HasFailure();) {
+      for (uint32_t code = output_full, row = aux.vorn_aux_start_slot; code == output_full && !HasFailure();) {
         size_t room = random.below(4) == 0 && row < nrows ? written(rows[row]).size() : random.below(100);
         std::string vals, lens;
         if (form == VORN_DLP) // a kernel without a test of the room, whose rows have fixed positions
@@ -58,7 +58,7 @@ struct gather_test : join_test {
         const vorn_cv before = res;
         after.vorn_aux_start_slot = row = std::min(row, nrows);
         code = vorn_global_ctx.vorn_gather_dydi(&res, &src.cv, tbl, &aux);
-        EXPECT_EQ(code, row < nrows ? full : done);
+        EXPECT_EQ(code, row < nrows ? output_full : done);
         EXPECT_TRUE(same(aux, after) && same(res, before));
         EXPECT_TRUE(out_vals == vals && out_lens == lens);
       }

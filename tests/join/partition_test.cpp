@@ -5,15 +5,15 @@ namespace {
 
 using namespace vorn_test;
 
-constexpr uint32_t full = VORN_RESULT_PARTITION_FULL, no_function = VORN_RESULT_NO_IMPLEMENTATION;
-constexpr uint32_t hashes = VORN_HASH_VALUES, records = VORN_LV | hashes;
+constexpr uint32_t partition_full = VORN_RESULT_PARTITION_FULL, no_function = VORN_RESULT_NO_IMPLEMENTATION;
+constexpr uint32_t hashes = VORN_HASH_VALUES, lv_and_hashes = VORN_LV | hashes;
 constexpr bool has_byte_position(uint32_t form) { return form & (VORN_LV_SEP | VORN_LV); }
 
 struct partition_test : join_test {
   // payload 0: row identifiers in an array or in the records of the keys.  Half of the calls have more flags set: those
   // of all forms that are tested later.  Areas get any room again and again, or have no end.
   void check(uint32_t type, uint32_t key, uint32_t payload) {
-    const bool rids = type & 1, copied = key == records || key == VORN_HASHRID;
+    const bool rids = type & 1, copied = key == lv_and_hashes || key == VORN_HASHRID;
     const bool hashed = !copied && key != hashes, refusing = !rids && !copied;
     const bool more_flags = random.below(2), endless = random.below(4) == 0;
     const uint32_t nrows = one_of(0, 1024, 1041, 1041);
@@ -21,13 +21,13 @@ struct partition_test : join_test {
     auto keys = values(nrows + 1, key_size, 65527);
     const auto payloads = values(nrows + 1, rids ? 8 : payload & VORN_FIXED ? 6 : 0, 65527);
     for (std::string &bytes : keys)
-      bytes.insert(0, key == records ? 8 : 0, static_cast<char>(random()));
-    stored_rows src(key == records ? uint32_t{VORN_LV} : key, keys), given(rids ? hashes : payload, payloads);
+      bytes.insert(0, key == lv_and_hashes ? 8 : 0, static_cast<char>(random()));
+    stored_rows src(key == lv_and_hashes ? uint32_t{VORN_LV} : key, keys), given(rids ? hashes : payload, payloads);
     src.enc.vorn_enc_ctx_width += ignored_width_bits;
     given.enc.vorn_enc_ctx_width += ignored_width_bits;
-    const uint32_t later = key == VORN_GD || key == records ? all_flags
-                           : key == hashes                  ? all_except(all_value_forms | VORN_HASHRID)
-                                                            : with_later(key);
+    const uint32_t later = key == VORN_GD || key == lv_and_hashes ? all_flags
+                           : key == hashes                        ? all_except(all_value_forms | VORN_HASHRID)
+                                                                  : with_later(key);
     src.enc.vorn_enc_ctx_flags = !more_flags ? key : type == VORN_PB_LV ? later : later | hashes;
     given.enc.vorn_enc_ctx_flags = !more_flags ? payload : payload ? with_later(payload) : all_except(VORN_AUTORID);
     src.cv.vorn_cv_nrows = nrows;
@@ -54,7 +54,7 @@ struct partition_test : join_test {
         std::memcpy(&hash, bytes.data() + (key == VORN_HASHRID ? 8 : 0), sizeof hash);
       std::string record = bytes_of(hash);
       if (copied)
-        record = (key == records ? length_bytes(bytes.size()) : "") + bytes;
+        record = (key == lv_and_hashes ? length_bytes(bytes.size()) : "") + bytes;
       else if (key == VORN_GD && rids)
         record.append(bytes).append("~~~~").append(id);
       else if (rids)
@@ -83,7 +83,7 @@ struct partition_test : join_test {
     EXPECT_TRUE(same(aux, after));
     aux.vorn_aux_out_pos = has_byte_position(key) ? 0 : 78;
     aux.vorn_aux_out_pos2 = has_byte_position(payload) ? 0 : 79;
-    for (uint32_t code = full; code == full && !HasFailure();) {
+    for (uint32_t code = partition_full; code == partition_full && !HasFailure();) {
       code = run(hashed ? mix : nullptr);
       const uint32_t row = after.vorn_aux_start_slot = aux.vorn_aux_start_slot;
       ASSERT_LE(row, nrows);
@@ -97,7 +97,7 @@ struct partition_test : join_test {
         EXPECT_EQ(std::string(at, 100), std::string(100, '~'));
         end[part] = at + (random.below(4) == 0 ? record.size() : random.below(100));
       }
-      EXPECT_EQ(code, row < nrows ? full : done);
+      EXPECT_EQ(code, row < nrows ? partition_full : done);
       EXPECT_TRUE(same(aux, after));
     }
     aux.vorn_aux_start_slot += 3; // after the last row
@@ -114,7 +114,7 @@ TEST_P(partition_test, appends_the_records_of_all_rows) {
   std::vector<kernel> kernels = {{"rid_gd_autorid", VORN_PB_RID_GD, VORN_GD, VORN_AUTORID},
                                  {"rid_gd_payload", VORN_PB_RID_GD, VORN_GD, 0},
                                  {"rid_hashrid", VORN_PB_RID, VORN_HASHRID, 0},
-                                 {"lv_hash_values", VORN_PB_LV, records, 0}};
+                                 {"lv_hash_values", VORN_PB_LV, lv_and_hashes, 0}};
   std::vector<named_flag> keys(value_forms.begin(), value_forms.end());
   keys.push_back({"hash_values", hashes});
   for (const auto &[key_name, key] : keys) {

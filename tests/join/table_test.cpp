@@ -49,9 +49,9 @@ const shape shapes[] = {{0, 0, 999},    {1, 0, 0},      {9, 12, 999},    {9, 9, 
 constexpr uint32_t records = VORN_HASHRID | VORN_HASHGDRID, codes = VORN_GD | VORN_HASHGDRID,
                    hashed = VORN_FIXED | VORN_LV_SEP | VORN_LV | VORN_LP_SEP | VORN_LP | VORN_GD;
 // In the order in which a build tests their flags.
-const char *const names[] = {"hashrid", "fixed", "lv_sep", "lv", "lp_sep", "lp", "hash_values", "hashgdrid", "gd"};
-const uint32_t forms[] = {VORN_HASHRID, VORN_FIXED,       VORN_LV_SEP,    VORN_LV, VORN_LP_SEP,
-                          VORN_LP,      VORN_HASH_VALUES, VORN_HASHGDRID, VORN_GD};
+const char *const key_names[] = {"hashrid", "fixed", "lv_sep", "lv", "lp_sep", "lp", "hash_values", "hashgdrid", "gd"};
+const uint32_t key_forms[] = {VORN_HASHRID, VORN_FIXED,       VORN_LV_SEP,    VORN_LV, VORN_LP_SEP,
+                              VORN_LP,      VORN_HASH_VALUES, VORN_HASHGDRID, VORN_GD};
 
 // Keys with a number for each, and the rows of the model.  A row number has 64 bits as the left value of a pair.
 struct side {
@@ -124,22 +124,22 @@ TEST_P(hash_tables, hold_the_rows_of_a_build_and_give_them_to_a_probe) {
   vorn_test::random_source random(7);
   uint32_t turn = static_cast<uint32_t>(random.below(chosen.made_by_input() ? 100000 : 1)), builds = 0, probes = 0;
   for (const bucket_layout &layout : each(vorn_model::bucket_layouts))
-    for (const size_t f : each_from(size_t{0}, std::size(forms) - 1))
+    for (const size_t f : each_from(size_t{0}, std::size(key_forms) - 1))
       for (const std::string source : each({"_autorid", "_payload", ""})) {
-        const uint32_t form = forms[f];
+        const uint32_t form = key_forms[f];
         const bool counted = source != "_payload", is_record = form & records;
         if (is_record != source.empty() || (form & codes && layout.tag_size != sizeof(uint32_t)) ||
             (form == VORN_HASHGDRID && layout.value_size != sizeof(uint64_t)))
           continue; // there is no such kernel
         ++builds;
         probes += is_record ? 0 : 1;
-        const uint32_t earlier =
-            std::accumulate(forms, forms + f, 0U, std::bit_or<>()) & (form & codes ? uint32_t{VORN_HASHGDRID} : ~0U);
+        const uint32_t earlier = std::accumulate(key_forms, key_forms + f, 0U, std::bit_or<>()) &
+                                 (form & codes ? uint32_t{VORN_HASHGDRID} : ~0U);
         for (const geometry &g : each(geometries)) {
           const uint32_t round = ++turn / 10;
           const shape &s = shapes[turn % std::size(shapes)];
           const bool odd = turn % 7 < 3;
-          SCOPED_TRACE(testing::Message() << "vorn_ht_build_ or vorn_ht_probe_" << layout.name << '_' << names[f]
+          SCOPED_TRACE(testing::Message() << "vorn_ht_build_ or vorn_ht_probe_" << layout.name << '_' << key_names[f]
                                           << source << ", turn " << turn);
           if (HasFailure())
             break;

@@ -5,17 +5,17 @@ namespace {
 
 using namespace vorn_test;
 
-constexpr uint32_t full = VORN_RESULT_TRANSPOSE_FULL, nrows = 12;
+constexpr uint32_t transpose_full = VORN_RESULT_TRANSPOSE_FULL, matrix_rows = 12;
 using transpose_test = join_test;
 
 TEST_P(transpose_test, refers_to_the_values_of_a_column) {
   for (const auto &[name, form] : each(result_forms))
     for (const uint32_t ncols : each({1U, 3U, 255U})) {
       SCOPED_TRACE(testing::Message() << name << " columns " << ncols);
-      const auto column = values(nrows, form == VORN_FIXED ? 3 : 0, 65535);
-      std::string expected(16 * ncols * nrows, '~');
+      const auto column = values(matrix_rows, form == VORN_FIXED ? 3 : 0, 65535);
+      std::string expected(16 * ncols * matrix_rows, '~');
       stored_rows src(form, column, form == VORN_DLP ? 20 : 0), matrix(VORN_FIXED, {expected});
-      for (uint32_t row = 0, entry = ncols / 2; row < nrows && form != VORN_DLP; ++row, entry += ncols)
+      for (uint32_t row = 0, entry = ncols / 2; row < matrix_rows && form != VORN_DLP; ++row, entry += ncols)
         expected.replace(16 * entry, 2, length_bytes(column[row].size()))
             .replace(16 * entry + 8, 8, bytes_of(src.addresses[row]));
       void *const start = matrix.cv.vorn_cv_vals, *refs[] = {nullptr, nullptr, start};
@@ -38,16 +38,16 @@ TEST_P(transpose_test, refers_to_the_values_of_a_column) {
 
 TEST_P(transpose_test, converts_rows_into_any_room) {
   // Columns, the first row, and the number of row 0: entries are counted in 32 bits.
-  constexpr std::array<uint32_t, 3> ranges[] = {{0, 0, 0}, {0, 0, 0xfffffff4}, {1, 5, 0},        {2, 0, 0x80000000},
-                                                {3, 0, 0}, {3, 5, 0},          {3, nrows + 2, 0}};
+  constexpr std::array<uint32_t, 3> ranges[] = {
+      {0, 0, 0}, {0, 0, 0xfffffff4}, {1, 5, 0}, {2, 0, 0x80000000}, {3, 0, 0}, {3, 5, 0}, {3, matrix_rows + 2, 0}};
   for (const auto &[ncols, first, base] : each(ranges))
     for (const auto &[by_row, offsets] : each({std::pair{false, false}, {false, true}, {true, false}, {true, true}})) {
       SCOPED_TRACE(testing::Message() << ncols << " columns from " << first + base << " by row " << by_row
                                       << " offsets " << offsets);
-      const auto cells = values(nrows * ncols, 0, 65535);
-      std::vector<std::pair<std::string, size_t>> items[nrows]; // of a row: the bytes, and the size in the index
-      size_t sizes[nrows] = {};
-      for (uint32_t row = 0; row < nrows; ++row) {
+      const auto cells = values(matrix_rows * ncols, 0, 65535);
+      std::vector<std::pair<std::string, size_t>> items[matrix_rows]; // of a row: the bytes, and the size in the index
+      size_t sizes[matrix_rows] = {};
+      for (uint32_t row = 0; row < matrix_rows; ++row) {
         items[row].resize(by_row ? 1 : ncols);
         for (uint32_t column = 0; column < ncols; ++column) {
           const std::string &cell = cells[row * ncols + column];
@@ -67,7 +67,7 @@ TEST_P(transpose_test, converts_rows_into_any_room) {
       dst.vorn_tt_end = end;
       (offsets ? dst.vorn_tt_offsets : dst.vorn_tt_refs) = cursor;
       vorn_aux aux = {}, after = {};
-      const uint32_t last = nrows - 1 + base;
+      const uint32_t last = matrix_rows - 1 + base;
       const auto convert = [&](vorn_transpose_table *to, uint32_t from) {
         return vorn_global_ctx.vorn_transpose_convert_dydi(to, &src, 1, 2, from, last, &aux);
       };
@@ -78,12 +78,12 @@ TEST_P(transpose_test, converts_rows_into_any_room) {
                           (by_row ? uint32_t{VORN_TT_ROW} : src.vorn_tt_flags);
       // Each call has a new output.  Its offsets continue from the offset before the cursor.
       uint32_t item_end = 0xfffff000;
-      for (uint32_t code = full, row = first; code == full && !HasFailure();) {
+      for (uint32_t code = transpose_full, row = first; code == transpose_full && !HasFailure();) {
         const uint32_t from = row + base;
-        const size_t room = random.below(3) == 0 && row < nrows ? sizes[row] : random.below(60);
+        const size_t room = random.below(3) == 0 && row < matrix_rows ? sizes[row] : random.below(60);
         std::string out(room, '~'), bytes, described = bytes_of(item_end) + std::string(999, '~');
         std::string index = offsets && from == 0 ? bytes_of(item_end = 0) : "";
-        for (; row < nrows && bytes.size() + sizes[row] <= room; ++row)
+        for (; row < matrix_rows && bytes.size() + sizes[row] <= room; ++row)
           for (const auto &[text, size] : items[row]) {
             item_end += static_cast<uint16_t>(size);
             index += offsets ? bytes_of(item_end) : length_bytes(size) + "~~~~~~" + bytes_of(out.data() + bytes.size());
@@ -94,7 +94,7 @@ TEST_P(transpose_test, converts_rows_into_any_room) {
         cursor[1] = described.data() + 4;
         after.vorn_aux_start_slot = row + base;
         code = convert(&dst, from);
-        EXPECT_EQ(code, row < nrows ? full : done);
+        EXPECT_EQ(code, row < matrix_rows ? transpose_full : done);
         EXPECT_TRUE(same(aux, after) && out[room] == 0);
         EXPECT_EQ(std::string(out.data(), static_cast<char *>(pos[1])), bytes);
         EXPECT_EQ(std::string(described.data() + 4, static_cast<char *>(cursor[1])), index);
