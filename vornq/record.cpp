@@ -28,22 +28,22 @@ std::string array_of(const Range &range, const Write &write) {
 }
 
 std::string record_of(session &with, const std::string &name) {
-  exec::table &table = *with.tables().find(name);
+  exec::table &of = *with.tables().find(name);
   std::vector<std::string> names;
   std::string columns;
-  for (size_t c = 0; c < table.columns().size(); ++c) {
-    if (!table.is_loaded(c))
+  for (size_t c = 0; c < of.columns().size(); ++c) {
+    if (!of.is_loaded(c))
       continue;
-    const column &stored = table.at(c);
-    names.push_back(table.columns()[c].name);
+    const column &stored = of.at(c);
+    names.push_back(of.columns()[c].name);
     columns += fmt::format(R"({}{{"column": {}, "encoding": "{}{}", "width": {}, "bytes": {}, "plain_bytes": {}}})",
                            columns.empty() ? "" : ",\n", json_text(names.back()), encoding_name(stored.form),
                            stored.compressed ? "+qpak" : "", stored.width, stored.encoded_bytes(), stored.plain_bytes);
   }
   const table_source *source = with.tables().source_of(name);
   const auto in_file = source == nullptr ? std::nullopt : source->compressed_bytes(names);
-  return fmt::format(R"({{"table": {}, "rows": {}, "file_bytes": {}, "columns": [{}]}})", json_text(table.name()),
-                     table.rows(), in_file ? std::to_string(*in_file) : "null", columns);
+  return fmt::format(R"({{"table": {}, "rows": {}, "file_bytes": {}, "columns": [{}]}})", json_text(of.name()),
+                     of.rows(), in_file ? std::to_string(*in_file) : "null", columns);
 }
 
 std::string record_of(const measurement &m) {
