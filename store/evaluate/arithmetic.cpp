@@ -6,6 +6,7 @@
 #include <cmath>
 #include <optional>
 
+#include "store/chunk/fast_loop.hpp"
 #include "store/evaluate/node.hpp"
 
 namespace store::exec {
@@ -57,22 +58,24 @@ using unsigned_of = std::conditional_t<sizeof(T) == sizeof(uint64_t), uint64_t, 
 
 // Computes all rows.  Returns whether a result is wrong, perhaps the result of a row with NULL.
 template <test Test, class Operation, class T, class A, class B>
-bool compute(std::span<T> out, std::span<const A> a, std::span<const B> b, T low, T high) {
-  bool wrong = false;
-  for (size_t row = 0; row < out.size(); ++row) {
-    T result;
-    if constexpr (Test == test::overflow)
-      wrong |= Operation::overflows(static_cast<T>(a[row]), static_cast<T>(b[row]), result);
-    else // rows with NULL may hold values outside of the bounds
-      result = static_cast<T>(Operation::unsigned_result(static_cast<unsigned_of<T>>(static_cast<T>(a[row])),
-                                                         static_cast<unsigned_of<T>>(static_cast<T>(b[row]))));
-    if constexpr (Test != test::nothing) {
-      wrong |= result < low;
-      wrong |= result > high;
+bool compute(std::span<T> results, std::span<const A> as, std::span<const B> bs, T low, T high) {
+  return fast_loop([=, out = results.data(), rows = results.size(), a = as.data(), b = bs.data()] {
+    bool wrong = false;
+    for (size_t row = 0; row < rows; ++row) {
+      T result;
+      if constexpr (Test == test::overflow)
+        wrong |= Operation::overflows(static_cast<T>(a[row]), static_cast<T>(b[row]), result);
+      else // rows with NULL may hold values outside of the bounds
+        result = static_cast<T>(Operation::unsigned_result(static_cast<unsigned_of<T>>(static_cast<T>(a[row])),
+                                                           static_cast<unsigned_of<T>>(static_cast<T>(b[row]))));
+      if constexpr (Test != test::nothing) {
+        wrong |= result < low;
+        wrong |= result > high;
+      }
+      out[row] = result;
     }
-    out[row] = result;
-  }
-  return wrong;
+    return wrong;
+  });
 }
 
 template <test Test, class Operation, class T, class A, class B>

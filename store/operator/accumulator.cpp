@@ -17,12 +17,11 @@ namespace {
 class row_count final : public accumulator {
 public:
   void grow(size_t groups) override { counts_.resize(groups); }
+  bool needs_order() const override { return false; }
   void add(const grouped_rows &rows, const vector &) override {
-    if (rows.runs.empty())
-      for (size_t row = 0; row < rows.rows; ++row)
-        ++counts_[rows.numbers[row]];
-    for (const group_run &run : rows.runs)
-      counts_[run.group] += run.rows;
+    fold_unordered(
+        rows, std::span(counts_), int64_t{0}, [](size_t) { return 1; },
+        [](int64_t &count, int64_t more) { count += more; });
   }
   void merge(const accumulator &other, std::span<const uint32_t> groups) override {
     const auto &from = static_cast<const row_count &>(other);
@@ -43,8 +42,14 @@ public:
   explicit folded(T neutral) : neutral_(neutral) {}
 
   void grow(size_t groups) override { states_.resize(groups, neutral_); }
+  // 0.0 and -0.0 are equal, and the first one is kept.
+  bool needs_order() const override { return std::is_same_v<T, double>; }
   void add(const grouped_rows &rows, const vector &values) override {
-    fold_rows(rows, values.values<T>(), states_.data(), Combine());
+    const auto value_of = [from = values.values<T>().data()](size_t row) { return from[row]; };
+    if constexpr (std::is_same_v<T, double>)
+      fold_rows(rows, std::span(states_), value_of, Combine());
+    else
+      fold_unordered(rows, std::span(states_), neutral_, value_of, Combine());
   }
   void merge(const accumulator &other, std::span<const uint32_t> groups) override {
     const auto &from = static_cast<const folded &>(other);
@@ -112,6 +117,7 @@ public:
     states_.resize(groups);
     held_.resize(groups, holds::nothing);
   }
+  bool needs_order() const override { return false; } // rows are taken in their order in any case
   void add(const grouped_rows &rows, const vector &values) override {
     const std::span<const T> from = values.values<T>();
     for (size_t row = 0; row < rows.rows; ++row)

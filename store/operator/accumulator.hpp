@@ -24,6 +24,8 @@ public:
   virtual ~accumulator() = default;
 
   virtual void grow(size_t groups) = 0;
+  // Does the result depend on the order of the rows of a group?
+  virtual bool needs_order() const = 0;
   // No value is NULL, except for the first row.
   virtual void add(const grouped_rows &rows, const vector &values) = 0;
   // The states of another one, of the same class, whose groups have other numbers here: group g is groups[g].

@@ -8,6 +8,7 @@
 
 #include <fmt/format.h>
 
+#include "store/chunk/fast_loop.hpp"
 #include "store/encode/big_endian.hpp"
 #include "store/encode/encoded.hpp"
 #include "store/encode/packing.hpp"
@@ -129,24 +130,43 @@ const uint8_t *plain_stream(const vorn_ctx &library, const column &of, const bat
 
 position_order::position_order(std::span<const uint32_t> positions, arena &memory) {
   constexpr size_t least_rows = 16; // of a run, on average
-  uint32_t falls = 0;
-  uint32_t ends = 1;
-  for (size_t i = 1; i < positions.size(); ++i) {
-    falls += static_cast<uint32_t>(positions[i] < positions[i - 1]);
-    ends += static_cast<uint32_t>(positions[i] != positions[i - 1] + 1);
-  }
-  ascends = falls == 0;
-  if (positions.empty() || (ends > 1 && ends > positions.size() / least_rows))
-    return;
-  const std::span<run> made = memory.take<run>(ends);
-  made[0] = {positions[0], 0, static_cast<uint32_t>(positions.size())};
-  uint32_t begun = 1;
-  for (size_t row = 1; row < positions.size() && begun < ends; ++row)
-    if (positions[row] != positions[row - 1] + 1) {
-      const auto first = static_cast<uint32_t>(row);
-      made[begun - 1].rows -= static_cast<uint32_t>(positions.size()) - first;
-      made[begun++] = {positions[row], first, static_cast<uint32_t>(positions.size()) - first};
+  const size_t rows = positions.size();
+  struct counts {
+    uint32_t falls;
+    uint32_t repeats;
+    uint32_t others; // positions that do not follow the one before
+  };
+  const auto [falls, repeats, others] = fast_loop([at = positions.data(), rows] {
+    uint32_t fallen = 0;
+    uint32_t repeated = 0;
+    uint32_t begun = 0;
+    for (size_t row = 1; row < rows; ++row) {
+      fallen += static_cast<uint32_t>(at[row] < at[row - 1]);
+      repeated += static_cast<uint32_t>(at[row] == at[row - 1]);
+      begun += static_cast<uint32_t>(at[row] != at[row - 1] + 1);
     }
+    return counts{fallen, repeated, begun};
+  });
+  ascends = falls == 0;
+  if (positions.empty() || (others > 0 && others >= rows / least_rows))
+    return;
+  const std::span<run> made = memory.take<run>(others + 1);
+  made[0] = {positions[0], 0, static_cast<uint32_t>(rows)};
+  uint32_t begun = 1;
+  const bool may_step = ascends && repeats == 0;
+  for (size_t row = 1; row < rows && begun <= others;) {
+    constexpr size_t step = 16;
+    if (may_step && row + step <= rows && positions[row + step - 1] - positions[row - 1] == step) {
+      row += step;
+      continue;
+    }
+    for (const size_t end = std::min(row + step, rows); row < end; ++row)
+      if (positions[row] != positions[row - 1] + 1) {
+        const auto first = static_cast<uint32_t>(row);
+        made[begun - 1].rows -= static_cast<uint32_t>(rows) - first;
+        made[begun++] = {positions[row], first, static_cast<uint32_t>(rows) - first};
+      }
+  }
   runs = made;
 }
 

@@ -7,6 +7,7 @@
 #include <string>
 #include <variant>
 
+#include "store/chunk/fast_loop.hpp"
 #include "store/chunk/float_bits.hpp"
 #include "store/operator/number_table.hpp"
 #include "store/operator/text_table.hpp"
@@ -90,13 +91,18 @@ template <class Key>
 void pack(std::span<Key> keys, const key_part &part, const vector &values, bool is_first) {
   const auto range = static_cast<Key>(part.range);
   const auto pack_all = [&](auto contribution) {
-    const auto set = [&](size_t row, Key added) { keys[row] = is_first ? added : keys[row] * range + added; };
     if (values.validity == nullptr)
-      for (size_t row = 0; row < keys.size(); ++row)
-        set(row, contribution(row));
+      fast_loop([=, of_rows = keys.data(), rows = keys.size()] {
+        if (is_first)
+          for (size_t row = 0; row < rows; ++row)
+            of_rows[row] = contribution(row);
+        else
+          for (size_t row = 0; row < rows; ++row)
+            of_rows[row] = of_rows[row] * range + contribution(row);
+      });
     else
       for (size_t row = 0; row < keys.size(); ++row)
-        set(row, values.is_null(row) ? contribution.null : contribution(row));
+        keys[row] = (is_first ? 0 : keys[row] * range) + (values.is_null(row) ? contribution.null : contribution(row));
   };
   const auto integers = [&]<class T>(std::span<const T> from) {
     struct {
@@ -136,23 +142,6 @@ public:
     has_many_new_ = added * 32 > keys.size();
     return added;
   }
-
-  // The same for few keys, without the numbers of rows.
-  found_groups find_runs(std::span<const uint32_t> keys, arena &memory) {
-    const sorted_runs sorted = sort_by_key(keys, numbers_.size(), memory);
-    const std::span<uint32_t> new_rows = memory.take<uint32_t>(numbers_.size());
-    size_t added = 0;
-    for (size_t r = 0; r < sorted.runs.size(); ++r) // the first row of a key is in its first run
-      if (numbers_[sorted.runs[r].group] == 0 && (r == 0 || sorted.runs[r - 1].group != sorted.runs[r].group))
-        new_rows[added++] = sorted.order[sorted.runs[r].first];
-    std::sort(new_rows.begin(), new_rows.begin() + static_cast<ptrdiff_t>(added));
-    for (const uint32_t row : new_rows.first(added))
-      numbers_[keys[row]] = ++keys_;
-    for (group_run &run : sorted.runs)
-      run.group = numbers_[run.group] - 1;
-    return {{static_cast<uint32_t>(keys.size()), {}, sorted.runs, sorted.order}, new_rows.first(added)};
-  }
-  bool has_runs(size_t rows) const { return numbers_.size() <= most_sorted_keys && rows >= 8 * numbers_.size(); }
 
 private:
   // With many new keys a branch on them is mostly mispredicted.
@@ -233,8 +222,7 @@ public:
     return names[table_.index()];
   }
 
-  found_groups find(std::span<const uint32_t> before, std::span<const vector> columns, uint32_t rows,
-                    bool needs_numbers, arena &memory) {
+  found_groups find(std::span<const uint32_t> before, std::span<const vector> columns, uint32_t rows, arena &memory) {
     return std::visit(
         [&]<class Table>(Table &table) {
           using key = typename key_of_table<Table>::type;
@@ -245,13 +233,10 @@ public:
             const vector &values = columns[parts_[p].column];
             pack(keys, parts_[p], numbered_[p] ? numbered_[p]->find(values, memory) : values, p == 0 && !follows_);
           }
-          if constexpr (std::is_same_v<Table, direct_table>)
-            if (!needs_numbers && table.has_runs(rows))
-              return table.find_runs(keys, memory);
           const std::span<uint32_t> numbers = memory.take<uint32_t>(rows);
           const std::span<uint32_t> new_rows = memory.take<uint32_t>(rows + 1);
           const size_t added = table.find(keys, numbers, new_rows);
-          return found_groups{{rows, numbers, {}, {}}, new_rows.first(added)};
+          return found_groups{numbers, new_rows.first(added)};
         },
         table_);
   }
@@ -272,13 +257,11 @@ group_finder::group_finder(std::span<const layout> columns, double rows) : group
 group_finder::~group_finder() = default;
 group_finder::group_finder(group_finder &&) noexcept = default;
 
-found_groups group_finder::find(std::span<const vector> columns, uint32_t rows, bool needs_numbers, arena &memory) {
-  found_groups found{{rows, {}, {}, {}}, {}};
+found_groups group_finder::find(std::span<const vector> columns, uint32_t rows, arena &memory) {
+  found_groups found;
   for (const std::unique_ptr<step> &s : steps_)
-    found = s->find(found.rows.numbers, columns, rows, needs_numbers || s != steps_.back(), memory);
+    found = s->find(found.numbers, columns, rows, memory);
   groups_ += found.new_rows.size();
-  if (found.rows.runs.empty())
-    found.rows = with_runs(found.rows.numbers, rows, groups_, memory);
   return found;
 }
 

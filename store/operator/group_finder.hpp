@@ -14,12 +14,12 @@
 #include <span>
 #include <vector>
 
-#include "store/operator/grouped_rows.hpp"
+#include "store/chunk/vector.hpp"
 
 namespace store::exec {
 
 struct found_groups {
-  grouped_rows rows;
+  std::span<const uint32_t> numbers;  // of the group of each row; empty where all rows are in group 0
   std::span<const uint32_t> new_rows; // the first row of each group that was not there before
 };
 
@@ -31,8 +31,8 @@ public:
   ~group_finder();
   group_finder(group_finder &&) noexcept;
 
-  // The memory of the result is the arena's.  Few groups are found faster where nobody needs the number of each row.
-  found_groups find(std::span<const vector> columns, uint32_t rows, bool needs_numbers, arena &memory);
+  // The memory of the result is the arena's.
+  found_groups find(std::span<const vector> columns, uint32_t rows, arena &memory);
 
   // Without columns there is one group, with or without rows.
   size_t groups() const { return groups_; }

@@ -48,13 +48,9 @@ group_state::group_state(const aggregation &what, std::span<const size_t> keys, 
   for (const accumulator_of_input &a : what.accumulators()) {
     accumulators_.push_back(make_accumulator(a.what, a.values, a.result));
     accumulators_.back()->grow(groups());
+    needs_order_ = needs_order_ || accumulators_.back()->needs_order();
   }
-  for (const accumulator_of_input &a : what.accumulators())
-    if (a.what == accumulation::first || a.values.form == representation::text)
-      needs_numbers_ = true;
   for (const aggregate_input &input : what.inputs()) {
-    if (input.condition || input.is_distinct || (input.column && what.columns()[*input.column].has_nulls))
-      needs_numbers_ = true;
     distinct_.emplace_back();
     if (!input.is_distinct)
       continue;
@@ -73,15 +69,27 @@ group_state::group_state(const aggregation &what, std::span<const size_t> keys, 
   }
 }
 
-grouped_rows group_state::grouped(std::span<const vector> keys, uint32_t rows, bool needs_numbers, arena &memory) {
-  const found_groups found = finder_.find(keys, rows, needs_numbers, memory);
+std::span<const uint32_t> group_state::numbers_of(std::span<const vector> keys, uint32_t rows, arena &memory) {
+  const found_groups found = finder_.find(keys, rows, memory);
   if (!found.new_rows.empty()) {
     for (size_t k = 0; k < keys.size(); ++k)
       keys_[k].append(gathered(keys[k], found.new_rows, memory));
     for (const std::unique_ptr<accumulator> &a : accumulators_)
       a->grow(groups());
   }
-  return found.rows;
+  return found.numbers;
+}
+
+grouped_rows group_state::grouped(std::span<const uint32_t> numbers, size_t rows, arena &memory) const {
+  const auto count = static_cast<uint32_t>(rows);
+  return needs_order_ ? with_runs(numbers, count, groups(), memory) : grouped_rows{count, numbers, {}, {}};
+}
+
+grouped_rows group_state::some_of(const grouped_rows &from, std::span<const uint32_t> rows, arena &memory) const {
+  std::span<const uint32_t> numbers;
+  if (!from.numbers.empty())
+    numbers = gathered(vector(from.numbers), rows, memory).codes();
+  return grouped(numbers, rows.size(), memory);
 }
 
 void group_state::add(chunk &rows, size_t morsel) {
@@ -90,7 +98,7 @@ void group_state::add(chunk &rows, size_t morsel) {
   std::vector<vector> keys;
   for (const size_t column : key_columns_)
     keys.push_back(rows.column(column));
-  const grouped_rows of_rows = grouped(keys, rows.rows(), needs_numbers_, memory);
+  const grouped_rows of_rows = grouped(numbers_of(keys, rows.rows(), memory), rows.rows(), memory);
   if (is_merged_ && groups() != groups_before && (segments_.empty() || segments_.back().morsel != morsel))
     segments_.push_back({morsel, groups_before});
   for (size_t input = 0; input < distinct_.size(); ++input)
@@ -116,7 +124,7 @@ void group_state::add_input(size_t index, chunk &rows, const grouped_rows &group
       values.validity = nullptr;
     values = gathered(values, left, memory);
   }
-  add_values(index, with_rows(grouped, left, groups(), memory), values, memory);
+  add_values(index, some_of(grouped, left, memory), values, memory);
 }
 
 void group_state::add_values(size_t index, grouped_rows rows, vector values, arena &memory) {
@@ -131,11 +139,11 @@ void group_state::add_values(size_t index, grouped_rows rows, vector values, are
       pair.emplace_back(groups_of_rows);
     }
     pair.push_back(values);
-    const std::span<const uint32_t> left = distinct_[index]->finder.find(pair, rows.rows, true, memory).new_rows;
+    const std::span<const uint32_t> left = distinct_[index]->finder.find(pair, rows.rows, memory).new_rows;
     for (size_t c = 0; c < distinct_[index]->pairs.size(); ++c)
       distinct_[index]->pairs[c].append(gathered(pair[c], left, memory));
     values = gathered(values, left, memory);
-    rows = with_rows(rows, left, groups(), memory);
+    rows = some_of(rows, left, memory);
   }
   for (size_t a = 0; a < accumulators_.size(); ++a)
     if (what_.accumulators()[a].input == index)
@@ -167,7 +175,7 @@ void group_state::merge(std::span<group_state *const> threads) {
       std::vector<vector> keys;
       for (size_t k = 0; k < keys_.size(); ++k)
         keys.push_back(gathered(threads[p.thread]->key(k), positions, memory));
-      const std::span<const uint32_t> found = grouped(keys, static_cast<uint32_t>(rows), true, memory).numbers;
+      const std::span<const uint32_t> found = numbers_of(keys, static_cast<uint32_t>(rows), memory);
       std::copy(found.begin(), found.end(), numbers[p.thread].begin() + static_cast<ptrdiff_t>(first));
       memory.rewind({});
     }
@@ -195,7 +203,7 @@ void group_state::merge_distinct(const group_state &from, std::span<const uint32
         for (size_t row = 0; row < rows; ++row)
           numbers[row] = groups_here[static_cast<size_t>(of[row])];
       }
-      add_values(input, with_runs(numbers, rows, groups(), memory), rows_of(all, first, rows), memory);
+      add_values(input, grouped(numbers, rows, memory), rows_of(all, first, rows), memory);
       memory.rewind({});
     }
   }

@@ -41,7 +41,9 @@ private:
     std::vector<kept_column> pairs; // the group, and the value
   };
 
-  grouped_rows grouped(std::span<const vector> keys, uint32_t rows, bool needs_numbers, arena &memory);
+  std::span<const uint32_t> numbers_of(std::span<const vector> keys, uint32_t rows, arena &memory);
+  grouped_rows grouped(std::span<const uint32_t> numbers, size_t rows, arena &memory) const;
+  grouped_rows some_of(const grouped_rows &from, std::span<const uint32_t> rows, arena &memory) const;
   void add_input(size_t input, chunk &rows, const grouped_rows &grouped);
   void add_values(size_t input, grouped_rows rows, vector values, arena &memory);
   void merge_distinct(const group_state &from, std::span<const uint32_t> groups);
@@ -49,7 +51,7 @@ private:
   const aggregation &what_;
   std::vector<size_t> key_columns_;
   bool is_merged_;
-  bool needs_numbers_ = false; // of the group of each row
+  bool needs_order_ = false; // of the rows of a group
   group_finder finder_;
   std::vector<kept_column> keys_;
   std::vector<std::unique_ptr<accumulator>> accumulators_;

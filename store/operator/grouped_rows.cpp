@@ -42,25 +42,12 @@ sorted_runs sort_by_key(std::span<const uint32_t> of_rows, size_t keys, arena &m
 
 grouped_rows with_runs(std::span<const uint32_t> numbers, uint32_t rows, size_t groups, arena &memory) {
   grouped_rows out{rows, numbers, {}, {}};
-  if (rows == 0)
-    return out;
-  if (numbers.empty() || groups == 1) {
-    const std::span<group_run> all = memory.take<group_run>(1);
-    all[0] = {0, 0, rows};
-    out.runs = all;
-  } else if (groups <= most_sorted_keys && rows >= groups * least_rows_of_group) {
+  if (!numbers.empty() && groups > 1 && groups <= most_sorted_keys && rows >= groups * least_rows_of_group) {
     const sorted_runs sorted = sort_by_key(numbers, groups, memory);
     out.runs = sorted.runs;
     out.order = sorted.order;
   }
   return out;
-}
-
-grouped_rows with_rows(const grouped_rows &from, std::span<const uint32_t> rows, size_t groups, arena &memory) {
-  std::span<const uint32_t> numbers;
-  if (!from.numbers.empty())
-    numbers = gathered(vector(from.numbers), rows, memory).codes();
-  return with_runs(numbers, static_cast<uint32_t>(rows.size()), groups, memory);
 }
 
 } // namespace store::exec

@@ -28,14 +28,16 @@ public:
     if (!flushed_.empty())
       flushed_.resize(groups);
   }
+  bool needs_order() const override { return false; }
   void add(const grouped_rows &rows, const vector &values) override {
     use_room(rows.rows);
-    if (entries_) {
-      const int64_t *const value_of = entries_->int64s().data();
-      fold_rows(rows, values.codes(), sums_.data(), [=](int64_t &sum, uint32_t code) { sum += value_of[code]; });
-    } else {
-      fold_rows(rows, values.int64s(), sums_.data(), [](int64_t &sum, int64_t value) { sum += value; });
-    }
+    const auto added = [&](const auto &value_of) {
+      fold_unordered(rows, std::span(sums_), int64_t{0}, value_of, [](int64_t &sum, int64_t value) { sum += value; });
+    };
+    if (entries_)
+      added([codes = values.codes().data(), of = entries_->int64s().data()](size_t row) { return of[codes[row]]; });
+    else
+      added([from = values.int64s().data()](size_t row) { return from[row]; });
   }
   void merge(const accumulator &other, std::span<const uint32_t> groups) override {
     const auto &from = static_cast<const bounded_sum &>(other);
@@ -93,8 +95,11 @@ public:
   explicit wide_sum(representation result) : result_(result) {}
 
   void grow(size_t groups) override { sums_.resize(groups); }
+  bool needs_order() const override { return std::is_same_v<T, __int128>; } // a sum may overflow on the way
   void add(const grouped_rows &rows, const vector &values) override {
-    fold_rows(rows, values.values<T>(), sums_.data(), [](__int128 &sum, T value) { add_to(sum, value); });
+    fold_rows(
+        rows, std::span(sums_), [from = values.values<T>().data()](size_t row) { return from[row]; },
+        [](__int128 &sum, T value) { add_to(sum, value); });
   }
   void merge(const accumulator &other, std::span<const uint32_t> groups) override {
     const auto &from = static_cast<const wide_sum &>(other);
