@@ -12,13 +12,23 @@ namespace {
 std::mutex folder_guard;
 std::filesystem::path library_folder; // empty: relative to the program and to this library
 
-// The folder of the shared library that holds the stand-in host, or an empty path if it is not known.
-std::filesystem::path folder_of_host() {
+// The shared library that holds the stand-in host, or null if it is not known.
+const char *file_of_host() {
   Dl_info host = {};
+  return dladdr(&folder_guard, &host) == 0 ? nullptr : host.dli_fname;
+}
+
+std::filesystem::path folder_of_host() {
+  const char *const file = file_of_host();
   std::error_code failed;
-  if (dladdr(&folder_guard, &host) == 0)
-    return {};
-  return std::filesystem::canonical(host.dli_fname, failed).parent_path();
+  return file == nullptr ? std::filesystem::path() : std::filesystem::canonical(file, failed).parent_path();
+}
+
+// A specialised library finds the services of its host among the symbols of the whole process.  Those of this library
+// are not there yet when a plug-in of the process brought it.
+void publish_services() {
+  if (const char *const file = file_of_host())
+    dlopen(file, RTLD_NOW | RTLD_NOLOAD | RTLD_GLOBAL);
 }
 
 void set_load_error(environment &env, std::string text) {
@@ -35,6 +45,7 @@ void *load(environment &env, const char *name) {
   // A file that is nowhere is reported by its first place.
   const std::filesystem::path file =
       library_file(name).value_or(library_folders().front() / (std::string(name) + ".so"));
+  publish_services();
   void *handle = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
   set_load_error(env, handle ? "" : dlerror());
   return handle;

@@ -58,16 +58,37 @@ void catalogue::add_folder(const std::filesystem::path &folder) {
 }
 
 void catalogue::add_files(const std::string &name, std::span<const std::filesystem::path> files) {
+  const std::lock_guard lock(guard_);
   if (known(name) != nullptr)
     throw error(fmt::format("two tables have the name {}: {}", shortened(name), shortened(files.front().string())));
   entries_[duckdb::lower_case(name)].files.assign(files.begin(), files.end());
 }
 
 void catalogue::add(std::shared_ptr<exec::table> added) {
+  const std::lock_guard lock(guard_);
   const std::string name = added->name();
   if (known(name) != nullptr)
     throw error(fmt::format("two tables have the name {}", shortened(name)));
   entries_[duckdb::lower_case(name)].opened = std::move(added);
+}
+
+void catalogue::put(std::shared_ptr<exec::table> added) {
+  const std::lock_guard lock(guard_);
+  entry &of = entries_[duckdb::lower_case(added->name())];
+  of = {};
+  of.opened = std::move(added);
+}
+
+void catalogue::put_file(const std::string &name, const std::filesystem::path &file) {
+  const std::lock_guard lock(guard_);
+  entry &of = entries_[duckdb::lower_case(name)];
+  of = {};
+  of.files = {file};
+}
+
+bool catalogue::remove(const std::string &name) {
+  const std::lock_guard lock(guard_);
+  return entries_.erase(duckdb::lower_case(name)) != 0;
 }
 
 catalogue::entry *catalogue::known(const std::string &name) {
@@ -77,15 +98,20 @@ catalogue::entry *catalogue::known(const std::string &name) {
   return found == entries_.end() ? nullptr : &found->second;
 }
 
-bool catalogue::knows(const std::string &name) const {
-  return entries_.contains(name) || entries_.contains(duckdb::lower_case(name)) || is_table(name);
+bool catalogue::knows(const std::string &name) const { return has(name) || is_table(name); }
+
+bool catalogue::has(const std::string &name) const {
+  const std::lock_guard lock(guard_);
+  return entries_.contains(name) || entries_.contains(duckdb::lower_case(name));
 }
 
 std::vector<std::string> catalogue::names() const {
+  const std::lock_guard lock(guard_);
   std::vector<std::string> out;
   out.reserve(entries_.size());
   for (const auto &[name, of] : entries_)
-    out.push_back(name);
+    if (!is_table(name)) // a file that a query has named
+      out.push_back(name);
   return out;
 }
 
@@ -141,23 +167,48 @@ catalogue::entry &catalogue::opened(const std::string &name) {
     of = &entries_[name];
     of->files = std::move(files);
   }
-  if (of->opened)
-    return *of;
-  if (!std::any_of(of->files.begin(), of->files.end(), is_saved))
-    of->source = std::make_shared<table_file>(reader_, of->files);
-  else if (of->files.size() == 1)
-    of->source = std::make_shared<saved_table>(library_, of->files.front());
-  else
-    of->source = std::make_shared<saved_tables>(library_, of->files);
-  of->opened = std::make_shared<exec::table>(
-      name, of->source->columns(), of->source->rows(),
-      [this, name, source = of->source](size_t index) { return load(name, *source, index); });
+  if (!of->opened || (!of->files.empty() && of->states != states_of(of->files)))
+    open(name, *of);
   return *of;
 }
 
-std::shared_ptr<exec::table> catalogue::find(const std::string &name) { return opened(name).opened; }
+std::vector<catalogue::file_state> catalogue::states_of(std::span<const std::filesystem::path> files) {
+  std::vector<file_state> out;
+  for (const std::filesystem::path &file : files) {
+    std::error_code ignored; // whoever opens the file says what is wrong with it
+    out.push_back({std::filesystem::last_write_time(file, ignored), std::filesystem::file_size(file, ignored)});
+  }
+  return out;
+}
 
-const table_source *catalogue::source_of(const std::string &name) { return opened(name).source.get(); }
+void catalogue::open(const std::string &name, entry &of) {
+  of.states = states_of(of.files);
+  if (!std::any_of(of.files.begin(), of.files.end(), is_saved))
+    of.source = std::make_shared<table_file>(reader_, of.files);
+  else if (of.files.size() == 1)
+    of.source = std::make_shared<saved_table>(library_, of.files.front());
+  else
+    of.source = std::make_shared<saved_tables>(library_, of.files);
+  of.opened = std::make_shared<exec::table>(
+      name, of.source->columns(), of.source->rows(),
+      [this, name, source = of.source](size_t index) { return load(name, *source, index); });
+}
+
+std::shared_ptr<exec::table> catalogue::find(const std::string &name) {
+  const std::lock_guard lock(guard_);
+  return opened(name).opened;
+}
+
+const table_source *catalogue::source_of(const std::string &name) {
+  const std::lock_guard lock(guard_);
+  return opened(name).source.get();
+}
+
+std::vector<std::filesystem::path> catalogue::saved_files_of(const std::string &name) {
+  const std::lock_guard lock(guard_);
+  const entry &of = opened(name);
+  return std::all_of(of.files.begin(), of.files.end(), is_saved) ? of.files : std::vector<std::filesystem::path>();
+}
 
 std::shared_ptr<const column> catalogue::load(const std::string &table, const table_source &source, size_t index) {
   const column_info &info = source.columns()[index];
@@ -166,6 +217,7 @@ std::shared_ptr<const column> catalogue::load(const std::string &table, const ta
   auto choice = encodings_.find(info.name);
   if (choice == encodings_.end())
     choice = encodings_.find(table + "." + info.name);
+  const std::lock_guard lock(guard_); // DuckDB reads one column at a time
   return std::make_shared<const column>(
       source.load(info, choice == encodings_.end() ? encoding_choice{} : choice->second, [&](uint64_t rows) {
         if (progress_)

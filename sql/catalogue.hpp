@@ -6,6 +6,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <span>
 #include <string>
 #include <vector>
@@ -26,6 +27,7 @@ struct load_progress {
   uint64_t of = 0;
 };
 
+// Threads may use it at once.
 class catalogue {
 public:
   // Saved tables are checked with the library.  `encodings` are the choices for columns by their names; a column
@@ -40,19 +42,29 @@ public:
   // Several files of one kind are one table, their rows one after the other.
   void add_files(const std::string &name, std::span<const std::filesystem::path> files);
   void add(std::shared_ptr<exec::table> added);
+  // The same in place of the table of this name, if there is one.  Queries that read that table keep it.
+  void put(std::shared_ptr<exec::table> added);
+  void put_file(const std::string &name, const std::filesystem::path &file);
+  // Whether there was such a table.
+  bool remove(const std::string &name);
 
   // A table by its name or by the name of its file, or of several files as a pattern such as 'part-*.parquet'.
   // '/dev/stdin' is a CSV or Parquet file that comes on standard input, which is kept in a temporary file.  Throws
   // store::error when there is none.  Nothing but the names and types of its columns is read, and of a CSV file all
-  // rows, for their types.  Columns are loaded when the table is first asked for them.
+  // rows, for their types.  Columns are loaded when the table is first asked for them.  A file that has changed since
+  // it was found is another table.
   std::shared_ptr<exec::table> find(const std::string &name);
   // Whether `find` might find it.
   bool knows(const std::string &name) const;
+  // Whether a table of this name has been added.
+  bool has(const std::string &name) const;
 
   // Tables that have been added.  Names are in lower case, as SQL makes no difference.
   std::vector<std::string> names() const;
   // Where a table comes from; null of a table that a program has added.
   const table_source *source_of(const std::string &name);
+  // The files of a table that are saved tables, in the order of its rows; empty for a table of other files or of none.
+  std::vector<std::filesystem::path> saved_files_of(const std::string &name);
 
   const vorn_ctx &library() const { return library_; }
 
@@ -62,13 +74,22 @@ public:
   void interrupt() { reader_.interrupt(); }
 
 private:
+  // What tells that a file is another one than before.
+  struct file_state {
+    std::filesystem::file_time_type written;
+    uintmax_t bytes = 0;
+    friend bool operator==(const file_state &, const file_state &) = default;
+  };
   struct entry {
     std::vector<std::filesystem::path> files;
+    std::vector<file_state> states; // of the files, when they were opened
     std::shared_ptr<const table_source> source;
     std::shared_ptr<exec::table> opened;
   };
   // A table that was added or found before; null without one.
   entry *known(const std::string &name);
+  static std::vector<file_state> states_of(std::span<const std::filesystem::path> files);
+  void open(const std::string &name, entry &of);
   entry &opened(const std::string &name);
   std::vector<std::filesystem::path> files_of(const std::string &pattern);
   std::filesystem::path copied_input();
@@ -76,6 +97,7 @@ private:
 
   const vorn_ctx &library_;
   choice_map encodings_;
+  mutable std::mutex guard_; // of what follows
   duckdb::connection reader_;
   std::map<std::string, entry> entries_; // by names in lower case, and by names of files
   std::function<void(const load_progress &)> progress_;

@@ -14,6 +14,7 @@
 #include "sql/plan_reader.hpp"
 #include "sql/polygon_function.hpp"
 #include "sql/statistics_table.hpp"
+#include "sql/tokens.hpp"
 #include "sql/vectors.hpp"
 #include "store/error.hpp"
 
@@ -22,50 +23,6 @@ namespace store::sql {
 namespace {
 
 using nlohmann::json;
-
-// The length of a quoted text, of a comment, or of one other character at the beginning of a text.
-size_t token_length(std::string_view text) {
-  const auto up_to = [&](std::string_view end, size_t from) {
-    const size_t found = text.find(end, from);
-    return found == text.npos ? text.size() : found + end.size();
-  };
-  if (text.starts_with("--"))
-    return up_to("\n", 2);
-  if (text.starts_with("/*")) {
-    size_t depth = 1;
-    size_t at = 2;
-    for (; at < text.size() && depth > 0; ++at)
-      if (text.substr(at).starts_with("*/"))
-        --depth, ++at;
-      else if (text.substr(at).starts_with("/*"))
-        ++depth, ++at;
-    return std::min(at, text.size());
-  }
-  if (text[0] == '\'' || text[0] == '"')
-    return up_to(text.substr(0, 1), 1); // a quote in it is doubled, and reads as two texts
-  if ((text[0] == 'e' || text[0] == 'E') && text.size() > 1 && text[1] == '\'') {
-    size_t at = 2;
-    while (at < text.size() && text[at] != '\'')
-      at += text[at] == '\\' ? 2 : 1;
-    return std::min(at + 1, text.size());
-  }
-  if (text[0] == '$') {
-    const size_t end = text.find_first_not_of("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ_0123456789", 1);
-    if (end != text.npos && text[end] == '$')
-      return up_to(text.substr(0, end + 1), end + 1);
-  }
-  // A name, so that an "e" at its end begins no text.
-  const auto is_name = [](char c) { return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_'; };
-  size_t length = 1;
-  if (is_name(text[0]))
-    while (length < text.size() && is_name(text[length]))
-      ++length;
-  return length;
-}
-
-bool is_blank(std::string_view token) {
-  return token.starts_with("--") || token.starts_with("/*") || std::isspace(static_cast<unsigned char>(token[0])) != 0;
-}
 
 // JSON has no words for these numbers.
 std::string with_quoted_numbers(const std::string &text) {
@@ -222,7 +179,11 @@ struct planner::state {
   std::map<std::string, std::string> statistics;     // the queries that made the rows of tables, by the tables' names
   uint64_t most_rows = 0;                            // of the tables with statistics
   described_tables described;                        // by the names in the views
-  std::set<std::string> views;                       // in lower case
+  struct known_view {
+    std::string name; // as the query that made the view wrote it
+    std::weak_ptr<exec::table> of;
+  };
+  std::map<std::string, known_view> views; // by names in lower case
   std::shared_future<std::set<std::string>> volatile_functions;
   const expression_reader expressions{
       [this](const std::string &name) { return volatile_functions.get().contains(name); },
@@ -237,16 +198,26 @@ duckdb_logical_type planner::state::type_named(const std::string &name) {
 }
 
 void planner::state::add_view(const std::string &name) {
-  if (!tables.knows(name) || views.contains(duckdb::lower_case(name)))
+  const std::shared_ptr<exec::table> table = tables.knows(name) ? tables.find(name) : nullptr;
+  known_view &view = views[duckdb::lower_case(name)];
+  const bool is_made = !view.name.empty();
+  if (is_made ? table && view.of.lock() == table : !table)
     return;
-  const std::shared_ptr<exec::table> table = tables.find(name);
+  if (is_made) { // the catalogue has another table of this name now, or none
+    database.query(
+        fmt::format("DROP {} {}", statistics.erase(view.name) != 0 ? "TABLE" : "VIEW", duckdb::quoted_name(view.name)));
+    described.erase(view.name);
+  }
+  view = {};
+  if (!table)
+    return;
   described_table &of = described[name];
   of.rows = table->rows();
   for (const column_info &column : table->columns())
     of.columns.emplace_back(column.name, type_named(column.sql_type));
   database.query(
       fmt::format("CREATE VIEW {} AS FROM vorn_table({})", duckdb::quoted_name(name), duckdb::quoted_text(name)));
-  views.insert(duckdb::lower_case(name));
+  view = {name, table};
 }
 
 void planner::state::add_views(const std::string &query) {

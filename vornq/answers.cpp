@@ -9,6 +9,7 @@
 
 #include "store/error.hpp"
 #include "store/logical/text.hpp"
+#include "store/saved/save_rows.hpp"
 #include "vornq/output_file.hpp"
 #include "vornq/text_table.hpp"
 
@@ -136,7 +137,7 @@ void answer_query(session &with, const options &chosen, const std::string &text,
     print(to_text(planned.root));
     return;
   }
-  const std::vector<std::string> tables = session::tables_of(planned);
+  const std::vector<std::string> tables = sql::session::tables_of(planned);
   for (const std::string &name : tables)
     if (std::find(out.tables.begin(), out.tables.end(), name) == out.tables.end())
       out.tables.push_back(name);

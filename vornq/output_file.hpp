@@ -4,7 +4,6 @@
 #include <filesystem>
 
 #include "store/operator/answer.hpp"
-#include "store/operator/table.hpp"
 
 namespace store {
 
@@ -14,11 +13,5 @@ void write_file(const std::filesystem::path &path, const exec::answer &rows);
 
 // Throws store::error for an ending that names no form.
 void check_ending(const std::filesystem::path &path);
-
-// Saves rows as a table of the store.  The bytes of the file.
-uint64_t save_rows(const std::filesystem::path &path, const exec::answer &rows);
-
-// Saves the columns of a table that the store encodes, as they are encoded.
-uint64_t save_table(const std::filesystem::path &path, exec::table &of);
 
 } // namespace store

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <iterator>
-#include <set>
 #include <utility>
 
 #include <fmt/format.h>
@@ -208,31 +207,6 @@ row_format parse_row_format(std::string_view name) {
     if (known == name)
       return format;
   throw error(fmt::format("unknown format '{}'; it is one of table, csv, json, jsonl", shortened(name)));
-}
-
-std::vector<std::string> distinct_names(const std::vector<std::string> &names) {
-  const auto lower = [](std::string_view name) {
-    std::string out;
-    for (char c : name)
-      out += c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c;
-    return out;
-  };
-  std::set<std::string> taken; // by columns with names of their own
-  for (const std::string &name : names)
-    taken.insert(lower(name));
-  std::set<std::string> used;
-  std::vector<std::string> out;
-  for (const std::string &name : names) {
-    std::string chosen = name;
-    if (!used.insert(lower(chosen)).second) {
-      size_t number = 1;
-      do
-        chosen = fmt::format("{}_{}", name, number++);
-      while (taken.contains(lower(chosen)) || !used.insert(lower(chosen)).second);
-    }
-    out.push_back(std::move(chosen));
-  }
-  return out;
 }
 
 void write_rows(const exec::answer &of, row_format format, uint64_t shown, const text_taker &take) {

@@ -24,9 +24,6 @@ row_format parse_row_format(std::string_view name);
 // A text as JSON has it.
 void append_json_text(std::string &out, std::string_view text);
 
-// The names of columns, made different by _1, _2 and so on, as objects and tables need them.
-std::vector<std::string> distinct_names(const std::vector<std::string> &names);
-
 // Takes the text piece by piece.
 using text_taker = std::function<void(std::string_view)>;
 

@@ -1,21 +1,8 @@
 #include "vornq/session.hpp"
 
-#include <algorithm>
-
-#include "store/error.hpp"
+#include <span>
 
 namespace store {
-
-namespace {
-
-void add_tables(const logical::plan &of, std::vector<std::string> &to) {
-  if (of.what == logical::plan_kind::scan && std::find(to.begin(), to.end(), of.table) == to.end())
-    to.push_back(of.table);
-  for (const logical::plan &below : of.children)
-    add_tables(below, to);
-}
-
-} // namespace
 
 std::string session::table_name(const std::filesystem::path &file) {
   const std::filesystem::path stem = file.stem();
@@ -24,17 +11,12 @@ std::string session::table_name(const std::filesystem::path &file) {
 
 session::session(const options &chosen)
     : library_(chosen.isa, chosen.library_folder, chosen.more), threads_(chosen.threads), memory_(chosen.threads),
-      tables_(library_.chosen(), chosen.encodings), planner_(tables_), functions_(library_.chosen()) {
+      tables_(library_.chosen(), chosen.encodings), queries_(tables_) {
   tables_.on_progress([this](const sql::load_progress &at) { progress_.loads(at.column, at.rows, at.of); });
   for (const std::filesystem::path &folder : chosen.folders)
     tables_.add_folder(folder);
   for (const std::filesystem::path &file : chosen.files)
     tables_.add_files(table_name(file), std::span(&file, 1));
-}
-
-exec::relation_ptr session::operators(const logical::query &of) {
-  return exec::build(
-      of.root, [&](const std::string &name) { return tables_.find(name); }, functions_);
 }
 
 exec::kept_rows session::run(exec::relation &rows, const vorn_ctx &library, bool explains) {
@@ -69,12 +51,6 @@ exec::answer session::answer_by_duckdb(const std::string &text) {
     out.rows.append(some);
     memory.rewind({});
   }
-  return out;
-}
-
-std::vector<std::string> session::tables_of(const logical::query &of) {
-  std::vector<std::string> out;
-  add_tables(of.root, out);
   return out;
 }
 

@@ -9,11 +9,9 @@
 
 #include "sql/catalogue.hpp"
 #include "sql/duckdb_engine.hpp"
-#include "sql/duckdb_functions.hpp"
-#include "sql/planner.hpp"
+#include "sql/session.hpp"
 #include "store/library/kernels.hpp"
 #include "store/operator/answer.hpp"
-#include "store/operator/build.hpp"
 #include "vornq/options.hpp"
 #include "vornq/progress.hpp"
 
@@ -34,10 +32,10 @@ public:
   size_t threads() const { return threads_.threads(); }
   progress_bar &progress() { return progress_; }
 
-  logical::query plan(const std::string &text) { return planner_.plan(text); }
+  logical::query plan(const std::string &text) { return queries_.plan(text); }
 
   // The operators of a plan, which read columns that are then loaded.
-  exec::relation_ptr operators(const logical::query &of);
+  exec::relation_ptr operators(const logical::query &of) { return queries_.operators(of.root); }
 
   // Runs operators with the generic kernels or with those in force.
   exec::kept_rows run(exec::relation &rows, const vorn_ctx &library, bool explains = false);
@@ -49,8 +47,6 @@ public:
 
   // "flights.csv.gz" is the table "flights".
   static std::string table_name(const std::filesystem::path &file);
-  // The plan reads these tables, each once, in the order in which the plan names them.
-  static std::vector<std::string> tables_of(const logical::query &of);
 
 private:
   kernels library_;
@@ -59,8 +55,7 @@ private:
   std::atomic<bool> is_interrupted_ = false; // the program ends otherwise
   progress_bar progress_;
   sql::catalogue tables_;
-  sql::planner planner_;
-  sql::duckdb_functions functions_;
+  sql::session queries_;
   struct duckdb_form {
     sql::duckdb_engine::storage form;
     size_t threads;

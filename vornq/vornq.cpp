@@ -15,6 +15,7 @@
 #include <fmt/format.h>
 
 #include "store/error.hpp"
+#include "store/saved/save_rows.hpp"
 #include "vornq/answers.hpp"
 #include "vornq/interruption.hpp"
 #include "vornq/options.hpp"

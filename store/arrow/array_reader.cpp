@@ -10,6 +10,12 @@ namespace {
 template <class Builder>
 std::vector<typename Builder::row> plain_rows(Builder &out, const arrow_type &type, const ArrowArray &array,
                                               row_range rows, const array_faults &faults) {
+  if (type.layout == arrow_layout::nulls) {
+    std::vector<typename Builder::row> none;
+    for (int64_t row = 0; row < rows.count; ++row)
+      none.push_back(out.null_row());
+    return none;
+  }
   const validity valid(array, faults);
   const array_values<typename Builder::value> read(type, array, rows, valid, faults);
   std::vector<typename Builder::row> made;

@@ -165,6 +165,8 @@ void read_values(std::vector<std::string_view> &symbols, std::vector<wide_key> &
 } // namespace
 
 array_shape shape_of(arrow_layout of) {
+  if (of == layout::nulls)
+    return {};
   const bool has_bytes = of == layout::offsets32 || of == layout::offsets64 || of == layout::views;
   return {has_bytes ? 3 : 2, of == layout::views};
 }

@@ -26,6 +26,7 @@ constexpr int64_t day_microseconds = day_milliseconds * thousand;
 const arrow_type *simple_type(std::string_view format) {
   constexpr int64_t last_day = std::numeric_limits<int32_t>::max();
   static const std::pair<std::string_view, arrow_type> types[] = {
+      {"n", {layout::nulls, "INTEGER"}}, // the type that DuckDB gives to NULL alone
       {"b", {layout::bits, "BOOLEAN"}},
       {"c", {layout::int8, "TINYINT"}},
       {"C", {layout::uint8, "UTINYINT"}},
@@ -227,6 +228,8 @@ arrow_field field_of(const ArrowSchema &schema) {
     at = at->dictionary;
   }
   out.values = type_of_values(out.name, *at);
+  if (out.index && out.values.layout == layout::nulls)
+    refuse(out.name, "has a dictionary of", at->format);
   return out;
 }
 

@@ -13,6 +13,7 @@ namespace store {
 
 // How the values of an array lie in its buffers.
 enum class arrow_layout {
+  nulls, // no values and no buffers
   bits,
   truth_bytes, // 0 is false
   int8,
@@ -33,7 +34,7 @@ enum class arrow_layout {
 };
 
 struct arrow_type {
-  arrow_layout layout = arrow_layout::bits;
+  arrow_layout layout = arrow_layout::nulls;
   std::string sql_type; // by which the store knows the type
   int32_t fixed_bytes = 0;
 

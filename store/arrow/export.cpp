@@ -5,12 +5,15 @@
 #include <cerrno>
 #include <deque>
 #include <functional>
+#include <iterator>
 #include <memory>
 #include <new>
 #include <numeric>
 #include <string>
 #include <utility>
 #include <vector>
+
+#include <fmt/format.h>
 
 #include "store/arrow/array_writer.hpp"
 #include "store/arrow/arrow_type.hpp"
@@ -46,29 +49,84 @@ array_parts row_numbers(const selection &selected, uint64_t rows) {
 using plain_taker = std::function<void(std::span<const exec::vector> columns, uint32_t rows)>;
 using row_feed = std::function<bool(const plain_taker &take)>;
 
+using batch_queue = std::deque<array_parts>;
+
+// Record batches in the making.
+class batch_writer {
+public:
+  batch_writer(std::span<const exec::layout> columns, const arrow_batch_limits &limited) : limits_(limited) {
+    for (const exec::layout &column : columns)
+      writers_.push_back(writer_of(column.held()));
+  }
+
+  void append(std::span<const exec::vector> columns, uint32_t rows) {
+    if (waiting_ != 0 && !has_room(columns, rows))
+      end_batch();
+    for (size_t c = 0; c < columns.size(); ++c)
+      writers_[c]->append(columns[c]);
+    waiting_ += rows;
+  }
+  void end_batch() {
+    if (waiting_ == 0)
+      return;
+    array_parts out{static_cast<int64_t>(std::exchange(waiting_, 0)), 0, {arrow_buffer()}};
+    for (const auto &writer : writers_)
+      out.children.push_back(writer->finish());
+    ready_.push_back(std::move(out));
+  }
+  // The batches that are whole.
+  batch_queue take() { return std::exchange(ready_, {}); }
+
+private:
+  bool has_room(std::span<const exec::vector> columns, uint32_t rows) const {
+    bool out = waiting_ + rows <= limits_.rows;
+    for (size_t c = 0; c < columns.size() && out; ++c)
+      out = writers_[c]->has_room_for(columns[c], limits_.text_bytes);
+    return out;
+  }
+
+  arrow_batch_limits limits_;
+  std::vector<std::unique_ptr<array_writer>> writers_;
+  uint64_t waiting_ = 0; // rows that no batch has yet
+  batch_queue ready_;
+};
+
+std::vector<schema_parts> fields_of(std::span<const exec::layout> columns, std::span<const std::string> names) {
+  std::vector<schema_parts> out;
+  for (size_t c = 0; c < columns.size(); ++c) {
+    const column_type &type = columns[c].held();
+    out.push_back({format_of(type), names[c], metadata_of(type), columns[c].has_nulls});
+  }
+  return out;
+}
+
+// Makes the next batches, perhaps none.  Returns false at the end.
+using batch_source = std::function<bool(batch_queue &to)>;
+
+batch_source batches_of(std::span<const exec::layout> columns, row_feed feed, const arrow_batch_limits &limits) {
+  return [feed = std::move(feed), writer = std::make_shared<batch_writer>(columns, limits)](batch_queue &to) {
+    const bool goes_on =
+        feed([&](std::span<const exec::vector> values, uint32_t rows) { writer->append(values, rows); });
+    if (!goes_on)
+      writer->end_batch();
+    to = writer->take();
+    return goes_on;
+  };
+}
+
 // The stream's own data.
 class outgoing_rows {
 public:
-  outgoing_rows(std::span<const exec::layout> columns, std::span<const std::string> names, row_feed feed,
-                const arrow_batch_limits &limited)
-      : feed_(std::move(feed)), limits_(limited) {
-    for (size_t c = 0; c < columns.size(); ++c) {
-      const column_type &type = columns[c].held();
-      writers_.push_back(writer_of(type));
-      fields_.push_back({format_of(type), names[c], metadata_of(type), columns[c].has_nulls});
-    }
-  }
+  outgoing_rows(std::vector<schema_parts> fields, batch_source source)
+      : fields_(std::move(fields)), source_(std::move(source)) {}
   outgoing_rows(const outgoing_rows &) = delete;
 
   ArrowSchema schema() const { return exported({"+s", "", "", false, fields_}); }
 
   // A released one at the end.
   ArrowArray batch() {
-    while (ready_.empty() && !at_end_) {
-      at_end_ = !feed_([this](std::span<const exec::vector> columns, uint32_t rows) { append(columns, rows); });
-      if (at_end_ && waiting_ != 0)
-        end_batch();
-    }
+    while (ready_.empty() && !at_end_)
+      at_end_ = !source_(ready_);
     if (ready_.empty())
       return {};
     array_parts out = std::move(ready_.front());
@@ -79,34 +137,9 @@ public:
   std::string last_error;
 
 private:
-  void append(std::span<const exec::vector> columns, uint32_t rows) {
-    if (waiting_ != 0 && !has_room(columns, rows))
-      end_batch();
-    for (size_t c = 0; c < columns.size(); ++c)
-      writers_[c]->append(columns[c]);
-    waiting_ += rows;
-  }
-
-  bool has_room(std::span<const exec::vector> columns, uint32_t rows) const {
-    bool out = waiting_ + rows <= limits_.rows;
-    for (size_t c = 0; c < columns.size() && out; ++c)
-      out = writers_[c]->has_room_for(columns[c], limits_.text_bytes);
-    return out;
-  }
-
-  void end_batch() {
-    array_parts out{static_cast<int64_t>(std::exchange(waiting_, 0)), 0, {arrow_buffer()}};
-    for (const auto &writer : writers_)
-      out.children.push_back(writer->finish());
-    ready_.push_back(std::move(out));
-  }
-
-  row_feed feed_;
-  arrow_batch_limits limits_;
-  std::vector<std::unique_ptr<array_writer>> writers_;
   std::vector<schema_parts> fields_;
-  uint64_t waiting_ = 0; // rows that no batch has yet
-  std::deque<array_parts> ready_;
+  batch_source source_;
+  batch_queue ready_;
   bool at_end_ = false;
 };
 
@@ -170,35 +203,63 @@ private:
   size_t next_ = 0;                 // row group
 };
 
-// The rows of opened operators, a morsel at a time.
-class relation_feed {
+// The rows of opened operators.  Each thread has a morsel at a time, and the batches come in the order of the morsels.
+class relation_batches {
 public:
-  relation_feed(exec::relation &from, const exec::query_run &run) : rows_(from), run_(run) {}
+  relation_batches(exec::relation &from, const exec::query_run &run, const morsel_range &range,
+                   const arrow_batch_limits &limits)
+      : rows_(from), run_(run), next_(std::min(range.first, from.morsels())), end_(std::min(range.end, from.morsels())),
+        streams_(run.threads.threads()) {
+    for (size_t thread = 0; thread < streams_.size(); ++thread)
+      writers_.emplace_back(from.columns(), limits);
+  }
 
-  bool give(const plain_taker &take) {
-    if (next_ == rows_.morsels())
-      return false;
-    if (run_.is_interrupted)
-      throw exec::interrupted();
-    exec::arena &memory = run_.memory.front();
-    const exec::arena::mark begun = memory.here();
-    if (!stream_)
-      stream_ = rows_.begin(run_, memory);
-    std::vector<exec::vector> columns(rows_.columns().size());
-    stream_->give(next_++, [&](exec::chunk &some) {
-      for (size_t c = 0; c < columns.size(); ++c)
-        columns[c] = exec::plain_values(some.column(c), rows_.columns()[c], some.memory());
-      take(columns, some.rows());
+  bool make(batch_queue &to) {
+    const size_t morsels = std::min(streams_.size(), end_ - next_);
+    std::vector<batch_queue> made(morsels);
+    run_.threads.run(morsels, [&](size_t thread, size_t item) {
+      give(thread, next_ + item);
+      // One thread fills a batch from several morsels.
+      if (streams_.size() > 1)
+        writers_[thread].end_batch();
+      made[item] = writers_[thread].take();
     });
-    memory.rewind(begun);
-    return true;
+    next_ += morsels;
+    for (batch_queue &of_morsel : made)
+      std::move(of_morsel.begin(), of_morsel.end(), std::back_inserter(to));
+    if (next_ < end_)
+      return true;
+    writers_.front().end_batch();
+    batch_queue last = writers_.front().take();
+    std::move(last.begin(), last.end(), std::back_inserter(to));
+    return false;
   }
 
 private:
+  void give(size_t thread, size_t morsel) {
+    exec::arena &memory = run_.memory[thread];
+    const exec::arena::mark begun = memory.here();
+    if (!streams_[thread])
+      streams_[thread] = rows_.begin(run_, memory);
+    std::vector<exec::vector> columns(rows_.columns().size());
+    streams_[thread]->give(morsel, [&](exec::chunk &some) {
+      if (run_.is_interrupted)
+        throw exec::interrupted();
+      for (size_t c = 0; c < columns.size(); ++c)
+        columns[c] = exec::plain_values(some.column(c), rows_.columns()[c], some.memory());
+      writers_[thread].append(columns, some.rows());
+    });
+    memory.rewind(begun);
+    if (run_.is_interrupted)
+      throw exec::interrupted();
+  }
+
   exec::relation &rows_;
   exec::query_run run_;
-  std::unique_ptr<exec::stream> stream_;
-  size_t next_ = 0; // morsel
+  size_t next_; // morsel
+  size_t end_;
+  std::vector<std::unique_ptr<exec::stream>> streams_; // of threads
+  std::deque<batch_writer> writers_;
 };
 
 // The kept rows of an answer.
@@ -288,21 +349,41 @@ arrow_owner<ArrowArrayStream> exported_rows(const vorn_ctx &ctx, std::span<const
   for (const column *c : columns)
     names.push_back(c->name);
   return stream_of(std::make_unique<outgoing_rows>(
-      from->layouts(), names, [from](const plain_taker &take) { return from->give(take); }, limits));
+      fields_of(from->layouts(), names),
+      batches_of(
+          from->layouts(), [from](const plain_taker &take) { return from->give(take); }, limits)));
 }
 
 arrow_owner<ArrowArrayStream> exported_rows(exec::relation &rows, std::span<const std::string> names,
-                                            const exec::query_run &run, const arrow_batch_limits &limits) {
+                                            const exec::query_run &run, const morsel_range &range,
+                                            const arrow_batch_limits &limits) {
   rows.open(run);
-  const auto from = std::make_shared<relation_feed>(rows, run);
-  return stream_of(std::make_unique<outgoing_rows>(
-      rows.columns(), names, [from](const plain_taker &take) { return from->give(take); }, limits));
+  const auto from = std::make_shared<relation_batches>(rows, run, range, limits);
+  std::vector<schema_parts> fields = fields_of(rows.columns(), names);
+  // Whether there is a NULL depends on the rows, and the schema of a query does not.
+  for (schema_parts &field : fields)
+    field.is_nullable = true;
+  return stream_of(
+      std::make_unique<outgoing_rows>(std::move(fields), [from](batch_queue &to) { return from->make(to); }));
+}
+
+ArrowSchema exported_schema(std::span<const logical::sql_type> types, std::span<const std::string> names) {
+  std::vector<schema_parts> fields;
+  for (size_t c = 0; c < types.size(); ++c) {
+    if (!types[c].held)
+      throw error(fmt::format("column '{}' has the type {}, which is not exported", shortened(names[c]),
+                              shortened(types[c].name)));
+    fields.push_back({format_of(*types[c].held), names[c], metadata_of(*types[c].held), true});
+  }
+  return exported({"+s", "", "", false, std::move(fields)});
 }
 
 arrow_owner<ArrowArrayStream> exported_rows(const exec::answer &rows, const arrow_batch_limits &limits) {
   const auto from = std::make_shared<answer_feed>(rows);
   return stream_of(std::make_unique<outgoing_rows>(
-      rows.columns, rows.names, [from](const plain_taker &take) { return from->give(take); }, limits));
+      fields_of(rows.columns, rows.names),
+      batches_of(
+          rows.columns, [from](const plain_taker &take) { return from->give(take); }, limits)));
 }
 
 } // namespace store

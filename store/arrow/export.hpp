@@ -40,11 +40,21 @@ struct arrow_batch_limits {
 arrow_owner<ArrowArrayStream> exported_rows(const vorn_ctx &ctx, std::span<const column *const> columns,
                                             std::optional<selection> selected, const arrow_batch_limits &limits = {});
 
+// The schema of the rows of a query.  Throws store::error for a type that the store does not hold.
+ArrowSchema exported_schema(std::span<const logical::sql_type> types, std::span<const std::string> names);
+
+// Some consecutive morsels of a relation; without a choice all.
+struct morsel_range {
+  size_t first = 0;
+  size_t end = std::numeric_limits<size_t>::max();
+};
+
 // The rows of a query under the names of their columns: HUGEINT as a decimal number of 38 digits.  Operators and run
 // outlive the stream.  The operators are opened here, with their errors, and the rows are made as the stream is read,
-// which ends with the errors of the rows.
+// some morsels at a time on the threads of the run.  The stream ends with the errors of the rows.
 arrow_owner<ArrowArrayStream> exported_rows(exec::relation &rows, std::span<const std::string> names,
-                                            const exec::query_run &run, const arrow_batch_limits &limits = {});
+                                            const exec::query_run &run, const morsel_range &range = {},
+                                            const arrow_batch_limits &limits = {});
 
 // The rows of an answer, which outlives the stream.
 arrow_owner<ArrowArrayStream> exported_rows(const exec::answer &rows, const arrow_batch_limits &limits = {});

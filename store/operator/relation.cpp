@@ -32,7 +32,11 @@ void run_all(relation &rows, const query_run &run, const thread_taker &take) {
     const arena::mark begun = memory.here();
     if (!streams[thread])
       streams[thread] = rows.begin(run, memory);
-    streams[thread]->give(morsel, [&](chunk &c) { take(thread, morsel, c); });
+    streams[thread]->give(morsel, [&](chunk &c) {
+      if (run.is_interrupted) // a morsel of a join may have any number of rows
+        throw interrupted();
+      take(thread, morsel, c);
+    });
     memory.rewind(begun);
   });
 }

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <utility>
 #include <vector>
@@ -28,27 +29,38 @@ public:
   const std::vector<column_info> &columns() const { return infos_; }
   uint64_t rows() const { return rows_; }
 
-  // The column, loaded.  Throws store::error where it cannot be had.  One thread asks at a time.
+  // The column, loaded.  Throws store::error where it cannot be had.  Threads may ask at once, and then one of them
+  // loads.
   const store::column &at(size_t index) {
-    if (!columns_[index])
-      columns_[index] = load_(index);
-    return *columns_[index];
+    const std::lock_guard lock(guard_);
+    return loaded(index);
   }
   // The values of its dictionary; null without a dictionary.
   std::shared_ptr<const coded_values> values_of(size_t index) {
-    const auto *entries = std::get_if<dictionary>(&at(index).values);
+    const std::lock_guard lock(guard_);
+    const auto *entries = std::get_if<dictionary>(&loaded(index).values);
     if (entries != nullptr && !values_[index])
       values_[index] = std::make_shared<coded_values>(std::shared_ptr<const dictionary>(columns_[index], entries),
                                                       columns_[index]->type);
     return values_[index];
   }
-  bool is_loaded(size_t index) const { return columns_[index] != nullptr; }
+  bool is_loaded(size_t index) const {
+    const std::lock_guard lock(guard_);
+    return columns_[index] != nullptr;
+  }
 
 private:
+  const store::column &loaded(size_t index) {
+    if (!columns_[index])
+      columns_[index] = load_(index);
+    return *columns_[index];
+  }
+
   std::string name_;
   std::vector<column_info> infos_;
   uint64_t rows_;
   loader load_;
+  mutable std::mutex guard_; // of what follows
   std::vector<std::shared_ptr<const store::column>> columns_;
   std::vector<std::shared_ptr<const coded_values>> values_;
 };

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <functional>
+#include <set>
 #include <string>
+#include <utility>
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -49,6 +51,29 @@ const column_info &find_column(const std::vector<column_info> &columns, std::str
     throw error(fmt::format("column '{}' has type {}, which the store does not encode", shortened(info.name),
                             shortened(info.sql_type)));
   return info;
+}
+
+std::vector<std::string> distinct_names(const std::vector<std::string> &names) {
+  const auto in_lower_case = [](std::string name) {
+    std::transform(name.begin(), name.end(), name.begin(), lower);
+    return name;
+  };
+  std::set<std::string> taken; // by columns with names of their own
+  for (const std::string &name : names)
+    taken.insert(in_lower_case(name));
+  std::set<std::string> used;
+  std::vector<std::string> out;
+  for (const std::string &name : names) {
+    std::string chosen = name;
+    if (!used.insert(in_lower_case(chosen)).second) {
+      size_t number = 1;
+      do
+        chosen = fmt::format("{}_{}", name, number++);
+      while (taken.contains(in_lower_case(chosen)) || !used.insert(in_lower_case(chosen)).second);
+    }
+    out.push_back(std::move(chosen));
+  }
+  return out;
 }
 
 } // namespace store

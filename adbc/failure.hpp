@@ -1,0 +1,55 @@
+// Failures of calls as the standard reports them: a status, a message, an SQLSTATE.
+//
+// No exception leaves the driver.  The functions of the table run their work in `guarded`, which reports what it
+// throws.
+#pragma once
+
+#include <exception>
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+#include "adbc/adbc.h"
+
+namespace store::adbc {
+
+// What the driver itself finds wrong.
+struct failure : std::runtime_error {
+  failure(AdbcStatusCode code, std::string state, const std::string &message)
+      : std::runtime_error(message), status(code), sqlstate(std::move(state)) {}
+
+  AdbcStatusCode status;
+  std::string sqlstate; // five characters
+};
+
+// The usual ones.
+failure invalid_argument(const std::string &message);
+failure invalid_state(const std::string &message);
+failure not_implemented(const std::string &message);
+failure not_found(const std::string &message);
+
+// An exception of any kind as a failure.  The status of DuckDB's errors and of the store's follows from their messages,
+// which say at their beginning what kind of error they are.
+failure failure_of(const std::exception_ptr &thrown);
+failure failure_of(const std::string &message);
+
+// Fills a caller's record, which may be null, and returns the status.  `query` is the text that failed, or empty; it is
+// a detail of the error.
+AdbcStatusCode report(AdbcError *to, const failure &of, const std::string &query = {}) noexcept;
+
+// The details that a record has.
+int detail_count(const AdbcError *of) noexcept;
+AdbcErrorDetail detail_of(const AdbcError *of, int index) noexcept;
+
+// Runs the work of a call.
+template <class Work>
+AdbcStatusCode guarded(AdbcError *error, const Work &work) noexcept {
+  try {
+    work();
+    return ADBC_STATUS_OK;
+  } catch (...) {
+    return report(error, failure_of(std::current_exception()));
+  }
+}
+
+} // namespace store::adbc
