@@ -9,45 +9,37 @@ namespace vorn::inline VORN_LEVEL::join {
 // The rows of a batch that are to be inserted.  The tag is the low end of the hash value, or the code.
 struct inserted_rows {
   uint32_t count;
+  uint32_t hashed; // the hash values of so many rows can be read, also after the batch
   strided hashes;
   strided tags;
-};
-
-// Row identifiers that count up.  Insertions have a loop for them, which is 7 % faster than a test of the source for
-// each row.
-struct counted_values {
-  uint64_t first;
-
-  template <class Value>
-  Value get(uint64_t row) const {
-    return static_cast<Value>(first + row);
-  }
 };
 
 // Inserts one row after the other.  An engine of a level may replace it by a loop that leaves the same tables.
 struct single_inserts {
   // Does the first bucket of every row have a free slot?  The buckets are in the cache afterwards.
-  template <class Layout>
-  static bool touch(const inserted_rows &rows, const hash_bits &bits, void *const *tables) {
+  template <class Layout, class Find>
+  static bool touch(const inserted_rows &rows, Find find) {
     bool room = true;
     for (uint32_t row = 0; row < rows.count; ++row) {
-      const uint8_t *bucket = bits.find(tables, rows.hashes.get<uint64_t>(row));
+      const uint8_t *bucket = find(rows.hashes.get<uint64_t>(row));
       room &= (*bucket & slot_count) < Layout::slots;
     }
     return room;
   }
 
   // Inserts rows while there is room and returns their number.  With `room`, a bucket that is not full has no chain and
-  // takes its row at once.
-  template <class Layout, class Values>
-  static uint32_t insert(inserted_rows rows, Values values, hash_bits bits, void *const *tables, void **free,
+  // takes its row at once.  The buckets of the next batch are prefetched.
+  template <class Layout, class Values, class Find>
+  static uint32_t insert(inserted_rows rows, Values values, Find find, const hash_bits &bits, void **free,
                          void *const *end, bool room) {
     using tag_type = typename Layout::tag;
     for (uint32_t row = 0; row < rows.count; ++row) {
+      if (row + batch_rows < rows.hashed)
+        __builtin_prefetch(find(rows.hashes.get<uint64_t>(row + batch_rows)), 1);
       const auto hash = rows.hashes.get<uint64_t>(row);
       const auto tag = rows.tags.get<tag_type>(row);
       const auto value = values.template get<typename Layout::value>(row);
-      uint8_t *bucket = bits.find(tables, hash);
+      uint8_t *bucket = find(hash);
       uint8_t header = *bucket;
       if (room && (header & slot_count) < Layout::slots) {
         const uint8_t before = header == 0 ? uint8_t{distinct} : header;
@@ -109,10 +101,12 @@ template <class Loop, class Layout>
 
   for (; keys.load_batch(); keys.advance()) {
     const auto *payload = static_cast<const uint8_t *>(values.vorn_cv_vals);
-    const inserted_rows rows = {keys.count(), keys.hashes(), coded ? keys.codes() : keys.hashes()};
-    const bool room = Loop::template touch<Layout>(rows, bits, tables);
+    const inserted_rows rows = {keys.count(), keys.hashed(), keys.hashes(), coded ? keys.codes() : keys.hashes()};
     const auto insert = [&](const auto &from) {
-      return Loop::template insert<Layout>(rows, from, bits, tables, free, end, room);
+      return with_finder<Layout>(bits, tables, [&](auto find) {
+        const bool room = Loop::template touch<Layout>(rows, find);
+        return Loop::template insert<Layout>(rows, from, find, bits, free, end, room);
+      });
     };
     const uint32_t inserted =
         source == value_source::autorid  ? insert(counted_values{values.vorn_cv_autorid + keys.first()})

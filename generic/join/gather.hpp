@@ -70,34 +70,42 @@ public:
         bases_(result == row_form::dlp ? nullptr : res.vorn_cv_encoding_context->vorn_enc_ctx_dlp_table) {}
 
   void locate(located_value *out, uint64_t first, uint32_t count) const {
-    uint64_t ids[gather_block];
-    ids_.read(ids, first, count);
-    for (uint32_t i = 0; i < count; ++i) {
-      const uint64_t row = ids[i] & row_mask_;
-      const uint64_t partition = one_partition_ ? 0 : (ids[i] & part_mask_) >> table_.vorn_tt_row_bits;
-      out[i] = find(partition, row);
-      __builtin_prefetch(out[i].bytes.at);
+    switch (kind_) {
+    case storage_kind::lp:
+      return locate_rows(out, first, count, [](const stored_values &all, uint64_t partition, uint64_t row) {
+        const auto *records = static_cast<const uint8_t *>(all.table_.vorn_tt_in_refs[partition]);
+        return all.in_partition(load_lp(records + row * lp_size), partition);
+      });
+    case storage_kind::dlp:
+      return locate_rows(out, first, count, [](const stored_values &all, uint64_t partition, uint64_t row) {
+        const auto word = load<uint64_t>(all.table_.vorn_tt_dlp[partition], row);
+        const uint64_t field = word >> 16 & low_bits(all.shift_);
+        const uint8_t *at = all.bases_ == nullptr ? nullptr : static_cast<const uint8_t *>(all.bases_[0]) + field;
+        return located_value{{at, static_cast<uint16_t>(word)}, field};
+      });
+    default: // cla
+      return locate_rows(out, first, count, [](const stored_values &all, uint64_t partition, uint64_t row) {
+        const void *offsets = all.table_.vorn_tt_cla[partition];
+        const auto offset = load<uint32_t>(offsets, row);
+        const auto length = static_cast<uint16_t>(load<uint32_t>(offsets, row + 1) - offset);
+        const auto *data = static_cast<const uint8_t *>(all.table_.vorn_tt_data[partition]);
+        return all.in_partition({data + offset, length}, partition);
+      });
     }
   }
 
 private:
-  located_value find(uint64_t partition, uint64_t row) const {
-    switch (kind_) {
-    case storage_kind::lp:
-      return in_partition(load_lp(static_cast<const uint8_t *>(table_.vorn_tt_in_refs[partition]) + row * lp_size),
-                          partition);
-    case storage_kind::dlp: {
-      const auto word = load<uint64_t>(table_.vorn_tt_dlp[partition], row);
-      const uint64_t field = word >> 16 & low_bits(shift_);
-      const uint8_t *at = bases_ == nullptr ? nullptr : static_cast<const uint8_t *>(bases_[0]) + field;
-      return {{at, static_cast<uint16_t>(word)}, field};
-    }
-    default: { // cla
-      const void *offsets = table_.vorn_tt_cla[partition];
-      const auto offset = load<uint32_t>(offsets, row);
-      const auto length = static_cast<uint16_t>(load<uint32_t>(offsets, row + 1) - offset);
-      return in_partition({static_cast<const uint8_t *>(table_.vorn_tt_data[partition]) + offset, length}, partition);
-    }
+  // find is a type, so that each kind has its own loop.
+  template <class Find>
+  void locate_rows(located_value *out, uint64_t first, uint32_t count, Find find) const {
+    uint64_t ids[gather_block];
+    ids_.read(ids, first, count);
+    const stored_values all = *this; // a copy is not read again after each written value
+    for (uint32_t i = 0; i < count; ++i) {
+      const uint64_t row = ids[i] & all.row_mask_;
+      const uint64_t partition = all.one_partition_ ? 0 : (ids[i] & all.part_mask_) >> all.table_.vorn_tt_row_bits;
+      out[i] = find(all, partition, row);
+      __builtin_prefetch(out[i].bytes.at);
     }
   }
 
@@ -140,33 +148,38 @@ public:
   // Writes values while there is room and returns their number.  The first value belongs to `row`.
   uint32_t write(const located_value *values, uint64_t row, uint32_t count) {
     const auto of_value = [](value v) { return uint32_t{v.length}; };
+    const uint32_t fixed_size = fixed_size_;
+    uint8_t *lens = lens_;
     switch (form_) {
     case row_form::fixed:
       return write_each(
-          values, count, [&](value) { return uint32_t{fixed_size_}; },
-          [&](value v) { copy_bytes(out_, v.at, fixed_size_); });
+          values, count, [=](value) { return fixed_size; },
+          [=](uint8_t *out, const uint8_t *end, value v) { copy_value(out, end, v.at, fixed_size); });
     case row_form::lv_sep:
-      return write_each(values, count, of_value, [&](value v) {
-        copy_bytes(out_, v.at, v.length);
-        write_length(v);
+      lens_ += count * sizeof(uint16_t);
+      return write_each(values, count, of_value, [&](uint8_t *out, const uint8_t *end, value v) {
+        copy_value(out, end, v.at, v.length);
+        store_length(lens, v);
       });
     case row_form::lv:
       return write_each(
           values, count, [](value v) { return 2U + v.length; },
-          [&](value v) {
-            store<uint16_t>(out_, v.length);
-            copy_bytes(out_ + 2, v.at, v.length);
+          [](uint8_t *out, const uint8_t *end, value v) {
+            store<uint16_t>(out, v.length);
+            copy_value(out + 2, end, v.at, v.length);
           });
     case row_form::lp_sep:
+      lens_ += count * sizeof(uint16_t);
       return write_each(
           values, count, [](value) { return uint32_t{sizeof(uint64_t)}; },
-          [&](value v) {
-            store<const uint8_t *>(out_, v.at);
-            write_length(v);
+          [&](uint8_t *out, const uint8_t *, value v) {
+            store<const uint8_t *>(out, v.at);
+            store_length(lens, v);
           });
     case row_form::lp:
       return write_each(
-          values, count, [](value) { return lp_size; }, [&](value v) { store_lp(out_, v); });
+          values, count, [](value) { return lp_size; },
+          [](uint8_t *out, const uint8_t *, value v) { store_lp(out, v); });
     default: // dlp, without a test of the room
       for (uint32_t i = 0; i < count; ++i)
         store<uint64_t>(out_ + (row + i) * sizeof(uint64_t), values[i].field << 16 | values[i].bytes.length);
@@ -175,22 +188,28 @@ public:
   }
 
 private:
+  // Writes values of size_of(value) bytes each.  write_value(out, end, value) may write any bytes before `end`, since
+  // the values after it overwrite them.
   template <class Size, class Write>
   uint32_t write_each(const located_value *values, uint32_t count, Size size_of, Write write_value) {
-    for (uint32_t i = 0; i < count; ++i) {
-      const uint32_t size = size_of(values[i].bytes);
-      if (room_ < size)
-        return i;
-      write_value(values[i].bytes);
-      out_ += size;
-      room_ -= size;
+    uint64_t room = room_, needed = 0;
+    uint32_t written = 0;
+    for (; written < count && needed + size_of(values[written].bytes) <= room; ++written)
+      needed += size_of(values[written].bytes);
+    uint8_t *out = out_;
+    const uint8_t *const end = out + needed;
+    for (uint32_t i = 0; i < written; ++i) {
+      write_value(out, end, values[i].bytes);
+      out += size_of(values[i].bytes);
     }
-    return count;
+    out_ = out;
+    room_ = room - needed;
+    return written;
   }
 
-  void write_length(value v) {
-    store<uint16_t>(lens_, v.length);
-    lens_ += sizeof v.length;
+  static void store_length(uint8_t *&lens, value v) {
+    store<uint16_t>(lens, v.length);
+    lens += sizeof v.length;
   }
 
   row_form form_;
@@ -200,12 +219,25 @@ private:
   uint16_t fixed_size_;
 };
 
+// The values of a block are located, and so prefetched, before the values of the block before it are written.
 template <class Values>
 uint32_t gather(Values values, gather_output output, const vorn_cv &src, vorn_aux &aux) {
-  for (uint32_t row = aux.vorn_aux_start_slot; row < src.vorn_cv_nrows;) {
-    located_value block[gather_block];
-    const uint32_t count = std::min(src.vorn_cv_nrows - row, gather_block);
-    values.locate(block, row, count);
+  located_value blocks[2][gather_block];
+  const uint32_t nrows = src.vorn_cv_nrows;
+  uint32_t row = aux.vorn_aux_start_slot, located = row;
+  const auto locate_next = [&] {
+    const uint32_t count = std::min(nrows - located, gather_block);
+    values.locate(blocks[(located - aux.vorn_aux_start_slot) / gather_block % 2], located, count);
+    located += count;
+    return count;
+  };
+  if (row < nrows)
+    locate_next();
+  while (row < nrows) {
+    const located_value *block = blocks[(row - aux.vorn_aux_start_slot) / gather_block % 2];
+    const uint32_t count = located - row;
+    if (located < nrows)
+      locate_next();
     const uint32_t written = output.write(block, row, count);
     row += written;
     if (written < count) {
@@ -213,7 +245,7 @@ uint32_t gather(Values values, gather_output output, const vorn_cv &src, vorn_au
       return VORN_RESULT_OUTPUT_FULL;
     }
   }
-  aux.vorn_aux_start_slot = src.vorn_cv_nrows;
+  aux.vorn_aux_start_slot = nrows;
   return VORN_RESULT_DONE;
 }
 

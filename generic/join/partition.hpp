@@ -32,21 +32,23 @@ struct partition_areas {
 // The records.  For each row in order, next() returns the size of the record and write() writes it.
 
 // A row identifier and the hash value.  With a code the order is hash value, code, row identifier.
+template <class Ids, bool HasCode>
 struct rid_record {
   void begin(const key_batch &keys) {
-    batch = &keys;
-    stored_ids = source == value_source::record ? keys.row_ids()
-                 : source == value_source::payload
-                     ? strided{static_cast<const uint8_t *>(ids.vorn_cv_vals) + uint64_t{keys.first()} * 8, 8}
-                     : strided{};
+    if constexpr (std::is_same_v<Ids, counted_values>)
+      batch_ids = {ids.vorn_cv_autorid + keys.first()};
+    else if (ids_in_keys)
+      batch_ids = keys.row_ids();
+    else
+      batch_ids = {static_cast<const uint8_t *>(ids.vorn_cv_vals) + uint64_t{keys.first()} * 8, 8};
+    codes = keys.codes();
   }
-  uint32_t next() const { return has_code ? 24 : 16; }
+  uint32_t next() const { return HasCode ? 24 : 16; }
   void write(uint8_t *out, uint32_t row, uint64_t hash) const {
-    const uint64_t id =
-        source == value_source::autorid ? ids.vorn_cv_autorid + batch->first() + row : stored_ids.get<uint64_t>(row);
-    if (has_code) {
+    const auto id = batch_ids.template get<uint64_t>(row);
+    if constexpr (HasCode) {
       store<uint64_t>(out, hash);
-      store<uint32_t>(out + 8, batch->codes().get<uint32_t>(row));
+      store<uint32_t>(out + 8, codes.get<uint32_t>(row));
       store<uint64_t>(out + 16, id);
     } else {
       store<uint64_t>(out, id);
@@ -57,10 +59,9 @@ struct rid_record {
   void save_end(vorn_aux &) const {}
 
   const vorn_cv &ids;
-  value_source source = value_source::autorid;
-  bool has_code = false;
-  const key_batch *batch = nullptr;
-  strided stored_ids = {}; // of the batch; none when the row number is the identifier
+  bool ids_in_keys;
+  Ids batch_ids = {};
+  strided codes = {};
 };
 
 // Length, hash value and payload.
@@ -110,12 +111,16 @@ struct fixed_record {
   value payload = {};
 };
 
+// The areas are a copy, and so is what a record knows of a batch.  The compiler then need not read them again after
+// each written record.
 template <class Record>
-uint32_t append_rows(const partition_areas &areas, key_batch &keys, Record record, vorn_aux &aux) {
+[[gnu::noinline]] uint32_t append_rows(const partition_areas areas, key_batch &keys, Record record, vorn_aux &aux) {
   for (; keys.load_batch(); keys.advance()) {
     record.begin(keys);
-    for (uint32_t row = 0; row < keys.count(); ++row) {
-      const auto hash = keys.hashes().get<uint64_t>(row);
+    const strided hashes = keys.hashes();
+    const uint32_t count = keys.count();
+    for (uint32_t row = 0; row < count; ++row) {
+      const auto hash = hashes.get<uint64_t>(row);
       const uint64_t partition = areas.partition(hash);
       uint8_t *out = areas.take(partition, record.next());
       if (out == nullptr) {
@@ -164,7 +169,12 @@ inline uint32_t partition_records(const vorn_partition_buffer &pb, const vorn_cv
   key_batch keys(src, form, hashfn, aux);
   if (!keys.can_hash())
     return VORN_RESULT_NO_IMPLEMENTATION;
-  return append_rows(partition_areas(pb), keys, rid_record{ids, source, form == row_form::gd}, aux);
+  const auto append = [&](auto record) { return append_rows(partition_areas(pb), keys, record, aux); };
+  if (source != value_source::autorid)
+    return form == row_form::gd ? append(rid_record<strided, true>{ids, false})
+                                : append(rid_record<strided, false>{ids, source == value_source::record});
+  return form == row_form::gd ? append(rid_record<counted_values, true>{ids, false})
+                              : append(rid_record<counted_values, false>{ids, false});
 }
 
 enum class record_form : uint8_t { lv, fixed };

@@ -9,6 +9,7 @@ namespace vorn::inline VORN_LEVEL::join {
 // The rows of a batch that are to be looked up, and the left value of their pairs.
 struct probed_rows {
   uint32_t count;
+  uint32_t hashed; // the hash values of so many rows can be read, also after the batch
   strided hashes;
   strided tags;
   strided left;  // payload
@@ -26,86 +27,161 @@ struct match_count {
   uint32_t rows; // with all of their pairs written; fewer than the batch has when the pairs of the next row had no room
 };
 
-// Looks rows up a block at a time: first the first bucket of every row, without a branch, and then the rows that have a
-// match or a chain.  An engine of a level may replace it by a loop that finds the same pairs.
+// 1 for a number from 1 to 2^31, and 0 for 0.  Compilers make a branch of a comparison, and nothing predicts whether a
+// bucket has a tag.
+inline uint32_t any_bit(uint32_t x) { return (0 - x) >> 31; }
+
+// Looks rows up a block at a time.  First the first bucket of each row gives at most one match, without a branch.  Then
+// the pairs are written, together with the pairs of rows that have more of them.  An engine of a level may replace it
+// by a loop that finds the same pairs.
 struct block_matches {
   static constexpr uint32_t block_rows = 128;
   static constexpr uint32_t ahead = 32; // the number of rows whose buckets are prefetched
 
   template <class Layout>
-  [[gnu::noinline]] static match_count match(const probed_rows &rows, const hash_bits &bits, void *const *tables,
-                                             uint8_t *out, uint64_t room) {
-    for (uint32_t row = 0; row < std::min(rows.count, ahead); ++row)
-      __builtin_prefetch(bits.find(tables, rows.hashes.get<uint64_t>(row)));
+  static match_count match(const probed_rows &rows, const hash_bits &bits, void *const *tables, uint8_t *out,
+                           uint64_t room) {
+    return with_finder<Layout>(bits, tables, [&](auto find) { return match<Layout>(rows, find, out, room); });
+  }
+
+private:
+  template <class Layout, class Find>
+  [[gnu::noinline]] static match_count match(const probed_rows &rows, Find find, uint8_t *out, uint64_t room) {
+    block found;
+    for (uint32_t row = 0; row < std::min(rows.count, ahead); ++row) {
+      found.buckets[row] = find(rows.hashes.get<uint64_t>(row));
+      __builtin_prefetch(found.buckets[row]);
+    }
     uint64_t pairs = 0;
     for (uint32_t first = 0; first < rows.count; first += block_rows) {
-      candidate candidates[block_rows];
-      const uint32_t end = std::min(rows.count, first + block_rows);
-      const uint32_t count = look_up<Layout>(rows, bits, tables, first, end, candidates);
-      for (uint32_t i = 0; i < count; ++i)
-        if (!write_pairs<Layout>(rows, candidates[i], out, room, pairs))
-          return {pairs, candidates[i].row};
+      look_up<Layout>(rows, find, first, found);
+      if (write<Layout>(rows, first, found, out, room, pairs))
+        continue;
+      for (uint32_t row = first;; ++row) // one of these rows has no room
+        if (!write_row<Layout>(rows, found.buckets[row - first], row, out, room, pairs))
+          return {pairs, row};
     }
     return {pairs, rows.count};
   }
 
-private:
-  // A row whose first bucket has its tag or a chain.
-  struct candidate {
-    const uint8_t *bucket;
+  struct pair {
+    uint64_t left, value;
+  };
+  struct first_match {
     uint32_t row;
-    uint32_t found; // a bit for each slot of the first bucket with the tag
+    uint64_t value;
+  };
+  // A row whose first bucket has a chain or several slots with the tag.
+  struct open_row {
+    uint32_t row;
+    uint32_t end; // of the first matches of this row and of all rows before it
   };
 
-  template <class Layout>
-  static uint32_t look_up(const probed_rows &rows, const hash_bits &bits, void *const *tables, uint32_t first,
-                          uint32_t end, candidate *candidates) {
-    uint32_t count = 0;
+  // The buckets and first matches of the rows of a block.  The buckets of the first rows of the next block follow.
+  struct block {
+    uint32_t nmatches = 0, nopen = 0;
+    const uint8_t *buckets[block_rows + ahead];
+    first_match matches[block_rows];
+    open_row open[block_rows];
+
+    block() {} // NOLINT(cppcoreguidelines-pro-type-member-init): arrays are written before they are read
+  };
+
+  template <class Layout, class Find>
+  [[gnu::noinline]] static void look_up(const probed_rows &rows, Find find, uint32_t first, block &out) {
+    const uint32_t end = std::min(rows.count, first + block_rows), hashed = rows.hashed;
+    const strided hashes = rows.hashes, tags = rows.tags;
+    if (first != 0)
+      std::copy_n(out.buckets + block_rows, ahead, out.buckets);
+    uint32_t nmatches = 0, nopen = 0;
     for (uint32_t row = first; row < end; ++row) {
-      if (row + ahead < rows.count)
-        __builtin_prefetch(bits.find(tables, rows.hashes.get<uint64_t>(row + ahead)));
-      const uint8_t *bucket = bits.find(tables, rows.hashes.get<uint64_t>(row));
+      const uint8_t *bucket = out.buckets[row - first];
       const uint8_t header = *bucket;
-      const uint32_t found = Layout::slots_with(bucket, header & slot_count, rows.tags.get<typename Layout::tag>(row));
-      candidates[count] = {bucket, row, found};
-      count += (found | (header & chained)) != 0 ? 1 : 0;
+      if (row + ahead < hashed) {
+        const uint8_t *next = find(hashes.get<uint64_t>(row + ahead));
+        __builtin_prefetch(next);
+        out.buckets[row - first + ahead] = next;
+      }
+      const uint32_t found = Layout::slots_with(bucket, header & slot_count, tags.get<typename Layout::tag>(row));
+      const auto slot = static_cast<uint32_t>(__builtin_ctz(found | 1U << (Layout::slots - 1)));
+      out.matches[nmatches] = {row, Layout::value_at(bucket, slot)};
+      nmatches += any_bit(found);
+      out.open[nopen] = {row, nmatches};
+      nopen += header >> 7 | any_bit(found & (found - 1));
     }
-    return count;
+    out.nmatches = nmatches;
+    out.nopen = nopen;
+  }
+
+  // Writes all pairs of a block.  When they have no room, none is counted and the result is false.
+  template <class Layout>
+  static bool write(const probed_rows &rows, uint32_t first, const block &found, uint8_t *out, uint64_t room,
+                    uint64_t &pairs) {
+    for (uint32_t i = 0; i < found.nopen; ++i) {
+      const uint8_t *bucket = found.buckets[found.open[i].row - first];
+      if (*bucket & chained)
+        __builtin_prefetch(next_bucket(bucket));
+    }
+    uint64_t written = pairs;
+    uint32_t copied = 0;
+    const auto write_until = [&](uint32_t end) {
+      if (room - written < end - copied)
+        return false;
+      for (; copied < end; ++copied) {
+        const first_match &match = found.matches[copied];
+        store<pair>(out + written++ * sizeof(pair), {rows.left_of<typename Layout::value>(match.row), match.value});
+      }
+      return true;
+    };
+    for (uint32_t i = 0; i < found.nopen; ++i) {
+      const auto [row, end] = found.open[i];
+      const uint8_t *bucket = found.buckets[row - first];
+      const uint32_t slots = Layout::slots_with(bucket, *bucket & slot_count, rows.tags.get<typename Layout::tag>(row));
+      if (slots != 0 && *bucket & distinct)
+        continue; // the first match is the only one
+      if (!write_until(end) || !write_matches<Layout>(rows, row, bucket, slots & (slots - 1), out, room, written))
+        return false;
+    }
+    if (!write_until(found.nmatches))
+      return false;
+    pairs = written;
+    return true;
   }
 
   // Writes all pairs of a row.  When they have no room, none is counted and the result is false.
   template <class Layout>
-  static bool write_pairs(const probed_rows &rows, const candidate &row, uint8_t *out, uint64_t room, uint64_t &pairs) {
-    const uint8_t *bucket = row.bucket;
-    uint32_t found = row.found;
+  static bool write_row(const probed_rows &rows, const uint8_t *bucket, uint32_t row, uint8_t *out, uint64_t room,
+                        uint64_t &pairs) {
+    const uint32_t found = Layout::slots_with(bucket, *bucket & slot_count, rows.tags.get<typename Layout::tag>(row));
     uint64_t written = pairs;
-    for (;;) {
-      const uint8_t header = *bucket;
-      if (found != 0) {
-        if (header & distinct)
-          found &= -found; // the first match is the only one
-        do {
-          if (written == room)
-            return false;
-          const auto slot = static_cast<uint32_t>(__builtin_ctz(found));
-          store<uint64_t>(out + written * 16, rows.left_of<typename Layout::value>(row.row));
-          store<uint64_t>(out + written * 16 + 8, Layout::value_at(bucket, slot));
-          ++written;
-          found &= found - 1;
-        } while (found != 0);
-        if (header & distinct)
-          break;
-      }
-      if (!(header & chained))
-        break;
-      bucket = next_bucket(bucket);
-      found = Layout::slots_with(bucket, *bucket & slot_count, rows.tags.get<typename Layout::tag>(row.row));
-    }
+    if (!write_matches<Layout>(rows, row, bucket, found, out, room, written))
+      return false;
     pairs = written;
     return true;
   }
-};
 
+  // Writes the pairs of the slots `found` of a bucket, and of the buckets after it.  The result is false when they have
+  // no room.
+  template <class Layout>
+  static bool write_matches(const probed_rows &rows, uint32_t row, const uint8_t *bucket, uint32_t found, uint8_t *out,
+                            uint64_t room, uint64_t &written) {
+    for (;;) {
+      const uint8_t header = *bucket;
+      const bool only = found != 0 && header & distinct;
+      for (uint32_t left = only ? found & -found : found; left != 0; left &= left - 1) {
+        if (written == room)
+          return false;
+        const auto slot = static_cast<uint32_t>(__builtin_ctz(left));
+        store<pair>(out + written++ * sizeof(pair),
+                    {rows.left_of<typename Layout::value>(row), Layout::value_at(bucket, slot)});
+      }
+      if (only || !(header & chained))
+        return true;
+      bucket = next_bucket(bucket);
+      found = Layout::slots_with(bucket, *bucket & slot_count, rows.tags.get<typename Layout::tag>(row));
+    }
+  }
+};
 template <class Loop, class Layout>
 [[gnu::noinline]] uint32_t probe(row_form form, bool has_left, vorn_cv &res, const vorn_cv &src, const vorn_cv &left,
                                  const vorn_hash_table &ht, vorn_hashfn hashfn, vorn_aux &aux) {
@@ -122,6 +198,7 @@ template <class Loop, class Layout>
   for (; keys.load_batch(); keys.advance()) {
     const auto *payload = static_cast<const uint8_t *>(left.vorn_cv_vals);
     const probed_rows rows = {.count = keys.count(),
+                              .hashed = keys.hashed(),
                               .hashes = keys.hashes(),
                               .tags = form == row_form::gd ? keys.codes() : keys.hashes(),
                               .left = has_left ? strided{payload + uint64_t{keys.first()} * value_size, value_size}
