@@ -6,8 +6,9 @@
 foreach(target vornhost vorn_store vorn_sql vornq_parts vornq host_tests vorn_bench vorn_fuzz_store)
   if(TARGET ${target})
     set_target_properties(${target} PROPERTIES UNITY_BUILD ${VORN_UNITY_BUILD} UNITY_BUILD_BATCH_SIZE 16)
-    if(VORN_UNITY_BUILD AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-      target_compile_options(${target} PRIVATE -Wno-subobject-linkage)
+    # In a group, names hide names of other sources, and gcc takes the sources for headers.
+    if(VORN_UNITY_BUILD)
+      target_compile_options(${target} PRIVATE -Wno-shadow $<$<CXX_COMPILER_ID:GNU>:-Wno-subobject-linkage>)
     endif()
   endif()
 endforeach()
