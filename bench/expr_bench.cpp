@@ -60,21 +60,22 @@ vorn_enc_ctx number_encoding(bool is_double, bool native, uint32_t flags = 0) {
   vorn_enc_ctx enc = {};
   enc.vorn_enc_ctx_num_type = is_double ? VORN_NUM_DOUBLE : VORN_NUM_FLOAT;
   enc.vorn_enc_ctx_flags = flags | (native ? uint32_t{VORN_NATIVE} : 0U);
+  enc.vorn_enc_ctx_width = is_double ? 64 : 32;
   return enc;
 }
 
-// With 0 groups there are no keys.
-void sum(benchmark::State &state, implementation which, bool is_double, bool native, uint32_t groups) {
-  vorn_enc_ctx enc = number_encoding(is_double, native);
-  vorn_cv src = vector_of(numbers_of(is_double, native), enc);
+// With 0 groups there are no keys.  Rows come in runs of one group.
+void sum(benchmark::State &state, implementation which, const void *vals, vorn_enc_ctx enc, uint32_t groups,
+         uint32_t run) {
+  vorn_cv src = vector_of(vals, enc);
   std::vector<uint32_t> keys(rows);
   for (uint64_t i = 0; i < rows; ++i)
-    keys[i] = groups == 0 ? 0 : static_cast<uint32_t>(random_words()[i] % groups);
+    keys[i] = groups == 0 ? 0 : static_cast<uint32_t>(random_words()[i / run] % groups);
   std::vector<double> sums(std::max(groups, 1U));
   vorn_cv grp = vector_of(keys.data(), enc), res = vector_of(sums.data(), enc);
   measure_beside(
       state, rows, [&] { which.record->vorn_gby_sum_dydi(&res, &src, groups == 0 ? nullptr : &grp, nullptr); },
-      [&] { read(src.vorn_cv_vals, rows * (is_double ? 8 : 4)); });
+      [&] { read(vals, rows * enc.vorn_enc_ctx_width / 8); });
 }
 
 void convert(benchmark::State &state, implementation which, bool is_double) {
@@ -176,12 +177,23 @@ void add_expressions(const std::vector<implementation> &found) {
   for (const implementation &which : found) {
     for (const bool is_double : {false, true}) {
       const std::string type = is_double ? "double" : "float";
-      for (const bool native : {false, true})
+      for (const bool native : {false, true}) {
+        const std::string form = type + (native ? "_native_" : "_canonical_");
+        const vorn_enc_ctx enc = number_encoding(is_double, native);
         for (const uint32_t groups : {0U, 1U, 256U, 4096U, 1U << 20})
-          add("sum", type + (native ? "_native_" : "_canonical_") + std::to_string(groups), which, sum, is_double,
-              native, groups);
+          add("sum", form + std::to_string(groups), which, sum, numbers_of(is_double, native), enc, groups, 1U);
+        add("sum", form + "256_runs", which, sum, numbers_of(is_double, native), enc, 256U, 1000U);
+      }
       add("convert", type, which, convert, is_double);
     }
+    for (const uint32_t width : {8U, 16U, 32U, 64U})
+      for (const uint32_t groups : {0U, 1U, 256U}) {
+        vorn_enc_ctx enc = {};
+        enc.vorn_enc_ctx_num_type = VORN_NUM_DSB;
+        enc.vorn_enc_ctx_width = width;
+        add("sum", "dsb" + std::to_string(width) + "_" + std::to_string(groups), which, sum,
+            static_cast<const void *>(random_words().data()), enc, groups, 1U);
+      }
     for (uint32_t index = 0; index < VORN_DISPATCH_SLOTS; ++index) {
       const slot_axes slot = {index};
       if (vorn_dispatch_table[index].binary == nullptr)

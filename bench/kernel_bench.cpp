@@ -24,7 +24,7 @@
 //   hash          65,536 values of 8 bytes, by a trivial hash function
 //   translate     65,536 keys in tables of 4,096 to 4,194,304 entries; half of the keys have an entry
 //   group_key     one to four columns of 65,536 codes of 8 bits
-//   sum           65,536 numbers, without keys or with keys of 1 to 1,048,576 groups
+//   sum           65,536 numbers, without keys or with keys of 1 to 1,048,576 groups, also in runs of 1,000 rows
 //   arith, convert
 //                 65,536 numbers
 //   point_in_polygon

@@ -16,16 +16,25 @@
 
 namespace vorn::inline VORN_LEVEL::expr {
 
+// A sum of partial_rows numbers fits the type of a partial sum.  A narrow type takes less of a vector.  A sum of floats
+// has no parts, since its order counts.
 template <class Float>
-struct native_numbers {
+struct float_sum {
   using number = Float;
+  using partial_sum = Float;
+  static constexpr uint32_t partial_rows = UINT32_MAX;
+};
+
+template <class Float>
+struct native_numbers : float_sum<Float> {
+  static constexpr bool is_canonical = false;
 
   static Float at(const uint8_t *vals, uint64_t index) { return load<Float>(vals, index); }
 };
 
 template <class Float>
-struct canonical_numbers {
-  using number = Float;
+struct canonical_numbers : float_sum<Float> {
+  static constexpr bool is_canonical = true;
   using bits = std::conditional_t<sizeof(Float) == 4, uint32_t, uint64_t>;
 
   static Float at(const uint8_t *vals, uint64_t index) {
@@ -42,6 +51,10 @@ struct canonical_numbers {
 template <class Signed>
 struct dsb_numbers {
   using number = uint64_t;
+  static constexpr bool is_canonical = false;
+  using partial_sum =
+      std::conditional_t<sizeof(Signed) == 1, int16_t, std::conditional_t<sizeof(Signed) == 2, int32_t, uint64_t>>;
+  static constexpr uint32_t partial_rows = sizeof(Signed) == 1 ? 128 : sizeof(Signed) == 2 ? 32768 : UINT32_MAX;
 
   static uint64_t at(const uint8_t *vals, uint64_t index) {
     const auto stored = load_big<std::make_unsigned_t<Signed>>(vals + index * sizeof(Signed));

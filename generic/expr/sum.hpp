@@ -1,27 +1,90 @@
 // Sums of numbers, by group or of all rows.  The result depends on the order of the additions: the order of the rows.
 #pragma once
 
-#include "generic/expr/numbers.hpp"
+#include <algorithm>
+
+#include "generic/expr/convert.hpp"
 
 namespace vorn::inline VORN_LEVEL::expr {
 
-// Adds one row after the other.  An engine of a level may replace it by a loop that adds in the same order.
+// Adds in the order of the rows.  An engine of a level may replace it by a loop that adds in the same order.
 struct ordered_sums {
   template <class Numbers>
   static void by_key(void *sums, const uint8_t *vals, const void *keys, uint32_t nrows) {
-    using number = typename Numbers::number;
-    for (uint32_t row = 0; row < nrows; ++row) {
-      auto *sum = static_cast<uint8_t *>(sums) + uint64_t{load<uint32_t>(keys, row)} * sizeof(number);
-      store<number>(sum, load<number>(sum) + Numbers::at(vals, row));
+#ifdef __AVX2__
+    if constexpr (Numbers::is_canonical) { // decoded in vectors, a block at a time; shorter vectors do not pay
+      using number = typename Numbers::number;
+      constexpr uint32_t block_rows = 256;
+      uint8_t block[block_rows * sizeof(number)];
+      for (uint64_t row = 0; row < nrows; row += block_rows) {
+        const auto count = static_cast<uint32_t>(std::min<uint64_t>(block_rows, nrows - row));
+        single_numbers::decode<Numbers>(block, vals + row * sizeof(number), count);
+        add<native_numbers<number>>(sums, block, static_cast<const uint8_t *>(keys) + row * sizeof(uint32_t), count);
+      }
+      return;
     }
+#endif
+    add<Numbers>(sums, vals, keys, nrows);
   }
 
   template <class Numbers>
   static typename Numbers::number of_all(const uint8_t *vals, uint32_t nrows) {
+    if constexpr (Numbers::partial_rows == UINT32_MAX)
+      return sum_of<Numbers>(vals, 0, nrows);
     typename Numbers::number sum = 0;
-    for (uint32_t row = 0; row < nrows; ++row)
-      sum += Numbers::at(vals, row);
+    for (uint64_t row = 0; row < nrows; row += Numbers::partial_rows) {
+      const uint64_t end = std::min<uint64_t>(nrows, row + Numbers::partial_rows);
+      sum += static_cast<typename Numbers::number>(sum_of<Numbers>(vals, row, end));
+    }
     return sum;
+  }
+
+private:
+  template <class Numbers>
+  static typename Numbers::partial_sum sum_of(const uint8_t *vals, uint64_t row, uint64_t end) {
+    using partial_sum = typename Numbers::partial_sum;
+    partial_sum sum = 0;
+    for (; row < end; ++row)
+      sum = static_cast<partial_sum>(sum + static_cast<partial_sum>(Numbers::at(vals, row)));
+    return sum;
+  }
+
+  template <class Numbers>
+  static void add(void *sums, const uint8_t *vals, const void *keys, uint32_t nrows) {
+    using number = typename Numbers::number;
+    // The rows that are tested for one group.  With fewer rows the test would take longer than it saves.
+    constexpr uint32_t step = 64;
+    const auto key = [=](uint64_t row) { return load<uint32_t>(keys, row); };
+    const auto sum_of = [=](uint64_t row) {
+      return static_cast<uint8_t *>(sums) + uint64_t{key(row)} * sizeof(number);
+    };
+    const auto add_row = [=](uint64_t row) {
+      store<number>(sum_of(row), load<number>(sum_of(row)) + Numbers::at(vals, row));
+    };
+    uint64_t row = 0;
+    for (; row + step <= nrows; row += step) {
+      if (key(row) == key(row + step - 1) &&
+          one_group<step>(keys, row)) { // in a register instead of memory: a third of the time
+        auto sum = load<number>(sum_of(row));
+        for (uint64_t i = row; i < row + step; ++i)
+          sum += Numbers::at(vals, i);
+        store<number>(sum_of(row), sum);
+      } else {
+#pragma GCC unroll 16
+        for (uint64_t i = 0; i < step; ++i)
+          add_row(row + i);
+      }
+    }
+    for (; row < nrows; ++row)
+      add_row(row);
+  }
+
+  template <uint32_t Rows>
+  static bool one_group(const void *keys, uint64_t first) {
+    uint32_t differing = 0;
+    for (uint64_t row = first + 1; row < first + Rows; ++row)
+      differing |= load<uint32_t>(keys, row) ^ load<uint32_t>(keys, first);
+    return differing == 0;
   }
 };
 
