@@ -1,12 +1,12 @@
 # Headers of the standard library that most sources of the reference host read, compiled once for each target.  tools/lint FILE reads
 # a source without them, so a source that forgets an include does not pass.
 #
-# VORN_UNITY_BUILD compiles up to sixteen sources of a target as one.  A source is then included by another file, and gcc
-# takes it for a header: it warns of members whose types only this source knows.
+# VORN_UNITY_BUILD compiles up to sixteen sources of a target as one, a group.
 foreach(target vornhost vorn_store vorn_sql vornq_parts vornq host_tests vorn_bench vorn_fuzz_store)
   if(TARGET ${target})
     set_target_properties(${target} PROPERTIES UNITY_BUILD ${VORN_UNITY_BUILD} UNITY_BUILD_BATCH_SIZE 16)
-    # In a group, names hide names of other sources, and gcc takes the sources for headers.
+    # In a group, names hide names of other sources.  gcc takes the sources for headers, and warns of members whose
+    # types only one source knows.
     if(VORN_UNITY_BUILD)
       target_compile_options(${target} PRIVATE -Wno-shadow $<$<CXX_COMPILER_ID:GNU>:-Wno-subobject-linkage>)
     endif()
