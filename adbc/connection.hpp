@@ -1,4 +1,4 @@
-// A connection: it plans queries and has threads that run them.
+// A connection: it plans queries and runs them.
 #pragma once
 
 #include <memory>
@@ -7,7 +7,6 @@
 
 #include "adbc/database.hpp"
 #include "sql/session.hpp"
-#include "store/run/worker_pool.hpp"
 
 namespace store::adbc {
 
@@ -15,17 +14,15 @@ namespace store::adbc {
 // after the other.
 class connection {
 public:
-  explicit connection(std::shared_ptr<database> of)
-      : database_(std::move(of)), threads_(database_->threads()), session_(database_->tables()) {}
+  explicit connection(std::shared_ptr<database> of) : database_(std::move(of)), session_(database_->tables()) {}
   connection(const connection &) = delete;
 
   database &of() { return *database_; }
 
-  // What one call executes.  No other call of the connection runs meanwhile.
+  // What one call plans or runs.  No other call of the connection does so meanwhile.
   class turn {
   public:
-    turn(connection &on, execution &what)
-        : lock_(on.running_), scope_(what), session(on.session_), threads(on.threads_) {
+    turn(connection &on, execution &what) : lock_(on.running_), scope_(what), session(on.session_) {
       if (what.is_cancelled)
         throw exec::interrupted();
     }
@@ -36,7 +33,6 @@ public:
 
   public:
     sql::session &session;
-    worker_pool &threads;
   };
 
   // A new execution, which `cancel` ends as long as somebody keeps it.
@@ -46,8 +42,7 @@ public:
 
 private:
   std::shared_ptr<database> database_;
-  std::mutex running_; // of the threads and the session
-  worker_pool threads_;
+  std::mutex running_; // of the session
   sql::session session_;
   std::mutex guard_; // of the executions
   std::vector<std::weak_ptr<execution>> executions_;

@@ -6,6 +6,7 @@
 
 #include "adbc/failure.hpp"
 #include "store/error.hpp"
+#include "store/run/worker_pool.hpp"
 
 namespace store::adbc {
 
@@ -92,8 +93,8 @@ private:
 class running_query {
 public:
   running_query(planned_query planned, connection &on, const connection::turn &now, const execution &run)
-      : memory_(now.threads.threads()), rows_(now.session.operators(planned.query.root)),
-        stream_(exported_rows(*rows_, planned.query.names, {on.of().library(), now.threads, run.is_cancelled, memory_},
+      : threads_(on.of().threads()), memory_(threads_.threads()), rows_(now.session.operators(planned.query.root)),
+        stream_(exported_rows(*rows_, planned.query.names, {on.of().library(), threads_, run.is_cancelled, memory_},
                               planned.range)) {}
 
   std::vector<logical::sql_type> types() const {
@@ -116,6 +117,7 @@ private:
       throw failure_of(stream_->get_last_error(&*stream_));
   }
 
+  worker_pool threads_; // its own, since another result may be half read
   std::vector<exec::arena> memory_;
   exec::relation_ptr rows_;
   arrow_owner<ArrowArrayStream> stream_; // ends before what it reads
@@ -126,17 +128,17 @@ public:
   query_result(std::shared_ptr<connection> on, std::shared_ptr<execution> run, size_t count,
                std::function<planned_query(sql::session &, size_t)> plan)
       : on_(std::move(on)), run_(std::move(run)), count_(count), plan_(std::move(plan)) {
-    const connection::turn now(*on_, *run_);
-    begin(now);
+    begin(connection::turn(*on_, *run_));
     types_ = running_->types();
   }
 
   ArrowSchema schema() override { return exported_schema(types_, names_); }
 
   ArrowArray next() override {
+    if (run_->is_cancelled) // batches that are there already are dropped
+      throw exec::interrupted();
     if (count_ == 0)
       return {};
-    const connection::turn now(*on_, *run_);
     for (;;) {
       try {
         ArrowArray out = running_->next();
@@ -147,7 +149,7 @@ public:
           throw exec::interrupted();
         throw;
       }
-      begin(now);
+      begin(connection::turn(*on_, *run_));
     }
   }
 

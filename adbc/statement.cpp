@@ -19,6 +19,7 @@
 #include "store/operator/answer.hpp"
 #include "store/operator/column_reader.hpp"
 #include "store/operator/table_rows.hpp"
+#include "store/run/worker_pool.hpp"
 #include "store/saved/save_rows.hpp"
 #include "store/saved/saved_table.hpp"
 #include "store/value/column_names.hpp"
@@ -294,8 +295,9 @@ uint64_t statement::copy_to(const sql::statement &of, execution &run) {
   }
   const logical::query planned = now.session.plan(with_row(of.query, values().get(), binds_by_name_, 0));
   const exec::relation_ptr rows = now.session.operators(planned.root);
-  std::vector<exec::arena> memory(now.threads.threads());
-  exec::kept_rows kept = exec::all_rows(*rows, {on_->of().library(), now.threads, run.is_cancelled, memory});
+  worker_pool threads(on_->of().threads());
+  std::vector<exec::arena> memory(threads.threads());
+  exec::kept_rows kept = exec::all_rows(*rows, {on_->of().library(), threads, run.is_cancelled, memory});
   const exec::answer answer{planned.names, exec::plain_layouts(rows->columns()), std::move(kept)};
   if (is_saved)
     save_rows(file, answer);

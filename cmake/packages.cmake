@@ -87,6 +87,9 @@ if(VORN_BUILD_VORNQ)
   cmake_path(GET VORN_DUCKDB_LIBRARY PARENT_PATH duckdb_folder)
   vorn_add_package(vornq vornq database "queries on compressed tables, compared with DuckDB"
     "Reads tables from Parquet and CSV files, keeps them in compressed columns, and\nanswers conditions, joins, groups and sums. Compares each answer with DuckDB." NEEDS ${host} RECOMMENDS ${library}-specialized)
+  # DuckDB's library is in the package of vornq.
+  vorn_add_package(adbc libadbc-driver-vorn libs "queries on compressed tables - ADBC driver"
+    "Answers SQL on compressed columns for programs with a driver manager of ADBC,\nArrow Database Connectivity, in any language." NEEDS ${host} vornq RECOMMENDS ${library}-specialized)
 endif()
 
 set(CPACK_GENERATOR DEB)

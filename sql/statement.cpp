@@ -203,6 +203,8 @@ std::string sql_constant(const cell &value, const column_info &of) {
   append_text(text, value, *of.type);
   if (text.find('\0') != text.npos)
     throw error("not executed: a parameter with a zero byte");
+  if (of.type->kind == value_kind::text) // DuckDB takes it for a date, where one is compared with it
+    return duckdb::quoted_text(text);
   return fmt::format("CAST({} AS {})", duckdb::quoted_text(text), of.sql_type);
 }
 

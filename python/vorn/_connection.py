@@ -13,7 +13,7 @@ from pathlib import Path
 from typing import Any, Literal, NoReturn, Protocol, runtime_checkable
 
 import pyarrow as pa
-from adbc_driver_manager import AdbcStatusCode, InterfaceError, StatementOptions, dbapi
+from adbc_driver_manager import AdbcStatusCode, InterfaceError, dbapi
 from tqdm.auto import tqdm
 
 from ._files import driver_path
@@ -24,7 +24,7 @@ Mode = Literal["create", "append", "replace", "create_append"]
 
 @runtime_checkable
 class ArrowData(Protocol):
-    """Everything that gives its rows by Arrow's C stream interface: tables of pyarrow, polars, pandas, DuckDB, nanoarrow."""
+    """What gives its rows by Arrow's C stream interface: tables of pyarrow, polars, pandas, DuckDB, nanoarrow."""
 
     def __arrow_c_stream__(self, requested_schema: object = None) -> object: ...
 
@@ -92,8 +92,8 @@ class Connection:
     # Life
 
     def _abandon(self) -> None:
-        self._dbapi._closed = True
-        for kept in (self._dbapi, *self._cursors):
+        objects: list[dbapi.Connection | dbapi.Cursor] = [self._dbapi, *self._cursors]
+        for kept in objects:
             kept._closed = True
             ctypes.pythonapi.Py_IncRef(ctypes.py_object(kept))
 
@@ -226,14 +226,14 @@ class Connection:
         """Reads all columns of a file into a table, and returns the table's name.
 
         The file ends in ``.parquet``, ``.csv``, ``.tsv``, ``.csv.gz`` or ``.vorn``; a pattern such as
-        ``"part-*.parquet"`` takes several.  The table has the name of the file without its ending.  A bar shows the
-        progress: always, never, or, without a choice, on a terminal.  Ctrl-C ends the work.
+        ``"part-*.parquet"`` takes several.  A table that is replaced is dropped first.  The table has the
+        name of the file without its ending.  A bar shows the progress: always, never, or, without a choice, on a
+        terminal.  Ctrl-C ends the work.
         """
         name = name or Path(file).name.split(".")[0]
         exists = name.lower() in self.tables()
-        if mode == "create" and exists or mode == "append" and not exists:
-            with self._one_cursor() as cursor:  # whose error this is
-                cursor.adbc_ingest(name, pa.table({"x": [0]}), mode=mode)
+        if mode == ("create" if exists else "append"):
+            self.register(name, {"none": [0]}, mode=mode)  # whose error this is
         if mode == "replace":
             self.drop(name, missing_ok=True)
         with self._one_cursor() as cursor, self._shown_progress(cursor, str(file), progress):
@@ -251,10 +251,10 @@ class Connection:
         def watch() -> None:
             with tqdm(desc=label, unit=" values", unit_scale=True, leave=False) as bar:
                 while not ended.wait(0.1):
-                    most = statement.get_option_float(StatementOptions.MAX_PROGRESS.value)
+                    most = statement.get_option_float("adbc.statement.exec.max_progress")
                     if most:
                         bar.total = most
-                        bar.update(statement.get_option_float(StatementOptions.PROGRESS.value) - bar.n)
+                        bar.update(statement.get_option_float("adbc.statement.exec.progress") - bar.n)
 
         watcher = threading.Thread(target=watch, daemon=True)
         watcher.start()

@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import contextlib
 from collections.abc import Callable, Iterator
 from typing import TYPE_CHECKING, Any
 
@@ -55,6 +56,19 @@ class Result:
         self._is_unread = False
         return self._cursor
 
+    def _handed_out(self) -> pa.RecordBatchReader:
+        """A reader of the rows, which stays open after the cursor is closed."""
+        cursor = self._unread()
+        reader = cursor.fetch_record_batch()
+        cursor._results = None
+        return reader
+
+    def __del__(self) -> None:
+        # Streams that were handed out go on.  A child after fork leaves the driver alone.
+        with contextlib.suppress(Exception):
+            self._check()
+            self._cursor.close()
+
     def to_arrow(self) -> pa.Table:
         """All rows as a ``pyarrow.Table``.  Raises ``vorn.Error`` for rows that cannot be made."""
         if self._reader is None:
@@ -69,11 +83,12 @@ class Result:
         """The rows as record batches, each of which is made when it is read."""
         if self._reader is not None:
             return self.to_arrow().to_reader()
-        return self._unread().fetch_record_batch()
+        return self._handed_out()
 
     def to_pandas(self, **options: Any) -> pandas.DataFrame:
         """All rows as a ``pandas.DataFrame``.  The options are those of ``pyarrow.Table.to_pandas``."""
-        return self.to_arrow().to_pandas(**options)
+        frame: pandas.DataFrame = self.to_arrow().to_pandas(**options)
+        return frame
 
     def to_polars(self) -> polars.DataFrame:
         """All rows as a ``polars.DataFrame``."""

@@ -3,9 +3,7 @@
 #include <algorithm>
 #include <bit>
 #include <cerrno>
-#include <deque>
 #include <functional>
-#include <iterator>
 #include <memory>
 #include <new>
 #include <numeric>
@@ -15,9 +13,10 @@
 
 #include <fmt/format.h>
 
-#include "store/arrow/array_writer.hpp"
 #include "store/arrow/arrow_type.hpp"
+#include "store/arrow/batch_writer.hpp"
 #include "store/arrow/exported.hpp"
+#include "store/arrow/relation_batches.hpp"
 #include "store/error.hpp"
 #include "store/operator/column_reader.hpp"
 
@@ -48,48 +47,6 @@ array_parts row_numbers(const selection &selected, uint64_t rows) {
 // Gives some rows to a taker, as vectors without codes, each time that it is asked.  Returns false at the end.
 using plain_taker = std::function<void(std::span<const exec::vector> columns, uint32_t rows)>;
 using row_feed = std::function<bool(const plain_taker &take)>;
-
-using batch_queue = std::deque<array_parts>;
-
-// Record batches in the making.
-class batch_writer {
-public:
-  batch_writer(std::span<const exec::layout> columns, const arrow_batch_limits &limited) : limits_(limited) {
-    for (const exec::layout &column : columns)
-      writers_.push_back(writer_of(column.held()));
-  }
-
-  void append(std::span<const exec::vector> columns, uint32_t rows) {
-    if (waiting_ != 0 && !has_room(columns, rows))
-      end_batch();
-    for (size_t c = 0; c < columns.size(); ++c)
-      writers_[c]->append(columns[c]);
-    waiting_ += rows;
-  }
-  void end_batch() {
-    if (waiting_ == 0)
-      return;
-    array_parts out{static_cast<int64_t>(std::exchange(waiting_, 0)), 0, {arrow_buffer()}};
-    for (const auto &writer : writers_)
-      out.children.push_back(writer->finish());
-    ready_.push_back(std::move(out));
-  }
-  // The batches that are whole.
-  batch_queue take() { return std::exchange(ready_, {}); }
-
-private:
-  bool has_room(std::span<const exec::vector> columns, uint32_t rows) const {
-    bool out = waiting_ + rows <= limits_.rows;
-    for (size_t c = 0; c < columns.size() && out; ++c)
-      out = writers_[c]->has_room_for(columns[c], limits_.text_bytes);
-    return out;
-  }
-
-  arrow_batch_limits limits_;
-  std::vector<std::unique_ptr<array_writer>> writers_;
-  uint64_t waiting_ = 0; // rows that no batch has yet
-  batch_queue ready_;
-};
 
 std::vector<schema_parts> fields_of(std::span<const exec::layout> columns, std::span<const std::string> names) {
   std::vector<schema_parts> out;
@@ -201,65 +158,6 @@ private:
   exec::arena memory_;
   std::vector<uint32_t> positions_; // in the row group
   size_t next_ = 0;                 // row group
-};
-
-// The rows of opened operators.  Each thread has a morsel at a time, and the batches come in the order of the morsels.
-class relation_batches {
-public:
-  relation_batches(exec::relation &from, const exec::query_run &run, const morsel_range &range,
-                   const arrow_batch_limits &limits)
-      : rows_(from), run_(run), next_(std::min(range.first, from.morsels())), end_(std::min(range.end, from.morsels())),
-        streams_(run.threads.threads()) {
-    for (size_t thread = 0; thread < streams_.size(); ++thread)
-      writers_.emplace_back(from.columns(), limits);
-  }
-
-  bool make(batch_queue &to) {
-    const size_t morsels = std::min(streams_.size(), end_ - next_);
-    std::vector<batch_queue> made(morsels);
-    run_.threads.run(morsels, [&](size_t thread, size_t item) {
-      give(thread, next_ + item);
-      // One thread fills a batch from several morsels.
-      if (streams_.size() > 1)
-        writers_[thread].end_batch();
-      made[item] = writers_[thread].take();
-    });
-    next_ += morsels;
-    for (batch_queue &of_morsel : made)
-      std::move(of_morsel.begin(), of_morsel.end(), std::back_inserter(to));
-    if (next_ < end_)
-      return true;
-    writers_.front().end_batch();
-    batch_queue last = writers_.front().take();
-    std::move(last.begin(), last.end(), std::back_inserter(to));
-    return false;
-  }
-
-private:
-  void give(size_t thread, size_t morsel) {
-    exec::arena &memory = run_.memory[thread];
-    const exec::arena::mark begun = memory.here();
-    if (!streams_[thread])
-      streams_[thread] = rows_.begin(run_, memory);
-    std::vector<exec::vector> columns(rows_.columns().size());
-    streams_[thread]->give(morsel, [&](exec::chunk &some) {
-      if (run_.is_interrupted)
-        throw exec::interrupted();
-      for (size_t c = 0; c < columns.size(); ++c)
-        columns[c] = exec::plain_values(some.column(c), rows_.columns()[c], some.memory());
-      writers_[thread].append(columns, some.rows());
-    });
-    memory.rewind(begun);
-    if (run_.is_interrupted)
-      throw exec::interrupted();
-  }
-
-  exec::relation &rows_;
-  exec::query_run run_;
-  size_t next_; // morsel
-  size_t end_;
-  std::vector<std::unique_ptr<exec::stream>> streams_; // of threads
-  std::deque<batch_writer> writers_;
 };
 
 // The kept rows of an answer.

@@ -50,8 +50,8 @@ struct morsel_range {
 };
 
 // The rows of a query under the names of their columns: HUGEINT as a decimal number of 38 digits.  Operators and run
-// outlive the stream.  The operators are opened here, with their errors, and the rows are made as the stream is read,
-// some morsels at a time on the threads of the run.  The stream ends with the errors of the rows.
+// outlive the stream.  The operators are opened here, with their errors.  The rows are made on the threads of the run
+// while the stream is read, so nothing else runs on these.  The stream ends with the errors of the rows.
 arrow_owner<ArrowArrayStream> exported_rows(exec::relation &rows, std::span<const std::string> names,
                                             const exec::query_run &run, const morsel_range &range = {},
                                             const arrow_batch_limits &limits = {});

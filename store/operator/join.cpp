@@ -461,7 +461,7 @@ void join::probe_all(const query_run &run) {
   row_collector collector(columns_, needed_, threads);
   run_all(probed(), run, [&](size_t thread, size_t morsel, chunk &rows) {
     if (!probers[thread])
-      probers[thread] = std::make_unique<join_prober>(parts_, run.library);
+      probers[thread] = std::make_unique<join_prober>(parts_, run);
     probers[thread]->probe(rows, [&](chunk &pairs) { collector.append(thread, morsel, pairs); });
   });
   pairs_ = std::make_unique<kept_rows>(collector.finish());
@@ -474,7 +474,7 @@ void join::probe_all(const query_run &run) {
 class join::probe_stream final : public stream {
 public:
   probe_stream(join &of, const query_run &run, arena &memory)
-      : stream(of.counted(run)), rows_(of.probed().begin(run, memory)), prober_(of.parts_, run.library) {}
+      : stream(of.counted(run)), rows_(of.probed().begin(run, memory)), prober_(of.parts_, run) {}
 
 private:
   void produce(size_t morsel, const chunk_taker &take) override {

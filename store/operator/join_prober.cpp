@@ -23,8 +23,8 @@ vector built_source::read(size_t column, std::span<const uint32_t> positions, ar
   return gathered(rows_.values(column), positions, memory, may_miss_);
 }
 
-join_prober::join_prober(join_parts &of, const vorn_ctx &library)
-    : of_(of), finder_(of.table->begin(library)), tests_(of.tests),
+join_prober::join_prober(join_parts &of, const query_run &run)
+    : of_(of), is_interrupted_(run.is_interrupted), finder_(of.table->begin(run.library)), tests_(of.tests),
       is_partner_(of.is_partner ? of.is_partner->begin() : nullptr),
       is_first_partner_enough_((of.selects_left() && !of.builds_left) || of.kind == join_kind::mark ||
                                of.kind == join_kind::single),
@@ -154,6 +154,8 @@ void join_prober::for_each_candidate(bool with_missing, const Take &take) {
 }
 
 void join_prober::make_candidates(std::span<const uint32_t> probed, std::span<const uint32_t> built) {
+  if (is_interrupted_) // a row may have any number of partners
+    throw interrupted();
   candidate_ = *extended_;
   if (!probed.empty())
     candidate_->keep(probed);

@@ -1,6 +1,7 @@
 // The probe of a join: chunks of the probed side become chunks of the join.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -80,7 +81,8 @@ private:
 // The probe of one thread.
 class join_prober {
 public:
-  join_prober(join_parts &of, const vorn_ctx &library);
+  join_prober(join_parts &of, const query_run &run);
+  // Throws interrupted as soon as the query is.
   void probe(chunk &rows, const chunk_taker &take);
 
 private:
@@ -105,6 +107,7 @@ private:
   void mark_built(uint32_t row);
 
   join_parts &of_;
+  const std::atomic<bool> &is_interrupted_;
   std::unique_ptr<join_table::finder> finder_;
   std::vector<std::unique_ptr<evaluator>> operands_;
   row_condition tests_;
