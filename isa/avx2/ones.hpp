@@ -14,6 +14,15 @@ struct byte_ones {
     auto &[next, nbits, base, offset, word] = local;
     uint32_t count = 0;
     while (max - count >= 64 + beyond && has_bits<Unit, wanted::set>(local) && int64_t{nbits} - base >= 64) {
+#ifdef __BMI__
+      const uint32_t words = std::min((max - count - beyond) / 64, static_cast<uint32_t>(nbits - base) / 64);
+      const uint32_t of_sample = words < sample ? 0 : ones_of(local, sample);
+      if (of_sample > sample / 2 + 1 && of_sample <= 5 * sample) {
+        count += of_sample <= 2 * sample ? list_sparse<4>(local, words, out + count)
+                                         : list_sparse<8>(local, words, out + count);
+        continue;
+      }
+#endif
       const uint32_t ones = popcount(word);
       if (ones <= few)
         for (uint32_t i = 0; i < ones; ++i)
@@ -29,6 +38,52 @@ struct byte_ones {
 
 private:
   static constexpr uint32_t beyond = 8; // this many positions after the positions of a word may be overwritten
+
+#ifdef __BMI__
+  static constexpr uint32_t sample = 8; // words
+
+  // Of some words from the current word on.
+  template <class Context>
+  static uint32_t ones_of(const Context &context, uint32_t words) {
+    const auto &[next, nbits, base, offset, word] = context;
+    uint32_t ones = popcount(word);
+    for (uint32_t i = 0; i + 1 < words; ++i)
+      ones += popcount(load_word(next + i, sizeof word));
+    return ones;
+  }
+
+  // Lists the positions of some words, the current one first.  `AtOnce` positions are written for each word, whatever
+  // it holds, since a branch on the number of its ones would be mispredicted.  The instruction gives 64 for a word
+  // without ones.
+  template <uint32_t AtOnce, class Context>
+  static uint32_t list_sparse(Context &context, uint32_t words, uint32_t *out) {
+    auto &[next, nbits, base, offset, word] = context;
+    const uint32_t ones = ones_of(context, words);
+    uint32_t after[AtOnce];
+    std::memcpy(after, out + ones, sizeof after);
+    uint32_t *to = out;
+    for (uint32_t i = 0; i < words; ++i) {
+      uint64_t left = i == 0 ? word : load_word(next + i - 1, sizeof word);
+      const uint32_t of_word = popcount(left);
+  #pragma GCC unroll 8
+      for (uint32_t bit = 0; bit < AtOnce; ++bit) {
+        to[bit] = static_cast<uint32_t>(base) + i * 64 + static_cast<uint32_t>(_tzcnt_u64(left));
+        left &= left - 1;
+      }
+      for (uint32_t bit = AtOnce; bit < of_word; ++bit) {
+        to[bit] = static_cast<uint32_t>(base) + i * 64 + static_cast<uint32_t>(_tzcnt_u64(left));
+        left &= left - 1;
+      }
+      to += of_word;
+    }
+    std::memcpy(out + ones, after, sizeof after);
+    next += words - 1;
+    base += static_cast<int32_t>((words - 1) * 64);
+    offset = 0;
+    word = 0;
+    return ones;
+  }
+#endif
 
   // The elements after the positions are restored, since a caller does not expect them to change.
   [[gnu::always_inline]] static void list_word(uint64_t word, int32_t base, uint32_t *out, uint32_t ones) {

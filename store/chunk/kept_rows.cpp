@@ -5,6 +5,7 @@
 #include <numeric>
 #include <utility>
 
+#include "store/chunk/fast_loop.hpp"
 #include "store/chunk/large_memory.hpp"
 #include "store/error.hpp"
 
@@ -140,7 +141,7 @@ kept_rows row_collector::finish() {
 
 std::span<const uint32_t> consecutive(size_t first, size_t rows, arena &memory) {
   const std::span<uint32_t> out = memory.take<uint32_t>(rows);
-  std::iota(out.begin(), out.end(), static_cast<uint32_t>(first));
+  fast_loop([=] { std::iota(out.begin(), out.end(), static_cast<uint32_t>(first)); });
   return out;
 }
 

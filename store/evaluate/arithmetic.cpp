@@ -6,7 +6,6 @@
 #include <cmath>
 #include <optional>
 
-#include "store/chunk/fast_loop.hpp"
 #include "store/evaluate/node.hpp"
 
 namespace store::exec {
@@ -56,43 +55,45 @@ enum class test {
 template <class T>
 using unsigned_of = std::conditional_t<sizeof(T) == sizeof(uint64_t), uint64_t, unsigned __int128>;
 
-// Computes all rows.  Returns whether a result is wrong, perhaps the result of a row with NULL.
-template <test Test, class Operation, class T, class A, class B>
-bool compute(std::span<T> results, std::span<const A> as, std::span<const B> bs, T low, T high) {
-  return fast_loop([=, out = results.data(), rows = results.size(), a = as.data(), b = bs.data()] {
-    bool wrong = false;
-    for (size_t row = 0; row < rows; ++row) {
-      T result;
-      if constexpr (Test == test::overflow)
-        wrong |= Operation::overflows(static_cast<T>(a[row]), static_cast<T>(b[row]), result);
-      else // rows with NULL may hold values outside of the bounds
-        result = static_cast<T>(Operation::unsigned_result(static_cast<unsigned_of<T>>(static_cast<T>(a[row])),
-                                                           static_cast<unsigned_of<T>>(static_cast<T>(b[row]))));
-      if constexpr (Test != test::nothing) {
-        wrong |= result < low;
-        wrong |= result > high;
-      }
-      out[row] = result;
-    }
-    return wrong;
-  });
+// The result of one row, and whether it is wrong.
+template <test Test, class Operation, class T>
+T result_of(T a, T b, T low, T high, bool &wrong) {
+  T result;
+  if constexpr (Test == test::overflow)
+    wrong |= Operation::overflows(a, b, result);
+  else // rows with NULL may hold values outside of the bounds
+    result = static_cast<T>(Operation::unsigned_result(static_cast<unsigned_of<T>>(a), static_cast<unsigned_of<T>>(b)));
+  if constexpr (Test != test::nothing) {
+    wrong |= result < low;
+    wrong |= result > high;
+  }
+  return result;
 }
 
+// Computes all rows.  a(row) and b(row) are the operands.
 template <test Test, class Operation, class T, class A, class B>
-void compute_tested(std::span<T> out, std::span<const A> a, std::span<const B> b, const number_bounds &type,
-                    const uint64_t *validity) {
+void compute(std::span<T> results, const A &a, const B &b, const number_bounds &type, const uint64_t *validity) {
   const auto low = static_cast<T>(type.low);
   const auto high = static_cast<T>(type.high);
-  if (!compute<Test, Operation>(out, a, b, low, high))
+  bool has_wrong = false;
+  for (size_t row = 0; row < results.size(); ++row)
+    results[row] = result_of<Test, Operation>(static_cast<T>(a(row)), static_cast<T>(b(row)), low, high, has_wrong);
+  if (!has_wrong)
     return;
   if (validity == nullptr)
     throw left_to_functions();
-  for (size_t row = 0; row < out.size(); ++row) {
-    T result;
-    if ((validity[row / 64] >> (row % 64) & 1) != 0 &&
-        compute<Test, Operation>(std::span<T>(&result, 1), a.subspan(row, 1), b.subspan(row, 1), low, high))
+  for (size_t row = 0; row < results.size(); ++row) {
+    bool wrong = false;
+    if ((validity[row / 64] >> (row % 64) & 1) != 0)
+      result_of<Test, Operation>(static_cast<T>(a(row)), static_cast<T>(b(row)), low, high, wrong);
+    if (wrong)
       throw left_to_functions();
   }
+}
+
+template <class T>
+auto values_by_row(const vector &of) {
+  return [values = of.values<T>().data()](size_t row) { return values[row]; };
 }
 
 class integer_node final : public row_node {
@@ -122,18 +123,17 @@ public:
   }
 
   vector run(evaluation &chunk) const override {
+    if (sign_ == '*' && result_.form == representation::int64)
+      for (const size_t index : {size_t{0}, size_t{1}})
+        if (const std::optional<coded_numbers> coded = child(index).run_coded(chunk))
+          return product(operand(1 - index, chunk), *coded, chunk.memory());
     const vector a = operand(0, chunk);
     const vector b = operand(1, chunk);
     const uint64_t *validity = both_valid(a.validity, b.validity, a.rows, chunk.memory());
     const auto computed = [&]<class T, class A, class B>(T, A, B) {
       const std::span<T> out = chunk.memory().take<T>(a.rows);
       with_operation(sign_, [&]<class Operation>(Operation) {
-        if (test_ == test::nothing)
-          compute<test::nothing, Operation>(out, a.values<A>(), b.values<B>(), T{}, T{});
-        else if (test_ == test::range)
-          compute_tested<test::range, Operation>(out, a.values<A>(), b.values<B>(), type_, validity);
-        else
-          compute_tested<test::overflow, Operation>(out, a.values<A>(), b.values<B>(), type_, validity);
+        compute_tested<Operation>(out, values_by_row<A>(a), values_by_row<B>(b), validity);
       });
       return vector(out, validity);
     };
@@ -147,6 +147,26 @@ public:
   }
 
 private:
+  // The second factor is looked up where it is used.
+  vector product(const vector &a, const coded_numbers &b, arena &memory) const {
+    const uint64_t *validity = both_valid(a.validity, b.codes.validity, a.rows, memory);
+    const std::span<int64_t> out = memory.take<int64_t>(a.rows);
+    compute_tested<multiplying>(
+        out, values_by_row<int64_t>(a),
+        [codes = b.codes.codes().data(), values = b.values](size_t row) { return values[codes[row]]; }, validity);
+    return vector(out, validity);
+  }
+
+  template <class Operation, class T, class A, class B>
+  void compute_tested(std::span<T> out, const A &a, const B &b, const uint64_t *validity) const {
+    if (test_ == test::nothing)
+      compute<test::nothing, Operation>(out, a, b, type_, validity);
+    else if (test_ == test::range)
+      compute<test::range, Operation>(out, a, b, type_, validity);
+    else
+      compute<test::overflow, Operation>(out, a, b, type_, validity);
+  }
+
   vector operand(size_t index, evaluation &chunk) const {
     const layout &of = child(index).result();
     return values_of(child(index), result_.form == representation::int64 ? representation::int64 : decoded_form(of),

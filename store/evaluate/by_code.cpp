@@ -52,6 +52,13 @@ public:
       return std::min(static_cast<uint64_t>(values[row]) - static_cast<uint64_t>(low), last);
     });
   }
+  std::optional<coded_numbers> run_coded(evaluation &chunk) const override {
+    if constexpr (std::is_same_v<Stored, int64_t> && std::is_same_v<T, int64_t>)
+      if (const vector in = column_->run(chunk);
+          in.form == representation::codes && !value_is_null_ && (in.validity == nullptr || !of_null_))
+        return coded_numbers{in, results_.values.data()};
+    return std::nullopt;
+  }
   void add_methods(std::set<std::string_view> &methods) const override { methods.insert(method_); }
 
 private:

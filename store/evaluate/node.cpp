@@ -13,6 +13,11 @@ public:
   column_node(size_t index, const layout &of) : index_(index) { result_ = of; }
 
   vector run(evaluation &chunk) const override { return chunk.rows.column(index_); }
+  std::optional<coded_numbers> run_coded(evaluation &chunk) const override {
+    if (result_.form != representation::codes || decoded_form(result_) != representation::int64)
+      return std::nullopt;
+    return coded_numbers{chunk.rows.column(index_), result_.entries->int64s().data()};
+  }
   void add_methods(std::set<std::string_view> &) const override {}
 
 private:

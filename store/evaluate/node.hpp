@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <limits>
 #include <memory>
+#include <optional>
 #include <set>
 #include <span>
 #include <string_view>
@@ -31,6 +32,12 @@ struct evaluation {
   arena &memory() const { return rows.memory(); }
 };
 
+// 64-bit integers that stay codes: the value of a row is values[code].
+struct coded_numbers {
+  vector codes;
+  const int64_t *values;
+};
+
 // Threads share nodes.
 class node {
 public:
@@ -39,6 +46,8 @@ public:
   const layout &result() const { return result_; }
   // In the layout of the result.
   virtual vector run(evaluation &chunk) const = 0;
+  // The same values where the node has them as codes; nothing where it does not.
+  virtual std::optional<coded_numbers> run_coded(evaluation &) const { return std::nullopt; }
   // The value of a constant; null for everything else.
   virtual const logical::scalar *constant() const { return nullptr; }
   // Adds how the node and its children are evaluated.

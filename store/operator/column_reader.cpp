@@ -47,15 +47,18 @@ bool has_both_zeros(const dictionary &entries, const column_type &type) {
 // Clears the bits of rows with code 0.  Returns null where there is no such row.
 const uint64_t *validity_of(std::span<const uint32_t> codes, arena &memory) {
   const std::span<uint64_t> out = memory.take<uint64_t>(words_of(codes.size()));
-  uint64_t all = ~uint64_t{0};
-  for (size_t word = 0; word < out.size(); ++word) {
-    const std::span<const uint32_t> some = codes.subspan(word * 64, std::min<size_t>(64, codes.size() - word * 64));
-    uint64_t nulls = 0;
-    for (size_t i = 0; i < some.size(); ++i)
-      nulls |= uint64_t{some[i] == 0} << i;
-    out[word] = ~nulls;
-    all &= out[word];
-  }
+  const uint64_t all = fast_loop([=] {
+    uint64_t valid = ~uint64_t{0};
+    for (size_t word = 0; word < out.size(); ++word) {
+      const std::span<const uint32_t> some = codes.subspan(word * 64, std::min<size_t>(64, codes.size() - word * 64));
+      uint64_t nulls = 0;
+      for (size_t i = 0; i < some.size(); ++i)
+        nulls |= uint64_t{some[i] == 0} << i;
+      out[word] = ~nulls;
+      valid &= out[word];
+    }
+    return valid;
+  });
   return all == ~uint64_t{0} ? nullptr : out.data();
 }
 

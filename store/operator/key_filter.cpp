@@ -2,6 +2,8 @@
 
 #include <bit>
 
+#include "store/chunk/fast_loop.hpp"
+
 namespace store::exec {
 
 void key_filter::finish() {
@@ -30,31 +32,38 @@ bool key_filter::contains_any(int64_t low, int64_t high) const {
 
 void key_filter::test(const vector &of, uint64_t *out) const {
   const auto tested = [&](const auto &values) {
-    for (size_t first = 0; first < values.size(); first += 64, ++out) {
-      const size_t rows = std::min<size_t>(64, values.size() - first);
-      uint64_t word = 0;
-      if (rows == 64)
+    fast_loop([=, at = values.data(), rows = values.size(), bits = bits_.data(), first = first_, last = values_] {
+      const auto contained = [=](size_t row) {
+        const uint64_t place = std::min(static_cast<uint64_t>(at[row]) - static_cast<uint64_t>(first), last);
+        return bits[place / 64] >> (place % 64) & 1;
+      };
+      for (size_t word = 0; word < rows / 64; ++word) {
+        uint64_t found = 0;
         for (size_t row = 0; row < 64; row += 8) { // a shift by a constant costs least
           uint64_t byte = 0;
 #pragma GCC unroll 8
           for (size_t i = 0; i < 8; ++i)
-            byte |= uint64_t{contains(values[first + row + i])} << i;
-          word |= byte << row;
+            byte |= contained(word * 64 + row + i) << i;
+          found |= byte << row;
         }
-      else
-        for (size_t row = 0; row < rows; ++row)
-          word |= uint64_t{contains(values[first + row])} << row;
-      if (of.validity != nullptr) {
-        const uint64_t valid = of.validity[first / 64];
-        word = (word & valid) | (has_null_ ? ~valid & (~uint64_t{0} >> (64 - rows)) : 0);
+        out[word] = found;
       }
-      *out = word;
-    }
+      if (rows % 64 != 0)
+        out[rows / 64] = 0;
+      for (size_t row = rows / 64 * 64; row < rows; ++row)
+        out[rows / 64] |= contained(row) << (row % 64);
+    });
   };
   if (of.form == representation::codes)
     tested(of.codes());
   else
     tested(of.int64s());
+  if (of.validity == nullptr)
+    return;
+  for (size_t word = 0; word < words_of(of.rows); ++word) {
+    const uint64_t rows = ~uint64_t{0} >> (word < of.rows / 64 ? 0 : 64 - of.rows % 64);
+    out[word] = (out[word] & of.validity[word]) | (has_null_ ? ~of.validity[word] & rows : 0);
+  }
 }
 
 ordinal_ranges key_filter::ordinals() const {

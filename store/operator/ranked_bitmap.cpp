@@ -2,6 +2,8 @@
 
 #include <bit>
 
+#include "store/chunk/fast_loop.hpp"
+
 namespace store::exec {
 
 void ranked_bitmap::finish() {
@@ -12,32 +14,14 @@ void ranked_bitmap::finish() {
   }
 }
 
-[[gnu::always_inline]] inline void ranked_bitmap::rank(std::span<const uint64_t> set, std::span<uint32_t> out) const {
-  const entry *entries = entries_.data();
-  for (size_t i = 0; i < set.size(); ++i) {
-    const entry e = entries[set[i] / 32];
-    out[i] = e.before + static_cast<uint32_t>(std::popcount(e.bits & ((uint32_t{1} << (set[i] % 32)) - 1)));
-  }
-}
-
-#ifdef __x86_64__
-// Twice as fast.  The store is built for processors without the instruction too.
-[[gnu::target("popcnt")]] void ranked_bitmap::rank_by_instruction(std::span<const uint64_t> set,
-                                                                  std::span<uint32_t> out) const {
-  rank(set, out);
-}
-#endif
-
 std::span<const uint32_t> ranked_bitmap::ranks(std::span<const uint64_t> set, arena &memory) const {
   const std::span<uint32_t> out = memory.take<uint32_t>(set.size());
-#ifdef __x86_64__
-  static const bool counts_bits = __builtin_cpu_supports("popcnt") != 0;
-  if (counts_bits) {
-    rank_by_instruction(set, out);
-    return out;
-  }
-#endif
-  rank(set, out);
+  fast_loop([=, entries = entries_.data()] {
+    for (size_t i = 0; i < set.size(); ++i) {
+      const entry e = entries[set[i] / 32];
+      out[i] = e.before + static_cast<uint32_t>(std::popcount(e.bits & ((uint32_t{1} << (set[i] % 32)) - 1)));
+    }
+  });
   return out;
 }
 

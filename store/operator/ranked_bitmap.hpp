@@ -53,8 +53,6 @@ private:
   };
 
   std::span<const uint32_t> ranks(std::span<const uint64_t> set, arena &memory) const;
-  void rank(std::span<const uint64_t> set, std::span<uint32_t> out) const;
-  void rank_by_instruction(std::span<const uint64_t> set, std::span<uint32_t> out) const;
 
   uint64_t range_;
   uint32_t size_ = 0;
