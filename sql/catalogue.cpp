@@ -1,10 +1,7 @@
 #include "sql/catalogue.hpp"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <iostream>
@@ -40,10 +37,6 @@ std::string stem_of(const std::filesystem::path &path) {
 
 catalogue::catalogue(const vorn_ctx &library, choice_map encodings)
     : library_(library), encodings_(std::move(encodings)) {}
-catalogue::~catalogue() {
-  if (!copied_input_.empty())
-    std::filesystem::remove(copied_input_);
-}
 
 void catalogue::add_folder(const std::filesystem::path &folder) {
   if (!std::filesystem::is_directory(folder))
@@ -59,8 +52,10 @@ void catalogue::add_folder(const std::filesystem::path &folder) {
 
 void catalogue::add_files(const std::string &name, std::span<const std::filesystem::path> files) {
   const std::lock_guard lock(guard_);
-  if (known(name) != nullptr)
-    throw error(fmt::format("two tables have the name {}: {}", shortened(name), shortened(files.front().string())));
+  if (const entry *other = known(name))
+    throw error(fmt::format("two tables have the name {}: {}{}", shortened(name),
+                            other->files.empty() ? "" : shortened(other->files.front().string()) + " and ",
+                            shortened(files.front().string())));
   entries_[duckdb::lower_case(name)].files.assign(files.begin(), files.end());
 }
 
@@ -116,28 +111,23 @@ std::vector<std::string> catalogue::names() const {
 }
 
 // DuckDB reads a file several times, which standard input is not.
-std::filesystem::path catalogue::copied_input() {
-  if (!copied_input_.empty())
-    return copied_input_;
+const std::string &catalogue::copied_input() {
+  if (copied_input_)
+    return copied_input_->name();
   std::string first(4, '\0');
   std::cin.read(first.data(), static_cast<std::streamsize>(first.size()));
   first.resize(static_cast<size_t>(std::cin.gcount()));
-  std::string name = std::filesystem::temp_directory_path() / "vorn-input-XXXXXX";
   const std::string ending = first == "PAR1" ? ".parquet" : first.starts_with("\x1f\x8b") ? ".csv.gz" : ".csv";
-  name += ending;
-  const int opened = mkstemps(name.data(), static_cast<int>(ending.size()));
-  if (opened < 0)
-    throw error(fmt::format("cannot keep standard input: {}", std::strerror(errno)));
-  close(opened);
-  copied_input_ = name;
-  std::ofstream copy(name, std::ios::binary);
+  copied_input_.emplace((std::filesystem::temp_directory_path() / ("vorn-input-XXXXXX" + ending)).string(),
+                        static_cast<int>(ending.size()));
+  std::ofstream copy(copied_input_->name(), std::ios::binary);
   copy << first;
   if (std::cin.peek() != std::istream::traits_type::eof())
     copy << std::cin.rdbuf();
   copy.close();
-  if (!copy)
-    throw error(fmt::format("cannot keep standard input in {}", shortened(name)));
-  return copied_input_;
+  if (copied_input_->descriptor() == -1 || !copy)
+    throw error(fmt::format("cannot keep standard input in {}: {}", copied_input_->name(), std::strerror(errno)));
+  return copied_input_->name();
 }
 
 std::vector<std::filesystem::path> catalogue::files_of(const std::string &pattern) {
@@ -168,7 +158,7 @@ catalogue::entry &catalogue::opened(const std::string &name) {
     of->files = std::move(files);
   }
   if (!of->opened || (!of->files.empty() && of->states != states_of(of->files)))
-    open(name, *of);
+    open_files(name, *of);
   return *of;
 }
 
@@ -181,7 +171,7 @@ std::vector<catalogue::file_state> catalogue::states_of(std::span<const std::fil
   return out;
 }
 
-void catalogue::open(const std::string &name, entry &of) {
+void catalogue::open_files(const std::string &name, entry &of) {
   of.states = states_of(of.files);
   if (!std::any_of(of.files.begin(), of.files.end(), is_saved))
     of.source = std::make_shared<table_file>(reader_, of.files);
@@ -189,9 +179,28 @@ void catalogue::open(const std::string &name, entry &of) {
     of.source = std::make_shared<saved_table>(library_, of.files.front());
   else
     of.source = std::make_shared<saved_tables>(library_, of.files);
+  open(name, of);
+}
+
+void catalogue::open(const std::string &name, entry &of) {
   of.opened = std::make_shared<exec::table>(
       name, of.source->columns(), of.source->rows(),
       [this, name, source = of.source](size_t index) { return load(name, *source, index); });
+}
+
+void catalogue::add_call(const std::string &name, const std::string &call) {
+  const std::lock_guard lock(guard_);
+  entry added;
+  added.source = std::make_shared<table_file>(reader_, call);
+  open(name, added);
+  entries_.emplace(name, std::move(added));
+}
+
+void catalogue::require_unchanged() {
+  const std::lock_guard lock(guard_);
+  for (const auto &[name, of] : entries_)
+    if (of.source)
+      of.source->require_unchanged();
 }
 
 std::shared_ptr<exec::table> catalogue::find(const std::string &name) {

@@ -7,6 +7,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -15,6 +16,7 @@
 #include "store/encode/encoder.hpp"
 #include "store/encode/table_source.hpp"
 #include "store/operator/table.hpp"
+#include "store/saved/replaced_file.hpp"
 #include <vorn/vorn.h>
 
 namespace store::sql {
@@ -34,7 +36,6 @@ public:
   // without one is stored as it comes out best.  The library outlives this.
   explicit catalogue(const vorn_ctx &library, choice_map encodings = {});
   catalogue(const catalogue &) = delete;
-  ~catalogue();
 
   // Each .parquet, .csv, .tsv, .csv.gz and .vorn file of a folder is a table by its name without the ending.  Throws
   // store::error when there is no such folder, or when two files would have one name.
@@ -47,6 +48,8 @@ public:
   void put_file(const std::string &name, const std::filesystem::path &file);
   // Whether there was such a table.
   bool remove(const std::string &name);
+  // The rows of a call of one of DuckDB's table functions, such as "range(10)".  The name is not taken yet.
+  void add_call(const std::string &name, const std::string &call);
 
   // A table by its name or by the name of its file, or of several files as a pattern such as 'part-*.parquet'.
   // '/dev/stdin' is a CSV or Parquet file that comes on standard input, which is kept in a temporary file.  Throws
@@ -65,6 +68,9 @@ public:
   const table_source *source_of(const std::string &name);
   // The files of a table that are saved tables, in the order of its rows; empty for a table of other files or of none.
   std::vector<std::filesystem::path> saved_files_of(const std::string &name);
+
+  // Throws store::error where a file was written into that a table of it still reads.
+  void require_unchanged();
 
   const vorn_ctx &library() const { return library_; }
 
@@ -89,10 +95,11 @@ private:
   // A table that was added or found before; null without one.
   entry *known(const std::string &name);
   static std::vector<file_state> states_of(std::span<const std::filesystem::path> files);
-  void open(const std::string &name, entry &of);
+  void open_files(const std::string &name, entry &of);
   entry &opened(const std::string &name);
+  void open(const std::string &name, entry &of);
   std::vector<std::filesystem::path> files_of(const std::string &pattern);
-  std::filesystem::path copied_input();
+  const std::string &copied_input();
   std::shared_ptr<const column> load(const std::string &table, const table_source &source, size_t index);
 
   const vorn_ctx &library_;
@@ -101,7 +108,7 @@ private:
   duckdb::connection reader_;
   std::map<std::string, entry> entries_; // by names in lower case, and by names of files
   std::function<void(const load_progress &)> progress_;
-  std::filesystem::path copied_input_; // a file with what came on standard input; empty where nobody has read it
+  std::optional<saved::temporary_file> copied_input_; // what came on standard input
 };
 
 } // namespace store::sql

@@ -11,7 +11,13 @@ namespace store::duckdb {
 
 namespace {
 
-[[noreturn]] void fail(const char *message) { throw error(message != nullptr ? message : "DuckDB gave no reason"); }
+[[noreturn]] void fail(const char *message) {
+  std::string reason = message != nullptr ? message : "DuckDB gave no reason";
+  // A fault of DuckDB's own comes with a trace of its functions.
+  if (reason.starts_with("INTERNAL Error"))
+    reason.erase(std::min(reason.find('\n'), reason.size()));
+  throw error(reason);
+}
 
 std::string quoted(std::string_view text, char quote) {
   std::string out(1, quote);
@@ -68,6 +74,11 @@ result statement::stream() {
   if (duckdb_execute_prepared_streaming(handle_.get(), &out.owned_->handle) != duckdb_success)
     fail(duckdb_result_error(&out.owned_->handle));
   return out;
+}
+
+bool statement::is_query() const {
+  constexpr int select = 1; // of DuckDB's numbers of statements
+  return duckdb_prepared_statement_type(handle_.get()) == select;
 }
 
 std::vector<std::string> statement::names() const {

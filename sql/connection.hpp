@@ -106,6 +106,8 @@ public:
   // The same, but rows are made as they are fetched; the next query of the connection ends this.
   result stream();
 
+  // Whether it gives rows and changes nothing, as SELECT, FROM, VALUES and DESCRIBE.
+  bool is_query() const;
   // The names of the columns.
   std::vector<std::string> names() const;
   // The handle, for calls that this does not wrap.

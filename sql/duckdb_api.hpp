@@ -54,6 +54,7 @@ duckdb_state duckdb_query(duckdb_connection connection, const char *query, duckd
 const char *duckdb_result_error(duckdb_result *result);
 void duckdb_destroy_result(duckdb_result *result);
 duckdb_state duckdb_prepare(duckdb_connection connection, const char *query, duckdb_prepared_statement *out);
+int duckdb_prepared_statement_type(duckdb_prepared_statement statement);
 const char *duckdb_prepare_error(duckdb_prepared_statement statement);
 idx_t duckdb_prepared_statement_column_count(duckdb_prepared_statement statement);
 const char *duckdb_prepared_statement_column_name(duckdb_prepared_statement statement, idx_t column);

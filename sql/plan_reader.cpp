@@ -8,6 +8,7 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
+#include "store/error.hpp"
 #include "store/logical/sql.hpp"
 
 namespace store::sql {
@@ -57,6 +58,15 @@ expression column(size_t index, const sql_type &type) {
   expression out;
   out.what = operation::column;
   out.index = index;
+  out.type = type;
+  logical::write_sql(out);
+  return out;
+}
+
+expression constant(logical::scalar value, const sql_type &type) {
+  expression out;
+  out.what = operation::constant;
+  out.value = std::move(value);
   out.type = type;
   logical::write_sql(out);
   return out;
@@ -310,7 +320,7 @@ std::optional<uint32_t> first_location(const json &from) {
 
 [[noreturn]] void refuse(const json &from) {
   const std::string name = from.at("type").get<std::string>();
-  static constexpr std::array<std::pair<std::string_view, std::string_view>, 12> known{{
+  static constexpr std::array<std::pair<std::string_view, std::string_view>, 7> known{{
       {"LOGICAL_WINDOW", "window functions"},
       {"LOGICAL_RECURSIVE_CTE", "recursive queries"},
       {"LOGICAL_UNNEST", "lists that become rows"},
@@ -318,11 +328,6 @@ std::optional<uint32_t> first_location(const json &from) {
       {"LOGICAL_ASOF_JOIN", "ASOF joins"},
       {"LOGICAL_POSITIONAL_JOIN", "positional joins"},
       {"LOGICAL_PIVOT", "pivots"},
-      {"LOGICAL_INSERT", "statements that change tables"},
-      {"LOGICAL_UPDATE", "statements that change tables"},
-      {"LOGICAL_DELETE", "statements that change tables"},
-      {"LOGICAL_CREATE_TABLE", "statements that make tables"},
-      {"LOGICAL_COPY_TO_FILE", "statements that write files"},
   }};
   std::string function;
   if (const auto expressions = from.find("expressions");
@@ -632,8 +637,6 @@ aggregate plan_reader::read_aggregate_function(const json &from) const {
 }
 
 plan plan_reader::read_aggregate(const json &from) {
-  if (!from.value("grouping_functions", json::array()).empty())
-    throw missing_part{"functions of grouping sets", "grouping", {}};
   plan out = over(plan_kind::aggregate, read_child(from, 0));
   out.types.clear();
   out.groups = read_held(from.at("groups"));
@@ -647,20 +650,93 @@ plan plan_reader::read_aggregate(const json &from) {
     out.grouping_sets.push_back(set.get<std::vector<size_t>>());
   if (out.grouping_sets.size() == 1 && out.grouping_sets[0].size() == out.groups.size())
     out.grouping_sets.clear();
-  return out;
+  const auto functions = from.value("grouping_functions", std::vector<std::vector<size_t>>());
+  return functions.empty() ? std::move(out) : with_grouping_functions(std::move(out), functions);
+}
+
+// Each grouping set becomes an aggregate of its own, over rows that are kept, in which grouping(...) is a constant.
+plan plan_reader::with_grouping_functions(plan sets, const std::vector<std::vector<size_t>> &functions) {
+  const size_t kept = shared_++;
+  plan rows = std::move(sets.children[0]);
+  std::vector<std::vector<size_t>> groups_of_sets = std::move(sets.grouping_sets);
+  if (groups_of_sets.empty()) {
+    groups_of_sets.emplace_back(sets.groups.size());
+    std::iota(groups_of_sets[0].begin(), groups_of_sets[0].end(), size_t{0});
+  }
+  std::optional<plan> all;
+  for (const std::vector<size_t> &set : groups_of_sets) {
+    plan one = made(plan_kind::aggregate, {});
+    one.children.push_back(reference_to(kept, rows.types));
+    one.aggregates = sets.aggregates;
+    for (const size_t group : set) {
+      one.groups.push_back(sets.groups.at(group));
+      one.types.push_back(one.groups.back().type);
+    }
+    std::vector<expression> shown;
+    for (size_t group = 0; group < sets.groups.size(); ++group) {
+      const auto found = std::find(set.begin(), set.end(), group);
+      shown.push_back(found == set.end() ? constant(std::monostate(), sets.groups[group].type)
+                                         : column(static_cast<size_t>(found - set.begin()), sets.groups[group].type));
+    }
+    for (const aggregate &a : one.aggregates) {
+      shown.push_back(column(one.types.size(), a.type));
+      one.types.push_back(a.type);
+    }
+    // A bit for each argument, the last one the lowest: whether the set leaves the group out.
+    for (const std::vector<size_t> &arguments : functions) {
+      __int128 bits = 0;
+      for (const size_t group : arguments)
+        bits = bits << 1 | (std::find(set.begin(), set.end(), group) == set.end() ? 1 : 0);
+      shown.push_back(constant(bits, sql_type("BIGINT")));
+    }
+    one = projected(std::move(one), std::move(shown));
+    if (!all) {
+      all = std::move(one);
+      continue;
+    }
+    plan both = over(plan_kind::union_all, std::move(*all));
+    both.children.push_back(std::move(one));
+    all = std::move(both);
+  }
+  return sharing(kept, std::move(rows), std::move(*all));
 }
 
 plan plan_reader::read_distinct(const json &from) {
-  if (from.at("distinct_type") != "DISTINCT")
-    throw missing_part{"DISTINCT ON", "", first_location(from)};
-  return over(plan_kind::distinct, read_child(from, 0));
+  plan rows = read_child(from, 0);
+  if (from.at("distinct_type") == "DISTINCT")
+    return over(plan_kind::distinct, std::move(rows));
+  // DISTINCT ON: the first row of each group.
+  if (const auto order = from.find("order_by"); order != from.end() && !order->is_null())
+    rows = ordered(std::move(rows), order->at("orders"));
+  plan firsts = made(plan_kind::aggregate, {});
+  firsts.groups = read_held(from.at("distinct_targets"));
+  for (const expression &group : firsts.groups)
+    firsts.types.push_back(group.type);
+  std::vector<size_t> shown;
+  for (size_t c = 0; c < rows.types.size(); ++c) {
+    aggregate first;
+    first.what = aggregate_kind::first;
+    first.type = rows.types[c];
+    first.argument = column(c, rows.types[c]);
+    first.sql = fmt::format("first({})", first.argument->sql);
+    shown.push_back(firsts.types.size());
+    firsts.types.push_back(first.type);
+    firsts.aggregates.push_back(std::move(first));
+  }
+  firsts.children.push_back(std::move(rows));
+  return some_columns(std::move(firsts), shown);
+}
+
+plan plan_reader::ordered(plan rows, const json &orders) const {
+  plan out = over(plan_kind::order, std::move(rows));
+  for (const json &key : orders)
+    out.keys.push_back({expressions_.read_held(key.at("expression")), key.at("type") == "DESCENDING",
+                        key.at("null_order") == "NULLS FIRST"});
+  return out;
 }
 
 plan plan_reader::read_order(const json &from) {
-  plan out = over(plan_kind::order, read_child(from, 0));
-  for (const json &key : from.at("orders"))
-    out.keys.push_back({expressions_.read_held(key.at("expression")), key.at("type") == "DESCENDING",
-                        key.at("null_order") == "NULLS FIRST"});
+  plan out = ordered(read_child(from, 0), from.at("orders"));
   if (from.at("type") == "LOGICAL_TOP_N") {
     out.limit = from.at("limit").get<uint64_t>();
     out.offset = from.value("offset", uint64_t{0});
@@ -670,16 +746,22 @@ plan plan_reader::read_order(const json &from) {
 
 plan plan_reader::read_limit(const json &from) {
   plan out = over(plan_kind::limit, read_child(from, 0));
+  if (const json &first = from.at("limit_val"); first.at("type") == "CONSTANT_PERCENTAGE") {
+    out.percent = first.at("constant_percentage").get<double>();
+    if (!(*out.percent >= 0 && *out.percent <= 100))
+      throw error(fmt::format("a limit of {} % is not between 0 and 100", *out.percent));
+  }
   const auto bound = [&](const char *name) -> std::optional<uint64_t> {
     const json &value = from.at(name);
     const std::string kind = value.at("type").get<std::string>();
     if (kind == "UNSET")
       return std::nullopt;
     if (kind != "CONSTANT_VALUE")
-      throw missing_part{kind.ends_with("PERCENTAGE") ? "limits in percent" : "limits that are not constant", "", {}};
+      throw missing_part{"limits that are not constant", "", {}};
     return value.at("constant_integer").get<uint64_t>();
   };
-  out.limit = bound("limit_val");
+  if (!out.percent)
+    out.limit = bound("limit_val");
   out.offset = bound("offset_val").value_or(0);
   return out;
 }

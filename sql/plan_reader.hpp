@@ -43,8 +43,10 @@ private:
   logical::plan read_outer_columns();
   logical::plan read_cross_product(const nlohmann::json &from);
   logical::plan read_aggregate(const nlohmann::json &from);
+  logical::plan with_grouping_functions(logical::plan sets, const std::vector<std::vector<size_t>> &functions);
   logical::plan read_distinct(const nlohmann::json &from);
   logical::plan read_order(const nlohmann::json &from);
+  logical::plan ordered(logical::plan rows, const nlohmann::json &orders) const;
   logical::plan read_limit(const nlohmann::json &from);
   logical::plan read_union(const nlohmann::json &from);
   // INTERSECT and EXCEPT without ALL.

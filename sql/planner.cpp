@@ -67,6 +67,53 @@ std::optional<uint32_t> place_of_name(std::string_view text, std::string_view na
   return std::nullopt;
 }
 
+// A query in which calls of table functions are the names of tables.
+struct query_of_tables {
+  std::string text;
+  struct replaced {
+    size_t end;  // in the text
+    size_t more; // bytes than the call has
+  };
+  std::vector<replaced> calls;
+
+  // A place in the text as a place in the user's query.
+  uint32_t place_in_query(size_t at) const {
+    size_t more = 0;
+    for (const replaced &call : calls)
+      more = call.end <= at ? call.more : more;
+    return static_cast<uint32_t>(at - more);
+  }
+};
+
+// The end of a call that begins at a place of a text; nothing where there is none.
+std::optional<size_t> end_of_call(std::string_view text, size_t at) {
+  size_t depth = 0;
+  while (at < text.size()) {
+    const std::string_view token = text.substr(at, token_length(text.substr(at)));
+    at += token.size();
+    depth += token == "(" ? 1 : 0;
+    if (token == ")" && --depth == 0)
+      return at;
+    if (depth == 0 && token == ")")
+      break;
+  }
+  return std::nullopt;
+}
+
+// The calls of table functions in a syntax tree, by their places, and whether they have a name of their own.
+void add_calls(const json &tree, std::map<size_t, std::pair<std::string, bool>> &to) {
+  if (tree.is_object() && tree.value("type", json()) == "TABLE_FUNCTION") {
+    const json &function = tree.at("function");
+    if (function.value("class", "") == "FUNCTION" && tree.value("sample", json()).is_null() &&
+        tree.value("with_ordinality", "WITHOUT_ORDINALITY") == "WITHOUT_ORDINALITY")
+      to.emplace(function.at("query_location").get<size_t>(),
+                 std::pair(function.at("function_name").get<std::string>(), !tree.value("alias", "").empty()));
+  }
+  if (tree.is_structured())
+    for (const json &inside : tree)
+      add_calls(inside, to);
+}
+
 std::string message_of(const missing_part &part, std::string_view query) {
   std::string where = part.name;
   // DuckDB does not keep the places of all functions.
@@ -157,13 +204,14 @@ struct planner::state {
 
   duckdb_logical_type type_named(const std::string &name);
   logical::query plan(const std::string &query);
+  query_of_tables with_calls_as_tables(const std::string &query);
   json serialized(const std::string &query);
   // The optimisers for DuckDB's executor: values that it compresses, filters that it makes as it runs, the choice of
   // the side that a join builds, long IN lists as joins; and more ones.
   void disable_optimizers(std::string_view more) {
     database.query(fmt::format("SET disabled_optimizers = 'compressed_materialization,statistics_propagation,"
                                "late_materialization,join_filter_pushdown,column_lifetime,build_side_probe_side,"
-                               "in_clause{}'",
+                               "in_clause,top_n_window_elimination{}'",
                                more));
   }
   bool add_statistics(const logical::plan &of);
@@ -183,7 +231,8 @@ struct planner::state {
     std::string name; // as the query that made the view wrote it
     std::weak_ptr<exec::table> of;
   };
-  std::map<std::string, known_view> views; // by names in lower case
+  std::map<std::string, known_view> views;  // by names in lower case
+  std::map<std::string, std::string> calls; // the names of tables that are calls of table functions
   std::shared_future<std::set<std::string>> volatile_functions;
   const expression_reader expressions{
       [this](const std::string &name) { return volatile_functions.get().contains(name); },
@@ -223,6 +272,41 @@ void planner::state::add_view(const std::string &name) {
 void planner::state::add_views(const std::string &query) {
   for (const std::string &name : database.table_names(query))
     add_view(name);
+}
+
+// DuckDB's plan has no rows of a table function, and says nothing of read_csv.  So the rows of a call are a table.
+query_of_tables planner::state::with_calls_as_tables(const std::string &query) {
+  query_of_tables out;
+  const auto answer = database.query(fmt::format("SELECT json_serialize_sql({})", duckdb::quoted_text(query))).next();
+  std::map<size_t, std::pair<std::string, bool>> found;
+  add_calls(json::parse(with_quoted_numbers(std::string(answer->column(0).text(0)))), found);
+  size_t done = 0;
+  for (const auto &[begin, call] : found) {
+    const std::optional<size_t> end = begin < done ? std::nullopt : end_of_call(query, begin);
+    if (!end)
+      continue;
+    const std::string text = query.substr(begin, *end - begin);
+    auto known = calls.find(text);
+    if (known == calls.end()) {
+      std::string name = text;
+      while (views.contains(duckdb::lower_case(name)))
+        name += ' '; // a call that differs in nothing but the case of letters
+      try {
+        tables.add_call(name, text);
+      } catch (const error &) {
+        continue; // it depends on other tables, or has an error, which DuckDB reports
+      }
+      add_view(name);
+      known = calls.emplace(text, std::move(name)).first;
+    }
+    out.text.append(query, done, begin - done).append(duckdb::quoted_name(known->second));
+    if (!call.second)
+      out.text += " AS " + duckdb::quoted_name(call.first);
+    out.calls.push_back({out.text.size(), out.text.size() - *end});
+    done = *end;
+  }
+  out.text.append(query, done);
+  return out;
 }
 
 std::optional<logical::scalar> planner::state::value_of(const logical::expression &e) {
@@ -285,33 +369,42 @@ json planner::state::serialized(const std::string &query) {
           .next();
   const std::string_view text = answer->column(0).text(0);
   if (text.empty())
-    throw error("not executed: a constant of a type that DuckDB's plan cannot hold");
+    throw not_executed("not executed: a constant of a type that DuckDB's plan cannot hold");
   return json::parse(with_quoted_numbers(std::string(text)));
 }
 
 logical::query planner::state::plan(const std::string &query) {
   logical::query out;
+  const auto prepare = [&] {
+    const duckdb::statement prepared = database.prepare(query);
+    if (!prepared.is_query())
+      throw error("only queries are answered, such as SELECT, FROM, VALUES and DESCRIBE");
+    out.names = prepared.names();
+  };
   try {
-    out.names = database.prepare(query).names();
+    prepare();
   } catch (const error &) {
     // With all tables that there are, DuckDB suggests the right name of one.
     for (const std::string &name : tables.names())
       add_view(name);
-    out.names = database.prepare(query).names();
+    prepare();
   }
-  json plan = serialized(query);
+  const query_of_tables asked = with_calls_as_tables(query);
+  json plan = serialized(asked.text);
   // Where DuckDB 1.5 has dropped columns that a shared part does not need, it sometimes cannot make the plan.
   if (plan.value("error_type", "") == "internal") {
     disable_optimizers(",unused_columns");
-    plan = serialized(query);
+    plan = serialized(asked.text);
     disable_optimizers("");
   }
   if (plan.value("error", false))
-    throw error(fmt::format("not executed: {}", plan.value("error_message", "DuckDB gives no plan")));
+    throw not_executed(fmt::format("not executed: {}", plan.value("error_message", "DuckDB gives no plan")));
   try {
     out.root = plan_reader(expressions).read(plan.at("plans").at(0));
-  } catch (const missing_part &part) {
-    throw error(message_of(part, query));
+  } catch (missing_part &part) {
+    if (part.location)
+      part.location = asked.place_in_query(*part.location);
+    throw not_executed(message_of(part, query));
   } catch (const json::exception &e) {
     throw error(fmt::format("DuckDB's plan is of another form than that of version 1.5: {}", e.what()));
   }

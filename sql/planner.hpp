@@ -7,12 +7,18 @@
 #include <vector>
 
 #include "sql/catalogue.hpp"
+#include "store/error.hpp"
 #include "store/logical/plan.hpp"
 
 namespace store::sql {
 
 // The statements of a text, which end with ";".  Empty ones are left out.
 std::vector<std::string> statements(std::string_view text);
+
+// A query that DuckDB takes and that the store cannot execute.
+struct not_executed : error {
+  using error::error;
+};
 
 class planner {
 public:
@@ -23,8 +29,8 @@ public:
 
   // The plan of a query.  The columns that a query of several tables reads are loaded: how many different values they
   // have decides the order of joins.  Throws store::error: with DuckDB's message for a query that DuckDB does not take,
-  // of several lines where DuckDB shows the place; or with one line that names a part that has no operator, and its
-  // place.
+  // of several lines where DuckDB shows the place; or not_executed, with one line that names a part that has no
+  // operator, and its place.
   logical::query plan(const std::string &query);
 
 private:

@@ -49,6 +49,8 @@ std::string scan_of(std::span<const std::filesystem::path> paths) {
   for (const std::filesystem::path &path : paths) {
     if (!std::filesystem::exists(path))
       throw error(fmt::format("no such file: {}", shortened(path.string())));
+    if (!std::filesystem::is_regular_file(path)) // a pipe would be waited for
+      throw error(fmt::format("not a file: {}", shortened(path.string())));
     if (kind_of(path) == file_kind::other)
       throw error(fmt::format("neither a .parquet nor a .csv file: {}", shortened(path.string())));
     if (kind_of(path) != kind)
@@ -79,7 +81,7 @@ std::vector<column_info> columns_of(duckdb::connection &db, const std::string &s
 bool is_table_file(const std::filesystem::path &path) { return kind_of(path) != file_kind::other; }
 
 table_file::table_file(duckdb::connection &db, std::span<const std::filesystem::path> paths)
-    : database_(db), scan_(scan_of(paths)) {
+    : database_(db), scan_(scan_of(paths)), files_(paths.begin(), paths.end()), opened_(stamps()) {
   stem = paths.front().stem().string();
   infos = columns_of(db, scan_of(paths.first(1)));
   for (const std::filesystem::path &path : paths.subspan(1)) {
@@ -93,6 +95,23 @@ table_file::table_file(duckdb::connection &db, std::span<const std::filesystem::
   }
   if (kind_of(paths.front()) == file_kind::parquet)
     statistics_ = fmt::format("parquet_metadata({})", list_of(paths));
+  count_rows();
+}
+
+table_file::table_file(duckdb::connection &db, const std::string &call) : database_(db), scan_(call) {
+  stem = call;
+  infos = columns_of(db, scan_);
+  count_rows();
+}
+
+std::vector<saved::file_stamp> table_file::stamps() const {
+  std::vector<saved::file_stamp> out;
+  for (const std::filesystem::path &file : files_)
+    out.push_back(saved::file_stamp::of(file));
+  return out;
+}
+
+void table_file::count_rows() {
   row_count = static_cast<uint64_t>(
       database_.query(fmt::format("SELECT count(*) FROM {}", scan_)).next()->column(0).number<int64_t>(0));
 }
@@ -130,6 +149,11 @@ column table_file::load(const column_info &info, const encoding_choice &choice,
     progress(done += count);
     memory.rewind({});
   }
+  // DuckDB opens the files again for each column.
+  if (const std::vector<saved::file_stamp> now = stamps(); now != opened_)
+    for (size_t i = 0; i < now.size(); ++i)
+      if (now[i] != opened_[i])
+        throw error(fmt::format("{} has changed while it was read", shortened(files_[i].string())));
   return building.finish();
 }
 

@@ -1,4 +1,5 @@
-// Parquet or CSV files as a source of columns.  DuckDB reads it; one column at a time is in memory in plain form.
+// Parquet or CSV files, or a call of a table function, as a source of columns.  DuckDB reads them; one column at a time
+// is in memory in plain form.
 #pragma once
 
 #include <cstdint>
@@ -12,6 +13,7 @@
 
 #include "sql/connection.hpp"
 #include "store/encode/table_source.hpp"
+#include "store/saved/file_stamp.hpp"
 
 namespace store {
 
@@ -24,8 +26,11 @@ public:
   // cannot be read, and when their columns differ.  The connection outlives this.
   table_file(duckdb::connection &db, std::span<const std::filesystem::path> paths);
   table_file(duckdb::connection &db, const std::filesystem::path &path) : table_file(db, std::span(&path, 1)) {}
+  // The rows of a call such as "read_csv('x', header = true)" or "range(10)".  Throws store::error when DuckDB does not
+  // take it.
+  table_file(duckdb::connection &db, const std::string &call);
 
-  // The files as SQL names them after FROM.
+  // The files or the call as SQL names them after FROM.
   const std::string &sql() const { return scan_; }
 
   std::optional<uint64_t> compressed_bytes(const std::vector<std::string> &names) const override;
@@ -39,9 +44,14 @@ public:
               const std::function<void(uint64_t rows)> &progress) const override;
 
 private:
+  void count_rows();
+  std::vector<saved::file_stamp> stamps() const;
+
   duckdb::connection &database_;
   std::string scan_;
-  std::string statistics_; // the source of the bytes of columns in SQL; empty where there is none
+  std::vector<std::filesystem::path> files_;
+  std::vector<saved::file_stamp> opened_; // of the files
+  std::string statistics_;                // the source of the bytes of columns in SQL; empty where there is none
 };
 
 } // namespace store

@@ -62,8 +62,8 @@ void write_parquet(const std::filesystem::path &path, const exec::answer &rows) 
     const bool is_hugeint = type.held->kind == value_kind::wide && type.held->scale == 0;
     columns.push_back(is_hugeint ? name : fmt::format("{}::{} AS {}", name, type.name, name));
   }
-  database.query(fmt::format("COPY (SELECT {} FROM vorn_rows) TO {} (FORMAT parquet)", fmt::join(columns, ", "),
-                             duckdb::quoted_text(path.string())));
+  database.query(fmt::format("COPY (SELECT {} FROM vorn_rows) TO {} (FORMAT parquet, USE_TMP_FILE false)",
+                             fmt::join(columns, ", "), duckdb::quoted_text(path.string())));
 }
 
 } // namespace store::sql

@@ -73,6 +73,7 @@ public:
     running_ = rows_.get();
     // Metrics say how far the query is.
     exec::kept_rows rows = with_.run(*rows_, with_.kernels_in_force(), with_.progress().is_shown());
+    with_.tables().require_unchanged();
     return {planned_.names, exec::plain_layouts(rows_->columns()), std::move(rows)};
   }
 
@@ -101,6 +102,14 @@ std::string analyzed(session &with, const logical::query &planned) {
   const exec::relation_ptr measured = with.operators(planned);
   with.run(*measured, with.kernels_in_force(), true);
   return explained(*measured, observed.rows());
+}
+
+logical::query plan_of(session &with, const std::string &text) {
+  try {
+    return with.plan(text);
+  } catch (const sql::not_executed &e) {
+    throw error(fmt::format("{}; --engine duckdb may answer it", e.what()));
+  }
 }
 
 // A query as a line.
@@ -132,7 +141,7 @@ void answer_query(session &with, const options &chosen, const std::string &text,
     put_out(chosen, with.answer_by_duckdb(text));
     return;
   }
-  const logical::query planned = with.plan(text);
+  const logical::query planned = plan_of(with, text);
   if (chosen.explain == explaining::plan) {
     print(to_text(planned.root));
     return;

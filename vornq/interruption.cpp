@@ -1,6 +1,7 @@
 #include "vornq/interruption.hpp"
 
 #include <csignal>
+#include <string_view>
 
 #include <unistd.h>
 
@@ -12,19 +13,32 @@ namespace store {
 namespace {
 
 void end(int signal) {
-  saved::replaced_file::remove_unfinished();
+  saved::temporary_file::remove_all();
   progress_bar::wipe();
   _exit(128 + signal);
+}
+
+// Reading a mapped file behind its new end.
+void end_at_a_cut_file(int) {
+  saved::temporary_file::remove_all();
+  progress_bar::wipe();
+  constexpr std::string_view message = "vornq: a saved table was cut, or cannot be read, while a query read it\n";
+  [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, message.data(), message.size());
+  _exit(2);
 }
 
 } // namespace
 
 void end_cleanly_at_signals() {
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+  const auto set = [](int signal, void (*handler)(int)) {
     struct sigaction action {};
-    action.sa_handler = end;
+    action.sa_handler = handler;
     sigaction(signal, &action, nullptr);
-  }
+  };
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+    set(signal, end);
+  set(SIGBUS, end_at_a_cut_file);
+  set(SIGXFSZ, SIG_IGN); // a file that may not grow is an error of the call that writes
 }
 
 } // namespace store

@@ -8,8 +8,10 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <new>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <vector>
 
 #include <fmt/format.h>
@@ -40,6 +42,7 @@ void print_message(std::string_view message) {
       out += visible(line) + "\n";
     message.remove_prefix(std::min(end + 1, message.size()));
   }
+  std::fflush(stdout); // rows of earlier queries come first
   std::fputs(out.c_str(), stderr);
 }
 
@@ -117,6 +120,10 @@ int main(int argc, char **argv) {
     if (report.message.find("vxl check") == report.message.npos)
       return complain(report.what(), failed);
     return complain(fmt::format("self-check: kernels differ: {}", report.what()), differs);
+  } catch (const std::bad_alloc &) {
+    return complain("out of memory", failed);
+  } catch (const std::system_error &e) {
+    return complain(fmt::format("the system does not give what is needed, such as a thread: {}", e.what()), failed);
   } catch (const std::exception &e) {
     return complain(e.what(), failed);
   }

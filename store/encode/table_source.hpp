@@ -40,6 +40,9 @@ public:
   virtual column load(const column_info &info, const encoding_choice &choice,
                       const std::function<void(uint64_t rows)> &progress) const = 0;
 
+  // Throws store::error where columns lie in a file that was written into since it was opened.
+  virtual void require_unchanged() const {}
+
 protected:
   std::string stem;
   std::vector<column_info> infos;

@@ -26,7 +26,7 @@ enum class plan_kind {
   aggregate,       // `groups`, then `aggregates`
   distinct,        // rows without their repetitions
   order,           // by `keys`, then the first `limit` rows after `offset`
-  limit,           // `limit` rows after `offset`
+  limit,           // `limit` rows after `offset`, or `percent` of all rows
   union_all,       // the rows of both children
   shared,          // the first child is kept as `shared_index`, the second one may read it
   shared_reference // the rows that are kept as `shared_index`
@@ -84,6 +84,7 @@ struct plan {
   std::vector<aggregate> aggregates;
   std::vector<sort_key> keys;
   std::optional<uint64_t> limit;
+  std::optional<double> percent; // instead of `limit`
   uint64_t offset = 0;
   size_t shared_index = 0;
 };

@@ -53,6 +53,8 @@ std::string limit_text(const plan &of) {
   std::string out;
   if (of.limit)
     out += fmt::format(" limit {}", *of.limit);
+  if (of.percent)
+    out += fmt::format(" limit {} %", *of.percent);
   if (of.offset != 0)
     out += fmt::format(" offset {}", of.offset);
   return out;

@@ -19,7 +19,8 @@ namespace {
 class limit final : public relation {
 public:
   limit(const logical::plan &of, relation_ptr rows, column_mask needed)
-      : relation("limit"), rows_(std::move(rows)), needed_(std::move(needed)), limit_(of.limit), offset_(of.offset) {
+      : relation("limit"), rows_(std::move(rows)), needed_(std::move(needed)), limit_(of.limit), percent_(of.percent),
+        offset_(of.offset) {
     columns_ = rows_->columns();
   }
 
@@ -29,7 +30,9 @@ public:
   }
   std::vector<const relation *> children() const override { return {rows_.get()}; }
   std::string description() const override {
-    const std::string first = limit_ ? fmt::format("{} rows", *limit_) : "all rows";
+    const std::string first = percent_ ? fmt::format("{} % of the rows", *percent_)
+                              : limit_ ? fmt::format("{} rows", *limit_)
+                                       : "all rows";
     return offset_ == 0 ? first : fmt::format("{} after {}", first, offset_);
   }
   size_t morsels() const override { return kept_stream::morsels(kept_->rows()); }
@@ -62,13 +65,15 @@ private:
       begun += some;
       at_once = std::max(threads, 2 * at_once);
     }
-    if (offset_ == 0) {
+    if (percent_)
+      limit_ = static_cast<uint64_t>(*percent_ / 100 * static_cast<double>(found.rows()));
+    if (offset_ == 0 && !percent_) {
       kept_ = std::move(found);
       return;
     }
     kept_.emplace(columns_, needed_);
     const auto dropped = static_cast<size_t>(std::min<uint64_t>(offset_, found.rows()));
-    kept_->append(found, dropped, found.rows() - dropped);
+    kept_->append(found, dropped, std::min<uint64_t>(found.rows() - dropped, limit_.value_or(~uint64_t{0})));
   }
 
   void run_morsel(const query_run &run, std::unique_ptr<stream> &rows, size_t thread, size_t morsel, uint64_t missing,
@@ -99,7 +104,8 @@ private:
 
   relation_ptr rows_;
   column_mask needed_;
-  std::optional<uint64_t> limit_;
+  std::optional<uint64_t> limit_; // once all rows are known, where there are percent
+  std::optional<double> percent_;
   uint64_t offset_;
   std::optional<kept_rows> kept_;
 };

@@ -11,6 +11,7 @@
 #include <fmt/format.h>
 
 #include "store/error.hpp"
+#include "store/saved/file_stamp.hpp"
 
 namespace store::saved {
 
@@ -35,7 +36,11 @@ owned_bytes mapped_file(const std::filesystem::path &path) {
   if (memory == MAP_FAILED)
     fail();
   return {{static_cast<const uint8_t *>(memory), size},
-          {memory, [size](const void *mapped) { munmap(const_cast<void *>(mapped), size); }}};
+          {memory, [size](const void *mapped) { munmap(const_cast<void *>(mapped), size); }},
+          [file, closer, opened = file_stamp::of(status)] {
+            struct stat now = {};
+            return fstat(file, &now) != 0 || file_stamp::of(now) != opened;
+          }};
 }
 
 } // namespace store::saved

@@ -26,43 +26,72 @@ mode_t usual_mode() {
   return 0666 & ~withheld;
 }
 
-// The names of files that are not finished; null where there is none.
-std::array<std::atomic<const char *>, 8> unfinished;
+// The names of temporary files; null where there is none.
+std::array<std::atomic<const char *>, 8> temporaries;
 
-void replace_unfinished(const char *known, const char *other) {
-  for (std::atomic<const char *> &name : unfinished)
+void replace_temporary(const char *known, const char *other) {
+  for (std::atomic<const char *> &name : temporaries)
     if (const char *expected = known; name.compare_exchange_strong(expected, other))
       return;
 }
 
-} // namespace
-
-replaced_file::replaced_file(std::filesystem::path path) : path_(std::move(path)) {
-  // A device or a pipe would be replaced by a file of its name.
-  std::error_code unknown;
-  const std::filesystem::file_status there = std::filesystem::status(path_, unknown);
-  if (std::filesystem::exists(there) && !std::filesystem::is_regular_file(there))
-    throw error(fmt::format("cannot write {}: it is not a regular file", path_.string()));
-  std::string name = (path_.parent_path() / fmt::format(".{}.XXXXXX", path_.filename().string())).string();
-  file_ = mkostemp(name.data(), O_CLOEXEC);
-  if (file_ == -1)
-    fail();
-  written_ = std::move(name);
-  replace_unfinished(nullptr, written_.c_str());
+// What a symbolic link leads to, perhaps over others.
+std::filesystem::path behind_links(std::filesystem::path path) {
+  constexpr int most_links = 40; // as the system follows
+  for (int links = 0; links < most_links && std::filesystem::is_symlink(std::filesystem::symlink_status(path)); ++links)
+    path = path.parent_path() / std::filesystem::read_symlink(path);
+  return path;
 }
 
-replaced_file::~replaced_file() {
-  if (file_ != -1)
-    close(file_);
-  if (written_.empty())
-    return;
-  unlink(written_.c_str());
-  replace_unfinished(written_.c_str(), nullptr);
+std::string name_meanwhile(const std::filesystem::path &path) {
+  // A device or a pipe would be replaced by a file of its name.
+  std::error_code unknown;
+  const std::filesystem::file_status there = std::filesystem::status(path, unknown);
+  if (std::filesystem::exists(there) && !std::filesystem::is_regular_file(there))
+    throw error(fmt::format("cannot write {}: it is not a regular file", shortened(path.string())));
+  return (path.parent_path() / fmt::format(".{}.XXXXXX", path.filename().string())).string();
+}
+
+} // namespace
+
+// It is known before it is there, so that a signal in between finds it.
+temporary_file::temporary_file(std::string pattern, int ending) : name_(std::move(pattern)) {
+  replace_temporary(nullptr, name_.c_str());
+  file_ = mkostemps(name_.data(), ending, O_CLOEXEC);
+  is_there_ = file_ != -1;
+}
+
+temporary_file::~temporary_file() {
+  const int reason = errno;
+  close();
+  if (is_there_)
+    unlink(name_.c_str());
+  keep();
+  errno = reason;
+}
+
+bool temporary_file::close() { return file_ == -1 || ::close(std::exchange(file_, -1)) == 0; }
+
+void temporary_file::keep() {
+  replace_temporary(name_.c_str(), nullptr);
+  is_there_ = false;
+}
+
+void temporary_file::remove_all() {
+  for (const std::atomic<const char *> &name : temporaries)
+    if (const char *known = name)
+      unlink(known);
+}
+
+replaced_file::replaced_file(std::filesystem::path path)
+    : path_(behind_links(std::move(path))), written_(name_meanwhile(path_)) {
+  if (written_.descriptor() == -1)
+    fail();
 }
 
 void replaced_file::write(std::span<const uint8_t> bytes, uint64_t at) {
   while (!bytes.empty()) {
-    const ssize_t done = pwrite(file_, bytes.data(), bytes.size(), static_cast<off_t>(at));
+    const ssize_t done = pwrite(written_.descriptor(), bytes.data(), bytes.size(), static_cast<off_t>(at));
     if (done == -1 && errno == EINTR)
       continue;
     if (done == -1)
@@ -73,11 +102,16 @@ void replaced_file::write(std::span<const uint8_t> bytes, uint64_t at) {
 }
 
 void replaced_file::finish() {
-  if (fchmod(file_, usual_mode()) != 0 || fsync(file_) != 0 || close(std::exchange(file_, -1)) != 0 ||
-      rename(written_.c_str(), path_.c_str()) != 0)
+  struct stat replaced = {};
+  const int file = written_.descriptor();
+  if (stat(path_.c_str(), &replaced) != 0)
+    replaced.st_mode = usual_mode();
+  else if (fchown(file, replaced.st_uid, replaced.st_gid) != 0 && errno != EPERM) // only root gives files away
     fail();
-  replace_unfinished(written_.c_str(), nullptr);
-  written_.clear();
+  if (fchmod(file, replaced.st_mode & 07777) != 0 || fsync(file) != 0 || !written_.close() ||
+      rename(written_.name().c_str(), path_.c_str()) != 0)
+    fail();
+  written_.keep();
   // The name is on the disk when the folder is.
   const std::filesystem::path folder = path_.parent_path().empty() ? "." : path_.parent_path();
   const int opened = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
@@ -89,12 +123,6 @@ void replaced_file::finish() {
   errno = reason;
   if (!is_durable)
     fail();
-}
-
-void replaced_file::remove_unfinished() {
-  for (const std::atomic<const char *> &name : unfinished)
-    if (const char *known = name)
-      unlink(known);
 }
 
 void replaced_file::fail() const {

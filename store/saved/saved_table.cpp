@@ -24,7 +24,7 @@ namespace {
 
 owned_bytes copy_of(std::span<const uint8_t> bytes) {
   const auto copied = std::make_shared<vorn_host::aligned_vector<uint8_t>>(bytes.begin(), bytes.end());
-  return {*copied, copied};
+  return {*copied, copied, [] { return false; }};
 }
 
 template <class Record>
@@ -180,6 +180,11 @@ void saved_table::read_catalogue() {
 
 void saved_table::check_encoding(const column_info &info, const encoding_choice & /*choice*/) const {
   throw error(fmt::format("column '{}' is that of a saved table, which stays as it was encoded", shortened(info.name)));
+}
+
+void saved_table::require_unchanged() const {
+  if (file_.has_changed())
+    throw error(fmt::format("{} has changed while it was read", file_name_));
 }
 
 column saved_table::load(const column_info &info, const encoding_choice & /*choice*/,

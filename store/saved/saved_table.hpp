@@ -31,6 +31,8 @@ public:
   column load(const column_info &info, const encoding_choice &choice,
               const std::function<void(uint64_t rows)> &progress) const override;
 
+  void require_unchanged() const override;
+
 private:
   saved_table(const vorn_ctx &ctx, saved::owned_bytes file, const std::filesystem::path &path);
 

@@ -31,6 +31,11 @@ void saved_tables::check_encoding(const column_info &info, const encoding_choice
   store::check_encoding(info, choice);
 }
 
+void saved_tables::require_unchanged() const {
+  for (const std::unique_ptr<saved_table> &part : parts_)
+    part->require_unchanged();
+}
+
 column saved_tables::load(const column_info &info, const encoding_choice &choice,
                           const std::function<void(uint64_t)> &progress) const {
   std::vector<std::unique_ptr<exec::table>> tables;

@@ -24,6 +24,8 @@ public:
   column load(const column_info &info, const encoding_choice &choice,
               const std::function<void(uint64_t rows)> &progress) const override;
 
+  void require_unchanged() const override;
+
 private:
   const vorn_ctx &library_;
   std::vector<std::unique_ptr<saved_table>> parts_;

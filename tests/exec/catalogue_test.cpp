@@ -140,6 +140,11 @@ TEST_F(catalogue_test, answers_of_duckdb) {
   const std::string query = "SELECT c, count(a), max(b), {} FROM {} JOIN two USING (a) GROUP BY c ORDER BY c LIMIT 3";
   const std::vector<std::string> expected = {"x1|1|2|[1]", "x2|1|4|[2]", "x4|1|8|[4]"};
   using enum sql::duckdb_engine::storage;
+  // Bytes of which DuckDB finds none by the Bloom filter of a Parquet file.
+  copy("SELECT encode('\u00e9' || (i % 200)) AS b FROM range(5000) t(i)", "blobs.parquet");
+  EXPECT_THAT(
+      answer(fmt::format("SELECT count(*) FROM '{}' WHERE b = encode('\u00e9' || 7)", path("blobs.parquet")), files),
+      ElementsAre("25"));
   for (const auto form : {files, plain, compressed})
     for (const auto &[table, list] : {std::pair("one", "max(list)"), std::pair("ours", "[max(a)]")})
       EXPECT_EQ(answer(fmt::format(fmt::runtime(query), list, table), form), expected)

@@ -96,6 +96,7 @@ constexpr test_query all_queries[] = {
     {"SELECT upper(t), length(key), count(*) FROM one GROUP BY 1, 2"},
     {"SELECT flag, count(*) FILTER (WHERE n > 0), sum(n) FILTER (WHERE t = 'a') FROM one GROUP BY flag"},
     {"SELECT t, flag, count(*) FROM one GROUP BY ROLLUP (t, flag)"},
+    {"SELECT t, flag, grouping(t), grouping(flag, t), count(*), sum(n) FROM one GROUP BY CUBE (t, flag)"},
     {"SELECT count(DISTINCT t), count(DISTINCT odd), count(DISTINCT huge) FROM one"},
     {"SELECT DISTINCT t, flag FROM one"},
     {"SELECT DISTINCT n, price, code FROM one WHERE runs = 1"},
@@ -110,6 +111,8 @@ constexpr test_query all_queries[] = {
     {"SELECT day, moment, i FROM one ORDER BY day DESC, moment, i LIMIT 7"},
     {"SELECT i FROM one ORDER BY i LIMIT 0"},
     {"SELECT i FROM one ORDER BY i OFFSET 60"},
+    {"SELECT i FROM one ORDER BY i LIMIT 7.5% OFFSET 3"},
+    {"SELECT DISTINCT ON (t, flag) t, flag, n, d, i FROM one ORDER BY t, flag DESC, n DESC, d, i"},
     // Joins.
     {"SELECT u, count(*), sum(n), avg(w), sum(w) FROM one JOIN (SELECT k, u, w FROM other) ON key = k GROUP BY u",
      "de"},
@@ -145,6 +148,7 @@ constexpr test_query all_queries[] = {
      "b.c"},
     {"SELECT t, c FROM (SELECT t, count(*) AS c FROM one GROUP BY t) WHERE c > 5"},
     {"SELECT * FROM (VALUES (1, 'a'), (2, NULL)) v(x, y)"},
+    {"SELECT i, range, G.y FROM one JOIN range(3) ON runs = range.range, generate_series(1, (2)) AS g(y) WHERE i < 99"},
 };
 
 // Whether rows are equal in order: as they are read, without ORDER BY they may come in any.

@@ -73,6 +73,16 @@ TEST_F(saved_test, leaves_what_was_there_when_it_cannot_write) {
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path()), {}), 3) << "something is left";
 }
 
+TEST_F(saved_test, notices_a_change_of_its_file) {
+  const saved_table opened(ctx, std::filesystem::path(folder.path("t.vorn")));
+  sample.save(*sample.loaded("t.vorn"), "t.vorn"); // another file of this name
+  EXPECT_NO_THROW(opened.require_unchanged());
+  const saved_table again(ctx, std::filesystem::path(folder.path("t.vorn")));
+  EXPECT_NO_THROW(again.require_unchanged());
+  folder.write("t.vorn", whole.substr(1));
+  EXPECT_THROW(again.require_unchanged(), error);
+}
+
 TEST_F(saved_test, refuses_what_is_foreign_or_damaged) {
   for (const std::string foreign : {"", "PAR1", "a,b\n1,2\n", "\x93vorn\n\x1a", "\x93vorn\r\n\x1a"})
     EXPECT_EQ(content(foreign), "") << foreign;

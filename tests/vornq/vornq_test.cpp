@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -21,6 +22,7 @@
 #include "store/library/kernels.hpp"
 #include "tests/store/scratch_folder.hpp"
 #include "tests/support/implementation.hpp"
+#include "vornq/interruption.hpp"
 
 namespace {
 
@@ -262,6 +264,43 @@ TEST_F(vornq_test, ends_with_status_2_when_it_cannot_write) {
     }
 }
 
+TEST_F(vornq_test, leaves_the_place_and_the_rights_of_a_file_that_it_replaces) {
+  folder.write("old.csv", "old");
+  ASSERT_EQ(chmod(folder.path("old.csv").c_str(), 0640), 0);
+  std::filesystem::create_symlink("old.csv", folder.path("link.csv"));
+  std::filesystem::create_symlink("new.csv", folder.path("nowhere.csv"));
+  ASSERT_EQ(mkfifo(folder.path("pipe.csv").c_str(), 0600), 0);
+  for (const auto &[target, written] : {std::pair{"link.csv", "old.csv"}, {"nowhere.csv", "new.csv"}}) {
+    ASSERT_EQ(run({"select 1 as a", "--output", target}), 0) << err;
+    EXPECT_TRUE(std::filesystem::is_symlink(folder.path(target)));
+    EXPECT_EQ(folder.read(written), "a\n1\n");
+  }
+  using std::filesystem::perms;
+  EXPECT_EQ(std::filesystem::status(folder.path("old.csv")).permissions(),
+            perms::owner_read | perms::owner_write | perms::group_read);
+  EXPECT_EQ(run({"select 1 as a", "--output", "pipe.csv"}), 2);
+  EXPECT_EQ(err, "vornq: cannot write pipe.csv: it is not a regular file\n");
+}
+
+TEST_F(vornq_test, leaves_nothing_of_a_file_that_may_not_grow) {
+  make("long.parquet", "SELECT i * 7919 AS n FROM range(60000) t(i)");
+  for (const char *name : {"x.csv", "x.parquet", "x.arrow", "x.vorn"}) {
+    const std::string command =
+        fmt::format("ulimit -f 8; cd {} && {} \"select n * n from 'long.parquet'\" -o {} 2> err",
+                    in_shell(folder.path()), VORNQ, name);
+    const int ended = std::system(command.c_str());
+    EXPECT_TRUE(WIFEXITED(ended) && WEXITSTATUS(ended) == 2) << name << ended;
+    EXPECT_THAT(folder.read("err"), EndsWith("File too large\n"));
+    for (const auto &file : std::filesystem::directory_iterator(folder.path()))
+      EXPECT_THAT(file.path().filename().string(), Not(HasSubstr("x."))) << name;
+  }
+}
+
+TEST_F(vornq_test, ends_when_a_mapped_file_is_cut) {
+  EXPECT_EXIT((store::end_cleanly_at_signals(), std::raise(SIGBUS)), testing::ExitedWithCode(2),
+              "^vornq: a saved table was cut");
+}
+
 TEST_F(vornq_test, ends_with_what_was_gained) {
   make("gain.parquet", "SELECT i % 10 AS n FROM range(100000) t(i)");
   ASSERT_EQ(run({"gain.parquet", "select count(*) from gain where n = 5; select n from gain where n < 3", "--check",
@@ -375,6 +414,7 @@ TEST_F(vornq_test, shows_the_place_of_an_error) {
 TEST_F(vornq_test, ends_with_one_line_and_status_2_when_it_cannot_do_what_it_was_asked) {
   folder.write("broken.parquet", "not a table");
   folder.write("towns.txt", "town\nAdorf\n");
+  ASSERT_EQ(mkfifo(folder.path("pipe.csv").c_str(), 0600), 0);
   folder.write("lengths.csv", "short,long\na,nine char\nab,nine char\n");
   ASSERT_EQ(run({"towns.csv", "--save", "saved.vorn", "--encode", "town=dict"}), 0) << err;
   std::string bytes = folder.read("saved.vorn");
@@ -413,7 +453,9 @@ TEST_F(vornq_test, ends_with_one_line_and_status_2_when_it_cannot_do_what_it_was
       {{"towns.csv", "lengths.csv", "--save", "x.vorn"}, "--save takes one table"},
       {{"towns.csv", query, "--isa", "mmx"}, "unknown instruction set 'mmx'"},
       {{"towns.csv", "select row_number() over () from towns"}, "window"},
-      {{"towns.csv", "drop table towns"}, "drop"},
+      {{"towns.csv", "drop table towns"}, "only queries are answered"},
+      {{"towns.csv", "select median(people) from towns"}, "(median, line 1, column 8); --engine duckdb may answer it"},
+      {{"pipe.csv"}, "not a file: pipe.csv"},
       {{"towns.csv", "select sum(people::tinyint) from towns"}, "7000"},
   };
   for (const bad_call &call : calls) {
