@@ -18,7 +18,7 @@ namespace {
 using namespace vorn_fuzz;
 
 constexpr std::pair<const char *, void (*)(input &)> targets[] = {
-    {"arrow", arrow}, {"blocks", blocks}, {"csv", csv}, {"saved", saved}, {"values", values},
+    {"arrow", arrow}, {"blocks", blocks}, {"csv", csv}, {"plans", plans}, {"saved", saved}, {"values", values},
 };
 void (*chosen)(input &) = nullptr;
 
