@@ -19,16 +19,6 @@ namespace {
   throw error(reason);
 }
 
-std::string quoted(std::string_view text, char quote) {
-  std::string out(1, quote);
-  for (char c : text) {
-    if (c == quote)
-      out += quote;
-    out += c;
-  }
-  return out += quote;
-}
-
 } // namespace
 
 uint64_t chunk::rows() const { return duckdb_data_chunk_get_size(handle_.get()); }
@@ -165,8 +155,6 @@ std::vector<std::string> connection::table_names(const std::string &sql) {
 void connection::connection_closer::operator()(void *closed) const { duckdb_disconnect(&closed); }
 
 std::string version() { return duckdb_library_version(); }
-std::string quoted_name(std::string_view name) { return quoted(name, '"'); }
-std::string quoted_text(std::string_view text) { return quoted(text, '\''); }
 
 std::string lower_case(std::string_view name) {
   std::string out(name);

@@ -12,6 +12,8 @@
 #include <string_view>
 #include <vector>
 
+#include "store/logical/sql.hpp"
+
 namespace store::duckdb {
 
 // A text as DuckDB has it in a vector: its length, then its bytes or, when there are more than 12, four of them and a
@@ -159,9 +161,8 @@ private:
 // The version of the library, such as "v1.5.6".
 std::string version();
 
-// A name and a text as SQL writes them.
-std::string quoted_name(std::string_view name);
-std::string quoted_text(std::string_view text);
+using logical::quoted_name;
+using logical::quoted_text;
 
 // A name as SQL compares it.
 std::string lower_case(std::string_view name);

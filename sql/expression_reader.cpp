@@ -8,6 +8,7 @@
 #include <fmt/ranges.h>
 #include <nlohmann/json.hpp>
 
+#include "store/error.hpp"
 #include "store/logical/sql.hpp"
 
 namespace store::sql {
@@ -282,6 +283,8 @@ expression expression_reader::parsed_operator(const json &from) const {
       {"COMPARE_IN", operation::in},
       {"COMPARE_NOT_IN", operation::not_in},
   }};
+  if (children.empty())
+    throw error("DuckDB's plan has an operator of nothing");
   for (const auto &[name, what] : known)
     if (name == kind)
       return made(what, "BOOLEAN", std::move(children));

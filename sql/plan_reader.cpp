@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <numeric>
+#include <stdexcept>
 #include <string_view>
 
 #include <fmt/format.h>
@@ -98,7 +99,7 @@ plan some_columns(plan rows, const std::vector<size_t> &kept) {
   std::vector<expression> columns;
   columns.reserve(kept.size());
   for (size_t index : kept)
-    columns.push_back(column(index, rows.types[index]));
+    columns.push_back(column(index, rows.types.at(index)));
   return projected(std::move(rows), std::move(columns));
 }
 
@@ -140,23 +141,6 @@ expression all_of(std::vector<expression> parts) {
   logical::write_sql(out);
   return out;
 }
-
-operation mirrored(operation comparison) {
-  switch (comparison) {
-  case operation::less:
-    return operation::greater;
-  case operation::less_equal:
-    return operation::greater_equal;
-  case operation::greater:
-    return operation::less;
-  case operation::greater_equal:
-    return operation::less_equal;
-  default:
-    return comparison;
-  }
-}
-
-bool is_comparison(operation what) { return what >= operation::equal && what <= operation::not_distinct_from; }
 
 // Whether an expression reads columns, and all of them in a range.
 bool reads_only(const expression &e, size_t first, size_t last) {
@@ -344,7 +328,103 @@ std::optional<uint32_t> first_location(const json &from) {
   throw missing_part{"operators of the kind " + words(name), "", first_location(from)};
 }
 
+void require(bool holds) {
+  if (!holds)
+    throw error("DuckDB's plan contradicts itself");
+}
+
+void require_columns(const expression &e, size_t columns) {
+  logical::for_each_column(e, [&](size_t index) { require(index < columns); });
+}
+
+// Every column that a plan names is there.
+void check(const plan &of) {
+  for (const plan &child : of.children)
+    check(child);
+  const size_t below = of.children.empty() ? 0 : of.children[0].types.size();
+  for (const expression &e : of.expressions)
+    require_columns(e, below);
+  for (const expression &e : of.groups)
+    require_columns(e, below);
+  for (const std::vector<size_t> &set : of.grouping_sets)
+    for (const size_t group : set)
+      require(group < of.groups.size());
+  for (const aggregate &a : of.aggregates) {
+    require(a.argument.has_value() != (a.what == aggregate_kind::count_rows));
+    for (const std::optional<expression> *e : {&a.argument, &a.condition})
+      if (*e)
+        require_columns(**e, below);
+  }
+  for (const logical::sort_key &key : of.keys)
+    require_columns(key.by, below);
+  for (const std::vector<expression> &row : of.rows) {
+    require(row.size() == of.types.size());
+    for (const expression &e : row)
+      require_columns(e, 0);
+  }
+  if (of.what == plan_kind::union_all)
+    require(of.children[1].types.size() == below);
+  if (of.what != plan_kind::join)
+    return;
+  const size_t right = of.children[1].types.size();
+  for (const join_condition &condition : of.conditions) {
+    require_columns(condition.left, below);
+    require_columns(condition.right, right);
+  }
+  if (of.residual)
+    require_columns(*of.residual, below + right);
+}
+
+// JSON has no words for these numbers.
+std::string with_quoted_numbers(const std::string &text) {
+  std::string out;
+  out.reserve(text.size());
+  bool is_text = false;
+  for (size_t i = 0; i < text.size(); ++i) {
+    if (!is_text)
+      for (std::string_view word : {"NaN", "-Infinity", "Infinity"})
+        if (text.compare(i, word.size(), word) == 0) {
+          out += '"' + std::string(word) + '"';
+          i += word.size();
+        }
+    out += text[i];
+    if (text[i] == '"')
+      is_text = !is_text;
+    else if (text[i] == '\\')
+      out += text[++i];
+  }
+  return out;
+}
+
 } // namespace
+
+json parsed_json(const std::string &text) {
+  constexpr int deepest = 3000; // which no query reaches, and a stack holds
+  try {
+    return json::parse(with_quoted_numbers(text), [](int depth, json::parse_event_t, const json &) {
+      if (depth > deepest)
+        throw error("a query of too many nested parts");
+      return true;
+    });
+  } catch (const json::exception &e) {
+    throw error(fmt::format("DuckDB gives no JSON: {}", e.what()));
+  }
+}
+
+plan plan_reader::read_whole(const json &from) {
+  const auto is_foreign = [](const std::exception &e) {
+    return error(fmt::format("DuckDB's plan is of another form than that of version 1.5: {}", e.what()));
+  };
+  try {
+    plan out = read(from.at("plans").at(0));
+    check(out);
+    return out;
+  } catch (const json::exception &e) {
+    throw is_foreign(e);
+  } catch (const std::logic_error &e) { // a text that is no number, a place that is not there
+    throw is_foreign(e);
+  }
+}
 
 plan plan_reader::read(const json &from) {
   const std::string name = from.at("type").get<std::string>();
@@ -564,6 +644,7 @@ plan plan_reader::read_correlated_join(const json &from) {
 }
 
 plan plan_reader::read_outer_columns() {
+  require(!around_.empty());
   const outer_columns &of = around_.back();
   return over(plan_kind::distinct, projected(reference_to(of.kept, of.types), of.read));
 }
@@ -784,6 +865,7 @@ plan plan_reader::read_set_operation(const json &from, join_kind kind) {
   plan right = read_child(from, 1);
   plan out = made(plan_kind::join, left.types);
   out.join = kind;
+  require(left.types.size() == right.types.size());
   for (size_t i = 0; i < left.types.size(); ++i)
     out.conditions.push_back({column(i, left.types[i]), operation::not_distinct_from, column(i, right.types[i])});
   out.children.push_back(std::move(left));

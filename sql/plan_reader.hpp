@@ -13,16 +13,22 @@
 
 namespace store::sql {
 
+// JSON of DuckDB, in which NaN and infinity are words.  Throws store::error.
+nlohmann::json parsed_json(const std::string &text);
+
 // Reads one plan.  Subqueries that refer to the query around them are lowered to operators that anybody has: the rows
 // of the query around are kept, and the subquery reads their distinct values.
 class plan_reader {
 public:
   explicit plan_reader(const expression_reader &expressions) : expressions_(expressions) {}
 
-  // Throws missing_part.
-  logical::plan read(const nlohmann::json &from);
+  // What json_serialize_plan gives.  Throws missing_part, and store::error with one line where it is no such plan,
+  // whatever it is.
+  logical::plan read_whole(const nlohmann::json &from);
 
 private:
+  logical::plan read(const nlohmann::json &from);
+
   using columns = std::vector<logical::sql_type>;
   // Columns of the query around a subquery, which is kept.
   struct outer_columns {

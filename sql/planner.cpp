@@ -24,27 +24,6 @@ namespace {
 
 using nlohmann::json;
 
-// JSON has no words for these numbers.
-std::string with_quoted_numbers(const std::string &text) {
-  std::string out;
-  out.reserve(text.size());
-  bool is_text = false;
-  for (size_t i = 0; i < text.size(); ++i) {
-    if (!is_text)
-      for (std::string_view word : {"NaN", "-Infinity", "Infinity"})
-        if (text.compare(i, word.size(), word) == 0) {
-          out += '"' + std::string(word) + '"';
-          i += word.size();
-        }
-    out += text[i];
-    if (text[i] == '"')
-      is_text = !is_text;
-    else if (text[i] == '\\')
-      out += text[++i];
-  }
-  return out;
-}
-
 // "line 2, column 5" of a place in a text.
 std::string place(std::string_view text, uint32_t at) {
   const std::string_view before = text.substr(0, std::min<size_t>(at, text.size()));
@@ -279,7 +258,7 @@ query_of_tables planner::state::with_calls_as_tables(const std::string &query) {
   query_of_tables out;
   const auto answer = database.query(fmt::format("SELECT json_serialize_sql({})", duckdb::quoted_text(query))).next();
   std::map<size_t, std::pair<std::string, bool>> found;
-  add_calls(json::parse(with_quoted_numbers(std::string(answer->column(0).text(0)))), found);
+  add_calls(parsed_json(std::string(answer->column(0).text(0))), found);
   size_t done = 0;
   for (const auto &[begin, call] : found) {
     const std::optional<size_t> end = begin < done ? std::nullopt : end_of_call(query, begin);
@@ -370,7 +349,7 @@ json planner::state::serialized(const std::string &query) {
   const std::string_view text = answer->column(0).text(0);
   if (text.empty())
     throw not_executed("not executed: a constant of a type that DuckDB's plan cannot hold");
-  return json::parse(with_quoted_numbers(std::string(text)));
+  return parsed_json(std::string(text));
 }
 
 logical::query planner::state::plan(const std::string &query) {
@@ -400,13 +379,11 @@ logical::query planner::state::plan(const std::string &query) {
   if (plan.value("error", false))
     throw not_executed(fmt::format("not executed: {}", plan.value("error_message", "DuckDB gives no plan")));
   try {
-    out.root = plan_reader(expressions).read(plan.at("plans").at(0));
+    out.root = plan_reader(expressions).read_whole(plan);
   } catch (missing_part &part) {
     if (part.location)
       part.location = asked.place_in_query(*part.location);
     throw not_executed(message_of(part, query));
-  } catch (const json::exception &e) {
-    throw error(fmt::format("DuckDB's plan is of another form than that of version 1.5: {}", e.what()));
   }
   return out;
 }

@@ -9,6 +9,7 @@
 
 #include "store/chunk/cells.hpp"
 #include "store/error.hpp"
+#include "store/logical/sql.hpp"
 #include "store/value/column_names.hpp"
 #include "vornq/text_table.hpp"
 
@@ -17,16 +18,6 @@ namespace store {
 namespace {
 
 bool is_control(char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; }
-
-std::string quoted(std::string_view text, char quote) {
-  std::string out(1, quote);
-  for (char c : text) {
-    if (c == quote)
-      out += quote;
-    out += c;
-  }
-  return out += quote;
-}
 
 bool is_null(const cell &c) { return std::holds_alternative<std::monostate>(c); }
 
@@ -46,12 +37,12 @@ std::string shown_text(const cell &c, const column_type &type) {
   const std::string_view *text = text_of(c, type);
   if (text == nullptr)
     return written(c, type);
-  return text->empty() || alike(*text, "NULL") ? quoted(*text, '\'') : std::string(*text);
+  return text->empty() || alike(*text, "NULL") ? fmt::format("'{}'", *text) : std::string(*text);
 }
 
 void append_csv_text(std::string &out, std::string_view text) {
   if (text.empty() || text.front() == ' ' || text.back() == ' ' || text.find_first_of(",\"\n\r#") != text.npos)
-    out += quoted(text, '"');
+    out += logical::quoted_name(text);
   else
     out += text;
 }

@@ -23,6 +23,7 @@ inline bool seldom(input &from) { return from.ConsumeIntegral<uint8_t>() >= 240;
 void arrow(input &from);
 void blocks(input &from);
 void csv(input &from);
+void plans(input &from);
 void saved(input &from);
 void values(input &from);
 

@@ -159,8 +159,6 @@ bool has_loops(std::string_view function) {
   return std::find(std::begin(names), std::end(names), function) != std::end(names);
 }
 
-bool is_comparison(operation what) { return what >= operation::equal && what <= operation::not_distinct_from; }
-
 // The only column that an expression reads.
 std::optional<size_t> only_column(const expression &what) {
   std::optional<size_t> only;

@@ -221,21 +221,6 @@ private:
   std::vector<uint32_t> ranks_;
 };
 
-operation with_sides_changed(operation what) {
-  switch (what) {
-  case operation::less:
-    return operation::greater;
-  case operation::less_equal:
-    return operation::greater_equal;
-  case operation::greater:
-    return operation::less;
-  case operation::greater_equal:
-    return operation::less_equal;
-  default:
-    return what;
-  }
-}
-
 // The order of the value of a cell to a value of its type that is not NULL.
 int order_of(const cell &entry, value_kind kind, const scalar &value) {
   const auto ordered = [](const auto &a, const auto &b) { return a < b ? -1 : b < a ? 1 : 0; };
@@ -269,7 +254,7 @@ uint32_t first_code(const layout &of, const scalar &value, bool after) {
 
 node_ptr make_comparison(operation what, node_ptr left, node_ptr right, double estimated_rows) {
   if (left->constant() != nullptr && right->constant() == nullptr)
-    return make_comparison(with_sides_changed(what), std::move(right), std::move(left), estimated_rows);
+    return make_comparison(mirrored(what), std::move(right), std::move(left), estimated_rows);
   if (const scalar *value = right->constant();
       value != nullptr && !is_null(*value) && left->result().form == representation::codes)
     return std::make_shared<code_range_node>(what, left, *value);

@@ -48,6 +48,24 @@ enum class operation {
   function   // `name` with children as arguments; operators are functions of their sign, such as "+"
 };
 
+inline bool is_comparison(operation what) { return what >= operation::equal && what <= operation::not_distinct_from; }
+
+// The comparison that says the same of the right side and the left one.
+constexpr operation mirrored(operation comparison) {
+  switch (comparison) {
+  case operation::less:
+    return operation::greater;
+  case operation::less_equal:
+    return operation::greater_equal;
+  case operation::greater:
+    return operation::less;
+  case operation::greater_equal:
+    return operation::less_equal;
+  default:
+    return comparison;
+  }
+}
+
 struct expression {
   operation what = operation::constant;
   sql_type type;

@@ -63,23 +63,6 @@ std::optional<value_order> order_to(const expression &constant, const column_typ
   };
 }
 
-operation flipped(operation comparison) {
-  switch (comparison) {
-  case operation::less:
-    return operation::greater;
-  case operation::less_equal:
-    return operation::greater_equal;
-  case operation::greater:
-    return operation::less;
-  case operation::greater_equal:
-    return operation::less_equal;
-  default:
-    return comparison;
-  }
-}
-
-bool is_comparison(operation what) { return what >= operation::equal && what <= operation::not_distinct_from; }
-
 ordinal_ranges equal_to(const column::place &found) {
   return found.found() ? ordinal_ranges(found.first, found.last) : ordinal_ranges();
 }
@@ -232,7 +215,7 @@ private:
       if (is_column(e.children[0]) && is_constant(e.children[1]))
         return compared(e.what, e.children[1], on);
       if (is_constant(e.children[0]) && is_column(e.children[1]))
-        return compared(flipped(e.what), e.children[0], on);
+        return compared(mirrored(e.what), e.children[0], on);
     }
     if ((e.what == operation::in || e.what == operation::not_in) && is_column(e.children.front()) &&
         std::all_of(e.children.begin() + 1, e.children.end(), is_constant))
