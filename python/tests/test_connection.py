@@ -1,9 +1,11 @@
 """Connections: tables and files, errors, Ctrl-C, threads, processes."""
 
-import _thread
+import contextlib
+import ctypes
 import multiprocessing
 import os
 import pickle
+import signal
 import subprocess
 import sys
 import threading
@@ -58,7 +60,7 @@ def test_errors_are_those_of_the_database_api(db: vorn.Connection, tmp_path: Pat
         with pytest.raises(kind, match=message) as raised:
             db.sql(query).fetchall()
         assert raised.value.sqlstate == state
-        assert raised.value.details == [(b"vorn.query", query.encode())]
+        assert [value for _, value in raised.value.details] == [query.encode()]
     with pytest.raises(vorn.ProgrammingError, match="no such folder"):
         vorn.connect(tmp_path / "lost")
     with pytest.raises(vorn.DataError, match="nested"):
@@ -103,7 +105,7 @@ def test_closed_pickled_and_forked_connections_say_so(flights: Path) -> None:
 
 
 def test_ctrl_c_stops_a_query(db: vorn.Connection, flights: Path) -> None:
-    timer = threading.Timer(1, _thread.interrupt_main)
+    timer = threading.Timer(1, os.kill, (os.getpid(), signal.SIGINT))
     timer.start()
     began = time.monotonic()
     with pytest.raises((KeyboardInterrupt, vorn.OperationalError)):
@@ -114,15 +116,14 @@ def test_ctrl_c_stops_a_query(db: vorn.Connection, flights: Path) -> None:
 
 
 def test_a_thread_that_is_killed_leaves_the_connection_whole(db: vorn.Connection) -> None:
-    import ctypes
-
     db.register("t", {"a": list(range(100_000))})
     rows = 0
 
     def reads_for_ever() -> None:
         nonlocal rows
-        while True:
-            rows += len(db.sql("select a from t where a % 3 = 0").fetchall())
+        with contextlib.suppress(SystemExit):
+            while True:
+                rows += len(db.sql("select a from t where a % 3 = 0").fetchall())
 
     thread = threading.Thread(target=reads_for_ever)
     thread.start()

@@ -178,7 +178,8 @@ def test_parameters_and_results(db: vorn.Connection, flights: Path) -> None:
 
 def test_metadata_is_valid_arrow(db: vorn.Connection) -> None:
     db.register("t", {"a": [1, 1, None], "t": ["x", "y", "z"]})
-    connection = db.cursor().connection
+    with db.cursor() as cursor:
+        connection = cursor.connection
     assert connection.adbc_get_info()["vendor_name"] == "vorn"
     objects = connection.adbc_get_objects().read_all()
     objects.validate(full=True)
