@@ -40,8 +40,8 @@ inline void copy_bytes(uint8_t *dst, const uint8_t *src, uint32_t size) {
 // Copies a value to a place with bytes up to `end` that will be written later.  A short value is copied as 16 bytes,
 // since its size is not predictable.  The bytes after it lie in a page of the value, and what they hold has no effect.
 // They may belong to others, so the address sanitizer must not look.
-[[gnu::no_sanitize_address]] inline void copy_value(uint8_t *dst, const uint8_t *end, const uint8_t *src,
-                                                    uint32_t size) {
+__attribute__((no_sanitize("address"))) inline void copy_value(uint8_t *dst, const uint8_t *end, const uint8_t *src,
+                                                               uint32_t size) {
   constexpr uint32_t wide = 16, page = 4096;
   if (size - 1 < wide && end - dst >= wide && reinterpret_cast<uintptr_t>(src) % page <= page - wide) {
     typedef uint8_t bytes [[gnu::vector_size(wide)]];

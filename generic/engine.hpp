@@ -1,6 +1,6 @@
-// The loops that a level may replace: row scans, unpacking of codes, bursts of runs, and combinations of words.  A
-// level with an engine has a header that defines the same names.  The build passes the path of that header in
-// VORN_ENGINE.
+// The loops that a level may replace: row scans, unpacking of codes, bursts of runs, combinations of words, and
+// look-ups in tables and bit maps.  A level with an engine has a header that defines the same names.  The build passes
+// the path of that header in VORN_ENGINE.
 #pragma once
 
 #ifdef VORN_ENGINE
@@ -11,6 +11,8 @@
   #include "generic/bitvec/iterate.hpp"
   #include "generic/decode/burst.hpp"
   #include "generic/decode/code_steps.hpp"
+  #include "generic/expr/translate.hpp"
+  #include "generic/join/bloom.hpp"
   #include "generic/scan/dict.hpp"
   #include "generic/scan/dynp.hpp"
   #include "generic/scan/fixed.hpp"
@@ -35,6 +37,10 @@ using run_loop = single_runs;
 // Combinations of bit vectors, and lists of the positions of their ones.
 using bitvec_loops = single_words;
 using ones_loop = single_bits;
+
+// Look-ups of keys in tables, and of hash values in bit maps.
+using key_loop = expr::single_keys;
+using bloom_loop = join::single_tests;
 
 } // namespace vorn::inline VORN_LEVEL::engine
 

@@ -22,16 +22,22 @@ inline uint64_t bits_of(const uint8_t (&bytes)[test_block]) {
 }
 
 // test(passes, count, row) stores a 1 in passes[i] when row i passes and a 0 when it does not, for `count` rows; row(i)
-// is the number of row i.
-template <class Test>
-inline uint32_t test_rows(vorn_cv &res, uint32_t nrows, vorn_aux &aux, const operation &reported, Test test) {
+// is the number of row i.  test_word(first, bits) may test the 64 rows from `first` on at once.  It returns false when
+// it does not.
+template <class Test, class TestWord>
+inline uint32_t test_rows(vorn_cv &res, uint32_t nrows, vorn_aux &aux, const operation &reported, Test test,
+                          TestWord test_word) {
   match_summary passed;
   if (aux.vorn_aux_filter_bv == nullptr) {
     for (uint32_t first = aux.vorn_aux_start_row; first < nrows;) {
       const uint32_t count = std::min(nrows - first, test_block - first % test_block);
-      uint8_t passes[test_block] = {};
-      test(passes, count, [=](uint32_t i) { return uint64_t{first} + i; });
-      passed.add_word(res.vorn_cv_bv, first / 64, bits_of(passes) << first % 64);
+      uint64_t bits;
+      if (count != test_block || !test_word(first, bits)) {
+        uint8_t passes[test_block] = {};
+        test(passes, count, [=](uint32_t i) { return uint64_t{first} + i; });
+        bits = bits_of(passes);
+      }
+      passed.add_word(res.vorn_cv_bv, first / 64, bits << first % 64);
       first += count;
     }
   } else {

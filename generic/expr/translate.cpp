@@ -1,6 +1,8 @@
 // The translate kernels: kinds of tables by widths of entries, with and without stored entries, and the kernels of
 // group keys.
 #include "generic/expr/translate.hpp"
+
+#include "generic/engine.hpp"
 #include "generic/families.hpp"
 
 VORN_KERNELS_BEGIN
@@ -8,7 +10,7 @@ VORN_KERNELS_BEGIN
 #define VORN_DEFINE_XLATE(name, OP, ENC, code, c2d, kind, width)                                                       \
   uint32_t name(vorn_cv *res, vorn_cv *src, const vorn_cv *tbl, vorn_aux *aux) {                                       \
     using namespace vorn::expr;                                                                                        \
-    return translate<single_keys, width##_entries, c2d>(table_kind::kind, *res, *src, *tbl, *aux);                     \
+    return translate<vorn::engine::key_loop, width##_entries, c2d>(table_kind::kind, *res, *src, *tbl, *aux);          \
   }
 VORN_XLATE_KERNELS(VORN_DEFINE_XLATE)
 

@@ -10,10 +10,12 @@ namespace vorn::inline VORN_LEVEL::expr {
 
 // The widths of an entry: how entry i of a table is read and written.  An entry of all ones is a miss.
 struct bit_entries {
+  static constexpr unsigned bits = 1;
   static constexpr uint32_t miss = 1;
   static uint32_t get(const uint8_t *table, uint64_t i) { return table[i / 8] >> i % 8 & 1U; }
 };
 struct nib_entries {
+  static constexpr unsigned bits = 4;
   static constexpr uint32_t miss = 0xf;
   static uint32_t get(const uint8_t *table, uint64_t i) { return table[i / 2] >> i % 2 * 4 & 0xfU; }
   static void put(uint8_t *table, uint64_t i, uint32_t entry) {
@@ -23,6 +25,7 @@ struct nib_entries {
 };
 template <class Element>
 struct whole_entries {
+  static constexpr unsigned bits = 8 * sizeof(Element);
   static constexpr uint32_t miss = static_cast<Element>(-1);
   static uint32_t get(const uint8_t *table, uint64_t i) { return load<Element>(table, i); }
   static void put(uint8_t *table, uint64_t i, uint32_t entry) {
@@ -56,6 +59,12 @@ struct single_keys {
         entries[i] = Entries::get(flat, keys[i] - base);
     }
   }
+
+  // Looks up the 64 keys of whole rows, if there is a faster way.  `found` has a bit for each key with an entry.
+  template <class Entries>
+  static bool look_up_word(table_kind, const vorn_cv &, uint32_t, const uint8_t *, uint32_t *, uint64_t &) {
+    return false;
+  }
 };
 
 // Marks the rows whose keys have an entry.  With Stores, each entry is stored at the index of its row.
@@ -68,7 +77,7 @@ template <class Loop, class Entries, bool Stores>
   const uint32_t base = kind == table_kind::off ? aux.vorn_aux_xlate_enc->vorn_enc_ctx_xlate_base : 0;
   const auto *stored_keys = static_cast<const uint8_t *>(src.vorn_cv_vals);
   auto *codes = static_cast<uint8_t *>(aux.vorn_aux_xlate_tbl);
-  return test_rows(res, src.vorn_cv_nrows, aux, operations::xlate, [&](uint8_t *passes, uint32_t count, auto row) {
+  const auto test = [&](uint8_t *passes, uint32_t count, auto row) {
     uint32_t keys[test_block], entries[test_block];
     for (uint32_t i = 0; i < count; ++i)
       keys[i] = load_big<uint32_t>(stored_keys + row(i) * sizeof keys[i]);
@@ -78,7 +87,17 @@ template <class Loop, class Entries, bool Stores>
         Entries::put(codes, row(i), entries[i]);
     for (uint32_t i = 0; i < count; ++i)
       passes[i] = entries[i] != Entries::miss;
-  });
+  };
+  const auto test_word = [&](uint64_t first, uint64_t &found) {
+    uint32_t entries[test_block];
+    if (!Loop::template look_up_word<Entries>(kind, table, base, stored_keys + first * sizeof *entries, entries, found))
+      return false;
+    if constexpr (Stores)
+      for (uint32_t i = 0; i < test_block; ++i)
+        Entries::put(codes, first + i, entries[i]);
+    return true;
+  };
+  return test_rows(res, src.vorn_cv_nrows, aux, operations::xlate, test, test_word);
 }
 
 // Looks up the entries of dictionary codes and adds them, times a constant, to group keys.

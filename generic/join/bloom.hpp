@@ -10,6 +10,8 @@ namespace vorn::inline VORN_LEVEL::join {
 // The map, and the hash values that select its bits.  The last four bytes of a 64-bit value count.
 template <bool TwoLevels>
 struct bloom_map {
+  static constexpr bool two_levels = TwoLevels;
+
   bloom_map(const vorn_cv &filter, const vorn_cv &src, uint32_t value_size)
       : map(filter.vorn_cv_bv), values(static_cast<const uint8_t *>(src.vorn_cv_vals) + value_size - 4),
         step(value_size) {
@@ -41,14 +43,22 @@ struct single_tests {
     for (uint32_t i = 0; i < count; ++i)
       passes[i] = map.test(row(i));
   }
+
+  // Tests the 64 rows from `first` on, if there is a faster way.
+  template <class Map>
+  static bool test_word(const Map &, uint64_t, uint64_t &) {
+    return false;
+  }
 };
 
 template <class Loop, bool TwoLevels>
 [[gnu::noinline]] uint32_t bloom(uint32_t value_size, vorn_cv &res, const vorn_cv &src, const vorn_cv &filter,
                                  vorn_aux &aux) {
   const bloom_map<TwoLevels> map(filter, src, value_size);
-  return test_rows(res, src.vorn_cv_nrows, aux, operations::bloom,
-                   [&](uint8_t *passes, uint32_t count, auto row) { Loop::test(map, passes, count, row); });
+  return test_rows(
+      res, src.vorn_cv_nrows, aux, operations::bloom,
+      [&](uint8_t *passes, uint32_t count, auto row) { Loop::test(map, passes, count, row); },
+      [&](uint64_t first, uint64_t &bits) { return Loop::test_word(map, first, bits); });
 }
 
 } // namespace vorn::inline VORN_LEVEL::join

@@ -3,6 +3,7 @@
 
 #include "generic/bitvec/combine.hpp"
 #include "generic/decode/burst.hpp"
+#include "isa/avx2/gather.hpp"
 #include "isa/avx2/kernels.hpp"
 #include "isa/avx2/ones.hpp"
 #include "isa/avx2/scan.hpp"
@@ -24,5 +25,8 @@ using run_loop = single_runs;
 
 using bitvec_loops = single_words;
 using ones_loop = byte_ones;
+
+using key_loop = gather_keys;
+using bloom_loop = gather_tests;
 
 } // namespace vorn::inline VORN_LEVEL::engine

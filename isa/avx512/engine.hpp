@@ -2,6 +2,7 @@
 #pragma once
 
 #include "generic/decode/burst.hpp"
+#include "isa/avx2/gather.hpp"
 #include "isa/avx2/scan.hpp"
 #include "isa/avx512/bitvec.hpp"
 #include "isa/avx512/decode.hpp"
@@ -23,5 +24,8 @@ using run_loop = single_runs;
 
 using bitvec_loops = avx512_words;
 using ones_loop = avx512_ones;
+
+using key_loop = gather_keys;
+using bloom_loop = gather_tests;
 
 } // namespace vorn::inline VORN_LEVEL::engine
