@@ -24,6 +24,7 @@ void arrow(input &from);
 void blocks(input &from);
 void csv(input &from);
 void saved(input &from);
+void statements(input &from);
 void values(input &from);
 
 } // namespace vorn_fuzz
