@@ -1,13 +1,12 @@
 // ADBC 1.1, Arrow Database Connectivity, as a driver sees it: the records, the table of functions, and the numbers and
 // names that both sides use.
 //
-// A driver is a shared library with one entry, AdbcDriverInit, which fills the table.  A program, or the driver manager
-// of its language, then calls the functions of the table.  The layout of the records is that of the public standard, so
-// this header and the standard's own describe the same library; it has the standard's guard, and the first of the two
-// counts.
+// A driver is a shared library with one entry, AdbcDriverInit.  The entry fills the table.  A program, or the driver
+// manager of its language, then calls the functions of the table.  The records have the layout of the public standard.
+// This header has the guard of the standard's header, so a source may include both.
 //
-// Who owns what: the caller owns the records that it passes, and clears them before the first call.  What a driver
-// hangs into a record, it frees in the release function of the record.  Every status is 0 or one of ADBC_STATUS_*.
+// The caller owns the records that it passes, and clears them before the first call.  The release function of a record
+// frees what the driver has put into the record.  Every status is 0 or one of ADBC_STATUS_*.
 #pragma once
 
 #include <stddef.h>

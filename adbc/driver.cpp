@@ -227,7 +227,7 @@ void get_bytes(Record *record, const char *key, Byte *value, size_t *length, siz
   const std::string found = object_of(record).option(needed(key, "the name of an option"));
   const size_t size = found.size() + zero_bytes;
   if (size <= *needed(length, "the length of an option"))
-    std::memcpy(needed(value, "the value of an option"), found.c_str(), size);
+    std::copy_n(found.c_str(), size, needed(value, "the value of an option"));
   *length = size;
 }
 template <class Record>
@@ -423,7 +423,8 @@ AdbcStatusCode statement_bind(AdbcStatement *record, ArrowArray *values, ArrowSc
       delete &bound_batch::of(from);
       from->release = nullptr;
     };
-    stream.private_data = new bound_batch{arrow_owner(*schema), arrow_owner(*values)};
+    stream.private_data =
+        std::make_unique<bound_batch>(bound_batch{arrow_owner(*schema), arrow_owner(*values)}).release();
     of.bind(arrow_owner(stream));
   });
 }

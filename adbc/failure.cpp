@@ -56,7 +56,7 @@ bool has_details(const AdbcError &of) {
 }
 const details &details_of(const AdbcError &of) { return *static_cast<const details *>(of.private_data); }
 
-void release(AdbcError *error) {
+void release_error(AdbcError *error) {
   delete[] error->message;
   if (has_details(*error)) {
     delete static_cast<details *>(error->private_data);
@@ -115,7 +115,7 @@ AdbcStatusCode report(AdbcError *to, const failure &of, const std::string &query
   if (to->message != nullptr)
     std::memcpy(to->message, message.data(), message.size() + 1);
   std::memcpy(to->sqlstate, of.sqlstate.c_str(), sizeof to->sqlstate);
-  to->release = release;
+  to->release = release_error;
   if (has_room && !query.empty()) {
     try {
       to->private_data = new details{query};

@@ -19,7 +19,7 @@ constexpr const char *table_type = "table";
 constexpr size_t none = 0;
 
 // The rows of a struct without NULL, which is a record batch.
-std::unique_ptr<result> batch_of(nested_column rows) {
+std::unique_ptr<result> batch_of(const nested_column &rows) {
   schema_parts schema = rows.schema();
   schema.is_nullable = false;
   return one_batch(std::move(schema), rows.rows() == none ? std::nullopt : std::optional(rows.finish()));
@@ -165,7 +165,7 @@ std::unique_ptr<result> info(database &of, std::optional<std::span<const uint32_
   for (const info_value &one : known)
     if (!codes || std::find(codes->begin(), codes->end(), one.code) != codes->end())
       append(one);
-  return batch_of(std::move(out));
+  return batch_of(out);
 }
 
 std::unique_ptr<result> objects(database &of, int depth, const object_filter &wanted) {
@@ -181,7 +181,7 @@ std::unique_ptr<result> objects(database &of, int depth, const object_filter &wa
   nested_column out("+s", "", false,
                     {{"u", "catalog_name", true}, {"+l", "catalog_db_schemas", true, {std::move(schema)}}});
   if (!is_wanted(wanted.catalog, catalog_name))
-    return batch_of(std::move(out));
+    return batch_of(out);
 
   nested_column &schemas = out.children[1];
   nested_column &tables = schemas.children[0].children[1];
@@ -214,14 +214,14 @@ std::unique_ptr<result> objects(database &of, int depth, const object_filter &wa
     schemas.append_null();
   out.children[0].append(catalog_name);
   out.append_nested();
-  return batch_of(std::move(out));
+  return batch_of(out);
 }
 
 std::unique_ptr<result> table_types() {
   nested_column out("+s", "", false, {{"u", "table_type", false}});
   out.children[0].append(table_type);
   out.append_nested();
-  return batch_of(std::move(out));
+  return batch_of(out);
 }
 
 ArrowSchema table_schema(database &of, const std::string &name) {
@@ -249,7 +249,7 @@ std::unique_ptr<result> statistics(database &of, const object_filter &wanted, bo
   nested_column out("+s", "", false,
                     {{"u", "catalog_name", true}, {"+l", "catalog_db_schemas", false, {std::move(schema)}}});
   if (!is_wanted(wanted.catalog, catalog_name))
-    return batch_of(std::move(out));
+    return batch_of(out);
 
   nested_column &schemas = out.children[1];
   nested_column &statistics = schemas.children[0].children[1];
@@ -292,7 +292,7 @@ std::unique_ptr<result> statistics(database &of, const object_filter &wanted, bo
   schemas.append_nested();
   out.children[0].append(catalog_name);
   out.append_nested();
-  return batch_of(std::move(out));
+  return batch_of(out);
 }
 
 std::unique_ptr<result> statistic_names() {

@@ -67,7 +67,7 @@ int get_next(ArrowArrayStream *stream, ArrowArray *out) {
   return answered(stream, out, [](result &rows) { return rows.next(); });
 }
 const char *last_error(ArrowArrayStream *stream) { return state_of(stream).error.message; }
-void release(ArrowArrayStream *stream) {
+void release_stream(ArrowArrayStream *stream) {
   delete &state_of(stream);
   stream->private_data = nullptr;
   stream->release = nullptr;
@@ -178,13 +178,13 @@ ArrowArrayStream stream_of(std::unique_ptr<result> rows, std::string query) {
   out.get_schema = get_schema;
   out.get_next = get_next;
   out.get_last_error = last_error;
-  out.release = release;
+  out.release = release_stream;
   out.private_data = new stream_state(std::move(rows), std::move(query));
   return out;
 }
 
 const AdbcError *error_of(ArrowArrayStream *stream, AdbcStatusCode *status) noexcept {
-  if (stream == nullptr || stream->release != release || state_of(stream).status == ADBC_STATUS_OK)
+  if (stream == nullptr || stream->release != release_stream || state_of(stream).status == ADBC_STATUS_OK)
     return nullptr;
   if (status != nullptr)
     *status = state_of(stream).status;

@@ -18,8 +18,8 @@ namespace {
 using namespace vorn_fuzz;
 
 constexpr std::pair<const char *, void (*)(input &)> targets[] = {
-    {"arrow", arrow}, {"blocks", blocks},          {"csv", csv},
-    {"plans", plans}, {"saved", vorn_fuzz::saved}, {"values", values},
+    {"arrow", arrow},           {"blocks", blocks}, {"csv", csv}, {"plans", plans}, {"saved", vorn_fuzz::saved},
+    {"statements", statements}, {"values", values},
 };
 void (*chosen)(input &) = nullptr;
 

@@ -25,6 +25,7 @@ void blocks(input &from);
 void csv(input &from);
 void plans(input &from);
 void saved(input &from);
+void statements(input &from);
 void values(input &from);
 
 } // namespace vorn_fuzz
