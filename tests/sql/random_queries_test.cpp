@@ -51,7 +51,7 @@ struct outcome {
     refused_by_both,
     failed_in_both,
     not_executed,
-    not_answered_by_duckdb, // for a fault of its own
+    not_answered_by_duckdb, // for a fault of its own, or of rows that nobody needs
     different,
     unexpected_error,
     no_error,
@@ -102,6 +102,9 @@ public:
     } catch (const store::error &e) {
       return outcome_of_error(e.what());
     }
+    // The store does not run one side of a join where the other side is empty, and so finds no overflow in it.
+    if (error_.starts_with("Out of Range Error: Overflow") && found.rows.empty())
+      return {outcome::kind::not_answered_by_duckdb, error_};
     if (!error_.empty())
       return {outcome::kind::no_error, "DuckDB says: " + error_};
     const answer_shape shape = shape_of(query, expected_->names);
