@@ -449,10 +449,16 @@ AdbcStatusCode statement_execute_query(AdbcStatement *record, ArrowArrayStream *
   });
 }
 AdbcStatusCode statement_execute_schema(AdbcStatement *record, ArrowSchema *out, AdbcError *error) noexcept {
-  return executed(record, error, [&](statement &of) { *needed(out, "the schema") = of.execute_schema(); });
+  return executed(record, error, [&](statement &of) {
+    needed(out, "the schema");
+    *out = of.execute_schema();
+  });
 }
 AdbcStatusCode statement_get_parameter_schema(AdbcStatement *record, ArrowSchema *out, AdbcError *error) noexcept {
-  return executed(record, error, [&](const statement &of) { *needed(out, "the schema") = of.parameter_schema(); });
+  return executed(record, error, [&](const statement &of) {
+    needed(out, "the schema");
+    *out = of.parameter_schema();
+  });
 }
 
 // What the record of partitions owns.

@@ -38,7 +38,7 @@ function(vorn_add_package component name section summary description)
   set(CPACK_DEBIAN_${key}_DESCRIPTION "${summary}\n${description}" PARENT_SCOPE)
   # dpkg runs ldconfig at the trigger, once for all packages of one call.  CPack would also write a postinst and a postrm that
   # run it; it leaves out those that are named here and do not exist.
-  if(name MATCHES "[0-9]$")
+  if(name MATCHES "[0-9]$|driver")
     set(CPACK_DEBIAN_${key}_PACKAGE_CONTROL_EXTRA "${packaging}/triggers;none/postinst;none/postrm" PARENT_SCOPE)
   endif()
   set(CPACK_COMPONENTS_ALL ${CPACK_COMPONENTS_ALL} ${component} PARENT_SCOPE)
