@@ -59,7 +59,7 @@ struct rid_record {
   void save_end(vorn_aux &) const {}
 
   const vorn_cv &ids;
-  bool ids_in_keys;
+  bool ids_in_keys = false;
   Ids batch_ids = {};
   strided codes = {};
 };

@@ -36,7 +36,7 @@ struct gather_keys : expr::single_keys {
     if (kind == expr::table_kind::ind || (Entries::bits == 16 && address % 2 != 0))
       return false;
     const uint64_t beyond = Entries::bits == 32 ? 0 : address % 4; // bytes from the first word to the table
-    const void *words = reinterpret_cast<const void *>(address - beyond);
+    const void *words = reinterpret_cast<const uint8_t *>(table.vorn_cv_bv) - beyond;
     const __m256i first = _mm256_set1_epi32(static_cast<int>(base));
     __m256i numbers[8], all = _mm256_setzero_si256();
     for (unsigned v = 0; v < 8; ++v) {

@@ -68,9 +68,9 @@ coverage ordinal_scan::covers(const batch &rows) const {
 double ordinal_scan::selectivity() const {
   if (accepted_.empty())
     return 0;
+  const uint64_t accepted = accepted_.size();
   // All 2^64 ordinals have no size in 64 bits.
-  return accepted_.size() == 0 ? 1
-                               : static_cast<double>(accepted_.size()) / (static_cast<double>(on_->last_ordinal()) + 1);
+  return accepted == 0 ? 1 : static_cast<double>(accepted) / (static_cast<double>(on_->last_ordinal()) + 1);
 }
 
 double ordinal_scan::cost() const {
