@@ -9,7 +9,7 @@ namespace vorn::inline VORN_LEVEL::join {
 // The rows of a batch that are to be looked up, and the left value of their pairs.
 struct probed_rows {
   uint32_t count;
-  uint32_t hashed; // the hash values of so many rows can be read, also after the batch
+  uint32_t hashed; // rows whose hash values can be read, of this batch and after it
   strided hashes;
   strided tags;
   strided left;  // payload
