@@ -6,11 +6,13 @@
 #include <string>
 #include <vector>
 
+#include "sql/plan_json.hpp"
 #include "sql/planner.hpp"
 #include "store/error.hpp"
 #include "store/logical/text.hpp"
 #include "tests/exec/plan_sql.hpp"
 #include "tests/store/scratch_folder.hpp"
+#include "tests/support/random.hpp"
 
 namespace vorn_test {
 
@@ -62,7 +64,10 @@ protected:
     EXPECT_NO_THROW(compare_answers(query));
   }
   void compare_answers(const std::string &query) {
-    const store::logical::query planned = planner_.plan(query);
+    // Through its JSON text, as another process would read it.
+    const std::string text = store::sql::plan_text(planner_.plan(query));
+    const store::logical::query planned = store::sql::read_plan_text(text);
+    EXPECT_EQ(store::sql::plan_text(planned), text);
     SCOPED_TRACE(to_text(planned.root));
     std::string again = plan_sql(tables_)(planned.root);
     SCOPED_TRACE(again);
@@ -234,6 +239,33 @@ TEST_F(planner_test, refused_parts) {
   EXPECT_THAT(refusal("FROM sampel"), HasSubstr("Did you mean \"sample\"?"));
   EXPECT_THAT(refusal("SELECT FROM"), HasSubstr("syntax error"));
   EXPECT_THAT(refusal("FROM 'no.parquet'"), HasSubstr("no such file: no.parquet"));
+}
+
+TEST_F(planner_test, damaged_plan_texts) {
+  const std::string text = store::sql::plan_text(
+      planner_.plan("SELECT s, sum(sample.i) FROM sample JOIN other USING (s) WHERE price IN (1, 2) AND "
+                    "b <> 'a'::BLOB GROUP BY s ORDER BY 2"));
+  random_source random(7);
+  for (int trial = 0; trial < 2000; ++trial) {
+    std::string damaged = text;
+    const size_t at = random.below(text.size());
+    switch (random.below(3)) {
+    case 0:
+      damaged[at] = static_cast<char>(random.below(128));
+      break;
+    case 1:
+      damaged.erase(at, 1 + random.below(40));
+      break;
+    default:
+      damaged.insert(at, text, random.below(text.size()), random.below(40));
+    }
+    // A change may leave a plan, such as one with another name.
+    try {
+      store::sql::read_plan_text(damaged);
+    } catch (const store::error &e) {
+      EXPECT_THAT(e.what(), testing::StartsWith("not a plan: ")) << damaged;
+    }
+  }
 }
 
 TEST_F(planner_test, statements_of_a_text) {
