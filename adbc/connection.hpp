@@ -10,8 +10,8 @@
 
 namespace store::adbc {
 
-// Statements and results share it, so they outlive the record of the connection.  Calls of several threads follow one
-// after the other.
+// Statements and results share the connection, so they may outlive its record.  Calls of several threads run one after
+// the other.
 class connection {
 public:
   explicit connection(std::shared_ptr<database> of) : database_(std::move(of)), session_(database_->tables()) {}
@@ -19,7 +19,7 @@ public:
 
   database &of() { return *database_; }
 
-  // What one call plans or runs.  No other call of the connection does so meanwhile.
+  // The planning or execution of one call.  No other call of the connection plans or executes meanwhile.
   class turn {
   public:
     turn(connection &on, execution &what) : lock_(on.running_), scope_(what), session(on.session_) {
@@ -35,9 +35,9 @@ public:
     sql::session &session;
   };
 
-  // A new execution, which `cancel` ends as long as somebody keeps it.
+  // A new execution.  `cancel` ends it while it exists.
   std::shared_ptr<execution> begin();
-  // Whether there was something to cancel.
+  // Returns true if there was something to cancel.
   bool cancel();
 
 private:

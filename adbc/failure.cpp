@@ -14,7 +14,7 @@ namespace {
 
 constexpr const char *general_error = "HY000";
 
-// How a message begins, what it also has in it, and what it stands for.  The first cause that fits counts.
+// The beginning of a message, a text inside it, and their meaning.  The first cause that fits counts.
 struct cause {
   std::string_view begins;
   std::string_view has;
@@ -107,7 +107,7 @@ AdbcStatusCode report(AdbcError *to, const failure &of, const std::string &query
     to->release(to);
   const bool has_room = to->vendor_code == ADBC_ERROR_VENDOR_CODE_PRIVATE_DATA;
   if (!has_room)
-    to->vendor_code = 0; // the driver numbers no errors: the SQLSTATE tells them apart
+    to->vendor_code = 0; // the driver has no error numbers; the SQLSTATE tells errors apart
   else
     to->private_data = nullptr;
   const std::string_view message = of.what();

@@ -1,7 +1,7 @@
-// Failures of calls as the standard reports them: a status, a message, an SQLSTATE.
+// Failures of calls in the form of the standard: a status, a message, an SQLSTATE.
 //
-// No exception leaves the driver.  The functions of the table run their work in `guarded`, which reports what it
-// throws.
+// No exception leaves the driver.  The functions of the table run their work in `guarded`.  This function reports
+// exceptions.
 #pragma once
 
 #include <exception>
@@ -13,7 +13,7 @@
 
 namespace store::adbc {
 
-// What the driver itself finds wrong.
+// A fault that the driver finds itself.
 struct failure : std::runtime_error {
   failure(AdbcStatusCode code, std::string state, const std::string &message)
       : std::runtime_error(message), status(code), sqlstate(std::move(state)) {}
@@ -28,16 +28,16 @@ failure invalid_state(const std::string &message);
 failure not_implemented(const std::string &message);
 failure not_found(const std::string &message);
 
-// An exception of any kind as a failure.  The status of DuckDB's errors and of the store's follows from their messages,
-// which say at their beginning what kind of error they are.
+// An exception of any kind as a failure.  The status of an error of DuckDB or of the store follows from the beginning
+// of its message.
 failure failure_of(const std::exception_ptr &thrown);
 failure failure_of(const std::string &message);
 
-// Fills a caller's record, which may be null, and returns the status.  `query` is the text that failed, or empty; it is
-// a detail of the error.
+// Fills a record of the caller and returns the status.  The record may be null.  `query` is the text that failed, or
+// empty.  The text becomes a detail of the error.
 AdbcStatusCode report(AdbcError *to, const failure &of, const std::string &query = {}) noexcept;
 
-// The details that a record has.
+// The details of a record.
 int detail_count(const AdbcError *of) noexcept;
 AdbcErrorDetail detail_of(const AdbcError *of, int index) noexcept;
 

@@ -18,7 +18,7 @@ namespace {
 constexpr const char *table_type = "table";
 constexpr size_t none = 0;
 
-// The rows of a struct without NULL, which is a record batch.
+// The rows of a struct without NULL as a record batch.
 std::unique_ptr<result> batch_of(const nested_column &rows) {
   schema_parts schema = rows.schema();
   schema.is_nullable = false;
@@ -278,7 +278,7 @@ std::unique_ptr<result> statistics(database &of, const object_filter &wanted, bo
         const column &stored = table.at(c);
         const auto *entries = std::get_if<dictionary>(&stored.values);
         uint64_t nulls = 0;
-        for (const batch &rows : stored.batches)
+        for (const column_segment &rows : stored.segments)
           nulls += rows.held.nulls;
         if (entries != nullptr)
           append(name, &info.name, ADBC_STATISTIC_DISTINCT_COUNT_KEY, entries->size());

@@ -14,7 +14,7 @@
 
 namespace store::adbc {
 
-// Which names are wanted: patterns of LIKE, where % is any text and _ any character.  Nothing for all.
+// The names that are wanted, as patterns of LIKE: % is any text, _ is any character.  Empty for all names.
 struct object_filter {
   std::optional<std::string> catalog;
   std::optional<std::string> schema;
@@ -23,7 +23,7 @@ struct object_filter {
   std::optional<std::vector<std::string>> table_types;
 };
 
-// Whether SQL's LIKE takes a text for a pattern.  Case makes a difference.
+// Does a text match a pattern of SQL's LIKE?  Case matters.
 bool matches(std::string_view text, std::string_view pattern);
 
 std::unique_ptr<result> info(database &of, std::optional<std::span<const uint32_t>> codes);
@@ -35,8 +35,8 @@ std::unique_ptr<result> table_types();
 // Throws failure when there is no such table.  A column of a type that the store does not hold has the type null.
 ArrowSchema table_schema(database &of, const std::string &name);
 
-// The numbers of rows, and of the columns the numbers of different values and of NULLs, all exact.  With
-// `only_cheap` of columns that are loaded; otherwise the columns are loaded first.
+// The number of rows, and for each column the numbers of distinct values and of NULLs.  All numbers are exact.  With
+// `only_cheap` only loaded columns have them.  Otherwise the columns are loaded first.
 std::unique_ptr<result> statistics(database &of, const object_filter &wanted, bool only_cheap);
 std::unique_ptr<result> statistic_names();
 

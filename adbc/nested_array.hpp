@@ -1,6 +1,6 @@
-// Nested Arrow arrays, as the metadata of the standard has them: texts, numbers, lists, structs and dense unions.
+// Nested Arrow arrays for the metadata of the standard: texts, numbers, lists, structs and dense unions.
 //
-// A column is a tree that describes itself and takes its values row by row, those of children first:
+// A column is a tree with its schema.  Values are appended row by row, to the children first:
 //
 //     nested_column lists("+l", "names", true, {{"u", "item", true}});
 //     lists.children[0].append("first");
@@ -63,7 +63,7 @@ public:
     offsets_.push_back(static_cast<int32_t>(children[static_cast<size_t>(child)].rows() - 1));
     end_row(true);
   }
-  // NULL, of all columns except unions.  The children of a struct get one too.
+  // NULL, in all columns except unions.  The children of a struct get a NULL too.
   void append_null() {
     if (format_ == "+s") {
       for (nested_column &child : children)

@@ -63,7 +63,7 @@ std::vector<std::string> partitions_of(database &of, const std::string &text, co
   std::vector<std::string> out;
   const auto add = [&](uint64_t rows) {
     described["rows"] = rows;
-    const uint64_t groups = (rows + batch_rows - 1) / batch_rows;
+    const uint64_t groups = (rows + row_group_rows - 1) / row_group_rows;
     for (uint64_t first = 0; first < groups; first += row_groups) {
       described["first"] = first;
       described["end"] = std::min<uint64_t>(first + row_groups, groups);

@@ -1,4 +1,5 @@
-// Results as Arrow streams.  A stream owns all that it needs, so it may outlive every other record of the driver.
+// Results as Arrow streams.  A stream owns everything that it needs, so it may outlive every other record of the
+// driver.
 #pragma once
 
 #include <functional>
@@ -20,15 +21,15 @@ public:
   virtual ~result() = default;
 
   virtual ArrowSchema schema() = 0;
-  // The next record batch; a released one at the end.
+  // The next record batch, or a released record at the end.
   virtual ArrowArray next() = 0;
 };
 
-// The stream of a result.  Errors are reported as the stream interface has it, and by error_of.
+// The stream of a result.  The stream interface and error_of report errors.
 ArrowArrayStream stream_of(std::unique_ptr<result> rows, std::string query = {});
 
-// Why a stream failed last; null when the stream is no stream of this driver or did not fail.  The memory is the
-// stream's.
+// The last failure of a stream; null for a stream of another driver and for a stream without a failure.  The memory
+// belongs to the stream.
 const AdbcError *error_of(ArrowArrayStream *stream, AdbcStatusCode *status) noexcept;
 
 // One record batch, or none without an array.
@@ -40,8 +41,9 @@ struct planned_query {
   morsel_range range = {};
 };
 
-// The rows of queries, one after the other, which `plan` gives by their numbers below `count`.  Each has the same
-// columns. The first one is planned and opened here; with a count of 0 it only says the columns.
+// The rows of several queries, one after another.  `plan` makes the query of each number below `count`.  All queries
+// have the same columns.  The call plans and opens the first query.  With a count of 0 this query only gives the
+// columns.
 std::unique_ptr<result> rows_of(std::shared_ptr<connection> on, std::shared_ptr<execution> run, size_t count,
                                 std::function<planned_query(sql::session &, size_t)> plan);
 

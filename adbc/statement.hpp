@@ -1,4 +1,4 @@
-// A statement: a text or a table that is taken in, with what is bound to it.
+// A statement: a text or the ingestion of a table, with the bound data.
 #pragma once
 
 #include <cstdint>
@@ -30,7 +30,7 @@ public:
   // Takes over the stream.
   void bind(arrow_owner<ArrowArrayStream> values);
 
-  // Null where the statement gives no rows and the caller asks for none.  `rows_affected` is -1 where it is not known.
+  // Null if the statement gives no rows and the caller wants none.  `rows_affected` is -1 if it is not known.
   std::unique_ptr<result> execute(int64_t &rows_affected);
   // Executes to the end, and drops the rows.
   void execute_update(int64_t &rows_affected);
@@ -39,7 +39,7 @@ public:
   std::vector<std::string> execute_partitions(ArrowSchema &schema);
   void prepare() const { static_cast<void>(text()); }
 
-  // From another thread.  Whether there was something to cancel.
+  // Called from another thread.  Returns true if there was something to cancel.
   bool cancel();
 
   // The text, or nothing, for messages.

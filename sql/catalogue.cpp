@@ -110,7 +110,7 @@ std::vector<std::string> catalogue::names() const {
   return out;
 }
 
-// DuckDB reads a file several times, which standard input is not.
+// DuckDB reads a file several times.  Standard input can be read only once.
 const std::string &catalogue::copied_input() {
   if (copied_input_)
     return copied_input_->name();
@@ -165,7 +165,7 @@ catalogue::entry &catalogue::opened(const std::string &name) {
 std::vector<catalogue::file_state> catalogue::states_of(std::span<const std::filesystem::path> files) {
   std::vector<file_state> out;
   for (const std::filesystem::path &file : files) {
-    std::error_code ignored; // whoever opens the file says what is wrong with it
+    std::error_code ignored; // opening the file reports what is wrong with it
     out.push_back({std::filesystem::last_write_time(file, ignored), std::filesystem::file_size(file, ignored)});
   }
   return out;

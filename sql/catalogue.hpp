@@ -21,66 +21,66 @@
 
 namespace store::sql {
 
-// What is being loaded.
+// The progress of a load.
 struct load_progress {
   std::string table;
   std::string column;
-  uint64_t rows = 0; // done so far
+  uint64_t rows = 0; // rows loaded so far
   uint64_t of = 0;
 };
 
-// Threads may use it at once.
+// Several threads may use a catalogue at once.
 class catalogue {
 public:
-  // Saved tables are checked with the library.  `encodings` are the choices for columns by their names; a column
-  // without one is stored as it comes out best.  The library outlives this.
+  // Saved tables are checked with the library.  `encodings` are the choices for columns by name.  The store chooses the
+  // encoding of every other column.  The library outlives this object.
   explicit catalogue(const vorn_ctx &library, choice_map encodings = {});
   catalogue(const catalogue &) = delete;
 
   // Each .parquet, .csv, .tsv, .csv.gz and .vorn file of a folder is a table by its name without the ending.  Throws
   // store::error when there is no such folder, or when two files would have one name.
   void add_folder(const std::filesystem::path &folder);
-  // Several files of one kind are one table, their rows one after the other.
+  // Several files of one kind become one table: the rows of the first file, then of the second, and so on.
   void add_files(const std::string &name, std::span<const std::filesystem::path> files);
   void add(std::shared_ptr<exec::table> added);
-  // The same in place of the table of this name, if there is one.  Queries that read that table keep it.
+  // The same, and replaces the table of this name if there is one.  Queries that read the old table keep it.
   void put(std::shared_ptr<exec::table> added);
   void put_file(const std::string &name, const std::filesystem::path &file);
-  // Whether there was such a table.
+  // Returns true if there was such a table.
   bool remove(const std::string &name);
-  // The rows of a call of one of DuckDB's table functions, such as "range(10)".  The name is not taken yet.
+  // The rows of a call of one of DuckDB's table functions, such as "range(10)".  There must be no table of this name.
   void add_call(const std::string &name, const std::string &call);
 
   // A table by its name or by the name of its file, or of several files as a pattern such as 'part-*.parquet'.
-  // '/dev/stdin' is a CSV or Parquet file that comes on standard input, which is kept in a temporary file.  Throws
-  // store::error when there is none.  Nothing but the names and types of its columns is read, and of a CSV file all
-  // rows, for their types.  Columns are loaded when the table is first asked for them.  A file that has changed since
-  // it was found is another table.
+  // '/dev/stdin' is a CSV or Parquet file on standard input.  It is kept in a temporary file.  Throws store::error when
+  // there is no such table.  The call reads the names and types of the columns.  For the types of a CSV file it reads
+  // all rows.  A column is loaded when it is first needed.  A file that has changed since the last call is another
+  // table.
   std::shared_ptr<exec::table> find(const std::string &name);
-  // Whether `find` might find it.
+  // Might `find` find it?
   bool knows(const std::string &name) const;
-  // Whether a table of this name has been added.
+  // Was a table of this name added?
   bool has(const std::string &name) const;
 
-  // Tables that have been added.  Names are in lower case, as SQL makes no difference.
+  // The tables that were added.  Names are in lower case, because SQL ignores case.
   std::vector<std::string> names() const;
-  // Where a table comes from; null of a table that a program has added.
+  // The source of a table; null for a table that a program has added.
   const table_source *source_of(const std::string &name);
   // The files of a table that are saved tables, in the order of its rows; empty for a table of other files or of none.
   std::vector<std::filesystem::path> saved_files_of(const std::string &name);
 
-  // Throws store::error where a file was written into that a table of it still reads.
+  // Throws store::error when a file of a table was written to while the table reads it.
   void require_unchanged();
 
   const vorn_ctx &library() const { return library_; }
 
-  // Called now and then while a column is loaded, by the thread that asked for the column.
+  // Called at intervals while a column is loaded, by the thread that loads the column.
   void on_progress(std::function<void(const load_progress &)> call) { progress_ = std::move(call); }
-  // Ends what DuckDB reads for this, from another thread or from a signal handler.
+  // Ends the reading of files by DuckDB.  Called from another thread or from a signal handler.
   void interrupt() { reader_.interrupt(); }
 
 private:
-  // What tells that a file is another one than before.
+  // The stamps that show whether a file has changed.
   struct file_state {
     std::filesystem::file_time_type written;
     uintmax_t bytes = 0;
@@ -92,7 +92,7 @@ private:
     std::shared_ptr<const table_source> source;
     std::shared_ptr<exec::table> opened;
   };
-  // A table that was added or found before; null without one.
+  // A table that was added or found before; null if there is none.
   entry *known(const std::string &name);
   static std::vector<file_state> states_of(std::span<const std::filesystem::path> files);
   void open_files(const std::string &name, entry &of);
@@ -108,7 +108,7 @@ private:
   duckdb::connection reader_;
   std::map<std::string, entry> entries_; // by names in lower case, and by names of files
   std::function<void(const load_progress &)> progress_;
-  std::optional<saved::temporary_file> copied_input_; // what came on standard input
+  std::optional<saved::temporary_file> copied_input_; // the copy of standard input
 };
 
 } // namespace store::sql

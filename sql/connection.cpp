@@ -13,7 +13,7 @@ namespace {
 
 [[noreturn]] void fail(const char *message) {
   std::string reason = message != nullptr ? message : "DuckDB gave no reason";
-  // A fault of DuckDB's own comes with a trace of its functions.
+  // An internal error of DuckDB contains a stack trace.
   if (reason.starts_with("INTERNAL Error"))
     reason.erase(std::min(reason.find('\n'), reason.size()));
   throw error(reason);
@@ -44,7 +44,7 @@ void result::closer::operator()(state *s) const {
 std::optional<chunk> result::next() {
   duckdb_data_chunk fetched = duckdb_fetch_chunk(owned_->handle);
   if (fetched == nullptr) {
-    // A value that cannot be converted is found on the way.
+    // A value that cannot be converted is an error while rows are read.
     if (const char *message = duckdb_result_error(&owned_->handle); message != nullptr && *message != '\0')
       fail(message);
     return std::nullopt;
@@ -97,7 +97,7 @@ void *connection::opened() {
     fail("DuckDB cannot open an in-memory database");
   database_ = std::shared_ptr<void>(in_memory, [](void *closed) { duckdb_close(&closed); });
   connect();
-  // A file of a kind that DuckDB does not know is an error, not a reason to fetch an extension.
+  // A file of an unknown kind is an error.  DuckDB must not download an extension for it.
   query("SET GLOBAL autoinstall_known_extensions = false");
   query("SET GLOBAL TimeZone = 'UTC'");
   return handle_.get();
@@ -142,7 +142,7 @@ statement connection::prepare(const std::string &sql) {
 }
 
 std::vector<std::string> connection::table_names(const std::string &sql) {
-  // The syntax tree of a query.  It is of no query where the text has an error.
+  // The syntax tree of a query.  If the text has an error, the tree has no query.
   result names =
       query("SELECT unnest(json_extract_string(json_serialize_sql(" + quoted_text(sql) + "), '$..table_name'))");
   std::vector<std::string> out;

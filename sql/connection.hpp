@@ -1,6 +1,6 @@
 // DuckDB through its C API: reads files for the loader and answers the same queries as the store.
 //
-// Thin owners of the handles; a failure is a store::error with DuckDB's message.
+// The classes own the handles of the C API.  A failure is a store::error with DuckDB's message.
 #pragma once
 
 #include <algorithm>
@@ -16,8 +16,8 @@
 
 namespace store::duckdb {
 
-// A text as DuckDB has it in a vector: its length, then its bytes or, when there are more than 12, four of them and a
-// pointer to all.
+// A text in a vector of DuckDB: its length, then its bytes.  If there are more than 12 bytes: its length, the first
+// four bytes and a pointer to all bytes.
 struct text_value {
   uint32_t length;
   char bytes[12];
@@ -27,7 +27,7 @@ struct text_value {
     std::memcpy(&out, bytes + 4, sizeof out);
     return out;
   }
-  // A longer text is not copied, and must stay where it is.
+  // A longer text is not copied.  Its bytes must outlive this object.
   static text_value of(std::string_view text) {
     text_value out{static_cast<uint32_t>(text.size()), {}};
     if (text.size() <= sizeof out.bytes) {
@@ -61,7 +61,7 @@ public:
     return {value.length <= sizeof value.bytes ? value.bytes : value.pointer(), value.length};
   }
 
-  // As DuckDB has them.  Null where no row is NULL.
+  // The bits of valid rows.  Null when no row is NULL.
   const void *data() const { return values_; }
   const uint64_t *validity() const { return valid_rows_; }
 
@@ -105,14 +105,14 @@ private:
 class statement {
 public:
   result run();
-  // The same, but rows are made as they are fetched; the next query of the connection ends this.
+  // The same, but each fetch makes its rows.  The next query of the connection ends this result.
   result stream();
 
-  // Whether it gives rows and changes nothing, as SELECT, FROM, VALUES and DESCRIBE.
+  // Does it return rows and change nothing, like SELECT, FROM, VALUES and DESCRIBE?
   bool is_query() const;
   // The names of the columns.
   std::vector<std::string> names() const;
-  // The handle, for calls that this does not wrap.
+  // The handle, for calls that this class does not wrap.
   void *handle() const { return handle_.get(); }
 
 private:
@@ -124,27 +124,27 @@ private:
   std::unique_ptr<void, closer> handle_;
 };
 
-// A private in-memory database, which the first query opens: that takes as long as a whole query of a saved
-// table, which never needs it.
+// A private in-memory database.  The first query opens it.  This takes as long as a whole query of a saved table, and
+// many queries of saved tables never need it.
 class connection {
 public:
-  // On this many threads; without a number on as many as there are processors.
+  // The number of threads.  The default is the number of processors.
   explicit connection(std::optional<uint32_t> chosen_threads = {}) : threads_(chosen_threads) {}
 
   // Another connection with the same database, for a second thread or for a query while another one runs.
   connection another();
 
   result query(const std::string &sql);
-  // The same, but rows are made as they are fetched, rather than all at first; the next query ends this.
+  // The same, but each fetch makes its rows.  The next query ends this result.
   result stream(const std::string &sql);
   statement prepare(const std::string &sql);
-  // The names of the tables that a query reads, as they stand there, perhaps with repetitions.  None of a text that is
-  // not a query.
+  // The names of the tables that a query reads, as the text writes them.  A name may occur several times.  Empty for a
+  // text that is not a query.
   std::vector<std::string> table_names(const std::string &sql);
 
-  // The duckdb_connection, for calls that this does not wrap.
+  // The duckdb_connection, for calls that this class does not wrap.
   void *opened();
-  // Ends the query that runs, from another thread or from a signal handler.
+  // Ends the running query.  Called from another thread or from a signal handler.
   void interrupt();
 
 private:
@@ -164,7 +164,7 @@ std::string version();
 using logical::quoted_name;
 using logical::quoted_text;
 
-// A name as SQL compares it.
+// A name in lower case, for comparisons as in SQL.
 std::string lower_case(std::string_view name);
 
 } // namespace store::duckdb

@@ -1,6 +1,6 @@
-// The part of DuckDB's C API that is used here.  Its shared library comes without a header.
+// Declares the functions of DuckDB's C API that this project uses.  DuckDB's shared library comes without a header.
 //
-// Handles are pointers to nothing that a caller knows.  A destroy function takes the address of a handle and clears it.
+// Handles are opaque pointers.  A destroy function takes the address of a handle and clears it.
 #pragma once
 
 #include <cstddef>

@@ -18,7 +18,8 @@ namespace store::sql {
 
 namespace {
 
-// Rows of a table of ours, which the table function vorn_rows gives to DuckDB.  A query names this by its address.
+// The rows of a table of the store.  The table function vorn_rows gives them to DuckDB.  A query contains the address
+// of this object.
 struct stored_rows {
   stored_rows(const vorn_ctx &library, exec::table &of) {
     for (size_t i = 0; i < of.columns().size(); ++i)
@@ -30,7 +31,7 @@ struct stored_rows {
     if (columns.empty())
       throw error(fmt::format("table '{}' has no column of a type that is stored", shortened(of.name())));
     rows.emplace(library, columns);
-    batches = columns[0].stored->batches;
+    segments = columns[0].stored->segments;
   }
 
   std::vector<std::string> names;
@@ -38,20 +39,20 @@ struct stored_rows {
   std::vector<exec::stored_column> columns;
   std::vector<duckdb::logical_type> types;
   std::optional<exec::row_group_source> rows;
-  std::span<const batch> batches;
+  std::span<const column_segment> segments;
   size_t row_group = 0;
   uint32_t done = 0; // rows of the row group
   exec::arena memory;
 
-  // The next rows, up to a chunk of DuckDB's.
+  // The next rows, at most the rows of one chunk of DuckDB.
   void give(duckdb_data_chunk output) {
-    while (row_group < batches.size() && done == batches[row_group].rows) {
+    while (row_group < segments.size() && done == segments[row_group].rows) {
       ++row_group;
       done = 0;
     }
     uint32_t count = 0;
-    if (row_group < batches.size()) {
-      count = std::min(static_cast<uint32_t>(duckdb_vector_size()), batches[row_group].rows - done);
+    if (row_group < segments.size()) {
+      count = std::min(static_cast<uint32_t>(duckdb_vector_size()), segments[row_group].rows - done);
       memory.rewind({});
       rows->go_to(row_group);
       const std::span<uint32_t> positions = memory.take<uint32_t>(count);
@@ -92,7 +93,7 @@ struct duckdb_engine::state {
       : tables(of), stored(form), inside(of.library()), database(static_cast<uint32_t>(on_threads)) {
     duckdb::add_function(database, {"vorn_rows", "UBIGINT", nullptr, bind_rows, [](duckdb_init_info) {}, give_rows});
     inside.add_to(database);
-    // With this optimiser DuckDB 1.5 cannot plan some queries.  Where times are measured it has all of its optimisers.
+    // With this optimiser DuckDB 1.5 cannot plan some queries.  It is off only when no time is measured.
     if (stored == storage::files)
       database.query("SET disabled_optimizers = 'compressed_materialization'");
     if (stored == storage::compressed) {
@@ -108,7 +109,7 @@ struct duckdb_engine::state {
   storage stored;
   polygon_function inside;
   duckdb::connection database;
-  std::set<std::string> made; // in lower case, as SQL makes no difference
+  std::set<std::string> made; // in lower case, because SQL ignores case
   std::string last_query;
   std::optional<duckdb::statement> last;
 };
@@ -120,7 +121,8 @@ void duckdb_engine::state::make(const std::string &name) {
   const std::shared_ptr<exec::table> table = tables.find(name);
   const auto *const file = dynamic_cast<const table_file *>(tables.source_of(name));
   if (file != nullptr) {
-    // DuckDB 1.5 misses rows of a Parquet file when a condition compares BLOBs, since it asks the file's Bloom filter.
+    // DuckDB 1.5 misses rows of a Parquet file when a condition compares BLOBs, because it uses the Bloom filter of the
+    // file.
     const bool has_blobs = std::any_of(file->columns().begin(), file->columns().end(),
                                        [](const column_info &column) { return column.sql_type == "BLOB"; });
     database.query(fmt::format("CREATE {} {} AS FROM {}", stored == storage::files && !has_blobs ? "VIEW" : "TABLE",
@@ -137,7 +139,7 @@ void duckdb_engine::state::make(const std::string &name) {
     database.query("CHECKPOINT compressed");
 }
 
-// The query that was asked last stays prepared, for whoever repeats it.
+// The last query stays prepared, so that it can be repeated.
 duckdb::statement &duckdb_engine::state::prepared(const std::string &query) {
   if (!last || last_query != query) {
     last.emplace(database.prepare(query));

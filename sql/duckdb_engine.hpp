@@ -18,11 +18,11 @@ namespace store::sql {
 class duckdb_answer {
 public:
   const std::vector<std::string> &names() const { return names_; }
-  // A column of a type that the store does not hold comes as text, as DuckDB writes it.
+  // A column of a type that the store does not hold comes as DuckDB's text.
   const std::vector<logical::sql_type> &types() const { return types_; }
 
-  // The next rows: a vector for each column, in the representation of its type.  The memory is the arena's or this
-  // answer's, and good until the next call.  No rows at the end.
+  // The next rows: a vector for each column, in the representation of its type.  The memory belongs to the arena or to
+  // this answer, and is valid until the next call.  At the end there are no rows.
   uint32_t next(exec::arena &memory, std::vector<exec::vector> &columns);
 
 private:
@@ -38,26 +38,26 @@ private:
 class duckdb_engine {
 public:
   enum class storage {
-    files,     // views of the files: enough where no time is measured
+    files,     // views of the files; enough when no time is measured
     plain,     // tables in memory
     compressed // tables in memory, compressed by a checkpoint
   };
   static std::string_view name_of(storage form); // "files", "plain tables", "compressed tables"
 
-  // The catalogue outlives this.
+  // The catalogue outlives this object.
   duckdb_engine(catalogue &tables, storage form, size_t threads);
   duckdb_engine(const duckdb_engine &) = delete;
   ~duckdb_engine();
 
-  // Makes the tables that a query names, unless they are there.
+  // Makes the tables that a query names, unless they exist.
   void prepare(const std::string &query);
 
   // Runs a query.  Throws store::error with DuckDB's message.
   duckdb_answer run(const std::string &query);
-  // Runs it for the time that it takes, and gives its number of rows.  The rows are made and dropped.
+  // Runs a query to measure its time, and returns its number of rows.  The rows are made and dropped.
   uint64_t count_rows(const std::string &query);
 
-  // Ends a query, from another thread or from a signal handler.
+  // Ends a query.  Called from another thread or from a signal handler.
   void interrupt();
 
 private:

@@ -26,7 +26,7 @@ using exec::arena;
 using logical::expression;
 using logical::sql_type;
 
-// What the table function vorn_values gives to a query.  The query names this by its address.
+// The rows that the table function vorn_values gives to a query.  The query contains the address of this object.
 struct given_values {
   struct column {
     size_t index; // of the expression's inputs
@@ -154,7 +154,7 @@ private:
 struct duckdb_functions::state {
   explicit state(const vorn_ctx &library) : inside(library) {}
 
-  // Another connection with the database, which the first call opens.
+  // Another connection with the database.  The first call opens it.
   duckdb::connection connected() {
     const std::lock_guard lock(guard);
     if (!is_open) {

@@ -11,7 +11,7 @@ namespace store::sql {
 
 class duckdb_functions final : public exec::scalar_functions {
 public:
-  // Points are tested for polygons with the library, which outlives this.
+  // The library tests points for polygons, and outlives this object.
   explicit duckdb_functions(const vorn_ctx &library);
   ~duckdb_functions() override;
 

@@ -29,7 +29,7 @@ expression made(operation what, std::string type, std::vector<expression> childr
   return out;
 }
 
-// Puts the children of a conjunction in another one of the same kind into that one.
+// Flattens a conjunction inside a conjunction of the same kind.
 void add_flat(expression &into, expression &&child) {
   if (child.what != into.what) {
     into.children.push_back(std::move(child));
@@ -79,7 +79,7 @@ double real_number(const json &value) {
   return name == "NaN" ? std::numeric_limits<double>::quiet_NaN() : name == "Infinity" ? infinity : -infinity;
 }
 
-// The bytes of a BLOB, of which some are written as "\xFF".
+// The bytes of a BLOB.  The text has some of them as "\xFF".
 std::string unescaped(const std::string &text) {
   std::string out;
   for (size_t i = 0; i < text.size(); ++i)
@@ -313,7 +313,7 @@ expression expression_reader::parsed_function(const json &from) const {
   return out;
 }
 
-// A cast of a constant that depends on a setting, such as the time zone, is still there after DuckDB's own folding.
+// DuckDB does not fold a cast of a constant that depends on a setting such as the time zone.
 void expression_reader::fold(expression &e) const {
   if (e.children[0].what != operation::constant || !e.type.held)
     return;

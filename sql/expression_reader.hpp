@@ -1,4 +1,4 @@
-// Expressions of DuckDB's plan, which come as JSON.
+// Reads expressions of DuckDB's plan from JSON.
 #pragma once
 
 #include <cstdint>
@@ -13,7 +13,7 @@
 
 namespace store::sql {
 
-// A part of a query that nothing executes, with its place in the text in bytes.
+// A part of a query that the store cannot execute, with its position in the text in bytes.
 struct missing_part {
   std::string what; // "window functions"
   std::string name; // "row_number"; perhaps empty
@@ -22,18 +22,18 @@ struct missing_part {
 
 class expression_reader {
 public:
-  // `fold` gives the value of an expression without columns, or nothing where it has none or it fails.
+  // `fold` returns the value of an expression without columns, or nothing if it has no value or fails.
   using folder = std::function<std::optional<logical::scalar>(const logical::expression &)>;
-  // `is_volatile` says whether a function gives another value at each call.
+  // `is_volatile` returns true for a function that gives another value at each call.
   expression_reader(std::function<bool(const std::string &)> is_volatile, folder fold)
       : is_volatile_(std::move(is_volatile)), fold_(std::move(fold)) {}
 
-  // With the SQL text of all its parts.  Throws missing_part.
+  // The expression and all its parts have their SQL text.  Throws missing_part.
   logical::expression read(const nlohmann::json &from) const;
-  // The same of a type that the store holds.
+  // The same, for a type that the store holds.
   logical::expression read_held(const nlohmann::json &from) const;
 
-  // A value of a plan's JSON with its type.
+  // A value in the JSON of a plan, with its type.
   static logical::expression constant(const nlohmann::json &value);
   static logical::sql_type type(const nlohmann::json &from);
   static std::optional<uint32_t> location(const nlohmann::json &from);
@@ -48,7 +48,7 @@ private:
   folder fold_;
 };
 
-// The operation of "COMPARE_EQUAL" and the like.
+// The operation of a name such as "COMPARE_EQUAL".
 logical::operation comparison_of(const std::string &name);
 
 } // namespace store::sql

@@ -1,4 +1,4 @@
-// Functions of ours that a database of DuckDB knows.
+// Registers functions of this project in a database of DuckDB.
 #pragma once
 
 #include <memory>
@@ -21,11 +21,11 @@ logical_type type_named(connection &database, const std::string &name);
 struct table_function {
   const char *name = nullptr;
   const char *parameter_type = nullptr;
-  void *info = nullptr; // for the calls, which find it by duckdb_bind_get_extra_info
+  void *info = nullptr; // the calls get it from duckdb_bind_get_extra_info
   duckdb_table_function_bind_t bind = nullptr;
   duckdb_table_function_init_t init = nullptr;
   duckdb_table_function_t run = nullptr;
-  bool gives_some_columns = false; // those that the call is asked for, not all
+  bool gives_some_columns = false; // only the columns that the query reads
 };
 void add_function(connection &database, const table_function &added);
 

@@ -1,4 +1,4 @@
-// Queries that no user has written.
+// Queries that this project writes itself.
 #pragma once
 
 #include <string>
@@ -8,7 +8,7 @@
 
 namespace store::duckdb {
 
-// Runs such a query.  Its errors say nothing about a place in its text, which the user does not know.
+// Runs such a query.  Its error messages have no position in the text, because the user does not know the text.
 template <class Run>
 auto own_query(const Run &run) {
   try {

@@ -1,4 +1,4 @@
-// The operators of DuckDB's plan, which come as JSON.
+// Reads the operators of DuckDB's plan from JSON.
 #pragma once
 
 #include <cstddef>

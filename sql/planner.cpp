@@ -24,7 +24,7 @@ namespace {
 
 using nlohmann::json;
 
-// "line 2, column 5" of a place in a text.
+// "line 2, column 5" for a position in a text.
 std::string place(std::string_view text, uint32_t at) {
   const std::string_view before = text.substr(0, std::min<size_t>(at, text.size()));
   const auto lines = std::count(before.begin(), before.end(), '\n');
@@ -32,7 +32,7 @@ std::string place(std::string_view text, uint32_t at) {
   return fmt::format("line {}, column {}", lines + 1, before.size() - line_start + 1);
 }
 
-// Where a text has a name in it, perhaps in other letters; nothing where it has none.
+// The position of a name in a text, ignoring case; nothing if it does not occur.
 std::optional<uint32_t> place_of_name(std::string_view text, std::string_view name) {
   const auto is_same = [](char a, char b) {
     return std::tolower(static_cast<unsigned char>(a)) == std::tolower(static_cast<unsigned char>(b));
@@ -46,7 +46,7 @@ std::optional<uint32_t> place_of_name(std::string_view text, std::string_view na
   return std::nullopt;
 }
 
-// A query in which calls of table functions are the names of tables.
+// A query in which the names of tables replace calls of table functions.
 struct query_of_tables {
   std::string text;
   struct replaced {
@@ -55,7 +55,7 @@ struct query_of_tables {
   };
   std::vector<replaced> calls;
 
-  // A place in the text as a place in the user's query.
+  // Maps a position in this text to a position in the query of the user.
   uint32_t place_in_query(size_t at) const {
     size_t more = 0;
     for (const replaced &call : calls)
@@ -64,7 +64,7 @@ struct query_of_tables {
   }
 };
 
-// The end of a call that begins at a place of a text; nothing where there is none.
+// The end of the call that begins at a position of a text; nothing if no call begins there.
 std::optional<size_t> end_of_call(std::string_view text, size_t at) {
   size_t depth = 0;
   while (at < text.size()) {
@@ -79,7 +79,7 @@ std::optional<size_t> end_of_call(std::string_view text, size_t at) {
   return std::nullopt;
 }
 
-// The calls of table functions in a syntax tree, by their places, and whether they have a name of their own.
+// The calls of table functions in a syntax tree: their positions, and whether they have an alias.
 void add_calls(const json &tree, std::map<size_t, std::pair<std::string, bool>> &to) {
   if (tree.is_object() && tree.value("type", json()) == "TABLE_FUNCTION") {
     const json &function = tree.at("function");
@@ -95,7 +95,7 @@ void add_calls(const json &tree, std::map<size_t, std::pair<std::string, bool>> 
 
 std::string message_of(const missing_part &part, std::string_view query) {
   std::string where = part.name;
-  // DuckDB does not keep the places of all functions.
+  // DuckDB does not keep the positions of all functions.
   if (const auto at = part.location ? part.location : place_of_name(query, part.name))
     where += (where.empty() ? "" : ", ") + place(query, *at);
   return fmt::format("not executed: {}{}", part.what, where.empty() ? "" : fmt::format(" ({})", where));
@@ -127,7 +127,7 @@ std::vector<std::string> statements(std::string_view text) {
 
 namespace {
 
-// What the table function vorn_table says of a table.
+// The properties of a table that the table function vorn_table reports.
 struct described_table {
   std::vector<std::pair<std::string, duckdb_logical_type>> columns;
   uint64_t rows = 0;
@@ -159,8 +159,8 @@ void add_scans(const logical::plan &of, std::vector<const logical::plan *> &to) 
 } // namespace
 
 // The planner's database has a view for each table that a query names.  At first the view reads the table function
-// vorn_table, which says the columns and the number of rows and is never run.  For a join DuckDB wants to know more:
-// then the view reads a small table with rows that are made up.
+// vorn_table.  This function reports the columns and the number of rows, and is never run.  For a join DuckDB needs
+// more statistics.  Then the view reads a small table with generated rows.
 struct planner::state {
   explicit state(catalogue &of) : tables(of), inside(of.library()), other(database.another()) {
     disable_optimizers("");
@@ -169,7 +169,7 @@ struct planner::state {
                   [](duckdb_init_info info) { duckdb_init_set_error(info, "DuckDB only plans queries of this table"); },
                   [](duckdb_function_info, duckdb_data_chunk) {}, true});
     inside.add_to(database);
-    // It takes as long as opening the database, and few queries ask.
+    // This takes as long as opening the database, and few queries need it.
     volatile_functions = std::async(std::launch::async, [connected = other.another()]() mutable {
       std::set<std::string> out;
       duckdb::result names = connected.query("SELECT DISTINCT function_name FROM duckdb_functions() WHERE stability = "
@@ -201,13 +201,13 @@ struct planner::state {
   catalogue &tables;
   polygon_function inside;
   duckdb::connection database{1};
-  duckdb::connection other;                          // for what is asked while a query is planned
+  duckdb::connection other;                          // for queries while a query is planned
   std::map<std::string, duckdb::logical_type> types; // by their names
   std::map<std::string, std::string> statistics;     // the queries that made the rows of tables, by the tables' names
   uint64_t most_rows = 0;                            // of the tables with statistics
   described_tables described;                        // by the names in the views
   struct known_view {
-    std::string name; // as the query that made the view wrote it
+    std::string name; // as in the query that made the view
     std::weak_ptr<exec::table> of;
   };
   std::map<std::string, known_view> views;  // by names in lower case
@@ -253,7 +253,8 @@ void planner::state::add_views(const std::string &query) {
     add_view(name);
 }
 
-// DuckDB's plan has no rows of a table function, and says nothing of read_csv.  So the rows of a call are a table.
+// DuckDB's plan does not contain the rows of a table function, nor the arguments of read_csv.  So the rows of a call
+// become a table.
 query_of_tables planner::state::with_calls_as_tables(const std::string &query) {
   query_of_tables out;
   const auto answer = database.query(fmt::format("SELECT json_serialize_sql({})", duckdb::quoted_text(query))).next();
@@ -269,11 +270,11 @@ query_of_tables planner::state::with_calls_as_tables(const std::string &query) {
     if (known == calls.end()) {
       std::string name = text;
       while (views.contains(duckdb::lower_case(name)))
-        name += ' '; // a call that differs in nothing but the case of letters
+        name += ' '; // a call that differs only in case
       try {
         tables.add_call(name, text);
       } catch (const error &) {
-        continue; // it depends on other tables, or has an error, which DuckDB reports
+        continue; // it depends on other tables, or it has an error and DuckDB reports the error
       }
       add_view(name);
       known = calls.emplace(text, std::move(name)).first;
@@ -309,8 +310,8 @@ std::optional<logical::scalar> planner::state::value_of(const logical::expressio
   }
 }
 
-// Loads the columns of a plan with joins, and tells DuckDB what they hold.  Returns whether there was something to
-// tell.
+// Loads the columns of a plan with joins, and gives DuckDB their statistics.  Returns true if there were new
+// statistics.
 bool planner::state::add_statistics(const logical::plan &of) {
   std::vector<const logical::plan *> scans;
   add_scans(of, scans);
@@ -363,14 +364,14 @@ logical::query planner::state::plan(const std::string &query) {
   try {
     prepare();
   } catch (const error &) {
-    // With all tables that there are, DuckDB suggests the right name of one.
+    // When DuckDB knows all tables, its message suggests the right name of a table.
     for (const std::string &name : tables.names())
       add_view(name);
     prepare();
   }
   const query_of_tables asked = with_calls_as_tables(query);
   json plan = serialized(asked.text);
-  // Where DuckDB 1.5 has dropped columns that a shared part does not need, it sometimes cannot make the plan.
+  // DuckDB 1.5 sometimes cannot make the plan after it has dropped columns that a shared part does not need.
   if (plan.value("error_type", "") == "internal") {
     disable_optimizers(",unused_columns");
     plan = serialized(asked.text);

@@ -12,25 +12,25 @@
 
 namespace store::sql {
 
-// The statements of a text, which end with ";".  Empty ones are left out.
+// The statements of a text.  A statement ends with ";".  Empty statements are left out.
 std::vector<std::string> statements(std::string_view text);
 
-// A query that DuckDB takes and that the store cannot execute.
+// A query that DuckDB accepts and the store cannot execute.
 struct not_executed : error {
   using error::error;
 };
 
 class planner {
 public:
-  // The catalogue outlives this.
+  // The catalogue outlives this object.
   explicit planner(catalogue &tables);
   planner(const planner &) = delete;
   ~planner();
 
-  // The plan of a query.  The columns that a query of several tables reads are loaded: how many different values they
-  // have decides the order of joins.  Throws store::error: with DuckDB's message for a query that DuckDB does not take,
-  // of several lines where DuckDB shows the place; or not_executed, with one line that names a part that has no
-  // operator, and its place.
+  // The plan of a query.  If the query reads several tables, the call loads the columns that it reads, because their
+  // numbers of distinct values decide the order of joins.  Throws store::error with DuckDB's message for a query that
+  // DuckDB rejects.  The message has several lines if DuckDB shows the position.  Throws not_executed for a query with
+  // a part without an operator.  Its message is one line with the name of the part and its position.
   logical::query plan(const std::string &query);
 
 private:

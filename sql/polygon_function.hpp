@@ -1,4 +1,4 @@
-// The SQL function vorn_inside(x, y, 'area.csv'): whether a point lies in a polygon.
+// The SQL function vorn_inside(x, y, 'area.csv'): does a point lie in a polygon?
 #pragma once
 
 #include <map>
@@ -15,13 +15,14 @@ namespace store::sql {
 // The file, .csv or .parquet, has two columns, the coordinates of a vertex.  It is read once.
 class polygon_function {
 public:
-  // The kernel of the library tests points.  The library outlives this, and this outlives the databases that know it.
+  // The kernel of the library tests points.  The library outlives this object.  This object outlives the databases with
+  // the function.
   explicit polygon_function(const vorn_ctx &library) : library_(library) {}
   polygon_function(const polygon_function &) = delete;
 
   void add_to(duckdb::connection &database);
 
-  // Threads may ask at once.  Throws store::error for a file that is not a polygon.
+  // Several threads may call this at once.  Throws store::error for a file that is not a polygon.
   bool contains(const std::string &file, double x, double y);
 
 private:

@@ -1,4 +1,4 @@
-// What plans queries on the tables of a catalogue, and makes their operators.
+// A session plans queries on the tables of a catalogue, and makes their operators.
 #pragma once
 
 #include <cstdint>
@@ -17,18 +17,18 @@ namespace store::sql {
 // One thread uses it at a time.  Several sessions may share a catalogue.
 class session {
 public:
-  // The catalogue outlives this.
+  // The catalogue outlives this object.
   explicit session(catalogue &tables) : tables_(tables), functions_(tables.library()) {}
 
   catalogue &tables() { return tables_; }
 
-  // As the planner says.  The first call opens the planner's database.
+  // The plan of the planner.  The first call opens the database of the planner.
   logical::query plan(const std::string &text);
 
-  // The operators of a plan, which read columns that are then loaded.
+  // The operators of a plan.  The call loads the columns that they read.
   exec::relation_ptr operators(const logical::plan &of);
 
-  // The plan reads these tables, each once, in the order in which the plan names them.
+  // The tables that the plan reads, each once, in the order of the plan.
   static std::vector<std::string> tables_of(const logical::query &of);
 
 private:

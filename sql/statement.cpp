@@ -67,7 +67,7 @@ public:
     return out;
   }
 
-  // What is between a bracket, which is next, and the one that closes it; nothing when none does.
+  // The text between the next bracket and its closing bracket; nothing if it is not closed.
   std::optional<std::string> take_bracketed() {
     take();
     const size_t begin = at_;
@@ -203,7 +203,7 @@ std::string sql_constant(const cell &value, const column_info &of) {
   append_text(text, value, *of.type);
   if (text.find('\0') != text.npos)
     throw error("not executed: a parameter with a zero byte");
-  if (of.type->kind == value_kind::text) // DuckDB takes it for a date, where one is compared with it
+  if (of.type->kind == value_kind::text) // DuckDB reads it as a date when it is compared with a date
     return duckdb::quoted_text(text);
   return fmt::format("CAST({} AS {})", duckdb::quoted_text(text), of.sql_type);
 }

@@ -1,4 +1,4 @@
-// Statements that the host executes beside queries, and the parameters of a text.
+// Statements other than queries that the host executes, and the parameters of a text.
 //
 //     EXPLAIN query                          COPY table TO 'file'           COPY table FROM 'file'
 //     DROP TABLE [IF EXISTS] table           COPY (query) TO 'file'
@@ -24,25 +24,26 @@ struct statement {
   bool may_miss = false; // drop: IF EXISTS
 };
 
-// Throws store::error for a statement of one of these forms that goes on in another way.  Every other text is a query.
+// Throws store::error for a statement that begins as one of these forms and continues in another way.  Every other text
+// is a query.
 statement read_statement(std::string_view text);
 
-// A place for a value in a text.
+// A parameter in a text.
 struct parameter {
   size_t at = 0; // bytes
   size_t length = 0;
-  size_t ordinal = 0; // from 0 on; of ? the number of the ? before it
-  std::string name;   // of $name; empty otherwise
+  size_t ordinal = 0; // from 0 on; for ? the number of earlier ?
+  std::string name;   // for $name; empty otherwise
 };
 
 // The ?, $1 and $name of a text, in its order.
 std::vector<parameter> parameters_of(std::string_view text);
 
-// The text with a constant in the place of each parameter.
+// The text with each parameter replaced by a constant.
 std::string with_values(std::string_view text, const std::vector<parameter> &parameters,
                         const std::function<std::string(const parameter &)> &constant);
 
-// A value as SQL writes it.  Throws store::error for a text with a zero byte, which DuckDB does not take.
+// A value in SQL.  Throws store::error for a text with a zero byte, because DuckDB does not accept it.
 std::string sql_constant(const cell &value, const column_info &of);
 
 } // namespace store::sql

@@ -63,7 +63,7 @@ std::string statistics_rows(exec::table &of, uint64_t factor) {
                                              : values_of(column, fmt::format("(i % {})", distinct));
     columns.push_back(fmt::format("{} AS {}", values, duckdb::quoted_name(column.name)));
   }
-  // DuckDB counts the distinct values of the first rows of each chunk, so that equal ones must not stand side by side.
+  // DuckDB counts the distinct values in the first rows of each chunk, so equal values must not be neighbours.
   return fmt::format("SELECT {} FROM (SELECT i * 2654435761 % {} AS i FROM range({}) numbers(i))",
                      fmt::join(columns, ", "), std::max<uint64_t>(rows, 1), rows);
 }

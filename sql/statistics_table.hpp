@@ -1,4 +1,4 @@
-// What DuckDB's planner knows of a table of ours.
+// Statistics of a table for DuckDB's planner.
 #pragma once
 
 #include <cstdint>
@@ -8,12 +8,12 @@
 
 namespace store::sql {
 
-// The most rows that a table in the planner's database has.
+// The largest number of rows of a table in the database of the planner.
 inline constexpr uint64_t most_planned_rows = 65536;
 
-// A query whose rows resemble those of a table: the numbers of rows and of distinct values in each loaded column are as
-// in the table, and made smaller by a factor where they are large.  DuckDB orders joins by these numbers alone. Columns
-// that are not loaded are NULL.
+// A query with rows that resemble the rows of a table.  The number of rows, and the number of distinct values in each
+// loaded column, equal the numbers of the table, or are smaller by a factor if the table is large.  DuckDB orders joins
+// only by these numbers.  Columns that are not loaded are NULL.
 std::string statistics_rows(exec::table &of, uint64_t factor);
 
 } // namespace store::sql

@@ -15,7 +15,7 @@ namespace store {
 
 namespace {
 
-// The name of a file in a scan, which reads some characters as patterns of names.
+// The name of a file in a scan.  Characters that a scan reads as a pattern are escaped.
 std::string literal_name(const std::filesystem::path &path) {
   std::string out;
   for (char c : path.string())
@@ -49,7 +49,7 @@ std::string scan_of(std::span<const std::filesystem::path> paths) {
   for (const std::filesystem::path &path : paths) {
     if (!std::filesystem::exists(path))
       throw error(fmt::format("no such file: {}", shortened(path.string())));
-    if (!std::filesystem::is_regular_file(path)) // a pipe would be waited for
+    if (!std::filesystem::is_regular_file(path)) // opening a pipe would wait
       throw error(fmt::format("not a file: {}", shortened(path.string())));
     if (kind_of(path) == file_kind::other)
       throw error(fmt::format("neither a .parquet nor a .csv file: {}", shortened(path.string())));
@@ -60,7 +60,7 @@ std::string scan_of(std::span<const std::filesystem::path> paths) {
   const std::string list = fmt::format("{}, hive_partitioning = false", list_of(paths));
   if (kind == file_kind::parquet)
     return fmt::format("read_parquet({})", list);
-  // The types of a CSV file are guessed from all of its rows, so that no later row can contradict them.
+  // The types of a CSV file follow from all of its rows, so no row can contradict them.
   return fmt::format("read_csv({}, sample_size = -1)", list);
 }
 

@@ -1,5 +1,5 @@
-// Parquet or CSV files, or a call of a table function, as a source of columns.  DuckDB reads them; one column at a time
-// is in memory in plain form.
+// Parquet or CSV files, or a call of a table function, as a source of columns.  DuckDB reads them.  One column at a
+// time is in memory in plain form.
 #pragma once
 
 #include <cstdint>
@@ -17,20 +17,21 @@
 
 namespace store {
 
-// Whether DuckDB reads a file as a table, by its ending: .parquet, .csv, .tsv, .csv.gz or .tsv.gz.
+// Does DuckDB read a file as a table?  The ending decides: .parquet, .csv, .tsv, .csv.gz or .tsv.gz.
 bool is_table_file(const std::filesystem::path &path);
 
 class table_file final : public table_source {
 public:
-  // Several files are one table, their rows one after the other.  Throws store::error when there is no such file or it
-  // cannot be read, and when their columns differ.  The connection outlives this.
+  // Several files are one table: the rows of the first file, then of the second, and so on.  Throws store::error when a
+  // file does not exist or cannot be read, and when the columns of the files differ.  The connection outlives this
+  // object.
   table_file(duckdb::connection &db, std::span<const std::filesystem::path> paths);
   table_file(duckdb::connection &db, const std::filesystem::path &path) : table_file(db, std::span(&path, 1)) {}
-  // The rows of a call such as "read_csv('x', header = true)" or "range(10)".  Throws store::error when DuckDB does not
-  // take it.
+  // The rows of a call such as "read_csv('x', header = true)" or "range(10)".  Throws store::error when DuckDB rejects
+  // it.
   table_file(duckdb::connection &db, const std::string &call);
 
-  // The files or the call as SQL names them after FROM.
+  // The files or the call in the form of SQL after FROM.
   const std::string &sql() const { return scan_; }
 
   std::optional<uint64_t> compressed_bytes(const std::vector<std::string> &names) const override;
@@ -38,7 +39,7 @@ public:
   // Depends on the kind of the column's values.
   void check_encoding(const column_info &info, const encoding_choice &choice) const override;
 
-  // Throws store::error for NULLs in an encoding without them, and for a text of a length that the encoding does not
+  // Throws store::error for a NULL in an encoding without NULLs, and for a text of a length that the encoding does not
   // store.
   column load(const column_info &info, const encoding_choice &choice,
               const std::function<void(uint64_t rows)> &progress) const override;
@@ -51,7 +52,7 @@ private:
   std::string scan_;
   std::vector<std::filesystem::path> files_;
   std::vector<saved::file_stamp> opened_; // of the files
-  std::string statistics_;                // the source of the bytes of columns in SQL; empty where there is none
+  std::string statistics_;                // the source of the bytes of columns in SQL; empty if there is none
 };
 
 } // namespace store

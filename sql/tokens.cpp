@@ -35,7 +35,7 @@ size_t token_length(std::string_view text) {
     if (end != text.npos && text[end] == '$')
       return up_to(text.substr(0, end + 1), end + 1);
   }
-  // A name, so that an "e" at its end begins no text.
+  // A name.  An "e" at its end does not begin a text.
   const auto is_name = [](char c) { return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_'; };
   size_t length = 1;
   if (is_name(text[0]))

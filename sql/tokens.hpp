@@ -1,4 +1,4 @@
-// The tokens of SQL, as far as the host itself reads a text.  DuckDB reads the rest.
+// The few tokens of SQL that the host reads itself.  DuckDB does the rest.
 #pragma once
 
 #include <cstddef>
@@ -9,7 +9,7 @@ namespace store::sql {
 // The length of a quoted text, of a comment, of a name, or of one other character at the beginning of a text.
 size_t token_length(std::string_view text);
 
-// Whether a token is a comment or white space.
+// Is a token a comment or white space?
 bool is_blank(std::string_view token);
 
 } // namespace store::sql

@@ -1,4 +1,4 @@
-// The values of a column as DuckDB hands them to the store.
+// Reads the values of DuckDB's columns for the store.
 #pragma once
 
 #include <string>
@@ -18,7 +18,7 @@ std::string sql_values(std::string_view column, const column_type &type);
 
 cell value_at(const duckdb::vector &values, uint64_t row, value_kind kind);
 
-// The same of some rows, for the builder of a column.
+// The same for some rows, for the builder of a column.
 void append_values(column_builder &out, const duckdb::vector &values, uint64_t rows, value_kind kind);
 
 } // namespace store

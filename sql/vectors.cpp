@@ -18,7 +18,7 @@ int64_t unit_of(const sql_type &type) {
   return type.name == "TIMESTAMP_S" ? 1'000'000 : type.name == "TIMESTAMP_MS" ? 1'000 : 1;
 }
 
-// The value of a row with NULL may be any.
+// A row with NULL may have any value.
 int64_t scaled(int64_t value, int64_t unit) {
   return static_cast<int64_t>(static_cast<uint64_t>(value) * static_cast<uint64_t>(unit));
 }
@@ -61,7 +61,7 @@ void with_stored(const sql_type &type, const Take &take) {
   }
 }
 
-// Values are at least 8 bytes apart, but those of 16 bytes need not lie on 16.
+// Values are aligned to 8 bytes.  Values of 16 bytes need not be aligned to 16 bytes.
 template <class T>
 T at(const void *values, size_t row) {
   T out;

@@ -16,7 +16,8 @@ namespace store::sql {
 
 namespace {
 
-// DuckDB asks a stream for its schema several times and releases none of them.  So this gives one schema each time.
+// DuckDB gets the schema of a stream several times and releases none of the copies.  So the stream always gives the
+// same schema.
 class lent_schema_stream {
 public:
   explicit lent_schema_stream(arrow_owner<ArrowArrayStream> inner) : inner_(std::move(inner)), schema_(ArrowSchema{}) {

@@ -1,4 +1,4 @@
-// The one exception of the store: something that its user asked for and that cannot be done.
+// The one exception of the store: the user asked for something that cannot be done.
 #pragma once
 
 #include <stdexcept>
@@ -11,7 +11,7 @@ struct error : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// A text of a user as a message repeats it: cut when it is long.
+// The text of a user in a message.  A long text is cut.
 inline std::string shortened(std::string_view text) {
   constexpr size_t longest = 80;
   if (text.size() <= longest)

@@ -22,7 +22,7 @@ void print(std::string_view text, std::FILE *to = stdout) {
     throw error("cannot write to standard output");
 }
 
-// Standard output holds nothing but rows where programs read them.
+// If programs read standard output, it has only rows.
 void print_report(const options &chosen, std::string_view text) {
   const bool has_rows = chosen.format != row_format::table && !chosen.output && !chosen.saved_file;
   print(text, has_rows ? stderr : stdout);
@@ -46,7 +46,7 @@ void put_out(const options &chosen, const exec::answer &rows) {
 uint64_t row_groups_of(session &with, const logical::plan &of) {
   uint64_t out = 0;
   if (of.what == logical::plan_kind::scan)
-    out = (with.tables().find(of.table)->rows() + batch_rows - 1) / batch_rows;
+    out = (with.tables().find(of.table)->rows() + row_group_rows - 1) / row_group_rows;
   for (const logical::plan &below : of.children)
     out += row_groups_of(with, below);
   return out;
@@ -59,7 +59,7 @@ uint64_t row_groups_done(const exec::relation &of) {
   return out;
 }
 
-// Runs the operators of a query under the eyes of the user.
+// Runs the operators of a query and shows the progress.
 class watched_query {
 public:
   watched_query(session &with, const logical::query &planned)
@@ -71,7 +71,7 @@ public:
   exec::relation &rows() { return *rows_; }
   exec::answer run() {
     running_ = rows_.get();
-    // Metrics say how far the query is.
+    // The metrics show the progress of the query.
     exec::kept_rows rows = with_.run(*rows_, with_.kernels_in_force(), with_.progress().is_shown());
     with_.tables().require_unchanged();
     return {planned_.names, exec::plain_layouts(rows_->columns()), std::move(rows)};
@@ -91,7 +91,7 @@ private:
   progress_bar::work shown_; // ends before what it shows
 };
 
-// Runs a query twice: the first run tells the entry points and kernels, the second one is measured.
+// Runs a query twice.  The first run records the entry points and kernels, the second run is measured.
 std::string analyzed(session &with, const logical::query &planned) {
   watched_query observed(with, planned);
   with.library().observe([&](const vorn_ctx &library) { with.run(observed.rows(), library, true); },
@@ -112,7 +112,7 @@ logical::query plan_of(session &with, const std::string &text) {
   }
 }
 
-// A query as a line.
+// A query in one line.
 std::string in_one_line(std::string_view text) {
   std::string out;
   for (size_t at = 0; (at = text.find_first_not_of(" \n\r\t", at)) != text.npos;) {

@@ -10,16 +10,16 @@
 
 namespace store {
 
-// What all queries together have led to.
+// The results of all queries together.
 struct answers {
   std::vector<answered> given;
-  std::vector<std::string> tables; // that they read, in the order of their first use
+  std::vector<std::string> tables; // the tables that they read, in the order of their first use
 
   // No comparison has found a difference.
   bool agree() const;
 };
 
-// Runs a query, which is one statement, and shows its rows or writes them to a file, as is asked for.
+// Runs a query of one statement.  Shows its rows or writes them to a file, as the options say.
 void answer_query(session &with, const options &chosen, const std::string &text, answers &out);
 
 } // namespace store

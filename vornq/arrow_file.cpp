@@ -17,7 +17,7 @@ namespace store {
 
 namespace {
 
-// The numbers of the format: fields by their places in their tables, and kinds of messages and types.
+// The numbers of the format: positions of fields in their tables, kinds of messages, and types.
 constexpr flatbuffers::voffset_t field(int place) { return static_cast<flatbuffers::voffset_t>(4 + 2 * place); }
 constexpr int16_t version_5 = 4;
 enum message_kind : uint8_t { schema_message = 1, batch_message = 3 };
@@ -67,7 +67,7 @@ int32_t number_in(std::string_view text) {
   return out;
 }
 
-// A type by its format in the C interface: the formats that the store exports.
+// The type for a format of the C interface.  It knows the formats that the store exports.
 std::pair<type_kind, table> made_type(builder &to, std::string_view format) {
   const auto integer = [&](int32_t bits, bool is_signed) {
     return std::pair(int_type, made_table(to, [&] {
@@ -117,7 +117,7 @@ std::pair<type_kind, table> made_type(builder &to, std::string_view format) {
   throw error("an Arrow file does not hold the format " + std::string(format));
 }
 
-// Keys and values: their number, and for each text its bytes after their count.
+// Keys and values: a count, then each text after the number of its bytes.
 std::vector<flatbuffers::Offset<void>> made_metadata(builder &to, const char *packed) {
   std::vector<flatbuffers::Offset<void>> out;
   const auto number = [&] {

@@ -21,7 +21,7 @@ namespace {
 using logical::plan;
 using logical::plan_kind;
 
-// Where the columns of an operator appear in the answer.
+// The positions of the columns of an operator in the answer.
 using positions = std::vector<std::optional<size_t>>;
 
 void follow(const plan &of, const positions &shown, row_order &out) {
@@ -75,7 +75,7 @@ public:
     return static_cast<int>(x > y) - static_cast<int>(x < y);
   }
 
-  // The relative difference of two doubles; 0 of values that are equal, infinity of all others.
+  // The relative difference of two doubles; 0 for equal values, infinity for all other values.
   double difference(side a, size_t row_of_a, side b, size_t row_of_b) const {
     if (order(a, row_of_a, b, row_of_b) == 0)
       return 0;
@@ -103,7 +103,7 @@ public:
       : answers_{&first, &second}, order_(sorted), found_(into) {
     for (size_t c = 0; c < first.columns.size(); ++c)
       columns_.emplace_back(first, second, c);
-    for (const bool of_floats : {false, true}) // doubles decide last about the partner of a row
+    for (const bool of_floats : {false, true}) // doubles come last in the order of rows
       for (size_t c = 0; c < columns_.size(); ++c)
         if (columns_[c].is_float() == of_floats)
           by_importance_.push_back(c);
@@ -136,7 +136,7 @@ private:
     return true;
   }
 
-  // Rows of which the query does not say the order.
+  // Rows that may come in any order.
   void compare_tied(size_t first, size_t end, bool may_be_others) {
     const comparison before = found_;
     if (differs_at(
@@ -160,7 +160,7 @@ private:
     found_.difference = described(sorted[ours][at - first], sorted[duckdbs][at - first]);
   }
 
-  // The first row that has not the same values in both.
+  // The first row with different values in the two answers.
   template <class Ours, class DuckDBs>
   size_t differs_at(size_t first, size_t end, const Ours &row_of_ours, const DuckDBs &row_of_duckdbs) {
     for (size_t row = first; row < end; ++row)

@@ -10,29 +10,28 @@
 
 namespace store {
 
-// How far a query says in which order its rows come.
+// The part of the order of rows that a query defines.
 struct row_order {
-  // Columns of the answer by which the rows are sorted: the first ones of the sort keys.
+  // The leading sort keys that are columns of the answer.
   std::vector<size_t> keys;
-  // The query keeps some rows of more, and which of them may depend on an order that it does not say.
+  // The query has a limit, so the rows that it keeps may depend on an order that it does not define.
   bool is_limited = false;
 };
 row_order order_of(const logical::plan &root);
 
 struct comparison {
   bool agree = true;
-  std::string difference; // the first one, where the answers do not agree
-  // Doubles that are not equal and differ no more than rounding explains, and the largest difference in units of the
-  // value.
+  std::string difference; // the first difference, if the answers do not agree
+  // The number of doubles that differ at most by rounding, and their largest relative difference.
   uint64_t rounded = 0;
   double largest = 0;
   double bound = 0;
-  // Rows that tie at the end of a limit, so that each side may keep others.
+  // The number of rows that tie at the end of a limit.  Each side may keep other rows of them.
   uint64_t open_rows = 0;
 };
 
-// Rows that are equal in the keys may come in any order.  `rows_read` are the most that a sum may have added: sums of
-// n doubles in different orders differ by up to 2 (n + 4) * 2^-53 of a sum of n numbers of one sign.
+// Rows with equal keys may come in any order.  `rows_read` is the largest number of values that a sum may have added.
+// Two sums of n doubles of one sign, in different orders, differ at most by the factor 2 (n + 4) * 2^-53.
 comparison compare(const exec::answer &ours, const exec::answer &duckdbs, const row_order &order, uint64_t rows_read);
 
 } // namespace store

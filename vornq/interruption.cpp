@@ -18,7 +18,7 @@ void end(int signal) {
   _exit(128 + signal);
 }
 
-// Reading a mapped file behind its new end.
+// The program has read a mapped file after its new end.
 void end_at_a_cut_file(int) {
   saved::temporary_file::remove_all();
   progress_bar::wipe();
@@ -38,7 +38,7 @@ void end_cleanly_at_signals() {
   for (const int signal : {SIGINT, SIGTERM, SIGHUP})
     set(signal, end);
   set(SIGBUS, end_at_a_cut_file);
-  set(SIGXFSZ, SIG_IGN); // a file that may not grow is an error of the call that writes
+  set(SIGXFSZ, SIG_IGN); // the call that writes reports a file that may not grow
 }
 
 } // namespace store

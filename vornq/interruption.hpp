@@ -1,11 +1,11 @@
-// What happens when a user ends the program with Ctrl-C, and at other signals.
+// Handles Ctrl-C and other signals that end the program.
 #pragma once
 
 namespace store {
 
-// From here on the signals that end a program end this one at once, with 128 and the number of the signal as its
-// status.  Files that are not whole are removed, and the progress line is wiped.  A mapped file that another program
-// cuts ends this one with a message and status 2.
+// After this call a signal that ends a program ends this program at once.  The status is 128 plus the number of the
+// signal.  Incomplete files are removed, and the progress line is cleared.  If another program cuts a mapped file, this
+// program ends with a message and status 2.
 void end_cleanly_at_signals();
 
 } // namespace store

@@ -1,4 +1,4 @@
-// How long a query takes with each engine.
+// Measures a query with each engine.
 #pragma once
 
 #include <cstdint>
@@ -15,8 +15,8 @@ struct measurement {
   double least;        // of them
 };
 
-// Runs a query with the generic kernels, with those in force, and with DuckDB, whose tables are plain or compressed:
-// the faster ones count.  Planning is not timed, and rows are made and dropped.
+// Runs a query with the generic kernels, with the kernels in force, and with DuckDB.  DuckDB runs it on plain and on
+// compressed tables, and the faster time counts.  Planning is not timed.  Rows are made and dropped.
 std::vector<measurement> measure(session &with, const std::string &text, const logical::query &planned,
                                  uint32_t repetitions);
 

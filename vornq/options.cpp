@@ -43,7 +43,7 @@ bool has_table_ending(std::string_view name) {
   return std::any_of(endings.begin(), endings.end(), [&](std::string_view ending) { return name.ends_with(ending); });
 }
 
-// A query has blanks.  A file with blanks in its name has to be there.
+// An argument with blanks is a query, unless a file of this name exists.
 bool is_file(const std::string &argument) {
   std::error_code ignored;
   return has_table_ending(argument) &&
@@ -214,7 +214,7 @@ std::optional<options> read_options(int argc, char **argv) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::Success &) {
-    // Whether it could be written is asked at the end of all output.
+    // The program tests at the end of all output whether it was written.
     std::fputs((version->count() != 0 ? "vornq " VORNQ_VERSION "\n" : app.help()).c_str(), stdout);
     return std::nullopt;
   }

@@ -1,4 +1,4 @@
-// What a user of vornq asks for.
+// The options and arguments of vornq.
 #pragma once
 
 #include <cstdint>
@@ -16,7 +16,7 @@ namespace store {
 enum class explaining { nothing, plan, run };
 
 struct options {
-  std::vector<std::string> queries; // texts, each perhaps of several queries
+  std::vector<std::string> queries; // texts; a text may have several queries
   std::vector<std::filesystem::path> files;
   std::vector<std::filesystem::path> folders;
 
@@ -41,8 +41,8 @@ struct options {
   instrumentation more;
 };
 
-// Nothing when the arguments ask for help or the version, or when there are none: the text for this is then printed.
-// Reads files of queries and standard input.  Throws store::error, or what the reader of the arguments throws.
+// Returns nothing after it has printed the help, the version, or the text for a call without arguments.  Reads files of
+// queries and standard input.  Throws store::error, or an exception of CLI11.
 std::optional<options> read_options(int argc, char **argv);
 
 } // namespace store

@@ -1,4 +1,4 @@
-// The rows of an answer in a file.
+// Writes the rows of an answer to a file.
 #pragma once
 
 #include <filesystem>
@@ -7,11 +7,11 @@
 
 namespace store {
 
-// Writes rows to a file, in the form that its ending names: .csv, .json, .jsonl, .parquet or .arrow.  Throws
-// store::error, and leaves the file, or that there is none, as it was.
+// Writes rows to a file in the format of its ending: .csv, .json, .jsonl, .parquet or .arrow.  Throws store::error.
+// After an error the path is as it was before.
 void write_file(const std::filesystem::path &path, const exec::answer &rows);
 
-// Throws store::error for an ending that names no form.
+// Throws store::error for another ending.
 void check_ending(const std::filesystem::path &path);
 
 } // namespace store

@@ -44,7 +44,7 @@ progress_bar::work::work(progress_bar &bar, std::function<state()> at) : bar_(ba
 
 progress_bar::work::~work() {
   if (bar_.on_terminal_)
-    bar_.painter_ = {}; // asks it to stop and waits for it
+    bar_.painter_ = {}; // requests its stop and waits for it
 }
 
 void progress_bar::loads(std::string_view column, uint64_t rows, uint64_t of) {

@@ -21,11 +21,11 @@ public:
   struct state {
     std::string label;
     uint64_t done = 0;
-    uint64_t of = 0; // 0 where nobody knows
+    uint64_t of = 0; // 0 if not known
   };
 
-  // A piece of work begins, which says now and then how far it is.  Any thread may ask it.  The line is there from the
-  // second second of the work until its end.
+  // Begins a piece of work.  The function returns its progress, and any thread may call it.  The line is shown after
+  // the first second of the work.
   class work {
   public:
     work(progress_bar &bar, std::function<state()> at);
@@ -36,12 +36,12 @@ public:
     progress_bar &bar_;
   };
 
-  // Within a piece of work, a column is loaded.
+  // Reports the load of a column within a piece of work.
   void loads(std::string_view column, uint64_t rows, uint64_t of);
 
   bool is_shown() const { return on_terminal_; }
 
-  // Wipes a line that may be there.  A signal handler may call it.
+  // Clears the line if it is shown.  A signal handler may call it.
   static void wipe();
 
 private:

@@ -18,7 +18,7 @@ std::string json_text(std::string_view text) {
   return out;
 }
 
-// An array of what is written of each.
+// A JSON array with the text that `write` makes of each element.
 template <class Range, class Write>
 std::string array_of(const Range &range, const Write &write) {
   std::string out;
@@ -52,7 +52,7 @@ std::string record_of(const measurement &m) {
 }
 
 std::string record_of(const answered &a) {
-  return fmt::format(R"({{"question": {}, "rows": {}, {}"engines": {}}})", json_text(a.question), a.rows,
+  return fmt::format(R"({{"query": {}, "rows": {}, {}"engines": {}}})", json_text(a.query), a.rows,
                      a.compared ? fmt::format(R"("agree": {}, )", a.compared->agree) : "",
                      array_of(a.times, [](const measurement &m) { return record_of(m); }));
 }

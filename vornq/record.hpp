@@ -1,4 +1,4 @@
-// What vornq found and measured, for programs to read.
+// Writes the measurements of vornq for other programs.
 #pragma once
 
 #include <filesystem>

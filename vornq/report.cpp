@@ -52,7 +52,7 @@ std::string verdict(bool agree, bool is_one) {
   return has_colour ? fmt::format("\033[{}m{}\033[0m", agree ? 32 : 31, word) : word;
 }
 
-// What keeps a column from being stored; nothing where it is, or can be, loaded.
+// The reason why a column cannot be stored; empty if it is or can be loaded.
 std::optional<std::string> reason_against(exec::table &of, size_t column) {
   if (!of.columns()[column].type)
     return "the store does not encode this type";
@@ -207,7 +207,7 @@ std::string summary_of(session &with, std::span<const std::string> tables, std::
   std::vector<std::vector<std::string>> lines;
   for (const answered &a : answers) {
     std::vector<std::string> &line = lines.emplace_back();
-    line = {shortened(a.question), grouped(a.rows)};
+    line = {shortened(a.query), grouped(a.rows)};
     for (const measurement &m : a.times)
       line.push_back(fmt::format("{:.3f}", m.least));
     for (size_t i = 0; i < a.times.size(); ++i)

@@ -1,4 +1,4 @@
-// What vornq prints about columns, answers and plans.
+// Texts of vornq about columns, answers and plans.
 #pragma once
 
 #include <cstdint>
@@ -13,28 +13,28 @@
 
 namespace store {
 
-// An answer with what is known about it.
+// An answer with its comparison and times.
 struct answered {
-  std::string question;
+  std::string query;
   uint64_t rows = 0;
   std::optional<comparison> compared = {};
   std::vector<measurement> times = {};
 };
 
-// The columns of a table, with those that are loaded as they are stored, and the reasons of others.  With `all` they
-// are loaded first.
+// The columns of a table.  A loaded column has its stored form, another column the reason why it is not loaded.  With
+// `all` the columns are loaded first.
 std::string described_table(session &with, const std::string &name, bool all);
 
-// What became of a comparison, as a line.
+// The result of a comparison in one line.
 std::string described(const comparison &of, uint64_t rows);
 
-// What operators did, as a tree.  The same operators, observed in another run, tell the kernels.
+// The metrics of operators, as a tree.  Another, observed run of the same operators gives the kernels.
 std::string explained(const exec::relation &ran, const exec::relation &observed);
 
-// The times of one query, and of what they are.
+// The times of one query, with their engines.
 std::string times_of(session &with, std::span<const measurement> times);
 
-// What was gained: the sizes of the columns that are loaded, in the files too where these tell, and the times.
+// A summary: the sizes of the loaded columns in memory and, if known, in the files, and the times.
 std::string summary_of(session &with, std::span<const std::string> tables, std::span<const answered> answers);
 
 } // namespace store

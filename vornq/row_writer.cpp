@@ -21,7 +21,7 @@ bool is_control(char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x
 
 bool is_null(const cell &c) { return std::holds_alternative<std::monostate>(c); }
 
-// The text of a cell that is one; nothing for numbers, dates and blobs.
+// The text of a cell with a text; nothing for numbers, dates and blobs.
 const std::string_view *text_of(const cell &c, const column_type &type) {
   return type.kind == value_kind::text ? std::get_if<std::string_view>(&c) : nullptr;
 }
@@ -54,7 +54,7 @@ bool is_finite(const cell &c, const column_type &type) {
 
 void append_csv(std::string &out, const cell &c, const column_type &type) {
   if (is_null(c))
-    return; // nothing, where the empty text is ""
+    return; // nothing; the empty text is ""
   if (const std::string_view *text = text_of(c, type); text != nullptr)
     append_csv_text(out, *text);
   else if (type.is_bytes())
@@ -92,7 +92,7 @@ private:
   std::vector<exec::vector> values_;
 };
 
-// Collects text, and passes it on when there is much of it.
+// Collects text and passes it on in large pieces.
 class text_buffer {
 public:
   explicit text_buffer(const text_taker &take) : take_(take) {}

@@ -18,16 +18,17 @@ enum class row_format {
   jsonl // an object in each line
 };
 
-// Throws store::error for a name that is none.
+// Throws store::error for an unknown name.
 row_format parse_row_format(std::string_view name);
 
-// A text as JSON has it.
+// A text in JSON.
 void append_json_text(std::string &out, std::string_view text);
 
 // Takes the text piece by piece.
 using text_taker = std::function<void(std::string_view)>;
 
-// All rows in one of the forms.  Of a table, at most `shown` rows, half of them the last ones; 0 for all.
+// Writes all rows in one of the forms.  A table shows at most `shown` rows, the first half and the last half; 0 means
+// all rows.
 void write_rows(const exec::answer &of, row_format format, uint64_t shown, const text_taker &take);
 
 } // namespace store

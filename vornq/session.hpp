@@ -1,4 +1,4 @@
-// What answers queries: the tables, the planner, the kernels and the threads.
+// A session of vornq: the tables, the planner, the kernels and the threads.
 #pragma once
 
 #include <atomic>
@@ -34,10 +34,10 @@ public:
 
   logical::query plan(const std::string &text) { return queries_.plan(text); }
 
-  // The operators of a plan, which read columns that are then loaded.
+  // The operators of a plan.  The call loads the columns that they read.
   exec::relation_ptr operators(const logical::query &of) { return queries_.operators(of.root); }
 
-  // Runs operators with the generic kernels or with those in force.
+  // Runs operators with the generic kernels or with the kernels in force.
   exec::kept_rows run(exec::relation &rows, const vorn_ctx &library, bool explains = false);
 
   // DuckDB with the same tables; made when it is first needed.

@@ -10,10 +10,10 @@ namespace store {
 
 struct text_column {
   std::string heading;
-  bool to_the_right; // as numbers stand
+  bool to_the_right; // aligned to the right
 };
 
-// A text in which control characters, which would break its line, appear as escapes.
+// A text with escapes for control characters, because these would break its line.
 std::string visible(std::string_view text);
 
 // A number with its digits in groups of three.
@@ -25,8 +25,7 @@ std::string rows_named(uint64_t rows);
 // Characters of a text in UTF-8.
 size_t width_of(std::string_view text);
 
-// Lines of the headings and the rows, which have a text for each column.  A control character, which would break its
-// line, appears as an escape.
+// The lines of the headings and the rows.  A row has a text for each column.  Control characters become escapes.
 std::string text_table(const std::vector<text_column> &columns, const std::vector<std::vector<std::string>> &rows);
 
 } // namespace store

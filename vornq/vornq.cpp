@@ -1,7 +1,7 @@
 // vornq: answers SQL on compressed columns.  DuckDB plans the queries, and the kernels of vorn execute them.
 //
-// Ends with 0 when all is well, 1 when an answer differs from DuckDB's or a self-check fails, 2, with a message on
-// standard error, when it cannot do what it was asked to, and 130 when the user ends it.
+// The exit status is 0 on success, 1 when an answer differs from DuckDB's or a self-check fails, 2 with a message on
+// standard error when a request fails, and 130 after Ctrl-C.
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -33,7 +33,7 @@ using namespace store;
 
 enum status { well = 0, differs = 1, failed = 2 };
 
-// A message on standard error.  DuckDB's have lines, of which the last ones show the place in the query.
+// Prints a message on standard error.  The last lines of a message of DuckDB show the position in the query.
 void print_message(std::string_view message) {
   std::string out = "vornq: ";
   while (!message.empty()) {
@@ -59,7 +59,7 @@ std::vector<std::string> queries_of(const options &chosen) {
   return out;
 }
 
-// Describes the tables of files, or saves the only one, where there is no query.
+// Without a query: describes the tables of the files, or saves the only table.
 void describe(session &with, const options &chosen) {
   for (size_t i = 0; i < chosen.files.size(); ++i) {
     const std::string name = session::table_name(chosen.files[i]);
@@ -100,7 +100,7 @@ status run(const options &chosen) {
 }
 
 status run(int argc, char **argv) {
-  // A closed standard output would be found out late, and its number given to the next file that is opened.
+  // With a closed standard output, the next file that is opened would get its number.
   if (fcntl(STDOUT_FILENO, F_GETFD) == -1)
     throw error("cannot write to standard output: it is closed");
   const auto chosen = read_options(argc, argv);

@@ -62,10 +62,10 @@ function queries() {
   return {
     tables: [...tables.values()],
     answers: runs.flatMap((run) =>
-      run.answers.flatMap(({ question, engines }) =>
+      run.answers.flatMap(({ query, engines }) =>
         engines.map(({ engine, least_ms: best, median_ms: median }) => {
           const [implementation, read] = engine.split(', ');
-          return { threads: run.threads, question, implementation: nameOf(implementation), read, ms: { best, median } };
+          return { threads: run.threads, query, implementation: nameOf(implementation), read, ms: { best, median } };
         }),
       ),
     ),

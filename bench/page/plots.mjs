@@ -241,17 +241,17 @@ function familyOfDots(run, { title, names }) {
   return figureOf(title, dots, [{ title: measures.cycles.title, points, of: 'name' }], 'operation');
 }
 
-function questions(run) {
+function queryTimes(run) {
   const counts = [...new Set(run.answers.map((a) => a.threads))];
   const panels = counts.map((threads) => ({
     heading: threads === 1 ? '1 thread' : `${threads} threads`,
     title: 'milliseconds',
     points: run.answers
       .filter((a) => a.threads === threads)
-      .map((a) => ({ name: wrapped(a.question), who: a.implementation, note: a.read, ...a.ms })),
+      .map((a) => ({ name: wrapped(a.query), who: a.implementation, note: a.read, ...a.ms })),
     of: 'name',
   }));
-  return figureOf('Flights and airports', dots, panels, 'question');
+  return figureOf('Flights and airports', dots, panels, 'query');
 }
 
 const geometricMean = (values) => Math.exp(values.reduce((sum, value) => sum + Math.log(value), 0) / values.length);
@@ -320,7 +320,7 @@ export function sectionsOf(run) {
         better.  Every answer equals the answer of DuckDB.  DuckDB is timed with a plain table and with a compressed
         table, and the faster one is shown and named.  Pages from before this comparison show the plain table only.  It
         takes DuckDB several times as long for conditions on text columns.`,
-      figures: [questions(run)],
+      figures: [queryTimes(run)],
     },
     {
       title: 'TPC-H beside DuckDB',

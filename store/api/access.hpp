@@ -31,11 +31,11 @@ struct access {
   }
   static const std::shared_ptr<const table_data> &data(const table &of) { return of.data_; }
 
-  // The bits with their numbers.  Bits past the last row are cleared, whatever wrote them.
+  // The bits with their counts.  Bits after the last row are cleared, because a kernel may have set them.
   static ::store::selection counted(const selection &of);
 };
 
-// Calls, and makes the store's own errors the public one.
+// Calls a function.  An error of the store becomes the public error.
 template <class Call>
 auto checked(Call call) {
   try {

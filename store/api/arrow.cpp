@@ -33,7 +33,7 @@ Record released(::store::arrow_owner<Record> owner) {
   return std::exchange(*owner, Record{});
 }
 
-// A stream with what it reads.
+// A stream with the data that it reads.
 struct owned_stream {
   vorn_ctx ctx;
   std::shared_ptr<const table_data> data;

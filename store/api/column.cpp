@@ -37,12 +37,12 @@ bool column::has_nulls() const { return data_->at(index_).has_nulls(); }
 uint32_t column::width() const { return data_->at(index_).width; }
 uint64_t column::encoded_bytes() const { return data_->at(index_).encoded_bytes(); }
 uint64_t column::plain_bytes() const { return data_->at(index_).plain_bytes; }
-size_t column::row_groups() const { return data_->at(index_).batches.size(); }
+size_t column::row_groups() const { return data_->at(index_).segments.size(); }
 
 uint32_t column::rows_of(size_t row_group) const {
   if (row_group >= row_groups())
     throw error(fmt::format("column '{}' has {} row groups", ::store::shortened(name()), row_groups()));
-  return data_->at(index_).batches[row_group].rows;
+  return data_->at(index_).segments[row_group].rows;
 }
 
 std::optional<code_range> column::codes(uint32_t comparison, std::string_view constant) const {
@@ -84,7 +84,7 @@ source_vector::source_vector(const column &of, size_t row_group, reading how) : 
   const auto *entries = std::get_if<::store::dictionary>(&stored.values);
   if (how != reading::predicate && entries == nullptr)
     throw error(fmt::format("column '{}' has no dictionary", ::store::shortened(stored.name)));
-  const ::store::batch &rows = stored.batches[row_group];
+  const ::store::column_segment &rows = stored.segments[row_group];
   state_->data = of.data_;
   state_->encoding = how == reading::decode ? entries->encoding(stored.width, stored.compressed ? VORN_STREAM : 0)
                                             : ::store::predicate_encoding(stored, how == reading::predicate);

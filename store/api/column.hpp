@@ -1,4 +1,4 @@
-// Encoded columns, and the vectors by which the kernels of vorn read them.
+// Encoded columns, and vectors of them for the kernels of vorn.
 #pragma once
 
 #include <vorn/store/export.hpp>
@@ -20,15 +20,15 @@ struct table_data;
 enum class encoding {
   dict,   // a code of the dictionary for each row
   rle,    // a code of the dictionary for each run of equal rows, and the length of the run
-  fixed,  // each value less the smallest one, in whole bytes
-  dynp,   // the same, in as many bytes as the value takes
-  prefix, // values that share their first bytes with the value before; no predicate reads them
+  fixed,  // each value minus the smallest value, in whole bytes
+  dynp,   // the same, without trailing zero bytes
+  prefix, // groups of values that share their first bytes; predicates do not read them
 };
 VORN_STORE_API const char *name_of(encoding form);
 
 // How a column is to be stored.
 struct encoding_choice {
-  std::optional<encoding> form = {}; // without it rle where the runs are long, otherwise dict
+  std::optional<encoding> form = {}; // without a form: rle if the runs are long, otherwise dict
   bool compressed = false;           // the values in compressed blocks; not with prefix
 };
 
@@ -41,9 +41,9 @@ struct code_range {
 // A column of a table.  A copy costs no memory, and a column keeps the data of its table alive.  Any number of threads
 // may read one column.
 //
-// Each value has a code, a number that orders as the value does.  The code of a dictionary column is its index in the
-// sorted dictionary; with NULLs in the column, code 0 is NULL.  The code in fixed and dynp columns is the value less
-// the smallest value.  Kernels compare codes, so a constant is first turned into a code.
+// Each value has a code.  Codes are numbers in the order of the values.  The code of a dictionary column is its index
+// in the sorted dictionary; with NULLs in the column, code 0 is NULL.  The code in fixed and dynp columns is the value
+// minus the smallest value.  Kernels compare codes, so a program first turns a constant into a code.
 class VORN_STORE_API column {
 public:
   const std::string &name() const;
@@ -52,7 +52,7 @@ public:
   encoding form() const;
   bool is_compressed() const;
   bool has_nulls() const;
-  uint32_t width() const;         // bits of a code or value in the stream; of dynp the most
+  uint32_t width() const;         // bits of a code or value in the stream; dynp: the largest number of bits
   uint64_t encoded_bytes() const; // of all row groups, with the dictionary
   uint64_t plain_bytes() const;   // of the values in a plain array
 
@@ -60,9 +60,9 @@ public:
   size_t row_groups() const;
   uint32_t rows_of(size_t row_group) const;
 
-  // The codes of the values on which a comparison with a constant is true: VORN_OPC_EQ, VORN_OPC_LT, VORN_OPC_LE,
-  // VORN_OPC_GT or VORN_OPC_GE.  The constant is written as SQL writes it between quotes.  Throws error for another
-  // comparison, for a constant that is no value of the column's type, and for a prefix column.
+  // The codes of the values for which a comparison with a constant is true.  The comparison is VORN_OPC_EQ,
+  // VORN_OPC_LT, VORN_OPC_LE, VORN_OPC_GT or VORN_OPC_GE.  The constant has the form that SQL has between quotes.
+  // Throws error for another comparison, for a constant that is no value of the column's type, and for a prefix column.
   std::optional<code_range> codes(uint32_t comparison, std::string_view constant) const;
 
 private:
@@ -75,25 +75,25 @@ private:
   size_t index_;
 };
 
-// What a kernel does with a source: predicates and sets read codes alone, decoding takes the dictionary too.  To
-// predicates NULL satisfies nothing; to a set it is a code.
+// What a kernel reads of a source.  Predicates and sets read only codes.  Decoders read the dictionary too.  NULL
+// satisfies no predicate.  For a set NULL is a code like any other.
 enum class reading { predicate, set, decode };
 
-// The rows of a row group as a source for the entry points of vorn.h.  It owns the records and the memory that a call
-// needs beside the data, and keeps the column alive.  One thread uses it at a time.
+// The rows of a row group as a source for the entry points of vorn.h.  It owns the records and the working memory of a
+// call, and keeps the column alive.  One thread uses it at a time.
 //
-// The blocks of a compressed row group are decompressed at its first use, into memory of the environment of the context
-// that is then in use.  Such a row group is used by one thread at a time, with contexts of one environment, whose
-// vorn_ctx_decompress is vorn_qpak_decode, and which outlives all uses.
+// The first use of a compressed row group decompresses its blocks.  The memory belongs to the environment of the
+// context of this use.  One thread at a time uses such a row group.  All its contexts have the same environment, and
+// vorn_qpak_decode in vorn_ctx_decompress.  The environment outlives all uses.
 class VORN_STORE_API source_vector {
 public:
-  // Throws error where the column has no such row group or cannot be read in this way.
+  // Throws error when the column has no such row group or cannot be read in this way.
   source_vector(const column &of, size_t row_group, reading how = reading::predicate);
   source_vector(source_vector &&) noexcept;
   source_vector &operator=(source_vector &&) noexcept;
   ~source_vector();
 
-  // Valid as long as this.
+  // Valid as long as this object.
   vorn_cv *get();
 
 private:

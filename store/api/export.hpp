@@ -7,8 +7,8 @@
 
 namespace vorn::store {
 
-// A call that cannot be done; what() is one line for the user.  Functions throw nothing else of their own.  What the
-// host's report of internal errors throws, and std::bad_alloc, pass through.
+// A call that cannot be done; what() is one line for the user.  The functions throw no other exception of their own.
+// Exceptions of the host's error reporter and std::bad_alloc pass through.
 class VORN_STORE_API error : public std::runtime_error {
 public:
   using std::runtime_error::runtime_error;

@@ -12,10 +12,10 @@
 
 namespace vorn::store {
 
-uint32_t row_group_rows() { return ::store::batch_rows; }
+uint32_t row_group_rows() { return ::store::row_group_rows; }
 
 uint64_t table::rows() const { return data_->rows; }
-size_t table::row_groups() const { return (data_->rows + ::store::batch_rows - 1) / ::store::batch_rows; }
+size_t table::row_groups() const { return (data_->rows + ::store::row_group_rows - 1) / ::store::row_group_rows; }
 
 std::vector<column> table::columns() const {
   std::vector<column> out;
@@ -57,11 +57,11 @@ bool selection::contains(uint64_t row) const { return row < state_->rows && stat
 
 namespace {
 
-// The words of a row group, of bits that are const or not.
+// The words of a row group, const or not.
 auto *words_of(auto &bits, size_t row_group) {
-  if (row_group >= bits.batch_counts.size())
-    throw error(fmt::format("the table has {} row groups", bits.batch_counts.size()));
-  return bits.batch_words(row_group);
+  if (row_group >= bits.row_group_counts.size())
+    throw error(fmt::format("the table has {} row groups", bits.row_group_counts.size()));
+  return bits.row_group_words(row_group);
 }
 
 template <class Combine>
@@ -72,7 +72,7 @@ void combine(vorn_host::aligned_vector<uint64_t> &words, const vorn_host::aligne
   std::transform(words.begin(), words.end(), others.begin(), words.begin(), combined);
 }
 
-// Clears the bits past the last row.
+// Clears the bits after the last row.
 void clear_tail(vorn_host::aligned_vector<uint64_t> &words, uint64_t rows) {
   if (rows % 64 != 0)
     words.back() &= (uint64_t{1} << (rows % 64)) - 1;
@@ -102,13 +102,13 @@ void selection::invert() {
 ::store::selection access::counted(const selection &of) {
   ::store::selection out = of.state_->bits;
   clear_tail(out.words, of.state_->rows);
-  constexpr size_t group_words = ::store::batch_rows / 64;
-  for (size_t group = 0; group < out.batch_counts.size(); ++group) {
+  constexpr size_t group_words = ::store::row_group_rows / 64;
+  for (size_t group = 0; group < out.row_group_counts.size(); ++group) {
     const std::span<const uint64_t> words = std::span(out.words).subspan(group * group_words);
     uint32_t count = 0;
     for (const uint64_t word : words.first(std::min(words.size(), group_words)))
       count += static_cast<uint32_t>(std::popcount(word));
-    out.batch_counts[group] = count;
+    out.row_group_counts[group] = count;
   }
   out.count_rows();
   return out;

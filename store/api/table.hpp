@@ -14,7 +14,7 @@
 
 namespace vorn::store {
 
-// The choices for columns by their names.  A column that is not in it is stored as encoding_choice() says.
+// The choices for columns by their names.  A column without a choice is stored as for encoding_choice().
 using encoding_choices = std::map<std::string, encoding_choice, std::less<>>;
 
 // The rows of a row group, a multiple of 64.
@@ -27,7 +27,7 @@ public:
   uint64_t rows() const;
   size_t row_groups() const;
   std::vector<column> columns() const; // in the order of the table
-  // Throws error where there is no column of this name.  Case makes no difference unless several names are alike.
+  // Throws error when no column has this name.  Case is ignored, unless several names differ only in case.
   column at(std::string_view name) const;
 
 private:
@@ -54,15 +54,15 @@ public:
   bool contains(uint64_t row) const;
 
   // The words of a row group, (rows + 63) / 64 of them on a cache line, for the bits of a result vector.  Bits past the
-  // last row are 0.  Throws error where the table has no such row group.
+  // last row are 0.  Throws error when the table has no such row group.
   uint64_t *words(size_t row_group);
   const uint64_t *words(size_t row_group) const;
 
-  // The rows that both select, and the rows that one of them selects.  Throw error for a selection of another number of
-  // rows.
+  // The rows that both selections have, and the rows that at least one of them has.  The functions throw error for a
+  // selection with another number of rows.
   selection &operator&=(const selection &other);
   selection &operator|=(const selection &other);
-  // The rows that were not selected; among them rows with NULL, on which a condition is not true.
+  // The rows that are not selected.  Rows with NULL are among them, because a condition is not true for NULL.
   void invert();
 
 private:

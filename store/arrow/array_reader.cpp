@@ -25,7 +25,7 @@ std::vector<typename Builder::row> plain_rows(Builder &out, const arrow_type &ty
   return made;
 }
 
-// Rows by the indices of entries.  Entries that no row refers to are none of the column's values.
+// Rows by the indices of entries.  An entry that no row refers to does not become a value of the column.
 template <class Builder>
 std::vector<typename Builder::row> indexed_rows(Builder &out, const arrow_field &field, const ArrowArray &array,
                                                 row_range rows, const array_faults &faults) {
@@ -71,7 +71,7 @@ std::vector<typename Builder::row> rows_of(Builder &out, const arrow_field &fiel
                      : plain_rows(out, field.values, *array, rows, faults);
 }
 
-// The runs that have rows of a range: which they are, and how many rows each has there.
+// The runs with rows in a range, and the number of these rows in each run.
 struct runs_of_range {
   int64_t first = 0;
   std::vector<uint64_t> lengths;
@@ -100,7 +100,7 @@ runs_of_range runs_in(const arrow_field &field, const ArrowArray &ends, row_rang
 template <class Builder>
 void append_runs(Builder &out, const arrow_field &field, const ArrowArray *array, row_range rows,
                  const array_faults &faults) {
-  check_shape(array, {0, true, 2, false}, faults); // some have a buffer for a bitmap that is never there
+  check_shape(array, {0, true, 2, false}, faults); // some libraries add a buffer for a bitmap and leave it empty
   faults.unless(array->null_count <= 0, "has runs that say they are NULL, which only their values are");
   faults.unless(rows.first + rows.count <= array->length, "has an array of {} rows where {} are needed", array->length,
                 rows.first + rows.count);

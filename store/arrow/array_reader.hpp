@@ -9,7 +9,7 @@
 
 namespace store {
 
-// Throws store::error, with the name of the column, for an array that is not one of the field's, has fewer rows or
+// Throws store::error, with the name of the column, for an array that does not fit the field, has fewer rows, or
 // contradicts itself.
 void append_rows(column_builder &out, const arrow_field &field, const ArrowArray *array, row_range rows);
 

@@ -10,9 +10,9 @@ using layout = arrow_layout;
 
 // The interface allows more rows, but recommends that no array has them.
 constexpr int64_t most_rows = std::numeric_limits<int32_t>::max();
-constexpr int64_t last_offset = int64_t{1} << 40; // so that no place in a buffer is beyond 64 bits
+constexpr int64_t last_offset = int64_t{1} << 40; // so that every offset in a buffer fits into 64 bits
 
-// The rows of an array that are read, by their type.
+// The type of the rows that are read.
 struct rows_read {
   const arrow_type &type;
   const ArrowArray &array;
@@ -20,7 +20,7 @@ struct rows_read {
   const validity &valid;
   const array_faults &faults;
 
-  // Calls with the numbers of the rows that are not NULL, counted from the first that is read.
+  // Calls a function with the number of each row that is not NULL.  Number 0 is the first row that is read.
   template <class Take>
   void for_valid(Take take) const {
     for (int64_t row = 0; row < rows.count; ++row)
@@ -98,7 +98,7 @@ void read_between_offsets(std::vector<std::string_view> &symbols, const rows_rea
   const elements<Offset> offsets(read.array, read.rows, read.faults);
   const auto *bytes = static_cast<const char *>(read.array.buffers[2]);
   if (symbols.empty())
-    return; // perhaps without a buffer
+    return; // the buffer may be null
   Offset begin = offsets[0];
   read.faults.unless(begin >= 0, "has an offset of {}", begin);
   for (int64_t row = 0; row < read.rows.count; ++row) {
@@ -111,7 +111,8 @@ void read_between_offsets(std::vector<std::string_view> &symbols, const rows_rea
   }
 }
 
-// The length of a text, and either all of it or its first bytes, the number of a buffer and the place there.
+// A view of a text: its length, then either the whole text, or its first bytes, the number of a buffer and the offset
+// in this buffer.
 struct view {
   static constexpr int32_t most_inline = 12;
 

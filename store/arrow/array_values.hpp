@@ -1,7 +1,7 @@
-// Arrow arrays, read with a look at what they say of themselves.
+// Reads Arrow arrays and checks them.
 //
-// An array does not say how long its buffers are, except the bytes of views.  The buffers are trusted to be long
-// enough, everything else is checked.
+// An array does not say how long its buffers are, except the buffers of views.  The reader trusts that the buffers are
+// long enough, and checks everything else.
 #pragma once
 
 #include <cstdint>
@@ -20,10 +20,10 @@
 
 namespace store {
 
-// Complains of arrays.
+// Reports faults of arrays.
 class array_faults {
 public:
-  // The owner of the arrays, with which every message begins.
+  // The owner of the arrays.  Every message begins with it.
   explicit array_faults(std::string owner) : subject_(std::move(owner)) {}
 
   template <class... Values>
@@ -52,7 +52,7 @@ struct array_shape {
 };
 array_shape shape_of(arrow_layout layout);
 
-// Has the array this shape, and can its length, offset and NULLs be?
+// Throws unless the array has this shape and its length, offset and number of NULLs are possible.
 void check_shape(const ArrowArray *array, const array_shape &shape, const array_faults &faults);
 
 // Bits of a bitmap.
@@ -67,7 +67,7 @@ private:
   int64_t first_;
 };
 
-// The elements of the second buffer, of which some rows have one each.
+// The elements of the second buffer, one for each row.
 template <class Element>
 class elements {
 public:
@@ -77,7 +77,7 @@ public:
   }
 
   const char *at(int64_t row) const { return bytes_ + (first_ + row) * static_cast<int64_t>(sizeof(Element)); }
-  // Nothing aligns the buffers of another library.
+  // The buffers of another library may have any alignment.
   Element operator[](int64_t row) const {
     Element out{};
     std::memcpy(&out, at(row), sizeof out);
@@ -125,8 +125,8 @@ private:
   bit_elements bits_;
 };
 
-// The values of some rows as the store has them, keys of 64 bits or symbols; any where a row is NULL.  Symbols are good
-// as long as this and the array.
+// The values of some rows in the form of the store: keys of 64 bits, or symbols.  A row with NULL has any value.
+// Symbols are valid as long as this object and the array.
 template <class Value>
 struct array_values {
   array_values(const arrow_type &type, const ArrowArray &array, row_range rows, const validity &valid,
@@ -136,7 +136,7 @@ struct array_values {
   std::vector<Value> values;
 
 private:
-  std::vector<wide_key> wide_; // what symbols are the bytes of
+  std::vector<wide_key> wide_; // the memory of symbols
 };
 
 extern template struct array_values<int64_t>;

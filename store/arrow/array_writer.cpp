@@ -34,7 +34,7 @@ private:
   uint64_t ones_ = 0;
 };
 
-// Which rows have a value.  Where all have there is no bitmap.
+// The bitmap of the rows with a value.  It is left out when all rows have a value.
 class row_validity {
 public:
   void append(const exec::vector &values) {
@@ -49,7 +49,7 @@ public:
         valid_.append(!values.is_null(row));
   }
 
-  // An array of as many rows, with this as its first buffer.
+  // An array with this number of rows and with the bitmap as its first buffer.
   array_parts finish() {
     array_parts out{static_cast<int64_t>(std::exchange(length_, 0)), static_cast<int64_t>(valid_.zeros()), {}};
     out.buffers.push_back(std::exchange(has_bits_, false) ? valid_.finish() : arrow_buffer());
@@ -69,7 +69,7 @@ constexpr __int128 ten_to_38() {
   return out;
 }
 
-// A value as it lies in an array.
+// A value in the form of an array.
 template <class Number, class Value>
 Number number_in(Value value) {
   if constexpr (std::is_same_v<Number, std::array<uint8_t, 16>>) {
@@ -83,7 +83,7 @@ Number number_in(Value value) {
   }
 }
 
-// Calls with each value; a row with NULL gives 0.
+// Calls a function with each value.  A row with NULL gives 0.
 template <class Take>
 void for_each_number(const exec::vector &values, const Take &take) {
   with_type(values.form, [&]<class T>(T) {
@@ -167,7 +167,7 @@ private:
 std::unique_ptr<array_writer> integer_writer(const column_type &type) {
   if (type.scale != 0)
     return std::make_unique<number_writer<__int128>>();
-  switch (type.plain_bytes) { // whether they have a sign makes no difference
+  switch (type.plain_bytes) { // signed and unsigned numbers are written alike
   case 1:
     return std::make_unique<number_writer<int8_t>>();
   case 2:

@@ -1,4 +1,4 @@
-// An Arrow array in the making: values of vectors in the form of their type's array.
+// Builds an Arrow array from the values of vectors.
 #pragma once
 
 #include <cstdint>
@@ -16,7 +16,7 @@ public:
   // Values in the representation of their type, or in a narrower one, but no codes.
   virtual void append(const exec::vector &values) = 0;
 
-  // Is there room for these beside what is there already?  The offsets of texts have 32 bits.
+  // Is there room for these values after the present ones?  The offsets of texts have 32 bits.
   virtual bool has_room_for(const exec::vector & /*values*/, uint64_t /*most_text_bytes*/) const { return true; }
 
   // Ends an array and begins another one.

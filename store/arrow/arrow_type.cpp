@@ -57,7 +57,7 @@ const arrow_type *simple_type(std::string_view format) {
   return nullptr;
 }
 
-// "tsu:" and the name of a time zone, with which a moment is meant, in whole microseconds.
+// "tsu:" and the name of a time zone.  The values are moments in whole microseconds.
 std::optional<arrow_type> timestamp_type(std::string_view format) {
   if (format.size() < 4 || !format.starts_with("ts") || format[3] != ':')
     return std::nullopt;
@@ -79,7 +79,7 @@ std::optional<arrow_type> timestamp_type(std::string_view format) {
   }
 }
 
-// The numbers after a prefix, with commas between them; nothing for another text.
+// The numbers after a prefix, with commas between them.  Nothing for a text without the prefix.
 std::optional<std::vector<int32_t>> numbers_behind(std::string_view prefix, std::string_view format) {
   if (!format.starts_with(prefix))
     return std::nullopt;
@@ -96,7 +96,7 @@ std::optional<std::vector<int32_t>> numbers_behind(std::string_view prefix, std:
   }
 }
 
-// "d:10,2", or with the bits of a value after them.  Up to 18 digits are a key of 64 bits.
+// "d:10,2", perhaps with the bits of a value after the digits.  A number of up to 18 digits has a key of 64 bits.
 std::optional<arrow_type> decimal_type(std::string_view format) {
   constexpr int32_t most_digits = 38;
   constexpr int32_t most_key_digits = 18;
@@ -113,7 +113,7 @@ std::optional<arrow_type> decimal_type(std::string_view format) {
     out.layout = bits == 32 ? layout::int32 : layout::int64;
   else if (bits != 128)
     return std::nullopt;
-  // What 38 digits are the limit of is any number of 128 bits to some, which have no other type for it.
+  // Some libraries use 38 digits for any integer of 128 bits, because they have no other type for it.
   out.low = std::numeric_limits<__int128>::min();
   out.high = std::numeric_limits<__int128>::max();
   if (digits < most_digits) {
@@ -126,7 +126,8 @@ std::optional<arrow_type> decimal_type(std::string_view format) {
   return out;
 }
 
-// The value of a key of the metadata: a count, and each key and value after the number of its bytes.
+// The value of a key of the metadata.  The metadata is a count, then keys and values, each after the number of its
+// bytes.
 std::optional<std::string_view> metadata_value(const char *metadata, std::string_view key) {
   if (metadata == nullptr)
     return std::nullopt;
@@ -164,7 +165,7 @@ std::optional<arrow_type> fixed_bytes_type(std::string_view format) {
   return arrow_type{layout::fixed_bytes, "BLOB", numbers->front()};
 }
 
-// What a name in the metadata makes of a format.  What other names stand for is taken as the format says.
+// The type of an extension name in the metadata.  An unknown name is ignored, and the format decides.
 std::optional<arrow_type> extension_type(const ArrowSchema &schema) {
   const auto extension = metadata_value(schema.metadata, extension_key);
   const std::string_view format = schema.format;
@@ -185,7 +186,7 @@ std::string_view format_of(const ArrowSchema &schema) {
   throw error(fmt::format("column '{}' {} Arrow's '{}'", shortened(name), what, shortened(format)));
 }
 
-// The layout of integers that count something, one of the formats.
+// The layout of integers that are indices or counts, if the format is one of these.
 arrow_layout counter_layout(std::string_view name, const ArrowSchema &schema, std::string_view formats,
                             std::string_view what) {
   const std::string_view format = format_of(schema);

@@ -1,4 +1,4 @@
-// What the schema of an Arrow column says: how its arrays are laid out, and what a value is to the store.
+// The type of an Arrow column: the layout of its arrays, and the type of its values in the store.
 #pragma once
 
 #include <cstdint>
@@ -35,24 +35,24 @@ enum class arrow_layout {
 
 struct arrow_type {
   arrow_layout layout = arrow_layout::nulls;
-  std::string sql_type; // by which the store knows the type
+  std::string sql_type; // the type in the store
   int32_t fixed_bytes = 0;
 
-  // The key is the number in the array times one of these and through the other, and the interface promises that this
-  // is a whole one and where it lies.
+  // The key is the number in the array, times `multiplier`, divided by `divisor`.  The interface promises that the key
+  // is a whole number within these bounds.
   int64_t multiplier = 1;
   int64_t divisor = 1;
   __int128 low = std::numeric_limits<int64_t>::min();
   __int128 high = std::numeric_limits<int64_t>::max();
 
-  // Is the number itself the key, whatever it is?
+  // Is every number its own key?
   bool is_plain_key() const {
     return multiplier == 1 && divisor == 1 && low == std::numeric_limits<int64_t>::min() &&
            high == std::numeric_limits<int64_t>::max();
   }
 };
 
-// A column: runs of what is perhaps a dictionary's index.
+// A column.  Its values may be indexes of a dictionary, and may come in runs.
 struct arrow_field {
   std::string name;
   std::optional<arrow_layout> run_ends;
@@ -64,8 +64,8 @@ struct arrow_field {
 // that contradicts itself.
 arrow_field field_of(const ArrowSchema &schema);
 
-// The other way round: the format and the metadata of a column of the store, which has decimal numbers with the digits
-// that their bytes have room for, and timestamps in micro- or nanoseconds.
+// The reverse: the format and the metadata of a column of the store.  A decimal number has as many digits as its bytes
+// can hold.  Timestamps are in microseconds or nanoseconds.
 std::string format_of(const column_type &type);
 std::string metadata_of(const column_type &type);
 

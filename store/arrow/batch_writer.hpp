@@ -1,4 +1,4 @@
-// Record batches in the making.
+// Builds record batches.
 #pragma once
 
 #include <cstdint>
@@ -41,7 +41,7 @@ public:
   }
 
   bool has_batches() const { return !ready_.empty(); }
-  // The batches that are whole.
+  // The complete batches.
   batch_queue take() { return std::exchange(ready_, {}); }
 
 private:
@@ -54,7 +54,7 @@ private:
 
   arrow_batch_limits limits_;
   std::vector<std::unique_ptr<array_writer>> writers_;
-  uint64_t waiting_ = 0; // rows that no batch has yet
+  uint64_t waiting_ = 0; // rows that are in no batch yet
   batch_queue ready_;
 };
 

@@ -31,20 +31,20 @@ array_parts row_numbers(const selection &selected, uint64_t rows) {
   vorn_host::aligned_vector<Number> numbers;
   numbers.reserve(selected.count);
   std::vector<uint32_t> of_batch;
-  for (size_t i = 0; i < selected.batch_counts.size(); ++i) {
-    const uint64_t first = i * uint64_t{batch_rows};
-    of_batch.resize(selected.batch_counts[i]);
+  for (size_t i = 0; i < selected.row_group_counts.size(); ++i) {
+    const uint64_t first = i * uint64_t{row_group_rows};
+    of_batch.resize(selected.row_group_counts[i]);
     vorn_lbiwv_ictx ones{};
-    vorn_global_ctx.vorn_lbiwv_ictx_ini2_dydi(&ones, selected.batch_words(i),
-                                              std::min<uint64_t>(batch_rows, rows - first), 0, 0);
-    vorn_global_ctx.vorn_lbiwvones_dydi(&ones, of_batch.data(), selected.batch_counts[i]);
+    vorn_global_ctx.vorn_lbiwv_ictx_ini2_dydi(&ones, selected.row_group_words(i),
+                                              std::min<uint64_t>(row_group_rows, rows - first), 0, 0);
+    vorn_global_ctx.vorn_lbiwvones_dydi(&ones, of_batch.data(), selected.row_group_counts[i]);
     for (uint32_t row : of_batch)
       numbers.push_back(static_cast<Number>(first + row));
   }
   return {static_cast<int64_t>(selected.count), 0, {arrow_buffer(), arrow_buffer(std::move(numbers))}};
 }
 
-// Gives some rows to a taker, as vectors without codes, each time that it is asked.  Returns false at the end.
+// Each call gives some rows to a taker, as decoded vectors.  Returns false at the end.
 using plain_taker = std::function<void(std::span<const exec::vector> columns, uint32_t rows)>;
 using row_feed = std::function<bool(const plain_taker &take)>;
 
@@ -57,7 +57,7 @@ std::vector<schema_parts> fields_of(std::span<const exec::layout> columns, std::
   return out;
 }
 
-// Makes the next batches, perhaps none.  Returns false at the end.
+// Makes the next batches.  There may be none.  Returns false at the end.
 using batch_source = std::function<bool(batch_queue &to)>;
 
 batch_source batches_of(std::span<const exec::layout> columns, row_feed feed, const arrow_batch_limits &limits) {
@@ -71,7 +71,7 @@ batch_source batches_of(std::span<const exec::layout> columns, row_feed feed, co
   };
 }
 
-// The stream's own data.
+// The data of the stream.
 class outgoing_rows {
 public:
   outgoing_rows(std::vector<schema_parts> fields, batch_source source)
@@ -80,7 +80,7 @@ public:
 
   ArrowSchema schema() const { return exported({"+s", "", "", false, fields_}); }
 
-  // A released one at the end.
+  // A released array at the end.
   ArrowArray batch() {
     while (ready_.empty() && !at_end_)
       at_end_ = !source_(ready_);
@@ -122,11 +122,11 @@ public:
   const std::vector<exec::layout> &layouts() const { return layouts_; }
 
   bool give(const plain_taker &take) {
-    const uint64_t first = next_ * uint64_t{batch_rows};
+    const uint64_t first = next_ * uint64_t{row_group_rows};
     if (first >= table_->rows())
       return false;
-    const auto rows = static_cast<uint32_t>(std::min<uint64_t>(batch_rows, table_->rows() - first));
-    positions_.resize(selected_ ? selected_->batch_counts[next_] : rows);
+    const auto rows = static_cast<uint32_t>(std::min<uint64_t>(row_group_rows, table_->rows() - first));
+    positions_.resize(selected_ ? selected_->row_group_counts[next_] : rows);
     if (selected_)
       fill_positions(rows);
     else
@@ -147,11 +147,11 @@ public:
 private:
   void fill_positions(uint32_t rows) {
     vorn_lbiwv_ictx ones{};
-    vorn_global_ctx.vorn_lbiwv_ictx_ini2_dydi(&ones, selected_->batch_words(next_), rows, 0, 0);
+    vorn_global_ctx.vorn_lbiwv_ictx_ini2_dydi(&ones, selected_->row_group_words(next_), rows, 0, 0);
     vorn_global_ctx.vorn_lbiwvones_dydi(&ones, positions_.data(), static_cast<uint32_t>(positions_.size()));
   }
 
-  std::optional<selection> selected_; // nothing for all rows
+  std::optional<selection> selected_; // empty for all rows
   std::unique_ptr<exec::table> table_;
   std::vector<exec::layout> layouts_;
   std::vector<exec::column_reader> readers_;
@@ -258,7 +258,7 @@ arrow_owner<ArrowArrayStream> exported_rows(exec::relation &rows, std::span<cons
   rows.open(run);
   const auto from = std::make_shared<relation_batches>(rows, run, range, limits);
   std::vector<schema_parts> fields = fields_of(rows.columns(), names);
-  // Whether there is a NULL depends on the rows, and the schema of a query does not.
+  // The schema of a query does not depend on its rows, so every column may have NULLs.
   for (schema_parts &field : fields)
     field.is_nullable = true;
   return stream_of(

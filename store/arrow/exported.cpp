@@ -8,7 +8,7 @@ namespace store {
 
 namespace {
 
-// What a record owns: its parts, and its children, each of which the other library may have moved elsewhere.
+// The parts and children that a record owns.  The other library may have moved a child away.
 template <class Record, class Parts>
 struct owned_record {
   explicit owned_record(Parts made) : parts(std::move(made)) {

@@ -12,7 +12,7 @@
 
 namespace store {
 
-// Memory of any kind, which is exported without a copy.
+// Memory of any kind that is exported without a copy.
 class arrow_buffer {
 public:
   arrow_buffer() = default; // none

@@ -30,7 +30,7 @@ arrow_importer::arrow_importer(const ArrowSchema &schema, const choice_map &choi
       schema.dictionary != nullptr || schema.n_children < 0 || (schema.n_children > 0 && schema.children == nullptr))
     throw error("the Arrow schema is not a schema of record batches");
   std::set<std::string_view> names;
-  fields_.reserve(static_cast<size_t>(schema.n_children)); // names are views of theirs
+  fields_.reserve(static_cast<size_t>(schema.n_children)); // names are views of the fields
   for (int64_t i = 0; i < schema.n_children; ++i) {
     if (schema.children[i] == nullptr)
       throw error("the Arrow schema lacks a column");

@@ -1,4 +1,4 @@
-// Tables of another library, taken over through the Arrow interfaces and encoded.
+// Encodes tables that another library gives through the Arrow interfaces.
 #pragma once
 
 #include <cstdint>
@@ -25,15 +25,16 @@ struct arrow_table {
   }
 };
 
-// Encodes record batches as they come.
+// Encodes record batches one by one.
 class arrow_importer {
 public:
-  // The schema is not needed any more afterwards.  Throws store::error for a column that the store does not encode, or
-  // not as is chosen.
+  // The importer does not keep the schema.  Throws store::error for a column that the store does not encode, or does
+  // not encode in the chosen form.
   explicit arrow_importer(const ArrowSchema &schema, const choice_map &choices = {});
 
-  // Neither takes over the batch nor keeps anything of it.  Throws store::error for one that contradicts itself or the
-  // schema, and for a value that cannot be stored; the importer is then only good for its end.
+  // The batch stays with the caller, and the importer keeps nothing of it.  Throws store::error for a batch that
+  // contradicts itself or the schema, and for a value that cannot be stored.  After an error the importer can only be
+  // destroyed.
   void add(const ArrowArray &batch);
 
   arrow_table finish();
@@ -44,8 +45,8 @@ private:
   arrow_table made_;
 };
 
-// Take over all that they are given, release it whatever happens, and throw store::error where the importer does or
-// the stream fails.
+// Take over their Arrow arguments and release them, also after an error.  They throw store::error when the importer
+// does or the stream fails.
 arrow_table import_arrow(ArrowArrayStream &stream, const choice_map &choices = {});
 arrow_table import_arrow(ArrowSchema &schema, ArrowArray &batch, const choice_map &choices = {});
 

@@ -1,5 +1,5 @@
-// Records of the Arrow interfaces, each of which is released once, by its owner.  A library that is given the address
-// of one may move it elsewhere, so that there is nothing left to release.
+// Owners of records of the Arrow interfaces.  An owner releases its record once.  A library that gets the address of a
+// record may move the record away.  Then the owner has nothing to release.
 #pragma once
 
 #include <vorn/store/arrow_interface.h>
@@ -11,7 +11,7 @@ template <class Record>
 class arrow_owner {
 public:
   arrow_owner() = default;
-  // Takes a record that nobody else knows, or moves one, which is a released one afterwards.
+  // Takes a record that has no other owner, or moves a record.  A record that was moved counts as released.
   explicit arrow_owner(Record &&made) : held_(made) {}
   explicit arrow_owner(Record &given) : held_(given) { given.release = nullptr; }
   arrow_owner(arrow_owner &&other) noexcept : arrow_owner(other.held_) {}

@@ -10,8 +10,8 @@ namespace store {
 namespace {
 
 constexpr size_t queued_batches = 2;          // of a morsel, before its thread waits
-constexpr size_t morsels_of_thread = 4;       // that may be whole before they are read
-constexpr std::chrono::milliseconds look{20}; // between looks at an interruption
+constexpr size_t morsels_of_thread = 4;       // morsels that may be complete before they are read
+constexpr std::chrono::milliseconds look{20}; // between two tests for an interruption
 
 } // namespace
 
@@ -95,7 +95,7 @@ void relation_batches::give(size_t thread, size_t morsel) {
     wait(lock, [&] { return morsel < read_ + morsels_of_thread * streams_.size(); });
   }
   exec::arena &memory = run_.memory[thread];
-  const exec::arena::mark begun = memory.here();
+  const exec::arena::mark begun = memory.position();
   if (!streams_[thread])
     streams_[thread] = rows_.begin(run_, memory);
   batch_writer &writer = writers_[thread];

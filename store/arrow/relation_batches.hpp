@@ -1,8 +1,8 @@
-// Record batches of the rows of opened operators, made while somebody reads them.
+// Record batches of the rows of opened operators.  Threads make them while a reader reads them.
 //
-// The first call of `make` starts a thread that runs the morsels with the threads of the run.  The batches of a morsel
-// wait in a queue of their own.  A thread waits as well when its queue is full or its morsel is far after the one that
-// is read, so the batches in memory are few, however many rows a morsel has.
+// The first call of `make` starts a thread that runs the morsels with the threads of the run.  Each morsel has a queue
+// for its batches.  A thread waits when its queue is full, or when its morsel is far after the morsel that is read.  So
+// there are few batches in memory, even if a morsel has many rows.
 #pragma once
 
 #include <condition_variable>
@@ -23,15 +23,15 @@ namespace store {
 
 class relation_batches {
 public:
-  // Operators and run outlive this.
+  // Operators and run outlive this object.
   relation_batches(exec::relation &from, const exec::query_run &run, const morsel_range &range,
                    const arrow_batch_limits &limits);
   relation_batches(const relation_batches &) = delete;
   // Ends the threads.
   ~relation_batches();
 
-  // Appends the next batches in the order of the morsels; waits for one.  Returns false at the end.  Throws the error
-  // of the rows, after the batches before it, and exec::interrupted when the run is.
+  // Waits for the next batches in the order of the morsels, and appends them.  Returns false at the end.  Throws the
+  // error of a row after the batches before it, and exec::interrupted when the run is interrupted.
   bool make(batch_queue &to);
 
 private:
@@ -43,7 +43,7 @@ private:
   void run();
   void give(size_t thread, size_t morsel);
   void put(size_t slot, batch_queue batches, bool is_whole);
-  // Waits, and looks now and then whether the run was interrupted.
+  // Waits, and tests at intervals whether the run was interrupted.
   template <class Condition>
   void wait(std::unique_lock<std::mutex> &lock, const Condition &until);
 

@@ -1,7 +1,7 @@
 // Memory of one thread for the vectors of a chunk.
 //
-// Taking memory moves a pointer.  Memory is given back all at once, to a mark, and kept for the next chunk.  So a query
-// takes memory from the system for its first chunk only.
+// Taking memory moves a pointer.  A rewind to a mark frees all memory after the mark for the next chunk.  So a query
+// takes memory from the system only for its first chunk.
 #pragma once
 
 #include <algorithm>
@@ -24,7 +24,8 @@ public:
   arena() = default;
   arena(const arena &) = delete;
 
-  // Elements without a value, on a cache line.  A cache line after the last one can be read and written too.
+  // Uninitialised elements at the start of a cache line.  Another cache line after the last element can be read and
+  // written.
   template <class T>
   std::span<T> take(size_t count) {
     static_assert(std::is_trivially_copyable_v<T>);
@@ -35,14 +36,14 @@ public:
     size_t in_block = 0;
     size_t used = 0;
   };
-  mark here() const { return at_; }
+  mark position() const { return at_; }
   // What was taken after the mark may be taken again.
   void rewind(mark to) { at_ = to; }
 
 private:
   static constexpr size_t block_bytes = size_t{1} << 20;
 
-  // Memory that nobody fills with zeros.
+  // Uninitialised memory.
   struct block {
     struct freed {
       void operator()(std::byte *owned) const { std::free(owned); }

@@ -1,8 +1,8 @@
-// Some thousand rows on their way between operators.
+// A chunk: some thousand rows that pass from operator to operator.
 //
-// The columns of a chunk are read late.  A chunk knows where its rows come from, a row group of a table or the rows
-// that a join has built, and at which positions.  A column is read when an operator first asks for it, at the rows that
-// are left by then.  A column that nobody asks for is never read.
+// The columns of a chunk are read late.  A chunk knows the source of its rows and their positions in it.  The source is
+// a row group of a table, or the built rows of a join.  A column is read when an operator first needs it, and only at
+// the rows that are left.  A column that no operator needs is never read.
 #pragma once
 
 #include <cstdint>
@@ -13,7 +13,7 @@
 
 namespace store::exec {
 
-inline constexpr uint32_t chunk_rows = 4096; // the most
+inline constexpr uint32_t chunk_rows = 4096; // the largest number of rows
 
 // Where columns are read from.
 class row_source {
@@ -36,18 +36,18 @@ public:
   // The values of a column.  They are read, or gathered, at the first call after rows were dropped.
   const vector &column(size_t index);
 
-  // Rows of a source, which outlives the chunk.  A position belongs to each row of the chunk.
+  // Rows of a source.  The source outlives the chunk.  Each row of the chunk has a position.
   size_t add_source(row_source &from, std::span<const uint32_t> positions);
-  // A column that is read from a source when it is needed, or that is there.
+  // A column that is read from a source when it is needed, or a column with values.
   void add_column(size_t of_source, size_t column_of_source);
   void add_column(const vector &values);
-  // A column of a chunk of which this is a copy.
+  // A column of the chunk that this chunk was copied from.
   void add_column_of(const chunk &other, size_t index) { columns_.push_back(other.columns_[index]); }
   // A column that nobody reads.
   void add_missing_column() { columns_.emplace_back(); }
   void drop_columns() { columns_.clear(); }
 
-  // Keeps some rows.  The positions in this chunk may repeat and have any order; they must stay as long as the chunk.
+  // Keeps some rows.  The positions in this chunk may repeat and have any order; they must exist as long as the chunk.
   void keep(std::span<const uint32_t> rows);
 
   // The positions of the rows in a source.
@@ -77,8 +77,8 @@ private:
   uint32_t rows_;
   std::vector<source> sources_;
   std::vector<slot> columns_;
-  // Each call of `keep` begins a generation.  kept_[g] leads from the rows of now to the rows of generation g, or is
-  // empty where nobody has asked; the last one is always there.
+  // Each call of `keep` begins a generation. kept_[g] maps the present rows to the rows of generation g.  It is empty
+  // until it is needed.  The last one always exists.
   std::vector<std::span<const uint32_t>> kept_;
   std::vector<std::span<const uint32_t>> steps_; // what `keep` was called with
 };

@@ -14,7 +14,7 @@
 
 namespace store::exec {
 
-// Threads may ask at once.  Code 0 of a dictionary with NULL has the value 0 or an empty text.
+// Several threads may call this at once.  Code 0 of a dictionary with NULL has the value 0 or an empty text.
 class coded_values {
 public:
   coded_values(std::shared_ptr<const dictionary> symbols, column_type type)

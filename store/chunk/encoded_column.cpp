@@ -9,7 +9,7 @@ namespace store::exec {
 
 namespace {
 
-// A cell as a builder takes it.
+// A cell in the form of a builder.
 template <class Value>
 Value value_in(const cell &c) {
   if constexpr (std::is_same_v<Value, std::string_view>) {

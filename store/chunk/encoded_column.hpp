@@ -9,7 +9,7 @@
 
 namespace store::exec {
 
-// Throws store::error for values that the store does not encode, or not as chosen.
+// Throws store::error for values that the store does not encode, or does not encode in the chosen form.
 column encoded_column(const std::string &name, const layout &of, const vector &values,
                       const encoding_choice &choice = {});
 

@@ -17,7 +17,7 @@ template <class Loop>
 }
 #endif
 
-// Calls a short function with a loop, which has what it reads by value.
+// Calls a short function with a loop.  The function holds by value what it reads.
 template <class Loop>
 auto fast_loop(const Loop &loop) {
 #if defined(__x86_64__)

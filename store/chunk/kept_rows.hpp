@@ -12,7 +12,7 @@
 
 namespace store::exec {
 
-// The values of one column, of which more can be appended.
+// The values of one column.  Values can be appended.
 class kept_column {
 public:
   explicit kept_column(representation form) : form_(form) {}
@@ -22,13 +22,13 @@ public:
   void append(const vector &values);
   // Rows of NULL.
   void append_nulls(size_t rows);
-  // Rows without a value yet, which the caller writes.
+  // Rows whose values the caller writes afterwards.
   template <class T>
   std::span<T> append_raw(size_t rows) {
     return {static_cast<T *>(grown(rows, sizeof(T))), rows};
   }
 
-  // All values, good until the next append.
+  // All values, valid until the next append.
   vector values() const;
 
 private:
@@ -43,7 +43,7 @@ private:
   size_t rows_ = 0;
   size_t room_ = 0;                            // bytes
   std::unique_ptr<void, freed> memory_;        // of the values
-  std::vector<uint64_t> validity_;             // empty as long as there is no NULL
+  std::vector<uint64_t> validity_;             // empty until there is a NULL
   std::vector<std::unique_ptr<char[]>> texts_; // the bytes of texts
 };
 
@@ -59,9 +59,9 @@ public:
   bool is_needed(size_t column) const { return needed_[column]; }
 
   void append(chunk &rows);
-  // The rows of another one from `first` on.
+  // Appends the rows of other kept rows from `first` on.
   void append(const kept_rows &other, size_t first, size_t rows);
-  // After columns were filled one by one, each with equally many rows.
+  // Sets the number of rows after the columns were filled one by one, each with the same number of rows.
   kept_column &column(size_t index) { return columns_[index]; }
   void set_rows(size_t rows) { rows_ = rows; }
 
@@ -77,12 +77,12 @@ private:
   size_t rows_ = 0;
 };
 
-// The rows of threads, put together in the order of their morsels.
+// Collects the rows of several threads and puts them in the order of their morsels.
 class row_collector {
 public:
   row_collector(const std::vector<layout> &columns, std::vector<bool> needed, size_t threads);
 
-  // By one thread at a time for each number of a thread.
+  // At most one call at a time may have a given thread number.
   void append(size_t thread, size_t morsel, chunk &rows);
   // The rows of all threads.  Called once.
   kept_rows finish();

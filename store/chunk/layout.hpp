@@ -13,14 +13,14 @@
 namespace store::exec {
 
 enum class representation {
-  codes,   // uint32_t: codes of a sorted dictionary, which order as the values do
+  codes,   // uint32_t: codes of a sorted dictionary, in the order of the values
   int64,   // booleans as 0 and 1, integers and decimal numbers of up to 64 bits with a sign, dates, times, timestamps
   int128,  // all other integers and decimal numbers, and UUIDs by their order
   float64, // DOUBLE, and FLOAT widened
   text,    // std::string_view: texts and blobs
 };
 
-// The representation of a type's values where they are not codes.
+// The representation of the values of a type that are not codes.
 constexpr representation plain_representation(const column_type &type) {
   if (type.is_bytes())
     return representation::text;
@@ -42,9 +42,9 @@ struct layout {
   representation form = representation::int64;
   std::shared_ptr<const coded_values> entries = {}; // of codes
   bool has_nulls = true;                            // perhaps
-  // No value lies outside, where the values are integers or codes of integers.
+  // All integers, and the values of all codes of integers, lie within these bounds.
   std::optional<number_bounds> bounds = {};
-  // No more values are different; nothing where this is not known.
+  // An upper bound of the number of distinct values; empty when it is not known.
   std::optional<uint64_t> distinct = {};
 
   const column_type &held() const { return *type.held; }

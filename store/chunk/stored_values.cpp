@@ -6,7 +6,7 @@ namespace store::exec {
 
 namespace {
 
-// Calls for each row with the value that the builder takes, made by `key`.
+// Calls a function for each row with the value for the builder.  `key` makes this value.
 template <class Builder, class Value, class Key>
 void append_rows(Builder &to, const vector &values, Key key) {
   const std::span<const Value> from = values.values<Value>();

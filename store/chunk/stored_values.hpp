@@ -1,4 +1,4 @@
-// Values of chunks on their way into a column that is stored.
+// Appends values of chunks to the builder of a stored column.
 #pragma once
 
 #include "store/chunk/vector.hpp"
@@ -7,7 +7,7 @@
 
 namespace store::exec {
 
-// Appends the rows of a vector in the plain representation of a type.  The builder is one for the same type.
+// Appends the rows of a vector in the plain representation of a type.  The builder is for the same type.
 void append(column_builder &to, const vector &values, const column_type &type);
 
 } // namespace store::exec

@@ -29,8 +29,8 @@ struct vector {
   representation form = representation::int64;
   uint32_t rows = 0;
   const void *data = nullptr;
-  // A bit for each row, which is 0 on NULL; null where no row is NULL.  The value of a row with NULL is any value that
-  // can be read: a code is below the number of codes.
+  // A bit for each row.  The bit of a NULL is 0.  The pointer is null when no row is NULL.  A row with NULL has some
+  // valid value: a code is below the number of codes.
   const uint64_t *validity = nullptr;
 
   vector() = default;
@@ -80,11 +80,11 @@ decltype(auto) with_type(representation form, const Take &take) {
   return take(std::string_view{});
 }
 
-// The values of some rows of a vector, in the order of `rows`.  With `no_row` among them the value is NULL.
+// The values of some rows of a vector, in the order of `rows`.  A row number `no_row` gives NULL.
 inline constexpr uint32_t no_row = ~uint32_t{0};
 vector gathered(const vector &from, std::span<const uint32_t> rows, arena &memory, bool may_miss = false);
 
-// Some rows of a vector, from a multiple of 64 on, where they are.
+// A part of a vector, without a copy.  The first row is a multiple of 64.
 vector rows_of(const vector &from, size_t first, size_t rows);
 bool has_null(const vector &values);
 

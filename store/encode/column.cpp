@@ -10,7 +10,7 @@ std::string_view encoding_name(encoding form) {
 uint64_t column::encoded_bytes() const {
   const auto *entries = std::get_if<dictionary>(&values);
   uint64_t bytes = entries ? entries->bytes() : std::holds_alternative<key_range>(values) ? sizeof(key_range) : 0;
-  for (const batch &b : batches)
+  for (const column_segment &b : segments)
     bytes += sizeof(zone) + b.bytes();
   return bytes;
 }

@@ -1,7 +1,7 @@
-// An encoded column: a dictionary or a bias, and batches of codes or values.
+// An encoded column: a dictionary or a bias, and for each row group a segment of codes or values.
 //
-// Whatever the encoding, a value is stored as an unsigned number that orders as the value does, its ordinal: the code
-// of a dictionary, or the key less the smallest key of the column.
+// In every encoding a value is stored as an unsigned number, its ordinal.  Ordinals have the order of the values.  An
+// ordinal is the code of a dictionary, or the key minus the smallest key of the column.
 #pragma once
 
 #include <cstdint>
@@ -18,36 +18,37 @@
 
 namespace store {
 
-// Rows of a batch; the last one of a column may have fewer.  A multiple of 64, so that the result of a batch begins
-// with a word.  Tests take fewer, so that small tables have many batches.
-inline constexpr uint32_t batch_rows = VORN_BATCH_ROWS;
-static_assert(batch_rows % 64 == 0 && batch_rows <= 65536);
+// Rows of a row group.  The last row group of a table may have fewer.  The number is a multiple of 64, so the result of
+// a row group begins with a word.  Tests take fewer, so that small tables have many row groups.
+inline constexpr uint32_t row_group_rows = VORN_ROW_GROUP_ROWS;
+static_assert(row_group_rows % 64 == 0 && row_group_rows <= 65536);
 
 enum class encoding { dict, rle, fixed, dynp, prefix };
 std::string_view encoding_name(encoding form);
 
-// The bits of a length code of dynp: it counts from 0 to one less than the bytes of the width.
+// The bits of a length code of dynp.  A length code is the number of stored bytes minus 1.
 constexpr uint32_t length_code_bits(uint32_t width) { return width / 16; }
 
-// The smallest and the largest key of a column whose values are stored themselves.
+// The smallest and the largest key of a column without a dictionary.
 struct key_range {
   int64_t low = 0;
   int64_t high = 0;
 };
 
-// What the rows of a batch hold, which settles many a question about them without a look at the rows.
+// The smallest and the largest value of a segment.  They answer many a condition without a look at the rows.
 struct zone {
-  uint64_t low = 1; // the smallest and the largest ordinal of a value; the smallest is the larger one without values
+  uint64_t low = 1; // the smallest and the largest ordinal of a value; without values low is greater than high
   uint64_t high = 0;
   uint32_t nulls = 0; // rows
 
   bool has_values() const { return low <= high; }
 };
 
-// All streams begin on a cache line and are readable for another cache line after their end.
-struct batch {
+// The values of a column in one row group.  All streams begin on a cache line and are readable for another cache line
+// after their end.
+struct column_segment {
   uint32_t rows = 0;
-  zone held;                    // not with texts that are stored themselves
+  zone held;                    // not for texts without a dictionary
   stored_array<uint8_t> stream; // codes of rows or runs, values, or records of groups; perhaps compressed
   uint32_t stream_bytes = 0;    // of the stream when it is not compressed
   stored_array<uint8_t> lens;   // rle: lengths of the runs; dynp: length codes of the rows; prefix: record offsets
@@ -58,8 +59,8 @@ struct batch {
   uint64_t stored_bytes() const { return without_slack(stream); }
   uint64_t length_bytes() const { return without_slack(lens); }
 
-  // Where the library keeps the decompressed stream.  The memory belongs to the environment of the context of the
-  // first scan, so every scan of a compressed column takes a context of that one.
+  // Where the library keeps the decompressed stream.  The memory belongs to the environment of the context of the first
+  // scan, so every scan of a compressed column takes a context of this environment.
   mutable void *decompressed = nullptr;
 
   // As stored, without the memory after the ends.
@@ -81,15 +82,15 @@ struct column {
   bool compressed = false;
   uint32_t width = 1;          // bits of a code or value
   uint8_t run_length_bits = 0; // rle: 8 or 16
-  // The last one is for texts that are stored themselves.
+  // std::monostate is for texts that are stored without a dictionary.
   std::variant<key_range, dictionary, std::monostate> values;
-  std::vector<batch> batches;
+  std::vector<column_segment> segments;
 
   bool is_dictionary() const { return std::holds_alternative<dictionary>(values); }
   bool has_nulls() const { return is_dictionary() && std::get<dictionary>(values).has_null(); }
   uint64_t encoded_bytes() const;
 
-  // The ordinal of the smallest value, and of the largest; without values the second is no ordinal.
+  // The ordinals of the smallest and of the largest value.  Without values the second number is no ordinal.
   uint64_t first_ordinal() const { return is_dictionary() ? std::get<dictionary>(values).first_code() : 0; }
   uint64_t last_ordinal() const;
 

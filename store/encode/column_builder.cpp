@@ -13,7 +13,7 @@ namespace store {
 
 namespace {
 
-// Are the values of a column stored themselves, rather than their codes?
+// Are the values of a column stored without a dictionary?
 bool stores_values(const encoding_choice &choice) {
   return choice.form == encoding::fixed || choice.form == encoding::dynp || choice.form == encoding::prefix;
 }
@@ -73,7 +73,8 @@ void code_builder<int64_t>::finish(column &out, std::optional<encoding> form) {
       range.low = std::min(range.low, keys_[i]);
       range.high = std::max(range.high, keys_[i]);
     }
-  // A table of the range is looked up without a miss of a branch, and often in the cache.  It takes 4 bytes a value.
+  // A look-up in a table of the range has no branch that could be mispredicted, and the table is often in the cache.
+  // It takes 4 bytes a value.
   constexpr uint64_t small_range = uint64_t{1} << 16;
   const uint64_t width = static_cast<uint64_t>(range.high) - static_cast<uint64_t>(range.low);
   const bool is_dense = range.low <= range.high && width < std::max<uint64_t>(small_range, 4 * keys_.size());
@@ -94,7 +95,7 @@ void code_builder<int64_t>::finish(column &out, std::optional<encoding> form) {
 dictionary code_builder<int64_t>::coded_by_range(key_range range, std::vector<uint32_t> &codes) const {
   const auto place_of = [&](int64_t key) { return static_cast<uint64_t>(key) - static_cast<uint64_t>(range.low); };
   std::vector<uint32_t> code_of(place_of(range.high) + 1);
-  // The key of NULL is not one of the column's keys, unless another row has it.
+  // The key that stands for NULL is no key of the column, unless another row has it.
   auto null = nulls_.begin();
   for (size_t i = 0; i < keys_.size(); ++i)
     if (null != nulls_.end() && *null == i)

@@ -1,11 +1,11 @@
-// Columns made of values as they come, in the form that was chosen for them.
+// Builds columns from values that come one by one, in a chosen form.
 //
-// A builder says once what a value is to the rows that hold it, its row, which is then appended for each of them:
+// A builder looks a value up once.  Then the result of the look-up is appended for each row that holds the value:
 //
 //     builder.append(builder.row_of(value));
 //     builder.append(builder.null_row());
 //
-// NULLs, and values of a length, that the form does not store are a store::error.
+// A NULL, or a value of a length, that the form cannot store is a store::error.
 #pragma once
 
 #include <cstdint>
@@ -20,7 +20,7 @@
 
 namespace store {
 
-// Codes of a dictionary, as dict or rle.  Rows come one by one or, all of them, in runs.
+// Codes of a dictionary, as dict or rle.  All rows come one by one, or all rows come in runs.
 template <class Key>
 class code_builder;
 
@@ -44,10 +44,11 @@ private:
   std::string name_;
   distinct_values<std::string> distinct_;
   std::vector<uint32_t> codes_;
-  std::vector<uint64_t> counts_; // with runs the rows of each code, otherwise empty
+  std::vector<uint64_t> counts_; // with runs: the number of rows of each code; otherwise empty
 };
 
-// Of keys.  Without a chosen form, the keys themselves are stored where that takes little more memory than many codes.
+// A builder of keys.  Without a chosen form it stores the keys without a dictionary if there are many distinct keys and
+// this takes little more memory.
 template <>
 class code_builder<int64_t> {
 public:
@@ -78,10 +79,10 @@ private:
 
   std::vector<int64_t> keys_;    // 0 for NULL
   std::vector<uint64_t> nulls_;  // which keys stand for NULL
-  std::vector<uint64_t> counts_; // with runs the rows of each key, otherwise empty
+  std::vector<uint64_t> counts_; // with runs: the number of rows of each key; otherwise empty
 };
 
-// Keys that are stored themselves.
+// Keys without a dictionary.
 class key_builder {
 public:
   using value = int64_t;
@@ -102,7 +103,7 @@ private:
   std::vector<int64_t> keys_;
 };
 
-// Texts of one length that are stored themselves.
+// Texts of one length without a dictionary.
 class prefix_text_builder {
 public:
   using value = std::string_view;
@@ -123,7 +124,7 @@ private:
   uint32_t text_bytes_ = 0;
 };
 
-// Can values of the column's kind be stored so?  Throws store::error when not.
+// Throws store::error when the form cannot store values of the column's kind.
 void check_encoding(const column_info &info, const encoding_choice &choice);
 
 class column_builder {
@@ -131,7 +132,8 @@ public:
   // Throws store::error for a form that does not store the kind of the values.
   column_builder(const column_info &info, const encoding_choice &choice);
 
-  // Calls with the builder of the kind of the values: its value is a key, or a text or another symbol.
+  // Calls a function with the builder for the kind of the values.  A value of the builder is a key, a text or another
+  // symbol.
   template <class Take>
   void with(Take take) {
     std::visit(take, builder_);

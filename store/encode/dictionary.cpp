@@ -101,7 +101,7 @@ namespace {
 uint32_t hash_of(std::string_view text) { return static_cast<uint32_t>(vornenc_hash(text.data(), text.size(), 0)); }
 uint32_t hash_of(int64_t key) { return static_cast<uint32_t>(vornenc_hash(&key, sizeof key, 0)); }
 
-// What orders most values without a look at the values themselves.
+// The first bytes of values.  They decide the order of most values.
 int64_t first_part(int64_t key) { return key; }
 uint64_t first_part(std::string_view text) {
   uint64_t out = 0;

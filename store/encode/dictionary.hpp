@@ -1,13 +1,13 @@
-// The distinct values of a column in ascending order, in the form in which the library decodes codes to values: symbols
-// back to back, and a CLA or the one length of all of them.  The code of a value orders as the value does, so codes
-// stand for values in every comparison.
+// The distinct values of a column in ascending order, in the form that the decoders of the library read: the symbols
+// back to back, and their CLA or their common length.  Codes have the order of the values, so codes replace values in
+// every comparison.
 //
 // The symbol of a text is the text.  The symbol of a key is its 8 or 16 bytes, most significant first, with the sign
-// bit inverted: byte by byte, symbols sort as their values do.
+// bit inverted: so symbols sort byte by byte in the order of their values.
 //
-// With NULLs, code 0 has the symbol of length 0 that the library takes for NULL, and the values' codes begin at 1.
-// The empty text has such a symbol too, whose code the library flags as NULL like code 0.  Where it occurs beside NULLs
-// only the code distinguishes the two, and without NULLs no flag counts at all.
+// With NULLs, code 0 is NULL.  Its symbol has length 0, as the library expects.  The codes of values begin at 1.  The
+// symbol of the empty text has length 0 too, so the library flags its code as NULL.  Only the code tells the empty text
+// from NULL.  In a column without NULLs the flags are ignored.
 #pragma once
 
 #include <cstdint>
@@ -35,13 +35,13 @@ private:
 
 class dictionary {
 public:
-  // The library counts the bytes of a symbol in 16 bits: with 2^16 of them a text would be taken for NULL.
+  // The library counts the bytes of a symbol in 16 bits.  A text of 2^16 bytes would count as NULL.
   static constexpr size_t longest_text = 65535;
 
   // What it is made of, and a dictionary that was made before.
   struct parts {
     stored_array<char> symbols;
-    stored_array<uint32_t> cla; // big-endian; empty as long as all symbols have one length
+    stored_array<uint32_t> cla; // big-endian; empty if all symbols have one length
     uint16_t one_length = 0;    // big-endian
     bool has_null = false;
     uint64_t codes = 0;
@@ -62,15 +62,15 @@ public:
     return made_.symbols.size() + (made_.cla.empty() ? sizeof made_.one_length : made_.cla.size() * sizeof(uint32_t));
   }
 
-  // Do the library's flags distinguish NULL from every value?
+  // Do the flags of the library tell NULL from every value?
   bool flags_tell_null() const { return !has_null() || !has_empty_text_; }
 
-  // The value of a code, except the code of NULL, or of a symbol.  A text or blob stays where the symbol is.
+  // The value of a symbol, or of a code that is not NULL.  The bytes of a text or blob are not copied.
   cell value_of(uint64_t code, value_kind kind) const;
   static cell value_of(std::string_view symbol, value_kind kind);
   std::string_view symbol(uint64_t code) const;
 
-  // An encoding context for codes of a width in bits, with this dictionary, which outlives it.
+  // An encoding context for codes of a width in bits, with this dictionary.  The dictionary outlives the context.
   vorn_enc_ctx encoding(uint32_t width, uint32_t flags) const;
 
 private:
@@ -78,8 +78,8 @@ private:
   bool has_empty_text_ = false;
 };
 
-// The distinct values of a column while it is read: numbers from 1 in the order of their first appearance; NULL is 0.
-// Key is int64_t or, for texts and other symbols, std::string.
+// Collects the distinct values of a column while the column is read.  Each value gets a number from 1 on, in the order
+// of first appearance.  NULL is 0.  Key is int64_t or, for texts and other symbols, std::string.
 template <class Key>
 class distinct_values {
 public:
@@ -95,7 +95,7 @@ public:
   dictionary finish(std::vector<uint32_t> &code_of);
 
 private:
-  // A slot of a hash table that is searched from the place of the hash on.  Number 0 is in no slot.
+  // A slot of a hash table with linear probing.  A slot with the number 0 is empty.
   struct slot {
     uint32_t hash;
     uint32_t number;

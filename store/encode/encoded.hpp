@@ -1,4 +1,4 @@
-// Memory for what the encoders write.
+// Memory for the output of the encoders.
 #pragma once
 
 #include <cstddef>
@@ -20,7 +20,7 @@ inline void expect_encoded(uint32_t result) {
     throw error(fmt::format("encoding: {}", vornenc_result_text(result)));
 }
 
-// A stream of a size that an encoder says, readable for a cache line after its end.  `encode` takes the memory and its
+// A stream of a given size.  Another cache line after its end is readable.  `encode` gets the memory and its number of
 // bytes.
 template <class Encode>
 byte_vector encoded_stream(size_t bytes, Encode encode) {

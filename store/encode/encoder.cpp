@@ -15,17 +15,17 @@ namespace store {
 
 namespace {
 
-// Calls with the rows of each batch in turn, counts cut where a batch ends.
+// Calls with the rows of each row group in turn.  A count is cut where a row group ends.
 template <class Take>
-void for_batches(const coded_rows &rows, Take take) {
+void for_row_groups(const coded_rows &rows, Take take) {
   if (rows.counts.empty()) {
-    for (size_t first = 0; first < rows.codes.size(); first += batch_rows)
-      take(coded_rows{rows.codes.subspan(first, std::min<size_t>(batch_rows, rows.codes.size() - first)), {}});
+    for (size_t first = 0; first < rows.codes.size(); first += row_group_rows)
+      take(coded_rows{rows.codes.subspan(first, std::min<size_t>(row_group_rows, rows.codes.size() - first)), {}});
     return;
   }
   std::vector<uint32_t> codes;
   std::vector<uint64_t> counts;
-  uint64_t room = batch_rows;
+  uint64_t room = row_group_rows;
   for (size_t i = 0; i < rows.codes.size(); ++i)
     for (uint64_t left = rows.counts[i]; left != 0;) {
       codes.push_back(rows.codes[i]);
@@ -36,7 +36,7 @@ void for_batches(const coded_rows &rows, Take take) {
         take(coded_rows{codes, counts});
         codes.clear();
         counts.clear();
-        room = batch_rows;
+        room = row_group_rows;
       }
     }
   if (!codes.empty())
@@ -57,11 +57,11 @@ zone zone_of(const coded_rows &rows, uint32_t first_code) {
   return out;
 }
 
-// Bytes that hold the ordinals up to one.
+// The number of bytes that hold all ordinals up to a given one.
 uint32_t fixed_bytes_of(uint64_t last) { return std::max(1U, static_cast<uint32_t>(std::bit_width(last) + 7) / 8); }
 
-batch fixed_batch(std::span<const uint64_t> ordinals, uint32_t width) {
-  batch out;
+column_segment fixed_segment(std::span<const uint64_t> ordinals, uint32_t width) {
+  column_segment out;
   out.rows = static_cast<uint32_t>(ordinals.size());
   const size_t bytes = vornenc_fixed_bytes(out.rows, width);
   out.stream = encoded_stream(bytes, [&](uint8_t *stream, size_t room) {
@@ -71,8 +71,8 @@ batch fixed_batch(std::span<const uint64_t> ordinals, uint32_t width) {
   return out;
 }
 
-batch dynp_batch(std::span<const uint64_t> ordinals, uint32_t width) {
-  batch out;
+column_segment dynp_segment(std::span<const uint64_t> ordinals, uint32_t width) {
+  column_segment out;
   out.rows = static_cast<uint32_t>(ordinals.size());
   const size_t bytes = vornenc_dynp_bytes(ordinals.data(), nullptr, out.rows, width);
   byte_vector &lens = out.lens.made();
@@ -84,9 +84,9 @@ batch dynp_batch(std::span<const uint64_t> ordinals, uint32_t width) {
   return out;
 }
 
-batch key_prefix_batch(std::span<const uint64_t> ordinals, uint32_t width) {
-  const batch values = fixed_batch(ordinals, width);
-  return prefix_batch({reinterpret_cast<const char *>(values.stream.data()), values.stream_bytes}, width / 8);
+column_segment key_prefix_segment(std::span<const uint64_t> ordinals, uint32_t width) {
+  const column_segment values = fixed_segment(ordinals, width);
+  return prefix_segment({reinterpret_cast<const char *>(values.stream.data()), values.stream_bytes}, width / 8);
 }
 
 } // namespace
@@ -111,7 +111,7 @@ encoding_choice parse_encoding(std::string_view text) {
 }
 
 bool suits_fixed(const coded_rows &rows, const dictionary &entries, key_range keys, const column_type &type) {
-  // A dictionary of fewer values is looked up in the cache, and a condition or function is evaluated once for each.
+  // A dictionary of fewer values stays in the cache, and conditions and functions are evaluated once for each value.
   constexpr uint64_t many_values = uint64_t{1} << 16;
   const bool is_whole = !type.is_real() && type.kind != value_kind::boolean;
   const uint32_t width = least_width(std::max<uint64_t>(entries.codes(), 1));
@@ -140,10 +140,10 @@ void store_codes(column &out, const coded_rows &rows, std::optional<encoding> fo
   out.form = as_runs ? encoding::rle : encoding::dict;
   if (as_runs)
     out.run_length_bits = best_run_length_bits(rows, out.width);
-  for_batches(rows, [&](const coded_rows &some) {
-    batch made;
+  for_row_groups(rows, [&](const coded_rows &some) {
+    column_segment made;
     if (as_runs) {
-      made = run_batch(some, out.width, out.run_length_bits);
+      made = run_segment(some, out.width, out.run_length_bits);
     } else {
       made.stream = packed(some.codes, out.width);
       made.stream_bytes = static_cast<uint32_t>(made.stream.size() - vorn_host::cache_line);
@@ -152,7 +152,7 @@ void store_codes(column &out, const coded_rows &rows, std::optional<encoding> fo
       made.rows += static_cast<uint32_t>(some.count(i));
     made.held = zone_of(some, static_cast<uint32_t>(out.first_ordinal()));
     out.rows += made.rows;
-    out.batches.push_back(std::move(made));
+    out.segments.push_back(std::move(made));
   });
 }
 
@@ -170,10 +170,12 @@ void store_keys(column &out, std::span<const int64_t> keys, encoding form) {
     out.width = bytes <= 2 ? 16 : bytes <= 4 ? 32 : 64;
   else
     out.width = bytes * 8;
-  const auto make = form == encoding::fixed ? fixed_batch : form == encoding::dynp ? dynp_batch : key_prefix_batch;
+  const auto make = form == encoding::fixed  ? fixed_segment
+                    : form == encoding::dynp ? dynp_segment
+                                             : key_prefix_segment;
   std::vector<uint64_t> ordinals;
-  for (size_t first = 0; first < keys.size(); first += batch_rows) {
-    const auto rows = keys.subspan(first, std::min<size_t>(batch_rows, keys.size() - first));
+  for (size_t first = 0; first < keys.size(); first += row_group_rows) {
+    const auto rows = keys.subspan(first, std::min<size_t>(row_group_rows, keys.size() - first));
     ordinals.resize(rows.size());
     zone held{~uint64_t{0}, 0, 0};
     for (size_t row = 0; row < rows.size(); ++row) {
@@ -182,8 +184,8 @@ void store_keys(column &out, std::span<const int64_t> keys, encoding form) {
       held.low = std::min(held.low, ordinal);
       held.high = std::max(held.high, ordinal);
     }
-    out.batches.push_back(make(ordinals, out.width));
-    out.batches.back().held = held;
+    out.segments.push_back(make(ordinals, out.width));
+    out.segments.back().held = held;
   }
 }
 
@@ -192,13 +194,13 @@ void store_texts(column &out, std::string_view texts, uint32_t text_bytes) {
   out.form = encoding::prefix;
   out.values = std::monostate{};
   out.width = text_bytes * 8;
-  for (size_t first = 0; first < texts.size(); first += size_t{batch_rows} * text_bytes)
-    out.batches.push_back(prefix_batch(texts.substr(first, size_t{batch_rows} * text_bytes), text_bytes));
+  for (size_t first = 0; first < texts.size(); first += size_t{row_group_rows} * text_bytes)
+    out.segments.push_back(prefix_segment(texts.substr(first, size_t{row_group_rows} * text_bytes), text_bytes));
 }
 
 void compress(column &out) {
   out.compressed = true;
-  for (batch &b : out.batches) {
+  for (column_segment &b : out.segments) {
     const std::vector<uint8_t> blocks = vorn_host::qpak_encode(b.stream.data(), b.stream_bytes);
     vorn_host::aligned_vector<uint8_t> stream(blocks.size() + vorn_host::cache_line);
     std::copy(blocks.begin(), blocks.end(), stream.begin());

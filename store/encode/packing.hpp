@@ -11,10 +11,10 @@ namespace store {
 // The narrowest width that has kernels and holds the codes 0 to count - 1.  Throws store::error beyond 2^32 codes.
 uint32_t least_width(uint64_t count);
 
-// The stream of some codes, readable for a cache line after its last code, which is more slack than any kernel uses.
+// The stream of some codes.  A cache line after the last code is readable.  No kernel needs more slack.
 vorn_host::aligned_vector<uint8_t> packed(std::span<const uint32_t> codes, uint32_t width);
 
-// Bytes of the values whose length codes make up a byte, by that byte, in a column of dynp with values of a width.
+// For each byte of length codes the number of bytes of its values, in a dynp column of a width.
 const uint8_t *bytes_of_lengths(uint32_t width);
 
 } // namespace store

@@ -4,8 +4,8 @@
 
 namespace store {
 
-batch prefix_batch(std::string_view values, uint32_t value_bytes) {
-  batch out;
+column_segment prefix_segment(std::string_view values, uint32_t value_bytes) {
+  column_segment out;
   out.rows = static_cast<uint32_t>(values.size() / value_bytes);
   const size_t bytes = vornenc_prefix_bytes(values.data(), value_bytes, out.rows);
   vorn_host::aligned_vector<uint8_t> &lens = out.lens.made();

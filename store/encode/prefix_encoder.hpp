@@ -9,12 +9,12 @@
 
 namespace store {
 
-// Values of a group; the last one of a batch may have fewer.
+// Values of a group.  The last group of a segment may have fewer.
 inline constexpr uint32_t prefix_group = VORNENC_PREFIX_GROUP;
 inline constexpr uint32_t longest_prefix_value = 8;
 
-// The groups of a batch.  Its values, of 1 to 8 bytes each, lie back to back.  A record is the length of the prefix
-// that the values of the group share, as long as can be, in a byte, the prefix, and what is left of each value.
-batch prefix_batch(std::string_view values, uint32_t value_bytes);
+// The groups of a segment.  Its values have 1 to 8 bytes each and lie back to back.  A record has one byte with the
+// length of the longest common prefix of the group, then the prefix, then the rest of each value.
+column_segment prefix_segment(std::string_view values, uint32_t value_bytes);
 
 } // namespace store

@@ -32,7 +32,7 @@ bool has_long_runs(const coded_rows &rows, uint32_t width) {
     count += rows.count(i);
   if (count == 0)
     return false;
-  const uint64_t runs = count_runs(rows, batch_rows);
+  const uint64_t runs = count_runs(rows, row_group_rows);
   return runs * rows_per_run <= count && runs * (width + length_and_offset_bits) * 2 <= count * width;
 }
 
@@ -51,8 +51,8 @@ vorn_host::aligned_vector<uint32_t> run_ends(const uint8_t *lengths, uint32_t ru
   return cla;
 }
 
-batch run_batch(const coded_rows &rows, uint32_t width, uint8_t run_length_bits) {
-  batch out;
+column_segment run_segment(const coded_rows &rows, uint32_t width, uint8_t run_length_bits) {
+  column_segment out;
   out.runs = static_cast<uint32_t>(count_runs(rows, longest_run(run_length_bits)));
   std::vector<uint32_t> codes_of_runs(out.runs);
   byte_vector &lens = out.lens.made();

@@ -1,4 +1,4 @@
-// An array of a stored column: of its own memory, or a part of memory that others share, such as a mapped file.
+// An array of a stored column.  It has memory of its own, or a part of shared memory such as a mapped file.
 #pragma once
 
 #include <cstddef>
@@ -15,11 +15,11 @@ class stored_array {
 public:
   stored_array() = default;
   stored_array(vorn_host::aligned_vector<T> elements) : own_(std::move(elements)) {}
-  // The elements lie in memory of the owner.
+  // The elements lie in the memory of the owner.
   stored_array(std::span<const T> elements, std::shared_ptr<const void> owner)
       : shared_(elements), owner_(std::move(owner)) {}
 
-  // What is being made, in memory of its own.
+  // The elements while they are written, in memory of their own.
   vorn_host::aligned_vector<T> &made() { return own_; }
 
   const T *data() const { return owner_ ? shared_.data() : own_.data(); }

@@ -32,15 +32,15 @@ public:
     return std::nullopt;
   }
 
-  // Can the column be stored as is chosen?  Throws store::error when not.
+  // Throws store::error when the column cannot be stored in the chosen form.
   virtual void check_encoding(const column_info &info, const encoding_choice &choice) const = 0;
 
-  // A column, encoded.  Reports the rows done so far now and then.  Throws store::error for one that cannot be had, or
-  // not as is chosen.
+  // Encodes a column.  Reports the number of encoded rows at intervals.  Throws store::error when the column cannot be
+  // read, or cannot be stored in the chosen form.
   virtual column load(const column_info &info, const encoding_choice &choice,
                       const std::function<void(uint64_t rows)> &progress) const = 0;
 
-  // Throws store::error where columns lie in a file that was written into since it was opened.
+  // Throws store::error when the file of the columns was written to after it was opened.
   virtual void require_unchanged() const {}
 
 protected:

@@ -1,7 +1,7 @@
 // Arithmetic of integers, decimal numbers and reals.
 //
-// Integers are computed in 64 bits where the bounds of the operands allow it, in 128 bits otherwise.  The bounds also
-// say what must be tested: nothing, whether results lie in their SQL type, or whether they left the machine's type too.
+// Integers are computed in 64 bits if the bounds of the operands allow it, and otherwise in 128 bits.  The bounds also
+// decide the tests: none, whether a result leaves its SQL type, or whether it leaves the machine type too.
 #include <algorithm>
 #include <cmath>
 #include <optional>
@@ -33,7 +33,7 @@ auto with_operation(char sign, const Take &take) {
   return sign == '+' ? take(adding()) : sign == '-' ? take(subtracting()) : take(multiplying());
 }
 
-// The bounds of the results; nothing where they leave 128 bits.
+// The bounds of the results; empty if they do not fit into 128 bits.
 std::optional<number_bounds> result_bounds(char sign, const number_bounds &a, const number_bounds &b) {
   return with_operation(sign, [&](auto operation) -> std::optional<number_bounds> {
     __int128 at_corners[4];
@@ -45,7 +45,7 @@ std::optional<number_bounds> result_bounds(char sign, const number_bounds &a, co
   });
 }
 
-// What can be wrong with a result.
+// The possible faults of a result.
 enum class test {
   nothing, // the bounds exclude it
   range,   // it may leave its SQL type
@@ -147,7 +147,7 @@ public:
   }
 
 private:
-  // The second factor is looked up where it is used.
+  // A product whose second factor is a code of a dictionary.
   vector product(const vector &a, const coded_numbers &b, arena &memory) const {
     const uint64_t *validity = both_valid(a.validity, b.codes.validity, a.rows, memory);
     const std::span<int64_t> out = memory.take<int64_t>(a.rows);
@@ -178,7 +178,7 @@ private:
   number_bounds type_; // that the result must not leave, in the machine's type
 };
 
-// // and %, which give NULL on division by zero.
+// // and %.  A division by zero gives NULL.
 class integer_division_node final : public row_node {
 public:
   integer_division_node(bool remainder, std::vector<node_ptr> children, const logical::sql_type &type)
@@ -263,7 +263,7 @@ bool is_integer(const column_type &type) {
 
 node_ptr make_arithmetic(std::string_view sign, std::vector<node_ptr> children, const logical::sql_type &type) {
   if (children.size() == 1 && sign == "-") {
-    // Zero less a real would be 0.0 for 0.0.
+    // The negation of 0.0 is -0.0, but 0 - 0.0 would be 0.0.
     const layout &of = children[0]->result();
     if (of.held().is_real()) {
       children.push_back(make_constant(-1.0, of.type));

@@ -17,7 +17,7 @@ namespace {
 using logical::expression;
 using logical::operation;
 
-// An expression that is given to scalar_functions.
+// An expression that scalar_functions evaluate.
 struct given_expression {
   expression what;
   std::vector<logical::sql_type> inputs;
@@ -35,7 +35,7 @@ bool reads(const expression &what, size_t column) {
   return found;
 }
 
-// The columns that an expression reads, as scalar_functions take them.
+// The columns that an expression reads, in the form of scalar_functions.
 vector run_function(scalar_function &function, std::span<const size_t> columns, std::span<const layout> layouts,
                     chunk &rows) {
   std::vector<vector> inputs(layouts.size());
@@ -69,12 +69,12 @@ private:
   std::vector<layout> layouts_;
 };
 
-// Does it have a cast that gives NULL for what scalar_functions find to fail?
+// Does it contain a cast that gives NULL when scalar_functions report an error?
 bool may_fail(const expression &what) {
   return what.may_fail || std::any_of(what.children.begin(), what.children.end(), may_fail);
 }
 
-// Plain values as codes of a dictionary that has them all.
+// Plain values as codes of a dictionary that contains all of them.
 vector codes_of(const vector &plain, const layout &of, arena &memory) {
   const std::span<uint32_t> out = memory.take<uint32_t>(plain.rows);
   with_type(plain.form, [&]<class T>(T) {
@@ -126,7 +126,7 @@ public:
       evaluation on_rows{rows, functions_};
       return of_->root_->run(on_rows);
     } catch (const error &) {
-      return run_whole(rows); // perhaps the values that failed do not count, or have a result after all
+      return run_whole(rows); // scalar_functions may have a result for the values that failed, or may not need them
     }
   }
 
@@ -201,7 +201,7 @@ private:
     if (!index || columns_[*index].form != representation::codes || what.what == operation::column ||
         what.what == operation::is_null || what.what == operation::is_not_null)
       return nullptr;
-    // A column against a constant needs a look at the dictionary only.
+    // A comparison of a column with a constant needs only the dictionary.
     if (is_comparison(what.what) &&
         std::all_of(what.children.begin(), what.children.end(), [](const expression &child) {
           return child.what == operation::column || child.what == operation::constant;
@@ -210,7 +210,7 @@ private:
     return by_code(what, *index, static_cast<double>(columns_[*index].entries->codes()));
   }
 
-  // What has no loop here is better called for each possible value of integers than for each row.
+  // For an expression without a loop, a call for each possible integer is cheaper than a call for each row.
   node_ptr bound_by_value(const expression &what) {
     const std::optional<size_t> index = only_column(what);
     if (!index || columns_[*index].form != representation::int64 || !columns_[*index].bounds)
@@ -264,7 +264,7 @@ private:
     }
   }
 
-  // Makes a node; without one, what its children need of scalar_functions is not needed.
+  // Makes a node.  If there is no node, the calls of scalar_functions for its children are dropped.
   template <class Make>
   node_ptr attempt(const Make &make) {
     const size_t before = given_.size();

@@ -15,7 +15,7 @@ namespace {
 template <class T>
 struct result_table {
   std::vector<T> values;
-  std::vector<uint8_t> nulls; // 1 where the result is NULL
+  std::vector<uint8_t> nulls; // 1 if the result is NULL
 
   void add(const vector &some) {
     for (size_t row = 0; row < some.rows; ++row) {
@@ -92,7 +92,7 @@ public:
   values_run(const layout &column, size_t index, size_t columns, const bound_expression &by_values)
       : column_(column), index_(index), columns_(columns), evaluator_(by_values.begin()) {}
 
-  // Calls with the results of some thousand values at a time, which stay in the arena.
+  // Calls a function with the results of some thousand values at a time.  The results stay in the arena.
   template <class Take>
   void run(arena &memory, const Take &take) {
     with_type(decoded_form(column_), [&]<class T>(T) {
@@ -164,8 +164,8 @@ void set_bounds(layout &of, const result_table<T> &results) {
   of.bounds = bounds ? bounds : number_bounds{0, 0};
 }
 
-// The texts as codes of a dictionary of their own.  Null where nearly all of many texts are different, or one is longer
-// than the texts of dictionaries.
+// The texts as codes of a new dictionary.  Null if there are many texts and nearly all are distinct, or if a text is
+// too long for a dictionary.
 node_ptr with_dictionary(node_ptr column, layout result, const result_table<std::string_view> &texts,
                          std::string_view method) {
   constexpr size_t many = 65536;
@@ -225,7 +225,7 @@ node_ptr make_by_code(node_ptr column, size_t index, size_t columns, const bound
       }
     });
   } catch (const error &) {
-    return nullptr; // perhaps no row has that value
+    return nullptr; // there may be no row with this value
   }
 }
 

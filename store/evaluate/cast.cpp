@@ -1,6 +1,6 @@
 // Casts of numbers, booleans, dates and timestamps.
 //
-// A value that the target type does not hold is left to scalar_functions.
+// scalar_functions cast a value that the target type does not hold.
 #include <cmath>
 #include <optional>
 
@@ -25,7 +25,8 @@ T rounded_quotient(T value, T divisor) {
   return quotient + (remainder >= half ? 1 : remainder <= -half ? -1 : 0);
 }
 
-// Integers and decimal numbers to others, dates to timestamps and back: multiplied or divided by a factor.
+// Casts between integers and decimal numbers, and between dates and timestamps: a multiplication or division by a
+// factor.
 class scaling_node final : public row_node {
 public:
   enum class how { multiply, round, floor };
@@ -136,7 +137,7 @@ private:
   representation in_form_;
 };
 
-// A loop from one machine type to another one.  `convert` gives nothing for a value that is left to scalar_functions.
+// A loop from one machine type to another.  `convert` returns nothing for a value that scalar_functions must cast.
 template <class From, class To, class Convert>
 class conversion_node final : public row_node {
 public:
@@ -177,7 +178,7 @@ bool is_whole_number(const column_type &type) {
 }
 
 node_ptr integer_to_real(node_ptr of, const logical::sql_type &type) {
-  // A double takes these integers without rounding.
+  // A double holds these integers exactly.
   constexpr int64_t exact = int64_t{1} << std::numeric_limits<double>::digits;
   const layout &from = of->result();
   const bool is_single = type.held->kind == value_kind::single;
@@ -225,7 +226,7 @@ node_ptr real_to_integer(node_ptr of, const logical::sql_type &type) {
   const number_bounds bounds = *bounds_of(type);
   if (plain_representation(*type.held) != representation::int64)
     return nullptr;
-  // Reals near the bounds are left to scalar_functions.
+  // scalar_functions cast reals near the bounds.
   const double low = static_cast<double>(bounds.low) + (bounds.low == 0 ? 0 : 1);
   const double high = std::min(static_cast<double>(bounds.high) - 1, 9.2e18);
   if (!decimal_width(type))
@@ -275,7 +276,7 @@ node_ptr make_cast(node_ptr child, const logical::sql_type &type) {
     });
   if (from.is_real() && is_whole_number(to) && to.kind != value_kind::boolean)
     return real_to_integer(std::move(child), type);
-  // Infinity is a number of days of its own, and of microseconds.
+  // Infinity has a special number of days, and another special number of microseconds.
   const std::optional<number_bounds> bounds = bounds_of(of);
   if (of.type.name == "DATE" && type.name == "TIMESTAMP" && bounds->low > -std::numeric_limits<int32_t>::max() &&
       bounds->high < std::numeric_limits<int32_t>::max()) {

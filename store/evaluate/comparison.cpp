@@ -1,8 +1,8 @@
 // Comparisons of two values of one type.
 //
 // A column of codes and a constant are compared by the codes, and so are two columns of one dictionary.  Texts of two
-// dictionaries are compared by their ranks among the texts of both.  Reals with NaN among them are compared by integers
-// that order as they do.
+// dictionaries are compared by their ranks among the texts of both.  Reals that may be NaN are compared as integers in
+// the same order.
 #include <bit>
 #include <cmath>
 #include <functional>
@@ -175,7 +175,7 @@ private:
   uint32_t first_ = 0;
   uint32_t codes_ = 0;
   bool inverted_ = false;
-  std::optional<bool> of_null_; // nothing where the result of NULL is NULL
+  std::optional<bool> of_null_; // empty if NULL gives NULL
 };
 
 representation common_form(const layout &left, const layout &right) {
@@ -185,7 +185,7 @@ representation common_form(const layout &left, const layout &right) {
   return a == representation::int64 ? decoded_form(right) : a;
 }
 
-// The rank of each code of two dictionaries among the texts of both; equal texts have one rank.
+// The rank of each code of two dictionaries among the texts of both dictionaries.  Equal texts have equal ranks.
 std::pair<std::vector<uint32_t>, std::vector<uint32_t>> ranks_of(const dictionary &a, const dictionary &b) {
   std::vector<uint32_t> of_a(a.codes());
   std::vector<uint32_t> of_b(b.codes());
@@ -221,7 +221,7 @@ private:
   std::vector<uint32_t> ranks_;
 };
 
-// The order of the value of a cell to a value of its type that is not NULL.
+// Compares the value of a cell with a value of its type that is not NULL.
 int order_of(const cell &entry, value_kind kind, const scalar &value) {
   const auto ordered = [](const auto &a, const auto &b) { return a < b ? -1 : b < a ? 1 : 0; };
   if (const auto *text = std::get_if<std::string_view>(&entry))

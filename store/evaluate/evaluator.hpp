@@ -5,10 +5,10 @@
 // - A column is itself.
 // - An expression that reads one column of codes is evaluated once for each code, not for each row.  It then looks up
 //   the results by the codes.
-// - Arithmetic, comparisons, logic, CASE and casts of numbers have loops of their own.  They compute in 64 bits where
-//   the bounds of the columns show that no result leaves them, and in 128 bits otherwise.  Results are those of DuckDB.
-//   Where a result might leave its SQL type, it is tested, and a chunk with such a result is given to scalar_functions,
-//   which reports the error in DuckDB's words.
+// - Arithmetic, comparisons, logic, CASE and casts of numbers have loops of their own.  They compute in 64 bits if the
+//   bounds of the columns prove that every result fits, and otherwise in 128 bits.  The results equal DuckDB's.  If a
+//   result might leave its SQL type, it is tested.  A chunk with such a result goes to scalar_functions, so that the
+//   error has DuckDB's words.
 // - Everything else is given to scalar_functions, chunk by chunk.
 #pragma once
 
@@ -31,7 +31,7 @@ class evaluator {
 public:
   virtual ~evaluator() = default;
 
-  // In the layout of the bound expression; the memory is the chunk's.
+  // The values in the layout of the bound expression.  The memory belongs to the chunk.
   virtual vector run(chunk &rows) = 0;
 };
 
@@ -40,8 +40,8 @@ public:
   virtual ~bound_expression() = default;
 
   const layout &result() const { return result_; }
-  // How it is evaluated, for EXPLAIN: "codes", "rows", "DuckDB by codes" and "DuckDB by rows", all that apply.  A
-  // column and a constant have no method.
+  // How the expression is evaluated, for EXPLAIN: "codes", "rows", "DuckDB by codes" or "DuckDB by rows", or several of
+  // them.  A column and a constant have no method.
   virtual std::string method() const = 0;
   virtual std::unique_ptr<evaluator> begin() const = 0;
 
@@ -58,9 +58,9 @@ class row_condition {
 public:
   row_condition(std::vector<std::shared_ptr<const bound_expression>> all_of);
 
-  // The positions of the rows on which all conditions are true, ascending, in the chunk's memory.  A condition looks
-  // only at the rows that the conditions before it have left, so the chunk may come with fewer rows than it had.
-  // Returns false where no row is left.
+  // The positions of the rows on which all conditions are true, in ascending order, in the memory of the chunk.  A
+  // condition reads only the rows that the conditions before it have left.  The call may drop rows of the chunk.
+  // Returns false when no row is left.
   bool keep(chunk &rows);
 
 private:

@@ -22,7 +22,7 @@ std::span<const int64_t> with_value_for_null(const vector &booleans, int64_t val
   return out;
 }
 
-// AND and OR of three values.  One of them decides alone: false for AND, true for OR.
+// AND and OR with the three truth values of SQL.  One value decides alone: false for AND, true for OR.
 class connective_node final : public row_node {
 public:
   connective_node(bool deciding, std::vector<node_ptr> nodes) : row_node(std::move(nodes)), deciding_(deciding) {
@@ -50,7 +50,7 @@ public:
     }
     if (all_valid == nullptr)
       return vector(out);
-    // Valid as well is what one child has decided.
+    // A row that one child has decided is valid too.
     const std::span<uint64_t> validity = memory.take<uint64_t>(words_of(out.size()));
     pack_bits(out, validity);
     for (size_t word = 0; word < validity.size(); ++word)
@@ -98,7 +98,7 @@ private:
   bool inverted_;
 };
 
-// A text of up to 7 bytes as a number that no other text has.
+// A text of up to 7 bytes as a number.  Different texts have different numbers.
 constexpr size_t longest_packed = 7;
 int64_t packed(std::string_view text) {
   const auto word = [&](auto type, size_t at) {
@@ -156,7 +156,7 @@ public:
       for (size_t row = 0; row < out.size(); ++row)
         out[row] = std::binary_search(members_.begin(), members_.end(), values[row], std::less<>()) ? 1 : 0;
     const uint64_t *validity = in.validity;
-    if (has_null_) { // what was not found might be the NULL
+    if (has_null_) { // a value that was not found might equal the NULL
       const std::span<uint64_t> found = memory.take<uint64_t>(words_of(out.size()));
       pack_bits(out, found);
       validity = both_valid(validity, found.data(), out.size(), memory);
@@ -182,7 +182,7 @@ private:
   bool has_null_;
 };
 
-// Values by conditions: the first condition that is true chooses.
+// CASE: the first true condition selects the value.
 class case_node final : public row_node {
 public:
   case_node(std::vector<node_ptr> nodes, const logical::sql_type &type) : row_node(std::move(nodes)) {
@@ -220,7 +220,7 @@ private:
 
   bool is_null_constant(size_t i) const { return child(i).constant() != nullptr && is_null(*child(i).constant()); }
 
-  // The dictionary that all values have; null if there is none.
+  // The common dictionary of all values; null if there is none.
   std::shared_ptr<const coded_values> shared_entries() const {
     std::shared_ptr<const coded_values> out = child(children() - 1).result().entries;
     for_each_value([&](size_t i) {
@@ -235,7 +235,7 @@ private:
                                                  : values_of(child(index), result_.form, chunk);
   }
 
-  // Values that no row takes are not computed: they may be errors.
+  // A value that no row selects is not computed, because it may be an error.
   template <class T>
   vector chosen(evaluation &chunk) const {
     arena &memory = chunk.memory();

@@ -24,7 +24,7 @@ private:
   size_t index_;
 };
 
-// Holds its value as often as a chunk can have rows.
+// A constant.  It holds its value once for each row that a chunk can have.
 class constant_node final : public node {
 public:
   constant_node(const logical::scalar &value, const logical::sql_type &type,

@@ -44,13 +44,13 @@ public:
   virtual ~node() = default;
 
   const layout &result() const { return result_; }
-  // In the layout of the result.
+  // The values in the layout of the result.
   virtual vector run(evaluation &chunk) const = 0;
-  // The same values where the node has them as codes; nothing where it does not.
+  // The same values as codes, if the node has codes.
   virtual std::optional<coded_numbers> run_coded(evaluation &) const { return std::nullopt; }
   // The value of a constant; null for everything else.
   virtual const logical::scalar *constant() const { return nullptr; }
-  // Adds how the node and its children are evaluated.
+  // Adds the methods by which the node and its children are evaluated.
   virtual void add_methods(std::set<std::string_view> &methods) const = 0;
 
 protected:
@@ -89,7 +89,7 @@ inline representation decoded_form(const layout &of) {
   return of.form == representation::codes ? plain_representation(of.held()) : of.form;
 }
 
-// Values in another representation.  From 128 to 64 bits the values fit, except where the row is NULL.
+// Values in another representation.  When 128 bits become 64 bits, all values except those of NULLs must fit.
 vector in_form(const vector &from, const layout &of, representation form, arena &memory);
 
 // The values of a child, decoded to a representation.
@@ -112,18 +112,18 @@ constexpr __int128 power_of_ten(uint32_t exponent) {
   return out;
 }
 
-// The bits of rows that are valid in both; null where all are.
+// The bits of the rows that are valid in both; null when all rows are valid in both.
 const uint64_t *both_valid(const uint64_t *left, const uint64_t *right, size_t rows, arena &memory);
 // A bit for each row: is it true?
 void pack_bits(std::span<const int64_t> booleans, std::span<uint64_t> out);
 
 node_ptr make_column(size_t index, const layout &of);
 node_ptr make_constant(const logical::scalar &value, const logical::sql_type &type);
-// A constant text as a code of a dictionary, which has it, and NULL.
+// A constant text as a code of a dictionary, or NULL.  The dictionary contains the text.
 node_ptr make_code(const logical::scalar &value, const logical::sql_type &type,
                    std::shared_ptr<const coded_values> entries);
 
-// Two children of one type.  With many rows, something is prepared for the dictionaries.
+// A comparison of two children of one type.  For many rows it prepares a table of the dictionaries.
 node_ptr make_comparison(logical::operation what, node_ptr left, node_ptr right, double estimated_rows);
 
 // Booleans.
@@ -131,17 +131,18 @@ node_ptr make_all_of(std::vector<node_ptr> children);
 node_ptr make_any_of(std::vector<node_ptr> children);
 node_ptr make_negation(node_ptr child);
 node_ptr make_is_null(node_ptr child, bool inverted);
-// The first child among the others.
+// Is the value of the first child one of the values of the others?
 node_ptr make_in(std::vector<node_ptr> children, bool inverted, double estimated_rows);
 // Condition, value, condition, value, ..., and the value without a true condition.
 node_ptr make_case(std::vector<node_ptr> children, const logical::sql_type &type);
 
-// These are null where the store has no loop for the operation and the types.
+// These functions return null when the store has no loop for the operation and the types.
 node_ptr make_arithmetic(std::string_view sign, std::vector<node_ptr> children, const logical::sql_type &type);
 node_ptr make_cast(node_ptr child, const logical::sql_type &type);
 node_ptr make_text_function(std::string_view name, std::vector<node_ptr> children, const logical::sql_type &type);
 
-// The codes of a layout whose values are not below a value: the first one.  With `after`, the values are above it.
+// The first code of a layout whose value is not below a value.  With `after`: the first code whose value is above the
+// value.
 uint32_t first_code(const layout &of, const logical::scalar &value, bool after);
 
 } // namespace store::exec

@@ -1,4 +1,5 @@
-// Expressions that the store hands to somebody else: the planner's database, which has all functions of SQL.
+// Expressions that the store cannot evaluate.  The database of the planner evaluates them, because it has all functions
+// of SQL.
 #pragma once
 
 #include <memory>
@@ -17,7 +18,7 @@ public:
 
   // `inputs` are the columns by their index, in the plain representation of their type; a column that the expression
   // does not read may be empty.  The result is in the plain representation of the expression's type, in the arena.
-  // Throws store::error where the expression fails on one of the rows.
+  // Throws store::error when the expression fails on one of the rows.
   virtual vector run(std::span<const vector> inputs, uint32_t rows, arena &memory) = 0;
 };
 
@@ -26,7 +27,7 @@ public:
   virtual ~scalar_functions() = default;
 
   // `inputs` are the types of the columns by their index.  Throws store::error for an expression that cannot be bound,
-  // or whose type the store does not hold.  Threads may call this at once.
+  // or that has a type that the store does not hold.  Several threads may call this at once.
   virtual std::unique_ptr<scalar_function> bind(const logical::expression &what,
                                                 std::span<const logical::sql_type> inputs) = 0;
 };

@@ -11,7 +11,7 @@ namespace {
 
 using logical::scalar;
 
-// A text that is looked for in others, by the byte of it that is rarest in ordinary texts.
+// A text to search for.  The search looks for its byte that is rarest in ordinary texts.
 class needle {
 public:
   explicit needle(std::string_view text) : text_(text) {
@@ -24,7 +24,7 @@ public:
   size_t size() const { return text_.size(); }
   std::string_view text() const { return text_; }
 
-  // Where it begins; npos where it is not.
+  // The position of the text; npos if it does not occur.
   size_t find_in(std::string_view hay) const {
     if (text_.empty())
       return 0;
@@ -49,7 +49,7 @@ private:
 // the end.
 class like_pattern {
 public:
-  // Nothing for a pattern that this does not match.
+  // Nothing for a pattern of another kind.
   static std::optional<like_pattern> of(std::string_view pattern) {
     if (pattern.find_first_of("_\\") != pattern.npos)
       return std::nullopt;
@@ -112,8 +112,8 @@ private:
   bool inverted_;
 };
 
-// Of texts whose characters are single bytes up to the end of the part; a chunk with another text is left to
-// scalar_functions.
+// substring of texts whose characters are single bytes up to the end of the part.  scalar_functions evaluate a chunk
+// with another text.
 class substring_node final : public row_node {
 public:
   substring_node(node_ptr texts, size_t first, size_t length, const logical::sql_type &type)
@@ -153,7 +153,7 @@ const std::string *text_constant(const node &of) {
   return value == nullptr ? nullptr : std::get_if<std::string>(value);
 }
 
-// A constant from 1 on.
+// A constant of at least 1.
 std::optional<size_t> count_constant(const node &of) {
   constexpr __int128 longest = 1 << 20;
   const scalar *value = of.constant();

@@ -1,4 +1,4 @@
-// Results of the library that the arguments of the store rule out.
+// Checks results of the library.  The store gives correct arguments, so another result is a fault.
 #pragma once
 
 #include <cstdint>

@@ -74,7 +74,7 @@ void kernels::arm(const instrumentation &more) {
   }
   if (!more.trace && !more.rates)
     return;
-  // A call is timed when its timing line is wanted, be it printed or not.
+  // A call is timed when its timing line is enabled, even if the line is not printed.
   constexpr uint32_t timing_level = 4;
   environment_.trace_control().trace_on = 1;
   if (more.trace)
@@ -95,7 +95,8 @@ void kernels::arm(const instrumentation &more) {
 void kernels::observe(const std::function<void(const vorn_ctx &)> &work, const call_taker &take) {
   constexpr uint32_t kernel_level = 2;
   environment_.trace_control().trace_on = 1;
-  // The name of a kernel of the dispatch table is the first value of its line; the others are called as their entry.
+  // For a kernel of the dispatch table, the first value of the trace line is its name.  Every other kernel has the name
+  // of its entry point.
   environment_.trace.take_record = [&](const char *entry, const char *, const std::vector<vorn_host::value> &values) {
     const auto *kernel = std::get_if<std::string>(&values.front());
     take(entry, kernel != nullptr ? *kernel : entry);

@@ -27,9 +27,9 @@ std::span<const instruction_set> instruction_sets();
 
 bool processor_runs(const instruction_set &isa);
 
-// What the library is to do beside its work.
+// What the library does in addition to its work.
 struct instrumentation {
-  bool self_check = false; // run every specialised kernel against the generic one; a difference is reported
+  bool self_check = false; // run every specialised kernel against the generic one; and report each difference
   bool trace = false;      // print trace lines on standard error
   bool rates = false;      // time every call and keep the rates
 };
@@ -47,16 +47,16 @@ public:
 
   const vorn_ctx &generic() const { return generic_context_; }
 
-  // What is in force; the same as generic() when no library was loaded.
+  // The implementation in force; generic() when no library was loaded.
   const vorn_ctx &chosen() const { return context_; }
   bool is_specialised() const;
   std::string_view name() const; // as a user types it
 
-  // Why a library is used that is not the best for the processor, or nothing.
+  // The reason why the library is not the best for the processor, or an empty text.
   const std::optional<std::string> &missing_library() const { return missing_library_; }
 
-  // Does some work with the kernels in force and says which entry points it calls with which kernels.  Threads may call
-  // `take` at once.
+  // Does some work with the kernels in force, and reports the entry points that it calls and their kernels.  Several
+  // threads may call `take` at once.
   using call_taker = std::function<void(std::string_view entry, std::string_view kernel)>;
   void observe(const std::function<void(const vorn_ctx &)> &work, const call_taker &take);
 

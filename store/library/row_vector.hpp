@@ -1,4 +1,4 @@
-// Vectors in the row forms of the join entries.
+// Vectors in the row forms of the entry points of joins.
 #pragma once
 
 #include <cstdint>

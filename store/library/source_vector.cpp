@@ -6,7 +6,7 @@ namespace store {
 
 namespace {
 
-// What encoding contexts have of a column.
+// The fields of encoding contexts that come from a column.
 vornenc_column description(const column &of, bool knows_nulls) {
   vornenc_column out{};
   out.form = of.form == encoding::fixed ? VORNENC_FIXED : of.form == encoding::dynp ? VORNENC_DYNP : VORNENC_CODES;
@@ -25,7 +25,7 @@ vorn_enc_ctx predicate_encoding(const column &of, bool knows_nulls) {
   return out;
 }
 
-vorn_cv source_vector(const column &of, const batch &rows, vorn_enc_ctx &encoding, uint64_t *run_bits) {
+vorn_cv source_vector(const column &of, const column_segment &rows, vorn_enc_ctx &encoding, uint64_t *run_bits) {
   vornenc_vector fields{};
   fields.vals = only_read(rows.stream.data());
   fields.lens = only_read(rows.lens.data());

@@ -1,4 +1,4 @@
-// Vectors of stored columns, as the entry points of the library take them.
+// Vectors of stored columns, for the entry points of the library.
 #pragma once
 
 #include <cstdint>
@@ -9,22 +9,23 @@
 
 namespace store {
 
-// Vectors serve as sources and as results, so the pointers in the records are not const.  This one is for data that the
-// library only reads.
+// A pointer for a field of a record, to data that the library only reads.  The fields are not const, because a vector
+// may also be a result.
 template <class T>
 T *only_read(const T *data) {
   return const_cast<T *>(data);
 }
 
-// The encoding context with which predicates read a column: it has no dictionary, since predicates look at codes only.
-// With `knows_nulls` no predicate is true on NULL; without it the code of NULL is a code like any other.
+// The encoding context of a column for predicates.  It has no dictionary, because predicates read only codes.  With
+// `knows_nulls` no predicate is true for NULL.  Without it the code of NULL is a code like any other.
 vorn_enc_ctx predicate_encoding(const column &of, bool knows_nulls);
 
-// The rows of a batch as a source.  The vector points to the encoding context and to the batch.  For runs, the context
-// becomes the one of this batch; predicates over runs write a bit for each run into `run_bits`.
-vorn_cv source_vector(const column &of, const batch &rows, vorn_enc_ctx &encoding, uint64_t *run_bits = nullptr);
+// A segment as a source.  The vector points to the encoding context and to the segment.  For runs the call writes the
+// runs of this segment into the context, and predicates write a bit for each run into `run_bits`.
+vorn_cv source_vector(const column &of, const column_segment &rows, vorn_enc_ctx &encoding,
+                      uint64_t *run_bits = nullptr);
 
-// A constant as its column stores it, for predicates that read the column with predicate_encoding.
+// A constant in the stored form of its column, for predicates with the context of predicate_encoding.
 class constant_vector {
 public:
   constant_vector(const column &of, bool knows_nulls, uint64_t ordinal);

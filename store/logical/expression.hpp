@@ -21,8 +21,8 @@ struct sql_type {
   sql_type(std::string type_name) : name(std::move(type_name)), held(type_of(name)) {}
 };
 
-// A value: nothing for NULL.  A number is a boolean, an integer, a decimal number without its point, days, microseconds
-// or nanoseconds; a UUID is the number of its wide_key.
+// A value.  The empty alternative is NULL.  A number is a boolean, an integer, a decimal number without its point, or a
+// number of days, microseconds or nanoseconds.  A UUID is the number of its wide_key.
 using scalar = std::variant<std::monostate, __int128, double, std::string>;
 
 enum class operation {
@@ -34,7 +34,7 @@ enum class operation {
   less_equal,
   greater,
   greater_equal,
-  distinct_from, // comparisons that take NULL for a value
+  distinct_from, // comparisons in which NULL is a value
   not_distinct_from,
   all_of, // of any number of children
   any_of,
@@ -50,7 +50,7 @@ enum class operation {
 
 inline bool is_comparison(operation what) { return what >= operation::equal && what <= operation::not_distinct_from; }
 
-// The comparison that says the same of the right side and the left one.
+// The same comparison with its sides exchanged.
 constexpr operation mirrored(operation comparison) {
   switch (comparison) {
   case operation::less:
@@ -73,16 +73,16 @@ struct expression {
   scalar value;
   std::string name;
   bool may_fail = false;    // a cast that gives NULL instead of an error: TRY_CAST
-  bool is_volatile = false; // it, or a part of it, gives another value at each row, as random() does
+  bool is_volatile = false; // it contains a function that gives another value at each row, such as random()
   std::vector<expression> children;
 
   // The expression as DuckDB reads it.  Columns are called c0, c1, ... by their index.
   std::string sql;
-  // Where it is in the text of the query, in bytes; nothing where the planner does not say.
+  // Its position in the text of the query, in bytes, if the planner knows it.
   std::optional<uint32_t> location;
 };
 
-// Calls with each column that the expression reads, as often as it reads it.
+// Calls a function for each use of a column in the expression.
 template <class Take>
 void for_each_column(const expression &e, const Take &take) {
   if (e.what == operation::column)

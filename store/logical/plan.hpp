@@ -1,8 +1,8 @@
 // The plan of a query: a tree of operators over bound expressions.  It is a value, made without running anything.
 //
-// An operator gives rows with columns 0, 1, ..., whose names and types it says.  Expressions of an operator count the
-// columns of its child; the expressions of a join's residual condition count the columns of the left child, then of the
-// right child.
+// The rows of an operator have the columns 0, 1, ... with names and types.  An expression of an operator numbers the
+// columns of its child.  The residual condition of a join numbers the columns of the left child, then the columns of
+// the right child.
 #pragma once
 
 #include <cstddef>
@@ -24,7 +24,7 @@ enum class plan_kind {
   join,            // `join`
   cross_product,   // each row of the left child with each of the right child
   aggregate,       // `groups`, then `aggregates`
-  distinct,        // rows without their repetitions
+  distinct,        // distinct rows
   order,           // by `keys`, then the first `limit` rows after `offset`
   limit,           // `limit` rows after `offset`, or `percent` of all rows
   union_all,       // the rows of both children
@@ -34,13 +34,13 @@ enum class plan_kind {
 
 enum class join_kind {
   inner,
-  left,  // rows of the left child without a partner come with NULLs
-  right, // the same of the right child
+  left,  // rows of the left child without a partner get NULLs
+  right, // the same for the right child
   full,
-  semi, // rows of the left child that have a partner
-  anti, // rows of the left child that have none
-  mark, // rows of the left child, and whether they have a partner: a boolean, NULL where a comparison with NULL decides
-  single // as left; a row with several partners takes the first one
+  semi,  // rows of the left child that have a partner
+  anti,  // rows of the left child that have no partner
+  mark,  // rows of the left child with a boolean: is there a partner?  NULL if a comparison with NULL decides
+  single // as left, but a row takes only its first partner
 };
 
 struct join_condition {
@@ -55,7 +55,7 @@ struct aggregate {
   aggregate_kind what = aggregate_kind::count_rows;
   bool is_distinct = false;
   sql_type type;                       // of the result
-  std::optional<expression> argument;  // none of count_rows
+  std::optional<expression> argument;  // absent for count_rows
   std::optional<expression> condition; // FILTER (WHERE ...)
   std::string sql;                     // as DuckDB writes it
 };
@@ -76,10 +76,10 @@ struct plan {
   std::vector<size_t> table_columns; // scan: columns of the table
   std::vector<std::vector<expression>> rows;
   join_kind join = join_kind::inner;
-  std::vector<join_condition> conditions; // all of them hold for partners
-  std::optional<expression> residual;     // and this: over the columns of the left child, then of the right one
+  std::vector<join_condition> conditions; // partners satisfy all of them
+  std::optional<expression> residual;     // and this one, over the columns of the left child, then of the right child
   std::vector<expression> groups;
-  // Of an aggregate: the groups of each grouping set, if there are several.
+  // aggregate: the groups of each grouping set, if there are several.
   std::vector<std::vector<size_t>> grouping_sets;
   std::vector<aggregate> aggregates;
   std::vector<sort_key> keys;

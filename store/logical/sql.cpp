@@ -18,7 +18,7 @@ std::string quoted(std::string_view text, char quote) {
   return out += quote;
 }
 
-// A text of bytes, as DuckDB reads it for a BLOB.
+// Bytes as a text that DuckDB reads as a BLOB.
 std::string escaped(std::string_view bytes) {
   std::string out;
   for (char c : bytes)
@@ -64,27 +64,6 @@ std::string number_text(__int128 number, const column_type &type) {
   }
 }
 
-std::string_view comparison_sign(operation what) {
-  switch (what) {
-  case operation::equal:
-    return "=";
-  case operation::not_equal:
-    return "<>";
-  case operation::less:
-    return "<";
-  case operation::less_equal:
-    return "<=";
-  case operation::greater:
-    return ">";
-  case operation::greater_equal:
-    return ">=";
-  case operation::distinct_from:
-    return "IS DISTINCT FROM";
-  default:
-    return "IS NOT DISTINCT FROM";
-  }
-}
-
 std::string joined(const std::vector<expression> &parts, size_t first, std::string_view between) {
   std::string out;
   for (size_t i = first; i < parts.size(); ++i)
@@ -101,12 +80,12 @@ std::string case_sql(const std::vector<expression> &parts) {
 
 std::string function_sql(const expression &e) {
   const std::string arguments = joined(e.children, 0, ", ");
-  // The names of fields are in the type only.
+  // Only the type has the names of the fields.
   if (e.name == "struct_pack")
     return fmt::format("CAST(row({}) AS {})", arguments, e.type.name);
   std::string call = fmt::format("{}({})", quoted_name(e.name), arguments);
-  // DuckDB widens arguments of decimal arithmetic to the type of the result.  Bound again, these would give a wider
-  // result.  An error has whatever type its place asks for.
+  // DuckDB casts the arguments of decimal arithmetic to the type of the result.  If it binds them again, it chooses a
+  // wider result type.  An error takes the type that its context requires.
   if (e.type.name.starts_with("DECIMAL") || e.name == "error")
     return fmt::format("CAST({} AS {})", call, e.type.name);
   return call;
@@ -139,11 +118,17 @@ std::string sql_of(const expression &e) {
   case operation::function:
     return function_sql(e);
   default:
-    return fmt::format("({} {} {})", e.children[0].sql, comparison_sign(e.what), e.children[1].sql);
+    return fmt::format("({} {} {})", e.children[0].sql, sign_of(e.what), e.children[1].sql);
   }
 }
 
 } // namespace
+
+std::string_view sign_of(operation comparison) {
+  static constexpr std::string_view signs[] = {
+      "=", "<>", "<", "<=", ">", ">=", "IS DISTINCT FROM", "IS NOT DISTINCT FROM"};
+  return signs[static_cast<size_t>(comparison) - static_cast<size_t>(operation::equal)];
+}
 
 std::string quoted_name(std::string_view name) { return quoted(name, '"'); }
 

@@ -8,15 +8,18 @@
 
 namespace store::logical {
 
-// A constant of a type that the store holds; NULL of any type.
+// A constant of a type that the store holds, or NULL of any type.
 std::string constant_sql(const scalar &value, const sql_type &type);
 
-// Writes the text of an expression and of all expressions in it, from its columns and operations.  To be called again
-// after columns have other numbers.  A constant of a type that the store does not hold has its text already.
+// Writes the text of an expression and of its parts.  It must be called again after the numbers of columns have
+// changed.  A constant of a type that the store does not hold keeps the text that it has.
 void write_sql(expression &e);
 
 // Adds to the number of each column that the expression reads, and writes the text again.
 void move_columns(expression &e, size_t by);
+
+// The operator of a comparison, such as "<>".
+std::string_view sign_of(operation comparison);
 
 // A name and a text as SQL writes them.
 std::string quoted_name(std::string_view name);

@@ -5,6 +5,8 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include "store/logical/sql.hpp"
+
 namespace store::logical {
 
 namespace {
@@ -14,17 +16,6 @@ std::string joined(const std::vector<expression> &list, std::string_view between
   for (const expression &e : list)
     out += (out.empty() ? "" : std::string(between)) + e.sql;
   return out;
-}
-
-std::string_view name_of(join_kind kind) {
-  static constexpr std::string_view names[] = {"inner", "left", "right", "full", "semi", "anti", "mark", "single"};
-  return names[static_cast<size_t>(kind)];
-}
-
-std::string_view sign_of(operation comparison) {
-  static constexpr std::string_view signs[] = {
-      "=", "<>", "<", "<=", ">", ">=", "IS DISTINCT FROM", "IS NOT DISTINCT FROM"};
-  return signs[static_cast<size_t>(comparison) - static_cast<size_t>(operation::equal)];
 }
 
 std::string join_text(const plan &of) {
@@ -77,6 +68,11 @@ void append_lines(std::string &out, const plan &of, size_t depth) {
 }
 
 } // namespace
+
+std::string_view name_of(join_kind kind) {
+  static constexpr std::string_view names[] = {"inner", "left", "right", "full", "semi", "anti", "mark", "single"};
+  return names[static_cast<size_t>(kind)];
+}
 
 std::string description(const plan &of) {
   switch (of.what) {

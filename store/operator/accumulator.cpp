@@ -34,8 +34,8 @@ private:
   large_vector<int64_t> counts_;
 };
 
-// The sum of doubles in the order of rows, and the least and the greatest value: states that begin with a neutral value
-// and are combined as values are.
+// The sum of doubles in the order of rows, and the least and the greatest value.  A state begins with a neutral value,
+// and states are combined like values.
 template <class T, class Combine>
 class folded final : public accumulator {
 public:
@@ -57,7 +57,7 @@ public:
       Combine()(states_[groups[g]], from.states_[g]);
   }
   vector result(arena &) override {
-    // A code without a value must be one of the dictionary.
+    // The code of a group without a value must still be a code of the dictionary.
     if constexpr (std::is_same_v<T, uint32_t>)
       std::replace(states_.begin(), states_.end(), std::numeric_limits<T>::max(), T{0});
     return vector(std::span(states_));
@@ -117,7 +117,7 @@ public:
     states_.resize(groups);
     held_.resize(groups, holds::nothing);
   }
-  bool needs_order() const override { return false; } // rows are taken in their order in any case
+  bool needs_order() const override { return false; } // rows always come in their order
   void add(const grouped_rows &rows, const vector &values) override {
     const std::span<const T> from = values.values<T>();
     for (size_t row = 0; row < rows.rows; ++row)

@@ -18,7 +18,7 @@ enum class accumulation {
   first // row, with NULL or not
 };
 
-// Of one thread.
+// An accumulator belongs to one thread.
 class accumulator {
 public:
   virtual ~accumulator() = default;
@@ -28,17 +28,18 @@ public:
   virtual bool needs_order() const = 0;
   // No value is NULL, except for the first row.
   virtual void add(const grouped_rows &rows, const vector &values) = 0;
-  // The states of another one, of the same class, whose groups have other numbers here: group g is groups[g].
+  // Adds the states of another accumulator of the same class.  Its group g is the group groups[g] here.
   virtual void merge(const accumulator &other, std::span<const uint32_t> groups) = 0;
 
-  // The states of all groups.  Groups without a row have any value.  The memory is the accumulator's or the arena's.
+  // The states of all groups.  The state of a group without a row is undefined.  The memory belongs to the accumulator
+  // or to the arena.
   virtual vector result(arena &memory) = 0;
 };
 
 // `values` is the layout of what is added, and `result` the layout of the sum.
 std::unique_ptr<accumulator> make_accumulator(accumulation what, const layout &values, const layout &result);
 
-// No query has more rows than this, which is days of the fastest scan.
+// An upper bound of the rows of a query.  The fastest scan would need days for them.
 inline constexpr __int128 most_rows = __int128{1} << 48;
 
 // The layout of a result.

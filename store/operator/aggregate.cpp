@@ -99,7 +99,7 @@ private:
   aggregation what_;
   std::vector<size_t> keys_;
   std::vector<std::vector<size_t>> sets_;
-  std::vector<std::optional<size_t>> results_; // of the columns after the keys; nothing where they are not needed
+  std::vector<std::optional<size_t>> results_; // for each column after the keys; empty if it is not needed
 
   std::vector<group_state> groups_;               // of each grouping set
   std::vector<std::vector<group_column>> values_; // of each grouping set
@@ -205,7 +205,7 @@ void aggregate::groups_stream::produce(size_t morsel, const chunk_taker &take) {
   const part &from = of_.parts_[morsel];
   const size_t end = std::min(of_.groups_[from.set].groups(), from.first + morsel_groups);
   for (size_t first = from.first; first < end; first += chunk_rows) {
-    const arena::mark begun = memory_.here();
+    const arena::mark begun = memory_.position();
     const size_t rows = std::min<size_t>(chunk_rows, end - first);
     chunk out(memory_, static_cast<uint32_t>(rows));
     for (const group_column &column : of_.values_[from.set])

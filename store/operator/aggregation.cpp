@@ -33,7 +33,7 @@ accumulation accumulation_of(logical::aggregate_kind what) {
   }
 }
 
-// The sum divided by the count, as DuckDB rounds: in long double, or cut to an integer for points in time.
+// The sum divided by the count, rounded as DuckDB does: in long double, or truncated to an integer for points in time.
 template <class T>
 double quotient(T sum, int64_t count, long double scale) {
   if constexpr (std::is_same_v<T, double>)
@@ -92,7 +92,7 @@ layout aggregation::add(const logical::aggregate &what, std::optional<size_t> ar
   const bool is_average = what.what == logical::aggregate_kind::average;
   const bool is_real = argument && decoded(columns_[*argument]).form == representation::float64;
   aggregate_input from{argument, condition};
-  // The least, the greatest and the first value are the same without repetitions.
+  // DISTINCT does not change the least, the greatest and the first value.
   from.is_distinct = what.is_distinct && (kind == accumulation::sum || kind == accumulation::count);
   from.keeps_nulls = kind == accumulation::first;
   from.is_decoded = kind == accumulation::sum && columns_[*argument].form == representation::codes &&
@@ -126,7 +126,7 @@ layout aggregation::add(const logical::aggregate &what, std::optional<size_t> ar
 
 bool aggregation::is_ordered() const {
   return std::any_of(accumulators_.begin(), accumulators_.end(), [](const accumulator_of_input &a) {
-    // A sum without bounds may overflow on the way to a smaller one.
+    // A partial sum without bounds may overflow although the whole sum does not.
     return a.what == accumulation::first ||
            (a.what == accumulation::sum && (a.values.form == representation::float64 ||
                                             (a.values.form == representation::int128 && !a.values.bounds)));

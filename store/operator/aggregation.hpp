@@ -1,4 +1,4 @@
-// What an aggregate computes, in parts that aggregates share: avg(x) takes the sum of sum(x) and the count of count(x).
+// The parts of aggregates.  Aggregates share parts: avg(x) uses the sum of sum(x) and the count of count(x).
 #pragma once
 
 #include <cstddef>
@@ -11,9 +11,9 @@
 
 namespace store::exec {
 
-// Rows that accumulators take.
+// The input of accumulators.
 struct aggregate_input {
-  std::optional<size_t> column;    // of the values; nothing where rows are counted
+  std::optional<size_t> column;    // of the values; empty when rows are counted
   std::optional<size_t> condition; // a boolean column: only rows on which it is true
   bool is_distinct = false;        // only the first row of each value
   bool keeps_nulls = false;        // otherwise only rows with a value
@@ -32,16 +32,16 @@ struct accumulator_of_input {
 struct aggregate_result {
   logical::aggregate_kind what = logical::aggregate_kind::count_rows;
   size_t accumulator = 0;
-  std::optional<size_t> count; // the accumulator that counts the rows of the input, where there may be none
+  std::optional<size_t> count; // the accumulator that counts the rows of the input, if a group may have none
   layout values;               // of the argument
 };
 
 class aggregation {
 public:
-  // `columns` are those of the rows below.
+  // `columns` are the columns of the child.
   explicit aggregation(std::vector<layout> columns) : columns_(std::move(columns)) {}
 
-  // Adds an aggregate and returns the layout of its result.  `has_rows` says that no group is without a row.
+  // Adds an aggregate and returns the layout of its result.  `has_rows` says that every group has a row.
   layout add(const logical::aggregate &what, std::optional<size_t> argument, std::optional<size_t> condition,
              bool has_rows);
 
@@ -52,7 +52,7 @@ public:
 
   // Does the result depend on the order of rows?
   bool is_ordered() const;
-  // The values of a result, from those of the accumulators.
+  // Computes the values of a result from the values of the accumulators.
   vector result(size_t index, std::span<const vector> accumulated, arena &memory) const;
 
 private:

@@ -15,7 +15,7 @@ struct answer {
   kept_rows rows; // in their order
 };
 
-// Layouts without codes: of the same values, decoded.
+// The layouts of the decoded values.
 std::vector<layout> plain_layouts(std::vector<layout> columns);
 
 // Opens a relation and keeps all of its rows, decoded.

@@ -24,7 +24,7 @@ void add_columns(column_mask &to, const expression &of, size_t first = 0) {
   });
 }
 
-// The conditions of a filter, with what an AND holds as conditions of their own.
+// The conditions of a filter.  Each part of an AND is a condition.
 void add_conditions(std::vector<expression> &to, const expression &of) {
   if (of.what == logical::operation::all_of)
     for (const expression &part : of.children)
@@ -126,7 +126,7 @@ void builder::note_needed(const plan &of, const column_mask &needed) {
     add(needed_of_shared_.try_emplace(of.shared_index, needed.size()).first->second, needed);
     return;
   }
-  // What is kept is read by references in the other child.
+  // References in the other child read the kept rows.
   if (of.what == plan_kind::shared) {
     note_needed(of.children[1], below[1]);
     below[0] = needed_of_shared_.try_emplace(of.shared_index, below[0].size()).first->second;

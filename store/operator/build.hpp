@@ -9,10 +9,10 @@
 
 namespace store::exec {
 
-// Gives the table of a name that the plan has.
+// Finds a table of the plan by its name.
 using table_finder = std::function<std::shared_ptr<table>(const std::string &)>;
 
-// Loads the columns that the plan reads, and binds all expressions.  Nothing is run.  Tables and functions outlive the
+// Loads the columns that the plan reads, and binds all expressions.  Runs nothing.  Tables and functions outlive the
 // operators.  Throws store::error for what cannot be loaded or bound.
 relation_ptr build(const logical::plan &root, const table_finder &find, scalar_functions &functions);
 

@@ -19,8 +19,7 @@ namespace store::exec {
 
 namespace {
 
-// The 8 bytes from an address on, the first one the most significant.  Streams can be read for a cache line after their
-// end.
+// The 8 bytes from an address on as a big-endian number.  A cache line after the end of a stream can be read.
 uint64_t big_endian_at(const uint8_t *bytes) {
   uint64_t out;
   std::memcpy(&out, bytes, sizeof out);
@@ -44,7 +43,7 @@ bool has_both_zeros(const dictionary &entries, const column_type &type) {
   return low < end && low > entries.first_code() && is(low, 0.0) && is(low - 1, -0.0);
 }
 
-// Clears the bits of rows with code 0.  Returns null where there is no such row.
+// Clears the bits of rows with code 0.  Returns null if there is no such row.
 const uint64_t *validity_of(std::span<const uint32_t> codes, arena &memory) {
   const std::span<uint64_t> out = memory.take<uint64_t>(words_of(codes.size()));
   const uint64_t all = fast_loop([=] {
@@ -92,7 +91,7 @@ layout layout_of(table &of, size_t index) {
   if (has_values && !stored.type.is_bytes() && !stored.type.is_real()) {
     out.bounds = {number_of_ordinal(stored, stored.first_ordinal()), number_of_ordinal(stored, stored.last_ordinal())};
     if (out.form == representation::int128 && out.bounds->high <= INT64_MAX)
-      out.form = representation::int64; // values that are stored themselves have at most 64 bits
+      out.form = representation::int64; // values without a dictionary have at most 64 bits
   }
   return out;
 }
@@ -112,10 +111,10 @@ void narrow(layout &as, const column &of, const ordinal_ranges *accepted) {
   as.bounds = {number_of_ordinal(of, first), number_of_ordinal(of, ranges.back().last)};
 }
 
-const uint8_t *plain_stream(const vorn_ctx &library, const column &of, const batch &rows) {
+const uint8_t *plain_stream(const vorn_ctx &library, const column &of, const column_segment &rows) {
   if (!of.compressed)
     return rows.stream.data();
-  static std::mutex guard; // of `decompressed` of all batches
+  static std::mutex guard; // of `decompressed` of all segments
   const std::lock_guard lock(guard);
   if (rows.decompressed == nullptr) {
     constexpr uint32_t padding = vorn_host::cache_line;
@@ -197,7 +196,7 @@ vector column_reader::read(size_t row_group, std::span<const uint32_t> positions
 }
 
 void column_reader::open(size_t row_group) {
-  rows_ = &of_.batches[row_group];
+  rows_ = &of_.segments[row_group];
   if (counted_ != nullptr)
     counted_->bytes += rows_->bytes();
   stream_ = plain_stream(library_, of_, *rows_);
@@ -228,9 +227,10 @@ uint32_t column_reader::packed_code(uint32_t index) const {
 
 void column_reader::read_packed(std::span<const uint32_t> positions, const position_order &order,
                                 std::span<uint32_t> out, arena &memory) {
-  // A call of the library costs as much as the codes of some rows.  Unpacking all rows between the first and the last
-  // one and picking from them pays where one in 3 is wanted: with the kernels of AVX2 and codes of 20 bits, it takes
-  // 0.7 nanoseconds a row for nearly all rows, 0.8 for one in 2, 1.1 for one in 3; reading single codes takes 1.1.
+  // A call of the library costs as much as the codes of some rows.  If at least one row in 3 is needed, it is faster to
+  // unpack all rows between the first and the last one and to pick from them: with the kernels of AVX2 and codes of 20
+  // bits, it takes 0.7 nanoseconds a row for nearly all rows, 0.8 for one in 2, 1.1 for one in 3; reading single codes
+  // takes 1.1.
   constexpr size_t few = 32;
   constexpr uint32_t one_in = 3;
   if (positions.size() > few && order.ascends && (positions.back() - positions.front()) / one_in < positions.size()) {

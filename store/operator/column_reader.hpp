@@ -1,4 +1,4 @@
-// Values of a stored column at positions of a row group, whatever the encoding.
+// Reads values of a stored column at positions of a row group, in every encoding.
 #pragma once
 
 #include <cstddef>
@@ -17,22 +17,22 @@
 
 namespace store::exec {
 
-// How a column of a table lies in chunks.  Dictionaries stay codes, except dictionaries of reals with both zeros, whose
-// codes tell apart what SQL holds equal.  Loads the column.
+// The layout of a column of a table in chunks.  Dictionary columns stay codes, with one exception: reals with both 0
+// and -0, because SQL holds these two codes equal.  Loads the column.
 layout layout_of(table &of, size_t column);
-// The same for the rows whose ordinals are in a set; null for all ordinals.
+// The same for the rows whose ordinals are in a set.  A null set means all ordinals.
 void narrow(layout &as, const column &of, const ordinal_ranges *accepted);
-// The number that an ordinal stands for, of a column without reals or texts.
+// The number of an ordinal, in a column without reals and texts.
 __int128 number_of_ordinal(const column &of, uint64_t ordinal);
 
-// The value stream of a batch as it was before compression.  Threads may ask for one stream at once.  The memory is
-// kept where the library keeps it.  Throws store::error when the stream cannot be decompressed.
-const uint8_t *plain_stream(const vorn_ctx &library, const column &of, const batch &rows);
+// The value stream of a segment as it was before compression.  Several threads may call this for one stream at once.
+// The library keeps the memory.  Throws store::error when the stream cannot be decompressed.
+const uint8_t *plain_stream(const vorn_ctx &library, const column &of, const column_segment &rows);
 
-// What positions have in common, found once for all columns that are read at them.
+// Properties of positions, computed once for all columns that are read at them.
 struct position_order {
   bool ascends = false; // they may repeat
-  // The positions are a few runs of consecutive ones: one run where they are a range.  Empty where there are many.
+  // The runs of consecutive positions, if there are few.  A range is one run.  Empty if there are many.
   struct run {
     uint32_t position; // of its first row in the row group
     uint32_t row;      // among the positions
@@ -47,13 +47,13 @@ struct position_order {
 // A reader belongs to one thread.
 class column_reader {
 public:
-  // Context, column and the values of its dictionary outlive this.  The values may be null where the form is codes,
-  // `counted` where nothing is explained.
+  // Context, column and the values of its dictionary outlive the reader.  The values may be null when the form is
+  // codes.  `counted` may be null.
   column_reader(const vorn_ctx &library, const column &of, representation form, const coded_values *entries,
                 operator_metrics *counted);
 
-  // Positions count from the first row of the row group.  They may repeat and have any order; ascending ones are read
-  // fastest.  The values are good until another row group is read.
+  // Position 0 is the first row of the row group.  Positions may repeat and have any order.  Ascending positions are
+  // read fastest.  The values are valid until another row group is read.
   vector read(size_t row_group, std::span<const uint32_t> positions, const position_order &order, arena &memory);
   vector read(size_t row_group, std::span<const uint32_t> positions, arena &memory) {
     return read(row_group, positions, position_order(positions, memory), memory);
@@ -69,7 +69,7 @@ private:
   void unpack(uint32_t first, std::span<uint32_t> out);
   uint32_t packed_code(uint32_t index) const;
 
-  // Calls with the function from a position to its ordinal.
+  // Calls a function with the function from a position to its ordinal.
   template <class Take>
   vector with_ordinals(const Take &take) const;
   vector numbers(std::span<const uint32_t> positions, const position_order &order, arena &memory) const;
@@ -86,7 +86,7 @@ private:
 
   // The row group.
   std::optional<size_t> opened_;
-  const batch *rows_ = nullptr;
+  const column_segment *rows_ = nullptr;
   const uint8_t *stream_ = nullptr; // codes or values, not compressed
   vorn_enc_ctx encoding_{};         // of codes
   vorn_cv source_{};
@@ -101,7 +101,7 @@ private:
 
 // A column to be read.
 struct stored_column {
-  const store::column *stored = nullptr; // null where nobody reads it
+  const store::column *stored = nullptr; // null if it is not read
   representation form = representation::int64;
   std::shared_ptr<const coded_values> entries = nullptr;
 };
@@ -111,7 +111,7 @@ stored_column stored_column_of(table &of, size_t column);
 // The rows of one row group after the other as a source of chunks, for one thread.
 class row_group_source final : public row_source {
 public:
-  // Context and columns outlive this.  `counted` may be null.
+  // Context and columns outlive this object.  `counted` may be null.
   row_group_source(const vorn_ctx &library, std::span<const stored_column> columns, operator_metrics *counted = nullptr)
       : library_(library), columns_(columns), counted_(counted), readers_(columns.size()) {}
 
@@ -119,7 +119,8 @@ public:
     row_group_ = row_group;
     announced_ = {};
   }
-  // Positions of which several columns may be read.  They stay where they are until others are announced.
+  // Announces positions at which several columns are read.  Their memory stays valid until the next positions are
+  // announced.
   void announce(std::span<const uint32_t> positions, arena &memory) {
     announced_ = positions;
     order_ = position_order(positions, memory);

@@ -8,18 +8,18 @@
 
 namespace store::exec {
 
-// A column is itself.  All other expressions are more columns, which a projection on top of the rows adds.
+// An expression that is a column is this column.  A projection above the rows adds a column for every other expression.
 class expression_columns {
 public:
   explicit expression_columns(const relation &rows);
 
   // The number of the column with the values of an expression.
   size_t add(const logical::expression &what);
-  // A column of the rows that is read too.
+  // Says that a column of the rows is read too.
   void need(size_t column) { needed_[column] = true; }
   const column_mask &needed() const { return needed_; }
 
-  // The rows with all columns, of which those have values that were added or needed.
+  // The rows with all columns.  Columns that were added or are needed have values.
   relation_ptr finish(relation_ptr rows, scalar_functions &functions) const;
 
 private:

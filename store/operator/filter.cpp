@@ -1,4 +1,4 @@
-// The rows of the child on which all conditions are true.  Columns that no condition reads stay unread.
+// The rows of the child on which all conditions are true.  Columns that no condition reads are not read.
 #include <memory>
 #include <utility>
 #include <vector>

@@ -21,14 +21,14 @@ using uint128 = unsigned __int128;
 constexpr uint128 range_of_numbers = uint128{1} << 32;
 constexpr uint128 range_of_64_bits = uint128{1} << 64;
 
-constexpr uint64_t bits_of_null = ~uint64_t{0}; // which are the bits of no value
+constexpr uint64_t bits_of_null = ~uint64_t{0}; // the bits of no value
 
-// What a column contributes to a key.
+// The contribution of a column to a key.
 struct key_part {
   size_t column = 0;
   __int128 low = 0;
-  uint64_t for_null = 0; // what a value is more, so that 0 is NULL
-  uint128 range = 0;     // of all that it contributes
+  uint64_t for_null = 0; // added to the value, so that 0 is NULL
+  uint128 range = 0;     // the number of possible contributions
 };
 
 uint128 range_of(const number_bounds &bounds) {
@@ -144,7 +144,7 @@ public:
   }
 
 private:
-  // With many new keys a branch on them is mostly mispredicted.
+  // If many keys are new, a branch on new keys is mostly mispredicted.
   template <bool many_new>
   size_t find_with(std::span<const uint32_t> keys, std::span<uint32_t> numbers, std::span<uint32_t> new_rows) {
     size_t added = 0;
@@ -167,7 +167,7 @@ private:
     return added;
   }
 
-  zeroed_array<uint32_t> numbers_; // and one more, so that 0 is a key that was not there
+  zeroed_array<uint32_t> numbers_; // the number plus 1; 0 for a key that is not in the table
   uint32_t keys_ = 0;
   bool has_many_new_ = false; // among the last rows
 };
@@ -194,7 +194,7 @@ struct key_of_table<number_table<uint64_t>> {
 // Packs some columns into one key.
 class group_finder::step {
 public:
-  // Takes as many columns as fit, from `first` on.
+  // Packs as many columns as fit, from `first` on.
   step(std::span<const layout> columns, size_t first, double rows) : follows_(first != 0), end_(first) {
     uint128 range = follows_ ? range_of_numbers : 1;
     for (; end_ < columns.size(); ++end_) {

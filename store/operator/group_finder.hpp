@@ -2,10 +2,10 @@
 //
 // The values of a row's key columns are packed into one key of up to 128 bits.  Codes and integers with bounds take as
 // little room as their range needs.  Texts, and integers of 128 bits without bounds, are replaced by numbers of their
-// own first.  Where 128 bits are not enough, the first columns are packed into a key, and the number of this key is
-// packed with the next columns.
+// own first.  If 128 bits are not enough, the first columns are packed into a key of their own.  The number of this key
+// is packed with the next columns.
 //
-// A table by the key itself gives the number where the range of keys is small, and a hash table otherwise.
+// If the range of keys is small, an array indexed by the key gives the number, otherwise a hash table.
 #pragma once
 
 #include <cstddef>
@@ -19,11 +19,11 @@
 namespace store::exec {
 
 struct found_groups {
-  std::span<const uint32_t> numbers;  // of the group of each row; empty where all rows are in group 0
-  std::span<const uint32_t> new_rows; // the first row of each group that was not there before
+  std::span<const uint32_t> numbers;  // the group of each row; empty when all rows are in group 0
+  std::span<const uint32_t> new_rows; // the first row of each new group
 };
 
-// Of one thread.
+// A finder belongs to one thread.
 class group_finder {
 public:
   // `rows` is an estimate.
@@ -31,7 +31,7 @@ public:
   ~group_finder();
   group_finder(group_finder &&) noexcept;
 
-  // The memory of the result is the arena's.
+  // The memory of the result belongs to the arena.
   found_groups find(std::span<const vector> columns, uint32_t rows, arena &memory);
 
   // Without columns there is one group, with or without rows.
@@ -46,7 +46,7 @@ private:
   size_t groups_ = 0;
 };
 
-// The most groups that columns can have; `unknown` where nothing limits them.
+// The largest possible number of groups; `unknown` when there is no limit.
 double most_groups(std::span<const layout> columns, double unknown);
 
 } // namespace store::exec

@@ -26,7 +26,8 @@ layout number_layout(double most) {
 
 bool is_true(const vector &condition, size_t row) { return !condition.is_null(row) && condition.int64s()[row] != 0; }
 
-// The rows on which a condition is true and that have a value.  Null for no condition, or for a value in any case.
+// The rows for which a condition is true and a value is not NULL.  The condition may be null, and so may the validity
+// of the values.
 std::span<const uint32_t> chosen(const vector *condition, const vector *values, uint32_t rows, arena &memory) {
   const std::span<uint32_t> out = memory.take<uint32_t>(rows);
   size_t count = 0;

@@ -15,8 +15,8 @@ namespace store::exec {
 
 class group_state {
 public:
-  // `keys` are columns of the rows.  `rows` is an estimate.  A state that is merged into another one must be kept as
-  // such: it also keeps the distinct values.
+  // `keys` are columns of the rows.  `rows` is an estimate.  A state that will be merged into another state also keeps
+  // the distinct values.
   group_state(const aggregation &what, std::span<const size_t> keys, double rows, bool is_merged);
 
   // Morsels come in ascending order.
@@ -26,12 +26,12 @@ public:
   void merge(std::span<group_state *const> threads);
 
   size_t groups() const { return finder_.groups(); }
-  // Values of all groups, in memory of the state or the arena.
+  // The values of all groups, in memory of the state or the arena.
   vector key(size_t index) const { return keys_[index].values(); }
   std::vector<vector> results(arena &memory);
 
 private:
-  // The first groups and distinct values that a morsel brought.
+  // The groups that a morsel has added, from `first_group` on.
   struct segment {
     size_t morsel;
     size_t first_group;

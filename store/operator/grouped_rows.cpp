@@ -4,9 +4,9 @@ namespace store::exec {
 
 namespace {
 
-// Rows are sorted in stretches side by side, so that equal keys one after another do not wait for each other.
+// Several ranges of rows are sorted in turn, row by row, so that equal keys in sequence do not wait for each other.
 constexpr size_t stretches = 8;
-// Each key of each stretch has room for all rows of the stretch, and lies in other lines of the cache than the others.
+// Each key of each range has room for all rows of the range, in cache lines of its own.
 constexpr size_t lines_apart = 16;
 constexpr size_t least_rows_of_group = 8;
 

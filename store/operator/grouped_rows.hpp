@@ -1,4 +1,4 @@
-// Rows of a chunk with the numbers of their groups, as aggregates take them.
+// The rows of a chunk with the numbers of their groups, the input of aggregates.
 #pragma once
 
 #include <algorithm>
@@ -10,32 +10,32 @@
 
 namespace store::exec {
 
-// Rows of one group that are together in the order.
+// A run of rows of one group in the order.
 struct group_run {
   uint32_t group;
   uint32_t first;
   uint32_t rows;
 };
 
-// Runs of rows with one key after another, the rows of each key in their order.  A key may have several runs.
+// Puts rows with equal keys together in runs.  The rows of a key keep their order.  A key may have several runs.
 struct sorted_runs {
   std::span<group_run> runs;
   std::span<const uint32_t> order;
 };
 inline constexpr size_t most_sorted_keys = 16;
-// Keys below `keys`, which are at most most_sorted_keys.
+// All keys are below `keys`, and `keys` is at most most_sorted_keys.
 sorted_runs sort_by_key(std::span<const uint32_t> of_rows, size_t keys, arena &memory);
 
 struct grouped_rows {
   uint32_t rows = 0;
-  std::span<const uint32_t> numbers; // of the group of each row; empty where all rows are in group 0
-  // Where groups are few and aggregates need the order of rows: runs of rows of one group, each group's in their order.
-  // So the state of a group stays in a register, and does not go through memory from one row to the next.
+  std::span<const uint32_t> numbers; // the group of each row; empty when all rows are in group 0
+  // If groups are few and an aggregate needs the order of rows: runs of rows of one group, with the rows of a group in
+  // their order.  The state of a group then stays in a register from row to row.
   std::span<const group_run> runs;
   std::span<const uint32_t> order;
 };
 
-// `groups` is above all numbers.
+// `groups` is greater than all numbers of groups.
 grouped_rows with_runs(std::span<const uint32_t> numbers, uint32_t rows, size_t groups, arena &memory);
 
 // Calls fold(state, value_of(row)) for each row, in the order of rows for each group.
@@ -64,8 +64,8 @@ void fold_rows(const grouped_rows &rows, std::span<State> states, const Value &v
   }
 }
 
-// The same for a fold that may take rows in any order, and parts of the rows before their results.  Where groups are
-// few, every eighth row has states of its own, since two rows of one group would wait for each other.
+// The same for a fold that takes rows in any order and can add partial results.  If groups are few, every eighth row
+// has its own states, because two rows of one group would wait for each other.
 template <class State, class Value, class Fold>
 void fold_unordered(const grouped_rows &rows, std::span<State> states, State neutral, const Value &value_of,
                     const Fold &fold) {

@@ -14,10 +14,10 @@ namespace store::exec {
 
 namespace {
 
-// Sums of 64 bits, which are added to sums of 128 bits before they could overflow: each row uses up some of the room.
+// Sums of 64 bits.  They are added to sums of 128 bits before they could overflow.
 class bounded_sum final : public accumulator {
 public:
-  // No value is larger, without its sign.
+  // No value has a larger magnitude.
   bounded_sum(uint64_t largest, const layout &values, representation result)
       : rows_of_room_((uint64_t{1} << 63) / (largest + 1)), entries_(values.entries), result_(result) {}
 
@@ -77,7 +77,7 @@ private:
   }
 
   uint64_t rows_of_room_;
-  uint64_t rows_ = 0;                           // that are in `sums_`
+  uint64_t rows_ = 0;                           // rows in `sums_`
   std::shared_ptr<const coded_values> entries_; // of codes
   representation result_;
   large_vector<int64_t> sums_;
@@ -95,7 +95,7 @@ public:
   explicit wide_sum(representation result) : result_(result) {}
 
   void grow(size_t groups) override { sums_.resize(groups); }
-  bool needs_order() const override { return std::is_same_v<T, __int128>; } // a sum may overflow on the way
+  bool needs_order() const override { return std::is_same_v<T, __int128>; } // a partial sum may overflow
   void add(const grouped_rows &rows, const vector &values) override {
     fold_rows(
         rows, std::span(sums_), [from = values.values<T>().data()](size_t row) { return from[row]; },
@@ -116,7 +116,7 @@ public:
   }
 
 private:
-  // Rows are too few for a sum of 64-bit values to overflow.
+  // There are too few rows for a sum of 64-bit values to overflow 128 bits.
   template <class Value>
   static void add_to(__int128 &sum, Value value) {
     if constexpr (std::is_same_v<Value, int64_t>) {

@@ -7,10 +7,10 @@
 
 namespace store::exec {
 
-// Can a sum take codes of integers, without their values?
+// Can a sum add codes of integers without decoding them?
 bool can_sum_codes(const layout &values);
 
-// Takes int64 or int128 values or codes, and gives sums in `result`, which is int64 where 64 bits hold every sum.
+// Adds int64 values, int128 values or codes.  The sums have the layout `result`: int64 if 64 bits hold every sum.
 std::unique_ptr<accumulator> make_integer_sum(const layout &values, representation result);
 
 } // namespace store::exec

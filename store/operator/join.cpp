@@ -1,9 +1,12 @@
-// Joins: one side is built, that is, kept and put into a table by its keys; the rows of the other side are looked up.
+// Joins.  One side is built: its rows are kept and put into a table by their keys.  The rows of the other side, the
+// probed side, are looked up in this table.
 #include <algorithm>
 #include <utility>
 
 #include <fmt/format.h>
 
+#include "store/logical/sql.hpp"
+#include "store/logical/text.hpp"
 #include "store/operator/join_prober.hpp"
 #include "store/operator/operators.hpp"
 
@@ -18,32 +21,6 @@ bool is_key(const logical::join_condition &c) {
   return c.comparison == operation::equal || c.comparison == operation::not_distinct_from;
 }
 
-std::string_view sign(operation comparison) {
-  switch (comparison) {
-  case operation::equal:
-    return "=";
-  case operation::not_equal:
-    return "<>";
-  case operation::less:
-    return "<";
-  case operation::less_equal:
-    return "<=";
-  case operation::greater:
-    return ">";
-  case operation::greater_equal:
-    return ">=";
-  case operation::distinct_from:
-    return "IS DISTINCT FROM";
-  default:
-    return "IS NOT DISTINCT FROM";
-  }
-}
-
-std::string_view name_of(join_kind kind) {
-  constexpr std::string_view names[] = {"inner", "left", "right", "full", "semi", "anti", "mark", "single"};
-  return names[static_cast<size_t>(kind)];
-}
-
 logical::expression column_expression(size_t index, const logical::sql_type &type) {
   logical::expression out;
   out.what = operation::column;
@@ -56,7 +33,7 @@ logical::expression column_expression(size_t index, const logical::sql_type &typ
 // A column that is NULL for rows without a partner.
 layout with_nulls(layout of) {
   of.has_nulls = true;
-  // Without any code there is none that a NULL could have.
+  // A dictionary without codes has no code for the rows with NULL.
   if (of.form == representation::codes && of.entries->codes() == 0) {
     of.form = plain_representation(of.held());
     of.entries = nullptr;
@@ -64,8 +41,8 @@ layout with_nulls(layout of) {
   return of;
 }
 
-// Building a row costs a few times as much as looking one up.  Where the other side than usual is built, rows are
-// marked or kept as well.
+// Building a row costs a few times as much as looking one up.  A join that builds the side that it does not usually
+// build must also mark or keep rows.
 bool is_left_built(join_kind kind, double left, double right) {
   switch (kind) {
   case join_kind::inner:
@@ -115,7 +92,7 @@ private:
 
   relation &built() const { return parts_.builds_left ? *left_ : *right_; }
   relation &probed() const { return parts_.builds_left ? *right_ : *left_; }
-  // No row of the probed side matters.
+  // No row of the probed side is needed.
   bool is_empty() const {
     return parts_.built->rows() == 0 && !parts_.marks_built() &&
            (parts_.kind == join_kind::inner || parts_.kind == join_kind::semi);
@@ -143,13 +120,13 @@ private:
   column_mask needed_;
   join_parts parts_;
   double estimated_rows_ = 0;
-  std::vector<std::optional<size_t>> probed_key_columns_; // nothing for a key that is computed
-  // Of the built rows: the columns of the built side, and operands of conditions that are not among these.
+  std::vector<std::optional<size_t>> probed_key_columns_; // empty for a computed key
+  // The columns of the built rows: the columns of the built side, and the operands of conditions that are not columns.
   std::vector<layout> built_layouts_;
   column_mask built_needed_;
   join_parts::expressions computed_operands_;
-  // Which built rows have a partner is known after the probe only.  Where that matters, the pairs are kept, and then
-  // the built rows that are given besides.
+  // Only after the probe it is known which built rows have a partner.  If this is needed, the pairs are kept, then the
+  // built rows that the join also gives.
   static constexpr size_t kept_morsel_rows = 16 * chunk_rows;
   std::unique_ptr<kept_rows> pairs_;
   std::vector<uint32_t> selected_;
@@ -213,7 +190,8 @@ void join::bind_tests(std::span<const logical::join_condition> conditions,
     const logical::expression of_built =
         column_expression(layouts.size() + 1, (parts_.builds_left ? conditions[k].left : conditions[k].right).type);
     compared.children = parts_.builds_left ? std::vector{of_built, of_probed} : std::vector{of_probed, of_built};
-    compared.sql = fmt::format("({} {} {})", compared.children[0].sql, sign(compared.what), compared.children[1].sql);
+    compared.sql =
+        fmt::format("({} {} {})", compared.children[0].sql, logical::sign_of(compared.what), compared.children[1].sql);
     layouts.push_back(parts_.probed_operands[k]->result());
     layouts.push_back(built_layouts_[parts_.built_operands[k]]);
     all.children.push_back(std::move(compared));
@@ -297,7 +275,7 @@ void join::set_layouts() {
   }
 }
 
-// As many as if each key of the side with fewer keys were among the keys of the other side.
+// The estimate assumes that each key of the side with fewer keys is a key of the other side.
 double join::estimated_pairs() const {
   const double built_rows = built().estimated_rows();
   const double probed_rows = probed().estimated_rows();
@@ -310,7 +288,7 @@ double join::estimated_pairs() const {
     built_keys *= values(built_layouts_[parts_.built_operands[k]], built_rows);
     probed_keys *= values(parts_.probed_operands[k]->result(), probed_rows);
   }
-  // Several columns have fewer values together.
+  // Several columns together have fewer values than the product.
   if (parts_.keys > 1) {
     built_keys = std::min(built_keys, built_rows);
     probed_keys = std::min(probed_keys, probed_rows);
@@ -319,7 +297,8 @@ double join::estimated_pairs() const {
 }
 
 std::string join::description() const {
-  std::string out = fmt::format("{}, {} side built", name_of(parts_.kind), parts_.builds_left ? "left" : "right");
+  std::string out =
+      fmt::format("{}, {} side built", logical::name_of(parts_.kind), parts_.builds_left ? "left" : "right");
   if (parts_.table)
     out += fmt::format(", {}", parts_.table->description());
   if (!parts_.group_of_code.empty())
@@ -343,7 +322,7 @@ void join::prepare(const query_run &run) {
     probe_all(run);
 }
 
-// The filters of the join that are filters of one side too: each row of the join has a row of this side.
+// The filters of the join that also filter one side.  Each row of the join has a row of this side.
 std::vector<column_filter> join::filters_of(bool left) const {
   const bool misses_left = parts_.kind == join_kind::right || parts_.kind == join_kind::full;
   const bool has_right = parts_.kind == join_kind::inner || parts_.kind == join_kind::right;
@@ -356,7 +335,7 @@ std::vector<column_filter> join::filters_of(bool left) const {
   return out;
 }
 
-// Rows of the probed side without a partner are not read, if nothing of them is given.
+// If the join gives no probed rows without a partner, they need not be read.
 void join::add_key_filters(std::vector<column_filter> &to, const query_run &run) const {
   if (parts_.keeps_probed() || parts_.kind == join_kind::mark ||
       (parts_.kind == join_kind::anti && !parts_.builds_left))
@@ -373,7 +352,7 @@ void join::build(const query_run &run) {
   const size_t threads = run.threads.threads();
   row_collector collector(built_layouts_, built_needed_, threads);
   std::vector<std::vector<std::unique_ptr<evaluator>>> operands(threads);
-  // A row with NULL in its key has no partner, and is not kept where nobody asks for it.
+  // A row with NULL in its key has no partner.  It is kept only if the join gives such rows.
   const bool drops_nulls = !parts_.keeps_built() && parts_.kind != join_kind::mark &&
                            !(parts_.kind == join_kind::anti && parts_.builds_left);
   run_all(built(), run, [&](size_t thread, size_t morsel, chunk &rows) {
@@ -401,7 +380,7 @@ void join::build(const query_run &run) {
 
 void join::make_table(const query_run &run) {
   arena &memory = run.memory[0];
-  const arena::mark begun = memory.here();
+  const arena::mark begun = memory.position();
   std::vector<vector> columns;
   for (size_t k = 0; k < parts_.keys; ++k)
     columns.push_back(parts_.built->values(parts_.built_operands[k]));
@@ -441,7 +420,7 @@ void join::find_groups_of_codes(const query_run &run) {
     for (size_t i = 0; i < found.rows.size(); ++i)
       parts_.group_of_code[before + found.rows[i]] = found.groups[i];
   };
-  const arena::mark begun = memory.here();
+  const arena::mark begun = memory.position();
   for (uint64_t first = 0; first < codes; first += chunk_rows) {
     append_groups(vector(consecutive(first, std::min<uint64_t>(chunk_rows, codes - first), memory)));
     memory.rewind(begun);
@@ -485,7 +464,7 @@ private:
   join_prober prober_;
 };
 
-// The pairs that were kept, then the selected rows of the built side, with NULLs for the other side.
+// The kept pairs, then the selected rows of the built side with NULLs for the other side.
 class join::kept_stream final : public stream {
 public:
   kept_stream(join &of, const query_run &run, arena &memory) : stream(of.counted(run)), of_(of), memory_(memory) {}
@@ -500,7 +479,7 @@ private:
     const size_t begin = (gives_pairs ? morsel : morsel - of_pairs) * kept_morsel_rows;
     const size_t end = std::min(rows, begin + kept_morsel_rows);
     for (size_t first = begin; first < end; first += chunk_rows) {
-      const arena::mark begun = memory_.here();
+      const arena::mark begun = memory_.position();
       const size_t count = std::min<size_t>(chunk_rows, end - first);
       chunk out(memory_, static_cast<uint32_t>(count));
       if (gives_pairs)
@@ -538,7 +517,7 @@ private:
   arena &memory_;
 };
 
-// Of a join whose probed side is not opened.
+// The stream of a join whose probed side is not opened.
 class join::empty_stream final : public stream {
 public:
   using stream::stream;

@@ -23,7 +23,7 @@ private:
 // The group of each word, and after the last word no_row.
 class array_table final : public join_table {
 public:
-  array_table(const built_keys &keys, group_rows asked, arena &memory)
+  array_table(const built_keys &keys, group_rows wanted, arena &memory)
       : range_(*keys.packing().range()), groups_(range_ + 1, no_row) {
     bool has_repetitions = false;
     keys.for_each(memory, [&](size_t first, const key_batch &some) {
@@ -35,7 +35,7 @@ public:
           known = std::min(known, static_cast<uint32_t>(first + row));
         }
     });
-    if (has_repetitions && asked == group_rows::all)
+    if (has_repetitions && wanted == group_rows::all)
       number_groups(keys, memory);
   }
 
@@ -79,9 +79,9 @@ private:
 // Groups are numbered in the order of their words.
 class bitmap_table final : public join_table {
 public:
-  bitmap_table(const built_keys &keys, group_rows asked, arena &memory) : words_(*keys.packing().range()) {
-    bool is_ordered = true; // row by row the words ascend
-    uint64_t least = 0;     // that comes next then
+  bitmap_table(const built_keys &keys, group_rows wanted, arena &memory) : words_(*keys.packing().range()) {
+    bool is_ordered = true; // the words ascend from row to row
+    uint64_t least = 0;     // the next word in this case
     keys.for_each(memory, [&](size_t, const key_batch &some) {
       const usable_words words(some, memory);
       for (size_t row = 0; row < words.size(); ++row) {
@@ -94,7 +94,7 @@ public:
     });
     words_.finish();
     if (!is_ordered)
-      map_to_rows(keys, asked, memory);
+      map_to_rows(keys, wanted, memory);
   }
 
   matches find(const usable_words &words, arena &memory) const {
@@ -121,7 +121,7 @@ private:
     return {rows, groups};
   }
 
-  void map_to_rows(const built_keys &keys, group_rows asked, arena &memory) {
+  void map_to_rows(const built_keys &keys, group_rows wanted, arena &memory) {
     const auto group_of_row =
         groups_of_rows(keys, memory, [&](const usable_words &words, arena &room) { return find_groups(words, room); });
     std::vector<uint32_t> first_rows(words_.size(), no_row);
@@ -132,24 +132,24 @@ private:
         has_repetitions |= known != no_row;
         known = std::min(known, static_cast<uint32_t>(row));
       }
-    if (has_repetitions && asked == group_rows::all)
+    if (has_repetitions && wanted == group_rows::all)
       list_rows(group_of_row, words_.size());
     else
       row_of_group_ = std::move(first_rows);
   }
 
   ranked_bitmap words_;
-  std::vector<uint32_t> row_of_group_; // empty where the groups are the rows, or where they have several
+  std::vector<uint32_t> row_of_group_; // empty if each group is its row, or if groups have several rows
 };
 
 } // namespace
 
-std::unique_ptr<const join_table> make_array_table(const built_keys &keys, group_rows asked, arena &memory) {
-  return std::make_unique<array_table>(keys, asked, memory);
+std::unique_ptr<const join_table> make_array_table(const built_keys &keys, group_rows wanted, arena &memory) {
+  return std::make_unique<array_table>(keys, wanted, memory);
 }
 
-std::unique_ptr<const join_table> make_bitmap_table(const built_keys &keys, group_rows asked, arena &memory) {
-  return std::make_unique<bitmap_table>(keys, asked, memory);
+std::unique_ptr<const join_table> make_bitmap_table(const built_keys &keys, group_rows wanted, arena &memory) {
+  return std::make_unique<bitmap_table>(keys, wanted, memory);
 }
 
 } // namespace store::exec

@@ -17,7 +17,7 @@ hash_table::hash_table(uint64_t most_entries) {
 }
 
 void hash_table::grant(uint64_t buckets) {
-  // The library fills in what it takes of it.
+  // The memory is not initialised.  The library writes the buckets that it takes.
   bucket *memory = overflow_.emplace_back(std::make_unique_for_overwrite<bucket[]>(buckets)).get();
   granted_ += buckets;
   granted_overflow_ += buckets;
@@ -58,7 +58,7 @@ std::span<const hash_table::candidate> hash_table::probe::step(const hash_table 
     const uint32_t found = result.get()->vorn_cv_nrows;
     if (found != 0)
       return room_.first(found);
-    // The candidates of a position come in one call, and here there are more than there is room for.
+    // All candidates of a position come in one call, and there are more candidates than room.
     if (!is_done_)
       room_ = memory_.take<candidate>(2 * room_.size());
   }

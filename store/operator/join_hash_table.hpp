@@ -1,4 +1,4 @@
-// The hash table of the library and its bloom map, as a join uses them.
+// The hash table of the library and its bloom map, for joins.
 #pragma once
 
 #include <cstdint>
@@ -13,25 +13,25 @@
 
 namespace store::exec {
 
-// Numbers 0, 1, ... by hash values that are all different.
+// A map from distinct hash values to the numbers 0, 1, ...
 class hash_table {
 public:
   explicit hash_table(uint64_t most_entries);
   hash_table(const hash_table &) = delete;
 
-  // The bits of a hash value that say where it is put.  Values that come in their order are inserted fast.
+  // The bits of a hash value that select its bucket.  Values in ascending order of these bits are inserted fast.
   uint32_t first_place_bit() const { return sizes_.tag_bits; }
   uint32_t place_bits() const { return sizes_.bucket_bits; }
 
   // Inserts the next numbers by their hash values.
   void insert(const vorn_ctx &library, std::span<const uint64_t> hashes);
 
-  // A position among the hash values that are looked up, and the number of an entry: perhaps of the same hash value.
+  // A position among the hash values that are looked up, and the number of an entry that may have the same hash value.
   struct candidate { // VORN_RIDVALUE
     uint64_t position;
     uint64_t number;
   };
-  // Calls with candidates, some at a time, ascending by the position.
+  // Calls a function with batches of candidates in ascending order of position.
   template <class Take>
   void find(const vorn_ctx &library, std::span<const uint64_t> hashes, arena &memory, const Take &take) const {
     probe next(hashes, memory);
@@ -72,13 +72,13 @@ private:
   mutable vorn_hash_table table_{}; // the library does not write to a table that it probes
 };
 
-// Most hash values that were not added are not in the map.
+// A bloom map of hash values.  It rejects most hash values that were not added.
 class bloom_map {
 public:
   explicit bloom_map(uint64_t keys);
 
   void add(std::span<const uint64_t> hashes);
-  // The positions of the hash values that may have been added, ascending.
+  // The positions of the hash values that may have been added, in ascending order.
   std::span<const uint32_t> test(const vorn_ctx &library, std::span<const uint64_t> hashes, arena &memory) const;
 
   uint64_t bytes() const { return map_.size(); }

@@ -1,4 +1,4 @@
-// The table of a join for keys of any kind, over the library's hash table.
+// The table of a join for keys of any kind, on the hash table of the library.
 #include <algorithm>
 #include <array>
 
@@ -48,7 +48,7 @@ std::span<const T> gathered(std::span<const T> values, std::span<const uint32_t>
   return out;
 }
 
-// Some of the keys.  They are all usable.
+// A part of the keys.  All of them are usable.
 key_batch chosen(const key_batch &from, std::span<const uint32_t> rows, arena &memory) {
   const auto gather = [&]<class T>(std::span<std::span<const T>> columns) {
     const std::span<std::span<const T>> out = memory.take<std::span<const T>>(columns.size());
@@ -82,7 +82,8 @@ struct hashed_row {
   }
 };
 
-// Sorts by some bits of the hash values, then by the whole hash values, then by the rows.  Rows come ascending.
+// Sorts by some bits of the hash values, then by the whole hash values, then by the rows.  The rows come in ascending
+// order.
 void sort(std::vector<hashed_row> &rows, uint32_t first_bit, uint32_t bits) {
   constexpr uint32_t digit_bits = 11;
   std::vector<hashed_row> sorted(rows.size());
@@ -110,7 +111,7 @@ void sort(std::vector<hashed_row> &rows, uint32_t first_bit, uint32_t bits) {
 
 class hashed_keys final : public join_table {
 public:
-  hashed_keys(const vorn_ctx &library, const built_keys &keys, group_rows asked, arena &memory)
+  hashed_keys(const vorn_ctx &library, const built_keys &keys, group_rows wanted, arena &memory)
       : words_(keys.packing().words()), texts_(keys.packing().texts()), table_(keys.rows()), map_(keys.rows()) {
     std::vector<hashed_row> rows;
     rows.reserve(keys.rows());
@@ -125,7 +126,7 @@ public:
           rows.push_back({hashes[row], static_cast<uint32_t>(first + row)});
     });
     sort(rows, table_.first_place_bit(), table_.place_bits());
-    make_groups(rows, asked);
+    make_groups(rows, wanted);
     insert(library, rows);
   }
 
@@ -135,17 +136,17 @@ public:
     matches find(const key_batch &keys, arena &memory) override;
 
   private:
-    // Calls with the position and the group of each key that is equal.
+    // Calls a function with the position and the group of each equal key.
     template <class Take>
     void confirm(const key_batch &sought, std::span<const hash_table::candidate> candidates, const Take &take) const;
 
     const hashed_keys &of_;
     const vorn_ctx &library_;
-    // A test against the map costs a fraction of a look at the table.  A map that stops few rows is not asked any more.
+    // A test of the map costs a fraction of a look-up in the table.  The map is no longer used when it stops few rows.
     uint64_t tested_ = 0;
     uint64_t passed_ = 0;
     bool is_map_useful() const {
-      constexpr uint64_t enough = 65536; // rows, to tell
+      constexpr uint64_t enough = 65536; // the number of rows before the decision
       return tested_ < enough || passed_ < tested_ / 8 * 7;
     }
   };
@@ -165,8 +166,8 @@ private:
     return std::all_of(words_.begin(), words_.end(), same) && std::all_of(texts_.begin(), texts_.end(), same);
   }
 
-  // Puts rows of equal keys together, where hash values are equal, and drops what is not asked for.
-  void make_groups(std::vector<hashed_row> &rows, group_rows asked) {
+  // Among rows with equal hash values, puts rows with equal keys together, and drops the rows that are not wanted.
+  void make_groups(std::vector<hashed_row> &rows, group_rows wanted) {
     std::vector<hashed_row> first_of_groups;
     ends_.push_back(0);
     for (auto begin = rows.begin(); begin != rows.end();) {
@@ -176,13 +177,13 @@ private:
                                      [&](const hashed_row &r) { return are_equal(r.row, begin->row); });
         first_of_groups.push_back(*begin);
         for (auto r = begin; r != rest; ++r)
-          if (asked == group_rows::all || r == begin)
+          if (wanted == group_rows::all || r == begin)
             rows_.push_back(r->row);
         ends_.push_back(static_cast<uint32_t>(rows_.size()));
       }
     }
     rows.swap(first_of_groups);
-    // A group is its row where it has one only.
+    // The number of a group of one row is the number of the row.
     if (rows_.size() == rows.size()) {
       rows_.clear();
       ends_.clear();
@@ -215,10 +216,10 @@ private:
 
   size_t record_words() const { return words_.size() + 1; }
 
-  // Of the rows, while the table is made.
+  // Data of the rows while the table is made.
   std::vector<std::vector<uint64_t>> words_;
   std::vector<std::vector<std::string_view>> texts_;
-  // A record for each entry of the hash table: the words of the key, and the group; apart from them the texts.
+  // A record for each entry of the hash table: the words of the key, and the group.  The texts are stored separately.
   std::vector<uint64_t> records_;
   std::vector<std::string_view> record_texts_;
   size_t groups_ = 0;
@@ -228,7 +229,7 @@ private:
 
 join_table::matches hashed_keys::hash_finder::find(const key_batch &keys, arena &memory) {
   key_batch sought = keys;
-  std::span<const uint32_t> rows; // that are sought; empty for all
+  std::span<const uint32_t> rows; // the keys to look up; empty for all
   if (keys.usable != nullptr) {
     rows = usable_rows(keys, memory);
     sought = chosen(keys, rows, memory);
@@ -287,8 +288,8 @@ void hashed_keys::hash_finder::confirm(const key_batch &sought, std::span<const 
 } // namespace
 
 std::unique_ptr<const join_table> make_hash_join_table(const vorn_ctx &library, const built_keys &keys,
-                                                       group_rows asked, arena &memory) {
-  return std::make_unique<hashed_keys>(library, keys, asked, memory);
+                                                       group_rows wanted, arena &memory) {
+  return std::make_unique<hashed_keys>(library, keys, wanted, memory);
 }
 
 } // namespace store::exec

@@ -17,7 +17,8 @@ int64_t bits_of(double value) {
   return std::bit_cast<int64_t>(value + 0.0);
 }
 
-// For each code of the probed side's dictionary the code of the same text in the built side's one, or -1.
+// For each code of the dictionary of the probed side, the code of the same text in the dictionary of the built side, or
+// -1.
 std::vector<int64_t> matched_codes(const coded_values &built, const coded_values &probed) {
   std::vector<int64_t> out(probed.codes(), -1);
   const std::span<const std::string_view> b = built.texts();
@@ -37,7 +38,7 @@ bool has_one_dictionary(const layout &a, const layout &b) {
          (a.entries == b.entries || &a.entries->symbols() == &b.entries->symbols());
 }
 
-// int64 where both sides have it; codes count by their type.
+// int64 if both sides have it.  The type decides for codes.
 representation compared_form(const layout &built, const layout &probed) {
   const auto plain = [](const layout &of) {
     return of.form == representation::codes ? plain_representation(of.held()) : of.form;
@@ -102,12 +103,13 @@ vector key_column::probed_values(const vector &from, arena &memory) const {
 
 namespace {
 
-// Calls with the integers of a key's column on the built side, without NULLs.  Returns whether there are NULLs.
+// Calls a function with the integers of a key column on the built side, without NULLs.  Returns true if there are
+// NULLs.
 template <class Take>
 bool for_each_built_number(const key_column &of, const vector &built, arena &memory, const Take &take) {
   bool has_nulls = false;
   for (size_t first = 0; first < built.rows; first += chunk_rows) {
-    const arena::mark begun = memory.here();
+    const arena::mark begun = memory.position();
     const vector block = rows_of(built, first, std::min<size_t>(chunk_rows, built.rows - first));
     const vector values = of.built_values(block, memory);
     for (size_t row = 0; row < values.rows; ++row)
@@ -120,13 +122,13 @@ bool for_each_built_number(const key_column &of, const vector &built, arena &mem
   return has_nulls;
 }
 
-// The codes of the probed side's dictionary whose values are among integers.
+// The codes of the dictionary of the probed side whose values are in a set of integers.
 std::shared_ptr<key_filter> filter_of_codes(const key_column &of, const key_filter &among, arena &memory) {
   const coded_values &entries = *of.probed().entries;
   auto out = std::make_shared<key_filter>(0, entries.codes());
   const uint64_t begin = entries.symbols().first_code();
   for (uint64_t first = begin; first < entries.codes(); first += chunk_rows) {
-    const arena::mark begun = memory.here();
+    const arena::mark begun = memory.position();
     const std::span<const uint32_t> codes =
         consecutive(first, std::min<uint64_t>(chunk_rows, entries.codes() - first), memory);
     const vector numbers = of.probed_values(vector(codes), memory);
@@ -208,7 +210,7 @@ void key_packing::measure(size_t column, const vector &built, arena &memory) {
   };
   for (size_t first = 0; first < built.rows; first += chunk_rows) {
     const vector block = rows_of(built, first, std::min<size_t>(chunk_rows, built.rows - first));
-    const arena::mark begun = memory.here();
+    const arena::mark begun = memory.position();
     has_nulls = has_nulls || has_null(block);
     if (columns_[column].compared() != representation::text) {
       const vector values = columns_[column].built_values(block, memory);
@@ -219,7 +221,7 @@ void key_packing::measure(size_t column, const vector &built, arena &memory) {
     }
     memory.rewind(begun);
   }
-  // A NULL of the probed side finds nothing where the built side has none.
+  // A NULL of the probed side finds nothing if the built side has no NULL.
   null_is_value_[column] = columns_[column].nulls_match() && has_nulls;
   bounds_[column] = found.low <= found.high ? found : bounds{0, 0};
 }

@@ -1,4 +1,4 @@
-// The table of a join for keys of several columns, one of which has numbers of a small range.
+// The table of a join for keys of several columns.  One column has numbers of a small range.
 #include <algorithm>
 #include <numeric>
 
@@ -11,7 +11,8 @@ namespace store::exec {
 
 namespace {
 
-// The values of the first column are numbered by a bitmap.  Each has a list of keys, which are compared one by one.
+// A bitmap numbers the values of the first column.  Each value has a list of keys.  A look-up compares the keys of a
+// list one by one.
 class list_table final : public join_table {
 public:
   list_table(const built_keys &keys, arena &memory)
@@ -30,7 +31,7 @@ public:
     list_rows(first_of_row, firsts_.size());
   }
 
-  // A row that is looked up meets the keys of a list: as many as the rows of the list, or fewer.
+  // A look-up compares at most as many keys as a list has rows.
   bool has_short_lists() const {
     constexpr double short_list = 64;
     double met = 0;
@@ -41,7 +42,7 @@ public:
     return met <= short_list * static_cast<double>(rows_.size());
   }
 
-  void make_lists(const built_keys &keys, group_rows asked, arena &memory) {
+  void make_lists(const built_keys &keys, group_rows wanted, arena &memory) {
     keys.for_each(memory, [&](size_t, const key_batch &some) {
       for (size_t w = 0; w < words_.size(); ++w)
         words_[w].insert(words_[w].end(), some.words[w + 1].begin(), some.words[w + 1].end());
@@ -50,7 +51,7 @@ public:
     });
     for (size_t first = 0; first < firsts_.size(); ++first)
       sort_list(std::span(rows_).subspan(ends_[first], ends_[first + 1] - ends_[first]));
-    make_groups(asked);
+    make_groups(wanted);
   }
 
   std::unique_ptr<finder> begin(const vorn_ctx &) const override { return std::make_unique<list_finder>(*this); }
@@ -103,7 +104,7 @@ private:
     return std::all_of(words_.begin(), words_.end(), same) && std::all_of(texts_.begin(), texts_.end(), same);
   }
 
-  // By the keys, rows of equal keys in their order.
+  // Sorts by key.  Rows with equal keys keep their order.
   void sort_list(std::span<uint32_t> rows) const {
     if (rows.size() < 2)
       return;
@@ -118,8 +119,8 @@ private:
     });
   }
 
-  // From the sorted lists of rows: lists of keys, each with its group.
-  void make_groups(group_rows asked) {
+  // Makes the lists of keys, each with its group, from the sorted lists of rows.
+  void make_groups(group_rows wanted) {
     std::vector<uint32_t> group_ends = {0};
     std::vector<uint32_t> rows;
     list_ends_ = {0};
@@ -129,7 +130,7 @@ private:
         add_record(of_group);
         rows.push_back(of_group);
         for (++i; i < ends_[first + 1] && are_equal(rows_[i], of_group); ++i)
-          if (asked == group_rows::all)
+          if (wanted == group_rows::all)
             rows.push_back(rows_[i]);
         group_ends.push_back(static_cast<uint32_t>(rows.size()));
       }
@@ -137,7 +138,7 @@ private:
     }
     rows_.swap(rows);
     ends_.swap(group_ends);
-    // A group is its row where it has one only.
+    // The number of a group of one row is the number of the row.
     const bool are_rows = rows_.size() + 1 == ends_.size();
     for (size_t entry = 0; entry + 1 < ends_.size(); ++entry)
       records_[(entry + 1) * record_words() - 1] = are_rows ? rows_[entry] : entry;
@@ -159,24 +160,24 @@ private:
       record_texts_.push_back(text[row]);
   }
 
-  // Of the rows, while the table is made: the key without its first column.
+  // The keys of the rows without their first column, while the table is made.
   std::vector<std::vector<uint64_t>> words_;
   std::vector<std::vector<std::string_view>> texts_;
 
   ranked_bitmap firsts_;
   std::vector<uint32_t> list_ends_; // a list begins where the one before it ends
-  // A record for each key of the lists: its words, and the group; apart from them the texts.
+  // A record for each key of the lists: its words, and the group.  The texts are stored separately.
   std::vector<uint64_t> records_;
   std::vector<std::string_view> record_texts_;
 };
 
 } // namespace
 
-std::unique_ptr<const join_table> make_list_table(const built_keys &keys, group_rows asked, arena &memory) {
+std::unique_ptr<const join_table> make_list_table(const built_keys &keys, group_rows wanted, arena &memory) {
   auto made = std::make_unique<list_table>(keys, memory);
   if (!made->has_short_lists())
     return nullptr;
-  made->make_lists(keys, asked, memory);
+  made->make_lists(keys, wanted, memory);
   return made;
 }
 

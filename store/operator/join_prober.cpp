@@ -120,7 +120,7 @@ void join_prober::for_each_candidate(bool with_missing, const Take &take) {
   const std::span<uint32_t> built = memory_->take<uint32_t>(chunk_rows);
   size_t count = 0;
   const auto flush = [&] {
-    const arena::mark begun = memory_->here();
+    const arena::mark begun = memory_->position();
     take(probed.first(count), built.first(count));
     memory_->rewind(begun);
     count = 0;
@@ -271,7 +271,7 @@ bool join_prober::has_null_key(size_t row) const {
   return false;
 }
 
-// A row without a partner is NULL where a condition is neither true nor false for one of the built rows.
+// The mark of a row without a partner is NULL if a condition is NULL for one of the built rows.
 void join_prober::set_unknown(std::span<uint64_t> validity) {
   for (uint32_t row = 0; row < rows_->rows(); ++row) {
     if (matched_[row] != 0)
@@ -285,7 +285,7 @@ void join_prober::set_unknown(std::span<uint64_t> validity) {
     const auto is_unknown = [&](std::span<const uint32_t> built) {
       bool found = false;
       while (!found && !built.empty()) {
-        const arena::mark begun = memory_->here();
+        const arena::mark begun = memory_->position();
         const std::span<const uint32_t> some = built.first(std::min<size_t>(built.size(), chunk_rows));
         const std::span<uint32_t> probed = memory_->take<uint32_t>(some.size());
         std::fill(probed.begin(), probed.end(), row);
@@ -298,7 +298,7 @@ void join_prober::set_unknown(std::span<uint64_t> validity) {
     };
     bool is_null = false;
     if (has_null_operand) {
-      const arena::mark begun = memory_->here();
+      const arena::mark begun = memory_->position();
       is_null = is_unknown(consecutive(0, of_.built->rows(), *memory_));
       memory_->rewind(begun);
     } else {
@@ -315,7 +315,7 @@ void join_prober::set_unknown(std::span<uint64_t> validity) {
   }
 }
 
-// The rows of a group have partners together.
+// Either all rows of a group have a partner, or none.
 void join_prober::mark_groups() {
   for (const uint32_t group : matches_.groups) {
     if (of_.table->groups_are_rows())

@@ -19,7 +19,7 @@ namespace store::exec {
 // A column of NULLs.
 vector nulls(representation form, size_t rows, arena &memory);
 
-// The rows of the built side.  Where `may_miss` is set, no_row is a row of NULLs.
+// The rows of the built side.  With `may_miss`, no_row is a row of NULLs.
 class built_source final : public row_source {
 public:
   built_source(const kept_rows &rows, std::vector<representation> forms, bool may_miss)
@@ -28,11 +28,11 @@ public:
 
 private:
   const kept_rows &rows_;
-  std::vector<representation> forms_; // as the join gives them
+  std::vector<representation> forms_; // in the form of the join's result
   bool may_miss_;
 };
 
-// A join as all its threads see it.  Partners are pairs of rows whose keys are equal and for which all tests are true.
+// The data of a join that its threads share.  Partners are pairs of rows with equal keys for which all tests are true.
 struct join_parts {
   using expressions = std::vector<std::shared_ptr<const bound_expression>>;
 
@@ -41,28 +41,28 @@ struct join_parts {
   size_t left_columns = 0;
   size_t right_columns = 0;
   size_t built_columns() const { return builds_left ? left_columns : right_columns; }
-  // Are rows without a partner given, with NULLs?
+  // Does the join give rows without a partner, with NULLs?
   bool keeps_probed() const { return is_kept(!builds_left); }
   bool keeps_built() const { return is_kept(builds_left); }
-  // Does the join give each row of the left side at most once, and nothing of the right side?
+  // Does the join give each row of the left side at most once, and no column of the right side?
   bool selects_left() const { return kind == logical::join_kind::semi || kind == logical::join_kind::anti; }
   bool marks_built() const { return keeps_built() || (selects_left() && builds_left); }
 
-  // Operands of the conditions, those of keys first.
+  // The operands of the conditions.  The operands of keys come first.
   size_t keys = 0;
   expressions probed_operands;
   std::vector<size_t> built_operands; // columns of the built rows
-  // The columns of a candidate are those of the left side, of the right side, and the probed and the built operand of
-  // the conditions from this one on.
+  // A candidate has the columns of the left side, the columns of the right side, and the probed and built operands of
+  // the conditions from this condition on.
   size_t first_shown_operand = 0;
   expressions tests;
-  // Whether all conditions hold, NULL where that is not known; for mark joins that need it.
+  // Do all conditions hold?  NULL if this is not known.  Only for mark joins that need it.
   std::shared_ptr<const bound_expression> is_partner;
 
   std::vector<key_column> key_columns;
   key_packing packing;
   std::unique_ptr<const join_table> table;
-  std::vector<uint32_t> group_of_code; // of the probed side's dictionary; empty where groups are looked up by values
+  std::vector<uint32_t> group_of_code; // for each probed code; empty if groups are looked up by value
   uint32_t group_of_null = no_row;
 
   std::unique_ptr<const kept_rows> built;
@@ -82,13 +82,13 @@ private:
 class join_prober {
 public:
   join_prober(join_parts &of, const query_run &run);
-  // Throws interrupted as soon as the query is.
+  // Throws interrupted when the query is interrupted.
   void probe(chunk &rows, const chunk_taker &take);
 
 private:
   join_table::matches find_matches();
-  // Calls with the probed and the built rows of candidates, some thousand at a time.  No probed rows are all rows in
-  // their order.
+  // Calls a function with the probed and the built rows of some thousand candidates at a time.  An empty list of probed
+  // rows means all rows in their order.
   template <class Take>
   void for_each_candidate(bool with_missing, const Take &take);
   void make_candidates(std::span<const uint32_t> probed, std::span<const uint32_t> built);
@@ -97,7 +97,7 @@ private:
   void test_candidates(std::span<const uint32_t> probed, std::span<const uint32_t> built, const chunk_taker &take);
   void give_tested(const chunk_taker &take);
 
-  // The rows that have a partner, or that have none.
+  // The rows with a partner, or the rows without a partner.
   std::span<const uint32_t> rows_by_partner(bool with);
   void give_selected(std::span<const uint32_t> rows, const chunk_taker &take);
   void give_marked(const chunk_taker &take);
@@ -119,7 +119,7 @@ private:
   arena *memory_ = nullptr;
   std::vector<vector> values_; // of operands
   join_table::matches matches_;
-  std::span<uint8_t> matched_;    // 1 for a row with a partner; empty where nobody asks
+  std::span<uint8_t> matched_;    // 1 for a row with a partner; empty if not needed
   std::optional<chunk> extended_; // with the columns of operands
   std::optional<chunk> candidate_;
   std::optional<chunk> tested_;

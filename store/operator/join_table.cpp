@@ -18,11 +18,11 @@ void join_table::list_rows(std::span<const uint32_t> group_of_row, size_t groups
 }
 
 std::unique_ptr<const join_table> make_join_table(const vorn_ctx &library, key_packing &packing,
-                                                  std::span<const vector> columns, size_t rows, group_rows asked,
+                                                  std::span<const vector> columns, size_t rows, group_rows wanted,
                                                   double probed_rows, arena &memory) {
   const built_keys keys(packing, columns, rows);
   // A bitmap needs a quarter of a byte for each word of the range.  The hash table needs more than 32 bytes for a row.
-  // To look a row up in it costs as much more as the bitmap of some hundred words.
+  // A look-up in the hash table costs more: as much as the bitmap of some hundred words.
   constexpr uint64_t words_per_row = 128;
   constexpr double words_per_probe = 32;
   constexpr double most_for_probes = uint64_t{1} << 28; // 64 MB
@@ -31,15 +31,15 @@ std::unique_ptr<const join_table> make_join_table(const vorn_ctx &library, key_p
   constexpr uint64_t array_range = uint64_t{1} << 16; // 256 KB
   const std::optional<uint64_t> range = packing.range();
   if (range && *range <= std::max<uint64_t>(array_range, 2 * rows))
-    return make_array_table(keys, asked, memory);
+    return make_array_table(keys, wanted, memory);
   if (range && *range <= bitmap_range)
-    return make_bitmap_table(keys, asked, memory);
+    return make_bitmap_table(keys, wanted, memory);
   if (packing.separate(bitmap_range)) {
-    if (std::unique_ptr<const join_table> made = make_list_table(keys, asked, memory))
+    if (std::unique_ptr<const join_table> made = make_list_table(keys, wanted, memory))
       return made;
     packing.unite();
   }
-  return make_hash_join_table(library, keys, asked, memory);
+  return make_hash_join_table(library, keys, wanted, memory);
 }
 
 } // namespace store::exec

@@ -1,4 +1,4 @@
-// The rows of a join's built side by their keys.
+// Tables of the rows of a join's built side, by key.
 //
 // Built rows with equal keys are a group.  A table finds the group of each key of the probed side.
 #pragma once
@@ -18,16 +18,16 @@ class join_table {
 public:
   virtual ~join_table() = default;
 
-  // Keys that are found: their rows, ascending, and the groups.
+  // The keys that were found: their rows in ascending order, and their groups.
   struct matches {
     std::span<const uint32_t> rows;
     std::span<const uint32_t> groups;
   };
-  // What a thread needs to look keys up.
+  // The working memory of a thread that looks keys up.
   class finder {
   public:
     virtual ~finder() = default;
-    // The memory is the arena's.
+    // The memory belongs to the arena.
     virtual matches find(const key_batch &keys, arena &memory) = 0;
   };
   virtual std::unique_ptr<finder> begin(const vorn_ctx &library) const = 0;
@@ -40,11 +40,11 @@ public:
   }
 
   virtual uint64_t bytes() const { return (rows_.size() + ends_.size()) * sizeof(uint32_t); }
-  // In the words of EXPLAIN.
+  // A text for EXPLAIN.
   virtual std::string description() const = 0;
 
 protected:
-  // From the group of each built row, or no_row for a row that is in none.
+  // Makes the lists from the group of each built row.  A row without a group has no_row.
   void list_rows(std::span<const uint32_t> group_of_row, size_t groups);
 
   std::vector<uint32_t> rows_; // group by group
@@ -59,12 +59,12 @@ public:
 
   const key_packing &packing() const { return packing_; }
   size_t rows() const { return rows_; }
-  // Calls with the number of the first row and with the keys.
+  // Calls a function with the number of the first row and with the keys.
   template <class Take>
   void for_each(arena &memory, const Take &take) const {
     std::vector<vector> block(columns_.size());
     for (size_t first = 0; first < rows_; first += chunk_rows) {
-      const arena::mark begun = memory.here();
+      const arena::mark begun = memory.position();
       const size_t rows = std::min<size_t>(chunk_rows, rows_ - first);
       for (size_t c = 0; c < block.size(); ++c)
         block[c] = store::exec::rows_of(columns_[c], first, rows);
@@ -91,27 +91,27 @@ std::vector<uint32_t> groups_of_rows(const built_keys &keys, arena &memory, cons
   return out;
 }
 
-// What is asked of the rows of a group.
+// The rows of a group that a look-up needs.
 enum class group_rows {
   all,
-  first // it is enough to know one row, and the first one is given
+  first // only the first row
 };
 
-// The table that is best for these keys for a number of rows that are looked up.  It may pack the keys in another way.
-// The packing outlives the table.
+// The best table for these keys and for this number of look-ups.  The function may pack the keys in another way.  The
+// packing outlives the table.
 std::unique_ptr<const join_table> make_join_table(const vorn_ctx &library, key_packing &packing,
-                                                  std::span<const vector> columns, size_t rows, group_rows asked,
+                                                  std::span<const vector> columns, size_t rows, group_rows wanted,
                                                   double probed_rows, arena &memory);
 
-// Keys of one word below a small range: the word is a position in an array.
-std::unique_ptr<const join_table> make_array_table(const built_keys &keys, group_rows asked, arena &memory);
-// Keys of one word below a range that is larger: a bit for each word, and the number of bits before it.
-std::unique_ptr<const join_table> make_bitmap_table(const built_keys &keys, group_rows asked, arena &memory);
-// Keys whose first word is a column alone: a bitmap of this column, and for each of its values a short list of keys.
-// Nothing where a list would be long.
-std::unique_ptr<const join_table> make_list_table(const built_keys &keys, group_rows asked, arena &memory);
-// All others: the library's hash table.
+// For keys of one word in a small range.  The word is a position in an array.
+std::unique_ptr<const join_table> make_array_table(const built_keys &keys, group_rows wanted, arena &memory);
+// For keys of one word in a larger range.  There is a bit for each word, and the number of set bits before it.
+std::unique_ptr<const join_table> make_bitmap_table(const built_keys &keys, group_rows wanted, arena &memory);
+// For keys whose first word holds one column alone.  There is a bitmap of this column, and for each of its values a
+// short list of keys.  Returns null if a list would be long.
+std::unique_ptr<const join_table> make_list_table(const built_keys &keys, group_rows wanted, arena &memory);
+// For all other keys: the hash table of the library.
 std::unique_ptr<const join_table> make_hash_join_table(const vorn_ctx &library, const built_keys &keys,
-                                                       group_rows asked, arena &memory);
+                                                       group_rows wanted, arena &memory);
 
 } // namespace store::exec

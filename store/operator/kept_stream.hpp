@@ -1,4 +1,4 @@
-// The rows that an operator keeps, as chunks.
+// Gives the rows that an operator keeps as chunks.
 #pragma once
 
 #include <cstddef>
@@ -8,10 +8,10 @@
 
 namespace store::exec {
 
-// Gives all of some kept rows in morsels of some chunks each.  The vectors lie in the kept rows; nothing is copied.
+// Gives all kept rows in morsels of some chunks each.  The vectors refer to the kept rows.  Nothing is copied.
 class kept_stream final : public stream {
 public:
-  // The rows outlive this.
+  // The rows outlive this object.
   kept_stream(const kept_rows &rows, operator_metrics *counted, arena &memory)
       : stream(counted), rows_(rows), memory_(memory) {}
 

@@ -1,7 +1,7 @@
-// The keys of a join's built side, as a filter for the rows that are looked up among them.
+// The keys of the built side of a join, as a filter for the rows of the probed side.
 //
-// A join looks each row up anyway.  With the filter, an operator below leaves out most rows without a partner before it
-// reads their other columns.
+// The join looks up each row that is left.  With the filter, an operator below the join drops most rows without a
+// partner before it reads their other columns.
 #pragma once
 
 #include <algorithm>
@@ -15,14 +15,14 @@
 
 namespace store::exec {
 
-// A set of the values of a column as its chunks hold them: codes, or integers in 64 bits.  A bit for each value of a
-// range.
+// A set of values of a column in the form of its chunks: codes, or integers of 64 bits.  There is a bit for each value
+// of a range.
 class key_filter {
 public:
   // The values first to first + values - 1 may be added.
   key_filter(int64_t first, uint64_t values) : first_(first), values_(values), bits_(values / 64 + 1) {}
 
-  // Before the filter is shared.
+  // Only before the filter is shared.
   void add(int64_t value) {
     const uint64_t at = place(value);
     bits_[at / 64] |= uint64_t{1} << (at % 64);
@@ -42,7 +42,7 @@ public:
 
   // A bit for each row of a vector: is its value in the set?  The bits after the last row are 0.
   void test(const vector &of, uint64_t *out) const;
-  // The values as ordinals of a dictionary, where they are codes.
+  // The values as ordinals of a dictionary, if they are codes.
   ordinal_ranges ordinals() const;
 
 private:
@@ -55,7 +55,7 @@ private:
   std::vector<uint64_t> bits_;
 };
 
-// Of a column of a relation.  Rows whose value is not in the set may be left out or not.
+// A filter of a column of a relation.  The relation may leave out rows whose value is not in the set, but need not.
 struct column_filter {
   size_t column = 0;
   std::shared_ptr<const key_filter> keys;

@@ -1,6 +1,6 @@
-// Some rows of the child, in its order, without an order of their own.
+// LIMIT without ORDER BY: some rows of the child, in the order of the child.
 //
-// The first morsels of the child are run until there are enough rows.  A morsel ends as soon as it has given enough.
+// The first morsels of the child are run until there are enough rows.  A morsel ends when it has given enough rows.
 #include <algorithm>
 #include <memory>
 #include <optional>
@@ -47,7 +47,7 @@ private:
     const size_t threads = run.threads.threads();
     std::vector<std::unique_ptr<stream>> streams(threads);
     kept_rows found(columns_, needed_);
-    // One morsel is often enough.  More and more of them are run at once while it is not.
+    // One morsel is often enough.  If not, more and more morsels are run at once.
     size_t at_once = 1;
     for (size_t begun = 0; begun < rows_->morsels() && found.rows() < wanted();) {
       const size_t some = std::min(at_once, rows_->morsels() - begun);
@@ -79,7 +79,7 @@ private:
   void run_morsel(const query_run &run, std::unique_ptr<stream> &rows, size_t thread, size_t morsel, uint64_t missing,
                   row_collector &into) {
     arena &memory = run.memory[thread];
-    const arena::mark begun = memory.here();
+    const arena::mark begun = memory.position();
     if (!rows)
       rows = rows_->begin(run, memory);
     uint64_t given = 0;
@@ -104,7 +104,7 @@ private:
 
   relation_ptr rows_;
   column_mask needed_;
-  std::optional<uint64_t> limit_; // once all rows are known, where there are percent
+  std::optional<uint64_t> limit_; // with a percentage: known after all rows
   std::optional<double> percent_;
   uint64_t offset_;
   std::optional<kept_rows> kept_;

@@ -1,4 +1,4 @@
-// What an operator did, for EXPLAIN ANALYZE.  Threads add to it at once.
+// The metrics of an operator, for EXPLAIN ANALYZE.  Several threads may add to them at once.
 #pragma once
 
 #include <atomic>
@@ -28,12 +28,12 @@ public:
     return calls_;
   }
 
-  std::atomic<uint64_t> rows = 0; // that it gave
+  std::atomic<uint64_t> rows = 0; // rows that the operator gave
   std::atomic<uint64_t> chunks = 0;
-  std::atomic<uint64_t> row_groups = 0; // scans: that were read
+  std::atomic<uint64_t> row_groups = 0; // scans: row groups that were read
   std::atomic<uint64_t> skipped = 0;    // scans: row groups that were not read
-  std::atomic<uint64_t> bytes = 0;      // scans: of the columns that were read, as stored; joins: of what was built
-  std::atomic<int64_t> nanoseconds = 0; // of all threads, without other operators
+  std::atomic<uint64_t> bytes = 0;      // scans: stored bytes of the read columns; joins: bytes of the built side
+  std::atomic<int64_t> nanoseconds = 0; // time of all threads, without other operators
 
 private:
   std::string name_;
@@ -41,8 +41,8 @@ private:
   std::set<std::pair<std::string, std::string>> calls_;
 };
 
-// Counts the time of the calling thread for an operator, and not for the operator around it.  With null it counts for
-// no operator.
+// Counts the time of the calling thread for one operator, and stops the time of the operator that called it.  Null
+// counts for no operator.
 class metrics_timer {
 public:
   explicit metrics_timer(operator_metrics *entered) : around_(current) { go_to(entered); }

@@ -15,7 +15,7 @@
 
 namespace store::exec {
 
-// Memory of zeros.  The system gives the pages when they are first touched, so a table that stays sparse costs little.
+// Memory filled with zeros.  The system provides the pages when they are first touched, so a sparse table costs little.
 template <class T>
 class zeroed_array {
 public:
@@ -59,7 +59,7 @@ public:
 
   size_t size() const { return keys_; }
 
-  // The number of each key, and the rows with a key that was not there before.  Returns how many rows these are.
+  // Finds the number of each key, and the rows with a new key.  Returns the number of these rows.
   size_t find(std::span<const Key> keys, std::span<uint32_t> numbers, std::span<uint32_t> new_rows) {
     while ((keys_ + keys.size()) * 2 > slots_.size())
       grow();
@@ -85,7 +85,7 @@ public:
 private:
   struct slot {
     Key key;
-    uint32_t number; // and one more, so that 0 is an empty slot
+    uint32_t number; // the number plus 1; 0 in an empty slot
   };
   static constexpr size_t largest_at_first = size_t{1} << 20;
   static constexpr size_t fetched_before = 16; // rows

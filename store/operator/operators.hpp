@@ -1,7 +1,8 @@
-// The operators of plans.  Making one binds its expressions and settles its layouts; nothing is run.
+// The operators of plans.  A function makes an operator: it binds the expressions and decides the layouts, and runs
+// nothing.
 //
-// `needed` says which columns of an operator are read above it.  An operator keeps the positions of columns that are
-// not needed, so that expressions find theirs, but makes no values for them.
+// `needed` says which columns of an operator are read above it.  A column that is not needed keeps its number, so the
+// numbers in expressions stay right, but it has no values.
 #pragma once
 
 #include <cstddef>
@@ -21,8 +22,8 @@ namespace store::exec {
 using relation_ptr = std::unique_ptr<relation>;
 using column_mask = std::vector<bool>;
 
-// The rows of a table on which all conditions are true.  `columns` are columns of the table, and the conditions count
-// these.
+// The rows of a table on which all conditions are true.  `columns` are columns of the table.  The conditions number
+// these columns.
 relation_ptr make_scan(std::shared_ptr<table> of, std::span<const size_t> columns, const column_mask &needed,
                        std::span<const logical::expression> all_of, scalar_functions &functions);
 
@@ -32,7 +33,7 @@ relation_ptr make_filter(relation_ptr rows, std::span<const logical::expression>
 relation_ptr make_projection(relation_ptr rows, std::span<const logical::expression> expressions,
                              const column_mask &needed, scalar_functions &functions);
 
-// `of` is a plan of the kind join or cross_product; its children are made already.
+// `of` is a plan of the kind join or cross_product.  Its children are made before.
 relation_ptr make_join(const logical::plan &of, relation_ptr left, relation_ptr right, const column_mask &needed,
                        scalar_functions &functions);
 

@@ -1,8 +1,8 @@
-// Rows in an order, all of them or the first ones.
+// ORDER BY: all rows in an order, or the first rows.
 //
-// The keys of each row become words that sort as the keys do.  Row numbers are sorted by these words, and columns of
-// the result are gathered when they are read.  With LIMIT, most rows are dropped by one comparison of their first word
-// with the largest word that is still among the first ones, before any other column is read.
+// The keys of each row become words in the same order.  Row numbers are sorted by these words, and columns of the
+// result are gathered when they are read.  With LIMIT, one comparison drops most rows before their other columns are
+// read: their first word is compared with the largest first word of the rows that are kept.
 #include <algorithm>
 #include <memory>
 #include <queue>
@@ -32,7 +32,7 @@ struct ordered_columns {
   column_mask kept;
   size_t first_word = 0; // the column
 
-  // With a last word by which rows that are equal have the order of their positions, if the caller gives one.
+  // The caller may give a last word that puts equal rows in the order of their positions.
   ordered_columns(const relation &rows, column_mask needed, std::span<const sort_column> by, bool has_position)
       : keys(rows.columns(), by), layouts(rows.columns()), kept(std::move(needed)), first_word(layouts.size()) {
     for (const sort_level &level : keys.levels())
@@ -45,7 +45,7 @@ struct ordered_columns {
   static vector as_column(std::span<const uint64_t> word) {
     return vector(std::span(reinterpret_cast<const int64_t *>(word.data()), word.size()));
   }
-  // The rows with their words as more columns.
+  // The rows with their words as additional columns.
   chunk with_words(chunk &rows) const {
     std::vector<vector> words(keys.words());
     for (size_t w = 0; w < words.size(); ++w)
@@ -111,7 +111,7 @@ public:
   const kept_rows &rows() const { return rows_; }
 
 private:
-  // Rows that are not above the first ones by their first word.
+  // The rows whose first word does not exclude them from the first rows.
   std::span<const uint32_t> candidates(std::span<const uint64_t> words, arena &memory) {
     const std::span<uint32_t> out = memory.take<uint32_t>(words.size());
     size_t left = 0;
@@ -143,7 +143,7 @@ private:
 
   const ordered_columns &columns_;
   size_t limit_;
-  // Rows that are equal in a single word stay behind the rows before them.
+  // A row that is equal in a single word stays after the rows before it.
   bool takes_equal_;
   kept_rows rows_;
   std::priority_queue<uint64_t> largest_; // the first words of the first rows
@@ -162,7 +162,7 @@ private:
   void produce(size_t morsel, const chunk_taker &take) override {
     const size_t end = std::min(order_.size(), (morsel + 1) * morsel_rows);
     for (size_t first = morsel * morsel_rows; first < end; first += chunk_rows) {
-      const arena::mark begun = memory_.here();
+      const arena::mark begun = memory_.position();
       const size_t rows = std::min<size_t>(chunk_rows, end - first);
       chunk out(memory_, static_cast<uint32_t>(rows));
       const size_t source = out.add_source(*this, order_.subspan(first, rows));

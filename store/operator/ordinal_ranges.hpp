@@ -1,7 +1,7 @@
 // Sets of ordinals of a stored column, as ranges.
 //
-// A condition over one column takes a set of its ordinals: codes of a dictionary, or keys less the smallest key.  Code
-// 0 of a dictionary with NULL stands for NULL.
+// A condition over one column selects a set of its ordinals: codes of a dictionary, or keys minus the smallest key.
+// Code 0 of a dictionary with NULL is NULL.
 #pragma once
 
 #include <cstdint>
@@ -22,23 +22,23 @@ class ordinal_ranges {
 public:
   ordinal_ranges() = default;
   ordinal_ranges(uint64_t first, uint64_t last) { add(first, last); }
-  // Ranges in any order, which may overlap.
+  // The ranges may have any order and may overlap.
   static ordinal_ranges united(std::vector<ordinal_range> ranges);
 
-  // After all ranges that are there; no range where `last` is below `first`.
+  // Appends a range after all ranges.  Appends nothing when `last` is below `first`.
   void add(uint64_t first, uint64_t last);
 
   bool empty() const { return ranges_.empty(); }
   std::span<const ordinal_range> ranges() const { return ranges_; }
   uint64_t size() const; // ordinals
   bool contains(uint64_t ordinal) const;
-  // How many of the ordinals low to high are in the set.
+  // The number of ordinals from low to high in the set.
   enum class coverage { none, some, all };
   coverage covers(uint64_t low, uint64_t high) const;
 
   ordinal_ranges united_with(const ordinal_ranges &other) const;
   ordinal_ranges intersected_with(const ordinal_ranges &other) const;
-  // The ordinals first to last that are not in the set, which has no others.
+  // The ordinals from first to last that are not in the set.  The set has only ordinals from first to last.
   ordinal_ranges complement(uint64_t first, uint64_t last) const;
 
   friend bool operator==(const ordinal_ranges &, const ordinal_ranges &) = default;

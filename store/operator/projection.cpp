@@ -1,4 +1,4 @@
-// Expressions over the rows of the child.  A plain column is passed on, unread as it may be.
+// Expressions over the rows of the child.  A plain column is passed on without reading it.
 #include <memory>
 #include <utility>
 #include <vector>
@@ -32,7 +32,7 @@ public:
 private:
   void produce(size_t morsel, const chunk_taker &take) override {
     rows_->give(morsel, [&](chunk &in) {
-      // What expressions read is there afterwards for the plain columns.
+      // The columns that expressions have read are passed on with their values.
       for (size_t c = 0; c < columns_.size(); ++c)
         if (evaluators_[c])
           values_[c] = evaluators_[c]->run(in);

@@ -1,4 +1,4 @@
-// A set of numbers below a range, which knows how many of them are below each number.
+// A bitmap with ranks: a set of numbers in a range, and for each number how many numbers of the set are smaller.
 #pragma once
 
 #include <cstdint>
@@ -11,19 +11,19 @@ namespace store::exec {
 
 class ranked_bitmap {
 public:
-  // The set has numbers below the range.
+  // All numbers of the set are below `range`.
   explicit ranked_bitmap(uint64_t range) : range_(range), entries_(range / 32 + 1) {}
 
   void add(uint64_t number) { entries_[number / 32].bits |= uint32_t{1} << (number % 32); }
-  // After the last number.
+  // Computes the ranks.  Called after the last number was added.
   void finish();
 
   uint64_t range() const { return range_; }
   uint32_t size() const { return size_; }
   uint64_t bytes() const { return entries_.size() * sizeof(entry); }
 
-  // The positions of the numbers that are in the set, ascending, and how many numbers of the set are below each.
-  // `Numbers` has a size, and a number at each position.  A number that is not below the range is not in the set.
+  // The positions of the numbers that are in the set, in ascending order, and the rank of each number.  `Numbers` has a
+  // size, and a number at each position.  A number that is not below the range is not in the set.
   struct found {
     std::span<const uint32_t> positions;
     std::span<const uint32_t> ranks;
@@ -46,7 +46,7 @@ public:
   }
 
 private:
-  // The bits of 32 numbers, and the size of the set below them: a number is looked up in one place.
+  // The bits of 32 numbers, and the number of set bits before them.  A look-up reads one word.
   struct entry {
     uint32_t bits = 0;
     uint32_t before = 0;

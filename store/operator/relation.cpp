@@ -29,7 +29,7 @@ void run_all(relation &rows, const query_run &run, const thread_taker &take) {
       throw interrupted();
     const metrics_timer timer(above);
     arena &memory = run.memory[thread];
-    const arena::mark begun = memory.here();
+    const arena::mark begun = memory.position();
     if (!streams[thread])
       streams[thread] = rows.begin(run, memory);
     streams[thread]->give(morsel, [&](chunk &c) {

@@ -1,7 +1,7 @@
-// Operators of a plan that runs.
+// Running operators.
 //
-// A relation gives its rows as chunks, in morsels: parts that threads take from one queue.  The rows of a relation are
-// those of morsel 0, then those of morsel 1, and so on, whichever thread gives them.
+// A relation gives its rows as chunks, in morsels.  Threads take morsels from one queue.  The rows of a relation are
+// the rows of morsel 0, then the rows of morsel 1, and so on.  Their order does not depend on the threads.
 //
 //     rows.open(run);                          // does first what must be done before there is a row
 //     const auto stream = rows.begin(run, memory);   // for each thread
@@ -34,7 +34,7 @@ struct interrupted : std::exception {
   const char *what() const noexcept override { return "interrupted"; }
 };
 
-// What a running query has.  All of it outlives the query.
+// The resources of a running query.  They outlive the query.
 struct query_run {
   const vorn_ctx &library;
   worker_pool &threads;
@@ -43,7 +43,7 @@ struct query_run {
   bool explains = false;   // metrics are kept
 };
 
-// Takes a chunk.  The chunk may be changed.  The chunk and its vectors are good for the call only.
+// Takes a chunk, and may change it.  The chunk and its vectors are valid only during the call.
 using chunk_taker = std::function<void(chunk &)>;
 
 // The rows of a relation for one thread.
@@ -65,7 +65,7 @@ protected:
 private:
   void give_counted(size_t morsel, const chunk_taker &take);
 
-  operator_metrics *counted_; // null where nothing is explained
+  operator_metrics *counted_; // null without EXPLAIN ANALYZE
 };
 
 class relation {
@@ -76,19 +76,19 @@ public:
 
   // The columns; known before `open`.
   const std::vector<layout> &columns() const { return columns_; }
-  // Perhaps; for the choice of what a join builds.
+  // An estimate, for the choice of the built side of a join.
   virtual double estimated_rows() const = 0;
   // The operators below, in the order of the plan.
   virtual std::vector<const relation *> children() const { return {}; }
-  // What the operator does, in the words of EXPLAIN.
+  // What the operator does, for EXPLAIN.
   virtual std::string description() const { return {}; }
 
-  // Called once.  A second run of a query opens its relations again.  The operator above drops the rows that do not
-  // pass a filter, so the relation may leave them out.
+  // Called once for each run of a query.  The relation may leave out rows that do not pass a filter, because the
+  // operator above drops these rows too.
   void open(const query_run &run, std::vector<column_filter> filters = {});
   virtual size_t morsels() const = 0;
-  // After `open`.  The arena is the thread's, and chunks lie in it.  The stream at the bottom, which has no child,
-  // gives back the memory of a chunk before it makes the next one.
+  // Called after `open`.  The arena belongs to the thread.  Chunks lie in it.  A stream without a child rewinds the
+  // arena before it makes the next chunk.
   std::unique_ptr<stream> begin(const query_run &run, arena &memory) { return made_stream(run, memory); }
 
   const operator_metrics &metrics() const { return metrics_; }
@@ -97,9 +97,9 @@ protected:
   virtual void prepare(const query_run &run) = 0;
   virtual std::unique_ptr<stream> made_stream(const query_run &run, arena &memory) = 0;
 
-  // What `open` was called with.
+  // The argument of `open`.
   const std::vector<column_filter> &filters() const { return filters_; }
-  // Of this operator, for the constructor of its stream.
+  // The metrics of this operator, for the constructor of its stream.
   operator_metrics *counted(const query_run &run) { return run.explains ? &metrics_ : nullptr; }
 
   std::vector<layout> columns_;
@@ -109,8 +109,8 @@ private:
   std::vector<column_filter> filters_;
 };
 
-// Runs all morsels of an opened relation on the threads.  `take` gets each chunk with the number of its thread, which
-// is below the number of threads, and with its morsel.  A thread takes its morsels in ascending order.
+// Runs all morsels of an opened relation on the threads.  `take` gets each chunk with its morsel and with the number of
+// its thread, 0 to the number of threads minus 1.  A thread takes its morsels in ascending order.
 using thread_taker = std::function<void(size_t thread, size_t morsel, chunk &)>;
 void run_all(relation &rows, const query_run &run, const thread_taker &take);
 

@@ -14,7 +14,7 @@ constexpr size_t digits = size_t{1} << digit_bits;
 // With fewer items the counts of digits take longer than comparisons.
 constexpr size_t least_radix_items = 1024;
 
-// A word and the place of its row.
+// A word and the position of its row.
 struct word_item {
   uint64_t word;
   uint32_t place;
@@ -25,7 +25,7 @@ struct word_item {
   }
 };
 
-// Both in one number, where they have room.
+// Both in one number, if they fit.
 struct packed_item {
   uint64_t number;
 
@@ -33,8 +33,8 @@ struct packed_item {
   friend bool operator<(const packed_item &a, const packed_item &b) { return a.number < b.number; }
 };
 
-// A radix sort from the least digit on, by `bits` bits of the key from `shift` on.  Digits that are the same in all
-// items are skipped.
+// A radix sort from the least significant digit, by `bits` bits of the key from bit `shift` on.  Digits that are the
+// same in all items are skipped.
 template <class Item>
 void radix_sort(large_vector<Item> &items, uint32_t shift, uint32_t bits) {
   const uint32_t passes = (bits + digit_bits - 1) / digit_bits;
@@ -69,7 +69,7 @@ class row_sorter {
 public:
   row_sorter(std::span<const sort_level> levels, const sort_values &values) : levels_(levels), values_(values) {}
 
-  // Rows in ascending order of their numbers, which are equal in all levels before this one.
+  // Rows that are equal in all levels before this one, in ascending order of their numbers.
   void sort(std::span<uint32_t> rows, size_t level) const {
     if (level == levels_.size() || rows.size() < 2)
       return;
@@ -83,7 +83,8 @@ public:
   }
 
 private:
-  // Sorts the runs of rows that are equal in a level by the next one.  `differs` compares neighbours by their places.
+  // Sorts each run of rows that are equal in a level by the next level.  `differs` compares the rows at two
+  // neighbouring positions.
   template <class Differs>
   void sort_equal(std::span<uint32_t> rows, size_t level, const Differs &differs) const {
     if (level + 1 == levels_.size())

@@ -10,7 +10,7 @@
 
 namespace store::exec {
 
-// The words and texts of all rows; texts by the number of their column, others are empty.
+// The words and texts of all rows.  Texts are indexed by the number of their column.  The other columns are empty.
 struct sort_values {
   std::vector<std::span<const uint64_t>> words;
   std::vector<vector> texts;

@@ -1,7 +1,7 @@
 // The rows of a stored table: row groups are the morsels.
 //
-// Conditions over single columns run on the encoded form, and row groups that their zones settle are not read at all.
-// What is left goes out in chunks, whose columns are read when somebody asks for them.
+// Conditions over single columns run on the encoded form.  Row groups that their zones decide are not read.  The rows
+// that are left become chunks.  A column of a chunk is read when an operator needs it.
 #include <algorithm>
 #include <atomic>
 #include <bit>
@@ -29,17 +29,17 @@ public:
   size_t column() const { return column_; }
   const key_filter &keys() const { return *keys_; }
 
-  // Is there a row in a row group that may pass?
+  // May a row of a row group pass?
   bool may_pass(const store::column &on, size_t row_group) const {
-    const zone &held = on.batches[row_group].held;
+    const zone &held = on.segments[row_group].held;
     if (held.nulls != 0 && keys_->has_null())
       return true;
     return held.has_values() && keys_->contains_any(static_cast<int64_t>(number_of_ordinal(on, held.low)),
                                                     static_cast<int64_t>(number_of_ordinal(on, held.high)));
   }
-  // Does it drop at least a third of the rows?  It is tried on the first rows.
+  // Does the filter drop at least a third of the rows?  The first rows decide.
   bool pays() const {
-    constexpr uint64_t few = 2 * batch_rows;
+    constexpr uint64_t few = 2 * row_group_rows;
     const uint64_t tested = tested_.load(std::memory_order_relaxed);
     return tested < few || 3 * passed_.load(std::memory_order_relaxed) < 2 * tested;
   }
@@ -55,13 +55,13 @@ private:
   std::atomic<uint64_t> passed_ = 0;
 };
 
-// What the streams of a scan share.
+// The data that the streams of a scan share.
 struct scan_parts {
   std::shared_ptr<table> of;
   std::vector<stored_column> columns;
   std::optional<scan_condition> selected;                       // with the filters of keys of columns with codes
   std::vector<std::unique_ptr<key_test>> keys;                  // the most selective one first
-  std::vector<std::shared_ptr<const bound_expression>> of_rows; // conditions that look at values
+  std::vector<std::shared_ptr<const bound_expression>> of_rows; // conditions that read values
   bool reads_columns = false;
 };
 
@@ -73,9 +73,10 @@ public:
 
 private:
   void produce(size_t morsel, const chunk_taker &take) override {
-    const arena::mark begun = memory_.here();
+    const arena::mark begun = memory_.position();
     columns_.go_to(morsel);
-    const auto rows = static_cast<uint32_t>(std::min<uint64_t>(batch_rows, of_.of->rows() - morsel * batch_rows));
+    const auto rows =
+        static_cast<uint32_t>(std::min<uint64_t>(row_group_rows, of_.of->rows() - morsel * row_group_rows));
     const bool is_skipped = !may_select(morsel);
     if (counted_ != nullptr)
       ++(is_skipped ? counted_->skipped : counted_->row_groups);
@@ -91,7 +92,7 @@ private:
     memory_.rewind(begun);
   }
 
-  // What the zones of a row group tell.
+  // The answers of the zones of a row group.
   bool may_select(size_t row_group) const {
     if (of_.selected && of_.selected->covers(row_group) == ordinal_ranges::coverage::none)
       return false;
@@ -102,7 +103,7 @@ private:
 
   scan_condition::selected passing(key_test &test, const scan_condition::selected &among, uint32_t rows) {
     const std::span<uint64_t> out = memory_.take<uint64_t>(words_of(rows));
-    const arena::mark begun = memory_.here();
+    const arena::mark begun = memory_.position();
     constexpr uint32_t sparse_one_in = 4; // fewer rows are read one by one
     if (among.words == nullptr || among.count > rows / sparse_one_in) {
       for (uint32_t first = 0; first < rows; first += chunk_rows) {
@@ -137,7 +138,7 @@ private:
     if (chosen.words != nullptr)
       vorn_global_ctx.vorn_lbiwv_ictx_ini2_dydi(&bits, chosen.words, rows, 0, 0);
     for (uint32_t first = 0; first < chosen.count; first += chunk_rows) {
-      const arena::mark begun = memory_.here();
+      const arena::mark begun = memory_.position();
       const uint32_t count = std::min(chunk_rows, chosen.count - first);
       chunk out(memory_, count);
       if (of_.reads_columns)
@@ -197,7 +198,9 @@ public:
   }
 
   double estimated_rows() const override { return estimated_rows_; }
-  size_t morsels() const override { return static_cast<size_t>((parts_.of->rows() + batch_rows - 1) / batch_rows); }
+  size_t morsels() const override {
+    return static_cast<size_t>((parts_.of->rows() + row_group_rows - 1) / row_group_rows);
+  }
   std::string description() const override {
     std::string out = parts_.of->name();
     std::string_view word = " where ";
@@ -217,8 +220,8 @@ public:
 private:
   static constexpr double selectivity_of_other = 0.25; // of a condition about which nothing is known
 
-  // Comparisons with constants first: they tell how many rows are left for the others, and so whether it pays to
-  // evaluate these for each code of a dictionary.
+  // Comparisons with constants come first.  They estimate how many rows are left for the other conditions, and so
+  // decide whether to evaluate these once for each code of a dictionary.
   void read_conditions(std::span<const size_t> columns, std::span<const logical::expression> all_of,
                        scalar_functions &functions, std::vector<const logical::expression *> &others) {
     std::vector<scan_condition> selected;
@@ -239,7 +242,7 @@ private:
       if (!read(condition, 0))
         others.push_back(&condition);
     combine();
-    // The values of a dictionary lie in order, so each is cheaper to ask than the value of a row.
+    // The values of a dictionary lie in order, so a test of one is cheaper than a test of the value of a row.
     constexpr double few_codes = 4096;
     std::erase_if(others, [&](const logical::expression *condition) {
       return read(*condition, std::max(few_codes, estimated_rows_));

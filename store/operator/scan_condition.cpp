@@ -20,7 +20,8 @@ using logical::expression;
 using logical::operation;
 using coverage = ordinal_ranges::coverage;
 
-// The codes or keys on which a condition is true, and on which it is false.  On the others it is NULL.
+// The ordinals for which a condition is true, and the ordinals for which it is false.  For all other ordinals it is
+// NULL.
 struct answer {
   ordinal_ranges when_true;
   ordinal_ranges when_false;
@@ -42,7 +43,7 @@ int order_of(double a, double b) {
   return a < b ? -1 : a > b ? 1 : 0;
 }
 
-// The order of values of a column to a constant of its type; nothing for NULL and for another type.
+// Compares values of a column with a constant of its type.  Nothing for NULL and for a constant of another type.
 std::optional<value_order> order_to(const expression &constant, const column_type &type) {
   const std::optional<column_type> &other = constant.type.held;
   if (!other || other->kind != type.kind || other->scale != type.scale)
@@ -114,7 +115,7 @@ std::optional<answer> compared(operation comparison, const expression &constant,
   return out;
 }
 
-// The only column that an expression reads; nothing where it reads none or several.
+// The only column that an expression reads; empty if it reads none or several.
 std::optional<size_t> only_column(const expression &e) {
   std::optional<size_t> out;
   bool reads_several = false;
@@ -146,11 +147,11 @@ public:
         return std::nullopt;
       parts.push_back(std::move(*part));
     }
-    // That not all are true is true where one is false, and the other way round.
+    // NOT (a AND b) is NOT a OR NOT b, and the reverse.
     return combined((e.what == operation::all_of) == wanted ? kind::all_of : kind::any_of, std::move(parts));
   }
 
-  // Questions about one column become one question.
+  // Conditions on one column become one scan.
   static std::optional<scan_condition> combined(scan_condition::kind what, std::vector<scan_condition> parts) {
     std::vector<scan_condition> out;
     for (scan_condition &part : parts) {
@@ -164,7 +165,7 @@ public:
       const ordinal_ranges &a = same->scan_->accepted();
       const ordinal_ranges &b = part.scan_->accepted();
       std::optional<scan_condition> both =
-          asked(same->scan_->on(), what == scan_condition::kind::all_of ? a.intersected_with(b) : a.united_with(b));
+          scan_of(same->scan_->on(), what == scan_condition::kind::all_of ? a.intersected_with(b) : a.united_with(b));
       if (!both)
         return std::nullopt;
       *same = std::move(*both);
@@ -175,7 +176,7 @@ public:
   }
 
 private:
-  static std::optional<scan_condition> asked(const column &on, ordinal_ranges accepted) {
+  static std::optional<scan_condition> scan_of(const column &on, ordinal_ranges accepted) {
     if (!on.is_dictionary() && accepted.ranges().size() > ordinal_scan::most_ranges)
       return std::nullopt;
     return scan_condition(ordinal_scan(on, std::move(accepted)));
@@ -193,7 +194,7 @@ private:
       found = answer_by_codes(e, *index, on);
     if (!found)
       return std::nullopt;
-    return asked(on, wanted ? std::move(found->when_true) : std::move(found->when_false));
+    return scan_of(on, wanted ? std::move(found->when_true) : std::move(found->when_false));
   }
 
   static std::optional<answer> simple_answer(const expression &e, const column &on) {
@@ -235,7 +236,7 @@ private:
     }
     answer out;
     out.when_true = ordinal_ranges::united(std::move(members));
-    if (!lists_null) // what is not in the list may be equal to its NULL
+    if (!lists_null) // a value that is not in the list may equal its NULL
       out.when_false = other_values(out.when_true, on);
     if (e.what == operation::not_in)
       std::swap(out.when_true, out.when_false);
@@ -246,7 +247,7 @@ private:
     const std::shared_ptr<const coded_values> entries = of_.values_of(columns_[index]);
     if (static_cast<double>(entries->codes()) > most_codes_ || e.is_volatile)
       return std::nullopt;
-    std::vector<layout> layouts; // the columns before it are not there
+    std::vector<layout> layouts; // the columns before it are absent
     for (const size_t before : columns_.first(index))
       layouts.push_back({.type = logical::sql_type(of_.columns()[before].sql_type)});
     layout plain = layout_of(of_, columns_[index]);
@@ -258,7 +259,7 @@ private:
           exec::bind(e, layouts, functions_, static_cast<double>(entries->codes()));
       return evaluated(*bound, index, plain, *entries);
     } catch (const error &) {
-      // Rows with the value on which it fails may not be selected, so each row must be asked.
+      // Rows with the value on which it fails may not be selected, so each row must be tested.
       return std::nullopt;
     }
   }
@@ -317,12 +318,12 @@ scan_condition scan_condition::all_of(std::vector<scan_condition> parts) {
   return out ? std::move(*out) : scan_condition(kind::all_of, std::move(parts));
 }
 
-scan_condition::scan_condition(ordinal_scan asked)
-    : what_(kind::single), scan_(std::make_shared<const ordinal_scan>(std::move(asked))),
+scan_condition::scan_condition(ordinal_scan scan)
+    : what_(kind::single), scan_(std::make_shared<const ordinal_scan>(std::move(scan))),
       selectivity_(scan_->selectivity()), cost_(scan_->cost()) {}
 
 scan_condition::scan_condition(kind what, std::vector<scan_condition> parts) : what_(what), parts_(std::move(parts)) {
-  // Each part drops rows for the parts after it: of AND the rows on which it is not true.
+  // Each part drops rows for the parts after it.  A part of AND drops the rows for which it is not true.
   const auto rank = [&](const scan_condition &part) {
     const double dropped = what_ == kind::all_of ? 1 - part.selectivity_ : part.selectivity_;
     return part.cost_ / std::max(dropped, 1e-6);
@@ -339,7 +340,7 @@ scan_condition::scan_condition(kind what, std::vector<scan_condition> parts) : w
 
 coverage scan_condition::covers(size_t row_group) const {
   if (what_ == kind::single)
-    return scan_->covers(scan_->on().batches[row_group]);
+    return scan_->covers(scan_->on().segments[row_group]);
   // One part without a row decides AND, one part with all rows decides OR.
   const coverage decides = what_ == kind::all_of ? coverage::none : coverage::all;
   const coverage otherwise = what_ == kind::all_of ? coverage::all : coverage::none;
@@ -362,7 +363,7 @@ scan_condition::selected scan_condition::select(const vorn_ctx &library, size_t 
   if (covered == coverage::all)
     return among;
   if (what_ == kind::single) {
-    const batch &rows = scan_->on().batches[row_group];
+    const column_segment &rows = scan_->on().segments[row_group];
     uint64_t *const out = memory.take<uint64_t>(words_of(rows.rows)).data();
     return {out, scan_->run(library, rows, among.words, among.count, out, memory)};
   }
@@ -399,7 +400,7 @@ const ordinal_ranges *scan_condition::accepted_of(const column &of) const {
 }
 
 uint32_t scan_condition::rows_of(size_t row_group) const {
-  return what_ == kind::single ? scan_->on().batches[row_group].rows : parts_.front().rows_of(row_group);
+  return what_ == kind::single ? scan_->on().segments[row_group].rows : parts_.front().rows_of(row_group);
 }
 
 std::string scan_condition::description() const {

@@ -1,8 +1,8 @@
-// Conditions of a scan that become questions about the ordinals of stored columns.
+// Conditions of a scan that become tests of the ordinals of stored columns.
 //
-// A comparison with a constant is a range, found by binary search in the dictionary or by the smallest key.  Any other
-// expression of one column with a dictionary is evaluated once for each code.  AND and OR of such questions combine
-// sets where both ask one column, and bits of rows where they do not.
+// A comparison with a constant is a range of ordinals.  Binary search in the dictionary finds the range, or the
+// smallest key gives it.  Any other expression of one column with a dictionary is evaluated once for each code.  AND
+// and OR combine two tests of one column as sets, and tests of different columns as bits of rows.
 #pragma once
 
 #include <cstdint>
@@ -25,16 +25,16 @@ class scan_condition {
 public:
   enum class kind { single, all_of, any_of };
 
-  // The columns of the conditions are columns of the table.  The columns that are read are loaded.  Nothing where the
-  // condition is no such question: it reads several columns in one part, a column without a dictionary in a function,
-  // or a dictionary with more than `most_codes` codes in a function, or it fails on a value.
+  // The columns of the conditions are columns of the table.  The columns that are read are loaded.  Returns nothing for
+  // other conditions: a part reads several columns; a function reads a column without a dictionary, or with more than
+  // `most_codes` codes; or the condition fails for a value.
   static std::optional<scan_condition> read(const logical::expression &e, table &of, std::span<const size_t> columns,
                                             scalar_functions &functions, double most_codes);
   // The rows whose ordinals in a column are in a set.  The column has a dictionary.
   static scan_condition among(const column &on, ordinal_ranges accepted) {
     return scan_condition(ordinal_scan(on, std::move(accepted)));
   }
-  // All of some conditions, the cheapest and most selective first.
+  // The conjunction of conditions, the cheapest and most selective first.
   static scan_condition all_of(std::vector<scan_condition> parts);
 
   // Rows of a row group.
@@ -45,17 +45,17 @@ public:
   // The rows on which the condition is true among some rows.  The bits lie in the arena.
   selected select(const vorn_ctx &library, size_t row_group, selected among, arena &memory) const;
 
-  // What the zones of a row group tell.
+  // Answers from the zones of a row group.
   ordinal_ranges::coverage covers(size_t row_group) const;
   double selectivity() const { return selectivity_; }
-  // The ordinals that a column has on the selected rows; null where the condition does not say.
+  // The ordinals that a column can have on the selected rows; null if the condition does not limit them.
   const ordinal_ranges *accepted_of(const column &of) const;
   std::string description() const;
 
 private:
   friend class condition_reader;
 
-  explicit scan_condition(ordinal_scan asked);
+  explicit scan_condition(ordinal_scan scan);
   scan_condition(kind what, std::vector<scan_condition> parts);
   uint32_t rows_of(size_t row_group) const;
 

@@ -1,4 +1,4 @@
-// Rows that several operators read: they are kept when the first of these operators is opened.
+// Rows that several operators read.  They are kept when the first of these operators is opened.
 #include <algorithm>
 #include <memory>
 #include <optional>
@@ -22,7 +22,7 @@ public:
   bool has_reference() const { return references_ != 0; }
   void add_reference() { ++references_; }
 
-  // Keeps the rows of a run, which is counted from 1.  Each reference opens each run.
+  // Keeps the rows of a run.  Runs are numbered from 1.  Each reference opens each run.
   void open(const query_run &run, uint64_t number_of_run) {
     if (number_of_run <= runs_)
       return;
@@ -53,7 +53,7 @@ public:
   }
 
   double estimated_rows() const override { return rows_->rows().estimated_rows(); }
-  // The rows are made below the first reference.
+  // The plan shows the rows below the first reference.
   std::vector<const relation *> children() const override {
     return is_first_ ? std::vector<const relation *>{&rows_->rows()} : std::vector<const relation *>();
   }

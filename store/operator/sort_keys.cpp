@@ -22,9 +22,9 @@ uint64_t prefix_of(std::string_view text) {
   return __builtin_bswap64(bytes);
 }
 
-constexpr size_t block = 64; // rows that are looked at together
+constexpr size_t block = 64; // rows of a block
 
-// The rows that pass a test.  Most blocks have none.
+// The rows that pass a test.  In most blocks no row passes.
 template <class Passes>
 std::span<const uint32_t> passing(size_t rows, arena &memory, const Passes &passes) {
   const std::span<uint32_t> out = memory.take<uint32_t>(rows);
@@ -129,7 +129,7 @@ void sort_keys::add_key(const layout &of, const sort_column &key) {
     return add(p);
   default:
     p.what = part::kind::low_half;
-    p.low = __int128{1} << 63; // makes the number of a key without its sign
+    p.low = __int128{1} << 63; // flips the sign bit, so that the key is an unsigned number
     return add(p);
   }
 }

@@ -1,8 +1,8 @@
-// Keys of rows as numbers that sort as ORDER BY says.
+// Keys of rows as numbers in the order of ORDER BY.
 //
 // The keys of a row are packed into words of 64 bits: codes and integers with bounds take as many bits as their range
-// needs, NULL included, and descending keys are inverted.  Words compare one after another, without regard to types.  A
-// text gives its first 8 bytes, and the whole text is compared where these are equal.
+// needs, NULL included, and descending keys are inverted.  Words are compared one after another, whatever their types.
+// A text gives its first 8 bytes.  If these are equal, the whole texts are compared.
 #pragma once
 
 #include <cstddef>
@@ -20,7 +20,7 @@ struct sort_column {
   bool nulls_first = false;
 };
 
-// What is compared next: a word, or a text column.
+// A step of a comparison: a word, or a text column.
 struct sort_level {
   size_t index = 0;   // of the word, or of the column
   uint32_t bits = 64; // of the word
@@ -39,8 +39,8 @@ public:
   // A word of all rows, in the chunk's memory.
   std::span<const uint64_t> word(size_t index, chunk &rows) const;
 
-  // Rows that may have a first word up to a bound, ascending.  Where the first key alone shows it, no other column is
-  // read.
+  // The rows whose first word may be at most a bound, in ascending order.  If the first key alone decides, no other
+  // column is read.
   std::span<const uint32_t> not_above(uint64_t bound, chunk &rows) const;
 
 private:
@@ -49,9 +49,9 @@ private:
     enum class kind { number, is_null, high_half, low_half, real, prefix } what = kind::number;
     sort_column key;
     uint32_t bits = 0;
-    __int128 low = 0;      // of numbers: the least one, or the greatest one of a descending key
-    uint64_t for_null = 0; // what NULL gives
-    uint64_t more = 0;     // what values give more
+    __int128 low = 0;      // numbers: the least number; for a descending key the greatest number
+    uint64_t for_null = 0; // the bits of NULL
+    uint64_t more = 0;     // what is added to the bits of a value
   };
   struct word_parts {
     std::vector<part> parts;

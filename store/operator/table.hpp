@@ -1,4 +1,4 @@
-// A table as operators see it.  Its columns are loaded when a query first reads them.
+// A table for operators.  Its columns are loaded when a query first reads them.
 #pragma once
 
 #include <cstdint>
@@ -17,7 +17,7 @@ namespace store::exec {
 
 class table {
 public:
-  // Gives a column by its number, encoded.
+  // Returns the encoded column of a number.
   using loader = std::function<std::shared_ptr<const column>(size_t)>;
 
   table(std::string name, std::vector<column_info> columns, uint64_t rows, loader load)
@@ -29,13 +29,13 @@ public:
   const std::vector<column_info> &columns() const { return infos_; }
   uint64_t rows() const { return rows_; }
 
-  // The column, loaded.  Throws store::error where it cannot be had.  Threads may ask at once, and then one of them
-  // loads.
+  // The column, loaded.  Throws store::error when it cannot be loaded.  Several threads may call this at once.  One of
+  // them loads the column.
   const store::column &at(size_t index) {
     const std::lock_guard lock(guard_);
     return loaded(index);
   }
-  // The values of its dictionary; null without a dictionary.
+  // The values of the dictionary of a column; null without a dictionary.
   std::shared_ptr<const coded_values> values_of(size_t index) {
     const std::lock_guard lock(guard_);
     const auto *entries = std::get_if<dictionary>(&loaded(index).values);

@@ -22,7 +22,7 @@ void read_rows(const vorn_ctx &library, table &of, std::span<const size_t> colum
   row_group_source rows(library, stored);
   arena memory;
   std::vector<vector> values(columns.size());
-  const std::vector<batch> &groups = stored.front().stored->batches;
+  const std::vector<column_segment> &groups = stored.front().stored->segments;
   for (size_t group = 0; group < groups.size(); ++group) {
     rows.go_to(group);
     for (uint32_t first = 0; first < groups[group].rows; first += chunk_rows) {

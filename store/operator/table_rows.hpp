@@ -1,4 +1,4 @@
-// The rows of stored tables, for code that is no operator of a query.
+// Reads the rows of stored tables outside of queries.
 #pragma once
 
 #include <cstddef>
@@ -14,15 +14,15 @@
 
 namespace store::exec {
 
-// Takes the values of each column on some thousand rows, without codes.  The vectors are good for the call only.
+// Takes the decoded values of each column on some thousand rows.  The vectors are valid only during the call.
 using rows_taker = std::function<void(std::span<const vector> columns, uint32_t rows)>;
 
-// Calls with all rows of some columns of a table, in their order.  Loads the columns.
+// Calls a function with all rows of some columns of a table, in their order.  Loads the columns.
 void read_rows(const vorn_ctx &library, table &of, std::span<const size_t> columns, const rows_taker &take);
 
-// A column of several tables, their rows one after the other, encoded again.  The types of the columns are equal, and
-// the name is the one of the first table.  Reports the rows done so far now and then.  Throws store::error for values
-// that are not stored as chosen.
+// Encodes a column of several tables again, as one column with the rows of the first table, then of the second, and so
+// on.  The columns have one type.  The result has the name of the column of the first table.  Reports the number of
+// encoded rows at intervals.  Throws store::error for values that cannot be stored in the chosen form.
 column concatenated(const vorn_ctx &library, std::span<table *const> parts, size_t index, const encoding_choice &choice,
                     const std::function<void(uint64_t rows)> &progress);
 

@@ -16,13 +16,13 @@ class text_table {
 public:
   text_table() : slots_(1024) {}
 
-  // The number of each text of a vector; of a row with NULL, any number.
+  // The number of each text of a vector.  A row with NULL gets any number.
   void find(const vector &texts, std::span<uint32_t> numbers);
 
 private:
   struct slot {
     uint64_t hash;
-    uint32_t number; // and one more, so that 0 is an empty slot
+    uint32_t number; // the number plus 1; 0 in an empty slot
   };
 
   uint32_t number_of(std::string_view text);

@@ -1,6 +1,6 @@
 // The rows of one child, then the rows of another.
 //
-// Columns of one dictionary on both sides stay codes.  Where the sides differ, both come in the plain representation.
+// A column with the same dictionary on both sides stays codes.  Otherwise both sides are decoded.
 #include <algorithm>
 #include <memory>
 #include <utility>
@@ -28,7 +28,7 @@ layout united(const layout &a, const layout &b) {
   }
   if (a.distinct && b.distinct)
     out.distinct = *a.distinct + *b.distinct;
-  // Two representations of one type are the narrow and the wide one of numbers.
+  // If a type has two representations, they are the narrow and the wide form of numbers.
   out.form = plain_form(a) == plain_form(b) ? plain_form(a) : representation::int128;
   return out;
 }
@@ -52,7 +52,7 @@ public:
 private:
   struct side {
     relation &of;
-    std::unique_ptr<stream> rows = {}; // since its first morsel: a side without any may have nothing to begin with
+    std::unique_ptr<stream> rows = {}; // from its first morsel on; a side without morsels may have no stream
   };
 
   void produce(size_t morsel, const chunk_taker &take) override {

@@ -1,4 +1,5 @@
-// Rows of constants.  A constant expression, which the planner has not folded, is evaluated when the operator is made.
+// Rows of constants.  If the planner has not folded a constant expression, the expression is evaluated when the
+// operator is made.
 #include <memory>
 #include <string>
 #include <utility>

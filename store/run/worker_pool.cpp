@@ -31,7 +31,7 @@ void worker_pool::wait_for_work(const std::stop_token &stop, size_t thread) {
   }
 }
 
-// Items take so much longer than the lock that handing them out under it costs nothing.
+// An item takes much longer than the lock, so the lock costs nothing.
 void worker_pool::take_items(std::unique_lock<std::mutex> &lock, size_t thread) {
   ++working_;
   while (next_item_ < end_item_) {

@@ -1,4 +1,4 @@
-// Threads that take the batches of a table by turns.
+// Threads that take the row groups of a table by turns.
 #pragma once
 
 #include <condition_variable>
@@ -13,7 +13,7 @@ namespace store {
 
 class worker_pool {
 public:
-  // What is done with an item, by a thread whose number is below threads().
+  // The work for an item.  The number of the thread is below threads().
   using work = std::function<void(size_t thread, size_t item)>;
 
   // The thread that calls `run` is one of them.
@@ -22,16 +22,16 @@ public:
 
   size_t threads() const { return others_.size() + 1; }
 
-  // Does the work of all items below `items`, which are handed out in ascending order, and returns when it is done.
-  // After an error no more items are started, and the error of the smallest item is thrown.  So the error does not
-  // depend on the number of threads.
+  // Does the work of the items 0 to `items` - 1, and returns when all of them are done.  Threads take the items in
+  // ascending order.  After an error no more items are started.  The call throws the error of the smallest item, so the
+  // error does not depend on the number of threads.
   void run(size_t items, const work &of_item);
 
 private:
   void wait_for_work(const std::stop_token &stop, size_t thread);
   void take_items(std::unique_lock<std::mutex> &lock, size_t thread);
 
-  std::mutex guard_; // of everything below but the threads
+  std::mutex guard_; // guards all members below except the threads
   std::condition_variable_any begun_;
   std::condition_variable ended_;
   const work *current_ = nullptr;

@@ -1,4 +1,4 @@
-// What tells whether a file is still the one that was opened.
+// A stamp that shows whether a file changed after it was opened.
 #pragma once
 
 #include <sys/stat.h>
@@ -19,7 +19,7 @@ struct file_stamp {
     return {status.st_dev, status.st_ino, static_cast<uint64_t>(status.st_size), status.st_mtim.tv_sec,
             status.st_mtim.tv_nsec};
   }
-  // All zeros where there is no such file.
+  // All zeros if there is no such file.
   static file_stamp of(const std::filesystem::path &path) {
     struct stat status = {};
     return stat(path.c_str(), &status) == 0 ? of(status) : file_stamp{};

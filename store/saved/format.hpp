@@ -4,17 +4,18 @@
 //     section table  a section for each part: first the catalogue, then five of each column
 //     sections       each on a cache line and readable for another one after its end, as kernels need it
 //
-// The catalogue has a record of each column, and then the name and the SQL type of each, back to back.  A column's
-// parts:
+// The catalogue has a record of each column, then the names and SQL types of the columns, back to back.  The parts of a
+// column:
 //
-//     batches        a record of each batch of rows
+//     segments       a record of each segment: one for each row group
 //     streams        their value streams, each placed as a section is
 //     lengths        run lengths, length codes or record offsets, in the same way; none for dict and fixed
 //     symbols        of a dictionary; none without one
 //     symbol_ends    their CLA; none where all have one length
 //
-// What follows from something else is not stored: the rows of a batch, the places of streams, and the CLA of runs.  All
-// numbers are little-endian but those inside the parts, which are as the kernels read them.  What is not used is zero.
+// Data that follows from other data is not stored: the rows of a row group, the offsets of streams, and the CLA of
+// runs.  Numbers are little-endian, except inside the parts: they have the byte order that the kernels read.  Unused
+// bytes are zero.
 //
 // A reader checks everything before a kernel sees it.  The checksums find damage that would leave a valid table.
 #pragma once
@@ -30,7 +31,7 @@ namespace store::saved {
 
 static_assert(std::endian::native == std::endian::little);
 
-// The first byte is none of a text, and the ends of lines show what a transfer as a text has done to the file.
+// The first byte occurs in no text, and the line ends show whether a transfer in text mode has changed the file.
 inline constexpr std::array<char, 8> magic = {'\x93', 'v', 'o', 'r', 'n', '\r', '\n', '\x1a'};
 inline constexpr uint32_t current_version = 1;
 
@@ -51,8 +52,8 @@ struct section {
   uint64_t checksum = 0;
 };
 
-enum class part { batches, streams, lengths, symbols, symbol_ends };
-inline constexpr part parts[] = {part::batches, part::streams, part::lengths, part::symbols, part::symbol_ends};
+enum class part { segments, streams, lengths, symbols, symbol_ends };
+inline constexpr part parts[] = {part::segments, part::streams, part::lengths, part::symbols, part::symbol_ends};
 constexpr uint64_t section_count(uint64_t columns) { return 1 + columns * std::size(parts); }
 constexpr uint64_t section_index(uint64_t column, part which) {
   return 1 + column * std::size(parts) + static_cast<uint64_t>(which);
@@ -75,7 +76,7 @@ struct column_record {
 };
 static_assert(sizeof(column_record) == vorn_host::cache_line);
 
-struct batch_record {
+struct segment_record {
   uint64_t low = 0; // of the zone
   uint64_t high = 0;
   uint32_t nulls = 0;
@@ -83,9 +84,9 @@ struct batch_record {
   uint32_t stream_bytes = 0; // as they are stored
   uint32_t unused = 0;
 };
-static_assert(sizeof(batch_record) == 32);
+static_assert(sizeof(segment_record) == 32);
 
-// The bytes that a section or stream takes with what lies after it.
+// The bytes of a section or stream, with the bytes after it.
 constexpr uint64_t room_of(uint64_t bytes) {
   return (bytes + 2 * vorn_host::cache_line - 1) / vorn_host::cache_line * vorn_host::cache_line;
 }

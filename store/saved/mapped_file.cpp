@@ -19,7 +19,7 @@ owned_bytes mapped_file(const std::filesystem::path &path) {
   const auto fail = [&] {
     throw error(fmt::format("cannot read {}: {}", shortened(path.string()), std::strerror(errno)));
   };
-  // A name that is not a file, such as a pipe, is not waited for.
+  // The call does not wait for a pipe.
   const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
   if (file == -1)
     fail();

@@ -19,14 +19,14 @@ namespace store::saved {
 
 namespace {
 
-// The permissions of a new file, as open would give them.
+// The permissions that open gives a new file.
 mode_t usual_mode() {
   const mode_t withheld = umask(0);
   umask(withheld);
   return 0666 & ~withheld;
 }
 
-// The names of temporary files; null where there is none.
+// The names of temporary files; null for a free entry.
 std::array<std::atomic<const char *>, 8> temporaries;
 
 void replace_temporary(const char *known, const char *other) {
@@ -35,16 +35,16 @@ void replace_temporary(const char *known, const char *other) {
       return;
 }
 
-// What a symbolic link leads to, perhaps over others.
+// The file that a symbolic link leads to, perhaps through other links.
 std::filesystem::path behind_links(std::filesystem::path path) {
-  constexpr int most_links = 40; // as the system follows
+  constexpr int most_links = 40; // as many as the system follows
   for (int links = 0; links < most_links && std::filesystem::is_symlink(std::filesystem::symlink_status(path)); ++links)
     path = path.parent_path() / std::filesystem::read_symlink(path);
   return path;
 }
 
 std::string name_meanwhile(const std::filesystem::path &path) {
-  // A device or a pipe would be replaced by a file of its name.
+  // A file would replace a device or a pipe of this name.
   std::error_code unknown;
   const std::filesystem::file_status there = std::filesystem::status(path, unknown);
   if (std::filesystem::exists(there) && !std::filesystem::is_regular_file(there))
@@ -54,7 +54,7 @@ std::string name_meanwhile(const std::filesystem::path &path) {
 
 } // namespace
 
-// It is known before it is there, so that a signal in between finds it.
+// The name is registered before the file is made, so that a signal in between removes the file.
 temporary_file::temporary_file(std::string pattern, int ending) : name_(std::move(pattern)) {
   replace_temporary(nullptr, name_.c_str());
   file_ = mkostemps(name_.data(), ending, O_CLOEXEC);
@@ -106,13 +106,13 @@ void replaced_file::finish() {
   const int file = written_.descriptor();
   if (stat(path_.c_str(), &replaced) != 0)
     replaced.st_mode = usual_mode();
-  else if (fchown(file, replaced.st_uid, replaced.st_gid) != 0 && errno != EPERM) // only root gives files away
+  else if (fchown(file, replaced.st_uid, replaced.st_gid) != 0 && errno != EPERM) // only root may change the owner
     fail();
   if (fchmod(file, replaced.st_mode & 07777) != 0 || fsync(file) != 0 || !written_.close() ||
       rename(written_.name().c_str(), path_.c_str()) != 0)
     fail();
   written_.keep();
-  // The name is on the disk when the folder is.
+  // The name is on the disk after the folder is synchronised.
   const std::filesystem::path folder = path_.parent_path().empty() ? "." : path_.parent_path();
   const int opened = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (opened == -1)

@@ -1,6 +1,6 @@
-// A file that is written under another name in the same folder and takes its own when it is whole, so that nobody sees
-// a part of it and a failure leaves what was there before.  A file that is replaced keeps its mode and its owner, and a
-// symbolic link its place.
+// Writes a file under a temporary name in the same folder, and renames it when it is complete.  So nobody sees an
+// incomplete file, and a failure leaves the old file.  The new file keeps the mode and the owner of the old file.  A
+// symbolic link stays a link.
 #pragma once
 
 #include <cstdint>
@@ -10,23 +10,23 @@
 
 namespace store::saved {
 
-// A new file that is removed with this, or when a signal ends the process.
+// A new file.  The destructor removes it, and so does a signal that ends the process.
 class temporary_file {
 public:
-  // A name with XXXXXX in it, which other characters replace, before an ending of some characters.  It can be read and
-  // written by this user only.  -1 as its descriptor where it cannot be made, with errno.
+  // The name contains XXXXXX before an ending of some characters.  Other characters replace XXXXXX.  Only this user can
+  // read and write the file.  If the file cannot be made, the descriptor is -1 and errno is set.
   explicit temporary_file(std::string pattern, int ending = 0);
   ~temporary_file();
   temporary_file(const temporary_file &) = delete;
 
   int descriptor() const { return file_; }
   const std::string &name() const { return name_; }
-  // Whether it could be closed.
+  // Closes the file.  Returns false on an error.
   bool close();
-  // The file stays.
+  // Keeps the file.
   void keep();
 
-  // Removes all that are there.  A signal handler may call it.
+  // Removes all temporary files.  A signal handler may call it.
   static void remove_all();
 
 private:
@@ -37,16 +37,16 @@ private:
 
 class replaced_file {
 public:
-  // Throws store::error, as the others do.
+  // All functions of this class throw store::error.
   explicit replaced_file(std::filesystem::path path);
   replaced_file(const replaced_file &) = delete;
 
   void write(std::span<const uint8_t> bytes, uint64_t at);
 
-  // The name in the meantime, for others that write the file by its name.
+  // The temporary name, for code that writes the file by its name.
   const std::string &name() const { return written_.name(); }
 
-  // The file is on the disk, and has its name.
+  // Writes the file to the disk and gives it its name.
   void finish();
 
 private:

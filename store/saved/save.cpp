@@ -14,7 +14,7 @@ namespace {
 
 using namespace saved;
 
-// A section in the making.
+// Builds a section.
 class section_bytes {
 public:
   template <class Record>
@@ -25,7 +25,7 @@ public:
     const auto *first = static_cast<const uint8_t *>(bytes);
     content_.insert(content_.end(), first, first + count);
   }
-  // On a cache line, with another one after it.
+  // Begins on a cache line, and another cache line follows.
   void add_stream(const uint8_t *bytes, size_t count) {
     add(bytes, count);
     content_.resize(content_.size() + room_of(count) - count);
@@ -80,9 +80,10 @@ section_bytes part_of(const column &stored, part which) {
     out.add(entries->stored().symbols.data(), entries->stored().symbols.size());
   if (which == part::symbol_ends && entries != nullptr)
     out.add(entries->stored().cla.data(), entries->stored().cla.size() * sizeof(uint32_t));
-  for (const batch &b : stored.batches)
-    if (which == part::batches)
-      out.add(batch_record{b.held.low, b.held.high, b.held.nulls, b.runs, static_cast<uint32_t>(b.stored_bytes()), 0});
+  for (const column_segment &b : stored.segments)
+    if (which == part::segments)
+      out.add(
+          segment_record{b.held.low, b.held.high, b.held.nulls, b.runs, static_cast<uint32_t>(b.stored_bytes()), 0});
     else if (which == part::streams)
       out.add_stream(b.stream.data(), b.stored_bytes());
     else if (which == part::lengths && b.length_bytes() != 0)
@@ -103,7 +104,7 @@ public:
     end_ += room_of(bytes.size());
   }
 
-  // The bytes of the file.
+  // Returns the bytes of the file.
   uint64_t finish(uint32_t columns, uint64_t rows) {
     header first;
     first.columns = columns;
@@ -111,7 +112,7 @@ public:
     first.file_bytes = end_;
     first.checksum = checksum_of(head_of(first));
     file_.write(head_of(first).bytes(), 0);
-    // What lies after the last section.
+    // The bytes after the last section.
     const uint8_t last = 0;
     file_.write({&last, 1}, end_ - 1);
     file_.finish();

@@ -10,15 +10,15 @@
 
 namespace store {
 
-// A column under the name and with the SQL type that it shall have.
+// A column with the name and the SQL type for the file.
 struct saved_column {
   const std::string &name;
   const std::string &sql_type;
   const column &stored;
 };
 
-// Columns of one table, of which there is at least one.  The bytes of the file.  Throws store::error, and leaves the
-// file, or that there is none, as it was.
+// Writes the columns of one table, at least one, and returns the bytes of the file.  Throws store::error.  After an
+// error the path is as it was before.
 uint64_t save(const std::filesystem::path &path, std::span<const saved_column> columns);
 
 } // namespace store

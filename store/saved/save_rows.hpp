@@ -9,10 +9,10 @@
 
 namespace store {
 
-// Saves rows as a table of the store.  The bytes of the file.  Throws store::error as save does.
+// Saves rows as a table of the store, and returns the bytes of the file.  Throws store::error as save does.
 uint64_t save_rows(const std::filesystem::path &path, const exec::answer &rows);
 
-// Saves the columns of a table that the store encodes, as they are encoded.
+// Saves the columns of a table that the store encodes, in their present encoding.
 uint64_t save_table(const std::filesystem::path &path, exec::table &of);
 
 } // namespace store

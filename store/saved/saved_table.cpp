@@ -54,8 +54,8 @@ private:
   const std::shared_ptr<const void> &owner_;
 };
 
-// The bytes of the lengths of a batch.
-uint64_t length_bytes_of(const column &of, const batch &rows) {
+// The bytes of the lengths of a segment.
+uint64_t length_bytes_of(const column &of, const column_segment &rows) {
   switch (of.form) {
   case encoding::rle:
     return uint64_t{rows.runs} * of.run_length_bits / 8;
@@ -68,24 +68,24 @@ uint64_t length_bytes_of(const column &of, const batch &rows) {
   }
 }
 
-// The bytes of the values of a batch, as its length codes have them.
-uint32_t dynp_bytes(const column &of, const batch &rows) {
+// The bytes of the values of a segment, computed from its length codes.
+uint32_t dynp_bytes(const column &of, const column_segment &rows) {
   const uint32_t bits = length_code_bits(of.width);
   const std::span<const uint8_t> lengths(rows.lens.data(), rows.length_bytes());
-  // Four bits hold more than the lengths of 8 bytes.
+  // Four bits can hold more than the lengths 1 to 8.
   const bool are_lengths =
       of.width != 64 || std::none_of(lengths.begin(), lengths.end(), [](uint8_t two) { return (two & 0x88) != 0; });
   const auto without_row = static_cast<uint32_t>(lengths.size() * 8 / bits - rows.rows);
   require(are_lengths && (lengths.back() & ((1U << (without_row * bits)) - 1)) == 0, "its length codes are none");
-  // A code without a row takes a byte.
+  // The unused length codes of the last byte count one byte each.
   return std::accumulate(
              lengths.begin(), lengths.end(), uint32_t{0},
              [bytes = bytes_of_lengths(of.width)](uint32_t sum, uint8_t some) { return sum + bytes[some]; }) -
          without_row;
 }
 
-// The bytes of the value stream of a batch before it was compressed.
-uint64_t plain_bytes_of(const column &of, const batch &rows) {
+// The bytes of the value stream of a segment before it was compressed.
+uint64_t plain_bytes_of(const column &of, const column_segment &rows) {
   switch (of.form) {
   case encoding::rle:
     return bytes_of_bits(uint64_t{rows.runs} * of.width);
@@ -240,14 +240,15 @@ void saved_table::read_values(size_t index, column &out) const {
 }
 
 void saved_table::read_batches(size_t index, column &out) const {
-  const uint64_t count = row_count / batch_rows + (row_count % batch_rows != 0 ? 1 : 0);
-  const stored_array<batch_record> described = elements_of<batch_record>(index, part::batches);
-  require(described.size() == count, "it has not as many batches as the table");
+  const uint64_t count = row_count / row_group_rows + (row_count % row_group_rows != 0 ? 1 : 0);
+  const stored_array<segment_record> described = elements_of<segment_record>(index, part::segments);
+  require(described.size() == count, "it does not have a segment for each row group of the table");
   stream_walk streams_left(part_of(index, part::streams), file_.owner);
   stream_walk lengths_left(part_of(index, part::lengths), file_.owner);
-  for (const batch_record &record : described) {
-    batch rows;
-    rows.rows = static_cast<uint32_t>(std::min<uint64_t>(batch_rows, row_count - out.batches.size() * batch_rows));
+  for (const segment_record &record : described) {
+    column_segment rows;
+    rows.rows =
+        static_cast<uint32_t>(std::min<uint64_t>(row_group_rows, row_count - out.segments.size() * row_group_rows));
     rows.held = {record.low, record.high, record.nulls};
     rows.runs = record.runs;
     require(out.form == encoding::rle ? rows.runs != 0 && rows.runs <= rows.rows : rows.runs == 0,
@@ -259,7 +260,7 @@ void saved_table::read_batches(size_t index, column &out) const {
     rows.stream_bytes = static_cast<uint32_t>(plain_bytes);
     require(out.compressed || plain_bytes == record.stream_bytes, "a stream is not as long as its rows");
     check_lengths(out, rows);
-    out.batches.push_back(std::move(rows));
+    out.segments.push_back(std::move(rows));
   }
   require(streams_left.at_end() && lengths_left.at_end(), "a section goes on after its streams");
 }

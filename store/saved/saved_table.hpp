@@ -1,4 +1,4 @@
-// A saved table as a source of columns, which lie where the file is mapped.
+// A saved table as a source of columns.  The columns refer to the mapped file.
 #pragma once
 
 #include <cstdint>
@@ -19,15 +19,16 @@ class saved_table final : public table_source {
 public:
   static constexpr const char *ending = ".vorn";
 
-  // The list of the columns is checked here, and a column when it is loaded.  Throws store::error for what save has not
-  // written, and for what has changed since.  The context, with which columns are checked, outlives this.
+  // The constructor checks the list of the columns.  A column is checked when it is loaded.  Throws store::error for a
+  // file that save did not write, and for a file that changed afterwards.  Columns are checked with the context.  The
+  // context outlives this object.
   saved_table(const vorn_ctx &ctx, const std::filesystem::path &path);
-  // The same of bytes, which are copied.  Messages call them by the name.
+  // The same for bytes.  The constructor copies them.  Messages use the name for them.
   saved_table(const vorn_ctx &ctx, std::span<const uint8_t> bytes, const std::string &name);
 
   void check_encoding(const column_info &info, const encoding_choice &choice) const override;
 
-  // One of the columns of this.  It takes no copy of the file, and may outlive this.
+  // One of the columns.  It does not copy the file, and may outlive this object.
   column load(const column_info &info, const encoding_choice &choice,
               const std::function<void(uint64_t rows)> &progress) const override;
 
@@ -42,7 +43,7 @@ private:
   void read_values(size_t index, column &out) const;
   void read_batches(size_t index, column &out) const;
 
-  // A part of a column, or the catalogue, whose checksum is right.
+  // A part of a column, or the catalogue, after its checksum was compared.
   std::span<const uint8_t> section_at(uint64_t index) const;
   std::span<const uint8_t> part_of(size_t index, saved::part which) const {
     return section_at(saved::section_index(index, which));

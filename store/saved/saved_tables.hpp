@@ -15,7 +15,8 @@ namespace store {
 
 class saved_tables final : public table_source {
 public:
-  // Throws store::error as saved_table does, and when the columns of the tables differ.  The context outlives this.
+  // Throws store::error as saved_table does, and when the columns of the tables differ.  The context outlives this
+  // object.
   saved_tables(const vorn_ctx &library, std::span<const std::filesystem::path> files);
 
   void check_encoding(const column_info &info, const encoding_choice &choice) const override;

@@ -18,7 +18,7 @@ namespace store::saved {
 
 namespace {
 
-// Is this a value of the kind, where not every key is?
+// Is this key a value of the kind?
 bool is_key(int64_t key, value_kind kind) {
   constexpr int64_t day_microseconds = 86'400'000'000;
   switch (kind) {
@@ -39,12 +39,12 @@ bool are_keys(int64_t low, int64_t high, value_kind kind) {
 
 uint32_t symbol_bytes_of(const column_type &type) { return type.is_wide() ? sizeof(wide_key) : sizeof(int64_t); }
 
-// The bytes that a prefix and values without it take.
+// The bytes of a prefix and of the rests of its values.
 uint64_t group_bytes(uint32_t prefix_bytes, uint32_t value_bytes, uint32_t values) {
   return prefix_bytes + uint64_t{values} * (value_bytes - prefix_bytes);
 }
 
-void check_groups(const column &of, const batch &rows) {
+void check_groups(const column &of, const column_segment &rows) {
   const uint32_t value_bytes = of.width / 8;
   uint64_t at = 0;
   for (uint32_t first = 0, group = 0; first < rows.rows; first += prefix_group, ++group) {
@@ -56,14 +56,15 @@ void check_groups(const column &of, const batch &rows) {
   require(at == rows.stream_bytes, "its groups do not fill their stream");
 }
 
-void check_runs(const column &of, batch &rows) {
+void check_runs(const column &of, column_segment &rows) {
   rows.cla = run_ends(rows.lens.data(), rows.runs, of.run_length_bits);
   const bool rise = std::adjacent_find(rows.cla.begin(), rows.cla.end(), std::equal_to<>()) == rows.cla.end();
   require(rise && big_endian(rows.cla[rows.runs]) == rows.rows, "its runs are not as long as its rows");
 }
 
-// How many rows have an ordinal of a range.  Unlike a scan, this tells ordinals that no value has from the last one.
-uint32_t count(const vorn_ctx &ctx, const column &of, const batch &rows, uint64_t first, uint64_t last,
+// The number of rows with an ordinal in a range.  Unlike a scan, this function also finds ordinals after the last
+// ordinal of the column.
+uint32_t count(const vorn_ctx &ctx, const column &of, const column_segment &rows, uint64_t first, uint64_t last,
                exec::arena &memory) {
   memory.rewind({});
   vorn_enc_ctx layout = predicate_encoding(of, false);
@@ -79,9 +80,9 @@ uint32_t count(const vorn_ctx &ctx, const column &of, const batch &rows, uint64_
   return result.vorn_cv_popc;
 }
 
-// The kernels themselves look at all codes: a predicate may be put to any, whatever it stands for.
-void check_zone(const vorn_ctx &ctx, const column &of, const batch &rows, exec::arena &memory) {
-  constexpr const char *beyond = "it has codes or values beyond the range of the column or of a batch";
+// The kernels accept every code in a predicate, also a code without a value.
+void check_zone(const vorn_ctx &ctx, const column &of, const column_segment &rows, exec::arena &memory) {
+  constexpr const char *beyond = "it has codes or values beyond the range of the column or of a segment";
   const zone &held = rows.held;
   require(held.nulls <= rows.rows && (held.nulls == 0 || of.has_nulls()), beyond);
   const uint32_t values = rows.rows - held.nulls;
@@ -152,7 +153,7 @@ void check_symbols(const dictionary &entries, value_kind kind) {
             message);
 }
 
-void check_lengths(const column &of, batch &rows) {
+void check_lengths(const column &of, column_segment &rows) {
   if (of.form == encoding::rle)
     check_runs(of, rows);
   else if (of.form == encoding::prefix)
@@ -169,8 +170,8 @@ void check_values(const vorn_ctx &ctx, const column &of) {
     as.type.held = of.type;
     as.form = exec::plain_representation(of.type);
     exec::column_reader reader(ctx, of, as.form, nullptr, nullptr);
-    for (size_t group = 0; group < of.batches.size(); ++group, memory.rewind({})) {
-      const auto values = reader.read(group, exec::consecutive(0, of.batches[group].rows, memory), memory);
+    for (size_t group = 0; group < of.segments.size(); ++group, memory.rewind({})) {
+      const auto values = reader.read(group, exec::consecutive(0, of.segments[group].rows, memory), memory);
       for (uint32_t row = 0; row < values.rows; ++row) {
         const auto key = std::get<int64_t>(exec::cell_at(values, as, row));
         require(key >= range->low && key <= range->high, "it has keys beyond its range");
@@ -178,7 +179,7 @@ void check_values(const vorn_ctx &ctx, const column &of) {
     }
     return;
   }
-  for (const batch &rows : of.batches) {
+  for (const column_segment &rows : of.segments) {
     if (of.compressed) {
       require(vorn_host::qpak_stream_size(rows.stream.data(), rows.stored_bytes()) == rows.stored_bytes(),
               "a compressed stream is not whole");

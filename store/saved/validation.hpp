@@ -1,5 +1,5 @@
-// Whether what a file says of a column is true, so that no kernel reads what it must not and no answer is made of what
-// cannot be.  All throw store::error.
+// Checks a column of a file, so that no kernel reads beyond its data and no impossible value gets into an answer.  All
+// functions throw store::error.
 #pragma once
 
 #include <string>
@@ -16,20 +16,20 @@ inline void require(bool holds, std::string_view otherwise) {
     throw error(std::string(otherwise));
 }
 
-// Form, width, type and key range of a column belong together.
+// Form, width, type and key range of a column fit together.
 void check_form(const column &of);
 
 // The symbols of a dictionary lie one after the other, the symbol of NULL is empty, and there are no other symbols.
 void check_symbol_ends(const dictionary::parts &entries);
 
-// The symbols have the lengths that their kind asks for, and ascend.
+// The symbols have the lengths that their kind requires, and ascend.
 void check_symbols(const dictionary &entries, value_kind kind);
 
-// The run lengths, length codes or record offsets of a batch belong to its rows and to its stream, of which
-// `stream_bytes` is set.  Makes the CLA of runs.
-void check_lengths(const column &of, batch &rows);
+// The run lengths, length codes or record offsets of a segment fit its rows and its stream.  `stream_bytes` is set
+// before.  Makes the CLA of runs.
+void check_lengths(const column &of, column_segment &rows);
 
-// The stream of a batch decompresses, and its codes or values agree with the zone and the column.
+// The stream of a segment decompresses, and its codes or values agree with the zone and the column.
 void check_values(const vorn_ctx &ctx, const column &of);
 
 } // namespace store::saved

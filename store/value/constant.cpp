@@ -57,7 +57,7 @@ struct decimal {
   int128 mantissa = 0;
   uint32_t scale = 0;
 
-  // Half a unit and more is rounded away from zero.
+  // A rest of half a unit or more is rounded away from zero.
   decimal rounded(uint32_t wanted) const {
     if (scale <= wanted)
       return *this;
@@ -151,7 +151,7 @@ std::optional<Real> read_real(std::string_view text) {
   return out;
 }
 
-// A decimal number as a real, the way SQL converts it: the division is exact only while the mantissa is.
+// A decimal number as a real, converted as SQL does.  The result is the nearest real only if the mantissa is exact.
 template <class Real>
 Real real_of(const decimal &d) {
   constexpr int128 exact = int128{1} << std::numeric_limits<Real>::digits;
@@ -171,7 +171,7 @@ int128 number_in(const cell &c, const column_type &type) {
   return type.kind == value_kind::natural ? int128{natural_of_key(key)} : int128{key};
 }
 
-// Takes dates and times apart from the left.  Digits come in groups of a fixed length.
+// Parses dates and times from the left.  Digits come in groups of a fixed length.
 class time_reader {
 public:
   explicit time_reader(std::string_view text) : rest_(text) {}
@@ -204,7 +204,8 @@ public:
     if (!year || !month || !day)
       return std::nullopt;
     const int64_t signed_year = skip(" (BC)") ? 1 - *year : *year;
-    // The years of the calendar's type end soon, but the calendar repeats.
+    // The calendar type of C++ has a small range of years.  The calendar repeats, so other years are mapped into this
+    // range.
     constexpr int64_t cycle_years = 400;
     constexpr int64_t cycle_days = 146'097;
     const int64_t in_cycle = (signed_year % cycle_years + cycle_years) % cycle_years;
@@ -216,9 +217,10 @@ public:
     return std::chrono::sys_days(date).time_since_epoch().count() + (signed_year - in_cycle) / cycle_years * cycle_days;
   }
 
-  // Hours and minutes, perhaps seconds, perhaps a fraction, in ticks of which a second has 10^fraction_digits.
+  // Hours and minutes, perhaps seconds, perhaps a fraction.  The result is in ticks.  A second has 10^fraction_digits
+  // ticks.
   std::optional<int64_t> time_of_day(size_t fraction_digits) {
-    constexpr int64_t missing = 99; // above every limit below
+    constexpr int64_t missing = 99; // greater than every limit below
     const int64_t hour = digits(2, 2).value_or(missing);
     const int64_t minute = skip(":") ? digits(2, 2).value_or(missing) : missing;
     int64_t second = 0;
@@ -243,7 +245,7 @@ public:
     return seconds * per_second + fraction;
   }
 
-  // Seconds east of Greenwich; none written is none.
+  // Seconds east of Greenwich.  Without an offset the result is 0.
   std::optional<int64_t> zone() {
     skip(" ");
     if (at_end() || skip("Z") || skip("UTC"))
@@ -405,14 +407,14 @@ std::optional<value_order> order_of_number(const constant &c, const column_type 
     return std::nullopt;
   const decimal exact = c.written == constant::form::number ? *read->exact : read->exact->rounded(common.scale);
   if (exact.scale <= type.scale) {
-    // More digits than any value has stand for a number beyond all of them.
+    // A number with more digits than any value is beyond all values.
     int128 whole = exact.mantissa;
     for (uint32_t i = exact.scale; i < type.scale; ++i)
       if (__builtin_mul_overflow(whole, int128{10}, &whole))
         return [negative = exact.mantissa < 0](const cell &) { return negative ? 1 : -1; };
     return [whole, type](const cell &v) { return sign_of(number_in(v, type), whole); };
   }
-  // A number between two values: the whole units below it, and what is left.
+  // A number between two values: the whole units below it, and the rest.
   const int128 unit = power_of_ten(exact.scale - type.scale);
   const int128 rest = (exact.mantissa % unit + unit) % unit;
   const int128 whole = (exact.mantissa - rest) / unit;

@@ -1,4 +1,4 @@
-// Constants of conditions: how they are read, and where values of a column lie to them.
+// Constants of conditions: reading them, and comparing values of a column with them.
 #pragma once
 
 #include <cstdint>
@@ -11,26 +11,27 @@
 
 namespace store {
 
-// A constant as a condition has it.
+// A constant of a condition.
 struct constant {
   enum class form {
     null,
-    number, // without quotes: of a type of its own, whatever the column
-    text    // read as a value of the column
+    number, // without quotes: it has a type of its own
+    text    // with quotes: read as a value of the column
   };
   form written = form::text;
   std::string text;
 };
 
-// Is this a number as SQL writes it?
+// Is this text a number of SQL?
 bool is_number(std::string_view text);
 
-// Says of a value that is not NULL whether it is below the constant, equal or above: negative, 0 or positive.
+// Compares a value that is not NULL with the constant.  The result is negative when the value is below it, 0 when it is
+// equal, and positive when it is above.
 using value_order = std::function<int(const cell &)>;
 
-// The order of a column's values to constants that they are compared with together; none of them is NULL.  SQL finds
-// one type for all of them: a number with an exponent makes it DOUBLE, and a text becomes a number with as many digits
-// after the point as any of the others has.  Throws store::error for a text that is not a value of the column.
+// Comparisons of the values of a column with constants of one condition.  No constant is NULL.  SQL finds one type for
+// all of them.  A number with an exponent makes the type DOUBLE.  A text becomes a number with as many digits after the
+// point as the other constants have.  Throws store::error for a text that is not a value of the column.
 std::vector<value_order> orders_of(std::span<const constant> constants, const column_type &type);
 
 } // namespace store

@@ -12,16 +12,16 @@ namespace store {
 
 enum class value_kind {
   boolean,
-  integer, // up to 64 bits with a sign, or a decimal number of as many
-  natural, // 64 bits without a sign
-  wide,    // 128 bits with a sign, or a decimal number of as many
+  integer, // a signed integer or a decimal number of up to 64 bits
+  natural, // an unsigned integer of 64 bits
+  wide,    // a signed integer or a decimal number of 128 bits
   single,
   real,
   date,
   time,
   timestamp,   // in microseconds
-  nanoseconds, // a timestamp in them
-  instant,     // a timestamp in microseconds with a time zone, which is shown and read as UTC
+  nanoseconds, // a timestamp in nanoseconds
+  instant,     // a timestamp in microseconds with a time zone; it is shown and read as UTC
   uuid,
   text,
   blob
@@ -41,7 +41,7 @@ struct column_type {
   bool is_numeric() const;
 };
 
-// Nothing for a type that the store does not encode.
+// Empty for a type that the store does not encode.
 std::optional<column_type> type_of(std::string_view sql_type);
 
 // A column of a file.
@@ -51,7 +51,8 @@ struct column_info {
   std::optional<column_type> type;
 };
 
-// A value of 128 bits: its bytes, the most significant one first and with the sign inverted, which sort as it does.
+// A value of 128 bits as bytes: the most significant byte first, with the sign bit inverted.  The bytes sort in the
+// order of the values.
 struct wide_key {
   std::array<uint8_t, 16> bytes{};
 
@@ -62,12 +63,12 @@ struct wide_key {
 wide_key wide_key_of(__int128 number);
 __int128 number_of(const wide_key &key);
 
-// The value of a row: nothing for NULL; a key of 64 bits, or 128, that sorts as the value does; or the bytes of a text
-// or blob, which belong to whoever gave them.
+// The value of a row: empty for NULL; a key of 64 or 128 bits in the order of the values; or the bytes of a text or
+// blob.  The bytes belong to the source of the value.
 //
-// The key of a boolean is 0 or 1, of an integer itself, of a decimal number the one without the point, of a natural
-// number itself less 2^63, of a real real_key, of a date its days, of a time its microseconds, and of a timestamp its
-// microseconds or nanoseconds since 1970.
+// The key of a boolean is 0 or 1.  The key of an integer is the integer.  The key of a decimal number is the number
+// without the point.  The key of a natural number is the number minus 2^63.  The key of a real is real_key.  The key of
+// a date is its days, of a time its microseconds, of a timestamp its microseconds or nanoseconds since 1970.
 using cell = std::variant<std::monostate, int64_t, wide_key, std::string_view>;
 
 // Orders reals as SQL does, except that -0 comes right before 0: NaN equals itself and lies above infinity.
@@ -77,8 +78,8 @@ double real_of_key(int64_t key);
 int64_t natural_key(uint64_t number);
 uint64_t natural_of_key(int64_t key);
 
-// Appends a value as DuckDB writes it; NULL as "NULL".  FLOAT differs: in one case in a hundred DuckDB writes a digit
-// more than is needed.
+// Appends a value in the form that DuckDB writes, and NULL as "NULL".  FLOAT differs: in one case in a hundred DuckDB
+// writes one digit more than needed.
 void append_text(std::string &out, const cell &c, const column_type &type);
 
 } // namespace store

@@ -32,7 +32,7 @@ void append_pair(std::string &out, uint64_t number) {
   out += static_cast<char>('0' + number % 10);
 }
 
-// "infinity", a calendar's two ends, is the largest number and its negative.
+// "infinity" and "-infinity" are the largest number and its negative.
 template <class Number>
 bool append_infinity(std::string &out, int64_t number) {
   constexpr int64_t infinity = std::numeric_limits<Number>::max();
@@ -43,7 +43,8 @@ bool append_infinity(std::string &out, int64_t number) {
 }
 
 void append_date(std::string &out, int64_t days) {
-  // The years of the calendar's type end soon, but the calendar repeats.
+  // The calendar type of C++ has a small range of years.  The calendar repeats, so other years are mapped into this
+  // range.
   constexpr int64_t cycle_years = 400;
   constexpr int64_t cycle_days = 146'097;
   const int64_t cycles = floor_quotient(days, cycle_days);
@@ -80,11 +81,11 @@ void append_timestamp(std::string &out, int64_t ticks, int64_t per_second) {
   const int64_t per_day = day_seconds * per_second;
   append_date(out, floor_quotient(ticks, per_day));
   out += ' ';
-  // The first day of the smallest numbers began before these.
+  // The first day of the range begins before the smallest number.
   append_time(out, (ticks % per_day + per_day) % per_day, per_second);
 }
 
-// The fewest digits that give the number back; a whole number shows that it is a real.
+// The fewest digits that read back as the same number.  A whole number gets ".0".
 template <class Real>
 void append_real(std::string &out, Real number) {
   const size_t begin = out.size();

@@ -68,7 +68,7 @@ private:
     void produce(size_t morsel, const chunk_taker &take) override {
       const size_t end = std::min(of_.rows_.rows(), (morsel + 1) * of_.rows_of_morsel_);
       for (size_t first = morsel * of_.rows_of_morsel_; first < end; first += chunk_rows) {
-        const arena::mark begun = memory_.here();
+        const arena::mark begun = memory_.position();
         const size_t rows = std::min<size_t>(chunk_rows, end - first);
         chunk out(memory_, static_cast<uint32_t>(rows));
         const size_t source = out.add_source(of_.rows_, consecutive(first, rows, memory_));

@@ -27,7 +27,7 @@ using logical::operation;
 
 constexpr double not_a_number = std::numeric_limits<double>::quiet_NaN();
 constexpr double infinity = std::numeric_limits<double>::infinity();
-constexpr size_t two_groups_and_a_part = 2 * size_t{batch_rows} + 777;
+constexpr size_t two_groups_and_a_part = 2 * size_t{row_group_rows} + 777;
 
 no_functions refused;
 
@@ -151,9 +151,9 @@ TEST_P(scan_test, every_form_is_read_at_any_positions) {
     for (const bool has_nulls : {false, true}) {
       std::vector<cell> rows;
       while (rows.size() < two_groups_and_a_part) // runs of up to 300 rows, in the first row group
-        rows.insert(rows.end(), rows.size() < batch_rows ? 1 + random() % 300 : 1, each.next());
+        rows.insert(rows.end(), rows.size() < row_group_rows ? 1 + random() % 300 : 1, each.next());
       rows.resize(two_groups_and_a_part);
-      for (size_t row = 0; has_nulls && row < batch_rows; ++row) // none after the first row group
+      for (size_t row = 0; has_nulls && row < row_group_rows; ++row) // none after the first row group
         if (random() % 5 == 0)
           rows[row] = std::monostate{};
       const bool is_pairs = each.type == "VARCHAR" && std::get<std::string_view>(rows.back()).size() == 2 &&
@@ -173,16 +173,16 @@ TEST_P(scan_test, every_form_is_read_at_any_positions) {
         const stored_column columns[] = {stored_column_of(*of, 0)};
         row_group_source source(ctx, columns);
         arena memory;
-        for (size_t group = 0; group < of->at(0).batches.size(); ++group) {
+        for (size_t group = 0; group < of->at(0).segments.size(); ++group) {
           source.go_to(group);
-          for (const auto &positions : position_lists(of->at(0).batches[group].rows, random)) {
+          for (const auto &positions : position_lists(of->at(0).segments[group].rows, random)) {
             const vector read = source.read(0, positions, memory);
             ASSERT_EQ(read.form, as.form);
             ASSERT_EQ(read.rows, positions.size());
             ASSERT_TRUE(group == 0 || read.validity == nullptr);
             const vector plain = plain_values(read, as, memory);
             for (size_t i = 0; i < positions.size(); ++i) {
-              const cell wanted = rows[group * batch_rows + positions[i]];
+              const cell wanted = rows[group * row_group_rows + positions[i]];
               ASSERT_TRUE(cell_of(plain, i, as.held()) == wanted) << "row group " << group << ", entry " << i;
               const bool is_bounded = as.bounds && plain.form == representation::int64 && !plain.is_null(i);
               ASSERT_TRUE(!is_bounded || (as.bounds->low <= plain.int64s()[i] && plain.int64s()[i] <= as.bounds->high));
@@ -436,7 +436,7 @@ TEST_P(scan_test, row_groups_are_skipped_and_unread_columns_stay_unread) {
   query_run run = made.get();
   run.explains = true;
   const size_t columns[] = {0, 3};
-  const expression only_last[] = {id_compared(operation::greater_equal, 2 * int64_t{batch_rows} + 700)};
+  const expression only_last[] = {id_compared(operation::greater_equal, 2 * int64_t{row_group_rows} + 700)};
   const relation_ptr scanned = make_scan(some.of(), columns, {false, false}, only_last, refused);
   scanned->open(run);
   uint64_t rows = 0;

@@ -19,9 +19,9 @@ output(path.join(tree, 'tools/fetch-data'), 'bench/page');
 fs.rmSync(folder, { recursive: true, force: true });
 fs.cpSync(path.join(import.meta.dirname, 'recorded'), inFolder('raw'), { recursive: true });
 fs.writeFileSync(inFolder('towns.csv'), 'town,people\n"A""dorf\\",120\nBdorf,7000\n');
-const question = 'select count(*), sum(people) from towns where town = \'A"dorf\\\'';
+const query = 'select count(*), sum(people) from towns where town = \'A"dorf\\\'';
 for (const threads of ['1', '2'])
-  output(vornq, inFolder('towns.csv'), question, '--isa', 'generic', '--threads', threads, '--record', inFolder(`raw/queries-${threads}.json`));
+  output(vornq, inFolder('towns.csv'), query, '--isa', 'generic', '--threads', threads, '--record', inFolder(`raw/queries-${threads}.json`));
 output(joinScale, '--isa', 'generic', '--keys', '1000', '--rows', '1000', '--rows', '2000', '--record', inFolder('raw/join-generic.json'));
 fs.writeFileSync(inFolder('run.json'), output('node', path.join(page, 'collect.mjs'), inFolder('raw')));
 output('node', path.join(page, 'render.mjs'), inFolder('run.json'), folder);
@@ -30,7 +30,7 @@ const run = JSON.parse(fs.readFileSync(inFolder('run.json')));
 const { ghz, rate, read } = run.kernels.find((k) => k.benchmark === 'in_cache/vorn_le_dict_8bit');
 assert.deepEqual(rate, { best: 12, median: 11, steady: true }, 'the best of the repetitions, which another one confirms');
 assert.deepEqual([ghz, read.best], [4, 120]);
-assert.equal(run.answers[0].question, question);
+assert.equal(run.answers[0].query, query);
 assert.deepEqual(run.joins.map((join) => [join.keys, join.rows]), [[1000, 1000], [1000, 2000]]);
 
 const browse = (width, how) => output(path.join(page, 'browse'), `--window-size=${width},3000`, how, inFolder('index.html'));

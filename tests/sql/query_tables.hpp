@@ -49,7 +49,7 @@ inline std::vector<table_storage> table_storages() {
       out[name] = store::parse_encoding(form);
     return out;
   };
-  return {{store::batch_rows + 900, 1, {}},
+  return {{store::row_group_rows + 900, 1, {}},
           {3000, 2,
            choices({{"t", "rle"},
                     {"n", "fixed"},
@@ -63,7 +63,7 @@ inline std::vector<table_storage> table_storages() {
                     {"flag", "rle"},
                     {"eighth", "fixed+qpak"},
                     {"nat", "prefix"}})},
-          {store::batch_rows, 1,
+          {store::row_group_rows, 1,
            choices({{"t", "dict+qpak"},
                     {"n", "rle"},
                     {"nat", "dynp+qpak"},

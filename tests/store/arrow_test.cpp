@@ -98,7 +98,7 @@ TEST(arrow, every_type_goes_from_duckdb_and_back) {
   for (uint64_t row = 0; row < table.rows; ++row)
     if ((row % 1000 < 500 && row % 3 == 0) || row / 100 == 3) {
       rows.words[row / 64] |= uint64_t{1} << row % 64;
-      ++rows.batch_counts[row / batch_rows];
+      ++rows.row_group_counts[row / row_group_rows];
     }
   rows.count_rows();
   const arrow_table selected = import_arrow(*exported_rows(ctx, table.in_order(), rows, {5'000, 50'000}));
@@ -177,7 +177,7 @@ TEST(arrow, reads_slices_dictionaries_runs_and_views) {
   foreign_batch made;
   const arrow_table table = import_arrow(made.schema, made.array, {{"+r", {encoding::rle}}});
   EXPECT_EQ(foreign_batch::released, 1);
-  EXPECT_EQ(table.encoded.at("+r").batches[0].runs, 3U);
+  EXPECT_EQ(table.encoded.at("+r").segments[0].runs, 3U);
   std::vector<std::string> out(table.rows);
   for (const column *c : table.in_order()) {
     auto line = out.begin();

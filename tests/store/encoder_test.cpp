@@ -32,12 +32,12 @@ column codes_of(const std::vector<uint32_t> &codes, uint32_t distinct, std::opti
   return out;
 }
 
-TEST(encoder, cuts_runs_at_the_longest_length_and_at_batches) {
-  // One run over two batches: 16 bits hold 65,535 rows, so the first batch has a run of one row more.
-  const column even = codes_of(std::vector<uint32_t>(2 * batch_rows, 1), 2, encoding::rle);
+TEST(encoder, cuts_runs_at_the_longest_length_and_at_row_groups) {
+  // One run over two row groups: 16 bits hold 65,535 rows, so the first one has a run of one row more.
+  const column even = codes_of(std::vector<uint32_t>(2 * row_group_rows, 1), 2, encoding::rle);
   EXPECT_EQ(even.run_length_bits, 16);
-  ASSERT_EQ(even.batches.size(), 2U);
-  for (const batch &b : even.batches) {
+  ASSERT_EQ(even.segments.size(), 2U);
+  for (const column_segment &b : even.segments) {
     EXPECT_EQ(without_slack(b.lens), (bytes{0xff, 0xff, 0x00, 0x01}));
     EXPECT_EQ(b.cla[1], big_endian(65535U));
     EXPECT_EQ(b.cla[2], big_endian(65536U));
@@ -50,7 +50,7 @@ TEST(encoder, cuts_runs_at_the_longest_length_and_at_batches) {
   codes.insert(codes.end(), 300, 1);
   const column odd = codes_of(codes, 2, encoding::rle);
   EXPECT_EQ(odd.run_length_bits, 8);
-  const bytes lens = without_slack(odd.batches[0].lens);
+  const bytes lens = without_slack(odd.segments[0].lens);
   ASSERT_EQ(lens.size(), 201U);
   EXPECT_EQ(lens[199], 255);
   EXPECT_EQ(lens[200], 50);
@@ -82,7 +82,7 @@ TEST(encoder, stores_values_in_the_least_whole_bytes) {
   const auto stored = [](const std::vector<int64_t> &keys) {
     column c;
     store_keys(c, keys, encoding::fixed);
-    return without_slack(c.batches.at(0).stream);
+    return without_slack(c.segments.at(0).stream);
   };
   EXPECT_EQ(stored({-3, 252, 0}), (bytes{0, 255, 3}));
   EXPECT_EQ(stored({-3, 253}), (bytes{0, 0, 1, 0}));
@@ -103,18 +103,18 @@ TEST(encoder, drops_trailing_zero_bytes) {
   };
   const column narrow = stored({0, 0x100, 0x101, 0x200, 0, 0, 0, 0, 0x1ff});
   EXPECT_EQ(narrow.width, 16U);
-  EXPECT_EQ(without_slack(narrow.batches[0].stream), (bytes{0, 1, 1, 1, 2, 0, 0, 0, 0, 1, 0xff}));
-  EXPECT_EQ(without_slack(narrow.batches[0].lens), (bytes{0b00100000, 0b10000000}));
+  EXPECT_EQ(without_slack(narrow.segments[0].stream), (bytes{0, 1, 1, 1, 2, 0, 0, 0, 0, 1, 0xff}));
+  EXPECT_EQ(without_slack(narrow.segments[0].lens), (bytes{0b00100000, 0b10000000}));
 
   const column middle = stored({0, 0x10000, 0x1000000, 0x1234567, 0x100});
   EXPECT_EQ(middle.width, 32U);
-  EXPECT_EQ(without_slack(middle.batches[0].stream), (bytes{0, 0, 1, 1, 0x01, 0x23, 0x45, 0x67, 0, 0, 1}));
-  EXPECT_EQ(without_slack(middle.batches[0].lens), (bytes{0b00010011, 0b10000000}));
+  EXPECT_EQ(without_slack(middle.segments[0].stream), (bytes{0, 0, 1, 1, 0x01, 0x23, 0x45, 0x67, 0, 0, 1}));
+  EXPECT_EQ(without_slack(middle.segments[0].lens), (bytes{0b00010011, 0b10000000}));
 
   const column wide = stored({0, 0x100000000, 0x7766554433221100});
   EXPECT_EQ(wide.width, 64U);
-  EXPECT_EQ(without_slack(wide.batches[0].stream), (bytes{0, 0, 0, 0, 1, 0x77, 0x66, 0x55, 0x44, 0x33, 0x22, 0x11}));
-  EXPECT_EQ(without_slack(wide.batches[0].lens), (bytes{0x03, 0x60}));
+  EXPECT_EQ(without_slack(wide.segments[0].stream), (bytes{0, 0, 0, 0, 1, 0x77, 0x66, 0x55, 0x44, 0x33, 0x22, 0x11}));
+  EXPECT_EQ(without_slack(wide.segments[0].lens), (bytes{0x03, 0x60}));
 }
 
 TEST(encoder, stores_groups_of_sixteen_with_their_prefix) {
@@ -126,16 +126,16 @@ TEST(encoder, stores_groups_of_sixteen_with_their_prefix) {
   store_texts(c, texts, 3);
   EXPECT_EQ(c.form, encoding::prefix);
   EXPECT_EQ(c.rows, 17U);
-  ASSERT_EQ(c.batches.size(), 1U);
-  const bytes stream = without_slack(c.batches[0].stream);
+  ASSERT_EQ(c.segments.size(), 1U);
+  const bytes stream = without_slack(c.segments[0].stream);
   EXPECT_EQ(std::string(stream.begin(), stream.end()), "\2VOabcdefghijklmnop\3VOq");
-  EXPECT_EQ(without_slack(c.batches[0].lens), (bytes{0, 0, 0, 0, 0, 0, 0, 19}));
+  EXPECT_EQ(without_slack(c.segments[0].lens), (bytes{0, 0, 0, 0, 0, 0, 0, 19}));
 
   // Keys take the bytes of the largest ordinal.
   column keys;
   store_keys(keys, std::vector<int64_t>{-1, 0x1fe, 0}, encoding::prefix);
   EXPECT_EQ(keys.width, 16U);
-  EXPECT_EQ(without_slack(keys.batches[0].stream), (bytes{0, 0, 0, 1, 0xff, 0, 1}));
+  EXPECT_EQ(without_slack(keys.segments[0].stream), (bytes{0, 0, 0, 1, 0xff, 0, 1}));
 }
 
 TEST(encoder, refuses_more_values_than_codes) {

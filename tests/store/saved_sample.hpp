@@ -75,8 +75,8 @@ inline std::string content(const vorn_ctx &ctx, const store::column &c) {
   if (is_searched) {
     const exec::ordinal_scan asked(c, exec::ordinal_ranges(bound, c.last_ordinal()));
     static exec::arena memory;
-    std::vector<uint64_t> words(batch_rows / 64);
-    for (const batch &rows : c.batches) {
+    std::vector<uint64_t> words(row_group_rows / 64);
+    for (const column_segment &rows : c.segments) {
       const auto covered = asked.covers(rows);
       found += covered == exec::ordinal_ranges::coverage::none ? 0
                : covered == exec::ordinal_ranges::coverage::all

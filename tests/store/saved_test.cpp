@@ -102,7 +102,7 @@ TEST_F(saved_test, refuses_what_is_foreign_or_damaged) {
 }
 
 // Files whose checksums are right, so that every other check has to hold: they lie in each number of the header, the
-// section table, the catalogue and the batches, end early and say so, or have other bytes anywhere.
+// section table, the catalogue and the segments, end early and say so, or have other bytes anywhere.
 TEST_F(saved_test, reads_nothing_that_is_not_there_whoever_wrote_the_file) {
   const std::span<section> sections = sections_of(whole);
   std::vector<std::pair<uint64_t, uint64_t>> regions = {{0, sizeof(header) + sections.size_bytes()}};
@@ -137,7 +137,7 @@ TEST_F(saved_test, reads_nothing_that_is_not_there_whoever_wrote_the_file) {
            " its dictionary is none", " its dictionary does not ascend", " a compressed stream is not whole",
            " its dictionary has symbols of no values", " its runs are not as long as its rows",
            " a stream is not as long as its rows", " its length codes are none", " its groups do not follow each other",
-           " it has keys beyond its range", " it has codes or values beyond the range of the column or of a batch"}));
+           " it has keys beyond its range", " it has codes or values beyond the range of the column or of a segment"}));
 }
 
 } // namespace

@@ -21,9 +21,9 @@ void for_each_value(const vorn_ctx &ctx, const store::column &of, const Take &ta
   const auto entries = alone.values_of(0);
   column_reader reader(ctx, of, as.form, entries.get(), nullptr);
   static arena memory; // to clear a new one takes longer than to read a small column
-  for (size_t group = 0; group < of.batches.size(); ++group)
-    for (size_t first = 0; first < of.batches[group].rows; first += chunk_rows) {
-      const size_t rows = std::min<size_t>(chunk_rows, of.batches[group].rows - first);
+  for (size_t group = 0; group < of.segments.size(); ++group)
+    for (size_t first = 0; first < of.segments[group].rows; first += chunk_rows) {
+      const size_t rows = std::min<size_t>(chunk_rows, of.segments[group].rows - first);
       const vector values = reader.read(group, consecutive(first, rows, memory), memory);
       for (size_t row = 0; row < rows; ++row)
         take(cell_at(values, as, row));
