@@ -1,4 +1,4 @@
-// Writes columns to a file that saved_table reads.
+// Writes columns to a file, or to memory, that saved_table reads.
 #pragma once
 
 #include <cstdint>
@@ -7,6 +7,7 @@
 #include <string>
 
 #include "store/encode/column.hpp"
+#include <vorn/aligned.hpp>
 
 namespace store {
 
@@ -20,5 +21,8 @@ struct saved_column {
 // Columns of one table, of which there is at least one.  The bytes of the file.  Throws store::error, and leaves the
 // file, or that there is none, as it was.
 uint64_t save(const std::filesystem::path &path, std::span<const saved_column> columns);
+
+// The same bytes in memory.
+vorn_host::aligned_vector<uint8_t> saved_bytes(std::span<const saved_column> columns);
 
 } // namespace store
