@@ -3,6 +3,8 @@
 
 #include <memory>
 #include <mutex>
+#include <string>
+#include <string_view>
 #include <vector>
 
 #include "adbc/database.hpp"
@@ -34,6 +36,11 @@ public:
   public:
     sql::session &session;
   };
+
+  // Makes a table of the bytes of a .vorn file.  The bytes are copied.  All connections of the database know the table.
+  // Without bytes the table is dropped.  Throws failure, and store::error for bytes that are no saved table.
+  void set_table(const std::string &name, std::string_view bytes);
+  std::string table_bytes(const std::string &name);
 
   // A new execution.  `cancel` ends it while it exists.
   std::shared_ptr<execution> begin();

@@ -50,8 +50,8 @@ struct database_record {
 struct connection_record {
   std::shared_ptr<connection> opened; // null until Init
 
-  static void set_option(std::string_view key, const std::string &value);
-  static std::string option(std::string_view key);
+  void set_option(std::string_view key, const std::string &value) const;
+  std::string option(std::string_view key) const;
 };
 
 template <class Record>
@@ -98,12 +98,12 @@ AdbcStatusCode release(Record *record, AdbcError *error) noexcept {
   });
 }
 
-const std::shared_ptr<connection> &opened(AdbcConnection *record) {
-  const std::shared_ptr<connection> &out = object_of(record).opened;
-  if (!out)
+const std::shared_ptr<connection> &require_opened(const std::shared_ptr<connection> &of) {
+  if (!of)
     throw invalid_state("the connection has no database yet");
-  return out;
+  return of;
 }
+const std::shared_ptr<connection> &opened(AdbcConnection *record) { return require_opened(object_of(record).opened); }
 
 // An argument that must be there.
 template <class T>
@@ -180,7 +180,14 @@ constexpr std::pair<std::string_view, const char *> connection_options[] = {
     {ADBC_CONNECTION_OPTION_CURRENT_CATALOG, catalog_name},
     {ADBC_CONNECTION_OPTION_CURRENT_DB_SCHEMA, schema_name}};
 
-void connection_record::set_option(std::string_view key, const std::string &value) {
+// An option for each table: the bytes of a saved table.
+constexpr std::string_view table_options = "vorn.table.";
+
+void connection_record::set_option(std::string_view key, const std::string &value) const {
+  if (key.starts_with(table_options)) {
+    require_opened(opened)->set_table(std::string(key.substr(table_options.size())), value);
+    return;
+  }
   for (const auto &[known, only] : connection_options)
     if (known == key) {
       if (value != only)
@@ -190,7 +197,9 @@ void connection_record::set_option(std::string_view key, const std::string &valu
   throw not_implemented(fmt::format("connections have no option '{}'", shortened(key)));
 }
 
-std::string connection_record::option(std::string_view key) {
+std::string connection_record::option(std::string_view key) const {
+  if (key.starts_with(table_options))
+    return require_opened(opened)->table_bytes(std::string(key.substr(table_options.size())));
   for (const auto &[known, only] : connection_options)
     if (known == key)
       return only;

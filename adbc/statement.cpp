@@ -4,13 +4,16 @@
 #include <charconv>
 #include <cstring>
 #include <filesystem>
+#include <limits>
 #include <utility>
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include "adbc/failure.hpp"
 #include "adbc/nested_array.hpp"
 #include "sql/connection.hpp"
+#include "sql/plan_json.hpp"
 #include "sql/written_file.hpp"
 #include "store/arrow/import.hpp"
 #include "store/chunk/cells.hpp"
@@ -35,6 +38,34 @@ constexpr std::pair<std::string_view, database::store_mode> modes[] = {
     {ADBC_INGEST_OPTION_MODE_CREATE_APPEND, database::store_mode::create_or_append}};
 
 constexpr const char *row_groups_option = "vorn.partition_row_groups";
+constexpr const char *plan_option = "vorn.plan";
+constexpr const char *result_option = "vorn.result";
+constexpr const char *partitions_option = "vorn.partitions";
+constexpr const char *partition_by_option = "vorn.partition_by";
+constexpr std::string_view arrow_result = "arrow";
+constexpr std::string_view encoded_tables = "vorn";
+
+template <class Number>
+Number number_in(std::string_view key, std::string_view value, Number least, Number most) {
+  Number out = 0;
+  const auto [end, fault] = std::from_chars(value.data(), value.data() + value.size(), out);
+  if (fault != std::errc{} || end != value.data() + value.size() || out < least || out > most)
+    throw invalid_argument(
+        fmt::format("the option {} is a number from {} to {}, not '{}'", key, least, most, shortened(value)));
+  return out;
+}
+
+// "0,2"; nothing for an empty text.
+std::vector<size_t> columns_in(std::string_view key, std::string_view value) {
+  std::vector<size_t> out;
+  while (!value.empty()) {
+    const size_t comma = std::min(value.find(','), value.size() - 1);
+    const std::string_view one = value.substr(0, value[comma] == ',' ? comma : value.size());
+    out.push_back(number_in<size_t>(key, one, 0, std::numeric_limits<uint32_t>::max()));
+    value.remove_prefix(comma + 1);
+  }
+  return out;
+}
 
 bool truth_of(std::string_view key, std::string_view value) {
   if (value != ADBC_OPTION_VALUE_ENABLED && value != ADBC_OPTION_VALUE_DISABLED)
@@ -104,6 +135,7 @@ std::unique_ptr<result> no_rows() { return one_batch({"+s"}, std::nullopt); }
 
 void statement::set_query(std::string text) {
   query_ = std::move(text);
+  plan_.reset();
   target_.reset();
   bound_.reset();
   values_.reset();
@@ -115,6 +147,7 @@ void statement::set_option(std::string_view key, const std::string &value) {
       throw invalid_argument("a table has a name");
     target_ = value;
     query_.reset();
+    plan_.reset();
   } else if (key == ADBC_INGEST_OPTION_MODE) {
     const auto *known =
         std::find_if(std::begin(modes), std::end(modes), [&](const auto &m) { return m.first == value; });
@@ -133,17 +166,35 @@ void statement::set_option(std::string_view key, const std::string &value) {
     if (truth_of(key, value))
       throw not_implemented("partitions come all at once");
   } else if (key == row_groups_option) {
-    size_t number = 0;
-    const auto [end, fault] = std::from_chars(value.data(), value.data() + value.size(), number);
-    if (fault != std::errc{} || end != value.data() + value.size() || number == 0)
-      throw invalid_argument(fmt::format("the option {} is a number of row groups", key));
-    partition_row_groups_ = number;
+    partition_row_groups_ = number_in<size_t>(key, value, 1, std::numeric_limits<uint32_t>::max());
+  } else if (key == plan_option) {
+    logical::query plan;
+    try {
+      plan = sql::read_plan_text(value);
+    } catch (const error &e) {
+      throw invalid_argument(e.what());
+    }
+    plan_ = std::move(plan);
+    query_.reset();
+    target_.reset();
+    bound_.reset();
+    values_.reset();
+  } else if (key == result_option) {
+    if (value != arrow_result && value != encoded_tables)
+      throw invalid_argument(
+          fmt::format("the option {} is {} or {}, not '{}'", key, arrow_result, encoded_tables, shortened(value)));
+    is_encoded_ = value == encoded_tables;
+  } else if (key == partitions_option) {
+    constexpr uint32_t most = 65536;
+    split_.partitions = number_in<uint32_t>(key, value, 1, most);
+  } else if (key == partition_by_option) {
+    split_.by = columns_in(key, value);
   } else {
     throw not_implemented(fmt::format("statements have no option '{}'", shortened(key)));
   }
 }
 
-std::string statement::option(std::string_view key) const {
+std::string statement::option(std::string_view key) {
   if (key == ADBC_STATEMENT_OPTION_PROGRESS || key == ADBC_STATEMENT_OPTION_MAX_PROGRESS) {
     const std::lock_guard lock(guard_);
     const std::shared_ptr<execution> run = execution_.lock();
@@ -165,6 +216,14 @@ std::string statement::option(std::string_view key) const {
     return text_of(false);
   if (key == row_groups_option)
     return std::to_string(partition_row_groups_);
+  if (key == plan_option)
+    return sql::plan_text(planned(*begin()));
+  if (key == result_option)
+    return std::string(is_encoded_ ? encoded_tables : arrow_result);
+  if (key == partitions_option)
+    return std::to_string(split_.partitions);
+  if (key == partition_by_option)
+    return fmt::format("{}", fmt::join(split_.by, ","));
   throw not_found(fmt::format("statements have no option '{}'", shortened(key)));
 }
 
@@ -250,7 +309,23 @@ std::string statement::with_row(const std::string &text, const bound_values *val
   return out;
 }
 
+logical::query statement::planned(execution &run) {
+  if (plan_)
+    return *plan_;
+  if (sql::read_statement(text()).what != sql::statement_kind::query)
+    throw invalid_state("only a query has a plan");
+  const connection::turn now(*on_, run);
+  return now.session.plan(with_row(text(), values().get(), binds_by_name_, 0));
+}
+
 std::unique_ptr<result> statement::execute_query(std::shared_ptr<execution> run) {
+  if (is_encoded_) {
+    logical::query query = planned(*run);
+    return encoded_rows(*on_, std::move(run), std::move(query), split_);
+  }
+  if (plan_)
+    return rows_of(on_, std::move(run), 1,
+                   [plan = *plan_](sql::session &, size_t) { return planned_query{plan, {}}; });
   const std::shared_ptr<const bound_values> bound = values();
   const size_t count = bound ? bound->rows.size() : 1;
   return rows_of(on_, std::move(run), count,
@@ -321,6 +396,8 @@ std::unique_ptr<result> statement::execute(int64_t &rows_affected) {
     rows_affected = static_cast<int64_t>(ingest(*run));
     return no_rows();
   }
+  if (plan_)
+    return execute_query(std::move(run));
   const sql::statement of = sql::read_statement(text());
   switch (of.what) {
   case sql::statement_kind::query:
@@ -351,13 +428,8 @@ void statement::execute_update(int64_t &rows_affected) {
 }
 
 ArrowSchema statement::execute_schema() {
-  const sql::statement of = sql::read_statement(text());
-  if (of.what != sql::statement_kind::query)
-    throw invalid_state("only a query has a schema");
-  const std::shared_ptr<execution> run = begin();
-  const connection::turn now(*on_, *run);
-  const logical::query planned = now.session.plan(with_row(text(), values().get(), binds_by_name_, 0));
-  return exported_schema(planned.root.types, planned.names);
+  const logical::query query = planned(*begin());
+  return exported_schema(query.root.types, query.names);
 }
 
 ArrowSchema statement::parameter_schema() const {

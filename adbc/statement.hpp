@@ -1,4 +1,4 @@
-// A statement: a text or the ingestion of a table, with the bound data.
+// A statement: a text, a plan or the ingestion of a table, with the bound data.
 #pragma once
 
 #include <cstdint>
@@ -11,6 +11,7 @@
 
 #include "adbc/adbc.h"
 #include "adbc/connection.hpp"
+#include "adbc/encoded_result.hpp"
 #include "adbc/partition.hpp"
 #include "adbc/result.hpp"
 #include "sql/statement.hpp"
@@ -26,7 +27,8 @@ public:
   // Drops what is bound, and the target of an earlier ingestion.
   void set_query(std::string text);
   void set_option(std::string_view key, const std::string &value);
-  std::string option(std::string_view key) const;
+  // The plan of a query is made here.
+  std::string option(std::string_view key);
   // Takes over the stream.
   void bind(arrow_owner<ArrowArrayStream> values);
 
@@ -59,6 +61,8 @@ private:
   // The text with the values of a bound row.
   static std::string with_row(const std::string &text, const bound_values *values, bool by_name, size_t row);
 
+  // The plan, of a query for one bound row.
+  logical::query planned(execution &run);
   std::unique_ptr<result> execute_query(std::shared_ptr<execution> run);
   std::unique_ptr<result> explain(const std::string &query, execution &run);
   uint64_t ingest(execution &run);
@@ -67,11 +71,14 @@ private:
 
   std::shared_ptr<connection> on_;
   std::optional<std::string> query_;
-  std::optional<std::string> target_; // of an ingestion
+  std::optional<logical::query> plan_; // that is executed in the place of a text
+  std::optional<std::string> target_;  // of an ingestion
   database::store_mode mode_ = database::store_mode::create;
   bool is_temporary_ = false;
   bool binds_by_name_ = false;
   size_t partition_row_groups_ = default_partition_row_groups;
+  bool is_encoded_ = false; // the result
+  partitioning split_;      // of an encoded result
   std::optional<arrow_owner<ArrowArrayStream>> bound_;
   std::shared_ptr<const bound_values> values_; // of `bound_`, which has been read then
   mutable std::mutex guard_;                   // of the execution

@@ -1,5 +1,5 @@
 # libvorn, shared and static, and the specialised libraries.  The kernels are compiled once for every level, with its
-# flags and in its namespace; a specialised library is one level or more behind one exported symbol.
+# flags and in its namespace; a specialised library has one level, or two, and one exported symbol.
 
 include(cmake/abi.cmake)
 
@@ -123,22 +123,25 @@ foreach(variant vorn vorn_static)
     $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
 endforeach()
 
-# vorn_add_specialized(NAME LEVEL [more...]): a library of a level, and of what its engine takes from others.  All lie in one
-# folder, which a project that builds vorn as its part finds in vorn_SPECIALIZED_DIR as one that finds the package does.  With
-# a generator of several build types the folder depends on the type, so its name is a generator expression.
+# vorn_add_specialized(NAME LEVEL [VBMI]): a library of a level.  With VBMI it also has the level vbmi, and takes that level's
+# record when it is loaded on a processor that has it.  All libraries lie in one folder, which a project that builds vorn as
+# its part finds in vorn_SPECIALIZED_DIR as one that finds the package does.  With a generator of several build types the
+# folder depends on the type, so its name is a generator expression.
 set(folder ${PROJECT_BINARY_DIR}/bin)
 if(VORN_MULTI_CONFIG)
   string(APPEND folder /$<CONFIG>)
 endif()
 set(vorn_SPECIALIZED_DIR ${folder} CACHE INTERNAL "Where the specialised libraries are")
 function(vorn_add_specialized name level)
+  cmake_parse_arguments(PARSE_ARGV 2 arg "VBMI" "" "")
   if(NOT name IN_LIST VORN_SPECIALIZED)
     return()
   endif()
-  add_library(${name} MODULE isa/library.cpp)
-  foreach(part ${level} ${ARGN})
-    target_sources(${name} PRIVATE $<TARGET_OBJECTS:vorn_level_${part}>)
-  endforeach()
+  add_library(${name} MODULE isa/library.cpp $<TARGET_OBJECTS:vorn_level_${level}>)
+  if(arg_VBMI)
+    target_sources(${name} PRIVATE $<TARGET_OBJECTS:vorn_level_vbmi>)
+    target_compile_definitions(${name} PRIVATE VORN_VBMI_LEVEL=vbmi)
+  endif()
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
   target_compile_definitions(${name} PRIVATE VORN_LIBRARY_NAME="${name}" VORN_LEVEL=${level})
   target_compile_options(${name} PRIVATE -fno-exceptions -fno-rtti)
@@ -163,14 +166,14 @@ if(VORN_ALL_SPECIALIZED)
   vorn_add_level(sse42 ENGINE avx2 SOURCES ${VORN_LEVEL_SOURCES} FLAGS ${VORN_V2})
   vorn_add_level(avx ENGINE avx2 SOURCES ${VORN_LEVEL_SOURCES} FLAGS ${VORN_V2} -mavx)
   vorn_add_level(avx2 ENGINE avx2 SOURCES ${VORN_LEVEL_SOURCES} FLAGS ${VORN_V3})
-  vorn_add_level(avx512 ENGINE avx512 SOURCES ${VORN_LEVEL_SOURCES} isa/avx512/processor.cpp FLAGS ${VORN_V4})
-  vorn_add_level(vbmi FLAGS ${VORN_VBMI} SOURCES isa/vbmi/bits.cpp isa/vbmi/interval.cpp isa/vbmi/members.cpp
-    isa/vbmi/packed.cpp isa/vbmi/pairs.cpp isa/vbmi/unpack.cpp)
+  vorn_add_level(avx512 ENGINE avx2 SOURCES ${VORN_LEVEL_SOURCES} FLAGS ${VORN_V4})
+  vorn_add_level(vbmi ENGINE vbmi FLAGS ${VORN_VBMI} SOURCES ${VORN_LEVEL_SOURCES} isa/vbmi/bits.cpp
+    isa/vbmi/interval.cpp isa/vbmi/members.cpp isa/vbmi/packed.cpp isa/vbmi/pairs.cpp isa/vbmi/unpack.cpp)
 
   vorn_add_specialized(svxlsse4219 sse42)
   vorn_add_specialized(svxlavx19 avx)
   vorn_add_specialized(svxlavx219 avx2)
-  vorn_add_specialized(svxlavx51219 avx512 vbmi)
+  vorn_add_specialized(svxlavx51219 avx512 VBMI)
 endif()
 add_custom_target(vorn_specialized DEPENDS ${VORN_SPECIALIZED})
 

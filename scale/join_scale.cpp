@@ -61,7 +61,7 @@ private:
     void produce(size_t morsel, const exec::chunk_taker &take) override {
       const uint64_t end = std::min(of_.rows_, (morsel + 1) * morsel_rows);
       for (uint64_t first = morsel * morsel_rows; first < end; first += exec::chunk_rows) {
-        const exec::arena::mark begun = memory_.here();
+        const exec::arena::mark begun = memory_.position();
         const auto rows = static_cast<uint32_t>(std::min<uint64_t>(exec::chunk_rows, end - first));
         const std::span<int64_t> keys = memory_.take<int64_t>(rows), numbers = memory_.take<int64_t>(rows);
         for (uint32_t row = 0; row < rows; ++row) {

@@ -9,7 +9,8 @@
 
 namespace store::exec {
 
-// Throws store::error for values that the store does not encode, or does not encode in the chosen form.
+// Codes keep their order: the dictionary of the column has the values that occur.  Throws store::error for values that
+// the store does not encode, or does not encode in the chosen form.
 column encoded_column(const std::string &name, const layout &of, const vector &values,
                       const encoding_choice &choice = {});
 

@@ -24,4 +24,11 @@ kept_rows all_rows(relation &of, const query_run &run) {
   return rows.finish();
 }
 
+kept_rows all_rows_as_they_are(relation &of, const query_run &run) {
+  of.open(run);
+  row_collector rows(of.columns(), std::vector<bool>(of.columns().size(), true), run.threads.threads());
+  run_all(of, run, [&](size_t thread, size_t morsel, chunk &some) { rows.append(thread, morsel, some); });
+  return rows.finish();
+}
+
 } // namespace store::exec

@@ -20,5 +20,7 @@ std::vector<layout> plain_layouts(std::vector<layout> columns);
 
 // Opens a relation and keeps all of its rows, decoded.
 kept_rows all_rows(relation &of, const query_run &run);
+// The same in the layouts of the relation: codes stay codes.
+kept_rows all_rows_as_they_are(relation &of, const query_run &run);
 
 } // namespace store::exec

@@ -4,8 +4,7 @@
 
 #include <fmt/format.h>
 
-#include "store/library/expect.hpp"
-#include "store/library/row_vector.hpp"
+#include "store/operator/hash_values.hpp"
 #include "store/operator/join_hash_table.hpp"
 #include "store/operator/join_table.hpp"
 
@@ -13,31 +12,8 @@ namespace store::exec {
 
 namespace {
 
-std::span<const uint64_t> hash_values(const vorn_ctx &library, const key_batch &keys, arena &memory) {
-  constexpr uint64_t first_seed = 0;
-  std::span<const uint64_t> seeds(&first_seed, 1);
-  const auto hash = [&](row_vector source) {
-    const std::span<uint64_t> out = memory.take<uint64_t>(keys.rows);
-    row_vector seed(vorn_build_encoding_type_hash_values, seeds.data(), nullptr, seeds.size());
-    vorn_cv result{};
-    result.vorn_cv_vals = out.data();
-    vorn_aux aux{};
-    expect(vorn_hash(&library, &result, source.get(), seed.get(), vornenc_hash, &aux), VORN_RESULT_DONE, "hashing");
-    seeds = out;
-  };
-  for (const std::span<const uint64_t> words : keys.words)
-    hash(row_vector::fixed(64, words.data(), keys.rows));
-  for (const std::span<const std::string_view> texts : keys.texts) {
-    const std::span<const char *> starts = memory.take<const char *>(keys.rows);
-    const std::span<uint16_t> lengths = memory.take<uint16_t>(keys.rows);
-    constexpr size_t most_hashed = 65535;
-    for (size_t row = 0; row < keys.rows; ++row) {
-      starts[row] = texts[row].data();
-      lengths[row] = static_cast<uint16_t>(std::min(texts[row].size(), most_hashed));
-    }
-    hash({vorn_build_encoding_type_lp_sep, starts.data(), lengths.data(), keys.rows});
-  }
-  return seeds;
+std::span<const uint64_t> hashes_of(const vorn_ctx &library, const key_batch &keys, arena &memory) {
+  return hash_values(library, keys.rows, keys.words, keys.texts, memory);
 }
 
 template <class T>
@@ -120,7 +96,7 @@ public:
         words_[w].insert(words_[w].end(), some.words[w].begin(), some.words[w].end());
       for (size_t t = 0; t < texts_.size(); ++t)
         texts_[t].insert(texts_[t].end(), some.texts[t].begin(), some.texts[t].end());
-      const std::span<const uint64_t> hashes = hash_values(library, some, memory);
+      const std::span<const uint64_t> hashes = hashes_of(library, some, memory);
       for (size_t row = 0; row < some.rows; ++row)
         if (some.is_usable(row))
           rows.push_back({hashes[row], static_cast<uint32_t>(first + row)});
@@ -236,7 +212,7 @@ join_table::matches hashed_keys::hash_finder::find(const key_batch &keys, arena 
   }
   if (sought.rows == 0)
     return {};
-  std::span<const uint64_t> hashes = hash_values(library_, sought, memory);
+  std::span<const uint64_t> hashes = hashes_of(library_, sought, memory);
   if (is_map_useful()) {
     const std::span<const uint32_t> passed = of_.map_.test(library_, hashes, memory);
     tested_ += hashes.size();

@@ -1,5 +1,7 @@
 #include "store/saved/save.hpp"
 
+#include <algorithm>
+#include <utility>
 #include <vector>
 
 #include "store/encode/big_endian.hpp"
@@ -91,31 +93,31 @@ section_bytes part_of(const column &stored, part which) {
   return out;
 }
 
-// The sections, one after the other.
+// The sections, one after the other.  `write` puts bytes at a place.
+template <class Write>
 class writer {
 public:
-  writer(const std::filesystem::path &path, uint64_t columns)
-      : file_(path), end_(room_of(sizeof(header) + section_count(columns) * sizeof(section))) {}
+  writer(Write write, uint64_t columns)
+      : write_(std::move(write)), end_(room_of(sizeof(header) + section_count(columns) * sizeof(section))) {}
 
   void add(const section_bytes &content) {
     const std::vector<uint8_t> &bytes = content.bytes();
-    file_.write(bytes, end_);
+    write_(bytes, end_);
     table_.push_back({end_, bytes.size(), checksum_of(content)});
     end_ += room_of(bytes.size());
   }
 
-  // Returns the bytes of the file.
+  // Returns the number of bytes.
   uint64_t finish(uint32_t columns, uint64_t rows) {
     header first;
     first.columns = columns;
     first.rows = rows;
     first.file_bytes = end_;
     first.checksum = checksum_of(head_of(first));
-    file_.write(head_of(first).bytes(), 0);
+    write_(head_of(first).bytes(), 0);
     // The bytes after the last section.
     const uint8_t last = 0;
-    file_.write({&last, 1}, end_ - 1);
-    file_.finish();
+    write_({&last, 1}, end_ - 1);
     return end_;
   }
 
@@ -127,20 +129,39 @@ private:
     return out;
   }
 
-  replaced_file file_;
+  Write write_;
   std::vector<section> table_;
   uint64_t end_;
 };
 
-} // namespace
-
-uint64_t save(const std::filesystem::path &path, std::span<const saved_column> columns) {
-  writer out(path, columns.size());
+template <class Write>
+uint64_t write_all(std::span<const saved_column> columns, Write write) {
+  writer out(std::move(write), columns.size());
   out.add(catalogue_of(columns));
   for (const saved_column &c : columns)
     for (const part which : parts)
       out.add(part_of(c.stored, which));
   return out.finish(static_cast<uint32_t>(columns.size()), columns.front().stored.rows);
+}
+
+} // namespace
+
+uint64_t save(const std::filesystem::path &path, std::span<const saved_column> columns) {
+  replaced_file file(path);
+  const uint64_t bytes =
+      write_all(columns, [&](std::span<const uint8_t> some, uint64_t place) { file.write(some, place); });
+  file.finish();
+  return bytes;
+}
+
+vorn_host::aligned_vector<uint8_t> saved_bytes(std::span<const saved_column> columns) {
+  vorn_host::aligned_vector<uint8_t> out;
+  write_all(columns, [&](std::span<const uint8_t> some, uint64_t place) {
+    if (out.size() < place + some.size())
+      out.resize(place + some.size());
+    std::ranges::copy(some, out.begin() + static_cast<ptrdiff_t>(place));
+  });
+  return out;
 }
 
 } // namespace store

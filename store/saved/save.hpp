@@ -1,4 +1,4 @@
-// Writes columns to a file that saved_table reads.
+// Writes columns to a file, or to memory, that saved_table reads.
 #pragma once
 
 #include <cstdint>
@@ -7,6 +7,7 @@
 #include <string>
 
 #include "store/encode/column.hpp"
+#include <vorn/aligned.hpp>
 
 namespace store {
 
@@ -20,5 +21,8 @@ struct saved_column {
 // Writes the columns of one table, at least one, and returns the bytes of the file.  Throws store::error.  After an
 // error the path is as it was before.
 uint64_t save(const std::filesystem::path &path, std::span<const saved_column> columns);
+
+// The same bytes in memory.
+vorn_host::aligned_vector<uint8_t> saved_bytes(std::span<const saved_column> columns);
 
 } // namespace store

@@ -1,20 +1,18 @@
-// The loops over bit vectors.  They use VBMI and its companions if the processor has them.
+// The loops over bit vectors.
 #pragma once
 
 #include "generic/bitvec/combine.hpp"
 #include "generic/bitvec/iterate.hpp"
-#include "isa/avx2/ones.hpp"
-#include "isa/avx512/processor.hpp"
 #include "isa/vbmi/kernels.hpp"
 
 namespace vorn::inline VORN_LEVEL {
 
 // Combines a piece of words at a time and counts its ones while the piece is in the cache.
-struct avx512_words {
+struct vector_words {
   template <bool Counted, class Operation, class... Source>
   static uint32_t combine(Operation operation, void *dst, uint64_t nwords, const Source *...sources) {
-    if (!Counted || !has_vbmi)
-      return single_words::combine<Counted>(operation, dst, nwords, sources...);
+    if constexpr (!Counted)
+      return single_words::combine<false>(operation, dst, nwords, sources...);
     constexpr uint64_t piece = 512;
     uint32_t count = 0;
     for (uint64_t first = 0; first < nwords; first += piece) {
@@ -25,17 +23,13 @@ struct avx512_words {
     return count;
   }
 
-  static uint32_t count(const void *bv, uint64_t nwords) {
-    return has_vbmi ? vbmi_kernels::count_ones(bv, nwords) : single_words::count(bv, nwords);
-  }
+  static uint32_t count(const void *bv, uint64_t nwords) { return vbmi_kernels::count_ones(bv, nwords); }
 };
 
 // Lists the ones of a word at a time, except for the current word, a word without enough room, and the last word.
-struct avx512_ones {
+struct word_ones {
   template <class Unit, class Context>
   static uint32_t list_ones(Context &context, uint32_t *out, uint32_t max) {
-    if (!has_vbmi)
-      return byte_ones::list_ones<Unit>(context, out, max);
     Context local = context;
     auto &[next, nbits, base, offset, word] = local;
     const int64_t left = int64_t{nbits} - base - 64; // bits after the current word

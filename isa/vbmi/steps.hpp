@@ -1,8 +1,7 @@
-// The steps of the decoders.  They use VBMI if the processor has it.
+// The steps of the decoders.
 #pragma once
 
-#include "isa/avx2/unpack.hpp"
-#include "isa/avx512/processor.hpp"
+#include "isa/block_steps.hpp"
 #include "isa/vbmi/kernels.hpp"
 
 namespace vorn::inline VORN_LEVEL {
@@ -17,13 +16,12 @@ inline uint32_t last_one(const uint64_t *rows, uint32_t before) {
 }
 
 template <unsigned W, class Element>
-struct avx512_steps : lane_steps<W, Element> {
-  using without_vbmi = lane_steps<W, Element>;
+struct lane_steps : block_steps<W, Element> {
   using by_rows = code_steps<W, Element>;
 
   static void range(const code_stream &stream, uint64_t first, uint32_t n, void *elements) {
-    if (!has_vbmi || (W == 8 && sizeof(Element) == 1)) // bytes are copied
-      return without_vbmi::range(stream, first, n, elements);
+    if constexpr (W == 8 && sizeof(Element) == 1) // bytes are copied
+      return by_rows::range(stream, first, n, elements);
     auto *out = static_cast<Element *>(elements);
     const uint32_t head = by_rows::start_of_range(stream, first, n, out);
     const uint8_t *codes = stream.bytes + (first + head) / 8 * W;
@@ -32,8 +30,8 @@ struct avx512_steps : lane_steps<W, Element> {
 
   static uint32_t filter(const code_stream &stream, const uint64_t *rows, uint32_t first, uint32_t &room,
                          void *elements) {
-    if (!has_vbmi || room == 0)
-      return without_vbmi::filter(stream, rows, first, room, elements);
+    if (room == 0)
+      return by_rows::filter(stream, rows, first, room, elements);
     const auto nrows = static_cast<uint32_t>(stream.ncodes);
     const uint32_t before = room;
     const uint32_t next =
