@@ -28,19 +28,20 @@ uint32_t slots_of(uint32_t layout) {
   }
 }
 
-// Buckets are filled to 3/10 to 6/10, since their number is a power of two.  With 5.4 keys for 9 slots on average, one
-// bucket in 20 overflows; at 8/10 it would be one in 4, and most probes of 1024 rows would follow chains all the time.
+// The number of buckets is a power of two, so 3/10 to 6/10 of the slots are filled.  With 5.4 keys for 9 slots on
+// average, one bucket in 20 overflows.  At 8/10 one bucket in 4 would overflow, and most probes of 1,024 rows would
+// follow chains.
 uint32_t bits_of_buckets(uint64_t keys, uint32_t slots) { return bits_to_count(keys * 10 / (slots * 6) + 1); }
 
-// Row numbers take 4 bytes as long as they fit.  A tag of 2 bytes makes room for half as many slots again as one of 4.
-// By chance one key in 2^16 has the tag of another, so that with 5 keys in a bucket one row in 12,000 gets a candidate
-// more to compare, which is nothing beside a table of two thirds the size.  Tags of 4 bytes are for comparisons that
-// cost more than here, such as of keys on a disk.
+// Row numbers take 4 bytes if they fit.  With tags of 2 bytes a bucket has 1.5 times the slots of a bucket with tags of
+// 4 bytes, so the table has two thirds of the size.  One key in 2^16 has the tag of another key by chance.  With 5 keys
+// in a bucket, one row in 12,000 gets an additional candidate to compare.  Tags of 4 bytes are for expensive
+// comparisons, such as comparisons of keys on a disk.
 uint32_t layout_of(uint64_t keys) { return keys <= uint64_t{1} << 32 ? VORN_HT_K2V4 : VORN_HT_K2V8; }
 
-// A table that outgrows the second-level cache is built part by part.  A part takes half of the cache; the rest is for
-// the records that are inserted.  The areas of many parts are as many places that are written in turn: beyond 256 the
-// pages of the areas outnumber what the processor keeps of their addresses.
+// A table that is larger than the second-level cache is built in parts.  A part takes half of the cache.  The inserted
+// records take the rest.  Each part has an area that is written in turn with the other areas.  With more than 256
+// areas, the translation lookaside buffer would not hold their pages.
 uint32_t partition_bits_of(uint64_t table_bytes, uint64_t cache_bytes) {
   constexpr uint32_t most = 8;
   const uint64_t part = std::max<uint64_t>(cache_bytes / 2, 1);
@@ -49,9 +50,9 @@ uint32_t partition_bits_of(uint64_t table_bytes, uint64_t cache_bytes) {
 
 constexpr bool is_map(uint32_t bits) { return bits >= 6 && bits <= 32; }
 
-// The lower half of a hash value has the tag.  If the map asked it too, a row that passes by chance would find its tag
-// in the table as well.
-uint32_t asked_of(uint64_t hash) { return static_cast<uint32_t>(hash >> 32); }
+// The tag is in the lower half of a hash value.  The map uses the upper half.  Otherwise a row that passes the map by
+// chance would also find its tag in the table.
+uint32_t map_bits_of(uint64_t hash) { return static_cast<uint32_t>(hash >> 32); }
 
 } // namespace
 
@@ -75,19 +76,20 @@ uint32_t vornenc_size_table(vornenc_table_size *size, uint64_t keys, uint64_t ca
   size->bucket_bits = bits - std::min(bits, partition_bits);
   // One bucket in 16 more covers the usual overflow.
   size->first_overflow = ((uint64_t{1} << size->bucket_bits) / 16) + 1;
-  // The records of half a part are enough to find most buckets in the cache, brought there by earlier ones, and take
-  // half the memory of all.  Nanoseconds a key for 10,000,000 keys in 128 parts: 39 with areas for a fifth of a part,
-  // 33 with these, 29 with areas for all; 42 in one part.
+  // An area holds the records of half a part.  Then earlier records have brought most buckets into the cache, and the
+  // areas take half of the memory of all records.  Nanoseconds a key for 10,000,000 keys in 128 parts: 39 with areas
+  // for a fifth of a part, 33 with these, 29 with areas for all records; 42 with one part.
   size->area_records = (keys >> partition_bits) / 2 + 1;
   return VORNENC_DONE;
 }
 
-// Half as much again keeps the grants few and leaves a third unused at the worst.
+// Each grant adds half of the granted buckets.  So grants are few, and at most a third of the buckets stays unused.
 uint64_t vornenc_more_overflow(uint64_t granted) { return std::max<uint64_t>(granted / 2, 1); }
 
-// A key sets one bit, so the bits are all there is to choose: in a map of m bits for n keys a row without a match
-// passes with 1 - e^(-n/m).  10 to 20 bits a key let through 5 to 10 % of these rows, each for one useless look into
-// the table, and take a fifth of its memory.  Half as many rows would cost twice the map.
+// A key sets one bit, so only the size of the map can be chosen.  In a map of m bits for n keys, a row without a match
+// passes with the probability 1 - e^(-n/m).  With 10 to 20 bits a key, 5 to 10 % of these rows pass, and each costs one
+// useless look-up in the table.  The map takes a fifth of the memory of the table.  A map of twice the size would halve
+// the number of these rows.
 uint32_t vornenc_bloom_bits(uint64_t keys) {
   return keys >= most_keys ? 32 : std::clamp(bits_to_count(10 * keys), 6U, 32U);
 }
@@ -101,7 +103,7 @@ uint32_t vornenc_bloom_add(void *map, size_t map_bytes, const uint64_t *hashes, 
     return VORNENC_NO_ROOM;
   auto *bytes = static_cast<uint8_t *>(map);
   for (uint64_t i = 0; i < n; ++i) {
-    const auto bit = static_cast<uint32_t>(asked_of(hashes[i]) & largest(bits));
+    const auto bit = static_cast<uint32_t>(map_bits_of(hashes[i]) & largest(bits));
     bytes[bit / 8] = static_cast<uint8_t>(bytes[bit / 8] | 1U << bit % 8);
   }
   return VORNENC_DONE;
@@ -111,6 +113,6 @@ uint32_t vornenc_bloom_keys(uint32_t *keys, size_t keys_bytes, const uint64_t *h
   if (keys_bytes / sizeof *keys < n)
     return VORNENC_NO_ROOM;
   for (uint64_t i = 0; i < n; ++i)
-    keys[i] = __builtin_bswap32(asked_of(hashes[i]));
+    keys[i] = __builtin_bswap32(map_bits_of(hashes[i]));
   return VORNENC_DONE;
 }

@@ -7,7 +7,7 @@ namespace {
 
 using namespace vornenc;
 
-// The kinds of numbers: the type of an element, and how the stored bits follow from it and back.
+// The kinds of numbers: the type of an element, and the conversions between the element and its stored bits.
 struct floats {
   using number = float;
   using stored = uint32_t;
@@ -28,7 +28,7 @@ struct integers {
   static number of_key(stored key) { return static_cast<Signed>(key); }
 };
 
-// Calls with an object of the kind.  Returns false when there is no such kind.
+// Calls a function with an object of the kind.  Returns false when there is no such kind.
 template <class Take>
 bool with_kind(uint32_t num_type, uint32_t width, Take take) {
   if (num_type > VORN_NUM_DSB || width > 64)

@@ -33,7 +33,7 @@ constexpr uint64_t largest(uint32_t width) { return ~uint64_t{0} >> (64 - width)
 constexpr bool is_value_width(uint32_t width) { return width >= 8 && width <= 64 && width % 8 == 0; }
 constexpr bool is_class(uint32_t width) { return width == 16 || width == 32 || width == 64; }
 
-// Of a value: the bytes of its class, and the bits of its length code.
+// The bytes of the class of a value, and the bits of its length code.
 constexpr uint32_t class_bytes(uint32_t width) { return width <= 16 ? 2 : width <= 32 ? 4 : 8; }
 constexpr uint32_t length_code_bits(uint32_t width) { return class_bytes(width) / 2; }
 

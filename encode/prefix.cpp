@@ -16,7 +16,7 @@ public:
 
   uint32_t left() const { return static_cast<uint32_t>((end_ - next_) / value_bytes_); }
 
-  // Bits above the value are of no meaning.
+  // Bits above the value have no meaning.
   uint64_t next() {
     uint64_t number = 0;
     if (end_ - next_ >= 8)
@@ -33,7 +33,8 @@ private:
   uint32_t value_bytes_;
 };
 
-// Calls with the values from a group on, the number of its values, and the number of bytes that they all begin with.
+// Calls a function with the values from a group on, the number of its values, and the number of bytes that all of them
+// begin with.
 template <class Take>
 void for_groups(values_in_memory values, uint32_t value_bytes, Take take) {
   while (values.left() != 0) {
@@ -71,7 +72,7 @@ uint32_t vornenc_pack_prefix(void *out, size_t out_bytes, uint32_t *offsets, siz
   if (out_bytes < bytes || offsets_bytes < groups * sizeof(uint32_t))
     return VORNENC_NO_ROOM;
 
-  // Eight bytes are written each time.  What follows, or the slack, overwrites those that are too many.
+  // Eight bytes are written each time.  The next bytes overwrite the surplus, and the slack takes the last surplus.
   auto *const begin = static_cast<uint8_t *>(out);
   uint8_t *next = begin;
   for_groups({values, value_bytes, nrows}, value_bytes, [&](values_in_memory group, uint32_t count, uint32_t prefix) {

@@ -8,7 +8,8 @@ namespace {
 
 using namespace vornenc;
 
-// Calls with the code of each row and whether the row begins a run.  There is no branch for random codes to mispredict.
+// Calls a function with the code of each row, and with true if the row begins a run.  There is no branch that random
+// codes would mispredict.
 template <class Take>
 void for_rows(const uint32_t *codes, uint64_t n, uint32_t longest, Take take) {
   uint32_t last = 0;
@@ -22,7 +23,7 @@ void for_rows(const uint32_t *codes, uint64_t n, uint32_t longest, Take take) {
   }
 }
 
-// Calls with the code of each run and the number of its rows.
+// Calls a function with the code of each run and the number of its rows.
 template <class Take>
 void for_runs(const uint32_t *codes, const uint64_t *counts, uint64_t n, Take take) {
   for (uint64_t i = 0; i < n;) {
@@ -60,7 +61,7 @@ void split(uint32_t *run_codes, uint8_t *lens, const uint32_t *codes, const uint
     });
     return;
   }
-  // Each row writes what is known of its run.  The first row begins run 0.
+  // Each row writes the present code and length of its run.  The first row begins run 0.
   auto run = ~size_t{0};
   for_rows(codes, n, longest, [&](uint32_t code, bool begins, uint32_t length) {
     run += begins;

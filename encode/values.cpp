@@ -5,7 +5,7 @@ namespace {
 
 using namespace vornenc;
 
-// The bytes that are stored of a value: those that the caller wants, or all up to the last one that is not zero.
+// The number of stored bytes of a value: the number that the caller wants, or all bytes up to the last nonzero byte.
 uint32_t stored_bytes(const uint64_t *values, const uint8_t *lengths, uint32_t row, uint32_t width) {
   if (lengths != nullptr)
     return lengths[row];
@@ -20,7 +20,7 @@ bool are_lengths(const uint8_t *lengths, uint32_t nrows, uint32_t most) {
   return fit;
 }
 
-// A length code is the number of bytes less 1.
+// A length code is the number of bytes minus 1.
 template <class Bytes>
 void put_length_codes(void *lens, uint32_t nrows, uint32_t width, Bytes bytes) {
   const uint32_t bits = length_code_bits(width);
@@ -55,7 +55,8 @@ uint32_t vornenc_pack_fixed(void *out, size_t out_bytes, const uint64_t *values,
     bits_of_all |= values[row];
   if (bits_of_all > largest(width))
     return VORNENC_TOO_WIDE;
-  // Eight bytes are written for each value.  The next value, or the slack, overwrites those that are too many.
+  // Eight bytes are written for each value.  The next value overwrites the surplus, and the slack takes the last
+  // surplus.
   auto *next = static_cast<uint8_t *>(out);
   for (uint32_t row = 0; row < nrows; ++row) {
     put_64(next, values[row] << (64 - width));
@@ -109,7 +110,7 @@ uint32_t vornenc_pack_dynp(void *out, size_t out_bytes, void *lens, size_t lens_
   if (out_bytes < bytes || lens_bytes < vornenc_lens_bytes(nrows, width))
     return VORNENC_NO_ROOM;
 
-  // As in vornenc_pack_fixed, the bytes that are too many are overwritten.
+  // As in vornenc_pack_fixed, surplus bytes are overwritten.
   auto *next = static_cast<uint8_t *>(out);
   put_length_codes(lens, nrows, width, [&](uint32_t row) {
     put_64(next, values[row] << (64 - width));

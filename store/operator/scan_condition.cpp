@@ -22,7 +22,7 @@ using coverage = ordinal_ranges::coverage;
 
 // The ordinals for which a condition is true, and the ordinals for which it is false.  For all other ordinals it is
 // NULL.
-struct answer {
+struct truth_ranges {
   ordinal_ranges when_true;
   ordinal_ranges when_false;
 };
@@ -78,12 +78,12 @@ ordinal_ranges below(const column::place &found, bool or_equal, const column &on
   return found.first > on.first_ordinal() ? ordinal_ranges(on.first_ordinal(), found.first - 1) : ordinal_ranges();
 }
 
-std::optional<answer> compared(operation comparison, const expression &constant, const column &on) {
+std::optional<truth_ranges> compared(operation comparison, const expression &constant, const column &on) {
   const bool takes_null = comparison == operation::distinct_from || comparison == operation::not_distinct_from;
   if (std::holds_alternative<std::monostate>(constant.value)) {
     if (!takes_null)
-      return answer{};
-    answer out{all_values(on), null_code(on)};
+      return truth_ranges{};
+    truth_ranges out{all_values(on), null_code(on)};
     if (comparison == operation::not_distinct_from)
       std::swap(out.when_true, out.when_false);
     return out;
@@ -92,7 +92,7 @@ std::optional<answer> compared(operation comparison, const expression &constant,
   if (!order)
     return std::nullopt;
   const column::place found = on.find(*order);
-  answer out;
+  truth_ranges out;
   switch (comparison) {
   case operation::less:
   case operation::greater_equal:
@@ -189,15 +189,15 @@ private:
     const column &on = of_.at(columns_[*index]);
     if (on.form == encoding::prefix)
       return std::nullopt;
-    std::optional<answer> found = simple_answer(e, on);
+    std::optional<truth_ranges> found = simple_truth(e, on);
     if (!found && on.is_dictionary())
-      found = answer_by_codes(e, *index, on);
+      found = truth_by_codes(e, *index, on);
     if (!found)
       return std::nullopt;
     return scan_of(on, wanted ? std::move(found->when_true) : std::move(found->when_false));
   }
 
-  static std::optional<answer> simple_answer(const expression &e, const column &on) {
+  static std::optional<truth_ranges> simple_truth(const expression &e, const column &on) {
     const auto is_column = [](const expression &c) { return c.what == operation::column; };
     const auto is_constant = [](const expression &c) { return c.what == operation::constant; };
     if (is_column(e)) { // a boolean
@@ -207,7 +207,7 @@ private:
       return compared(operation::equal, yes, on);
     }
     if ((e.what == operation::is_null || e.what == operation::is_not_null) && is_column(e.children.front())) {
-      answer out{null_code(on), all_values(on)};
+      truth_ranges out{null_code(on), all_values(on)};
       if (e.what == operation::is_not_null)
         std::swap(out.when_true, out.when_false);
       return out;
@@ -224,17 +224,17 @@ private:
     return std::nullopt;
   }
 
-  static std::optional<answer> listed(const expression &e, const column &on) {
+  static std::optional<truth_ranges> listed(const expression &e, const column &on) {
     std::vector<ordinal_range> members;
     bool lists_null = false;
     for (const expression &constant : std::span(e.children).subspan(1)) {
       lists_null = lists_null || std::holds_alternative<std::monostate>(constant.value);
-      const std::optional<answer> one = compared(operation::equal, constant, on);
+      const std::optional<truth_ranges> one = compared(operation::equal, constant, on);
       if (!one)
         return std::nullopt;
       members.insert(members.end(), one->when_true.ranges().begin(), one->when_true.ranges().end());
     }
-    answer out;
+    truth_ranges out;
     out.when_true = ordinal_ranges::united(std::move(members));
     if (!lists_null) // a value that is not in the list may equal its NULL
       out.when_false = other_values(out.when_true, on);
@@ -243,7 +243,7 @@ private:
     return out;
   }
 
-  std::optional<answer> answer_by_codes(const expression &e, size_t index, const column &on) {
+  std::optional<truth_ranges> truth_by_codes(const expression &e, size_t index, const column &on) {
     const std::shared_ptr<const coded_values> entries = of_.values_of(columns_[index]);
     if (static_cast<double>(entries->codes()) > most_codes_ || e.is_volatile)
       return std::nullopt;
@@ -264,11 +264,11 @@ private:
     }
   }
 
-  static answer evaluated(const bound_expression &bound, size_t index, const layout &plain,
-                          const coded_values &entries) {
+  static truth_ranges evaluated(const bound_expression &bound, size_t index, const layout &plain,
+                                const coded_values &entries) {
     const std::unique_ptr<evaluator> evaluation = bound.begin();
     arena memory;
-    answer out;
+    truth_ranges out;
     for (uint64_t first = 0; first < entries.codes(); first += chunk_rows) {
       const auto rows = static_cast<uint32_t>(std::min<uint64_t>(chunk_rows, entries.codes() - first));
       chunk values(memory, rows);
