@@ -58,6 +58,8 @@ private:
 // The data that the streams of a scan share.
 struct scan_parts {
   std::shared_ptr<table> of;
+  size_t first = 0; // row group
+  size_t end = 0;   // the row group after the last
   std::vector<stored_column> columns;
   std::optional<scan_condition> selected;                       // with the filters of keys of columns with codes
   std::vector<std::unique_ptr<key_test>> keys;                  // the most selective one first
@@ -74,17 +76,18 @@ public:
 private:
   void produce(size_t morsel, const chunk_taker &take) override {
     const arena::mark begun = memory_.position();
-    columns_.go_to(morsel);
+    const size_t row_group = of_.first + morsel;
+    columns_.go_to(row_group);
     const auto rows =
-        static_cast<uint32_t>(std::min<uint64_t>(row_group_rows, of_.of->rows() - morsel * row_group_rows));
-    const bool is_skipped = !may_select(morsel);
+        static_cast<uint32_t>(std::min<uint64_t>(row_group_rows, of_.of->rows() - row_group * row_group_rows));
+    const bool is_skipped = !may_select(row_group);
     if (counted_ != nullptr)
       ++(is_skipped ? counted_->skipped : counted_->row_groups);
     if (is_skipped)
       return;
     scan_condition::selected chosen{nullptr, rows};
     if (of_.selected)
-      chosen = of_.selected->select(library_, morsel, chosen, memory_);
+      chosen = of_.selected->select(library_, row_group, chosen, memory_);
     for (const std::unique_ptr<key_test> &test : of_.keys)
       if (chosen.count != 0 && test->pays())
         chosen = passing(*test, chosen, rows);
@@ -178,10 +181,12 @@ private:
 
 class scan final : public relation {
 public:
-  scan(std::shared_ptr<table> of, std::span<const size_t> columns, const column_mask &needed,
+  scan(table_part of, std::span<const size_t> columns, const column_mask &needed,
        std::span<const logical::expression> all_of, scalar_functions &functions)
       : relation("scan") {
-    parts_.of = std::move(of);
+    parts_.of = std::move(of.of);
+    parts_.end = std::min<uint64_t>(of.end, (parts_.of->rows() + row_group_rows - 1) / row_group_rows);
+    parts_.first = std::min(of.first, parts_.end);
     parts_.columns.resize(columns.size());
     std::vector<const logical::expression *> others;
     read_conditions(columns, all_of, functions, others);
@@ -198,9 +203,7 @@ public:
   }
 
   double estimated_rows() const override { return estimated_rows_; }
-  size_t morsels() const override {
-    return static_cast<size_t>((parts_.of->rows() + row_group_rows - 1) / row_group_rows);
-  }
+  size_t morsels() const override { return parts_.end - parts_.first; }
   std::string description() const override {
     std::string out = parts_.of->name();
     std::string_view word = " where ";
@@ -218,6 +221,10 @@ public:
   }
 
 private:
+  uint64_t rows() const {
+    return std::min<uint64_t>(parts_.of->rows(), parts_.end * row_group_rows) - parts_.first * row_group_rows;
+  }
+
   static constexpr double selectivity_of_other = 0.25; // of a condition about which nothing is known
 
   // Comparisons with constants come first.  They estimate how many rows are left for the other conditions, and so
@@ -232,7 +239,7 @@ private:
       return made.has_value();
     };
     const auto combine = [&] {
-      estimated_rows_ = static_cast<double>(parts_.of->rows());
+      estimated_rows_ = static_cast<double>(rows());
       if (selected.empty())
         return;
       selected_ = scan_condition::all_of(selected);
@@ -287,7 +294,7 @@ private:
     std::stable_sort(parts_.keys.begin(), parts_.keys.end(), [&](const auto &a, const auto &b) {
       const auto share = [&](const key_test &test) {
         return static_cast<double>(test.keys().size()) /
-               static_cast<double>(columns_[test.column()].distinct.value_or(parts_.of->rows()));
+               static_cast<double>(columns_[test.column()].distinct.value_or(rows()));
       };
       return share(*a) < share(*b);
     });
@@ -307,7 +314,7 @@ private:
 
 } // namespace
 
-relation_ptr make_scan(std::shared_ptr<table> of, std::span<const size_t> columns, const column_mask &needed,
+relation_ptr make_scan(table_part of, std::span<const size_t> columns, const column_mask &needed,
                        std::span<const logical::expression> all_of, scalar_functions &functions) {
   return std::make_unique<scan>(std::move(of), columns, needed, all_of, functions);
 }

@@ -1,16 +1,14 @@
-// The builders of vectors, encoding contexts, type codes and cumulative length arrays.
-#include <gtest/gtest.h>
-
+// The builders of vectors, encoding contexts, type codes and cumulative length arrays.  golden/builders.txt has the
+// fields that each builder of an encoding context sets.
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <cstring>
-#include <sstream>
-#include <string>
 #include <tuple>
-#include <vector>
 
 #include "frame/vorn.h"
 #include "tests/support/bytes.hpp"
+#include "tests/support/golden.hpp"
 #include "tests/support/guarded.hpp"
 
 namespace {
@@ -86,92 +84,87 @@ void encode(context *enc, uint32_t flags) {
   vorn_build_encoding_type(enc);
 }
 
-const std::pair<void (*)(context *enc), const char *> builders[] = {
-    {[](context *enc) {
-       vorn_build_encoding_type_dict(enc, 12, somewhere(1), somewhere(2), somewhere(3), 4000, 1, 0x48);
-     },
-     "cleared type=ad dict_syms=1 dict_lens=2 dict_cla=3 dict_nsyms=fa0 dict_layout=1 flags=148 width=c width_code=b"},
-    // The width stays as it is, although the 32-bit kernels serve it.
-    {[](context *enc) { vorn_build_encoding_type_fixed(enc, 24, 0x8); },
-     "cleared type=d4 flags=808 width=18 width_code=15 unit=8"},
-    {[](context *enc) { vorn_build_encoding_type_dynp(enc, 32, 1, 2, 0x8); },
-     "cleared type=d6 flags=408 width=20 width_code=15"},
-    {vorn_build_encoding_type_lp_sep, "cleared flags=4000"},
-    {vorn_build_encoding_type_lp, "cleared flags=8000"},
-    {vorn_build_encoding_type_lv_sep, "cleared flags=1000"},
-    {vorn_build_encoding_type_lv, "cleared flags=2000"},
-    {vorn_build_encoding_type_gd, "cleared flags=400000"},
-    {vorn_build_encoding_type_hashrid, "cleared flags=20000"},
-    {vorn_build_encoding_type_hashgdrid, "cleared flags=800000"},
-    {vorn_build_encoding_type_ridvalue, "cleared flags=40000"},
-    {vorn_build_encoding_type_hash_values, "cleared flags=80"},
-    {vorn_build_encoding_type_autorid, "cleared flags=80000"},
-    {[](context *enc) { vorn_build_encoding_type_dlp(enc, 0xab, somewhere<void *>(1)); },
-     "cleared dlp_shift=ab dlp_table=1 flags=100000"},
-    {[](context *enc) { vorn_build_encoding_type_row(enc, 0xabcd, 0x123456789a); },
-     "cleared flags=200000 row_a=abcd row_b=123456789a"},
-    {[](context *enc) { vorn_add_encoding_type_bloom(enc, 2, 0xfffff, 12, 0xfff); },
-     "kept bloom_ind=2 bloom_mask=fffff ind_shift=c ind_mask=fff"},
-    {[](context *enc) { vorn_add_encoding_type_xlate(enc, 2, 2, 1, 9, 0x1ff); },
-     "kept type=8d xlate_type=2 ind_shift=9 ind_mask=1ff"},
-    {[](context *enc) { vorn_add_encoding_type_imca(enc, 1); }, "kept type=8b"},
+#define BUILD(...)                                                                                                     \
+  {                                                                                                                    \
+    #__VA_ARGS__, [](context * enc) { __VA_ARGS__; }                                                                   \
+  }
+const std::pair<const char *, void (*)(context *enc)> builders[] = {
+    BUILD(vorn_build_encoding_type_dict(enc, 12, somewhere(1), somewhere(2), somewhere(3), 4000, 1, 0x48)),
+    BUILD(vorn_build_encoding_type_dynp(enc, 32, 1, 2, 0x8)),
+    BUILD(vorn_build_encoding_type_lp_sep(enc)),
+    BUILD(vorn_build_encoding_type_lp(enc)),
+    BUILD(vorn_build_encoding_type_lv_sep(enc)),
+    BUILD(vorn_build_encoding_type_lv(enc)),
+    BUILD(vorn_build_encoding_type_gd(enc)),
+    BUILD(vorn_build_encoding_type_hashrid(enc)),
+    BUILD(vorn_build_encoding_type_hashgdrid(enc)),
+    BUILD(vorn_build_encoding_type_ridvalue(enc)),
+    BUILD(vorn_build_encoding_type_hash_values(enc)),
+    BUILD(vorn_build_encoding_type_autorid(enc)),
+    BUILD(vorn_build_encoding_type_dlp(enc, 0xab, somewhere<void *>(1))),
+    BUILD(vorn_build_encoding_type_row(enc, 0xabcd, 0x123456789a)),
+    BUILD(vorn_add_encoding_type_bloom(enc, 2, 0xfffff, 12, 0xfff)),
+    BUILD(vorn_add_encoding_type_xlate(enc, 2, 2, 1, 9, 0x1ff)),
+    BUILD(vorn_add_encoding_type_imca(enc, 1)),
     // Bit 7 of a type code is the flag of the encoding.
-    {[](context *enc) { dict(enc, 12, 0x8); }, "cleared type=2d flags=108 width=c width_code=b"},
-    {[](context *enc) { dict(enc, 12, 0x40); }, "cleared type=ad flags=140 width=c width_code=b"},
-    {[](context *enc) { dict(enc, 1, 0); }, "cleared type=1 flags=100 width=1"},
-    {[](context *enc) { dict(enc, 64, 0x40); }, "cleared type=d9 flags=140 width=40 width_code=16"},
-    {[](context *enc) { vorn_build_encoding_type_fixed(enc, 32, 0x40); },
-     "cleared type=54 flags=840 width=20 width_code=15 unit=8"},
-    {[](context *enc) { vorn_build_encoding_type_dynp(enc, 32, 0, 0, 0x40); },
-     "cleared type=56 flags=440 width=20 width_code=15"},
-    {[](context *enc) { vorn_build_encoding_type_dynp(enc, 32, 0, 0, 0x48); },
-     "cleared type=d6 flags=448 width=20 width_code=15"},
-    {[](context *enc) { vorn_build_encoding_type_dynp(enc, 16, 0, 0, 0); },
-     "cleared type=3e flags=400 width=10 width_code=f"},
+    BUILD(dict(enc, 12, 0x8)),
+    BUILD(dict(enc, 12, 0x40)),
+    BUILD(dict(enc, 1, 0)),
+    BUILD(dict(enc, 64, 0x40)),
+    BUILD(vorn_build_encoding_type_fixed(enc, 32, 0x40)),
+    BUILD(vorn_build_encoding_type_fixed(enc, 24, 0x8)),
+    BUILD(vorn_build_encoding_type_dynp(enc, 32, 0, 0, 0x40)),
+    BUILD(vorn_build_encoding_type_dynp(enc, 32, 0, 0, 0x48)),
+    BUILD(vorn_build_encoding_type_dynp(enc, 16, 0, 0, 0)),
     // The minor type selects the burst kernel.  Without runs the width of their lengths does not matter.
-    {[](context *enc) {
-       enc->vorn_enc_ctx_flags = 0x40,
-       vorn_add_encoding_type_rle(enc, somewhere(2), somewhere(3), 16, 70000, somewhere<uint64_t>(4));
-     },
-     "kept minor_type=3f rle_lens=2 rle_width=10 rle_nruns=11170 rle_cla=3 burst_res_bv=4 flags=240"},
-    {[](context *enc) { rle(enc, 8, false); },
-     "kept minor_type=1b rle_lens=0 rle_width=8 rle_nruns=1 rle_cla=0 burst_res_bv=0 flags=200"},
-    {[](context *enc) { rle(enc, 8, true); },
-     "kept minor_type=1f rle_lens=0 rle_width=8 rle_nruns=1 rle_cla=40 burst_res_bv=0 flags=200"},
-    {[](context *enc) { rle(enc, 16, false); },
-     "kept minor_type=3b rle_lens=0 rle_width=10 rle_nruns=1 rle_cla=0 burst_res_bv=0 flags=200"},
-    {[](context *enc) { enc->vorn_enc_ctx_flags = 0x1fffdff, vorn_build_minor_encoding_type(enc); },
-     "kept minor_type=0 flags=1fffdff"},
-    // A dictionary goes before dynamic packing, and fixed values are the rest.
-    {[](context *enc) { encode(enc, 0x100); }, "kept type=4d flags=100 width_code=13"},
-    {[](context *enc) { encode(enc, 0x400); }, "kept type=4e flags=400 width_code=13"},
-    {[](context *enc) { encode(enc, 0x800); }, "kept type=4c flags=800 width_code=13"},
-    {[](context *enc) { encode(enc, 0); }, "kept type=4c flags=0 width_code=13"},
-    {[](context *enc) { encode(enc, 0x508); }, "kept type=4d flags=508 width_code=13"},
-    {[](context *enc) { encode(enc, 0x540); }, "kept type=cd flags=540 width_code=13"},
-    {[](context *enc) { encode(enc, 0xc08); }, "kept type=ce flags=c08 width_code=13"},
-    {[](context *enc) { encode(enc, 0x940); }, "kept type=cd flags=940 width_code=13"},
-    {[](context *enc) { encode(enc, 0x8); }, "kept type=cc flags=8 width_code=13"},
-    {[](context *enc) { encode(enc, 0x40); }, "kept type=4c flags=40 width_code=13"},
-    {[](context *enc) { encode(enc, 0x1ffffb7); }, "kept type=4d flags=1ffffb7 width_code=13"},
+    BUILD(enc->vorn_enc_ctx_flags = 0x40,
+          vorn_add_encoding_type_rle(enc, somewhere(2), somewhere(3), 16, 70000, somewhere<uint64_t>(4))),
+    BUILD(rle(enc, 8, false)),
+    BUILD(rle(enc, 8, true)),
+    BUILD(rle(enc, 16, false)),
+    BUILD(enc->vorn_enc_ctx_flags = 0x1fffdff, vorn_build_minor_encoding_type(enc)),
 };
 
 } // namespace
 
 TEST(build_encoding, sets_its_fields_and_clears_or_keeps_the_others) {
-  for (const auto &[build, expected] : builders) {
+  vorn_test::lines found;
+  const auto add = [&](const std::string &name, auto build) {
     auto enc = full_of_ones<context>();
     build(&enc);
-    EXPECT_EQ(text_of(enc, context_fields), expected);
-  }
-  for (uint32_t width = 1; width <= 64; ++width) { // fixed widths fall into classes
-    auto enc = full_of_ones<context>();
-    vorn_build_encoding_type_fixed(&enc, width, 0);
-    const uint32_t code = width <= 16 ? width - 1 : width <= 32 ? 21 : 22;
-    EXPECT_EQ(enc.vorn_enc_ctx_width_code, code) << width;
-    EXPECT_EQ(enc.vorn_enc_ctx_type, code * 4) << width;
-    EXPECT_EQ(enc.vorn_enc_ctx_width, width);
-  }
+    found.push_back(name + ": " + text_of(enc, context_fields));
+  };
+  for (const auto &[name, build] : builders)
+    add(name, build);
+  // A dictionary goes before dynamic packing, and fixed values are the rest.
+  for (const uint32_t flags : {0x100, 0x400, 0x800, 0x0, 0x508, 0x540, 0xc08, 0x940, 0x8, 0x40, 0x1ffffb7})
+    add("flags " + std::to_string(flags), [&](context *enc) { encode(enc, flags); });
+  // The type of an encoding context after a call.
+  const auto type_after = [](auto build) {
+    vorn_enc_ctx enc = {};
+    build(&enc);
+    return enc.vorn_enc_ctx_type;
+  };
+  using vorn_test::numbers_to, vorn_test::table_of;
+  found.push_back(table_of("type of fixed widths", numbers_to(64), [&](uint32_t width) {
+    return width == 0 ? 0 : type_after([&](context *enc) { vorn_build_encoding_type_fixed(enc, width, 0); });
+  }));
+  const int32_t bytes[] = {-1, -4, 1, 2, 4};
+  found.push_back(table_of("code of translated bytes", bytes, vorn_xlate_convert_width));
+  found.push_back(table_of("type of group keys of bytes", bytes, [&](int32_t width) {
+    return type_after([&](context *enc) { vorn_add_encoding_type_imca(enc, width); });
+  }));
+  for (const uint8_t kind : {uint8_t{1}, uint8_t{2}, uint8_t{3}})
+    for (const uint32_t c2d : {0U, 1U, 256U}) // nonzero in any byte
+      found.push_back(table_of("type of translations, kind " + std::to_string(kind) + ", c2d " + std::to_string(c2d),
+                               bytes, [&](int32_t width) {
+                                 return type_after(
+                                     [&](context *enc) { vorn_add_encoding_type_xlate(enc, kind, width, c2d, 0, 0); });
+                               }));
+  const uint32_t widths[] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20, 24, 32, 64};
+  found.push_back(table_of("width codes", widths, vorn_convert_width));
+  found.push_back(table_of("xlate kinds", std::array{1U, 2U, 3U}, vorn_xlate_convert_type));
+  vorn_test::expect_golden(VORN_GOLDEN "/builders.txt", found);
 }
 
 TEST(build_vector, stores_its_arguments_and_keeps_the_rest) {
@@ -220,37 +213,6 @@ TEST(build_record, clears_it_and_stores_its_arguments) {
   EXPECT_EQ(vorn_test::bytes_of(ht), vorn_test::bytes_of(table));
   EXPECT_EQ(vorn_test::bytes_of(pb), vorn_test::bytes_of(areas));
   EXPECT_EQ(vorn_test::bytes_of(tt), vorn_test::bytes_of(store));
-}
-
-TEST(width_code, every_width_has_its_code_and_name) {
-  uint32_t code = 0;
-  for (const uint32_t width :
-       {1U, 2U, 3U, 4U, 5U, 6U, 7U, 8U, 9U, 10U, 11U, 12U, 13U, 14U, 15U, 16U, 17U, 18U, 19U, 20U, 24U, 32U, 64U}) {
-    EXPECT_EQ(vorn_convert_width(width), code);
-    EXPECT_STREQ(vorn_datawidth_name(code), std::to_string(width).c_str());
-    ++code;
-  }
-  EXPECT_EQ(vorn_datawidth_name(23), nullptr);
-  EXPECT_EQ(vorn_datawidth_name(31), nullptr);
-  EXPECT_EQ(vorn_datawidth_name(UINT32_MAX), nullptr);
-}
-
-TEST(xlate_code, every_kind_and_width) {
-  const std::pair<int32_t, uint32_t> widths[] = {{-1, 0}, {-4, 1}, {1, 2}, {2, 3}, {4, 4}};
-  for (const auto &[width, code] : widths) {
-    EXPECT_EQ(vorn_xlate_convert_width(width), code);
-    vorn_enc_ctx enc = {};
-    vorn_add_encoding_type_imca(&enc, width);
-    EXPECT_EQ(enc.vorn_enc_ctx_type, 0x83 + 4 * code);
-    for (const uint8_t kind : {uint8_t{1}, uint8_t{2}, uint8_t{3}})
-      for (const uint32_t c2d : {0U, 1U, 256U}) { // nonzero in any byte
-        vorn_add_encoding_type_xlate(&enc, kind, width, c2d, 0, 0);
-        EXPECT_EQ(enc.vorn_enc_ctx_type, kind - 1U + 4 * code + (c2d != 0 ? 0x80 : 0));
-      }
-  }
-  EXPECT_EQ(vorn_xlate_convert_type(1), 0);
-  EXPECT_EQ(vorn_xlate_convert_type(2), 1);
-  EXPECT_EQ(vorn_xlate_convert_type(3), 2);
 }
 
 // Of lengths that end at unreadable memory, or begin at an odd address; there is no room for more than the sums.

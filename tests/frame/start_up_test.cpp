@@ -1,19 +1,18 @@
 // Start-up: which library is chosen, how it is loaded and checked, the hooks of the record, queries.  The test brings
 // the services that ask for capabilities and open libraries; the library that they open is a record that the test
-// fills.
-#include <gtest/gtest.h>
-
-#include <algorithm>
+// fills.  golden/start_up.txt has what happens.
 #include <array>
 #include <cstddef>
 #include <cstring>
+#include <span>
 
 #include "tests/support/bytes.hpp"
+#include "tests/support/golden.hpp"
 #include "tests/support/implementation.hpp"
 
 namespace {
 
-using lines = std::vector<std::string>;
+using vorn_test::lines;
 using pad_words = std::array<uint64_t, 10>;
 constexpr size_t first_pad_word = offsetof(vorn_global_ctx_t, VORN_MAX_ALIGN);
 constexpr uint32_t capabilities[] = {269, 267, 259, 258};
@@ -40,6 +39,10 @@ struct start_up {
     answers[capability] = present;
     ctx.vorn_ctx_init_flags = 1;
     record.vorn_global_ctx_lib_name = library;
+  }
+  void answer(uint32_t result, std::array<uint32_t, 3> words) {
+    ctx.vorn_ctx_init_flags = 1;
+    answers[267] = {result, words};
   }
   void name_library() {
     ctx.vorn_ctx_init_flags = 0xffffffff;
@@ -124,114 +127,68 @@ std::string start_up::events() {
   return text;
 }
 
+// A change of a process, and its text.
 struct scenario {
+  const char *name;
   void (*set)(start_up &process);
-  std::string events;
 };
-
-const std::string all_queried = "269, 267, 259, 258", symbol = "vorn_global_specialized_ctx";
+#define WITH(...)                                                                                                      \
+  {                                                                                                                    \
+    #__VA_ARGS__, []([[maybe_unused]] start_up & p) { __VA_ARGS__; }                                                   \
+  }
 
 // Starts up.
 const scenario start_ups[] = {
     // Without the flag for a specialised library nothing is looked up; maximum pads and the report belong to the load.
-    {[](start_up &p) {
-       p.offer(269, "svxlother");
-       p.name_library();
-       p.ctx.vorn_ctx_init_flags = 0xfffffffe;
-       p.ctx.vorn_ctx_flags = 0x88;
-     },
-     "init 0 ctx, generic"},
+    WITH(p.offer(269, "svxlother"), p.name_library(), p.ctx.vorn_ctx_init_flags = 0xfffffffe,
+         p.ctx.vorn_ctx_flags = 0x88),
     // The first present capability chooses.  A name replaces the choice, but the capabilities are queried all the same.
-    {[](start_up &p) { p.offer(269, "svxlavx51219"); }, "269, svxlavx51219, " + symbol + ", init 1 ctx, loaded"},
-    {[](start_up &p) { p.offer(267, "svxlavx219"); }, "269, 267, svxlavx219, " + symbol + ", init 1 ctx, loaded"},
-    {[](start_up &p) { p.offer(259, "svxlavx19"); }, "269, 267, 259, svxlavx19, " + symbol + ", init 1 ctx, loaded"},
-    {[](start_up &p) { p.offer(258, "svxlsse4219"); },
-     all_queried + ", svxlsse4219, " + symbol + ", init 1 ctx, loaded"},
-    {[](start_up &p) { p.ctx.vorn_ctx_init_flags = 1; }, all_queried + ", init 0 ctx, generic"},
-    {[](start_up &p) {
-       p.offer(267, "svxlother");
-       p.name_library();
-     },
-     "269, 267, svxlother, " + symbol + ", init 1 ctx, loaded"},
-    {[](start_up &p) { p.name_library(); }, all_queried + ", svxlother, " + symbol + ", init 1 ctx, loaded"},
+    WITH(p.offer(269, "svxlavx51219")),
+    WITH(p.offer(267, "svxlavx219")),
+    WITH(p.offer(259, "svxlavx19")),
+    WITH(p.offer(258, "svxlsse4219")),
+    WITH(p.ctx.vorn_ctx_init_flags = 1),
+    WITH(p.offer(267, "svxlother"), p.name_library()),
+    WITH(p.name_library()),
     // The trace level goes to the hook of the implementation in force.
-    {[](start_up &p) { p.ctx.vorn_ctx_trace_level = 0x80000005; }, "init 0 ctx, level 0 2147483653 null null, generic"},
-    {[](start_up &p) {
-       p.name_library();
-       p.ctx.vorn_ctx_trace_level = 5;
-     },
-     all_queried + ", svxlother, " + symbol + ", init 1 ctx, level 1 5 null null, loaded"},
+    WITH(p.ctx.vorn_ctx_trace_level = 0x80000005),
+    WITH(p.name_library(), p.ctx.vorn_ctx_trace_level = 5),
     // Without a library to load nothing changes and no other library is tried, but the hook of start-up runs.
-    {[](start_up &p) {
-       p.name_library();
-       p.open_result = 0;
-     },
-     all_queried +
-         R"(, svxlother, init 0 ctx, host_raise_internal_error "vorn_load_global_ctx: library load failed" "svxlother", unchanged)"},
-    {[](start_up &p) {
-       p.name_library();
-       p.opens = false;
-       p.ctx.vorn_ctx_flags = 0x88;
-     },
-     all_queried +
-         R"(, svxlother, init 0 ctx, host_raise_internal_error "vorn_load_global_ctx: library load failed" "svxlother", unchanged)"},
-    {[](start_up &p) {
-       p.name_library();
-       p.has_symbol = false;
-       p.ctx.vorn_ctx_flags = 0x88;
-     },
-     all_queried + ", svxlother, " + symbol +
-         R"(, init 0 ctx, host_raise_internal_error "vorn_load_global_ctx: Cannot load vorn_global_ctx", unchanged)"}};
-
-const std::string opened = "svxlother, " + symbol + ", ";
-const auto report = [](const std::string &text) { return opened + "host_raise_internal_error " + text; };
+    WITH(p.name_library(), p.open_result = 0),
+    WITH(p.name_library(), p.opens = false, p.ctx.vorn_ctx_flags = 0x88),
+    WITH(p.name_library(), p.has_symbol = false, p.ctx.vorn_ctx_flags = 0x88),
+    // A capability is present when the result and two words say so.
+    WITH(p.answer(1, {0, 1, 1})),
+    WITH(p.answer(0, {1, 1, 1})),
+    WITH(p.answer(0, {0, 1, 0})),
+    WITH(p.answer(0, {0, 1, 2})),
+    WITH(p.answer(0, {0x100, 0, 1})),
+    WITH(p.answer(0x100, {0, 0, 1})),
+};
 
 // Loads "svxlother".  The faults come in the order of the checks.
 const scenario loads[] = {
-    {[](start_up &) {}, opened + "loaded"},
-    {[](start_up &p) { p.record.vorn_global_ctx_version = "19.1-10"; },
-     report(R"("Unexpected VXL library version" "19.1-10" "19.1-1", loaded)")},
-    {[](start_up &p) { p.record.vorn_global_ctx_magic = 0x1b9018218; }, // reported by its low half
-     report(R"("VXL Library on-load check failed" -1191083496 -1191083496, loaded)")},
-    {[](start_up &p) { p.record.vorn_global_ctx_magic = 0xb9018219; },
-     report(R"("VXL Library on-load check failed" -1191083495 -1191083496, loaded)")},
-    {[](start_up &p) { p.record.vorn_global_ctx_lib_name = "svxlothe"; },
-     opened + R"(host_soft_internal_error "Wrong library name in loaded VXL" "svxlother" "svxlothe", loaded)"},
-    {[](start_up &p) { p.record.vorn_global_ctx_status = 4; },
-     report(R"("Loaded VXL context status is not SPECIALIZED", loaded)")},
-    {[](start_up &p) { p.record.vorn_global_ctx_status = 2; },
-     report(R"("Loaded VXL context status is not SPECIALIZED", loaded)")},
-    {[](start_up &p) { p.record.VORN_MAX_ALIGN = 3; },
-     report(R"("vorn_load_global_ctx: VORN_MAX_ALIGN is not power of 2", loaded)")},
-    {[](start_up &p) { p.record.VORN_DATASTREAM_ALIGN = 6; },
-     report(R"("vorn_load_global_ctx: VORN_DATASTREAM_ALIGN is not power of 2", loaded)")},
-    {[](start_up &p) { p.record.VORN_BITWVEC_ALIGN = 12; },
-     report(R"("vorn_load_global_ctx: VORN_BITWVEC_ALIGN is not power of 2", loaded)")},
-    {[](start_up &p) { p.record.VORN_OUTPUT_BITWVEC_ALIGN = 0x100000001; },
-     report(R"("vorn_load_global_ctx: VORN_OUTPUT_BITWVEC_ALIGN is not power of 2", loaded)")},
-    {[](start_up &p) { p.record.VORN_JOIN_BITWVEC_ALIGN = UINT64_MAX; },
-     report(R"("vorn_load_global_ctx: VORN_JOIN_BITWVEC_ALIGN is not power of 2", loaded)")},
+    WITH(),
+    WITH(p.record.vorn_global_ctx_version = "19.1-10"),
+    WITH(p.record.vorn_global_ctx_magic = 0x1b9018218), // reported by its low half
+    WITH(p.record.vorn_global_ctx_magic = 0xb9018219),
+    WITH(p.record.vorn_global_ctx_lib_name = "svxlothe"),
+    WITH(p.record.vorn_global_ctx_status = 4),
+    WITH(p.record.vorn_global_ctx_status = 2),
+    WITH(p.record.VORN_MAX_ALIGN = 3),
+    WITH(p.record.VORN_DATASTREAM_ALIGN = 6),
+    WITH(p.record.VORN_BITWVEC_ALIGN = 12),
+    WITH(p.record.VORN_OUTPUT_BITWVEC_ALIGN = 0x100000001),
+    WITH(p.record.VORN_JOIN_BITWVEC_ALIGN = UINT64_MAX),
     // 0, 1 and the top bit pass as powers of 2.
-    {[](start_up &p) { set_pads(p.record, {}); }, opened + "loaded"},
-    {[](start_up &p) {
-       set_pads(p.record, {1, 2, 4, uint64_t{1} << 63, uint64_t{1} << 32});
-     },
-     opened + "loaded"},
+    WITH(set_pads(p.record, {})),
+    WITH(set_pads(p.record, {1, 2, 4, uint64_t{1} << 63, uint64_t{1} << 32})),
     // Maximum pads replace ten words before they are checked.
-    {[](start_up &p) {
-       p.ctx.vorn_ctx_flags = 0x80;
-       p.record.VORN_BITWVEC_ALIGN = 3;
-     },
-     opened + "loaded with maximum pads"},
-    {[](start_up &p) { p.ctx.vorn_ctx_flags = 0x77; }, opened + "loaded"},
-    {[](start_up &p) { p.ctx.vorn_ctx_flags = 0x08; },
-     opened + R"(host_env_print "vorn_load_global_ctx dispatch_table: kernels status: 3 lib: svxlother\n", )"
-              R"(host_env_print "align max: 64 datastream: 8 bv: 16 output: 32 join: 128\n", )"
-              R"(host_env_print "pad output: 1024 end_cu: 4096 \n", loaded)"},
-    {[](start_up &p) { p.ctx.vorn_ctx_flags = 0x88; },
-     opened + R"(host_env_print "vorn_load_global_ctx dispatch_table: kernels status: 3 lib: svxlother\n", )"
-              R"(host_env_print "align max: 64 datastream: 8 bv: 8 output: 64 join: 64\n", )"
-              R"(host_env_print "pad output: 64 end_cu: 16 \n", loaded with maximum pads)"}};
+    WITH(p.ctx.vorn_ctx_flags = 0x80, p.record.VORN_BITWVEC_ALIGN = 3),
+    WITH(p.ctx.vorn_ctx_flags = 0x77),
+    WITH(p.ctx.vorn_ctx_flags = 0x08),
+    WITH(p.ctx.vorn_ctx_flags = 0x88),
+};
 
 } // namespace
 
@@ -253,80 +210,42 @@ void *svorn_dlsym(vorn_ctx *, void *handle, const char *name) {
   return process->has_symbol ? &process->record : nullptr;
 }
 
-TEST(start_up, chooses_and_loads_a_library) {
-  for (const auto &[set, events] : start_ups) {
-    start_up run;
-    set(run);
-    vorn_nfy(3, &run.ctx);
-    EXPECT_EQ(run.events(), events);
-  }
-  for (const uint32_t event : {0U, 1U, 2U, 4U, 0x103U, UINT32_MAX}) { // other events do nothing
-    start_up run;
-    run.name_library();
-    run.ctx.vorn_ctx_trace_level = 5;
-    vorn_nfy(event, &run.ctx);
-    EXPECT_EQ(run.events(), "unchanged") << event;
-  }
-}
-
-TEST(start_up, takes_a_capability_as_present_when_result_and_both_words_say_so) {
-  for (const capability_answer &answer : std::initializer_list<capability_answer>{
-           {1, {0, 1, 1}}, {0, {1, 1, 1}}, {0, {0, 1, 0}}, {0, {0, 1, 2}}, {0, {0x100, 0, 1}}, {0x100, {0, 0, 1}}}) {
-    start_up run;
-    run.ctx.vorn_ctx_init_flags = 1;
-    run.answers[267] = answer;
-    vorn_nfy(3, &run.ctx);
-    EXPECT_EQ(run.events(), all_queried + ", init 0 ctx, generic");
-  }
-}
-
-// A reporter that returns lets the load run on.
-TEST(start_up, checks_a_loaded_library) {
-  for (const auto &[set, events] : loads) {
-    start_up run;
-    set(run);
-    vorn_load_global_ctx(&run.ctx, "svxlother");
-    EXPECT_EQ(run.events(), events);
-  }
-  // All faults at once: their reports in the order of the checks.
-  start_up run;
-  std::string reports = opened;
-  for (const auto &[set, events] : loads) {
-    const size_t reported = events.find("internal_error");
-    if (reported == std::string::npos || events.find("1191083495") != std::string::npos)
-      continue;
-    if (run.record.vorn_global_ctx_status == 3 || events.find("SPECIALIZED") == std::string::npos)
-      reports += events.substr(opened.size(), events.rfind(", ") + 2 - opened.size());
-    set(run);
-  }
-  run.record.vorn_global_ctx_magic = 0x1b9018218;
-  vorn_load_global_ctx(&run.ctx, "svxlother");
-  EXPECT_EQ(run.events(), reports + "loaded");
-}
-
-// A reporter that unwinds leaves the record as it was, or loaded when an alignment is wrong, which is seen after the
-// copy.  A soft report returns.
-TEST(start_up, ends_when_the_reporter_unwinds) {
-  for (const auto &[set, events] : loads) {
-    start_up run;
-    set(run);
-    run.env.on_error = vorn_host::error_policy::unwind;
-    if (events.find("raise_internal_error") == std::string::npos) {
-      vorn_load_global_ctx(&run.ctx, "svxlother");
-      EXPECT_EQ(run.events(), events);
-      continue;
+// With a reporter that returns, and with one that unwinds.  A load that ends early leaves the record as it was, or
+// loaded when an alignment is wrong, since the alignments are checked after the copy.  A soft report returns.
+TEST(start_up, chooses_loads_and_checks_a_library) {
+  vorn_test::lines found;
+  const auto add = [&](const std::string &name, const scenario &which, auto run) {
+    for (const auto policy : {vorn_host::error_policy::resume, vorn_host::error_policy::unwind}) {
+      start_up process;
+      which.set(process);
+      process.env.on_error = policy;
+      std::string end;
+      try {
+        run(process.ctx);
+      } catch (const vorn_host::internal_error &error) {
+        EXPECT_EQ(error.error_arg, process.env.host_env_error_arg);
+        end = ", unwinds";
+      }
+      const std::string events = process.events() + end;
+      if (policy == vorn_host::error_policy::resume)
+        found.push_back(name + which.name + ": " + events);
+      else if (!found.back().ends_with(": " + events))
+        found.push_back("  the reporter unwinds: " + events);
     }
-    EXPECT_THROW(vorn_load_global_ctx(&run.ctx, "svxlother"), vorn_host::internal_error);
-    const bool copied = events.find("power of 2") != std::string::npos;
-    EXPECT_EQ(run.events(), events.substr(0, events.rfind(", ") + 2) + (copied ? "loaded" : "unchanged"));
-    EXPECT_EQ(run.env.errors().at(0).error_arg, run.env.host_env_error_arg);
-  }
-  start_up run;
-  run.name_library();
-  run.opens = false;
-  run.env.on_error = vorn_host::error_policy::unwind;
-  EXPECT_THROW(vorn_nfy(3, &run.ctx), vorn_host::internal_error);
-  EXPECT_EQ(std::ranges::count(run.log, "init 0 ctx"), 0);
+  };
+  for (const scenario &each : start_ups)
+    add("start up, ", each, [](vorn_ctx &ctx) { vorn_nfy(3, &ctx); });
+  const auto load = [](vorn_ctx &ctx) { vorn_load_global_ctx(&ctx, "svxlother"); };
+  for (const scenario &each : loads)
+    add("load, ", each, load);
+  const auto break_all = [](start_up &p) {
+    for (const scenario &fault : std::span(loads).first<12>())
+      fault.set(p);
+  };
+  add("load, ", {"all of the faults", break_all}, load);
+  for (const uint32_t event : {0U, 1U, 2U, 4U, 0x103U, UINT32_MAX}) // other events do nothing
+    add("event " + std::to_string(event) + ", ", start_ups[9], [=](vorn_ctx &ctx) { vorn_nfy(event, &ctx); });
+  vorn_test::expect_golden(VORN_GOLDEN "/start_up.txt", found);
 }
 
 TEST(start_up, hooks_of_the_record) {

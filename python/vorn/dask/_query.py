@@ -1,0 +1,152 @@
+"""Queries on tables in partitions."""
+
+from __future__ import annotations
+
+import tempfile
+from collections.abc import Mapping, Sequence
+from pathlib import Path
+
+import dask
+import distributed
+import pyarrow as pa
+from adbc_driver_manager import dbapi
+
+from .._connection import Connection
+from ._cluster import ClusterRunner, Stage
+from ._cut import Cutter, Settings
+from ._plan import Node, describe, plan_text, scan, union
+from ._rows import Fragment, Piece, Rows
+from ._tables import Table
+
+
+def sql(text: str, /, **tables: Table) -> Query:
+    """A query on tables, which are known by these names.  It is planned here and runs with :meth:`Query.compute`.
+
+    Raises ``vorn.ProgrammingError`` for a wrong query, and ``vorn.NotSupportedError`` for a part of SQL that the engine
+    does not execute.
+
+    Dask's configuration has these numbers:
+
+    ``vorn.broadcast-bytes``
+        The side of a join is copied to each task if its encoded rows are not more than these bytes (16 MiB).
+    ``vorn.partition-bytes``
+        About how many bytes a partition of an exchange has (64 MiB).
+    ``vorn.merged-rows``
+        Partial aggregates of more rows are exchanged by their groups; others are merged by one task (200,000).
+    ``vorn.fan-in``
+        How many partial aggregates a task merges (16).
+    ``vorn.skew``
+        A partition of an exchange with so many times the rows of the mean is split (4).
+    """
+    return Query(text, tables)
+
+
+class Query:
+    """A query that has not run yet, see :func:`sql`."""
+
+    def __init__(self, text: str, tables: Mapping[str, Table]) -> None:
+        self._tables = {name.lower(): table for name, table in tables.items()}
+        with Connection(threads=1) as connection:
+            self._names, self._plan = _planned(connection, text, self._tables)
+        self.stages: list[Stage] = []
+        """What ran in the last :meth:`compute`, in its order."""
+        self.partitions_read = 0
+        """The partitions of tables that the last :meth:`compute` read; those of a table count for each scan."""
+        self.partitions_skipped = 0
+        """The partitions that zone maps ruled out in the last :meth:`compute`."""
+
+    def compute(self, client: distributed.Client | None = None) -> pa.Table:
+        """Runs the query and returns its rows.
+
+        Without a client it runs on the current one of ``dask.distributed``.  An error of a task is the ``vorn.Error``
+        that one process would raise.  A worker that dies is Dask's to replace: its tasks run again.
+        """
+        runner = ClusterRunner(client or distributed.get_client())
+        cutter = Cutter(self._tables, runner, _settings())
+        try:
+            rows = cutter.cut(self._plan)
+            pieces = [piece for made in runner.run("result", rows.fragments) for piece in made if piece is not None]
+            found = runner.fetched(pieces)
+        except BaseException:
+            runner.cancel()
+            raise
+        finally:
+            self.stages = runner.stages
+            self.partitions_read, self.partitions_skipped = cutter.partitions, cutter.skipped_partitions
+        return self._table([each.tables[0] for each in found], rows)
+
+    def explain(self) -> str:
+        """The tasks and what they exchange, as far as it is known before their results have a size."""
+        runner = _PlannedRunner()
+        rows = Cutter(self._tables, runner, _settings()).cut(self._plan)
+        runner.run("result", rows.fragments)
+        return "\n".join(runner.lines)
+
+    def __repr__(self) -> str:
+        return f"<vorn.dask.Query of the columns {', '.join(self._names)}>"
+
+    def _table(self, pieces: Sequence[pa.Buffer], rows: Rows) -> pa.Table:
+        with Connection(threads=1) as connection, connection.cursor() as cursor:
+            names = [f"piece {i}" for i in range(len(pieces))]
+            for name, piece in zip(names, pieces, strict=True):
+                connection._dbapi.adbc_connection.set_options(**{f"vorn.table.{name}": piece.to_pybytes()})
+            scans = [scan(name, range(len(rows.types)), rows.types) for name in names]
+            root = union(scans) if scans else {"operator": "values", "types": rows.types}
+            cursor.adbc_statement.set_options(**{"vorn.plan": plan_text(root)})
+            stream, _ = cursor.adbc_statement.execute_query()
+            table = pa.RecordBatchReader.from_stream(stream).read_all()
+            return table.rename_columns(self._names)
+
+
+def _settings() -> Settings:
+    known = Settings()
+    return Settings(
+        **{name: dask.config.get(f"vorn.{name.replace('_', '-')}", getattr(known, name)) for name in vars(known)}
+    )
+
+
+def _planned(connection: Connection, text: str, tables: Mapping[str, Table]) -> tuple[list[str], Node]:
+    import json
+
+    with tempfile.TemporaryDirectory() as folder:
+        for name, table in tables.items():
+            file = Path(table.partitions[0].file)
+            (Path(folder) / f"{name}{file.suffix}").symlink_to(file)
+        with Connection(folder, threads=1) as planner, planner.cursor() as cursor:
+            statement = cursor.adbc_statement
+            statement.set_sql_query(text)
+            try:
+                found = json.loads(statement.get_option("vorn.plan"))
+            except dbapi.Error:
+                raise
+            return found.get("names", []), found["root"]
+
+
+class _PlannedRunner:
+    """Runs nothing, and shows what would run.  Results have the sizes that are estimated."""
+
+    def __init__(self) -> None:
+        self.lines: list[str] = []
+        self._pieces = 0
+
+    @property
+    def threads(self) -> int:
+        return 1
+
+    def run(
+        self, title: str, fragments: Sequence[Fragment], partitions: int = 1, by: Sequence[int] = ()
+    ) -> list[list[Piece | None]]:
+        tasks = [f for f in fragments if not f.is_empty]
+        split = f", split by {', '.join(f'c{c}' for c in by)}" if by else ""
+        self.lines.append(f"{title}: {len(tasks)} tasks{split}")
+        self.lines += describe((tasks or list(fragments))[0].plan, 1)
+        out: list[list[Piece | None]] = []
+        for f in fragments:
+            rows = -(-f.rows // partitions)
+            made: list[Piece | None] = []
+            for _ in range(partitions):
+                self._pieces += 1
+                name = f"piece {self._pieces}"
+                made.append(Piece(name, rows, rows * 3 * max(len(f.plan["types"]), 1)))
+            out.append([None] * partitions if f.is_empty else made)
+        return out

@@ -1,0 +1,128 @@
+"""The rows that tasks give, before and after they run."""
+
+from __future__ import annotations
+
+import math
+from collections.abc import Callable, Mapping, Sequence
+from dataclasses import dataclass, field, replace
+from typing import Protocol
+
+from distributed import Future
+
+from ._plan import Node, no_rows, scan, union, walk, width
+from ._worker import ParquetRows
+from ._zones import Zone
+
+# Operators over so many rows cost less than sending their result.
+_few_rows = 65536
+
+
+@dataclass(frozen=True)
+class Piece:
+    """Encoded rows in the memory of a worker: a partition of what a task has made."""
+
+    name: str
+    rows: int
+    bytes: int
+    fetch: Callable[[], Future] | None = None  # the future of it; None where nothing has run
+
+
+@dataclass(frozen=True)
+class Fragment:
+    """A part of a plan that one task runs, and what it reads."""
+
+    plan: Node
+    rows: int  # not more than these
+    pieces: Mapping[str, Piece] = field(default_factory=dict)
+    parquet: Mapping[str, ParquetRows] = field(default_factory=dict)
+    zones: tuple[Zone | None, ...] = ()  # of the columns
+
+    @property
+    def is_empty(self) -> bool:
+        """Whether it is known that there are no rows."""
+        return self.plan["operator"] == "values" and not self.plan.get("rows")
+
+    @property
+    def is_cheap(self) -> bool:
+        """Whether several tasks may repeat it, because it reads little and gives the same rows each time."""
+        if self.pieces or self.parquet or self.rows > _few_rows:
+            return False
+        return "is_volatile" not in str(self.plan) and all(
+            node["operator"] in ("scan", "values", "filter", "projection", "join") for node in walk(self.plan)
+        )
+
+    def with_plan(self, plan: Node, rows: int | None = None, zones: Sequence[Zone | None] | None = None) -> Fragment:
+        """The fragment with another plan over the same tables."""
+        known = (None,) * width(plan) if zones is None else tuple(zones)
+        return replace(self, plan=plan, rows=self.rows if rows is None else rows, zones=known)
+
+    def emptied(self, types: Sequence[str]) -> Fragment:
+        """A fragment without rows in the place of this one."""
+        return empty(types)
+
+
+def empty(types: Sequence[str]) -> Fragment:
+    return Fragment(no_rows(types), 0, zones=(Zone(None, None, 0),) * len(types))
+
+
+def over_pieces(pieces: Sequence[Piece], types: Sequence[str]) -> Fragment:
+    """The rows of pieces, one after the other.  The pieces may have more columns than these."""
+    if not pieces:
+        return empty(types)
+    plan = union([scan(piece.name, range(len(types)), types) for piece in pieces])
+    return Fragment(plan, sum(p.rows for p in pieces), {p.name: p for p in pieces}, zones=(None,) * len(types))
+
+
+@dataclass(frozen=True)
+class Rows:
+    """The rows of an operator: of one task, or spread over several."""
+
+    types: list[str]
+    fragments: list[Fragment]
+    is_spread: bool
+    distinct: list[int | None]  # the different values of each column are not more than these, where it is known
+    # The fragment of a row follows from the hash of some columns.  Columns of one set are equal in each row.
+    by: list[frozenset[int]] | None = None
+
+    @property
+    def rows(self) -> int:
+        """There are not more than these."""
+        return sum(fragment.rows for fragment in self.fragments)
+
+    @property
+    def estimated_bytes(self) -> int:
+        """A guess before anything has run."""
+        return self.rows * 3 * max(len(self.types), 1)
+
+    def groups(self, columns: Sequence[int | None]) -> int | None:
+        """At most how many groups these columns make; None where it is not known."""
+        counts = [None if c is None else self.distinct[c] for c in columns]
+        known = [count for count in counts if count is not None]
+        return min(math.prod(known), self.rows) if len(known) == len(counts) else None
+
+
+def local(fragment: Fragment, distinct: Sequence[int | None] | None = None) -> Rows:
+    """The rows of one task."""
+    types = list(fragment.plan["types"])
+    return Rows(types, [fragment], False, [None] * len(types) if distinct is None else list(distinct))
+
+
+def joined(plan: Node, left: Fragment, right: Fragment, zones: Sequence[Zone | None], rows: int) -> Fragment:
+    """A fragment over the tables of two."""
+    return Fragment(plan, rows, {**left.pieces, **right.pieces}, {**left.parquet, **right.parquet}, tuple(zones))
+
+
+class Runner(Protocol):
+    """What runs fragments: the cluster, or nothing where a plan is only to be shown."""
+
+    @property
+    def threads(self) -> int:
+        """How many tasks run at once."""
+
+    def run(
+        self, title: str, fragments: Sequence[Fragment], partitions: int = 1, by: Sequence[int] = ()
+    ) -> list[list[Piece | None]]:
+        """Runs each fragment in a task of its own, and gives its pieces by the number of the partition.
+
+        A partition without rows is None.  Fragments that are empty do not run.
+        """

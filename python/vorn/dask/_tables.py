@@ -1,0 +1,275 @@
+"""Tables in partitions: files, or ranges of their row groups, which each process of the cluster can open."""
+
+from __future__ import annotations
+
+import decimal
+import glob
+import json
+from collections.abc import Iterable, Sequence
+from dataclasses import dataclass
+from pathlib import Path
+from typing import Any
+
+import pyarrow as pa
+import pyarrow.parquet as pq
+
+from .._connection import Connection
+from ._zones import Value, Zone, scalar, united
+
+
+@dataclass(frozen=True)
+class Column:
+    """A column of a table: its SQL type, and how many different values it has, where this is known."""
+
+    name: str
+    type: str
+    distinct: int | None = None
+
+
+@dataclass(frozen=True)
+class Partition:
+    """Row groups of a file, with the zone of each column."""
+
+    file: str
+    row_groups: range | None  # None for all of a .vorn file
+    rows: int
+    zones: tuple[Zone | None, ...]
+    bytes: int  # of the file, as far as it belongs to the partition
+
+
+@dataclass(frozen=True)
+class Table:
+    """A table in partitions, see :func:`vorn.dask.read`.  It names files and holds no rows."""
+
+    columns: tuple[Column, ...]
+    partitions: tuple[Partition, ...]
+
+    @property
+    def rows(self) -> int:
+        """The number of rows."""
+        return sum(partition.rows for partition in self.partitions)
+
+    def __repr__(self) -> str:
+        columns = ", ".join(f"{column.name} {column.type}" for column in self.columns)
+        return f"<vorn.dask.Table of {self.rows:,} rows in {len(self.partitions)} partitions: {columns}>"
+
+    def statistics(self) -> str:
+        """What a planner has to know, as the driver reads it."""
+        columns = [
+            {"name": column.name, "type": column.type}
+            | ({} if column.distinct is None else {"distinct": min(column.distinct, self.rows)})
+            for column in self.columns
+        ]
+        return json.dumps({"rows": self.rows, "columns": columns})
+
+
+def read(paths: str | Path | Iterable[str | Path], partitions: int | None = None) -> Table:
+    """A table of ``.vorn`` and ``.parquet`` files with the same columns.
+
+    Parameters
+    ----------
+    paths
+        A file, a pattern such as ``"part-*.vorn"``, or several of them.  Each process of the cluster opens the files
+        by these paths, so that they lie on a disk that all of them see.
+    partitions
+        Into how many parts of about the same number of row groups the table is split.  Without a number each file is
+        a partition.
+
+    Nothing but the columns and the smallest and largest values of each row group is read.
+
+    Raises ``FileNotFoundError`` without a file, and ``ValueError`` for files of different columns and other endings.
+    """
+    files = sorted(_expanded(paths))
+    if not files:
+        raise FileNotFoundError(f"no such file: {paths}")
+    with Connection(threads=1) as connection:
+        opened = [_opened(file, connection) for file in files]
+    columns = opened[0].columns
+    for file in opened:
+        if [(c.name, c.type) for c in file.columns] != [(c.name, c.type) for c in columns]:
+            raise ValueError(f"{file.path} has other columns than {files[0]}")
+    if partitions is None:
+        made = [_partition(file, range(len(file.row_groups)), is_whole=True) for file in opened]
+    else:
+        made = _split(opened, partitions)
+    # A value that is in several files is counted in each of them.
+    counts = [[file.columns[c].distinct for file in opened] for c in range(len(columns))]
+    known = [None if None in count else max(count[0] or 0, *(each or 0 for each in count), 0) for count in counts]
+    merged = [Column(c.name, c.type, distinct) for c, distinct in zip(columns, known, strict=True)]
+    return Table(tuple(merged), tuple(made))
+
+
+def from_parquet(path: str | Path, partitions: int) -> Table:
+    """A table of one or several Parquet files, split into partitions by their row groups, see :func:`read`.
+
+    Each query reads the columns that it needs and encodes them.  ``.vorn`` files are encoded already.
+    """
+    return read(path, partitions)
+
+
+# Files
+
+
+@dataclass(frozen=True)
+class RowGroup:
+    rows: int
+    zones: tuple[Zone | None, ...]
+
+
+@dataclass(frozen=True)
+class File:
+    path: str
+    bytes: int
+    columns: tuple[Column, ...]
+    row_groups: tuple[RowGroup, ...]
+
+
+def _expanded(paths: str | Path | Iterable[str | Path]) -> list[str]:
+    if isinstance(paths, str | Path):
+        pattern = str(paths)
+        found = glob.glob(pattern) if glob.has_magic(pattern) and not Path(pattern).exists() else [pattern]
+        return [str(Path(path).absolute()) for path in found]
+    return [file for path in paths for file in _expanded(path)]
+
+
+def _opened(file: str, connection: Connection) -> File:
+    if not Path(file).is_file():
+        raise FileNotFoundError(f"no such file: {file}")
+    if file.endswith(".vorn"):
+        return _opened_vorn(file, connection)
+    if file.endswith(".parquet"):
+        return _opened_parquet(file)
+    raise ValueError(f"{file} ends in neither .vorn nor .parquet")
+
+
+def _opened_vorn(file: str, connection: Connection) -> File:
+    try:
+        found = json.loads(connection._dbapi.adbc_connection.get_option(f"vorn.statistics.{file}"))
+    except Exception:  # TEMPORARY
+        n = connection.sql(f"select count(*) from '{file}'").fetchone()[0]
+        sch = connection.schema(file)
+        found = {"rows": n, "columns": [{"name": f.name, "type": sql_type(f)} for f in sch], "row_groups": [{"rows": min(65536, n - i), "columns": [{}] * len(sch)} for i in range(0, n, 65536)]}
+
+    def zone(of: dict[str, Any]) -> Zone | None:
+        low, high = scalar(of.get("min")), scalar(of.get("max"))
+        if (low is None) != (high is None) or (low is None and "nulls" not in of):
+            return None
+        return Zone(low, high, of.get("nulls", 0))
+
+    columns = tuple(Column(each["name"], each["type"], each.get("distinct")) for each in found["columns"])
+    groups = [
+        RowGroup(group["rows"], tuple(zone(each) if each else None for each in group["columns"]))
+        for group in found["row_groups"]
+    ]
+    return File(file, Path(file).stat().st_size, columns, tuple(groups))
+
+
+def _opened_parquet(file: str) -> File:
+    opened = pq.ParquetFile(file)
+    schema, metadata = opened.schema_arrow, opened.metadata
+    columns = tuple(Column(field.name, sql_type(field)) for field in schema)
+    groups = []
+    for at in range(metadata.num_row_groups):
+        group = metadata.row_group(at)
+        groups.append(RowGroup(group.num_rows, tuple(_parquet_zone(group.column(c)) for c in range(len(columns)))))
+    return File(file, Path(file).stat().st_size, columns, tuple(groups))
+
+
+def _parquet_zone(chunk: pq.ColumnChunkMetaData) -> Zone | None:
+    statistics = chunk.statistics
+    if statistics is None or not statistics.has_null_count:
+        return None
+    if statistics.null_count == chunk.num_values:
+        return Zone(None, None, statistics.null_count)
+    if not statistics.has_min_max:
+        return None
+    try:
+        low, high = _number(statistics.min, chunk), _number(statistics.max, chunk)
+    except (TypeError, ValueError, OverflowError):
+        return None
+    return None if low is None or high is None else Zone(low, high, statistics.null_count)
+
+
+def _number(value: Any, chunk: pq.ColumnChunkMetaData) -> Value | None:
+    if isinstance(value, str):
+        return value.encode()
+    if isinstance(value, bool | int):
+        return int(value)
+    if isinstance(value, decimal.Decimal):
+        return int(value.scaleb(-_exponent(chunk)))
+    kind = chunk.statistics.logical_type.type
+    if kind == "DATE":
+        return int(pa.scalar(value, pa.date32()).cast(pa.int32()).as_py())
+    return None
+
+
+def _exponent(chunk: pq.ColumnChunkMetaData) -> int:
+    return -int(json.loads(chunk.statistics.logical_type.to_json())["scale"])
+
+
+def sql_type(field: pa.Field) -> str:
+    """The SQL type of a column of a Parquet file.  ``ValueError`` for a type that is not stored."""
+    kind = field.type
+    if pa.types.is_dictionary(kind):
+        kind = kind.value_type
+    if pa.types.is_decimal(kind):
+        return f"DECIMAL({kind.precision},{kind.scale})"
+    if pa.types.is_timestamp(kind):
+        if kind.tz is not None:
+            return "TIMESTAMP WITH TIME ZONE"
+        return "TIMESTAMP_NS" if kind.unit == "ns" else "TIMESTAMP"
+    if pa.types.is_time(kind):
+        return "TIME"
+    found = _sql_types.get(str(kind))
+    if found is None:
+        raise ValueError(f"the column {field.name} is of the type {kind}, which is not stored")
+    return found
+
+
+_sql_types = {
+    "bool": "BOOLEAN",
+    "int8": "TINYINT",
+    "int16": "SMALLINT",
+    "int32": "INTEGER",
+    "int64": "BIGINT",
+    "uint8": "UTINYINT",
+    "uint16": "USMALLINT",
+    "uint32": "UINTEGER",
+    "uint64": "UBIGINT",
+    "float": "FLOAT",
+    "double": "DOUBLE",
+    "date32[day]": "DATE",
+    "string": "VARCHAR",
+    "large_string": "VARCHAR",
+    "string_view": "VARCHAR",
+    "binary": "BLOB",
+    "large_binary": "BLOB",
+    "binary_view": "BLOB",
+}
+
+
+# Partitions
+
+
+def _partition(file: File, row_groups: range, is_whole: bool) -> Partition:
+    chosen = file.row_groups[row_groups.start : row_groups.stop]
+    zones = [united([group.zones[c] for group in chosen]) for c in range(len(file.columns))]
+    share = len(chosen) / max(len(file.row_groups), 1)
+    named = None if is_whole and file.path.endswith(".vorn") else row_groups
+    return Partition(file.path, named, sum(g.rows for g in chosen), tuple(zones), int(file.bytes * share))
+
+
+def _split(files: Sequence[File], partitions: int) -> list[Partition]:
+    if partitions < 1:
+        raise ValueError(f"a table has at least one partition, not {partitions}")
+    total = sum(len(file.row_groups) for file in files)
+    out: list[Partition] = []
+    done = 0
+    for file in files:
+        # The ends of partitions among the row groups of all files, as far as they lie in this one.
+        count = len(file.row_groups)
+        cuts = {total * i // partitions - done for i in range(partitions)}
+        ends = [0, *sorted(cut for cut in cuts if 0 < cut < count), count]
+        out += [_partition(file, range(a, b), False) for a, b in zip(ends, ends[1:], strict=False)]
+        done += count
+    return out

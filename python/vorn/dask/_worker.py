@@ -1,0 +1,166 @@
+"""What runs in the processes of the cluster: a part of a plan, over files and over the rows of other tasks.
+
+A process has one database, and each of its threads a connection to it.  A task keeps nothing: the tables that it is
+given are dropped at its end.  Files of the database stay open, so that a later task of the process finds them checked.
+"""
+
+from __future__ import annotations
+
+import contextlib
+import itertools
+import json
+import os
+import threading
+from collections.abc import Iterator, Mapping, Sequence
+from dataclasses import dataclass, field
+from typing import Any
+
+import pyarrow as pa
+import pyarrow.parquet as pq
+from adbc_driver_manager import AdbcConnection, AdbcDatabase, AdbcStatement, dbapi
+
+from .._files import driver_path
+from ._plan import plan_text
+
+
+@dataclass(frozen=True)
+class ParquetRows:
+    """Row groups of a Parquet file, and the columns of them that a task reads."""
+
+    file: str
+    row_groups: Sequence[int]
+    columns: Sequence[str]
+
+
+@dataclass
+class Pieces:
+    """The rows of a task: encoded tables, each of one partition of the rows.  Partitions without rows are left out."""
+
+    numbers: list[int] = field(default_factory=list)  # of the partitions
+    rows: list[int] = field(default_factory=list)
+    # Arrow's buffers go from process to process as they are; pickle would copy bytes.
+    tables: list[pa.Buffer] = field(default_factory=list)
+
+    def __sizeof__(self) -> int:
+        return 200 + sum(table.size for table in self.tables)
+
+
+@dataclass(frozen=True)
+class Size:
+    """A partition of the rows of a task."""
+
+    number: int
+    rows: int
+    bytes: int
+
+
+class TaskError(Exception):
+    """An error of the engine in a task.  It can be sent to the client, which an error of the driver cannot."""
+
+    def __init__(self, kind: str, message: str, status: int, sqlstate: str | None) -> None:
+        super().__init__(kind, message, status, sqlstate)
+        self.kind, self.message, self.status, self.sqlstate = kind, message, status, sqlstate
+
+    def __str__(self) -> str:
+        return self.message
+
+
+def run(
+    plan: str,
+    pieces: Mapping[str, Pieces],
+    parquet: Mapping[str, ParquetRows],
+    partitions: int = 1,
+    partition_by: str = "",
+) -> Pieces:
+    """Runs a plan.  Its scans name files, ``pieces`` and ``parquet``.  Equal values of ``partition_by`` stay together."""
+    # Another task of the process may have the same pieces, so that the tables have names of their own.
+    names = {name: f"task {next(_runs)} {name}" for name in (*pieces, *parquet)}
+    with _errors(), _connection() as connection, contextlib.ExitStack() as tables:
+        for name, piece in pieces.items():
+            tables.enter_context(_piece_table(connection, names[name], piece.tables[0]))
+        for name, rows in parquet.items():
+            tables.enter_context(_parquet_table(connection, names[name], rows))
+        statement = tables.enter_context(AdbcStatement(connection))
+        statement.set_options(
+            **{
+                "vorn.plan": plan_text(json.loads(plan), names),
+                "vorn.result": "vorn",
+                "vorn.partitions": partitions,
+                "vorn.partition_by": partition_by,
+            }
+        )
+        out = Pieces()
+        stream, _ = statement.execute_query()
+        for batch in pa.RecordBatchReader.from_stream(stream):
+            out.numbers += batch.column("partition").to_pylist()
+            out.rows += batch.column("rows").to_pylist()
+            out.tables += [table.as_buffer() for table in batch.column("table")]
+        return out
+
+
+def sizes(of: Pieces) -> list[Size]:
+    """What a task has made, without the rows."""
+    return [
+        Size(*each) for each in zip(of.numbers, of.rows, (table.size for table in of.tables), strict=True)
+    ]
+
+
+def partition(of: Pieces, number: int) -> Pieces:
+    """One partition of what a task has made."""
+    at = of.numbers.index(number)
+    return Pieces([0], [of.rows[at]], [of.tables[at]])
+
+
+# The database of the process
+
+_databases: dict[int, AdbcDatabase] = {}
+_locals = threading.local()
+_opening = threading.Lock()
+_runs = itertools.count()
+
+
+@contextlib.contextmanager
+def _connection() -> Iterator[AdbcConnection]:
+    """The connection of this thread.  Tasks of other threads have theirs, to the same database."""
+    process = os.getpid()
+    if getattr(_locals, "process", None) != process:
+        with _opening:
+            if process not in _databases:
+                _databases[process] = AdbcDatabase(
+                    driver=str(driver_path()), entrypoint="AdbcDriverVornInit", threads="1"
+                )
+        _locals.process, _locals.connection = process, AdbcConnection(_databases[process])
+    yield _locals.connection
+
+
+@contextlib.contextmanager
+def _piece_table(connection: AdbcConnection, name: str, table: pa.Buffer) -> Iterator[None]:
+    option = f"vorn.table.{name}"
+    connection.set_options(**{option: table.to_pybytes()})
+    try:
+        yield
+    finally:
+        connection.set_options(**{option: b""})
+
+
+@contextlib.contextmanager
+def _parquet_table(connection: AdbcConnection, name: str, rows: ParquetRows) -> Iterator[None]:
+    with pq.ParquetFile(rows.file) as file, AdbcStatement(connection) as statement:
+        batches = file.iter_batches(row_groups=list(rows.row_groups), columns=list(rows.columns))
+        schema = pa.schema([file.schema_arrow.field(name) for name in rows.columns])
+        statement.set_options(**{"adbc.ingest.target_table": name, "adbc.ingest.temporary": "true"})
+        statement.bind_stream(pa.RecordBatchReader.from_batches(schema, batches))
+        statement.execute_update()
+        try:
+            yield
+        finally:
+            connection.set_options(**{f"vorn.table.{name}": b""})
+
+
+@contextlib.contextmanager
+def _errors() -> Iterator[None]:
+    try:
+        yield
+    except dbapi.Error as error:
+        status: Any = error.status_code
+        raise TaskError(type(error).__name__, str(error), int(status), error.sqlstate) from None
