@@ -197,7 +197,7 @@ std::string with_values(std::string_view text, const std::vector<parameter> &par
 }
 
 std::string sql_constant(const cell &value, const column_info &of) {
-  if (std::holds_alternative<std::monostate>(value))
+  if (is_null(value))
     return fmt::format("CAST(NULL AS {})", of.sql_type);
   std::string text;
   append_text(text, value, *of.type);

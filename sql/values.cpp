@@ -57,8 +57,7 @@ void append_values(column_builder &out, const duckdb::vector &values, uint64_t r
   out.with([&]<class Builder>(Builder &builder) {
     for (uint64_t row = 0; row < rows; ++row) {
       const cell c = value_at(values, row, kind);
-      builder.append(std::holds_alternative<std::monostate>(c) ? builder.null_row()
-                                                               : builder.row_of(value_in<typename Builder::value>(c)));
+      builder.append(is_null(c) ? builder.null_row() : builder.row_of(value_in<typename Builder::value>(c)));
     }
   });
 }

@@ -91,56 +91,49 @@ void check_together(const options &of) {
     throw error("--stats keeps the rates of one thread; it goes with --threads 1");
 }
 
-} // namespace
-
-std::optional<options> read_options(int argc, char **argv) {
-  if (argc <= 1) {
-    std::fputs(examples, stdout);
-    return std::nullopt;
-  }
-  options out;
+// Texts of arguments that become options after all of them are read.
+struct given_texts {
   std::vector<std::string> arguments;
   std::vector<std::string> encodings;
   std::vector<std::string> files_of_queries;
   std::string format = "table";
   std::string engine = "vorn";
   std::string explain;
-  // The name of an option has a line of its own.  The lines below it are indented and end before column 80.
-  CLI::App app("Answers SQL on compressed columns.  DuckDB plans the queries, and the kernels of\n"
-               "vorn execute them.",
-               "vornq");
-  app.get_formatter()->column_width(6);
-  auto *version = app.set_version_flag("--version", "vornq " VORNQ_VERSION, "Print the version");
-  app.set_help_flag("-h,--help", "Print this text");
-  app.add_option("query", arguments,
+};
+
+// The name of an option has a line of its own.  The lines below it are indented and end before column 80.
+void add_query_options(CLI::App &app, options &out, given_texts &given) {
+  app.add_option("query", given.arguments,
                  "Queries, each of which may hold several with ; between them, and files\n"
                  "whose names end in .parquet, .csv, .tsv, .csv.gz or .vorn.  Each file is\n"
                  "a table by its name without the ending.  - reads queries from standard\n"
                  "input.  Without a query the columns of the files are described");
 
   app.option_defaults()->group("Queries");
-  app.add_option("-f,--file", files_of_queries, "Read queries from a file.  Can be given several times")
+  app.add_option("-f,--file", given.files_of_queries, "Read queries from a file.  Can be given several times")
       ->type_name("FILE")
       ->allow_extra_args(false);
   app.add_option("--tables", out.folders, "Each file of a table in this folder is a table by its name")
       ->type_name("FOLDER")
       ->allow_extra_args(false);
-  app.add_option("--engine", engine,
+  app.add_option("--engine", given.engine,
                  "Which engine answers: vorn, or duckdb, which then plans and executes\n"
                  "the query alone")
       ->type_name("NAME")
       ->check(CLI::IsMember({"vorn", "duckdb"}))
       ->capture_default_str();
   app.add_flag("--check", out.check, "Compare all rows with DuckDB's, and end with status 1 if they differ");
-  auto *explains = app.add_option("--explain", explain,
-                                  "Show the plan and run nothing.  --explain analyze runs the query and\n"
-                                  "shows what each operator did: rows, row groups that were read and\n"
-                                  "skipped, bytes, the time of all threads, and kernels")
-                       ->type_name("[analyze]")
-                       ->expected(0, 1);
+  app.add_option("--explain", given.explain,
+                 "Show the plan and run nothing.  --explain analyze runs the query and\n"
+                 "shows what each operator did: rows, row groups that were read and\n"
+                 "skipped, bytes, the time of all threads, and kernels")
+      ->type_name("[analyze]")
+      ->expected(0, 1);
+}
 
+void add_output_options(CLI::App &app, options &out, given_texts &given) {
   app.option_defaults()->group("Output");
-  app.add_option("--format", format, "How to show rows: table, csv, json or jsonl")
+  app.add_option("--format", given.format, "How to show rows: table, csv, json or jsonl")
       ->type_name("FORMAT")
       ->capture_default_str();
   app.add_option("--rows", out.shown_rows,
@@ -159,9 +152,11 @@ std::optional<options> read_options(int argc, char **argv) {
   app.add_flag("--columns", out.list_columns,
                "List the columns that the queries have read, with their encodings and\n"
                "sizes");
+}
 
+void add_storage_options(CLI::App &app, options &out, given_texts &given) {
   app.option_defaults()->group("Storage, kernels and threads");
-  app.add_option("--encode", encodings,
+  app.add_option("--encode", given.encodings,
                  "How to store a column: dict, rle, fixed or dynp, with +qpak to compress\n"
                  "the stream in blocks, or prefix, for values of one short length.\n"
                  "Otherwise the store chooses.  Can be given several times")
@@ -181,7 +176,9 @@ std::optional<options> read_options(int argc, char **argv) {
                  "The folder of the specialised libraries.  Otherwise the folder of this\n"
                  "program, and the one where they were installed")
       ->type_name("FOLDER");
+}
 
+void add_measurement_options(CLI::App &app, options &out) {
   app.option_defaults()->group("Measurements");
   app.add_flag("--time", out.time,
                "Then run each query again with the generic kernels, with those in force\n"
@@ -208,6 +205,27 @@ std::optional<options> read_options(int argc, char **argv) {
                "Measure every call of the library and print the mean rates at the end.\n"
                "A rate is inf or nan if a call takes less than the microsecond that the\n"
                "clock measures");
+}
+
+} // namespace
+
+std::optional<options> read_options(int argc, char **argv) {
+  if (argc <= 1) {
+    std::fputs(examples, stdout);
+    return std::nullopt;
+  }
+  options out;
+  given_texts given;
+  CLI::App app("Answers SQL on compressed columns.  DuckDB plans the queries, and the kernels of\n"
+               "vorn execute them.",
+               "vornq");
+  app.get_formatter()->column_width(6);
+  app.set_version_flag("--version", "vornq " VORNQ_VERSION, "Print the version");
+  app.set_help_flag("-h,--help", "Print this text");
+  add_query_options(app, out, given);
+  add_output_options(app, out, given);
+  add_storage_options(app, out, given);
+  add_measurement_options(app, out);
   app.footer("Ends with status 0 if all is well; with 1 if an answer differs from DuckDB's, or\n"
              "a self-check finds kernels that differ; with 2, and a message on standard error,\n"
              "if a query could not be run; with 130 after Ctrl-C.");
@@ -215,26 +233,26 @@ std::optional<options> read_options(int argc, char **argv) {
     app.parse(argc, argv);
   } catch (const CLI::Success &) {
     // The program tests at the end of all output whether it was written.
-    std::fputs((version->count() != 0 ? "vornq " VORNQ_VERSION "\n" : app.help()).c_str(), stdout);
+    std::fputs((app.count("--version") != 0 ? "vornq " VORNQ_VERSION "\n" : app.help()).c_str(), stdout);
     return std::nullopt;
   }
-  if (explains->count() != 0) {
-    out.explain = explain == "analyze" ? explaining::run : explaining::plan;
-    if (out.explain == explaining::plan && !explain.empty())
-      arguments.insert(arguments.begin(), explain); // the query after the option
+  if (app.count("--explain") != 0) {
+    out.explain = given.explain == "analyze" ? explaining::run : explaining::plan;
+    if (out.explain == explaining::plan && !given.explain.empty())
+      given.arguments.insert(given.arguments.begin(), given.explain); // the query after the option
   }
-  for (const std::string &name : files_of_queries) {
+  for (const std::string &name : given.files_of_queries) {
     std::ifstream file(name);
     if (!file)
       throw error(fmt::format("cannot read {}", shortened(name)));
     out.queries.push_back(content_of(file, name));
   }
-  sort_out(arguments, out);
+  sort_out(given.arguments, out);
   if (out.threads == 0)
     out.threads = std::max(1U, std::thread::hardware_concurrency());
-  out.format = parse_row_format(format);
-  out.by_duckdb = engine == "duckdb";
-  out.encodings = read_encodings(encodings);
+  out.format = parse_row_format(given.format);
+  out.by_duckdb = given.engine == "duckdb";
+  out.encodings = read_encodings(given.encodings);
   out.time = out.time || out.summary || out.record;
   if (out.output && out.output->extension() == saved_table::ending && !out.saved_file)
     out.saved_file = std::exchange(out.output, std::nullopt);

@@ -19,8 +19,6 @@ namespace {
 
 bool is_control(char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; }
 
-bool is_null(const cell &c) { return std::holds_alternative<std::monostate>(c); }
-
 // The text of a cell with a text; nothing for numbers, dates and blobs.
 const std::string_view *text_of(const cell &c, const column_type &type) {
   return type.kind == value_kind::text ? std::get_if<std::string_view>(&c) : nullptr;

@@ -80,7 +80,7 @@ column encoded_column(const std::string &name, const layout &of, const vector &v
     using value = typename std::remove_reference_t<decltype(builder)>::value;
     for (size_t row = 0; row < values.rows; ++row) {
       const cell c = cell_at(values, of, row);
-      if (std::holds_alternative<std::monostate>(c))
+      if (is_null(c))
         builder.append(builder.null_row());
       else
         builder.append(builder.row_of(value_in<value>(c)));

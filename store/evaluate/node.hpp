@@ -82,8 +82,6 @@ inline bool fits_int64(__int128 value) {
 }
 inline bool fits_int64(const number_bounds &bounds) { return fits_int64(bounds.low) && fits_int64(bounds.high); }
 
-inline bool is_null(const logical::scalar &value) { return std::holds_alternative<std::monostate>(value); }
-
 // The representation of the values of a layout after they are decoded.
 inline representation decoded_form(const layout &of) {
   return of.form == representation::codes ? plain_representation(of.held()) : of.form;
@@ -105,12 +103,6 @@ std::optional<number_bounds> bounds_of(const logical::sql_type &type);
 std::optional<number_bounds> bounds_of(const layout &of);
 // The digits of a decimal type; nothing for other types.
 std::optional<uint32_t> decimal_width(const logical::sql_type &type);
-constexpr __int128 power_of_ten(uint32_t exponent) {
-  __int128 out = 1;
-  for (uint32_t i = 0; i < exponent; ++i)
-    out *= 10;
-  return out;
-}
 
 // The bits of the rows that are valid in both; null when all rows are valid in both.
 const uint64_t *both_valid(const uint64_t *left, const uint64_t *right, size_t rows, arena &memory);

@@ -1,23 +1,30 @@
 #include "store/library/kernels.hpp"
 
 #include <algorithm>
+#include <array>
 #include <cstdio>
 
 #include <fmt/format.h>
 
 #include "store/error.hpp"
 #include <vorn/host.h>
+#include <vorn/vorn_specialized.h>
 
 namespace store {
 
 namespace {
 
-constexpr instruction_set sets[] = {
-    {"avx512", "svxlavx51219", 269},
-    {"avx2", "svxlavx219", 267},
-    {"avx", "svxlavx19", 259},
-    {"sse42", "svxlsse4219", 258},
-};
+// The names that a user types, in the order of the libraries.
+constexpr std::string_view names[] = {"avx512", "avx2", "avx", "sse42"};
+constexpr auto sets = [] {
+  std::array<instruction_set, std::size(names)> out;
+  size_t i = 0;
+#define VORN_ADD(capability, library)                                                                                  \
+  out[i] = {names[i], library, capability};                                                                            \
+  ++i;
+  VORN_SPECIALIZED_LIBRARIES(VORN_ADD)
+  return out;
+}();
 
 // The instruction set to load, or null for none.  The host confirms a level if its library is there.
 const instruction_set *find(std::optional<std::string_view> choice) {

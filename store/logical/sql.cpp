@@ -96,7 +96,7 @@ std::string sql_of(const expression &e) {
   case operation::column:
     return fmt::format("c{}", e.index);
   case operation::constant:
-    return e.type.held || std::holds_alternative<std::monostate>(e.value) ? constant_sql(e.value, e.type) : e.sql;
+    return e.type.held || is_null(e.value) ? constant_sql(e.value, e.type) : e.sql;
   case operation::all_of:
     return fmt::format("({})", joined(e.children, 0, " AND "));
   case operation::any_of:
@@ -141,7 +141,7 @@ std::string quoted_text(std::string_view text) {
 }
 
 std::string constant_sql(const scalar &value, const sql_type &type) {
-  if (std::holds_alternative<std::monostate>(value))
+  if (is_null(value))
     return fmt::format("CAST(NULL AS {})", type.name);
   std::string text;
   if (const auto *number = std::get_if<__int128>(&value))

@@ -80,7 +80,7 @@ ordinal_ranges below(const column::place &found, bool or_equal, const column &on
 
 std::optional<truth_ranges> compared(operation comparison, const expression &constant, const column &on) {
   const bool takes_null = comparison == operation::distinct_from || comparison == operation::not_distinct_from;
-  if (std::holds_alternative<std::monostate>(constant.value)) {
+  if (is_null(constant.value)) {
     if (!takes_null)
       return truth_ranges{};
     truth_ranges out{all_values(on), null_code(on)};
@@ -228,7 +228,7 @@ private:
     std::vector<ordinal_range> members;
     bool lists_null = false;
     for (const expression &constant : std::span(e.children).subspan(1)) {
-      lists_null = lists_null || std::holds_alternative<std::monostate>(constant.value);
+      lists_null = lists_null || is_null(constant.value);
       const std::optional<truth_ranges> one = compared(operation::equal, constant, on);
       if (!one)
         return std::nullopt;

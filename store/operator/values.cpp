@@ -35,7 +35,7 @@ vector single(T value, arena &memory) {
 vector value_of(const logical::expression &e, representation form, scalar_functions &functions, arena &memory) {
   if (e.what != logical::operation::constant)
     return functions.bind(e, {})->run({}, 1, memory);
-  if (std::holds_alternative<std::monostate>(e.value))
+  if (is_null(e.value))
     return null_of(form, memory);
   if (const auto *text = std::get_if<std::string>(&e.value))
     return single(std::string_view(*text), memory);

@@ -25,13 +25,6 @@ std::string_view kind_name(value_kind kind) {
   return names[static_cast<size_t>(kind)];
 }
 
-int128 power_of_ten(uint32_t exponent) {
-  int128 out = 1;
-  for (; exponent != 0; --exponent)
-    out *= 10;
-  return out;
-}
-
 template <class T>
 int sign_of(const T &value, const T &constant) {
   return value < constant ? -1 : constant < value ? 1 : 0;

@@ -71,6 +71,19 @@ __int128 number_of(const wide_key &key);
 // a date is its days, of a time its microseconds, of a timestamp its microseconds or nanoseconds since 1970.
 using cell = std::variant<std::monostate, int64_t, wide_key, std::string_view>;
 
+// Is a cell, or a constant of a plan, NULL?
+template <class... Values>
+bool is_null(const std::variant<std::monostate, Values...> &value) {
+  return std::holds_alternative<std::monostate>(value);
+}
+
+constexpr __int128 power_of_ten(uint32_t exponent) {
+  __int128 out = 1;
+  for (; exponent != 0; --exponent)
+    out *= 10;
+  return out;
+}
+
 // Orders reals as SQL does, except that -0 comes right before 0: NaN equals itself and lies above infinity.
 int64_t real_key(double real);
 double real_of_key(int64_t key);
