@@ -1,6 +1,6 @@
 /*
  * Arithmetic: the revenue of some sales, price * (1 - discount), for each sale and in all.  Prices are stored as
- * canonical numbers, which sort as bytes; discounts and all results are numbers of the processor.
+ * canonical numbers; these sort as bytes. Discounts and all results are numbers in the form of the processor.
  */
 #include "minimal_host.h"
 

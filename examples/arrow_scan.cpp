@@ -12,8 +12,8 @@ namespace {
 
 namespace store = vorn::store;
 
-// The other library: eight flights, whose origin is an index into a dictionary and whose delay may be NULL.  Its memory
-// is static, so that a release only says that it happened.
+// The other library: eight flights.  The origin is an index into a dictionary, and the delay may be NULL.  Its memory
+// is static, so a release only prints a line.
 namespace other_library {
 
 constexpr std::array<int32_t, 4> airport_offsets = {0, 3, 6, 9};

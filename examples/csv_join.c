@@ -16,7 +16,7 @@ static void check(uint32_t result) {
     fail(vornenc_result_text(result));
 }
 
-/* Clear memory at a multiple of 64, which lives as long as the program. */
+/* Zeroed memory at a multiple of 64. It lives as long as the program. */
 static void *allocate(size_t bytes) {
   static _Alignas(64) char memory[1 << 20];
   static size_t used;
@@ -113,7 +113,7 @@ int main(int argc, char **argv) {
   const uint32_t nlate = rows_from(&ctx, late, flights->columns[2], flights->nrows, 30);
   printf("%u of %u flights are at least 30 minutes late\n", nlate, flights->nrows);
 
-  /* Build: one partition, which gets overflow buckets when it asks for them. */
+  /* Build: one partition. It gets overflow buckets when it asks for them. */
   vornenc_table_size size = {0};
   check(vornenc_size_table(&size, airports->nrows, 0));
   void *buckets = allocate(((size_t) 1 << size.bucket_bits) * VORNENC_BUCKET_BYTES), *next = NULL, *end = NULL;

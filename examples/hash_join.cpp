@@ -1,6 +1,6 @@
-// A hash join: the orders of known customers.  The customers are inserted into a hash table, which asks for overflow
-// buckets when it is full; the orders are looked up with room for a few pairs at a time.  Both calls go on where they
-// stopped.
+// A hash join: the orders of known customers.  The customers are inserted into a hash table.  The table asks for
+// overflow buckets when it is full.  The orders are looked up with room for a few pairs at a time.  Both calls resume
+// where they stopped.
 #include "minimal_host.h"
 
 #include <array>
@@ -28,8 +28,8 @@ struct alignas(64) bucket {
   uint8_t bytes[64];
 };
 
-// A hash table with its memory: two buckets of six slots, and overflow buckets as they are asked for.  Records of the
-// library point into the object, so that it stays where it is.
+// A hash table with its memory: two buckets of six slots, and overflow buckets on request.  Records of the library
+// point into the object, so it must not move.
 class join_table {
 public:
   join_table() {
@@ -56,7 +56,7 @@ private:
   vorn_hash_table table_ = {};
 };
 
-// A vector with how it is encoded, which must live as long.
+// A vector with its encoding context.  The context must live as long as the vector.
 struct column {
   column() = default;
   column(const column &) = delete;

@@ -27,7 +27,7 @@ static void take(unsigned partition, void **next) {
   next[partition] = areas[partition];
 }
 
-/* Its upper bits, which choose the partition, depend on all bytes of the key. */
+/* The upper bits choose the partition. They depend on all bytes of the key. */
 static uint64_t hash(const void *data, uint64_t length, uint64_t seed) {
   uint64_t h = seed;
   for (uint64_t i = 0; i < length; ++i)

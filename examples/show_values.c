@@ -14,7 +14,7 @@ enum { ROWS = 8, WORDS = (ROWS + 63) / 64, CITIES = 4 };
 /* The delays, 75 3 60 0 130 59 61 12 minutes, as fixed values of 16 bits. */
 static _Alignas(8) uint8_t delays[] = {0, 75, 0, 3, 0, 60, 0, 0, 0, 130, 0, 59, 0, 61, 0, 12};
 
-/* The cities, as codes 1 3 0 2 2 1 3 1 of 2 bits, and bytes that may be read behind them. */
+/* The cities, as codes 1 3 0 2 2 1 3 1 of 2 bits, and bytes that may be read after them. */
 static _Alignas(8) uint8_t cities[8] = {0x72, 0x9d};
 
 /* Their dictionary.  Code 0 stands for NULL: its symbol has no bytes. */

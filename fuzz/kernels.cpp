@@ -1,5 +1,5 @@
-// Tests of the kernels on a fuzzer's input: it says which of them runs, on which implementation, and makes every choice
-// that the test leaves to its generator.
+// Runs tests of the kernels on the input of a fuzzer.  The input selects the test and the implementation, and replaces
+// the random choices of the test.
 //
 //   vorn_fuzz_kernels --tests=engines.sets:sets_test.agree_with_the_model [options of libFuzzer] [folder of inputs...]
 #include <gtest/gtest.h>
@@ -14,7 +14,7 @@
 
 namespace {
 
-// The tests that were named, on each implementation that this processor runs.
+// The named tests, on each implementation that this processor runs.
 std::vector<std::string> runnable;
 
 bool runs_here(const std::string &test) {

@@ -1,4 +1,4 @@
-// Capabilities: the levels that the processor runs, and of which a specialised library is there.
+// Capabilities: the levels that the processor runs and that have a specialised library.
 #include "host/state.hpp"
 
 #include <cstdio>

@@ -24,8 +24,8 @@ std::filesystem::path folder_of_host() {
   return file == nullptr ? std::filesystem::path() : std::filesystem::canonical(file, failed).parent_path();
 }
 
-// A specialised library finds the services of its host among the symbols of the whole process.  Those of this library
-// are not there yet when a plug-in of the process brought it.
+// A specialised library finds the services of its host among the symbols of the whole process.  If a plug-in of the
+// process loaded this library, its symbols are not among them yet.
 void publish_services() {
   if (const char *const file = file_of_host())
     dlopen(file, RTLD_NOW | RTLD_NOLOAD | RTLD_GLOBAL);
@@ -42,7 +42,7 @@ void *load(environment &env, const char *name) {
     set_load_error(env, "not the name of a library: \"" + std::string(name) + '"');
     return nullptr;
   }
-  // A file that is nowhere is reported by its first place.
+  // The report of a missing file names the first folder.
   const std::filesystem::path file =
       library_file(name).value_or(library_folders().front() / (std::string(name) + ".so"));
   publish_services();

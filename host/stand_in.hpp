@@ -177,7 +177,7 @@ public:
   // The collected output of host_env_print.
   std::string printed() const;
 
-  // Why the last svorn_dlopen or svorn_dlsym failed; empty when it did not.
+  // The reason why the last svorn_dlopen or svorn_dlsym failed; empty if it did not fail.
   std::string load_error() const;
 
   // Blocks of vornu_stack_alloc_align that were not freed.
@@ -200,12 +200,12 @@ VORN_API void set_clock(std::optional<uint64_t> microseconds);
 // machine.
 VORN_API void script_clock(std::vector<uint64_t> microseconds);
 
-// Whether the processor has everything that a code of cpucap_query stands for.
+// Does the processor have all instructions of a code of cpucap_query?
 VORN_API bool processor_has_capability(uint32_t code);
 
-// cpucap_query denies a capability of the processor if the library of its code is nowhere, so that the best library
-// that is there is loaded.  The first time that this happens, a message goes to this function, or to standard error if
-// the function is empty.
+// cpucap_query denies a capability of the processor if no folder has the library of its code, so that the best present
+// library is loaded.  The first time that this happens, a message goes to this function, or to standard error if the
+// function is empty.
 VORN_API void on_missing_library(std::function<void(const std::string &message)> take);
 
 // Fixes the answer of cpucap_query for a code; no value restores the answer of the processor and the folders.

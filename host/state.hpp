@@ -81,10 +81,10 @@ void append_tagged(std::vector<value> &values, uint32_t count, va_list &pairs);
 // does.  A conversion without a value prints "<missing>".
 std::string format_values(const char *format, const value *values, size_t count);
 
-// One value as it stands in a transcript.
+// One value in the form of a transcript.
 std::string render(const value &item, pointer_names &names);
 
-// The folders in which a specialised library is looked for, and its file, if one of them has it.
+// The folders where the host looks for a specialised library, and its file if one of them has it.
 std::vector<std::filesystem::path> library_folders();
 std::optional<std::filesystem::path> library_file(const std::string &name);
 

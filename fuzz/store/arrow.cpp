@@ -1,9 +1,9 @@
-// Record batches that another library might make, and that may be faulty.  What is imported can be read, and exported
-// and imported once more.
+// Record batches that another library might make.  They may be faulty.  An imported batch can be read, exported, and
+// imported again.
 //
-// The interface does not say how long buffers are, nor lists and metadata.  Faults in these are left
-// out: every list has the length that its record says, and every buffer what its array says it has, lengths, offsets
-// and sizes of buffers included, wherever these can be.  So is a format that is not that of the array.
+// The interface does not give the lengths of buffers, lists and metadata, so an importer cannot check them.  Here every
+// list has the length in its record, and every buffer has the bytes that its array needs, as far as the lengths,
+// offsets and sizes are possible.  A format never contradicts its array.
 #include <gtest/gtest.h>
 
 #include <array>
@@ -39,7 +39,7 @@ constexpr plain_format formats[] = {
     {"d:9,2,32", 4}, {"d:18,3,64", 8}, {"d:20,1", 16}, {"d:38,10", 16}, {"w:0", 0},  {"w:3", 3},  {"w:16", 16},
 };
 
-// An array, its schema and, behind these, what they are told apart from what they have.
+// An array and its schema.  The records may report other numbers than the true ones.
 struct made_array {
   schema_parts schema;
   array_parts array;
@@ -60,14 +60,14 @@ public:
     return out;
   }
 
-  // What an array says of its length, and of anything else that has one.
+  // The length that an array reports, and the lengths of its parts.
   int64_t length_of(int64_t truth) {
     constexpr int64_t lies[] = {-1, 0, std::numeric_limits<int64_t>::max(), std::numeric_limits<int64_t>::min(),
                                 int64_t{1} << 31};
     return !seldom(from_) ? truth : seldom(from_) ? from_.PickValueInArray(lies) : std::max<int64_t>(truth - 1, 0);
   }
 
-  // Buffers that are missing, or too many; a NULL count, a place to begin or an end of life that cannot be.
+  // Missing or additional buffers; an impossible NULL count, offset or release function.
   void corrupt(made_array &of) {
     std::vector<arrow_buffer> &buffers = of.array.buffers;
     if (seldom(from_) && !buffers.empty())
@@ -153,7 +153,7 @@ private:
     return out;
   }
 
-  // The elements in front of its end, of an array whose length can be.
+  // The elements before the end of an array with a possible length.
   static int64_t held(const made_array &of) {
     return of.offset + (of.array.length < 0 || of.array.length > 1000 ? 0 : of.array.length);
   }
@@ -227,7 +227,7 @@ private:
   input &from_;
 };
 
-// What is made, as another library exports it; dictionaries belong to this.
+// The made array in the form of an export.  This object owns the dictionaries.
 class exported_batch {
 public:
   explicit exported_batch(const made_array &made) : schema(schema_of(made)), array(array_of(made)) {
@@ -284,7 +284,7 @@ encoding_choice choice_from(input &from) {
   return {seldom(from) ? from.PickValueInArray(forms) : std::nullopt, false};
 }
 
-// A schema alone, with a format of the input's.
+// A schema alone.  The input gives its format.
 void read_schema(input &from) {
   schema_parts made{"+s"};
   made.children.push_back({from.ConsumeRandomLengthString(), "a"});

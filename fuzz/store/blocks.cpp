@@ -1,4 +1,5 @@
-// Block-compressed streams: what is encoded comes back, and of what is not a stream nothing is read or written outside.
+// Block-compressed streams.  Encoded data decodes to itself.  Other bytes cause no read or write outside of the
+// buffers.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -25,7 +26,7 @@ void expect_back(const bytes &data, bool at_end) {
   EXPECT_TRUE(memory.holds(data) && memory.intact());
 }
 
-// Header and directory as the input has them, then blocks.
+// Header and directory from the input, then blocks.
 bytes stream_from(input &from, uint32_t raw_size) {
   bytes out(qpak::directory_at);
   constexpr uint32_t block_sizes[] = {qpak::usual_block_size, 0, 1, 16, 100, qpak::largest_block_size};
@@ -45,7 +46,7 @@ bytes stream_from(input &from, uint32_t raw_size) {
   const auto rest = from.ConsumeRemainingBytes<uint8_t>();
   out.insert(out.end(), rest.begin(), rest.end());
   qpak::store_u32(&out[qpak::magic_at], qpak::magic);
-  // A size beyond the end is a promise of bytes that are not there, which is for the caller to tell.
+  // A size beyond the end is a fault that the caller has to find.
   qpak::store_u32(&out[qpak::total_size_at], static_cast<uint32_t>(out.size()) - static_cast<uint32_t>(lie));
   qpak::store_u32(&out[qpak::raw_size_at], raw_size);
   qpak::store_u32(&out[qpak::block_size_at], block_size);

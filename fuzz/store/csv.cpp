@@ -1,5 +1,5 @@
-// A CSV file of the input's bytes: its columns, encoded in every form that stores them, have the values that DuckDB
-// gives.
+// A CSV file of the input's bytes.  Its columns, in every encoding that can store them, have the values that DuckDB
+// reads.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -32,12 +32,12 @@ constexpr encoding_choice choices[] = {{},
                                        {encoding::dynp, true},
                                        {encoding::prefix, false}};
 
-// Only forms that do not store everything may refuse what DuckDB reads.
+// Only encodings that cannot store every value may refuse what DuckDB reads.
 bool stores_everything(const encoding_choice &choice) {
   return !choice.form || choice.form == encoding::dict || choice.form == encoding::rle;
 }
 
-// The columns that are stored, read at once.
+// All stored columns, read at once.
 duckdb::result all_values(duckdb::connection &db, const table_file &file) {
   std::vector<std::string> values;
   for (const column_info &info : file.columns())

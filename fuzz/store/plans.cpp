@@ -1,4 +1,4 @@
-// The JSON of a plan, perhaps damaged: it is read, or refused with one line.  A seed is a plan as DuckDB gives it.
+// The JSON of a plan, perhaps damaged.  It is read, or refused with one line.  A seed is a plan of DuckDB.
 #include <gtest/gtest.h>
 
 #include <optional>

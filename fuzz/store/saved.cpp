@@ -18,7 +18,7 @@ struct range {
   uint64_t end;
 };
 
-// The places of numbers that say where and what everything is, and all.
+// The positions of the numbers that describe the file, and all positions.
 range range_from(input &from, std::string &file) {
   const auto sections = vorn_test::sections_of(file);
   const uint64_t head = sizeof(header) + sections.size_bytes();
@@ -46,7 +46,7 @@ void change(std::string &file, uint64_t at, input &from) {
   std::memcpy(&file[at], &number, bytes);
 }
 
-// Every place is found in the file as it was, so that one change does not move the next.
+// All positions are found in the unchanged file, so that one change does not move the next.
 std::string changed(const std::string &whole, input &from) {
   std::string original = whole, out = whole;
   while (from.remaining_bytes() != 0) {

@@ -1,5 +1,5 @@
-// Texts of statements and the bytes of partitions: places of parameters lie in the text one after the other, and
-// whatever is no statement or partition is refused.
+// Texts of statements and bytes of partitions.  The positions of parameters lie in the text in ascending order.  Other
+// texts and bytes are refused.
 #include <gtest/gtest.h>
 
 #include <cstdint>

@@ -1,4 +1,4 @@
-// The reference host's readers on a fuzzer's input, with the kernels that it picks.
+// Runs the readers of the reference host on the input of a fuzzer, with the kernels that the input selects.
 //
 //   vorn_fuzz_store --target=values [options of libFuzzer] [folder of inputs...]
 #include <gtest/gtest.h>

@@ -1,4 +1,5 @@
-// Values: as they are written they are read again, and what is read lies somewhere in the order of the values.
+// A value that is written as text reads back as the same value.  A text that is read has a position in the order of the
+// values.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -25,7 +26,7 @@ constexpr const char *types[] = {
     "DECIMAL(19,1)", "DECIMAL(38,0)", "DECIMAL(38,10)", "DECIMAL(38,38)",
 };
 
-// A cell with what it refers to.
+// A cell with the memory that it refers to.
 struct value {
   cell held;
   std::string bytes = {};
@@ -87,7 +88,7 @@ value value_from(input &from, const column_type &type) {
 
 int sign(int order) { return (order > 0 ? 1 : 0) - (order < 0 ? 1 : 0); }
 
-// Whether constants of a form, compared together or not, are in order.
+// Are constants of a form in order, compared together or one by one?
 void expect_ascending(const std::vector<value_order> &orders, const std::vector<value> &ascending,
                       const std::string &text) {
   for (const value_order &order : orders)

@@ -5,8 +5,8 @@
     db = vorn.connect()
     db.sql("select origin, count(*) as n from 'flights-3m.parquet' group by origin").to_pandas()
 
-A connection is a thin layer over the ADBC driver ``libadbc_driver_vorn.so``, which the package carries, and over the
-package ``adbc_driver_manager``.  Its errors are those of DB-API 2.0, with the message of the engine and an SQLSTATE.
+A connection is a thin layer over the package ``adbc_driver_manager`` and the ADBC driver ``libadbc_driver_vorn.so``.
+The package contains the driver.  The errors follow DB-API 2.0, with the message of the engine and an SQLSTATE.
 """
 
 from importlib.metadata import version as _version

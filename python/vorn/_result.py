@@ -19,13 +19,13 @@ _shown_rows = 20
 
 
 class Result:
-    """The rows of a query, which runs as they are read.
+    """The rows of a query.  The query runs while the rows are read.
 
-    A result is an Arrow stream, so pyarrow, polars, pandas, DuckDB and others take it as it is:
-    ``polars.DataFrame(db.sql(...))``.  Its batches are not copied on the way.
+    A result is an Arrow stream, so pyarrow, polars, pandas, DuckDB and others read it without a conversion:
+    ``polars.DataFrame(db.sql(...))``.  They do not copy its batches.
 
-    The rows can be asked for several times.  The query runs again for each time after the first, except for rows that
-    were only shown on the screen.  Errors of rows, such as a text that is no number, are raised where rows are read.
+    The rows can be read several times.  Each time after the first, the query runs again, except for rows that were
+    only shown on the screen.  Errors of rows, such as a text that is no number, are raised where rows are read.
     """
 
     def __init__(self, cursor: Cursor, run: Callable[[Cursor], Any], check: Callable[[], None]) -> None:
@@ -57,7 +57,7 @@ class Result:
         return self._cursor
 
     def _handed_out(self) -> pa.RecordBatchReader:
-        """A reader of the rows, which stays open after the cursor is closed."""
+        """A reader of the rows.  It stays open after the cursor is closed."""
         cursor = self._unread()
         reader = cursor.fetch_record_batch()
         cursor._results = None
@@ -80,13 +80,13 @@ class Result:
         return pa.concat_tables([pa.Table.from_batches(shown, rest.schema), rest])
 
     def to_batches(self) -> pa.RecordBatchReader:
-        """The rows as record batches, each of which is made when it is read."""
+        """The rows as record batches.  A batch is made when it is read."""
         if self._reader is not None:
             return self.to_arrow().to_reader()
         return self._handed_out()
 
     def to_pandas(self, **options: Any) -> pandas.DataFrame:
-        """All rows as a ``pandas.DataFrame``.  The options are those of ``pyarrow.Table.to_pandas``."""
+        """All rows as a ``pandas.DataFrame``.  The options go to ``pyarrow.Table.to_pandas``."""
         frame: pandas.DataFrame = self.to_arrow().to_pandas(**options)
         return frame
 

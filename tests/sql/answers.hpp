@@ -12,7 +12,7 @@
 
 namespace vorn_test {
 
-// Values are texts, which are equal exactly if the values are.
+// Values are texts.  Two texts are equal exactly if their values are.
 struct answer {
   std::vector<std::string> names;
   std::vector<std::string> types;
@@ -25,7 +25,7 @@ answer answer_of(store::sql::duckdb_answer rows);
 
 // What is known of an answer's rows.
 struct answer_shape {
-  // Columns whose values hang on the order of additions: numbers differ by this part of themselves at most.  Either
+  // Columns whose values depend on the order of additions: numbers differ by this part of themselves at most.  Either
   // zero may stand for both.
   std::vector<size_t> rounded;
   double bound = 1e-12;
