@@ -144,7 +144,7 @@ def separate_distinct(groups: Sequence[Expression], aggregates: Sequence[Node]) 
     # The states of the first step come first among those of the second one, so that their columns move by one: the
     # argument is no group any more.
     for merge in first.merges:
-        moved = {name: _moved(merge[name], -1) for name in ("argument", "condition") if name in merge}
+        moved: Node = {name: _moved(merge[name], -1) for name in ("argument", "condition") if name in merge}
         then.partials.append(merge)
         then.merges.append({**merge, **moved})
     results = iter(_moved(each, -1) for each in first.results)

@@ -15,7 +15,6 @@ import json
 from collections.abc import Callable, Mapping, Sequence
 from dataclasses import dataclass, replace
 
-from adbc_driver_manager import AdbcStatusCode
 from adbc_driver_manager.dbapi import NotSupportedError
 
 from . import _plan
@@ -42,7 +41,6 @@ def refuse(what: str) -> NotSupportedError:
     """The error for what is not executed on a cluster."""
     return NotSupportedError(
         f"NOT_IMPLEMENTED: not spread over a cluster: {what}",
-        status_code=AdbcStatusCode.NOT_IMPLEMENTED,
         sqlstate="0A000",
     )
 
@@ -54,7 +52,7 @@ class Cutter:
         self._tables = tables
         self._runner = runner
         self._settings = settings
-        self._shared: dict[int, Rows] = {}
+        self._kept: dict[int, Rows] = {}
         self._parquet = 0
         self.partitions = 0  # that tasks read
         self.skipped_partitions = 0  # that zone maps ruled out
@@ -116,10 +114,7 @@ class Cutter:
         below = children(node)[0]
         rows = self._scanned(below, conditions) if below["operator"] == "scan" else self._child(node)
         made = [
-            f
-            if f.is_empty
-            else f.with_plan(_plan.filtered(f.plan, *conditions), zones=f.zones)
-            for f in rows.fragments
+            f if f.is_empty else f.with_plan(_plan.filtered(f.plan, *conditions), zones=f.zones) for f in rows.fragments
         ]
         return replace(rows, fragments=made)
 
@@ -196,11 +191,11 @@ class Cutter:
         kept = self._child(node, 0)
         made = self._run(f"shared rows {node.get('shared_index', 0)}", kept)
         fragments = [over_pieces([piece for piece in each if piece is not None], kept.types) for each in made]
-        self._shared[node.get("shared_index", 0)] = replace(kept, fragments=fragments)
+        self._kept[node.get("shared_index", 0)] = replace(kept, fragments=fragments)
         return self._child(node, 1)
 
     def _shared_reference(self, node: Node) -> Rows:
-        return self._shared[node.get("shared_index", 0)]
+        return self._kept[node.get("shared_index", 0)]
 
     # Exchanges
 
@@ -208,9 +203,7 @@ class Cutter:
         wanted = -(-rows.estimated_bytes // self._settings.partition_bytes)
         return max(self._runner.threads, wanted)
 
-    def _exchanged(
-        self, title: str, rows: Rows, keys: Sequence[Expression], partitions: int
-    ) -> list[list[Piece]]:
+    def _exchanged(self, title: str, rows: Rows, keys: Sequence[Expression], partitions: int) -> list[list[Piece]]:
         """The pieces of each partition by the hash of keys.  Keys that are no columns come after the columns."""
         by = [column_of(key) for key in keys]
         added = [key for key, c in zip(keys, by, strict=True) if c is None]

@@ -5,7 +5,7 @@ from __future__ import annotations
 import math
 from collections.abc import Callable, Mapping, Sequence
 from dataclasses import dataclass, field, replace
-from typing import Protocol
+from typing import Any, Protocol
 
 from distributed import Future
 
@@ -24,7 +24,7 @@ class Piece:
     name: str
     rows: int
     bytes: int
-    fetch: Callable[[], Future] | None = None  # the future of it; None where nothing has run
+    fetch: Callable[[], Future[Any]] | None = None  # the future of it; None where nothing has run
 
 
 @dataclass(frozen=True)
@@ -55,10 +55,6 @@ class Fragment:
         """The fragment with another plan over the same tables."""
         known = (None,) * width(plan) if zones is None else tuple(zones)
         return replace(self, plan=plan, rows=self.rows if rows is None else rows, zones=known)
-
-    def emptied(self, types: Sequence[str]) -> Fragment:
-        """A fragment without rows in the place of this one."""
-        return empty(types)
 
 
 def empty(types: Sequence[str]) -> Fragment:

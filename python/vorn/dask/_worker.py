@@ -42,7 +42,7 @@ class Pieces:
     tables: list[pa.Buffer] = field(default_factory=list)
 
     def __sizeof__(self) -> int:
-        return 200 + sum(table.size for table in self.tables)
+        return 200 + int(sum(table.size for table in self.tables))
 
 
 @dataclass(frozen=True)
@@ -72,7 +72,10 @@ def run(
     partitions: int = 1,
     partition_by: str = "",
 ) -> Pieces:
-    """Runs a plan.  Its scans name files, ``pieces`` and ``parquet``.  Equal values of ``partition_by`` stay together."""
+    """Runs a plan.  Its scans name files, ``pieces`` and ``parquet``.
+
+    The rows of the result are split by the values of the columns ``partition_by``.
+    """
     # Another task of the process may have the same pieces, so that the tables have names of their own.
     names = {name: f"task {next(_runs)} {name}" for name in (*pieces, *parquet)}
     with _errors(), _connection() as connection, contextlib.ExitStack() as tables:
@@ -100,9 +103,7 @@ def run(
 
 def sizes(of: Pieces) -> list[Size]:
     """What a task has made, without the rows."""
-    return [
-        Size(*each) for each in zip(of.numbers, of.rows, (table.size for table in of.tables), strict=True)
-    ]
+    return [Size(*each) for each in zip(of.numbers, of.rows, (table.size for table in of.tables), strict=True)]
 
 
 def partition(of: Pieces, number: int) -> Pieces:
