@@ -65,8 +65,7 @@ std::unique_ptr<result> encoded_rows(connection &on, std::shared_ptr<execution> 
   const exec::relation_ptr rows = now.session.operators(query.root);
   worker_pool threads(on.of().threads());
   std::vector<exec::arena> memory(threads.threads());
-  exec::kept_rows kept =
-      exec::all_rows_as_they_are(*rows, {on.of().library(), threads, run->is_cancelled, memory});
+  exec::kept_rows kept = exec::all_rows_as_they_are(*rows, {on.of().library(), threads, run->is_cancelled, memory});
   exec::answer answer{std::move(query.names), rows->columns(), std::move(kept)};
   auto partitions = exec::row_partitions(on.of().library(), answer, split.by, split.partitions);
   return std::make_unique<encoded_result>(std::move(run), std::move(answer), std::move(partitions));

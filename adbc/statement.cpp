@@ -324,8 +324,7 @@ std::unique_ptr<result> statement::execute_query(std::shared_ptr<execution> run)
     return encoded_rows(*on_, std::move(run), std::move(query), split_);
   }
   if (plan_)
-    return rows_of(on_, std::move(run), 1,
-                   [plan = *plan_](sql::session &, size_t) { return planned_query{plan, {}}; });
+    return rows_of(on_, std::move(run), 1, [plan = *plan_](sql::session &, size_t) { return planned_query{plan, {}}; });
   const std::shared_ptr<const bound_values> bound = values();
   const size_t count = bound ? bound->rows.size() : 1;
   return rows_of(on_, std::move(run), count,

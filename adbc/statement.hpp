@@ -72,7 +72,7 @@ private:
   std::shared_ptr<connection> on_;
   std::optional<std::string> query_;
   std::optional<logical::query> plan_; // that is executed in the place of a text
-  std::optional<std::string> target_; // of an ingestion
+  std::optional<std::string> target_;  // of an ingestion
   database::store_mode mode_ = database::store_mode::create;
   bool is_temporary_ = false;
   bool binds_by_name_ = false;

@@ -174,7 +174,9 @@ std::vector<catalogue::file_state> catalogue::states_of(std::span<const std::fil
 void catalogue::open_files(const std::string &name, entry &of) {
   of.states = states_of(of.files);
   if (!std::any_of(of.files.begin(), of.files.end(), is_saved))
-    of.source = std::make_shared<table_file>(reader_, of.files);
+    of.source = of.row_groups ? std::make_shared<table_file>(reader_, of.files.front(), of.row_groups->first,
+                                                             of.row_groups->second)
+                              : std::make_shared<table_file>(reader_, of.files);
   else if (of.files.size() == 1)
     of.source = std::make_shared<saved_table>(library_, of.files.front());
   else
@@ -206,6 +208,19 @@ void catalogue::require_unchanged() {
 std::shared_ptr<exec::table> catalogue::find(const std::string &name) {
   const std::lock_guard lock(guard_);
   return opened(name).opened;
+}
+
+exec::table_part catalogue::find_part(const std::string &name, size_t first, size_t end) {
+  const std::lock_guard lock(guard_);
+  const entry &whole = opened(name);
+  if (whole.files.size() != 1 || whole.files.front().extension() != ".parquet")
+    return {whole.opened, first, end};
+  // The name ends as the name of a file does.
+  const std::string part_name = fmt::format("row groups {} to {} of {}", first, end, whole.files.front().string());
+  entry &part = entries_[part_name];
+  part.files = whole.files;
+  part.row_groups = {first, end};
+  return opened(part_name).opened;
 }
 
 const table_source *catalogue::source_of(const std::string &name) {

@@ -10,11 +10,13 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "sql/connection.hpp"
 #include "store/encode/encoder.hpp"
 #include "store/encode/table_source.hpp"
+#include "store/operator/operators.hpp"
 #include "store/operator/table.hpp"
 #include "store/saved/replaced_file.hpp"
 #include <vorn/vorn.h>
@@ -57,6 +59,9 @@ public:
   // rows, for their types.  Columns are loaded when the table is first asked for them.  A file that has changed since
   // it was found is another table.
   std::shared_ptr<exec::table> find(const std::string &name);
+  // Some consecutive row groups.  Of one Parquet file they are the row groups of the file, and no other rows are
+  // loaded.
+  exec::table_part find_part(const std::string &name, size_t first, size_t end);
   // Whether `find` might find it.
   bool knows(const std::string &name) const;
   // Whether a table of this name has been added.
@@ -88,7 +93,8 @@ private:
   };
   struct entry {
     std::vector<std::filesystem::path> files;
-    std::vector<file_state> states; // of the files, when they were opened
+    std::vector<file_state> states;                           // of the files, when they were opened
+    std::optional<std::pair<size_t, size_t>> row_groups = {}; // of a Parquet file; nothing for all
     std::shared_ptr<const table_source> source;
     std::shared_ptr<exec::table> opened;
   };

@@ -119,7 +119,7 @@ private:
   }
   template <class T>
   static json to_json(const std::optional<T> &value) {
-    if constexpr (std::is_same_v<T, uint64_t>)
+    if constexpr (std::is_arithmetic_v<T>)
       return value ? json(*value) : json(); // also 0
     else
       return value ? to_json(*value) : json();
@@ -170,6 +170,7 @@ public:
 private:
   static void read(const json &from, bool &to) { to = from.get<bool>(); }
   static void read(const json &from, uint64_t &to) { to = from.get<uint64_t>(); }
+  static void read(const json &from, double &to) { to = from.get<double>(); }
   static void read(const json &from, std::string &to) { to = from.get<std::string>(); }
   static void read(const json &from, sql_type &to) { to = sql_type(from.get<std::string>()); }
   static void read(const json &from, scalar &to) {
@@ -247,6 +248,7 @@ void members(auto &&visit, maybe_const<plan> auto &of) {
   visit("types", of.types);
   visit("table", of.table);
   visit("table_columns", of.table_columns);
+  visit("row_groups", of.row_groups);
   visit("rows", of.rows);
   visit("expressions", of.expressions);
   if (of.what == plan_kind::join)
@@ -258,6 +260,7 @@ void members(auto &&visit, maybe_const<plan> auto &of) {
   visit("aggregates", of.aggregates);
   visit("keys", of.keys);
   visit("limit", of.limit);
+  visit("percent", of.percent);
   visit("offset", of.offset);
   visit("shared_index", of.shared_index);
   visit("children", of.children);
@@ -301,6 +304,8 @@ public:
       for (const size_t group : set)
         if (group >= of.groups.size())
           refuse("a grouping set has a group that is not there");
+    if (!of.row_groups.empty() && (of.row_groups.size() != 2 || of.row_groups[0] > of.row_groups[1]))
+      refuse("row groups are the first one and the one after the last");
     if (of.types.size() != columns_of(of, left, right))
       refuse("an operator has another number of columns than types");
   }

@@ -23,7 +23,13 @@ logical::query session::plan(const std::string &text) {
 
 exec::relation_ptr session::operators(const logical::plan &of) {
   return exec::build(
-      of, [&](const std::string &name) { return tables_.find(name); }, functions_);
+      of,
+      [&](const logical::plan &scan) -> exec::table_part {
+        if (scan.row_groups.empty())
+          return tables_.find(scan.table);
+        return tables_.find_part(scan.table, scan.row_groups[0], scan.row_groups[1]);
+      },
+      functions_);
 }
 
 std::vector<std::string> session::tables_of(const logical::query &of) {

@@ -98,6 +98,26 @@ table_file::table_file(duckdb::connection &db, std::span<const std::filesystem::
   count_rows();
 }
 
+table_file::table_file(duckdb::connection &db, const std::filesystem::path &path, size_t first_row_group,
+                       size_t end_row_group)
+    : database_(db), files_{path}, opened_(stamps()) {
+  stem = path.stem().string();
+  infos = columns_of(db, scan_of(files_));
+  const std::string sum = "SELECT coalesce(sum(rows), 0)::BIGINT FROM (SELECT DISTINCT row_group_id AS id, "
+                          "row_group_num_rows AS rows FROM parquet_metadata({})) WHERE id {}";
+  const auto rows_of = [&](const std::string &which) {
+    auto found = db.query(fmt::format(fmt::runtime(sum), list_of(files_), which));
+    return found.next()->column(0).number<int64_t>(0);
+  };
+  const int64_t first = rows_of(fmt::format("< {}", first_row_group));
+  row_count = static_cast<uint64_t>(
+      rows_of(fmt::format(">= {} AND id < {}", first_row_group, std::max(first_row_group, end_row_group))));
+  // DuckDB reads no other row groups for a condition on the row number.
+  scan_ = fmt::format("(SELECT * EXCLUDE (file_row_number) FROM read_parquet({}, hive_partitioning = false, "
+                      "file_row_number = true) WHERE file_row_number >= {} AND file_row_number < {})",
+                      list_of(files_), first, first + static_cast<int64_t>(row_count));
+}
+
 table_file::table_file(duckdb::connection &db, const std::string &call) : database_(db), scan_(call) {
   stem = call;
   infos = columns_of(db, scan_);

@@ -26,6 +26,8 @@ public:
   // cannot be read, and when their columns differ.  The connection outlives this.
   table_file(duckdb::connection &db, std::span<const std::filesystem::path> paths);
   table_file(duckdb::connection &db, const std::filesystem::path &path) : table_file(db, std::span(&path, 1)) {}
+  // Some consecutive row groups of a Parquet file.
+  table_file(duckdb::connection &db, const std::filesystem::path &path, size_t first_row_group, size_t end_row_group);
   // The rows of a call such as "read_csv('x', header = true)" or "range(10)".  Throws store::error when DuckDB does not
   // take it.
   table_file(duckdb::connection &db, const std::string &call);

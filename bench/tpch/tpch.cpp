@@ -116,7 +116,7 @@ public:
               const std::atomic<bool> is_interrupted = false;
               const exec::query_run run{library, threads, is_interrupted, memory};
               const auto rows = exec::build(
-                  query.root, [&](const std::string &table) { return tables_.find(table); }, functions_);
+                  query.root, [&](const logical::plan &scan) { return tables_.find(scan.table); }, functions_);
               rows->open(run);
               exec::row_collector collected(rows->columns(), std::vector<bool>(rows->columns().size(), true),
                                             threads.threads());

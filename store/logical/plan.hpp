@@ -74,6 +74,7 @@ struct plan {
 
   std::string table;                 // scan: as the catalogue knows it
   std::vector<size_t> table_columns; // scan: columns of the table
+  std::vector<size_t> row_groups;    // scan: the first row group and the one after the last; nothing for all
   std::vector<std::vector<expression>> rows;
   join_kind join = join_kind::inner;
   std::vector<join_condition> conditions; // all of them hold for partners

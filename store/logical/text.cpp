@@ -81,7 +81,8 @@ void append_lines(std::string &out, const plan &of, size_t depth) {
 std::string description(const plan &of) {
   switch (of.what) {
   case plan_kind::scan:
-    return fmt::format("scan {} columns {}", of.table, fmt::join(of.table_columns, ", "));
+    return fmt::format("scan {} columns {}{}", of.table, fmt::join(of.table_columns, ", "),
+                       of.row_groups.empty() ? "" : fmt::format(" row groups {}", fmt::join(of.row_groups, " to ")));
   case plan_kind::values:
     return fmt::format("values, {} rows", of.rows.size());
   case plan_kind::filter:

@@ -4,6 +4,10 @@
 #include <unordered_map>
 #include <utility>
 
+#include <fmt/format.h>
+
+#include "store/error.hpp"
+
 namespace store::exec {
 
 namespace {
@@ -49,6 +53,7 @@ private:
 
   relation_ptr made(const plan &of);
   relation_ptr made_filter(const plan &of);
+  relation_ptr made_scan(const plan &of, const column_mask &needed, std::span<const expression> all_of);
   relation_ptr child(const plan &of, size_t index = 0) { return made(of.children[index]); }
 
   const table_finder &find_;
@@ -137,6 +142,15 @@ void builder::note_needed(const plan &of, const column_mask &needed) {
     note_needed(of.children[c], below[c]);
 }
 
+relation_ptr builder::made_scan(const plan &of, const column_mask &needed, std::span<const expression> all_of) {
+  table_part found = find_(of);
+  const std::vector<column_info> &known = found.of->columns();
+  for (size_t c = 0; c < of.table_columns.size(); ++c)
+    if (of.table_columns[c] >= known.size() || known[of.table_columns[c]].sql_type != of.types[c].name)
+      throw error(fmt::format("the columns of {} are not those of the plan", shortened(of.table)));
+  return make_scan(std::move(found), of.table_columns, needed, all_of, functions_);
+}
+
 relation_ptr builder::made_filter(const plan &of) {
   std::vector<expression> all_of;
   const plan *below = &of;
@@ -144,7 +158,7 @@ relation_ptr builder::made_filter(const plan &of) {
     for (const expression &e : below->expressions)
       add_conditions(all_of, e);
   if (below->what == plan_kind::scan)
-    return make_scan(find_(below->table), below->table_columns, needed_.at(&of), all_of, functions_);
+    return made_scan(*below, needed_.at(&of), all_of);
   if (all_of.empty())
     return made(*below);
   return make_filter(made(*below), all_of, functions_);
@@ -154,7 +168,7 @@ relation_ptr builder::made(const plan &of) {
   const column_mask &needed = needed_.at(&of);
   switch (of.what) {
   case plan_kind::scan:
-    return make_scan(find_(of.table), of.table_columns, needed, {}, functions_);
+    return made_scan(of, needed, {});
   case plan_kind::values:
     return make_values(of.types, of.rows, functions_);
   case plan_kind::filter:

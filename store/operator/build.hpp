@@ -9,8 +9,8 @@
 
 namespace store::exec {
 
-// Gives the table of a name that the plan has.
-using table_finder = std::function<std::shared_ptr<table>(const std::string &)>;
+// Gives the table that a scan of the plan reads, or a part of the table.
+using table_finder = std::function<table_part(const logical::plan &scan)>;
 
 // Loads the columns that the plan reads, and binds all expressions.  Nothing is run.  Tables and functions outlive the
 // operators.  Throws store::error for what cannot be loaded or bound.

@@ -6,9 +6,11 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <span>
+#include <utility>
 #include <vector>
 
 #include "store/evaluate/evaluator.hpp"
@@ -21,9 +23,20 @@ namespace store::exec {
 using relation_ptr = std::unique_ptr<relation>;
 using column_mask = std::vector<bool>;
 
+// Some consecutive row groups of a table.
+struct table_part {
+  table_part(std::shared_ptr<table> whole) : of(std::move(whole)) {}
+  table_part(std::shared_ptr<table> some, size_t begin, size_t behind)
+      : of(std::move(some)), first(begin), end(behind) {}
+
+  std::shared_ptr<table> of;
+  size_t first = 0;
+  size_t end = std::numeric_limits<size_t>::max(); // perhaps beyond the table
+};
+
 // The rows of a table on which all conditions are true.  `columns` are columns of the table, and the conditions count
 // these.
-relation_ptr make_scan(std::shared_ptr<table> of, std::span<const size_t> columns, const column_mask &needed,
+relation_ptr make_scan(table_part of, std::span<const size_t> columns, const column_mask &needed,
                        std::span<const logical::expression> all_of, scalar_functions &functions);
 
 relation_ptr make_values(std::span<const logical::sql_type> types,

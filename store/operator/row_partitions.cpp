@@ -31,9 +31,9 @@ public:
       break;
     case representation::float64:
       add_words(values, values.float64s(), [](double real) {
-        return std::bit_cast<uint64_t>(real == 0            ? 0.0
+        return std::bit_cast<uint64_t>(real == 0          ? 0.0
                                        : std::isnan(real) ? std::numeric_limits<double>::quiet_NaN()
-                                                            : real);
+                                                          : real);
       });
       break;
     default: {

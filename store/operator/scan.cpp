@@ -58,6 +58,8 @@ private:
 // What the streams of a scan share.
 struct scan_parts {
   std::shared_ptr<table> of;
+  size_t first = 0; // row group
+  size_t end = 0;   // the row group after the last
   std::vector<stored_column> columns;
   std::optional<scan_condition> selected;                       // with the filters of keys of columns with codes
   std::vector<std::unique_ptr<key_test>> keys;                  // the most selective one first
@@ -74,16 +76,17 @@ public:
 private:
   void produce(size_t morsel, const chunk_taker &take) override {
     const arena::mark begun = memory_.here();
-    columns_.go_to(morsel);
-    const auto rows = static_cast<uint32_t>(std::min<uint64_t>(batch_rows, of_.of->rows() - morsel * batch_rows));
-    const bool is_skipped = !may_select(morsel);
+    const size_t row_group = of_.first + morsel;
+    columns_.go_to(row_group);
+    const auto rows = static_cast<uint32_t>(std::min<uint64_t>(batch_rows, of_.of->rows() - row_group * batch_rows));
+    const bool is_skipped = !may_select(row_group);
     if (counted_ != nullptr)
       ++(is_skipped ? counted_->skipped : counted_->row_groups);
     if (is_skipped)
       return;
     scan_condition::selected chosen{nullptr, rows};
     if (of_.selected)
-      chosen = of_.selected->select(library_, morsel, chosen, memory_);
+      chosen = of_.selected->select(library_, row_group, chosen, memory_);
     for (const std::unique_ptr<key_test> &test : of_.keys)
       if (chosen.count != 0 && test->pays())
         chosen = passing(*test, chosen, rows);
@@ -177,10 +180,12 @@ private:
 
 class scan final : public relation {
 public:
-  scan(std::shared_ptr<table> of, std::span<const size_t> columns, const column_mask &needed,
+  scan(table_part of, std::span<const size_t> columns, const column_mask &needed,
        std::span<const logical::expression> all_of, scalar_functions &functions)
       : relation("scan") {
-    parts_.of = std::move(of);
+    parts_.of = std::move(of.of);
+    parts_.end = std::min<uint64_t>(of.end, (parts_.of->rows() + batch_rows - 1) / batch_rows);
+    parts_.first = std::min(of.first, parts_.end);
     parts_.columns.resize(columns.size());
     std::vector<const logical::expression *> others;
     read_conditions(columns, all_of, functions, others);
@@ -197,7 +202,7 @@ public:
   }
 
   double estimated_rows() const override { return estimated_rows_; }
-  size_t morsels() const override { return static_cast<size_t>((parts_.of->rows() + batch_rows - 1) / batch_rows); }
+  size_t morsels() const override { return parts_.end - parts_.first; }
   std::string description() const override {
     std::string out = parts_.of->name();
     std::string_view word = " where ";
@@ -215,6 +220,10 @@ public:
   }
 
 private:
+  uint64_t rows() const {
+    return std::min<uint64_t>(parts_.of->rows(), parts_.end * batch_rows) - parts_.first * batch_rows;
+  }
+
   static constexpr double selectivity_of_other = 0.25; // of a condition about which nothing is known
 
   // Comparisons with constants first: they tell how many rows are left for the others, and so whether it pays to
@@ -229,7 +238,7 @@ private:
       return made.has_value();
     };
     const auto combine = [&] {
-      estimated_rows_ = static_cast<double>(parts_.of->rows());
+      estimated_rows_ = static_cast<double>(rows());
       if (selected.empty())
         return;
       selected_ = scan_condition::all_of(selected);
@@ -284,7 +293,7 @@ private:
     std::stable_sort(parts_.keys.begin(), parts_.keys.end(), [&](const auto &a, const auto &b) {
       const auto share = [&](const key_test &test) {
         return static_cast<double>(test.keys().size()) /
-               static_cast<double>(columns_[test.column()].distinct.value_or(parts_.of->rows()));
+               static_cast<double>(columns_[test.column()].distinct.value_or(rows()));
       };
       return share(*a) < share(*b);
     });
@@ -304,7 +313,7 @@ private:
 
 } // namespace
 
-relation_ptr make_scan(std::shared_ptr<table> of, std::span<const size_t> columns, const column_mask &needed,
+relation_ptr make_scan(table_part of, std::span<const size_t> columns, const column_mask &needed,
                        std::span<const logical::expression> all_of, scalar_functions &functions) {
   return std::make_unique<scan>(std::move(of), columns, needed, all_of, functions);
 }

@@ -35,7 +35,7 @@ public:
     std::vector<store::exec::arena> memory(threads);
     const std::atomic<bool> is_interrupted = false;
     const auto rows = store::exec::build(
-        query.root, [&](const std::string &name) { return tables.find(name); }, functions_);
+        query.root, [&](const store::logical::plan &scan) { return tables.find(scan.table); }, functions_);
     return answer_of(*rows, query.names, {context_, pool, is_interrupted, memory});
   }
 
