@@ -87,7 +87,7 @@ class ClusterRunner:
 
     def _submit(self, title: str, fragment: Fragment, partitions: int, by: str) -> Future[Any]:
         pieces = {name: piece.fetch() for name, piece in fragment.pieces.items() if piece.fetch is not None}
-        return self._call(title, run, json.dumps(fragment.plan), pieces, dict(fragment.parquet), partitions, by)
+        return self._call(title, run, json.dumps(fragment.plan), pieces, partitions, by)
 
     def _call(self, title: str, function: Callable[..., object], *arguments: object) -> Future[Any]:
         self._tasks += 1

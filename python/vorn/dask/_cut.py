@@ -22,7 +22,6 @@ from ._aggregates import Aggregation, separate_distinct, split_aggregates
 from ._plan import Expression, Node, children, column, column_of, projection, width
 from ._rows import Fragment, Piece, Rows, Runner, empty, joined, local, over_pieces
 from ._tables import Partition, Table
-from ._worker import ParquetRows
 from ._zones import Zone, may_hold
 
 
@@ -53,7 +52,6 @@ class Cutter:
         self._runner = runner
         self._settings = settings
         self._kept: dict[int, Rows] = {}
-        self._parquet = 0
         self.partitions = 0  # that tasks read
         self.skipped_partitions = 0  # that zone maps ruled out
 
@@ -80,7 +78,7 @@ class Cutter:
         if table is None:
             raise refuse(f"the table {node['table']}, which is none of the tables of the query")
         columns = node["table_columns"]
-        fragments = [self._partition(node, table, each) for each in table.partitions]
+        fragments = [self._partition(node, each) for each in table.partitions]
         kept = [f for f in fragments if all(may_hold(each, f.zones) for each in conditions)]
         self.partitions += len(kept)
         self.skipped_partitions += len(fragments) - len(kept)
@@ -88,17 +86,10 @@ class Cutter:
         is_spread = len(table.partitions) > 1
         return Rows(list(node["types"]), kept or [empty(node["types"])], is_spread, distinct)
 
-    def _partition(self, node: Node, table: Table, partition: Partition) -> Fragment:
+    @staticmethod
+    def _partition(node: Node, partition: Partition) -> Fragment:
         columns = node["table_columns"]
         zones = tuple(partition.zones[c] for c in columns)
-        if partition.file.endswith(".parquet"):
-            assert partition.row_groups is not None
-            self._parquet += 1
-            name = f"parquet {self._parquet}"
-            names = [table.columns[c].name for c in columns]
-            read = ParquetRows(partition.file, list(partition.row_groups), list(dict.fromkeys(names)))
-            plan = _plan.scan(name, [read.columns.index(each) for each in names], node["types"])
-            return Fragment(plan, partition.rows, parquet={name: read}, zones=zones)
         plan = {**node, "table": partition.file}
         if partition.row_groups is not None:
             plan["row_groups"] = [partition.row_groups.start, partition.row_groups.stop]
