@@ -20,6 +20,7 @@ class Aggregation:
     types: list[str]  # of the groups, then of the aggregates
     group_expressions: Sequence[Expression]
     sets: Sequence[Sequence[int]] = ()
+    may_lack_states: bool = False  # a row is made of no states, and its counts are 0
     partials: list[Node] = field(default_factory=list)  # over the rows
     merges: list[Node] = field(default_factory=list)  # over the states
     results: list[Expression] = field(default_factory=list)  # over the merged states
@@ -55,9 +56,8 @@ class Aggregation:
 
     def _count(self, counted: Node) -> Expression:
         count = self._part(counted, "sum")
-        if not self.sets:
+        if not self.may_lack_states:
             return count
-        # A grouping set without columns has a row where there are no states.
         is_null = {"operation": "is_null", "type": "BOOLEAN", "children": [count]}
         zero = integer(0, "BIGINT")
         return {"operation": "case_when", "type": "BIGINT", "children": [is_null, zero, count]}
@@ -101,11 +101,15 @@ def _sum_type(argument: str) -> str | None:
 
 
 def split_aggregates(
-    groups: Sequence[Expression], aggregates: Sequence[Node], sets: Sequence[Sequence[int]] | None = None
+    groups: Sequence[Expression],
+    aggregates: Sequence[Node],
+    sets: Sequence[Sequence[int]] | None = None,
+    may_lack_states: bool = False,
 ) -> Aggregation | str:
     """The two steps of aggregates, or the name of one that has none."""
     types = [group["type"] for group in groups] + [each["type"] for each in aggregates]
-    out = Aggregation(len(groups), types, groups, sets or ())
+    # A grouping set without columns has a row where there are no states.
+    out = Aggregation(len(groups), types, groups, sets or (), may_lack_states or bool(sets))
     for each in aggregates:
         missing = out.add(each)
         if missing is not None:
@@ -134,7 +138,8 @@ def separate_distinct(groups: Sequence[Expression], aggregates: Sequence[Node]) 
         return "several DISTINCT aggregates without groups"
     argument = distinct[0]["argument"]
     first_groups = [*groups, argument]
-    first = split_aggregates(first_groups, [each for each in aggregates if not each.get("is_distinct")])
+    others = [each for each in aggregates if not each.get("is_distinct")]
+    first = split_aggregates(first_groups, others, may_lack_states=not groups)
     if isinstance(first, str):
         return first
     n = len(groups)
@@ -144,7 +149,7 @@ def separate_distinct(groups: Sequence[Expression], aggregates: Sequence[Node]) 
     # The states of the first step come first among those of the second one, so that their columns move by one: the
     # argument is no group any more.
     for merge in first.merges:
-        moved = {name: _moved(merge[name], -1) for name in ("argument", "condition") if name in merge}
+        moved: Node = {name: _moved(merge[name], -1) for name in ("argument", "condition") if name in merge}
         then.partials.append(merge)
         then.merges.append({**merge, **moved})
     results = iter(_moved(each, -1) for each in first.results)

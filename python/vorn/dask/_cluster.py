@@ -32,7 +32,9 @@ class Stage:
 
     def __str__(self) -> str:
         lines = "\n".join("  " + line for line in self.plan)
-        return f"{self.title}: {self.tasks} tasks, {self.rows:,} rows, {self.bytes:,} bytes, {self.seconds:.3f} s\n{lines}"
+        return (
+            f"{self.title}: {self.tasks} tasks, {self.rows:,} rows, {self.bytes:,} bytes, {self.seconds:.3f} s\n{lines}"
+        )
 
 
 class ClusterRunner:
@@ -44,7 +46,7 @@ class ClusterRunner:
         self._tasks = 0
         self._pieces = 0
         # Those that nobody needs any more are gone, and the cluster frees what they made.
-        self._futures: weakref.WeakSet[Future] = weakref.WeakSet()
+        self._futures: weakref.WeakSet[Future[Any]] = weakref.WeakSet()
         self.stages: list[Stage] = []
 
     @property
@@ -59,7 +61,7 @@ class ClusterRunner:
         tasks = [None if f.is_empty else self._submit(title, f, partitions, columns) for f in fragments]
         counted = [None if t is None else self._call("size", sizes, t) for t in tasks]
         found = iter(self._gathered([c for c in counted if c is not None]))
-        out = [
+        out: list[list[Piece | None]] = [
             [None] * partitions if task is None else self._pieces_of(task, next(found), partitions) for task in tasks
         ]
         made = [piece for each in out for piece in each if piece is not None]
@@ -83,18 +85,18 @@ class ClusterRunner:
         """Ends what still runs."""
         self._client.cancel(list(self._futures), force=True)
 
-    def _submit(self, title: str, fragment: Fragment, partitions: int, by: str) -> Future:
+    def _submit(self, title: str, fragment: Fragment, partitions: int, by: str) -> Future[Any]:
         pieces = {name: piece.fetch() for name, piece in fragment.pieces.items() if piece.fetch is not None}
-        return self._call(title, run, json.dumps(fragment.plan), pieces, dict(fragment.parquet), partitions, by)
+        return self._call(title, run, json.dumps(fragment.plan), pieces, partitions, by)
 
-    def _call(self, title: str, function: Callable[..., object], *arguments: object) -> Future:
+    def _call(self, title: str, function: Callable[..., object], *arguments: object) -> Future[Any]:
         self._tasks += 1
         key = f"vorn {title}-{self._query}-{self._tasks}"
         future = self._client.submit(function, *arguments, key=key, pure=False)
         self._futures.add(future)
         return future
 
-    def _pieces_of(self, task: Future, found: Sequence[Size], partitions: int) -> list[Piece | None]:
+    def _pieces_of(self, task: Future[Any], found: Sequence[Size], partitions: int) -> list[Piece | None]:
         out: list[Piece | None] = [None] * partitions
         for size in found:
             self._pieces += 1
@@ -103,10 +105,10 @@ class ClusterRunner:
             )
         return out
 
-    def _fetch(self, task: Future, number: int, partitions: int) -> Callable[[], Future]:
-        made: list[Future] = [task] if partitions == 1 else []
+    def _fetch(self, task: Future[Any], number: int, partitions: int) -> Callable[[], Future[Any]]:
+        made: list[Future[Any]] = [task] if partitions == 1 else []
 
-        def fetch() -> Future:
+        def fetch() -> Future[Any]:
             # Only the partition is sent, and only when a task wants it.
             if not made:
                 made.append(self._call("partition", partition, task, number))
@@ -114,9 +116,17 @@ class ClusterRunner:
 
         return fetch
 
-    def _gathered(self, futures: Sequence[Future]) -> list[Any]:
+    def _gathered(self, futures: Sequence[Future[Any]]) -> list[Any]:
         try:
             return list(self._client.gather(list(futures)))
         except TaskError as error:
-            kind: type[dbapi.Error] = getattr(dbapi, error.kind, dbapi.OperationalError)
-            raise kind(error.message, status_code=AdbcStatusCode(error.status), sqlstate=error.sqlstate) from None
+            raise _error_of(error) from None
+
+
+def _error_of(error: TaskError) -> dbapi.Error:
+    """The error that the engine has raised in a task."""
+    if error.kind == "NotSupportedError":
+        return dbapi.NotSupportedError(error.message, sqlstate=error.sqlstate)
+    kind = getattr(dbapi, error.kind, dbapi.OperationalError)
+    made: dbapi.Error = kind(error.message, status_code=AdbcStatusCode(error.status), sqlstate=error.sqlstate)
+    return made

@@ -15,7 +15,6 @@ import json
 from collections.abc import Callable, Mapping, Sequence
 from dataclasses import dataclass, replace
 
-from adbc_driver_manager import AdbcStatusCode
 from adbc_driver_manager.dbapi import NotSupportedError
 
 from . import _plan
@@ -23,7 +22,6 @@ from ._aggregates import Aggregation, separate_distinct, split_aggregates
 from ._plan import Expression, Node, children, column, column_of, projection, width
 from ._rows import Fragment, Piece, Rows, Runner, empty, joined, local, over_pieces
 from ._tables import Partition, Table
-from ._worker import ParquetRows
 from ._zones import Zone, may_hold
 
 
@@ -42,7 +40,6 @@ def refuse(what: str) -> NotSupportedError:
     """The error for what is not executed on a cluster."""
     return NotSupportedError(
         f"NOT_IMPLEMENTED: not spread over a cluster: {what}",
-        status_code=AdbcStatusCode.NOT_IMPLEMENTED,
         sqlstate="0A000",
     )
 
@@ -54,8 +51,7 @@ class Cutter:
         self._tables = tables
         self._runner = runner
         self._settings = settings
-        self._shared: dict[int, Rows] = {}
-        self._parquet = 0
+        self._kept: dict[int, Rows] = {}
         self.partitions = 0  # that tasks read
         self.skipped_partitions = 0  # that zone maps ruled out
 
@@ -82,7 +78,7 @@ class Cutter:
         if table is None:
             raise refuse(f"the table {node['table']}, which is none of the tables of the query")
         columns = node["table_columns"]
-        fragments = [self._partition(node, table, each) for each in table.partitions]
+        fragments = [self._partition(node, each) for each in table.partitions]
         kept = [f for f in fragments if all(may_hold(each, f.zones) for each in conditions)]
         self.partitions += len(kept)
         self.skipped_partitions += len(fragments) - len(kept)
@@ -90,17 +86,10 @@ class Cutter:
         is_spread = len(table.partitions) > 1
         return Rows(list(node["types"]), kept or [empty(node["types"])], is_spread, distinct)
 
-    def _partition(self, node: Node, table: Table, partition: Partition) -> Fragment:
+    @staticmethod
+    def _partition(node: Node, partition: Partition) -> Fragment:
         columns = node["table_columns"]
         zones = tuple(partition.zones[c] for c in columns)
-        if partition.file.endswith(".parquet"):
-            assert partition.row_groups is not None
-            self._parquet += 1
-            name = f"parquet {self._parquet}"
-            names = [table.columns[c].name for c in columns]
-            read = ParquetRows(partition.file, list(partition.row_groups), list(dict.fromkeys(names)))
-            plan = _plan.scan(name, [read.columns.index(each) for each in names], node["types"])
-            return Fragment(plan, partition.rows, parquet={name: read}, zones=zones)
         plan = {**node, "table": partition.file}
         if partition.row_groups is not None:
             plan["row_groups"] = [partition.row_groups.start, partition.row_groups.stop]
@@ -116,10 +105,7 @@ class Cutter:
         below = children(node)[0]
         rows = self._scanned(below, conditions) if below["operator"] == "scan" else self._child(node)
         made = [
-            f
-            if f.is_empty
-            else f.with_plan(_plan.filtered(f.plan, *conditions), zones=f.zones)
-            for f in rows.fragments
+            f if f.is_empty else f.with_plan(_plan.filtered(f.plan, *conditions), zones=f.zones) for f in rows.fragments
         ]
         return replace(rows, fragments=made)
 
@@ -196,11 +182,11 @@ class Cutter:
         kept = self._child(node, 0)
         made = self._run(f"shared rows {node.get('shared_index', 0)}", kept)
         fragments = [over_pieces([piece for piece in each if piece is not None], kept.types) for each in made]
-        self._shared[node.get("shared_index", 0)] = replace(kept, fragments=fragments)
+        self._kept[node.get("shared_index", 0)] = replace(kept, fragments=fragments)
         return self._child(node, 1)
 
     def _shared_reference(self, node: Node) -> Rows:
-        return self._shared[node.get("shared_index", 0)]
+        return self._kept[node.get("shared_index", 0)]
 
     # Exchanges
 
@@ -208,9 +194,7 @@ class Cutter:
         wanted = -(-rows.estimated_bytes // self._settings.partition_bytes)
         return max(self._runner.threads, wanted)
 
-    def _exchanged(
-        self, title: str, rows: Rows, keys: Sequence[Expression], partitions: int
-    ) -> list[list[Piece]]:
+    def _exchanged(self, title: str, rows: Rows, keys: Sequence[Expression], partitions: int) -> list[list[Piece]]:
         """The pieces of each partition by the hash of keys.  Keys that are no columns come after the columns."""
         by = [column_of(key) for key in keys]
         added = [key for key, c in zip(keys, by, strict=True) if c is None]

@@ -13,6 +13,16 @@ Node = dict[str, Any]
 Expression = dict[str, Any]
 
 
+def read(node: Node) -> Node:
+    """A plan of the driver, in which each operator has its types, and a scan its columns."""
+    out = {"types": [], **node}
+    if node["operator"] == "scan":
+        out = {"table_columns": [], **out}
+    if "children" in node:
+        out["children"] = [read(child) for child in node["children"]]
+    return out
+
+
 def children(node: Node) -> list[Node]:
     """The operators that give rows to this one."""
     found: list[Node] = node.get("children", [])

@@ -14,7 +14,7 @@ from adbc_driver_manager import dbapi
 from .._connection import Connection
 from ._cluster import ClusterRunner, Stage
 from ._cut import Cutter, Settings
-from ._plan import Node, describe, plan_text, scan, union
+from ._plan import Node, describe, plan_text, read, scan, union
 from ._rows import Fragment, Piece, Rows
 from ._tables import Table
 
@@ -119,7 +119,7 @@ def _planned(connection: Connection, text: str, tables: Mapping[str, Table]) -> 
                 found = json.loads(statement.get_option("vorn.plan"))
             except dbapi.Error:
                 raise
-            return found.get("names", []), found["root"]
+            return found.get("names", []), read(found["root"])
 
 
 class _PlannedRunner:

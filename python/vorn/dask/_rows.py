@@ -5,12 +5,11 @@ from __future__ import annotations
 import math
 from collections.abc import Callable, Mapping, Sequence
 from dataclasses import dataclass, field, replace
-from typing import Protocol
+from typing import Any, Protocol
 
 from distributed import Future
 
 from ._plan import Node, no_rows, scan, union, walk, width
-from ._worker import ParquetRows
 from ._zones import Zone
 
 # Operators over so many rows cost less than sending their result.
@@ -24,7 +23,7 @@ class Piece:
     name: str
     rows: int
     bytes: int
-    fetch: Callable[[], Future] | None = None  # the future of it; None where nothing has run
+    fetch: Callable[[], Future[Any]] | None = None  # the future of it; None where nothing has run
 
 
 @dataclass(frozen=True)
@@ -34,7 +33,6 @@ class Fragment:
     plan: Node
     rows: int  # not more than these
     pieces: Mapping[str, Piece] = field(default_factory=dict)
-    parquet: Mapping[str, ParquetRows] = field(default_factory=dict)
     zones: tuple[Zone | None, ...] = ()  # of the columns
 
     @property
@@ -45,7 +43,7 @@ class Fragment:
     @property
     def is_cheap(self) -> bool:
         """Whether several tasks may repeat it, because it reads little and gives the same rows each time."""
-        if self.pieces or self.parquet or self.rows > _few_rows:
+        if self.pieces or self.rows > _few_rows:
             return False
         return "is_volatile" not in str(self.plan) and all(
             node["operator"] in ("scan", "values", "filter", "projection", "join") for node in walk(self.plan)
@@ -55,10 +53,6 @@ class Fragment:
         """The fragment with another plan over the same tables."""
         known = (None,) * width(plan) if zones is None else tuple(zones)
         return replace(self, plan=plan, rows=self.rows if rows is None else rows, zones=known)
-
-    def emptied(self, types: Sequence[str]) -> Fragment:
-        """A fragment without rows in the place of this one."""
-        return empty(types)
 
 
 def empty(types: Sequence[str]) -> Fragment:
@@ -109,7 +103,7 @@ def local(fragment: Fragment, distinct: Sequence[int | None] | None = None) -> R
 
 def joined(plan: Node, left: Fragment, right: Fragment, zones: Sequence[Zone | None], rows: int) -> Fragment:
     """A fragment over the tables of two."""
-    return Fragment(plan, rows, {**left.pieces, **right.pieces}, {**left.parquet, **right.parquet}, tuple(zones))
+    return Fragment(plan, rows, {**left.pieces, **right.pieces}, tuple(zones))
 
 
 class Runner(Protocol):

@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import decimal
 import glob
+import itertools
 import json
 from collections.abc import Iterable, Sequence
 from dataclasses import dataclass
@@ -127,6 +128,7 @@ class File:
 def _expanded(paths: str | Path | Iterable[str | Path]) -> list[str]:
     if isinstance(paths, str | Path):
         pattern = str(paths)
+        # A pattern may begin with any folder, which Path.glob does not take.
         found = glob.glob(pattern) if glob.has_magic(pattern) and not Path(pattern).exists() else [pattern]
         return [str(Path(path).absolute()) for path in found]
     return [file for path in paths for file in _expanded(path)]
@@ -148,7 +150,11 @@ def _opened_vorn(file: str, connection: Connection) -> File:
     except Exception:  # TEMPORARY
         n = connection.sql(f"select count(*) from '{file}'").fetchone()[0]
         sch = connection.schema(file)
-        found = {"rows": n, "columns": [{"name": f.name, "type": sql_type(f)} for f in sch], "row_groups": [{"rows": min(65536, n - i), "columns": [{}] * len(sch)} for i in range(0, n, 65536)]}
+        found = {
+            "rows": n,
+            "columns": [{"name": f.name, "type": sql_type(f)} for f in sch],
+            "row_groups": [{"rows": min(65536, n - i), "columns": [{}] * len(sch)} for i in range(0, n, 65536)],
+        }
 
     def zone(of: dict[str, Any]) -> Zone | None:
         low, high = scalar(of.get("min")), scalar(of.get("max"))
@@ -270,6 +276,6 @@ def _split(files: Sequence[File], partitions: int) -> list[Partition]:
         count = len(file.row_groups)
         cuts = {total * i // partitions - done for i in range(partitions)}
         ends = [0, *sorted(cut for cut in cuts if 0 < cut < count), count]
-        out += [_partition(file, range(a, b), False) for a, b in zip(ends, ends[1:], strict=False)]
+        out += [_partition(file, range(a, b), False) for a, b in itertools.pairwise(ends)]
         done += count
     return out

@@ -16,20 +16,10 @@ from dataclasses import dataclass, field
 from typing import Any
 
 import pyarrow as pa
-import pyarrow.parquet as pq
 from adbc_driver_manager import AdbcConnection, AdbcDatabase, AdbcStatement, dbapi
 
 from .._files import driver_path
 from ._plan import plan_text
-
-
-@dataclass(frozen=True)
-class ParquetRows:
-    """Row groups of a Parquet file, and the columns of them that a task reads."""
-
-    file: str
-    row_groups: Sequence[int]
-    columns: Sequence[str]
 
 
 @dataclass
@@ -42,7 +32,7 @@ class Pieces:
     tables: list[pa.Buffer] = field(default_factory=list)
 
     def __sizeof__(self) -> int:
-        return 200 + sum(table.size for table in self.tables)
+        return 200 + int(sum(table.size for table in self.tables))
 
 
 @dataclass(frozen=True)
@@ -68,18 +58,18 @@ class TaskError(Exception):
 def run(
     plan: str,
     pieces: Mapping[str, Pieces],
-    parquet: Mapping[str, ParquetRows],
     partitions: int = 1,
     partition_by: str = "",
 ) -> Pieces:
-    """Runs a plan.  Its scans name files, ``pieces`` and ``parquet``.  Equal values of ``partition_by`` stay together."""
+    """Runs a plan.  Its scans name files and ``pieces``.
+
+    The rows of the result are split by the values of the columns ``partition_by``.
+    """
     # Another task of the process may have the same pieces, so that the tables have names of their own.
-    names = {name: f"task {next(_runs)} {name}" for name in (*pieces, *parquet)}
+    names = {name: f"task {next(_runs)} {name}" for name in pieces}
     with _errors(), _connection() as connection, contextlib.ExitStack() as tables:
         for name, piece in pieces.items():
             tables.enter_context(_piece_table(connection, names[name], piece.tables[0]))
-        for name, rows in parquet.items():
-            tables.enter_context(_parquet_table(connection, names[name], rows))
         statement = tables.enter_context(AdbcStatement(connection))
         statement.set_options(
             **{
@@ -100,9 +90,7 @@ def run(
 
 def sizes(of: Pieces) -> list[Size]:
     """What a task has made, without the rows."""
-    return [
-        Size(*each) for each in zip(of.numbers, of.rows, (table.size for table in of.tables), strict=True)
-    ]
+    return [Size(*each) for each in zip(of.numbers, of.rows, (table.size for table in of.tables), strict=True)]
 
 
 def partition(of: Pieces, number: int) -> Pieces:
@@ -141,20 +129,6 @@ def _piece_table(connection: AdbcConnection, name: str, table: pa.Buffer) -> Ite
         yield
     finally:
         connection.set_options(**{option: b""})
-
-
-@contextlib.contextmanager
-def _parquet_table(connection: AdbcConnection, name: str, rows: ParquetRows) -> Iterator[None]:
-    with pq.ParquetFile(rows.file) as file, AdbcStatement(connection) as statement:
-        batches = file.iter_batches(row_groups=list(rows.row_groups), columns=list(rows.columns))
-        schema = pa.schema([file.schema_arrow.field(name) for name in rows.columns])
-        statement.set_options(**{"adbc.ingest.target_table": name, "adbc.ingest.temporary": "true"})
-        statement.bind_stream(pa.RecordBatchReader.from_batches(schema, batches))
-        statement.execute_update()
-        try:
-            yield
-        finally:
-            connection.set_options(**{f"vorn.table.{name}": b""})
 
 
 @contextlib.contextmanager

@@ -24,17 +24,18 @@ class Zone:
         """Whether a value between two bounds may be there.  None is no bound."""
         if self.low is None or self.high is None:
             return False
-        return not ((low is not None and _less(self.high, low)) or (high is not None and _less(high, self.low)))
+        return not (_less(self.high, low) or _less(high, self.low))
 
 
 # What is known of the columns of some rows; None where nothing is.
 Zones = Sequence[Zone | None]
 
 
-def _less(a: Value, b: Value) -> bool:
+def _less(a: Value | None, b: Value | None) -> bool:
+    """Whether both are there, and one is smaller."""
     if isinstance(a, bytes):
         return isinstance(b, bytes) and a < b
-    return isinstance(b, int) and a < b
+    return isinstance(a, int) and isinstance(b, int) and a < b
 
 
 def united(zones: Sequence[Zone | None]) -> Zone | None:

@@ -1,0 +1,302 @@
+"""Queries on a cluster of two processes answer as one process does, whatever happens to the processes."""
+
+import os
+import signal
+from collections.abc import Callable, Iterator
+from pathlib import Path
+from typing import Any
+
+import dask
+import distributed
+import duckdb
+import psutil
+import pyarrow as pa
+import pyarrow.parquet as pq
+import pytest
+import vorn
+import vorn.dask
+from vorn.dask import _cluster
+
+partitions = 8
+# What each join and aggregate does: what fits the sizes, or always an exchange.
+ways: dict[str, dict[str, Any]] = {
+    "by size": {},
+    "exchange": {"vorn.broadcast-bytes": 0, "vorn.merged-rows": 0},
+    "tree": {"vorn.fan-in": 2},
+}
+
+
+@pytest.fixture(scope="session")
+def client() -> Iterator[distributed.Client]:
+    with (
+        distributed.LocalCluster(n_workers=2, threads_per_worker=1, dashboard_address=None) as cluster,
+        distributed.Client(cluster) as client,
+    ):
+        yield client
+
+
+@pytest.fixture(params=ways)
+def way(request: pytest.FixtureRequest) -> Iterator[str]:
+    with dask.config.set(ways[request.param]):
+        yield request.param
+
+
+def saved_parts(table: pa.Table, name: str, folder: Path, count: int = partitions) -> vorn.dask.Table:
+    """A table in files of consecutive rows."""
+    step = -(-table.num_rows // count)
+    with vorn.connect(threads=1) as db:
+        for i in range(count):
+            db.register("part", table.slice(i * step, step))
+            db.save("part", folder / f"{name}-{i}.vorn")
+    return vorn.dask.read(folder / f"{name}-*.vorn")
+
+
+def rows_of(table: pa.Table) -> list[tuple[Any, ...]]:
+    """The rows, of which doubles may differ in the last digits: they are added in another order."""
+    columns = [[float(f"{v:.12g}") if isinstance(v, float) else v for v in c.to_pylist()] for c in table.columns]
+    return list(zip(*columns, strict=True))
+
+
+def in_any_order(table: pa.Table) -> list[tuple[Any, ...]]:
+    return sorted(rows_of(table), key=lambda row: [(value is None, value) for value in row])
+
+
+# TPC-H
+
+
+@pytest.fixture(scope="session")
+def tpch(repository: Path, tmp_path_factory: pytest.TempPathFactory) -> dict[str, vorn.dask.Table]:
+    source, folder = repository / "data/tpch-0.1", tmp_path_factory.mktemp("tpch")
+    if not source.exists():
+        pytest.skip("the tables of TPC-H are not there: tools/tpch 0.1")
+    small = ("nation", "region")
+    files = sorted(source.glob("*.parquet"))
+    return {
+        file.stem: saved_parts(pq.read_table(file), file.stem, folder, 1 if file.stem in small else partitions)
+        for file in files
+    }
+
+
+@pytest.mark.parametrize("number", range(1, 23))
+def test_tpch_answers_equal_those_of_one_process(
+    number: int, way: str, tpch: dict[str, vorn.dask.Table], client: distributed.Client, repository: Path
+) -> None:
+    if way == "tree":
+        pytest.skip("few aggregates have as many partitions")
+    text = (repository / f"bench/tpch/{number:02}.sql").read_text().strip().rstrip(";")
+    query = vorn.dask.sql(text, **tpch)
+    answer = query.compute(client)
+    with vorn.connect(repository / "data/tpch-0.1") as db:
+        expected = db.sql(text).to_arrow()
+    assert answer.schema == expected.schema
+    assert rows_of(answer) == rows_of(expected)
+    assert max(stage.tasks for stage in query.stages) >= partitions  # it ran in the partitions
+
+
+# Chosen queries
+
+
+@pytest.fixture(scope="session")
+def sales(tmp_path_factory: pytest.TempPathFactory) -> tuple[duckdb.DuckDBPyConnection, dict[str, vorn.dask.Table]]:
+    """Tables with NULLs in keys, a key of most rows, and parts without a row; in DuckDB, and in parts."""
+    db = duckdb.connect()
+    db.execute("select setseed(0.5)")
+    db.execute("""create table sale as select i as id,
+        case when i % 11 = 0 then null when i % 3 > 0 then 7 else i % 97 end as shop,
+        (i * 7919 % 1000)::decimal(9,2) / 8 as price, 'k' || (i % 13) as kind,
+        date '2024-01-01' + (i // 100)::integer as day, (i % 17) / 4.0::double as weight from range(20000) t(i)""")
+    db.execute("""create table shop as select case when i % 10 = 9 then null else i end as id, 'shop ' || i % 20 as name,
+        'k' || (i % 19) as kind from range(150) t(i)""")
+    db.execute("create table void as select * from shop where false")
+    folder = tmp_path_factory.mktemp("sales")
+    made = {name: saved_parts(db.table(name).to_arrow_table(), name, folder) for name in ("sale", "shop", "void")}
+    return db, made
+
+
+queries = {
+    "columns and conditions": "select id + 1 as next, kind from sale where price > 100 and shop is not null",
+    "no rows": "select * from sale where id < 0",
+    "aggregates": """select shop, count(*), count(shop), sum(price), avg(price), min(day), max(kind), avg(id), sum(weight),
+        avg(weight) from sale group by shop""",
+    "aggregates without groups": "select count(*), sum(price), avg(price), min(id), max(day) from sale where id % 2 = 0",
+    "aggregates of no rows": "select count(*), sum(price), avg(price), any_value(id) from sale where id < 0",
+    "any value": "select kind, any_value(day) is null, bool_and(id >= 0), bool_or(id > 19990) from sale group by kind",
+    "conditions of aggregates": "select kind, count(*) filter (price > 50), sum(id) filter (shop = 7) from sale group by 1",
+    "many groups": "select id, count(*) as n, sum(price) from sale group by id having id % 3 = 0",
+    "distinct": "select distinct shop, kind from sale",
+    "count distinct": "select count(distinct shop), sum(id), max(kind) from sale",
+    "count distinct of no rows": "select count(distinct shop), avg(distinct shop), count(*) from sale where id < 0",
+    "count distinct by groups": """select kind, count(distinct shop), sum(distinct shop), avg(distinct shop), sum(price),
+        avg(price), count(*) from sale group by kind""",
+    "count distinct of two columns by groups": "select kind, count(distinct shop), count(distinct day) from sale group by 1",
+    "grouping sets": "select kind, shop, count(*), avg(price) from sale group by rollup (kind, shop)",
+    "top": "select id, price from sale order by price desc, id limit 10 offset 5",
+    "order": "select id, kind from sale where id % 100 = 0 order by kind desc, id",
+    "limit": "select count(*) from (select id from sale where id >= 300 limit 500 offset 20)",
+    "inner join": "select sale.id, name from sale join shop on shop = shop.id",
+    "left join": "select sale.id, name from sale left join shop on shop = shop.id and shop.kind = sale.kind",
+    "right join": "select sale.id, shop.id, name from sale right join shop on shop = shop.id and price > 120",
+    "full join": "select sale.id, shop.id from sale full join shop on shop = shop.id and sale.id % 2 = 0",
+    "full join of keys": "select s.shop, t.id, n from (select shop, count(*) n from sale group by 1) s full join shop t "
+    "on s.shop = t.id",
+    "semi join": "select id from sale where shop in (select id from shop where name like '%1%')",
+    "not in with NULL": "select id from sale where shop not in (select id from shop)",
+    "not in": "select id from sale where shop not in (select id from shop where id is not null and id < 50)",
+    "not in of no rows": "select count(*) from sale where shop not in (select id from void)",
+    "not exists": "select id from sale s where not exists (select 1 from shop where shop.id = s.shop and shop.kind = s.kind)",
+    "join with nobody": "select count(*), sum(price) from sale join void on shop = void.id",
+    "left join with nobody": "select count(*), count(name) from sale left join void on shop = void.id",
+    "self join": "select count(*), sum(a.price) from sale a join sale b on a.id = b.id + 1 and a.kind <> b.kind",
+    "not equal join": "select count(*) from shop a join shop b on a.id < b.id",
+    "cross product": "select count(*), sum(a.id) from shop a, shop b",
+    "scalar subquery": "select id from sale where price > (select avg(price) * 1.8 from sale)",
+    "correlated": "select id from sale s where price >= (select max(price) from sale t where t.shop = s.shop)",
+    "common table": """with by_shop as (select shop, sum(price) as total from sale group by shop)
+        select a.shop, b.shop from by_shop a join by_shop b on a.total < b.total and a.shop = 7""",
+    "union": "select kind from sale where id < 5 union all select kind from shop union all select 'none'",
+    "except": "select kind from shop except select kind from sale",
+    "intersect": "select shop from sale intersect select id from shop",
+    "distinct on": "select distinct on (kind) kind, id from sale order by kind, id desc",
+    "joins above aggregates": """select name, total from shop join (select shop, sum(price) as total from sale group by 1)
+        on shop = id join (select kind, count(*) as n from sale group by kind) using (kind) where n > 100""",
+}
+
+
+@pytest.mark.parametrize("name", queries)
+def test_answers_equal_those_of_duckdb(
+    name: str,
+    way: str,
+    sales: tuple[duckdb.DuckDBPyConnection, dict[str, vorn.dask.Table]],
+    client: distributed.Client,
+) -> None:
+    del way
+    db, tables = sales
+    text = queries[name]
+    used = {table: rows for table, rows in tables.items() if table in text}
+    answer = vorn.dask.sql(text, **used).compute(client)
+    expected = db.sql(text).to_arrow_table()
+    is_ordered = "order by" in text and "distinct on" not in text
+    assert (rows_of if is_ordered else in_any_order)(answer) == (rows_of if is_ordered else in_any_order)(expected)
+
+
+@pytest.mark.parametrize(
+    ("text", "part"),
+    [
+        ("select row_number() over (order by id) from sale", "window functions"),
+        ("select * from sale full join shop on price > shop.id", "full join without equal keys"),
+        ("select id from sale limit 10%", "LIMIT of a percentage"),
+        ("select avg(day) from sale", "avg of the type"),
+        ("select count(distinct shop), count(distinct kind) from sale", "several DISTINCT aggregates"),
+        ("select kind, count(distinct id) from sale group by rollup (kind)", "DISTINCT and grouping sets"),
+    ],
+)
+def test_what_is_not_spread_says_so(
+    text: str, part: str, sales: tuple[duckdb.DuckDBPyConnection, dict[str, vorn.dask.Table]], client: distributed.Client
+) -> None:
+    with pytest.raises(vorn.NotSupportedError, match=part) as caught:
+        vorn.dask.sql(text, **sales[1]).compute(client)
+    assert caught.value.sqlstate == "0A000"
+
+
+# Partitions
+
+
+def test_zone_maps_rule_partitions_out(
+    sales: tuple[duckdb.DuckDBPyConnection, dict[str, vorn.dask.Table]], client: distributed.Client
+) -> None:
+    db, tables = sales
+    # 2,500 rows are a partition, and 100 rows a day.
+    for condition, read in {
+        "id between 2400 and 2600": 2,
+        "id = 2500": 1,
+        "id < 2500": 1,
+        "id <= 2500": 2,
+        "19999 <= id": 1,
+        "id in (1, 19000)": 2,
+        "day = date '2024-01-01'": 1,
+        "day < date '2024-02-01' or id > 17499": 3,
+        "kind = 'z'": 0,
+        "id is null": 0,
+        "shop is null": 8,
+        "id + 0 = 5": 8,
+    }.items():
+        text = f"select count(*), sum(price) from sale where {condition}"
+        query = vorn.dask.sql(text, sale=tables["sale"])
+        assert rows_of(query.compute(client)) == rows_of(db.sql(text).to_arrow_table()), condition
+        assert (query.partitions_read, query.partitions_skipped) == (read, 8 - read), condition
+
+
+def test_a_partition_with_most_rows_is_split(
+    sales: tuple[duckdb.DuckDBPyConnection, dict[str, vorn.dask.Table]], client: distributed.Client
+) -> None:
+    db, tables = sales
+    # Two of three rows have the key 7.
+    text = "select sale.id, name from sale join shop on shop = shop.id"
+    with dask.config.set({"vorn.broadcast-bytes": 0, "vorn.partition-bytes": 100_000}):
+        query = vorn.dask.sql(text, **{name: tables[name] for name in ("sale", "shop")})
+        answer = query.compute(client)
+    assert in_any_order(answer) == in_any_order(db.sql(text).to_arrow_table())
+    made = [stage for stage in query.stages if stage.title == "exchange"]
+    assert query.stages[-1].tasks > max(len(made), 8)
+
+
+def test_parquet_is_read_by_row_groups(tmp_path: Path, client: distributed.Client) -> None:
+    rows = pa.table({"id": pa.array(range(1000)), "name": [f"n{i % 7}" for i in range(1000)]})
+    pq.write_table(rows, tmp_path / "rows.parquet", row_group_size=100)
+    table = vorn.dask.from_parquet(tmp_path / "rows.parquet", partitions=4)
+    assert [each.rows for each in table.partitions] == [200, 300, 200, 300]
+    query = vorn.dask.sql("select name, count(*) as n from t where id >= 500 group by name order by name", t=table)
+    assert query.compute(client).to_pylist() == [{"name": f"n{i}", "n": 72 if i < 3 else 71} for i in (0, 1, 2, 3, 4, 5, 6)]
+    assert query.partitions_skipped == 2
+    with pytest.raises(FileNotFoundError, match="none-"):
+        vorn.dask.read(tmp_path / "none-*.vorn")
+    pq.write_table(rows.select(["name"]), tmp_path / "others.parquet")
+    with pytest.raises(ValueError, match="other columns"):
+        vorn.dask.read([tmp_path / "rows.parquet", tmp_path / "others.parquet"])
+
+
+# Faults
+
+
+def test_a_worker_that_dies_changes_no_answer(
+    tpch: dict[str, vorn.dask.Table], client: distributed.Client, repository: Path, monkeypatch: pytest.MonkeyPatch
+) -> None:
+    text = (repository / "bench/tpch/03.sql").read_text().strip().rstrip(";")
+    killed: list[int] = []
+
+    def killing(run: Callable[..., Any]) -> Callable[..., Any]:
+        def wrapped(self: Any, title: str, *arguments: Any) -> Any:
+            made = run(self, title, *arguments)
+            if title == "exchange" and not killed:
+                # It holds rows that the next tasks read.
+                holders = {who for key, who in client.who_has().items() if "exchange" in str(key) for who in who}
+                process = client.run(os.getpid, workers=[sorted(holders)[0]])
+                killed.extend(process.values())
+                os.kill(killed[0], signal.SIGKILL)
+            return made
+
+        return wrapped
+
+    monkeypatch.setattr(_cluster.ClusterRunner, "run", killing(_cluster.ClusterRunner.run))
+    with dask.config.set(ways["exchange"]):
+        answer = vorn.dask.sql(text, **tpch).compute(client)
+    assert len(killed) == 1
+    assert not psutil.pid_exists(killed[0])
+    with vorn.connect(repository / "data/tpch-0.1") as db:
+        assert rows_of(answer) == rows_of(db.sql(text).to_arrow())
+
+
+def test_a_damaged_partition_is_named(tmp_path: Path, client: distributed.Client) -> None:
+    table = saved_parts(pa.table({"id": range(80_000)}), "part", tmp_path)
+    damaged = tmp_path / "part-3.vorn"
+    content = bytearray(damaged.read_bytes())
+    content[len(content) // 2] ^= 0xFF
+    damaged.unlink()  # another process may have the old file mapped
+    damaged.write_bytes(content)
+    with pytest.raises(vorn.Error, match=r"part-3\.vorn"):
+        vorn.dask.sql("select sum(id) from t", t=table).compute(client)
+    damaged.unlink()
+    with pytest.raises(vorn.Error, match=r"part-3\.vorn"):
+        vorn.dask.sql("select sum(id) from t", t=table).compute(client)
+    whole = vorn.dask.sql("select sum(id) from t where id < 30000", t=table).compute(client)
+    assert whole.to_pylist() == [{"sum(id)": sum(range(30_000))}]
