@@ -167,8 +167,7 @@ if(VORN_ALL_SPECIALIZED)
   vorn_add_level(avx ENGINE avx2 SOURCES ${VORN_LEVEL_SOURCES} FLAGS ${VORN_V2} -mavx)
   vorn_add_level(avx2 ENGINE avx2 SOURCES ${VORN_LEVEL_SOURCES} FLAGS ${VORN_V3})
   vorn_add_level(avx512 ENGINE avx2 SOURCES ${VORN_LEVEL_SOURCES} FLAGS ${VORN_V4})
-  vorn_add_level(vbmi ENGINE vbmi FLAGS ${VORN_VBMI} SOURCES ${VORN_LEVEL_SOURCES} isa/vbmi/bits.cpp
-    isa/vbmi/interval.cpp isa/vbmi/members.cpp isa/vbmi/packed.cpp isa/vbmi/pairs.cpp isa/vbmi/unpack.cpp)
+  vorn_add_level(vbmi ENGINE vbmi SOURCES ${VORN_LEVEL_SOURCES} FLAGS ${VORN_VBMI})
 
   vorn_add_specialized(svxlsse4219 sse42)
   vorn_add_specialized(svxlavx19 avx)

@@ -150,6 +150,10 @@ private:
   __m128i spare_;
 };
 
+// Lanes for values of whole bytes.
+template <class Lane>
+using value_lanes = code_lanes<Lane, code_form::whole>;
+
 // Calls call(type) with the lanes of a width up to Widest.  The loop of each form of lanes is better in its own
 // function than in one function with all loops.
 template <unsigned Widest, class Call>
@@ -171,6 +175,42 @@ template <unsigned Widest, class Call>
     return call(std::type_identity<code_lanes<uint32_t, whole>>{});
   if constexpr (Widest > 32)
     return call(std::type_identity<code_lanes<uint64_t, whole>>{});
+}
+
+// The same lanes have codes at the top and, for codes of up to 32 bits, at the bottom.
+template <class Call>
+[[gnu::always_inline]] inline auto with_top_lanes(unsigned width, Call call) {
+  return with_lanes<64>(width, call);
+}
+
+// Calls call(type) with the lanes of a width whose codes can become elements of a type.  The lanes have the size of the
+// element, or the element has 4 bytes.
+template <class Element, class Call>
+[[gnu::always_inline]] inline void with_element_lanes(unsigned width, Call call) {
+  with_lanes<32>(width, [&]<class Lanes>(std::type_identity<Lanes> type) {
+    if constexpr (sizeof(Element) == 4 || sizeof(Element) == sizeof(typename Lanes::number))
+      call(type);
+  });
+}
+
+// A bit for each code of a group, 0 if it matches: the packed masks of its vectors.
+template <unsigned First, unsigned Count, class Test>
+[[gnu::always_inline]] inline vector packed_misses(Test test) {
+  if constexpr (Count == 1)
+    return test(std::integral_constant<unsigned, First>{}).misses;
+  else
+    return packed(packed_misses<First, Count / 2>(test), packed_misses<First + Count / 2, Count / 2>(test));
+}
+
+// A bit for each of 64 codes, 1 if it matches.  test(group, v) are the hits of vector v of a group.
+template <class Lanes, class Test>
+[[gnu::always_inline]] inline uint64_t word_of(Test test) {
+  uint64_t misses = 0;
+#pragma GCC unroll 4
+  for (unsigned group = 0; group < word_groups; ++group)
+    misses |= uint64_t{top_bits(packed_misses<0, Lanes::vectors>([&](auto v) { return test(group, v); }))}
+              << (group * group_codes);
+  return ~misses;
 }
 
 } // namespace vorn::inline VORN_LEVEL

@@ -4,19 +4,18 @@
 #include "generic/bitvec/combine.hpp"
 #include "generic/decode/burst.hpp"
 #include "isa/avx2/gather.hpp"
-#include "isa/avx2/kernels.hpp"
 #include "isa/avx2/ones.hpp"
-#include "isa/avx2/scan.hpp"
-#include "isa/avx2/unpack.hpp"
+#include "isa/scan.hpp"
+#include "isa/steps.hpp"
 
 namespace vorn::inline VORN_LEVEL::engine {
 
 template <unsigned W>
-using dict_rows = lane_dict<W, lane_kernels>;
+using dict_rows = lane_dict<W>;
 template <unsigned W, bool Tz>
-using fixed_rows = lane_fixed<W, Tz, lane_kernels>;
+using fixed_rows = lane_fixed<W, Tz>;
 template <unsigned W, bool Tz>
-using dynp_rows = lane_dynp<W, Tz, lane_kernels>;
+using dynp_rows = lane_dynp<W, Tz>;
 
 template <unsigned W, class Element>
 using steps = lane_steps<W, Element>;

@@ -1,9 +1,10 @@
 // Look-ups of eight keys or hash values at once, on levels with gather instructions.
 #pragma once
 
+#include <immintrin.h>
+
 #include "generic/expr/translate.hpp"
 #include "generic/join/bloom.hpp"
-#include "isa/avx2/vector.hpp"
 
 namespace vorn::inline VORN_LEVEL {
 

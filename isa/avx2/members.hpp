@@ -4,9 +4,8 @@
 
 #include "generic/scan/dict.hpp"
 #include "generic/scan/membership.hpp"
-#include "isa/avx2/bits.hpp"
-#include "isa/avx2/elements.hpp"
-#include "isa/avx2/select.hpp"
+#include "isa/bits.hpp"
+#include "isa/select.hpp"
 
 namespace vorn::inline VORN_LEVEL {
 
@@ -36,21 +35,19 @@ public:
   explicit in_map(const small_map &map)
       : low_(in_each_half(load_half(map.words))), high_(in_each_half(load_half(map.words + 2))) {}
 
-  vector operator()(vector code) const {
-    const vector bit = shuffled(in_each_half(single_bits), code & bytes(7));
-    const vector index = VORN_VECTOR(srli_epi16)(code, 3) & bytes(15);
+  hits operator()(vector code) const {
+    const vector bit = shuffled(in_each_half(single_bits), code & all_bytes(7));
+    const vector index = VORN_VECTOR(srli_epi16)(code, 3) & all_bytes(15);
     if constexpr (!EightBits)
-      return lanes_of<uint8_t>::equal(shuffled(low_, index) & bit, none());
+      return lanes_of<uint8_t>::common(shuffled(low_, index), bit);
     // The top bit of the code selects the half of the map.  The shuffle of the other half gives 0.
-    const vector upper = code & bytes(0x80);
-    const vector byte = shuffled(low_, index | upper) | shuffled(high_, index | (upper ^ bytes(0x80)));
-    return lanes_of<uint8_t>::equal(byte & bit, none());
+    const vector upper = code & all_bytes(0x80);
+    const vector byte = shuffled(low_, index | upper) | shuffled(high_, index | (upper ^ all_bytes(0x80)));
+    return lanes_of<uint8_t>::common(byte, bit);
   }
 
 private:
   static constexpr std::array<uint8_t, 16> single_bits = {1, 2, 4, 8, 16, 32, 64, 128, 1, 2, 4, 8, 16, 32, 64, 128};
-
-  static vector bytes(unsigned x) { return lanes_of<uint8_t>::all(x); }
 
   vector low_, high_;
 };
@@ -64,7 +61,7 @@ template <class Lanes>
   if constexpr (Lanes::bits == 8) {
     const in_map<Lanes::is_whole> test(small_map(width, map));
     const auto match = [&](uint64_t /*word*/, const uint8_t *block) {
-      return hits<Lanes>([&](unsigned group, auto v) { return test(lanes.exact(block, group, v)); });
+      return word_of<Lanes>([&](unsigned group, auto v) { return test(lanes.exact(block, group, v)); });
     };
     return select_words(lanes, stream, nrows, match, out);
   } else {
@@ -87,5 +84,18 @@ inline uint32_t select_members(unsigned width, const uint8_t *stream, uint32_t n
     return select_members_in<Lanes>(width, stream, nrows, map, out);
   });
 }
+
+// The number of rows of a full scan that take as long as the visit of a single row.
+struct row_costs {
+  static unsigned interval(unsigned width) { return width <= 8 ? 48 : width <= 16 ? 40 : width <= 32 ? 20 : 10; }
+  // Above 20 bits a map is larger than a cache, and every look-up counts.  Above 24 bits nothing else counts.
+  static unsigned members(unsigned width, const uint64_t *map) {
+    if (width > 8)
+      return width > 24 ? 0 : width > 20 ? 1 : 6;
+    return small_map::readable(width, map) ? 48 : 0;
+  }
+  static unsigned values(unsigned width, bool with_codes) { return 640 / width / (with_codes ? 2 : 1); }
+  static unsigned packed(unsigned width) { return 1024 / width; }
+};
 
 } // namespace vorn::inline VORN_LEVEL

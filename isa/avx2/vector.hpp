@@ -6,7 +6,9 @@
 
 #include <array>
 #include <cstdint>
+#include <cstring>
 
+#include "frame/bits.hpp"
 #include "frame/level.hpp"
 
 namespace vorn::inline VORN_LEVEL {
@@ -56,7 +58,12 @@ inline void store_halves(uint8_t *first, [[maybe_unused]] size_t distance, vecto
 #endif
 }
 
+// Vectors at any address.  Bytes were often just stored by halves, and a wider load would wait for the stores.
+inline vector load_vector(const void *bytes) { return load_halves(static_cast<const uint8_t *>(bytes), half_bytes); }
+inline void store_vector(void *bytes, vector x) { store_halves(static_cast<uint8_t *>(bytes), half_bytes, x); }
+
 inline vector none() { return vector{}; }
+inline vector all_bytes(unsigned x) { return VORN_VECTOR(set1_epi8)(static_cast<char>(x)); }
 inline vector shuffled(vector x, vector indices) { return VORN_VECTOR(shuffle_epi8)(x, indices); }
 // Chooses each byte by the top bit of the byte of the mask.
 inline vector chosen(vector clear, vector set, vector mask) { return VORN_VECTOR(blendv_epi8)(clear, set, mask); }
@@ -65,17 +72,77 @@ inline vector packed(vector first, vector second) { return VORN_VECTOR(packs_epi
 // The top bit of each byte.
 inline uint32_t top_bits(vector x) { return static_cast<uint32_t>(VORN_VECTOR(movemask_epi8)(x)); }
 
-// Operations on lanes, by the type of a lane.  Comparisons take signed numbers and set all bits of a lane.
+// Reverses the bits of each byte, by a table of nibbles.
+inline vector reversed_bytes(vector x) {
+  constexpr auto nibbles = [](unsigned shift) {
+    std::array<uint8_t, 16> out = {};
+    for (unsigned i = 0; i < 16; ++i)
+      out[i] = static_cast<uint8_t>(((i & 1) << 3 | (i & 2) << 1 | (i & 4) >> 1 | (i & 8) >> 3) << shift);
+    return out;
+  };
+  constexpr std::array<uint8_t, 16> to_high = nibbles(4), to_low = nibbles(0);
+  const vector nibble = all_bytes(15);
+  return shuffled(in_each_half(to_high), x & nibble) |
+         shuffled(in_each_half(to_low), VORN_VECTOR(srli_epi16)(x, 4) & nibble);
+}
+
+// Copies size >= 1 bytes and writes zeros up to a capacity.  Of the last byte only the bits of a mask are copied.
+inline void copy_padded(uint8_t *to, uint64_t capacity, const uint8_t *from, uint64_t size, unsigned last_mask) {
+  std::memset(to, 0, capacity);
+  std::memcpy(to, from, size);
+  to[size - 1] = static_cast<uint8_t>(to[size - 1] & last_mask);
+}
+
+// Counts the ones of a stream of vectors.
+class stream_counter {
+public:
+  void add(const uint8_t *bytes, vector /*at_bytes*/) {
+    for (unsigned i = 0; i < sizeof(vector); i += sizeof(uint64_t)) {
+      uint64_t word;
+      std::memcpy(&word, bytes + i, sizeof word);
+      count_ += popcount(word);
+    }
+  }
+  uint32_t count() const { return count_; }
+
+private:
+  uint32_t count_ = 0;
+};
+
+// Counts the ones of results, word by word.
+class result_counter {
+public:
+  static constexpr uint64_t piece = uint64_t{1} << 32; // words
+
+  void add(uint64_t word) { count_ += popcount(word); }
+  void remove(uint64_t bits) { count_ -= popcount(bits); }
+  void add_piece(const uint64_t * /*words*/, uint64_t /*nwords*/) {}
+  uint32_t count() const { return count_; }
+
+private:
+  uint32_t count_ = 0;
+};
+inline constexpr unsigned words_at_once = 1;
+
+// The lanes of a vector that match.  Comparisons find greater or equal lanes, so the lanes that do not match have ones.
+struct hits {
+  vector misses;
+};
+
+// Operations on lanes, by the type of a lane.  at_most takes numbers with inverted sign bits.
 template <class Lane>
 struct lanes_of;
 
 #define VORN_LANES(Lane, bits, set1, Number)                                                                           \
   template <>                                                                                                          \
   struct lanes_of<Lane> {                                                                                              \
+    static constexpr uint64_t sign = uint64_t{1} << (bits - 1);                                                        \
     static vector all(uint64_t x) { return VORN_VECTOR(set1)(static_cast<Number>(x)); }                                \
     static vector subtract(vector a, vector b) { return VORN_VECTOR(sub_epi##bits)(a, b); }                            \
-    static vector greater(vector a, vector b) { return VORN_VECTOR(cmpgt_epi##bits)(a, b); }                           \
-    static vector equal(vector a, vector b) { return VORN_VECTOR(cmpeq_epi##bits)(a, b); }                             \
+    static hits at_most(vector a, vector b) { return {VORN_VECTOR(cmpgt_epi##bits)(a, b)}; }                           \
+    static hits at_most(hits also, vector a, vector b) { return {also.misses | at_most(a, b).misses}; }                \
+    static hits different(vector a, vector b) { return {VORN_VECTOR(cmpeq_epi##bits)(a, b)}; }                         \
+    static hits common(vector a, vector b) { return different(a & b, none()); }                                        \
   };
 VORN_LANES(uint8_t, 8, set1_epi8, char)
 VORN_LANES(uint16_t, 16, set1_epi16, int16_t)

@@ -3,7 +3,7 @@
 
 #include "generic/bitvec/combine.hpp"
 #include "generic/bitvec/iterate.hpp"
-#include "isa/vbmi/kernels.hpp"
+#include "isa/vbmi/vector.hpp"
 
 namespace vorn::inline VORN_LEVEL {
 
@@ -18,13 +18,58 @@ struct vector_words {
     for (uint64_t first = 0; first < nwords; first += piece) {
       const uint64_t some = std::min(nwords - first, piece);
       single_words::combine<false>(operation, word_at(dst, first), some, word_at(sources, first)...);
-      count += vbmi_kernels::count_ones(word_at(dst, first), some);
+      count += ones_of(word_at(dst, first), some);
     }
     return count;
   }
 
-  static uint32_t count(const void *bv, uint64_t nwords) { return vbmi_kernels::count_ones(bv, nwords); }
+  static uint32_t count(const void *bv, uint64_t nwords) { return ones_of(bv, nwords); }
 };
+
+inline constexpr byte_indices positions = [] {
+  byte_indices out = {};
+  for (unsigned i = 0; i < 64; ++i)
+    out[i] = static_cast<uint8_t>(i);
+  return out;
+}();
+
+// The positions of the ones of a word are a compression of all positions.  16 of them at a time become numbers of 32
+// bits.
+inline void list_word(uint64_t word, uint32_t base, uint32_t *out, uint32_t count) {
+  alignas(64) uint8_t listed[64];
+  _mm512_store_si512(listed, _mm512_maskz_compress_epi8(word, load_vector(positions)));
+  const vector first = _mm512_set1_epi32(static_cast<int>(base));
+  const uint64_t mask = low_bits(count);
+  for (unsigned i = 0; i < count; i += 16) {
+    const vector some = _mm512_cvtepu8_epi32(_mm_load_si128(reinterpret_cast<const __m128i *>(listed + i)));
+    _mm512_mask_storeu_epi32(out + i, static_cast<__mmask16>(mask >> i), _mm512_add_epi32(some, first));
+  }
+}
+
+// Lists the positions of the ones of words, as long as there is room for all ones of a word.  The first word begins
+// with bit `base`.  `room` becomes the rest of the room.  Returns the number of listed words.
+[[gnu::noinline]] inline uint64_t list_words(const uint64_t *words, uint64_t nwords, uint32_t base, uint32_t *out,
+                                             uint32_t &room) {
+  uint64_t i = 0;
+  uint32_t *next = out;
+  uint32_t left = room;
+  for (; i < nwords && left != 0; ++i, base += 64) {
+    uint64_t word = get_word(words, i);
+    const uint32_t count = popcount(word);
+    if (count > left)
+      break;
+    if (count <= 4) { // a few are listed faster one by one
+      for (uint32_t k = 0; k < count; ++k, word &= word - 1)
+        next[k] = base + static_cast<uint32_t>(__builtin_ctzll(word));
+    } else {
+      list_word(word, base, next, count);
+    }
+    next += count;
+    left -= count;
+  }
+  room = left;
+  return i;
+}
 
 // Lists the ones of a word at a time, except for the current word, a word without enough room, and the last word.
 struct word_ones {
@@ -38,8 +83,8 @@ struct word_ones {
     if (left >= 64 && in_current_word < max) {
       count = single_bits::list_ones<Unit>(local, out, in_current_word);
       uint32_t room = max - count;
-      const uint64_t words = vbmi_kernels::list_ones(next, static_cast<uint64_t>(left) / 64,
-                                                     static_cast<uint32_t>(base + 64), out + count, room);
+      const uint64_t words =
+          list_words(next, static_cast<uint64_t>(left) / 64, static_cast<uint32_t>(base + 64), out + count, room);
       count = max - room;
       if (words != 0) {
         next += words;

@@ -5,48 +5,15 @@
 // once for each kind of lanes, not for each width.
 #pragma once
 
-#include <immintrin.h>
-
-#include <array>
-#include <cstdint>
 #include <type_traits>
+#include <utility>
 
-#include "frame/bits.hpp"
-#include "frame/level.hpp"
+#include "isa/vbmi/vector.hpp"
 
 namespace vorn::inline VORN_LEVEL {
 
-// Operations on vectors of lanes, by the type of a lane.  A mask has one bit for each lane.
-template <class Lane>
-struct lanes_of;
-
-#define VORN_LANES(Lane, suffix, signed_suffix, mask_bits, Number)                                                     \
-  template <>                                                                                                          \
-  struct lanes_of<Lane> {                                                                                              \
-    using mask = __mmask##mask_bits;                                                                                   \
-    static __m512i all(uint64_t x) { return _mm512_set1_##signed_suffix(static_cast<Number>(x)); }                     \
-    static __m512i subtract(__m512i a, __m512i b) { return _mm512_sub_##signed_suffix(a, b); }                         \
-    static mask at_most(__m512i a, __m512i b) { return _mm512_cmple_##suffix##_mask(a, b); }                           \
-    static mask at_most(mask k, __m512i a, __m512i b) { return _mm512_mask_cmple_##suffix##_mask(k, a, b); }           \
-    static mask equal(__m512i a, __m512i b) { return _mm512_cmpeq_##suffix##_mask(a, b); }                             \
-    static mask common(__m512i a, __m512i b) { return _mm512_test_##signed_suffix##_mask(a, b); }                      \
-  };
-VORN_LANES(uint8_t, epu8, epi8, 64, char)
-VORN_LANES(uint16_t, epu16, epi16, 32, int16_t)
-VORN_LANES(uint32_t, epu32, epi32, 16, int)
-VORN_LANES(uint64_t, epu64, epi64, 8, long long)
-#undef VORN_LANES
-
-using byte_indices = std::array<uint8_t, 64>;
-
-inline __m512i load_vector(const uint8_t *bytes) { return _mm512_loadu_si512(bytes); }
-template <class T, size_t N>
-inline __m512i load_vector(const std::array<T, N> &elements) {
-  return _mm512_loadu_si512(elements.data());
-}
-
 // The end of the lane that a code moves to.  At the top, the bits below a code are arbitrary unless codes are whole
-// bytes. At the bottom, the bits above a code are zeros.
+// bytes.  At the bottom, the bits above a code are zeros.
 enum class lane_end { top, bottom };
 
 // The tables that move the codes of a vector into their lanes.
@@ -93,7 +60,6 @@ template <class Lane, bool Whole, lane_end At>
 class code_lanes {
 public:
   using operations = lanes_of<Lane>;
-  using mask = typename operations::mask;
   static constexpr unsigned bits = 8 * sizeof(Lane);
   static constexpr unsigned vectors = sizeof(Lane); // of 64 codes
   static constexpr unsigned codes = 64 / vectors;   // of a vector
@@ -101,7 +67,8 @@ public:
   explicit code_lanes(unsigned width)
       : width_(width), indices_(load_vector(layout(width).indices)), shifts_(load_vector(layout(width).shifts)) {
     if constexpr (Whole)
-      stored_ = low_bits(width / 8) * (UINT64_MAX / low_bits(sizeof(Lane)));
+      stored_ = (low_bits(width / 8) << (At == lane_end::top ? sizeof(Lane) - width / 8 : 0)) *
+                (UINT64_MAX / low_bits(sizeof(Lane)));
     else
       low_ = operations::all(low_bits(width));
   }
@@ -111,17 +78,32 @@ public:
   unsigned vector_bytes() const { return codes * width() / 8; } // of a vector's codes
   unsigned block_bytes() const { return 8 * width(); }          // of 64 codes
 
-  // Loads 64 bytes that begin with vector v of a block.
-  __m512i load(const uint8_t *block, unsigned v) const { return load_vector(block + v * vector_bytes()); }
+  // The number of bytes after the block that the load of the last vector reads.
+  unsigned slack() const { return 64 - vector_bytes(); }
+
+  // The codes of vector v of a block, each at the top of its lane, or at the bottom with zeros above it.  A block is
+  // one group.
+  [[gnu::always_inline]] vector top(const uint8_t *block, unsigned /*group*/, unsigned v) const {
+    static_assert(At == lane_end::top);
+    return placed(load_vector(block + v * vector_bytes()));
+  }
+  [[gnu::always_inline]] vector exact(const uint8_t *block, unsigned /*group*/, unsigned v) const {
+    static_assert(At == lane_end::bottom);
+    const vector x = any(block, v);
+    return Whole ? x : x & low_;
+  }
+
+  // The same without zeros above codes that are not whole bytes.
+  [[gnu::always_inline]] vector any(const uint8_t *block, unsigned v) const {
+    return placed(load_vector(block + v * vector_bytes()));
+  }
 
   // Moves each code to its end of the lane.  Unless codes are whole bytes, the other bits of the lane are arbitrary.
-  [[gnu::always_inline]] __m512i placed(__m512i raw) const {
+  [[gnu::always_inline]] vector placed(vector raw) const {
     if constexpr (Whole && bits == 8)
       return raw;
-    else if constexpr (Whole && At == lane_end::bottom)
-      return _mm512_maskz_permutexvar_epi8(stored_, indices_, raw);
     else if constexpr (Whole)
-      return _mm512_permutexvar_epi8(indices_, raw);
+      return _mm512_maskz_permutexvar_epi8(stored_, indices_, raw);
     else if constexpr (bits <= 16)
       return _mm512_multishift_epi64_epi8(shifts_, _mm512_permutexvar_epi8(indices_, raw));
     else if constexpr (At == lane_end::top)
@@ -130,43 +112,65 @@ public:
       return _mm512_srlv_epi32(_mm512_permutexvar_epi8(indices_, raw), shifts_);
   }
 
-  // Moves each code to the bottom of its lane, with zeros above it.
-  [[gnu::always_inline]] __m512i numbers(__m512i raw) const {
-    static_assert(At == lane_end::bottom);
-    if constexpr (Whole)
-      return placed(raw);
-    else
-      return _mm512_and_si512(placed(raw), low_);
-  }
-
 private:
   static constexpr const lane_layout &layout(unsigned width) {
     return layouts<bits, At>[bits == 64 ? width / 8 : width];
   }
 
   unsigned width_;
-  __m512i indices_, shifts_;
-  __m512i low_ = {};     // the bits of a code, at the bottom
+  vector indices_, shifts_;
+  vector low_ = {};      // the bits of a code, at the bottom
   __mmask64 stored_ = 0; // the bytes of a code, at the bottom
 };
 
+// Lanes for values of whole bytes.
+template <class Lane>
+using value_lanes = code_lanes<Lane, true, lane_end::top>;
+
 // Calls call(type) with the narrowest lanes that hold codes of a width.  The loop of each kind of lanes is better in
 // its own function than in one function with all loops.
-template <lane_end At, class Call>
-[[gnu::always_inline]] inline auto with_lanes(unsigned width, Call call) {
+template <class Call>
+[[gnu::always_inline]] inline auto with_top_lanes(unsigned width, Call call) {
+  constexpr lane_end at = lane_end::top;
   if (width < 8)
-    return call(std::type_identity<code_lanes<uint8_t, false, At>>{});
+    return call(std::type_identity<code_lanes<uint8_t, false, at>>{});
   if (width == 8)
-    return call(std::type_identity<code_lanes<uint8_t, true, At>>{});
+    return call(std::type_identity<code_lanes<uint8_t, true, at>>{});
   if (width < 16)
-    return call(std::type_identity<code_lanes<uint16_t, false, At>>{});
+    return call(std::type_identity<code_lanes<uint16_t, false, at>>{});
   if (width == 16)
-    return call(std::type_identity<code_lanes<uint16_t, true, At>>{});
+    return call(std::type_identity<code_lanes<uint16_t, true, at>>{});
   if (width <= 20)
-    return call(std::type_identity<code_lanes<uint32_t, false, At>>{});
+    return call(std::type_identity<code_lanes<uint32_t, false, at>>{});
   if (width <= 32)
-    return call(std::type_identity<code_lanes<uint32_t, true, At>>{});
-  return call(std::type_identity<code_lanes<uint64_t, true, At>>{});
+    return call(std::type_identity<code_lanes<uint32_t, true, at>>{});
+  return call(std::type_identity<code_lanes<uint64_t, true, at>>{});
+}
+
+// Calls call(type) with lanes of the size of an element.
+template <class Element, class Call>
+[[gnu::always_inline]] inline auto with_element_lanes(unsigned width, Call call) {
+  constexpr bool one_width_is_whole = sizeof(Element) < 4; // narrower codes have narrower elements
+  const bool whole = one_width_is_whole ? width == 8 * sizeof(Element) : width % 8 == 0;
+  return whole ? call(std::type_identity<code_lanes<Element, true, lane_end::bottom>>{})
+               : call(std::type_identity<code_lanes<Element, false, lane_end::bottom>>{});
+}
+
+// A bit for each of 64 codes, 1 if it matches.  test(group, v) are the hits of vector v of a group.
+template <class Lanes, class Test>
+[[gnu::always_inline]] inline uint64_t word_of(Test test) {
+  return [&]<size_t... V>(std::index_sequence<V...>) __attribute__((always_inline)) {
+    return ((uint64_t{test(0U, std::integral_constant<unsigned, V>{})} << (V * Lanes::codes)) | ...);
+  }
+  (std::make_index_sequence<Lanes::vectors>{});
+}
+
+// Stores 64 codes as elements of the size of a lane.
+template <class Lanes, class Element>
+[[gnu::always_inline]] inline void unpack_block(const Lanes &lanes, const uint8_t *block, Element *elements) {
+  static_assert(sizeof(Element) == Lanes::bits / 8);
+  for (unsigned v = 0; v < Lanes::vectors; ++v)
+    store_vector(elements + v * Lanes::codes, lanes.exact(block, 0, v));
 }
 
 } // namespace vorn::inline VORN_LEVEL

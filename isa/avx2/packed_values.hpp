@@ -2,8 +2,9 @@
 // The shuffle puts each value at the top of its lane, with zeros for the bytes that are not stored.
 #pragma once
 
+#include "generic/big_endian.hpp"
 #include "generic/scan/dynp_lengths.hpp"
-#include "isa/avx2/pairs.hpp"
+#include "isa/avx2/code_lanes.hpp"
 
 namespace vorn::inline VORN_LEVEL {
 
@@ -32,7 +33,7 @@ class packed_values {
   static constexpr unsigned block_bytes = 8 * W; // of 64 values
 
 public:
-  using lanes = code_lanes<lane<W>, code_form::whole>;
+  using lanes = value_lanes<lane<W>>;
 
   packed_values(const uint8_t *values, const uint8_t *lens, uint32_t nrows)
       : values_(values), lens_(lens), rows_left_(nrows) {}
@@ -91,44 +92,5 @@ private:
   const uint8_t *lens_;
   uint64_t rows_left_;
 };
-
-template <unsigned W>
-[[gnu::noinline]] uint32_t select_packed(const uint8_t *stream, uint32_t nrows, const uint8_t *lens,
-                                         const wrapped_range &range, uint64_t *out) {
-  if (range.none) {
-    clear_words(out, words_of(nrows));
-    return 0;
-  }
-  packed_values<W> values(stream, lens, nrows);
-  using lanes = typename packed_values<W>::lanes;
-  const in_wrapped_range<lanes, false> test(0, range);
-  uint32_t count = 0;
-  for (uint64_t word = 0; word < words_of(nrows); ++word) {
-    const uint64_t bits = values.next(
-        [&](auto value) { return hits<lanes>([&](unsigned group, auto v) { return test(value(group, v)); }); });
-    set_word(out, word, bits);
-    count += popcount(bits);
-  }
-  return count;
-}
-
-template <unsigned W>
-[[gnu::noinline]] uint32_t select_packed_pairs(const uint8_t *stream, uint32_t nrows, const uint8_t *lens,
-                                               const pair_interval &range, uint64_t *out) {
-  packed_values<W> values(stream, lens, nrows);
-  const pair_bounds<typename packed_values<W>::lanes> bounds(0, range);
-  code_answers answers;
-  return select_pieces(nrows, range, out, [&](uint32_t first, uint32_t rows, uint64_t *words) {
-    answers.fill({lens, length_code_bits(W), nullptr}, first, rows, range, select_range);
-    uint32_t count = 0;
-    for (uint64_t word = 0; word < words_of(rows); ++word) {
-      const uint64_t bits =
-          values.next([&](auto value) { return bounds.match(value, answers.below[word], answers.above[word]); });
-      set_word(words, word, bits);
-      count += popcount(bits);
-    }
-    return count;
-  });
-}
 
 } // namespace vorn::inline VORN_LEVEL

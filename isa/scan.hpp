@@ -7,7 +7,8 @@
 #include "generic/scan/fixed.hpp"
 #include "generic/scan/membership.hpp"
 #include "isa/full_scan.hpp"
-#include "isa/wrapped_range.hpp"
+#include "isa/own_loops.hpp"
+#include "isa/packed.hpp"
 
 namespace vorn::inline VORN_LEVEL {
 
@@ -32,32 +33,31 @@ struct lane_loops {
   }
 };
 
-// Kernels are the vector kernels of a level, such as lane_kernels.
-template <unsigned W, class Kernels>
+template <unsigned W>
 struct lane_dict : dict<W> {
   using dict<W>::dict;
   using loops = lane_loops;
 
-  static unsigned cost_per_row(const interval<uint64_t> & /*predicate*/) { return Kernels::interval_cost_per_row(W); }
+  static unsigned cost_per_row(const interval<uint64_t> & /*predicate*/) { return row_costs::interval(W); }
   uint32_t select_lanes(const interval<uint64_t> &predicate, uint64_t *out, uint32_t nrows) const {
-    return Kernels::interval(W, this->stream(), nrows, wrapped_range_of(predicate, W), out);
+    return select_range(W, this->stream(), nrows, wrapped_range_of(predicate, W), out);
   }
 
-  static unsigned cost_per_row(const membership &predicate) { return Kernels::member_cost_per_row(W, predicate.map); }
+  static unsigned cost_per_row(const membership &predicate) { return row_costs::members(W, predicate.map); }
   uint32_t select_lanes(const membership &predicate, uint64_t *out, uint32_t nrows) const {
-    return Kernels::members(W, this->stream(), nrows, predicate.map, out);
+    return select_members(W, this->stream(), nrows, predicate.map, out);
   }
 };
 
 // A value of `stride` bytes is a code of 8 * stride bits.
-template <unsigned W, bool Tz, class Kernels>
+template <unsigned W, bool Tz>
 struct lane_fixed : fixed<W, Tz> {
   using fixed<W, Tz>::fixed;
   using loops = lane_loops;
 
   template <class Number>
   static unsigned cost_per_row(const interval<Number> & /*predicate*/) {
-    return Kernels::value_cost_per_row(W, Tz);
+    return row_costs::values(W, Tz);
   }
   template <class Number>
   uint32_t select_lanes(const interval<Number> &predicate, uint64_t *out, uint32_t nrows) const {
@@ -66,35 +66,35 @@ struct lane_fixed : fixed<W, Tz> {
       if (nrows != 0) // like the generic reader, which checks the width at the first row
         this->check_width();
       const code_source codes = {this->lens(), length_code_bits(W), this->uniform()};
-      return Kernels::pairs(width, this->values(), nrows, codes, pairs_of(predicate, width), out);
+      return select_pairs(width, this->values(), nrows, codes, pairs_of(predicate, width), out);
     } else {
-      return Kernels::interval(width, this->values(), nrows, wrapped_range_of(predicate, width), out);
+      return select_range(width, this->values(), nrows, wrapped_range_of(predicate, width), out);
     }
   }
 };
 
 // Bytes are read as dictionary codes of 8 bits, as in the generic reader.
-template <bool Tz, class Kernels>
-struct lane_fixed<8, Tz, Kernels> : lane_dict<8, Kernels> {
-  using lane_dict<8, Kernels>::lane_dict;
+template <bool Tz>
+struct lane_fixed<8, Tz> : lane_dict<8> {
+  using lane_dict<8>::lane_dict;
   static uint64_t selective_constant(const vorn_cv &cst) { return lane_fixed::constant(cst); }
 };
 
-template <unsigned W, bool Tz, class Kernels>
+template <unsigned W, bool Tz>
 struct lane_dynp : dynp<W, Tz> {
   using dynp<W, Tz>::dynp;
   using loops = lane_loops;
 
   template <class Number>
   static unsigned cost_per_row(const interval<Number> & /*predicate*/) {
-    return Kernels::packed_cost_per_row(W);
+    return row_costs::packed(W);
   }
   template <class Number>
   uint32_t select_lanes(const interval<Number> &predicate, uint64_t *out, uint32_t nrows) const {
     if constexpr (Tz)
-      return Kernels::packed_pairs(W, this->values(), nrows, this->lens(), pairs_of(predicate, W), out);
+      return select_packed_pairs(W, this->values(), nrows, this->lens(), pairs_of(predicate, W), out);
     else
-      return Kernels::packed(W, this->values(), nrows, this->lens(), wrapped_range_of(predicate, W), out);
+      return select_packed(W, this->values(), nrows, this->lens(), wrapped_range_of(predicate, W), out);
   }
 };
 
