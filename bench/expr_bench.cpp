@@ -138,10 +138,10 @@ void translate(benchmark::State &state, implementation which, slot_axes slot, ui
       [&] { which.table()[slot.index].binary(&res, &src, &tbl, &aux); }, [&] { read(keys.data(), rows * 4); });
 }
 
-void group_key(benchmark::State &state, implementation which, uint32_t columns, bool multiplied) {
+void group_key(benchmark::State &state, implementation which, uint32_t columns, uint8_t width, bool multiplied) {
   std::vector<uint32_t> keys(rows), scratch(4096);
   vorn_enc_ctx enc, out_enc = {};
-  vorn_build_encoding_type_dict(&enc, 8, nullptr, nullptr, nullptr, 200, 0, 0);
+  vorn_build_encoding_type_dict(&enc, width, nullptr, nullptr, nullptr, 200, 0, 0);
   std::vector<vorn_cv> cols;
   for (uint32_t column = 0; column < columns; ++column)
     cols.push_back(vector_of(random_words().data() + column * rows, enc));
@@ -154,7 +154,7 @@ void group_key(benchmark::State &state, implementation which, uint32_t columns, 
   uint32_t space = 0;
   measure_beside(
       state, rows, [&] { which.record->vorn_groupkey_dydi(&res, &space, cols.data(), columns, &tmp, &aux); },
-      [&] { read(random_words().data(), rows * columns); });
+      [&] { read(random_words().data(), rows * columns * width / 8); });
 }
 
 void point_in_polygon(benchmark::State &state, implementation which) {
@@ -207,10 +207,11 @@ void add_expressions(const std::vector<implementation> &found) {
       if (slot.encoding() != VORN_ENC_RLE)
         add("translate", std::string(slot.name()) + "_selective_10", which, translate, slot, 1U << 12, 10U);
     }
-    for (const uint32_t columns : {1U, 2U, 4U}) {
-      add("group_key", "shifted_" + std::to_string(columns), which, group_key, columns, false);
+    for (const auto &[columns, width] : {std::pair{1U, 8}, {2U, 8}, {4U, 8}, {2U, 5}, {2U, 12}}) {
+      const std::string shape = std::to_string(columns) + "x" + std::to_string(width);
+      add("group_key", "shifted_" + shape, which, group_key, columns, static_cast<uint8_t>(width), false);
       if (columns != 4)
-        add("group_key", "multiplied_" + std::to_string(columns), which, group_key, columns, true);
+        add("group_key", "multiplied_" + shape, which, group_key, columns, static_cast<uint8_t>(width), true);
     }
     add("point_in_polygon", "65536_vertices", which, point_in_polygon);
   }

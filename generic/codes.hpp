@@ -50,6 +50,15 @@ private:
   uint64_t early_bits_; // a code that begins before this bit has four bytes in the stream
 };
 
+// Moves 8 codes of W bits to the bytes of a number.  Each step moves the upper half of the codes of every lane apart.
+template <unsigned W>
+inline uint64_t spread_to_bytes(uint64_t codes) {
+  codes = codes >> 4 * W << 32 | (codes & low_bits(4 * W));
+  constexpr uint64_t pairs = low_bits(2 * W) * 0x100000001, singles = low_bits(W) * 0x1000100010001;
+  codes = (codes >> 2 * W & pairs) << 16 | (codes & pairs);
+  return (codes >> W & singles) << 8 | (codes & singles);
+}
+
 // Unpacks the 64 codes of a block of 8 * W bytes and reads nothing else.  An element is at least as wide as a code.
 template <unsigned W, class Element>
 inline void unpack64(const uint8_t *block, Element *codes) {
@@ -62,8 +71,13 @@ inline void unpack64(const uint8_t *block, Element *codes) {
       const unsigned end = (group + 1) * W;
       const unsigned at = end > 8 ? end - 8 : 0;
       const uint64_t bits = load_big<uint64_t>(block + at) >> (8 * (at + 8 - end));
-      for (unsigned k = 0; k < 8; ++k)
-        codes[8 * group + k] = static_cast<Element>(bits >> (W * (7 - k)) & low_bits(W));
+      if constexpr (sizeof(Element) == 1) {
+        const uint64_t bytes = __builtin_bswap64(spread_to_bytes<W>(bits & low_bits(8 * W)));
+        std::memcpy(codes + 8 * group, &bytes, sizeof bytes);
+      } else {
+        for (unsigned k = 0; k < 8; ++k)
+          codes[8 * group + k] = static_cast<Element>(bits >> (W * (7 - k)) & low_bits(W));
+      }
     }
   } else {
     // A group takes more than 8 bytes.  Each code has a load, which moves back where it would leave the group.

@@ -19,10 +19,10 @@ VORN_KERNELS_END
 
 namespace vorn::inline VORN_LEVEL {
 
-constinit const std::array<vorn_unary_fn, 256> unpackers = [] {
-  std::array<vorn_unary_fn, 256> by_code = {};
+constinit const std::array<unpack_kernel, 256> unpackers = [] {
+  std::array<unpack_kernel, 256> by_code = {};
 #define VORN_UNPACKER(op, OP, enc, ENC, w, suffix)                                                                     \
-  by_code[width_code(w) << 2 | VORN_ENC_##ENC] = VORN_KERNEL_NAME(op, enc, w, suffix);
+  by_code[width_code(w) << 2 | VORN_ENC_##ENC] = {VORN_KERNEL_NAME(op, enc, w, suffix), sizeof(lane<w>)};
   VORN_DICT_UNPACK_KERNELS(VORN_UNPACKER)
   return by_code;
 }();

@@ -8,9 +8,16 @@
 
 namespace vorn::inline VORN_LEVEL {
 
-// By the low byte of the type code of the column's encoding.  Null where there is no kernel.
-extern const std::array<vorn_unary_fn, 256> unpackers;
+struct unpack_kernel {
+  vorn_unary_fn run; // null where there is no kernel
+  uint32_t element_size; // the least that holds a code
+};
 
-inline vorn_unary_fn unpacker_of(const vorn_enc_ctx &column) { return unpackers[column.vorn_enc_ctx_type & 0xff]; }
+// By the low byte of the type code of the column's encoding.
+extern const std::array<unpack_kernel, 256> unpackers;
+
+inline const unpack_kernel &unpacker_of(const vorn_enc_ctx &column) {
+  return unpackers[column.vorn_enc_ctx_type & 0xff];
+}
 
 } // namespace vorn::inline VORN_LEVEL

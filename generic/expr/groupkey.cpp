@@ -37,7 +37,7 @@ uint32_t vorn_groupkey_dydi(vorn_cv *res, uint32_t *nkeys, vorn_cv *cols, uint32
   const vorn_ctx &ctx = *aux->vorn_aux_ctx;
   for (uint32_t column = 0; column < ncols; ++column) {
     const vorn_enc_ctx &enc = *cols[column].vorn_cv_encoding_context;
-    if (vorn::unpacker_of(enc) == nullptr) {
+    if (vorn::unpacker_of(enc).run == nullptr) {
       const uint32_t slot = vorn::dispatch_index(enc.vorn_enc_ctx_type, VORN_OPC_DECODE_UNPACK);
       return vorn::report_empty_slot(ctx, "vorn_groupkey: slot without a kernel", {VORN_OPC_DECODE_UNPACK, slot, enc});
     }
@@ -55,22 +55,49 @@ uint32_t vorn_groupkey_dydi(vorn_cv *res, uint32_t *nkeys, vorn_cv *cols, uint32
     states[column] = {0, 0, space.factor(*cols[column].vorn_cv_encoding_context)};
 
   vorn_aux unpack_aux = *aux;
-  unpack_aux.vorn_aux_flags |= VORN_AUX_UNPACK_UB4;
   auto *const keys = static_cast<uint32_t *>(res->vorn_cv_vals);
-  auto *const scratch = static_cast<uint32_t *>(tmp->vorn_cv_vals);
-  const uint32_t positions = cols[0].vorn_cv_nrows, capacity = res->vorn_cv_nrows, batch = tmp->vorn_cv_nrows;
+  auto *const scratch = static_cast<uint8_t *>(tmp->vorn_cv_vals);
+  const uint32_t positions = cols[0].vorn_cv_nrows, capacity = res->vorn_cv_nrows;
+  // The scratch, the keys and the codes of a small batch lie in the first-level cache.  A single column takes no
+  // scratch.  A list of rows is always unpacked as a whole, so nothing is known about the room for it.
+  constexpr uint32_t small_batch = 2048;
+  const bool listed = aux->vorn_aux_filter_bv == nullptr && aux->vorn_aux_ones_vec != nullptr;
+  uint32_t batch = tmp->vorn_cv_nrows;
+  if (batch != 0 && !listed)
+    batch = ncols == 1 ? capacity : std::min(batch, small_batch);
+  const auto size_of = [&](uint32_t column) {
+    return listed ? 4 : vorn::unpacker_of(*cols[column].vorn_cv_encoding_context).element_size;
+  };
   uint32_t position = aux->vorn_aux_start_slot, written = 0;
   while (position < positions && written < capacity && batch != 0) {
-    const column_unpacker unpacker(unpack_aux, std::min(capacity - written, batch));
-    const auto unpack = [&](uint32_t column, uint32_t *out) {
-      return unpacker.unpack(cols[column], states[column], has_runs(column), position, out);
+    const uint32_t room = std::min(capacity - written, batch);
+    const column_unpacker unpacker(unpack_aux, room);
+    const auto unpack = [&](uint32_t column, bool narrow, void *out) {
+      return unpacker.unpack(cols[column], states[column], has_runs(column), position, narrow, out);
     };
     uint32_t *const out = keys + written;
-    const uint32_t n = unpack(0, out);
-    for (uint32_t column = 1; column < ncols; ++column) {
-      space.fold(out, states[column].factor, n);
-      unpack(column, scratch);
-      vorn_add_ub4(out, scratch, n);
+    uint32_t n, column = 1;
+    if (ncols > 1 && size_of(0) + size_of(1) <= sizeof *out) { // the scratch has room for both columns
+      const bool swapped = size_of(0) < size_of(1); // the wider codes come first, so that both are aligned
+      uint8_t *const codes[] = {scratch + (swapped ? uint64_t{room} * size_of(1) : 0),
+                                scratch + (swapped ? 0 : uint64_t{room} * size_of(0))};
+      n = unpack(0, true, codes[0]);
+      unpack(1, true, codes[1]);
+      with_codes(codes[0], size_of(0), [&](auto *first) {
+        with_codes(codes[1], size_of(1), [&](auto *second) { space.fold(out, first, second, states[1].factor, n); });
+      });
+      column = 2;
+    } else {
+      n = unpack(0, false, out);
+    }
+    for (; column < ncols; ++column) {
+      const bool narrow = size_of(column) < sizeof *out;
+      unpack(column, narrow, scratch);
+      if (narrow)
+        with_codes(scratch, size_of(column),
+                   [&](auto *codes) { space.fold(out, out, codes, states[column].factor, n); });
+      else
+        space.fold(out, reinterpret_cast<const uint32_t *>(scratch), states[column].factor, n);
     }
     written += n;
     position = unpack_aux.vorn_aux_start_slot + 1;

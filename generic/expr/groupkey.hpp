@@ -1,6 +1,10 @@
 // Group keys: the dictionary codes of several columns are combined to one dense number per row.
 #pragma once
 
+#ifdef __AVX2__
+  #include <immintrin.h>
+#endif
+
 #include "frame/slots.hpp"
 #include "frame/vorn.h"
 #include "generic/decode/unpackers.hpp"
@@ -37,24 +41,88 @@ public:
   uint32_t factor(const vorn_enc_ctx &column) const {
     return multiplied_ ? column.vorn_enc_ctx_dict_nsyms : column.vorn_enc_ctx_width;
   }
-  void fold(uint32_t *keys, uint32_t factor, uint32_t n) const {
+  // Adds the codes of a column to keys.
+  void fold(uint32_t *keys, const uint32_t *codes, uint32_t factor, uint32_t n) const {
     (multiplied_ ? vorn_mul_ub4_const : vorn_shl_ub4_const)(keys, factor, n);
+    vorn_add_ub4(keys, codes, n);
+  }
+  // The same for codes of less than 32 bits.  The keys that are folded may be other narrow numbers.
+  template <class Key, class Code>
+  void fold(uint32_t *out, const Key *keys, const Code *codes, uint32_t factor, uint32_t n) const {
+    if (multiplied_)
+      combine(out, keys, codes, n, multiplication{factor});
+    else
+      combine(out, keys, codes, n, shift{factor % 32});
   }
   uint64_t size() const { return size_; }
 
 private:
+  struct multiplication {
+    uint32_t factor;
+
+    uint32_t operator()(uint32_t key) const { return key * factor; }
+#ifdef __AVX2__
+    __m256i operator()(__m256i keys) const {
+      return _mm256_mullo_epi32(keys, _mm256_set1_epi32(static_cast<int>(factor)));
+    }
+#endif
+  };
+  struct shift {
+    uint32_t bits;
+
+    uint32_t operator()(uint32_t key) const { return key << bits; }
+#ifdef __AVX2__
+    __m256i operator()(__m256i keys) const {
+      return _mm256_sll_epi32(keys, _mm_cvtsi32_si128(static_cast<int>(bits)));
+    }
+#endif
+  };
+
+  template <class Key, class Code, class Raise>
+  [[gnu::noinline]] static void combine(uint32_t *out, const Key *keys, const Code *codes, uint32_t n, Raise raise) {
+    uint32_t i = 0;
+#ifdef __AVX2__ // gcc would widen 32 codes at a time, with moves between the halves of vectors
+    for (; i + 8 <= n; i += 8)
+      _mm256_storeu_si256(reinterpret_cast<__m256i *>(out + i), _mm256_add_epi32(raise(eight(keys + i)), eight(codes + i)));
+#endif
+    for (; i < n; ++i)
+      out[i] = raise(keys[i]) + codes[i];
+  }
+
+#ifdef __AVX2__
+  static __m256i eight(const uint8_t *codes) {
+    return _mm256_cvtepu8_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i *>(codes)));
+  }
+  static __m256i eight(const uint16_t *codes) {
+    return _mm256_cvtepu16_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i *>(codes)));
+  }
+  static __m256i eight(const uint32_t *codes) { return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(codes)); }
+#endif
+
   static uint64_t shifted(uint64_t value, uint32_t by) { return by < 64 ? value << by : 0; }
 
   bool multiplied_;
   uint64_t size_ = 1; // the largest key plus one
 };
 
+// Calls call(codes) with codes of 1 or 2 bytes.
+template <class Call>
+inline void with_codes(const uint8_t *codes, uint32_t size, Call call) {
+  if (size == 1)
+    call(codes);
+  else
+    call(reinterpret_cast<const uint16_t *>(codes));
+}
+
 // Unpacks the codes of one column from a position on.  Each column has its own position in its runs.
 class column_unpacker {
 public:
   column_unpacker(vorn_aux &aux, uint32_t room) : aux_(aux), room_(room) {}
 
-  uint32_t unpack(vorn_cv &column, key_column &state, bool has_runs, uint32_t position, uint32_t *out) const {
+  // A code takes 4 bytes, or the least size that holds it.
+  uint32_t unpack(vorn_cv &column, key_column &state, bool has_runs, uint32_t position, bool narrow, void *out) const {
+    aux_.vorn_aux_flags = static_cast<uint8_t>(narrow ? aux_.vorn_aux_flags & ~VORN_AUX_UNPACK_UB4
+                                                      : aux_.vorn_aux_flags | VORN_AUX_UNPACK_UB4);
     vorn_cv res = {};
     res.vorn_cv_vals = out;
     res.vorn_cv_nrows = room_;
@@ -63,8 +131,7 @@ public:
       aux_.vorn_aux_run_idx = state.run_idx;
       aux_.vorn_aux_run_end = state.run_end;
     }
-    const vorn_unary_fn kernel = unpacker_of(*column.vorn_cv_encoding_context);
-    kernel(&res, &column, &aux_);
+    unpacker_of(*column.vorn_cv_encoding_context).run(&res, &column, &aux_);
     if (has_runs) {
       state.run_idx = aux_.vorn_aux_run_idx;
       state.run_end = aux_.vorn_aux_run_end;

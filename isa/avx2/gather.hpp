@@ -25,20 +25,42 @@ inline uint64_t top_bit_of_each(__m256i lanes) {
   return static_cast<uint64_t>(_mm256_movemask_ps(_mm256_castsi256_ps(lanes)));
 }
 
+// Entries of 8 and 16 bits are faster one by one, and so are pages.
 struct gather_keys : expr::single_keys {
-  // An entry lies in 32 bits at an address that is a multiple of four.  These bytes are in one page, so a look-up reads
-  // nothing after the page of the entry.
+  // An entry lies in 32 bits at an address that is a multiple of four.  These bytes are in one page of memory, so a
+  // look-up reads nothing after the page of the entry.
   template <class Entries>
-  static bool look_up_word(expr::table_kind kind, const vorn_cv &table, uint32_t base, const uint8_t *keys,
-                           uint32_t *entries, uint64_t &found) {
+  static uint64_t look_up_word(const expr::key_table &table, const uint8_t *keys, typename Entries::number *entries) {
+    uint64_t found;
+    if constexpr (Entries::bits == 32) {
+      if (table.kind != expr::table_kind::ind && gather_word<Entries>(table, keys, entries, found)) [[likely]]
+        return found;
+      return look_up_singly<Entries>(table, keys, entries);
+    } else if constexpr (Entries::bits < 8) {
+      uint32_t wide[test_block];
+      if (table.kind != expr::table_kind::ind && gather_word<Entries>(table, keys, wide, found)) {
+        for (unsigned i = 0; i < test_block; ++i)
+          entries[i] = static_cast<typename Entries::number>(wide[i]);
+        return found;
+      }
+    }
+    return single_keys::look_up_word<Entries>(table, keys, entries);
+  }
+
+private:
+  template <class Entries>
+  [[gnu::noinline]] static uint64_t look_up_singly(const expr::key_table &table, const uint8_t *keys,
+                                                   typename Entries::number *entries) {
+    return single_keys::look_up_word<Entries>(table, keys, entries);
+  }
+
+  template <class Entries>
+  [[gnu::always_inline]] static bool gather_word(const expr::key_table &table, const uint8_t *keys, uint32_t *entries, uint64_t &found) {
     constexpr unsigned per_dword = 32 / Entries::bits;
-    const auto address = reinterpret_cast<uintptr_t>(table.vorn_cv_bv);
-    // Pages are faster one by one.  Some entries may lie in two words.
-    if (kind == expr::table_kind::ind || (Entries::bits == 16 && address % 2 != 0))
-      return false;
-    const uint64_t beyond = Entries::bits == 32 ? 0 : address % 4; // bytes from the first word to the table
-    const void *words = reinterpret_cast<const uint8_t *>(table.vorn_cv_bv) - beyond;
-    const __m256i first = _mm256_set1_epi32(static_cast<int>(base));
+    // Bytes from the first word to the table.
+    const uint64_t beyond = Entries::bits == 32 ? 0 : reinterpret_cast<uintptr_t>(table.entries) % 4;
+    const uint8_t *words = table.entries - beyond;
+    const __m256i first = _mm256_set1_epi32(static_cast<int>(table.base));
     __m256i numbers[8], all = _mm256_setzero_si256();
     for (unsigned v = 0; v < 8; ++v) {
       const __m256i stored = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(keys) + v);
@@ -48,7 +70,7 @@ struct gather_keys : expr::single_keys {
     if (top_bit_of_each(all) != 0) // indices of gathers are signed
       return false;
     const __m256i skipped = _mm256_set1_epi32(static_cast<int>(beyond * 8 / Entries::bits));
-    const __m256i miss = _mm256_set1_epi32(static_cast<int>(Entries::miss));
+    const __m256i miss = _mm256_set1_epi32(static_cast<int>(uint32_t{Entries::miss}));
     uint64_t missed = 0;
     for (unsigned v = 0; v < 8; ++v) {
       const __m256i at = _mm256_add_epi32(numbers[v], skipped);
