@@ -1,7 +1,6 @@
 #include "store/library/kernels.hpp"
 
 #include <algorithm>
-#include <array>
 #include <cstdio>
 
 #include <fmt/format.h>
@@ -14,17 +13,16 @@ namespace store {
 
 namespace {
 
-// The names that a user types, in the order of the libraries.
-constexpr std::string_view names[] = {"avx512", "avx2", "avx", "sse42"};
-constexpr auto sets = [] {
-  std::array<instruction_set, std::size(names)> out;
-  size_t i = 0;
-#define VORN_ADD(capability, library)                                                                                  \
-  out[i] = {names[i], library, capability};                                                                            \
-  ++i;
-  VORN_SPECIALIZED_LIBRARIES(VORN_ADD)
-  return out;
-}();
+// "avx2" for "svxlavx219": the load name without its prefix and its version.
+constexpr std::string_view short_name(std::string_view library) {
+  library.remove_prefix(4);
+  library.remove_suffix(2);
+  return library;
+}
+
+#define VORN_INSTRUCTION_SET(capability, library) {short_name(library), library, capability},
+constexpr instruction_set sets[] = {VORN_SPECIALIZED_LIBRARIES(VORN_INSTRUCTION_SET)};
+static_assert(sets[0].name == "avx512" && sets[3].name == "sse42");
 
 // The instruction set to load, or null for none.  The host confirms a level if its library is there.
 const instruction_set *find(std::optional<std::string_view> choice) {
