@@ -16,7 +16,7 @@ filter=--gtest_filter="*/$library:*/${library}_without_vbmi"
 case $kind in
   qemu)
     command -v qemu-x86_64 >/dev/null || exit 77
-    set -- env VORN_TEST_ONE_IN=10 qemu-x86_64 -cpu "$model" "$test"
+    set -- env VORN_TEST_ONE_IN=40 qemu-x86_64 -cpu "$model" "$test"
     ;;
   *)
     if [ -n "${VORN_EMULATOR:-}" ]; then

@@ -12,11 +12,10 @@
 #include <vector>
 
 #include "tests/support/bytes.hpp"
+#include "tests/support/golden.hpp"
 #include "tests/support/implementation.hpp"
 
 namespace vorn_test {
-
-using lines = std::vector<std::string>;
 
 struct entry_call;
 using step = void (*)(entry_call &);

@@ -2,12 +2,6 @@
 // rule and the self-check.  A transcript has the events of an armed call, one a line; for every other scenario it has
 // the events that the scenario adds (+) or takes away (-).  Of a changed event it has the new form only.  A scenario
 // that changes nothing is not named.  Scenarios of the self-check are compared with a self-check without a difference.
-//
-// VORN_REWRITE_GOLDEN=1 writes the transcripts instead.
-#include <cstdlib>
-#include <fstream>
-#include <sstream>
-
 #include "tests/entry/call.hpp"
 
 namespace vorn_test {
@@ -221,19 +215,7 @@ std::string contents(const entry_call &call) {
 } // namespace
 
 TEST_P(entry_test, leaves_its_golden_transcript) {
-  const std::string path = std::string(VORN_GOLDEN) + "/" + GetParam().name + ".txt";
-  const lines found = golden(GetParam());
-  if (std::getenv("VORN_REWRITE_GOLDEN") != nullptr) {
-    std::ofstream out(path);
-    for (const std::string &line : found)
-      out << line << '\n';
-    return;
-  }
-  std::ifstream in(path);
-  lines expected;
-  for (std::string line; std::getline(in, line);)
-    expected.push_back(line);
-  EXPECT_EQ(found, expected) << path;
+  expect_golden(std::string(VORN_GOLDEN) + "/" + GetParam().name + ".txt", golden(GetParam()));
 }
 
 // A reporter that unwinds ends the call at its first report, which is the same as among all.  Before the kernel nothing

@@ -9,6 +9,7 @@
 
 #include "store/error.hpp"
 #include "tests/exec/given_rows.hpp"
+#include "tests/support/random.hpp"
 #include <vorn/stand_in.hpp>
 
 namespace store::exec {
@@ -326,6 +327,7 @@ TEST(Join, EveryKindOfJoinGivesWhatALoopOverAllPairsGives) {
   constexpr sizes all_sizes[] = {{0, 40, 10, 10},  {40, 0, 10, 10},     {50, 700, 30, 3},
                                  {700, 50, 30, 0}, {1500, 300, 900, 5}, {9, 5000, 7, 20}};
   std::mt19937 random(22);
+  vorn_test::random_source turns(22);
   for (const join_case &of : cases)
     for (const auto &[left_rows, right_rows, domain, null_percent] : all_sizes) {
       if (of.left_forms.empty() && left_rows * right_rows > 50000)
@@ -334,6 +336,8 @@ TEST(Join, EveryKindOfJoinGivesWhatALoopOverAllPairsGives) {
       const side right = random_side(of.right_forms, right_rows, domain + 5, null_percent, random);
       for (const join_kind kind : {join_kind::inner, join_kind::left, join_kind::right, join_kind::full,
                                    join_kind::semi, join_kind::anti, join_kind::mark, join_kind::single}) {
+        if (!turns.takes_case())
+          continue;
         SCOPED_TRACE(
             fmt::format("{}, kind {}, {} and {} rows", of.name, static_cast<int>(kind), left_rows, right_rows));
         answer wanted = expected(of, kind, left, right);

@@ -32,11 +32,12 @@ protected:
 
   // Calls visit for row counts around words and blocks, with and without mask, with every kind of filter.
   template <class Visit>
-  static void for_each_call(Visit visit) {
+  void for_each_call(Visit visit) {
     for (const uint32_t nrows : each({0U, 1U, 7U, 8U, 9U, 63U, 64U, 65U, 127U, 128U, 1023U, 1024U, 1025U}))
       for (const auto filtering : each({filter_kind::none, filter_kind::full_scan, filter_kind::selective}))
         for (const bool masked : each({false, true}))
-          if (nrows != 0 || (!masked && filtering == filter_kind::none)) { // with 0 rows there is nothing to combine
+          // With 0 rows there is nothing to combine.
+          if ((nrows != 0 || (!masked && filtering == filter_kind::none)) && random.takes_case()) {
             visit(scan_call{nrows, masked, filtering});
             if (HasFatalFailure())
               return;
