@@ -42,6 +42,11 @@ public:
   void set_table(const std::string &name, std::string_view bytes);
   std::string table_bytes(const std::string &name);
 
+  // What sql::statistics_text says of a table or file.  When it is set, there is a table on which queries are planned
+  // and not run.
+  void set_statistics(const std::string &name, const std::string &text);
+  std::string statistics(const std::string &name);
+
   // A new execution, which `cancel` ends as long as somebody keeps it.
   std::shared_ptr<execution> begin();
   // Whether there was something to cancel.

@@ -48,7 +48,7 @@ public:
   // The same in place of the table of this name, if there is one.  Queries that read that table keep it.
   void put(std::shared_ptr<exec::table> added);
   void put_file(const std::string &name, const std::filesystem::path &file);
-  // Whether there was such a table.
+  // What is kept of a file that a query has named is dropped too.  Whether there was such a table.
   bool remove(const std::string &name);
   // The rows of a call of one of DuckDB's table functions, such as "range(10)".  The name is not taken yet.
   void add_call(const std::string &name, const std::string &call);
@@ -70,7 +70,7 @@ public:
   // Tables that have been added.  Names are in lower case, as SQL makes no difference.
   std::vector<std::string> names() const;
   // Where a table comes from; null of a table that a program has added.
-  const table_source *source_of(const std::string &name);
+  std::shared_ptr<const table_source> source_of(const std::string &name);
   // The files of a table that are saved tables, in the order of its rows; empty for a table of other files or of none.
   std::vector<std::filesystem::path> saved_files_of(const std::string &name);
 

@@ -88,6 +88,8 @@ struct column {
   bool is_dictionary() const { return std::holds_alternative<dictionary>(values); }
   bool has_nulls() const { return is_dictionary() && std::get<dictionary>(values).has_null(); }
   uint64_t encoded_bytes() const;
+  // How many different values it has: of a dictionary the number, otherwise at most.
+  uint64_t most_distinct() const;
 
   // The ordinal of the smallest value, and of the largest; without values the second is no ordinal.
   uint64_t first_ordinal() const { return is_dictionary() ? std::get<dictionary>(values).first_code() : 0; }

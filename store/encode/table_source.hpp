@@ -35,6 +35,10 @@ public:
   // Can the column be stored as is chosen?  Throws store::error when not.
   virtual void check_encoding(const column_info &info, const encoding_choice &choice) const = 0;
 
+  // A column without the streams of its batches: what codes stand for, and what the batches hold.  Nothing where the
+  // source does not know this without a look at the rows.
+  virtual std::optional<column> described(const column_info & /*info*/) const { return std::nullopt; }
+
   // A column, encoded.  Reports the rows done so far now and then.  Throws store::error for one that cannot be had, or
   // not as is chosen.
   virtual column load(const column_info &info, const encoding_choice &choice,

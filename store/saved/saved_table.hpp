@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -27,6 +28,9 @@ public:
 
   void check_encoding(const column_info &info, const encoding_choice &choice) const override;
 
+  // Of a text with a large dictionary the values are left out, since all of them would be read.
+  std::optional<column> described(const column_info &info) const override;
+
   // One of the columns of this.  It takes no copy of the file, and may outlive this.
   column load(const column_info &info, const encoding_choice &choice,
               const std::function<void(uint64_t rows)> &progress) const override;
@@ -36,11 +40,20 @@ public:
 private:
   saved_table(const vorn_ctx &ctx, saved::owned_bytes file, const std::filesystem::path &path);
 
+  // Messages say which column is damaged.
+  template <class Read>
+  column column_read(const column_info &info, const Read &read) const;
+
   void read_header();
   void read_catalogue();
+  // Without values and batches.
+  column read_form(size_t index) const;
   column read_column(size_t index) const;
   void read_values(size_t index, column &out) const;
+  // The rows and zones of the batches.
+  void read_zones(column &out, std::span<const saved::batch_record> described) const;
   void read_batches(size_t index, column &out) const;
+  stored_array<saved::batch_record> batch_records(size_t index) const;
 
   // A part of a column, or the catalogue, whose checksum is right.
   std::span<const uint8_t> section_at(uint64_t index) const;
