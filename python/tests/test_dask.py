@@ -21,8 +21,8 @@ partitions = 8
 # What each join and aggregate does: what fits the sizes, or always an exchange.
 ways: dict[str, dict[str, Any]] = {
     "by size": {},
-    "exchange": {"vorn.broadcast-bytes": 0, "vorn.merged-rows": 0},
-    "tree": {"vorn.fan-in": 2},
+    "exchange": {"vorn.ranges": False, "vorn.broadcast-bytes": 0, "vorn.merged-rows": 0},
+    "tree": {"vorn.fan-in": 2, "vorn.broadcast-bytes": 1000},
 }
 
 

@@ -20,8 +20,8 @@ from adbc_driver_manager.dbapi import NotSupportedError
 from . import _plan
 from ._aggregates import Aggregation, separate_distinct, split_aggregates
 from ._plan import Expression, Node, children, column, column_of, projection, width
+from ._ranges import Range, are_apart, may_be_cut, reads_too_much, rows_in, set_apart
 from ._rows import Fragment, Piece, Rows, Runner, empty, joined, local, over_pieces
-from ._ranges import Range, are_apart, may_be_cut, rows_in, set_apart
 from ._tables import Partition, Table
 from ._zones import Zone, may_hold
 
@@ -51,6 +51,7 @@ class Cutter:
 
     def __init__(self, tables: Mapping[str, Table], runner: Runner, settings: Settings) -> None:
         self._tables = tables
+        self.files = {file: groups for table in tables.values() for file, groups in table.files.items()}
         self._runner = runner
         self._settings = settings
         self._kept: dict[int, Rows] = {}
@@ -261,7 +262,7 @@ class Cutter:
         count = rows.groups(columns)
         if count is None or count <= self._settings.merged_rows:
             return None
-        made = (set_apart(rows, c) for c in columns if c is not None)
+        made = (set_apart(rows, c, self.files) for c in columns if c is not None)
         return next((each for each in made if each is not None), None)
 
     @staticmethod
@@ -426,7 +427,7 @@ class _Join:
                     continue
                 parts = [self._range_of(f.zones[key], other, other_key) for f in base.fragments]
                 # More means that the other side is not sorted by the key.
-                if sum(part.rows for part in parts) > 1.5 * other.rows + len(parts):
+                if reads_too_much(parts, other, self._cutter.files):
                     continue
                 pairs = list(zip(base.fragments, parts, strict=True))
                 if base_side == "right":
@@ -434,11 +435,10 @@ class _Join:
                 return self._pairs(left, right, pairs, True)
         return None
 
-    @staticmethod
-    def _range_of(zone: Zone | None, other: Rows, key: int) -> Fragment:
+    def _range_of(self, zone: Zone | None, other: Rows, key: int) -> Fragment:
         if zone is None or zone.low is None or zone.high is None:
             return empty(other.types)
-        return rows_in(other, key, Range(zone.low, zone.high))
+        return rows_in(other, key, Range(zone.low, zone.high), self._cutter.files)
 
     def _measured(self, left: Rows, right: Rows) -> Rows:
         """Runs the side that seems smaller.  Its size decides between broadcast and exchange."""
