@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include "adbc/failure.hpp"
+#include "sql/table_statistics.hpp"
 #include "store/error.hpp"
 #include "store/saved/save_rows.hpp"
 #include "store/saved/saved_table.hpp"
@@ -22,6 +23,19 @@ void connection::set_table(const std::string &name, std::string_view bytes) {
       std::make_shared<exec::table>(name, source->columns(), source->rows(), [source](size_t index) {
         return std::make_shared<const column>(source->load(source->columns()[index], {}, [](uint64_t) {}));
       }));
+}
+
+void connection::set_statistics(const std::string &name, const std::string &text) {
+  if (name.empty())
+    throw invalid_argument("a table has a name");
+  if (text.empty())
+    database_->tables().remove(name);
+  else
+    database_->tables().put(sql::described_table(name, text));
+}
+
+std::string connection::statistics(const std::string &name) {
+  return sql::statistics_text(sql::statistics_of(database_->tables(), name));
 }
 
 std::string connection::table_bytes(const std::string &name) {

@@ -42,6 +42,11 @@ public:
   void set_table(const std::string &name, std::string_view bytes);
   std::string table_bytes(const std::string &name);
 
+  // The text of sql::statistics_text of a table or file.  Setting it makes a table on which queries are planned and not
+  // run.
+  void set_statistics(const std::string &name, const std::string &text);
+  std::string statistics(const std::string &name);
+
   // A new execution.  `cancel` ends it while it exists.
   std::shared_ptr<execution> begin();
   // Returns true if there was something to cancel.

@@ -180,12 +180,17 @@ constexpr std::pair<std::string_view, const char *> connection_options[] = {
     {ADBC_CONNECTION_OPTION_CURRENT_CATALOG, catalog_name},
     {ADBC_CONNECTION_OPTION_CURRENT_DB_SCHEMA, schema_name}};
 
-// An option for each table: the bytes of a saved table.
+// Options of each table: the bytes of a saved table, and what is known without the rows.
 constexpr std::string_view table_options = "vorn.table.";
+constexpr std::string_view statistics_options = "vorn.statistics.";
 
 void connection_record::set_option(std::string_view key, const std::string &value) const {
   if (key.starts_with(table_options)) {
     require_opened(opened)->set_table(std::string(key.substr(table_options.size())), value);
+    return;
+  }
+  if (key.starts_with(statistics_options)) {
+    require_opened(opened)->set_statistics(std::string(key.substr(statistics_options.size())), value);
     return;
   }
   for (const auto &[known, only] : connection_options)
@@ -200,6 +205,8 @@ void connection_record::set_option(std::string_view key, const std::string &valu
 std::string connection_record::option(std::string_view key) const {
   if (key.starts_with(table_options))
     return require_opened(opened)->table_bytes(std::string(key.substr(table_options.size())));
+  if (key.starts_with(statistics_options))
+    return require_opened(opened)->statistics(std::string(key.substr(statistics_options.size())));
   for (const auto &[known, only] : connection_options)
     if (known == key)
       return only;

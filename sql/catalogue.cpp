@@ -20,6 +20,7 @@ namespace store::sql {
 namespace {
 
 bool is_saved(const std::filesystem::path &path) { return path.extension() == saved_table::ending; }
+constexpr const char *part_of = " of "; // in the name of a part of a file
 constexpr std::string_view standard_input = "/dev/stdin";
 bool is_table(const std::filesystem::path &path) {
   return is_saved(path) || is_table_file(path) || path == standard_input;
@@ -83,7 +84,9 @@ void catalogue::put_file(const std::string &name, const std::filesystem::path &f
 
 bool catalogue::remove(const std::string &name) {
   const std::lock_guard lock(guard_);
-  return entries_.erase(duckdb::lower_case(name)) != 0;
+  const std::string end_of_parts = part_of + name;
+  std::erase_if(entries_, [&](const auto &known) { return known.first.ends_with(end_of_parts); });
+  return entries_.erase(name) + entries_.erase(duckdb::lower_case(name)) != 0;
 }
 
 catalogue::entry *catalogue::known(const std::string &name) {
@@ -216,16 +219,17 @@ exec::table_part catalogue::find_part(const std::string &name, size_t first, siz
   if (whole.files.size() != 1 || whole.files.front().extension() != ".parquet")
     return {whole.opened, first, end};
   // The name ends as the name of a file does.
-  const std::string part_name = fmt::format("row groups {} to {} of {}", first, end, whole.files.front().string());
+  const std::string part_name =
+      fmt::format("row groups {} to {}{}{}", first, end, part_of, whole.files.front().string());
   entry &part = entries_[part_name];
   part.files = whole.files;
   part.row_groups = {first, end};
   return opened(part_name).opened;
 }
 
-const table_source *catalogue::source_of(const std::string &name) {
+std::shared_ptr<const table_source> catalogue::source_of(const std::string &name) {
   const std::lock_guard lock(guard_);
-  return opened(name).source.get();
+  return opened(name).source;
 }
 
 std::vector<std::filesystem::path> catalogue::saved_files_of(const std::string &name) {

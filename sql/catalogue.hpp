@@ -48,7 +48,7 @@ public:
   // The same, and replaces the table of this name if there is one.  Queries that read the old table keep it.
   void put(std::shared_ptr<exec::table> added);
   void put_file(const std::string &name, const std::filesystem::path &file);
-  // Returns true if there was such a table.
+  // Also drops what is kept of a file that a query named.  Returns true if there was such a table.
   bool remove(const std::string &name);
   // The rows of a call of one of DuckDB's table functions, such as "range(10)".  There must be no table of this name.
   void add_call(const std::string &name, const std::string &call);
@@ -70,7 +70,7 @@ public:
   // The tables that were added.  Names are in lower case, because SQL ignores case.
   std::vector<std::string> names() const;
   // The source of a table; null for a table that a program has added.
-  const table_source *source_of(const std::string &name);
+  std::shared_ptr<const table_source> source_of(const std::string &name);
   // The files of a table that are saved tables, in the order of its rows; empty for a table of other files or of none.
   std::vector<std::filesystem::path> saved_files_of(const std::string &name);
 

@@ -119,7 +119,8 @@ void duckdb_engine::state::make(const std::string &name) {
     return;
   const std::string quoted = duckdb::quoted_name(name);
   const std::shared_ptr<exec::table> table = tables.find(name);
-  const auto *const file = dynamic_cast<const table_file *>(tables.source_of(name));
+  const std::shared_ptr<const table_source> source = tables.source_of(name);
+  const auto *const file = dynamic_cast<const table_file *>(source.get());
   if (file != nullptr) {
     // DuckDB 1.5 misses rows of a Parquet file when a condition compares BLOBs, because it uses the Bloom filter of the
     // file.

@@ -11,6 +11,7 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
+#include "sql/scalar_json.hpp"
 #include "store/error.hpp"
 #include "store/logical/sql.hpp"
 
@@ -51,8 +52,6 @@ constexpr std::string_view names<operation>[] = {"column",        "constant",   
 
 [[noreturn]] void refuse(std::string_view what) { throw error(fmt::format("not a plan: {}", what)); }
 
-// A scalar is an object of one member: what it holds, as text.  So that every value comes back as it was, a double is
-// the number of its bits, and bytes are in hexadecimal digits.
 __int128 integer_of(std::string_view text) {
   const bool is_negative = text.starts_with('-');
   unsigned __int128 out = 0;
@@ -83,6 +82,20 @@ std::string bytes_of(std::string_view digits) {
   return out;
 }
 
+} // namespace
+
+json scalar_json(const scalar &value) {
+  if (const auto *number = std::get_if<__int128>(&value))
+    return {{"integer", fmt::format("{}", *number)}};
+  if (const auto *real = std::get_if<double>(&value))
+    return {{"double", std::bit_cast<uint64_t>(*real)}};
+  if (const auto *bytes = std::get_if<std::string>(&value))
+    return {{"bytes", hexadecimal(*bytes)}};
+  return {};
+}
+
+namespace {
+
 // `members` below lists the members of each class once, for the writer and for the reader.
 template <class T>
 constexpr bool is_list = false;
@@ -108,15 +121,7 @@ private:
   static json to_json(uint64_t value) { return value != 0 ? json(value) : json(); }
   static json to_json(const std::string &value) { return value.empty() ? json() : json(value); }
   static json to_json(const sql_type &value) { return to_json(value.name); }
-  static json to_json(const scalar &value) {
-    if (const auto *number = std::get_if<__int128>(&value))
-      return {{"integer", fmt::format("{}", *number)}};
-    if (const auto *real = std::get_if<double>(&value))
-      return {{"double", std::bit_cast<uint64_t>(*real)}};
-    if (const auto *bytes = std::get_if<std::string>(&value))
-      return {{"bytes", hexadecimal(*bytes)}};
-    return {};
-  }
+  static json to_json(const scalar &value) { return scalar_json(value); }
   template <class T>
   static json to_json(const std::optional<T> &value) {
     if constexpr (std::is_arithmetic_v<T>)

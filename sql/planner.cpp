@@ -320,7 +320,8 @@ bool planner::state::add_statistics(const logical::plan &of) {
   for (const logical::plan *scan : scans) {
     exec::table &table = *tables.find(scan->table);
     for (size_t index : scan->table_columns)
-      table.at(index);
+      if (!table.is_described())
+        table.at(index);
     most_rows = std::max(most_rows, table.rows());
   }
   const uint64_t factor = std::max<uint64_t>(1, most_rows / most_planned_rows);

@@ -1,7 +1,6 @@
 #include "sql/statistics_table.hpp"
 
 #include <algorithm>
-#include <variant>
 #include <vector>
 
 #include <fmt/format.h>
@@ -19,14 +18,6 @@ constexpr uint64_t exact_numbers = 512;
 
 uint64_t reduced(uint64_t number, uint64_t factor) {
   return number <= exact_numbers ? number : std::max(exact_numbers, number / factor);
-}
-
-uint64_t distinct_values(const store::column &of) {
-  if (const auto *entries = std::get_if<dictionary>(&of.values))
-    return entries->codes() - (entries->has_null() ? 1 : 0);
-  if (const auto *range = std::get_if<key_range>(&of.values))
-    return std::min(of.rows, static_cast<uint64_t>(range->high) - static_cast<uint64_t>(range->low) + 1);
-  return of.rows;
 }
 
 // Values of the type of a column, one for each value of the number `n`.
@@ -58,7 +49,7 @@ std::string statistics_rows(exec::table &of, uint64_t factor) {
   std::vector<std::string> columns;
   for (size_t i = 0; i < of.columns().size(); ++i) {
     const column_info &column = of.columns()[i];
-    const uint64_t distinct = of.is_loaded(i) ? reduced(distinct_values(of.at(i)), factor) : 0;
+    const uint64_t distinct = reduced(of.distinct_values(i), factor);
     const std::string values = distinct == 0 ? fmt::format("CAST(NULL AS {})", column.sql_type)
                                              : values_of(column, fmt::format("(i % {})", distinct));
     columns.push_back(fmt::format("{} AS {}", values, duckdb::quoted_name(column.name)));

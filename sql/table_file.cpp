@@ -6,6 +6,7 @@
 #include <fmt/ranges.h>
 
 #include "sql/own_query.hpp"
+#include "sql/values.hpp"
 #include "sql/vectors.hpp"
 #include "store/chunk/stored_values.hpp"
 #include "store/encode/column_builder.hpp"
@@ -149,6 +150,72 @@ std::optional<uint64_t> table_file::compressed_bytes(const std::vector<std::stri
                                           statistics_, fmt::join(texts, ", ")))
                        .next();
   return static_cast<uint64_t>(sum->column(0).number<int64_t>(0));
+}
+
+void table_file::add_statistics(sql::table_statistics &to) const {
+  const auto column_of = [](const std::string &name) { return duckdb::quoted_text(name); };
+  for (const column_info &info : infos) {
+    const bool is_bounded = info.type && !info.type->is_real() && info.type->kind != value_kind::blob &&
+                            info.type->kind != value_kind::uuid;
+    const std::string as = is_bounded ? sql_type(*info.type) : "VARCHAR";
+    const auto bound = [&](std::string_view which) {
+      return is_bounded ? fmt::format("TRY_CAST(TRY_CAST(coalesce(stats_{0}_value, stats_{0}) AS {1}) AS {2})", which,
+                                      info.sql_type, as)
+                        : "NULL";
+    };
+    duckdb::result found = database_.query(fmt::format(
+        "SELECT row_group_num_rows::BIGINT, stats_null_count::BIGINT, {}, {} FROM {} WHERE path_in_schema = {} "
+        "ORDER BY file_name, row_group_id",
+        bound("min"), bound("max"), statistics_, column_of(info.name)));
+    size_t group = 0;
+    while (const auto chunk = found.next())
+      for (uint64_t row = 0; row < chunk->rows(); ++row, ++group) {
+        if (group == to.row_groups.size())
+          to.row_groups.push_back({static_cast<uint64_t>(chunk->column(0).number<int64_t>(row)), {}});
+        sql::table_statistics::zone zone;
+        if (!chunk->column(1).is_null(row))
+          zone.nulls = static_cast<uint64_t>(chunk->column(1).number<int64_t>(row));
+        if (is_bounded) {
+          zone.low = sql::scalar_of(value_at(chunk->column(2), row, info.type->kind), *info.type);
+          zone.high = sql::scalar_of(value_at(chunk->column(3), row, info.type->kind), *info.type);
+        }
+        to.row_groups[group].columns.push_back(std::move(zone));
+      }
+    // A nested column has other names in the files.
+    for (sql::table_statistics::row_group &rows : to.row_groups)
+      rows.columns.resize(to.distinct.size() + 1);
+    to.distinct.push_back(distinct_of(info, to));
+  }
+}
+
+// Integers are as many as their range allows; of other values the first row group is read.
+std::optional<uint64_t> table_file::distinct_of(const column_info &info, const sql::table_statistics &known) const {
+  if (known.row_groups.empty() || !info.type)
+    return std::nullopt;
+  std::optional<__int128> low;
+  std::optional<__int128> high;
+  for (const sql::table_statistics::row_group &group : known.row_groups) {
+    const sql::table_statistics::zone &zone = group.columns.back();
+    const auto *first = std::get_if<__int128>(&zone.low);
+    const auto *last = std::get_if<__int128>(&zone.high);
+    if (first != nullptr && last != nullptr) {
+      low = std::min(low.value_or(*first), *first);
+      high = std::max(high.value_or(*last), *last);
+    }
+  }
+  if (low && high)
+    return static_cast<uint64_t>(
+        std::min<unsigned __int128>(known.rows, static_cast<unsigned __int128>(*high - *low) + 1));
+  const uint64_t rows = std::max<uint64_t>(1, known.row_groups.front().rows);
+  const auto found =
+      database_
+          .query(fmt::format("SELECT approx_count_distinct({}) FROM read_parquet({}, hive_partitioning = false, "
+                             "file_row_number = true) WHERE file_row_number < {}",
+                             duckdb::quoted_name(info.name), list_of(std::span(files_).first(1)), rows))
+          .next();
+  const auto distinct = std::min(rows, static_cast<uint64_t>(found->column(0).number<int64_t>(0)));
+  constexpr uint64_t few = 10; // rows of a value, on average
+  return distinct * few < rows ? distinct : distinct * (known.rows / rows);
 }
 
 void table_file::check_encoding(const column_info &info, const encoding_choice &choice) const {

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "sql/connection.hpp"
+#include "sql/table_statistics.hpp"
 #include "store/encode/table_source.hpp"
 #include "store/saved/file_stamp.hpp"
 
@@ -36,6 +37,11 @@ public:
   // The files or the call in the form of SQL after FROM.
   const std::string &sql() const { return scan_; }
 
+  bool is_parquet() const { return !statistics_.empty(); }
+  // Of Parquet files: what the files say of their row groups.  How many different texts there are is estimated from
+  // the first row group.
+  void add_statistics(sql::table_statistics &to) const;
+
   std::optional<uint64_t> compressed_bytes(const std::vector<std::string> &names) const override;
 
   // Depends on the kind of the column's values.
@@ -48,6 +54,7 @@ public:
 
 private:
   void count_rows();
+  std::optional<uint64_t> distinct_of(const column_info &info, const sql::table_statistics &known) const;
   std::vector<saved::file_stamp> stamps() const;
 
   duckdb::connection &database_;

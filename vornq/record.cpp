@@ -40,7 +40,7 @@ std::string record_of(session &with, const std::string &name) {
                            columns.empty() ? "" : ",\n", json_text(names.back()), encoding_name(stored.form),
                            stored.compressed ? "+qpak" : "", stored.width, stored.encoded_bytes(), stored.plain_bytes);
   }
-  const table_source *source = with.tables().source_of(name);
+  const std::shared_ptr<const table_source> source = with.tables().source_of(name);
   const auto in_file = source == nullptr ? std::nullopt : source->compressed_bytes(names);
   return fmt::format(R"({{"table": {}, "rows": {}, "file_bytes": {}, "columns": [{}]}})", json_text(of.name()),
                      of.rows(), in_file ? std::to_string(*in_file) : "null", columns);

@@ -181,7 +181,7 @@ std::string summary_of(session &with, std::span<const std::string> tables, std::
     const sizes sum = sizes_of(of);
     out += fmt::format("{}: {} rows, {} column{} read, {} bytes as stored", visible(shortened(of.name())),
                        grouped(of.rows()), sum.columns, plural(sum.columns), grouped(sum.encoded));
-    const table_source *source = with.tables().source_of(name);
+    const std::shared_ptr<const table_source> source = with.tables().source_of(name);
     if (const auto in_file = source != nullptr ? source->compressed_bytes(sum.names) : std::nullopt)
       out += fmt::format(", {} bytes in the file ({} times as many)", grouped(*in_file), ratio(*in_file, sum.encoded));
     out += fmt::format(", {} bytes plain ({} times as many)\n", grouped(sum.plain), ratio(sum.plain, sum.encoded));

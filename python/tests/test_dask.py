@@ -21,8 +21,8 @@ partitions = 8
 # What each join and aggregate does: what fits the sizes, or always an exchange.
 ways: dict[str, dict[str, Any]] = {
     "by size": {},
-    "exchange": {"vorn.broadcast-bytes": 0, "vorn.merged-rows": 0},
-    "tree": {"vorn.fan-in": 2},
+    "exchange": {"vorn.ranges": False, "vorn.broadcast-bytes": 0, "vorn.merged-rows": 0},
+    "tree": {"vorn.fan-in": 2, "vorn.broadcast-bytes": 1000},
 }
 
 
@@ -191,7 +191,10 @@ def test_answers_equal_those_of_duckdb(
     ],
 )
 def test_what_is_not_spread_says_so(
-    text: str, part: str, sales: tuple[duckdb.DuckDBPyConnection, dict[str, vorn.dask.Table]], client: distributed.Client
+    text: str,
+    part: str,
+    sales: tuple[duckdb.DuckDBPyConnection, dict[str, vorn.dask.Table]],
+    client: distributed.Client,
 ) -> None:
     with pytest.raises(vorn.NotSupportedError, match=part) as caught:
         vorn.dask.sql(text, **sales[1]).compute(client)
@@ -246,7 +249,9 @@ def test_parquet_is_read_by_row_groups(tmp_path: Path, client: distributed.Clien
     table = vorn.dask.from_parquet(tmp_path / "rows.parquet", partitions=4)
     assert [each.rows for each in table.partitions] == [200, 300, 200, 300]
     query = vorn.dask.sql("select name, count(*) as n from t where id >= 500 group by name order by name", t=table)
-    assert query.compute(client).to_pylist() == [{"name": f"n{i}", "n": 72 if i < 3 else 71} for i in (0, 1, 2, 3, 4, 5, 6)]
+    assert query.compute(client).to_pylist() == [
+        {"name": f"n{i}", "n": 72 if i < 3 else 71} for i in (0, 1, 2, 3, 4, 5, 6)
+    ]
     assert query.partitions_skipped == 2
     with pytest.raises(FileNotFoundError, match="none-"):
         vorn.dask.read(tmp_path / "none-*.vorn")

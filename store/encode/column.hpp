@@ -89,6 +89,8 @@ struct column {
   bool is_dictionary() const { return std::holds_alternative<dictionary>(values); }
   bool has_nulls() const { return is_dictionary() && std::get<dictionary>(values).has_null(); }
   uint64_t encoded_bytes() const;
+  // How many different values it has: of a dictionary the number, otherwise at most.
+  uint64_t most_distinct() const;
 
   // The ordinals of the smallest and of the largest value.  Without values the second number is no ordinal.
   uint64_t first_ordinal() const { return is_dictionary() ? std::get<dictionary>(values).first_code() : 0; }

@@ -35,6 +35,10 @@ public:
   // Throws store::error when the column cannot be stored in the chosen form.
   virtual void check_encoding(const column_info &info, const encoding_choice &choice) const = 0;
 
+  // A column without the streams of its segments: the values of its codes, and the zones of the segments.  Nothing if
+  // the source would have to read the rows for it.
+  virtual std::optional<column> described(const column_info & /*info*/) const { return std::nullopt; }
+
   // Encodes a column.  Reports the number of encoded rows at intervals.  Throws store::error when the column cannot be
   // read, or cannot be stored in the chosen form.
   virtual column load(const column_info &info, const encoding_choice &choice,

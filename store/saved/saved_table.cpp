@@ -187,19 +187,42 @@ void saved_table::require_unchanged() const {
     throw error(fmt::format("{} has changed while it was read", file_name_));
 }
 
-column saved_table::load(const column_info &info, const encoding_choice & /*choice*/,
-                         const std::function<void(uint64_t)> &progress) const {
-  const auto index = static_cast<size_t>(&info - infos.data());
+template <class Read>
+column saved_table::column_read(const column_info &info, const Read &read) const {
   try {
-    column out = read_column(index);
-    progress(row_count);
-    return out;
+    return read(static_cast<size_t>(&find(info.name) - infos.data()));
   } catch (const error &e) {
     throw error(fmt::format("{} is damaged: column '{}': {}", file_name_, shortened(info.name), e.what()));
   }
 }
 
-column saved_table::read_column(size_t index) const {
+column saved_table::load(const column_info &info, const encoding_choice & /*choice*/,
+                         const std::function<void(uint64_t)> &progress) const {
+  column out = column_read(info, [&](size_t index) { return read_column(index); });
+  progress(row_count);
+  return out;
+}
+
+std::optional<column> saved_table::described(const column_info &info) const {
+  return column_read(info, [&](size_t index) {
+    constexpr uint64_t large = uint64_t{1} << 20;
+    column out = read_form(index);
+    const bool is_large = sections_[section_index(index, part::symbols)].bytes > large;
+    if (is_large && out.type.is_bytes())
+      out.values = std::monostate{};
+    else
+      read_values(index, out);
+    const stored_array<segment_record> records = segment_records(index);
+    read_zones(out, {records.data(), records.size()});
+    for (const column_segment &rows : out.segments)
+      require(!rows.held.has_values() || std::holds_alternative<std::monostate>(out.values) ||
+                  (rows.held.low >= out.first_ordinal() && rows.held.high <= out.last_ordinal()),
+              "a batch has values beyond the column");
+    return out;
+  });
+}
+
+column saved_table::read_form(size_t index) const {
   const column_record &record = records_[index];
   column out;
   out.name = infos[index].name;
@@ -211,9 +234,14 @@ column saved_table::read_column(size_t index) const {
   out.compressed = record.is_compressed != 0;
   out.width = record.width;
   out.run_length_bits = record.run_length_bits;
+  return out;
+}
+
+column saved_table::read_column(size_t index) const {
+  column out = read_form(index);
   read_values(index, out);
   check_form(out);
-  read_batches(index, out);
+  read_segments(index, out);
   check_values(ctx_, out);
   return out;
 }
@@ -239,17 +267,30 @@ void saved_table::read_values(size_t index, column &out) const {
   }
 }
 
-void saved_table::read_batches(size_t index, column &out) const {
+stored_array<segment_record> saved_table::segment_records(size_t index) const {
   const uint64_t count = row_count / row_group_rows + (row_count % row_group_rows != 0 ? 1 : 0);
-  const stored_array<segment_record> described = elements_of<segment_record>(index, part::segments);
-  require(described.size() == count, "it does not have a segment for each row group of the table");
+  stored_array<segment_record> out = elements_of<segment_record>(index, part::segments);
+  require(out.size() == count, "it does not have a segment for each row group of the table");
+  return out;
+}
+
+void saved_table::read_zones(column &out, std::span<const segment_record> described) const {
+  for (const segment_record &record : described) {
+    column_segment &rows = out.segments.emplace_back();
+    rows.rows = static_cast<uint32_t>(
+        std::min<uint64_t>(row_group_rows, row_count - (out.segments.size() - 1) * row_group_rows));
+    rows.held = {record.low, record.high, record.nulls};
+  }
+}
+
+void saved_table::read_segments(size_t index, column &out) const {
+  const stored_array<segment_record> described = segment_records(index);
+  read_zones(out, {described.data(), described.size()});
   stream_walk streams_left(part_of(index, part::streams), file_.owner);
   stream_walk lengths_left(part_of(index, part::lengths), file_.owner);
-  for (const segment_record &record : described) {
-    column_segment rows;
-    rows.rows =
-        static_cast<uint32_t>(std::min<uint64_t>(row_group_rows, row_count - out.segments.size() * row_group_rows));
-    rows.held = {record.low, record.high, record.nulls};
+  for (size_t group = 0; group < described.size(); ++group) {
+    const segment_record &record = described[group];
+    column_segment &rows = out.segments[group];
     rows.runs = record.runs;
     require(out.form == encoding::rle ? rows.runs != 0 && rows.runs <= rows.rows : rows.runs == 0,
             "it has not as many runs as rows");
@@ -260,7 +301,6 @@ void saved_table::read_batches(size_t index, column &out) const {
     rows.stream_bytes = static_cast<uint32_t>(plain_bytes);
     require(out.compressed || plain_bytes == record.stream_bytes, "a stream is not as long as its rows");
     check_lengths(out, rows);
-    out.segments.push_back(std::move(rows));
   }
   require(streams_left.at_end() && lengths_left.at_end(), "a section goes on after its streams");
 }

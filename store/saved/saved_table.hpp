@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -28,6 +29,9 @@ public:
 
   void check_encoding(const column_info &info, const encoding_choice &choice) const override;
 
+  // The values of a text column with a large dictionary are left out, since all of them would be read.
+  std::optional<column> described(const column_info &info) const override;
+
   // One of the columns.  It does not copy the file, and may outlive this object.
   column load(const column_info &info, const encoding_choice &choice,
               const std::function<void(uint64_t rows)> &progress) const override;
@@ -37,11 +41,20 @@ public:
 private:
   saved_table(const vorn_ctx &ctx, saved::owned_bytes file, const std::filesystem::path &path);
 
+  // Messages say which column is damaged.
+  template <class Read>
+  column column_read(const column_info &info, const Read &read) const;
+
   void read_header();
   void read_catalogue();
+  // Without values and segments.
+  column read_form(size_t index) const;
   column read_column(size_t index) const;
   void read_values(size_t index, column &out) const;
-  void read_batches(size_t index, column &out) const;
+  // The rows and zones of the segments.
+  void read_zones(column &out, std::span<const saved::segment_record> described) const;
+  void read_segments(size_t index, column &out) const;
+  stored_array<saved::segment_record> segment_records(size_t index) const;
 
   // A part of a column, or the catalogue, after its checksum was compared.
   std::span<const uint8_t> section_at(uint64_t index) const;

@@ -51,7 +51,8 @@ class ClusterRunner:
 
     @property
     def threads(self) -> int:
-        return max(sum(self._client.nthreads().values()), 1)
+        counts: dict[str, int] = self._client.nthreads()
+        return max(sum(counts.values()), 1)
 
     def run(
         self, title: str, fragments: Sequence[Fragment], partitions: int = 1, by: Sequence[int] = ()

@@ -20,6 +20,7 @@ from adbc_driver_manager.dbapi import NotSupportedError
 from . import _plan
 from ._aggregates import Aggregation, separate_distinct, split_aggregates
 from ._plan import Expression, Node, children, column, column_of, projection, width
+from ._ranges import Range, are_apart, may_be_cut, reads_too_much, rows_in, set_apart
 from ._rows import Fragment, Piece, Rows, Runner, empty, joined, local, over_pieces
 from ._tables import Partition, Table
 from ._zones import Zone, may_hold
@@ -34,6 +35,7 @@ class Settings:
     merged_rows: int = 200_000
     fan_in: int = 16
     skew: float = 4.0
+    ranges: bool = True
 
 
 def refuse(what: str) -> NotSupportedError:
@@ -49,6 +51,7 @@ class Cutter:
 
     def __init__(self, tables: Mapping[str, Table], runner: Runner, settings: Settings) -> None:
         self._tables = tables
+        self.files = {file: groups for table in tables.values() for file, groups in table.files.items()}
         self._runner = runner
         self._settings = settings
         self._kept: dict[int, Rows] = {}
@@ -220,6 +223,9 @@ class Cutter:
         if not rows.is_spread:
             return self._aggregated(rows, groups, lambda child: {**node, "children": [child]})
         is_together = bool(groups) and not sets and self._are_together(rows, groups)
+        if groups and not sets and not is_together and self._settings.ranges:
+            apart = self._set_apart(rows, groups)
+            rows, is_together = (rows, False) if apart is None else (apart, True)
         if not is_together and any(each.get("is_distinct") for each in aggregates):
             if sets:
                 raise refuse("an aggregate with DISTINCT and grouping sets")
@@ -245,8 +251,19 @@ class Cutter:
     @staticmethod
     def _are_together(rows: Rows, groups: Sequence[Expression]) -> bool:
         """Whether all rows of a group are in one fragment."""
-        columns = {column_of(group) for group in groups}
-        return rows.by is not None and all(same & columns for same in rows.by)
+        columns = {c for group in groups if (c := column_of(group)) is not None}
+        if rows.by is not None and all(same & columns for same in rows.by):
+            return True
+        return any(are_apart(rows, c) for c in columns)
+
+    def _set_apart(self, rows: Rows, groups: Sequence[Expression]) -> Rows | None:
+        """The rows, each group in one fragment, where there are many groups and files have them together."""
+        columns = [column_of(group) for group in groups]
+        count = rows.groups(columns)
+        if count is None or count <= self._settings.merged_rows:
+            return None
+        made = (set_apart(rows, c, self.files) for c in columns if c is not None)
+        return next((each for each in made if each is not None), None)
 
     @staticmethod
     def _aggregated(rows: Rows, groups: Sequence[Expression], made: Callable[[Node], Node]) -> Rows:
@@ -324,8 +341,9 @@ class Cutter:
         return local(over_pieces(pieces, rows.types), rows.distinct)
 
     def broadcast_pieces(self, title: str, pieces: Sequence[Piece], types: Sequence[str]) -> Rows:
-        """Pieces, made one that several tasks can read."""
-        return self.broadcast_local(title, local(over_pieces(pieces, types)))
+        """Pieces that several tasks can read.  Many are made one first."""
+        rows = local(over_pieces(pieces, types))
+        return self.broadcast_local(title, rows) if len(pieces) > self._settings.fan_in else rows
 
 
 def _is_piece(fragment: Fragment) -> bool:
@@ -367,6 +385,8 @@ class _Join:
             return self._with_copied_left(self._cutter.broadcast_local("broadcast", left), right)
         if self._kind != "mark" and self._equal and (together := self._as_they_are(left, right)) is not None:
             return together
+        if self._kind != "mark" and self._settings.ranges and (together := self._by_ranges(left, right)) is not None:
+            return together
         return self._measured(left, right)
 
     # The ways
@@ -390,6 +410,35 @@ class _Join:
             return None
         pairs = list(zip(left.fragments, right.fragments, strict=True))
         return self._pairs(left, right, pairs, True, self._by(conditions))
+
+    def _by_ranges(self, left: Rows, right: Rows) -> Rows | None:
+        """Each fragment of a side reads the rows of the other side that are in the range of its keys."""
+        sides = []
+        if self._kind in _may_copy_right:
+            sides.append((left.rows, left, right, "left", "right"))
+        if self._kind in _may_copy_left:
+            sides.append((right.rows, right, left, "right", "left"))
+        for _, base, other, base_side, other_side in sorted(sides, key=lambda side: -side[0]):
+            for each in self._equal:
+                key, other_key = column_of(each[base_side]), column_of(each[other_side])
+                if key is None or other_key is None or each.get("comparison", "equal") != "equal":
+                    continue
+                if not may_be_cut(base, key) or not may_be_cut(other, other_key):
+                    continue
+                parts = [self._range_of(f.zones[key], other, other_key) for f in base.fragments]
+                # More means that the other side is not sorted by the key.
+                if reads_too_much(parts, other, self._cutter.files):
+                    continue
+                pairs = list(zip(base.fragments, parts, strict=True))
+                if base_side == "right":
+                    pairs = [(b, a) for a, b in pairs]
+                return self._pairs(left, right, pairs, True)
+        return None
+
+    def _range_of(self, zone: Zone | None, other: Rows, key: int) -> Fragment:
+        if zone is None or zone.low is None or zone.high is None:
+            return empty(other.types)
+        return rows_in(other, key, Range(zone.low, zone.high), self._cutter.files)
 
     def _measured(self, left: Rows, right: Rows) -> Rows:
         """Runs the side that seems smaller.  Its size decides between broadcast and exchange."""

@@ -2,14 +2,12 @@
 
 from __future__ import annotations
 
-import tempfile
+import json
 from collections.abc import Mapping, Sequence
-from pathlib import Path
 
 import dask
 import distributed
 import pyarrow as pa
-from adbc_driver_manager import dbapi
 
 from .._connection import Connection
 from ._cluster import ClusterRunner, Stage
@@ -46,8 +44,7 @@ class Query:
 
     def __init__(self, text: str, tables: Mapping[str, Table]) -> None:
         self._tables = {name.lower(): table for name, table in tables.items()}
-        with Connection(threads=1) as connection:
-            self._names, self._plan = _planned(connection, text, self._tables)
+        self._names, self._plan = _planned(text, self._tables)
         self.stages: list[Stage] = []
         """What ran in the last :meth:`compute`, in its order."""
         self.partitions_read = 0
@@ -105,21 +102,14 @@ def _settings() -> Settings:
     )
 
 
-def _planned(connection: Connection, text: str, tables: Mapping[str, Table]) -> tuple[list[str], Node]:
-    import json
-
-    with tempfile.TemporaryDirectory() as folder:
+def _planned(text: str, tables: Mapping[str, Table]) -> tuple[list[str], Node]:
+    """The names of the columns, and the plan, for which no rows are read."""
+    with Connection(threads=1) as connection, connection.cursor() as cursor:
         for name, table in tables.items():
-            file = Path(table.partitions[0].file)
-            (Path(folder) / f"{name}{file.suffix}").symlink_to(file)
-        with Connection(folder, threads=1) as planner, planner.cursor() as cursor:
-            statement = cursor.adbc_statement
-            statement.set_sql_query(text)
-            try:
-                found = json.loads(statement.get_option("vorn.plan"))
-            except dbapi.Error:
-                raise
-            return found.get("names", []), read(found["root"])
+            connection._dbapi.adbc_connection.set_options(**{f"vorn.statistics.{name}": table.statistics()})
+        cursor.adbc_statement.set_sql_query(text)
+        found = json.loads(cursor.adbc_statement.get_option("vorn.plan"))
+        return found.get("names", []), read(found["root"])
 
 
 class _PlannedRunner:

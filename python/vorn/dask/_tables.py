@@ -2,20 +2,16 @@
 
 from __future__ import annotations
 
-import decimal
 import glob
 import itertools
 import json
-from collections.abc import Iterable, Sequence
+from collections.abc import Iterable, Mapping, Sequence
 from dataclasses import dataclass
 from pathlib import Path
 from typing import Any
 
-import pyarrow as pa
-import pyarrow.parquet as pq
-
 from .._connection import Connection
-from ._zones import Value, Zone, scalar, united
+from ._zones import Zone, scalar, united
 
 
 @dataclass(frozen=True)
@@ -25,6 +21,14 @@ class Column:
     name: str
     type: str
     distinct: int | None = None
+
+
+@dataclass(frozen=True)
+class RowGroup:
+    """Consecutive rows of a file, with the zone of each column."""
+
+    rows: int
+    zones: tuple[Zone | None, ...]
 
 
 @dataclass(frozen=True)
@@ -44,6 +48,7 @@ class Table:
 
     columns: tuple[Column, ...]
     partitions: tuple[Partition, ...]
+    files: Mapping[str, tuple[RowGroup, ...]]
 
     @property
     def rows(self) -> int:
@@ -97,7 +102,7 @@ def read(paths: str | Path | Iterable[str | Path], partitions: int | None = None
     counts = [[file.columns[c].distinct for file in opened] for c in range(len(columns))]
     known = [None if None in count else max(count[0] or 0, *(each or 0 for each in count), 0) for count in counts]
     merged = [Column(c.name, c.type, distinct) for c, distinct in zip(columns, known, strict=True)]
-    return Table(tuple(merged), tuple(made))
+    return Table(tuple(merged), tuple(made), {file.path: file.row_groups for file in opened})
 
 
 def from_parquet(path: str | Path, partitions: int) -> Table:
@@ -112,12 +117,6 @@ def from_parquet(path: str | Path, partitions: int) -> Table:
 
 
 @dataclass(frozen=True)
-class RowGroup:
-    rows: int
-    zones: tuple[Zone | None, ...]
-
-
-@dataclass(frozen=True)
 class File:
     path: str
     bytes: int
@@ -129,7 +128,7 @@ def _expanded(paths: str | Path | Iterable[str | Path]) -> list[str]:
     if isinstance(paths, str | Path):
         pattern = str(paths)
         # A pattern may begin with any folder, which Path.glob does not take.
-        found = glob.glob(pattern) if glob.has_magic(pattern) and not Path(pattern).exists() else [pattern]
+        found = glob.glob(pattern) if glob.has_magic(pattern) and not Path(pattern).exists() else [pattern]  # noqa: PTH207
         return [str(Path(path).absolute()) for path in found]
     return [file for path in paths for file in _expanded(path)]
 
@@ -137,121 +136,23 @@ def _expanded(paths: str | Path | Iterable[str | Path]) -> list[str]:
 def _opened(file: str, connection: Connection) -> File:
     if not Path(file).is_file():
         raise FileNotFoundError(f"no such file: {file}")
-    if file.endswith(".vorn"):
-        return _opened_vorn(file, connection)
-    if file.endswith(".parquet"):
-        return _opened_parquet(file)
-    raise ValueError(f"{file} ends in neither .vorn nor .parquet")
+    if not file.endswith((".vorn", ".parquet")):
+        raise ValueError(f"{file} ends in neither .vorn nor .parquet")
+    found = json.loads(connection._dbapi.adbc_connection.get_option(f"vorn.statistics.{file}"))
 
-
-def _opened_vorn(file: str, connection: Connection) -> File:
-    try:
-        found = json.loads(connection._dbapi.adbc_connection.get_option(f"vorn.statistics.{file}"))
-    except Exception:  # TEMPORARY
-        n = connection.sql(f"select count(*) from '{file}'").fetchone()[0]
-        sch = connection.schema(file)
-        found = {
-            "rows": n,
-            "columns": [{"name": f.name, "type": sql_type(f)} for f in sch],
-            "row_groups": [{"rows": min(65536, n - i), "columns": [{}] * len(sch)} for i in range(0, n, 65536)],
-        }
-
-    def zone(of: dict[str, Any]) -> Zone | None:
-        low, high = scalar(of.get("min")), scalar(of.get("max"))
-        if (low is None) != (high is None) or (low is None and "nulls" not in of):
-            return None
-        return Zone(low, high, of.get("nulls", 0))
+    def zone(of: dict[str, Any], rows: int) -> Zone | None:
+        nulls = of.get("nulls", 0)
+        if "min" not in of:
+            return Zone(None, None, nulls) if nulls == rows else None
+        low, high = scalar(of["min"]), scalar(of["max"])
+        return None if low is None or high is None else Zone(low, high, nulls)
 
     columns = tuple(Column(each["name"], each["type"], each.get("distinct")) for each in found["columns"])
     groups = [
-        RowGroup(group["rows"], tuple(zone(each) if each else None for each in group["columns"]))
+        RowGroup(group["rows"], tuple(zone(each, group["rows"]) for each in group["columns"]))
         for group in found["row_groups"]
     ]
     return File(file, Path(file).stat().st_size, columns, tuple(groups))
-
-
-def _opened_parquet(file: str) -> File:
-    opened = pq.ParquetFile(file)
-    schema, metadata = opened.schema_arrow, opened.metadata
-    columns = tuple(Column(field.name, sql_type(field)) for field in schema)
-    groups = []
-    for at in range(metadata.num_row_groups):
-        group = metadata.row_group(at)
-        groups.append(RowGroup(group.num_rows, tuple(_parquet_zone(group.column(c)) for c in range(len(columns)))))
-    return File(file, Path(file).stat().st_size, columns, tuple(groups))
-
-
-def _parquet_zone(chunk: pq.ColumnChunkMetaData) -> Zone | None:
-    statistics = chunk.statistics
-    if statistics is None or not statistics.has_null_count:
-        return None
-    if statistics.null_count == chunk.num_values:
-        return Zone(None, None, statistics.null_count)
-    if not statistics.has_min_max:
-        return None
-    try:
-        low, high = _number(statistics.min, chunk), _number(statistics.max, chunk)
-    except (TypeError, ValueError, OverflowError):
-        return None
-    return None if low is None or high is None else Zone(low, high, statistics.null_count)
-
-
-def _number(value: Any, chunk: pq.ColumnChunkMetaData) -> Value | None:
-    if isinstance(value, str):
-        return value.encode()
-    if isinstance(value, bool | int):
-        return int(value)
-    if isinstance(value, decimal.Decimal):
-        return int(value.scaleb(-_exponent(chunk)))
-    kind = chunk.statistics.logical_type.type
-    if kind == "DATE":
-        return int(pa.scalar(value, pa.date32()).cast(pa.int32()).as_py())
-    return None
-
-
-def _exponent(chunk: pq.ColumnChunkMetaData) -> int:
-    return -int(json.loads(chunk.statistics.logical_type.to_json())["scale"])
-
-
-def sql_type(field: pa.Field) -> str:
-    """The SQL type of a column of a Parquet file.  ``ValueError`` for a type that is not stored."""
-    kind = field.type
-    if pa.types.is_dictionary(kind):
-        kind = kind.value_type
-    if pa.types.is_decimal(kind):
-        return f"DECIMAL({kind.precision},{kind.scale})"
-    if pa.types.is_timestamp(kind):
-        if kind.tz is not None:
-            return "TIMESTAMP WITH TIME ZONE"
-        return "TIMESTAMP_NS" if kind.unit == "ns" else "TIMESTAMP"
-    if pa.types.is_time(kind):
-        return "TIME"
-    found = _sql_types.get(str(kind))
-    if found is None:
-        raise ValueError(f"the column {field.name} is of the type {kind}, which is not stored")
-    return found
-
-
-_sql_types = {
-    "bool": "BOOLEAN",
-    "int8": "TINYINT",
-    "int16": "SMALLINT",
-    "int32": "INTEGER",
-    "int64": "BIGINT",
-    "uint8": "UTINYINT",
-    "uint16": "USMALLINT",
-    "uint32": "UINTEGER",
-    "uint64": "UBIGINT",
-    "float": "FLOAT",
-    "double": "DOUBLE",
-    "date32[day]": "DATE",
-    "string": "VARCHAR",
-    "large_string": "VARCHAR",
-    "string_view": "VARCHAR",
-    "binary": "BLOB",
-    "large_binary": "BLOB",
-    "binary_view": "BLOB",
-}
 
 
 # Partitions

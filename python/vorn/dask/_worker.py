@@ -1,7 +1,7 @@
 """What runs in the processes of the cluster: a part of a plan, over files and over the rows of other tasks.
 
 A process has one database, and each of its threads a connection to it.  A task keeps nothing: the tables that it is
-given are dropped at its end.  Files of the database stay open, so that a later task of the process finds them checked.
+given are dropped at its end.  The files that were read last stay open, so that a later task finds them checked.
 """
 
 from __future__ import annotations
@@ -11,15 +11,17 @@ import itertools
 import json
 import os
 import threading
-from collections.abc import Iterator, Mapping, Sequence
+from collections.abc import Iterator, Mapping
 from dataclasses import dataclass, field
+from pathlib import Path
 from typing import Any
 
+import distributed
 import pyarrow as pa
 from adbc_driver_manager import AdbcConnection, AdbcDatabase, AdbcStatement, dbapi
 
 from .._files import driver_path
-from ._plan import plan_text
+from ._plan import plan_text, walk
 
 
 @dataclass
@@ -66,6 +68,7 @@ def run(
     The rows of the result are split by the values of the columns ``partition_by``.
     """
     # Another task of the process may have the same pieces, so that the tables have names of their own.
+    root = json.loads(plan)
     names = {name: f"task {next(_runs)} {name}" for name in pieces}
     with _errors(), _connection() as connection, contextlib.ExitStack() as tables:
         for name, piece in pieces.items():
@@ -73,7 +76,7 @@ def run(
         statement = tables.enter_context(AdbcStatement(connection))
         statement.set_options(
             **{
-                "vorn.plan": plan_text(json.loads(plan), names),
+                "vorn.plan": plan_text(root, names),
                 "vorn.result": "vorn",
                 "vorn.partitions": partitions,
                 "vorn.partition_by": partition_by,
@@ -85,6 +88,7 @@ def run(
             out.numbers += batch.column("partition").to_pylist()
             out.rows += batch.column("rows").to_pylist()
             out.tables += [table.as_buffer() for table in batch.column("table")]
+        _close_files(connection, {node["table"] for node in walk(root) if node["operator"] == "scan"} - set(names))
         return out
 
 
@@ -97,6 +101,36 @@ def partition(of: Pieces, number: int) -> Pieces:
     """One partition of what a task has made."""
     at = of.numbers.index(number)
     return Pieces([0], [of.rows[at]], [of.tables[at]])
+
+
+# Open files
+
+_open_files: dict[str, int] = {}  # their bytes; those that were read last are at the end
+
+
+def _close_files(connection: AdbcConnection, read: set[str]) -> None:
+    """Closes the files that were not read for the longest time, where all of them take a quarter of the memory.
+
+    Pages of a mapped file count as memory of the process, as long as the file is open.
+    """
+    with _opening:
+        for file in read:
+            _open_files.pop(file, None)
+            _open_files[file] = Path(file).stat().st_size
+        limit = _memory_limit()
+        while limit is not None and len(_open_files) > 1 and sum(_open_files.values()) > limit // 4:
+            oldest = next(iter(_open_files))
+            del _open_files[oldest]
+            connection.set_options(**{f"vorn.table.{oldest}": b""})
+
+
+def _memory_limit() -> int | None:
+    """The bytes that the worker may take; None without a limit."""
+    try:
+        limit: int | None = distributed.get_worker().memory_manager.memory_limit
+    except ValueError:
+        return None
+    return limit
 
 
 # The database of the process

@@ -24,14 +24,14 @@ class Zone:
         """Whether a value between two bounds may be there.  None is no bound."""
         if self.low is None or self.high is None:
             return False
-        return not (_less(self.high, low) or _less(high, self.low))
+        return not (less(self.high, low) or less(high, self.low))
 
 
 # What is known of the columns of some rows; None where nothing is.
 Zones = Sequence[Zone | None]
 
 
-def _less(a: Value | None, b: Value | None) -> bool:
+def less(a: Value | None, b: Value | None) -> bool:
     """Whether both are there, and one is smaller."""
     if isinstance(a, bytes):
         return isinstance(b, bytes) and a < b
@@ -50,8 +50,8 @@ def united(zones: Sequence[Zone | None]) -> Zone | None:
         elif zone.low is None or zone.high is None:
             out = Zone(out.low, out.high, nulls)
         else:
-            low = zone.low if _less(zone.low, out.low) else out.low
-            out = Zone(low, zone.high if _less(out.high, zone.high) else out.high, nulls)
+            low = zone.low if less(zone.low, out.low) else out.low
+            out = Zone(low, zone.high if less(out.high, zone.high) else out.high, nulls)
     return out
 
 

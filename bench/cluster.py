@@ -1,0 +1,175 @@
+"""TPC-H on a cluster of one worker and of two, each of one thread: seconds, rows a second, and bytes that move.
+
+    build/venv/bin/python bench/cluster.py [--tables data/tpch-1] [--partitions 8] [--repeat 5] [QUERY...]
+
+The tables are encoded first, into files beside the Parquet files.  A query is run once before it is measured, so that
+the workers have opened their files.  The seconds are the smallest of all runs.  Bytes are those that a worker receives
+from another one, as Dask counts them.  The last columns show the same rows as pandas would send them: decoded into a
+DataFrame with 8 bytes for each number and date, texts of Arrow, and the index that costs nothing, as Dask serialises
+it.
+"""
+
+from __future__ import annotations
+
+import argparse
+import contextlib
+import time
+from collections.abc import Iterator
+from pathlib import Path
+from typing import Any
+
+import dask
+import distributed
+import pandas
+import pyarrow as pa
+import pyarrow.parquet as pq
+import vorn
+import vorn.dask
+from distributed.protocol import serialize
+from vorn.dask import _cluster
+
+few_rows = 1000  # of a table that stays one partition
+
+
+def tables_of(folder: Path, partitions: int) -> dict[str, vorn.dask.Table]:
+    """The tables in encoded parts, which are made where they are not there."""
+    out = {}
+    for source in sorted(folder.glob("*.parquet")):
+        rows = pq.read_metadata(source).num_rows
+        count = partitions if rows > few_rows else 1
+        parts = folder / f"parts-{partitions}"
+        files = [parts / f"{source.stem}-{i:03}.vorn" for i in range(count)]
+        if not all(file.exists() for file in files):
+            parts.mkdir(exist_ok=True)
+            table, step = pq.read_table(source), -(-rows // count)
+            with vorn.connect() as db:
+                for i, file in enumerate(files):
+                    db.register("part", table.slice(i * step, step))
+                    db.save("part", file)
+        out[source.stem] = vorn.dask.read(files)
+    return out
+
+
+def received(client: distributed.Client) -> dict[str, int]:
+    """The bytes that workers have received from each other, by task."""
+
+    def log(dask_worker: distributed.Worker) -> list[dict[str, int]]:
+        return [dict(entry["keys"]) for entry in dask_worker.transfer_incoming_log]
+
+    out: dict[str, int] = {}
+    for number, entries in enumerate(client.run(log).values()):
+        for entry in entries:
+            for key, size in entry.items():
+                out[f"{number} {key}"] = size
+    return out
+
+
+@contextlib.contextmanager
+def kept_results() -> Iterator[list[Any]]:
+    """The futures of queries that run meanwhile."""
+    kept: list[Any] = []
+    call = _cluster.ClusterRunner._call
+
+    def keeping(self: _cluster.ClusterRunner, *arguments: Any) -> Any:
+        kept.append(call(self, *arguments))
+        return kept[-1]
+
+    _cluster.ClusterRunner._call = keeping  # type: ignore[method-assign]
+    try:
+        yield kept
+    finally:
+        _cluster.ClusterRunner._call = call  # type: ignore[method-assign]
+
+
+def pandas_bytes(pieces: _cluster.Pieces) -> int:
+    """What the rows take as DataFrames on the wire."""
+    out = 0
+    with vorn.connect(threads=1) as db:
+        for table in pieces.tables:
+            db._dbapi.adbc_connection.set_options(**{"vorn.table.piece": table.to_pybytes()})
+            rows = db.sql("select * from piece").to_arrow()
+            for c, kind in enumerate(rows.schema.types):
+                if pa.types.is_decimal(kind):
+                    rows = rows.set_column(c, rows.schema.names[c], rows.column(c).cast(pa.float64()))
+            frame: pandas.DataFrame = rows.to_pandas(
+                types_mapper=lambda kind: pandas.ArrowDtype(kind) if pa.types.is_string(kind) else None,
+                date_as_object=False,
+            )
+            out += sum(len(part) for part in serialize(frame)[1])
+    return out
+
+
+def measured(query: vorn.dask.Query, client: distributed.Client, repeat: int) -> float:
+    query.compute(client)
+    seconds = []
+    for _ in range(repeat):
+        began = time.perf_counter()
+        query.compute(client)
+        seconds.append(time.perf_counter() - began)
+    return min(seconds)
+
+
+def moved(query: vorn.dask.Query, client: distributed.Client) -> tuple[int, int]:
+    """The bytes that one run moves between workers, and those of pandas."""
+    before = received(client)
+    with kept_results() as kept:
+        query.compute(client)
+        values = {future.key: future for future in kept}
+        new = {place: size for place, size in received(client).items() if place not in before}
+        keys = [place.split(" ", 1)[1] for place in new]
+        pieces = [values[key].result() for key in keys if key in values]
+    return sum(new.values()), sum(pandas_bytes(each) for each in pieces if isinstance(each, _cluster.Pieces))
+
+
+def main() -> None:
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("--tables", type=Path, default=Path("data/tpch-1"))
+    parser.add_argument("--partitions", type=int, default=8)
+    parser.add_argument("--repeat", type=int, default=5)
+    parser.add_argument("--exchange", action="store_true", help="exchange rows of every join of two spread tables")
+    parser.add_argument("queries", nargs="*", default=["01", "03", "05", "06", "09", "18"])
+    chosen = parser.parse_args()
+    tables = tables_of(chosen.tables, chosen.partitions)
+    texts = {
+        name: (Path(__file__).parent / f"tpch/{name}.sql").read_text().strip().rstrip(";") for name in chosen.queries
+    }
+    if chosen.exchange:
+        dask.config.set({"vorn.broadcast-bytes": 0})
+    seconds: dict[int, dict[str, float]] = {}
+    sent: dict[str, tuple[int, int]] = {}
+    queries = {name: vorn.dask.sql(text, **tables) for name, text in texts.items()}
+    for workers in (1, 2):
+        with (
+            distributed.LocalCluster(n_workers=workers, threads_per_worker=1, dashboard_address=None) as cluster,
+            distributed.Client(cluster) as client,
+        ):
+            seconds[workers] = {name: measured(query, client, chosen.repeat) for name, query in queries.items()}
+            if workers == 2:
+                sent = {name: moved(query, client) for name, query in queries.items()}
+    alone = {}
+    with vorn.connect(chosen.tables, threads=1) as db:
+        for name, text in texts.items():
+            runs = []
+            for _ in range(chosen.repeat + 1):
+                began = time.perf_counter()
+                db.sql(text).to_arrow()
+                runs.append(time.perf_counter() - began)
+            alone[name] = min(runs)
+    print(f"{'':5}{'seconds':>10}{'':10}{'':10}{'':10}{'Mrows/s':>10}{'bytes':>14}{'pandas':>14}{'':8}")
+    print(
+        f"{'query':5}{'process':>10}{'1 worker':>10}{'2 workers':>10}{'gain':>10}{'2 workers':>10}{'moved':>14}{'moves':>14}"
+        f"{'share':>8}{'stages':>8}{'tasks':>8}"
+    )
+    for name, query in queries.items():
+        rows = sum(table.rows for table_name, table in tables.items() if table_name in texts[name])
+        one, two = seconds[1][name], seconds[2][name]
+        own, other = sent[name]
+        share = f"{own / other:.0%}" if other else ""
+        print(
+            f"{name:5}{alone[name]:10.3f}{one:10.3f}{two:10.3f}{one / two:10.2f}{rows / two / 1e6:10.1f}{own:14,}{other:14,}"
+            f"{share:>8}{len(query.stages):8}{sum(stage.tasks for stage in query.stages):8}"
+        )
+
+
+if __name__ == "__main__":
+    main()
