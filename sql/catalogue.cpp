@@ -219,8 +219,8 @@ exec::table_part catalogue::find_part(const std::string &name, size_t first, siz
   if (whole.files.size() != 1 || whole.files.front().extension() != ".parquet")
     return {whole.opened, first, end};
   // The name ends as the name of a file does.
-  const std::string part_name = fmt::format("row groups {} to {}{}{}", first, end, part_of,
-                                            whole.files.front().string());
+  const std::string part_name =
+      fmt::format("row groups {} to {}{}{}", first, end, part_of, whole.files.front().string());
   entry &part = entries_[part_name];
   part.files = whole.files;
   part.row_groups = {first, end};

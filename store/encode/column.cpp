@@ -55,7 +55,8 @@ uint64_t column::most_distinct() const {
   if (const auto *entries = std::get_if<dictionary>(&values))
     return entries->size();
   if (const auto *range = std::get_if<key_range>(&values))
-    return rows == 0 ? 0 : 1 + std::min(rows - 1, static_cast<uint64_t>(range->high) - static_cast<uint64_t>(range->low));
+    return rows == 0 ? 0
+                     : 1 + std::min(rows - 1, static_cast<uint64_t>(range->high) - static_cast<uint64_t>(range->low));
   return rows;
 }
 

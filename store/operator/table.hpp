@@ -79,7 +79,7 @@ private:
   uint64_t rows_;
   loader load_;
   std::vector<uint64_t> distinct_; // of a table of which nothing else is known
-  mutable std::mutex guard_; // of what follows
+  mutable std::mutex guard_;       // of what follows
   std::vector<std::shared_ptr<const store::column>> columns_;
   std::vector<std::shared_ptr<const coded_values>> values_;
 };

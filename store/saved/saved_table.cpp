@@ -277,7 +277,8 @@ stored_array<batch_record> saved_table::batch_records(size_t index) const {
 void saved_table::read_zones(column &out, std::span<const batch_record> described) const {
   for (const batch_record &record : described) {
     batch &rows = out.batches.emplace_back();
-    rows.rows = static_cast<uint32_t>(std::min<uint64_t>(batch_rows, row_count - (out.batches.size() - 1) * batch_rows));
+    rows.rows =
+        static_cast<uint32_t>(std::min<uint64_t>(batch_rows, row_count - (out.batches.size() - 1) * batch_rows));
     rows.held = {record.low, record.high, record.nulls};
   }
 }
