@@ -30,6 +30,7 @@
 #include "adbc/partition.hpp"
 #include "adbc/result.hpp"
 #include "adbc/statement.hpp"
+#include "adbc/unread_option.hpp"
 #include "store/error.hpp"
 
 namespace store::adbc {
@@ -41,6 +42,7 @@ static_assert(sizeof(void *) != 8 || (ADBC_DRIVER_1_0_0_SIZE == 29 * 8 && ADBC_D
 
 struct database_record {
   database_options chosen;
+  unread_option unread;
   std::shared_ptr<database> opened; // null until Init
 
   void set_option(std::string_view key, const std::string &value);
@@ -49,6 +51,7 @@ struct database_record {
 
 struct connection_record {
   std::shared_ptr<connection> opened; // null until Init
+  unread_option unread;
 
   void set_option(std::string_view key, const std::string &value) const;
   std::string option(std::string_view key) const;
@@ -214,36 +217,44 @@ std::string connection_record::option(std::string_view key) const {
 }
 
 template <class Record>
+void set(Record *record, const char *key, const std::string &value) {
+  auto &of = object_of(record);
+  of.unread = {};
+  of.set_option(needed(key, "the name of an option"), value);
+}
+template <class Record>
 AdbcStatusCode set_text(Record *record, const char *key, const char *value, AdbcError *error) noexcept {
-  return guarded(error,
-                 [&] { object_of(record).set_option(needed(key, "the name of an option"), value ? value : ""); });
+  return guarded(error, [&] { set(record, key, value ? value : ""); });
 }
 template <class Record>
 AdbcStatusCode set_bytes(Record *record, const char *key, const uint8_t *value, size_t length,
                          AdbcError *error) noexcept {
   return guarded(error, [&] {
     const auto *bytes = reinterpret_cast<const char *>(length == 0 ? nullptr : needed(value, "the value of an option"));
-    object_of(record).set_option(needed(key, "the name of an option"), std::string(bytes, length));
+    set(record, key, std::string(bytes, length));
   });
 }
 template <class Record>
 AdbcStatusCode set_int(Record *record, const char *key, int64_t value, AdbcError *error) noexcept {
-  return guarded(error,
-                 [&] { object_of(record).set_option(needed(key, "the name of an option"), std::to_string(value)); });
+  return guarded(error, [&] { set(record, key, std::to_string(value)); });
 }
 template <class Record>
 AdbcStatusCode set_double(Record *record, const char *key, double value, AdbcError *error) noexcept {
-  return guarded(error,
-                 [&] { object_of(record).set_option(needed(key, "the name of an option"), fmt::format("{}", value)); });
+  return guarded(error, [&] { set(record, key, fmt::format("{}", value)); });
 }
 
 // With a zero byte after it, or without.
 template <class Record, class Byte>
 void get_bytes(Record *record, const char *key, Byte *value, size_t *length, size_t zero_bytes) {
-  const std::string found = object_of(record).option(needed(key, "the name of an option"));
+  auto &of = object_of(record);
+  unread_option before = std::exchange(of.unread, {});
+  const std::string found =
+      before.key == needed(key, "the name of an option") ? std::move(before.value) : of.option(key);
   const size_t size = found.size() + zero_bytes;
   if (size <= *needed(length, "the length of an option"))
     std::copy_n(found.c_str(), size, needed(value, "the value of an option"));
+  else
+    of.unread = {key, found};
   *length = size;
 }
 template <class Record>

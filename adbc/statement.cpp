@@ -135,6 +135,7 @@ std::unique_ptr<result> no_rows() { return one_batch({"+s"}, std::nullopt); }
 
 void statement::set_query(std::string text) {
   query_ = std::move(text);
+  unread = {};
   plan_.reset();
   target_.reset();
   bound_.reset();
@@ -229,6 +230,7 @@ std::string statement::option(std::string_view key) {
 
 void statement::bind(arrow_owner<ArrowArrayStream> values) {
   bound_.emplace(std::move(values));
+  unread = {};
   values_.reset();
 }
 

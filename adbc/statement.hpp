@@ -14,6 +14,7 @@
 #include "adbc/encoded_result.hpp"
 #include "adbc/partition.hpp"
 #include "adbc/result.hpp"
+#include "adbc/unread_option.hpp"
 #include "sql/statement.hpp"
 #include "store/arrow/owner.hpp"
 
@@ -43,6 +44,8 @@ public:
 
   // Called from another thread.  Returns true if there was something to cancel.
   bool cancel();
+
+  unread_option unread; // of `option`
 
   // The text, or nothing, for messages.
   std::string query() const { return query_.value_or(""); }

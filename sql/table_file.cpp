@@ -153,20 +153,22 @@ std::optional<uint64_t> table_file::compressed_bytes(const std::vector<std::stri
 }
 
 void table_file::add_statistics(sql::table_statistics &to) const {
-  const auto column_of = [](const std::string &name) { return duckdb::quoted_text(name); };
+  constexpr const char *chunks = "vorn_column_chunks";
+  database_.query(fmt::format("CREATE OR REPLACE TEMP TABLE {} AS SELECT path_in_schema AS name, file_name, "
+                              "row_group_id, row_group_num_rows::BIGINT AS rows, stats_null_count::BIGINT AS nulls, "
+                              "coalesce(stats_min_value, stats_min) AS low, coalesce(stats_max_value, stats_max) AS "
+                              "high FROM {}",
+                              chunks, statistics_));
   for (const column_info &info : infos) {
     const bool is_bounded = info.type && !info.type->is_real() && info.type->kind != value_kind::blob &&
                             info.type->kind != value_kind::uuid;
-    const std::string as = is_bounded ? sql_type(*info.type) : "VARCHAR";
     const auto bound = [&](std::string_view which) {
-      return is_bounded ? fmt::format("TRY_CAST(TRY_CAST(coalesce(stats_{0}_value, stats_{0}) AS {1}) AS {2})", which,
-                                      info.sql_type, as)
+      return is_bounded ? fmt::format("TRY_CAST(TRY_CAST({} AS {}) AS {})", which, info.sql_type, sql_type(*info.type))
                         : "NULL";
     };
-    duckdb::result found = database_.query(fmt::format(
-        "SELECT row_group_num_rows::BIGINT, stats_null_count::BIGINT, {}, {} FROM {} WHERE path_in_schema = {} "
-        "ORDER BY file_name, row_group_id",
-        bound("min"), bound("max"), statistics_, column_of(info.name)));
+    duckdb::result found = database_.query(
+        fmt::format("SELECT rows, nulls, {}, {} FROM {} WHERE name = {} ORDER BY file_name, row_group_id", bound("low"),
+                    bound("high"), chunks, duckdb::quoted_text(info.name)));
     size_t group = 0;
     while (const auto chunk = found.next())
       for (uint64_t row = 0; row < chunk->rows(); ++row, ++group) {
@@ -181,17 +183,15 @@ void table_file::add_statistics(sql::table_statistics &to) const {
         }
         to.row_groups[group].columns.push_back(std::move(zone));
       }
-    // A nested column has other names in the files.
-    for (sql::table_statistics::row_group &rows : to.row_groups)
-      rows.columns.resize(to.distinct.size() + 1);
-    to.distinct.push_back(distinct_of(info, to));
+    to.distinct.push_back(distinct_integers(to));
+    for (sql::table_statistics::row_group &rows : to.row_groups) // a nested column has other names in the files
+      rows.columns.resize(to.distinct.size());
   }
+  database_.query(fmt::format("DROP TABLE {}", chunks));
+  estimate_distinct(to);
 }
 
-// Integers are as many as their range allows; of other values the first row group is read.
-std::optional<uint64_t> table_file::distinct_of(const column_info &info, const sql::table_statistics &known) const {
-  if (known.row_groups.empty() || !info.type)
-    return std::nullopt;
+std::optional<uint64_t> table_file::distinct_integers(const sql::table_statistics &known) {
   std::optional<__int128> low;
   std::optional<__int128> high;
   for (const sql::table_statistics::row_group &group : known.row_groups) {
@@ -203,19 +203,35 @@ std::optional<uint64_t> table_file::distinct_of(const column_info &info, const s
       high = std::max(high.value_or(*last), *last);
     }
   }
-  if (low && high)
-    return static_cast<uint64_t>(
-        std::min<unsigned __int128>(known.rows, static_cast<unsigned __int128>(*high - *low) + 1));
-  const uint64_t rows = std::max<uint64_t>(1, known.row_groups.front().rows);
-  const auto found =
-      database_
-          .query(fmt::format("SELECT approx_count_distinct({}) FROM read_parquet({}, hive_partitioning = false, "
-                             "file_row_number = true) WHERE file_row_number < {}",
-                             duckdb::quoted_name(info.name), list_of(std::span(files_).first(1)), rows))
-          .next();
-  const auto distinct = std::min(rows, static_cast<uint64_t>(found->column(0).number<int64_t>(0)));
-  constexpr uint64_t few = 10; // rows of a value, on average
-  return distinct * few < rows ? distinct : distinct * (known.rows / rows);
+  if (!low || known.rows == 0)
+    return std::nullopt;
+  return 1 + static_cast<uint64_t>(
+                 std::min<unsigned __int128>(known.rows - 1, static_cast<unsigned __int128>(*high - *low)));
+}
+
+void table_file::estimate_distinct(sql::table_statistics &to) const {
+  std::vector<size_t> asked;
+  std::vector<std::string> names;
+  std::vector<std::string> counts;
+  for (size_t c = 0; c < infos.size(); ++c)
+    if (!to.distinct[c] && infos[c].type) {
+      asked.push_back(c);
+      names.push_back(duckdb::quoted_name(infos[c].name));
+      counts.push_back(fmt::format("approx_count_distinct({})", names.back()));
+    }
+  if (asked.empty())
+    return;
+  constexpr uint64_t sample_rows = 32768;
+  const auto found = database_
+                         .query(fmt::format("SELECT count(*), {} FROM (SELECT {} FROM {} LIMIT {})",
+                                            fmt::join(counts, ", "), fmt::join(names, ", "), scan_, sample_rows))
+                         .next();
+  const auto rows = static_cast<uint64_t>(found->column(0).number<int64_t>(0));
+  for (size_t i = 0; i < asked.size(); ++i) {
+    const auto distinct = std::min(rows, static_cast<uint64_t>(found->column(i + 1).number<int64_t>(0)));
+    constexpr uint64_t few = 10; // values repeat so often that later rows have hardly others
+    to.distinct[asked[i]] = distinct * few <= rows ? distinct : distinct * (to.rows / rows);
+  }
 }
 
 void table_file::check_encoding(const column_info &info, const encoding_choice &choice) const {

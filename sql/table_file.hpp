@@ -39,7 +39,7 @@ public:
 
   bool is_parquet() const { return !statistics_.empty(); }
   // Of Parquet files: what the files say of their row groups.  How many different texts there are is estimated from
-  // the first row group.
+  // the first rows.
   void add_statistics(sql::table_statistics &to) const;
 
   std::optional<uint64_t> compressed_bytes(const std::vector<std::string> &names) const override;
@@ -54,7 +54,10 @@ public:
 
 private:
   void count_rows();
-  std::optional<uint64_t> distinct_of(const column_info &info, const sql::table_statistics &known) const;
+  // At most as many as the range of the last column allows.
+  static std::optional<uint64_t> distinct_integers(const sql::table_statistics &known);
+  // Of the columns about which nothing is known.
+  void estimate_distinct(sql::table_statistics &to) const;
   std::vector<saved::file_stamp> stamps() const;
 
   duckdb::connection &database_;

@@ -19,8 +19,8 @@ using nlohmann::json;
 // Of a column whose streams are not needed.
 void add_column(table_statistics &to, const column &from) {
   to.distinct.emplace_back(from.most_distinct());
-  for (size_t group = 0; group < from.batches.size(); ++group) {
-    const zone &held = from.batches[group].held;
+  for (size_t group = 0; group < from.segments.size(); ++group) {
+    const zone &held = from.segments[group].held;
     table_statistics::zone out{held.nulls, {}, {}};
     const bool is_known = !std::holds_alternative<std::monostate>(from.values);
     if (is_known && held.has_values()) {
@@ -56,8 +56,8 @@ table_statistics statistics_of(catalogue &tables, const std::string &name) {
     file->add_statistics(out);
     return out;
   }
-  for (uint64_t first = 0; first < out.rows; first += batch_rows)
-    out.row_groups.push_back({std::min<uint64_t>(batch_rows, out.rows - first), {}});
+  for (uint64_t first = 0; first < out.rows; first += row_group_rows)
+    out.row_groups.push_back({std::min<uint64_t>(row_group_rows, out.rows - first), {}});
   for (size_t c = 0; c < out.columns.size(); ++c) {
     const column_info &info = out.columns[c];
     if (!info.type) {
