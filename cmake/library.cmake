@@ -158,7 +158,7 @@ if(VORN_ALL_SPECIALIZED)
   set(VORN_V4 ${VORN_V3} -mavx512f -mavx512bw -mavx512cd -mavx512dq -mavx512vl -mprefer-vector-width=512)
 
   # gcc 12 takes the undefined lanes inside some intrinsics for mistakes.
-  set(VORN_VBMI ${VORN_V4} -mavx512vbmi -mavx512vbmi2 -mavx512bitalg -mavx512vpopcntdq
+  set(VORN_VBMI ${VORN_V4} -mavx512vbmi -mavx512vbmi2 -mavx512bitalg -mavx512vpopcntdq -mgfni
     $<$<CXX_COMPILER_ID:GNU>:-Wno-uninitialized> $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
 
   set(VORN_LEVELS sse42 avx avx2 avx512 vbmi)

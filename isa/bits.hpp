@@ -21,6 +21,7 @@ namespace vorn::inline VORN_LEVEL {
     return (reversed_bytes(codes) & matters) ^ otherwise;
   };
   uint32_t row = 0;
+#pragma GCC unroll words_at_once
   for (; nrows - row >= step; row += step)
     store_vector(out + row / 64, answers(stream + row / 8));
   if (row < nrows) {

@@ -15,7 +15,8 @@ static const vorn_global_ctx_t &best_record() {
 #ifdef VORN_VBMI_LEVEL
   __builtin_cpu_init();
   if (__builtin_cpu_supports("avx512vbmi") && __builtin_cpu_supports("avx512vbmi2") &&
-      __builtin_cpu_supports("avx512bitalg") && __builtin_cpu_supports("avx512vpopcntdq"))
+      __builtin_cpu_supports("avx512bitalg") && __builtin_cpu_supports("avx512vpopcntdq") &&
+      __builtin_cpu_supports("gfni"))
     return vorn::VORN_VBMI_LEVEL::record;
 #endif
   return vorn::VORN_LEVEL::record;

@@ -7,9 +7,11 @@
 //   with_top_lanes, with_element_lanes   the code_lanes of a width, for comparisons and for elements
 //   code_lanes: top, exact               codes at the top of lanes, or at the bottom with zeros above them
 //   value_lanes<Lane>                    the code_lanes of whole bytes
+//   narrow_lanes                         the code_lanes of less than 8 bits
 //   packed_values<W>                     dynamic-packed values in lanes
 //   unpack_block                         64 codes to elements
 //   copy_padded, reversed_bytes          the end of a stream, the bits of bytes in the other order
+//   range_ends<Lane>                     whether a value equals a bound
 //   result_counter, stream_counter       counts of ones
 #pragma once
 

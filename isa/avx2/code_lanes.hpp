@@ -154,6 +154,9 @@ private:
 template <class Lane>
 using value_lanes = code_lanes<Lane, code_form::whole>;
 
+// Lanes for codes of less than 8 bits.
+using narrow_lanes = code_lanes<uint8_t, code_form::within>;
+
 // Calls call(type) with the lanes of a width up to Widest.  The loop of each form of lanes is better in its own
 // function than in one function with all loops.
 template <unsigned Widest, class Call>

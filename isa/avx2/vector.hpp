@@ -15,9 +15,11 @@ namespace vorn::inline VORN_LEVEL {
 
 #ifdef __AVX2__
   #define VORN_VECTOR(operation) _mm256_##operation
+  #define VORN_WHOLE(operation)  _mm256_##operation##_si256
 using vector = __m256i;
 #else
   #define VORN_VECTOR(operation) _mm_##operation
+  #define VORN_WHOLE(operation)  _mm_##operation##_si128
 using vector = __m128i;
 #endif
 
@@ -149,5 +151,20 @@ VORN_LANES(uint16_t, 16, set1_epi16, int16_t)
 VORN_LANES(uint32_t, 32, set1_epi32, int)
 VORN_LANES(uint64_t, 64, set1_epi64x, long long)
 #undef VORN_LANES
+
+// Finds lanes at the ends of a range: their distance from the start is 0 or the span.  Both have inverted sign bits.
+template <class Lane>
+class range_ends {
+public:
+  void add(vector distance, vector span) {
+    using operations = lanes_of<Lane>;
+    const vector zero = operations::all(operations::sign);
+    seen_ |= operations::different(distance, zero).misses | operations::different(distance, span).misses;
+  }
+  bool found() const { return VORN_WHOLE(testz)(seen_, seen_) == 0; }
+
+private:
+  vector seen_ = none();
+};
 
 } // namespace vorn::inline VORN_LEVEL

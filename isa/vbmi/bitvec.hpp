@@ -1,6 +1,8 @@
 // The loops over bit vectors.
 #pragma once
 
+#include <type_traits>
+
 #include "generic/bitvec/combine.hpp"
 #include "generic/bitvec/iterate.hpp"
 #include "isa/vbmi/vector.hpp"
@@ -34,16 +36,20 @@ inline constexpr byte_indices positions = [] {
 }();
 
 // The positions of the ones of a word are a compression of all positions.  16 of them at a time become numbers of 32
-// bits.
+// bits.  Most words need no branch, since a branch on the number of ones would be mispredicted.
 inline void list_word(uint64_t word, uint32_t base, uint32_t *out, uint32_t count) {
-  alignas(64) uint8_t listed[64];
-  _mm512_store_si512(listed, _mm512_maskz_compress_epi8(word, load_vector(positions)));
+  const vector listed = _mm512_maskz_compress_epi8(word, load_vector(positions));
   const vector first = _mm512_set1_epi32(static_cast<int>(base));
   const uint64_t mask = low_bits(count);
-  for (unsigned i = 0; i < count; i += 16) {
-    const vector some = _mm512_cvtepu8_epi32(_mm_load_si128(reinterpret_cast<const __m128i *>(listed + i)));
-    _mm512_mask_storeu_epi32(out + i, static_cast<__mmask16>(mask >> i), _mm512_add_epi32(some, first));
-  }
+  const auto store = [&]<int I>(std::integral_constant<int, I> /*quarter*/) {
+    const vector some = _mm512_cvtepu8_epi32(_mm512_extracti32x4_epi32(listed, I));
+    _mm512_mask_storeu_epi32(out + 16 * I, static_cast<__mmask16>(mask >> 16 * I), _mm512_add_epi32(some, first));
+  };
+  store(std::integral_constant<int, 0>{});
+  store(std::integral_constant<int, 1>{});
+  store(std::integral_constant<int, 2>{});
+  if (count > 48)
+    store(std::integral_constant<int, 3>{});
 }
 
 // Lists the positions of the ones of words, as long as there is room for all ones of a word.  The first word begins

@@ -59,6 +59,7 @@ inline constexpr auto layouts = [] {
 template <class Lane, bool Whole, lane_end At>
 class code_lanes {
 public:
+  using number = Lane;
   using operations = lanes_of<Lane>;
   static constexpr unsigned bits = 8 * sizeof(Lane);
   static constexpr unsigned vectors = sizeof(Lane); // of 64 codes
@@ -126,6 +127,9 @@ private:
 // Lanes for values of whole bytes.
 template <class Lane>
 using value_lanes = code_lanes<Lane, true, lane_end::top>;
+
+// Lanes for codes of less than 8 bits.
+using narrow_lanes = code_lanes<uint8_t, false, lane_end::top>;
 
 // Calls call(type) with the narrowest lanes that hold codes of a width.  The loop of each kind of lanes is better in
 // its own function than in one function with all loops.

@@ -1,4 +1,4 @@
-// The engine of processors with AVX-512 that also have VBMI, VBMI2, BITALG and VPOPCNTDQ: vectors of 64 bytes.
+// The engine of processors with AVX-512 that also have VBMI, VBMI2, BITALG, VPOPCNTDQ and GFNI: vectors of 64 bytes.
 #pragma once
 
 #include "generic/decode/burst.hpp"

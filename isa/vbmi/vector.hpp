@@ -9,6 +9,7 @@
 
 #include "frame/bits.hpp"
 #include "frame/level.hpp"
+#include "generic/bitvec/words.hpp"
 
 namespace vorn::inline VORN_LEVEL {
 
@@ -39,6 +40,7 @@ struct lanes_of;
     static hits at_most(vector a, vector b) { return _mm512_cmple_##suffix##_mask(a, b); }                             \
     static hits at_most(hits also, vector a, vector b) { return _mm512_mask_cmple_##suffix##_mask(also, a, b); }       \
     static hits different(vector a, vector b) { return _mm512_cmpneq_##suffix##_mask(a, b); }                          \
+    static vector least(vector a, vector b) { return _mm512_min_##suffix(a, b); }                                      \
     static hits common(vector a, vector b) { return _mm512_test_##signed_suffix##_mask(a, b); }                        \
   };
 VORN_LANES(uint8_t, epu8, epi8, 64, char)
@@ -47,16 +49,9 @@ VORN_LANES(uint32_t, epu32, epi32, 16, int)
 VORN_LANES(uint64_t, epu64, epi64, 8, long long)
 #undef VORN_LANES
 
-// Reverses the bits of each byte, by a table of nibbles.
+// Reverses the bits of each byte: a product with a matrix of bits.
 inline vector reversed_bytes(vector x) {
-  constexpr byte_indices reversed_nibbles = [] {
-    byte_indices out = {};
-    for (unsigned i = 0; i < 64; ++i)
-      out[i] = static_cast<uint8_t>((i & 1) << 3 | (i & 2) << 1 | (i & 4) >> 1 | (i & 8) >> 3);
-    return out;
-  }();
-  const vector to_low = load_vector(reversed_nibbles), to_high = _mm512_slli_epi16(to_low, 4), nibble = all_bytes(15);
-  return _mm512_shuffle_epi8(to_high, x & nibble) | _mm512_shuffle_epi8(to_low, _mm512_srli_epi16(x, 4) & nibble);
+  return _mm512_gf2p8affine_epi64_epi8(x, _mm512_set1_epi64(static_cast<int64_t>(0x8040201008040201)), 0);
 }
 
 // Copies size >= 1 bytes and writes zeros up to a capacity, in whole vectors.  Of the last byte only the bits of a mask
@@ -114,11 +109,28 @@ public:
 
   void add(uint64_t /*word*/) {}
   void remove(uint64_t /*bits*/) {}
-  void add_piece(const uint64_t *words, uint64_t nwords) { count_ += ones_of(words, nwords); }
+  void add_piece(const uint64_t *words, uint64_t nwords) {
+    count_ += nwords == 1 ? popcount(get_word(words, 0)) : ones_of(words, nwords);
+  }
   uint32_t count() const { return count_; }
 
 private:
   uint32_t count_ = 0;
+};
+
+// Finds lanes at the ends of a range: their distance from the start is 0 or the span.
+template <class Lane>
+class range_ends {
+  using operations = lanes_of<Lane>;
+
+public:
+  void add(vector distance, vector span) {
+    least_ = operations::least(least_, operations::least(distance, operations::subtract(span, distance)));
+  }
+  bool found() const { return static_cast<typename operations::hits>(~operations::common(least_, least_)) != 0; }
+
+private:
+  vector least_ = all_bytes(0xff);
 };
 
 } // namespace vorn::inline VORN_LEVEL
