@@ -9,7 +9,7 @@
 namespace vorn::inline VORN_LEVEL {
 
 struct unpack_kernel {
-  vorn_unary_fn run; // null where there is no kernel
+  vorn_unary_fn run;     // null where there is no kernel
   uint32_t element_size; // the least that holds a code
 };
 

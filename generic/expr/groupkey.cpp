@@ -78,7 +78,7 @@ uint32_t vorn_groupkey_dydi(vorn_cv *res, uint32_t *nkeys, vorn_cv *cols, uint32
     uint32_t *const out = keys + written;
     uint32_t n, column = 1;
     if (ncols > 1 && size_of(0) + size_of(1) <= sizeof *out) { // the scratch has room for both columns
-      const bool swapped = size_of(0) < size_of(1); // the wider codes come first, so that both are aligned
+      const bool swapped = size_of(0) < size_of(1);            // the wider codes come first, so that both are aligned
       uint8_t *const codes[] = {scratch + (swapped ? uint64_t{room} * size_of(1) : 0),
                                 scratch + (swapped ? 0 : uint64_t{room} * size_of(0))};
       n = unpack(0, true, codes[0]);

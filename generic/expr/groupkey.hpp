@@ -72,9 +72,7 @@ private:
 
     uint32_t operator()(uint32_t key) const { return key << bits; }
 #ifdef __AVX2__
-    __m256i operator()(__m256i keys) const {
-      return _mm256_sll_epi32(keys, _mm_cvtsi32_si128(static_cast<int>(bits)));
-    }
+    __m256i operator()(__m256i keys) const { return _mm256_sll_epi32(keys, _mm_cvtsi32_si128(static_cast<int>(bits))); }
 #endif
   };
 
@@ -83,7 +81,8 @@ private:
     uint32_t i = 0;
 #ifdef __AVX2__ // gcc would widen 32 codes at a time, with moves between the halves of vectors
     for (; i + 8 <= n; i += 8)
-      _mm256_storeu_si256(reinterpret_cast<__m256i *>(out + i), _mm256_add_epi32(raise(eight(keys + i)), eight(codes + i)));
+      _mm256_storeu_si256(reinterpret_cast<__m256i *>(out + i),
+                          _mm256_add_epi32(raise(eight(keys + i)), eight(codes + i)));
 #endif
     for (; i < n; ++i)
       out[i] = raise(keys[i]) + codes[i];

@@ -91,7 +91,8 @@ struct single_keys {
   // Looks up the 64 keys of whole rows.  The result has a bit for each key with an entry.
   template <class Entries>
   static uint64_t look_up_word(const key_table &table, const uint8_t *stored_keys, typename Entries::number *entries) {
-    look_up<Entries>(table, stored_keys, test_block, [](uint64_t i) { return i; }, entries);
+    look_up<Entries>(
+        table, stored_keys, test_block, [](uint64_t i) { return i; }, entries);
     return found_in_word<Entries>(entries);
   }
 

@@ -54,7 +54,8 @@ private:
   }
 
   template <class Entries>
-  [[gnu::always_inline]] static bool gather_word(const expr::key_table &table, const uint8_t *keys, uint32_t *entries, uint64_t &found) {
+  [[gnu::always_inline]] static bool gather_word(const expr::key_table &table, const uint8_t *keys, uint32_t *entries,
+                                                 uint64_t &found) {
     constexpr unsigned per_dword = 32 / Entries::bits;
     // Bytes from the first word to the table.
     const uint64_t beyond = Entries::bits == 32 ? 0 : reinterpret_cast<uintptr_t>(table.entries) % 4;
