@@ -315,7 +315,8 @@ uint64_t short_hash(const void *data, uint64_t len, uint64_t seed) {
   return (word ^ seed) * 0x9e3779b97f4a7c15U;
 }
 
-// Values of 8 bytes by a trivial hash function, beside the calls of that function alone.
+// Values of 8 bytes by a trivial hash function, beside the calls of that function alone.  A dictionary has 4,096
+// values.
 void hash(benchmark::State &state, implementation which, uint32_t source) {
   constexpr uint64_t rows = cached_rows;
   std::vector<uint8_t> values(rows * 16);
@@ -335,6 +336,11 @@ void hash(benchmark::State &state, implementation which, uint32_t source) {
     }
   }
   vorn_enc_ctx keys = fixed(64), seed_enc = form(VORN_HASH_VALUES);
+  std::vector<uint32_t> offsets(4097);
+  for (uint32_t code = 0; code < offsets.size(); ++code)
+    offsets[code] = __builtin_bswap32(8 * code);
+  if (source == VORN_DICT)
+    vorn_build_encoding_type_dict(&keys, 12, hash_values(), nullptr, offsets.data(), 4096, VORN_DICT_CLA, 0);
   keys.vorn_enc_ctx_flags = source;
   word_vector out(rows);
   const uint64_t seed = 0;
@@ -381,6 +387,7 @@ void add_joins(const std::vector<implementation> &found) {
     for (const auto &[name, flag] : results)
       if (flag != VORN_DLP)
         add("hash", name, which, hash, flag);
+    add("hash", "dict_12", which, hash, uint32_t{VORN_DICT});
     for (const auto &[name, type] : records)
       for (const unsigned bits : {4U, 8U})
         add("partition", std::string(name) + "_" + std::to_string(1U << bits), which, partition, type, bits);

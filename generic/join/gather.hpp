@@ -12,40 +12,45 @@ namespace vorn::inline VORN_LEVEL::join {
 // What a table stores: the flag that names it.
 enum class storage_kind : uint32_t { none = 0, lp = VORN_TT_LP, dlp = VORN_TT_DLP, cla = VORN_TT_CLA };
 
-// A value, and its offset field in a dlp word.
-struct located_value {
-  value bytes;
-  uint64_t field;
-};
-
 inline constexpr uint32_t gather_block = 64;
+
+// The values of a block of rows, and their offset fields in dlp words if the result has dlp words.
+struct located_values {
+  value values[gather_block];
+  uint64_t fields[gather_block];
+  uint64_t bytes; // of all values
+
+  // Field by field.  A copy of the record as a whole would wait for the stores of its fields.
+  void put(uint32_t i, value found) {
+    values[i].at = found.at;
+    values[i].length = found.length;
+  }
+
+  located_values() {} // NOLINT(cppcoreguidelines-pro-type-member-init): the arrays are written before they are read
+};
 
 // Row identifiers: numbers of 1 to 8 bytes, or one half of a pair.
 struct identifiers {
   identifiers(const vorn_cv &src, const vorn_aux &aux) : at(static_cast<const uint8_t *>(src.vorn_cv_vals)) {
     const bool pairs = !(flags_of(src) & VORN_FIXED);
-    step = pairs ? 16 : stride_of(src);
+    step = pairs ? pair_size : stride_of(src);
     size = pairs ? 8 : std::min<uint32_t>(step, 8);
     if (pairs && !(aux.vorn_aux_flags & VORN_AUX_RID))
       at += 8;
   }
 
-  template <class T>
-  void widen(uint64_t *ids, uint64_t first, uint32_t count) const {
-    for (uint32_t i = 0; i < count; ++i)
-      ids[i] = load<T>(at + (first + i) * step);
-  }
-
   void read(uint64_t *ids, uint64_t first, uint32_t count) const {
-    switch (size) {
+    switch (step) {
+    case pair_size:
+      return widen<uint64_t, pair_size>(ids, first, count);
     case 8:
-      return widen<uint64_t>(ids, first, count);
+      return widen<uint64_t, 8>(ids, first, count);
     case 4:
-      return widen<uint32_t>(ids, first, count);
+      return widen<uint32_t, 4>(ids, first, count);
     case 2:
-      return widen<uint16_t>(ids, first, count);
+      return widen<uint16_t, 2>(ids, first, count);
     case 1:
-      return widen<uint8_t>(ids, first, count);
+      return widen<uint8_t, 1>(ids, first, count);
     default:
       for (uint32_t i = 0; i < count; ++i) {
         ids[i] = 0;
@@ -54,9 +59,60 @@ struct identifiers {
     }
   }
 
+private:
+  static constexpr uint32_t pair_size = 16;
+
+  template <class T, uint32_t Step>
+  void widen(uint64_t *ids, uint64_t first, uint32_t count) const {
+    for (uint32_t i = 0; i < count; ++i)
+      ids[i] = load<T>(at + (first + i) * Step);
+  }
+
   const uint8_t *at;
   uint32_t step;
   uint32_t size;
+};
+
+// What a result needs of a value.
+enum class value_use : uint8_t { bytes, address, field };
+
+// The rows of one partition, by the kind of the table.
+struct lp_partition {
+  lp_partition(const vorn_transpose_table &table, const vorn_enc_ctx &, uint64_t partition, value_use)
+      : records(static_cast<const uint8_t *>(table.vorn_tt_in_refs[partition])) {}
+
+  value at(uint64_t row) const { return load_lp(records + row * lp_size); }
+
+  const uint8_t *records;
+};
+struct dlp_partition {
+  // A result of offset fields has no table of bases.
+  dlp_partition(const vorn_transpose_table &table, const vorn_enc_ctx &result, uint64_t partition, value_use use)
+      : words(static_cast<const uint8_t *>(table.vorn_tt_dlp[partition])),
+        base(use == value_use::field ? 0 : reinterpret_cast<uintptr_t>(result.vorn_enc_ctx_dlp_table[0])),
+        field_mask(low_bits(result.vorn_enc_ctx_dlp_shift)) {}
+
+  value at(uint64_t row) const {
+    const auto word = load<uint64_t>(words, row);
+    return {reinterpret_cast<const uint8_t *>(base + (word >> 16 & field_mask)), static_cast<uint16_t>(word)};
+  }
+
+  const uint8_t *words;
+  uintptr_t base;
+  uint64_t field_mask;
+};
+struct cla_partition {
+  cla_partition(const vorn_transpose_table &table, const vorn_enc_ctx &, uint64_t partition, value_use)
+      : offsets(static_cast<const uint8_t *>(table.vorn_tt_cla[partition])),
+        data(static_cast<const uint8_t *>(table.vorn_tt_data[partition])) {}
+
+  value at(uint64_t row) const {
+    const auto offset = load<uint32_t>(offsets, row);
+    return {data + offset, static_cast<uint16_t>(load<uint32_t>(offsets, row + 1) - offset)};
+  }
+
+  const uint8_t *offsets;
+  const uint8_t *data;
 };
 
 // The values of a table.  The encoding context of the result describes the dlp words of the table.
@@ -64,75 +120,100 @@ class stored_values {
 public:
   stored_values(storage_kind kind, const identifiers &ids, const vorn_transpose_table &table, const vorn_cv &res,
                 row_form result)
-      : kind_(kind), ids_(ids), table_(table), one_partition_(table.vorn_tt_row_bits >= 64),
-        row_mask_(low_bits(table.vorn_tt_row_bits)), part_mask_(low_bits(uint64_t{table.vorn_tt_hi_bit} + 1)),
-        shift_(res.vorn_cv_encoding_context->vorn_enc_ctx_dlp_shift),
-        bases_(result == row_form::dlp ? nullptr : res.vorn_cv_encoding_context->vorn_enc_ctx_dlp_table) {}
+      : kind_(kind), use_(result == row_form::dlp                                ? value_use::field
+                          : result == row_form::lp || result == row_form::lp_sep ? value_use::address
+                                                                                 : value_use::bytes),
+        ids_(ids), table_(table), enc_(*res.vorn_cv_encoding_context) {}
 
-  void locate(located_value *out, uint64_t first, uint32_t count) const {
+  void locate(located_values &out, uint64_t first, uint32_t count) const {
+    uint64_t ids[gather_block];
+    ids_.read(ids, first, count);
     switch (kind_) {
     case storage_kind::lp:
-      return locate_rows(out, first, count, [](const stored_values &all, uint64_t partition, uint64_t row) {
-        const auto *records = static_cast<const uint8_t *>(all.table_.vorn_tt_in_refs[partition]);
-        return all.in_partition(load_lp(records + row * lp_size), partition);
-      });
+      return locate_in<lp_partition>(out, ids, count);
     case storage_kind::dlp:
-      return locate_rows(out, first, count, [](const stored_values &all, uint64_t partition, uint64_t row) {
-        const auto word = load<uint64_t>(all.table_.vorn_tt_dlp[partition], row);
-        const uint64_t field = word >> 16 & low_bits(all.shift_);
-        const uint8_t *at = all.bases_ == nullptr ? nullptr : static_cast<const uint8_t *>(all.bases_[0]) + field;
-        return located_value{{at, static_cast<uint16_t>(word)}, field};
-      });
+      return locate_in<dlp_partition>(out, ids, count);
     default: // cla
-      return locate_rows(out, first, count, [](const stored_values &all, uint64_t partition, uint64_t row) {
-        const void *offsets = all.table_.vorn_tt_cla[partition];
-        const auto offset = load<uint32_t>(offsets, row);
-        const auto length = static_cast<uint16_t>(load<uint32_t>(offsets, row + 1) - offset);
-        const auto *data = static_cast<const uint8_t *>(all.table_.vorn_tt_data[partition]);
-        return all.in_partition({data + offset, length}, partition);
-      });
+      return locate_in<cla_partition>(out, ids, count);
     }
   }
 
 private:
-  // find is a type, so that each kind has its own loop.
-  template <class Find>
-  void locate_rows(located_value *out, uint64_t first, uint32_t count, Find find) const {
-    uint64_t ids[gather_block];
-    ids_.read(ids, first, count);
-    const stored_values all = *this; // a copy is not read again after each written value
-    for (uint32_t i = 0; i < count; ++i) {
-      const uint64_t row = ids[i] & all.row_mask_;
-      const uint64_t partition = all.one_partition_ ? 0 : (ids[i] & all.part_mask_) >> all.table_.vorn_tt_row_bits;
-      out[i] = find(all, partition, row);
-      __builtin_prefetch(out[i].bytes.at);
+  struct place {
+    value found;
+    uint64_t partition;
+  };
+
+  // A table with one partition has a loop of its own, which reads the addresses of the partition once.
+  template <class Partition>
+  void locate_in(located_values &out, const uint64_t *ids, uint32_t count) const {
+    const vorn_transpose_table &table = table_;
+    const vorn_enc_ctx &enc = enc_;
+    const value_use use = use_;
+    const unsigned row_bits = table.vorn_tt_row_bits;
+    if (row_bits >= 64) {
+      const Partition only(table, enc, 0, use);
+      return locate_rows<Partition>(out, ids, count, [=](uint64_t id) { return place{only.at(id), 0}; });
+    }
+    const uint64_t row_mask = low_bits(row_bits), part_mask = low_bits(uint64_t{table.vorn_tt_hi_bit} + 1);
+    locate_rows<Partition>(out, ids, count, [&table, &enc, use, row_bits, row_mask, part_mask](uint64_t id) {
+      const uint64_t partition = (id & part_mask) >> row_bits;
+      return place{Partition(table, enc, partition, use).at(id & row_mask), partition};
+    });
+  }
+
+  template <class Partition, class Find>
+  void locate_rows(located_values &out, const uint64_t *ids, uint32_t count, Find find) const {
+    switch (use_) {
+    case value_use::bytes:
+      return locate_each(out, ids, count, find, [](uint32_t, const place &at) { __builtin_prefetch(at.found.at); });
+    case value_use::address:
+      return locate_each(out, ids, count, find, [](uint32_t, const place &) {});
+    default: // field: the partition and the low bits of the address; dlp tables have the field itself
+      const unsigned shift = enc_.vorn_enc_ctx_dlp_shift;
+      const uint64_t low = low_bits(shift);
+      return locate_each(out, ids, count, find, [&out, shift, low](uint32_t i, const place &at) {
+        const auto address = reinterpret_cast<uintptr_t>(at.found.at);
+        out.fields[i] = std::is_same_v<Partition, dlp_partition>
+                            ? address
+                            : (shift < 64 ? at.partition << shift : 0) + (address & low);
+      });
     }
   }
 
-  // The offset field holds the partition and the low bits of the address.
-  located_value in_partition(value bytes, uint64_t partition) const {
-    const uint64_t low = reinterpret_cast<uintptr_t>(bytes.at) & low_bits(shift_);
-    return {bytes, (shift_ < 64 ? partition << shift_ : 0) + low};
+  template <class Find, class Then>
+  static void locate_each(located_values &out, const uint64_t *ids, uint32_t count, Find find, Then then) {
+    uint64_t bytes = 0;
+    for (uint32_t i = 0; i < count; ++i) {
+      const place at = find(ids[i]);
+      out.put(i, at.found);
+      bytes += at.found.length;
+      then(i, at);
+    }
+    out.bytes = bytes;
   }
 
   storage_kind kind_;
+  value_use use_;
   identifiers ids_;
   const vorn_transpose_table &table_;
-  bool one_partition_;
-  uint64_t row_mask_;
-  uint64_t part_mask_;
-  uint8_t shift_;
-  void *const *bases_; // null when the result holds offsets only
+  const vorn_enc_ctx &enc_;
 };
 
 // The values that a vector refers to.
 template <class Rows>
 struct referred_values {
-  void locate(located_value *out, uint64_t, uint32_t count) {
+  void locate(located_values &out, uint64_t, uint32_t count) {
+    Rows next = rows; // a copy is not read again after each written value
+    uint64_t bytes = 0;
     for (uint32_t i = 0; i < count; ++i) {
-      out[i] = {rows.next(), 0};
-      __builtin_prefetch(out[i].bytes.at);
+      const value found = next.next();
+      out.put(i, found);
+      bytes += found.length;
+      __builtin_prefetch(found.at);
     }
+    out.bytes = bytes;
+    rows = next;
   }
 
   Rows rows;
@@ -146,64 +227,78 @@ public:
         room_(res.vorn_cv_size), fixed_size_(fixed_size) {}
 
   // Writes values while there is room and returns their number.  The first value belongs to `row`.
-  uint32_t write(const located_value *values, uint64_t row, uint32_t count) {
-    const auto of_value = [](value v) { return uint32_t{v.length}; };
+  uint32_t write(const located_values &located, uint64_t row, uint32_t count) {
     const uint32_t fixed_size = fixed_size_;
     uint8_t *lens = lens_;
     switch (form_) {
     case row_form::fixed:
-      return write_each(
-          values, count, [=](value) { return fixed_size; },
-          [=](uint8_t *out, const uint8_t *end, value v) { copy_value(out, end, v.at, fixed_size); });
+      switch (fixed_size) { // sizes of numbers are copied as such
+      case 4:
+        return write_numbers<uint32_t>(located, count);
+      case 8:
+        return write_numbers<uint64_t>(located, count);
+      default:
+        return write_each<false>(located, count, fixed_size, [=](uint8_t *out, const uint8_t *end, value v) {
+          copy_value(out, end, v.at, fixed_size);
+        });
+      }
     case row_form::lv_sep:
       lens_ += count * sizeof(uint16_t);
-      return write_each(values, count, of_value, [&](uint8_t *out, const uint8_t *end, value v) {
+      return write_each<true>(located, count, 0, [&](uint8_t *out, const uint8_t *end, value v) {
         copy_value(out, end, v.at, v.length);
         store_length(lens, v);
       });
     case row_form::lv:
-      return write_each(
-          values, count, [](value v) { return 2U + v.length; },
-          [](uint8_t *out, const uint8_t *end, value v) {
-            store<uint16_t>(out, v.length);
-            copy_value(out + 2, end, v.at, v.length);
-          });
+      return write_each<true>(located, count, sizeof(uint16_t), [](uint8_t *out, const uint8_t *end, value v) {
+        store<uint16_t>(out, v.length);
+        copy_value(out + sizeof v.length, end, v.at, v.length);
+      });
     case row_form::lp_sep:
       lens_ += count * sizeof(uint16_t);
-      return write_each(
-          values, count, [](value) { return uint32_t{sizeof(uint64_t)}; },
-          [&](uint8_t *out, const uint8_t *, value v) {
-            store<const uint8_t *>(out, v.at);
-            store_length(lens, v);
-          });
+      return write_each<false>(located, count, sizeof(uint64_t), [&](uint8_t *out, const uint8_t *, value v) {
+        store<const uint8_t *>(out, v.at);
+        store_length(lens, v);
+      });
     case row_form::lp:
-      return write_each(
-          values, count, [](value) { return lp_size; },
-          [](uint8_t *out, const uint8_t *, value v) { store_lp(out, v); });
-    default: // dlp, without a test of the room
+      return write_each<false>(located, count, lp_size,
+                               [](uint8_t *out, const uint8_t *, value v) { store_lp(out, v); });
+    default: { // dlp, without a test of the room
+      uint8_t *const out = out_ + row * sizeof(uint64_t);
       for (uint32_t i = 0; i < count; ++i)
-        store<uint64_t>(out_ + (row + i) * sizeof(uint64_t), values[i].field << 16 | values[i].bytes.length);
+        store<uint64_t>(out + i * sizeof(uint64_t), located.fields[i] << 16 | located.values[i].length);
       return count;
+    }
     }
   }
 
 private:
-  // Writes values of size_of(value) bytes each.  write_value(out, end, value) may write any bytes before `end`, since
-  // the values after it overwrite them.
-  template <class Size, class Write>
-  uint32_t write_each(const located_value *values, uint32_t count, Size size_of, Write write_value) {
-    uint64_t room = room_, needed = 0;
-    uint32_t written = 0;
-    for (; written < count && needed + size_of(values[written].bytes) <= room; ++written)
-      needed += size_of(values[written].bytes);
+  template <class Number>
+  uint32_t write_numbers(const located_values &located, uint32_t count) {
+    return write_each<false>(located, count, sizeof(Number),
+                             [](uint8_t *out, const uint8_t *, value v) { store<Number>(out, load<Number>(v.at)); });
+  }
+
+  // A value takes `size` bytes, and its own bytes if HasBytes.  write_value(out, end, value) may write any bytes before
+  // `end`, since the values after it overwrite them.
+  template <bool HasBytes, class Write>
+  uint32_t write_each(const located_values &located, uint32_t count, uint32_t size, Write write_value) {
+    const value *const values = located.values;
+    const auto size_of = [=](value v) { return size + (HasBytes ? v.length : 0U); };
+    uint64_t needed = uint64_t{size} * count + (HasBytes ? located.bytes : 0);
+    uint32_t written = count;
+    if (needed > room_) {
+      needed = written = 0;
+      for (; needed + size_of(values[written]) <= room_; ++written)
+        needed += size_of(values[written]);
+    }
     uint8_t *out = out_;
     const uint8_t *const end = out + needed;
     for (uint32_t i = 0; i < written; ++i) {
-      write_value(out, end, values[i].bytes);
-      out += size_of(values[i].bytes);
+      write_value(out, end, values[i]);
+      out += size_of(values[i]);
     }
     out_ = out;
-    room_ = room - needed;
+    room_ -= needed;
     return written;
   }
 
@@ -222,7 +317,7 @@ private:
 // The values of a block are located, and so prefetched, before the values of the block before it are written.
 template <class Values>
 uint32_t gather(Values values, gather_output output, const vorn_cv &src, vorn_aux &aux) {
-  located_value blocks[2][gather_block];
+  located_values blocks[2];
   const uint32_t nrows = src.vorn_cv_nrows;
   uint32_t row = aux.vorn_aux_start_slot, located = row;
   const auto locate_next = [&] {
@@ -234,7 +329,7 @@ uint32_t gather(Values values, gather_output output, const vorn_cv &src, vorn_au
   if (row < nrows)
     locate_next();
   while (row < nrows) {
-    const located_value *block = blocks[(row - aux.vorn_aux_start_slot) / gather_block % 2];
+    const located_values &block = blocks[(row - aux.vorn_aux_start_slot) / gather_block % 2];
     const uint32_t count = located - row;
     if (located < nrows)
       locate_next();

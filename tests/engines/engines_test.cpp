@@ -371,6 +371,115 @@ TEST_P(engines, bit_vectors) {
   }
 }
 
+// Tables of every width, at every address.  A page has 64 entries.
+TEST_P(engines, translation) {
+  for (const slot &s : each(vorn_test::slots_of(VORN_OPC_XLATE, 31)))
+    for_each_count([&](uint32_t nrows, bool last) {
+      const unsigned bits = std::array{1U, 4U, 8U, 16U, 32U}[s.width_code()];
+      const bool paged = s.encoding() == VORN_ENC_DYNP, groups = s.encoding() == VORN_ENC_RLE;
+      const auto npages = static_cast<uint32_t>(1 + random.below(random.once_in(2) ? 4 : 500));
+      uint8_t *entries = put(operand, npages * 8 * bits, last, static_cast<unsigned>(random.below(8)));
+      random.fill(memory[operand]);
+      uint8_t *pages = put(low, npages * sizeof entries);
+      for (uint32_t page = 0; page < npages; ++page) {
+        const uint8_t *at = random.once_in(4) ? nullptr : entries + page * 8 * bits;
+        std::memcpy(pages + page * sizeof at, &at, sizeof at);
+      }
+      records.enc.vorn_enc_ctx_xlate_base = s.encoding() == VORN_ENC_DICT ? static_cast<uint32_t>(random()) : 0;
+      records.enc.vorn_enc_ctx_flags = VORN_HASH_VALUES;
+      records.enc.vorn_enc_ctx_width = 32;
+      records.enc.vorn_enc_ctx_ind_shift = 6;
+      records.enc.vorn_enc_ctx_ind_mask = 63;
+      uint8_t *keys = put(values, 4 * uint64_t{nrows}, last, static_cast<unsigned>(random.below(8)));
+      for (uint32_t row = 0; row < nrows; ++row) {
+        const uint64_t key = records.enc.vorn_enc_ctx_xlate_base + random.below(64 * npages);
+        groups ? (void) std::memcpy(keys + 4 * row, &key, 4) : store_big(keys + 4 * row, key, 4);
+      }
+      records.src = vorn_test::vector_of(keys, records.enc, nrows);
+      records.lo.vorn_cv_encoding_context = &records.enc;
+      records.lo.vorn_cv_bv = reinterpret_cast<uint64_t *>(paged ? pages : entries);
+      records.aux = vorn_test::selective_by(random.once_in(4) ? put_bits(filter, nrows) : nullptr);
+      records.aux.vorn_aux_start_row = random.once_in(2) ? 0 : static_cast<uint32_t>(random.below(130));
+      records.aux.vorn_aux_xlate_enc = &records.enc;
+      records.aux.vorn_aux_xlate_n = static_cast<uint32_t>(random());
+      records.aux.vorn_aux_xlate_tbl =
+          groups ? entries : put(out_lens, (nrows * bits + 7) / 8, last, static_cast<unsigned>(random.below(8)));
+      records.res = vorn_test::result_of(put_bits(out, nrows), nrows);
+      records.res.vorn_cv_vals =
+          groups ? put(out_flgs, 4 * uint64_t{nrows}) : reinterpret_cast<uint8_t *>(&records.results[1]);
+      compare(s.name(), nrows,
+              [&] { records.results[0] = s.run(records.res, records.src, records.lo, records.lo, records.aux); });
+    });
+}
+
+// Numbers in both forms, constants, and results that overwrite an operand.  No number is a NaN, since a NaN may get its
+// bits from either operand.
+TEST_P(engines, arithmetic) {
+  for (const unsigned opcode : each({VORN_OPC_ADD, VORN_OPC_SUB, VORN_OPC_MUL}))
+    for (const slot &s : each(vorn_test::slots_of(opcode, 16)))
+      for_each_count([&](uint32_t nrows, bool last) {
+        const unsigned size = s.width_code() & 1 ? 8 : 4, constant = static_cast<unsigned>(random.below(4));
+        uint8_t *operands[] = {nullptr, nullptr};
+        vorn_enc_ctx enc[2] = {};
+        for (const unsigned side : {0U, 1U}) {
+          const bool canonical = s.width_code() >> (2 + side) & 1;
+          operands[side] = put(side == 0 ? low : high, uint64_t{size} * (nrows + 1), last, size == 8 ? 3 : 0);
+          for (uint64_t i = 0; i <= nrows; ++i) {
+            const uint64_t sign = 1ULL << (8 * size - 1), bits = random() & (2 * sign - 1) & ~(sign >> 1); // below 2
+            canonical ? store_big(operands[side] + i * size, bits & sign ? ~bits : bits | sign, size)
+                      : (void) std::memcpy(operands[side] + i * size, &bits, size);
+          }
+          enc[side].vorn_enc_ctx_flags =
+              (canonical ? 0U : uint32_t{VORN_NATIVE}) | (constant >> side & 1 ? uint32_t{VORN_CONST} : 0U);
+        }
+        vorn_cv left = vorn_test::vector_of(operands[0], enc[0], nrows);
+        const vorn_cv right = vorn_test::vector_of(operands[1], enc[1], nrows);
+        uint8_t *const apart = put(out, uint64_t{size} * (nrows + 1));
+        std::memset(apart, 0, size);
+        records.res.vorn_cv_vals = random.once_in(2) ? apart : operands[random.below(2)];
+        if (s.flag())
+          records.res.vorn_cv_vals = apart;
+        compare(s.name(), nrows, [&] { records.results[0] = s.run(records.res, left, right, right, records.aux); });
+      });
+}
+
+// One to four columns with codes of every size, in batches of every size, with a filter or without.
+TEST_P(engines, group_keys) {
+  const vorn_ctx ctx = env.context();
+  for (const uint32_t ncols : each({1U, 2U, 2U, 3U, 4U}))
+    for ([[maybe_unused]] const int repetition : each_from(1, 10))
+      for_each_count([&](uint32_t nrows, bool last) {
+        const part parts_of_columns[] = {values, lens, low, high};
+        std::array<vorn_enc_ctx, 4> encodings = {};
+        std::vector<vorn_cv> columns;
+        for (uint32_t i = 0; i < ncols; ++i) {
+          const uint32_t width = random.one_of({1U, 5U, 7U, 8U, 8U, 12U, 16U, 20U, 24U, 32U});
+          vorn_build_encoding_type_dict(&encodings[i], width, nullptr, nullptr, nullptr, 1, 0, 0);
+          put(parts_of_columns[i], (uint64_t{nrows} * width + 7) / 8, last, static_cast<unsigned>(random.below(8)));
+          random.fill(memory[parts_of_columns[i]]);
+          columns.push_back(vorn_test::vector_of(memory[parts_of_columns[i]].begin(), encodings[i], nrows));
+        }
+        records.aux.vorn_aux_ctx = &ctx;
+        records.aux.vorn_aux_flags = random.once_in(2) ? VORN_AUX_MULTIPLY : 0;
+        records.aux.vorn_aux_start_slot = random.once_in(2) ? 0 : static_cast<uint32_t>(random.below(70));
+        records.aux.vorn_aux_filter_bv = random.once_in(3) ? put_bits(filter, nrows) : nullptr;
+        const auto room = static_cast<uint32_t>(random.once_in(2) ? nrows : random.below(nrows + 2));
+        const uint32_t batch = random.one_of({1U, 7U, 64U, 300U, 2047U, 5000U});
+        std::vector<uint32_t> scratch(batch);
+        records.res.vorn_cv_nrows = room;
+        records.res.vorn_cv_vals = put(out, 4 * uint64_t{room});
+        records.src.vorn_cv_nrows = batch;
+        records.src.vorn_cv_vals = scratch.data();
+        compare("group key", nrows, [&] {
+          auto &results = records.results;
+          uint32_t keys = 0;
+          results[0] = vorn_global_ctx.vorn_groupkey_dydi(&records.res, &keys, columns.data(), ncols, &records.src,
+                                                          &records.aux);
+          results[1] = keys;
+        });
+      });
+}
+
 INSTANTIATE_TEST_SUITE_P(each, engines,
                          testing::ValuesIn(vorn_test::implementations + 1, std::end(vorn_test::implementations)),
                          vorn_test::implementation_name);

@@ -77,6 +77,27 @@ TEST_P(hashing, gives_every_row_to_the_function_once) {
   EXPECT_TRUE(offs[0] == 0 && offs[1] == 0);
 }
 
+// A column with more codes than 4,096 gives every row to the function.
+TEST_P(hashing, gives_a_code_of_a_long_column_to_the_function_once) {
+  constexpr uint32_t n = 9000;
+  for (const auto &[width, ncalls] : each({std::pair{1U, 2U}, {12U, 4096U}, {13U, n}})) {
+    std::vector<std::string> values;
+    for (uint32_t i = 0; i < n; ++i)
+      values.push_back(std::to_string(i % (1U << width)));
+    vorn_test::stored_rows rows(VORN_DICT, values, width);
+    uint64_t one_seed = 9;
+    std::vector<uint64_t> out(n);
+    vorn_enc_ctx enc = {};
+    enc.vorn_enc_ctx_flags = VORN_HASH_VALUES;
+    vorn_cv seed = vorn_test::vector_of(&one_seed, enc, 1), res = vorn_test::vector_of(out.data(), enc, n);
+    calls.clear();
+    EXPECT_EQ(vorn_global_ctx.vorn_hash_dydi(&res, &rows.cv, &seed, recording, nullptr), VORN_RESULT_DONE);
+    EXPECT_EQ(calls.size(), ncalls);
+    for (uint32_t i = 0; i < n; ++i)
+      ASSERT_EQ(out[i], vorn_test::mix(values[i].data(), values[i].size(), one_seed)) << "row " << i;
+  }
+}
+
 VORN_TEST_ALL_IMPLEMENTATIONS(hashing);
 
 } // namespace
