@@ -31,7 +31,7 @@ public:
   // have decides the order of joins.  Throws store::error: with DuckDB's message for a query that DuckDB does not take,
   // of several lines where DuckDB shows the place; or not_executed, with one line that names a part that has no
   // operator, and its place.
-  logical::query plan(const std::string &query);
+  logical::query plan(const std::string &text);
 
 private:
   struct state;
