@@ -7,6 +7,8 @@
 #include <cctype>
 #include <new>
 
+#include <sys/mman.h>
+
 namespace store::duckdb {
 
 namespace {
@@ -16,7 +18,19 @@ namespace {
   // An internal error of DuckDB contains a stack trace.
   if (reason.starts_with("INTERNAL Error"))
     reason.erase(std::min(reason.find('\n'), reason.size()));
+  if (reason.find("Out of Memory Error") != reason.npos)
+    throw std::bad_alloc();
   throw error(reason);
+}
+
+// DuckDB 1.5 crashes where it finds no memory while it starts.  So the process must still have room for its start,
+// which a limit of its address space may deny.
+void require_room() {
+  constexpr size_t room = size_t{96} << 20;
+  void *const taken = mmap(nullptr, room, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  if (taken == MAP_FAILED)
+    throw std::bad_alloc();
+  munmap(taken, room);
 }
 
 } // namespace
@@ -86,6 +100,7 @@ void statement::closer::operator()(void *closed) const { duckdb_destroy_prepare(
 void *connection::opened() {
   if (handle_)
     return handle_.get();
+  require_room();
   duckdb_config config = nullptr;
   duckdb_database in_memory = nullptr;
   bool is_open = duckdb_create_config(&config) == duckdb_success;

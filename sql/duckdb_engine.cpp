@@ -10,6 +10,7 @@
 #include "sql/functions.hpp"
 #include "sql/polygon_function.hpp"
 #include "sql/table_file.hpp"
+#include "sql/tokens.hpp"
 #include "sql/vectors.hpp"
 #include "store/error.hpp"
 #include "store/operator/column_reader.hpp"
@@ -163,7 +164,8 @@ void duckdb_engine::prepare(const std::string &query) {
     state_->make(name);
 }
 
-duckdb_answer duckdb_engine::run(const std::string &query) {
+duckdb_answer duckdb_engine::run(const std::string &text) {
+  const std::string query = with_possible_limits(text);
   prepare(query);
   duckdb::statement &prepared = state_->prepared(query);
   const std::vector<std::string> names = prepared.names();
@@ -192,7 +194,7 @@ duckdb_answer duckdb_engine::run(const std::string &query) {
 
 uint64_t duckdb_engine::count_rows(const std::string &query) {
   uint64_t rows = 0;
-  duckdb::result answer = state_->prepared(query).stream();
+  duckdb::result answer = state_->prepared(with_possible_limits(query)).stream();
   while (const auto chunk = answer.next())
     rows += chunk->rows();
   return rows;

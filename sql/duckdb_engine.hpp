@@ -53,7 +53,7 @@ public:
   void prepare(const std::string &query);
 
   // Runs a query.  Throws store::error with DuckDB's message.
-  duckdb_answer run(const std::string &query);
+  duckdb_answer run(const std::string &text);
   // Runs a query to measure its time, and returns its number of rows.  The rows are made and dropped.
   uint64_t count_rows(const std::string &query);
 

@@ -8,6 +8,7 @@
 #include <fmt/ranges.h>
 #include <nlohmann/json.hpp>
 
+#include "sql/json_document.hpp"
 #include "store/error.hpp"
 #include "store/logical/sql.hpp"
 
@@ -165,7 +166,7 @@ operation comparison_of(const std::string &name) {
 
 sql_type expression_reader::type(const json &from) {
   const std::string id = from.at("id").get<std::string>();
-  const json info = from.value("type_info", json());
+  const json &info = member(from, "type_info");
   if (info.is_null())
     return id == "NULL" || id == "\"NULL\"" ? sql_type("INTEGER") : sql_type(id);
   if (const std::string alias = info.value("alias", ""); !alias.empty()) {
@@ -306,7 +307,7 @@ expression expression_reader::parsed_function(const json &from) const {
   out.name = from.at("name").get<std::string>();
   out.type = type(from.at("return_type"));
   out.is_volatile = !from.value("is_operator", false) && is_volatile_(out.name);
-  if (const json data = from.value("function_data", json()); data.is_object() && data.contains("lambda_expr"))
+  if (const json &data = member(from, "function_data"); data.is_object() && data.contains("lambda_expr"))
     throw missing_part{"lambda functions", out.name, location(from)};
   for (const json &child : from.at("children"))
     out.children.push_back(parsed(child));

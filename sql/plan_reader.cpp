@@ -9,6 +9,7 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
+#include "sql/json_document.hpp"
 #include "store/error.hpp"
 #include "store/logical/sql.hpp"
 
@@ -375,41 +376,7 @@ void check(const plan &of) {
     require_columns(*of.residual, below + right);
 }
 
-// JSON has no words for these numbers.
-std::string with_quoted_numbers(const std::string &text) {
-  std::string out;
-  out.reserve(text.size());
-  bool is_text = false;
-  for (size_t i = 0; i < text.size(); ++i) {
-    if (!is_text)
-      for (std::string_view word : {"NaN", "-Infinity", "Infinity"})
-        if (text.compare(i, word.size(), word) == 0) {
-          out += '"' + std::string(word) + '"';
-          i += word.size();
-        }
-    out += text[i];
-    if (text[i] == '"')
-      is_text = !is_text;
-    else if (text[i] == '\\')
-      out += text[++i];
-  }
-  return out;
-}
-
 } // namespace
-
-json parsed_json(const std::string &text) {
-  constexpr int deepest = 3000; // which no query reaches, and a stack holds
-  try {
-    return json::parse(with_quoted_numbers(text), [](int depth, json::parse_event_t, const json &) {
-      if (depth > deepest)
-        throw error("a query of too many nested parts");
-      return true;
-    });
-  } catch (const json::exception &e) {
-    throw error(fmt::format("DuckDB gives no JSON: {}", e.what()));
-  }
-}
 
 plan plan_reader::read_whole(const json &from) {
   const auto is_foreign = [](const std::exception &e) {
@@ -487,14 +454,14 @@ plan plan_reader::read_scan(const json &from) {
     scan.table = from.at("function_data").at("table").get<std::string>();
   else
     throw missing_part{"table functions", function, first_location(from)};
-  if (const json &more = from.value("extra_info", json::object()); !more.value("sample_options", json()).is_null())
+  if (!member(member(from, "extra_info"), "sample_options").is_null())
     throw missing_part{"samples", "", {}};
 
   const json &types = from.at("returned_types");
   const auto is_held = [&](size_t index) { return expression_reader::type(types.at(index)).held.has_value(); };
   for (const json &read : from.at("column_indexes")) {
     size_t index = read.at("index").get<size_t>();
-    if (!read.value("child_indexes", json::array()).empty())
+    if (!member(read, "child_indexes").empty())
       throw missing_part{"parts of a column", from.at("names").at(index).get<std::string>(), {}};
     const std::vector<size_t> passed_on = indexes(from, "projection_ids");
     if (index >= types.size() &&

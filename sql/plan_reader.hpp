@@ -13,9 +13,6 @@
 
 namespace store::sql {
 
-// JSON of DuckDB, in which NaN and infinity are words.  Throws store::error.
-nlohmann::json parsed_json(const std::string &text);
-
 // Reads one plan.  Subqueries that refer to the query around them are lowered to operators that anybody has: the rows
 // of the query around are kept, and the subquery reads their distinct values.
 class plan_reader {

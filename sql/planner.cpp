@@ -11,6 +11,7 @@
 
 #include "sql/connection.hpp"
 #include "sql/functions.hpp"
+#include "sql/json_document.hpp"
 #include "sql/plan_reader.hpp"
 #include "sql/polygon_function.hpp"
 #include "sql/statistics_table.hpp"
@@ -81,9 +82,9 @@ std::optional<size_t> end_of_call(std::string_view text, size_t at) {
 
 // The calls of table functions in a syntax tree: their positions, and whether they have an alias.
 void add_calls(const json &tree, std::map<size_t, std::pair<std::string, bool>> &to) {
-  if (tree.is_object() && tree.value("type", json()) == "TABLE_FUNCTION") {
+  if (member(tree, "type") == "TABLE_FUNCTION") {
     const json &function = tree.at("function");
-    if (function.value("class", "") == "FUNCTION" && tree.value("sample", json()).is_null() &&
+    if (function.value("class", "") == "FUNCTION" && member(tree, "sample").is_null() &&
         tree.value("with_ordinality", "WITHOUT_ORDINALITY") == "WITHOUT_ORDINALITY")
       to.emplace(function.at("query_location").get<size_t>(),
                  std::pair(function.at("function_name").get<std::string>(), !tree.value("alias", "").empty()));
@@ -184,7 +185,7 @@ struct planner::state {
   duckdb_logical_type type_named(const std::string &name);
   logical::query plan(const std::string &query);
   query_of_tables with_calls_as_tables(const std::string &query);
-  json serialized(const std::string &query);
+  json_document serialized(const std::string &query);
   // The optimisers for DuckDB's executor: values that it compresses, filters that it makes as it runs, the choice of
   // the side that a join builds, long IN lists as joins; and more ones.
   void disable_optimizers(std::string_view more) {
@@ -259,7 +260,7 @@ query_of_tables planner::state::with_calls_as_tables(const std::string &query) {
   query_of_tables out;
   const auto answer = database.query(fmt::format("SELECT json_serialize_sql({})", duckdb::quoted_text(query))).next();
   std::map<size_t, std::pair<std::string, bool>> found;
-  add_calls(parsed_json(std::string(answer->column(0).text(0))), found);
+  add_calls(json_document(std::string(answer->column(0).text(0))).tree(), found);
   size_t done = 0;
   for (const auto &[begin, call] : found) {
     const std::optional<size_t> end = begin < done ? std::nullopt : end_of_call(query, begin);
@@ -344,14 +345,14 @@ bool planner::state::add_statistics(const logical::plan &of) {
 planner::planner(catalogue &tables) : state_(new state(tables)) {}
 planner::~planner() = default;
 
-json planner::state::serialized(const std::string &query) {
+json_document planner::state::serialized(const std::string &query) {
   const auto answer =
       database.query(fmt::format("SELECT json_serialize_plan({}, optimize := true)", duckdb::quoted_text(query)))
           .next();
   const std::string_view text = answer->column(0).text(0);
   if (text.empty())
     throw not_executed("not executed: a constant of a type that DuckDB's plan cannot hold");
-  return parsed_json(std::string(text));
+  return json_document(std::string(text));
 }
 
 logical::query planner::state::plan(const std::string &query) {
@@ -371,13 +372,14 @@ logical::query planner::state::plan(const std::string &query) {
     prepare();
   }
   const query_of_tables asked = with_calls_as_tables(query);
-  json plan = serialized(asked.text);
+  json_document document = serialized(asked.text);
   // DuckDB 1.5 sometimes cannot make the plan after it has dropped columns that a shared part does not need.
-  if (plan.value("error_type", "") == "internal") {
+  if (document.tree().value("error_type", "") == "internal") {
     disable_optimizers(",unused_columns");
-    plan = serialized(asked.text);
+    document = serialized(asked.text);
     disable_optimizers("");
   }
+  const json &plan = document.tree();
   if (plan.value("error", false))
     throw not_executed(fmt::format("not executed: {}", plan.value("error_message", "DuckDB gives no plan")));
   try {
@@ -390,7 +392,8 @@ logical::query planner::state::plan(const std::string &query) {
   return out;
 }
 
-logical::query planner::plan(const std::string &query) {
+logical::query planner::plan(const std::string &text) {
+  const std::string query = with_possible_limits(text);
   state_->add_views(query);
   logical::query out = state_->plan(query);
   return state_->add_statistics(out.root) ? state_->plan(query) : out;

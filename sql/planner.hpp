@@ -31,7 +31,7 @@ public:
   // numbers of distinct values decide the order of joins.  Throws store::error with DuckDB's message for a query that
   // DuckDB rejects.  The message has several lines if DuckDB shows the position.  Throws not_executed for a query with
   // a part without an operator.  Its message is one line with the name of the part and its position.
-  logical::query plan(const std::string &query);
+  logical::query plan(const std::string &text);
 
 private:
   struct state;

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cctype>
 
+#include "store/value/column_names.hpp"
+
 namespace store::sql {
 
 size_t token_length(std::string_view text) {
@@ -46,6 +48,24 @@ size_t token_length(std::string_view text) {
 
 bool is_blank(std::string_view token) {
   return token.starts_with("--") || token.starts_with("/*") || std::isspace(static_cast<unsigned char>(token[0])) != 0;
+}
+
+std::string with_possible_limits(std::string_view query) {
+  constexpr std::string_view largest = "9223372036854775807";
+  std::string out(query);
+  bool is_limit = false; // the token before was LIMIT or OFFSET
+  for (size_t at = 0; at < query.size();) {
+    const std::string_view token = query.substr(at, token_length(query.substr(at)));
+    if (!is_blank(token)) {
+      const std::string_view digits = token.substr(std::min(token.find_first_not_of('0'), token.size()));
+      if (is_limit && token.find_first_not_of("0123456789") == token.npos &&
+          (digits.size() > largest.size() || (digits.size() == largest.size() && digits > largest)))
+        out.replace(at, token.size(), std::string(largest).append(token.size() - largest.size(), ' '));
+      is_limit = alike(token, "limit") || alike(token, "offset");
+    }
+    at += token.size();
+  }
+  return out;
 }
 
 } // namespace store::sql

@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 
 #include "fuzz/store/targets.hpp"
+#include "sql/json_document.hpp"
 #include "sql/plan_reader.hpp"
 #include "store/error.hpp"
 #include "store/logical/text.hpp"
@@ -21,7 +22,7 @@ void plans(input &from) {
   std::string reason;
   try {
     const std::string text = from.ConsumeRemainingBytesAsString();
-    logical::to_text(sql::plan_reader(expressions).read_whole(sql::parsed_json(text)));
+    logical::to_text(sql::plan_reader(expressions).read_whole(sql::json_document(text).tree()));
   } catch (const sql::missing_part &part) {
     reason = part.what + part.name;
   } catch (const error &e) {

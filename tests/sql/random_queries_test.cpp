@@ -18,8 +18,8 @@
 
 #include <fmt/format.h>
 
+#include "sql/own_query.hpp"
 #include "store/error.hpp"
-#include "store/saved/save.hpp"
 #include "tests/sql/engines.hpp"
 #include "tests/sql/random_query.hpp"
 #include "tests/store/scratch_folder.hpp"
@@ -39,6 +39,7 @@ const uint32_t queries = chosen_number("VORN_RANDOM_QUERIES", RANDOM_QUERIES) / 
 
 // What an error says, without its place, and without its numbers: rows fail in any order.
 std::string kind_of_error(std::string text) {
+  text = store::duckdb::own_message(text);
   text = text.substr(0, std::min(text.find('\n'), text.find(" when casting from source column")));
   std::erase_if(text, [](char c) { return std::isdigit(static_cast<unsigned char>(c)) != 0 || c == '-' || c == '.'; });
   return text;
@@ -67,16 +68,7 @@ public:
   explicit database(uint32_t number) {
     dice random(seed, number, 0);
     random_database made = random_tables(random);
-    store::duckdb::connection db(1);
-    store::choice_map encodings;
-    for (const auto &[name, text] : made.encodings)
-      encodings[name] = store::parse_encoding(text);
-    for (random_table &table : made.tables) {
-      // Without its dictionary DuckDB's writer tells -0.0 from 0.0.
-      db.query(fmt::format("COPY ({}) TO '{}' (DICTIONARY_SIZE_LIMIT 1)", table.made,
-                           folder_.path(table.name + ".parquet")));
-      read_constants(db, table);
-    }
+    store::choice_map encodings = write_tables(folder_, made);
     tables = std::move(made.tables);
     both = std::make_unique<engines>(folder_.path(), std::move(encodings));
     std::string encodings_text;
@@ -176,23 +168,6 @@ private:
     places(syntax::role::rounded, out.rounded);
     places(syntax::role::order_key, out.order);
     return out;
-  }
-
-  void read_constants(store::duckdb::connection &db, random_table &table) const {
-    for (random_column &column : table.columns) {
-      std::vector<std::string> texts;
-      std::string type;
-      auto some = db.query(
-          fmt::format("SELECT typeof({0}), {0}::VARCHAR FROM (SELECT DISTINCT {0} FROM '{1}' WHERE {0} IS NOT NULL "
-                      "AND row % 7 = 0 ORDER BY 1 LIMIT 4)",
-                      column.sql, folder_.path(table.name + ".parquet")));
-      while (const auto rows = some.next())
-        for (uint64_t row = 0; row < rows->rows(); ++row) {
-          type = rows->column(0).text(row);
-          texts.emplace_back(rows->column(1).text(row));
-        }
-      add_constants(column, type, texts);
-    }
   }
 
   scratch_folder folder_;

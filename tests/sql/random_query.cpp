@@ -57,6 +57,28 @@ public:
     return select(2, true).sql;
   }
 
+  random_rows rows_and_condition() {
+    scope rows;
+    random_rows out;
+    out.from = out.other_from = add_source(rows, 1).sql();
+    for (uint64_t more = random_.below(3); more > 0; --more) {
+      scope right;
+      const std::string source = add_source(right, 0).sql();
+      const auto both = pair(rows, right);
+      if (!both || rows.rows * right.rows / std::max({both->first->distinct, both->second->distinct, 1.0}) > most_rows)
+        break;
+      const std::string on = fmt::format("{} = {}", both->first->sql, both->second->sql);
+      out.from += fmt::format(" JOIN {} ON {}", source, on);
+      out.other_from = fmt::format("{} JOIN ({}) ON {}", source, out.other_from, on);
+      rows.columns.insert(rows.columns.end(), right.columns.begin(), right.columns.end());
+      rows.rows = std::max(rows.rows, right.rows);
+    }
+    for (uint64_t more = 1 + random_.below(3); more > 0; --more)
+      out.columns += fmt::format("{}{}", out.columns.empty() ? "" : ", ", expression_item(rows, 1).sql.sql());
+    out.condition = condition(rows, 2).sql();
+    return out;
+  }
+
 private:
   // Expressions.
 
@@ -746,5 +768,9 @@ private:
 } // namespace
 
 syntax random_query(dice &random, std::span<const random_table> tables) { return query_maker(random, tables).whole(); }
+
+random_rows random_rows_and_condition(dice &random, std::span<const random_table> tables) {
+  return query_maker(random, tables).rows_and_condition();
+}
 
 } // namespace vorn_test

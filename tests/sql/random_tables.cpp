@@ -4,6 +4,8 @@
 
 #include <fmt/format.h>
 
+#include "sql/connection.hpp"
+
 namespace vorn_test {
 
 namespace {
@@ -168,6 +170,9 @@ random_database random_tables(dice &random) {
   return made;
 }
 
+namespace {
+
+// Some values of a column as SQL, from their type and their texts.
 void add_constants(random_column &to, const std::string &type, std::span<const std::string> texts) {
   for (const std::string &text : texts) {
     std::string quoted;
@@ -175,6 +180,35 @@ void add_constants(random_column &to, const std::string &type, std::span<const s
       quoted += c == '\'' ? "''" : std::string(1, c);
     to.constants.push_back(to.of == family::number ? text : fmt::format("'{}'::{}", quoted, type));
   }
+}
+
+} // namespace
+
+store::choice_map write_tables(const scratch_folder &folder, random_database &made) {
+  store::duckdb::connection db(1);
+  for (random_table &table : made.tables) {
+    const std::string file = folder.path(table.name + ".parquet");
+    // Without its dictionary DuckDB's writer tells -0.0 from 0.0.
+    db.query(fmt::format("COPY ({}) TO '{}' (DICTIONARY_SIZE_LIMIT 1)", table.made, file));
+    for (random_column &column : table.columns) {
+      std::vector<std::string> texts;
+      std::string type;
+      auto some = db.query(
+          fmt::format("SELECT typeof({0}), {0}::VARCHAR FROM (SELECT DISTINCT {0} FROM '{1}' WHERE {0} IS NOT NULL "
+                      "AND row % 7 = 0 ORDER BY 1 LIMIT 4)",
+                      column.sql, file));
+      while (const auto rows = some.next())
+        for (uint64_t row = 0; row < rows->rows(); ++row) {
+          type = rows->column(0).text(row);
+          texts.emplace_back(rows->column(1).text(row));
+        }
+      add_constants(column, type, texts);
+    }
+  }
+  store::choice_map out;
+  for (const auto &[name, text] : made.encodings)
+    out[name] = store::parse_encoding(text);
+  return out;
 }
 
 } // namespace vorn_test

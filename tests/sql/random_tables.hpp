@@ -9,6 +9,9 @@
 #include <string>
 #include <vector>
 
+#include "store/encode/encoder.hpp"
+#include "tests/store/scratch_folder.hpp"
+
 namespace vorn_test {
 
 struct dice {
@@ -67,7 +70,8 @@ struct random_database {
 
 random_database random_tables(dice &random);
 
-// Some values of a column as SQL, from their type and their texts.
-void add_constants(random_column &to, const std::string &type, std::span<const std::string> texts);
+// Writes each table to a Parquet file of its name, and gives its columns some of their values as constants.  Returns
+// how columns are to be stored.
+store::choice_map write_tables(const scratch_folder &folder, random_database &made);
 
 } // namespace vorn_test

@@ -137,6 +137,8 @@ TEST_F(vornq_test, shows_rows_and_groups) {
       {"select price, town from towns where people > 100", "1.5,Adorf\n,Cdorf\n"},
       {"select people, town from towns limit 2", "120,Adorf\n,Bdorf\n"},
       {"select town from towns where people > 7000", ""},
+      {"select town from towns limit 9223372036854775808 offset 2", "Cdorf\n"},
+      {"select town from towns limit all offset 99999999999999999999", ""},
       {"select a, sum(n), count(*), avg(x), sum(x) from 'legs.csv' group by a order by a",
        "A,3,1,0.25,0.25\nB,1,2,0.75,1.5\nC,,1,,\n,2,1,,\n"},
       {"select avg(n), count(*) from 'legs.csv' where n > 1", "2.5,2\n"},
@@ -456,6 +458,8 @@ TEST_F(vornq_test, ends_with_one_line_and_status_2_when_it_cannot_do_what_it_was
       {{"towns.csv", "drop table towns"}, "only queries are answered"},
       {{"towns.csv", "select median(people) from towns"}, "(median, line 1, column 8); --engine duckdb may answer it"},
       {{"pipe.csv"}, "not a file: pipe.csv"},
+      {{"towns.csv", "select town from towns where people::uinteger > '-1'"},
+       "the text '-1' is not a value of UINTEGER"},
       {{"towns.csv", "select sum(people::tinyint) from towns"}, "7000"},
   };
   for (const bad_call &call : calls) {
