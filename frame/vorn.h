@@ -213,20 +213,60 @@
  *
  * A wrong call is reported by the argument message of host_raise_internal_error. A message begins with the name of an
  * entry point, here ENTRY, and a colon. It says which operand is wrong: res is the result, src or src1 the source, src2
- * and src3 the constants, aux bv the filter. Values may follow: addresses or numbers of the operand. The document
- * docs/entry-points.md lists all messages whole and exact, with the entry points that report them.
+ * and src3 the constants, aux bv the filter. Values may follow: addresses or numbers of the operand. The table has the
+ * messages of all entry points. The document docs/entry-points.md lists them for each entry point, with their values.
+ *
+ * Result and source:
  *
  *     ENTRY: res is not aligned              vorn_cv_bv of the result is no multiple of VORN_OUTPUT_BITWVEC_ALIGN
  *     ENTRY: src is not aligned              vorn_cv_vals of the source is no multiple of VORN_DATASTREAM_ALIGN
+ *     ENTRY: src is not DICT                 a decoder or a set has a source without VORN_DICT
+ *     ENTRY: src is not RLE                  vorn_decode_rle_burst: a source without VORN_RLE
+ *     ENTRY: src1 missing burst resvec       a run-length source has a null vorn_enc_ctx_burst_res_bv
+ *     ENTRY: rle vec is not aligned          run lengths are no multiple of VORN_DATASTREAM_ALIGN
+ *     ENTRY: rle cla is not aligned          the CLA of runs is no multiple of VORN_DATASTREAM_ALIGN
+ *     ENTRY: 32-bit hash values are required vorn_xlate: the width of the source is not 32
+ *     ENTRY: slot without a kernel           operation and encoding of the call have no kernel; nothing is written
+ *     unsupported dtype                      vorn_arith: the numbers are neither float nor double
+ *
+ * Constants and sets:
+ *
+ *     ENTRY: encoding does not match         the constant and the source have different vorn_enc_ctx_type; the message
+ *                                            of vorn_range_cmp names the constant: src1 & src2 or src1 & src3
+ *     ENTRY: src2 is not constant            the constant lacks VORN_CONST; src3 is the second constant
+ *     ENTRY: invalid constant length         the length code of a constant is too large
+ *     ENTRY: join bv is not aligned          the map of the set is no multiple of VORN_JOIN_BITWVEC_ALIGN
+ *
+ * Auxiliary record:
+ *
+ *     ENTRY: vorn_aux is NULL                a decoder or vorn_groupkey has a null aux
+ *     ENTRY: input is NULL                   vorn_xlate has a null aux
  *     ENTRY: aux bv is not aligned           the filter is no multiple of VORN_BITWVEC_ALIGN
  *     ENTRY: invert filter not supported     VORN_AUX_INVERT_FILTER is set
- *     ENTRY: vorn_aux is NULL                a decoder or vorn_groupkey has a null aux
- *     ENTRY: src is not DICT                 a decoder or a set has a source without VORN_DICT
- *     ENTRY: src1 missing burst resvec       a run-length source has a null vorn_enc_ctx_burst_res_bv
- *     ENTRY: ... encoding does not match     the constant and the source have different vorn_enc_ctx_type
- *     ENTRY: src2 is not constant            the constant lacks VORN_CONST
- *     ENTRY: slot without a kernel           operation and encoding of the call have no kernel; nothing is written
- *     ENTRY: vxl check ...                   the self-check found a difference between two implementations
+ *
+ * Block-compressed streams, and kernels, where KERNEL is the name of a kernel:
+ *
+ *     ENTRY: input is not aligned            the stream is no multiple of vorn_global_ctx_qpak_in_align
+ *     ENTRY: output is not aligned           the output is no multiple of vorn_global_ctx_qpak_out_align
+ *     KERNEL: vorn_qpak_decode failed        vorn_ctx_decompress failed on the stream of the source
+ *     KERNEL: [rle] ones_vec size is zero    vorn_decode_unpack over runs has an empty list
+ *
+ * Self-check, when two implementations differ:
+ *
+ *     ENTRY: vxl check popcount              in the number of rows
+ *     ENTRY: vxl check result                in the bits
+ *     ENTRY: vxl check range                 in the first or the last row: vorn_bloom, vorn_xlate
+ *
+ * Start-up. ENTRY is vorn_load_global_ctx, also when vorn_nfy loads a library:
+ *
+ *     ENTRY: library load failed             svorn_dlopen has no library of this name
+ *     ENTRY: Cannot load vorn_global_ctx     the library does not export vorn_global_specialized_ctx
+ *     ENTRY: ... is not power of 2           an alignment word of the record is no power of 2; the message names it
+ *     Unexpected VXL library version         the library is made for another version of the record
+ *     VXL Library on-load check failed       the magic number of the library is wrong
+ *     Wrong library name in loaded VXL       the record has another name than the library; this report is soft
+ *     Loaded VXL context status is not SPECIALIZED
+ *                                            the status of the record is not VORN_STATUS_SPECIALIZED
  */
 #ifndef VORN_H
 #define VORN_H

@@ -11,3 +11,9 @@ grep -ho '"[A-Za-z][^"%]* [^"%]*"' entry/*/*.cpp generic/expr/groupkey.cpp frame
 sed -n '/^### Fatal/q; s/^| `\([^`]* [^`]*\)` |.*/\1/p' docs/entry-points.md | grep -v '^KERNEL' | sort >"$scratch/listed"
 [ "$(wc -l <"$scratch/reported")" -gt 50 ] || { echo "too few messages were found" >&2; exit 1; }
 diff "$scratch/reported" "$scratch/listed"
+
+# The header has each message without the name of its entry point.
+sed -e 's/^[a-z_]*\( generic\)\{0,1\}: //' -e 's/src1 & src[23] //' -e 's/src3 is/src2 is/' -e 's/VORN_[A-Z_]* is/... is/' "$scratch/reported" |
+  while IFS= read -r message; do
+    grep -Fq "$message" frame/vorn.h || { echo "frame/vorn.h lacks '$message'" >&2; exit 1; }
+  done
