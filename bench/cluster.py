@@ -155,7 +155,7 @@ def main() -> None:
                 db.sql(text).to_arrow()
                 runs.append(time.perf_counter() - began)
             alone[name] = min(runs)
-    print(f"{'':5}{'seconds':>10}{'':10}{'':10}{'':10}{'Mrows/s':>10}{'bytes':>14}{'pandas':>14}{'':8}")
+    print(f"{'':5}{'seconds':>10}{'':30}{'Mrows/s':>10}{'bytes':>14}{'pandas':>14}")
     print(
         f"{'query':5}{'process':>10}{'1 worker':>10}{'2 workers':>10}{'gain':>10}{'2 workers':>10}{'moved':>14}{'moves':>14}"
         f"{'share':>8}{'stages':>8}{'tasks':>8}"

@@ -11,12 +11,12 @@ from dataclasses import dataclass
 from typing import Any
 
 import distributed
-from adbc_driver_manager import AdbcStatusCode, dbapi
 from distributed import Future
 
-from ._plan import describe
+from ._errors import gathered
+from ._plan import describe, piece_name
 from ._rows import Fragment, Piece
-from ._worker import Pieces, Size, TaskError, partition, run, sizes
+from ._worker import Pieces, Size, partition, run, sizes
 
 
 @dataclass
@@ -61,7 +61,7 @@ class ClusterRunner:
         columns = ",".join(map(str, by))
         tasks = [None if f.is_empty else self._submit(title, f, partitions, columns) for f in fragments]
         counted = [None if t is None else self._call("size", sizes, t) for t in tasks]
-        found = iter(self._gathered([c for c in counted if c is not None]))
+        found = iter(gathered(self._client, [c for c in counted if c is not None]))
         out: list[list[Piece | None]] = [
             [None] * partitions if task is None else self._pieces_of(task, next(found), partitions) for task in tasks
         ]
@@ -80,7 +80,7 @@ class ClusterRunner:
 
     def fetched(self, pieces: Sequence[Piece]) -> list[Pieces]:
         """The rows of pieces, in this process."""
-        return self._gathered([piece.fetch() for piece in pieces if piece.fetch is not None])
+        return gathered(self._client, [piece.fetch() for piece in pieces if piece.fetch is not None])
 
     def cancel(self) -> None:
         """Ends what still runs."""
@@ -102,7 +102,7 @@ class ClusterRunner:
         for size in found:
             self._pieces += 1
             out[size.number] = Piece(
-                f"piece {self._pieces}", size.rows, size.bytes, self._fetch(task, size.number, partitions)
+                f"{piece_name}{self._pieces}", size.rows, size.bytes, self._fetch(task, size.number, partitions)
             )
         return out
 
@@ -116,18 +116,3 @@ class ClusterRunner:
             return made[0]
 
         return fetch
-
-    def _gathered(self, futures: Sequence[Future[Any]]) -> list[Any]:
-        try:
-            return list(self._client.gather(list(futures)))
-        except TaskError as error:
-            raise _error_of(error) from None
-
-
-def _error_of(error: TaskError) -> dbapi.Error:
-    """The error that the engine has raised in a task."""
-    if error.kind == "NotSupportedError":
-        return dbapi.NotSupportedError(error.message, sqlstate=error.sqlstate)
-    kind = getattr(dbapi, error.kind, dbapi.OperationalError)
-    made: dbapi.Error = kind(error.message, status_code=AdbcStatusCode(error.status), sqlstate=error.sqlstate)
-    return made

@@ -9,6 +9,9 @@ import json
 from collections.abc import Callable, Iterator, Mapping, Sequence
 from typing import Any
 
+# How the tables begin that are the rows of other tasks.
+piece_name = "piece "
+
 Node = dict[str, Any]
 Expression = dict[str, Any]
 
@@ -41,8 +44,8 @@ def walk(node: Node) -> Iterator[Node]:
         yield from walk(child)
 
 
-def plan_text(root: Node, tables: Mapping[str, str] | None = None) -> str:
-    """The text of a plan.  Tables may have other names in it."""
+def plan_text(root: Node, tables: Mapping[str, str] | None = None, names: Sequence[str] | None = None) -> str:
+    """The text of a plan, with names of the columns.  Tables may have other names in it."""
 
     def renamed(node: Node) -> Node:
         out = node
@@ -50,7 +53,7 @@ def plan_text(root: Node, tables: Mapping[str, str] | None = None) -> str:
             out = {**node, "table": tables.get(node["table"], node["table"])}
         return {**out, "children": [renamed(child) for child in children(node)]} if children(node) else out
 
-    return json.dumps({"names": [f"c{i}" for i in range(width(root))], "root": renamed(root)})
+    return json.dumps({"names": names or [f"c{i}" for i in range(width(root))], "root": renamed(root)})
 
 
 # Expressions
@@ -334,14 +337,27 @@ def _constant_text(expression: Expression) -> str:
 
 def describe(node: Node, indent: int = 0) -> list[str]:
     """A line for each operator, those below it indented."""
+    sources = _pieces(node)
+    if sources > 1:
+        return ["  " * indent + f"read the rows of {sources} tasks"]
     lines = ["  " * indent + _description(node)]
     for child in children(node):
         lines += describe(child, indent + 1)
     return lines
 
 
+def _pieces(node: Node) -> int:
+    """How many pieces of other tasks an operator puts together; 0 for another operator."""
+    if node["operator"] == "scan":
+        return int(str(node["table"]).startswith(piece_name))
+    counts = [_pieces(child) for child in children(node)] if node["operator"] == "union_all" else [0]
+    return sum(counts) if all(counts) else 0
+
+
 def _description(node: Node) -> str:
     kind: str = node["operator"]
+    if kind == "scan" and _pieces(node):
+        return "read the rows of a task"
     if kind == "scan":
         groups = node.get("row_groups")
         part = "" if groups is None else f" row groups {groups[0]} to {groups[1] - 1}"

@@ -12,7 +12,7 @@ import pyarrow as pa
 from .._connection import Connection
 from ._cluster import ClusterRunner, Stage
 from ._cut import Cutter, Settings
-from ._plan import Node, describe, plan_text, read, scan, union
+from ._plan import Node, describe, piece_name, plan_text, read, scan, union
 from ._rows import Fragment, Piece, Rows
 from ._tables import Table
 
@@ -84,7 +84,7 @@ class Query:
 
     def _table(self, pieces: Sequence[pa.Buffer], rows: Rows) -> pa.Table:
         with Connection(threads=1) as connection, connection.cursor() as cursor:
-            names = [f"piece {i}" for i in range(len(pieces))]
+            names = [f"{piece_name}{i}" for i in range(len(pieces))]
             for name, piece in zip(names, pieces, strict=True):
                 connection._dbapi.adbc_connection.set_options(**{f"vorn.table.{name}": piece.to_pybytes()})
             scans = [scan(name, range(len(rows.types)), rows.types) for name in names]
@@ -136,7 +136,7 @@ class _PlannedRunner:
             made: list[Piece | None] = []
             for _ in range(partitions):
                 self._pieces += 1
-                name = f"piece {self._pieces}"
+                name = f"{piece_name}{self._pieces}"
                 made.append(Piece(name, rows, rows * 3 * max(len(f.plan["types"]), 1)))
             out.append([None] * partitions if f.is_empty else made)
         return out

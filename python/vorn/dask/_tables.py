@@ -10,7 +10,12 @@ from dataclasses import dataclass
 from pathlib import Path
 from typing import Any
 
+import distributed
+
 from .._connection import Connection
+from ._errors import gathered
+from ._plan import scan
+from ._worker import write
 from ._zones import Zone, scalar, united
 
 
@@ -58,6 +63,24 @@ class Table:
     def __repr__(self) -> str:
         columns = ", ".join(f"{column.name} {column.type}" for column in self.columns)
         return f"<vorn.dask.Table of {self.rows:,} rows in {len(self.partitions)} partitions: {columns}>"
+
+    def save(self, folder: str | Path, client: distributed.Client | None = None) -> Table:
+        """Writes each partition with rows to a ``.vorn`` file of a folder, on the cluster, and returns their table.
+
+        The folder lies on a disk that all processes of the cluster see.  Files of the same names are replaced.
+        """
+        Path(folder).mkdir(parents=True, exist_ok=True)
+        chosen = client or distributed.get_client()
+        names = [column.name for column in self.columns]
+        types = [column.type for column in self.columns]
+        tasks = []
+        for number, partition in enumerate(each for each in self.partitions if each.rows > 0):
+            plan = scan(partition.file, range(len(names)), types)
+            if partition.row_groups is not None:
+                plan["row_groups"] = [partition.row_groups.start, partition.row_groups.stop]
+            file = str((Path(folder) / f"part-{number:05}.vorn").absolute())
+            tasks.append(chosen.submit(write, json.dumps(plan), names, file, pure=False))
+        return read(gathered(chosen, tasks))
 
     def statistics(self) -> str:
         """What a planner has to know, as the driver reads it."""

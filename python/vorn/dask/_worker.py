@@ -11,7 +11,8 @@ import itertools
 import json
 import os
 import threading
-from collections.abc import Iterator, Mapping
+import uuid
+from collections.abc import Iterator, Mapping, Sequence
 from dataclasses import dataclass, field
 from pathlib import Path
 from typing import Any
@@ -62,10 +63,12 @@ def run(
     pieces: Mapping[str, Pieces],
     partitions: int = 1,
     partition_by: str = "",
+    columns: Sequence[str] | None = None,
 ) -> Pieces:
     """Runs a plan.  Its scans name files and ``pieces``.
 
-    The rows of the result are split by the values of the columns ``partition_by``.
+    The rows of the result are split by the values of the columns ``partition_by``.  Its columns have names, or none
+    that matter.
     """
     # Another task of the process may have the same pieces, so that the tables have names of their own.
     root = json.loads(plan)
@@ -76,7 +79,7 @@ def run(
         statement = tables.enter_context(AdbcStatement(connection))
         statement.set_options(
             **{
-                "vorn.plan": plan_text(root, names),
+                "vorn.plan": plan_text(root, names, columns),
                 "vorn.result": "vorn",
                 "vorn.partitions": partitions,
                 "vorn.partition_by": partition_by,
@@ -90,6 +93,18 @@ def run(
             out.tables += [table.as_buffer() for table in batch.column("table")]
         _close_files(connection, {node["table"] for node in walk(root) if node["operator"] == "scan"} - set(names))
         return out
+
+
+def write(plan: str, columns: Sequence[str], file: str) -> str:
+    """Runs a plan, and writes its rows to a .vorn file, which has its name when it is complete."""
+    made = run(plan, {}, columns=columns)
+    unfinished = Path(f"{file}.{uuid.uuid4().hex}")
+    try:
+        unfinished.write_bytes(made.tables[0])
+        unfinished.replace(file)
+    finally:
+        unfinished.unlink(missing_ok=True)
+    return file
 
 
 def sizes(of: Pieces) -> list[Size]:
