@@ -23,7 +23,7 @@ struct nib_entries {
   static number get(const uint8_t *table, uint64_t i) { return table[i / 2] >> i % 2 * 4 & 0xfU; }
   static void put(uint8_t *table, uint64_t i, number entry) {
     const unsigned shift = i % 2 * 4;
-    table[i / 2] = static_cast<uint8_t>((table[i / 2] & 0xf0U >> shift) | entry << shift);
+    table[i / 2] = static_cast<uint8_t>((table[i / 2] & 0xf0U >> shift) | uint32_t{entry} << shift);
   }
   static number *block_at(uint8_t *, uint64_t, number *block) { return block; }
   static void put_block(uint8_t *table, uint64_t first, const number *entries) {

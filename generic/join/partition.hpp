@@ -68,47 +68,55 @@ struct rid_record {
 template <class Rows>
 struct lv_record {
   void begin(const key_batch &) {}
+  // The value is kept field by field.  A copy of the record as a whole would wait for the stores of its fields.
   uint32_t next() {
-    before = rows;
-    payload = rows.next();
-    return 10U + payload.length;
+    const value payload = rows.next();
+    at = payload.at;
+    length = payload.length;
+    return 10U + length;
   }
   void write(uint8_t *out, uint32_t, uint64_t hash) const {
-    store<uint16_t>(out, static_cast<uint16_t>(payload.length + 8));
+    store<uint16_t>(out, static_cast<uint16_t>(length + 8));
     store<uint64_t>(out + 2, hash);
-    copy_bytes(out + 10, payload.at, payload.length);
+    copy_bytes(out + 10, at, length);
   }
-  void save_position(vorn_aux &aux) const { save(before, aux); }
-  void save_end(vorn_aux &aux) const { save(rows, aux); }
-
-  void save(const Rows &next, vorn_aux &aux) const {
+  void save_position(vorn_aux &aux) const { save(at - (std::is_same_v<Rows, lv_rows> ? sizeof(uint16_t) : 0), aux); }
+  void save_end(vorn_aux &aux) const {
     if constexpr (needs_byte_position<Rows>)
-      aux.vorn_aux_out_pos2 = static_cast<uint64_t>(next.at - vals);
+      save(rows.at, aux);
+  }
+
+  void save([[maybe_unused]] const uint8_t *next_row, [[maybe_unused]] vorn_aux &aux) const {
+    if constexpr (needs_byte_position<Rows>)
+      aux.vorn_aux_out_pos2 = static_cast<uint64_t>(next_row - vals);
   }
 
   const uint8_t *vals = nullptr;
   Rows rows = {};
-  Rows before = rows; // the row whose record is next to be written
-  value payload = {};
+  const uint8_t *at = nullptr; // the value of the row whose record is next to be written
+  uint32_t length = 0;
 };
 
-// Hash value and payload.  The record has `width` bytes of payload, even when the row has more or fewer.
+// Hash value and payload.  The record has `width` bytes of payload, even when the row has more or fewer.  Width is the
+// width if the compiler is to know it.
+template <uint16_t Width>
 struct fixed_record {
   void begin(const key_batch &) {}
-  uint32_t next() {
-    payload = rows.next();
-    return 8U + width;
-  }
-  void write(uint8_t *out, uint32_t, uint64_t hash) const {
+  uint32_t next() const { return 8U + (Width != 0 ? Width : width); }
+  void write(uint8_t *out, uint32_t, uint64_t hash) {
     store<uint64_t>(out, hash);
-    copy_bytes(out + 8, payload.at, width);
+    if constexpr (Width != 0)
+      std::memcpy(out + 8, at, Width);
+    else
+      copy_bytes(out + 8, at, width);
+    at += stride;
   }
   void save_position(vorn_aux &) const {}
   void save_end(vorn_aux &) const {}
 
-  fixed_rows rows = {};
-  uint16_t width = 0;
-  value payload = {};
+  const uint8_t *at;
+  uint16_t stride;
+  uint16_t width;
 };
 
 // The areas are a copy, and so is what a record knows of a batch.  The compiler then need not read them again after
@@ -189,8 +197,18 @@ enum class record_form : uint8_t { lv, fixed };
     return VORN_RESULT_NO_IMPLEMENTATION;
   const partition_areas areas(pb);
   const row_position from = {aux.vorn_aux_start_slot, aux.vorn_aux_out_pos2};
-  if (record == record_form::fixed)
-    return append_rows(areas, keys, fixed_record{fixed_rows_of(payload, from.row), pb.vorn_pb_fixed_width}, aux);
+  if (record == record_form::fixed) {
+    const fixed_rows rows = fixed_rows_of(payload, from.row);
+    const uint16_t width = pb.vorn_pb_fixed_width;
+    switch (width) {
+    case 4:
+      return append_rows(areas, keys, fixed_record<4>{rows.at, rows.stride, width}, aux);
+    case 8:
+      return append_rows(areas, keys, fixed_record<8>{rows.at, rows.stride, width}, aux);
+    default:
+      return append_rows(areas, keys, fixed_record<0>{rows.at, rows.stride, width}, aux);
+    }
+  }
   const auto *vals = static_cast<const uint8_t *>(payload.vorn_cv_vals);
   return visit_values(payload, payload_form, from, [&](auto rows) {
     return append_rows(areas, keys, lv_record<decltype(rows)>{vals, rows}, aux);
