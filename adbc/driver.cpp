@@ -132,8 +132,7 @@ AdbcStatusCode executed(AdbcStatement *record, AdbcError *error, const Work &wor
     work(*of);
     return ADBC_STATUS_OK;
   } catch (...) {
-    const failure why = failure_of(std::current_exception());
-    return report(error, why, of != nullptr ? of->query() : std::string());
+    return report_handled(error, [of] { return of != nullptr ? of->query() : std::string(); });
   }
 }
 

@@ -126,6 +126,25 @@ AdbcStatusCode report(AdbcError *to, const failure &of, const std::string &query
   return of.status;
 }
 
+AdbcStatusCode report_no_memory(AdbcError *to) noexcept {
+  static char message[] = "there is not enough memory";
+  if (to == nullptr)
+    return ADBC_STATUS_INTERNAL;
+  if (to->release != nullptr)
+    to->release(to);
+  if (to->vendor_code == ADBC_ERROR_VENDOR_CODE_PRIVATE_DATA)
+    to->private_data = nullptr;
+  else
+    to->vendor_code = 0;
+  to->message = message;
+  std::memcpy(to->sqlstate, "53200", sizeof to->sqlstate);
+  to->release = [](AdbcError *error) {
+    error->message = nullptr;
+    error->release = nullptr;
+  };
+  return ADBC_STATUS_INTERNAL;
+}
+
 int detail_count(const AdbcError *of) noexcept { return of != nullptr && has_details(*of) ? 1 : 0; }
 
 AdbcErrorDetail detail_of(const AdbcError *of, int index) noexcept {

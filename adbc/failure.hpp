@@ -36,6 +36,18 @@ failure failure_of(const std::string &message);
 // Fills a record of the caller and returns the status.  The record may be null.  `query` is the text that failed, or
 // empty.  The text becomes a detail of the error.
 AdbcStatusCode report(AdbcError *to, const failure &of, const std::string &query = {}) noexcept;
+// The same where there is no memory for a message.  Takes none.
+AdbcStatusCode report_no_memory(AdbcError *to) noexcept;
+
+// Reports the exception that is handled.  `query` gives the text that failed.
+template <class Query>
+AdbcStatusCode report_handled(AdbcError *to, const Query &query) noexcept {
+  try {
+    return report(to, failure_of(std::current_exception()), query());
+  } catch (...) {
+    return report_no_memory(to);
+  }
+}
 
 // The details of a record.
 int detail_count(const AdbcError *of) noexcept;
@@ -48,7 +60,7 @@ AdbcStatusCode guarded(AdbcError *error, const Work &work) noexcept {
     work();
     return ADBC_STATUS_OK;
   } catch (...) {
-    return report(error, failure_of(std::current_exception()));
+    return report_handled(error, [] { return std::string(); });
   }
 }
 

@@ -55,7 +55,7 @@ int answered(ArrowArrayStream *stream, Record *out, const Make &make) noexcept {
     *out = make(*state.rows);
     return 0;
   } catch (...) {
-    state.status = report(&state.error, failure_of(std::current_exception()), state.query);
+    state.status = report_handled(&state.error, [&] { return state.query; });
     return errno_of(state.status);
   }
 }

@@ -1,10 +1,12 @@
 #include "adbc/statement.hpp"
 
 #include <algorithm>
+#include <cerrno>
 #include <charconv>
 #include <cstring>
 #include <filesystem>
 #include <limits>
+#include <new>
 #include <utility>
 
 #include <fmt/format.h>
@@ -85,6 +87,8 @@ arrow_table imported(ArrowArrayStream &from, const execution &run, std::vector<b
   const auto check = [&](int code) {
     if (code == 0)
       return;
+    if (code == ENOMEM)
+      throw std::bad_alloc();
     const char *reason = from.get_last_error != nullptr ? from.get_last_error(&from) : nullptr;
     throw failure(ADBC_STATUS_IO, "58030",
                   fmt::format("the Arrow stream fails: {}", reason != nullptr ? reason : std::strerror(code)));

@@ -241,7 +241,7 @@ expression expression_reader::parsed(const json &from) const {
                {bound("lower", operation::greater, operation::greater_equal),
                 bound("upper", operation::less, operation::less_equal)});
   } else if (kind == "BOUND_CONJUNCTION") {
-    out = made(from.at("type") == "CONJUNCTION_AND" ? operation::all_of : operation::any_of, "BOOLEAN", {});
+    out = made(is_text(from.at("type"), "CONJUNCTION_AND") ? operation::all_of : operation::any_of, "BOOLEAN", {});
     for (const json &child : from.at("children"))
       add_flat(out, parsed(child));
   } else if (kind == "BOUND_CASE") {

@@ -120,4 +120,8 @@ const json &member(const json &of, const char *name) {
   return found == of.end() ? none : *found;
 }
 
+bool is_text(const json &value, std::string_view text) {
+  return value.is_string() && value.get_ref<const std::string &>() == text;
+}
+
 } // namespace store::sql

@@ -3,6 +3,7 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include <nlohmann/json_fwd.hpp>
 
@@ -31,5 +32,8 @@ private:
 
 // A member of an object, or null without one.
 const nlohmann::json &member(const nlohmann::json &of, const char *name);
+
+// Whether a value is this text.  The operator == of nlohmann::json would take memory, and must not fail.
+bool is_text(const nlohmann::json &value, std::string_view text);
 
 } // namespace store::sql

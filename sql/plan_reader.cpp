@@ -317,7 +317,7 @@ std::optional<uint32_t> first_location(const json &from) {
   std::string function;
   if (const auto expressions = from.find("expressions");
       expressions != from.end() && !expressions->empty() && expressions->at(0).contains("expression_class"))
-    if (const json &first = expressions->at(0); first.at("expression_class") == "BOUND_WINDOW") {
+    if (const json &first = expressions->at(0); is_text(first.at("expression_class"), "BOUND_WINDOW")) {
       function = first.at("type").get<std::string>().substr(std::string_view("WINDOW_").size());
       std::transform(function.begin(), function.end(), function.begin(), [](char c) { return std::tolower(c); });
       if (function == "aggregate")
@@ -483,7 +483,7 @@ plan plan_reader::read_scan(const json &from) {
 }
 
 plan plan_reader::read_values(const json &from) {
-  if (from.at("children").at(0).at("type") != "LOGICAL_DUMMY_SCAN")
+  if (!is_text(from.at("children").at(0).at("type"), "LOGICAL_DUMMY_SCAN"))
     throw missing_part{"rows of values that refer to the query around them", "", first_location(from)};
   plan out = made(plan_kind::values, types_of(from.at("expr_types")));
   for (const json &row : from.at("expressions"))
@@ -640,7 +640,7 @@ aggregate plan_reader::read_aggregate_function(const json &from) const {
       {"arbitrary", aggregate_kind::first},
       {"any_value", aggregate_kind::first},
   }};
-  if (from.at("expression_class") != "BOUND_AGGREGATE")
+  if (!is_text(from.at("expression_class"), "BOUND_AGGREGATE"))
     throw missing_part{"aggregates of this kind", from.value("name", ""), expression_reader::location(from)};
   const std::string name = from.at("name").get<std::string>();
   const auto found = std::find_if(known.begin(), known.end(), [&](const auto &pair) { return pair.first == name; });
@@ -751,7 +751,7 @@ plan plan_reader::with_grouping_functions(plan sets, const std::vector<std::vect
 
 plan plan_reader::read_distinct(const json &from) {
   plan rows = read_child(from, 0);
-  if (from.at("distinct_type") == "DISTINCT")
+  if (is_text(from.at("distinct_type"), "DISTINCT"))
     return over(plan_kind::distinct, std::move(rows));
   // DISTINCT ON: the first row of each group.
   if (const auto order = from.find("order_by"); order != from.end() && !order->is_null())
@@ -778,14 +778,14 @@ plan plan_reader::read_distinct(const json &from) {
 plan plan_reader::ordered(plan rows, const json &orders) const {
   plan out = over(plan_kind::order, std::move(rows));
   for (const json &key : orders)
-    out.keys.push_back({expressions_.read_held(key.at("expression")), key.at("type") == "DESCENDING",
-                        key.at("null_order") == "NULLS FIRST"});
+    out.keys.push_back({expressions_.read_held(key.at("expression")), is_text(key.at("type"), "DESCENDING"),
+                        is_text(key.at("null_order"), "NULLS FIRST")});
   return out;
 }
 
 plan plan_reader::read_order(const json &from) {
   plan out = ordered(read_child(from, 0), from.at("orders"));
-  if (from.at("type") == "LOGICAL_TOP_N") {
+  if (is_text(from.at("type"), "LOGICAL_TOP_N")) {
     out.limit = from.at("limit").get<uint64_t>();
     out.offset = from.value("offset", uint64_t{0});
   }
@@ -794,7 +794,7 @@ plan plan_reader::read_order(const json &from) {
 
 plan plan_reader::read_limit(const json &from) {
   plan out = over(plan_kind::limit, read_child(from, 0));
-  if (const json &first = from.at("limit_val"); first.at("type") == "CONSTANT_PERCENTAGE") {
+  if (const json &first = from.at("limit_val"); is_text(first.at("type"), "CONSTANT_PERCENTAGE")) {
     out.percent = first.at("constant_percentage").get<double>();
     if (!(*out.percent >= 0 && *out.percent <= 100))
       throw error(fmt::format("a limit of {} % is not between 0 and 100", *out.percent));

@@ -82,7 +82,7 @@ std::optional<size_t> end_of_call(std::string_view text, size_t at) {
 
 // The calls of table functions in a syntax tree: their positions, and whether they have an alias.
 void add_calls(const json &tree, std::map<size_t, std::pair<std::string, bool>> &to) {
-  if (member(tree, "type") == "TABLE_FUNCTION") {
+  if (is_text(member(tree, "type"), "TABLE_FUNCTION")) {
     const json &function = tree.at("function");
     if (function.value("class", "") == "FUNCTION" && member(tree, "sample").is_null() &&
         tree.value("with_ordinality", "WITHOUT_ORDINALITY") == "WITHOUT_ORDINALITY")

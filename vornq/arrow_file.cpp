@@ -1,8 +1,10 @@
 #include "vornq/arrow_file.hpp"
 
 #include <array>
+#include <cerrno>
 #include <charconv>
 #include <cstring>
+#include <new>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -288,6 +290,8 @@ private:
 void write_arrow_file(saved::replaced_file &file, const exec::answer &rows) {
   arrow_owner<ArrowArrayStream> stream = exported_rows(rows);
   const auto expect = [&](int code) {
+    if (code == ENOMEM)
+      throw std::bad_alloc();
     if (code != 0)
       throw error(stream->get_last_error(&*stream));
   };

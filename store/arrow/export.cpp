@@ -198,7 +198,11 @@ int answered(ArrowArrayStream *stream, Record *out, Make make) noexcept {
   } catch (const std::bad_alloc &) {
     return ENOMEM;
   } catch (const std::exception &e) {
-    rows.last_error = e.what();
+    try {
+      rows.last_error = e.what();
+    } catch (const std::bad_alloc &) {
+      return ENOMEM;
+    }
     return EINVAL;
   }
 }

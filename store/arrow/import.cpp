@@ -1,6 +1,8 @@
 #include "store/arrow/import.hpp"
 
+#include <cerrno>
 #include <cstring>
+#include <new>
 #include <set>
 #include <string_view>
 
@@ -19,6 +21,8 @@ namespace {
 void check(int code, ArrowArrayStream &stream) {
   if (code == 0)
     return;
+  if (code == ENOMEM)
+    throw std::bad_alloc();
   const char *reason = stream.get_last_error != nullptr ? stream.get_last_error(&stream) : nullptr;
   throw error(fmt::format("the Arrow stream fails: {}", reason != nullptr ? reason : std::strerror(code)));
 }

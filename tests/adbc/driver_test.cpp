@@ -8,6 +8,7 @@
 #include <chrono>
 #include <cstring>
 #include <functional>
+#include <random>
 #include <string>
 #include <thread>
 #include <vector>
@@ -781,6 +782,47 @@ TEST_F(adbc, another_thread_cancels) {
   const arrow_owner<ArrowArray> owned_batch(batch);
   EXPECT_EQ(driver().StatementCancel(&asks, nullptr), ADBC_STATUS_OK);
   EXPECT_EQ(half->get_next(&*half, &batch), ECANCELED);
+}
+
+// A query that is cancelled at any moment ends as cancelled or with its rows, and the next query is right.
+TEST_F(adbc, next_query_is_right_after_a_cancellation) {
+  constexpr int moments = 100;
+  const std::string query = "SELECT t, count(*) AS c, sum(n) AS s, max(h) AS h FROM sample JOIN (SELECT i AS j FROM "
+                            "sample) ON i = j GROUP BY t ORDER BY t";
+  const rows right = expected(query);
+  std::mt19937 random(1);
+  for (const char *threads : {"1", "8"}) {
+    database in({{"path", folder_.path()}, {"threads", threads}});
+    connection on(in);
+    const auto begun = std::chrono::steady_clock::now();
+    EXPECT_EQ(answer(on, query), right);
+    const auto whole = std::chrono::steady_clock::now() - begun;
+    int cancelled = 0;
+    for (int moment = 0; moment < moments; ++moment) {
+      statement asks(on, query);
+      const std::jthread cancels([&, after = whole * (random() % 1000) / 1000] {
+        std::this_thread::sleep_for(after);
+        driver().StatementCancel(&asks, nullptr);
+      });
+      ArrowArrayStream out{};
+      failed_call error;
+      AdbcStatusCode status = driver().StatementExecuteQuery(&asks, &out, nullptr, &error);
+      if (status == ADBC_STATUS_OK) {
+        arrow_owner stream(out);
+        ArrowArray batch{};
+        const int code = stream->get_next(&*stream, &batch);
+        const arrow_owner<ArrowArray> owned_batch(batch);
+        EXPECT_TRUE(code == 0 || code == ECANCELED) << stream->get_last_error(&*stream);
+        cancelled += code != 0;
+      } else {
+        EXPECT_EQ(status, ADBC_STATUS_CANCELLED) << error.text();
+        ++cancelled;
+      }
+      statement next(on, query);
+      EXPECT_EQ(rows_of(next.execute()), right) << "after moment " << moment << " on " << threads << " threads";
+    }
+    EXPECT_GT(cancelled, 0);
+  }
 }
 
 TEST_F(adbc, threads_have_a_connection_each) {

@@ -54,13 +54,13 @@ TEST(soak, holds_its_memory) {
     for (uint64_t round = 0; !is_over;) {
       // A program closes a session now and then.
       store::sql::session session(tables);
-      store::worker_pool pool(2);
-      std::vector<store::exec::arena> memory(2);
       for (uint64_t more = 0; more < 200 && !is_over; ++more) {
         dice of_query(2, thread, round++);
         try {
           const store::logical::query planned = session.plan(random_query(of_query, made.tables).sql());
           const auto rows = session.operators(planned.root);
+          store::worker_pool pool(2);
+          std::vector<store::exec::arena> memory(2); // keeps what its largest query took
           answer_of(*rows, planned.names, {library, pool, is_over, memory});
           ++answered;
         } catch (const store::error &) {
