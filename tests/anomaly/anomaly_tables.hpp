@@ -51,7 +51,7 @@ inline constexpr const char *anomaly_queries[] = {
 inline std::string digest_of(const store::column &of) {
   uint64_t out = of.rows;
   const auto add = [&](const void *bytes, size_t count) { out = out * 31 + vornenc_hash(bytes, count, 0); };
-  for (const store::batch &rows : of.batches) {
+  for (const store::column_segment &rows : of.segments) {
     add(rows.stream.data(), rows.stored_bytes());
     if (rows.length_bytes() != 0)
       add(rows.lens.data(), rows.length_bytes());
@@ -85,7 +85,7 @@ public:
 
   store::exec::answer rows_of(const store::logical::query &planned, uint32_t threads) {
     const auto rows = store::exec::build(
-        planned.root, [&](const std::string &name) { return both.tables.find(name); }, functions_);
+        planned.root, [&](const store::logical::plan &scan) { return both.tables.find(scan.table); }, functions_);
     store::worker_pool pool(threads);
     std::vector<store::exec::arena> memory(threads);
     const std::atomic<bool> is_interrupted = false;
