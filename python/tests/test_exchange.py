@@ -127,7 +127,9 @@ cell = {
 schema = pa.schema({"i": pa.int64(), "d": pa.float64(), "t": pa.string(), "b": pa.bool_(), "k": pa.int8()})
 
 
-@settings(deadline=None, max_examples=40, suppress_health_check=[HealthCheck.function_scoped_fixture])
+@settings(
+    deadline=None, max_examples=40, suppress_health_check=[HealthCheck.function_scoped_fixture, HealthCheck.too_slow]
+)
 @given(rows=st.lists(st.fixed_dictionaries(cell), max_size=60))
 def test_random_tables_come_back_and_have_duckdbs_answers(db: vorn.Connection, rows: list[dict[str, Any]]) -> None:
     table = pa.Table.from_pylist(rows, schema)

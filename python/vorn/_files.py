@@ -2,14 +2,14 @@
 
 from pathlib import Path
 
-_folder = Path(__file__).parent / "lib"
+_folder = Path(__file__).parent
 
 
 def driver_path() -> Path:
     """The ADBC driver, for driver managers of this and other languages."""
-    return _folder / "libadbc_driver_vorn.so"
+    return next(_folder.glob("lib*/**/libadbc_driver_vorn.so"))
 
 
 def program_path() -> Path:
     """The program vornq."""
-    return _folder / "vornq"
+    return _folder / "bin/vornq"
