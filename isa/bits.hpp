@@ -25,8 +25,8 @@ namespace vorn::inline VORN_LEVEL {
   for (; nrows - row >= step; row += step)
     store_vector(out + row / 64, answers(stream + row / 8));
   if (row < nrows) {
-    alignas(64) uint8_t copy[sizeof(vector)];
-    copy_padded(copy, sizeof copy, stream + row / 8, (nrows - row + 7) / 8,
+    alignas(64) uint8_t copy[2 * sizeof(vector)];
+    copy_padded(copy, sizeof(vector), stream + row / 8, (nrows - row + 7) / 8,
                 nrows % 8 != 0 ? 0xff00U >> nrows % 8 : 0xff);
     uint64_t words[step / 64];
     store_vector(words, answers(copy));

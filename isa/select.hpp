@@ -47,7 +47,7 @@ private:
   uint64_t block_bytes_;
   uint64_t blocks_;
   uint64_t in_stream_;
-  alignas(64) uint8_t rest_[16 * Lanes::bits]; // fewer bytes than two blocks and what is read after them
+  alignas(64) uint8_t rest_[16 * Lanes::bits + sizeof(vector)]; // at most two blocks and what is read after them
 };
 
 // Writes match(word, block) for each word of 64 of nrows codes, zeros up to the end of the last word, and returns the
@@ -59,18 +59,15 @@ template <class Lanes, class Match>
   const uint64_t words = blocks.size(), in_stream = blocks.in_stream(), block_bytes = lanes.block_bytes();
   result_counter ones;
   for (uint64_t first = 0; first < words;) {
-    const uint64_t end = first < in_stream ? std::min(first + result_counter::piece, in_stream) : words;
+    const bool whole = first < in_stream;
+    const uint64_t end = whole ? std::min(first + result_counter::piece, in_stream) : first + 1;
+    const uint64_t rows = whole ? UINT64_MAX : low_bits(nrows - 64 * first);
     const uint8_t *block = blocks[first];
 #pragma GCC unroll words_at_once
     for (uint64_t word = first; word < end; ++word, block += block_bytes) {
-      const uint64_t bits = match(word, block);
+      const uint64_t bits = match(word, block) & rows;
       set_word(out, word, bits);
       ones.add(bits);
-    }
-    if (end == words) {
-      const uint64_t bits = get_word(out, end - 1), beyond = bits & ~low_bits(nrows - 64 * (end - 1));
-      set_word(out, end - 1, bits ^ beyond);
-      ones.remove(beyond);
     }
     ones.add_piece(out + first, end - first);
     first = end;

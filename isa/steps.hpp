@@ -17,8 +17,9 @@ template <class Lanes, class Element>
     const uint64_t end = first < in_stream ? in_stream : first < whole ? whole : blocks.size();
     const uint8_t *block = blocks[first];
     Element *to = first < whole ? out + 64 * first : last;
-    for (; first < end; ++first, block += lanes.block_bytes(), to += 64)
+    for (const Element *const stop = to + 64 * (end - first); to != stop; to += 64, block += lanes.block_bytes())
       unpack_block(lanes, block, to);
+    first = end;
   }
   std::copy_n(last, n % 64, out + n / 64 * 64);
 }

@@ -60,6 +60,7 @@ private:
   // Returns the end of the stored bytes.
   [[gnu::always_inline]] static const uint8_t *expand(const uint8_t *stored, const uint8_t *codes, uint64_t size,
                                                       uint8_t *values) {
+#pragma GCC unroll 4
     for (uint64_t i = 0; i < size; ++i) {
       const unsigned byte = legal(codes[i]);
       const __m128i bytes = _mm_shuffle_epi8(load_half(stored), load_half(expand_shuffles<W>[byte].data()));

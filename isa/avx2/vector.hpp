@@ -88,11 +88,20 @@ inline vector reversed_bytes(vector x) {
          shuffled(in_each_half(to_low), VORN_VECTOR(srli_epi16)(x, 4) & nibble);
 }
 
-// Copies size >= 1 bytes and writes zeros up to a capacity.  Of the last byte only the bits of a mask are copied.
+// Copies size >= 1 bytes and writes zeros up to a capacity, in whole halves.  Of the last byte only the bits of a mask
+// are copied.
 inline void copy_padded(uint8_t *to, uint64_t capacity, const uint8_t *from, uint64_t size, unsigned last_mask) {
-  std::memset(to, 0, capacity);
-  std::memcpy(to, from, size);
-  to[size - 1] = static_cast<uint8_t>(to[size - 1] & last_mask);
+  if (size < half_bytes) {
+    std::memcpy(to, from, size);
+  } else {
+    for (uint64_t at = 0; at + half_bytes < size; at += half_bytes)
+      store_half(to + at, load_half(from + at));
+    store_half(to + size - half_bytes, load_half(from + size - half_bytes));
+  }
+  if (last_mask != 0xff)
+    to[size - 1] = static_cast<uint8_t>(to[size - 1] & last_mask);
+  for (uint64_t at = size; at < capacity; at += half_bytes)
+    store_half(to + at, __m128i{});
 }
 
 // Counts the ones of a stream of vectors.
@@ -117,7 +126,6 @@ public:
   static constexpr uint64_t piece = uint64_t{1} << 32; // words
 
   void add(uint64_t word) { count_ += popcount(word); }
-  void remove(uint64_t bits) { count_ -= popcount(bits); }
   void add_piece(const uint64_t * /*words*/, uint64_t /*nwords*/) {}
   uint32_t count() const { return count_; }
 

@@ -108,7 +108,6 @@ public:
   static constexpr uint64_t piece = 512; // words
 
   void add(uint64_t /*word*/) {}
-  void remove(uint64_t /*bits*/) {}
   void add_piece(const uint64_t *words, uint64_t nwords) {
     count_ += nwords == 1 ? popcount(get_word(words, 0)) : ones_of(words, nwords);
   }
