@@ -21,9 +21,9 @@
 //   gather        65,536 of 1,048,576 values of 1 to 15 bytes, by identifiers of 1 to 8 bytes, pairs, or references
 //   transpose     65,536 rows of four columns: references, then records or values by offsets or entries
 //   bloom         maps of 32 KB to 64 MB; all of 1,048,576 rows, or 10 percent by a filter
-//   hash          65,536 values of 8 bytes, by a trivial hash function
+//   hash          65,536 values of 8 bytes, or codes of 4,096 such values, by a trivial hash function
 //   translate     65,536 keys in tables of 4,096 to 4,194,304 entries; half of the keys have an entry
-//   group_key     one to four columns of 65,536 codes of 8 bits
+//   group_key     one to four columns of 65,536 codes of 5, 8 or 12 bits
 //   sum           65,536 numbers, without keys or with keys of 1 to 1,048,576 groups, also in runs of 1,000 rows
 //   arith, convert
 //                 65,536 numbers

@@ -58,7 +58,7 @@ export const operations = [
     title: 'Expressions',
     names: {
       'translate by 4,096 entries': 'translate/vorn_xlate_sim_ub2_4K',
-      'group key of two columns': 'group_key/shifted_2',
+      'group key of two columns': 'group_key/shifted_2x8',
       'sum by 256 groups, canonical': 'sum/double_canonical_256',
       'product, native': 'arith/vorn_mul_double_n_n',
       'product, canonical': 'arith/vorn_mul_double_c_c',
