@@ -95,7 +95,7 @@ def pandas_bytes(pieces: _cluster.Pieces) -> int:
                 types_mapper=lambda kind: pandas.ArrowDtype(kind) if pa.types.is_string(kind) else None,
                 date_as_object=False,
             )
-            out += sum(len(part) for part in serialize(frame)[1])
+            out += sum(memoryview(part).nbytes for part in serialize(frame)[1])
     return out
 
 
