@@ -41,13 +41,15 @@ TEST_F(memory, of_operators) {
 
 TEST_F(memory, of_planning) {
   for (const char *sql : {anomaly_queries[0], anomaly_queries[3], "FROM range(10) r(i) SELECT sum(i)"})
-    walk(fmt::format("plan of {}", sql), of_memory,
-         [&] { return store::logical::to_text(tables.both.plan(sql).root); }, {}, few);
+    walk(
+        fmt::format("plan of {}", sql), of_memory, [&] { return store::logical::to_text(tables.both.plan(sql).root); },
+        {}, few);
 }
 
 TEST_F(memory, of_loading) {
   for (const char *name : {"one.parquet", "other.parquet"})
-    walk(fmt::format("loading of {}", name), of_memory, [&] { return tables.loaded(name); }, {}, few);
+    walk(
+        fmt::format("loading of {}", name), of_memory, [&] { return tables.loaded(name); }, {}, few);
 }
 
 TEST_F(memory, of_saved_tables) {
@@ -147,18 +149,21 @@ struct driver_records {
 
 TEST_F(memory, of_the_driver) {
   const std::vector<const store::column *> columns = tables.columns_of("other");
-  walk("driver", of_memory, [&] {
-    driver_records on;
-    on.open(tables.folder.path());
-    std::string out = on.query("SELECT key, count(*) FROM one GROUP BY key");
-    store::arrow_owner<ArrowArrayStream> rows = store::exported_rows(tables.ctx, columns, std::nullopt);
-    out += on.query("", &*rows, "taken");
-    out += on.query("SELECT k, w FROM taken WHERE u > 1");
-    ArrowArrayStream objects{};
-    on.check(on.driver.ConnectionGetObjects(&on.connection, 0, nullptr, nullptr, nullptr, nullptr, nullptr, &objects,
-                                            &on.error));
-    return out + on.read(objects);
-  }, {}, few);
+  walk(
+      "driver", of_memory,
+      [&] {
+        driver_records on;
+        on.open(tables.folder.path());
+        std::string out = on.query("SELECT key, count(*) FROM one GROUP BY key");
+        store::arrow_owner<ArrowArrayStream> rows = store::exported_rows(tables.ctx, columns, std::nullopt);
+        out += on.query("", &*rows, "taken");
+        out += on.query("SELECT k, w FROM taken WHERE u > 1");
+        ArrowArrayStream objects{};
+        on.check(on.driver.ConnectionGetObjects(&on.connection, 0, nullptr, nullptr, nullptr, nullptr, nullptr,
+                                                &objects, &on.error));
+        return out + on.read(objects);
+      },
+      {}, few);
 }
 
 } // namespace
