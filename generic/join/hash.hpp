@@ -50,30 +50,6 @@ struct single_hashes {
   }
 };
 
-// Hashes the values of dictionary codes with one seed.  The function is pure, so a column with many more rows than
-// codes calls it once for each code that it has.
-template <class Loop>
-uint32_t hash_codes(uint64_t *out, const vorn_cv &src, vorn_hashfn hashfn, single_seed seed) {
-  constexpr uint32_t widest = 12, fewest_rows = 4096;
-  const uint32_t width = src.vorn_cv_encoding_context->vorn_enc_ctx_width, nrows = src.vorn_cv_nrows;
-  dict_rows rows(src);
-  if (width - 1 >= widest || nrows < fewest_rows || nrows < 2U << width) {
-    Loop::hash(out, rows, nrows, hashfn, seed);
-    return VORN_RESULT_DONE;
-  }
-  uint64_t hashes[1U << widest], known[(1U << widest) / 64] = {};
-  for (uint32_t row = 0; row < nrows; ++row) {
-    const auto code = static_cast<uint32_t>(rows.codes.at(row));
-    if (!(known[code / 64] >> code % 64 & 1)) {
-      const symbol of_code = rows.symbols.at(code);
-      hashes[code] = hashfn(of_code.bytes, static_cast<uint16_t>(of_code.length), seed.seed);
-      known[code / 64] |= uint64_t{1} << code % 64;
-    }
-    out[row] = hashes[code];
-  }
-  return VORN_RESULT_DONE;
-}
-
 // Hashes a whole vector.  A single seed is read once, since the results may overwrite it.
 template <class Loop>
 uint32_t hash_vector(row_form form, const vorn_cv &res, const vorn_cv &src, const vorn_cv &seed, vorn_hashfn hashfn) {
@@ -88,8 +64,6 @@ uint32_t hash_vector(row_form form, const vorn_cv &res, const vorn_cv &src, cons
       Loop::hash(out, rows, src.vorn_cv_nrows, hashfn, strided{seeds, sizeof(uint64_t)});
     return VORN_RESULT_DONE;
   };
-  if (form == row_form::dict && seed.vorn_cv_nrows == 1)
-    return hash_codes<Loop>(out, src, hashfn, single_seed{load<uint64_t>(seeds)});
   return form == row_form::dict ? hash(dict_rows(src)) : visit_values(src, form, {}, hash);
 }
 

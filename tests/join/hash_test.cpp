@@ -77,10 +77,10 @@ TEST_P(hashing, gives_every_row_to_the_function_once) {
   EXPECT_TRUE(offs[0] == 0 && offs[1] == 0);
 }
 
-// A column with more codes than 4,096 gives every row to the function.
-TEST_P(hashing, gives_a_code_of_a_long_column_to_the_function_once) {
+// Also where few codes have many rows.
+TEST_P(hashing, gives_every_row_of_a_long_column_of_codes_to_the_function) {
   constexpr uint32_t n = 9000;
-  for (const auto &[width, ncalls] : each({std::pair{1U, 2U}, {12U, 4096U}, {13U, n}})) {
+  for (const uint32_t width : each({1U, 12U, 13U})) {
     std::vector<std::string> values;
     for (uint32_t i = 0; i < n; ++i)
       values.push_back(std::to_string(i % (1U << width)));
@@ -92,7 +92,7 @@ TEST_P(hashing, gives_a_code_of_a_long_column_to_the_function_once) {
     vorn_cv seed = vorn_test::vector_of(&one_seed, enc, 1), res = vorn_test::vector_of(out.data(), enc, n);
     calls.clear();
     EXPECT_EQ(vorn_global_ctx.vorn_hash_dydi(&res, &rows.cv, &seed, recording, nullptr), VORN_RESULT_DONE);
-    EXPECT_EQ(calls.size(), ncalls);
+    EXPECT_EQ(calls.size(), n);
     for (uint32_t i = 0; i < n; ++i)
       ASSERT_EQ(out[i], vorn_test::mix(values[i].data(), values[i].size(), one_seed)) << "row " << i;
   }
