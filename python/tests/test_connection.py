@@ -55,7 +55,7 @@ def test_errors_are_those_of_the_database_api(db: vorn.Connection, tmp_path: Pat
         ("selec 1", vorn.ProgrammingError, "42601", 'syntax error at or near "selec"'),
         ("from lost", vorn.ProgrammingError, "42P01", "Table with name lost does not exist"),
         ("select row_number() over ()", vorn.NotSupportedError, "0A000", "window functions"),
-        ("select cast('x' as int)", vorn.DataError, "22018", "Could not convert"),
+        ("select cast('x' as int)", vorn.DataError, "22018", "is not a value of INTEGER"),
     ):
         with pytest.raises(kind, match=message) as raised:
             db.sql(query).fetchall()
