@@ -11,11 +11,13 @@
 set -eu
 test=$1 library=$2 kind=${3:-} model=${4:-}
 folder=${VORN_TEST_LIBRARIES:-$(dirname "$test")}
-filter=--gtest_filter="*/$library:*/${library}_without_vbmi"
+filter="--gtest_filter=*/$library:*/${library}_without_vbmi"
 
 case $kind in
   qemu)
     command -v qemu-x86_64 >/dev/null || exit 77
+    # qemu 7.2 takes ymm4 as no index in a gather, so translation by gathers is left out.
+    filter="$filter:-*translation*"
     set -- env VORN_TEST_ONE_IN=40 qemu-x86_64 -cpu "$model" "$test"
     ;;
   *)
