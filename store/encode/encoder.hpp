@@ -18,6 +18,7 @@ namespace store {
 struct encoding_choice {
   std::optional<encoding> form; // nothing: dict, rle where the runs are long, or fixed where many values are distinct
   bool compressed = false;      // the value stream in blocks; not with prefix
+  bool smallest = false;        // without a form: also few values are stored themselves, where that is smaller
 };
 
 // The choices for columns, by their names.
@@ -27,7 +28,8 @@ using choice_map = std::map<std::string, encoding_choice, std::less<>>;
 encoding_choice parse_encoding(std::string_view text);
 
 // Are the keys of a column, of which these are the codes, better stored themselves, as fixed values?
-bool suits_fixed(const coded_rows &rows, const dictionary &entries, key_range keys, const column_type &type);
+bool suits_fixed(const coded_rows &rows, const dictionary &entries, key_range keys, const column_type &type,
+                 bool smallest);
 
 // Fill the batches and the fields that describe the encoding; the rest of the column is there already.  The first
 // stores codes as dict or rle and needs the dictionary; the second stores keys as fixed, dynp or prefix and sets their

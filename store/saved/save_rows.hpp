@@ -14,7 +14,7 @@ namespace store {
 // Saves rows as a table of the store.  The bytes of the file.  Throws store::error as save does.
 uint64_t save_rows(const std::filesystem::path &path, const exec::answer &rows);
 
-// The same bytes in memory: the answer's rows of these numbers, in this order.
+// Such bytes in memory, to be sent: the answer's rows of these numbers, in this order, in small forms.
 vorn_host::aligned_vector<uint8_t> saved_row_bytes(const exec::answer &rows, std::span<const uint32_t> numbers);
 
 // Saves the columns of a table that the store encodes, as they are encoded.

@@ -23,7 +23,7 @@ public:
   // The list of the columns is checked here, and a column when it is loaded.  Throws store::error for what save has not
   // written, and for what has changed since.  The context, with which columns are checked, outlives this.
   saved_table(const vorn_ctx &ctx, const std::filesystem::path &path);
-  // The same of bytes, which are copied.  Messages call them by the name.
+  // The same of bytes, perhaps packed, which are copied.  Messages call them by the name.
   saved_table(const vorn_ctx &ctx, std::span<const uint8_t> bytes, const std::string &name);
 
   void check_encoding(const column_info &info, const encoding_choice &choice) const override;
