@@ -392,9 +392,7 @@ AdbcStatusCode connection_read_partition(AdbcConnection *record, const uint8_t *
     needed(out, "the stream");
     const std::shared_ptr<connection> &on = opened(record);
     const partition part = read_partition(std::span(needed(bytes, "the partition"), count));
-    put(out,
-        rows_of(on, on->begin(), 1,
-                [part, &of = on->of()](sql::session &with, size_t) { return planned(part, of, with); }),
+    put(out, rows_of(on, on->begin(), 1, [part, &of = on->of()](sql::session &, size_t) { return planned(part, of); }),
         part.query);
   });
 }

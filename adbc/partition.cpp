@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include "adbc/failure.hpp"
+#include "sql/plan_json.hpp"
 #include "store/error.hpp"
 
 namespace store::adbc {
@@ -15,7 +16,7 @@ namespace {
 using logical::plan_kind;
 using nlohmann::json;
 
-constexpr int format_version = 1;
+constexpr int format_version = 2;
 
 std::string_view name_of(plan_kind what) {
   switch (what) {
@@ -57,7 +58,8 @@ std::vector<std::string> partitions_of(database &of, const std::string &text, co
                                        size_t row_groups) {
   const std::string &table = scan_of(planned.root).table;
   const std::shared_ptr<exec::table> found = of.tables().find(table);
-  json described = {{"vorn_partition", format_version}, {"query", text}, {"table", table}};
+  json described = {
+      {"vorn_partition", format_version}, {"query", text}, {"plan", sql::plan_text(planned)}, {"table", table}};
   if (of.tables().source_of(table) == nullptr)
     described["database"] = of.identity();
   std::vector<std::string> out;
@@ -87,20 +89,27 @@ partition read_partition(std::span<const uint8_t> bytes) {
   try {
     if (described.at("vorn_partition") != format_version)
       throw invalid_argument("the partition is of another version of the driver");
-    return {described.at("query"),           described.at("table"), described.value("file", ""),
-            described.value("database", ""), described.at("rows"),  {described.at("first"), described.at("end")}};
+    return {described.at("query"),
+            sql::read_plan_text(described.at("plan").get_ref<const std::string &>()),
+            described.at("table"),
+            described.value("file", ""),
+            described.value("database", ""),
+            described.at("rows"),
+            {described.at("first"), described.at("end")}};
+  } catch (const error &e) {
+    throw invalid_argument(e.what());
   } catch (const json::exception &) {
     throw invalid_argument("the bytes are no partition of this driver");
   }
 }
 
-planned_query planned(const partition &part, database &of, sql::session &with) {
+planned_query planned(const partition &part, database &of) {
   if (!part.database.empty() && part.database != of.identity())
     throw not_found(
         fmt::format("the table '{}' of the partition is in the memory of another database; save it in a file "
                     "to read it elsewhere",
                     shortened(part.table)));
-  planned_query out{with.plan(part.query), part.row_groups};
+  planned_query out{part.plan, part.row_groups};
   logical::plan &scan = scan_of(out.query.root);
   if (scan.table != part.table)
     throw invalid_argument("the partition contradicts itself");

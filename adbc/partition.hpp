@@ -26,7 +26,8 @@ std::vector<std::string> partitions_of(database &of, const std::string &text, co
 
 // What a partition asks for.
 struct partition {
-  std::string query;
+  std::string query; // for messages
+  logical::query plan;
   std::string table;    // as the plan names it
   std::string file;     // that is read in its place; empty for the whole table
   std::string database; // the only database with the table; empty for a table of files
@@ -36,7 +37,7 @@ struct partition {
 // Throws failure for bytes that are none.
 partition read_partition(std::span<const uint8_t> bytes);
 
-// The query of a partition on the tables of a session.  Throws failure when the table is not there or has changed.
-planned_query planned(const partition &part, database &of, sql::session &with);
+// The query of a partition on the tables of a database.  Throws failure when the table is not there or has changed.
+planned_query planned(const partition &part, database &of);
 
 } // namespace store::adbc

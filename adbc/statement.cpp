@@ -190,7 +190,7 @@ void statement::set_option(std::string_view key, const std::string &value) {
           fmt::format("the option {} is {} or {}, not '{}'", key, arrow_result, encoded_tables, shortened(value)));
     is_encoded_ = value == encoded_tables;
   } else if (key == partitions_option) {
-    constexpr uint32_t most = 65536;
+    constexpr uint32_t most = 4096;
     split_.partitions = number_in<uint32_t>(key, value, 1, most);
   } else if (key == partition_by_option) {
     split_.by = columns_in(key, value);

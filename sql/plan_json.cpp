@@ -286,33 +286,40 @@ public:
     for (size_t i = 0; i < children; ++i) {
       check(of.children[i]);
       if (of.what == plan_kind::shared && i == 0)
-        kept_.insert_or_assign(of.shared_index, of.children[0].types.size());
+        kept_.insert_or_assign(of.shared_index, of.children[0].types);
     }
-    const size_t left = children > 0 ? of.children[0].types.size() : 0;
-    const size_t right = children > 1 ? of.children[1].types.size() : 0;
+    const types left = children > 0 ? of.children[0].types : types();
+    const types right = children > 1 ? of.children[1].types : types();
+    types both = left;
+    both.insert(both.end(), right.begin(), right.end());
     check(of.expressions, left);
     check(of.groups, left);
-    for (std::vector<expression> &row : of.rows)
-      check(row, 0);
+    for (std::vector<expression> &row : of.rows) {
+      check(row, {});
+      require_types(types_of(row), of.types);
+    }
     for (join_condition &c : of.conditions) {
       check(c.left, left);
       check(c.right, right);
+      if (!is_comparison(c.comparison))
+        refuse("the condition of a join is no comparison");
+      require_type(c.right, c.left.type);
     }
-    check(of.residual, left + right);
-    for (aggregate &a : of.aggregates) {
-      check(a.argument, left);
-      check(a.condition, left);
-    }
+    check_condition(of.residual, both);
+    for (aggregate &a : of.aggregates)
+      check(a, left);
     for (sort_key &key : of.keys)
       check(key.by, left);
+    if (of.what == plan_kind::filter)
+      for (const expression &e : of.expressions)
+        require_type(e, boolean());
     for (const std::vector<size_t> &set : of.grouping_sets)
       for (const size_t group : set)
         if (group >= of.groups.size())
           refuse("a grouping set has a group that is not there");
     if (!of.row_groups.empty() && (of.row_groups.size() != 2 || of.row_groups[0] > of.row_groups[1]))
       refuse("row groups are the first one and the one after the last");
-    if (of.types.size() != columns_of(of, left, right))
-      refuse("an operator has another number of columns than types");
+    check_types(of, left, right, both);
   }
 
 private:
@@ -332,36 +339,83 @@ private:
     }
   }
 
-  size_t columns_of(const plan &of, size_t left, size_t right) const {
+  using types = std::vector<sql_type>;
+
+  static sql_type boolean() { return sql_type("BOOLEAN"); }
+  static types types_of(const std::vector<expression> &of) {
+    types out;
+    for (const expression &e : of)
+      out.push_back(e.type);
+    return out;
+  }
+  static void require_types(const types &of, const types &expected) {
+    if (!std::ranges::equal(of, expected, {}, &sql_type::name, &sql_type::name))
+      refuse("the columns of an operator have other types than its expressions or children");
+  }
+  static void require_type(const expression &of, const sql_type &expected) {
+    if (of.type.name != expected.name)
+      refuse(fmt::format("an expression is a {} instead of a {}", shortened(of.type.name), shortened(expected.name)));
+  }
+
+  // The types of an operator follow from its expressions and from its children.
+  void check_types(const plan &of, const types &left, const types &right, const types &both) const {
+    types expected = left;
     switch (of.what) {
     case plan_kind::scan:
-      return of.table_columns.size();
+      if (of.table_columns.size() != of.types.size())
+        refuse("a scan has another number of columns than types");
+      return;
     case plan_kind::values:
-      for (const std::vector<expression> &row : of.rows)
-        if (row.size() != of.types.size())
-          refuse("a row of values has another number of values than types");
-      return of.types.size();
+      return;
     case plan_kind::projection:
-      return of.expressions.size();
+      expected = types_of(of.expressions);
+      break;
     case plan_kind::join:
-      if (of.join == join_kind::semi || of.join == join_kind::anti)
-        return left;
-      return of.join == join_kind::mark ? left + 1 : left + right;
+      if (of.join == join_kind::mark)
+        expected.push_back(boolean());
+      else if (of.join != join_kind::semi && of.join != join_kind::anti)
+        expected = both;
+      break;
     case plan_kind::cross_product:
-      return left + right;
+      expected = both;
+      break;
     case plan_kind::aggregate:
-      return of.groups.size() + of.aggregates.size();
+      expected = types_of(of.groups);
+      for (const aggregate &a : of.aggregates)
+        expected.push_back(a.type);
+      break;
+    case plan_kind::union_all:
+      require_types(right, left);
+      break;
     case plan_kind::shared:
-      return right;
+      expected = right;
+      break;
     case plan_kind::shared_reference: {
       const auto found = kept_.find(of.shared_index);
       if (found == kept_.end())
         refuse("shared rows are read that are not there");
-      return found->second;
+      expected = found->second;
+      break;
     }
     default:
-      return left;
+      break;
     }
+    require_types(of.types, expected);
+  }
+
+  static void check(aggregate &of, const types &columns) {
+    check(of.argument, columns);
+    check_condition(of.condition, columns);
+    if (of.argument.has_value() == (of.what == aggregate_kind::count_rows))
+      refuse("an aggregate has too few or too many arguments");
+    const bool is_sum = of.what == aggregate_kind::sum || of.what == aggregate_kind::average;
+    const auto is_number = [](const sql_type &type) { return type.held && type.held->is_numeric(); };
+    if (is_sum && !(is_number(of.type) && is_number(of.argument->type)))
+      refuse("a sum is no number");
+    if (of.argument && !is_sum && of.what != aggregate_kind::count)
+      require_type(*of.argument, of.type);
+    if ((!of.argument || of.what == aggregate_kind::count) && of.type.name != "BIGINT")
+      refuse("a count is no BIGINT");
   }
 
   static void check_shape(const expression &of) {
@@ -398,6 +452,7 @@ private:
       refuse("an operation has too few or too many operands");
     if (of.what == operation::constant && of.type.held && !is_of(of.value, *of.type.held))
       refuse(fmt::format("a constant is no {}", shortened(of.type.name)));
+    check_operands(of);
     for (const expression &child : of.children)
       check_shape(child);
   }
@@ -410,24 +465,51 @@ private:
                             : std::holds_alternative<__int128>(value);
   }
 
-  static void check(expression &of, size_t columns) {
+  static void check_operands(const expression &of) {
+    if (is_comparison(of.what) || of.what == operation::in || of.what == operation::not_in)
+      for (const expression &child : of.children)
+        require_type(child, of.children[0].type);
+    if (of.what == operation::all_of || of.what == operation::any_of || of.what == operation::negation)
+      for (const expression &child : of.children)
+        require_type(child, boolean());
+    if (of.what != operation::case_when)
+      return;
+    if (of.children.size() % 2 == 0)
+      refuse("a CASE has no last value");
+    for (size_t i = 0; i < of.children.size(); ++i)
+      require_type(of.children[i], i % 2 == 0 && i + 1 < of.children.size() ? boolean() : of.type);
+  }
+
+  static void check_columns(const expression &of, const types &columns) {
+    if (of.what == operation::column) {
+      if (of.index >= columns.size())
+        refuse(fmt::format("column {} of {}", of.index, columns.size()));
+      require_type(of, columns[of.index]);
+    }
+    for (const expression &child : of.children)
+      check_columns(child, columns);
+  }
+
+  static void check(expression &of, const types &columns) {
     check_shape(of);
-    logical::for_each_column(of, [columns](size_t column) {
-      if (column >= columns)
-        refuse(fmt::format("column {} of {}", column, columns));
-    });
+    check_columns(of, columns);
     logical::write_sql(of);
   }
-  static void check(std::vector<expression> &list, size_t columns) {
+  static void check(std::vector<expression> &list, const types &columns) {
     for (expression &of : list)
       check(of, columns);
   }
-  static void check(std::optional<expression> &of, size_t columns) {
+  static void check(std::optional<expression> &of, const types &columns) {
     if (of)
       check(*of, columns);
   }
+  static void check_condition(std::optional<expression> &of, const types &columns) {
+    check(of, columns);
+    if (of)
+      require_type(*of, boolean());
+  }
 
-  std::map<size_t, size_t> kept_; // columns of shared rows
+  std::map<size_t, types> kept_; // of the columns of shared rows
 };
 
 } // namespace

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "store/chunk/cells.hpp"
+#include "store/chunk/stored_values.hpp"
 #include "store/encode/column_builder.hpp"
 
 namespace store::exec {
@@ -43,7 +44,7 @@ dictionary reduced(const dictionary &from, std::span<uint32_t> codes, const vect
   return dictionary::of(symbols, has_nulls);
 }
 
-column encoded_codes(const std::string &name, const layout &of, const vector &values) {
+column encoded_codes(const std::string &name, const layout &of, const vector &values, bool smallest) {
   column out;
   out.name = name;
   out.type = of.held();
@@ -52,7 +53,7 @@ column encoded_codes(const std::string &name, const layout &of, const vector &va
   const coded_rows rows{codes, {}};
   if (entries.size() != 0 && !of.held().is_bytes() && !of.held().is_wide()) {
     const auto key_of = [&](uint64_t code) { return std::get<int64_t>(entries.value_of(code, of.held().kind)); };
-    if (suits_fixed(rows, entries, {key_of(entries.first_code()), key_of(entries.codes() - 1)}, of.held())) {
+    if (suits_fixed(rows, entries, {key_of(entries.first_code()), key_of(entries.codes() - 1)}, of.held(), smallest)) {
       std::vector<int64_t> keys(codes.size());
       for (size_t row = 0; row < keys.size(); ++row)
         keys[row] = key_of(codes[row]);
@@ -74,8 +75,12 @@ column encoded_codes(const std::string &name, const layout &of, const vector &va
 
 column encoded_column(const std::string &name, const layout &of, const vector &values, const encoding_choice &choice) {
   if (values.form == representation::codes && !choice.form && !choice.compressed)
-    return encoded_codes(name, of, values);
+    return encoded_codes(name, of, values, choice.smallest);
   column_builder building({name, of.type.name, of.held()}, choice);
+  if (values.form == plain_representation(of.held())) {
+    append(building, values, of.held());
+    return building.finish();
+  }
   building.with([&](auto &builder) {
     using value = typename std::remove_reference_t<decltype(builder)>::value;
     for (size_t row = 0; row < values.rows; ++row) {

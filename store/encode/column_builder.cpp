@@ -40,7 +40,7 @@ void code_builder<std::string>::append_run(row r, uint64_t count) {
   counts_.push_back(count);
 }
 
-void code_builder<std::string>::finish(column &out, std::optional<encoding> form) {
+void code_builder<std::string>::finish(column &out, const encoding_choice &choice) {
   std::vector<uint32_t> code_of;
   const auto &entries = out.values.emplace<dictionary>(distinct_.finish(code_of));
   const coded_rows rows{codes_, counts_};
@@ -49,7 +49,7 @@ void code_builder<std::string>::finish(column &out, std::optional<encoding> form
     if (out.type.is_bytes())
       out.plain_bytes += entries.symbol(codes_[i]).size() * rows.count(i);
   }
-  store_codes(out, rows, form);
+  store_codes(out, rows, choice.form);
 }
 
 void code_builder<int64_t>::append_run(row r, uint64_t count) {
@@ -63,7 +63,7 @@ void code_builder<int64_t>::append_run(row r, uint64_t count) {
   counts_.push_back(count);
 }
 
-void code_builder<int64_t>::finish(column &out, std::optional<encoding> form) {
+void code_builder<int64_t>::finish(column &out, const encoding_choice &choice) {
   key_range range{std::numeric_limits<int64_t>::max(), std::numeric_limits<int64_t>::min()};
   auto null = nulls_.begin();
   for (size_t i = 0; i < keys_.size(); ++i)
@@ -81,7 +81,7 @@ void code_builder<int64_t>::finish(column &out, std::optional<encoding> form) {
   std::vector<uint32_t> codes(keys_.size());
   dictionary entries = is_dense ? coded_by_range(range, codes) : coded_by_hash(codes);
   const coded_rows rows{codes, counts_};
-  if (!form && suits_fixed(rows, entries, range, out.type)) {
+  if (!choice.form && suits_fixed(rows, entries, range, out.type, choice.smallest)) {
     std::vector<int64_t> keys;
     for (size_t i = 0; i < counts_.size(); ++i)
       keys.insert(keys.end(), counts_[i], keys_[i]);
@@ -89,7 +89,7 @@ void code_builder<int64_t>::finish(column &out, std::optional<encoding> form) {
     return;
   }
   out.values = std::move(entries);
-  store_codes(out, rows, form);
+  store_codes(out, rows, choice.form);
 }
 
 dictionary code_builder<int64_t>::coded_by_range(key_range range, std::vector<uint32_t> &codes) const {
@@ -187,8 +187,8 @@ column column_builder::finish() {
   out.name = name_;
   out.type = type_;
   with([&](auto &any) {
-    if constexpr (requires { any.finish(out, choice_.form); })
-      any.finish(out, choice_.form);
+    if constexpr (requires { any.finish(out, choice_); })
+      any.finish(out, choice_);
     else
       any.finish(out);
   });

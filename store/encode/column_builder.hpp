@@ -38,7 +38,7 @@ public:
   void append(row r) { codes_.push_back(r); }
   void append_run(row r, uint64_t count);
 
-  void finish(column &out, std::optional<encoding> form);
+  void finish(column &out, const encoding_choice &choice);
 
 private:
   std::string name_;
@@ -70,7 +70,7 @@ public:
   }
   void append_run(row r, uint64_t count);
 
-  void finish(column &out, std::optional<encoding> form);
+  void finish(column &out, const encoding_choice &choice);
 
 private:
   // The dictionary, and the code of each key: by a table over the range of the keys, or by hashing.

@@ -110,12 +110,13 @@ encoding_choice parse_encoding(std::string_view text) {
   return out;
 }
 
-bool suits_fixed(const coded_rows &rows, const dictionary &entries, key_range keys, const column_type &type) {
+bool suits_fixed(const coded_rows &rows, const dictionary &entries, key_range keys, const column_type &type,
+                 bool smallest) {
   // A dictionary of fewer values stays in the cache, and conditions and functions are evaluated once for each value.
   constexpr uint64_t many_values = uint64_t{1} << 16;
   const bool is_whole = !type.is_real() && type.kind != value_kind::boolean;
   const uint32_t width = least_width(std::max<uint64_t>(entries.codes(), 1));
-  if (!is_whole || entries.has_null() || entries.size() <= many_values || has_long_runs(rows, width))
+  if (!is_whole || entries.has_null() || (!smallest && entries.size() <= many_values) || has_long_runs(rows, width))
     return false;
   uint64_t count = 0;
   for (size_t i = 0; i < rows.codes.size(); ++i)
@@ -123,7 +124,7 @@ bool suits_fixed(const coded_rows &rows, const dictionary &entries, key_range ke
   const uint64_t span = static_cast<uint64_t>(keys.high) - static_cast<uint64_t>(keys.low);
   const uint64_t fixed_bytes = count * fixed_bytes_of(span);
   const uint64_t dict_bytes = count * width / 8 + entries.bytes();
-  return fixed_bytes * 2 <= dict_bytes * 3;
+  return smallest ? fixed_bytes < dict_bytes : fixed_bytes * 2 <= dict_bytes * 3;
 }
 
 void store_codes(column &out, const coded_rows &rows, std::optional<encoding> form) {

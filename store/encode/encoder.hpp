@@ -18,6 +18,7 @@ namespace store {
 struct encoding_choice {
   std::optional<encoding> form; // empty: rle if the runs are long, fixed if many values are distinct, otherwise dict
   bool compressed = false;      // the value stream in blocks; not with prefix
+  bool smallest = false;        // without a form: also few values are stored themselves, where that is smaller
 };
 
 // The choices for columns, by their names.
@@ -27,7 +28,8 @@ using choice_map = std::map<std::string, encoding_choice, std::less<>>;
 encoding_choice parse_encoding(std::string_view text);
 
 // Are the keys of a column better stored as fixed values than as these codes?
-bool suits_fixed(const coded_rows &rows, const dictionary &entries, key_range keys, const column_type &type);
+bool suits_fixed(const coded_rows &rows, const dictionary &entries, key_range keys, const column_type &type,
+                 bool smallest);
 
 // Fill the segments and the fields that describe the encoding; the rest of the column is there already. store_codes
 // stores codes as dict or rle and needs the dictionary.  store_keys stores keys as fixed, dynp or prefix and sets their

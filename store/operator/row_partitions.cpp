@@ -106,11 +106,12 @@ struct record {
 class partitioner {
 public:
   explicit partitioner(uint32_t partitions)
-      : partitions_(partitions), bits_(hash_bits(partitions)), records_(areas() * area_records), next_(areas()),
-        end_(areas()), out_(partitions) {
+      : partitions_(partitions), bits_(hash_bits(partitions)),
+        area_records_(std::clamp<size_t>((size_t{1} << 20) / areas(), 16, 256)), records_(areas() * area_records_),
+        next_(areas()), end_(areas()), out_(partitions) {
     for (size_t area = 0; area < areas(); ++area) {
       next_[area] = first_of(area);
-      end_[area] = first_of(area) + area_records;
+      end_[area] = first_of(area) + area_records_;
     }
     vorn_build_partition_buffer(&buffer_, nullptr, next_.data(), end_.data(), 63, static_cast<uint8_t>(64 - bits_),
                                 VORN_PB_RID);
@@ -140,8 +141,6 @@ public:
   }
 
 private:
-  static constexpr size_t area_records = 256; // before they are taken out
-
   // An area belongs to each value of the first bits of a hash value.  A number of partitions that is no power of two
   // has 16 areas or more for each partition, so that partitions differ by a sixteenth at most.
   static uint32_t hash_bits(uint32_t partitions) {
@@ -149,7 +148,7 @@ private:
     return std::has_single_bit(partitions) ? bits : bits + 4;
   }
   size_t areas() const { return size_t{1} << bits_; }
-  record *first_of(size_t area) { return &records_[area * area_records]; }
+  record *first_of(size_t area) { return &records_[area * area_records_]; }
 
   void empty(size_t area) {
     std::vector<uint32_t> &to = out_[area * partitions_ >> bits_];
@@ -160,6 +159,7 @@ private:
 
   size_t partitions_;
   uint32_t bits_;
+  size_t area_records_; // before they are taken out
   std::vector<record> records_;
   std::vector<void *> next_;
   std::vector<void *> end_;

@@ -99,8 +99,17 @@ public:
 
 private:
   void prepare(const query_run &run) override {
-    first_->open(run);
-    second_->open(run);
+    first_->open(run, filters_of(*first_));
+    second_->open(run, filters_of(*second_));
+  }
+  // A filter is one of the values as they lie in a column, so it fits a child whose column lies in the same way.
+  std::vector<column_filter> filters_of(const relation &child) const {
+    std::vector<column_filter> out;
+    for (const column_filter &f : filters())
+      if (child.columns()[f.column].form == columns_[f.column].form &&
+          child.columns()[f.column].entries == columns_[f.column].entries)
+        out.push_back(f);
+    return out;
   }
   std::unique_ptr<stream> made_stream(const query_run &run, arena &memory) override {
     return std::make_unique<union_stream>(*first_, *second_, columns_, needed_, counted(run), run, memory);

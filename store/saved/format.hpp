@@ -35,6 +35,10 @@ static_assert(std::endian::native == std::endian::little);
 inline constexpr std::array<char, 8> magic = {'\x93', 'v', 'o', 'r', 'n', '\r', '\n', '\x1a'};
 inline constexpr uint32_t current_version = 1;
 
+// The bytes of a file as they are sent: this, their number as 8 bytes, and the bytes compressed in blocks.
+inline constexpr std::array<char, 8> packed_magic = {'\x93', 'v', 'o', 'r', 'n', 'p', '\n', '\x1a'};
+inline constexpr uint64_t packed_at = packed_magic.size() + sizeof(uint64_t);
+
 struct header {
   std::array<char, 8> begin = magic;
   uint32_t version = current_version;

@@ -1,6 +1,7 @@
 #include "store/saved/save.hpp"
 
 #include <algorithm>
+#include <cstring>
 #include <utility>
 #include <vector>
 
@@ -9,6 +10,7 @@
 #include "store/saved/format.hpp"
 #include "store/saved/replaced_file.hpp"
 #include <vorn/encode.h>
+#include <vorn/qpak_encoder.hpp>
 
 namespace store {
 
@@ -161,6 +163,21 @@ vorn_host::aligned_vector<uint8_t> saved_bytes(std::span<const saved_column> col
       out.resize(place + some.size());
     std::ranges::copy(some, out.begin() + static_cast<ptrdiff_t>(place));
   });
+  return out;
+}
+
+vorn_host::aligned_vector<uint8_t> packed(vorn_host::aligned_vector<uint8_t> bytes) {
+  constexpr uint64_t most = uint64_t{1} << 31; // a compressed stream has sizes of 32 bits
+  if (bytes.size() > most)
+    return bytes;
+  const std::vector<uint8_t> blocks = vorn_host::qpak_encode(bytes.data(), bytes.size());
+  if (packed_at + blocks.size() >= bytes.size())
+    return bytes;
+  const uint64_t size = bytes.size();
+  vorn_host::aligned_vector<uint8_t> out(packed_at + blocks.size());
+  std::ranges::copy(packed_magic, out.begin());
+  std::memcpy(out.data() + packed_magic.size(), &size, sizeof size);
+  std::ranges::copy(blocks, out.begin() + packed_at);
   return out;
 }
 

@@ -25,4 +25,7 @@ uint64_t save(const std::filesystem::path &path, std::span<const saved_column> c
 // The same bytes in memory.
 vorn_host::aligned_vector<uint8_t> saved_bytes(std::span<const saved_column> columns);
 
+// The same bytes to be sent, which saved_table reads too: compressed, where that makes them fewer.
+vorn_host::aligned_vector<uint8_t> packed(vorn_host::aligned_vector<uint8_t> bytes);
+
 } // namespace store

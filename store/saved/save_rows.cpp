@@ -15,14 +15,15 @@ namespace {
 
 // Columns of an answer, encoded, on some of its rows or on all of them.  `write` takes them as saved columns.
 template <class Write>
-auto with_columns(const exec::answer &rows, std::optional<std::span<const uint32_t>> numbers, const Write &write) {
+auto with_columns(const exec::answer &rows, std::optional<std::span<const uint32_t>> numbers,
+                  const encoding_choice &choice, const Write &write) {
   const std::vector<std::string> names = distinct_names(rows.names);
   std::vector<column> columns;
   exec::arena memory;
   for (size_t c = 0; c < names.size(); ++c) {
     const exec::vector all = rows.rows.values(c);
     columns.push_back(
-        exec::encoded_column(names[c], rows.columns[c], numbers ? exec::gathered(all, *numbers, memory) : all));
+        exec::encoded_column(names[c], rows.columns[c], numbers ? exec::gathered(all, *numbers, memory) : all, choice));
     memory.rewind({});
   }
   std::vector<saved_column> saved;
@@ -45,11 +46,14 @@ auto with_columns(exec::table &of, const Write &write) {
 } // namespace
 
 uint64_t save_rows(const std::filesystem::path &path, const exec::answer &rows) {
-  return with_columns(rows, {}, [&](std::span<const saved_column> columns) { return save(path, columns); });
+  return with_columns(rows, {}, {}, [&](std::span<const saved_column> columns) { return save(path, columns); });
 }
 
 vorn_host::aligned_vector<uint8_t> saved_row_bytes(const exec::answer &rows, std::span<const uint32_t> numbers) {
-  return with_columns(rows, numbers, [](std::span<const saved_column> columns) { return saved_bytes(columns); });
+  encoding_choice choice;
+  choice.smallest = true;
+  return with_columns(rows, numbers, choice,
+                      [](std::span<const saved_column> columns) { return packed(saved_bytes(columns)); });
 }
 
 uint64_t save_table(const std::filesystem::path &path, exec::table &of) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <limits>
 #include <numeric>
 #include <set>
 #include <string_view>
@@ -15,6 +16,8 @@
 #include "store/error.hpp"
 #include "store/saved/validation.hpp"
 #include <vorn/encode.h>
+#include <vorn/host.h>
+#include <vorn/qpak_encoder.hpp>
 
 namespace store {
 
@@ -22,8 +25,26 @@ using namespace saved;
 
 namespace {
 
-owned_bytes copy_of(std::span<const uint8_t> bytes) {
-  const auto copied = std::make_shared<vorn_host::aligned_vector<uint8_t>>(bytes.begin(), bytes.end());
+owned_bytes copy_of(std::span<const uint8_t> bytes, const std::string &name) {
+  const auto copied = std::make_shared<vorn_host::aligned_vector<uint8_t>>();
+  if (bytes.size() < packed_at || std::memcmp(bytes.data(), packed_magic.data(), packed_magic.size()) != 0) {
+    copied->assign(bytes.begin(), bytes.end());
+  } else {
+    uint64_t size = 0;
+    std::memcpy(&size, bytes.data() + packed_magic.size(), sizeof size);
+    // The decoder wants aligned bytes and does not know where they end.
+    const vorn_host::aligned_vector<uint8_t> blocks(bytes.begin() + packed_at, bytes.end());
+    constexpr uint64_t most_compressed = 256; // times as many bytes as LZ4 makes of them, at least
+    uint32_t made = 0;
+    const bool is_whole = blocks.size() > vorn_host::cache_line && size / most_compressed < blocks.size() &&
+                          size <= std::numeric_limits<uint32_t>::max() &&
+                          vorn_host::qpak_stream_size(blocks.data(), blocks.size()) == blocks.size();
+    if (is_whole)
+      copied->resize(size);
+    if (!is_whole ||
+        qpak_decode(nullptr, nullptr, blocks.data(), copied->data(), &made, static_cast<uint32_t>(size), 0, 0, 0) != 0)
+      throw error(fmt::format("{} is damaged: its blocks do not decompress", shortened(name)));
+  }
   return {*copied, copied, [] { return false; }};
 }
 
@@ -104,7 +125,7 @@ saved_table::saved_table(const vorn_ctx &ctx, const std::filesystem::path &path)
     : saved_table(ctx, mapped_file(path), path) {}
 
 saved_table::saved_table(const vorn_ctx &ctx, std::span<const uint8_t> bytes, const std::string &name)
-    : saved_table(ctx, copy_of(bytes), name) {}
+    : saved_table(ctx, copy_of(bytes, name), name) {}
 
 saved_table::saved_table(const vorn_ctx &ctx, owned_bytes file, const std::filesystem::path &path)
     : ctx_(ctx), file_name_(shortened(path.string())), file_(std::move(file)) {

@@ -24,7 +24,7 @@ public:
   // file that save did not write, and for a file that changed afterwards.  Columns are checked with the context.  The
   // context outlives this object.
   saved_table(const vorn_ctx &ctx, const std::filesystem::path &path);
-  // The same for bytes.  The constructor copies them.  Messages use the name for them.
+  // The same for bytes, which may be compressed.  The constructor copies them.  Messages use the name for them.
   saved_table(const vorn_ctx &ctx, std::span<const uint8_t> bytes, const std::string &name);
 
   void check_encoding(const column_info &info, const encoding_choice &choice) const override;

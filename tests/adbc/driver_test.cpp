@@ -288,6 +288,11 @@ TEST_F(adbc, wrong_calls_are_errors) {
       {"no row groups", argument,
        [&](auto *e) { return d.StatementSetOptionDouble(&asks, "vorn.partition_row_groups", .5, e); }},
       {"unknown option", lacks, [&](auto *e) { return d.StatementSetOptionBytes(&asks, "colour", bytes, 2, e); }},
+      {"no such result", argument, [&](auto *e) { return d.StatementSetOption(&asks, "vorn.result", "json", e); }},
+      {"no partitions", argument, [&](auto *e) { return d.StatementSetOptionInt(&asks, "vorn.partitions", 0, e); }},
+      {"no column", argument, [&](auto *e) { return d.StatementSetOption(&asks, "vorn.partition_by", "0,,1", e); }},
+      {"no query", state,
+       [&](auto *e) { return d.StatementGetOption(&empty_statement, "vorn.plan", text, &length, e); }},
       {"unknown option", none, [&](auto *e) { return d.StatementGetOption(&asks, "colour", text, &length, e); }},
       {"unknown option", none, [&](auto *e) { return d.StatementGetOptionBytes(&asks, "x", bytes, &length, e); }},
       {"unknown option", none, [&](auto *e) { return d.StatementGetOptionInt(&asks, "colour", &number, e); }},
@@ -742,6 +747,215 @@ TEST_F(adbc, partitions_are_the_rows_of_a_query) {
   const rows stale = partitions("SELECT i FROM kept");
   ASSERT_THAT(ingested(on, "kept", "append", "FROM brief"), ElementsAre("200000"));
   EXPECT_THAT(read(on, stale[0]), ElementsAre(HasSubstr("has changed")));
+}
+
+// Values of options whose length the caller does not know.
+std::string text_option(statement &of, const char *key) {
+  failed_call error;
+  size_t length = 0;
+  if (driver().StatementGetOption(&of, key, nullptr, &length, &error) != ADBC_STATUS_OK)
+    return error.text();
+  std::string out(length, '\0');
+  expect_ok(driver().StatementGetOption(&of, key, out.data(), &length, &error), error);
+  return out.substr(0, length - 1);
+}
+std::string bytes_option(connection &of, const std::string &key) {
+  failed_call error;
+  size_t length = 0;
+  if (driver().ConnectionGetOptionBytes(&of, key.c_str(), nullptr, &length, &error) != ADBC_STATUS_OK)
+    return error.text();
+  std::string out(length, '\0');
+  expect_ok(
+      driver().ConnectionGetOptionBytes(&of, key.c_str(), reinterpret_cast<uint8_t *>(out.data()), &length, &error),
+      error);
+  return out;
+}
+std::string set_bytes(connection &of, const std::string &key, const std::string &value) {
+  failed_call error;
+  driver().ConnectionSetOptionBytes(&of, key.c_str(), reinterpret_cast<const uint8_t *>(value.data()), value.size(),
+                                    &error);
+  return error.text();
+}
+std::string replaced(std::string text, const std::string &from, const std::string &to) {
+  const size_t at = text.find(from);
+  EXPECT_NE(at, text.npos) << from;
+  return at == text.npos ? text : text.replace(at, from.size(), to);
+}
+
+TEST_F(adbc, plans_are_run_elsewhere) {
+  database in(in_folder()), other;
+  connection on(in), elsewhere(other);
+  const std::string sample = folder_.path("sample.parquet");
+  const auto plan_of = [&](const std::string &query) {
+    statement asks(on, replaced(query, "sample", fmt::format("'{}'", sample)));
+    return text_option(asks, "vorn.plan");
+  };
+  const auto run = [&](const std::string &plan) {
+    statement runs(elsewhere);
+    failed_call error;
+    const AdbcStatusCode status = driver().StatementSetOption(&runs, "vorn.plan", plan.c_str(), &error);
+    ArrowArrayStream out{};
+    if (status != ADBC_STATUS_OK || driver().StatementExecuteQuery(&runs, &out, nullptr, &error) != ADBC_STATUS_OK)
+      return rows{fmt::format("{} {}", status, error.text())};
+    EXPECT_EQ(text_option(runs, "vorn.plan"), plan);
+    return rows_of(arrow_owner(out));
+  };
+  for (const char *query : {"SELECT k, count(*) AS c, avg(d) AS a FROM sample WHERE t < 'text 5' GROUP BY k ORDER BY k",
+                            "SELECT i, n FROM sample ORDER BY d DESC LIMIT 0.01 PERCENT"})
+    EXPECT_EQ(run(plan_of(query)), expected(query)) << query;
+
+  const char *const part = "SELECT i, t FROM sample WHERE k = 1";
+  const std::string whole = plan_of(part);
+  rows all;
+  for (const char *row_groups : {"[0,1]", "[1,2]", "[2,9]"}) // of the file, which has two
+    for (const std::string &row :
+         run(replaced(whole, R"("operator":"scan")", fmt::format(R"("operator":"scan","row_groups":{})", row_groups))))
+      all.push_back(row);
+  EXPECT_EQ(all, expected(part));
+
+  const std::string several = plan_of("SELECT k FROM sample WHERE d < 5 OR t IS NULL");
+  const struct {
+    std::string plan, message;
+  } forged[] = {
+      {"", "5 not a plan: "},
+      {R"({"names": ["a"]})", "another number of names"},
+      {replaced(several, R"("scan")", R"("scam")"), "5 not a plan: \"scam\" is unknown"},
+      {replaced(several, R"("types":["BIGINT")", R"("types":["DATE")"), "5 not a plan: "},
+      {replaced(several, R"("type":"VARCHAR")", R"("type":"BIGINT")"), "instead of a VARCHAR"},
+      {replaced(whole, R"("table_columns":[0)", R"("table_columns":[99)"), "not those of the plan"},
+      {replaced(whole, R"("table_columns":[0)", R"("table_columns":[5)"), "not those of the plan"},
+      {replaced(whole, R"("operator":"scan")", R"("operator":"scan","row_groups":[3,2])"), "5 not a plan: row groups"},
+      {replaced(whole, "sample", "lost"), "lost.parquet"},
+  };
+  for (const auto &[plan, message] : forged)
+    EXPECT_THAT(run(plan), ElementsAre(HasSubstr(message))) << plan;
+}
+
+// A row of an encoded result.
+struct encoded_part {
+  int32_t partition;
+  int64_t rows;
+  std::string table;
+};
+std::vector<encoded_part> encoded(connection &on, const std::string &query, const char *partitions, const char *by) {
+  statement asks(on, query);
+  asks.set("vorn.result", "vorn");
+  asks.set("vorn.partitions", partitions);
+  asks.set("vorn.partition_by", by);
+  arrow_owner<ArrowArrayStream> stream = asks.execute();
+  std::vector<encoded_part> out;
+  for (;;) {
+    ArrowArray batch{};
+    EXPECT_EQ(stream->get_next(&*stream, &batch), 0);
+    const arrow_owner<ArrowArray> owned_batch(ArrowArray{batch});
+    if (batch.release == nullptr)
+      return out;
+    const auto *const end = static_cast<const int64_t *>(batch.children[2]->buffers[1]) + 1;
+    out.push_back({*static_cast<const int32_t *>(batch.children[0]->buffers[1]),
+                   *static_cast<const int64_t *>(batch.children[1]->buffers[1]),
+                   {static_cast<const char *>(batch.children[2]->buffers[2]), static_cast<size_t>(*end)}});
+  }
+}
+
+TEST_F(adbc, equal_values_are_in_equal_partitions_of_encoded_results) {
+  database in(in_folder()), other;
+  connection on(in), elsewhere(other);
+  const std::string stored = "SELECT * FROM sample";
+  // The same values without dictionaries, in other representations, and in another order.
+  const std::string computed = "SELECT i + 0 AS i, k + 0 AS k, t || '' AS t, d * 1 AS d, n + 0.00 AS n, (h + 0)::"
+                               "DECIMAL(38,0) AS h, day + 0 AS day, NOT b AS b FROM sample ORDER BY t, i DESC";
+  for (const char *by : {"0", "1", "2", "3", "4", "5", "6", "2,5,1"}) {
+    SCOPED_TRACE(by);
+    std::vector<rows> numbers[2];
+    for (const bool is_computed : {false, true}) {
+      int64_t sum = 0;
+      rows keys;
+      for (const encoded_part &part : encoded(on, is_computed ? computed : stored, "5", by)) {
+        ASSERT_EQ(set_bytes(elsewhere, "vorn.table.part", part.table), "");
+        sum += part.rows;
+        numbers[is_computed].resize(static_cast<size_t>(part.partition) + 1);
+        numbers[is_computed].back() = answer(elsewhere, "SELECT i FROM part ORDER BY i", "i");
+        EXPECT_EQ(numbers[is_computed].back().size(), static_cast<size_t>(part.rows));
+        EXPECT_EQ(answer(elsewhere,
+                         "SELECT count(*) AS c FROM part WHERE i % 5 = 0 AND t IS NULL OR t = 'text ' || "
+                         "(i % 100)::VARCHAR AND n = i * 0.25 AND h = i::DECIMAL(38,0) * 1000000000000",
+                         "c"),
+                  rows{std::to_string(part.rows)});
+        for (std::string &row : answer(elsewhere, "SELECT DISTINCT k FROM part", "k"))
+          keys.push_back(std::move(row));
+      }
+      EXPECT_EQ(sum, 200'000);
+      EXPECT_EQ(keys.size() == 7, std::string_view(by) == "1") << "each key is in one partition";
+    }
+    EXPECT_EQ(numbers[0], numbers[1]);
+  }
+  const std::string zeros = "SELECT CASE k WHEN 0 THEN -0.0::DOUBLE WHEN 1 THEN i * 0.0::DOUBLE ELSE 0 END AS z "
+                            "FROM sample";
+  EXPECT_EQ(encoded(on, zeros, "64", "0").size(), 1U);
+  EXPECT_THAT(encoded(on, "SELECT i FROM sample WHERE i < 0", "4", "0"), IsEmpty());
+  for (const auto &[partitions, by] : {std::pair("2", ""), {"2", "8"}}) {
+    statement asks(on, stored);
+    asks.set("vorn.result", "vorn");
+    asks.set("vorn.partitions", partitions);
+    asks.set("vorn.partition_by", by);
+    EXPECT_EQ(driver().StatementExecuteQuery(&asks, nullptr, nullptr, nullptr), ADBC_STATUS_INVALID_ARGUMENT);
+  }
+}
+
+TEST_F(adbc, tables_are_bytes) {
+  database in(in_folder()), other;
+  connection on(in), elsewhere(other);
+  const std::string bytes = bytes_option(on, "vorn.table.sample");
+  const std::string packed = encoded(on, "FROM sample", "1", "").front().table;
+  EXPECT_LT(packed.size(), bytes.size());
+  for (const std::string &some : {bytes, packed}) {
+    ASSERT_EQ(set_bytes(elsewhere, "vorn.table.Copy", some), "");
+    EXPECT_EQ(answer(elsewhere, "FROM copy"), expected("FROM sample"));
+    for (size_t at : {size_t{0}, size_t{9}, size_t{20}, some.size() / 3, some.size() / 2}) {
+      std::string damaged = some;
+      damaged[at] = static_cast<char>(damaged[at] ^ 0x10);
+      if (const std::string message = set_bytes(elsewhere, "vorn.table.damaged", damaged); !message.empty()) {
+        EXPECT_THAT(message, HasSubstr("damaged ")) << at;
+      } else {
+        failed_call error;
+        statement reads(elsewhere, "FROM damaged");
+        EXPECT_NE(driver().StatementExecuteQuery(&reads, nullptr, nullptr, &error), ADBC_STATUS_OK) << at;
+        EXPECT_THAT(error.text(), HasSubstr("damaged is damaged")) << at;
+      }
+    }
+    EXPECT_NE(set_bytes(elsewhere, "vorn.table.cut", some.substr(0, some.size() - 1)), "");
+  }
+  EXPECT_EQ(set_bytes(elsewhere, "vorn.table.copy", ""), "");
+  EXPECT_THAT(bytes_option(elsewhere, "vorn.table.copy"), HasSubstr("no such table"));
+  EXPECT_NE(set_bytes(elsewhere, "vorn.table.", bytes), "");
+}
+
+TEST_F(adbc, statistics_are_known_without_rows) {
+  database in(in_folder()), other;
+  connection on(in), elsewhere(other);
+  const std::string file = folder_.path("some.vorn"), parquet = folder_.path("some.parquet");
+  for (const std::string &path : {file, parquet})
+    statement(on, fmt::format("COPY (SELECT i, t, d, h FROM sample WHERE i < 70000) TO '{}'", path)).execute();
+  const std::string of_file = bytes_option(on, "vorn.statistics." + file);
+  for (const char *part :
+       {R"("rows":70000)", R"({"distinct":70000,"name":"i","type":"BIGINT"})", R"("distinct":80,"name":"t")",
+        R"({"max":{"integer":"65535"},"min":{"integer":"0"},"nulls":0})", R"("min":{"integer":"65536"})",
+        R"({"max":{"bytes":"74657874203939"},"min":{"bytes":"746578742031"},"nulls":13108})",
+        R"("max":{"integer":"69999000000000000"})"})
+    EXPECT_THAT(of_file, HasSubstr(part));
+  const std::string of_parquet = bytes_option(on, "vorn.statistics." + parquet);
+  for (const char *part : {R"("rows":70000)", R"({"distinct":70000,"name":"i","type":"BIGINT"})",
+                           R"("max":{"integer":"69999"},"min":{"integer":"0"},"nulls":0)",
+                           R"("max":{"bytes":"74657874203939"},"min":{"bytes":"746578742031"},"nulls":14000)"})
+    EXPECT_THAT(of_parquet, HasSubstr(part));
+  ASSERT_EQ(set_bytes(elsewhere, "vorn.statistics.described", of_file), "");
+  statement joins(elsewhere, "SELECT count(*) FROM described a JOIN described b USING (i) WHERE a.t = 'text 1'");
+  EXPECT_THAT(text_option(joins, "vorn.plan"), HasSubstr(R"("table":"described")"));
+  failed_call error;
+  EXPECT_NE(driver().StatementExecuteQuery(&joins, nullptr, nullptr, &error), ADBC_STATUS_OK);
+  EXPECT_THAT(error.text(), HasSubstr("only planned"));
+  EXPECT_THAT(set_bytes(elsewhere, "vorn.statistics.described", "{}"), HasSubstr("not the statistics"));
+  EXPECT_THAT(bytes_option(on, "vorn.statistics.lost"), HasSubstr("no such table"));
 }
 
 // A query that would take hours: each row with each other one.
