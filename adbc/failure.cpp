@@ -35,6 +35,7 @@ constexpr cause causes[] = {
     {"Not implemented Error", "", ADBC_STATUS_NOT_IMPLEMENTED, "0A000"},
     {"IO Error", "", ADBC_STATUS_IO, "58030"},
     {"INTERNAL Error", "", ADBC_STATUS_INTERNAL, "XX000"},
+    {"Out of Memory Error", "", ADBC_STATUS_INTERNAL, "53200"},
     {"INTERRUPT Error", "", ADBC_STATUS_CANCELLED, "57014"},
     {"not executed", "", ADBC_STATUS_NOT_IMPLEMENTED, "0A000"},
     {"no such table", "", ADBC_STATUS_NOT_FOUND, "42P01"},

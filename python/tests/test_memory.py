@@ -26,8 +26,10 @@ for query, expected in (
         found = db.sql(query).fetchall()
         assert len(found) == 600_000 if expected is None else found == expected, query
         answers += 1
-    except (vorn.Error, MemoryError) as error:
-        assert "memory" in str(error), error
+    except MemoryError:  # of Python, for the rows
+        pass
+    except vorn.Error as error:
+        assert "memory" in str(error).lower(), error
 assert db.sql(few).fetchall() == [(10,)]
 print(answers)
 """
@@ -40,7 +42,7 @@ def test_little_memory(tmp_path: Path) -> None:
         db.register("numbers", {"id": range(600_000), "other": [i * 7919 % 600_000 for i in range(600_000)]})
         db.execute(f"copy (select id, other, 'text ' || id as name from numbers) to '{file}'")
     answers = []
-    for megabytes in ("5", "1000"):
+    for megabytes in ("20", "1000"):
         ran = subprocess.run(
             [sys.executable, "-c", script, file, megabytes], capture_output=True, text=True, timeout=120, check=False
         )
