@@ -9,7 +9,6 @@
 
   #include "generic/bitvec/combine.hpp"
   #include "generic/bitvec/iterate.hpp"
-  #include "generic/decode/burst.hpp"
   #include "generic/decode/code_steps.hpp"
   #include "generic/expr/translate.hpp"
   #include "generic/join/bloom.hpp"
@@ -32,8 +31,6 @@ template <unsigned W, class Element>
 using steps = code_steps<W, Element>;
 
 // From selected runs to rows.
-using run_loop = single_runs;
-
 // Combinations of bit vectors, and lists of the positions of their ones.
 using bitvec_loops = single_words;
 using ones_loop = single_bits;

@@ -129,14 +129,14 @@ std::vector<std::string> statements(std::string_view text) {
 namespace {
 
 // The properties of a table that the table function vorn_table reports.
-struct described_table {
+struct foreign_table {
   std::vector<std::pair<std::string, duckdb_logical_type>> columns;
   uint64_t rows = 0;
 };
-using described_tables = std::map<std::string, described_table>;
+using foreign_tables = std::map<std::string, foreign_table>;
 
 void bind_table(duckdb_bind_info info) {
-  const auto &tables = *static_cast<const described_tables *>(duckdb_bind_get_extra_info(info));
+  const auto &tables = *static_cast<const foreign_tables *>(duckdb_bind_get_extra_info(info));
   duckdb_value parameter = duckdb_bind_get_parameter(info, 0);
   char *name = duckdb_get_varchar(parameter);
   if (const auto found = tables.find(name); found == tables.end()) {
@@ -206,7 +206,7 @@ struct planner::state {
   std::map<std::string, duckdb::logical_type> types; // by their names
   std::map<std::string, std::string> statistics;     // the queries that made the rows of tables, by the tables' names
   uint64_t most_rows = 0;                            // of the tables with statistics
-  described_tables described;                        // by the names in the views
+  foreign_tables described;                          // by the names in the views
   struct known_view {
     std::string name; // as in the query that made the view
     std::weak_ptr<exec::table> of;
@@ -240,7 +240,7 @@ void planner::state::add_view(const std::string &name) {
   view = {};
   if (!table)
     return;
-  described_table &of = described[name];
+  foreign_table &of = described[name];
   of.rows = table->rows();
   for (const column_info &column : table->columns())
     of.columns.emplace_back(column.name, type_named(column.sql_type));

@@ -17,7 +17,7 @@ namespace {
 using nlohmann::json;
 
 // Of a column whose streams are not needed.
-void add_column(table_statistics &to, const column &from) {
+void add_column(table_statistics &to, const store::column &from) {
   to.distinct.emplace_back(from.most_distinct());
   for (size_t group = 0; group < from.segments.size(); ++group) {
     const zone &held = from.segments[group].held;

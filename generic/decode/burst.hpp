@@ -83,31 +83,29 @@ inline void set_rows(uint64_t *out, row_range run) {
   last->bits = tail;
 }
 
-// Takes one selected run after the other.  The engine of a level may have another loop.
-struct single_runs {
-  // Sets the rows of the selected runs among nruns runs in a vector of zeros.  Returns the number of these rows.
-  template <class Runs>
-  static uint32_t set(Runs runs, const uint64_t *selected, uint32_t nruns, uint64_t *out) {
-    uint32_t count = 0;
-    for (uint32_t block = 0; block < nruns; block += 64) {
-      runs.enter(block);
-      uint64_t word = get_word(selected, block / 64) & low_bits(nruns - block);
-      for (; word != 0; word &= word - 1) {
-        const row_range rows = runs.at(block, static_cast<uint32_t>(std::countr_zero(word)));
-        set_rows(out, rows);
-        count += rows.rows;
-      }
+// Sets the rows of the selected runs among nruns runs in a vector of zeros, one run after the other.  Returns the
+// number of these rows.
+template <class Runs>
+uint32_t set_runs(Runs runs, const uint64_t *selected, uint32_t nruns, uint64_t *out) {
+  uint32_t count = 0;
+  for (uint32_t block = 0; block < nruns; block += 64) {
+    runs.enter(block);
+    uint64_t word = get_word(selected, block / 64) & low_bits(nruns - block);
+    for (; word != 0; word &= word - 1) {
+      const row_range rows = runs.at(block, static_cast<uint32_t>(std::countr_zero(word)));
+      set_rows(out, rows);
+      count += rows.rows;
     }
-    return count;
   }
-};
+  return count;
+}
 
-template <class Runs, class Loop>
+template <class Runs>
 uint32_t burst(vorn_cv *res, vorn_cv *src, vorn_aux *aux) {
   const vorn_enc_ctx &enc = *src->vorn_cv_encoding_context;
   uint64_t *out = res->vorn_cv_bv;
   clear_words(out, words_of(res->vorn_cv_nrows));
-  const uint32_t count = Loop::set(Runs(enc), aux->vorn_aux_filter_bv, enc.vorn_enc_ctx_rle_nruns, out);
+  const uint32_t count = set_runs(Runs(enc), aux->vorn_aux_filter_bv, enc.vorn_enc_ctx_rle_nruns, out);
   res->vorn_cv_popc = count;
   return count == 0 ? VORN_RESULT_EMPTY : VORN_RESULT_DONE;
 }

@@ -1,6 +1,6 @@
 // The burst kernels.
 #include "frame/assertion.hpp"
-#include "generic/engine.hpp"
+#include "generic/decode/burst.hpp"
 #include "generic/families.hpp"
 
 namespace {
@@ -21,7 +21,7 @@ VORN_KERNELS_BEGIN
     VORN_ASSERT(src->vorn_cv_encoding_context->vorn_enc_ctx_flags &VORN_RLE,                                           \
                 "(((((src)->vorn_cv_encoding_context))->vorn_enc_ctx_flags) & (VORN_RLE))", "generic/vornc_generic");  \
     VORN_ASSERT(res->vorn_cv_bv != aux->vorn_aux_filter_bv, "vorn_bv_res != vorn_bv_aux", "generic/vornc_generic");    \
-    return vorn::burst<runs##suffix<w>, vorn::engine::run_loop>(res, src, aux);                                        \
+    return vorn::burst<runs##suffix<w>>(res, src, aux);                                                                \
   }
 VORN_RLE_BURST_KERNELS(VORN_DEFINE_BURST)
 

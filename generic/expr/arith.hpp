@@ -55,7 +55,7 @@ private:
   Float block_[arith_block];
 };
 
-// Computes one row after the other.  An engine of a level may replace it.
+// Computes one row after the other.
 template <class Float>
 struct single_operations {
   using loop = void (*)(uint8_t *out, const uint8_t *left, const uint8_t *right, uint32_t count);
@@ -90,7 +90,7 @@ private:
 };
 
 // The result may overwrite the rows of an operand: each block is read before it is written.
-template <template <class> class Loops, class Float>
+template <class Float>
 [[gnu::noinline]] uint32_t arith(arith_op op, number_form left_form, number_form right_form, bool to_sum,
                                  const vorn_cv &res, const vorn_cv &left, const vorn_cv &right) {
   const bool left_constant = left.vorn_cv_encoding_context->vorn_enc_ctx_flags & VORN_CONST;
@@ -99,7 +99,7 @@ template <template <class> class Loops, class Float>
   auto *out = static_cast<uint8_t *>(res.vorn_cv_vals);
   const uint8_t *overwritten = to_sum ? nullptr : out;
   operand<Float> a(left, left_form, left_constant, overwritten), b(right, right_form, right_constant, overwritten);
-  const auto run = Loops<Float>::loop_of(op, a.form(), b.form());
+  const auto run = single_operations<Float>::loop_of(op, a.form(), b.form());
   // The additions of a short block overlap with the operations of the next block.
   constexpr uint32_t summed_block = 512 / sizeof(Float);
   const uint32_t block = to_sum ? summed_block : a.uses_block() || b.uses_block() ? arith_block : nrows;

@@ -10,7 +10,7 @@ namespace {
 template <class Float>
 uint32_t convert(const vorn_cv &res, const vorn_cv &src, bool to_sum) {
   if (to_sum)
-    return sum_floats<ordered_sums, Float>(res, src, nullptr);
+    return sum_floats<Float>(res, src, nullptr);
   if (is_native(src)) // there is nothing to convert
     return VORN_RESULT_NO_IMPLEMENTATION;
   single_numbers::decode<canonical_numbers<Float>>(static_cast<uint8_t *>(res.vorn_cv_vals),
@@ -34,7 +34,7 @@ uint32_t vorn_convert_dydi(vorn_cv *res, vorn_cv *src, vorn_aux *aux) {
   if (type & VORN_NUM_DOUBLE)
     return convert<double>(*res, *src, to_sum);
   if ((type & VORN_NUM_DSB) && to_sum)
-    return sum_dsb<ordered_sums>(*res, *src, nullptr);
+    return sum_dsb(*res, *src, nullptr);
   return VORN_RESULT_NO_IMPLEMENTATION;
 }
 

@@ -6,14 +6,13 @@ VORN_KERNELS_BEGIN
 
 uint32_t vorn_gby_sum_dydi(vorn_cv *res, vorn_cv *src, vorn_cv *grp, vorn_aux *) {
   using namespace vorn::expr;
-  using loop = ordered_sums;
   switch (src->vorn_cv_encoding_context->vorn_enc_ctx_num_type) {
   case VORN_NUM_FLOAT:
-    return sum_floats<loop, float>(*res, *src, grp);
+    return sum_floats<float>(*res, *src, grp);
   case VORN_NUM_DOUBLE:
-    return sum_floats<loop, double>(*res, *src, grp);
+    return sum_floats<double>(*res, *src, grp);
   case VORN_NUM_DSB:
-    return sum_dsb<loop>(*res, *src, grp);
+    return sum_dsb(*res, *src, grp);
   default:
     return VORN_RESULT_NO_IMPLEMENTATION;
   }

@@ -21,9 +21,8 @@ uint32_t vorn_ht_build_dydi(vorn_hash_table *ht, vorn_cv *src, vorn_cv *values, 
   const value_source source = form == hashrid || form == hashgdrid ? value_source::record
                               : flags_of(*values) & VORN_AUTORID   ? value_source::autorid
                                                                    : value_source::payload;
-  return visit_layout(*ht, [=]<class Layout>(Layout) {
-    return build<single_inserts, Layout>(form, source, *ht, *src, *values, part, hashfn, *aux);
-  });
+  return visit_layout(
+      *ht, [=]<class Layout>(Layout) { return build<Layout>(form, source, *ht, *src, *values, part, hashfn, *aux); });
 }
 
 VORN_KERNELS_END

@@ -14,7 +14,7 @@ struct inserted_rows {
   strided tags;
 };
 
-// Inserts one row after the other.  An engine of a level may replace it by a loop that leaves the same tables.
+// Inserts one row after the other.
 struct single_inserts {
   // Does the first bucket of every row have a free slot?  The buckets are in the cache afterwards.
   template <class Layout, class Find>
@@ -85,7 +85,7 @@ private:
   }
 };
 
-template <class Loop, class Layout>
+template <class Layout>
 [[gnu::noinline]] uint32_t build(row_form form, value_source source, const vorn_hash_table &ht, const vorn_cv &src,
                                  const vorn_cv &values, int32_t part, vorn_hashfn hashfn, vorn_aux &aux) {
   key_batch keys(src, form, hashfn, aux);
@@ -104,8 +104,8 @@ template <class Loop, class Layout>
     const inserted_rows rows = {keys.count(), keys.hashed(), keys.hashes(), coded ? keys.codes() : keys.hashes()};
     const auto insert = [&](const auto &from) {
       return with_finder<Layout>(bits, tables, [&](auto find) {
-        const bool room = Loop::template touch<Layout>(rows, find);
-        return Loop::template insert<Layout>(rows, from, find, bits, free, end, room);
+        const bool room = single_inserts::touch<Layout>(rows, find);
+        return single_inserts::insert<Layout>(rows, from, find, bits, free, end, room);
       });
     };
     const uint32_t inserted =

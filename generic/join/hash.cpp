@@ -40,7 +40,7 @@ uint32_t vorn_hash_dydi(vorn_cv *res, vorn_cv *src, vorn_cv *seed, vorn_hashfn h
   const row_form form = first_set(forms, flags_of(*src));
   if (!(flags_of(*seed) & VORN_HASH_VALUES) || form == none)
     return VORN_RESULT_REFUSED;
-  return hash_vector<loop>(form, *res, *src, *seed, hashfn);
+  return hash_vector(form, *res, *src, *seed, hashfn);
 }
 
 VORN_KERNELS_END

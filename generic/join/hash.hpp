@@ -26,7 +26,7 @@ struct single_seed {
   }
 };
 
-// Hashes one row after the other.  An engine of a level may replace it where it knows the function.
+// Hashes one row after the other.
 struct single_hashes {
   // A hash value for each of `count` rows.
   template <class Rows, class Seeds>
@@ -51,17 +51,17 @@ struct single_hashes {
 };
 
 // Hashes a whole vector.  A single seed is read once, since the results may overwrite it.
-template <class Loop>
-uint32_t hash_vector(row_form form, const vorn_cv &res, const vorn_cv &src, const vorn_cv &seed, vorn_hashfn hashfn) {
+inline uint32_t hash_vector(row_form form, const vorn_cv &res, const vorn_cv &src, const vorn_cv &seed,
+                            vorn_hashfn hashfn) {
   if (hashfn == nullptr) // the library has no hash function of its own
     return VORN_RESULT_NO_IMPLEMENTATION;
   const auto *seeds = static_cast<const uint8_t *>(seed.vorn_cv_vals);
   auto *out = static_cast<uint64_t *>(res.vorn_cv_vals);
   const auto hash = [&](auto rows) -> uint32_t {
     if (seed.vorn_cv_nrows == 1)
-      Loop::hash(out, rows, src.vorn_cv_nrows, hashfn, single_seed{load<uint64_t>(seeds)});
+      single_hashes::hash(out, rows, src.vorn_cv_nrows, hashfn, single_seed{load<uint64_t>(seeds)});
     else
-      Loop::hash(out, rows, src.vorn_cv_nrows, hashfn, strided{seeds, sizeof(uint64_t)});
+      single_hashes::hash(out, rows, src.vorn_cv_nrows, hashfn, strided{seeds, sizeof(uint64_t)});
     return VORN_RESULT_DONE;
   };
   return form == row_form::dict ? hash(dict_rows(src)) : visit_values(src, form, {}, hash);

@@ -15,7 +15,7 @@ uint32_t vorn_ht_probe_dydi(vorn_cv *res, vorn_cv *src, vorn_cv *left, vorn_hash
     return VORN_RESULT_REFUSED;
   return visit_layout(*ht, [=]<class Layout>(Layout) {
     const bool has_left = !(flags_of(*left) & VORN_AUTORID);
-    return probe<block_matches, Layout>(form, has_left, *res, *src, *left, *ht, hashfn, *aux);
+    return probe<Layout>(form, has_left, *res, *src, *left, *ht, hashfn, *aux);
   });
 }
 

@@ -32,8 +32,7 @@ struct match_count {
 inline uint32_t any_bit(uint32_t x) { return (0 - x) >> 31; }
 
 // Looks rows up a block at a time.  First the first bucket of each row gives at most one match, without a branch.  Then
-// the pairs are written, together with the pairs of rows that have more of them.  An engine of a level may replace it
-// by a loop that finds the same pairs.
+// the pairs are written, together with the pairs of rows that have more of them.
 struct block_matches {
   static constexpr uint32_t block_rows = 128;
   static constexpr uint32_t ahead = 32; // the number of rows whose buckets are prefetched
@@ -182,7 +181,8 @@ private:
     }
   }
 };
-template <class Loop, class Layout>
+
+template <class Layout>
 [[gnu::noinline]] uint32_t probe(row_form form, bool has_left, vorn_cv &res, const vorn_cv &src, const vorn_cv &left,
                                  const vorn_hash_table &ht, vorn_hashfn hashfn, vorn_aux &aux) {
   key_batch keys(src, form, hashfn, aux);
@@ -205,7 +205,7 @@ template <class Loop, class Layout>
                                                : strided{},
                               .has_left = has_left,
                               .first_id = left.vorn_cv_autorid + keys.first()};
-    const match_count found = Loop::template match<Layout>(rows, bits, tables, out + written * 16, capacity - written);
+    const match_count found = block_matches::match<Layout>(rows, bits, tables, out + written * 16, capacity - written);
     written += found.pairs;
     if (found.rows < rows.count) {
       keys.save_position(found.rows, aux);

@@ -2,7 +2,6 @@
 #pragma once
 
 #include "generic/bitvec/combine.hpp"
-#include "generic/decode/burst.hpp"
 #include "isa/avx2/gather.hpp"
 #include "isa/avx2/ones.hpp"
 #include "isa/scan.hpp"
@@ -19,8 +18,6 @@ using dynp_rows = lane_dynp<W, Tz>;
 
 template <unsigned W, class Element>
 using steps = lane_steps<W, Element>;
-
-using run_loop = single_runs;
 
 using bitvec_loops = single_words;
 using ones_loop = byte_ones;

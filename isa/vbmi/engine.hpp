@@ -1,7 +1,6 @@
 // The engine of processors with AVX-512 that also have VBMI, VBMI2, BITALG, VPOPCNTDQ and GFNI: vectors of 64 bytes.
 #pragma once
 
-#include "generic/decode/burst.hpp"
 #include "isa/avx2/gather.hpp"
 #include "isa/scan.hpp"
 #include "isa/steps.hpp"
@@ -18,8 +17,6 @@ using dynp_rows = lane_dynp<W, Tz>;
 
 template <unsigned W, class Element>
 using steps = lane_steps<W, Element>;
-
-using run_loop = single_runs;
 
 using bitvec_loops = vector_words;
 using ones_loop = word_ones;

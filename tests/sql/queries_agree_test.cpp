@@ -24,12 +24,7 @@ namespace {
 using namespace vorn_test;
 using rows = std::vector<std::vector<std::string>>;
 
-constexpr uint32_t databases = 10;
-
-uint64_t chosen_number(const char *variable, uint64_t otherwise) {
-  const char *text = std::getenv(variable);
-  return text == nullptr ? otherwise : std::strtoull(text, nullptr, 10);
-}
+constexpr uint32_t agreeing_databases = 10;
 
 class queries_agree : public testing::TestWithParam<uint32_t> {
 protected:
@@ -110,13 +105,13 @@ protected:
 };
 
 TEST_P(queries_agree, with_themselves) {
-  const uint64_t wanted = chosen_number("VORN_AGREEING_QUERIES", AGREEING_QUERIES) / databases;
+  const uint64_t wanted = chosen_number("VORN_AGREEING_QUERIES", AGREEING_QUERIES) / agreeing_databases;
   while (compared_ < wanted && failed_ < 10 * wanted && !HasFailure())
     compare_forms(random_rows_and_condition(random_, made_.tables));
   std::cout << fmt::format("{} answers compared, {} queries failed\n", compared_, failed_);
   EXPECT_GE(compared_, wanted);
 }
 
-INSTANTIATE_TEST_SUITE_P(of, queries_agree, testing::Range(0U, databases));
+INSTANTIATE_TEST_SUITE_P(of, queries_agree, testing::Range(0U, agreeing_databases));
 
 } // namespace

@@ -30,10 +30,6 @@ using namespace vorn_test;
 
 constexpr uint32_t databases = 25;
 
-uint32_t chosen_number(const char *variable, uint32_t otherwise) {
-  const char *text = std::getenv(variable);
-  return text == nullptr ? otherwise : static_cast<uint32_t>(std::strtoul(text, nullptr, 10));
-}
 const uint32_t seed = chosen_number("VORN_SEED", 1);
 const uint32_t queries = chosen_number("VORN_RANDOM_QUERIES", RANDOM_QUERIES) / databases; // of each database
 

@@ -1,6 +1,8 @@
 // Random queries over random tables.
 #pragma once
 
+#include <cstdint>
+#include <cstdlib>
 #include <span>
 #include <string>
 
@@ -8,6 +10,12 @@
 #include "tests/sql/syntax.hpp"
 
 namespace vorn_test {
+
+// The number in an environment variable, or another one if there is no such variable.
+inline uint32_t chosen_number(const char *variable, uint32_t otherwise) {
+  const char *text = std::getenv(variable);
+  return text == nullptr ? otherwise : static_cast<uint32_t>(std::strtoul(text, nullptr, 10));
+}
 
 // A query whose columns are called r0, r1, ...  Parts of it say which columns have rounded values, by which ones it is
 // ordered, and where it has a limit.
