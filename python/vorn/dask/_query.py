@@ -34,7 +34,7 @@ def sql(text: str, /, **tables: Table) -> Query:
     ``vorn.fan-in``
         How many partial aggregates a task merges (16).
     ``vorn.skew``
-        A partition of an exchange with so many times the rows of the mean is split (4).
+        A partition of an exchange is split if it has more than this many times the mean number of rows (4).
     """
     return Query(text, tables)
 

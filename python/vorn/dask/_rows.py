@@ -12,7 +12,7 @@ from distributed import Future
 from ._plan import Node, no_rows, scan, union, walk, width
 from ._zones import Zone
 
-# Operators over so many rows cost less than sending their result.
+# Up to this number of rows, running the operators again costs less than sending their result.
 _few_rows = 65536
 
 
