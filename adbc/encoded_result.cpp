@@ -20,8 +20,9 @@ arrow_buffer buffer_of(Elements... elements) {
 
 class encoded_result final : public result {
 public:
-  encoded_result(std::shared_ptr<execution> run, exec::answer rows, std::vector<std::vector<uint32_t>> partitions)
-      : run_(std::move(run)), rows_(std::move(rows)), partitions_(std::move(partitions)) {}
+  encoded_result(std::shared_ptr<execution> run, exec::answer rows, std::vector<std::vector<uint32_t>> partitions,
+                 table_form form)
+      : run_(std::move(run)), rows_(std::move(rows)), partitions_(std::move(partitions)), form_(form) {}
 
   ArrowSchema schema() override {
     return exported(schema_parts{"+s", "", {}, false, {{"i", "partition"}, {"l", "rows"}, {"Z", "table"}}});
@@ -35,7 +36,8 @@ public:
     if (next_ == partitions_.size())
       return {};
     const std::vector<uint32_t> numbers = std::exchange(partitions_[next_], {});
-    vorn_host::aligned_vector<uint8_t> bytes = saved_row_bytes(rows_, numbers);
+    vorn_host::aligned_vector<uint8_t> bytes =
+        form_ == table_form::file ? saved_row_bytes(rows_, numbers) : sent_row_bytes(rows_, numbers);
     array_parts out{1, 0, {{}}};
     out.children.push_back({1, 0, {{}, buffer_of(static_cast<int32_t>(next_++))}});
     out.children.push_back({1, 0, {{}, buffer_of(static_cast<int64_t>(numbers.size()))}});
@@ -48,13 +50,14 @@ private:
   std::shared_ptr<execution> run_;
   exec::answer rows_;
   std::vector<std::vector<uint32_t>> partitions_; // row numbers
+  table_form form_;
   size_t next_ = 0;
 };
 
 } // namespace
 
 std::unique_ptr<result> encoded_rows(connection &on, std::shared_ptr<execution> run, logical::query query,
-                                     partitioning split) {
+                                     partitioning split, table_form form) {
   for (const size_t column : split.by)
     if (column >= query.root.types.size())
       throw invalid_argument(
@@ -68,7 +71,7 @@ std::unique_ptr<result> encoded_rows(connection &on, std::shared_ptr<execution> 
   exec::kept_rows kept = exec::all_rows_as_they_are(*rows, {on.of().library(), threads, run->is_cancelled, memory});
   exec::answer answer{std::move(query.names), rows->columns(), std::move(kept)};
   auto partitions = exec::row_partitions(on.of().library(), answer, split.by, split.partitions);
-  return std::make_unique<encoded_result>(std::move(run), std::move(answer), std::move(partitions));
+  return std::make_unique<encoded_result>(std::move(run), std::move(answer), std::move(partitions), form);
 }
 
 } // namespace store::adbc

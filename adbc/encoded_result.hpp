@@ -19,9 +19,14 @@ struct partitioning {
   std::vector<size_t> by;
 };
 
+enum class table_form : uint8_t {
+  sent, // small, for another process
+  file  // the bytes of a .vorn file
+};
+
 // Runs the query here.  A batch of the stream is a partition, which is encoded when the batch is read.  Throws failure
 // for a column that is not there, and for several partitions without a column.
 std::unique_ptr<result> encoded_rows(connection &on, std::shared_ptr<execution> run, logical::query query,
-                                     partitioning split);
+                                     partitioning split, table_form form);
 
 } // namespace store::adbc

@@ -45,7 +45,8 @@ constexpr const char *result_option = "vorn.result";
 constexpr const char *partitions_option = "vorn.partitions";
 constexpr const char *partition_by_option = "vorn.partition_by";
 constexpr std::string_view arrow_result = "arrow";
-constexpr std::string_view encoded_tables = "vorn";
+constexpr std::pair<std::string_view, table_form> encoded_results[] = {{"vorn", table_form::sent},
+                                                                       {"file", table_form::file}};
 
 template <class Number>
 Number number_in(std::string_view key, std::string_view value, Number least, Number most) {
@@ -185,10 +186,12 @@ void statement::set_option(std::string_view key, const std::string &value) {
     bound_.reset();
     values_.reset();
   } else if (key == result_option) {
-    if (value != arrow_result && value != encoded_tables)
-      throw invalid_argument(
-          fmt::format("the option {} is {} or {}, not '{}'", key, arrow_result, encoded_tables, shortened(value)));
-    is_encoded_ = value == encoded_tables;
+    const auto *const chosen =
+        std::ranges::find(encoded_results, std::string_view(value), &std::pair<std::string_view, table_form>::first);
+    const bool is_encoded = chosen != std::end(encoded_results);
+    if (!is_encoded && value != arrow_result)
+      throw invalid_argument(fmt::format("the option {} is arrow, vorn or file, not '{}'", key, shortened(value)));
+    encoded_ = is_encoded ? std::optional(chosen->second) : std::nullopt;
   } else if (key == partitions_option) {
     constexpr uint32_t most = 4096;
     split_.partitions = number_in<uint32_t>(key, value, 1, most);
@@ -224,7 +227,10 @@ std::string statement::option(std::string_view key) {
   if (key == plan_option)
     return sql::plan_text(planned(*begin()));
   if (key == result_option)
-    return std::string(is_encoded_ ? encoded_tables : arrow_result);
+    return std::string(
+        encoded_
+            ? std::ranges::find(encoded_results, *encoded_, &std::pair<std::string_view, table_form>::second)->first
+            : arrow_result);
   if (key == partitions_option)
     return std::to_string(split_.partitions);
   if (key == partition_by_option)
@@ -325,9 +331,9 @@ logical::query statement::planned(execution &run) {
 }
 
 std::unique_ptr<result> statement::execute_query(std::shared_ptr<execution> run) {
-  if (is_encoded_) {
+  if (encoded_) {
     logical::query query = planned(*run);
-    return encoded_rows(*on_, std::move(run), std::move(query), split_);
+    return encoded_rows(*on_, std::move(run), std::move(query), split_, *encoded_);
   }
   if (plan_)
     return rows_of(on_, std::move(run), 1, [plan = *plan_](sql::session &, size_t) { return planned_query{plan, {}}; });

@@ -80,8 +80,8 @@ private:
   bool is_temporary_ = false;
   bool binds_by_name_ = false;
   size_t partition_row_groups_ = default_partition_row_groups;
-  bool is_encoded_ = false; // the result
-  partitioning split_;      // of an encoded result
+  std::optional<table_form> encoded_; // the form of the result, if it is encoded
+  partitioning split_;                // of an encoded result
   std::optional<arrow_owner<ArrowArrayStream>> bound_;
   std::shared_ptr<const bound_values> values_; // of `bound_`, which has been read then
   mutable std::mutex guard_;                   // of the execution

@@ -50,6 +50,10 @@ uint64_t save_rows(const std::filesystem::path &path, const exec::answer &rows) 
 }
 
 vorn_host::aligned_vector<uint8_t> saved_row_bytes(const exec::answer &rows, std::span<const uint32_t> numbers) {
+  return with_columns(rows, numbers, {}, [](std::span<const saved_column> columns) { return saved_bytes(columns); });
+}
+
+vorn_host::aligned_vector<uint8_t> sent_row_bytes(const exec::answer &rows, std::span<const uint32_t> numbers) {
   encoding_choice choice;
   choice.smallest = true;
   return with_columns(rows, numbers, choice,

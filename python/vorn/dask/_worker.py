@@ -64,11 +64,12 @@ def run(
     partitions: int = 1,
     partition_by: str = "",
     columns: Sequence[str] | None = None,
+    form: str = "vorn",
 ) -> Pieces:
     """Runs a plan.  Its scans name files and ``pieces``.
 
     The rows of the result are split by the values of the columns ``partition_by``.  Its columns have names, or none
-    that matter.
+    that matter.  ``form`` is ``file`` for tables that are written to files.
     """
     # Another task of the process may have the same pieces, so that the tables have names of their own.
     root = json.loads(plan)
@@ -80,7 +81,7 @@ def run(
         statement.set_options(
             **{
                 "vorn.plan": plan_text(root, names, columns),
-                "vorn.result": "vorn",
+                "vorn.result": form,
                 "vorn.partitions": partitions,
                 "vorn.partition_by": partition_by,
             }
@@ -97,7 +98,7 @@ def run(
 
 def write(plan: str, columns: Sequence[str], file: str) -> str:
     """Runs a plan, and writes its rows to a .vorn file, which has its name when it is complete."""
-    made = run(plan, {}, columns=columns)
+    made = run(plan, {}, columns=columns, form="file")
     unfinished = Path(f"{file}.{uuid.uuid4().hex}")
     try:
         unfinished.write_bytes(made.tables[0])
