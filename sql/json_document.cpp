@@ -103,7 +103,10 @@ json_document::json_document(const std::string &text) : tree_(new json) {
   json::sax_parse(with_quoted_numbers(text), &builder);
 }
 json_document::json_document(json_document &&) noexcept = default;
-json_document &json_document::operator=(json_document &&) noexcept = default;
+json_document &json_document::operator=(json_document &&other) noexcept {
+  tree_.swap(other.tree_);
+  return *this;
+}
 json_document::~json_document() = default;
 
 void json_document::emptied::operator()(json *tree) const {

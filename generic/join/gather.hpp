@@ -31,16 +31,16 @@ struct located_values {
 
 // Row identifiers: numbers of 1 to 8 bytes, or one half of a pair.
 struct identifiers {
-  identifiers(const vorn_cv &src, const vorn_aux &aux) : at(static_cast<const uint8_t *>(src.vorn_cv_vals)) {
+  identifiers(const vorn_cv &src, const vorn_aux &aux) : at_(static_cast<const uint8_t *>(src.vorn_cv_vals)) {
     const bool pairs = !(flags_of(src) & VORN_FIXED);
-    step = pairs ? pair_size : stride_of(src);
-    size = pairs ? 8 : std::min<uint32_t>(step, 8);
+    step_ = pairs ? pair_size : stride_of(src);
+    size_ = pairs ? 8 : std::min<uint32_t>(step_, 8);
     if (pairs && !(aux.vorn_aux_flags & VORN_AUX_RID))
-      at += 8;
+      at_ += 8;
   }
 
   void read(uint64_t *ids, uint64_t first, uint32_t count) const {
-    switch (step) {
+    switch (step_) {
     case pair_size:
       return widen<uint64_t, pair_size>(ids, first, count);
     case 8:
@@ -54,7 +54,7 @@ struct identifiers {
     default:
       for (uint32_t i = 0; i < count; ++i) {
         ids[i] = 0;
-        copy_short(reinterpret_cast<uint8_t *>(&ids[i]), at + (first + i) * step, size);
+        copy_short(reinterpret_cast<uint8_t *>(&ids[i]), at_ + (first + i) * step_, size_);
       }
     }
   }
@@ -65,12 +65,12 @@ private:
   template <class T, uint32_t Step>
   void widen(uint64_t *ids, uint64_t first, uint32_t count) const {
     for (uint32_t i = 0; i < count; ++i)
-      ids[i] = load<T>(at + (first + i) * Step);
+      ids[i] = load<T>(at_ + (first + i) * Step);
   }
 
-  const uint8_t *at;
-  uint32_t step;
-  uint32_t size;
+  const uint8_t *at_;
+  uint32_t step_;
+  uint32_t size_;
 };
 
 // What a result needs of a value.
@@ -94,7 +94,10 @@ struct dlp_partition {
 
   value at(uint64_t row) const {
     const auto word = load<uint64_t>(words, row);
-    return {reinterpret_cast<const uint8_t *>(base + (word >> 16 & field_mask)), static_cast<uint16_t>(word)};
+    // Without a base the result is no address, and a null pointer has no bytes after it.
+    const uintptr_t address = base + (word >> 16 & field_mask);
+    return {reinterpret_cast<const uint8_t *>(address),
+            static_cast<uint16_t>(word)}; // NOLINT(performance-no-int-to-ptr)
   }
 
   const uint8_t *words;

@@ -28,7 +28,7 @@ public:
         columns_(infos_.size()), values_(infos_.size()) {}
   // A table of which only the numbers of rows and of different values of each column are known.  Queries on it are
   // planned and not run.
-  table(std::string name, std::vector<column_info> columns, uint64_t rows, std::vector<uint64_t> distinct)
+  table(const std::string &name, std::vector<column_info> columns, uint64_t rows, std::vector<uint64_t> distinct)
       : table(name, std::move(columns), rows, [name](size_t) -> std::shared_ptr<const store::column> {
           throw error(fmt::format("the table '{}' has no rows: queries on it are only planned", shortened(name)));
         }) {

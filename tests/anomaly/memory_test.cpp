@@ -141,7 +141,7 @@ struct driver_records {
       check(driver.StatementBindStream(&statement, bound, &error));
     ArrowArrayStream stream{};
     check(driver.StatementExecuteQuery(&statement, &stream, nullptr, &error));
-    const std::string out = read(stream);
+    std::string out = read(stream);
     check(driver.StatementRelease(&statement, &error));
     return out;
   }

@@ -137,7 +137,7 @@ TEST(build_encoding, sets_its_fields_and_clears_or_keeps_the_others) {
   for (const auto &[name, build] : builders)
     add(name, build);
   // A dictionary goes before dynamic packing, and fixed values are the rest.
-  for (const uint32_t flags : {0x100, 0x400, 0x800, 0x0, 0x508, 0x540, 0xc08, 0x940, 0x8, 0x40, 0x1ffffb7})
+  for (const uint32_t flags : {0x100U, 0x400U, 0x800U, 0x0U, 0x508U, 0x540U, 0xc08U, 0x940U, 0x8U, 0x40U, 0x1ffffb7U})
     add("flags " + std::to_string(flags), [&](context *enc) { encode(enc, flags); });
   // The type of an encoding context after a call.
   const auto type_after = [](auto build) {

@@ -228,7 +228,7 @@ TEST(start_up, chooses_loads_and_checks_a_library) {
       }
       const std::string events = process.events() + end;
       if (policy == vorn_host::error_policy::resume)
-        found.push_back(name + which.name + ": " + events);
+        found.push_back(std::string(name).append(which.name).append(": ").append(events));
       else if (!found.back().ends_with(": " + events))
         found.push_back("  the reporter unwinds: " + events);
     }
