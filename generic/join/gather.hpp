@@ -96,8 +96,8 @@ struct dlp_partition {
     const auto word = load<uint64_t>(words, row);
     // Without a base the result is no address, and a null pointer has no bytes after it.
     const uintptr_t address = base + (word >> 16 & field_mask);
-    return {reinterpret_cast<const uint8_t *>(address),
-            static_cast<uint16_t>(word)}; // NOLINT(performance-no-int-to-ptr)
+    // NOLINTNEXTLINE(performance-no-int-to-ptr)
+    return {reinterpret_cast<const uint8_t *>(address), static_cast<uint16_t>(word)};
   }
 
   const uint8_t *words;

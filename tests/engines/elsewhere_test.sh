@@ -22,6 +22,8 @@ case $kind in
     ;;
   *)
     if [ -n "${VORN_EMULATOR:-}" ]; then
+      # An emulator may refuse a gather whose index is in zmm16 to zmm31.  Only clang makes such gathers, of sets.
+      [ -z "${VORN_TEST_LIBRARIES:-}" ] || filter="$filter:-*sets*"
       # shellcheck disable=SC2086 # it has options
       set -- $VORN_EMULATOR ${model:+--cpu "$model"} --file "$folder/$library.so" --file "$folder/without_vbmi" \
         ${VORN_TEST_LIBRARIES:+--env "VORN_TEST_LIBRARIES=$VORN_TEST_LIBRARIES"} --env VORN_TEST_ONE_IN=40 "$test"
