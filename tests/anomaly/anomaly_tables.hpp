@@ -36,7 +36,7 @@ inline constexpr const char *anomaly_queries[] = {
     "SELECT i, code, sum(big) FROM one GROUP BY i, code ORDER BY i, code",
     "SELECT huge, id, raw, max(moment), bool_or(flag) FROM one GROUP BY ALL ORDER BY ALL",
     "SELECT one.i, w FROM one JOIN other ON one.huge = other.huge AND one.n > other.n WHERE i < 900 ORDER BY i, w",
-    "SELECT i FROM one WHERE key IN (SELECT k FROM other) AND NOT EXISTS (FROM other WHERE k = key AND u = 1)",
+    "SELECT i FROM one WHERE key IN (SELECT k FROM other) AND NOT EXISTS (FROM other WHERE k=key AND u=1) ORDER BY i",
     "SELECT a.i, b.i FROM one a JOIN one b ON a.i = b.i + 7 WHERE a.n = 5 ORDER BY ALL",
     "SELECT o.k, p.u FROM other o, other p WHERE o.w < p.w AND o.n > 3 ORDER BY ALL",
     "WITH g AS MATERIALIZED (SELECT t, count(*) AS c FROM one GROUP BY t) FROM g UNION ALL FROM g ORDER BY t, c",
