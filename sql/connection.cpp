@@ -88,9 +88,9 @@ bool statement::is_query() const {
 std::vector<std::string> statement::names() const {
   std::vector<std::string> out;
   for (idx_t i = 0; i < duckdb_prepared_statement_column_count(handle_.get()); ++i) {
-    const char *name = duckdb_prepared_statement_column_name(handle_.get(), i);
-    out.emplace_back(name);
-    duckdb_free(const_cast<char *>(name));
+    const std::unique_ptr<void, decltype(&duckdb_free)> name(
+        const_cast<char *>(duckdb_prepared_statement_column_name(handle_.get(), i)), duckdb_free);
+    out.emplace_back(static_cast<const char *>(name.get()));
   }
   return out;
 }

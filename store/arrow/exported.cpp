@@ -12,8 +12,12 @@ namespace {
 template <class Record, class Parts>
 struct owned_record {
   explicit owned_record(Parts made) : parts(std::move(made)) {
-    for (Parts &child : parts.children)
-      addresses.push_back(&*children.emplace_back(exported(std::move(child))));
+    for (Parts &child : parts.children) {
+      // The owner is there before its record, which would be lost if there were no memory for the owner.
+      Record &place = *children.emplace_back();
+      addresses.push_back(&place);
+      place = exported(std::move(child));
+    }
   }
 
   static void release(Record *record) {
