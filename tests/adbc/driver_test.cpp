@@ -109,7 +109,8 @@ struct statement : owned<AdbcStatement, &AdbcDriver::StatementRelease> {
 
 // The rows of a stream as DuckDB reads and writes them; the order of the stream.
 rows rows_of(arrow_owner<ArrowArrayStream> stream, const std::string &columns = "r") {
-  static ArrowSchema lent; // DuckDB leaves schemas to their stream and releases none
+  // DuckDB leaves schemas to their stream and releases none.  Threads read their streams at the same time.
+  static thread_local ArrowSchema lent;
   if (stream->release == nullptr || stream->get_schema(&*stream, &lent) != 0)
     return {"no stream"};
   const arrow_owner<ArrowSchema> owned_schema(ArrowSchema{lent});
