@@ -375,6 +375,7 @@ logical::query planner::state::plan(const std::string &query) {
   json_document document = serialized(asked.text);
   // DuckDB 1.5 sometimes cannot make the plan after it has dropped columns that a shared part does not need.
   if (document.tree().value("error_type", "") == "internal") {
+    volatile_functions.wait(); // another thread must not plan while the setting of the database changes
     disable_optimizers(",unused_columns");
     document = serialized(asked.text);
     disable_optimizers("");
