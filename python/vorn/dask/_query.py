@@ -12,8 +12,8 @@ import pyarrow as pa
 from .._connection import Connection
 from ._cluster import ClusterRunner, Stage
 from ._cut import Cutter, Settings
-from ._plan import Node, describe, piece_name, plan_text, read, scan, union
-from ._rows import Fragment, Piece, Rows
+from ._plan import Node, describe, no_rows, piece_name, plan_text, read, scan, union
+from ._rows import Fragment, Piece
 from ._tables import Table
 
 
@@ -29,6 +29,8 @@ def sql(text: str, /, **tables: Table) -> Query:
         The side of a join is copied to each task if its encoded rows are not more than these bytes (16 MiB).
     ``vorn.partition-bytes``
         About how many bytes a partition of an exchange has (64 MiB).
+    ``vorn.task-bytes``
+        About how many bytes a task reads at least, if the threads of the cluster have a task each (128 MiB).
     ``vorn.merged-rows``
         Partial aggregates of more rows are exchanged by their groups; others are merged by one task (200,000).
     ``vorn.fan-in``
@@ -61,34 +63,33 @@ class Query:
         runner = ClusterRunner(client or distributed.get_client())
         cutter = Cutter(self._tables, runner, _settings())
         try:
-            rows = cutter.cut(self._plan)
-            pieces = [piece for made in runner.run("result", rows.fragments) for piece in made if piece is not None]
-            found = runner.fetched(pieces)
+            found = runner.fetched(cutter.run(self._plan))
         except BaseException:
             runner.cancel()
             raise
         finally:
+            runner.close()
             self.stages = runner.stages
             self.partitions_read, self.partitions_skipped = cutter.partitions, cutter.skipped_partitions
-        return self._table([each.tables[0] for each in found], rows)
+        return self._table([table for each in found for table in each.tables])
 
     def explain(self) -> str:
         """The tasks and what they exchange, as far as it is known before their results have a size."""
         runner = _PlannedRunner()
-        rows = Cutter(self._tables, runner, _settings()).cut(self._plan)
-        runner.run("result", rows.fragments)
+        Cutter(self._tables, runner, _settings()).run(self._plan)
         return "\n".join(runner.lines)
 
     def __repr__(self) -> str:
         return f"<vorn.dask.Query of the columns {', '.join(self._names)}>"
 
-    def _table(self, pieces: Sequence[pa.Buffer], rows: Rows) -> pa.Table:
+    def _table(self, pieces: Sequence[pa.Buffer]) -> pa.Table:
+        types = self._plan["types"]
         with Connection(threads=1) as connection, connection.cursor() as cursor:
             names = [f"{piece_name}{i}" for i in range(len(pieces))]
             for name, piece in zip(names, pieces, strict=True):
                 connection._dbapi.adbc_connection.set_options(**{f"vorn.table.{name}": piece.to_pybytes()})
-            scans = [scan(name, range(len(rows.types)), rows.types) for name in names]
-            root = union(scans) if scans else {"operator": "values", "types": rows.types}
+            scans = [scan(name, range(len(types)), types) for name in names]
+            root = union(scans) if scans else no_rows(types)
             cursor.adbc_statement.set_options(**{"vorn.plan": plan_text(root)})
             stream, _ = cursor.adbc_statement.execute_query()
             table = pa.RecordBatchReader.from_stream(stream).read_all()
@@ -124,11 +125,17 @@ class _PlannedRunner:
         return 1
 
     def run(
-        self, title: str, fragments: Sequence[Fragment], partitions: int = 1, by: Sequence[int] = ()
+        self,
+        title: str,
+        fragments: Sequence[Fragment],
+        partitions: int = 1,
+        by: Sequence[int] = (),
+        is_awaited: bool = False,
     ) -> list[list[Piece | None]]:
         tasks = [f for f in fragments if not f.is_empty]
         split = f", split by {', '.join(f'c{c}' for c in by)}" if by else ""
-        self.lines.append(f"{title}: {len(tasks)} tasks{split}")
+        decides = ", whose sizes decide how the plan goes on" if is_awaited else ""
+        self.lines.append(f"{title}: {len(tasks)} tasks{split}{decides}")
         self.lines += describe((tasks or list(fragments))[0].plan, 1)
         out: list[list[Piece | None]] = []
         for f in fragments:
