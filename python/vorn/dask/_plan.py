@@ -39,9 +39,11 @@ def width(node: Node) -> int:
 
 def walk(node: Node) -> Iterator[Node]:
     """The operator and all operators below it."""
-    yield node
-    for child in children(node):
-        yield from walk(child)
+    waiting = [node]
+    while waiting:
+        found = waiting.pop()
+        yield found
+        waiting += reversed(children(found))
 
 
 def plan_text(root: Node, tables: Mapping[str, Sequence[str]] | None = None, names: Sequence[str] | None = None) -> str:

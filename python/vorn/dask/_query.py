@@ -2,19 +2,23 @@
 
 from __future__ import annotations
 
+import contextlib
 import json
-from collections.abc import Mapping, Sequence
+import threading
+import uuid
+from collections.abc import Iterator, Mapping, Sequence
 
 import dask
 import distributed
 import pyarrow as pa
+from adbc_driver_manager import AdbcStatement
 
-from .._connection import Connection
 from ._cluster import ClusterRunner, Stage
 from ._cut import Cutter, Settings
 from ._plan import Node, describe, no_rows, piece_name, plan_text, read, scan, union
 from ._rows import Fragment, Piece
 from ._tables import Table
+from ._worker import connected, known
 
 
 def sql(text: str, /, **tables: Table) -> Query:
@@ -84,14 +88,12 @@ class Query:
 
     def _table(self, pieces: Sequence[pa.Buffer]) -> pa.Table:
         types = self._plan["types"]
-        with Connection(threads=1) as connection, connection.cursor() as cursor:
-            names = [f"{piece_name}{i}" for i in range(len(pieces))]
-            for name, piece in zip(names, pieces, strict=True):
-                connection._dbapi.adbc_connection.set_options(**{f"vorn.table.{name}": piece.to_pybytes()})
+        names = [f"result {uuid.uuid4().hex}" for _ in pieces]
+        with _statement({f"vorn.table.{n}": p.to_pybytes() for n, p in zip(names, pieces, strict=True)}) as statement:
             scans = [scan(name, range(len(types)), types) for name in names]
             root = union(scans) if scans else no_rows(types)
-            cursor.adbc_statement.set_options(**{"vorn.plan": plan_text(root)})
-            stream, _ = cursor.adbc_statement.execute_query()
+            statement.set_options(**{"vorn.plan": plan_text(root)})
+            stream, _ = statement.execute_query()
             table = pa.RecordBatchReader.from_stream(stream).read_all()
             return table.rename_columns(self._names)
 
@@ -105,12 +107,23 @@ def _settings() -> Settings:
 
 def _planned(text: str, tables: Mapping[str, Table]) -> tuple[list[str], Node]:
     """The names of the columns, and the plan, for which no rows are read."""
-    with Connection(threads=1) as connection, connection.cursor() as cursor:
-        for name, table in tables.items():
-            connection._dbapi.adbc_connection.set_options(**{f"vorn.statistics.{name}": table.statistics()})
-        cursor.adbc_statement.set_sql_query(text)
-        found = json.loads(cursor.adbc_statement.get_option("vorn.plan"))
+    statistics = {f"vorn.statistics.{name}": table.statistics() for name, table in tables.items()}
+    with _planning, _statement(statistics) as statement:
+        statement.set_sql_query(text)
+        found = json.loads(statement.get_option("vorn.plan"))
         return found.get("names", []), read(found["root"])
+
+
+_planning = threading.Lock()  # queries of several threads may have different tables of the same name
+
+
+@contextlib.contextmanager
+def _statement(tables: Mapping[str, str | bytes]) -> Iterator[AdbcStatement]:
+    """A statement in this process, whose database knows tables meanwhile."""
+    with connected() as connection, contextlib.ExitStack() as open_ones:
+        for option, value in tables.items():
+            open_ones.enter_context(known(connection, option, value))
+        yield open_ones.enter_context(AdbcStatement(connection))
 
 
 class _PlannedRunner:

@@ -129,7 +129,7 @@ def bytes_read(fragment: Fragment, files: Files, cell_bytes: Mapping[str, float]
 
 def may_be_cut(rows: Rows, index: int) -> bool:
     """Whether it is known which values of a column each fragment has, and whether reading a part of it is possible."""
-    return all(f.is_empty or (f.zones[index] is not None and "is_volatile" not in str(f.plan)) for f in rows.fragments)
+    return all(f.is_empty or (f.zones[index] is not None and not f.is_volatile) for f in rows.fragments)
 
 
 def rows_in(rows: Rows, index: int, to: Range, files: Files) -> Fragment:

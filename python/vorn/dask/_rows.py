@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import functools
 import math
 from collections.abc import Callable, Mapping, Sequence
 from dataclasses import dataclass, field, replace
@@ -60,12 +61,17 @@ class Fragment:
         """A guess before anything has run."""
         return self.rows * 3 * max(width(self.plan), 1)
 
+    @functools.cached_property
+    def is_volatile(self) -> bool:
+        """Whether the rows may be others each time."""
+        return "is_volatile" in str(self.plan)
+
     @property
     def is_cheap(self) -> bool:
         """Whether several tasks may repeat it, because it reads little and gives the same rows each time."""
         if self.pieces or self.rows > _few_rows:
             return False
-        return "is_volatile" not in str(self.plan) and all(
+        return not self.is_volatile and all(
             node["operator"] in ("scan", "values", "filter", "projection", "join") for node in walk(self.plan)
         )
 

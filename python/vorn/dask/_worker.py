@@ -80,11 +80,11 @@ def run(
     root = json.loads(plan)
     names = {name: [f"task {next(_runs)} {name}" for _ in piece.tables] for name, piece in pieces.items()}
     files = {node["table"] for node in walk(root) if node["operator"] == "scan"} - set(names)
-    with _errors(), _connection() as connection, contextlib.ExitStack() as tables:
+    with _errors(), connected() as connection, contextlib.ExitStack() as tables:
         _close_files(connection, files)
         for name, piece in pieces.items():
             for own, table in zip(names[name], piece.tables, strict=True):
-                tables.enter_context(_piece_table(connection, own, table))
+                tables.enter_context(known(connection, f"vorn.table.{own}", table.to_pybytes()))
         statement = tables.enter_context(AdbcStatement(connection))
         statement.set_options(
             **{
@@ -175,7 +175,7 @@ _runs = itertools.count()
 
 
 @contextlib.contextmanager
-def _connection() -> Iterator[AdbcConnection]:
+def connected() -> Iterator[AdbcConnection]:
     """The connection of this thread.  Tasks of other threads have theirs, to the same database."""
     process = os.getpid()
     if getattr(_locals, "process", None) != process:
@@ -189,13 +189,13 @@ def _connection() -> Iterator[AdbcConnection]:
 
 
 @contextlib.contextmanager
-def _piece_table(connection: AdbcConnection, name: str, table: pa.Buffer) -> Iterator[None]:
-    option = f"vorn.table.{name}"
-    connection.set_options(**{option: table.to_pybytes()})
+def known(connection: AdbcConnection, option: str, value: str | bytes) -> Iterator[None]:
+    """A table that the database knows for a while, by its rows or by its statistics."""
+    connection.set_options(**{option: value})
     try:
         yield
     finally:
-        connection.set_options(**{option: b""})
+        connection.set_options(**{option: value[:0]})
 
 
 @contextlib.contextmanager
