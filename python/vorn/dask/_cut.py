@@ -6,12 +6,14 @@ An operator over a spread table runs in each partition.  Where rows of several p
 * exchange: rows of equal keys go to one task, by the hash of the keys.
 * merge: partial aggregates of all tasks, or the first rows of an order, go to one task.
 
-Tasks run while the plan is cut, because the size of what they made decides how the plan goes on.
+Tasks run while the plan is cut, where the size of what they made decides how the plan goes on.  Where it does not, the
+plan goes on with rows that are not there yet.
 """
 
 from __future__ import annotations
 
 import json
+import math
 from collections.abc import Callable, Mapping, Sequence
 from dataclasses import dataclass, replace
 
@@ -20,8 +22,8 @@ from adbc_driver_manager.dbapi import NotSupportedError
 from . import _plan
 from ._aggregates import Aggregation, separate_distinct, split_aggregates
 from ._plan import Expression, Node, children, column, column_of, projection, width
-from ._ranges import Range, are_apart, may_be_cut, reads_too_much, rows_in, set_apart
-from ._rows import Fragment, Piece, Rows, Runner, empty, joined, local, over_pieces
+from ._ranges import Range, are_apart, bytes_read, may_be_cut, reads_too_much, rows_in, set_apart
+from ._rows import Fragment, Piece, Rows, Runner, empty, joined, local, over_pieces, whole
 from ._tables import Partition, Table
 from ._zones import Zone, may_hold
 
@@ -32,6 +34,7 @@ class Settings:
 
     broadcast_bytes: int = 16 << 20
     partition_bytes: int = 64 << 20
+    task_bytes: int = 128 << 20
     merged_rows: int = 200_000
     fan_in: int = 16
     skew: float = 4.0
@@ -52,15 +55,19 @@ class Cutter:
     def __init__(self, tables: Mapping[str, Table], runner: Runner, settings: Settings) -> None:
         self._tables = tables
         self.files = {file: groups for table in tables.values() for file, groups in table.files.items()}
+        self._cell_bytes = {
+            p.file: p.bytes / max(p.rows, 1) / len(table.columns) for table in tables.values() for p in table.partitions
+        }
         self._runner = runner
         self._settings = settings
         self._kept: dict[int, Rows] = {}
         self.partitions = 0  # that tasks read
         self.skipped_partitions = 0  # that zone maps ruled out
 
-    def cut(self, root: Node) -> Rows:
-        """The rows of a plan.  What no other operator waits for has not run."""
-        return self._rows(_plan.narrowed_whole(root))
+    def run(self, root: Node) -> list[Piece]:
+        """The rows of a plan."""
+        rows = self._rows(_plan.narrowed_whole(root))
+        return [piece for made in self._run("result", rows) for piece in made if piece is not None]
 
     def _rows(self, node: Node) -> Rows:
         made = _operators.get(node["operator"])
@@ -144,23 +151,58 @@ class Cutter:
 
     # Rows that meet in one task
 
-    def _run(self, title: str, rows: Rows, partitions: int = 1, by: Sequence[int] = ()) -> list[list[Piece | None]]:
-        return self._runner.run(title, rows.fragments, partitions, by)
+    def _run(
+        self,
+        title: str,
+        rows: Rows,
+        partitions: int = 1,
+        by: Sequence[int] = (),
+        is_awaited: bool = False,
+        together: Callable[[Node], Node] | None = None,
+    ) -> list[list[Piece | None]]:
+        """Runs the fragments.  ``together`` makes less of the rows of several fragments."""
+        # The fragments of both sides of an exchange stay apart, since they belong together one by one.
+        fragments = rows.fragments if rows.by is not None else self._bundled(rows.fragments, together)
+        return self._runner.run(title, fragments, partitions, by, is_awaited)
 
-    def _gathered(self, title: str, rows: Rows) -> Rows:
+    def _bundled(self, fragments: list[Fragment], together: Callable[[Node], Node] | None) -> list[Fragment]:
+        """Neighbours as one fragment where each has little to read.  A task costs Dask some milliseconds.
+
+        There are tasks for all threads, and more where a task would read more than ``task_bytes``.
+        """
+        full = [f for f in fragments if not f.is_empty]
+        weights = [bytes_read(f, self.files, self._cell_bytes) for f in full]
+        threads, total = self._runner.threads, sum(weights)
+        rounds = math.ceil(total / self._settings.task_bytes / threads) if self._settings.task_bytes else len(full)
+        count = max(rounds, 1) * threads
+        if len(full) <= count or total == 0:
+            return fragments
+        bundles: list[list[Fragment]] = [[] for _ in range(count)]
+        before = 0.0
+        for f, weight in zip(full, weights, strict=True):
+            bundles[min(int((before + weight / 2) / total * count), count - 1)].append(f)
+            before += weight
+        return [_bundle(each, together) for each in bundles if each]
+
+    def _gathered(self, title: str, rows: Rows, together: Callable[[Node], Node] | None = None) -> Rows:
         """All rows for one task, in their order."""
         if not rows.is_spread:
             return rows
-        pieces = [piece for made in self._run(title, rows) for piece in made if piece is not None]
+        pieces = [p for made in self._run(title, rows, together=together) for p in made if p is not None]
         return local(over_pieces(pieces, rows.types), rows.distinct)
 
     def _order(self, node: Node) -> Rows:
         rows = self._child(node)
+        together = None
         if rows.is_spread and "limit" in node:
             first = {**node, "limit": node["limit"] + node.get("offset", 0)}
             first.pop("offset", None)
             rows = self._mapped(rows, first, most=first["limit"])
-        return self._mapped(self._gathered("order", rows), node, most=node.get("limit"))
+
+            def together(child: Node) -> Node:
+                return {**first, "types": child["types"], "children": [child]}
+
+        return self._mapped(self._gathered("order", rows, together), node, most=node.get("limit"))
 
     def _limit(self, node: Node) -> Rows:
         if "percent" in node:
@@ -199,6 +241,11 @@ class Cutter:
 
     def _exchanged(self, title: str, rows: Rows, keys: Sequence[Expression], partitions: int) -> list[list[Piece]]:
         """The pieces of each partition by the hash of keys.  Keys that are no columns come after the columns."""
+        made = self._split(title, rows, keys, partitions)
+        return [[p for each in made if (p := each[i]) is not None] for i in range(partitions)]
+
+    def _split(self, title: str, rows: Rows, keys: Sequence[Expression], partitions: int) -> list[list[Piece | None]]:
+        """The pieces of each task by the hash of keys."""
         by = [column_of(key) for key in keys]
         added = [key for key, c in zip(keys, by, strict=True) if c is None]
         n = len(rows.types)
@@ -206,8 +253,7 @@ class Cutter:
             rows = self._projected(rows, [column(c, t) for c, t in enumerate(rows.types)] + added)
         places = iter(range(n, n + len(added)))
         columns = [next(places) if c is None else c for c in by]
-        made = self._run(title, rows, partitions, columns)
-        return [[p for each in made if (p := each[i]) is not None] for i in range(partitions)]
+        return self._run(title, rows, partitions, columns)
 
     # Aggregates
 
@@ -289,13 +335,20 @@ class Cutter:
         return Rows(list(types), fragments, rows.is_spread, distinct, by)
 
     def _by_keys(self, title: str, rows: Rows, keys: Sequence[Expression]) -> Rows:
-        """The rows, in fragments by the hash of keys."""
-        pieces = self._exchanged(title, rows, keys, self._partitions(rows))
+        """The rows, in fragments by the hash of keys; in one fragment where there are few."""
+        partitions = self._partitions(rows)
+        made = self._split(title, rows, keys, partitions)
+        all_of = [piece for each in made if (piece := whole(each)) is not None]
+        if len(all_of) <= self._settings.fan_in and sum(piece.rows for piece in all_of) <= self._settings.merged_rows:
+            return local(over_pieces(all_of, rows.types), rows.distinct)
+        pieces = [[p for each in made if (p := each[i]) is not None] for i in range(partitions)]
         columns = [column_of(key) for key in keys]
         by = None if None in columns else [frozenset([c]) for c in columns if c is not None]
         return Rows(rows.types, [over_pieces(each, rows.types) for each in pieces], True, rows.distinct, by)
 
     def _merged(self, partial: Rows, split: Aggregation, may_exchange: bool) -> Rows:
+        if not partial.is_spread:
+            return self._finished(partial, split)
         limit = self._settings.merged_rows
         n = split.groups
         keys = [column(c, partial.types[c]) for c in range(n)]
@@ -305,7 +358,9 @@ class Cutter:
         # Without groups each task gives a row, and without any task the row of no rows is still there.
         if not n and all(f.is_empty for f in partial.fragments):
             partial = replace(partial, fragments=partial.fragments[:1])
-        pieces = [p for made in self._run("aggregate", partial) for p in made if p is not None]
+        may_exchange = may_exchange and count is None and partial.rows > limit
+        made = self._run("aggregate", partial, is_awaited=may_exchange, together=split.merge)
+        pieces = [p for each in made for p in each if p is not None]
         if may_exchange and sum(p.rows for p in pieces) > limit:
             spread = replace(partial, fragments=[over_pieces([p], partial.types) for p in pieces])
             return self._finished(self._by_keys("aggregate", spread, keys), split)
@@ -314,7 +369,7 @@ class Cutter:
             parts = [pieces[i : i + step] for i in range(0, len(pieces), step)]
             fragments = [over_pieces(part, partial.types) for part in parts]
             again = [f.with_plan(split.merge(f.plan)) for f in fragments]
-            pieces = [p for made in self._runner.run("merge", again) for p in made if p is not None]
+            pieces = [p for each in self._runner.run("merge", again) for p in each if p is not None]
         return self._finished(local(over_pieces(pieces, partial.types), partial.distinct), split)
 
     @staticmethod
@@ -344,6 +399,15 @@ class Cutter:
         """Pieces that several tasks can read.  Many are made one first."""
         rows = local(over_pieces(pieces, types))
         return self.broadcast_local(title, rows) if len(pieces) > self._settings.fan_in else rows
+
+
+def _bundle(fragments: Sequence[Fragment], together: Callable[[Node], Node] | None) -> Fragment:
+    """The rows of all fragments, for one task."""
+    if len(fragments) == 1:
+        return fragments[0]
+    plan = _plan.union([f.plan for f in fragments])
+    pieces = {name: piece for f in fragments for name, piece in f.pieces.items()}
+    return Fragment(plan if together is None else together(plan), sum(f.rows for f in fragments), pieces)
 
 
 def _is_piece(fragment: Fragment) -> bool:
@@ -458,12 +522,14 @@ class _Join:
         limit = self._settings.broadcast_bytes
         keys = [each[side] for each in conditions]
         run, types = self._cutter._run, small.types
+        # Columns of 24 bytes: it is not worth waiting for the size.
+        must_copy = must_copy or 8 * small.estimated_bytes <= limit
         is_split = not must_copy and small.estimated_bytes > 4 * limit and self._conditions_of(small.by, side) is None
         if is_split:
             split = self._cutter._exchanged("exchange", small, keys, partitions)
             pieces = [piece for each in split for piece in each]
         else:
-            made = run("broadcast" if must_copy else "join side", small)
+            made = run("broadcast" if must_copy else "join side", small, is_awaited=not must_copy)
             pieces = [piece for each in made for piece in each if piece is not None]
         if must_copy or sum(piece.bytes for piece in pieces) <= limit:
             copied = self._cutter.broadcast_pieces("broadcast", pieces, types)

@@ -39,18 +39,21 @@ def width(node: Node) -> int:
 
 def walk(node: Node) -> Iterator[Node]:
     """The operator and all operators below it."""
-    yield node
-    for child in children(node):
-        yield from walk(child)
+    waiting = [node]
+    while waiting:
+        found = waiting.pop()
+        yield found
+        waiting += reversed(children(found))
 
 
-def plan_text(root: Node, tables: Mapping[str, str] | None = None, names: Sequence[str] | None = None) -> str:
-    """The text of a plan, with names of the columns.  Tables may have other names in it."""
+def plan_text(root: Node, tables: Mapping[str, Sequence[str]] | None = None, names: Sequence[str] | None = None) -> str:
+    """The text of a plan, with names of the columns.  A table in it may be other ones, any number of them."""
 
     def renamed(node: Node) -> Node:
         out = node
         if node["operator"] == "scan" and tables:
-            out = {**node, "table": tables.get(node["table"], node["table"])}
+            parts = [{**node, "table": name} for name in tables.get(node["table"], [node["table"]])]
+            return union(parts) if parts else no_rows(node["types"])
         return {**out, "children": [renamed(child) for child in children(node)]} if children(node) else out
 
     return json.dumps({"names": names or [f"c{i}" for i in range(width(root))], "root": renamed(root)})

@@ -2,19 +2,23 @@
 
 from __future__ import annotations
 
+import contextlib
 import json
-from collections.abc import Mapping, Sequence
+import threading
+import uuid
+from collections.abc import Iterator, Mapping, Sequence
 
 import dask
 import distributed
 import pyarrow as pa
+from adbc_driver_manager import AdbcStatement
 
-from .._connection import Connection
 from ._cluster import ClusterRunner, Stage
 from ._cut import Cutter, Settings
-from ._plan import Node, describe, piece_name, plan_text, read, scan, union
-from ._rows import Fragment, Piece, Rows
+from ._plan import Node, describe, no_rows, piece_name, plan_text, read, scan, union
+from ._rows import Fragment, Piece
 from ._tables import Table
+from ._worker import connected, known
 
 
 def sql(text: str, /, **tables: Table) -> Query:
@@ -29,6 +33,8 @@ def sql(text: str, /, **tables: Table) -> Query:
         The side of a join is copied to each task if its encoded rows are not more than these bytes (16 MiB).
     ``vorn.partition-bytes``
         About how many bytes a partition of an exchange has (64 MiB).
+    ``vorn.task-bytes``
+        About how many bytes a task reads at least, if the threads of the cluster have a task each (128 MiB).
     ``vorn.merged-rows``
         Partial aggregates of more rows are exchanged by their groups; others are merged by one task (200,000).
     ``vorn.fan-in``
@@ -61,36 +67,33 @@ class Query:
         runner = ClusterRunner(client or distributed.get_client())
         cutter = Cutter(self._tables, runner, _settings())
         try:
-            rows = cutter.cut(self._plan)
-            pieces = [piece for made in runner.run("result", rows.fragments) for piece in made if piece is not None]
-            found = runner.fetched(pieces)
+            found = runner.fetched(cutter.run(self._plan))
         except BaseException:
             runner.cancel()
             raise
         finally:
+            runner.close()
             self.stages = runner.stages
             self.partitions_read, self.partitions_skipped = cutter.partitions, cutter.skipped_partitions
-        return self._table([each.tables[0] for each in found], rows)
+        return self._table([table for each in found for table in each.tables])
 
     def explain(self) -> str:
         """The tasks and what they exchange, as far as it is known before their results have a size."""
         runner = _PlannedRunner()
-        rows = Cutter(self._tables, runner, _settings()).cut(self._plan)
-        runner.run("result", rows.fragments)
+        Cutter(self._tables, runner, _settings()).run(self._plan)
         return "\n".join(runner.lines)
 
     def __repr__(self) -> str:
         return f"<vorn.dask.Query of the columns {', '.join(self._names)}>"
 
-    def _table(self, pieces: Sequence[pa.Buffer], rows: Rows) -> pa.Table:
-        with Connection(threads=1) as connection, connection.cursor() as cursor:
-            names = [f"{piece_name}{i}" for i in range(len(pieces))]
-            for name, piece in zip(names, pieces, strict=True):
-                connection._dbapi.adbc_connection.set_options(**{f"vorn.table.{name}": piece.to_pybytes()})
-            scans = [scan(name, range(len(rows.types)), rows.types) for name in names]
-            root = union(scans) if scans else {"operator": "values", "types": rows.types}
-            cursor.adbc_statement.set_options(**{"vorn.plan": plan_text(root)})
-            stream, _ = cursor.adbc_statement.execute_query()
+    def _table(self, pieces: Sequence[pa.Buffer]) -> pa.Table:
+        types = self._plan["types"]
+        names = [f"result {uuid.uuid4().hex}" for _ in pieces]
+        with _statement({f"vorn.table.{n}": p.to_pybytes() for n, p in zip(names, pieces, strict=True)}) as statement:
+            scans = [scan(name, range(len(types)), types) for name in names]
+            root = union(scans) if scans else no_rows(types)
+            statement.set_options(**{"vorn.plan": plan_text(root)})
+            stream, _ = statement.execute_query()
             table = pa.RecordBatchReader.from_stream(stream).read_all()
             return table.rename_columns(self._names)
 
@@ -104,12 +107,23 @@ def _settings() -> Settings:
 
 def _planned(text: str, tables: Mapping[str, Table]) -> tuple[list[str], Node]:
     """The names of the columns, and the plan, for which no rows are read."""
-    with Connection(threads=1) as connection, connection.cursor() as cursor:
-        for name, table in tables.items():
-            connection._dbapi.adbc_connection.set_options(**{f"vorn.statistics.{name}": table.statistics()})
-        cursor.adbc_statement.set_sql_query(text)
-        found = json.loads(cursor.adbc_statement.get_option("vorn.plan"))
+    statistics = {f"vorn.statistics.{name}": table.statistics() for name, table in tables.items()}
+    with _planning, _statement(statistics) as statement:
+        statement.set_sql_query(text)
+        found = json.loads(statement.get_option("vorn.plan"))
         return found.get("names", []), read(found["root"])
+
+
+_planning = threading.Lock()  # queries of several threads may have different tables of the same name
+
+
+@contextlib.contextmanager
+def _statement(tables: Mapping[str, str | bytes]) -> Iterator[AdbcStatement]:
+    """A statement in this process, whose database knows tables meanwhile."""
+    with connected() as connection, contextlib.ExitStack() as open_ones:
+        for option, value in tables.items():
+            open_ones.enter_context(known(connection, option, value))
+        yield open_ones.enter_context(AdbcStatement(connection))
 
 
 class _PlannedRunner:
@@ -124,11 +138,17 @@ class _PlannedRunner:
         return 1
 
     def run(
-        self, title: str, fragments: Sequence[Fragment], partitions: int = 1, by: Sequence[int] = ()
+        self,
+        title: str,
+        fragments: Sequence[Fragment],
+        partitions: int = 1,
+        by: Sequence[int] = (),
+        is_awaited: bool = False,
     ) -> list[list[Piece | None]]:
         tasks = [f for f in fragments if not f.is_empty]
         split = f", split by {', '.join(f'c{c}' for c in by)}" if by else ""
-        self.lines.append(f"{title}: {len(tasks)} tasks{split}")
+        decides = ", whose sizes decide how the plan goes on" if is_awaited else ""
+        self.lines.append(f"{title}: {len(tasks)} tasks{split}{decides}")
         self.lines += describe((tasks or list(fragments))[0].plan, 1)
         out: list[list[Piece | None]] = []
         for f in fragments:

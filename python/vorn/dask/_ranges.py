@@ -7,7 +7,7 @@ then needs the orders of the same range only, and reads them from their files: n
 from __future__ import annotations
 
 import itertools
-from collections.abc import Mapping, Sequence
+from collections.abc import Iterator, Mapping, Sequence
 from dataclasses import dataclass, replace
 
 from . import _plan
@@ -102,23 +102,34 @@ def _some_row_groups(scan: Node, index: int, to: Range, files: Files) -> Node:
     return {**scan, "row_groups": [kept[0], kept[-1] + 1]}
 
 
-def rows_read(fragment: Fragment, files: Files) -> int:
-    """How many rows of files and of other tasks a fragment reads."""
-    count = 0
+def _scans(fragment: Fragment, files: Files) -> Iterator[tuple[Node, int]]:
+    """The scans of a fragment, and how many rows of a file or of another task each reads."""
     for node in walk(fragment.plan):
         if node["operator"] != "scan":
             continue
         if node["table"] in fragment.pieces:
-            count += fragment.pieces[node["table"]].rows
+            yield node, fragment.pieces[node["table"]].rows
         else:
             first, end = node.get("row_groups") or (0, None)
-            count += sum(group.rows for group in files[node["table"]][first:end])
-    return count
+            yield node, sum(group.rows for group in files[node["table"]][first:end])
+
+
+def rows_read(fragment: Fragment, files: Files) -> int:
+    """How many rows of files and of other tasks a fragment reads."""
+    return sum(rows for _, rows in _scans(fragment, files))
+
+
+def bytes_read(fragment: Fragment, files: Files, cell_bytes: Mapping[str, float]) -> float:
+    """About how many bytes a fragment reads, if the columns of a file have the same size."""
+    return sum(
+        piece.bytes if (piece := fragment.pieces.get(node["table"])) else rows * width(node) * cell_bytes[node["table"]]
+        for node, rows in _scans(fragment, files)
+    )
 
 
 def may_be_cut(rows: Rows, index: int) -> bool:
     """Whether it is known which values of a column each fragment has, and whether reading a part of it is possible."""
-    return all(f.is_empty or (f.zones[index] is not None and "is_volatile" not in str(f.plan)) for f in rows.fragments)
+    return all(f.is_empty or (f.zones[index] is not None and not f.is_volatile) for f in rows.fragments)
 
 
 def rows_in(rows: Rows, index: int, to: Range, files: Files) -> Fragment:

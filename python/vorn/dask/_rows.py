@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import functools
 import math
 from collections.abc import Callable, Mapping, Sequence
 from dataclasses import dataclass, field, replace
@@ -16,14 +17,24 @@ from ._zones import Zone
 _few_rows = 65536
 
 
+@dataclass
+class Task:
+    """A task that the scheduler knows when it has a future."""
+
+    key: str
+    value: Any  # the future, or dask.delayed before
+    future: Future[Any] | None = None
+
+
 @dataclass(frozen=True)
 class Piece:
-    """Encoded rows in the memory of a worker: a partition of what a task has made."""
+    """Encoded rows in the memory of a worker: a partition of what a task makes."""
 
     name: str
-    rows: int
-    bytes: int
-    fetch: Callable[[], Future[Any]] | None = None  # the future of it; None where nothing has run
+    rows: int  # not more than these
+    bytes: int  # an estimate, if the task has not run
+    fetch: Callable[[], Task] | None = None  # the task that gives it; None where nothing runs
+    task: Task | None = None  # the task that made this and other partitions
 
 
 @dataclass(frozen=True)
@@ -41,11 +52,26 @@ class Fragment:
         return self.plan["operator"] == "values" and not self.plan.get("rows")
 
     @property
+    def reads_files(self) -> bool:
+        """Whether there are rows that do not come from other tasks."""
+        return any(node["operator"] == "scan" and node["table"] not in self.pieces for node in walk(self.plan))
+
+    @property
+    def estimated_bytes(self) -> int:
+        """A guess before anything has run."""
+        return self.rows * 3 * max(width(self.plan), 1)
+
+    @functools.cached_property
+    def is_volatile(self) -> bool:
+        """Whether the rows may be others each time."""
+        return "is_volatile" in str(self.plan)
+
+    @property
     def is_cheap(self) -> bool:
         """Whether several tasks may repeat it, because it reads little and gives the same rows each time."""
         if self.pieces or self.rows > _few_rows:
             return False
-        return "is_volatile" not in str(self.plan) and all(
+        return not self.is_volatile and all(
             node["operator"] in ("scan", "values", "filter", "projection", "join") for node in walk(self.plan)
         )
 
@@ -53,6 +79,16 @@ class Fragment:
         """The fragment with another plan over the same tables."""
         known = (None,) * width(plan) if zones is None else tuple(zones)
         return replace(self, plan=plan, rows=self.rows if rows is None else rows, zones=known)
+
+
+def whole(made: Sequence[Piece | None]) -> Piece | None:
+    """All partitions of what a task made as one piece."""
+    pieces = [piece for piece in made if piece is not None]
+    if len(pieces) < 2:
+        return pieces[0] if pieces else None
+    first, rows, size = pieces[0], sum(piece.rows for piece in pieces), sum(piece.bytes for piece in pieces)
+    task = first.task
+    return Piece(first.name, rows, size, None if task is None else lambda: task)
 
 
 def empty(types: Sequence[str]) -> Fragment:
@@ -86,7 +122,7 @@ class Rows:
     @property
     def estimated_bytes(self) -> int:
         """A guess before anything has run."""
-        return self.rows * 3 * max(len(self.types), 1)
+        return sum(fragment.estimated_bytes for fragment in self.fragments)
 
     def groups(self, columns: Sequence[int | None]) -> int | None:
         """At most how many groups these columns make; None where it is not known."""
@@ -114,9 +150,15 @@ class Runner(Protocol):
         """How many tasks run at once."""
 
     def run(
-        self, title: str, fragments: Sequence[Fragment], partitions: int = 1, by: Sequence[int] = ()
+        self,
+        title: str,
+        fragments: Sequence[Fragment],
+        partitions: int = 1,
+        by: Sequence[int] = (),
+        is_awaited: bool = False,
     ) -> list[list[Piece | None]]:
         """Runs each fragment in a task of its own, and gives its pieces by the number of the partition.
 
-        A partition without rows is None.  Fragments that are empty do not run.
+        Fragments that are empty do not run.  The sizes of several partitions are known then, and those of one if it
+        is awaited.  A partition that is known to have no rows is None.
         """

@@ -11,11 +11,12 @@ import itertools
 import json
 import os
 import threading
+import time
 import uuid
 from collections.abc import Iterator, Mapping, Sequence
 from dataclasses import dataclass, field
 from pathlib import Path
-from typing import Any
+from typing import Any, TypedDict
 
 import distributed
 import pyarrow as pa
@@ -38,13 +39,14 @@ class Pieces:
         return 200 + int(sum(table.size for table in self.tables))
 
 
-@dataclass(frozen=True)
-class Size:
-    """A partition of the rows of a task."""
+class Report(TypedDict):
+    """What a task has made, as an event of Dask.  The times are seconds since 1970."""
 
-    number: int
-    rows: int
-    bytes: int
+    query: str
+    task: str
+    sizes: list[tuple[int, int, int]]  # the number of each partition that has rows, its rows and bytes
+    began: float
+    ended: float
 
 
 class TaskError(Exception):
@@ -65,18 +67,24 @@ def run(
     partition_by: str = "",
     columns: Sequence[str] | None = None,
     form: str = "vorn",
+    report: tuple[str, str] | None = None,
 ) -> Pieces:
     """Runs a plan.  Its scans name files and ``pieces``.
 
     The rows of the result are split by the values of the columns ``partition_by``.  Its columns have names, or none
-    that matter.  ``form`` is ``file`` for tables that are written to files.
+    that matter.  ``form`` is ``file`` for tables that are written to files.  ``report`` is the topic of events to which
+    a :class:`Report` goes, and the query.
     """
+    began = time.time()
     # Another task of the process may have the same pieces, so that the tables have names of their own.
     root = json.loads(plan)
-    names = {name: f"task {next(_runs)} {name}" for name in pieces}
-    with _errors(), _connection() as connection, contextlib.ExitStack() as tables:
+    names = {name: [f"task {next(_runs)} {name}" for _ in piece.tables] for name, piece in pieces.items()}
+    files = {node["table"] for node in walk(root) if node["operator"] == "scan"} - set(names)
+    with _errors(), connected() as connection, contextlib.ExitStack() as tables:
+        _close_files(connection, files)
         for name, piece in pieces.items():
-            tables.enter_context(_piece_table(connection, names[name], piece.tables[0]))
+            for own, table in zip(names[name], piece.tables, strict=True):
+                tables.enter_context(known(connection, f"vorn.table.{own}", table.to_pybytes()))
         statement = tables.enter_context(AdbcStatement(connection))
         statement.set_options(
             **{
@@ -92,8 +100,11 @@ def run(
             out.numbers += batch.column("partition").to_pylist()
             out.rows += batch.column("rows").to_pylist()
             out.tables += [table.as_buffer() for table in batch.column("table")]
-        _close_files(connection, {node["table"] for node in walk(root) if node["operator"] == "scan"} - set(names))
-        return out
+    if report is not None:
+        worker = distributed.get_worker()
+        made = {"query": report[1], "task": worker.get_current_task(), "began": began, "ended": time.time()}
+        worker.log_event(report[0], {**made, "sizes": _sizes(out)})
+    return out
 
 
 def write(plan: str, columns: Sequence[str], file: str) -> str:
@@ -108,9 +119,13 @@ def write(plan: str, columns: Sequence[str], file: str) -> str:
     return file
 
 
-def sizes(of: Pieces) -> list[Size]:
-    """What a task has made, without the rows."""
-    return [Size(*each) for each in zip(of.numbers, of.rows, (table.size for table in of.tables), strict=True)]
+def report_of(of: Pieces) -> Report:
+    """What a task has made that was not reported."""
+    return {"query": "", "task": "", "sizes": _sizes(of), "began": 0.0, "ended": 0.0}
+
+
+def _sizes(of: Pieces) -> list[tuple[int, int, int]]:
+    return list(zip(of.numbers, of.rows, (table.size for table in of.tables), strict=True))
 
 
 def partition(of: Pieces, number: int) -> Pieces:
@@ -127,14 +142,16 @@ _open_files: dict[str, int] = {}  # their bytes; those that were read last are a
 def _close_files(connection: AdbcConnection, read: set[str]) -> None:
     """Closes the files that were not read for the longest time, where all of them take a quarter of the memory.
 
-    Pages of a mapped file count as memory of the process, as long as the file is open.
+    Pages of a mapped file count as memory of the process, as long as the file is open.  Those that a task is to read
+    stay open.
     """
     with _opening:
         for file in read:
             _open_files.pop(file, None)
-            _open_files[file] = Path(file).stat().st_size
+            # The engine says what is wrong with a file that is not there.
+            _open_files[file] = Path(file).stat().st_size if Path(file).exists() else 0
         limit = _memory_limit()
-        while limit is not None and len(_open_files) > 1 and sum(_open_files.values()) > limit // 4:
+        while limit is not None and len(_open_files) > len(read) and sum(_open_files.values()) > limit // 4:
             oldest = next(iter(_open_files))
             del _open_files[oldest]
             connection.set_options(**{f"vorn.table.{oldest}": b""})
@@ -158,7 +175,7 @@ _runs = itertools.count()
 
 
 @contextlib.contextmanager
-def _connection() -> Iterator[AdbcConnection]:
+def connected() -> Iterator[AdbcConnection]:
     """The connection of this thread.  Tasks of other threads have theirs, to the same database."""
     process = os.getpid()
     if getattr(_locals, "process", None) != process:
@@ -172,13 +189,13 @@ def _connection() -> Iterator[AdbcConnection]:
 
 
 @contextlib.contextmanager
-def _piece_table(connection: AdbcConnection, name: str, table: pa.Buffer) -> Iterator[None]:
-    option = f"vorn.table.{name}"
-    connection.set_options(**{option: table.to_pybytes()})
+def known(connection: AdbcConnection, option: str, value: str | bytes) -> Iterator[None]:
+    """A table that the database knows for a while, by its rows or by its statistics."""
+    connection.set_options(**{option: value})
     try:
         yield
     finally:
-        connection.set_options(**{option: b""})
+        connection.set_options(**{option: value[:0]})
 
 
 @contextlib.contextmanager
