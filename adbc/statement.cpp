@@ -23,6 +23,7 @@
 #include "store/logical/text.hpp"
 #include "store/operator/answer.hpp"
 #include "store/operator/column_reader.hpp"
+#include "store/operator/explain.hpp"
 #include "store/operator/table_rows.hpp"
 #include "store/run/worker_pool.hpp"
 #include "store/saved/save_rows.hpp"
@@ -345,11 +346,23 @@ std::unique_ptr<result> statement::execute_query(std::shared_ptr<execution> run)
                  });
 }
 
-std::unique_ptr<result> statement::explain(const std::string &query, execution &run) {
+std::unique_ptr<result> statement::explain(const sql::statement &of, execution &run) {
   const connection::turn now(*on_, run);
+  const logical::query planned = now.session.plan(with_row(of.query, values().get(), binds_by_name_, 0));
+  std::string text;
+  if (of.runs) {
+    const exec::relation_ptr rows = now.session.operators(planned.root);
+    worker_pool threads(on_->of().threads());
+    std::vector<exec::arena> memory(threads.threads());
+    exec::all_rows(*rows, {on_->of().library(), threads, run.is_cancelled, memory, true});
+    // To record the kernels would concern all connections of the process.
+    text = exec::explained(*rows, *rows);
+  } else {
+    text = to_text(planned.root);
+  }
   nested_column out("+s", "", false, {{"u", "explain_key", true}, {"u", "explain_value", true}});
-  out.children[0].append("plan");
-  out.children[1].append(to_text(now.session.plan(with_row(query, values().get(), binds_by_name_, 0)).root));
+  out.children[0].append(of.runs ? "analyzed_plan" : "plan");
+  out.children[1].append(text);
   out.append_nested();
   return one_batch(out.schema(), out.finish());
 }
@@ -414,7 +427,7 @@ std::unique_ptr<result> statement::execute(int64_t &rows_affected) {
   case sql::statement_kind::query:
     return execute_query(std::move(run));
   case sql::statement_kind::explain:
-    return explain(of.query, *run);
+    return explain(of, *run);
   case sql::statement_kind::copy_to:
     rows_affected = static_cast<int64_t>(copy_to(of, *run));
     return no_rows();

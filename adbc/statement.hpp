@@ -67,7 +67,7 @@ private:
   // The plan, of a query for one bound row.
   logical::query planned(execution &run);
   std::unique_ptr<result> execute_query(std::shared_ptr<execution> run);
-  std::unique_ptr<result> explain(const std::string &query, execution &run);
+  std::unique_ptr<result> explain(const sql::statement &of, execution &run);
   uint64_t ingest(execution &run);
   uint64_t copy_to(const sql::statement &of, execution &run);
   uint64_t copy_from(const sql::statement &of, execution &run);

@@ -1,6 +1,6 @@
 // Statements other than queries that the host executes, and the parameters of a text.
 //
-//     EXPLAIN query                          COPY table TO 'file'           COPY table FROM 'file'
+//     EXPLAIN [ANALYZE] query                COPY table TO 'file'           COPY table FROM 'file'
 //     DROP TABLE [IF EXISTS] table           COPY (query) TO 'file'
 #pragma once
 
@@ -22,6 +22,7 @@ struct statement {
   std::string table;     // copy_from, drop, and copy_to of a whole table
   std::string file;      // copy_to, copy_from
   bool may_miss = false; // drop: IF EXISTS
+  bool runs = false;     // explain: ANALYZE
 };
 
 // Throws store::error for a statement that begins as one of these forms and continues in another way.  Every other text

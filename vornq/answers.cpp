@@ -9,9 +9,10 @@
 
 #include "store/error.hpp"
 #include "store/logical/text.hpp"
+#include "store/operator/explain.hpp"
 #include "store/saved/save_rows.hpp"
+#include "store/value/text_table.hpp"
 #include "vornq/output_file.hpp"
-#include "vornq/text_table.hpp"
 
 namespace store {
 
@@ -101,7 +102,7 @@ std::string analyzed(session &with, const logical::query &planned) {
                          });
   const exec::relation_ptr measured = with.operators(planned);
   with.run(*measured, with.kernels_in_force(), true);
-  return explained(*measured, observed.rows());
+  return exec::explained(*measured, observed.rows());
 }
 
 logical::query plan_of(session &with, const std::string &text) {

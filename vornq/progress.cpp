@@ -7,7 +7,7 @@
 #include <unistd.h>
 
 #include "store/error.hpp"
-#include "vornq/text_table.hpp"
+#include "store/value/text_table.hpp"
 
 namespace store {
 

@@ -10,7 +10,7 @@
 #include <fmt/format.h>
 
 #include "store/error.hpp"
-#include "vornq/text_table.hpp"
+#include "store/value/text_table.hpp"
 
 namespace store {
 
@@ -113,53 +113,6 @@ std::string described(const comparison &of, uint64_t rows) {
   if (of.open_rows != 0)
     out += fmt::format("; {} tie at a limit, where the query leaves open which come", grouped(of.open_rows));
   return out;
-}
-
-namespace {
-
-void add_operators(const exec::relation &of, size_t depth, std::vector<std::pair<const exec::relation *, size_t>> &to) {
-  for (const auto &[known, at] : to)
-    if (known == &of)
-      return; // rows that are kept for several operators
-  to.emplace_back(&of, depth);
-  for (const exec::relation *below : of.children())
-    add_operators(*below, depth + 1, to);
-}
-
-} // namespace
-
-std::string explained(const exec::relation &ran, const exec::relation &observed) {
-  std::vector<std::pair<const exec::relation *, size_t>> operators, named;
-  add_operators(ran, 0, operators);
-  add_operators(observed, 0, named);
-  double whole = 0;
-  for (const auto &[of, depth] : operators)
-    whole += static_cast<double>(of->metrics().nanoseconds);
-  std::vector<std::vector<std::string>> lines;
-  std::string calls;
-  for (size_t i = 0; i < operators.size(); ++i) {
-    const auto &[of, depth] = operators[i];
-    const exec::operator_metrics &did = of->metrics();
-    const auto time = static_cast<double>(did.nanoseconds);
-    const auto unless_zero = [](uint64_t number) { return number == 0 ? "" : grouped(number); };
-    lines.push_back({std::to_string(i + 1), std::string(2 * depth, ' ') + did.name(), grouped(did.rows),
-                     unless_zero(did.row_groups), unless_zero(did.skipped), unless_zero(did.bytes),
-                     fmt::format("{:.3f}", time / 1e6), fmt::format("{:.0f} %", whole == 0 ? 0 : 100 * time / whole),
-                     of->description()});
-    for (const auto &[entry, kernel] : named[i].first->metrics().calls())
-      calls += fmt::format("{:>2} calls {}{}\n", i + 1, entry, kernel == entry ? "" : " with " + kernel);
-  }
-  return text_table({{"", true},
-                     {"operator", false},
-                     {"rows", true},
-                     {"row groups", true},
-                     {"skipped", true},
-                     {"bytes", true},
-                     {"ms", true},
-                     {"share", true},
-                     {"", false}},
-                    lines) +
-         calls;
 }
 
 std::string times_of(session &with, std::span<const measurement> times) {

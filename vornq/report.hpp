@@ -28,9 +28,6 @@ std::string described_table(session &with, const std::string &name, bool all);
 // The result of a comparison in one line.
 std::string described(const comparison &of, uint64_t rows);
 
-// The metrics of operators, as a tree.  Another, observed run of the same operators gives the kernels.
-std::string explained(const exec::relation &ran, const exec::relation &observed);
-
 // The times of one query, with their engines.
 std::string times_of(session &with, std::span<const measurement> times);
 

@@ -11,7 +11,7 @@
 #include "store/error.hpp"
 #include "store/logical/sql.hpp"
 #include "store/value/column_names.hpp"
-#include "vornq/text_table.hpp"
+#include "store/value/text_table.hpp"
 
 namespace store {
 

@@ -18,6 +18,7 @@
 
 #include "store/error.hpp"
 #include "store/saved/save_rows.hpp"
+#include "store/value/text_table.hpp"
 #include "vornq/answers.hpp"
 #include "vornq/interruption.hpp"
 #include "vornq/options.hpp"
@@ -25,7 +26,6 @@
 #include "vornq/record.hpp"
 #include "vornq/report.hpp"
 #include "vornq/session.hpp"
-#include "vornq/text_table.hpp"
 
 namespace {
 

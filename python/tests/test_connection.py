@@ -33,6 +33,8 @@ def test_tables_live_in_memory_or_in_a_folder(
         assert db.save("flights", tmp_path / "copy.parquet") == 3_000_000
         parts = db.partitions("select origin, delay from flights where delay > 1200", row_groups=8)
         assert len(parts) == 6
+        rows = db.sql("select count(*) from flights where delay > 1200").fetchall()[0][0]
+        assert f" {rows} " in db.explain("select origin from flights where delay > 1200", analyze=True)
         db.drop("notes")
         with pytest.raises(vorn.ProgrammingError):
             db.drop("notes")

@@ -1,4 +1,4 @@
-#include "vornq/text_table.hpp"
+#include "store/value/text_table.hpp"
 
 #include <algorithm>
 #include <string_view>

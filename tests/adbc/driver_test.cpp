@@ -373,7 +373,7 @@ TEST_F(adbc, failed_queries_have_status_sqlstate_and_text) {
       {"SELECT ?", ADBC_STATUS_INVALID_STATE, "HY010", "nothing is bound"},
       {"FROM 'lost.parquet'", ADBC_STATUS_NOT_FOUND, "58P01", "lost.parquet"},
       {fmt::format("FROM '{}'", folder_.path("damaged.vorn")), ADBC_STATUS_UNKNOWN, "HY000", "damaged.vorn"},
-      {"EXPLAIN ANALYZE SELECT 1", ADBC_STATUS_NOT_IMPLEMENTED, "0A000", "EXPLAIN ANALYZE"},
+      {"EXPLAIN ANALYZE SELECT lost FROM sample", ADBC_STATUS_INVALID_ARGUMENT, "42703", "lost"},
       {"COPY sample INTO 'x.vorn'", ADBC_STATUS_INVALID_ARGUMENT, "42601", "COPY table TO"},
       {"COPY sample TO 'x.csv'", ADBC_STATUS_INVALID_ARGUMENT, "HY009", "x.csv"},
       {"COPY sample TO '/lost/x.vorn'", ADBC_STATUS_IO, "58030", "/lost"},
@@ -645,6 +645,10 @@ TEST_F(adbc, tables_are_taken_in) {
     statement(on, "DROP TABLE IF EXISTS second").execute();
     EXPECT_THAT(answer(on, fmt::format("EXPLAIN SELECT i FROM made WHERE i > 3"), "explain_value"),
                 ElementsAre(HasSubstr("scan made")));
+    EXPECT_THAT(
+        answer(on, "EXPLAIN analyze SELECT i FROM made WHERE i > 3", "explain_value"),
+        ElementsAre(testing::ContainsRegex(fmt::format(
+            "\n *[0-9]+ +scan +{} +1 .*made where", answer(on, "SELECT count(*) c FROM made WHERE i > 3", "c")[0]))));
     if (!is_in_folder)
       continue;
     EXPECT_THAT(ingested(on, "../out", "create", of(some)), ElementsAre("5 HY009"));

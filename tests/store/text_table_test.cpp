@@ -1,7 +1,7 @@
 // Texts in aligned columns.
 #include <gtest/gtest.h>
 
-#include "vornq/text_table.hpp"
+#include "store/value/text_table.hpp"
 
 namespace {
 
