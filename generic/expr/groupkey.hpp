@@ -121,6 +121,7 @@ private:
     uint32_t i = 0;
 #ifdef __SSE4_1__ // gcc would widen more codes at a time, with moves between the halves of vectors
     constexpr uint32_t at_once = sizeof(key_lanes) / sizeof(uint32_t);
+  #pragma GCC unroll 4
     for (; i + at_once <= n; i += at_once)
       store_sum(out + i, raise(load_lanes(keys + i)), load_lanes(codes + i));
 #endif
