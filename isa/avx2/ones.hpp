@@ -25,7 +25,7 @@ struct byte_ones {
           until_sample = 0;
           continue;
         }
-        until_sample = sample - 1;
+        until_sample = 8 * sample - 1;
       }
 #endif
       const uint32_t ones = popcount(word);
