@@ -462,7 +462,7 @@ TEST_F(adbc, stream_that_fails_tells_why) {
     ArrowArray batch{};
     code = stream->get_next(&*stream, &batch);
     const arrow_owner<ArrowArray> owned_batch(batch);
-    ASSERT_LT(batches, 10U);
+    ASSERT_LT(batches, 10000U);
   }
   EXPECT_EQ(code, EINVAL);
   EXPECT_GT(batches, 1U) << "rows come before the error";
