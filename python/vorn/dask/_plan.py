@@ -140,6 +140,13 @@ def union(nodes: Sequence[Node]) -> Node:
     return {"operator": "union_all", "types": both[0]["types"], "children": both}
 
 
+def parts_of_union(node: Node) -> list[Node]:
+    """The operators of which a union puts the rows together, or the operator itself."""
+    if node["operator"] != "union_all":
+        return [node]
+    return [each for child in children(node) for each in parts_of_union(child)]
+
+
 def aggregation(child: Node, groups: Sequence[Expression], aggregates: Sequence[Node]) -> Node:
     types = [group["type"] for group in groups] + [each["type"] for each in aggregates]
     out: Node = {"operator": "aggregate", "types": types, "children": [child]}

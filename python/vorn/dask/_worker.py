@@ -23,14 +23,14 @@ import pyarrow as pa
 from adbc_driver_manager import AdbcConnection, AdbcDatabase, AdbcStatement, dbapi
 
 from .._files import driver_path
-from ._plan import plan_text, walk
+from ._plan import plan_text, parts_of_union, walk
 
 
 @dataclass
 class Pieces:
-    """The rows of a task: encoded tables, each of one partition of the rows.  Partitions without rows are left out."""
+    """The rows of a task: encoded tables, each with rows of one partition.  A partition may have several, or none."""
 
-    numbers: list[int] = field(default_factory=list)  # of the partitions
+    numbers: list[int] = field(default_factory=list)  # of the partition of each table
     rows: list[int] = field(default_factory=list)
     # Arrow's buffers go from process to process as they are; pickle would copy bytes.
     tables: list[pa.Buffer] = field(default_factory=list)
@@ -85,21 +85,23 @@ def run(
         for name, piece in pieces.items():
             for own, table in zip(names[name], piece.tables, strict=True):
                 tables.enter_context(known(connection, f"vorn.table.{own}", table.to_pybytes()))
-        statement = tables.enter_context(AdbcStatement(connection))
-        statement.set_options(
-            **{
-                "vorn.plan": plan_text(root, names, columns),
-                "vorn.result": form,
-                "vorn.partitions": partitions,
-                "vorn.partition_by": partition_by,
-            }
-        )
         out = Pieces()
-        stream, _ = statement.execute_query()
-        for batch in pa.RecordBatchReader.from_stream(stream):
-            out.numbers += batch.column("partition").to_pylist()
-            out.rows += batch.column("rows").to_pylist()
-            out.tables += [table.as_buffer() for table in batch.column("table")]
+        # The rows of several files stay apart, because each file has its own dictionaries.
+        for part in parts_of_union(root):
+            statement = tables.enter_context(AdbcStatement(connection))
+            statement.set_options(
+                **{
+                    "vorn.plan": plan_text(part, names, columns),
+                    "vorn.result": form,
+                    "vorn.partitions": partitions,
+                    "vorn.partition_by": partition_by,
+                }
+            )
+            stream, _ = statement.execute_query()
+            for batch in pa.RecordBatchReader.from_stream(stream):
+                out.numbers += batch.column("partition").to_pylist()
+                out.rows += batch.column("rows").to_pylist()
+                out.tables += [table.as_buffer() for table in batch.column("table")]
     if report is not None:
         worker = distributed.get_worker()
         made = {"query": report[1], "task": worker.get_current_task(), "began": began, "ended": time.time()}
@@ -125,13 +127,16 @@ def report_of(of: Pieces) -> Report:
 
 
 def _sizes(of: Pieces) -> list[tuple[int, int, int]]:
-    return list(zip(of.numbers, of.rows, (table.size for table in of.tables), strict=True))
+    out = dict.fromkeys(of.numbers, (0, 0))
+    for number, rows, table in zip(of.numbers, of.rows, of.tables, strict=True):
+        out[number] = out[number][0] + rows, out[number][1] + table.size
+    return [(number, rows, size) for number, (rows, size) in out.items()]
 
 
 def partition(of: Pieces, number: int) -> Pieces:
     """One partition of what a task has made."""
-    at = of.numbers.index(number)
-    return Pieces([0], [of.rows[at]], [of.tables[at]])
+    at = [i for i, each in enumerate(of.numbers) if each == number]
+    return Pieces([0] * len(at), [of.rows[i] for i in at], [of.tables[i] for i in at])
 
 
 # Open files
