@@ -5,7 +5,7 @@
 
 namespace {
 
-using vorn_test::each, vorn_test::each_from, vorn_test::stored_rows;
+using vorn_test::each, vorn_test::stored_rows;
 
 // The forms as numbers of one type.
 constexpr uint32_t fixed = VORN_FIXED, lv_sep = VORN_LV_SEP, lv = VORN_LV, lp_sep = VORN_LP_SEP, lp = VORN_LP,
