@@ -28,6 +28,7 @@ public:
   void enter(uint32_t block) {
     const uint32_t size = std::min(nruns_ - block, 64U);
     uint32_t first = first_[64];
+#pragma GCC unroll 4
     for (uint32_t i = 0; i < size; ++i) {
       first_[i] = first;
       first += lens_[uint64_t{block} + i];

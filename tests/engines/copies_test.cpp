@@ -5,7 +5,7 @@
 
 namespace {
 
-using vorn_test::each, vorn_test::each_from, vorn_test::stored_rows;
+using vorn_test::each, vorn_test::stored_rows;
 
 // The forms as numbers of one type.
 constexpr uint32_t fixed = VORN_FIXED, lv_sep = VORN_LV_SEP, lv = VORN_LV, lp_sep = VORN_LP_SEP, lp = VORN_LP,
@@ -221,7 +221,9 @@ TEST_P(copies, transposition) {
 TEST_P(copies, sums) {
   constexpr std::pair<uint32_t, unsigned> types[] = {{VORN_NUM_FLOAT, 4}, {VORN_NUM_DOUBLE, 8}, {VORN_NUM_DSB, 1},
                                                      {VORN_NUM_DSB, 2},   {VORN_NUM_DSB, 4},    {VORN_NUM_DSB, 8}};
-  for (const auto &[type, size] : each(types))
+  for (const auto &number : each(types)) {
+    const uint32_t type = number.first;
+    const unsigned size = number.second;
     for (const char *shape : each({"all rows", "keys", "runs", "conversion"}))
       for_each_count([&](uint32_t nrows, bool last) {
         const bool native = random.once_in(2) && type != VORN_NUM_DSB;
@@ -258,6 +260,7 @@ TEST_P(copies, sums) {
                                                                             keyed ? &by : nullptr, &records.aux);
         });
       });
+  }
 }
 
 INSTANTIATE_TEST_SUITE_P(each, copies,
