@@ -410,6 +410,10 @@ def _bundle(fragments: Sequence[Fragment], together: Callable[[Node], Node] | No
     return Fragment(plan if together is None else together(plan), sum(f.rows for f in fragments), pieces)
 
 
+def _range_of(zone: Zone | None) -> Range | None:
+    return None if zone is None or zone.low is None or zone.high is None else Range(zone.low, zone.high)
+
+
 def _is_piece(fragment: Fragment) -> bool:
     return fragment.plan["operator"] == "scan" and len(fragment.pieces) == 1
 
@@ -489,7 +493,8 @@ class _Join:
                     continue
                 if not may_be_cut(base, key) or not may_be_cut(other, other_key):
                     continue
-                parts = [self._range_of(f.zones[key], other, other_key) for f in base.fragments]
+                ranges = [_range_of(f.zones[key]) for f in base.fragments]
+                parts = rows_in(other, other_key, ranges, self._cutter.files)
                 # More means that the other side is not sorted by the key.
                 if reads_too_much(parts, other, self._cutter.files):
                     continue
@@ -498,11 +503,6 @@ class _Join:
                     pairs = [(b, a) for a, b in pairs]
                 return self._pairs(left, right, pairs, True)
         return None
-
-    def _range_of(self, zone: Zone | None, other: Rows, key: int) -> Fragment:
-        if zone is None or zone.low is None or zone.high is None:
-            return empty(other.types)
-        return rows_in(other, key, Range(zone.low, zone.high), self._cutter.files)
 
     def _measured(self, left: Rows, right: Rows) -> Rows:
         """Runs the side that seems smaller.  Its size decides between broadcast and exchange."""

@@ -7,8 +7,10 @@ then needs the orders of the same range only, and reads them from their files: n
 from __future__ import annotations
 
 import itertools
+from bisect import bisect_left, bisect_right
 from collections.abc import Iterator, Mapping, Sequence
 from dataclasses import dataclass, replace
+from typing import Any, cast
 
 from . import _plan
 from ._plan import Node, children, column, column_of, filtered, join_kind, no_rows, walk, width
@@ -132,10 +134,24 @@ def may_be_cut(rows: Rows, index: int) -> bool:
     return all(f.is_empty or (f.zones[index] is not None and not f.is_volatile) for f in rows.fragments)
 
 
-def rows_in(rows: Rows, index: int, to: Range, files: Files) -> Fragment:
-    """The rows whose column is in a range, of whatever fragments have them."""
+def rows_in(rows: Rows, index: int, ranges: Sequence[Range | None], files: Files) -> list[Fragment]:
+    """For each range the rows whose column is in it, of whatever fragments have them.  No range has no rows."""
+    known = [(zone, i) for i, f in enumerate(rows.fragments) if (zone := f.zones[index]) and zone.low is not None]
+    known.sort(key=lambda each: cast(Any, each[0].low))
+    lows: list[Any] = [zone.low for zone, _ in known]
+    highs: list[Any] = list(itertools.accumulate((zone.high for zone, _ in known), cast(Any, max)))
+    out = []
+    for to in ranges:
+        # Fragments of a sorted table are found by their bounds, so that not all of them are looked at for each range.
+        first, end = (bisect_left(highs, to.low), bisect_right(lows, to.high)) if to else (0, 0)
+        places = sorted(i for _, i in known[first:end])
+        out.append(_rows_in(rows, [rows.fragments[i] for i in places], index, to, files) if to else empty(rows.types))
+    return out
+
+
+def _rows_in(rows: Rows, fragments: Sequence[Fragment], index: int, to: Range, files: Files) -> Fragment:
     parts = []
-    for f in rows.fragments:
+    for f in fragments:
         zone = f.zones[index]
         if f.is_empty or zone is None or not to.has_part_of(zone):
             continue
@@ -184,7 +200,7 @@ def set_apart(rows: Rows, index: int, files: Files) -> Rows | None:
             ranges.append(Range(ranges[-1].high, zone.high, is_open=True))
     if ranges and any(less(zone.low, ranges[0].low) for zone in zones):
         return None
-    fragments = [rows_in(rows, index, each, files) for each in ranges]
+    fragments = rows_in(rows, index, ranges, files)
     if reads_too_much(fragments, rows, files):
         return None
     return Rows(rows.types, fragments or [empty(rows.types)], True, rows.distinct)

@@ -23,7 +23,7 @@ import pyarrow as pa
 from adbc_driver_manager import AdbcConnection, AdbcDatabase, AdbcStatement, dbapi
 
 from .._files import driver_path
-from ._plan import plan_text, parts_of_union, walk
+from ._plan import parts_of_union, plan_text, walk
 
 
 @dataclass
