@@ -15,6 +15,8 @@ uint32_t failing_decoder(vorn_qpak_ctx *qctx, const void *, void *, uint32_t *, 
   return 8;
 }
 
+uint32_t empty_decoder(vorn_qpak_ctx *, const void *, void *, uint32_t *, uint32_t) { return 0; }
+
 // A call of the host's decoder.
 struct host_call {
   void *env, *heap;
@@ -115,6 +117,10 @@ TEST_F(qpak_test, only_the_failure_of_the_hosts_decoder_is_final) {
     EXPECT_TRUE(std::equal(plain.begin(), plain.end(), decoded));
   }
   EXPECT_EQ(decoder_calls, 2);
+  host_calls.clear();
+  vorn_global_ctx.vorn_qpak_decode_dydi = empty_decoder;
+  EXPECT_EQ(decode(encoded, decoded), 0U);
+  EXPECT_TRUE(host_calls.empty()) << "no decoder follows one that succeeds";
   vorn_global_ctx.vorn_qpak_decode_dydi = nullptr;
   EXPECT_EQ(decode(encoded, decoded), 0U) << "the host decodes for a library without a decoder";
   vorn_global_ctx.vorn_qpak_decode_dydi = failing_decoder;

@@ -555,7 +555,8 @@ TEST(encode, refuses_what_the_kernels_could_not_read) {
   uint8_t out[256];
   std::memset(out, 0xa5, sizeof out);
   const uint32_t codes_of_3_bits[] = {7, 8, 0}, wide_entry[] = {15};
-  const uint64_t values[] = {0x100, 0xff, 1}, too_many_rows[] = {UINT64_C(1) << 32};
+  const uint64_t values[] = {0x100, 0xff, 1}, too_many_rows[] = {UINT64_C(1) << 32},
+                 top_byte[] = {UINT64_C(0xff) << 56};
   const uint8_t lengths[] = {1, 0, 2}, cut[] = {1, 1, 2}, too_long[] = {9};
   const int64_t integer[] = {128};
   const vornenc_text texts[] = {{"abc", 3}, {"ab", 2}}, null_with_length[] = {{nullptr, 1}},
@@ -578,7 +579,7 @@ TEST(encode, refuses_what_the_kernels_could_not_read) {
       {vornenc_pack_dynp(out, 200, out + 200, 56, values, lengths, 3, 16), VORNENC_TOO_WIDE},
       {vornenc_pack_dynp(out, 200, out + 200, 56, values, cut, 3, 16), VORNENC_TOO_WIDE},
       {vornenc_pack_dynp(out, 200, out + 200, 56, values, nullptr, 3, 24), VORNENC_BAD_WIDTH},
-      {vornenc_pack_dynp(out, 200, out + 200, 56, values, too_long, 1, 64), VORNENC_TOO_WIDE},
+      {vornenc_pack_dynp(out, 200, out + 200, 56, top_byte, too_long, 1, 64), VORNENC_TOO_WIDE},
       {vornenc_pack_prefix(out, 256, a, 16, values, 9, 1), VORNENC_BAD_WIDTH},
       {vornenc_assign_codes(a, b, &n, null_with_length, 1), VORNENC_TOO_WIDE},
       {vornenc_assign_codes(a, b, &n, long_text, 1), VORNENC_TOO_WIDE},
@@ -605,6 +606,8 @@ TEST(encode, refuses_what_the_kernels_could_not_read) {
     EXPECT_EQ(vornenc_code_width(ncodes), width) << ncodes;
   const int64_t first_fits[] = {127, 128};
   EXPECT_EQ(vornenc_pack_numbers(out, 256, first_fits, 1, VORN_NUM_DSB, 8), uint32_t{VORNENC_DONE});
+  EXPECT_EQ(vornenc_dynp_bytes(values, nullptr, 3, 24), 0U);
+  EXPECT_EQ(vornenc_dynp_bytes(values, lengths, 3, 16), 0U);
   EXPECT_EQ(vornenc_lens_bytes(10, 12), 0U);
   EXPECT_EQ(vornenc_lens_bytes(10, 8), 0U);
   EXPECT_EQ(vornenc_translate_bytes(1, 1), 8U);
