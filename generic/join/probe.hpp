@@ -79,21 +79,27 @@ private:
 
   // Writes the pairs of a block.  Returns false and counts nothing if they may have no room.
   bool match_block(uint32_t first, uint32_t end, uint8_t *out, uint64_t room, match_count &done) {
-    if ((several_ || !follow_chains(first)) && !find_later_pairs(first, end))
+    const bool merge = !several_ && follow_chains(first); // a row has at most one later pair
+    if (!merge && !find_later_pairs(first, end))
       return false;
-    if (room - done.pairs < end - first + nlater_)
+    if (room - done.pairs <= end - first + nlater_) // the loops write one pair more
       return false;
     uint8_t *const start = out + done.pairs * sizeof(pair);
     uint8_t *at = start;
     uint32_t several = 0, row = first;
-    for (uint32_t i = 0; i < nlater_; ++i) {
-      const later_pair &next = later_[i];
-      at = first_matches(first, row, next.row + 1, at, several);
-      row = next.row + 1;
-      store<pair>(at, pair_of(next.row, next.value));
-      at += sizeof(pair);
+    later_[nlater_].row = end;
+    if (merge && nlater_ != 0) {
+      at = first_matches<true>(first, row, end, at, several);
+    } else {
+      for (uint32_t i = 0; i < nlater_; ++i) {
+        const later_pair &next = later_[i];
+        at = first_matches<false>(first, row, next.row + 1, at, several);
+        row = next.row + 1;
+        store<pair>(at, pair_of(next.row, next.value));
+        at += sizeof(pair);
+      }
+      at = first_matches<false>(first, row, end, at, several);
     }
-    at = first_matches(first, row, end, at, several);
     if (several != 0 && !several_) {
       several_ = true;
       return match_block(first, end, out, room, done);
@@ -103,20 +109,30 @@ private:
     return true;
   }
 
-  // Writes the first matches of rows and returns the end of the pairs.
+  // Writes the first matches of rows and returns the end of the pairs.  With Merge, writes the later pairs too.
+  template <bool Merge>
   uint8_t *first_matches(uint32_t first, uint32_t row, uint32_t end, uint8_t *at, uint32_t &several) const {
     const Tags tags = tags_;
     const Left left = left_;
+    const later_pair *next = later_;
     uint32_t others = 0;
+    const auto write = [&](uint64_t value, bool counts) {
+      store<uint64_t>(at, left.template get<uint64_t>(row));
+      store<uint64_t>(at + 8, value);
+      // Nothing predicts whether a bucket has a tag, so the compiler must not make a branch of this.
+      at = __builtin_expect_with_probability(counts, 1, 0.5) ? at + sizeof(pair) : at;
+    };
     for (; row < end; ++row) {
       const uint8_t *bucket = buckets_[row - first];
       const uint32_t found =
           Layout::slots_with(bucket, *bucket & slot_count, tags.template tag<typename Layout::tag>(row));
-      store<uint64_t>(at, left.template get<uint64_t>(row));
-      store<uint64_t>(at + 8, Layout::lowest_value(bucket, found | Layout::last_slot));
+      write(Layout::lowest_value(bucket, found | Layout::last_slot), found != 0);
       others |= found & (found - 1);
-      // Nothing predicts whether a bucket has a tag, so the compiler must not make a branch of this.
-      at = __builtin_expect_with_probability(found != 0, 1, 0.5) ? at + sizeof(pair) : at;
+      if constexpr (Merge) {
+        const bool has_later = next->row == row;
+        write(next->value, has_later);
+        next += has_later;
+      }
     }
     several |= others;
     return at;
@@ -205,7 +221,7 @@ private:
   const uint8_t *buckets_[block_rows + ahead]; // of the rows of a block and of the first rows of the next block
   uint32_t open_[block_rows];                  // rows that may have other pairs than their first match
   const uint8_t *chains_[block_rows];          // the second buckets of these rows
-  later_pair later_[block_rows];
+  later_pair later_[block_rows + 1];           // the last one marks the end
 };
 
 template <class Layout>
