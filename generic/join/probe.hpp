@@ -6,6 +6,22 @@
 
 namespace vorn::inline VORN_LEVEL::join {
 
+// The rows of a batch that are to be looked up, and the left value of their pairs.
+struct probed_rows {
+  uint32_t count;
+  uint32_t hashed; // rows whose hash values can be read, of this batch and after it
+  strided hashes;
+  strided tags;
+  strided left;  // payload
+  bool has_left; // without left values, row identifiers count up from first_id
+  uint64_t first_id;
+
+  template <class Value>
+  uint64_t left_of(uint32_t row) const {
+    return has_left ? left.get<Value>(row) : first_id + row;
+  }
+};
+
 struct match_count {
   uint64_t pairs;
   uint32_t rows; // with all of their pairs written; fewer than the batch has when the pairs of the next row had no room
@@ -15,213 +31,153 @@ struct match_count {
 // bucket has a tag.
 inline uint32_t any_bit(uint32_t x) { return (0 - x) >> 31; }
 
-// Looks rows up a block at a time.  The first bucket of each row gives at most one pair, without a branch.  All other
-// pairs are found before: nearly all of them lie in chains, and the first bucket of a chain is marked.
-template <class Layout, class Tags, class Left, class Find>
-class block_matches {
-public:
-  block_matches(Tags tags, Left left, Find find) : tags_(tags), left_(left), find_(find) {}
+// Looks rows up a block at a time.  First the first bucket of each row gives at most one match, without a branch.  Then
+// the pairs are written, together with the pairs of rows that have more of them.
+struct block_matches {
+  static constexpr uint32_t block_rows = 128;
+  static constexpr uint32_t ahead = 32; // the number of rows whose buckets are prefetched
 
-  // Looks up `count` rows.  Rows up to `hashed` have hash values, and their buckets are prefetched.
-  [[gnu::noinline]] match_count match(uint32_t count, uint32_t hashed, uint8_t *out, uint64_t room) {
-    for (uint32_t row = 0; row < std::min(count, ahead); ++row)
-      prefetch(row, buckets_[row]);
-    match_count done = {0, 0};
-    while (done.rows < count) {
-      const uint32_t first = done.rows, end = std::min(count, first + block_rows);
-      look_ahead(first, end, hashed);
-      if (!match_block(first, end, out, room, done) && !match_rows(end, out, room, done))
-        break;
-      std::copy_n(buckets_ + block_rows, ahead, buckets_);
-    }
-    return done;
+  template <class Layout>
+  static match_count match(const probed_rows &rows, const hash_bits &bits, void *const *tables, uint8_t *out,
+                           uint64_t room) {
+    return with_finder<Layout>(bits, tables, [&](auto find) { return match<Layout>(rows, find, out, room); });
   }
 
 private:
-  static constexpr uint32_t block_rows = 128;
-  static constexpr uint32_t ahead = 32; // the number of rows whose buckets are prefetched
+  template <class Layout, class Find>
+  [[gnu::noinline]] static match_count match(const probed_rows &rows, Find find, uint8_t *out, uint64_t room) {
+    block found;
+    for (uint32_t row = 0; row < std::min(rows.count, ahead); ++row) {
+      found.buckets[row] = find(rows.hashes.get<uint64_t>(row));
+      __builtin_prefetch(found.buckets[row]);
+    }
+    uint64_t pairs = 0;
+    for (uint32_t first = 0; first < rows.count; first += block_rows) {
+      look_up<Layout>(rows, find, first, found);
+      if (write<Layout>(rows, first, found, out, room, pairs))
+        continue;
+      for (uint32_t row = first;; ++row) // one of these rows has no room
+        if (!write_row<Layout>(rows, found.buckets[row - first], row, out, room, pairs))
+          return {pairs, row};
+    }
+    return {pairs, rows.count};
+  }
 
   struct pair {
     uint64_t left, value;
   };
-  // A pair after the first match of a row.
-  struct later_pair {
+  struct first_match {
     uint32_t row;
     uint64_t value;
   };
+  // A row whose first bucket has a chain or several slots with the tag.
+  struct open_row {
+    uint32_t row;
+    uint32_t end; // of the first matches of this row and of all rows before it
+  };
 
-  uint32_t slots_with_tag(const uint8_t *bucket, uint32_t row) const {
-    return Layout::slots_with(bucket, *bucket & slot_count, tags_.template tag<typename Layout::tag>(row));
-  }
-  pair pair_of(uint32_t row, uint64_t value) const { return {left_.template get<uint64_t>(row), value}; }
+  // The buckets and first matches of the rows of a block.  The buckets of the first rows of the next block follow.
+  struct block {
+    uint32_t nmatches = 0, nopen = 0;
+    const uint8_t *buckets[block_rows + ahead];
+    first_match matches[block_rows];
+    open_row open[block_rows];
 
-  void prefetch(uint32_t row, const uint8_t *&bucket) const {
-    bucket = find_(tags_.hash(row));
-    __builtin_prefetch(bucket);
-  }
+    block() {} // NOLINT(cppcoreguidelines-pro-type-member-init): arrays are written before they are read
+  };
 
-  // Notes the rows whose first bucket has a chain.  Prefetches the buckets of later rows.
-  void look_ahead(uint32_t first, uint32_t end, uint32_t hashed) {
-    uint32_t nopen = 0;
-    const auto note = [&](uint32_t row) {
-      open_[nopen] = row;
-      nopen += *buckets_[row - first] >> 7;
-    };
-    uint32_t row = first;
-    for (const uint32_t until = std::min(end, hashed - std::min(hashed, ahead)); row < until; ++row) {
-      prefetch(row + ahead, buckets_[row - first + ahead]);
-      note(row);
-    }
-    for (; row < end; ++row)
-      note(row);
-    nopen_ = nopen;
-  }
-
-  // Writes the pairs of a block.  Returns false and counts nothing if they may have no room.
-  bool match_block(uint32_t first, uint32_t end, uint8_t *out, uint64_t room, match_count &done) {
-    const bool merge = !several_ && follow_chains(first); // a row has at most one later pair
-    if (!merge && !find_later_pairs(first, end))
-      return false;
-    if (room - done.pairs <= end - first + nlater_) // the loops write one pair more
-      return false;
-    uint8_t *const start = out + done.pairs * sizeof(pair);
-    uint8_t *at = start;
-    uint32_t several = 0, row = first;
-    later_[nlater_].row = end;
-    if (merge && nlater_ != 0) {
-      at = first_matches<true>(first, row, end, at, several);
-    } else {
-      for (uint32_t i = 0; i < nlater_; ++i) {
-        const later_pair &next = later_[i];
-        at = first_matches<false>(first, row, next.row + 1, at, several);
-        row = next.row + 1;
-        store<pair>(at, pair_of(next.row, next.value));
-        at += sizeof(pair);
-      }
-      at = first_matches<false>(first, row, end, at, several);
-    }
-    if (several != 0 && !several_) {
-      several_ = true;
-      return match_block(first, end, out, room, done);
-    }
-    several_ = several != 0;
-    done = {done.pairs + static_cast<uint64_t>(at - start) / sizeof(pair), end};
-    return true;
-  }
-
-  // Writes the first matches of rows and returns the end of the pairs.  With Merge, writes the later pairs too.
-  template <bool Merge>
-  uint8_t *first_matches(uint32_t first, uint32_t row, uint32_t end, uint8_t *at, uint32_t &several) const {
-    const Tags tags = tags_;
-    const Left left = left_;
-    const later_pair *next = later_;
-    uint32_t others = 0;
-    const auto write = [&](uint64_t value, bool counts) {
-      store<uint64_t>(at, left.template get<uint64_t>(row));
-      store<uint64_t>(at + 8, value);
-      // Nothing predicts whether a bucket has a tag, so the compiler must not make a branch of this.
-      at = __builtin_expect_with_probability(counts, 1, 0.5) ? at + sizeof(pair) : at;
-    };
-    for (; row < end; ++row) {
-      const uint8_t *bucket = buckets_[row - first];
-      const uint32_t found =
-          Layout::slots_with(bucket, *bucket & slot_count, tags.template tag<typename Layout::tag>(row));
-      write(Layout::lowest_value(bucket, found | Layout::last_slot), found != 0);
-      others |= found & (found - 1);
-      if constexpr (Merge) {
-        const bool has_later = next->row == row;
-        write(next->value, has_later);
-        next += has_later;
-      }
-    }
-    several |= others;
-    return at;
-  }
-
-  // Finds the pairs of the chains of a block, without branches.  Returns false if a row may have two pairs after its
-  // first bucket, or one in its first bucket.
-  bool follow_chains(uint32_t first) {
-    uint32_t nchains = 0, several = 0;
-    for (uint32_t i = 0; i < nopen_; ++i) {
-      const uint32_t row = open_[i];
-      const uint8_t *bucket = buckets_[row - first];
-      const uint32_t found = slots_with_tag(bucket, row);
-      const uint32_t only = any_bit(found) & (*bucket >> 6);
-      open_[nchains] = row;
-      chains_[nchains] = next_bucket(bucket);
-      __builtin_prefetch(next_bucket(bucket));
-      nchains += only ^ 1;
-      several |= found & (found - 1);
-    }
-    nlater_ = 0;
-    for (uint32_t i = 0; i < nchains; ++i) {
-      const uint8_t *bucket = chains_[i];
-      const uint32_t found = slots_with_tag(bucket, open_[i]);
-      later_[nlater_] = {open_[i], Layout::lowest_value(bucket, found | Layout::last_slot)};
-      nlater_ += any_bit(found);
-      several |= (found & (found - 1)) | (*bucket & chained);
-    }
-    return several == 0;
-  }
-
-  // Finds all pairs of the rows of a block that are not their first match.  Returns false if there are too many.
-  bool find_later_pairs(uint32_t first, uint32_t end) {
-    nlater_ = 0;
+  template <class Layout, class Find>
+  [[gnu::noinline]] static void look_up(const probed_rows &rows, Find find, uint32_t first, block &out) {
+    const uint32_t end = std::min(rows.count, first + block_rows), hashed = rows.hashed;
+    const strided hashes = rows.hashes, tags = rows.tags;
+    if (first != 0)
+      std::copy_n(out.buckets + block_rows, ahead, out.buckets);
+    uint32_t nmatches = 0, nopen = 0;
     for (uint32_t row = first; row < end; ++row) {
-      bool is_first = slots_with_tag(buckets_[row - first], row) != 0;
-      const bool all_kept = for_each_match(buckets_[row - first], row, [&](uint64_t value) {
-        if (std::exchange(is_first, false))
-          return true;
-        if (nlater_ == block_rows)
-          return false;
-        later_[nlater_++] = {row, value};
-        return true;
-      });
-      if (!all_kept)
+      const uint8_t *bucket = out.buckets[row - first];
+      const uint8_t header = *bucket;
+      if (row + ahead < hashed) {
+        const uint8_t *next = find(hashes.get<uint64_t>(row + ahead));
+        __builtin_prefetch(next);
+        out.buckets[row - first + ahead] = next;
+      }
+      const uint32_t found = Layout::slots_with(bucket, header & slot_count, tags.get<typename Layout::tag>(row));
+      out.matches[nmatches] = {row, Layout::lowest_value(bucket, found | Layout::last_slot)};
+      nmatches += any_bit(found);
+      out.open[nopen] = {row, nmatches};
+      nopen += header >> 7 | any_bit(found & (found - 1));
+    }
+    out.nmatches = nmatches;
+    out.nopen = nopen;
+  }
+
+  // Writes all pairs of a block.  When they have no room, none is counted and the result is false.
+  template <class Layout>
+  static bool write(const probed_rows &rows, uint32_t first, const block &found, uint8_t *out, uint64_t room,
+                    uint64_t &pairs) {
+    for (uint32_t i = 0; i < found.nopen; ++i) {
+      const uint8_t *bucket = found.buckets[found.open[i].row - first];
+      if (*bucket & chained)
+        __builtin_prefetch(next_bucket(bucket));
+    }
+    uint64_t written = pairs;
+    uint32_t copied = 0;
+    const auto write_until = [&](uint32_t end) {
+      if (room - written < end - copied)
+        return false;
+      for (; copied < end; ++copied) {
+        const first_match &match = found.matches[copied];
+        store<pair>(out + written++ * sizeof(pair), {rows.left_of<typename Layout::value>(match.row), match.value});
+      }
+      return true;
+    };
+    for (uint32_t i = 0; i < found.nopen; ++i) {
+      const auto [row, end] = found.open[i];
+      const uint8_t *bucket = found.buckets[row - first];
+      const uint32_t slots = Layout::slots_with(bucket, *bucket & slot_count, rows.tags.get<typename Layout::tag>(row));
+      if (slots != 0 && *bucket & distinct)
+        continue; // the first match is the only one
+      if (!write_until(end) || !write_matches<Layout>(rows, row, bucket, slots & (slots - 1), out, room, written))
         return false;
     }
+    if (!write_until(found.nmatches))
+      return false;
+    pairs = written;
     return true;
   }
 
-  // Looks up rows one after the other.  Returns false if the pairs of a row have no room.
-  [[gnu::noinline]] bool match_rows(uint32_t end, uint8_t *out, uint64_t room, match_count &done) const {
-    for (; done.rows < end; ++done.rows) {
-      uint64_t written = done.pairs;
-      if (!for_each_match(find_(tags_.hash(done.rows)), done.rows, [&](uint64_t value) {
-            if (written == room)
-              return false;
-            store<pair>(out + written++ * sizeof(pair), pair_of(done.rows, value));
-            return true;
-          }))
-        return false;
-      done.pairs = written;
-    }
+  // Writes all pairs of a row.  When they have no room, none is counted and the result is false.
+  template <class Layout>
+  static bool write_row(const probed_rows &rows, const uint8_t *bucket, uint32_t row, uint8_t *out, uint64_t room,
+                        uint64_t &pairs) {
+    const uint32_t found = Layout::slots_with(bucket, *bucket & slot_count, rows.tags.get<typename Layout::tag>(row));
+    uint64_t written = pairs;
+    if (!write_matches<Layout>(rows, row, bucket, found, out, room, written))
+      return false;
+    pairs = written;
     return true;
   }
 
-  // Calls visit with the value of each slot that matches a row, along the chain, until visit returns false.
-  template <class Visit>
-  bool for_each_match(const uint8_t *bucket, uint32_t row, Visit visit) const {
-    for (;; bucket = next_bucket(bucket)) {
-      const uint32_t found = slots_with_tag(bucket, row);
-      const bool only = found != 0 && *bucket & distinct;
-      for (uint32_t left = only ? found & -found : found; left != 0; left &= left - 1)
-        if (!visit(Layout::lowest_value(bucket, left)))
+  // Writes the pairs of the slots `found` of a bucket, and of the buckets after it.  The result is false when they have
+  // no room.
+  template <class Layout>
+  static bool write_matches(const probed_rows &rows, uint32_t row, const uint8_t *bucket, uint32_t found, uint8_t *out,
+                            uint64_t room, uint64_t &written) {
+    for (;;) {
+      const uint8_t header = *bucket;
+      const bool only = found != 0 && header & distinct;
+      for (uint32_t left = only ? found & -found : found; left != 0; left &= left - 1) {
+        if (written == room)
           return false;
-      if (only || !(*bucket & chained))
+        store<pair>(out + written++ * sizeof(pair),
+                    {rows.left_of<typename Layout::value>(row), Layout::lowest_value(bucket, left)});
+      }
+      if (only || !(header & chained))
         return true;
+      bucket = next_bucket(bucket);
+      found = Layout::slots_with(bucket, *bucket & slot_count, rows.tags.get<typename Layout::tag>(row));
     }
   }
-
-  Tags tags_;
-  Left left_;
-  Find find_;
-  bool several_ = false; // a row of the last block had several matches in its first bucket
-  uint32_t nopen_ = 0, nlater_ = 0;
-  const uint8_t *buckets_[block_rows + ahead]; // of the rows of a block and of the first rows of the next block
-  uint32_t open_[block_rows];                  // rows that may have other pairs than their first match
-  const uint8_t *chains_[block_rows];          // the second buckets of these rows
-  later_pair later_[block_rows + 1];           // the last one marks the end
 };
 
 template <class Layout>
@@ -238,20 +194,18 @@ template <class Layout>
   uint64_t written = 0;
 
   for (; keys.load_batch(); keys.advance()) {
-    const auto match = [&](auto from) {
-      return keys.with_tags([&](auto tags) {
-        return with_finder<Layout>(bits, tables, [&](auto find) {
-          return block_matches<Layout, decltype(tags), decltype(from), decltype(find)>(tags, from, find)
-              .match(keys.count(), keys.hashed(), out + written * 16, capacity - written);
-        });
-      });
-    };
     const auto *payload = static_cast<const uint8_t *>(left.vorn_cv_vals);
-    const match_count found =
-        has_left ? match(stored_values<typename Layout::value>{payload + uint64_t{keys.first()} * value_size})
-                 : match(counted_values{left.vorn_cv_autorid + keys.first()});
+    const probed_rows rows = {.count = keys.count(),
+                              .hashed = keys.hashed(),
+                              .hashes = keys.hashes(),
+                              .tags = form == row_form::gd ? keys.codes() : keys.hashes(),
+                              .left = has_left ? strided{payload + uint64_t{keys.first()} * value_size, value_size}
+                                               : strided{},
+                              .has_left = has_left,
+                              .first_id = left.vorn_cv_autorid + keys.first()};
+    const match_count found = block_matches::match<Layout>(rows, bits, tables, out + written * 16, capacity - written);
     written += found.pairs;
-    if (found.rows < keys.count()) {
+    if (found.rows < rows.count) {
       keys.save_position(found.rows, aux);
       res.vorn_cv_nrows = static_cast<uint32_t>(written);
       return VORN_RESULT_PROBE_FULL;
