@@ -6,82 +6,74 @@
 
 namespace vorn::inline VORN_LEVEL::join {
 
-// The rows of a batch that are to be inserted.  The tag is the low end of the hash value, or the code.
-struct inserted_rows {
-  uint32_t count;
-  uint32_t hashed; // rows whose hash values can be read, of this batch and after it
-  strided hashes;
-  strided tags;
+// Where rows that have no place in their buckets go, for each partition.
+struct overflow {
+  void **free;
+  void *const *end;
+
+  // The next free bucket, or null.
+  uint8_t *take(uint64_t partition) const {
+    auto *bucket = static_cast<uint8_t *>(free[partition]);
+    if (reinterpret_cast<uintptr_t>(bucket) >= reinterpret_cast<uintptr_t>(end[partition]))
+      return nullptr;
+    free[partition] = bucket + bucket_size;
+    return bucket;
+  }
 };
 
 // Inserts one row after the other.
+template <class Layout>
 struct single_inserts {
   // Does the first bucket of every row have a free slot?  The buckets are in the cache afterwards.
-  template <class Layout, class Find>
-  static bool touch(const inserted_rows &rows, Find find) {
-    bool room = true;
-    for (uint32_t row = 0; row < rows.count; ++row) {
-      const uint8_t *bucket = find(rows.hashes.get<uint64_t>(row));
-      room &= (*bucket & slot_count) < Layout::slots;
-    }
-    return room;
+  template <class Tags, class Find>
+  static bool touch(uint32_t count, Tags tags, Find find) {
+    uint32_t full = 0;
+    for (uint32_t row = 0; row < count; ++row)
+      full |= (*find(tags.hash(row)) & slot_count) >= Layout::slots;
+    return full == 0;
   }
 
-  // Inserts rows while there is room and returns their number.  With `room`, a bucket that is not full has no chain and
-  // takes its row at once.  The buckets of the next batch are prefetched.
-  template <class Layout, class Values, class Find>
-  static uint32_t insert(inserted_rows rows, Values values, Find find, const hash_bits &bits, void **free,
-                         void *const *end, bool room) {
-    using tag_type = typename Layout::tag;
-    for (uint32_t row = 0; row < rows.count; ++row) {
-      if (row + batch_rows < rows.hashed)
-        __builtin_prefetch(find(rows.hashes.get<uint64_t>(row + batch_rows)), 1);
-      const auto hash = rows.hashes.get<uint64_t>(row);
-      const auto tag = rows.tags.get<tag_type>(row);
+  // Inserts rows while there is room and returns their number.  A row in an empty bucket makes the bucket distinct when
+  // `room` says so.  Rows up to `hashed` have hash values; their buckets are prefetched a batch ahead.
+  template <class Tags, class Values, class Find>
+  [[gnu::noinline]] static uint32_t insert(uint32_t count, uint32_t hashed, Tags tags, Values values, Find find,
+                                           const hash_bits &bits, overflow more, bool room) {
+    const uint32_t empty_header = room ? distinct : 0;
+    for (uint32_t row = 0; row < count; ++row) {
+      if (row + batch_rows < hashed)
+        __builtin_prefetch(find(tags.hash(row + batch_rows)), 1);
+      const auto tag = tags.template tag<typename Layout::tag>(row);
       const auto value = values.template get<typename Layout::value>(row);
-      uint8_t *bucket = find(hash);
-      uint8_t header = *bucket;
-      if (room && (header & slot_count) < Layout::slots) {
-        const uint8_t before = header == 0 ? uint8_t{distinct} : header;
-        append<Layout>(bucket, without_duplicate<Layout>(bucket, before, tag), tag, value);
-        continue;
+      uint8_t *bucket = find(tags.hash(row));
+      uint32_t header = *bucket;
+      while (header & chained)
+        [[unlikely]] {
+          const uint32_t updated = without_duplicate(bucket, header, tag);
+          if (updated != header)
+            *bucket = static_cast<uint8_t>(updated);
+          bucket = next_bucket(bucket);
+          header = *bucket;
+        }
+      header = without_duplicate(bucket, header | ((header - 1) >> 24 & empty_header), tag);
+      if ((header & slot_count) >= Layout::slots) [[unlikely]] {
+        uint8_t *const fresh = more.take(bits.partition(tags.hash(row)));
+        if (fresh == nullptr)
+          return row;
+        *bucket = static_cast<uint8_t>(header | chained);
+        link_bucket(bucket, fresh);
+        bucket = fresh;
+        header = distinct;
       }
-      for (; header & chained; header = *bucket) {
-        const uint8_t updated = without_duplicate<Layout>(bucket, header, tag);
-        if (updated != header)
-          *bucket = updated;
-        bucket = next_bucket(bucket);
-      }
-      header = without_duplicate<Layout>(bucket, header, tag);
-      if ((header & slot_count) < Layout::slots) {
-        append<Layout>(bucket, header, tag, value);
-        continue;
-      }
-      const uint64_t partition = bits.partition(hash);
-      auto *fresh = static_cast<uint8_t *>(free[partition]);
-      if (reinterpret_cast<uintptr_t>(fresh) >= reinterpret_cast<uintptr_t>(end[partition]))
-        return row;
-      *bucket = header | chained;
-      link_bucket(bucket, fresh);
-      free[partition] = fresh + bucket_size;
-      append<Layout>(fresh, distinct, tag, value);
+      Layout::fill(bucket, header & slot_count, tag, value);
+      *bucket = static_cast<uint8_t>(header + 1);
     }
-    return rows.count;
+    return count;
   }
 
 private:
-  // header: of the bucket before the row is added.
-  template <class Layout>
-  static void append(uint8_t *bucket, uint8_t header, typename Layout::tag tag, typename Layout::value value) {
-    Layout::fill(bucket, header & slot_count, tag, value);
-    *bucket = static_cast<uint8_t>(header + 1);
-  }
-
   // The header of a bucket before the tag is added after its slots.  It is no longer distinct when a slot has the tag.
-  template <class Layout>
-  static uint8_t without_duplicate(const uint8_t *bucket, uint8_t header, typename Layout::tag tag) {
-    const bool duplicate = Layout::slots_with(bucket, header & slot_count, tag) != 0;
-    return static_cast<uint8_t>(header & ~(duplicate ? distinct : 0));
+  static uint32_t without_duplicate(const uint8_t *bucket, uint32_t header, typename Layout::tag tag) {
+    return header & ~(Layout::slots_with(bucket, header & slot_count, tag) != 0 ? uint32_t{distinct} : 0);
   }
 };
 
@@ -94,26 +86,26 @@ template <class Layout>
   const hash_bits bits(ht, Layout::tag_bits, part >= 0);
   const uint64_t first = part >= 0 ? static_cast<uint64_t>(part) : 0;
   void *const *tables = ht.vorn_ht_tables + first;
-  void **free = ht.vorn_ht_ovfl_cur + first;
-  void *const *end = ht.vorn_ht_ovfl_end + first;
-  const bool coded = form == row_form::gd || form == row_form::hashgdrid;
+  const overflow more = {ht.vorn_ht_ovfl_cur + first, ht.vorn_ht_ovfl_end + first};
   constexpr uint32_t value_size = sizeof(typename Layout::value);
 
   for (; keys.load_batch(); keys.advance()) {
     const auto *payload = static_cast<const uint8_t *>(values.vorn_cv_vals);
-    const inserted_rows rows = {keys.count(), keys.hashed(), keys.hashes(), coded ? keys.codes() : keys.hashes()};
     const auto insert = [&](const auto &from) {
-      return with_finder<Layout>(bits, tables, [&](auto find) {
-        const bool room = single_inserts::touch<Layout>(rows, find);
-        return single_inserts::insert<Layout>(rows, from, find, bits, free, end, room);
+      return keys.with_tags([&](auto tags) {
+        return with_finder<Layout>(bits, tables, [&](auto find) {
+          const bool room = single_inserts<Layout>::touch(keys.count(), tags, find);
+          return single_inserts<Layout>::insert(keys.count(), keys.hashed(), tags, from, find, bits, more, room);
+        });
       });
     };
     const uint32_t inserted =
-        source == value_source::autorid  ? insert(counted_values{values.vorn_cv_autorid + keys.first()})
-        : source == value_source::record ? insert(keys.row_ids())
-                                         : insert(strided{payload + uint64_t{keys.first()} * value_size, value_size});
-    if (inserted < rows.count) {
-      const auto hash = rows.hashes.get<uint64_t>(inserted);
+        source == value_source::autorid ? insert(counted_values{values.vorn_cv_autorid + keys.first()})
+        : source == value_source::record
+            ? insert(keys.row_ids())
+            : insert(stored_values<typename Layout::value>{payload + uint64_t{keys.first()} * value_size});
+    if (inserted < keys.count()) {
+      const auto hash = keys.hashes().template get<uint64_t>(inserted);
       const uint32_t above_bucket = ht.vorn_ht_bucket_hi_bit + 1U;
       aux.vorn_aux_full_part = static_cast<uint32_t>(above_bucket < 64 ? (bits.part_mask & hash) >> above_bucket : 0);
       keys.save_position(inserted, aux);

@@ -2,8 +2,10 @@
 #pragma once
 
 #ifdef __SSE2__
-  #include <emmintrin.h>
+  #include <immintrin.h>
 #endif
+
+#include <array>
 
 #include "frame/bits.hpp"
 #include "frame/vorn.h"
@@ -30,41 +32,63 @@ struct bucket_layout {
   static constexpr uint32_t slots = Slots;
   static constexpr uint32_t tag_bits = 8 * sizeof(Tag);
 
-  static Tag tag_at(const uint8_t *bucket, uint32_t slot) { return load<Tag>(bucket + sizeof(Tag), slot); }
-  static Value value_at(const uint8_t *bucket, uint32_t slot) { return load<Value>(bucket + ValuesAt, slot); }
-
   static void fill(uint8_t *bucket, uint32_t slot, Tag tag, Value value) {
     store<Tag>(bucket + sizeof(Tag) * (slot + 1), tag);
     store<Value>(bucket + ValuesAt + sizeof(Value) * slot, value);
   }
 
-  // A bit for each of the first `count` slots that has the tag.  All slots are compared without a branch, one register
-  // of tags at a time.  The bits of other slots and of other bytes of the bucket are cleared at the end.
+  // A set of slots is a number with a bit for each byte of the tags.  The lowest bit of a tag stands for its slot.
+  static constexpr uint32_t last_slot = 1U << (Slots - 1) * sizeof(Tag);
+
+  // The value of the lowest slot of a set.
+  static Value lowest_value(const uint8_t *bucket, uint32_t found) {
+    constexpr uint64_t value_bytes = sizeof(Value) / sizeof(Tag); // for a byte of a tag
+    return load<Value>(bucket + ValuesAt + static_cast<uint64_t>(__builtin_ctz(found)) * value_bytes);
+  }
+
+  // The slots with the tag among the first `count` slots.  All slots are compared without a branch.  The comparison
+  // also reads other bytes of the bucket.
   static uint32_t slots_with(const uint8_t *bucket, uint32_t count, Tag tag) {
-    constexpr uint32_t lanes = 16 / sizeof(Tag);
-    uint32_t found = 0;
-    uint32_t slot = 0;
-    for (; slot + 1 < Slots; slot += lanes)
-      found |= equal_lanes(bucket + sizeof(Tag) * (slot + 1), tag) << slot;
-    if constexpr (Slots % lanes == 1) // the last slot remains
-      found |= uint32_t{tag_at(bucket, slot) == tag} << slot;
-    return found & static_cast<uint32_t>(low_bits(count));
+    return equal_tags(bucket + sizeof(Tag), tag) & first_slots[count];
   }
 
 private:
-  // A bit for each number of 16 bytes that equals the tag.
-  static uint32_t equal_lanes(const uint8_t *numbers, Tag tag) {
-    typedef Tag tags [[gnu::vector_size(16)]];
-    const auto equal = load<tags>(numbers) == tag;
-#ifdef __SSE2__
-    const auto bytes = sizeof(Tag) == 2 ? _mm_packs_epi16(__m128i(equal), __m128i()) : __m128i(equal);
-    return static_cast<uint32_t>(sizeof(Tag) == 2 ? _mm_movemask_epi8(bytes) : _mm_movemask_ps(__m128(bytes)));
+  static constexpr uint32_t tags_size = Slots * sizeof(Tag);
+
+  // The first slots, by their number.  A header has 4 bits for the number.
+  static constexpr auto first_slots = [] {
+    std::array<uint32_t, slot_count + 1> sets = {};
+    for (uint32_t count = 1; count < sets.size(); ++count)
+      sets[count] = sets[count - 1] | (count <= Slots ? 1U << (count - 1) * sizeof(Tag) : 0);
+    return sets;
+  }();
+
+  // A bit for each byte of the tags, and more bits.  The bits of equal tags are set.
+  static uint32_t equal_tags(const uint8_t *tags, Tag tag) {
+#if defined(__AVX2__)
+    if constexpr (tags_size > 16)
+      return static_cast<uint32_t>(_mm256_movemask_epi8(__m256i(equal_lanes<32>(tags, tag))));
+#endif
+#if defined(__SSE2__)
+    const auto mask = [=](uint32_t at) {
+      return static_cast<uint32_t>(_mm_movemask_epi8(__m128i(equal_lanes<16>(tags + at, tag)))) << at;
+    };
+    if constexpr (tags_size > 16)
+      return mask(0) | mask(tags_size - 16);
+    return mask(0);
 #else
     uint32_t found = 0;
-    for (uint32_t lane = 0; lane < 16 / sizeof(Tag); ++lane)
-      found |= (equal[lane] & 1U) << lane;
+    for (uint32_t at = 0; at < tags_size; at += sizeof(Tag))
+      found |= uint32_t{load<Tag>(tags + at) == tag} << at;
     return found;
 #endif
+  }
+
+  // Lanes of ones where the numbers in `Size` bytes are equal to the tag.
+  template <uint32_t Size>
+  static auto equal_lanes(const uint8_t *numbers, Tag tag) {
+    typedef Tag vector [[gnu::vector_size(Size)]];
+    return load<vector>(numbers) == tag;
   }
 };
 
@@ -136,17 +160,20 @@ struct bucket_finder {
 };
 template <class Layout>
 struct single_table_finder {
-  uint8_t *operator()(uint64_t hash) const { return table + ((hash & mask) >> Layout::tag_bits) * bucket_size; }
+  uint8_t *operator()(uint64_t hash) const { return table + (hash >> shift & mask); }
 
+  // The number of a bucket is taken from a hash value together with the factor bucket_size.
+  static constexpr uint32_t shift = Layout::tag_bits - std::countr_zero(bucket_size);
   uint8_t *table;
-  uint64_t mask;
+  uint64_t mask; // of the distance from the first bucket
 };
 
 // Calls call(finder).
 template <class Layout, class Call>
 inline auto with_finder(const hash_bits &bits, void *const *tables, Call call) {
   if (bits.one_partition())
-    return call(single_table_finder<Layout>{static_cast<uint8_t *>(tables[0]), bits.bucket_mask});
+    return call(single_table_finder<Layout>{static_cast<uint8_t *>(tables[0]),
+                                            bits.bucket_mask >> Layout::tag_bits << std::countr_zero(bucket_size)});
   return call(bucket_finder{bits, tables});
 }
 

@@ -39,6 +39,38 @@ struct counted_values {
   }
 };
 
+// Values in an array.
+template <class Stored>
+struct stored_values {
+  const uint8_t *at;
+
+  template <class Value>
+  Value get(uint64_t row) const {
+    return static_cast<Value>(load<Stored>(at, row));
+  }
+};
+
+// The hash value and the tag of each row, if the hash values lie back to back and their low ends are the tags.
+struct hash_tags {
+  const uint8_t *at;
+
+  uint64_t hash(uint64_t row) const { return load<uint64_t>(at, row); }
+  template <class Tag>
+  Tag tag(uint64_t row) const {
+    return load<Tag>(at + row * sizeof(uint64_t));
+  }
+};
+// The same, anywhere.
+struct strided_tags {
+  strided hashes, tags;
+
+  uint64_t hash(uint64_t row) const { return hashes.get<uint64_t>(row); }
+  template <class Tag>
+  Tag tag(uint64_t row) const {
+    return tags.get<Tag>(row);
+  }
+};
+
 // The object holds the batch.  It lies on the stack of a kernel.
 class key_batch {
 public:
@@ -106,6 +138,14 @@ public:
   const strided &hashes() const { return hashes_; }
   const strided &codes() const { return codes_; }     // of gd and hashgdrid
   const strided &row_ids() const { return row_ids_; } // of hashrid and hashgdrid
+
+  // Calls call with the hash value and the tag of each row.  The tag is the low end of the hash value, or the code.
+  template <class Call>
+  auto with_tags(Call call) const {
+    return codes_.at == nullptr && hashes_.step == sizeof(uint64_t)
+               ? call(hash_tags{hashes_.at})
+               : call(strided_tags{hashes_, codes_.at != nullptr ? codes_ : hashes_});
+  }
 
   // Moves to the rows after the batch.
   void advance() {

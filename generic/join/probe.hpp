@@ -102,8 +102,7 @@ private:
         out.buckets[row - first + ahead] = next;
       }
       const uint32_t found = Layout::slots_with(bucket, header & slot_count, tags.get<typename Layout::tag>(row));
-      const auto slot = static_cast<uint32_t>(__builtin_ctz(found | 1U << (Layout::slots - 1)));
-      out.matches[nmatches] = {row, Layout::value_at(bucket, slot)};
+      out.matches[nmatches] = {row, Layout::lowest_value(bucket, found | Layout::last_slot)};
       nmatches += any_bit(found);
       out.open[nopen] = {row, nmatches};
       nopen += header >> 7 | any_bit(found & (found - 1));
@@ -170,9 +169,8 @@ private:
       for (uint32_t left = only ? found & -found : found; left != 0; left &= left - 1) {
         if (written == room)
           return false;
-        const auto slot = static_cast<uint32_t>(__builtin_ctz(left));
         store<pair>(out + written++ * sizeof(pair),
-                    {rows.left_of<typename Layout::value>(row), Layout::value_at(bucket, slot)});
+                    {rows.left_of<typename Layout::value>(row), Layout::lowest_value(bucket, left)});
       }
       if (only || !(header & chained))
         return true;
