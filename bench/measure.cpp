@@ -1,7 +1,33 @@
 // The clock of the benchmarks.
 #include "bench/measure.hpp"
 
+#if __has_include(<valgrind/callgrind.h>)
+  #include <valgrind/callgrind.h>
+#else // nothing is counted
+  #define CALLGRIND_START_INSTRUMENTATION
+  #define CALLGRIND_STOP_INSTRUMENTATION
+  #define CALLGRIND_DUMP_STATS_AT(name) static_cast<void>(name)
+#endif
+
 namespace vorn_bench {
+
+namespace {
+
+double counted_rows = 0;
+
+}
+
+void start_counting() { CALLGRIND_START_INSTRUMENTATION; }
+
+void stop_counting(double rows) {
+  CALLGRIND_STOP_INSTRUMENTATION;
+  counted_rows = rows;
+}
+
+void write_count(const std::string &benchmark) {
+  const std::string line = benchmark + " " + std::to_string(counted_rows);
+  CALLGRIND_DUMP_STATS_AT(line.c_str());
+}
 
 double clock_rate() {
   constexpr int steps = 100000;
@@ -22,6 +48,7 @@ double clock_rate() {
 double rate_meter::cycles() const { return rate_ * 1e9 * static_cast<double>(std::clock() - start_) / CLOCKS_PER_SEC; }
 
 void rate_meter::report(double rows, const char *unit) const {
+  stop_counting(rows);
   const double spent = cycles();
   const double all_rows = rows * static_cast<double>(state_.iterations());
   state_.counters[unit] = all_rows * rate_ / spent;
@@ -29,6 +56,7 @@ void rate_meter::report(double rows, const char *unit) const {
 }
 
 void rate_meter::report_call() const {
+  stop_counting(64); // a call counts as 64 rows
   state_.counters["cycles"] = cycles() / static_cast<double>(state_.iterations());
 }
 

@@ -6,8 +6,15 @@
 #include <algorithm>
 #include <chrono>
 #include <ctime>
+#include <string>
 
 namespace vorn_bench {
+
+// valgrind counts the instructions of the work between the two (tools/instructions).  Without valgrind they do nothing.
+void start_counting();
+void stop_counting(double rows);
+// Writes the count as the count of a benchmark.
+void write_count(const std::string &benchmark);
 
 // The current clock rate in cycles per nanosecond.  It times a chain of dependent multiplications of three cycles each.
 double clock_rate();
@@ -23,9 +30,11 @@ double measure_in_turn(benchmark::State &state, double rows, Work work, Touch to
   work();
   for (auto _ : state) {
     (reset(), ...);
+    start_counting();
     const auto start = clock_type::now();
     work();
     const auto between = clock_type::now();
+    stop_counting(rows);
     touch();
     const auto end = clock_type::now();
     const double spent = std::chrono::duration<double>(between - start).count();
@@ -47,7 +56,7 @@ void measure_beside(benchmark::State &state, double rows, Work work, Touch touch
 // Measures a benchmark with all its iterations timed as a whole.  It is made before the loop and reports after it.
 class rate_meter {
 public:
-  explicit rate_meter(benchmark::State &state) : state_(state) {}
+  explicit rate_meter(benchmark::State &state) : state_(state) { start_counting(); }
 
   // Each iteration has worked on this many rows.  Another unit counts 10^9 of something else per second.
   void report(double rows, const char *unit = "Grows/s") const;

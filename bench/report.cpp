@@ -7,11 +7,14 @@
 #include <map>
 #include <set>
 
+#include "bench/measure.hpp"
+
 namespace vorn_bench {
 
 void reporter::ReportRuns(const std::vector<Run> &runs) {
   benchmark::ConsoleReporter::ReportRuns(runs);
   for (const Run &run : runs) {
+    write_count(run.run_name.function_name);
     const auto width = run.counters.find("width");
     const auto of_read = run.counters.find("of_read");
     // "group/kernel/implementation"

@@ -19,3 +19,11 @@
 #define VORN_SCOPE_OF(level)  VORN_SCOPE_OF_(level)
 #define VORN_KERNELS_BEGIN    VORN_SCOPE_OF(VORN_LEVEL)
 #define VORN_KERNELS_END      }
+
+// A level may have kernels of some families only.  Its record then has the other kernels of VORN_BASE_LEVEL, another
+// level of the same library.
+#ifdef VORN_BASE_LEVEL
+  #define VORN_BASE_KERNELS_BEGIN VORN_SCOPE_OF(VORN_BASE_LEVEL)
+#else
+  #define VORN_BASE_KERNELS_BEGIN VORN_KERNELS_BEGIN
+#endif

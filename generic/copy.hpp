@@ -37,20 +37,26 @@ inline void copy_bytes(uint8_t *dst, const uint8_t *src, uint32_t size) {
     copy_short(dst, src, size);
 }
 
-// Copies a value to a place with bytes up to `end` that will be written later.  A short value is copied as 16 bytes,
-// since its size is not predictable.  The bytes after it lie in a page of the value, and what they hold has no effect.
-// They may belong to others, so the address sanitizer must not look.
-__attribute__((no_sanitize("address"))) inline void copy_value(uint8_t *dst, const uint8_t *end, const uint8_t *src,
-                                                               uint32_t size) {
-  constexpr uint32_t wide = 16, page = 4096;
-  if (size - 1 < wide && end - dst >= wide && reinterpret_cast<uintptr_t>(src) % page <= page - wide) {
-    typedef uint8_t bytes [[gnu::vector_size(wide)]];
-    bytes all;
-    std::memcpy(&all, src, wide);
-    std::memcpy(dst, &all, wide);
-  } else {
+// A short value is copied as 16 bytes, since its size is not predictable.  The bytes after it lie in a page of the
+// value, and what they hold has no effect.  They may belong to others, so the address sanitizer must not look.
+inline constexpr uint32_t wide_copy = 16;
+inline bool can_copy_wide(const uint8_t *src) {
+  constexpr uint32_t page = 4096;
+  return reinterpret_cast<uintptr_t>(src) % page <= page - wide_copy;
+}
+__attribute__((no_sanitize("address"))) inline void copy_wide(uint8_t *dst, const uint8_t *src) {
+  typedef uint8_t bytes [[gnu::vector_size(wide_copy)]];
+  bytes all;
+  std::memcpy(&all, src, wide_copy);
+  std::memcpy(dst, &all, wide_copy);
+}
+
+// Copies a value to a place with bytes up to `end` that will be written later.
+inline void copy_value(uint8_t *dst, const uint8_t *end, const uint8_t *src, uint32_t size) {
+  if (size - 1 < wide_copy && end - dst >= wide_copy && can_copy_wide(src))
+    copy_wide(dst, src);
+  else
     copy_bytes(dst, src, size);
-  }
 }
 
 } // namespace vorn::inline VORN_LEVEL

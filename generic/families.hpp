@@ -150,7 +150,10 @@
   VORN_ARITH_OPERATION(X, mul, MUL)
 
 // The families: F(family, list, shape of its kernels, number of its kernels).  Lists of the second kind are "named".
-#define VORN_FAMILIES(F)                                                                                               \
+//
+// Every level has kernels of the families of scans and unpackers.  A level with a base level has no kernels of the
+// other families.
+#define VORN_OWN_FAMILIES(F)                                                                                           \
   F(dict_compares, VORN_DICT_COMPARE_KERNELS, binary, 276)                                                             \
   F(dict_ranges, VORN_DICT_RANGE_KERNELS, ternary, 184)                                                                \
   F(fixed_compares, VORN_FIXED_COMPARE_KERNELS, binary, 48)                                                            \
@@ -158,11 +161,15 @@
   F(dynp_compares, VORN_DYNP_COMPARE_KERNELS, binary, 36)                                                              \
   F(dynp_ranges, VORN_DYNP_RANGE_KERNELS, ternary, 24)                                                                 \
   F(dict_sets, VORN_DICT_SET_KERNELS, binary, 22)                                                                      \
+  F(dict_unpacks, VORN_DICT_UNPACK_KERNELS, unary, 22)
+#define VORN_BASE_FAMILIES(F)                                                                                          \
   F(dict_decodes, VORN_DICT_DECODE_KERNELS, unary, 22)                                                                 \
-  F(dict_unpacks, VORN_DICT_UNPACK_KERNELS, unary, 22)                                                                 \
   F(dict_symbols, VORN_DICT_SYMBOL_KERNELS, unary, 3)                                                                  \
   F(rle_bursts, VORN_RLE_BURST_KERNELS, unary, 4)                                                                      \
   F(placeholders, VORN_PLACEHOLDER_KERNELS, binary, 48)                                                                \
   F(xlates, VORN_XLATE_KERNELS, named, 27)                                                                             \
   F(xlate_groupkeys, VORN_XLATE_GROUPKEY_KERNELS, named, 4)                                                            \
   F(ariths, VORN_ARITH_KERNELS, named, 48)
+#define VORN_FAMILIES(F)                                                                                               \
+  VORN_OWN_FAMILIES(F)                                                                                                 \
+  VORN_BASE_FAMILIES(F)

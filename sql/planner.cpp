@@ -170,16 +170,19 @@ struct planner::state {
                   [](duckdb_init_info info) { duckdb_init_set_error(info, "DuckDB only plans queries of this table"); },
                   [](duckdb_function_info, duckdb_data_chunk) {}, true});
     inside.add_to(database);
-    // This takes as long as opening the database, and few queries need it.
-    volatile_functions = std::async(std::launch::async, [connected = other.another()]() mutable {
-      std::set<std::string> out;
-      duckdb::result names = connected.query("SELECT DISTINCT function_name FROM duckdb_functions() WHERE stability = "
-                                             "'VOLATILE' AND function_type = 'scalar'");
-      while (const auto chunk = names.next())
-        for (uint64_t row = 0; row < chunk->rows(); ++row)
-          out.emplace(chunk->column(0).text(row));
-      return out;
-    });
+    // This takes as long as opening the database, and few queries need it.  Without room for a thread, the first query
+    // that needs it waits for it.
+    volatile_functions =
+        std::async(std::launch::async | std::launch::deferred, [connected = other.another()]() mutable {
+          std::set<std::string> out;
+          duckdb::result names =
+              connected.query("SELECT DISTINCT function_name FROM duckdb_functions() WHERE stability = "
+                              "'VOLATILE' AND function_type = 'scalar'");
+          while (const auto chunk = names.next())
+            for (uint64_t row = 0; row < chunk->rows(); ++row)
+              out.emplace(chunk->column(0).text(row));
+          return out;
+        });
   }
 
   duckdb_logical_type type_named(const std::string &name);
@@ -375,6 +378,7 @@ logical::query planner::state::plan(const std::string &query) {
   json_document document = serialized(asked.text);
   // DuckDB 1.5 sometimes cannot make the plan after it has dropped columns that a shared part does not need.
   if (document.tree().value("error_type", "") == "internal") {
+    volatile_functions.wait(); // another thread must not plan while the setting of the database changes
     disable_optimizers(",unused_columns");
     document = serialized(asked.text);
     disable_optimizers("");

@@ -6,6 +6,7 @@
 
 #include "frame/vorn.h"
 #include "generic/big_endian.hpp"
+#include "generic/native.hpp"
 
 namespace vorn::inline VORN_LEVEL {
 
@@ -37,10 +38,13 @@ public:
       : bytes_(static_cast<const uint8_t *>(enc.vorn_enc_ctx_dict_syms)),
         cla_(static_cast<const uint8_t *>(enc.vorn_enc_ctx_dict_cla)) {}
 
-  symbol at(uint32_t code) const {
-    const auto bounds = load_big<uint64_t>(cla_ + 4 * uint64_t{code}); // one load reads begin and end
-    const auto begin = static_cast<uint32_t>(bounds >> 32);
-    return {bytes_ + begin, static_cast<uint32_t>(bounds) - begin};
+  symbol at(uint32_t code) const { return between(bounds(code)); }
+
+  // Begin and end of a value as they are stored: one load reads both.
+  uint64_t bounds(uint32_t code) const { return load<uint64_t>(cla_ + 4 * uint64_t{code}); }
+  symbol between(uint64_t stored) const {
+    const uint64_t bounds = __builtin_bswap64(stored), begin = bounds >> 32;
+    return {bytes_ + begin, static_cast<uint32_t>(bounds - begin)};
   }
 
 private:
@@ -67,9 +71,9 @@ inline void write_lengths(const symbol_arrays &out, uint32_t n, uint16_t length,
     std::fill_n(out.flgs, n, flags);
 }
 
-// Writes the values of n codes to the entries from `first` on.
+// Writes the values of n codes to the entries from `first` on, one by one.
 template <class Symbols, class Code>
-void write_symbols(const symbol_arrays &out, uint32_t first, uint32_t n, const Symbols &symbols, Code code) {
+void write_singly(const symbol_arrays &out, uint32_t first, uint32_t n, const Symbols &symbols, Code code) {
   const Symbols values =
       symbols; // copies stay in registers, since the output may alias anything for all the compiler knows
   const uint8_t **const vals = out.vals + first;
@@ -87,6 +91,40 @@ void write_symbols(const symbol_arrays &out, uint32_t first, uint32_t n, const S
     for (uint32_t i = 0; i < n; ++i)
       flgs[i] = write(i) == 0 ? null_flag : 0;
   }
+}
+
+template <class Code>
+void write_symbols(const symbol_arrays &out, uint32_t first, uint32_t n, const equal_symbols &symbols, Code code) {
+  write_singly(out, first, n, symbols, code);
+}
+
+// The offsets of a block of values are loaded first.  The compiler vectorises the rest if it can reverse bytes in
+// vectors.
+template <class Code>
+void write_symbols(const symbol_arrays &out, uint32_t first, uint32_t n, const offset_symbols &symbols, Code code) {
+  const offset_symbols values = symbols;
+  uint32_t done = 0;
+#ifdef __SSSE3__
+  constexpr uint32_t block = 64;
+  for (; n - done >= block; done += block) {
+    uint64_t bounds[block];
+    for (uint32_t i = 0; i < block; ++i)
+      bounds[i] = values.bounds(code(done + i));
+    const uint8_t **const vals = out.vals + first + done;
+    for (uint32_t i = 0; i < block; ++i)
+      vals[i] = values.between(bounds[i]).bytes;
+    uint16_t lens[block];
+    for (uint32_t i = 0; i < block; ++i)
+      lens[i] = static_cast<uint16_t>(values.between(bounds[i]).length);
+    std::copy_n(lens, block, out.lens + first + done);
+    if (out.flgs != nullptr) {
+      uint16_t *const flgs = out.flgs + first + done;
+      for (uint32_t i = 0; i < block; ++i)
+        flgs[i] = lens[i] == 0 ? null_flag : 0;
+    }
+  }
+#endif
+  write_singly(out, first + done, n - done, values, [&](uint32_t i) { return code(done + i); });
 }
 
 // Decodes n codes by codes.write(symbols, out).  If every value is NULL, write is not called, so that no stream is

@@ -1,13 +1,14 @@
 // Group keys: the dictionary codes of several columns are combined to one dense number per row.
 #pragma once
 
-#ifdef __AVX2__
+#ifdef __SSE4_1__
   #include <immintrin.h>
 #endif
 
 #include "frame/slots.hpp"
 #include "frame/vorn.h"
 #include "generic/decode/unpackers.hpp"
+#include "generic/native.hpp"
 
 // Over n elements of 32 bits.
 VORN_KERNELS_BEGIN
@@ -25,6 +26,47 @@ struct key_column {
   uint32_t factor; // of the keys of all columns before it
 };
 static_assert(sizeof(key_column) == 12);
+
+// Keys and codes in vector lanes of 32 bits.
+#if defined(__AVX2__)
+using key_lanes = __m256i;
+inline key_lanes load_lanes(const uint8_t *codes) {
+  return _mm256_cvtepu8_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i *>(codes)));
+}
+inline key_lanes load_lanes(const uint16_t *codes) {
+  return _mm256_cvtepu16_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i *>(codes)));
+}
+inline key_lanes load_lanes(const uint32_t *codes) {
+  return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(codes));
+}
+inline key_lanes times(key_lanes keys, uint32_t factor) {
+  return _mm256_mullo_epi32(keys, _mm256_set1_epi32(static_cast<int>(factor)));
+}
+inline key_lanes shifted_left(key_lanes keys, uint32_t bits) {
+  return _mm256_sll_epi32(keys, _mm_cvtsi32_si128(static_cast<int>(bits)));
+}
+inline void store_sum(uint32_t *out, key_lanes a, key_lanes b) {
+  _mm256_storeu_si256(reinterpret_cast<__m256i *>(out), _mm256_add_epi32(a, b));
+}
+#elif defined(__SSE4_1__)
+using key_lanes = __m128i;
+inline key_lanes load_lanes(const uint8_t *codes) {
+  return _mm_cvtepu8_epi32(_mm_cvtsi32_si128(static_cast<int>(load<uint32_t>(codes))));
+}
+inline key_lanes load_lanes(const uint16_t *codes) {
+  return _mm_cvtepu16_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i *>(codes)));
+}
+inline key_lanes load_lanes(const uint32_t *codes) { return _mm_loadu_si128(reinterpret_cast<const __m128i *>(codes)); }
+inline key_lanes times(key_lanes keys, uint32_t factor) {
+  return _mm_mullo_epi32(keys, _mm_set1_epi32(static_cast<int>(factor)));
+}
+inline key_lanes shifted_left(key_lanes keys, uint32_t bits) {
+  return _mm_sll_epi32(keys, _mm_cvtsi32_si128(static_cast<int>(bits)));
+}
+inline void store_sum(uint32_t *out, key_lanes a, key_lanes b) {
+  _mm_storeu_si128(reinterpret_cast<__m128i *>(out), _mm_add_epi32(a, b));
+}
+#endif
 
 // The codes of the columns are digits of a number, or bit fields.
 class key_space {
@@ -61,42 +103,31 @@ private:
     uint32_t factor;
 
     uint32_t operator()(uint32_t key) const { return key * factor; }
-#ifdef __AVX2__
-    __m256i operator()(__m256i keys) const {
-      return _mm256_mullo_epi32(keys, _mm256_set1_epi32(static_cast<int>(factor)));
-    }
+#ifdef __SSE4_1__
+    key_lanes operator()(key_lanes keys) const { return times(keys, factor); }
 #endif
   };
   struct shift {
     uint32_t bits;
 
     uint32_t operator()(uint32_t key) const { return key << bits; }
-#ifdef __AVX2__
-    __m256i operator()(__m256i keys) const { return _mm256_sll_epi32(keys, _mm_cvtsi32_si128(static_cast<int>(bits))); }
+#ifdef __SSE4_1__
+    key_lanes operator()(key_lanes keys) const { return shifted_left(keys, bits); }
 #endif
   };
 
   template <class Key, class Code, class Raise>
   [[gnu::noinline]] static void combine(uint32_t *out, const Key *keys, const Code *codes, uint32_t n, Raise raise) {
     uint32_t i = 0;
-#ifdef __AVX2__ // gcc would widen 32 codes at a time, with moves between the halves of vectors
-    for (; i + 8 <= n; i += 8)
-      _mm256_storeu_si256(reinterpret_cast<__m256i *>(out + i),
-                          _mm256_add_epi32(raise(eight(keys + i)), eight(codes + i)));
+#ifdef __SSE4_1__ // gcc would widen more codes at a time, with moves between the halves of vectors
+    constexpr uint32_t at_once = sizeof(key_lanes) / sizeof(uint32_t);
+  #pragma GCC unroll 4
+    for (; i + at_once <= n; i += at_once)
+      store_sum(out + i, raise(load_lanes(keys + i)), load_lanes(codes + i));
 #endif
     for (; i < n; ++i)
       out[i] = raise(keys[i]) + codes[i];
   }
-
-#ifdef __AVX2__
-  static __m256i eight(const uint8_t *codes) {
-    return _mm256_cvtepu8_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i *>(codes)));
-  }
-  static __m256i eight(const uint16_t *codes) {
-    return _mm256_cvtepu16_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i *>(codes)));
-  }
-  static __m256i eight(const uint32_t *codes) { return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(codes)); }
-#endif
 
   static uint64_t shifted(uint64_t value, uint32_t by) { return by < 64 ? value << by : 0; }
 

@@ -11,20 +11,41 @@ namespace vorn::inline VORN_LEVEL::expr {
 struct ordered_sums {
   template <class Numbers>
   static void by_key(void *sums, const uint8_t *vals, const void *keys, uint32_t nrows) {
-#ifdef __AVX2__
-    if constexpr (Numbers::is_canonical) { // decoded in vectors, a block at a time; shorter vectors do not pay
-      using number = typename Numbers::number;
-      constexpr uint32_t block_rows = 256;
-      uint8_t block[block_rows * sizeof(number)];
-      for (uint64_t row = 0; row < nrows; row += block_rows) {
-        const auto count = static_cast<uint32_t>(std::min<uint64_t>(block_rows, nrows - row));
-        single_numbers::decode<Numbers>(block, vals + row * sizeof(number), count);
-        add<native_numbers<number>>(sums, block, static_cast<const uint8_t *>(keys) + row * sizeof(uint32_t), count);
+    using number = typename Numbers::number;
+    // The rows that are tested for one group.  With fewer rows the test would take longer than it saves.
+    constexpr uint32_t step = 64;
+    const auto key = [=](uint64_t row) { return load<uint32_t>(keys, row); };
+    const auto sum_at = [=](uint64_t row) {
+      return static_cast<uint8_t *>(sums) + uint64_t{key(row)} * sizeof(number);
+    };
+    const auto add_row = [=]<class Form>(const Form & /*form*/, const uint8_t *from, uint64_t i, uint64_t row) {
+      store<number>(sum_at(row), load<number>(sum_at(row)) + Form::at(from, i));
+    };
+    uint64_t row = 0;
+    for (; row + step <= nrows; row += step) {
+      if (key(row) == key(row + step - 1) &&
+          one_group<step>(keys, row)) { // in a register instead of memory: a third of the time
+        auto sum = load<number>(sum_at(row));
+        if constexpr (Numbers::partial_rows == UINT32_MAX)
+          for (uint64_t i = row; i < row + step; ++i)
+            sum += Numbers::at(vals, i);
+        else
+          sum += static_cast<number>(sum_of<Numbers>(vals, row, row + step));
+        store<number>(sum_at(row), sum);
+      } else if constexpr (decodes_first<Numbers>) {
+        uint8_t block[step * sizeof(number)];
+        single_numbers::decode<Numbers>(block, vals + row * sizeof(number), step);
+#pragma GCC unroll 16
+        for (uint64_t i = 0; i < step; ++i)
+          add_row(native_numbers<number>(), block, i, row + i);
+      } else {
+#pragma GCC unroll 16
+        for (uint64_t i = 0; i < step; ++i)
+          add_row(Numbers(), vals, row + i, row + i);
       }
-      return;
     }
-#endif
-    add<Numbers>(sums, vals, keys, nrows);
+    for (; row < nrows; ++row)
+      add_row(Numbers(), vals, row, row);
   }
 
   template <class Numbers>
@@ -40,6 +61,14 @@ struct ordered_sums {
   }
 
 private:
+  // Canonical numbers are decoded in vectors, 64 at a time.  Vectors of 16 bytes do not pay.
+  template <class Numbers>
+#ifdef __AVX2__
+  static constexpr bool decodes_first = Numbers::is_canonical;
+#else
+  static constexpr bool decodes_first = false;
+#endif
+
   template <class Numbers>
   static typename Numbers::partial_sum sum_of(const uint8_t *vals, uint64_t row, uint64_t end) {
     using partial_sum = typename Numbers::partial_sum;
@@ -47,36 +76,6 @@ private:
     for (; row < end; ++row)
       sum = static_cast<partial_sum>(sum + static_cast<partial_sum>(Numbers::at(vals, row)));
     return sum;
-  }
-
-  template <class Numbers>
-  static void add(void *sums, const uint8_t *vals, const void *keys, uint32_t nrows) {
-    using number = typename Numbers::number;
-    // The rows that are tested for one group.  With fewer rows the test would take longer than it saves.
-    constexpr uint32_t step = 64;
-    const auto key = [=](uint64_t row) { return load<uint32_t>(keys, row); };
-    const auto sum_of = [=](uint64_t row) {
-      return static_cast<uint8_t *>(sums) + uint64_t{key(row)} * sizeof(number);
-    };
-    const auto add_row = [=](uint64_t row) {
-      store<number>(sum_of(row), load<number>(sum_of(row)) + Numbers::at(vals, row));
-    };
-    uint64_t row = 0;
-    for (; row + step <= nrows; row += step) {
-      if (key(row) == key(row + step - 1) &&
-          one_group<step>(keys, row)) { // in a register instead of memory: a third of the time
-        auto sum = load<number>(sum_of(row));
-        for (uint64_t i = row; i < row + step; ++i)
-          sum += Numbers::at(vals, i);
-        store<number>(sum_of(row), sum);
-      } else {
-#pragma GCC unroll 16
-        for (uint64_t i = 0; i < step; ++i)
-          add_row(row + i);
-      }
-    }
-    for (; row < nrows; ++row)
-      add_row(row);
   }
 
   template <uint32_t Rows>

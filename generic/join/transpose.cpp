@@ -20,8 +20,8 @@ uint32_t vorn_transpose_convert_dydi(vorn_transpose_table *dst, vorn_transpose_t
     return VORN_RESULT_REFUSED;
   const bool by_row = (dst->vorn_tt_flags & VORN_TT_ROW) && !(src->vorn_tt_flags & VORN_TT_ROW);
   return dst->vorn_tt_flags & VORN_TT_CLA
-             ? convert_rows<end_offsets>(by_row, *dst, *src, dst_arr, src_arr, first, last, *aux)
-             : convert_rows<lp_entries>(by_row, *dst, *src, dst_arr, src_arr, first, last, *aux);
+             ? convert<end_offsets>(by_row, *dst, *src, dst_arr, src_arr, first, last, *aux)
+             : convert<lp_entries>(by_row, *dst, *src, dst_arr, src_arr, first, last, *aux);
 }
 
 VORN_KERNELS_END

@@ -1,6 +1,8 @@
 // Transposition: columns become a matrix of references.  The rows of a matrix become records or values in one output.
 #pragma once
 
+#include <algorithm>
+
 #include "generic/copy.hpp"
 #include "generic/join/rows.hpp"
 
@@ -69,29 +71,106 @@ private:
   uint8_t *entry_;
 };
 
-// Copies the rows first to last.  A row that does not fit leaves bytes in the output, but no position includes them.
-template <class Index>
-[[gnu::noinline]] uint32_t convert_rows(bool by_row, const vorn_transpose_table &dst, const vorn_transpose_table &src,
-                                        int32_t dst_arr, int32_t src_arr, uint32_t first, uint32_t last,
-                                        vorn_aux &aux) {
-  Index index(dst, dst_arr, first == 0);
-  auto *position = static_cast<uint8_t *>(dst.vorn_tt_pos[dst_arr]);
-  const auto *end = static_cast<const uint8_t *>(dst.vorn_tt_end[dst_arr]);
-  const auto *entries = static_cast<const uint8_t *>(src.vorn_tt_in_refs[src_arr]);
-  const uint32_t ncols = src.vorn_tt_ncols;
-  const uint32_t head = by_row ? sizeof(uint16_t) : 0;
+// Copies rows of a matrix to an output.
+template <class Index, bool ByRow>
+class row_converter {
+public:
+  row_converter(const vorn_transpose_table &dst, const vorn_transpose_table &src, int32_t dst_arr, int32_t src_arr,
+                bool at_first_row)
+      : index_(dst, dst_arr, at_first_row), position_(static_cast<uint8_t *>(dst.vorn_tt_pos[dst_arr])),
+        end_(static_cast<const uint8_t *>(dst.vorn_tt_end[dst_arr])),
+        entries_(static_cast<const uint8_t *>(src.vorn_tt_in_refs[src_arr])), ncols_(src.vorn_tt_ncols) {}
 
-  const auto convert = [&](uint32_t row) {
-    uint8_t *at = position;
-    Index next = index;
+  // Copies the rows from first to before `stop` as long as there is room.  Returns the row after the last copied one.
+  uint64_t convert(uint64_t row, uint64_t stop) {
+    const uint64_t wide_stop = without_last_bytes(row, stop);
+    while (row < stop) {
+      row = copy_wide_rows(row, wide_stop);
+      for (const uint64_t next = std::min(row + rows_at_once, stop); row < next; ++row)
+        if (!copy_row(static_cast<uint32_t>(row)))
+          return row;
+    }
+    return row;
+  }
+
+  void save_position(const vorn_transpose_table &dst, int32_t arr) const {
+    dst.vorn_tt_pos[arr] = position_;
+    index_.save_position(dst, arr);
+  }
+
+private:
+  static constexpr uint32_t head = ByRow ? sizeof(uint16_t) : 0;
+  static constexpr uint32_t rows_at_once = 4; // after a row that needs other copies, since more may follow
+
+  // Entries are counted in 32 bits.
+  value entry(uint32_t row, uint32_t column) const {
+    return load_lp(entries_ + uint64_t{row * ncols_ + column} * lp_size);
+  }
+
+  // The first of the last rows that have enough bytes to overwrite what a wide copy writes after its value.
+  uint64_t without_last_bytes(uint64_t row, uint64_t stop) const {
+    for (uint64_t size = 0; stop > row && size < wide_copy; --stop)
+      for (uint32_t column = 0; column < ncols_; ++column)
+        size += head + entry(static_cast<uint32_t>(stop - 1), column).length;
+    return stop;
+  }
+
+  // Copies rows by wide copies.  Stops at a row with a value that needs another copy, or if wide copies of all values
+  // may not fit.
+  [[gnu::noinline]] uint64_t copy_wide_rows(const uint64_t first, uint64_t stop) {
+    const uint64_t row_entries = uint64_t{ncols_} * lp_size, most = (head + wide_copy) * std::max(1U, ncols_);
+    const uint32_t first_entry = static_cast<uint32_t>(first) * ncols_;
+    const uint64_t rows_with_room = static_cast<uint64_t>(std::max<int64_t>(end_ - position_, 0)) / most;
+    const uint64_t rows_before_wrap = ((uint64_t{1} << 32) - first_entry) / std::max(1U, ncols_);
+    stop = std::min(stop, first + std::min(rows_with_room, rows_before_wrap));
+    const uint8_t *cell_entry = entries_ + uint64_t{first_entry} * lp_size;
+    uint8_t *at = position_;
+    Index next = index_;
+    uint64_t row = first;
+    for (; row < stop; ++row) {
+      uint8_t *const row_at = at;
+      const Index row_next = next;
+      uint16_t row_size = 0;
+      if constexpr (ByRow)
+        next.begin(at);
+      for (const uint8_t *const row_end = cell_entry + row_entries; cell_entry != row_end; cell_entry += lp_size) {
+        const value cell = load_lp(cell_entry);
+        const uint8_t *const from = cell.length == 0 ? cell_entry : cell.at; // an empty value may have any address
+        if (cell.length > wide_copy || !can_copy_wide(from)) [[unlikely]] {
+          position_ = row_at;
+          index_ = row_next;
+          return row;
+        }
+        if constexpr (ByRow) {
+          store<uint16_t>(at, cell.length);
+          row_size = static_cast<uint16_t>(row_size + cell.length + Index::counted_head);
+        } else {
+          next.add(at, cell.length);
+        }
+        copy_wide(at + head, from);
+        at += head + cell.length;
+      }
+      if constexpr (ByRow)
+        next.close(row_size);
+    }
+    position_ = at;
+    index_ = next;
+    return row;
+  }
+
+  // Copies a row, or returns false if there is no room.  A row that does not fit leaves bytes in the output, but no
+  // position includes them.
+  bool copy_row(uint32_t row) {
+    uint8_t *at = position_;
+    Index next = index_;
     uint16_t row_size = 0;
-    if (by_row)
+    if constexpr (ByRow)
       next.begin(at);
-    for (uint32_t column = 0; column < ncols; ++column) {
-      const value cell = load_lp(entries + uint64_t{row * ncols + column} * lp_size);
-      if (end - at < int64_t{cell.length + head})
+    for (uint32_t column = 0; column < ncols_; ++column) {
+      const value cell = entry(row, column);
+      if (end_ - at < int64_t{cell.length + head})
         return false;
-      if (by_row) {
+      if constexpr (ByRow) {
         store<uint16_t>(at, cell.length);
         row_size = static_cast<uint16_t>(row_size + cell.length + Index::counted_head);
       } else {
@@ -100,20 +179,36 @@ template <class Index>
       copy_bytes(at + head, cell.at, cell.length);
       at += head + cell.length;
     }
-    if (by_row)
+    if constexpr (ByRow)
       next.close(row_size);
-    position = at;
-    index = next;
+    position_ = at;
+    index_ = next;
     return true;
-  };
+  }
 
-  uint64_t row = first;
-  while (row <= last && convert(static_cast<uint32_t>(row)))
-    ++row;
+  Index index_;
+  uint8_t *position_;
+  const uint8_t *const end_;
+  const uint8_t *const entries_;
+  const uint32_t ncols_;
+};
+
+template <class Index, bool ByRow>
+[[gnu::noinline]] uint32_t convert_rows(const vorn_transpose_table &dst, const vorn_transpose_table &src,
+                                        int32_t dst_arr, int32_t src_arr, uint32_t first, uint32_t last,
+                                        vorn_aux &aux) {
+  row_converter<Index, ByRow> rows(dst, src, dst_arr, src_arr, first == 0);
+  const uint64_t row = rows.convert(first, uint64_t{last} + 1);
   aux.vorn_aux_start_slot = static_cast<uint32_t>(row);
-  dst.vorn_tt_pos[dst_arr] = position;
-  index.save_position(dst, dst_arr);
+  rows.save_position(dst, dst_arr);
   return row <= last ? VORN_RESULT_TRANSPOSE_FULL : VORN_RESULT_DONE;
+}
+
+template <class Index>
+uint32_t convert(bool by_row, const vorn_transpose_table &dst, const vorn_transpose_table &src, int32_t dst_arr,
+                 int32_t src_arr, uint32_t first, uint32_t last, vorn_aux &aux) {
+  return (by_row ? convert_rows<Index, true> : convert_rows<Index, false>) (dst, src, dst_arr, src_arr, first, last,
+                                                                            aux);
 }
 
 } // namespace vorn::inline VORN_LEVEL::join

@@ -10,6 +10,10 @@
 VORN_KERNELS_BEGIN
 VORN_DECLARE_BIT_VECTORS(lbiv, void)
 VORN_DECLARE_BIT_VECTORS(lbiwv, uint64_t)
+uint32_t vorn_groupkey_dydi(vorn_cv *res, uint32_t *nkeys, vorn_cv *cols, uint32_t ncols, vorn_cv *tmp, vorn_aux *aux);
+VORN_KERNELS_END
+
+VORN_BASE_KERNELS_BEGIN
 uint32_t vorn_prefix_decode_dydi(vorn_cv *res, vorn_cv *src, vorn_aux *aux);
 uint32_t vorn_hash_dydi(vorn_cv *res, vorn_cv *src, vorn_cv *seed, vorn_hashfn hashfn, vorn_aux *aux);
 uint32_t vorn_ht_build_dydi(vorn_hash_table *ht, vorn_cv *src, vorn_cv *values, int32_t part, vorn_hashfn hashfn,
@@ -23,7 +27,6 @@ uint32_t vorn_transpose_reference_dydi(vorn_transpose_table *tbl, vorn_cv *src, 
                                        vorn_aux *aux);
 uint32_t vorn_transpose_convert_dydi(vorn_transpose_table *dst, vorn_transpose_table *src, int32_t dst_arr,
                                      int32_t src_arr, uint32_t first, uint32_t last, vorn_aux *aux);
-uint32_t vorn_groupkey_dydi(vorn_cv *res, uint32_t *nkeys, vorn_cv *cols, uint32_t ncols, vorn_cv *tmp, vorn_aux *aux);
 uint32_t vorn_gby_sum_dydi(vorn_cv *res, vorn_cv *src, vorn_cv *grp, vorn_aux *aux);
 uint32_t vorn_convert_dydi(vorn_cv *res, vorn_cv *src, vorn_aux *aux);
 uint32_t vorn_spatial_pip_dydi(vorn_cv *res, vorn_cv *xs, vorn_cv *ys, vorn_cv *px, vorn_cv *py, vorn_aux *aux);

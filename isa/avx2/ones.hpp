@@ -13,14 +13,19 @@ struct byte_ones {
     Context local = context;    // a copy stays in registers; for all the compiler knows, out may alias the context
     auto &[next, nbits, base, offset, word] = local;
     uint32_t count = 0;
+    [[maybe_unused]] uint32_t until_sample = 0; // words
     while (max - count >= 64 + beyond && has_bits<Unit, wanted::set>(local) && int64_t{nbits} - base >= 64) {
 #ifdef __BMI__
-      const uint32_t words = std::min((max - count - beyond) / 64, static_cast<uint32_t>(nbits - base) / 64);
-      const uint32_t of_sample = words < sample ? 0 : ones_of(local, sample);
-      if (of_sample > sample / 2 + 1 && of_sample <= 5 * sample) {
-        count += of_sample <= 2 * sample ? list_sparse<4>(local, words, out + count)
-                                         : list_sparse<8>(local, words, out + count);
-        continue;
+      if (until_sample-- == 0) {
+        const uint32_t words = std::min((max - count - beyond) / 64, static_cast<uint32_t>(nbits - base) / 64);
+        const uint32_t of_sample = words < sample ? 0 : ones_of(local, sample);
+        if (of_sample > 3 * sample / 2 && of_sample <= 5 * sample) { // fewer ones are listed faster one by one
+          count += of_sample <= 2 * sample ? list_sparse<4>(local, words, out + count)
+                                           : list_sparse<8>(local, words, out + count);
+          until_sample = 0;
+          continue;
+        }
+        until_sample = 8 * sample - 1;
       }
 #endif
       const uint32_t ones = popcount(word);
@@ -56,28 +61,31 @@ private:
   // it holds, since a branch on the number of its ones would be mispredicted.  The instruction gives 64 for a word
   // without ones.
   template <uint32_t AtOnce, class Context>
-  static uint32_t list_sparse(Context &context, uint32_t words, uint32_t *out) {
+  [[gnu::noinline]] static uint32_t list_sparse(Context &context, uint32_t words, uint32_t *out) {
     auto &[next, nbits, base, offset, word] = context;
     const uint32_t ones = ones_of(context, words);
     uint32_t after[AtOnce];
     std::memcpy(after, out + ones, sizeof after);
-    uint32_t *to = out;
-    for (uint32_t i = 0; i < words; ++i) {
-      uint64_t left = i == 0 ? word : load_word(next + i - 1, sizeof word);
+    uint32_t *to = out, first = static_cast<uint32_t>(base);
+    const auto *following = next; // copies stay in registers
+    uint64_t left = word;
+    for (uint32_t i = 0; i < words; ++i, first += 64) {
       const uint32_t of_word = popcount(left);
   #pragma GCC unroll 8
       for (uint32_t bit = 0; bit < AtOnce; ++bit) {
-        to[bit] = static_cast<uint32_t>(base) + i * 64 + static_cast<uint32_t>(_tzcnt_u64(left));
+        to[bit] = first + static_cast<uint32_t>(_tzcnt_u64(left));
         left &= left - 1;
       }
       for (uint32_t bit = AtOnce; bit < of_word; ++bit) {
-        to[bit] = static_cast<uint32_t>(base) + i * 64 + static_cast<uint32_t>(_tzcnt_u64(left));
+        to[bit] = first + static_cast<uint32_t>(_tzcnt_u64(left));
         left &= left - 1;
       }
       to += of_word;
+      if (i + 1 < words)
+        left = load_word(following++, sizeof left);
     }
     std::memcpy(out + ones, after, sizeof after);
-    next += words - 1;
+    next = following;
     base += static_cast<int32_t>((words - 1) * 64);
     offset = 0;
     word = 0;

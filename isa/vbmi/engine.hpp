@@ -1,7 +1,6 @@
 // The engine of processors with AVX-512 that also have VBMI, VBMI2, BITALG, VPOPCNTDQ and GFNI: vectors of 64 bytes.
 #pragma once
 
-#include "isa/avx2/gather.hpp"
 #include "isa/scan.hpp"
 #include "isa/steps.hpp"
 #include "isa/vbmi/bitvec.hpp"
@@ -20,8 +19,5 @@ using steps = lane_steps<W, Element>;
 
 using bitvec_loops = vector_words;
 using ones_loop = word_ones;
-
-using key_loop = gather_keys;
-using bloom_loop = gather_tests;
 
 } // namespace vorn::inline VORN_LEVEL::engine

@@ -1,12 +1,17 @@
 #include "store/run/worker_pool.hpp"
 
+#include <system_error>
 #include <utility>
 
 namespace store {
 
 worker_pool::worker_pool(uint32_t threads) {
-  for (size_t thread = 1; thread < threads; ++thread)
-    others_.emplace_back([this, thread](const std::stop_token &stop) { wait_for_work(stop, thread); });
+  try {
+    for (size_t thread = 1; thread < threads; ++thread)
+      others_.emplace_back([this, thread](const std::stop_token &stop) { wait_for_work(stop, thread); });
+  } catch (const std::system_error &) {
+    // The system has no room for more threads.  Fewer threads do the same work.
+  }
 }
 
 void worker_pool::run(size_t items, const work &of_item) {

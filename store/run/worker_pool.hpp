@@ -16,7 +16,7 @@ public:
   // The work for an item.  The number of the thread is below threads().
   using work = std::function<void(size_t thread, size_t item)>;
 
-  // The thread that calls `run` is one of them.
+  // The thread that calls `run` is one of them.  There are fewer threads if the system has no room for all.
   explicit worker_pool(uint32_t threads);
   worker_pool(const worker_pool &) = delete;
 

@@ -8,8 +8,8 @@
 #include <chrono>
 #include <cstring>
 #include <functional>
-#include <random>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -21,6 +21,7 @@
 #include "store/arrow/owner.hpp"
 #include "store/error.hpp"
 #include "tests/store/scratch_folder.hpp"
+#include "tests/support/random.hpp"
 
 extern "C" int duckdb_arrow_scan(void *connection, const char *view, ArrowArrayStream *stream);
 // DuckDB is not built with the thread sanitizer, so the sanitizer does not see how its threads wait for each other.
@@ -109,7 +110,8 @@ struct statement : owned<AdbcStatement, &AdbcDriver::StatementRelease> {
 
 // The rows of a stream as DuckDB reads and writes them; the order of the stream.
 rows rows_of(arrow_owner<ArrowArrayStream> stream, const std::string &columns = "r") {
-  static ArrowSchema lent; // DuckDB leaves schemas to their stream and releases none
+  // DuckDB leaves schemas to their stream and releases none.  Threads read their streams at the same time.
+  static thread_local ArrowSchema lent;
   if (stream->release == nullptr || stream->get_schema(&*stream, &lent) != 0)
     return {"no stream"};
   const arrow_owner<ArrowSchema> owned_schema(ArrowSchema{lent});
@@ -460,7 +462,7 @@ TEST_F(adbc, stream_that_fails_tells_why) {
     ArrowArray batch{};
     code = stream->get_next(&*stream, &batch);
     const arrow_owner<ArrowArray> owned_batch(batch);
-    ASSERT_LT(batches, 10U);
+    ASSERT_LT(batches, 10000U);
   }
   EXPECT_EQ(code, EINVAL);
   EXPECT_GT(batches, 1U) << "rows come before the error";
@@ -868,13 +870,16 @@ TEST_F(adbc, equal_values_are_in_equal_partitions_of_encoded_results) {
   // The same values without dictionaries, in other representations, and in another order.
   const std::string computed = "SELECT i + 0 AS i, k + 0 AS k, t || '' AS t, d * 1 AS d, n + 0.00 AS n, (h + 0)::"
                                "DECIMAL(38,0) AS h, day + 0 AS day, NOT b AS b FROM sample ORDER BY t, i DESC";
-  for (const char *by : {"0", "1", "2", "3", "4", "5", "6", "2,5,1"}) {
+  vorn_test::random_source random(1);
+  for (const std::string_view by : {"0", "1", "2", "3", "4", "5", "6", "2,5,1"}) {
+    if (by.size() == 1 && !random.takes_case())
+      continue;
     SCOPED_TRACE(by);
     std::vector<rows> numbers[2];
     for (const bool is_computed : {false, true}) {
       int64_t sum = 0;
       rows keys;
-      for (const encoded_part &part : encoded(on, is_computed ? computed : stored, "5", by)) {
+      for (const encoded_part &part : encoded(on, is_computed ? computed : stored, "5", by.data())) {
         ASSERT_EQ(set_bytes(elsewhere, "vorn.table.part", part.table), "");
         sum += part.rows;
         numbers[is_computed].resize(static_cast<size_t>(part.partition) + 1);
@@ -889,7 +894,7 @@ TEST_F(adbc, equal_values_are_in_equal_partitions_of_encoded_results) {
           keys.push_back(std::move(row));
       }
       EXPECT_EQ(sum, 200'000);
-      EXPECT_EQ(keys.size() == 7, std::string_view(by) == "1") << "each key is in one partition";
+      EXPECT_EQ(keys.size() == 7, by == "1") << "each key is in one partition";
     }
     EXPECT_EQ(numbers[0], numbers[1]);
   }
@@ -1008,7 +1013,7 @@ TEST_F(adbc, next_query_is_right_after_a_cancellation) {
   const std::string query = "SELECT t, count(*) AS c, sum(n) AS s, max(h) AS h FROM sample JOIN (SELECT i AS j FROM "
                             "sample) ON i = j GROUP BY t ORDER BY t";
   const rows right = expected(query);
-  std::mt19937 random(1);
+  vorn_test::random_source random(1);
   for (const char *threads : {"1", "8"}) {
     database in({{"path", folder_.path()}, {"threads", threads}});
     connection on(in);
@@ -1017,8 +1022,10 @@ TEST_F(adbc, next_query_is_right_after_a_cancellation) {
     const auto whole = std::chrono::steady_clock::now() - begun;
     int cancelled = 0;
     for (int moment = 0; moment < moments; ++moment) {
+      if (!random.takes_case())
+        continue;
       statement asks(on, query);
-      const std::jthread cancels([&, after = whole * (random() % 1000) / 1000] {
+      const std::jthread cancels([&, after = whole * random.below(1000) / 1000] {
         std::this_thread::sleep_for(after);
         driver().StatementCancel(&asks, nullptr);
       });

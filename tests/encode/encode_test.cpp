@@ -553,9 +553,10 @@ VORN_TEST_ALL_IMPLEMENTATIONS(encode_test);
 
 TEST(encode, refuses_what_the_kernels_could_not_read) {
   uint8_t out[256];
+  std::memset(out, 0xa5, sizeof out);
   const uint32_t codes_of_3_bits[] = {7, 8, 0}, wide_entry[] = {15};
   const uint64_t values[] = {0x100, 0xff, 1}, too_many_rows[] = {UINT64_C(1) << 32};
-  const uint8_t lengths[] = {1, 0, 2}, cut[] = {1, 1, 2};
+  const uint8_t lengths[] = {1, 0, 2}, cut[] = {1, 1, 2}, too_long[] = {9};
   const int64_t integer[] = {128};
   const vornenc_text texts[] = {{"abc", 3}, {"ab", 2}}, null_with_length[] = {{nullptr, 1}},
                      long_text[] = {{"", 65536}};
@@ -577,6 +578,7 @@ TEST(encode, refuses_what_the_kernels_could_not_read) {
       {vornenc_pack_dynp(out, 200, out + 200, 56, values, lengths, 3, 16), VORNENC_TOO_WIDE},
       {vornenc_pack_dynp(out, 200, out + 200, 56, values, cut, 3, 16), VORNENC_TOO_WIDE},
       {vornenc_pack_dynp(out, 200, out + 200, 56, values, nullptr, 3, 24), VORNENC_BAD_WIDTH},
+      {vornenc_pack_dynp(out, 200, out + 200, 56, values, too_long, 1, 64), VORNENC_TOO_WIDE},
       {vornenc_pack_prefix(out, 256, a, 16, values, 9, 1), VORNENC_BAD_WIDTH},
       {vornenc_assign_codes(a, b, &n, null_with_length, 1), VORNENC_TOO_WIDE},
       {vornenc_assign_codes(a, b, &n, long_text, 1), VORNENC_TOO_WIDE},
@@ -585,6 +587,7 @@ TEST(encode, refuses_what_the_kernels_could_not_read) {
       {vornenc_pack_symbols(&dictionary, out, 256, a, 16, long_text, nullptr, 1), VORNENC_TOO_WIDE},
       {vornenc_pack_numbers(out, 256, integer, 1, VORN_NUM_DSB, 8), VORNENC_TOO_WIDE},
       {vornenc_pack_numbers(out, 256, integer, 1, 0, 288), VORNENC_BAD_WIDTH},
+      {vornenc_unpack_numbers(out, 256, integer, 1, 0, 288), VORNENC_BAD_WIDTH},
       {vornenc_pack_translate(out, 256, wide_entry, 1, 4), VORNENC_TOO_WIDE},
       {vornenc_pack_translate(out, 256, wide_entry, 1, 2), VORNENC_BAD_WIDTH},
       {vornenc_bloom_add(out, 256, values, 1, 5), VORNENC_BAD_WIDTH},
@@ -593,14 +596,42 @@ TEST(encode, refuses_what_the_kernels_could_not_read) {
   };
   for (const auto &[result, expected] : results)
     EXPECT_EQ(result, expected) << "result " << &result - &results[0].first;
+  EXPECT_EQ(std::count(out, out + sizeof out, 0xa5), 256) << "nothing is written";
   EXPECT_EQ(vornenc_codes_bytes(UINT32_MAX, 2), 0U);
   EXPECT_EQ(vornenc_code_width((UINT64_C(1) << 32) + 1), 0U);
   constexpr std::pair<uint64_t, uint32_t> widths[] = {
       {0, 1}, {2, 1}, {3, 2}, {1 << 20, 20}, {(1 << 20) + 1, 24}, {(1 << 24) + 1, 32}, {UINT64_C(1) << 32, 32}};
   for (const auto &[ncodes, width] : widths)
     EXPECT_EQ(vornenc_code_width(ncodes), width) << ncodes;
+  const int64_t first_fits[] = {127, 128};
+  EXPECT_EQ(vornenc_pack_numbers(out, 256, first_fits, 1, VORN_NUM_DSB, 8), uint32_t{VORNENC_DONE});
+  EXPECT_EQ(vornenc_lens_bytes(10, 12), 0U);
+  EXPECT_EQ(vornenc_lens_bytes(10, 8), 0U);
+  EXPECT_EQ(vornenc_translate_bytes(1, 1), 8U);
   EXPECT_STREQ(vornenc_result_text(VORNENC_NO_ROOM), "an output is too small");
   EXPECT_EQ(vornenc_result_text(VORNENC_NOT_ONE_LENGTH + 1), nullptr);
+}
+
+// 200 keys take 64 buckets, 4 KB.
+TEST(encode, sizes_of_joins_follow_the_cache) {
+  struct {
+    uint64_t cache;
+    uint32_t given, partition_bits, bucket_bits;
+    uint64_t first_overflow;
+  } const cases[] = {{0, 0, 0, 6, 5},    {0, 16, 16, 0, 1},  {1, 0, 6, 0, 1},
+                     {2048, 0, 2, 4, 2}, {4095, 0, 2, 4, 2}, {4096, 0, 0, 6, 5}};
+  for (const auto &c : cases) {
+    vornenc_table_size size = {.partition_bits = c.given};
+    ASSERT_EQ(vornenc_size_table(&size, 200, c.cache), uint32_t{VORNENC_DONE});
+    EXPECT_EQ(size.partition_bits, c.partition_bits) << c.cache;
+    EXPECT_EQ(size.bucket_bits, c.bucket_bits) << c.cache;
+    EXPECT_EQ(size.first_overflow, c.first_overflow) << c.cache;
+    EXPECT_EQ(size.area_records, (200U >> c.partition_bits) / 2 + 1) << c.cache;
+  }
+  vornenc_table_size size = {.partition_bits = 17};
+  EXPECT_EQ(vornenc_size_table(&size, 200, 0), uint32_t{VORNENC_TOO_MANY});
+  EXPECT_EQ(vornenc_more_overflow(1), 1U);
+  EXPECT_EQ(vornenc_more_overflow(5), 2U);
 }
 
 } // namespace

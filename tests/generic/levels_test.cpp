@@ -38,3 +38,19 @@ TEST(levels, share_no_function) {
   LEVELS(VISIT)
   EXPECT_EQ(owner.size(), 5 * (vorn_test::filled_slots(vorn_dispatch_table).size() + 34));
 }
+
+// The level vbmi has kernels of its own for predicates, sets and unpacking, and the kernels of avx512 for the rest.
+VORN_DECLARE_LEVEL(vbmi)
+
+TEST(levels, vbmi_takes_the_other_kernels_of_avx512) {
+  const vorn_global_ctx_t &own = vorn::vbmi::record, &base = vorn::avx512::record;
+  for (const vorn_test::slot &slot : vorn_test::filled_slots(base.vorn_global_ctx_dispatch)) {
+    const auto kernel_of = [&](const vorn_global_ctx_t &record) {
+      return std::bit_cast<uintptr_t>(record.vorn_global_ctx_dispatch[slot.index]);
+    };
+    const bool is_own = slot.predicate() || slot.opcode() == VORN_OPC_SET || slot.opcode() == VORN_OPC_DECODE_UNPACK;
+    EXPECT_EQ(kernel_of(own) != kernel_of(base), is_own) << slot.name();
+  }
+  EXPECT_NE(own.vorn_lbivand_dydi, base.vorn_lbivand_dydi);
+  EXPECT_EQ(own.vorn_gather_dydi, base.vorn_gather_dydi);
+}

@@ -22,7 +22,7 @@ protected:
 TEST_P(tpch, is_answered_as_duckdb_does) {
   if (!std::filesystem::exists(TPCH_TABLES))
     GTEST_SKIP() << "tools/tpch makes the tables";
-  engines both(TPCH_TABLES);
+  static engines both(TPCH_TABLES); // the tests of one process load each table once
   ASSERT_NO_FATAL_FAILURE(put_in_force(implementations[0], both.env));
   std::ifstream file(fmt::format("{}/{:02}.sql", TPCH_QUERIES, GetParam()));
   const std::vector<std::string> texts = store::sql::statements(std::string(std::istreambuf_iterator<char>(file), {}));

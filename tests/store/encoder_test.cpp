@@ -6,9 +6,12 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
+#include <type_traits>
 #include <vector>
 
 #include "store/encode/big_endian.hpp"
+#include "store/encode/column_builder.hpp"
 #include "store/encode/encoder.hpp"
 #include "store/encode/packing.hpp"
 #include "store/error.hpp"
@@ -136,6 +139,27 @@ TEST(encoder, stores_groups_of_sixteen_with_their_prefix) {
   store_keys(keys, std::vector<int64_t>{-1, 0x1fe, 0}, encoding::prefix);
   EXPECT_EQ(keys.width, 16U);
   EXPECT_EQ(without_slack(keys.segments[0].stream), (bytes{0, 0, 0, 1, 0xff, 0, 1}));
+}
+
+TEST(column_builder, counts_the_bytes_of_plain_arrays_and_takes_no_rows) {
+  const auto built = [](const char *sql_type, encoding form, std::vector<std::string_view> texts) {
+    column_builder building({"c", sql_type, type_of(sql_type)}, {.form = form});
+    building.with([&]<class Builder>(Builder &builder) {
+      for (const std::string_view text : texts)
+        if constexpr (std::is_same_v<typename Builder::value, std::string_view>)
+          builder.append(builder.row_of(text));
+        else
+          builder.append(builder.row_of(static_cast<int64_t>(text.size())));
+    });
+    return building.finish();
+  };
+  const uint64_t of_a_text = type_of("VARCHAR")->plain_bytes; // beside its bytes
+  EXPECT_EQ(built("VARCHAR", encoding::dict, {"a", "bbb", "", "bbb"}).plain_bytes, 7 + 4 * of_a_text);
+  EXPECT_EQ(built("VARCHAR", encoding::prefix, {"ab", "cd"}).plain_bytes, 4 + 2 * of_a_text);
+  EXPECT_EQ(built("SMALLINT", encoding::fixed, {"", "a", "bb"}).plain_bytes, 6U);
+  EXPECT_EQ(built("BIGINT", encoding::rle, {"a", "a", "bb"}).plain_bytes, 24U);
+  for (const encoding form : {encoding::dict, encoding::rle, encoding::prefix})
+    EXPECT_EQ(built("VARCHAR", form, {}).rows, 0U) << encoding_name(form);
 }
 
 TEST(encoder, refuses_more_values_than_codes) {
