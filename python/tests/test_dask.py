@@ -322,6 +322,19 @@ def test_a_worker_that_dies_changes_no_answer(
         assert rows_of(answer) == rows_of(db.sql(text).to_arrow())
 
 
+def test_events_that_are_lost_change_no_answer(
+    sales: tuple[duckdb.DuckDBPyConnection, dict[str, vorn.dask.Table]],
+    client: distributed.Client,
+    monkeypatch: pytest.MonkeyPatch,
+) -> None:
+    db, tables = sales
+    monkeypatch.setitem(client._event_handlers, _cluster._Events.of(client).topic, lambda _: None)
+    text = "select shop, count(*) as n from sale group by shop order by shop"
+    with dask.config.set(ways["exchange"]):
+        answer = vorn.dask.sql(text, sale=tables["sale"]).compute(client)
+    assert rows_of(answer) == rows_of(db.sql(text).to_arrow_table())
+
+
 def test_a_damaged_partition_is_named(tmp_path: Path, client: distributed.Client) -> None:
     table = saved_parts(pa.table({"id": range(80_000)}), "part", tmp_path)
     damaged = tmp_path / "part-3.vorn"
