@@ -47,6 +47,7 @@ constexpr cause causes[] = {
     {"cannot ", "", ADBC_STATUS_IO, "58030"},
     {"the Arrow ", "", ADBC_STATUS_INVALID_DATA, "22000"},
     {"column '", "", ADBC_STATUS_INVALID_DATA, "22000"},
+    {"two columns are called", "", ADBC_STATUS_INVALID_DATA, "22000"},
 };
 
 struct details {
