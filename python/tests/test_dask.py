@@ -192,6 +192,7 @@ def test_answers_equal_those_of_duckdb(
         ("select id from sale limit 10%", "LIMIT of a percentage"),
         ("select avg(day) from sale", "avg of the type"),
         ("select count(distinct shop), count(distinct kind) from sale", "several DISTINCT aggregates"),
+        ("select count(distinct shop) filter (id > 5) from sale", "DISTINCT aggregates with FILTER"),
         ("select kind, count(distinct id) from sale group by rollup (kind)", "DISTINCT and grouping sets"),
     ],
 )
