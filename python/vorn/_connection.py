@@ -83,6 +83,7 @@ class Connection:
     def __init__(self, path: str | Path | None = None, *, threads: int | None = None, isa: str | None = None) -> None:
         self._is_open = False
         self._process = os.getpid()
+        self._folder = None if path is None else Path(path).absolute()
         self._cursors: weakref.WeakSet[dbapi.Cursor] = weakref.WeakSet()
         options = {"path": path, "threads": threads, "isa": isa}
         self._dbapi = dbapi.connect(
@@ -226,6 +227,8 @@ class Connection:
         if isinstance(data, dict):
             data = pa.table(data)
         elif not isinstance(data, ArrowData):
+            if not hasattr(data, "__dataframe__"):  # pandas before 2.2 has this one
+                raise TypeError(f"{type(data).__name__} has no Arrow stream, such as a table of pyarrow has")
             data = pa.Table.from_pandas(data)
         with self._one_cursor() as cursor:
             return int(cursor.adbc_ingest(name, data, mode=mode, temporary=temporary))
@@ -244,8 +247,12 @@ class Connection:
         exists = known_name(name) in self.tables()
         if mode == ("create" if exists else "append"):
             self.register(name, {"none": [0]}, mode=mode)  # whose error this is
-        if mode == "replace":
-            self.drop(name, missing_ok=True)
+        if mode == "replace" and exists:
+            own = self._folder and self._folder / f"{known_name(name)}.vorn"
+            if own and own.exists() and Path(file).exists() and own.samefile(file):
+                return name
+            self.schema(str(file))  # an error leaves the table as it is
+            self.drop(name)
         with self._one_cursor() as cursor, self._shown_progress(cursor, str(file), progress):
             cursor.execute(f"COPY {_quoted_name(name)} FROM {quoted_text(str(file))}")
         return name
