@@ -38,6 +38,7 @@ constexpr cause causes[] = {
     {"Out of Memory Error", "", ADBC_STATUS_INTERNAL, "53200"},
     {"INTERRUPT Error", "", ADBC_STATUS_CANCELLED, "57014"},
     {"not executed", "", ADBC_STATUS_NOT_IMPLEMENTED, "0A000"},
+    {"only queries are answered", "", ADBC_STATUS_NOT_IMPLEMENTED, "0A000"},
     {"no such table", "", ADBC_STATUS_NOT_FOUND, "42P01"},
     {"no such file", "", ADBC_STATUS_NOT_FOUND, "58P01"},
     {"no such folder", "", ADBC_STATUS_NOT_FOUND, "58P01"},
@@ -46,6 +47,7 @@ constexpr cause causes[] = {
     {"cannot ", "", ADBC_STATUS_IO, "58030"},
     {"the Arrow ", "", ADBC_STATUS_INVALID_DATA, "22000"},
     {"column '", "", ADBC_STATUS_INVALID_DATA, "22000"},
+    {"two columns are called", "", ADBC_STATUS_INVALID_DATA, "22000"},
 };
 
 struct details {

@@ -7,6 +7,8 @@
 #include <filesystem>
 #include <limits>
 #include <new>
+#include <set>
+#include <string>
 #include <utility>
 
 #include <fmt/format.h>
@@ -376,6 +378,12 @@ uint64_t statement::ingest(execution &run) {
   const std::shared_ptr<exec::table> made = table_of(*target_, imported(*rows, run));
   if (made->columns().empty())
     throw failure(ADBC_STATUS_INVALID_DATA, "22000", "a table has columns");
+  std::set<std::string> names;
+  for (const column_info &column : made->columns())
+    if (!names.insert(duckdb::lower_case(column.name)).second)
+      throw failure(ADBC_STATUS_INVALID_DATA, "22000",
+                    fmt::format("column '{}' has the name of another one, apart from upper and lower case",
+                                shortened(column.name)));
   on_->of().store(made, mode_, is_temporary_);
   return made->rows();
 }

@@ -243,6 +243,7 @@ void planner::state::add_view(const std::string &name) {
   view = {};
   if (!table)
     return;
+  described.erase(name); // what is left of a table that DuckDB refused
   foreign_table &of = described[name];
   of.rows = table->rows();
   for (const column_info &column : table->columns())
@@ -371,7 +372,10 @@ logical::query planner::state::plan(const std::string &query) {
   } catch (const error &) {
     // When DuckDB knows all tables, its message suggests the right name of a table.
     for (const std::string &name : tables.names())
-      add_view(name);
+      try {
+        add_view(name);
+      } catch (const error &) { // of a table that the query does not name
+      }
     prepare();
   }
   const query_of_tables asked = with_calls_as_tables(query);

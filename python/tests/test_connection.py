@@ -12,6 +12,7 @@ import threading
 import time
 from pathlib import Path
 
+import pyarrow as pa
 import pytest
 import vorn
 
@@ -41,8 +42,15 @@ def test_tables_live_in_memory_or_in_a_folder(
         for mode, name in (("create", "flights"), ("append", "lost")):
             with pytest.raises(vorn.Error):
                 db.load(flights, name, mode=mode)  # type: ignore[arg-type]
+        with pytest.raises(vorn.ProgrammingError, match=r"lost\.parquet"):
+            db.load(tmp_path / "lost.parquet", "flights")
+        db.load(tmp_path / "tables/flights.vorn", mode="replace")  # the file of the table itself
+        # A table that DuckDB refuses does not change the errors of other queries.
+        db.execute(f"copy (select 1 as a, 2 as A) to '{tmp_path}/tables/refused.vorn'")
     with vorn.connect(tmp_path / "tables") as db:
-        assert db.tables() == ["flights"]
+        assert db.tables() == ["flights", "refused"]
+        with pytest.raises(vorn.ProgrammingError, match="Table with name lost does not exist"):
+            db.sql("from lost")
         whole = db.sql("select origin, delay from flights where delay > 1200").fetchall()
         assert [row for part in parts for row in db.read_partition(part).fetchall()] == whole
         assert db.sql(f"select count(*) from '{tmp_path}/copy.parquet'").fetchone() == (3_000_000,)
@@ -67,6 +75,10 @@ def test_errors_are_those_of_the_database_api(db: vorn.Connection, tmp_path: Pat
         vorn.connect(tmp_path / "lost")
     with pytest.raises(vorn.DataError, match="nested"):
         db.register("t", {"a": [[1, 2]]})
+    with pytest.raises(vorn.DataError, match="apart from upper and lower case"):
+        db.register("t", pa.table({"a": [1], "A": [2]}))
+    with pytest.raises(TypeError, match="int has no Arrow stream"):
+        db.register("t", 5)  # type: ignore[arg-type]
     other = "generic" if db.isa != "generic" else "avx2"
     with pytest.raises(vorn.ProgrammingError, match="kernels of this process"):
         vorn.connect(isa=other)

@@ -192,6 +192,7 @@ def test_answers_equal_those_of_duckdb(
         ("select id from sale limit 10%", "LIMIT of a percentage"),
         ("select avg(day) from sale", "avg of the type"),
         ("select count(distinct shop), count(distinct kind) from sale", "several DISTINCT aggregates"),
+        ("select count(distinct shop) filter (id > 5) from sale", "DISTINCT aggregates with FILTER"),
         ("select kind, count(distinct id) from sale group by rollup (kind)", "DISTINCT and grouping sets"),
     ],
 )
@@ -284,6 +285,12 @@ def test_parquet_is_read_by_row_groups(tmp_path: Path, client: distributed.Clien
     saved = table.save(tmp_path / "saved", client)
     assert [Path(each.file).name for each in saved.partitions] == [f"part-{i:05}.vorn" for i in range(4)]
     assert vorn.dask.sql("select sum(id) as n from t", t=saved).compute(client).to_pylist() == [{"n": 499_500}]
+    pq.write_table(rows.slice(0, 0), tmp_path / "void.parquet")
+    void = vorn.dask.read(tmp_path / "void.parquet").save(tmp_path / "void", client)
+    # Names of tables are the same in upper and lower case.
+    assert vorn.dask.sql("select count(*), max(name) from VOID", Void=void).compute(client).num_rows == 1
+    with pytest.raises(ValueError, match="only by upper and lower case"):
+        vorn.dask.sql("select * from t", t=table, T=void)
     with pytest.raises(FileNotFoundError, match="none-"):
         vorn.dask.read(tmp_path / "none-*.vorn")
     pq.write_table(rows.select(["name"]), tmp_path / "others.parquet")

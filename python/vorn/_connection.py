@@ -61,11 +61,16 @@ def _leave_to_parent() -> None:
 os.register_at_fork(after_in_child=_leave_to_parent)
 
 
+def known_name(name: str) -> str:
+    """The name under which a table is known: in lower case, as far as its letters are ASCII."""
+    return name.encode().lower().decode()
+
+
 def _quoted_name(name: str) -> str:
     return '"' + name.replace('"', '""') + '"'
 
 
-def _quoted_text(text: str) -> str:
+def quoted_text(text: str) -> str:
     return "'" + text.replace("'", "''") + "'"
 
 
@@ -78,6 +83,7 @@ class Connection:
     def __init__(self, path: str | Path | None = None, *, threads: int | None = None, isa: str | None = None) -> None:
         self._is_open = False
         self._process = os.getpid()
+        self._folder = None if path is None else Path(path).absolute()
         self._cursors: weakref.WeakSet[dbapi.Cursor] = weakref.WeakSet()
         options = {"path": path, "threads": threads, "isa": isa}
         self._dbapi = dbapi.connect(
@@ -221,6 +227,8 @@ class Connection:
         if isinstance(data, dict):
             data = pa.table(data)
         elif not isinstance(data, ArrowData):
+            if not hasattr(data, "__dataframe__"):  # pandas before 2.2 has this one
+                raise TypeError(f"{type(data).__name__} has no Arrow stream, such as a table of pyarrow has")
             data = pa.Table.from_pandas(data)
         with self._one_cursor() as cursor:
             return int(cursor.adbc_ingest(name, data, mode=mode, temporary=temporary))
@@ -236,13 +244,17 @@ class Connection:
         terminal.  Ctrl-C ends the work.
         """
         name = name or Path(file).name.split(".")[0]
-        exists = name.lower() in self.tables()
+        exists = known_name(name) in self.tables()
         if mode == ("create" if exists else "append"):
             self.register(name, {"none": [0]}, mode=mode)  # whose error this is
-        if mode == "replace":
-            self.drop(name, missing_ok=True)
+        if mode == "replace" and exists:
+            own = self._folder and self._folder / f"{known_name(name)}.vorn"
+            if own and own.exists() and Path(file).exists() and own.samefile(file):
+                return name
+            self.schema(str(file))  # an error leaves the table as it is
+            self.drop(name)
         with self._one_cursor() as cursor, self._shown_progress(cursor, str(file), progress):
-            cursor.execute(f"COPY {_quoted_name(name)} FROM {_quoted_text(str(file))}")
+            cursor.execute(f"COPY {_quoted_name(name)} FROM {quoted_text(str(file))}")
         return name
 
     @contextlib.contextmanager
@@ -271,7 +283,7 @@ class Connection:
 
     def save(self, table: str, file: str | Path) -> int:
         """Writes a table to a ``.vorn`` file, as it is encoded, or to a ``.parquet`` file.  The number of rows."""
-        return self.execute(f"COPY {_quoted_name(table)} TO {_quoted_text(str(file))}")
+        return self.execute(f"COPY {_quoted_name(table)} TO {quoted_text(str(file))}")
 
     def drop(self, table: str, *, missing_ok: bool = False) -> None:
         """Removes a table, and its ``.vorn`` file in the folder."""

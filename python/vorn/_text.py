@@ -58,5 +58,5 @@ def html_table(rows: pa.Table, more: bool) -> str:
 
 def _count(rows: int, more: bool) -> str:
     if more:
-        return f"the first {rows:,} rows"
+        return "the first row" if rows == 1 else f"the first {rows:,} rows"
     return "1 row" if rows == 1 else f"{rows:,} rows"

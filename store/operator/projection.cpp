@@ -70,7 +70,8 @@ public:
       } else if (needed[c]) {
         made.computed = exec::bind(e, below, functions, rows_->estimated_rows());
         columns_.push_back(made.computed->result());
-        texts_.push_back(fmt::format("{} by {}", e.sql, made.computed->method()));
+        const std::string method = made.computed->method();
+        texts_.push_back(method.empty() ? e.sql : fmt::format("{} by {}", e.sql, method));
       } else {
         columns_.push_back({.type = e.type});
         if (e.type.held)

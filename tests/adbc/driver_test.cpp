@@ -368,6 +368,7 @@ TEST_F(adbc, failed_queries_have_status_sqlstate_and_text) {
       {"SELECT lost FROM sample", ADBC_STATUS_INVALID_ARGUMENT, "42703", "lost"},
       {"SELECT lost(1)", ADBC_STATUS_NOT_FOUND, "42883", "lost"},
       {"SELECT row_number() OVER () FROM sample", ADBC_STATUS_NOT_IMPLEMENTED, "0A000", "window"},
+      {"CREATE TABLE t (i INTEGER)", ADBC_STATUS_NOT_IMPLEMENTED, "0A000", "only queries"},
       {"SELECT CAST('x' || i AS INTEGER) FROM sample", ADBC_STATUS_INVALID_DATA, "22018", "not a value of INTEGER"},
       {"SELECT max(n::DECIMAL(5,2)) FROM sample", ADBC_STATUS_INVALID_DATA, "22018", "out of range"},
       {"SELECT ?", ADBC_STATUS_INVALID_STATE, "HY010", "nothing is bound"},

@@ -134,7 +134,9 @@ def separate_distinct(groups: Sequence[Expression], aggregates: Sequence[Node]) 
     """The steps, or what has none."""
     distinct = [each for each in aggregates if each.get("is_distinct")]
     arguments = {json.dumps(each["argument"]) for each in distinct}
-    if len(arguments) != 1 or any("condition" in each for each in distinct):
+    if any("condition" in each for each in distinct):
+        return "DISTINCT aggregates with FILTER without groups"
+    if len(arguments) != 1:
         return "several DISTINCT aggregates without groups"
     argument = distinct[0]["argument"]
     first_groups = [*groups, argument]

@@ -19,6 +19,7 @@ from dataclasses import dataclass, replace
 
 from adbc_driver_manager.dbapi import NotSupportedError
 
+from .._connection import known_name
 from . import _plan
 from ._aggregates import Aggregation, separate_distinct, split_aggregates
 from ._plan import Expression, Node, children, column, column_of, projection, width
@@ -84,7 +85,7 @@ class Cutter:
         return self._scanned(node, [])
 
     def _scanned(self, node: Node, conditions: Sequence[Expression]) -> Rows:
-        table = self._tables.get(node["table"])
+        table = self._tables.get(known_name(node["table"]))
         if table is None:
             raise refuse(f"the table {node['table']}, which is none of the tables of the query")
         columns = node["table_columns"]

@@ -13,6 +13,7 @@ import distributed
 import pyarrow as pa
 from adbc_driver_manager import AdbcStatement
 
+from .._connection import known_name
 from ._cluster import ClusterRunner, Stage
 from ._cut import Cutter, Settings
 from ._plan import Node, describe, no_rows, piece_name, plan_text, read, scan, union
@@ -49,7 +50,12 @@ class Query:
     """A query that has not run yet, see :func:`sql`."""
 
     def __init__(self, text: str, tables: Mapping[str, Table]) -> None:
-        self._tables = {name.lower(): table for name, table in tables.items()}
+        for name, table in tables.items():
+            if not isinstance(table, Table):
+                raise TypeError(f"{name} is no vorn.dask.Table, which read and from_parquet make")
+        self._tables = {known_name(name): table for name, table in tables.items()}
+        if len(self._tables) < len(tables):
+            raise ValueError("two tables have names that differ only by upper and lower case")
         self._names, self._plan = _planned(text, self._tables)
         self.stages: list[Stage] = []
         """What ran in the last :meth:`compute`, in its order."""

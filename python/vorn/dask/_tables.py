@@ -12,7 +12,7 @@ from typing import Any
 
 import distributed
 
-from .._connection import Connection
+from .._connection import Connection, quoted_text
 from ._errors import gathered
 from ._plan import scan
 from ._worker import write
@@ -67,9 +67,16 @@ class Table:
     def save(self, folder: str | Path, client: distributed.Client | None = None) -> Table:
         """Writes each partition with rows to a ``.vorn`` file of a folder, on the cluster, and returns their table.
 
+        A table without rows is one file.
+
         The folder lies on a disk that all processes of the cluster see.  Files of the same names are replaced.
         """
         Path(folder).mkdir(parents=True, exist_ok=True)
+        if self.rows == 0:
+            file = str((Path(folder) / "part-00000.vorn").absolute())
+            with Connection(threads=1) as connection:
+                connection.execute(f"COPY (FROM {quoted_text(self.partitions[0].file)}) TO {quoted_text(file)}")
+            return read(file)
         chosen = client or distributed.get_client()
         names = [column.name for column in self.columns]
         types = [column.type for column in self.columns]
