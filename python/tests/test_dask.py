@@ -210,6 +210,17 @@ def test_what_is_not_spread_says_so(
 # Partitions
 
 
+def test_averages_of_exact_numbers_are_rounded_once(tmp_path: Path, client: distributed.Client) -> None:
+    with duckdb.connect() as db:
+        made = db.sql("""select i % 700 as g, (hash(i) % 1000000)::decimal(18,0) * 0.001 as cost, hash(i) as large,
+            (hash(i) % 1000)::integer as small from range(20000) t(i)""").to_arrow_table()
+    text = "select g, avg(cost), avg(large), avg(small), avg(large::hugeint * 1000) from t group by g order by g"
+    with vorn.connect() as process:
+        process.register("t", made)
+        expected = process.sql(text).to_arrow()
+    assert vorn.dask.sql(text, t=saved_parts(made, "t", tmp_path)).compute(client).equals(expected)
+
+
 def test_zone_maps_rule_partitions_out(
     sales: tuple[duckdb.DuckDBPyConnection, dict[str, vorn.dask.Table]], client: distributed.Client
 ) -> None:

@@ -7,6 +7,7 @@
 #include <optional>
 
 #include "store/evaluate/node.hpp"
+#include "store/evaluate/quotient.hpp"
 
 namespace store::exec {
 
@@ -220,6 +221,33 @@ private:
   bool remainder_;
 };
 
+// A whole or decimal number divided by a whole one, as a real.
+class quotient_node final : public row_node {
+public:
+  quotient_node(std::vector<node_ptr> children, const logical::sql_type &type) : row_node(std::move(children)) {
+    result_.type = type;
+    result_.form = representation::float64;
+    result_.has_nulls = child(0).result().has_nulls || child(1).result().has_nulls;
+  }
+
+  vector run(evaluation &chunk) const override {
+    const layout &of = child(0).result();
+    const vector dividends = values_of(child(0), decoded_form(of), chunk);
+    const vector divisors = values_of(child(1), representation::int64, chunk);
+    const std::span<double> out = chunk.memory().take<double>(dividends.rows);
+    const long double scale = std::pow(10.0, of.held().scale);
+    const auto divide = [&]<class T>(std::span<const T> values) {
+      for (size_t row = 0; row < out.size(); ++row)
+        out[row] = quotient(values[row], divisors.values<int64_t>()[row], scale);
+    };
+    if (dividends.form == representation::int128)
+      divide(dividends.values<__int128>());
+    else
+      divide(dividends.values<int64_t>());
+    return vector(out, both_valid(dividends.validity, divisors.validity, dividends.rows, chunk.memory()));
+  }
+};
+
 class real_node final : public row_node {
 public:
   real_node(char sign, std::vector<node_ptr> children, const logical::sql_type &type)
@@ -282,6 +310,9 @@ node_ptr make_arithmetic(std::string_view sign, std::vector<node_ptr> children, 
     return std::make_shared<real_node>(sign[0], std::move(children), type);
   if (sign == "-" && a.kind == value_kind::date && b.kind == value_kind::date)
     return std::make_shared<integer_node>('-', std::move(children), type);
+  if (sign == "/" && is_integer(a) && is_integer(b) && b.scale == 0 && type.held->kind == value_kind::real &&
+      fits_int64(*bounds_of(children[1]->result())))
+    return std::make_shared<quotient_node>(std::move(children), type);
   if (is_integer(a) && is_integer(b) && is_integer(*type.held)) {
     const bool scales_fit =
         sign == "*" ? type.held->scale == a.scale + b.scale : a.scale == b.scale && a.scale == type.held->scale;

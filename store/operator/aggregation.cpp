@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "store/evaluate/quotient.hpp"
 #include "store/operator/integer_sum.hpp"
 
 namespace store::exec {
@@ -33,15 +34,6 @@ accumulation accumulation_of(logical::aggregate_kind what) {
   }
 }
 
-// The sum divided by the count, rounded as DuckDB does: in long double, or truncated to an integer for points in time.
-template <class T>
-double quotient(T sum, int64_t count, long double scale) {
-  if constexpr (std::is_same_v<T, double>)
-    return sum / static_cast<double>(count);
-  else
-    return static_cast<double>(static_cast<long double>(sum) / (static_cast<long double>(count) * scale));
-}
-
 template <class Out, class Divide>
 vector divided(std::span<const int64_t> counts, arena &memory, const Divide &divide) {
   const std::span<Out> out = memory.take<Out>(counts.size());
@@ -50,6 +42,7 @@ vector divided(std::span<const int64_t> counts, arena &memory, const Divide &div
   return vector(out);
 }
 
+// The sums divided by the counts, truncated to an integer for points in time.
 vector averages(const vector &sums, std::span<const int64_t> counts, const layout &values, arena &memory) {
   return with_type(sums.form, [&]<class T>(T) -> vector {
     if constexpr (std::is_same_v<T, std::string_view> || std::is_same_v<T, uint32_t>) {

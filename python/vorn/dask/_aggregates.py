@@ -77,7 +77,9 @@ class Aggregation:
                 return f"avg of the type {argument['type']}"
             total = self._part(aggregate("sum", sum_type, argument, **more), "sum")
             count = self._part(aggregate("count", "BIGINT", argument, **more), "sum")
-            self.results.append(call("/", "DOUBLE", cast(total, "DOUBLE"), cast(count, "DOUBLE")))
+            if sum_type == "DOUBLE":
+                count = cast(count, "DOUBLE")
+            self.results.append(call("/", "DOUBLE", total, count))
         elif what == "first":
             # A task without a row of the group has a NULL that is nobody's value.
             count = self._part(aggregate("count_rows", "BIGINT", None, **more), "sum")
