@@ -42,7 +42,7 @@ struct bucket_layout {
 
   // The value of the lowest slot of a set.
   static Value lowest_value(const uint8_t *bucket, uint32_t found) {
-    constexpr uint64_t value_bytes = sizeof(Value) / sizeof(Tag); // for a byte of a tag
+    constexpr uint64_t value_bytes = 8 * sizeof(Value) / tag_bits; // for a byte of a tag
     return load<Value>(bucket + ValuesAt + static_cast<uint64_t>(__builtin_ctz(found)) * value_bytes);
   }
 

@@ -80,13 +80,19 @@ class ClusterRunner:
         self._reports = self._events.queries[self._query] = {}
 
     @functools.cached_property
-    def _workers(self) -> dict[str, int]:
-        counts: dict[str, int] = self._client.nthreads()
-        return dict(sorted(counts.items()))
+    def _workers(self) -> dict[str, Any]:
+        return dict(sorted(self._client.scheduler_info()["workers"].items()))
 
     @property
     def threads(self) -> int:
-        return max(sum(self._workers.values()), 1)
+        counts: list[int] = [worker["nthreads"] for worker in self._workers.values()]
+        return max(sum(counts), 1)
+
+    @property
+    def task_memory(self) -> int | None:
+        workers = self._workers.values()
+        limits: list[int] = [w["memory_limit"] // w["nthreads"] for w in workers if w["memory_limit"]]
+        return min(limits, default=None)
 
     @property
     def stages(self) -> list[Stage]:

@@ -169,12 +169,16 @@ class Cutter:
     def _bundled(self, fragments: list[Fragment], together: Callable[[Node], Node] | None) -> list[Fragment]:
         """Neighbours as one fragment where each has little to read.  A task costs Dask some milliseconds.
 
-        There are tasks for all threads, and more where a task would read more than ``task_bytes``.
+        There are tasks for all threads, and more where a task would read more than ``task_bytes``, or an eighth of the
+        memory that it may take.
         """
         full = [f for f in fragments if not f.is_empty]
         weights = [bytes_read(f, self.files, self._cell_bytes) for f in full]
         threads, total = self._runner.threads, sum(weights)
-        rounds = math.ceil(total / self._settings.task_bytes / threads) if self._settings.task_bytes else len(full)
+        most, memory = self._settings.task_bytes, self._runner.task_memory
+        if memory is not None:
+            most = min(most, memory // 8)
+        rounds = math.ceil(total / most / threads) if most else len(full)
         count = max(rounds, 1) * threads
         if len(full) <= count or total == 0:
             return fragments

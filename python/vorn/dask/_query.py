@@ -35,7 +35,8 @@ def sql(text: str, /, **tables: Table) -> Query:
     ``vorn.partition-bytes``
         About how many bytes a partition of an exchange has (64 MiB).
     ``vorn.task-bytes``
-        About how many bytes a task reads at least, if the threads of the cluster have a task each (128 MiB).
+        About how many bytes a task reads at least, if the threads of the cluster have a task each (128 MiB, and not
+        more than an eighth of the worker's memory).
     ``vorn.merged-rows``
         Partial aggregates of more rows are exchanged by their groups; others are merged by one task (200,000).
     ``vorn.fan-in``
@@ -142,6 +143,10 @@ class _PlannedRunner:
     @property
     def threads(self) -> int:
         return 1
+
+    @property
+    def task_memory(self) -> int | None:
+        return None
 
     def run(
         self,

@@ -149,6 +149,10 @@ class Runner(Protocol):
     def threads(self) -> int:
         """How many tasks run at once."""
 
+    @property
+    def task_memory(self) -> int | None:
+        """How many bytes the process of a task has for each task that runs at once; None without a limit."""
+
     def run(
         self,
         title: str,

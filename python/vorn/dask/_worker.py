@@ -102,6 +102,8 @@ def run(
                 out.numbers += batch.column("partition").to_pylist()
                 out.rows += batch.column("rows").to_pylist()
                 out.tables += [table.as_buffer() for table in batch.column("table")]
+        # A worker that takes too much memory between two tasks gets no other one.
+        _close_files(connection, set())
     if report is not None:
         worker = distributed.get_worker()
         made = {"query": report[1], "task": worker.get_current_task(), "began": began, "ended": time.time()}
@@ -148,7 +150,7 @@ def _close_files(connection: AdbcConnection, read: set[str]) -> None:
     """Closes the files that were not read for the longest time, where all of them take a quarter of the memory.
 
     Pages of a mapped file count as memory of the process, as long as the file is open.  Those that a task is to read
-    stay open.
+    stay open until its end.
     """
     with _opening:
         for file in read:
